@@ -1,0 +1,18 @@
+// Memory that the security package allocated (a token, the list of packages) and that goes back to
+// it through FreeContextBuffer.
+#pragma once
+
+#include "platform/SecuritySupport.h"
+
+#include <memory>
+
+namespace VexaSsl {
+
+struct ContextBufferRelease {
+    void operator()(void* buffer) const noexcept { platform::FreeContextBuffer(buffer); }
+};
+
+template <typename Content>
+using ContextBuffer = std::unique_ptr<Content, ContextBufferRelease>;
+
+} // namespace VexaSsl
