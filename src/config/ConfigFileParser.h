@@ -1,0 +1,56 @@
+// Reads a file of sections and "key=value" lines into memory and answers from there. Both the ini
+// file and the store have this format.
+//
+// The format has rules of its own. A blank line ends a section: keys behind it, like those before
+// the first header, belong to the section with the empty name, so a section must not have blank
+// lines inside. A header that comes again empties its section. There is no comment syntax and
+// nothing is trimmed. A "[...]" anywhere in a line that has passed the screening makes it a header.
+// A byte order mark belongs to the first line.
+//
+// The constructor does all the work; the object never changes afterwards and keeps no file open, so
+// any thread may ask it. The log is borrowed and used only during construction.
+#pragma once
+
+#include "VexaSsl/ILog.h"
+#include "config/ITwoLevelConfig.h"
+#include "config/LineChecker.h"
+#include "config/OptionMap.h"
+
+#include <filesystem>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace VexaSsl {
+
+class ConfigFileParser : public ITwoLevelConfig {
+public:
+    // Throws std::runtime_error("Can't open config file"). A read error later on is the end of the
+    // file: what was read is parsed. The path is not a wide text: where paths are bytes, a name
+    // that isn't text would be lost on the way. Wide texts convert to it.
+    ConfigFileParser(ILog& log, const std::filesystem::path& path);
+    ~ConfigFileParser() override = default;
+
+    std::wstring getValue(const std::wstring& section, const std::wstring& key) const override;
+
+    // Whether the line, taken as a whole, is "[name]".
+    static bool isSectionHeader(const std::wstring& line);
+    // Whether the line has no characters at all.
+    static bool isBlankLine(const std::wstring& line);
+
+private:
+    using SectionMap =
+        std::unordered_map<std::wstring, OptionMap, CaseInsensitiveHash, CaseInsensitiveEqual>;
+
+    void readLines(const std::filesystem::path& path);
+    void dropUnusableLines();
+    bool isUsable(const std::wstring& line) const;
+    void parseLines();
+
+    SectionMap sections;
+    std::vector<std::wstring> lines; // after construction: those that passed the screening
+    ILog& log;
+    LineChecker checker;
+};
+
+} // namespace VexaSsl
