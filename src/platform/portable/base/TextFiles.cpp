@@ -1,5 +1,7 @@
 #include "platform/TextFiles.h"
 
+#include "platform/portable/base/Utf8.h"
+
 #include <cwchar>
 #include <locale>
 #include <optional>
@@ -10,7 +12,9 @@ namespace {
 
 using FileConversion = std::codecvt<wchar_t, char, std::mbstate_t>;
 
-constexpr wchar_t highestByte = 0xFF;
+bool isByte(wchar_t unit) {
+    return static_cast<char32_t>(unit) <= 0xFF;
+}
 
 // One byte is one unit. The classic locale of this system's library knows ASCII only and fails the
 // stream at the first byte above it, so a file in any 8-bit encoding or in UTF-8 would end there.
@@ -50,9 +54,6 @@ protected:
     int do_encoding() const noexcept override { return 1; }
     int do_max_length() const noexcept override { return 1; }
     bool do_always_noconv() const noexcept override { return false; }
-
-private:
-    static bool isByte(wchar_t unit) { return unit >= 0 && unit <= highestByte; }
 };
 
 // A host that put another conversion into the global locale keeps it; whatever else it changed
@@ -103,13 +104,12 @@ std::optional<std::wstring> widenByLocale(const std::string& bytes) {
 std::string narrowBytewise(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t unit : text) {
-        if (unit >= 0 && unit <= highestByte) {
+        if (isByte(unit)) {
             bytes += static_cast<char>(static_cast<unsigned char>(unit));
             continue;
         }
-        const std::u8string encoded =
-            std::filesystem::path(std::u32string(1, static_cast<char32_t>(unit))).u8string();
-        bytes.append(encoded.begin(), encoded.end());
+        const Utf8Sequence encoded = encodeUtf8(static_cast<char32_t>(unit));
+        bytes.append(encoded.bytes, encoded.size);
     }
     return bytes;
 }
