@@ -98,6 +98,12 @@ public:
     std::unique_ptr<StreamSizes> streamSizes;
     std::vector<char> sendBuffer;    // recordSize bytes, the work area of encryptRecord
     std::vector<char> receiveBuffer; // recordSize bytes, the target of each blocking read
+
+private:
+    // Takes what one output buffer of a decryption brought; end is the end of the bytes offered.
+    void takeDecrypted(const SecBuffer& buffer, const char* end);
+    // Copies up to length bytes from the front of plainBytes. Result: how many.
+    DWORD copyPlain(char* buffer, DWORD length) const;
 };
 
 } // namespace VexaSsl

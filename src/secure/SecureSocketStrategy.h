@@ -72,6 +72,14 @@ public:
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 
 protected:
+    static constexpr const wchar_t* noHostNameText =
+        L"No remote hostname has been supplied. Server authentication will be impossible. "
+        L"Aborting connection attempt";
+
+    // Runs the handshake on socket and puts the new record in the place of the old one, which stays
+    // if the handshake fails. Throws what the record's constructor throws.
+    void secureConnection(bool serverRole, std::wstring target);
+
     ILog& log;
     SslConfig config; // handed to every record
     std::unique_ptr<ISocketStrategy> underlyingStrategy;
@@ -94,14 +102,10 @@ private:
         DWORD wireBytes = 0; // ciphertext bytes read by this call
     };
 
-    // What an operation does when the exception has been logged, and its result.
-    int failHandshake();
     // Shuts the connection down in both directions and forgets the socket, which stays open.
     void abortConnection(SOCKET& connection);
-
-    // Runs the handshake on socket and puts the new record in the place of the old one, which stays
-    // if the handshake fails.
-    void secureConnection(bool serverRole, std::wstring target);
+    // What a failed handshake leads to once it has been logged.
+    void failHandshake();
 
     int sendProtected(SOCKET s, const char* buf, int len, int flags);
     int writeRecord(SOCKET s, DWORD size, int flags);
@@ -116,8 +120,9 @@ private:
                               const timeval* timeout);
 
     template <typename Body>
-    int runOverlapped(Body body);
+    int guardOverlapped(Body body);
     int refuseOverlapped(const wchar_t* reason);
+    int sendEach(SOCKET s, const WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags);
     int postReceive(SOCKET s, const WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                     DWORD* flags, WSAOVERLAPPED* overlapped,
                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine);
@@ -127,6 +132,8 @@ private:
     // Decrypts a completed receive into the host's buffers. Result: 0, -1 with the last error set,
     // or a status of the security package; delivered: the plaintext bytes, 0 after a failure.
     int finishPendingReceive(DWORD transferred, DWORD& delivered);
+    int completeReceive(DWORD* bytesTransferred);
+    static int reportSpoiledReceive(SECURITY_STATUS status);
 };
 
 } // namespace VexaSsl

@@ -1,5 +1,6 @@
 // The sole owner of one security context of the platform. An empty one is two zero words, which the
-// platform takes for "no context" when it is passed by address.
+// platform takes for "no context" when it is passed by address. (No OwnedHandle: the platform makes
+// the context in place, so only the words themselves tell whether there is one.)
 //
 // A handshake makes one locally, lets the platform fill it through address(), and moves it into the
 // record when the peer has been accepted; whoever holds it last deletes it.

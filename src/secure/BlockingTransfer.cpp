@@ -1,0 +1,155 @@
+// SecureSocketStrategy: send and recv.
+#include "platform/WindowsBase.h"
+#include "platform/Winsock.h"
+#include "secure/OperationGuard.h"
+#include "secure/ReceiveStatus.h"
+#include "secure/SecureSocketStrategy.h"
+
+#include <algorithm>
+#include <string>
+
+namespace VexaSsl {
+
+namespace {
+
+// recv says "send" too, and the exception's text follows without a blank: whoever searches logs
+// relies on the line as it is.
+constexpr const wchar_t* transferPrefix = L"Can't send encrypted message";
+
+int socketError(Interruption) {
+    return SOCKET_ERROR;
+}
+
+} // namespace
+
+int SecureSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
+    return guardOperation(
+        log, transferPrefix, [&] { return sendProtected(s, buf, len, flags); }, nothingFirst,
+        socketError);
+}
+
+int SecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept {
+    return guardOperation(
+        log, transferPrefix,
+        [&] {
+            return receivePlain({.s = s,
+                                 .buf = buf,
+                                 .len = len,
+                                 .peek = (flags & msgPeek) != 0,
+                                 .waitAll = (flags & msgWaitAll) != 0});
+        },
+        nothingFirst, socketError);
+}
+
+// Result: len, or SOCKET_ERROR with part of the data possibly sent. After an error inside a record
+// the peer can't read on, so the connection is of no more use; that includes a socket that doesn't
+// block and took only part of a record.
+int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int flags) {
+    if (len < 0) {
+        return SOCKET_ERROR; // no memory has such a size
+    }
+    int sent = 0;
+    while (sent != len) {
+        const DWORD chunk =
+            std::min(static_cast<DWORD>(len - sent), record->streamSizes->maximumMessageSize);
+        DWORD recordSize = 0;
+        const SECURITY_STATUS status =
+            record->encryptRecord(buf + sent, chunk, record->sendBuffer.data(), recordSize);
+        if (status != SEC_E_OK || writeRecord(s, recordSize, flags) == SOCKET_ERROR) {
+            return SOCKET_ERROR;
+        }
+        sent += static_cast<int>(chunk);
+    }
+    return sent;
+}
+
+// Writes size bytes of sendBuffer. A lower send that takes nothing is asked again, without limit.
+// Result: 0 or SOCKET_ERROR, with the error code as the lower send left it.
+int SecureSocketStrategy::writeRecord(SOCKET s, DWORD size, int flags) {
+    DWORD written = 0;
+    while (written != size) {
+        const int accepted = underlyingStrategy->send(s, record->sendBuffer.data() + written,
+                                                      static_cast<int>(size - written), flags);
+        if (accepted == SOCKET_ERROR) {
+            return SOCKET_ERROR;
+        }
+        written += static_cast<DWORD>(accepted);
+    }
+    return 0;
+}
+
+int SecureSocketStrategy::receivePlain(ReceiveCall call) {
+    if (call.peek && call.waitAll) {
+        platform::WSASetLastError(WSAEOPNOTSUPP);
+        return SOCKET_ERROR;
+    }
+    if (call.len < 0) {
+        return SOCKET_ERROR; // no memory has such a size
+    }
+    if (!isUsable(serveHeld(call))) {
+        platform::DebugBreak();
+        return 0;
+    }
+    return call.delivered == call.len ? call.delivered : receiveFromNetwork(call);
+}
+
+// Reads until the caller has something and nothing more is ready, or has everything.
+// Result: the bytes delivered; 0 also when the peer ended or wants to renegotiate the TLS stream,
+// even if bytes were delivered; SOCKET_ERROR when a read fails, and what this call had delivered by
+// then is lost to the caller.
+int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
+    for (;;) {
+        const bool mustWait = call.waitAll && call.delivered != call.len;
+        const bool moreWaiting = call.delivered < call.len && moreAtSocket();
+        if (call.delivered != 0 && !mustWait && !moreWaiting) {
+            return call.delivered;
+        }
+        const int received =
+            underlyingStrategy->recv(call.s, record->receiveBuffer.data(),
+                                     static_cast<int>(record->streamSizes->recordSize), 0);
+        if (received == SOCKET_ERROR) {
+            return SOCKET_ERROR;
+        }
+        if (received == 0) {
+            return call.delivered;
+        }
+        call.wireBytes += static_cast<DWORD>(received);
+        record->appendCipher(record->receiveBuffer.data(), static_cast<DWORD>(received));
+        const SECURITY_STATUS status = serveHeld(call);
+        if (!isUsable(status)) {
+            platform::DebugBreak();
+            if (endsStream(status)) {
+                return 0;
+            }
+            continue; // the spoiled ciphertext is gone; the stream goes on from the next bytes
+        }
+        if (call.delivered == 0) {
+            log.log(Severity::Debug,
+                    L"Haven't received enough data to decrypt. So far, have received [" +
+                        std::to_wstring(call.wireBytes) + L"]");
+        }
+    }
+}
+
+// Serves the caller from the record. With peek nothing leaves plainBytes, so when a peek gets here
+// a second time the bytes are copied again from the front, behind those already copied, and are
+// counted twice: a host that peeks looks only at what one record can have brought.
+SECURITY_STATUS SecureSocketStrategy::serveHeld(ReceiveCall& call) {
+    const DWORD rest = static_cast<DWORD>(call.len - call.delivered);
+    DWORD served = 0;
+    const SECURITY_STATUS status =
+        record->readPlain(call.buf + call.delivered, rest, call.peek, served);
+    call.delivered += static_cast<int>(served);
+    return status;
+}
+
+// Asks without waiting. A failing select counts as "yes": the read that follows tells the reason.
+bool SecureSocketStrategy::moreAtSocket() {
+    fd_set readable{};
+    readable.fd_count = 1;
+    readable.fd_array[0] = socket;
+    const timeval noTime{};
+    return underlyingStrategy->select(0, &readable, nullptr, nullptr, &noTime) != 0;
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,183 @@
+// The protection of data: the part of SecureSocketRecord that turns plaintext into records and
+// records into plaintext. It never touches the socket.
+#include "frame/ErrorText.h"
+#include "secure/SecureSocketRecord.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace VexaSsl {
+
+namespace {
+
+using RecordBuffers = std::array<SecBuffer, 4>; // the number that the package works with
+
+SecBuffer bufferOf(ULONG type, DWORD size, void* data) {
+    SecBuffer buffer{};
+    buffer.cbBuffer = size;
+    buffer.BufferType = type;
+    buffer.pvBuffer = data;
+    return buffer;
+}
+
+SecBufferDesc descriptionOf(RecordBuffers& buffers) {
+    SecBufferDesc description{};
+    description.ulVersion = SECBUFFER_VERSION;
+    description.cBuffers = static_cast<ULONG>(buffers.size());
+    description.pBuffers = buffers.data();
+    return description;
+}
+
+// Copies piece by piece. A copy in one go of a whole record to a place a header's length further
+// within its memory page is many times slower on some processors; short ones are not.
+void copyInPieces(const char* data, std::size_t length, char* destination) {
+    constexpr std::size_t pieceSize = 2048;
+    for (std::size_t done = 0; done < length; done += pieceSize) {
+        std::copy_n(data + done, std::min(pieceSize, length - done), destination + done);
+    }
+}
+
+} // namespace
+
+SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length, char* output,
+                                                  DWORD& outputSize) {
+    outputSize = 0;
+    const DWORD headerSize = streamSizes->headerSize;
+    const DWORD trailerSize = streamSizes->trailerSize;
+    char* const message = output + headerSize;
+    copyInPieces(data, length, message);
+    RecordBuffers buffers = {bufferOf(SECBUFFER_STREAM_HEADER, headerSize, output),
+                             bufferOf(SECBUFFER_DATA, length, message),
+                             bufferOf(SECBUFFER_STREAM_TRAILER, trailerSize, message + length),
+                             bufferOf(SECBUFFER_EMPTY, 0, nullptr)};
+    SecBufferDesc description = descriptionOf(buffers);
+    const SECURITY_STATUS status =
+        platform::EncryptMessage(securityContext.address(), 0, &description, 0);
+    if (status != SEC_E_OK) {
+        logSystemError(log, L"EncryptMessage", static_cast<DWORD>(status));
+        return status;
+    }
+    // The trailer is the last thing in the record, so a shorter one leaves no gap. The next record
+    // starts again from the full size.
+    const DWORD used = buffers[2].cbBuffer;
+    outputSize = headerSize + length + used;
+    if (trailerSize != used) {
+        log.log(Severity::Debug, L"EncryptMessage stripped [" +
+                                     std::to_wstring(trailerSize - used) +
+                                     L"] bytes of trailer padding");
+    }
+    return status;
+}
+
+SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD& missing) {
+    missing = 0;
+    RecordBuffers buffers = {bufferOf(SECBUFFER_DATA, size, data)};
+    SecBufferDesc description = descriptionOf(buffers);
+    const SECURITY_STATUS status =
+        platform::DecryptMessage(securityContext.address(), &description, 0, nullptr);
+    switch (status) {
+    case SEC_E_OK:
+        for (const SecBuffer& buffer : buffers) {
+            takeDecrypted(buffer, data + size);
+        }
+        break;
+    case SEC_E_INCOMPLETE_MESSAGE: {
+        incompleteRecord = true;
+        const auto lacking = std::find_if(buffers.begin(), buffers.end(), [](const SecBuffer& b) {
+            return b.BufferType == SECBUFFER_MISSING;
+        });
+        missing = lacking == buffers.end() ? 0 : lacking->cbBuffer;
+        break;
+    }
+    case SEC_I_RENEGOTIATE:
+        // Not answered, and what came along with the request is dropped: the connection is over.
+        log.log(Severity::Info, L"Renegotiate request received");
+        break;
+    case SEC_E_INVALID_TOKEN:
+        // Garbage on the wire is the one failure that leaves no line here.
+        break;
+    default:
+        // A peer that closes in good order (SEC_I_CONTEXT_EXPIRED) gets this Error line too.
+        logSystemError(log, L"DecryptMessage", static_cast<DWORD>(status));
+        break;
+    }
+    return status;
+}
+
+void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, const char* end) {
+    if (buffer.BufferType == SECBUFFER_DATA) {
+        const char* const plain = static_cast<const char*>(buffer.pvBuffer);
+        plainBytes.insert(plainBytes.end(), plain, plain + buffer.cbBuffer);
+    } else if (buffer.BufferType == SECBUFFER_EXTRA) {
+        log.log(Severity::Debug,
+                L"Found [" + std::to_wstring(buffer.cbBuffer) + L"] extra useful bytes");
+        // Only the size counts: not every package sets the pointer.
+        cipherBytes.assign(end - buffer.cbBuffer, end);
+    }
+}
+
+SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained) {
+    gained = 0;
+    while (gained < wanted) {
+        if (cipherBytes.empty() || incompleteRecord) {
+            return SEC_E_OK;
+        }
+        // Decryption spoils the bytes it works on and may put those behind the record back, so they
+        // are taken out first; that copies nothing.
+        std::vector<char> taken = std::exchange(cipherBytes, {});
+        const std::size_t before = plainBytes.size();
+        DWORD missing = 0;
+        const SECURITY_STATUS status =
+            decryptRecord(taken.data(), static_cast<DWORD>(taken.size()), missing);
+        if (status == SEC_E_INCOMPLETE_MESSAGE) {
+            cipherBytes = std::move(taken);
+        }
+        if (status != SEC_E_OK) {
+            return status; // on a failure all ciphertext held is lost
+        }
+        gained += static_cast<DWORD>(plainBytes.size() - before);
+    }
+    return SEC_E_OK;
+}
+
+DWORD SecureSocketRecord::consumePlain(char* buffer, DWORD length) {
+    const DWORD count = copyPlain(buffer, length);
+    if (count < plainBytes.size()) {
+        plainBytes = std::vector<char>(plainBytes.begin() + count, plainBytes.end());
+    } else {
+        plainBytes.clear();
+    }
+    return count;
+}
+
+SECURITY_STATUS SecureSocketRecord::readPlain(char* buffer, DWORD length, bool peek,
+                                              DWORD& delivered) {
+    delivered = 0;
+    SECURITY_STATUS status = SEC_E_OK;
+    if (length > plainBytes.size()) {
+        DWORD gained = 0;
+        status = decryptAvailable(length - static_cast<DWORD>(plainBytes.size()), gained);
+    }
+    if (status != SEC_E_OK && status != SEC_E_INCOMPLETE_MESSAGE) {
+        return status;
+    }
+    delivered = peek ? copyPlain(buffer, length) : consumePlain(buffer, length);
+    return status;
+}
+
+DWORD SecureSocketRecord::copyPlain(char* buffer, DWORD length) const {
+    const std::size_t count = std::min<std::size_t>(length, plainBytes.size());
+    std::copy_n(plainBytes.begin(), count, buffer);
+    return static_cast<DWORD>(count);
+}
+
+void SecureSocketRecord::appendCipher(const char* data, DWORD length) {
+    cipherBytes.insert(cipherBytes.end(), data, data + length);
+    if (length != 0) {
+        incompleteRecord = false;
+    }
+}
+
+} // namespace VexaSsl

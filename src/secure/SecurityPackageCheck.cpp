@@ -1,0 +1,63 @@
+#include "secure/SecurityPackageCheck.h"
+
+#include "frame/ErrorText.h"
+#include "secure/ContextBuffer.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace VexaSsl {
+
+namespace {
+
+constexpr std::wstring_view packageName = L"Schannel"; // its letter case counts
+
+// The installed packages, as long as it lives.
+class SecurityPackageList {
+public:
+    explicit SecurityPackageList(ILog& log) {
+        SecPkgInfoW* listed = nullptr;
+        const SECURITY_STATUS status = platform::EnumerateSecurityPackagesW(&count, &listed);
+        if (status != SEC_E_OK) {
+            logSystemError(log, L"EnumerateSecurityPackages", static_cast<DWORD>(status));
+            throw std::runtime_error(std::to_string(status));
+        }
+        packages.reset(listed);
+        copies.assign(listed, listed + count);
+    }
+
+    bool has(std::wstring_view name) const {
+        return std::any_of(copies.begin(), copies.end(),
+                           [name](const SecPkgInfoW& package) { return package.Name == name; });
+    }
+
+private:
+    ULONG count = 0;
+    ContextBuffer<SecPkgInfoW> packages; // owns the names that the copies point to
+    std::vector<SecPkgInfoW> copies;
+};
+
+// True, or an exception.
+bool requireSecurityPackage(ILog& log) {
+    log.log(Severity::Debug, L"Checking for the presence of the Schannel Security Package");
+    const SecurityPackageList packages(log);
+    if (!packages.has(packageName)) {
+        log.log(Severity::Error, L"The Schannel Security Package is not available on this computer."
+                                 L" Are you sure you're running on Windows?");
+        throw std::runtime_error("schannel package not present");
+    }
+    return true;
+}
+
+} // namespace
+
+void checkSecurityPackage(ILog& log) {
+    // The language makes other threads wait for an initialiser under way and runs it again after
+    // one that threw, which is all the synchronisation there is in the library.
+    [[maybe_unused]] static const bool present = requireSecurityPackage(log);
+}
+
+} // namespace VexaSsl

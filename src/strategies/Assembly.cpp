@@ -1,0 +1,50 @@
+// The one place that turns a configuration into a stack of strategies. What is decided here holds
+// for the stack's whole life.
+#include "VexaSsl/VexaSsl.h"
+#include "secure/SecureSocketStrategy.h"
+#include "strategies/LogSocketStrategy.h"
+#include "strategies/SometimesSecureSocketStrategy.h"
+#include "strategies/StrategyOptions.h"
+#include "strategies/UnsecureSocketStrategy.h"
+
+#include <utility>
+
+namespace VexaSsl {
+
+namespace {
+
+// Directly above the sockets: what goes over the wire, encrypted or not.
+constexpr const wchar_t* wireLabel = L"Encryption Layer";
+// Above an encrypting strategy: what the host sends and receives.
+constexpr const wchar_t* hostLabel = L"Application Layer";
+
+std::unique_ptr<ISocketStrategy> logged(ILog& log, std::unique_ptr<ISocketStrategy> stack,
+                                        const wchar_t* label) {
+    return std::make_unique<LogSocketStrategy>(log, std::move(stack), label);
+}
+
+std::unique_ptr<ISocketStrategy> secured(ILog& log, const IConfig& config, bool opportunistic,
+                                         std::unique_ptr<ISocketStrategy> stack) {
+    if (opportunistic) {
+        return std::make_unique<SometimesSecureSocketStrategy>(log, config, std::move(stack));
+    }
+    return std::make_unique<SecureSocketStrategy>(log, config, std::move(stack));
+}
+
+} // namespace
+
+std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log, const IConfig& config) {
+    const StrategyOptions options(log, config);
+    log.setMinimumSeverity(options.minimumSeverity); // stays, whatever happens below
+    std::unique_ptr<ISocketStrategy> stack = std::make_unique<UnsecureSocketStrategy>(log);
+    if (options.injectLogLayers) {
+        stack = logged(log, std::move(stack), wireLabel);
+    }
+    if (!options.useEncryption) {
+        return stack; // works on a machine without the security package, too
+    }
+    stack = secured(log, config, options.opportunistic, std::move(stack));
+    return options.injectLogLayers ? logged(log, std::move(stack), hostLabel) : std::move(stack);
+}
+
+} // namespace VexaSsl

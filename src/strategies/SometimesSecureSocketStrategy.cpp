@@ -1,0 +1,146 @@
+#include "strategies/SometimesSecureSocketStrategy.h"
+
+#include "config/OptionChecks.h"
+#include "config/Vocabulary.h"
+#include "secure/OperationGuard.h"
+
+#include <string>
+#include <utility>
+
+namespace VexaSsl {
+
+SometimesSecureSocketStrategy::SometimesSecureSocketStrategy(
+    ILog& logSink, const IConfig& configuration, std::unique_ptr<ISocketStrategy> underlying)
+    : SecureSocketStrategy(logSink, configuration, std::move(underlying)) {
+    const std::wstring connectionName =
+        configuration.getValue(ConfigurationDefinition::InternalOnlyUtilityOptions::ConnectionName);
+    if (ConfigurationDefinition::InternalConnectionNames.contains(connectionName)) {
+        log.log(Severity::Error,
+                L"Internal connection name [" + connectionName + L"] does not support OTLS");
+        throwInvalidConfiguration();
+    }
+}
+
+// The test for a name holds for a server too, which needs to have resolved one through this
+// strategy. Unlike a connect that fails, a failure here leaves the socket open, sets no error code
+// and lets traffic go on in the clear, on a connection where a failed handshake may have moved
+// bytes.
+int SometimesSecureSocketStrategy::startOtls() noexcept {
+    const auto body = [this] {
+        if (encrypting) {
+            return 0;
+        }
+        if (remoteHostName.empty()) {
+            log.log(Severity::Error, noHostNameText);
+            return SOCKET_ERROR;
+        }
+        secureConnection(isServer, remoteHostName);
+        encrypting = true;
+        return 0;
+    };
+    return guardOperation(log, noSecurityContextPrefix, body, nothingFirst,
+                          [](Interruption) { return SOCKET_ERROR; });
+}
+
+int SometimesSecureSocketStrategy::stopOtls() noexcept {
+    if (encrypting) {
+        record.reset();
+        encrypting = false;
+    }
+    return 0;
+}
+
+// A failed accept overwrites the socket all the same and leaves the role.
+SOCKET SometimesSecureSocketStrategy::noteAccepted(SOCKET accepted) {
+    socket = accepted;
+    if (accepted != INVALID_SOCKET) {
+        isServer = true;
+    }
+    return accepted;
+}
+
+int SometimesSecureSocketStrategy::noteConnected(SOCKET connected, int result) {
+    if (result != SOCKET_ERROR) {
+        socket = connected;
+        isServer = false;
+    }
+    return result;
+}
+
+int SometimesSecureSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
+    return encrypting ? SecureSocketStrategy::send(s, buf, len, flags)
+                      : underlyingStrategy->send(s, buf, len, flags);
+}
+
+int SometimesSecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept {
+    return encrypting ? SecureSocketStrategy::recv(s, buf, len, flags)
+                      : underlyingStrategy->recv(s, buf, len, flags);
+}
+
+int SometimesSecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) noexcept {
+    return noteConnected(s, underlyingStrategy->connect(s, name, namelen));
+}
+
+SOCKET SometimesSecureSocketStrategy::accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept {
+    return noteAccepted(underlyingStrategy->accept(s, addr, addrlen));
+}
+
+BOOL SometimesSecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptSocket,
+                                             void* outputBuffer, DWORD receiveDataLength,
+                                             DWORD localAddressLength, DWORD remoteAddressLength,
+                                             DWORD* bytesReceived,
+                                             OVERLAPPED* overlapped) noexcept {
+    const BOOL result = underlyingStrategy->AcceptEx(
+        listenSocket, acceptSocket, outputBuffer, receiveDataLength, localAddressLength,
+        remoteAddressLength, bytesReceived, overlapped);
+    // Only one that has finished at once counts: there is nothing later to note it by, since
+    // completeAcceptEx passes through. A server with pending accepts can't use opportunistic TLS.
+    if (result == TRUE) {
+        socket = acceptSocket;
+        isServer = true;
+    }
+    return result;
+}
+
+int SometimesSecureSocketStrategy::completeAcceptEx() noexcept {
+    return underlyingStrategy->completeAcceptEx();
+}
+
+SOCKET SometimesSecureSocketStrategy::WSAAccept(SOCKET s, sockaddr* addr, int* addrlen,
+                                                LPCONDITIONPROC condition,
+                                                DWORD_PTR callbackData) noexcept {
+    return noteAccepted(underlyingStrategy->WSAAccept(s, addr, addrlen, condition, callbackData));
+}
+
+int SometimesSecureSocketStrategy::WSASend(
+    SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags,
+    WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept {
+    return encrypting ? SecureSocketStrategy::WSASend(s, buffers, bufferCount, bytesSent, flags,
+                                                      overlapped, completionRoutine)
+                      : underlyingStrategy->WSASend(s, buffers, bufferCount, bytesSent, flags,
+                                                    overlapped, completionRoutine);
+}
+
+int SometimesSecureSocketStrategy::WSARecv(
+    SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, DWORD* flags,
+    WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept {
+    return encrypting ? SecureSocketStrategy::WSARecv(s, buffers, bufferCount, bytesReceived, flags,
+                                                      overlapped, completionRoutine)
+                      : underlyingStrategy->WSARecv(s, buffers, bufferCount, bytesReceived, flags,
+                                                    overlapped, completionRoutine);
+}
+
+int SometimesSecureSocketStrategy::completeWSARecv(int status, DWORD* bytesTransferred,
+                                                   void* context) noexcept {
+    return encrypting ? SecureSocketStrategy::completeWSARecv(status, bytesTransferred, context)
+                      : underlyingStrategy->completeWSARecv(status, bytesTransferred, context);
+}
+
+int SometimesSecureSocketStrategy::WSAConnect(SOCKET s, const sockaddr* name, int namelen,
+                                              WSABUF* callerData, WSABUF* calleeData, QOS* sqos,
+                                              QOS* gqos) noexcept {
+    return noteConnected(
+        s, underlyingStrategy->WSAConnect(s, name, namelen, callerData, calleeData, sqos, gqos));
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,48 @@
+// The bottom of every stack: each operation is the system's own, with all arguments as they came
+// and nothing before or behind it, so the last error is the system's too. Only the two completion
+// operations call nothing: there is nothing to do for a plain socket.
+//
+// Threads: no state, so whatever the system allows for the socket. The log is borrowed and not
+// used.
+#pragma once
+
+#include "VexaSsl/ILog.h"
+#include "VexaSsl/ISocketStrategy.h"
+
+namespace VexaSsl {
+
+class UnsecureSocketStrategy : public ISocketStrategy {
+public:
+    explicit UnsecureSocketStrategy(ILog& logSink);
+
+    int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
+    int recv(SOCKET s, char* buf, int len, int flags) noexcept override;
+    int connect(SOCKET s, const sockaddr* name, int namelen) noexcept override;
+    SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept override;
+    int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
+               const timeval* timeout) noexcept override;
+    int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints,
+                    addrinfo** res) noexcept override;
+    int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename, const ADDRINFOW* hints,
+                     ADDRINFOW** result) noexcept override;
+    BOOL AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, void* outputBuffer,
+                  DWORD receiveDataLength, DWORD localAddressLength, DWORD remoteAddressLength,
+                  DWORD* bytesReceived, OVERLAPPED* overlapped) noexcept override;
+    int completeAcceptEx() noexcept override;
+    SOCKET WSAAccept(SOCKET s, sockaddr* addr, int* addrlen, LPCONDITIONPROC condition,
+                     DWORD_PTR callbackData) noexcept override;
+    int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags,
+                WSAOVERLAPPED* overlapped,
+                LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept override;
+    int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, DWORD* flags,
+                WSAOVERLAPPED* overlapped,
+                LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept override;
+    int completeWSARecv(int status, DWORD* bytesTransferred, void* context) noexcept override;
+    int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
+                   WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
+
+private:
+    [[maybe_unused]] ILog& log;
+};
+
+} // namespace VexaSsl
