@@ -7,21 +7,14 @@
 // Every handle on a certificate of a store must be gone before that store is closed.
 #pragma once
 
+#include "frame/OwnedHandle.h"
 #include "platform/CryptoApi.h"
 
-#include <memory>
 #include <vector>
 
 namespace VexaSsl {
 
-struct CertificateRelease {
-    void operator()(PCCERT_CONTEXT certificate) const {
-        platform::CertFreeCertificateContext(certificate);
-    }
-};
-
-// Null: no certificate, and nothing is released.
-using CertificateHandle = std::unique_ptr<const CERT_CONTEXT, CertificateRelease>;
+using CertificateHandle = OwnedHandle<PCCERT_CONTEXT, platform::CertFreeCertificateContext>;
 
 // In the order in which the store gave them.
 using CertificateHandleList = std::vector<CertificateHandle>;

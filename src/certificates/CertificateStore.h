@@ -17,7 +17,7 @@ public:
     // Throws std::runtime_error when the store can't be opened; its text is the system's error
     // number and nothing else.
     explicit CertificateStore(ILog& sink);
-    // Closes the store. A certificate that is still held is a Warning line.
+    // Closes the store; never throws. A certificate that is still held is a Warning line.
     ~CertificateStore();
     CertificateStore(const CertificateStore&) = delete;
     CertificateStore& operator=(const CertificateStore&) = delete;
@@ -39,6 +39,7 @@ public:
     CertificateInspector inspector;
 
 private:
+    void close();
     CertificateHandleList findAll(DWORD findType, const void* parameter) const;
     void reportNothingFound(const std::wstring& search, const std::wstring& hint) const;
 };

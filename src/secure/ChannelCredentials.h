@@ -10,7 +10,6 @@
 #include "certificates/CertificateStore.h"
 #include "secure/CredentialHandle.h"
 
-#include <memory>
 #include <string>
 
 namespace VexaSsl {
@@ -33,7 +32,7 @@ private:
     CertificateInspector inspector;
 
 public:
-    std::unique_ptr<CredentialHandle> credentialHandle; // never null on a complete object
+    CredentialHandle credentialHandle; // never empty on a complete object
 
 private:
     bool isServer;
@@ -48,7 +47,7 @@ private:
     std::wstring getFullyQualifiedComputerName() const;
     void acquireCredentials(PCCERT_CONTEXT certificate);
     [[noreturn]] void refuseCredentials(SECURITY_STATUS status) const;
-    void explainUnknownCredentials(SECURITY_STATUS status) const;
+    std::wstring currentUserName() const;
 };
 
 } // namespace VexaSsl

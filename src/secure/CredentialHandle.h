@@ -1,26 +1,17 @@
 // Owns one credential of the security package, from AcquireCredentialsHandleW to
-// FreeCredentialsHandle. Made on the heap and held by one std::unique_ptr; it never moves, because
-// the package is given its address. The credential may be used by several threads, its owner
-// belongs to one.
+// FreeCredentialsHandle. The package may use the credential for several contexts at once; its owner
+// belongs to one thread.
 #pragma once
 
+#include "frame/OwnedHandle.h"
 #include "platform/SecuritySupport.h"
 
 namespace VexaSsl {
 
-struct CredentialHandle {
-    CredentialHandle() = default;
-    ~CredentialHandle() {
-        if (valid) {
-            platform::FreeCredentialsHandle(&handle);
-            valid = false;
-        }
-    }
-    CredentialHandle(const CredentialHandle&) = delete;
-    CredentialHandle& operator=(const CredentialHandle&) = delete;
+inline void freeCredentials(CredHandle& handle) noexcept {
+    platform::FreeCredentialsHandle(&handle);
+}
 
-    CredHandle handle{};
-    bool valid = false; // handle is a live credential and will be freed
-};
+using CredentialHandle = OwnedHandle<CredHandle, freeCredentials>;
 
 } // namespace VexaSsl

@@ -1,0 +1,70 @@
+// The half of CertificateInspector that reads names.
+#include "certificates/CertificateInspector.h"
+
+#include <algorithm>
+
+namespace VexaSsl {
+
+namespace {
+
+// What the platform answers when it found no name: the terminator alone.
+constexpr DWORD onlyTheTerminator = 1;
+
+// The units that the names need, terminators included.
+DWORD sizeOfNames(PCCERT_CONTEXT certificate, DWORD type, DWORD flags) {
+    DWORD textForm = CERT_SIMPLE_NAME_STR | CERT_NAME_STR_NO_QUOTING_FLAG;
+    return platform::CertGetNameStringW(certificate, type, flags, &textForm, nullptr, 0);
+}
+
+// A run of zero-terminated texts that an empty one ends, or the end of the buffer.
+std::vector<std::wstring> splitAtZeros(const std::vector<wchar_t>& buffer) {
+    std::vector<std::wstring> texts;
+    auto start = buffer.begin();
+    while (start != buffer.end() && *start != L'\0') {
+        const auto end = std::find(start, buffer.end(), L'\0');
+        texts.emplace_back(start, end);
+        start = end == buffer.end() ? end : end + 1;
+    }
+    return texts;
+}
+
+} // namespace
+
+std::vector<std::wstring> CertificateInspector::getAllNames(PCCERT_CONTEXT certificate) const {
+    const DWORD size =
+        sizeOfNames(certificate, CERT_NAME_DNS_TYPE, CERT_NAME_SEARCH_ALL_NAMES_FLAG);
+    if (size == onlyTheTerminator) {
+        log.log(Severity::Warning,
+                L"CertGetNameStringW could not find any names on the certificate");
+    }
+    std::vector<wchar_t> buffer(size);
+    platform::CertGetNameStringW(certificate, CERT_NAME_DNS_TYPE, CERT_NAME_SEARCH_ALL_NAMES_FLAG,
+                                 nullptr, buffer.data(), size);
+    return splitAtZeros(buffer);
+}
+
+std::wstring CertificateInspector::getFriendlyName(PCCERT_CONTEXT certificate) const {
+    const DWORD size = sizeOfNames(certificate, CERT_NAME_FRIENDLY_DISPLAY_TYPE, 0);
+    if (size == onlyTheTerminator) {
+        // Without the W, unlike the line of getAllNames; whoever searches a log looks for both.
+        log.log(Severity::Warning,
+                L"CertGetNameString could not find any names on the certificate");
+    }
+    std::wstring name(size, L'\0');
+    platform::CertGetNameStringW(certificate, CERT_NAME_FRIENDLY_DISPLAY_TYPE, 0, nullptr,
+                                 name.data(), size);
+    if (!name.empty()) {
+        name.pop_back(); // the terminator
+    }
+    return name;
+}
+
+void CertificateInspector::reportAllNames(PCCERT_CONTEXT certificate) const {
+    std::wstring line = L"All names on this certificate: ";
+    for (const std::wstring& name : getAllNames(certificate)) {
+        line += L"[" + name + L"] ";
+    }
+    log.log(Severity::Info, line);
+}
+
+} // namespace VexaSsl

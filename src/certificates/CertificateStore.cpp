@@ -1,0 +1,110 @@
+#include "certificates/CertificateStore.h"
+
+#include "certificates/KeyPurpose.h"
+#include "frame/ErrorText.h"
+#include "platform/WindowsBase.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace VexaSsl {
+
+namespace {
+
+// The machine's store whatever the user, never written to, never made.
+constexpr DWORD openingFlags = CERT_SYSTEM_STORE_LOCAL_MACHINE // not the user's own
+                               | CERT_STORE_READONLY_FLAG      // for reading
+                               | CERT_STORE_OPEN_EXISTING_FLAG;
+static_assert(openingFlags == 0x2C000);
+
+constexpr DWORD anyEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+static_assert(anyEncoding == 0x10001);
+
+const HCERTSTORE notOpen = reinterpret_cast<HCERTSTORE>(~ULONG_PTR{0});
+
+HCERTSTORE openPersonalStore() {
+    return platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, openingFlags, L"MY");
+}
+
+} // namespace
+
+CertificateStore::CertificateStore(ILog& sink) : log(sink), handle(notOpen), inspector(sink) {
+    log.log(Severity::Debug, L"Opening Cert Store");
+    const HCERTSTORE opened = openPersonalStore();
+    if (opened == nullptr) {
+        const DWORD error = platform::GetLastError();
+        logSystemError(log, L"CertOpenStore", error);
+        throw std::runtime_error(std::to_string(error));
+    }
+    handle = opened;
+}
+
+CertificateStore::~CertificateStore() {
+    try {
+        close();
+    } catch (...) {
+        // The store is closed by then; only a line is lost that the sink or the memory refused.
+    }
+}
+
+void CertificateStore::close() {
+    const BOOL closed = platform::CertCloseStore(handle, CERT_CLOSE_STORE_CHECK_FLAG);
+    log.log(Severity::Debug, L"Closed Cert Store");
+    if (closed) {
+        return;
+    }
+    // Asked for only now: a sink that makes system calls of its own can have replaced the number,
+    // and the Warning is then missing or another error is shown.
+    const DWORD error = platform::GetLastError();
+    if (error == CRYPT_E_PENDING_CLOSE) {
+        log.log(Severity::Warning, L"On calling CertCloseStore, not all certs or contexts were "
+                                   L"previously freed. Memory has been leaked.");
+    } else {
+        logSystemError(log, L"CertCloseStore", error);
+    }
+}
+
+CertificateHandleList CertificateStore::findByName(const std::wstring& name) const {
+    CertificateHandleList found = findAll(CERT_FIND_SUBJECT_STR_W, name.c_str());
+    if (found.empty()) {
+        reportNothingFound(L"CertFindCertificateInStore (by name)",
+                           L"Name searched for: [" + name + L"]");
+    }
+    return found;
+}
+
+CertificateHandleList CertificateStore::findByEnhancedKeyUsage(bool forServer) const {
+    KeyPurpose purpose(forServer);
+    const CERT_ENHKEY_USAGE usage = purpose.usage();
+    CertificateHandleList found = findAll(CERT_FIND_ENHKEY_USAGE, &usage);
+    if (found.empty()) {
+        const std::wstring label = forServer ? L"Server Authentication" : L"Client Authentication";
+        reportNothingFound(L"CertFindCertificateInStore (by extended key usage)",
+                           L"EKU searched for: [" + label + L"]");
+    }
+    return found;
+}
+
+CertificateHandleList CertificateStore::findAll(DWORD findType, const void* parameter) const {
+    CertificateHandleList found;
+    CertificateHandle hit;
+    for (;;) {
+        // The call releases the hit that it goes on from.
+        hit = CertificateHandle(platform::CertFindCertificateInStore(
+            handle, anyEncoding, 0, findType, parameter, hit.take()));
+        if (!hit) {
+            return found;
+        }
+        CertificateHandle kept(platform::CertDuplicateCertificateContext(hit.get()));
+        found.push_back(std::move(kept));
+    }
+}
+
+// A plain miss is an Error line too: the platform reports both in the same way.
+void CertificateStore::reportNothingFound(const std::wstring& search,
+                                          const std::wstring& hint) const {
+    logSystemError(log, search, platform::GetLastError());
+    log.log(Severity::Info, hint);
+}
+
+} // namespace VexaSsl

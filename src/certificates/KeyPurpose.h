@@ -1,0 +1,32 @@
+// The purpose that a certificate must be meant for, in the shapes in which the platform takes it.
+//
+// It holds the addresses of its own fields, so it stays where it was made. Belongs to one thread.
+#pragma once
+
+#include "platform/CryptoApi.h"
+
+namespace VexaSsl {
+
+class KeyPurpose {
+public:
+    explicit KeyPurpose(bool forServer) : identifiers{forServer ? serverOid : clientOid} {}
+    KeyPurpose(const KeyPurpose&) = delete;
+    KeyPurpose& operator=(const KeyPurpose&) = delete;
+
+    // One identifier; valid as long as this object.
+    CERT_ENHKEY_USAGE usage() {
+        CERT_ENHKEY_USAGE one{};
+        one.cUsageIdentifier = 1;
+        one.rgpszUsageIdentifier = identifiers;
+        return one;
+    }
+
+private:
+    // Arrays and not constants, because the platform's structures lead to characters that could be
+    // written. Nobody writes them.
+    char serverOid[18] = "1.3.6.1.5.5.7.3.1";
+    char clientOid[18] = "1.3.6.1.5.5.7.3.2";
+    char* identifiers[1];
+};
+
+} // namespace VexaSsl

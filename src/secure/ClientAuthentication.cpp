@@ -1,0 +1,92 @@
+#include "secure/ClientAuthentication.h"
+
+#include "certificates/CertificateInspector.h"
+#include "config/OptionChecks.h"
+#include "frame/ErrorText.h"
+#include "secure/SecureSocketRecord.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace VexaSsl {
+
+namespace {
+
+// "[one], [two]"
+std::wstring listInBrackets(const std::vector<std::wstring>& names) {
+    std::wstring list;
+    for (const std::wstring& name : names) {
+        list += (list.empty() ? L"[" : L", [") + name + L"]";
+    }
+    return list;
+}
+
+[[noreturn]] void turnAway(ILog& log, const wchar_t* line, const char* text) {
+    log.log(Severity::Error, line);
+    throw std::runtime_error(text);
+}
+
+} // namespace
+
+void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
+    if (!record.options.requireClientAuthentication) {
+        return;
+    }
+    const CertificateHandle certificate = fetchRemoteCertificate(record, context);
+    if (!certificate) {
+        turnAway(record.log,
+                 L"Unable to obtain a certificate to authenticate the client by. Terminating "
+                 L"connection",
+                 "client authentication failed: can't get client cert");
+    }
+    const CertificateInspector inspector(record.log);
+    if (!inspector.verifyCertificateChain(certificate.get(), false)) {
+        turnAway(record.log,
+                 L"The certificate provided by the client is not trusted. Terminating connection",
+                 "client authentication failed: cert not trusted");
+    }
+    if (isAcceptableClientCertificate(record, certificate)) {
+        return;
+    }
+    inspector.reportAllNames(certificate.get());
+    record.log.log(Severity::Info, L"The names we would accept are: " +
+                                       listInBrackets(record.options.acceptableClientNames));
+    turnAway(record.log,
+             L"The certificate provided by the client is trusted, but not acceptable. Terminating "
+             L"connection",
+             "client authentication failed: cert not acceptable");
+}
+
+CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle& context) {
+    PCCERT_CONTEXT certificate = nullptr;
+    const SECURITY_STATUS status =
+        platform::QueryContextAttributesW(&context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
+    // Owned before a line is written; whatever the status, what stands here is the answer.
+    CertificateHandle owner(certificate);
+    if (status == SEC_E_NO_CREDENTIALS) {
+        record.log.log(Severity::Warning,
+                       L"QueryContextAttributes (SECPKG_ATTR_REMOTE_CERT_CONTEXT) returned "
+                       L"[SEC_E_NO_CREDENTIALS]. Probable cause: no certificate was sent");
+    } else if (status != SEC_E_OK) {
+        logSystemError(record.log, L"QueryContextAttributes", static_cast<DWORD>(status));
+    }
+    return owner;
+}
+
+bool isAcceptableClientCertificate(SecureSocketRecord& record,
+                                   const CertificateHandle& certificate) {
+    const SecureChannelOptions& options = record.options;
+    if (options.anyClientAcceptable) {
+        return true;
+    }
+    const std::vector<std::wstring> names =
+        CertificateInspector(record.log).getAllNames(certificate.get());
+    return std::any_of(names.begin(), names.end(), [&](const std::wstring& name) {
+        return std::any_of(
+            options.acceptableClientNames.begin(), options.acceptableClientNames.end(),
+            [&](const std::wstring& acceptable) { return sameWord(name, acceptable); });
+    });
+}
+
+} // namespace VexaSsl

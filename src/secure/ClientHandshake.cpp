@@ -1,0 +1,153 @@
+#include "secure/ClientHandshake.h"
+
+#include "frame/ErrorText.h"
+#include "secure/ChannelCredentials.h"
+#include "secure/NegotiationBuffer.h"
+#include "secure/NegotiationStep.h"
+#include "secure/NegotiationTransport.h"
+#include "secure/SecureSocketRecord.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace VexaSsl {
+
+namespace {
+
+// Checking the server's certificate by hand isn't among them: the package does it, chain and name.
+constexpr ULONG contextRequirements =
+    ISC_REQ_STREAM               // a stream of records, not single messages
+    | ISC_REQ_EXTENDED_ERROR     // the package may tell the peer why it fails
+    | ISC_REQ_ALLOCATE_MEMORY    // tokens come in the package's own memory
+    | ISC_REQ_USE_SUPPLIED_CREDS // never send a certificate that the credential doesn't hold
+    | ISC_REQ_CONFIDENTIALITY    // encryption
+    | ISC_REQ_REPLAY_DETECT;     // a repeated record is noticed
+static_assert(contextRequirements == 0xC194);
+
+const wchar_t* const callName = L"InitializeSecurityContext";
+
+// One run. The fields are released in the reverse of their order: first the received bytes are
+// wiped, then a context that wasn't handed over is deleted.
+class ClientNegotiation {
+public:
+    explicit ClientNegotiation(SecureSocketRecord& target) : record(target) {}
+
+    void run() {
+        callPackage(nullptr, nullptr, context.address());
+        while (!advance()) {
+            receiveNegotiationData(record, buffer);
+            input.offerReceived(buffer);
+            // No address for a new context from the second call on: the package goes on with the
+            // one it made. The server's side passes its address always.
+            callPackage(context.address(), input.description(), nullptr);
+        }
+        complete();
+    }
+
+private:
+    void callPackage(CtxtHandle* current, SecBufferDesc* received, CtxtHandle* created);
+    bool advance();
+    void passToken();
+    void complete();
+    [[noreturn]] void fail();
+    [[noreturn]] void failWithoutCredentials();
+
+    SecureSocketRecord& record;
+    SecurityContext context;
+    NegotiationBuffer buffer;
+    BufferPair input;
+    BufferPair output;
+    ULONG attributes = 0;
+    std::uint32_t iterations = 0;
+    SECURITY_STATUS status = SEC_E_OK;
+};
+
+void ClientNegotiation::callPackage(CtxtHandle* current, SecBufferDesc* received,
+                                    CtxtHandle* created) {
+    output.expectTokenAndAlert();
+    TimeStamp expiry{};
+    status = platform::InitializeSecurityContextW(
+        record.credentials->credentialHandle.address(), current, record.targetName.data(),
+        contextRequirements, 0, SECURITY_NETWORK_DREP, received, 0, created, output.description(),
+        &attributes, &expiry);
+}
+
+// Deals with what the call gave. True: the negotiation is complete; false: the server has to say
+// something first.
+bool ClientNegotiation::advance() {
+    if (!continuesNegotiation(status)) {
+        fail();
+    }
+    ++iterations;
+    logStep(record.log, callName, status);
+    if (status == SEC_I_INCOMPLETE_CREDENTIALS) {
+        failWithoutCredentials();
+    }
+    if (status == SEC_E_INCOMPLETE_MESSAGE) {
+        expectMissingBytes(input, buffer);
+        return false;
+    }
+    // Everything received counts as consumed: nobody asks whether the package left bytes over
+    // (SECBUFFER_EXTRA). What a server sends right behind its last handshake record, so early that
+    // it comes with the same read, is lost, and the connection fails at the next record.
+    buffer.reset();
+    const SECURITY_STATUS deciding = decidingValue(status, output);
+    passToken();
+    return deciding == SEC_E_OK;
+}
+
+void ClientNegotiation::passToken() {
+    const SecBuffer* token = output.find(SECBUFFER_TOKEN);
+    if (token == nullptr) {
+        return;
+    }
+    if (token->cbBuffer == 0) {
+        record.log.log(Severity::Debug, L"InitializeSecurityContext: No token to send");
+        return;
+    }
+    record.log.log(Severity::Debug, L"InitializeSecurityContext: Sending token to server");
+    sendToken(record, *token);
+}
+
+// The last token is out by now, so the server may be content while the client gives up here.
+void ClientNegotiation::complete() {
+    requireConfidentiality(record.log, attributes);
+    reportCompletion(record, L"client", callName, iterations);
+    record.securityContext = std::move(context);
+}
+
+// A token that comes with a failure is left alone: the server learns nothing but the end of the
+// connection.
+void ClientNegotiation::fail() {
+    logSystemError(record.log, callName, static_cast<DWORD>(status));
+    if (status == SEC_E_WRONG_PRINCIPAL) {
+        record.log.log(Severity::Info,
+                       L"InitializeSecurityContext failed with [SEC_E_WRONG_PRINCIPAL]. Probable "
+                       L"cause: None of the names on the certificate that the server supplied to "
+                       L"us match the address we connected to [" +
+                           record.targetName + L"]");
+        // Said always; nobody tries to read the certificate.
+        record.log.log(Severity::Info,
+                       L"It is not possible to report the names on the certificate.");
+    }
+    abandonNegotiation(record, "InitializeSecurityContext failed");
+}
+
+// The server asks for a certificate and the credential has none. The handshake isn't tried again
+// with another one. The three tabs belong to the line.
+void ClientNegotiation::failWithoutCredentials() {
+    record.log.log(Severity::Error,
+                   L"InitializeSecurityContext returned [SEC_I_INCOMPLETE_CREDENTIALS]. Probable "
+                   L"causes: The server is configured to require client authentication \t\t\tbut "
+                   L"rejected the certificate we sent, or, the server is not configured to use "
+                   L"encryption");
+    throw std::runtime_error("incomplete credentials");
+}
+
+} // namespace
+
+void runClientHandshake(SecureSocketRecord& record) {
+    ClientNegotiation(record).run();
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,40 @@
+#include "secure/NegotiationBuffer.h"
+
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+
+namespace VexaSsl {
+
+namespace {
+
+constexpr std::size_t initialCapacity = 10000;
+
+// A receive takes its length as an int.
+constexpr std::uint64_t maximumCapacity = std::numeric_limits<std::int32_t>::max();
+
+} // namespace
+
+NegotiationBuffer::NegotiationBuffer() : bytes(initialCapacity) {}
+
+void NegotiationBuffer::expectMissing(DWORD count) {
+    const std::uint64_t needed = std::uint64_t{have} + count;
+    if (needed > maximumCapacity) {
+        throw std::length_error("negotiation buffer too long");
+    }
+    if (needed > bytes.size()) {
+        // First reserve, which gives exactly that much; resize alone might take more.
+        bytes.reserve(static_cast<std::size_t>(needed));
+        bytes.resize(static_cast<std::size_t>(needed));
+    }
+    hasMissing = true;
+    missing = count;
+}
+
+void NegotiationBuffer::reset() {
+    hasMissing = false;
+    missing = 0;
+    have = 0;
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,111 @@
+#include "secure/NegotiationStep.h"
+
+#include "frame/ErrorText.h"
+#include "platform/WindowsBase.h"
+#include "secure/ContextBuffer.h"
+#include "secure/NegotiationBuffer.h"
+#include "secure/NegotiationTransport.h"
+#include "secure/SecureSocketRecord.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace VexaSsl {
+
+namespace {
+
+constexpr SECURITY_STATUS undecided = -1;
+
+static_assert(ISC_RET_CONFIDENTIALITY == ASC_RET_CONFIDENTIALITY, "one test serves both sides");
+
+SecBuffer makeBuffer(ULONG type, ULONG size = 0, void* data = nullptr) {
+    SecBuffer buffer{};
+    buffer.cbBuffer = size;
+    buffer.BufferType = type;
+    buffer.pvBuffer = data;
+    return buffer;
+}
+
+} // namespace
+
+void BufferPair::offerReceived(NegotiationBuffer& buffer) {
+    describe(makeBuffer(SECBUFFER_TOKEN, buffer.have, buffer.bytes.data()),
+             makeBuffer(SECBUFFER_EMPTY));
+}
+
+void BufferPair::expectTokenAndAlert() {
+    describe(makeBuffer(SECBUFFER_TOKEN), makeBuffer(SECBUFFER_ALERT));
+}
+
+void BufferPair::describe(const SecBuffer& first, const SecBuffer& second) {
+    entries = {first, second};
+    shape.ulVersion = SECBUFFER_VERSION;
+    shape.cBuffers = static_cast<ULONG>(entries.size());
+    shape.pBuffers = entries.data();
+}
+
+const SecBuffer* BufferPair::find(ULONG type) const {
+    const auto found = std::find_if(entries.begin(), entries.end(), [type](const SecBuffer& entry) {
+        return entry.BufferType == type;
+    });
+    return found == entries.end() ? nullptr : &*found;
+}
+
+bool continuesNegotiation(SECURITY_STATUS status) {
+    return status == SEC_I_CONTINUE_NEEDED || status == SEC_I_INCOMPLETE_CREDENTIALS ||
+           status == SEC_E_INCOMPLETE_MESSAGE || status == SEC_E_OK;
+}
+
+void logStep(ILog& log, const std::wstring& call, SECURITY_STATUS status) {
+    log.log(Severity::Debug, call + L" succeeded with: " + std::to_wstring(status) + L" (" +
+                                 systemErrorText(static_cast<DWORD>(status)) + L")");
+}
+
+void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer) {
+    const SecBuffer* missing = input.find(SECBUFFER_MISSING);
+    if (missing != nullptr) {
+        buffer.expectMissing(missing->cbBuffer);
+    }
+}
+
+SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output) {
+    const SecBuffer* alert = output.find(SECBUFFER_ALERT);
+    if (alert == nullptr || alert->cbBuffer == 0) {
+        return status;
+    }
+    platform::DebugBreak();
+    return undecided;
+}
+
+void sendToken(SecureSocketRecord& record, const SecBuffer& token) {
+    const ContextBuffer<void> owner(token.pvBuffer);
+    sendNegotiationData(record, token.pvBuffer, token.cbBuffer);
+}
+
+void requireConfidentiality(ILog& log, ULONG attributes) {
+    if ((attributes & ISC_RET_CONFIDENTIALITY) != 0) {
+        return;
+    }
+    log.log(Severity::Error, L"A security context was established successfully, however it does "
+                             L"not provide confidentiality (encryption). Aborting");
+    throw std::runtime_error("no confidentiality");
+}
+
+void reportCompletion(const SecureSocketRecord& record, const std::wstring& side,
+                      const std::wstring& call, std::uint32_t iterations) {
+    record.log.log(Severity::Info,
+                   L"An encrypted connection has been successfully initialised on socket [" +
+                       std::to_wstring(record.socket) + L"] (" + side + L" side)");
+    record.log.log(Severity::Debug, call + L" completed successfully in [" +
+                                        std::to_wstring(static_cast<std::int32_t>(iterations)) +
+                                        L"] iterations");
+}
+
+void abandonNegotiation(const SecureSocketRecord& record, const char* text) {
+    record.log.log(Severity::Warning,
+                   L"An encrypted connection could not be successfully initialised on socket [" +
+                       std::to_wstring(record.socket) + L"]. Aborting");
+    throw std::runtime_error(text);
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,78 @@
+#include "secure/NegotiationTransport.h"
+
+#include "frame/ErrorText.h"
+#include "platform/Winsock.h"
+#include "secure/NegotiationBuffer.h"
+#include "secure/SecureSocketRecord.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace VexaSsl {
+
+namespace {
+
+[[noreturn]] void failTransport(ILog& log, const wchar_t* operation, const char* text) {
+    const int error = platform::WSAGetLastError();
+    logSystemError(log, operation, static_cast<DWORD>(error));
+    throw std::runtime_error(text);
+}
+
+// How much to ask the strategy for.
+DWORD sizeToReceive(const NegotiationBuffer& buffer) {
+    if (buffer.hasMissing) {
+        return buffer.missing;
+    }
+    // The package found the message incomplete and didn't say by how much. Nothing can be asked for
+    // then; the receive of 0 bytes that follows usually gives 0 and ends the handshake.
+    if (buffer.have > 0) {
+        return 0;
+    }
+    return buffer.capacity();
+}
+
+void addReceived(NegotiationBuffer& buffer, DWORD count) {
+    if (buffer.hasMissing) {
+        buffer.hasMissing = false;
+        buffer.have += count;
+    } else {
+        buffer.have = count;
+    }
+}
+
+} // namespace
+
+DWORD sendNegotiationData(SecureSocketRecord& record, const void* data, DWORD length) {
+    record.log.log(Severity::Debug,
+                   L"sending [" + std::to_wstring(length) + L"] byte message (during negotiation)");
+    const char* bytes = static_cast<const char*>(data);
+    DWORD sent = 0;
+    while (sent != length) {
+        const int result = record.underlyingStrategy.send(record.socket, bytes + sent,
+                                                          static_cast<int>(length - sent), 0);
+        if (result == SOCKET_ERROR) {
+            failTransport(record.log, L"::send (during negotiation)", "can't send");
+        }
+        sent += static_cast<DWORD>(result); // 0 is no failure: the same bytes are offered again
+    }
+    return sent;
+}
+
+DWORD receiveNegotiationData(SecureSocketRecord& record, NegotiationBuffer& buffer) {
+    const DWORD size = sizeToReceive(buffer);
+    const int result = record.underlyingStrategy.recv(
+        record.socket, buffer.bytes.data() + buffer.have, static_cast<int>(size), 0);
+    if (result == 0) {
+        record.log.log(Severity::Warning, L"Connection closed (during negotiation)");
+        throw std::runtime_error("Connection closed");
+    }
+    if (result == SOCKET_ERROR) {
+        failTransport(record.log, L"::recv (during negotiation)", "can't recv");
+    }
+    const DWORD count = static_cast<DWORD>(result);
+    addReceived(buffer, count);
+    record.log.log(Severity::Debug, L"received [" + std::to_wstring(count) + L"] byte message");
+    return count;
+}
+
+} // namespace VexaSsl
