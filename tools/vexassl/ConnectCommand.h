@@ -1,0 +1,18 @@
+// vexassl connect: standard input to the peer and the peer to standard output, both at once.
+#pragma once
+
+#include "ConnectionOptions.h"
+#include "ExitStatus.h"
+
+namespace VexaSsl::tool {
+
+struct ConnectOptions {
+    ConnectionOptions connection;
+    std::string target; // HOST:PORT
+};
+
+// Tries every address of the host in order, then talks until the peer closes. At the end of the
+// input the sending side of the socket is shut down. Throws Failure with any status.
+ExitStatus runConnect(const ConnectOptions& options);
+
+} // namespace VexaSsl::tool

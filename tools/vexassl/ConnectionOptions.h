@@ -1,0 +1,45 @@
+// What both commands are told about a connection, and the configuration made from it.
+//
+// Threads: none of this is shared; makeStrategy is called by one thread at a time.
+#pragma once
+
+#include "ToolLog.h"
+#include "VexaSsl/VexaSsl.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace VexaSsl::tool {
+
+struct ConnectionOptions {
+    std::string iniFile; // empty: the defaults, which mean plain sockets
+    std::string connectionName = "Default";
+    std::string certificates; // empty: the folder built into the platform
+    unsigned timeoutSeconds = 300;
+
+    std::chrono::seconds timeout() const { return std::chrono::seconds(timeoutSeconds); }
+};
+
+// The loaded configuration with the log that it borrows.
+class LoadedConfiguration {
+public:
+    // Throws Failure (Usage) when the certificate folder isn't there, or when an ini file was given
+    // and the library fell back to plain sockets: a user who asked for a file never gets clear text
+    // by surprise. A file that says UseEncryption=False is taken at its word, with a notice.
+    LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer);
+
+    const IConfig& config() const { return *loaded; }
+
+private:
+    ToolLog log;
+    std::unique_ptr<IConfig> loaded;
+};
+
+// A stack for one connection. Throws Failure (Usage) with the log's reason on a bad value.
+std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config);
+
+// What a cause means, in the words of the failure line, with the library's own line behind it.
+std::string causeText(const Diagnosis& diagnosis);
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,115 @@
+#include "Conversation.h"
+
+#include "ConnectionOptions.h"
+#include "ExitStatus.h"
+#include "HostNetwork.h"
+
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+constexpr std::size_t bufferSize = 32768;
+
+} // namespace
+
+Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
+                           const ToolLog& connectionLog, Watchdog::Guard& connectionGuard)
+    : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard) {}
+
+void Conversation::run() {
+    guard.pause(); // a user at a terminal may think as long as he likes
+    std::thread sender([this] { sendInput(); });
+    receiveAll();
+    input.cancel();
+    // A sender that waits for a peer which no longer reads ends here.
+    platform::shutdown(socket, SD_BOTH);
+    sender.join();
+    inputLeft = !inputEnded && !sendFailed && input.hasMore();
+    judge();
+}
+
+void Conversation::sendInput() {
+    std::vector<char> buffer(bufferSize);
+    std::size_t count = 0;
+    while ((count = input.read(buffer.data(), buffer.size())) > 0) {
+        if (!sendAll(buffer.data(), static_cast<int>(count))) {
+            sendFailed = true;
+            sendError = platform::WSAGetLastError();
+            platform::shutdown(socket, SD_BOTH);
+            return;
+        }
+    }
+    if (input.cancelled()) {
+        return;
+    }
+    inputEnded = true;
+    guard.restart();
+    platform::shutdown(socket, SD_SEND);
+}
+
+bool Conversation::sendAll(const char* data, int size) {
+    while (size > 0) {
+        const int count = strategy.send(socket, data, size, 0);
+        if (count == SOCKET_ERROR) {
+            return false;
+        }
+        data += count;
+        size -= count;
+    }
+    return true;
+}
+
+void Conversation::receiveAll() {
+    std::vector<char> buffer(bufferSize);
+    while (true) {
+        const unsigned long partialsBefore = log.diagnosis().partialReads();
+        const int count = strategy.recv(socket, buffer.data(), static_cast<int>(bufferSize), 0);
+        if (count < 0) {
+            receiveFailed = true;
+            receiveError = platform::WSAGetLastError();
+            return;
+        }
+        if (count == 0) {
+            cutInRecord = log.diagnosis().partialReads() != partialsBefore;
+            return;
+        }
+        if (!writeStandardOutput(buffer.data(), static_cast<std::size_t>(count))) {
+            outputFailed = true;
+            return;
+        }
+        if (inputEnded) {
+            guard.restart();
+        }
+    }
+}
+
+void Conversation::judge() const {
+    if (guard.expired()) {
+        throw Failure(ExitStatus::TimedOut, "timed out: the peer neither sends nor closes");
+    }
+    if (outputFailed) {
+        throw Failure(ExitStatus::Usage, "cannot write to standard output");
+    }
+    const Diagnosis diagnosis = log.diagnosis();
+    if (diagnosis.status() != ExitStatus::Well) {
+        throw Failure(diagnosis.status(), causeText(diagnosis));
+    }
+    if (receiveFailed) {
+        throw Failure(ExitStatus::CutShort, "connection lost: " + socketErrorText(receiveError));
+    }
+    if (cutInRecord) {
+        throw Failure(ExitStatus::CutShort, "the connection ended inside a record");
+    }
+    if (inputLeft) {
+        throw Failure(ExitStatus::CutShort, "the connection ended before all input was sent");
+    }
+    if (sendFailed) {
+        throw Failure(ExitStatus::CutShort, "the connection ended before all input was sent: " +
+                                                socketErrorText(sendError));
+    }
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,50 @@
+// The talk on an established connection: one thread sends what standard input brings, the calling
+// thread prints what the peer sends.
+//
+// Ownership: everything is borrowed and outlives it.
+#pragma once
+
+#include "StandardStreams.h"
+#include "ToolLog.h"
+#include "VexaSsl/ISocketStrategy.h"
+#include "Watchdog.h"
+
+#include <atomic>
+#include <string>
+
+namespace VexaSsl::tool {
+
+class Conversation {
+public:
+    Conversation(ISocketStrategy& borrowedStrategy, SOCKET s, const ToolLog& connectionLog,
+                 Watchdog::Guard& connectionGuard);
+
+    // Returns when the peer has closed and everything has been sent and printed.
+    // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output).
+    void run();
+
+private:
+    void sendInput();
+    bool sendAll(const char* data, int size);
+    void receiveAll();
+    void judge() const;
+
+    ISocketStrategy& strategy;
+    SOCKET socket;
+    const ToolLog& log;
+    Watchdog::Guard& guard;
+    StandardInput input;
+
+    // Written by the sender, read behind the join, or atomic where the receiver looks earlier.
+    std::atomic<bool> inputEnded = false;
+    bool sendFailed = false;
+    int sendError = 0;
+
+    bool outputFailed = false;
+    bool receiveFailed = false;
+    bool cutInRecord = false;
+    bool inputLeft = false;
+    int receiveError = 0;
+};
+
+} // namespace VexaSsl::tool

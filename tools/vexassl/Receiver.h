@@ -1,0 +1,28 @@
+// The two ways to receive on a strategy, behind one operation: a blocking recv, and an overlapped
+// WSARecv that is waited for. A service written against it runs on either.
+//
+// Threads: one receiver per strategy, used by one thread.
+// Ownership: strategy and socket are borrowed and outlive the receiver.
+#pragma once
+
+#include "VexaSsl/ISocketStrategy.h"
+
+#include <memory>
+
+namespace VexaSsl::tool {
+
+class Receiver {
+public:
+    virtual ~Receiver() = default;
+
+    // Waits for application data. Result: the bytes in buffer, 0 at the end of the stream, -1 on a
+    // failure with its number in the last-error slot.
+    virtual int receive(char* buffer, int size) = 0;
+};
+
+std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET s);
+
+// Throws std::bad_alloc when the system has no event left.
+std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s);
+
+} // namespace VexaSsl::tool

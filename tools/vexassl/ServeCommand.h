@@ -1,0 +1,15 @@
+// vexassl serve: an echo server, or with --www a page of connection facts. Many connections at
+// once, one stack and one thread each.
+#pragma once
+
+#include "ExitStatus.h"
+#include "ServedConnection.h"
+
+namespace VexaSsl::tool {
+
+// Runs until SIGTERM or SIGINT, then ends every connection, joins every thread, and returns.
+// To be called before the process has a second thread.
+// Throws Failure: Usage, CannotConnect (nothing to listen on), OwnCertificate.
+ExitStatus runServe(const ServeOptions& options);
+
+} // namespace VexaSsl::tool

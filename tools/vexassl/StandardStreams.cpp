@@ -1,0 +1,95 @@
+#include "StandardStreams.h"
+
+#include "ExitStatus.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Waits without an end when milliseconds is -1.
+void waitForInput(pollfd* descriptors, nfds_t count, int milliseconds) {
+    while (::poll(descriptors, count, milliseconds) < 0 && errno == EINTR) {
+    }
+}
+
+std::size_t readOnce(char* buffer, std::size_t size) {
+    while (true) {
+        const ssize_t count = ::read(STDIN_FILENO, buffer, size);
+        if (count >= 0) {
+            return static_cast<std::size_t>(count);
+        }
+        if (errno != EINTR) {
+            return 0;
+        }
+    }
+}
+
+} // namespace
+
+void ignoreBrokenPipes() {
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+StandardInput::StandardInput() {
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        throw Failure(ExitStatus::Usage, "no file descriptor left");
+    }
+    wakeReader = ends[0];
+    wakeWriter = ends[1];
+}
+
+StandardInput::~StandardInput() {
+    ::close(wakeReader);
+    ::close(wakeWriter);
+}
+
+std::size_t StandardInput::read(char* buffer, std::size_t size) {
+    pollfd descriptors[2] = {{STDIN_FILENO, POLLIN, 0}, {wakeReader, POLLIN, 0}};
+    waitForInput(descriptors, 2, -1);
+    if (descriptors[1].revents != 0) {
+        return 0;
+    }
+    return readOnce(buffer, size);
+}
+
+void StandardInput::cancel() {
+    // The pipe is empty before, so this can't fail.
+    [[maybe_unused]] const ssize_t written = ::write(wakeWriter, "", 1);
+}
+
+bool StandardInput::cancelled() const {
+    pollfd wake = {wakeReader, POLLIN, 0};
+    waitForInput(&wake, 1, 0);
+    return wake.revents != 0;
+}
+
+bool StandardInput::hasMore() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    waitForInput(&input, 1, 0);
+    char byte = 0;
+    return input.revents != 0 && readOnce(&byte, 1) > 0;
+}
+
+bool writeStandardOutput(const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = ::write(STDOUT_FILENO, data, size);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        data += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+} // namespace VexaSsl::tool

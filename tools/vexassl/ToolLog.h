@@ -1,0 +1,53 @@
+// The tool's sink: one per connection, so that causes don't mix. A line at or above the threshold
+// goes to stderr as "[Warning] text", behind the connection's prefix; every line, dropped ones
+// included, feeds the diagnosis.
+//
+// Threads: any; each log has a lock of its own, and all share the one of the printer.
+// Ownership: the printer is borrowed and outlives the log; the log outlives the strategies.
+#pragma once
+
+#include "Diagnosis.h"
+#include "VexaSsl/ILog.h"
+
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace VexaSsl::tool {
+
+// Writes whole lines to stderr, one at a time.
+class LinePrinter {
+public:
+    void print(std::string_view line);
+
+private:
+    std::mutex mutex;
+};
+
+// UTF-8, for stderr: zero units are left out, control characters other than tabs become "?". The
+// text may hold names that a peer chose.
+std::string printableText(std::wstring_view text);
+
+class ToolLog : public ILog {
+public:
+    explicit ToolLog(LinePrinter& linePrinter, std::string linePrefix = "");
+
+    void log(Severity severity, const std::wstring& text) override;
+    void setMinimumSeverity(Severity severity) override;
+
+    // Lines only feed the diagnosis from now on.
+    void silence();
+
+    // What the lines so far tell; a copy.
+    Diagnosis diagnosis() const;
+
+private:
+    LinePrinter& printer;
+    std::string prefix;
+    mutable std::mutex mutex;
+    Severity threshold = Severity::Info;
+    bool silent = false;
+    Diagnosis causes;
+};
+
+} // namespace VexaSsl::tool
