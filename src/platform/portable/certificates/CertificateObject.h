@@ -31,7 +31,7 @@ const std::vector<X509*>& helpersOf(PCCERT_CONTEXT certificate);
 // A new context for a peer's certificate whose store holds chain (leaf included or not; may be null
 // or empty). Takes references of its own. Result: owned by the caller, released with
 // CertFreeCertificateContext.
-PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509)* chain);
+PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509) * chain);
 
 // The trust anchors: the system's bundle and root/ of the certificate folder. The same object as
 // long as folder and files are unchanged, so that a cache may compare pointers. Never null.

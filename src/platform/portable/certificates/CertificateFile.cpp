@@ -1,0 +1,120 @@
+#include "certificates/CertificateFile.h"
+
+#include "certificates/PemBlocks.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace VexaSsl::portable {
+namespace {
+
+CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates, std::size_t position,
+                             KeyState state, KeyPointer key) {
+    Companions companions{state, std::move(key), {}};
+    for (std::size_t i = 0; i < certificates.size(); ++i) {
+        if (i != position)
+            companions.helpers.push_back(sharedReference(certificates[i].get()));
+    }
+    return std::make_shared<const Certificate>(sharedReference(certificates[position].get()),
+                                               std::move(companions));
+}
+
+// Takes the first of keys that belongs to certificate out of them. Null if there is none.
+KeyPointer takeKeyOf(X509* certificate, std::vector<KeyPointer>& keys) {
+    const auto found = std::find_if(keys.begin(), keys.end(), [certificate](const auto& key) {
+        return X509_check_private_key(certificate, key.get()) == 1;
+    });
+    if (found == keys.end())
+        return nullptr;
+    KeyPointer key = std::move(*found);
+    keys.erase(found);
+    return key;
+}
+
+ParsedFile entriesOf(const std::vector<X509Pointer>& certificates, std::vector<KeyPointer>& keys,
+                     bool keyIsClosed) {
+    ParsedFile parsed;
+    for (std::size_t i = 0; i < certificates.size(); ++i) {
+        if (KeyPointer key = takeKeyOf(certificates[i].get(), keys))
+            parsed.entries.push_back(makeEntry(certificates, i, KeyState::present, std::move(key)));
+    }
+    if (parsed.entries.empty() && keyIsClosed && !certificates.empty())
+        parsed.entries.push_back(makeEntry(certificates, 0, KeyState::unreadable, nullptr));
+    return parsed;
+}
+
+// A key file is there and this account can't open it now.
+bool isClosed(FileOutcome outcome) {
+    return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
+}
+
+std::string firstLine(std::string_view text) {
+    return std::string(text.substr(0, text.find_first_of("\r\n")));
+}
+
+// A damaged count could keep the key derivation busy for an hour.
+bool hasBearableIterations(const PKCS12* file) {
+    constexpr std::int64_t most = 10'000'000;
+    const ASN1_INTEGER* iterations = nullptr;
+    PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, file);
+    std::int64_t count = 1;
+    return !iterations || (ASN1_INTEGER_get_int64(&count, iterations) == 1 && count <= most);
+}
+
+Pkcs12Pointer decodePkcs12(std::string_view text) {
+    const auto* at = reinterpret_cast<const unsigned char*>(text.data());
+    return Pkcs12Pointer(d2i_PKCS12(nullptr, &at, static_cast<long>(text.size())));
+}
+
+} // namespace
+
+ParsedFile parsePersonalFile(const FileText& file, const FileText& keyFile) {
+    const ErrorQueueGuard errors;
+    if (file.outcome != FileOutcome::read)
+        return {};
+    PemContent content = readPemBlocks(file.bytes.text());
+    if (content.broken)
+        return {};
+    if (content.keys.empty() && !content.keyIsClosed) {
+        PemContent beside = readPemBlocks(keyFile.bytes.text());
+        content.keys = std::move(beside.keys);
+        content.keyIsClosed = beside.keyIsClosed || isClosed(keyFile.outcome);
+    }
+    return entriesOf(content.certificates, content.keys, content.keyIsClosed);
+}
+
+ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
+    const ErrorQueueGuard errors;
+    if (file.outcome != FileOutcome::read)
+        return {};
+    const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
+    if (!pkcs12 || !hasBearableIterations(pkcs12.get()))
+        return {};
+    std::string password = firstLine(passwordFile.bytes.text());
+    EVP_PKEY* key = nullptr;
+    X509* certificate = nullptr;
+    STACK_OF(X509)* others = nullptr;
+    const int opened = PKCS12_parse(pkcs12.get(), password.c_str(), &key, &certificate, &others);
+    OPENSSL_cleanse(password.data(), password.size());
+    std::vector<KeyPointer> keys;
+    keys.emplace_back(key);
+    std::vector<X509Pointer> certificates;
+    certificates.emplace_back(certificate);
+    const CertificateStack stack(others);
+    if (opened != 1 || !key || !certificate)
+        return {};
+    for (int i = 0; i < sk_X509_num(others); ++i)
+        certificates.push_back(sharedReference(sk_X509_value(others, i)));
+    return entriesOf(certificates, keys, false);
+}
+
+ParsedFile parseAnchorFile(const FileText& file) {
+    const ErrorQueueGuard errors;
+    ParsedFile parsed;
+    if (file.outcome == FileOutcome::read)
+        parsed.anchors = readPemBlocks(file.bytes.text()).certificates;
+    return parsed;
+}
+
+} // namespace VexaSsl::portable

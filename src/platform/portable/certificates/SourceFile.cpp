@@ -1,0 +1,166 @@
+#include "certificates/SourceFile.h"
+
+#include <fcntl.h>
+#include <openssl/crypto.h>
+#include <openssl/sha.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+namespace VexaSsl::portable {
+namespace {
+
+constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+// Longer than the coarsest time stamp of a usual file system.
+constexpr std::int64_t settlingTime = 2 * nanosecondsPerSecond;
+
+std::int64_t nanoseconds(const timespec& time) noexcept {
+    return std::int64_t{time.tv_sec} * nanosecondsPerSecond + time.tv_nsec;
+}
+
+// A time in the future says nothing about when the file was written; waiting for it to pass would
+// mean reading the file anew for every connection until then.
+bool isSettled(const FileStamp& stamp) noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t age = nanoseconds(now) - std::max(stamp.modified, stamp.changed);
+    return age > settlingTime || age < -settlingTime;
+}
+
+bool mayChangeWithoutTheFile(FileOutcome outcome) noexcept {
+    return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int opened) noexcept : number(opened) {}
+    ~Descriptor() {
+        if (number >= 0)
+            close(number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    const int number;
+};
+
+// Without O_NONBLOCK, opening a pipe would wait for its writer.
+int openForReading(const std::filesystem::path& path) noexcept {
+    int number = -1;
+    do
+        number = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    while (number < 0 && errno == EINTR);
+    return number;
+}
+
+// Reads to the end of the file or until bytes are full. Result: false when the disk failed.
+bool readAll(int descriptor, SecretBytes& bytes) {
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const ssize_t got = read(descriptor, bytes.data() + filled, bytes.size() - filled);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return false;
+        if (got == 0)
+            break;
+        filled += static_cast<std::size_t>(got);
+    }
+    bytes.cut(filled);
+    return true;
+}
+
+} // namespace
+
+SecretBytes::~SecretBytes() {
+    OPENSSL_cleanse(bytes.data(), bytes.size());
+}
+
+SecretBytes& SecretBytes::operator=(SecretBytes&& other) noexcept {
+    std::swap(bytes, other.bytes);
+    return *this;
+}
+
+std::string_view SecretBytes::text() const noexcept {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+FileStamp stampOf(const struct stat& status) noexcept {
+    return {status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),
+            nanoseconds(status.st_ctim)};
+}
+
+FileOutcome outcomeOfErrno(int error) noexcept {
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return FileOutcome::missing;
+    case EACCES:
+    case EPERM:
+        return FileOutcome::denied;
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+    case EIO:
+        return FileOutcome::temporary;
+    default:
+        return FileOutcome::unusable;
+    }
+}
+
+FileText readFile(const std::filesystem::path& path, std::size_t limit) {
+    FileText file;
+    file.path = path;
+    const Descriptor descriptor(openForReading(path));
+    struct stat status {};
+    if (descriptor.number < 0 || fstat(descriptor.number, &status) != 0) {
+        file.outcome = outcomeOfErrno(errno);
+        if (stat(path.c_str(), &status) == 0)
+            file.stamp = stampOf(status);
+        return file;
+    }
+    file.stamp = stampOf(status);
+    if (!S_ISREG(status.st_mode) || status.st_size > static_cast<std::int64_t>(limit)) {
+        file.outcome = FileOutcome::unusable;
+        return file;
+    }
+    // One byte of room shows a file that has grown since.
+    file.bytes = SecretBytes(static_cast<std::size_t>(status.st_size) + 1);
+    const bool complete = readAll(descriptor.number, file.bytes);
+    file.outcome = complete ? FileOutcome::read : FileOutcome::temporary;
+    return file;
+}
+
+Source sourceOf(const FileText& file) {
+    Source source{file.path, file.outcome, file.stamp, {}, false};
+    if (file.outcome == FileOutcome::read) {
+        const std::string_view text = file.bytes.text();
+        SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+               source.digest.data());
+    }
+    source.settled = !mayChangeWithoutTheFile(file.outcome) &&
+                     (file.outcome == FileOutcome::missing || isSettled(file.stamp));
+    return source;
+}
+
+Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
+                      const FileStamp& stamp) {
+    const bool settled =
+        !mayChangeWithoutTheFile(outcome) && (outcome == FileOutcome::missing || isSettled(stamp));
+    return {folder, outcome, stamp, {}, settled};
+}
+
+bool isUnchanged(const Source& source) noexcept {
+    if (!source.settled)
+        return false;
+    struct stat status {};
+    if (stat(source.path.c_str(), &status) != 0)
+        return source.outcome == FileOutcome::missing &&
+               outcomeOfErrno(errno) == FileOutcome::missing;
+    return source.outcome != FileOutcome::missing && source.stamp == stampOf(status);
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,74 @@
+#include "certificates/Store.h"
+
+#include "certificates/SubjectText.h"
+
+namespace VexaSsl::portable {
+namespace {
+
+StoreEntry entryOf(const CertificatePointer& certificate) {
+    StoreEntry entry{certificate, foldCase(subjectText(certificate->x509())), {}, false};
+    entry.hasUsages = readUsages(certificate->x509(), entry.usages);
+    return entry;
+}
+
+void push(STACK_OF(X509) * stack, X509* certificate) {
+    if (sk_X509_push(stack, certificate) <= 0)
+        throw std::bad_alloc();
+}
+
+} // namespace
+
+StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates)
+    : untrusted(orOutOfMemory(BorrowingStack(sk_X509_new_null()))) {
+    for (const CertificatePointer& certificate : certificates) {
+        entries.push_back(entryOf(certificate));
+        push(untrusted.get(), certificate->x509());
+        for (X509* helper : certificate->helpers())
+            push(untrusted.get(), helper);
+    }
+}
+
+std::shared_ptr<Store> makeStore(StoreContentPointer content) {
+    auto store = std::make_shared<Store>(std::move(content));
+    store->self = store;
+    return store;
+}
+
+HCERTSTORE Store::open(StoreContentPointer content) {
+    const std::shared_ptr<Store> store = makeStore(std::move(content));
+    store->handleReference = store;
+    return store.get();
+}
+
+std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {
+    constexpr ULONG_PTR neverOpened = ~ULONG_PTR{0};
+    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == neverOpened)
+        return nullptr;
+    return static_cast<Store*>(handle)->self.lock();
+}
+
+bool Store::close(HCERTSTORE handle) noexcept {
+    const std::shared_ptr<Store> store = of(handle);
+    if (!store)
+        return true;
+    store->handleReference.reset();
+    return store->contextsHeld == 0;
+}
+
+Context::Context(CertificatePointer shown, std::shared_ptr<Store> from, std::size_t at)
+    : certificate(std::move(shown)), store(std::move(from)), position(at) {
+    dwCertEncodingType = X509_ASN_ENCODING;
+    pbCertEncoded = certificate->encoded().pbData;
+    cbCertEncoded = certificate->encoded().cbData;
+    pCertInfo = certificate->info();
+    hCertStore = store.get();
+    if (store)
+        ++store->contextsHeld;
+}
+
+Context::~Context() {
+    if (store)
+        --store->contextsHeld;
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,72 @@
+#include "certificates/CertificateObject.h"
+
+#include "VexaPlatform/Certificates.h"
+#include "certificates/FolderCache.h"
+
+#include <mutex>
+
+namespace VexaSsl::portable {
+namespace {
+
+constexpr std::size_t fileSizeLimit = 16 << 20;
+const char* const systemBundle = "/etc/ssl/certs/ca-certificates.crt";
+
+// The bundle is read with the folder's files, so that one look tells whether anything has changed.
+std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
+                                  const std::set<std::string>& names) {
+    std::vector<FileGroup> groups;
+    for (const std::filesystem::path name : names) {
+        const std::filesystem::path extension = name.extension();
+        if (extension == ".pem" || extension == ".crt" || extension == ".cer")
+            groups.push_back({folder / name});
+    }
+    groups.push_back({systemBundle});
+    return groups;
+}
+
+ParsedFile parseGroup(const std::vector<FileText>& files) {
+    return parseAnchorFile(files[0]);
+}
+
+std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
+    const ErrorQueueGuard errors;
+    X509_STORE* made = X509_STORE_new();
+    if (!made)
+        throw std::bad_alloc();
+    std::shared_ptr<X509_STORE> store(made, X509_STORE_free);
+    for (const auto& file : folder.files) {
+        for (const X509Pointer& anchor : file->anchors) {
+            if (X509_STORE_add_cert(made, anchor.get()) != 1)
+                throw std::bad_alloc();
+        }
+    }
+    return store;
+}
+
+class TrustStoreCache {
+public:
+    std::shared_ptr<X509_STORE> read(const std::filesystem::path& folder) {
+        FolderContentPointer files = cache.contentOf(folder);
+        const std::lock_guard lock(guarding);
+        if (files != builtFrom) {
+            store = storeOf(*files);
+            builtFrom = std::move(files);
+        }
+        return store;
+    }
+
+private:
+    FolderCache cache{groupFiles, parseGroup, fileSizeLimit};
+    std::mutex guarding;
+    FolderContentPointer builtFrom;
+    std::shared_ptr<X509_STORE> store;
+};
+
+} // namespace
+
+std::shared_ptr<X509_STORE> trustStore() {
+    static TrustStoreCache& cache = *new TrustStoreCache;
+    return cache.read(platform::certificateFolder() / "root");
+}
+
+} // namespace VexaSsl::portable
