@@ -1,0 +1,162 @@
+// Several threads: one sender beside one receiver on one stack, and many connections at once.
+#include "integration/support/Meeting.h"
+#include "integration/support/Pattern.h"
+#include "integration/support/Pki.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+namespace {
+
+#if defined(VEXASSL_UNDER_SANITIZER)
+constexpr std::size_t volume = std::size_t{4} << 20;
+constexpr int connections = 60;
+#else
+constexpr std::size_t volume = std::size_t{32} << 20;
+constexpr int connections = 200;
+#endif
+
+void sendPattern(Peer& peer, std::size_t total) {
+    const Pattern pattern;
+    for (std::size_t sent = 0; sent < total; sent += 50000) {
+        if (!peer.say(pattern.at(sent, std::min<std::size_t>(50000, total - sent)))) {
+            return;
+        }
+    }
+}
+
+std::size_t receivePattern(Peer& peer, std::size_t total) {
+    const Pattern pattern;
+    std::size_t right = 0;
+    while (right < total) {
+        const auto heard = peer.receive(30000);
+        if (!heard || heard->empty() || !pattern.matches(right, *heard)) {
+            break;
+        }
+        right += heard->size();
+    }
+    return right;
+}
+
+TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
+    Meeting meeting =
+        meet({.client = Settings::encrypted().with("InjectLogLayers", "True"),
+              .server = Settings::serverSending(pki::localhost).with("InjectLogLayers", "True")});
+    ASSERT_TRUE(meeting.established());
+    std::size_t atServer = 0;
+    std::size_t atClient = 0;
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] { sendPattern(meeting.client, volume); });
+    threads.emplace_back([&] { sendPattern(meeting.server, volume); });
+    threads.emplace_back([&] { atServer = receivePattern(meeting.server, volume); });
+    threads.emplace_back([&] { atClient = receivePattern(meeting.client, volume); });
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(atServer, volume);
+    EXPECT_EQ(atClient, volume);
+}
+
+TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
+    Meeting meeting =
+        meet({.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
+    ASSERT_TRUE(meeting.established());
+    constexpr std::size_t total = 1 << 20;
+    std::thread sending([&] { sendPattern(meeting.client, total); });
+    std::thread sendingBack([&] { sendPattern(meeting.server, total); });
+    std::thread receivingBack([&] { receivePattern(meeting.client, total); });
+    const Pattern pattern;
+    std::size_t right = 0;
+    while (right < total && meeting.server.readable(patienceSeconds) == 1) {
+        const auto heard = meeting.server.receive(1000);
+        if (!heard || !pattern.matches(right, *heard)) {
+            break;
+        }
+        right += heard->size();
+    }
+    sending.join();
+    sendingBack.join();
+    receivingBack.join();
+    EXPECT_EQ(right, total);
+}
+
+// Every connection is answered by a thread of its own and says its number both ways.
+TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
+    { // what is made once per process is made before counting
+        const Meeting first = meet(
+            {.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
+        ASSERT_TRUE(first.established());
+    }
+    const std::size_t before = openDescriptors();
+    std::atomic<int> understood = 0;
+    {
+        std::vector<std::thread> threads;
+        for (int number = 0; number < connections; ++number) {
+            threads.emplace_back([&understood, number] {
+                Meeting meeting = meet({.client = Settings::encrypted(),
+                                        .server = Settings::serverSending(pki::localhost)});
+                const std::string text = "connection " + std::to_string(number);
+                if (meeting.established() && meeting.client.say(text) &&
+                    meeting.server.hear(text.size()) == text && meeting.server.say(text) &&
+                    meeting.client.hear(text.size()) == text) {
+                    ++understood;
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+    EXPECT_EQ(understood, connections);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+// All connections are open together, so nothing is shared between them by accident.
+TEST(Concurrency, manyOpenConnectionsKeepTheirBytesApart) {
+    std::vector<Meeting> meetings(connections);
+    {
+        std::atomic<std::size_t> next = 0;
+        std::vector<std::thread> threads;
+        for (int worker = 0; worker < 8; ++worker) {
+            threads.emplace_back([&] {
+                for (std::size_t i = next++; i < meetings.size(); i = next++) {
+                    meetings[i] = meet({.client = Settings::encrypted(),
+                                        .server = Settings::serverSending(pki::localhost)});
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+    for (std::size_t i = 0; i < meetings.size(); ++i) {
+        ASSERT_TRUE(meetings[i].established()) << i;
+        ASSERT_TRUE(meetings[i].client.say("number " + std::to_string(i)));
+    }
+    for (std::size_t i = 0; i < meetings.size(); ++i) {
+        const std::string text = "number " + std::to_string(i);
+        EXPECT_EQ(meetings[i].server.hear(text.size()), text);
+    }
+}
+
+TEST(Concurrency, failedHandshakesLeaveNoDescriptorBehind) {
+    const auto refuse = [] {
+        const Meeting meeting = meet(
+            {.client = Settings::encrypted(), .server = Settings::serverSending(pki::untrusted)});
+        EXPECT_FALSE(meeting.client.established());
+    };
+    refuse();
+    const std::size_t before = openDescriptors();
+    for (int i = 0; i < 20; ++i) {
+        refuse();
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace
+} // namespace VexaSsl::test

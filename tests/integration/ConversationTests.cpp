@@ -1,0 +1,333 @@
+// What a host sees of an established connection on the blocking path.
+#include "integration/support/Meeting.h"
+#include "integration/support/Pattern.h"
+#include "integration/support/Pki.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+Meeting meetEncrypted(Accepting accepting = Accepting::overlapped) {
+    return meet({.client = Settings::encrypted(),
+                 .server = Settings::serverSending(pki::localhost),
+                 .accepting = accepting});
+}
+
+// Sends back what it hears until the end of the stream.
+void echo(Peer& peer) {
+    while (true) {
+        const auto heard = peer.receive(262144);
+        if (!heard || heard->empty() || !peer.say(*heard)) {
+            return;
+        }
+    }
+}
+
+// Sends total bytes while receiving them back, and compares. Result: the bytes that came back
+// right.
+std::size_t roundTrip(Meeting& meeting, std::size_t total) {
+    const Pattern pattern;
+    std::thread echoing([&] { echo(meeting.server); });
+    std::thread sending([&] {
+        constexpr std::size_t chunk = 262144;
+        for (std::size_t sent = 0; sent < total; sent += chunk) {
+            if (!meeting.client.say(pattern.at(sent, std::min(chunk, total - sent)))) {
+                return;
+            }
+        }
+    });
+    std::size_t right = 0;
+    while (right < total) {
+        const auto heard = meeting.client.receive(262144);
+        if (!heard || heard->empty() || !pattern.matches(right, *heard)) {
+            break;
+        }
+        right += heard->size();
+    }
+    platform::shutdown(meeting.client.socket.handle(), right == total ? SD_SEND : SD_BOTH);
+    sending.join();
+    echoing.join();
+    return right;
+}
+
+TEST(Conversation, textGoesBothWays) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    EXPECT_TRUE(meeting.client.say("ping from the client"));
+    EXPECT_EQ(meeting.server.hear(20), "ping from the client");
+    EXPECT_TRUE(meeting.server.say("pong from the server"));
+    EXPECT_EQ(meeting.client.hear(20), "pong from the server");
+}
+
+TEST(Conversation, aBlockingAcceptMakesTheConnectionSecureToo) {
+    Meeting meeting = meetEncrypted(Accepting::blocking);
+    ASSERT_TRUE(meeting.established());
+    EXPECT_TRUE(meeting.client.say("hello"));
+    EXPECT_EQ(meeting.server.hear(5), "hello");
+}
+
+TEST(Conversation, nothingOfTheTextIsOnTheWire) {
+    const std::string secret(400, 's');
+    Meeting meeting = meet({.client = Settings::encrypted(),
+                            .server = Settings::serverSending(pki::localhost),
+                            .between = RelayPlan{}});
+    ASSERT_TRUE(meeting.established());
+    const std::size_t before = meeting.relay->passedToServer();
+    EXPECT_TRUE(meeting.client.say(secret));
+    EXPECT_EQ(meeting.server.hear(secret.size()), secret);
+    EXPECT_GT(meeting.relay->passedToServer(), before + secret.size());
+    EXPECT_EQ(meeting.relay->captured().find("ssss"), std::string::npos);
+}
+
+TEST(Conversation, sixtyFourMebibytesComeBackUnchanged) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    meeting.client.log->setMinimumSeverity(Severity::Warning);
+    meeting.server.log->setMinimumSeverity(Severity::Warning);
+    constexpr std::size_t total = std::size_t{64} << 20;
+    EXPECT_EQ(roundTrip(meeting, total), total);
+}
+
+#if !defined(VEXASSL_UNDER_SANITIZER)
+TEST(Conversation, oneGibibyteComesBackUnchanged) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    meeting.client.log->setMinimumSeverity(Severity::Warning);
+    meeting.server.log->setMinimumSeverity(Severity::Warning);
+    constexpr std::size_t total = std::size_t{1} << 30;
+    EXPECT_EQ(roundTrip(meeting, total), total);
+}
+#endif
+
+TEST(Conversation, aLongSendArrivesWholeInOneWaitingReceive) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    const std::string text(Pattern{}.at(0, 200000));
+    std::thread sending([&] { meeting.client.say(text); });
+    EXPECT_EQ(meeting.server.hear(text.size()), text);
+    sending.join();
+}
+
+TEST(Conversation, aSendOfNothingReturnsNothingAndSendsNothing) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    EXPECT_EQ(meeting.client.stack->send(meeting.client.socket.handle(), "", 0, 0), 0);
+    EXPECT_TRUE(meeting.client.say("x"));
+    EXPECT_EQ(meeting.server.receive(10), "x");
+}
+
+TEST(Conversation, surplusOfARecordIsServedWithoutTheSocket) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(meeting.server.receive(4), "0123");
+    meeting.client.socket.close();
+    EXPECT_EQ(meeting.server.receive(6), "456789");
+}
+
+TEST(Conversation, aPlainReceiveTakesWhatIsThere) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("some"));
+    EXPECT_EQ(meeting.server.receive(1000), "some");
+}
+
+TEST(Conversation, peekingLeavesTheBytesForTheNextReceive) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("look twice"));
+    EXPECT_EQ(meeting.server.receive(10, msgPeek), "look twice");
+    EXPECT_EQ(meeting.server.receive(4, msgPeek), "look");
+    EXPECT_EQ(meeting.server.receive(10), "look twice");
+}
+
+TEST(Conversation, waitAllBlocksUntilTheWholeAmountIsThere) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("first,"));
+    EXPECT_EQ(meeting.server.receive(6, msgPeek), "first,");
+    std::thread later([&] { meeting.client.say("second"); });
+    EXPECT_EQ(meeting.server.receive(12, msgWaitAll), "first,second");
+    later.join();
+}
+
+TEST(Conversation, waitAllGivesWhatCameWhenThePeerCloses) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("short"));
+    meeting.client.socket.close();
+    EXPECT_EQ(meeting.server.receive(100, msgWaitAll), "short");
+    EXPECT_EQ(meeting.server.receive(100), "");
+}
+
+TEST(Conversation, peekWithWaitAllIsRefusedWhateverIsHeld) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("held"));
+    EXPECT_EQ(meeting.server.receive(1), "h");
+    EXPECT_EQ(meeting.server.receive(3, msgPeek | msgWaitAll), std::nullopt);
+    EXPECT_EQ(meeting.server.error, WSAEOPNOTSUPP);
+    EXPECT_EQ(meeting.server.receive(3), "eld");
+}
+
+TEST(Conversation, aReceiveOfNothingReturnsAtOnce) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    EXPECT_EQ(meeting.server.receive(0), "");
+}
+
+TEST(Conversation, selectCountsPlaintextInHandAsReadable) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(meeting.server.receive(1), "0");
+    platform::WSASetLastError(WSAEINVAL);
+    EXPECT_EQ(meeting.server.readable(3600), 1);
+    EXPECT_EQ(platform::WSAGetLastError(), 0);
+    EXPECT_EQ(meeting.server.receive(100), "123456789");
+    EXPECT_EQ(meeting.server.readable(), 0);
+}
+
+TEST(Conversation, selectSeesBytesThatWaitAtTheSocket) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    EXPECT_EQ(meeting.server.readable(), 0);
+    ASSERT_TRUE(meeting.client.say("waiting"));
+    EXPECT_EQ(meeting.server.readable(patienceSeconds), 1);
+    EXPECT_EQ(meeting.server.receive(100), "waiting");
+}
+
+// A select for reading on the connection's socket and on another one.
+int selectWith(Peer& peer, SOCKET other, fd_set& set) {
+    platform::socketSetAdd(peer.socket.handle(), set);
+    platform::socketSetAdd(other, set);
+    const timeval none{0, 0};
+    return peer.stack->select(0, &set, nullptr, nullptr, &none);
+}
+
+TEST(Conversation, selectCountsPlaintextInHandBesideAnIdleSocketButShowsNeither) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(meeting.server.receive(1), "0");
+    const Listener idle;
+    fd_set set;
+    EXPECT_EQ(selectWith(meeting.server, idle.handle(), set), 1);
+    EXPECT_EQ(set.fd_count, 0U);
+}
+
+TEST(Conversation, selectCountsPlaintextInHandBesideAReadySocketButShowsOnlyThatOne) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(meeting.server.receive(1), "0");
+    const Listener ready;
+    const HostSocket caller = rawConnection(ready.port());
+    fd_set set;
+    EXPECT_EQ(selectWith(meeting.server, ready.handle(), set), 2);
+    EXPECT_EQ(set.fd_count, 1U);
+    EXPECT_TRUE(platform::socketSetHas(ready.handle(), set));
+}
+
+TEST(Conversation, selectOnAForeignSocketSaysSoAndPassesThrough) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    const Listener other;
+    fd_set set;
+    platform::socketSetAdd(other.handle(), set);
+    const timeval none{0, 0};
+    EXPECT_EQ(meeting.server.stack->select(0, &set, nullptr, nullptr, &none), 0);
+    EXPECT_EQ(meeting.server.log->count(Severity::Warning,
+                                        L"::select() is not being called for the socket [" +
+                                            meeting.server.socketNumber() +
+                                            L"] associated with this security context"),
+              1U);
+}
+
+TEST(Conversation, aClosedPeerIsTheEndOfTheStream) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    meeting.client.socket.close();
+    EXPECT_EQ(meeting.server.receive(10), "");
+    EXPECT_TRUE(meeting.server.log->linesFrom(Severity::Warning).empty());
+}
+
+TEST(Conversation, aChangedByteOnTheWireIsNeverDelivered) {
+    Meeting measured = meet({.client = Settings::encrypted(),
+                             .server = Settings::serverSending(pki::localhost),
+                             .between = RelayPlan{}});
+    ASSERT_TRUE(measured.established());
+    const std::size_t handshake = measured.relay->passedToServer();
+    Meeting meeting = meet({.client = Settings::encrypted(),
+                            .server = Settings::serverSending(pki::localhost),
+                            .between = RelayPlan{.toServer = {.changeAt = handshake + 20}}});
+    ASSERT_TRUE(meeting.established());
+    EXPECT_TRUE(meeting.client.say("a text long enough to be hit"));
+    platform::shutdown(meeting.client.socket.handle(), SD_SEND);
+    EXPECT_EQ(meeting.server.receive(100).value_or(""), "");
+    EXPECT_EQ(meeting.server.log->linesWith(L"DecryptMessage failed with: ").size(), 1U);
+}
+
+TEST(Conversation, aSecondConnectionReplacesTheFirstOnTheSameStack) {
+    const Listener listener;
+    Peer server;
+    std::thread serving([&] {
+        Peer first = answer(listener, Settings::serverSending(pki::localhost));
+        first.say("unread");
+        server = answer(listener, Settings::serverSending(pki::localhost));
+    });
+    Peer client = dial(listener.port(), Settings::encrypted());
+    EXPECT_EQ(client.receive(2), "un");
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    ::getpeername(client.socket.descriptor(), reinterpret_cast<sockaddr*>(&address), &length);
+    HostSocket second = makeSocket();
+    EXPECT_EQ(client.stack->connect(second.handle(), reinterpret_cast<sockaddr*>(&address),
+                                    static_cast<int>(length)),
+              0);
+    serving.join();
+    client.socket = std::move(second);
+    ASSERT_TRUE(server.established());
+    EXPECT_TRUE(server.say("fresh"));
+    EXPECT_EQ(client.hear(5), "fresh");
+}
+
+TEST(Conversation, connectingBeforeAnyNameIsKnownFailsWithoutTheNetwork) {
+    SharedLog log;
+    const auto stack = instantiateSocketStrategy(log, *Settings::encrypted().load(log));
+    const HostSocket socket = makeSocket();
+    const sockaddr_storage nowhere{};
+    EXPECT_EQ(stack->connect(socket.handle(), reinterpret_cast<const sockaddr*>(&nowhere),
+                             sizeof nowhere),
+              SOCKET_ERROR);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(log.count(Severity::Error, L"No remote hostname has been supplied. Server "
+                                         L"authentication will be impossible. Aborting connection "
+                                         L"attempt"),
+              1U);
+}
+
+TEST(Conversation, destroyingTheStackLeavesTheSocketOpen) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    meeting.client.stack.reset();
+    const char byte = 'x';
+    EXPECT_EQ(::send(meeting.client.socket.descriptor(), &byte, 1, MSG_NOSIGNAL), 1);
+}
+
+TEST(Conversation, encryptedStacksRefuseTheTwoConditionalOperations) {
+    SharedLog log;
+    const auto stack = instantiateSocketStrategy(log, *Settings::encrypted().load(log));
+    platform::WSASetLastError(4711);
+    EXPECT_EQ(stack->WSAAccept(INVALID_SOCKET, nullptr, nullptr, nullptr, 0), INVALID_SOCKET);
+    EXPECT_EQ(stack->WSAConnect(INVALID_SOCKET, nullptr, 0, nullptr, nullptr, nullptr, nullptr),
+              SOCKET_ERROR);
+    EXPECT_EQ(platform::WSAGetLastError(), 4711);
+}
+
+} // namespace
+} // namespace VexaSsl::test

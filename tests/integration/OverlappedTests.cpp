@@ -1,0 +1,329 @@
+// Overlapped accepting and receiving, by event, by completion port and by completion routine.
+#include "integration/support/LogMatchers.h"
+#include "integration/support/Meeting.h"
+#include "integration/support/Pattern.h"
+#include "integration/support/Pki.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+namespace {
+
+Meeting meetEncrypted() {
+    return meet(
+        {.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
+}
+
+// One posted receive into one buffer.
+class PostedReceive {
+public:
+    PostedReceive(Peer& owner, std::size_t size) : peer(owner), bytes(size, '\0') {
+        WSABUF buffer{static_cast<ULONG>(size), bytes.data()};
+        DWORD count = 0;
+        const int result = peer.stack->WSARecv(peer.socket.handle(), &buffer, 1, &count, &flags,
+                                               overlapped.get(), nullptr);
+        posted = result == 0 || platform::WSAGetLastError() == WSA_IO_PENDING;
+    }
+
+    // Waits by event and completes. Result: the plaintext; status and wireBytes tell the rest.
+    std::string finish() {
+        if (!posted || !overlapped.wait(peer.socket.handle(), wireBytes)) {
+            status = SOCKET_ERROR;
+            return {};
+        }
+        return complete(wireBytes);
+    }
+
+    std::string complete(DWORD transferred) {
+        wireBytes = transferred;
+        status = peer.stack->completeWSARecv(0, &transferred, nullptr);
+        return bytes.substr(0, transferred);
+    }
+
+    OVERLAPPED* state() { return overlapped.get(); }
+
+    bool posted = false;
+    int status = 0;
+    DWORD wireBytes = 0;
+    DWORD flags = 0;
+
+private:
+    Peer& peer;
+    std::string bytes;
+    Overlapped overlapped;
+};
+
+std::string receiveOverlapped(Peer& peer, std::size_t size) {
+    return PostedReceive(peer, size).finish();
+}
+
+TEST(Overlapped, aReceiveWithAnEventDeliversPlaintext) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    PostedReceive receive(meeting.server, 100);
+    ASSERT_TRUE(receive.posted);
+    ASSERT_TRUE(meeting.client.say("by event"));
+    EXPECT_EQ(receive.finish(), "by event");
+    EXPECT_EQ(receive.status, 0);
+    EXPECT_GT(receive.wireBytes, 8U);
+}
+
+TEST(Overlapped, aReceiveOfBytesThatAlreadyWaitDeliversThem) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("early"));
+    EXPECT_EQ(meeting.server.readable(patienceSeconds), 1);
+    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "early");
+}
+
+TEST(Overlapped, aReceiveThroughACompletionPortDeliversPlaintext) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    const HANDLE port = platform::CreateIoCompletionPort(
+        platform::socketHandle(server.socket.handle()), platform::noHandle, 77, 0);
+    ASSERT_NE(port, platform::noHandle);
+    std::string bytes(100, '\0');
+    WSABUF buffer{100, bytes.data()};
+    OVERLAPPED overlapped{};
+    DWORD count = 0;
+    DWORD flags = 0;
+    const int posted = server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags,
+                                             &overlapped, nullptr);
+    EXPECT_TRUE(posted == 0 || platform::WSAGetLastError() == WSA_IO_PENDING);
+    std::thread sending([&] { meeting.client.say("through the port"); });
+    ULONG_PTR key = 0;
+    OVERLAPPED* finished = nullptr;
+    EXPECT_EQ(
+        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, patienceMilliseconds),
+        TRUE);
+    sending.join();
+    EXPECT_EQ(key, 77U);
+    EXPECT_EQ(finished, &overlapped);
+    EXPECT_EQ(server.stack->completeWSARecv(0, &count, nullptr), 0);
+    EXPECT_EQ(bytes.substr(0, count), "through the port");
+    platform::CloseHandle(port);
+}
+
+DWORD routineTransferred = 0;
+void noteTransfer(DWORD, DWORD transferred, WSAOVERLAPPED*, DWORD) {
+    routineTransferred = transferred;
+}
+
+TEST(Overlapped, aReceiveWithACompletionRoutineDeliversPlaintext) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    std::string bytes(100, '\0');
+    WSABUF buffer{100, bytes.data()};
+    OVERLAPPED overlapped{};
+    DWORD count = 0;
+    DWORD flags = 0;
+    routineTransferred = 0;
+    const int posted = server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags,
+                                             &overlapped, noteTransfer);
+    EXPECT_TRUE(posted == 0 || platform::WSAGetLastError() == WSA_IO_PENDING);
+    ASSERT_TRUE(meeting.client.say("by routine"));
+    EXPECT_EQ(platform::SleepEx(patienceMilliseconds, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(server.stack->completeWSARecv(0, &routineTransferred, nullptr), 0);
+    EXPECT_EQ(bytes.substr(0, routineTransferred), "by routine");
+}
+
+TEST(Overlapped, severalBuffersFillInOrder) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    ASSERT_TRUE(meeting.client.say("abcdefghij"));
+    std::string first(3, '\0');
+    std::string second(100, '\0');
+    std::array<WSABUF, 2> buffers{{{3, first.data()}, {100, second.data()}}};
+    Overlapped overlapped;
+    DWORD count = 0;
+    DWORD flags = 0;
+    server.stack->WSARecv(server.socket.handle(), buffers.data(), 2, &count, &flags,
+                          overlapped.get(), nullptr);
+    ASSERT_TRUE(overlapped.wait(server.socket.handle(), count));
+    EXPECT_EQ(server.stack->completeWSARecv(0, &count, nullptr), 0);
+    EXPECT_EQ(count, 10U);
+    EXPECT_EQ(first, "abc");
+    EXPECT_EQ(second.substr(0, 7), "defghij");
+}
+
+TEST(Overlapped, surplusPlaintextComesWithTheNextCompletion) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(receiveOverlapped(meeting.server, 4), "0123");
+    EXPECT_EQ(meeting.server.readable(3600), 1);
+    ASSERT_TRUE(meeting.client.say("ab"));
+    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "456789ab");
+}
+
+TEST(Overlapped, aPartOfARecordIsNothingYetAndWarns) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    const std::string text(5000, 'r');
+    ASSERT_TRUE(meeting.client.say(text));
+    PostedReceive part(meeting.server, 100); // brings at most 1024 bytes of the record
+    EXPECT_EQ(part.finish(), "");
+    EXPECT_EQ(part.status, 0);
+    EXPECT_GT(part.wireBytes, 0U);
+    EXPECT_EQ(meeting.server.log->count(
+                  Severity::Warning,
+                  L"::WSARecv completed asynchronously, but there were too few bytes transferred "
+                  L"[0] to decrypt even a single crypto message"),
+              1U);
+    std::string heard;
+    while (heard.empty()) {
+        PostedReceive more(meeting.server, 2000);
+        heard = more.finish();
+        ASSERT_GT(more.wireBytes, 0U);
+    }
+    EXPECT_EQ(heard, text.substr(0, 2000));
+    EXPECT_EQ(meeting.server.receive(3000), text.substr(2000));
+}
+
+TEST(Overlapped, aClosedPeerCompletesWithNothing) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    PostedReceive receive(meeting.server, 100);
+    meeting.client.socket.close();
+    EXPECT_EQ(receive.finish(), "");
+    EXPECT_EQ(receive.status, 0);
+    EXPECT_EQ(receive.wireBytes, 0U);
+}
+
+TEST(Overlapped, waitAllIsTakenOutOfTheFlags) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    ASSERT_TRUE(meeting.client.say("x"));
+    std::string bytes(10, '\0');
+    WSABUF buffer{10, bytes.data()};
+    Overlapped overlapped;
+    DWORD count = 0;
+    DWORD flags = msgWaitAll;
+    server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
+                          nullptr);
+    EXPECT_EQ(flags, 0U);
+    EXPECT_EQ(server.log->count(Severity::Debug, L"Stripping MSG_WAITALL from WSARecv"), 1U);
+    ASSERT_TRUE(overlapped.wait(server.socket.handle(), count));
+    EXPECT_EQ(server.stack->completeWSARecv(0, &count, nullptr), 0);
+    EXPECT_EQ(count, 1U);
+}
+
+TEST(Overlapped, aSynchronousReceiveIsRefused) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    char byte = 0;
+    WSABUF buffer{1, &byte};
+    DWORD count = 0;
+    DWORD flags = 0;
+    EXPECT_EQ(
+        server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags, nullptr, nullptr),
+        SOCKET_ERROR);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(
+        server.log->count(Severity::Error,
+                          L"WSARecv called in a synchronous manner. This is not yet implemented. "),
+        1U);
+}
+
+TEST(Overlapped, anOverlappedSendIsRefused) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& client = meeting.client;
+    char byte = 'x';
+    WSABUF buffer{1, &byte};
+    DWORD count = 0;
+    Overlapped overlapped;
+    EXPECT_EQ(client.stack->WSASend(client.socket.handle(), &buffer, 1, &count, 0, overlapped.get(),
+                                    nullptr),
+              SOCKET_ERROR);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(client.log->count(
+                  Severity::Error,
+                  L"WSASend called in an asynchronous manner. This is not yet implemented. "),
+              1U);
+}
+
+TEST(Overlapped, aSynchronousSendOfSeveralBuffersArrivesInOrder) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    Peer& client = meeting.client;
+    std::string first = "one ";
+    std::string second = "two";
+    std::array<WSABUF, 3> buffers{{{4, first.data()}, {0, nullptr}, {3, second.data()}}};
+    DWORD count = 0;
+    EXPECT_EQ(client.stack->WSASend(client.socket.handle(), buffers.data(), 3, &count, 0, nullptr,
+                                    nullptr),
+              0);
+    EXPECT_EQ(count, 7U);
+    EXPECT_EQ(meeting.server.hear(7), "one two");
+}
+
+TEST(Overlapped, anAcceptAskedForAnInitialReadIsRefused) {
+    SharedLog log;
+    const auto stack =
+        instantiateSocketStrategy(log, *Settings::serverSending(pki::localhost).load(log));
+    const Listener listener;
+    const HostSocket socket = makeSocket();
+    constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
+    std::array<char, 2 * std::size_t{addressSize} + 1> output{};
+    DWORD received = 0;
+    Overlapped overlapped;
+    EXPECT_EQ(stack->AcceptEx(listener.handle(), socket.handle(), output.data(), 1, addressSize,
+                              addressSize, &received, overlapped.get()),
+              FALSE);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(log.count(Severity::Error,
+                        L"AcceptEx cannot be secured if it is asked to do the initial read"),
+              1U);
+}
+
+TEST(Overlapped, completingAnAcceptThatNeverWasFailsSilently) {
+    SharedLog log;
+    const auto stack =
+        instantiateSocketStrategy(log, *Settings::serverSending(pki::localhost).load(log));
+    log.clear();
+    EXPECT_EQ(stack->completeAcceptEx(), SOCKET_ERROR);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAECONNABORTED);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(Overlapped, sixteenMebibytesComeThroughPostedReceives) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    meeting.client.log->setMinimumSeverity(Severity::Error);
+    meeting.server.log->setMinimumSeverity(Severity::Error);
+    const Pattern pattern;
+    constexpr std::size_t total = std::size_t{16} << 20;
+    std::thread sending([&] {
+        for (std::size_t sent = 0; sent < total; sent += 65536) {
+            meeting.client.say(pattern.at(sent, 65536));
+        }
+        platform::shutdown(meeting.client.socket.handle(), SD_SEND);
+    });
+    // The posts always go to the socket, so what is held at its end is fetched by plain receives.
+    std::size_t right = 0;
+    while (right < total) {
+        PostedReceive receive(meeting.server, 20000);
+        std::string heard = receive.finish();
+        if (receive.wireBytes == 0) {
+            heard += meeting.server.receive(total).value_or("");
+        }
+        ASSERT_TRUE(pattern.matches(right, heard)) << "at " << right;
+        right += heard.size();
+        ASSERT_FALSE(heard.empty() && receive.wireBytes == 0);
+    }
+    sending.join();
+    EXPECT_EQ(right, total);
+}
+
+} // namespace
+} // namespace VexaSsl::test

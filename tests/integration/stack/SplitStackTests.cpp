@@ -1,0 +1,145 @@
+// Real TLS over a strategy that delivers and accepts as few bytes as it is told, so that every
+// boundary of a record is met at every byte, exactly and not only as often as a network splits.
+#include "integration/stack/SplittingStrategy.h"
+#include "integration/support/Meeting.h"
+#include "integration/support/Pattern.h"
+#include "integration/support/Pki.h"
+#include "secure/SecureSocketStrategy.h"
+#include "strategies/UnsecureSocketStrategy.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+StackMaker split(const Splitting& splitting, Passage* passage = nullptr) {
+    return [=](ILog& log, const IConfig& config) -> std::unique_ptr<ISocketStrategy> {
+        return std::make_unique<SecureSocketStrategy>(
+            log, config,
+            std::make_unique<SplittingStrategy>(std::make_unique<UnsecureSocketStrategy>(log),
+                                                splitting, passage));
+    };
+}
+
+Meeting meetSplit(const Splitting& splitting, Passage* client = nullptr,
+                  Passage* server = nullptr) {
+    return meet({.client = Settings::encrypted(),
+                 .server = Settings::serverSending(pki::localhost),
+                 .clientStack = split(splitting, client),
+                 .serverStack = split(splitting, server)});
+}
+
+// Three records each way, one of a single byte.
+void converse(Meeting& meeting, std::size_t position) {
+    ASSERT_TRUE(meeting.established()) << "at " << position;
+    for (const std::string text : {"first record", "2", "and a third one"}) {
+        ASSERT_TRUE(meeting.client.say(text)) << "at " << position;
+        ASSERT_TRUE(meeting.server.say(text)) << "at " << position;
+    }
+    EXPECT_EQ(meeting.server.hear(28), "first record2and a third one") << "at " << position;
+    EXPECT_EQ(meeting.client.hear(28), "first record2and a third one") << "at " << position;
+}
+
+#if defined(VEXASSL_UNDER_SANITIZER)
+constexpr std::size_t step = 11;
+#else
+constexpr std::size_t step = 1;
+#endif
+
+TEST(SplitStack, aReadThatEndsAtAnyByteOfTheStreamChangesNothing) {
+    Passage client;
+    Passage server;
+    {
+        Meeting whole = meetSplit({}, &client, &server);
+        converse(whole, 0);
+    }
+    const std::size_t longest = std::max(client.read, server.read);
+    ASSERT_GT(longest, 1000U);
+    for (std::size_t k = 1; k < longest && !::testing::Test::HasFailure(); k += step) {
+        Meeting meeting = meetSplit({.readCut = k});
+        converse(meeting, k);
+    }
+}
+
+TEST(SplitStack, aByteAtATimeInAndOutChangesNothing) {
+    Meeting meeting = meetSplit({.mostPerRead = 1, .mostPerWrite = 1});
+    converse(meeting, 1);
+}
+
+TEST(SplitStack, fewBytesAtATimeChangeNothing) {
+    for (const int size : {2, 3, 4, 5, 6, 7, 8, 11, 13, 29, 100, 1000}) {
+        Meeting meeting = meetSplit({.mostPerRead = size, .mostPerWrite = size});
+        converse(meeting, static_cast<std::size_t>(size));
+    }
+}
+
+TEST(SplitStack, aHandshakeByteByByteCountsOneIterationAByte) {
+    Passage client;
+    Meeting meeting = meetSplit({.mostPerRead = 1}, &client);
+    ASSERT_TRUE(meeting.established());
+    EXPECT_EQ(meeting.client.log->linesWith(L"received [1] byte message").size(), client.read);
+    EXPECT_EQ(
+        meeting.client.log->linesWith(L"InitializeSecurityContext succeeded with: -2146893032 (")
+                .size() +
+            meeting.client.log->linesWith(L"InitializeSecurityContext succeeded with: 590610")
+                .size() +
+            1,
+        client.read + 1);
+}
+
+TEST(SplitStack, largeRecordsSurviveSmallReads) {
+    Meeting meeting = meetSplit({.mostPerRead = 997, .mostPerWrite = 4099});
+    ASSERT_TRUE(meeting.established());
+    const std::string text(Pattern{}.at(0, 300000));
+    std::thread sending([&] { meeting.client.say(text); });
+    EXPECT_EQ(meeting.server.hear(text.size()), text);
+    sending.join();
+}
+
+TEST(SplitStack, aByteAtATimeIsToldInTheLogWithARisingCount) {
+    Meeting meeting = meetSplit({.mostPerRead = 1});
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("x"));
+    meeting.server.log->clear();
+    EXPECT_EQ(meeting.server.hear(1), "x");
+    const auto lines = meeting.server.log->linesWith(L"Haven't received enough data to decrypt");
+    ASSERT_GT(lines.size(), 20U); // every byte of the record but the last
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i].text,
+                  L"Haven't received enough data to decrypt. So far, have received [" +
+                      std::to_wstring(i + 1) + L"]");
+    }
+}
+
+TEST(SplitStack, overlappedReceivesThatEndInsideRecordsLoseNothing) {
+    Meeting meeting = meetSplit({.mostPerRead = 7});
+    ASSERT_TRUE(meeting.established());
+    Peer& server = meeting.server;
+    const std::string text = "a record that needs many completions";
+    ASSERT_TRUE(meeting.client.say(text));
+    std::string heard;
+    while (heard.size() < text.size()) {
+        std::string bytes(10, '\0');
+        WSABUF buffer{10, bytes.data()};
+        Overlapped overlapped;
+        DWORD count = 0;
+        DWORD flags = 0;
+        server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
+                              nullptr);
+        ASSERT_TRUE(overlapped.wait(server.socket.handle(), count));
+        ASSERT_GT(count, 0U);
+        ASSERT_EQ(server.stack->completeWSARecv(0, &count, nullptr), 0);
+        heard += bytes.substr(0, count);
+        if (count > 0) { // the rest is in hand, no new bytes will come
+            heard += server.hear(text.size() - heard.size());
+        }
+    }
+    EXPECT_EQ(heard, text);
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,38 @@
+// An endless stream of known bytes, for transfers that are checked byte for byte.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace VexaSsl::test {
+
+class Pattern {
+public:
+    // The period is a prime, so that no record or buffer size hides a shift.
+    Pattern() : block(period, '\0') {
+        std::mt19937_64 numbers(20240607);
+        for (char& byte : block) {
+            byte = static_cast<char>(numbers() & 0xFF);
+        }
+        block += block;
+    }
+
+    // size bytes of the stream from the position; size is at most the period.
+    std::string_view at(std::size_t position, std::size_t size) const {
+        return std::string_view(block).substr(position % period, size);
+    }
+
+    bool matches(std::size_t position, std::string_view bytes) const {
+        return at(position, bytes.size()) == bytes;
+    }
+
+    static constexpr std::size_t period = 1048573;
+
+private:
+    std::string block;
+};
+
+} // namespace VexaSsl::test

@@ -1,0 +1,43 @@
+// The certificates of the tests, by what the library searches for in their subjects. They are made
+// anew for every run of the tests; the process's certificate folder is set before the first test.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace VexaSsl::test::pki {
+
+// Servers: localhost, 127.0.0.1 and ::1 unless their name says otherwise.
+inline const std::string localhost = "case server-rsa,";
+inline const std::string localhostElliptic = "case server-ecdsa,";
+inline const std::string behindIntermediate = "case with-intermediate,";
+inline const std::string withoutUsage = "case no-usage,";
+inline const std::string otherName = "case wrong-name,";
+inline const std::string zeroInName = "case zero-in-name";
+inline const std::string expired = "case expired,";
+inline const std::string notYetValid = "case not-yet-valid,";
+inline const std::string clientOnly = "case wrong-usage,";
+inline const std::string untrusted = "case untrusted,";
+inline const std::string selfSigned = "case self-signed,";
+inline const std::string missingIntermediate = "case missing-intermediate,";
+inline const std::string signedByALeaf = "case not-authority,";
+// The name that the server of the case "machine" carries first.
+inline const std::string machineName = "machine.integration.test";
+
+// Clients.
+inline const std::string client = "case client, client.test";
+inline const std::string clientRsa = "case client-rsa,";
+inline const std::string clientBehindIntermediate = "case client-with-intermediate,";
+inline const std::string clientWithTwoNames = "case client-two-names,";
+inline const std::string clientWithoutNames = "case client-no-names";
+inline const std::string expiredClient = "case client-expired,";
+inline const std::string untrustedClient = "case client-untrusted,";
+inline const std::string selfSignedClient = "case client-self-signed,";
+inline const std::string serverOnly = "case server-ecdsa,";
+
+// The folder with my/, root/ and all/<case>/{cert,key,chain}.pem.
+std::filesystem::path folder();
+// A file of a case, for peers that are told their files.
+std::filesystem::path file(const std::string& name, const std::string& kind);
+
+} // namespace VexaSsl::test::pki
