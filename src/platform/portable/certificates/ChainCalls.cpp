@@ -1,0 +1,106 @@
+// Chains of certificates and the policy of TLS that judges them.
+#include "platform/CryptoApi.h"
+
+#include "base/BaseErrors.h"
+#include "certificates/Chain.h"
+
+namespace VexaSsl::portable {
+namespace {
+
+struct Verdict {
+    DWORD trustBits; // any of these
+    DWORD status;
+};
+
+// The first that applies to any element is the verdict: whether the chain leads to a trusted root
+// at all comes before what else may be wrong with it.
+constexpr Verdict verdicts[] = {
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT},
+    {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING},
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, TRUST_E_BASIC_CONSTRAINTS},
+    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, CERT_E_INVALID_NAME},
+    {CERT_TRUST_INVALID_EXTENSION, CERT_E_CRITICAL},
+    {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE},
+};
+
+// A fault of several elements is told of the one nearest to the leaf. Result: false if no element
+// has it.
+bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
+               CERT_CHAIN_POLICY_STATUS& status) {
+    for (DWORD i = 0; i < chain.cElement; ++i) {
+        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & verdict.trustBits))
+            continue;
+        status.dwError = verdict.status;
+        status.lChainIndex = 0;
+        status.lElementIndex = static_cast<LONG>(i);
+        return true;
+    }
+    return false;
+}
+
+std::optional<std::time_t> timeOf(const FILETIME* time) {
+    constexpr std::int64_t secondsTo1970 = 11'644'473'600;
+    constexpr std::uint64_t unitsPerSecond = 10'000'000;
+    if (!time)
+        return std::nullopt;
+    const std::uint64_t units = std::uint64_t{time->dwHighDateTime} << 32 | time->dwLowDateTime;
+    return static_cast<std::time_t>(units / unitsPerSecond) - secondsTo1970;
+}
+
+// The size field of the parameters isn't looked at: the caller may leave it zero.
+ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
+                       const CERT_CHAIN_PARA* parameters) {
+    ChainRequest request{{}, timeOf(time), Store::of(additional)};
+    if (parameters) {
+        const CERT_ENHKEY_USAGE& usage = parameters->RequestedUsage.Usage;
+        request.usages.assign(usage.rgpszUsageIdentifier,
+                              usage.rgpszUsageIdentifier + usage.cUsageIdentifier);
+    }
+    return request;
+}
+
+} // namespace
+} // namespace VexaSsl::portable
+
+namespace VexaSsl::platform {
+
+using namespace portable;
+
+BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILETIME* time,
+                             HCERTSTORE additionalStore, CERT_CHAIN_PARA* parameters, DWORD, void*,
+                             PCCERT_CHAIN_CONTEXT* chain) {
+    if (!certificate || !chain)
+        return failWith(invalidArgument, FALSE);
+    *chain = nullptr;
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        auto built = buildChain(certificate, requestOf(time, additionalStore, parameters));
+        if (!built)
+            return failWith(errorNotEnoughMemory, FALSE);
+        *chain = built.release();
+        return TRUE;
+    });
+}
+
+BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT chain,
+                                      CERT_CHAIN_POLICY_PARA*, CERT_CHAIN_POLICY_STATUS* status) {
+    if (policy != CERT_CHAIN_POLICY_SSL)
+        return failWith(errorFileNotFound, FALSE);
+    if (!chain || !status)
+        return failWith(invalidArgument, FALSE);
+    status->dwError = 0;
+    status->lChainIndex = -1;
+    status->lElementIndex = -1;
+    for (const Verdict& verdict : verdicts) {
+        if (findFault(*chain->rgpChain[0], verdict, *status))
+            break;
+    }
+    return TRUE;
+}
+
+void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT chain) {
+    delete static_cast<const Chain*>(chain);
+}
+
+} // namespace VexaSsl::platform
