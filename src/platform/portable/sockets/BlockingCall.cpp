@@ -1,0 +1,72 @@
+#include "sockets/BlockingCall.h"
+
+#include "sockets/Deadline.h"
+#include "sockets/Descriptors.h"
+#include "sockets/SystemErrors.h"
+
+#include <cerrno>
+#include <poll.h>
+
+namespace VexaSsl::portable {
+
+namespace {
+
+// The socket's SO_RCVTIMEO or SO_SNDTIMEO; zero when it has none.
+std::chrono::microseconds timeLimit(int fd, Direction direction) {
+    timeval limit{};
+    socklen_t size = sizeof(limit);
+    const int option = direction == Direction::receive ? SO_RCVTIMEO : SO_SNDTIMEO;
+    if (getsockopt(fd, SOL_SOCKET, option, &limit, &size) != 0) {
+        return {};
+    }
+    return std::chrono::seconds(limit.tv_sec) + std::chrono::microseconds(limit.tv_usec);
+}
+
+Deadline deadlineOf(int fd, Direction direction, Deadline::Clock::time_point start) {
+    const auto limit = timeLimit(fd, direction);
+    const auto spent =
+        std::chrono::duration_cast<std::chrono::microseconds>(Deadline::Clock::now() - start);
+    return limit == limit.zero() ? Deadline::never() : Deadline::after(limit - spent);
+}
+
+} // namespace
+
+BlockingCall::BlockingCall(int socket, Direction way) noexcept
+    : fd(socket), direction(way), start(std::chrono::steady_clock::now()) {}
+
+bool BlockingCall::mayRetry() noexcept {
+    if (errno != EINTR && errno != EAGAIN) {
+        number = winsockError(errno);
+        return false;
+    }
+    if (isNonBlocking(fd)) {
+        number = WSAEWOULDBLOCK;
+        return errno == EINTR;
+    }
+    return waitUntilReady();
+}
+
+bool BlockingCall::waitUntilReady() noexcept {
+    const Deadline deadline = deadlineOf(fd, direction, start);
+    pollfd entry{fd, static_cast<short>(direction == Direction::receive ? POLLIN : POLLOUT), 0};
+    for (;;) {
+        const int ready = poll(&entry, 1, deadline.milliseconds());
+        if (ready > 0) {
+            return true;
+        }
+        if (ready < 0 && errno != EINTR) {
+            number = winsockError(errno);
+            return false;
+        }
+        if (deadline.hasPassed()) {
+            number = WSAETIMEDOUT;
+            return false;
+        }
+    }
+}
+
+bool BlockingCall::isOverdue() const noexcept {
+    return deadlineOf(fd, direction, start).hasPassed();
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,46 @@
+#include "sockets/Descriptors.h"
+
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace VexaSsl::portable {
+
+int descriptorOf(SOCKET s) noexcept {
+    return s <= SOCKET{INT_MAX} ? static_cast<int>(s) : -1;
+}
+
+bool isSocket(int fd) noexcept {
+    const int before = errno;
+    struct stat facts {};
+    const bool result = fstat(fd, &facts) == 0 && S_ISSOCK(facts.st_mode);
+    errno = before;
+    return result;
+}
+
+bool isNonBlocking(int fd) noexcept {
+    const int before = errno;
+    const int flags = fcntl(fd, F_GETFL);
+    errno = before;
+    return flags >= 0 && (flags & O_NONBLOCK) != 0;
+}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    std::swap(value, other.value);
+    return *this;
+}
+
+Descriptor::~Descriptor() {
+    if (value >= 0) {
+        ::close(value);
+    }
+}
+
+int Descriptor::release() noexcept {
+    return std::exchange(value, -1);
+}
+
+} // namespace VexaSsl::portable

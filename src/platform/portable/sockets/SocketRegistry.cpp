@@ -1,0 +1,70 @@
+#include "sockets/SocketRegistry.h"
+
+#include "sockets/Descriptors.h"
+#include "sockets/SocketNotes.h"
+#include "sockets/SystemErrors.h"
+
+#include <cerrno>
+#include <mutex>
+#include <unistd.h>
+
+namespace VexaSsl::portable {
+
+SocketRegistry& SocketRegistry::instance() {
+    static SocketRegistry& registry = *new SocketRegistry; // never destroyed, as threads may wait
+    return registry;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::find(int fd) const {
+    const std::shared_lock lock(mutex);
+    const auto found = queues.find(fd);
+    return found == queues.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::obtain(int fd) {
+    if (auto queue = find(fd)) {
+        return queue;
+    }
+    if (!isSocket(fd)) {
+        return nullptr;
+    }
+    const std::unique_lock lock(mutex);
+    auto& queue = queues[fd];
+    if (!queue) {
+        queue = std::make_shared<OperationQueue>(fd);
+    }
+    return queue;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::take(int fd) {
+    const std::unique_lock lock(mutex);
+    const auto node = queues.extract(fd);
+    return node.empty() ? nullptr : std::move(node.mapped());
+}
+
+void SocketRegistry::welcome(int fd) {
+    if (const auto stale = take(fd)) {
+        stale->close();
+    }
+    SocketNotes::instance().forget(fd);
+}
+
+int SocketRegistry::close(int fd) {
+    if (!isSocket(fd)) {
+        return WSAENOTSOCK;
+    }
+    const auto queue = find(fd);
+    if (queue) {
+        queue->close(); // still in the table, so that nobody posts to a queue of his own meanwhile
+    }
+    SocketNotes::instance().forget(fd);
+    const int result = ::close(fd) == 0 || errno == EINTR ? 0 : winsockError(errno);
+    const std::unique_lock lock(mutex);
+    const auto found = queues.find(fd);
+    if (queue && found != queues.end() && found->second == queue) {
+        queues.erase(found); // unless the number has a new socket by now
+    }
+    return result;
+}
+
+} // namespace VexaSsl::portable
