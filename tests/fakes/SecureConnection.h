@@ -1,0 +1,210 @@
+// A SecureSocketStrategy over a scripted strategy, with a good handshake and the toy cipher
+// beneath: the stage for tests of the data path.
+//
+// The network is two texts: what the peer sends is queued with arrive(), piece by piece as reads
+// will find it, and what the strategy writes gathers in written. A read that finds nothing fails
+// the test, unless the peer has closed: it would block for ever.
+#pragma once
+
+#include "fakes/CollectingLog.h"
+#include "fakes/GoodHandshake.h"
+#include "fakes/ScriptedPlatform.h"
+#include "fakes/ScriptedStrategy.h"
+#include "fakes/ToyCipher.h"
+#include "secure/SecureSocketStrategy.h"
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace VexaSsl::test {
+
+// Lets the one-time check pass; it runs in the first test of the process that makes a strategy.
+inline void installSecurityPackage(ScriptedPlatform& platform) {
+    platform.EnumerateSecurityPackagesW = [](ULONG* count, SecPkgInfoW** packages) {
+        static wchar_t name[] = L"Schannel";
+        static SecPkgInfoW package{.Name = name};
+        *count = 1;
+        *packages = &package;
+        return SEC_E_OK;
+    };
+    platform.FreeContextBuffer = [](void*) { return SEC_E_OK; };
+}
+
+// A log that tells its test of each line as it comes.
+class TellingLog : public CollectingLog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        CollectingLog::log(severity, text);
+        if (onLine) {
+            onLine(text);
+        }
+    }
+    std::function<void(const std::wstring&)> onLine;
+};
+
+// Shows the fields that a derived class can see.
+class OpenSecureSocketStrategy : public SecureSocketStrategy {
+public:
+    using SecureSocketStrategy::pendingReceives;
+    using SecureSocketStrategy::record;
+    using SecureSocketStrategy::remoteHostName;
+    using SecureSocketStrategy::remoteServiceName;
+    using SecureSocketStrategy::SecureSocketStrategy;
+    using SecureSocketStrategy::socket;
+};
+
+template <typename Strategy = OpenSecureSocketStrategy>
+class SecureStage {
+public:
+    static constexpr SOCKET connection = 7;
+    static constexpr SOCKET listener = 3;
+
+    SecureStage() {
+        scriptContexts();
+        cipher.install(platform);
+        installSecurityPackage(platform);
+        platform.shutdown = [](SOCKET, int) { return 0; };
+        platform.DebugBreak = [] {};
+        platform.__WSAFDIsSet = [](SOCKET s, fd_set* set) {
+            const SOCKET* end = set->fd_array + set->fd_count;
+            return std::find<const SOCKET*>(set->fd_array, end, s) != end ? 1 : 0;
+        };
+    }
+
+    // Makes the strategy, unconnected. Lines and calls so far are forgotten.
+    void make() {
+        auto below = std::make_unique<ScriptedStrategy>();
+        lower = below.get();
+        scriptNetwork();
+        strategy = std::make_unique<Strategy>(log, config, std::move(below));
+        forget();
+    }
+
+    // The same, and connects as a client.
+    void makeConnected() {
+        make();
+        resolve("peer");
+        strategy->connect(connection, nullptr, 0);
+        forget();
+    }
+
+    void resolve(const char* name) { strategy->getaddrinfo(name, nullptr, nullptr, nullptr); }
+
+    void forget() {
+        log.lines.clear();
+        platform.calls.clear();
+        lower->calls.clear();
+        written.clear();
+    }
+
+    void arrive(std::string piece) { incoming.push_back(std::move(piece)); }
+    // A record of the peer, in one piece.
+    void arriveSealed(std::string_view plain, ToyCipher::Kind kind = ToyCipher::Kind::Data) {
+        arrive(cipher.seal(plain, kind));
+    }
+    void peerCloses() { closed = true; }
+
+    // What recv gives: the bytes, or nothing when the result isn't positive. result keeps it.
+    std::string receive(int length, int flags = 0) {
+        std::string buffer(static_cast<std::size_t>(length), '#');
+        result = strategy->recv(connection, buffer.data(), length, flags);
+        return buffer.substr(0, static_cast<std::size_t>(std::max(result, 0)));
+    }
+
+    int send(std::string_view data, int flags = 0) {
+        return strategy->send(connection, data.data(), static_cast<int>(data.size()), flags);
+    }
+
+    // Puts ciphertext in the record's hands without a read.
+    void hold(std::string_view cipherText) {
+        strategy->record->appendCipher(cipherText.data(), static_cast<DWORD>(cipherText.size()));
+    }
+    void holdPlain(std::string_view plain) {
+        auto& bytes = strategy->record->plainBytes;
+        bytes.insert(bytes.end(), plain.begin(), plain.end());
+    }
+    std::string heldPlain() const { return text(strategy->record->plainBytes); }
+    std::string heldCipher() const { return text(strategy->record->cipherBytes); }
+
+    int lowerCalls(const char* name) const {
+        return static_cast<int>(std::count(lower->calls.begin(), lower->calls.end(), name));
+    }
+    int platformCalls(const char* name) const {
+        return static_cast<int>(std::count(platform.calls.begin(), platform.calls.end(), name));
+    }
+
+    GoodHandshake handshake;
+    ScriptedPlatform& platform = handshake.platform;
+    SslConfig& config = handshake.config;
+    TellingLog log;
+    ToyCipher cipher;
+    std::vector<std::wstring> targets; // the names that clients authenticated, in order
+    ULONG_PTR established = 0;         // contexts made; it is the last one's first word
+    std::vector<ULONG_PTR> deleted;    // the first words of the contexts deleted, in order
+    std::unique_ptr<Strategy> strategy;
+    ScriptedStrategy* lower = nullptr; // owned by strategy
+    std::string written;
+    int result = 0;
+
+private:
+    // Those of the good handshake, each numbered.
+    void scriptContexts() {
+        platform.InitializeSecurityContextW = [this, good = platform.InitializeSecurityContextW](
+                                                  CredHandle* credential, CtxtHandle* context,
+                                                  wchar_t* target, auto... rest) {
+            targets.emplace_back(target);
+            handshake.context.dwLower = ++established;
+            return good(credential, context, target, rest...);
+        };
+        platform.AcceptSecurityContext =
+            [this, good = platform.AcceptSecurityContext](auto... arguments) {
+                handshake.context.dwLower = ++established;
+                return good(arguments...);
+            };
+        platform.DeleteSecurityContext = [this](CtxtHandle* context) {
+            deleted.push_back(context->dwLower);
+            return SEC_E_OK;
+        };
+    }
+
+    static std::string text(const std::vector<char>& bytes) { return {bytes.begin(), bytes.end()}; }
+
+    void scriptNetwork() {
+        lower->onGetaddrinfo = [](auto...) { return 0; };
+        lower->onGetAddrInfoW = [](auto...) { return 0; };
+        lower->onConnect = [](auto...) { return 0; };
+        lower->onSend = [this](SOCKET, const char* buf, int len, int) {
+            written.append(buf, static_cast<std::size_t>(len));
+            return len;
+        };
+        lower->onRecv = [this](SOCKET, char* buf, int len, int) { return read(buf, len); };
+        lower->onSelect = [this](int, fd_set*, fd_set*, fd_set*, const timeval*) {
+            return incoming.empty() && !closed ? 0 : 1;
+        };
+    }
+
+    int read(char* buf, int len) {
+        if (incoming.empty()) {
+            EXPECT_TRUE(closed) << "a read that would block";
+            return closed ? 0 : SOCKET_ERROR;
+        }
+        std::string& piece = incoming.front();
+        const std::size_t count = std::min(piece.size(), static_cast<std::size_t>(len));
+        std::memcpy(buf, piece.data(), count);
+        piece.erase(0, count);
+        if (piece.empty()) {
+            incoming.pop_front();
+        }
+        return static_cast<int>(count);
+    }
+
+    std::deque<std::string> incoming;
+    bool closed = false;
+};
+
+} // namespace VexaSsl::test

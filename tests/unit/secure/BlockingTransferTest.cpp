@@ -1,0 +1,424 @@
+#include "fakes/SecureConnection.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl {
+namespace {
+
+using test::LogLine;
+using test::ToyCipher;
+
+constexpr int hundred = 100;
+constexpr int outOfBand = 1;
+
+class BlockingTransfer : public testing::Test {
+protected:
+    void SetUp() override { stage.makeConnected(); }
+
+    test::SecureStage<> stage;
+};
+
+class BlockingSend : public BlockingTransfer {};
+class BlockingReceive : public BlockingTransfer {};
+
+TEST_F(BlockingSend, exactlyTheLargestMessageMakesOneRecord) {
+    const std::string data(100, 'x');
+    EXPECT_EQ(stage.send(data), 100);
+    EXPECT_EQ(stage.written.size(), 100 + stage.cipher.overhead());
+    EXPECT_EQ(stage.cipher.encryptCalls, 1);
+    EXPECT_EQ(stage.cipher.open(stage.written), data);
+}
+
+TEST_F(BlockingSend, oneByteMoreMakesASecondRecordOfOneByte) {
+    const std::string data(101, 'x');
+    EXPECT_EQ(stage.send(data), 101);
+    EXPECT_EQ(stage.cipher.encryptCalls, 2);
+    EXPECT_EQ(stage.written.size(), 101 + 2 * stage.cipher.overhead());
+    EXPECT_EQ(stage.cipher.open(stage.written.substr(100 + stage.cipher.overhead())), "x");
+}
+
+TEST_F(BlockingSend, nothingToSendSendsNotEvenAnEmptyRecord) {
+    EXPECT_EQ(stage.send(""), 0);
+    EXPECT_TRUE(stage.lower->calls.empty());
+    EXPECT_EQ(stage.cipher.encryptCalls, 0);
+}
+
+TEST_F(BlockingSend, eachRecordLeavesBeforeTheNextIsMade) {
+    std::vector<int> encryptedAtSend;
+    stage.lower->onSend = [&](SOCKET, const char*, int len, int) {
+        encryptedAtSend.push_back(stage.cipher.encryptCalls);
+        return len;
+    };
+    stage.send(std::string(250, 'x'));
+    EXPECT_EQ(encryptedAtSend, (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(BlockingSend, lowerSendThatTakesAPartIsCalledForTheRest) {
+    std::vector<int> offered;
+    stage.lower->onSend = [&](SOCKET, const char* buf, int len, int) {
+        offered.push_back(len);
+        const int taken = std::min(len, 5);
+        stage.written.append(buf, static_cast<std::size_t>(taken));
+        return taken;
+    };
+    EXPECT_EQ(stage.send("hi"), 2);
+    EXPECT_EQ(offered, (std::vector<int>{14, 9, 4}));
+    EXPECT_EQ(stage.cipher.open(stage.written), "hi");
+}
+
+TEST_F(BlockingSend, lowerSendThatTakesNothingIsAskedAgainForTheSameBytes) {
+    std::vector<std::string> offered;
+    stage.lower->onSend = [&](SOCKET, const char* buf, int len, int) {
+        offered.emplace_back(buf, static_cast<std::size_t>(len));
+        return offered.size() <= 1000 ? 0 : len;
+    };
+    EXPECT_EQ(stage.send("hi"), 2);
+    ASSERT_EQ(offered.size(), 1001U);
+    EXPECT_EQ(offered.front(), offered.back());
+}
+
+TEST_F(BlockingSend, socketAndFlagsReachEachWriteUnchanged) {
+    stage.lower->onSend = [&](SOCKET s, const char*, int len, int flags) {
+        EXPECT_EQ(s, SOCKET{99});
+        EXPECT_EQ(flags, 0x40);
+        return len;
+    };
+    EXPECT_EQ(stage.strategy->send(99, "hello", 5, 0x40), 5);
+}
+
+TEST_F(BlockingSend, failedWriteGivesNoPartialSuccessAndKeepsTheErrorCode) {
+    stage.lower->onSend = [&](SOCKET, const char*, int len, int) {
+        if (stage.lowerCalls("send") == 1) {
+            return len;
+        }
+        stage.platform.lastError = WSAEWOULDBLOCK;
+        return SOCKET_ERROR;
+    };
+    EXPECT_EQ(stage.send(std::string(200, 'x')), SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAEWOULDBLOCK);
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+    EXPECT_TRUE(stage.log.lines.empty());
+}
+
+TEST_F(BlockingSend, failedEncryptionIsAnErrorWithoutACode) {
+    stage.cipher.encryptStatus = SEC_E_ENCRYPT_FAILURE;
+    EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
+    EXPECT_TRUE(stage.lower->calls.empty());
+    ASSERT_EQ(stage.log.lines.size(), 1U);
+    EXPECT_EQ(stage.log.lines[0].severity, Severity::Error);
+}
+
+TEST_F(BlockingSend, negativeLengthIsAnErrorThatTouchesNothing) {
+    EXPECT_EQ(stage.strategy->send(7, "x", -1, 0), SOCKET_ERROR);
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
+template <typename Exception>
+void failEncryption(test::SecureStage<>& stage, Exception exception) {
+    stage.platform.EncryptMessage = [exception](auto...) -> SECURITY_STATUS { throw exception; };
+}
+
+TEST_F(BlockingSend, runtimeErrorIsLoggedWithoutABlank) {
+    failEncryption(stage, std::runtime_error("toy"));
+    EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"Can't send encrypted messagetoy"}}));
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+    EXPECT_EQ(stage.platformCalls("shutdown"), 0);
+    EXPECT_EQ(stage.strategy->socket, test::SecureStage<>::connection);
+}
+
+TEST_F(BlockingSend, exhaustedMemoryIsLogged) {
+    failEncryption(stage, std::bad_alloc());
+    EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
+}
+
+TEST_F(BlockingSend, otherExceptionIsLogged) {
+    failEncryption(stage, std::logic_error("odd"));
+    EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{
+            {Severity::Error, L"An unexpected C++ standard library exception occurred: odd"}}));
+}
+
+TEST_F(BlockingReceive, nothingAskedForMakesNoNetworkCall) {
+    stage.hold(stage.cipher.seal("data"));
+    stage.receive(0);
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_TRUE(stage.lower->calls.empty());
+    EXPECT_EQ(stage.cipher.decryptCalls, 0);
+}
+
+TEST_F(BlockingReceive, peekWithWaitAllIsRefusedWhateverIsHeld) {
+    stage.holdPlain("data");
+    stage.receive(4, msgPeek | msgWaitAll);
+    EXPECT_EQ(stage.result, SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAEOPNOTSUPP);
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
+TEST_F(BlockingReceive, otherFlagsHaveNoEffectAndDontReachTheSocket) {
+    const auto read = stage.lower->onRecv;
+    stage.lower->onRecv = [&](SOCKET s, char* buf, int len, int flags) {
+        EXPECT_EQ(flags, 0);
+        return read(s, buf, len, flags);
+    };
+    stage.arriveSealed("data");
+    EXPECT_EQ(stage.receive(4, outOfBand | 0x4000), "data");
+}
+
+TEST_F(BlockingReceive, eachReadAsksForOneRecordOnTheCallersSocket) {
+    const auto read = stage.lower->onRecv;
+    stage.lower->onRecv = [&](SOCKET s, char* buf, int len, int flags) {
+        EXPECT_EQ(s, SOCKET{99});
+        EXPECT_EQ(len, 112);
+        EXPECT_EQ(buf, stage.strategy->record->receiveBuffer.data());
+        return read(s, buf, len, flags);
+    };
+    stage.arriveSealed("data");
+    char buffer[4];
+    EXPECT_EQ(stage.strategy->recv(99, buffer, 4, 0), 4);
+}
+
+TEST_F(BlockingReceive, lookForMoreAsksTheStrategysSocketWithoutWaiting) {
+    stage.lower->onSelect = [&](int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                                const timeval* time) {
+        EXPECT_EQ(nfds, 0);
+        EXPECT_EQ(readable->fd_count, 1U);
+        EXPECT_EQ(readable->fd_array[0], test::SecureStage<>::connection);
+        EXPECT_EQ(writable, nullptr);
+        EXPECT_EQ(exceptional, nullptr);
+        EXPECT_EQ(time->tv_sec, 0);
+        EXPECT_EQ(time->tv_usec, 0);
+        return 0;
+    };
+    stage.holdPlain("da");
+    char buffer[4];
+    EXPECT_EQ(stage.strategy->recv(99, buffer, 4, 0), 2);
+    EXPECT_EQ(stage.lowerCalls("select"), 1);
+}
+
+TEST_F(BlockingReceive, surplusOfARecordServesTheNextReadsWithoutTheNetwork) {
+    stage.arriveSealed(std::string(100, 'x'));
+    EXPECT_EQ(stage.receive(10), std::string(10, 'x'));
+    EXPECT_EQ(stage.heldPlain().size(), 90U);
+    stage.arriveSealed("behind");
+    stage.forget();
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(stage.receive(10), std::string(10, 'x'));
+    }
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
+TEST_F(BlockingReceive, readThatIsShortFetchesBytesThatAreReady) {
+    stage.holdPlain("held");
+    stage.arriveSealed("fresh");
+    EXPECT_EQ(stage.receive(hundred), "heldfresh");
+}
+
+TEST_F(BlockingReceive, readThatIsShortReturnsWhatItHasWhenNothingIsReady) {
+    stage.holdPlain(std::string(40, 'x'));
+    EXPECT_EQ(stage.receive(hundred), std::string(40, 'x'));
+    EXPECT_EQ(stage.lowerCalls("recv"), 0);
+}
+
+TEST_F(BlockingReceive, waitAllGoesOnForTheRest) {
+    stage.holdPlain(std::string(40, 'x'));
+    stage.lower->onSelect = [](auto...) { return 0; };
+    stage.arriveSealed(std::string(30, 'y'));
+    stage.arriveSealed(std::string(30, 'z'));
+    EXPECT_EQ(stage.receive(hundred, msgWaitAll),
+              std::string(40, 'x') + std::string(30, 'y') + std::string(30, 'z'));
+    EXPECT_EQ(stage.lowerCalls("recv"), 2);
+}
+
+TEST_F(BlockingReceive, waitAllEndsWithAPartWhenThePeerCloses) {
+    stage.arriveSealed("part");
+    stage.peerCloses();
+    EXPECT_EQ(stage.receive(hundred, msgWaitAll), "part");
+}
+
+TEST_F(BlockingReceive, closingInTheMiddleOfARecordGivesWhatWasDelivered) {
+    const std::string half = stage.cipher.seal("lost").substr(0, 9);
+    stage.arrive(stage.cipher.seal("data") + half);
+    stage.peerCloses();
+    EXPECT_EQ(stage.receive(hundred), "data");
+    EXPECT_EQ(stage.heldCipher(), half);
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+}
+
+TEST_F(BlockingReceive, closingInTheMiddleOfTheFirstRecordGivesZero) {
+    stage.arrive("D");
+    stage.peerCloses();
+    stage.receive(hundred);
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_EQ(stage.heldCipher(), "D");
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
+}
+
+TEST_F(BlockingReceive, ciphertextByteByByteLogsARisingCount) {
+    const std::string wire = stage.cipher.seal("hi");
+    for (const char byte : wire) {
+        stage.arrive(std::string(1, byte));
+    }
+    EXPECT_EQ(stage.receive(2), "hi");
+    std::vector<LogLine> expected;
+    for (std::size_t i = 1; i < wire.size(); ++i) {
+        expected.push_back(
+            {Severity::Debug, L"Haven't received enough data to decrypt. So far, have received [" +
+                                  std::to_wstring(i) + L"]"});
+    }
+    EXPECT_EQ(stage.log.lines, expected);
+}
+
+TEST_F(BlockingReceive, recordLargerThanOneReadIsPutTogether) {
+    stage.cipher.maximumMessageSize = 300; // the peer's records are larger than the read buffer
+    stage.arriveSealed(std::string(300, 'x'));
+    EXPECT_EQ(stage.receive(300), std::string(300, 'x'));
+    EXPECT_EQ(stage.lowerCalls("recv"), 3);
+}
+
+TEST_F(BlockingReceive, emptyRecordIsNoEndOfStream) {
+    stage.arriveSealed("");
+    stage.arriveSealed("data");
+    EXPECT_EQ(stage.receive(4), "data");
+}
+
+TEST_F(BlockingReceive, closureBehindDataWaitsWhileTheDataSuffices) {
+    const std::string closure = stage.cipher.seal("", ToyCipher::Kind::Closure);
+    stage.arrive(stage.cipher.seal("data") + closure);
+    EXPECT_EQ(stage.receive(4), "data");
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
+    EXPECT_EQ(stage.heldCipher(), closure);
+    EXPECT_EQ(stage.receive(4), "");
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+}
+
+TEST_F(BlockingReceive, closureReachedBehindDataHidesTheDataForOneCall) {
+    stage.arrive(stage.cipher.seal("data") + stage.cipher.seal("", ToyCipher::Kind::Closure));
+    EXPECT_EQ(stage.receive(hundred), "");
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.receive(4), "data");
+}
+
+TEST_F(BlockingReceive, peersClosureLooksLikeTheEndWithOneErrorLine) {
+    stage.arriveSealed("", ToyCipher::Kind::Closure);
+    stage.receive(4);
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{
+                  {Severity::Error, L"DecryptMessage failed with: 590615 (text of 590615)"}}));
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+}
+
+TEST_F(BlockingReceive, renegotiationEndsTheReadEvenWithBytesDelivered) {
+    stage.holdPlain("held");
+    stage.arriveSealed("", ToyCipher::Kind::Renegotiation);
+    stage.receive(hundred);
+    EXPECT_EQ(stage.result, 0);
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+    EXPECT_EQ(stage.heldPlain(), "") << "the bytes were given to the buffer and are not counted";
+}
+
+TEST_F(BlockingReceive, everyFailingStatusOfHeldCiphertextBreaksAndGivesZero) {
+    for (const auto kind : {ToyCipher::Kind::Closure, ToyCipher::Kind::Renegotiation,
+                            ToyCipher::Kind::Garbage, ToyCipher::Kind::Altered}) {
+        stage.forget();
+        stage.hold(stage.cipher.seal("", kind));
+        stage.receive(4);
+        EXPECT_EQ(stage.result, 0);
+        EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+        EXPECT_TRUE(stage.lower->calls.empty());
+    }
+}
+
+TEST_F(BlockingReceive, spoiledRecordFromTheNetworkBreaksAndTheStreamGoesOn) {
+    stage.arriveSealed("lost", ToyCipher::Kind::Altered);
+    stage.arriveSealed("lost", ToyCipher::Kind::Garbage);
+    stage.arriveSealed("data");
+    EXPECT_EQ(stage.receive(4), "data");
+    EXPECT_EQ(stage.platformCalls("DebugBreak"), 2);
+}
+
+TEST_F(BlockingReceive, failedReadLosesPlaintextAlreadyCopied) {
+    stage.holdPlain("held");
+    stage.lower->onSelect = [](auto...) { return 1; };
+    stage.lower->onRecv = [&](auto...) {
+        stage.platform.lastError = WSAECONNRESET;
+        return SOCKET_ERROR;
+    };
+    stage.receive(hundred);
+    EXPECT_EQ(stage.result, SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAECONNRESET);
+    EXPECT_EQ(stage.heldPlain(), "");
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+}
+
+TEST_F(BlockingReceive, failedLookForMoreCountsAsMore) {
+    stage.holdPlain("da");
+    stage.lower->onSelect = [](auto...) { return SOCKET_ERROR; };
+    stage.arriveSealed("ta");
+    EXPECT_EQ(stage.receive(4), "data");
+}
+
+TEST_F(BlockingReceive, peekKeepsWhatItReadFromTheNetwork) {
+    stage.arriveSealed("data");
+    EXPECT_EQ(stage.receive(4, msgPeek), "data");
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.receive(4), "data");
+}
+
+TEST_F(BlockingReceive, secondPassOfAPeekCountsTheFirstBytesTwice) {
+    stage.holdPlain("abc");
+    stage.arriveSealed("def");
+    EXPECT_EQ(stage.receive(hundred, msgPeek), "abcabcdef");
+    EXPECT_EQ(stage.heldPlain(), "abcdef");
+}
+
+TEST_F(BlockingReceive, negativeLengthIsAnErrorThatTouchesNothing) {
+    EXPECT_EQ(stage.strategy->recv(7, nullptr, -1, 0), SOCKET_ERROR);
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
+TEST_F(BlockingReceive, runtimeErrorSaysSendToo) {
+    stage.arriveSealed("", ToyCipher::Kind::Failing);
+    stage.receive(4);
+    EXPECT_EQ(stage.result, SOCKET_ERROR);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"Can't send encrypted messagetoy"}}));
+    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+    EXPECT_EQ(stage.platformCalls("shutdown"), 0);
+}
+
+TEST_F(BlockingReceive, exhaustedMemoryIsLogged) {
+    stage.arriveSealed("", ToyCipher::Kind::Exhausting);
+    stage.receive(4);
+    EXPECT_EQ(stage.result, SOCKET_ERROR);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
+}
+
+TEST_F(BlockingReceive, otherExceptionIsLogged) {
+    stage.arriveSealed("", ToyCipher::Kind::Odd);
+    stage.receive(4);
+    EXPECT_EQ(stage.result, SOCKET_ERROR);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{
+            {Severity::Error, L"An unexpected C++ standard library exception occurred: odd"}}));
+}
+
+} // namespace
+} // namespace VexaSsl

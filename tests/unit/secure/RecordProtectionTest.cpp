@@ -1,0 +1,289 @@
+#include "fakes/SecureConnection.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl {
+namespace {
+
+using test::LogLine;
+using test::ToyCipher;
+
+constexpr DWORD plenty = 100'000;
+
+class RecordProtection : public testing::Test {
+protected:
+    void SetUp() override { stage.makeConnected(); }
+    SecureSocketRecord& record() { return *stage.strategy->record; }
+
+    SECURITY_STATUS decrypt(DWORD wanted) {
+        gained = 4711;
+        return record().decryptAvailable(wanted, gained);
+    }
+    std::string read(DWORD length, bool peek = false) {
+        std::string buffer(length, '#');
+        status = record().readPlain(buffer.data(), length, peek, delivered);
+        return buffer.substr(0, delivered);
+    }
+    SECURITY_STATUS encrypt(std::string_view plain) {
+        size = 4711;
+        return record().encryptRecord(plain.data(), static_cast<DWORD>(plain.size()),
+                                      record().sendBuffer.data(), size);
+    }
+    std::string wire() { return {record().sendBuffer.data(), size}; }
+
+    test::SecureStage<> stage;
+    DWORD gained = 0;
+    DWORD delivered = 0;
+    DWORD size = 0;
+    SECURITY_STATUS status = SEC_E_OK;
+};
+
+TEST_F(RecordProtection, workBuffersHoldExactlyOneRecord) {
+    EXPECT_EQ(record().streamSizes->recordSize, 4U + 100U + 8U);
+    EXPECT_EQ(record().streamSizes->headerSize, 4U);
+    EXPECT_EQ(record().streamSizes->maximumMessageSize, 100U);
+    EXPECT_EQ(record().streamSizes->trailerSize, 8U);
+    EXPECT_EQ(record().streamSizes->overheadSize, 12U);
+    EXPECT_EQ(record().sendBuffer.size(), 112U);
+    EXPECT_EQ(record().receiveBuffer.size(), 112U);
+}
+
+TEST_F(RecordProtection, sizesAreAskedOfTheRecordsOwnContext) {
+    EXPECT_EQ(record().streamSizes->securityContext, record().securityContext.address());
+    EXPECT_EQ(&record().streamSizes->log, &stage.log);
+}
+
+TEST_F(RecordProtection, failedQueryOfSizesIsLoggedAndThrown) {
+    stage.cipher.sizesStatus = SEC_E_INVALID_HANDLE;
+    try {
+        record().queryStreamSizes();
+        FAIL() << "nothing was thrown";
+    } catch (const std::runtime_error& failure) {
+        EXPECT_STREQ(failure.what(), "::QueryContextAttributes failed");
+    }
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{
+                  {Severity::Error,
+                   L"QueryContextAttributes failed with: 2148074241 (text of 2148074241)"}}));
+}
+
+TEST_F(RecordProtection, encryptedRecordStandsInTheSendBuffer) {
+    EXPECT_EQ(encrypt("hello"), SEC_E_OK);
+    EXPECT_EQ(size, 5 + stage.cipher.overhead());
+    EXPECT_EQ(stage.cipher.open(wire()), "hello");
+    EXPECT_TRUE(stage.log.lines.empty());
+}
+
+TEST_F(RecordProtection, largestMessageKeepsEveryByte) {
+    stage.cipher.maximumMessageSize = 16384;
+    record().queryStreamSizes();
+    std::string plain(16384, '\0');
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        plain[i] = static_cast<char>(i * 7 + i / 251);
+    }
+    EXPECT_EQ(encrypt(plain), SEC_E_OK);
+    EXPECT_EQ(stage.cipher.open(wire()), plain);
+}
+
+TEST_F(RecordProtection, shrunkTrailerShortensTheRecordAndIsTold) {
+    stage.cipher.usedTrailer = 3;
+    EXPECT_EQ(encrypt("hello"), SEC_E_OK);
+    EXPECT_EQ(size, 4U + 5U + 3U);
+    EXPECT_EQ(stage.cipher.open(wire()), "hello");
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{
+                  {Severity::Debug, L"EncryptMessage stripped [5] bytes of trailer padding"}}));
+}
+
+TEST_F(RecordProtection, eachRecordStartsAgainFromTheFullTrailer) {
+    stage.cipher.usedTrailer = 3;
+    encrypt("hello");
+    EXPECT_EQ(encrypt("again"), SEC_E_OK); // the toy checks the size it is offered
+    EXPECT_EQ(record().streamSizes->trailerSize, 8U);
+    EXPECT_EQ(stage.log.lines.size(), 2U);
+}
+
+TEST_F(RecordProtection, failedEncryptionIsLoggedAndGivesNoBytes) {
+    stage.cipher.encryptStatus = SEC_E_ENCRYPT_FAILURE;
+    EXPECT_EQ(encrypt("hello"), SEC_E_ENCRYPT_FAILURE);
+    EXPECT_EQ(size, 0U);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"EncryptMessage failed with: 2148074281 "
+                                                      L"(text of 2148074281)"}}));
+}
+
+TEST_F(RecordProtection, ciphertextArrivingByteByByteIsTriedOncePerByte) {
+    const std::string wire = stage.cipher.seal("hello");
+    for (std::size_t i = 0; i + 1 < wire.size(); ++i) {
+        record().appendCipher(wire.data() + i, 1);
+        EXPECT_EQ(decrypt(5), SEC_E_INCOMPLETE_MESSAGE);
+        EXPECT_EQ(stage.heldCipher(), wire.substr(0, i + 1));
+        EXPECT_EQ(decrypt(5), SEC_E_OK) << "without a new byte nothing is tried";
+        EXPECT_EQ(stage.cipher.decryptCalls, static_cast<int>(i + 1));
+    }
+    record().appendCipher(wire.data() + wire.size() - 1, 1);
+    EXPECT_EQ(decrypt(5), SEC_E_OK);
+    EXPECT_EQ(gained, 5U);
+    EXPECT_EQ(stage.heldPlain(), "hello");
+    EXPECT_TRUE(stage.log.lines.empty()) << "a partial record is no failure";
+}
+
+TEST_F(RecordProtection, twoAndAHalfRecordsWithLittleWantedOpenOne) {
+    const std::string second = stage.cipher.seal("second");
+    const std::string half = stage.cipher.seal("third").substr(0, 9);
+    stage.hold(stage.cipher.seal("first") + second + half);
+    EXPECT_EQ(decrypt(1), SEC_E_OK);
+    EXPECT_EQ(gained, 5U);
+    EXPECT_EQ(stage.heldPlain(), "first");
+    EXPECT_EQ(stage.heldCipher(), second + half);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Debug, L"Found [27] extra useful bytes"}}));
+}
+
+TEST_F(RecordProtection, twoAndAHalfRecordsWithMuchWantedOpenTwo) {
+    const std::string half = stage.cipher.seal("third").substr(0, 9);
+    stage.hold(stage.cipher.seal("first") + stage.cipher.seal("second") + half);
+    EXPECT_EQ(decrypt(plenty), SEC_E_INCOMPLETE_MESSAGE);
+    EXPECT_EQ(gained, 11U);
+    EXPECT_EQ(stage.heldPlain(), "firstsecond");
+    EXPECT_EQ(stage.heldCipher(), half);
+    EXPECT_TRUE(record().incompleteRecord);
+    EXPECT_EQ(stage.cipher.decryptCalls, 3);
+}
+
+TEST_F(RecordProtection, emptyRecordAddsNothingAndTheNextIsTried) {
+    stage.hold(stage.cipher.seal("") + stage.cipher.seal("data"));
+    EXPECT_EQ(decrypt(1), SEC_E_OK);
+    EXPECT_EQ(gained, 4U);
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.cipher.decryptCalls, 2);
+}
+
+TEST_F(RecordProtection, wantingNothingTouchesNothing) {
+    stage.hold(stage.cipher.seal("data"));
+    EXPECT_EQ(decrypt(0), SEC_E_OK);
+    EXPECT_EQ(gained, 0U);
+    EXPECT_EQ(stage.cipher.decryptCalls, 0);
+    EXPECT_EQ(stage.heldCipher(), stage.cipher.seal("data"));
+}
+
+TEST_F(RecordProtection, readServedFromPlaintextDecryptsNothing) {
+    stage.holdPlain("hello");
+    stage.hold(stage.cipher.seal("more"));
+    EXPECT_EQ(read(5), "hello");
+    EXPECT_EQ(status, SEC_E_OK);
+    EXPECT_EQ(stage.cipher.decryptCalls, 0);
+}
+
+TEST_F(RecordProtection, peekingTwiceGivesTheSameBytes) {
+    stage.hold(stage.cipher.seal("hello"));
+    EXPECT_EQ(read(3, true), "hel");
+    EXPECT_EQ(read(3, true), "hel");
+    EXPECT_EQ(stage.heldPlain(), "hello");
+}
+
+TEST_F(RecordProtection, partialRecordIsReportedBesideWhatWasDelivered) {
+    stage.hold(stage.cipher.seal("hello") + "D");
+    EXPECT_EQ(read(10), "hello");
+    EXPECT_EQ(status, SEC_E_INCOMPLETE_MESSAGE);
+}
+
+TEST_F(RecordProtection, failedReadDeliversNothingAndKeepsPlaintext) {
+    stage.holdPlain("held");
+    stage.hold(stage.cipher.seal("", ToyCipher::Kind::Altered));
+    EXPECT_EQ(read(10), "");
+    EXPECT_EQ(status, SEC_E_MESSAGE_ALTERED);
+    EXPECT_EQ(delivered, 0U);
+    EXPECT_EQ(stage.heldPlain(), "held");
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"DecryptMessage failed with: 2148074255 "
+                                                      L"(text of 2148074255)"}}));
+}
+
+TEST_F(RecordProtection, peersClosureIsAnErrorLineAndDropsTheCiphertext) {
+    stage.hold(stage.cipher.seal("data") + stage.cipher.seal("", ToyCipher::Kind::Closure) +
+               stage.cipher.seal("behind"));
+    EXPECT_EQ(decrypt(plenty), SEC_I_CONTEXT_EXPIRED);
+    EXPECT_EQ(gained, 4U);
+    EXPECT_EQ(stage.heldCipher(), "");
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.log.lines.back(),
+              (LogLine{Severity::Error, L"DecryptMessage failed with: 590615 (text of 590615)"}));
+}
+
+TEST_F(RecordProtection, renegotiationIsToldAndItsBytesAreDropped) {
+    stage.hold(stage.cipher.seal("lost", ToyCipher::Kind::Renegotiation) +
+               stage.cipher.seal("behind"));
+    EXPECT_EQ(decrypt(plenty), SEC_I_RENEGOTIATE);
+    EXPECT_EQ(gained, 0U);
+    EXPECT_EQ(stage.heldPlain(), "");
+    EXPECT_EQ(stage.heldCipher(), "");
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Info, L"Renegotiate request received"}}));
+}
+
+TEST_F(RecordProtection, invalidTokenLeavesNoLine) {
+    stage.hold(stage.cipher.seal("", ToyCipher::Kind::Garbage));
+    EXPECT_EQ(decrypt(1), SEC_E_INVALID_TOKEN);
+    EXPECT_TRUE(stage.log.lines.empty());
+    EXPECT_EQ(stage.heldCipher(), "");
+}
+
+TEST_F(RecordProtection, missingCountIsThatOfThePackage) {
+    std::string part = stage.cipher.seal("hello").substr(0, 6);
+    DWORD missing = 4711;
+    EXPECT_EQ(record().decryptRecord(part.data(), 6, missing), SEC_E_INCOMPLETE_MESSAGE);
+    EXPECT_EQ(missing, 5 + stage.cipher.overhead() - 6);
+}
+
+TEST_F(RecordProtection, missingCountIsZeroWhenThePackageGivesNone) {
+    stage.cipher.tellsMissing = false;
+    std::string part = "DD";
+    DWORD missing = 4711;
+    EXPECT_EQ(record().decryptRecord(part.data(), 2, missing), SEC_E_INCOMPLETE_MESSAGE);
+    EXPECT_EQ(missing, 0U);
+    EXPECT_TRUE(record().incompleteRecord);
+}
+
+TEST_F(RecordProtection, appendingNothingLeavesAPartialRecordPartial) {
+    stage.hold("D");
+    decrypt(1);
+    record().appendCipher(nullptr, 0);
+    EXPECT_TRUE(record().incompleteRecord);
+    record().appendCipher("D", 1);
+    EXPECT_FALSE(record().incompleteRecord);
+}
+
+TEST_F(RecordProtection, partlyConsumedPlaintextMovesToAVectorOfItsOwn) {
+    record().plainBytes.reserve(plenty);
+    stage.holdPlain("hello");
+    char buffer[2];
+    EXPECT_EQ(record().consumePlain(buffer, 2), 2U);
+    EXPECT_EQ(std::string(buffer, 2), "he");
+    EXPECT_EQ(stage.heldPlain(), "llo");
+    EXPECT_LT(record().plainBytes.capacity(), plenty);
+}
+
+TEST_F(RecordProtection, fullyConsumedPlaintextKeepsItsCapacity) {
+    record().plainBytes.reserve(plenty);
+    stage.holdPlain("hello");
+    char buffer[10];
+    EXPECT_EQ(record().consumePlain(buffer, 10), 5U);
+    EXPECT_EQ(stage.heldPlain(), "");
+    EXPECT_GE(record().plainBytes.capacity(), plenty);
+}
+
+TEST_F(RecordProtection, workBuffersStayWhereTheyAre) {
+    const char* const sending = record().sendBuffer.data();
+    const char* const receiving = record().receiveBuffer.data();
+    for (int i = 0; i < 5; ++i) {
+        stage.send(std::string(250, 'x'));
+        stage.arriveSealed("data");
+        stage.receive(4);
+    }
+    EXPECT_EQ(record().sendBuffer.data(), sending);
+    EXPECT_EQ(record().receiveBuffer.data(), receiving);
+}
+
+} // namespace
+} // namespace VexaSsl
