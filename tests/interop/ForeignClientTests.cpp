@@ -1,0 +1,338 @@
+// Foreign clients against a server of ours. They are judged by the data and by what they say of the
+// verification, not by how they take the missing closure.
+#include "integration/support/LogMatchers.h"
+#include "integration/support/Meeting.h"
+#include "integration/support/Pattern.h"
+#include "interop/Peers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+// What a server of ours sends, by the name of the case.
+std::string subjectOf(const std::string& name) {
+    return "case " + name + ",";
+}
+
+Peer serve(const Listener& listener, const std::string& name = "server-rsa") {
+    return answer(listener, Settings::serverSending(subjectOf(name)));
+}
+
+Settings asking() {
+    return Settings::serverSending(pki::localhost).with("RequireClientAuthentication", "True");
+}
+
+// Our end says a line that the program must show, and hears one from it.
+void converse(Peer& server, Program& program) {
+    ASSERT_TRUE(program.say("from the foreign side\n"));
+    EXPECT_EQ(server.hear(22), "from the foreign side\n");
+    ASSERT_TRUE(server.say("from our side\n"));
+    EXPECT_TRUE(program.shows("from our side")) << program.output();
+}
+
+class ServedCertificate : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(ServedCertificate, isVerifiedByOpenSslAndDataGoesBothWays) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port(), {"-brief"});
+    Peer server = serve(listener, GetParam());
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+    EXPECT_THAT(client->output(), HasSubstr("Verification: OK"));
+    EXPECT_THAT(client->output(), HasSubstr("Protocol version: TLSv1.2"));
+}
+
+TEST_P(ServedCertificate, isVerifiedByGnuTlsAndDataGoesBothWays) {
+    VEXASSL_NEEDS("gnutls-cli");
+    const Listener listener;
+    const auto client = gnuTlsClient(listener.port());
+    Peer server = serve(listener, GetParam());
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+    EXPECT_THAT(client->output(), HasSubstr("Status: The certificate is trusted"));
+}
+
+const std::string page = "<p>hello</p>\n";
+
+void answerRequest(Peer& server) {
+    std::string request;
+    while (request.find("\r\n\r\n") == std::string::npos) {
+        const auto part = server.receive(4096);
+        ASSERT_TRUE(part && !part->empty());
+        request += *part;
+    }
+    EXPECT_THAT(request, HasSubstr("GET / HTTP/1.1"));
+    EXPECT_TRUE(server.say("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
+                           std::to_string(page.size()) + "\r\n\r\n" + page));
+}
+
+TEST_P(ServedCertificate, isVerifiedByCurlWhichFetchesAPage) {
+    VEXASSL_NEEDS("curl");
+    const Listener listener;
+    const auto client = curl(listener.port());
+    Peer server = serve(listener, GetParam());
+    ASSERT_TRUE(server.established()) << client->output();
+    answerRequest(server);
+    EXPECT_EQ(client->exitStatus(), 0) << client->output();
+    EXPECT_EQ(client->output(), page);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ServedCertificate,
+                         ::testing::Values("server-rsa", "server-ecdsa", "with-intermediate"),
+                         [](const auto& kind) {
+                             std::string name = kind.param;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+// --- Suites.
+
+struct Suite {
+    std::string certificate;
+    std::string openSsl;
+    std::string gnuTls;
+};
+
+class ForcedSuite : public ::testing::TestWithParam<Suite> {};
+
+TEST_P(ForcedSuite, worksWithAnOpenSslClient) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client =
+        openSslClient(listener.port(), {"-brief", "-tls1_2", "-cipher", GetParam().openSsl});
+    Peer server = serve(listener, GetParam().certificate);
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+    EXPECT_THAT(client->output(), HasSubstr("Ciphersuite: " + GetParam().openSsl));
+}
+
+TEST_P(ForcedSuite, worksWithAGnuTlsClient) {
+    VEXASSL_NEEDS("gnutls-cli");
+    const Listener listener;
+    const auto client =
+        gnuTlsClient(listener.port(), {"--priority=NORMAL:-VERS-ALL:+VERS-TLS1.2:-CIPHER-ALL:+" +
+                                       GetParam().gnuTls});
+    Peer server = serve(listener, GetParam().certificate);
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+    EXPECT_THAT(client->output(), HasSubstr("(" + GetParam().gnuTls + ")"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Suites, ForcedSuite,
+    ::testing::Values(Suite{"server-rsa", "ECDHE-RSA-AES128-GCM-SHA256", "AES-128-GCM"},
+                      Suite{"server-rsa", "ECDHE-RSA-AES256-GCM-SHA384", "AES-256-GCM"},
+                      Suite{"server-rsa", "ECDHE-RSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"},
+                      Suite{"server-ecdsa", "ECDHE-ECDSA-AES128-GCM-SHA256", "AES-128-GCM"},
+                      Suite{"server-ecdsa", "ECDHE-ECDSA-AES256-GCM-SHA384", "AES-256-GCM"},
+                      Suite{"server-ecdsa", "ECDHE-ECDSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"}),
+    [](const auto& kind) {
+        std::string name = kind.param.openSsl;
+        std::erase(name, '-');
+        return name;
+    });
+
+// --- What the foreign client refuses.
+
+TEST(ForeignClient, openSslRefusesAServerOfAnotherName) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port(), {"-brief"});
+    const Peer server = serve(listener, "wrong-name");
+    EXPECT_EQ(server.error, WSAECONNABORTED);
+    EXPECT_TRUE(client->shows("ostname mismatch")) << client->output();
+}
+
+TEST(ForeignClient, curlRefusesAServerOfAnUnknownAuthority) {
+    VEXASSL_NEEDS("curl");
+    const Listener listener;
+    const auto client = curl(listener.port());
+    const Peer server = serve(listener, "untrusted");
+    EXPECT_EQ(server.error, WSAECONNABORTED);
+    EXPECT_EQ(client->exitStatus(), 60) << client->output();
+}
+
+// --- Client certificates.
+
+TEST(ForeignClient, anOpenSslClientWithACertificateStays) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    Words options = openSslIdentity("client");
+    options.push_back("-brief");
+    const auto client = openSslClient(listener.port(), options);
+    Peer server =
+        answer(listener, asking().with("AcceptableClientCertificateToReceiveNames", "client.test"));
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+}
+
+TEST(ForeignClient, anOpenSslClientBehindAnIntermediateStays) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    Words options = openSslIdentity("client-with-intermediate");
+    options.push_back("-brief");
+    const auto client = openSslClient(listener.port(), options);
+    Peer server = answer(listener, asking());
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+}
+
+TEST(ForeignClient, anOpenSslClientWithoutACertificateIsRefusedWhereOneIsRequired) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port(), {"-brief"});
+    const Peer server = answer(listener, asking());
+    EXPECT_EQ(server.error, WSAECONNABORTED);
+    EXPECT_THAT(
+        server.log->linesFrom(Severity::Info),
+        ElementsAre(warning(L"QueryContextAttributes (SECPKG_ATTR_REMOTE_CERT_CONTEXT) returned "
+                            L"[SEC_E_NO_CREDENTIALS]. Probable cause: no certificate was sent"),
+                    error(L"Unable to obtain a certificate to authenticate the client by. "
+                          L"Terminating connection"),
+                    error(L"Can't establish a security context. client authentication failed: "
+                          L"can't get client cert")));
+}
+
+TEST(ForeignClient, anOpenSslClientWithACertificateStaysWhereNoneIsAskedFor) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    Words options = openSslIdentity("client-untrusted");
+    options.push_back("-brief");
+    const auto client = openSslClient(listener.port(), options);
+    Peer server = serve(listener);
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+}
+
+TEST(ForeignClient, aGnuTlsClientWithACertificateStays) {
+    VEXASSL_NEEDS("gnutls-cli");
+    const Listener listener;
+    const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-rsa"));
+    Peer server = answer(listener, asking());
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+}
+
+TEST(ForeignClient, aGnuTlsClientOfAnUnknownAuthorityIsRefused) {
+    VEXASSL_NEEDS("gnutls-cli");
+    const Listener listener;
+    const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-untrusted"));
+    const Peer server = answer(listener, asking());
+    EXPECT_EQ(server.error, WSAECONNABORTED);
+    EXPECT_EQ(server.log->count(Severity::Error,
+                                L"Can't establish a security context. client authentication "
+                                L"failed: cert not trusted"),
+              1U);
+}
+
+TEST(ForeignClient, curlWithACertificateFetchesAPage) {
+    VEXASSL_NEEDS("curl");
+    const Listener listener;
+    const auto client = curl(listener.port(), curlIdentity("client"));
+    Peer server = answer(listener, asking());
+    ASSERT_TRUE(server.established()) << client->output();
+    answerRequest(server);
+    EXPECT_EQ(client->exitStatus(), 0) << client->output();
+    EXPECT_EQ(client->output(), page);
+}
+
+// --- More than a line.
+
+TEST(ForeignClient, aMebibyteFromOpenSslComesBackUnchanged) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port(), {"-quiet", "-verify_quiet"});
+    Peer server = serve(listener);
+    ASSERT_TRUE(server.established()) << client->output();
+    const std::string text(Pattern{}.at(0, 1 << 20 | 1));
+    std::thread sending([&] { client->say(text); });
+    std::size_t echoed = 0;
+    while (echoed < text.size()) {
+        const auto heard = server.receive(100000);
+        if (!heard || heard->empty() || !server.say(*heard)) {
+            break;
+        }
+        echoed += heard->size();
+    }
+    sending.join();
+    EXPECT_EQ(echoed, text.size());
+    EXPECT_TRUE(client->showsBytes(text.size()));
+    EXPECT_NE(client->output().find(text), std::string::npos);
+}
+
+// --- What a TLS 1.2 server can't do, and what peers ask of it.
+
+TEST(ForeignClient, aClientOfTls13AloneIsRefused) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port(), {"-tls1_3"});
+    const Peer server = serve(listener);
+    EXPECT_EQ(server.error, WSAECONNABORTED);
+    EXPECT_THAT(
+        server.log->linesFrom(Severity::Info),
+        ElementsAre(
+            lineStarting(Severity::Error, L"AcceptSecurityContext failed with: "),
+            warning(L"An encrypted connection could not be successfully initialised on socket [" +
+                    server.socketNumber() + L"]. Aborting"),
+            error(L"Can't establish a security context. AcceptSecurityContext failed")));
+}
+
+TEST(ForeignClient, aRequestToRenegotiateIsTheEndOfTheStream) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port());
+    Peer server = serve(listener);
+    ASSERT_TRUE(server.established()) << client->output();
+    ASSERT_TRUE(client->say("before\n"));
+    EXPECT_EQ(server.hear(7), "before\n");
+    ASSERT_TRUE(client->say("R\n"));
+    EXPECT_EQ(server.receive(100), "");
+    EXPECT_THAT(server.log->linesFrom(Severity::Info),
+                ::testing::Contains(info(L"Renegotiate request received")));
+}
+
+TEST(ForeignClient, anOrderlyClosureIsTheEndOfTheStreamAndAnErrorLine) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port());
+    Peer server = serve(listener);
+    ASSERT_TRUE(server.established()) << client->output();
+    ASSERT_TRUE(client->say("before\n"));
+    EXPECT_EQ(server.hear(7), "before\n");
+    ASSERT_TRUE(client->say("Q\n"));
+    EXPECT_EQ(server.receive(100), "");
+    EXPECT_THAT(server.log->linesFrom(Severity::Warning),
+                ElementsAre(systemError(L"DecryptMessage", 0x00090317)));
+}
+
+TEST(ForeignClient, anOrderlyClosureOnTheOverlappedPathIsAReset) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    const auto client = openSslClient(listener.port());
+    Peer server = serve(listener);
+    ASSERT_TRUE(server.established()) << client->output();
+    ASSERT_TRUE(client->say("Q\n"));
+    std::string bytes(100, '\0');
+    WSABUF buffer{100, bytes.data()};
+    Overlapped overlapped;
+    DWORD count = 0;
+    DWORD flags = 0;
+    server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
+                          nullptr);
+    ASSERT_TRUE(overlapped.wait(server.socket.handle(), count));
+    EXPECT_GT(count, 0U);
+    EXPECT_EQ(server.stack->completeWSARecv(0, &count, nullptr), -1);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAECONNRESET);
+    EXPECT_EQ(count, 0U);
+}
+
+} // namespace
+} // namespace VexaSsl::test
