@@ -1,9 +1,9 @@
 #include "certificates/SourceFile.h"
 
-#include <fcntl.h>
+#include "base/BoundedFile.h"
+
 #include <openssl/crypto.h>
 #include <openssl/sha.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -32,45 +32,6 @@ bool isSettled(const FileStamp& stamp) noexcept {
 
 bool mayChangeWithoutTheFile(FileOutcome outcome) noexcept {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
-}
-
-class Descriptor {
-public:
-    explicit Descriptor(int opened) noexcept : number(opened) {}
-    ~Descriptor() {
-        if (number >= 0)
-            close(number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    const int number;
-};
-
-// Without O_NONBLOCK, opening a pipe would wait for its writer.
-int openForReading(const std::filesystem::path& path) noexcept {
-    int number = -1;
-    do
-        number = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    while (number < 0 && errno == EINTR);
-    return number;
-}
-
-// Reads to the end of the file or until bytes are full. Result: false when the disk failed.
-bool readAll(int descriptor, SecretBytes& bytes) {
-    std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        const ssize_t got = read(descriptor, bytes.data() + filled, bytes.size() - filled);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return false;
-        if (got == 0)
-            break;
-        filled += static_cast<std::size_t>(got);
-    }
-    bytes.cut(filled);
-    return true;
 }
 
 } // namespace
@@ -114,7 +75,7 @@ FileOutcome outcomeOfErrno(int error) noexcept {
 FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     FileText file;
     file.path = path;
-    const Descriptor descriptor(openForReading(path));
+    const FileDescriptor descriptor(openForReading(path.c_str()));
     struct stat status {};
     if (descriptor.number < 0 || fstat(descriptor.number, &status) != 0) {
         file.outcome = outcomeOfErrno(errno);
@@ -129,7 +90,9 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     }
     // One byte of room shows a file that has grown since.
     file.bytes = SecretBytes(static_cast<std::size_t>(status.st_size) + 1);
-    const bool complete = readAll(descriptor.number, file.bytes);
+    std::size_t filled = 0;
+    const bool complete = readUpTo(descriptor.number, file.bytes.data(), file.bytes.size(), filled);
+    file.bytes.cut(filled);
     file.outcome = complete ? FileOutcome::read : FileOutcome::temporary;
     return file;
 }

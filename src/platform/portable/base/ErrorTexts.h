@@ -1,0 +1,11 @@
+// The texts of error numbers and security statuses. Any thread.
+#pragma once
+
+#include "BaseShapes.h"
+
+namespace VexaSsl::portable {
+
+// One line without an end, or null for a number that has no text.
+const wchar_t* errorText(DWORD code) noexcept;
+
+} // namespace VexaSsl::portable
