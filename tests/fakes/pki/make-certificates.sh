@@ -7,8 +7,8 @@
 #   DIR/root/authority.pem  the one trust anchor
 #   DIR/all/<case>/         cert.pem, key.pem and chain.pem (the certificate and what is sent with it)
 #
-# The subject of every case is "O=the <case> case, CN=<first name>", so that a search for
-# "the client case" finds exactly one entry. Cases that would be no entry of a store (authorities, broken keys) lie in
+# The subject of every case is "O=case <case>, CN=<first name>". A search for "case client, " finds
+# one entry, one for "case client" those of the longer names too. Cases that would be no entry of a store (authorities, broken keys) lie in
 # all/ only. With MACHINE there is one more case, "machine", a server of that name. DIR may exist;
 # files of the same names are replaced.
 set -eu
@@ -99,13 +99,13 @@ leaf() {
 subjectAltName=$5"
     [ -z "$6" ] || marks="$marks
 $6"
-    issue "$1" "$2" "$3" "/O=the $1 case${4:+/CN=$4}" "$7" "$marks"
+    issue "$1" "$2" "$3" "/O=case $1${4:+/CN=$4}" "$7" "$marks"
 }
 
-issue authority rsa self "/O=the authority case/CN=Throwaway Authority" "$usual_time" "$authority_marks"
-issue other-authority ec self "/O=the other-authority case/CN=Other Authority" "$usual_time" \
+issue authority rsa self "/O=case authority/CN=Throwaway Authority" "$usual_time" "$authority_marks"
+issue other-authority ec self "/O=case other-authority/CN=Other Authority" "$usual_time" \
     "$authority_marks"
-issue intermediate ec authority "/O=the intermediate case/CN=Throwaway Intermediate" "$usual_time" \
+issue intermediate ec authority "/O=case intermediate/CN=Throwaway Intermediate" "$usual_time" \
     "$authority_marks"
 cp "$top/all/authority/cert.pem" "$top/root/authority.pem"
 
