@@ -48,7 +48,7 @@ private:
     CERT_SIMPLE_CHAIN* chainList = &simpleChain;
 };
 
-// Builds the chain against the trust anchors, with the certificates of leaf's own store as helpers.
+// Builds the chain against the trust anchors, linked by the certificates that travel with the leaf.
 // Null when the verification itself failed; a bad chain is a chain. Throws std::bad_alloc.
 std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leaf, const ChainRequest& request);
 

@@ -70,19 +70,25 @@ int noteFault(int accepted, X509_STORE_CTX* verification) noexcept {
     return goOn;
 }
 
-// The certificates that may link the chain; they are borrowed.
+// The certificates that may link the chain; they are borrowed. Of the personal store's these are
+// the leaf's own helpers only: what lies in other files isn't sent with it either, so a peer would
+// miss it. A peer's store is what the peer sent, and all of it counts.
 BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
     auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
     const auto add = [&stack](X509* certificate) {
         if (sk_X509_push(stack.get(), certificate) <= 0)
             throw std::bad_alloc();
     };
+    const auto addEntries = [&add](const Store& store) {
+        for (const StoreEntry& entry : store.content->entries)
+            add(entry.certificate->x509());
+    };
     for (X509* helper : leaf.certificate->helpers())
         add(helper);
-    for (const Store* store : {leaf.store.get(), request.additional.get()}) {
-        for (int i = 0; store && i < sk_X509_num(store->content->untrusted.get()); ++i)
-            add(sk_X509_value(store->content->untrusted.get(), i));
-    }
+    if (leaf.store && leaf.certificate->keyState() == KeyState::absent)
+        addEntries(*leaf.store);
+    if (request.additional)
+        addEntries(*request.additional);
     return stack;
 }
 

@@ -11,21 +11,11 @@ StoreEntry entryOf(const CertificatePointer& certificate) {
     return entry;
 }
 
-void push(STACK_OF(X509) * stack, X509* certificate) {
-    if (sk_X509_push(stack, certificate) <= 0)
-        throw std::bad_alloc();
-}
-
 } // namespace
 
-StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates)
-    : untrusted(orOutOfMemory(BorrowingStack(sk_X509_new_null()))) {
-    for (const CertificatePointer& certificate : certificates) {
+StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates) {
+    for (const CertificatePointer& certificate : certificates)
         entries.push_back(entryOf(certificate));
-        push(untrusted.get(), certificate->x509());
-        for (X509* helper : certificate->helpers())
-            push(untrusted.get(), helper);
-    }
 }
 
 std::shared_ptr<Store> makeStore(StoreContentPointer content) {

@@ -24,7 +24,6 @@ struct StoreEntry {
 
 struct StoreContent {
     std::vector<StoreEntry> entries;
-    BorrowingStack untrusted; // entries and their helpers, for chain building
 
     explicit StoreContent(const std::vector<CertificatePointer>& certificates);
 };
