@@ -1,0 +1,93 @@
+#include "VexaSsl/Configuration.h"
+
+#include "VexaSsl/TextConversion.h"
+#include "config/ConfigFileParser.h"
+#include "config/FallbackNotice.h"
+#include "config/SslConfig.h"
+#include "config/Vocabulary.h"
+#include "platform/TextFiles.h"
+
+#include <stdexcept>
+
+namespace VexaSsl {
+
+namespace Definition = ConfigurationDefinition;
+
+namespace {
+
+// VexaSsl.ConfigurationStore, as the log names the key.
+std::wstring storeOptionName() {
+    return Definition::VexaSslSection + L"." +
+           Definition::VexaSslSectionOptions::ConfigurationStore;
+}
+
+void logOpening(ILog& log, const std::wstring& storePath) {
+    log.log(Severity::Debug,
+            L"Opening " + Definition::ConfigurationStoreLabel + L" at [" + storePath + L"]");
+}
+
+// What failed becomes a Warning and the connection stays plain.
+std::unique_ptr<IConfig> fallBack(ILog& log, const std::runtime_error& reason,
+                                  const std::wstring& connectionName) {
+    log.log(Severity::Warning, convertNarrowToWide(reason.what()));
+    log.log(Severity::Warning, fallbackNotice);
+    return constructDefaultSslConfiguration(log, connectionName);
+}
+
+std::unique_ptr<IConfig> readStore(ILog& log, const std::filesystem::path& path,
+                                   const std::wstring& connectionName) {
+    if (path.empty()) {
+        log.log(Severity::Warning,
+                L"No " + storeOptionName() + L" option specified. " + fallbackNotice);
+        return constructDefaultSslConfiguration(log, connectionName);
+    }
+    logOpening(log, platform::pathToText(path));
+    const ConfigFileParser parser(log, path);
+    return std::make_unique<SslConfig>(log, parser, connectionName);
+}
+
+// The line on the opening is written here and once more by the store's own factory. A failure to
+// open the store is dealt with there and is no failure here.
+std::unique_ptr<IConfig> readIniFile(ILog& log, const std::filesystem::path& path,
+                                     const std::wstring& connectionName) {
+    const ConfigFileParser parser(log, path);
+    const std::wstring store = parser.getValue(
+        Definition::VexaSslSection, Definition::VexaSslSectionOptions::ConfigurationStore);
+    if (store.empty()) {
+        log.log(Severity::Warning, L"No " + storeOptionName() + L" section present in ini file [" +
+                                       platform::pathToText(path) + L"]. " + fallbackNotice);
+        return constructDefaultSslConfiguration(log, connectionName);
+    }
+    logOpening(log, store);
+    return constructSslConfigurationFromSslConfigStore(log, platform::pathFromFileText(store),
+                                                       connectionName);
+}
+
+} // namespace
+
+std::unique_ptr<IConfig> constructDefaultSslConfiguration(ILog& log,
+                                                          const std::wstring& connectionName) {
+    return std::make_unique<SslConfig>(log, connectionName);
+}
+
+std::unique_ptr<IConfig> constructSslConfigurationFromIniFile(ILog& log,
+                                                              const std::filesystem::path& path,
+                                                              const std::wstring& connectionName) {
+    try {
+        return readIniFile(log, path, connectionName);
+    } catch (const std::runtime_error& reason) {
+        return fallBack(log, reason, connectionName);
+    }
+}
+
+std::unique_ptr<IConfig>
+constructSslConfigurationFromSslConfigStore(ILog& log, const std::filesystem::path& path,
+                                            const std::wstring& connectionName) {
+    try {
+        return readStore(log, path, connectionName);
+    } catch (const std::runtime_error& reason) {
+        return fallBack(log, reason, connectionName);
+    }
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,44 @@
+#include "config/OptionMap.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cwctype>
+
+namespace VexaSsl {
+
+namespace {
+
+constexpr std::uint64_t offsetBasis = 0xcbf29ce484222325;
+constexpr std::uint64_t prime = 0x100000001b3;
+constexpr unsigned bitsOfByte = 8;
+
+wchar_t fold(wchar_t unit) {
+    return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
+}
+
+std::uint64_t hashUnit(std::uint64_t hash, wchar_t unit) {
+    auto rest = static_cast<std::uint64_t>(unit);
+    for (std::size_t byte = 0; byte < sizeof unit; ++byte) {
+        hash = (hash ^ (rest & 0xFF)) * prime;
+        rest >>= bitsOfByte;
+    }
+    return hash;
+}
+
+} // namespace
+
+std::size_t CaseInsensitiveHash::operator()(const std::wstring& key) const {
+    std::uint64_t hash = offsetBasis;
+    for (const wchar_t unit : key) {
+        hash = hashUnit(hash, fold(unit));
+    }
+    return hash;
+}
+
+bool CaseInsensitiveEqual::operator()(const std::wstring& left, const std::wstring& right) const {
+    return std::equal(
+        left.begin(), left.end(), right.begin(), right.end(),
+        [](wchar_t one, wchar_t other) { return one == other || fold(one) == fold(other); });
+}
+
+} // namespace VexaSsl

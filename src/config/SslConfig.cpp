@@ -1,0 +1,87 @@
+#include "config/SslConfig.h"
+
+#include "config/FallbackNotice.h"
+#include "config/Vocabulary.h"
+
+namespace VexaSsl {
+
+namespace Definition = ConfigurationDefinition;
+
+namespace {
+
+// The section of the connection, or else the one of the entry Default; empty when there is neither.
+std::wstring sectionOfConnection(const ITwoLevelConfig& source, const std::wstring& connection) {
+    const std::wstring own = source.getValue(Definition::ConnectionsSection, connection);
+    if (!own.empty()) {
+        return own;
+    }
+    return source.getValue(Definition::ConnectionsSection,
+                           Definition::ConnectionsSectionOptions::Default);
+}
+
+} // namespace
+
+SslConfig::SslConfig(ILog& sink, const std::wstring& connectionName)
+    : log(sink), options(Definition::DefaultOptions) {
+    setValue(Definition::InternalOnlyUtilityOptions::ConnectionName, connectionName);
+}
+
+SslConfig::SslConfig(ILog& sink, const ITwoLevelConfig& source, const std::wstring& connectionName)
+    : SslConfig(sink, connectionName) {
+    if (Definition::ReservedConnectionNames.contains(connectionName)) {
+        log.log(Severity::Warning,
+                L"The connection name [" + connectionName +
+                    L"] is currently reserved for future VexaSsl implementation");
+        log.log(Severity::Warning, fallbackNotice);
+        return;
+    }
+    const std::wstring sectionName = sectionOfConnection(source, connectionName);
+    if (!sectionName.empty()) {
+        readSection(source, sectionName);
+    }
+}
+
+SslConfig::SslConfig(ILog& sink, const IConfig& other)
+    : log(sink), options(Definition::DefaultOptions) {
+    for (auto& [name, value] : options) {
+        std::wstring given = other.getValue(name);
+        if (given.empty()) {
+            logDefaulted(name, value);
+            continue;
+        }
+        value = std::move(given);
+    }
+}
+
+std::wstring SslConfig::getValue(const std::wstring& key) const {
+    const auto entry = options.find(key);
+    return entry == options.end() ? std::wstring() : entry->second;
+}
+
+void SslConfig::setValue(const std::wstring& key, const std::wstring& value) {
+    options[key] = value;
+}
+
+// An empty value can't be told from a missing one, so a file can't set an option to nothing. A
+// section that the source doesn't have looks like one with nothing in it.
+void SslConfig::readSection(const ITwoLevelConfig& source, const std::wstring& sectionName) {
+    for (auto& [name, value] : options) {
+        if (Definition::FileUnreadableOptions.contains(name)) {
+            continue;
+        }
+        std::wstring given = source.getValue(sectionName, name);
+        if (!given.empty()) {
+            value = std::move(given);
+        } else if (!Definition::SilentlyDefaultedOptions.contains(name)) {
+            logDefaulted(sectionName + L"." + name, value);
+        }
+    }
+}
+
+void SslConfig::logDefaulted(const std::wstring& spelledOption,
+                             const std::wstring& defaultValue) const {
+    log.log(Severity::Debug,
+            spelledOption + L" not specified. Using default value of [" + defaultValue + L"]");
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,52 @@
+#include "frame/ErrorText.h"
+
+#include "frame/OwnedHandle.h"
+#include "platform/WindowsBase.h"
+#include "platform/Winsock.h"
+
+#include <array>
+
+namespace VexaSsl {
+
+namespace {
+
+using SystemText = OwnedHandle<wchar_t*, platform::LocalFree>;
+
+constexpr DWORD systemTextFlags =
+    FORMAT_MESSAGE_ALLOCATE_BUFFER   // the system sizes the buffer; LocalFree gives it back
+    | FORMAT_MESSAGE_IGNORE_INSERTS  // there are no arguments for a text's placeholders
+    | FORMAT_MESSAGE_FROM_SYSTEM     // the number is the system's, not a module's
+    | FORMAT_MESSAGE_MAX_WIDTH_MASK; // one line, so that a failure is one line of the log
+
+// The longest host name and its zero.
+constexpr DWORD hostNameCapacity = 1025;
+
+} // namespace
+
+std::wstring systemErrorText(DWORD code) {
+    wchar_t* buffer = nullptr;
+    // With FORMAT_MESSAGE_ALLOCATE_BUFFER the argument is the address of the pointer to be set.
+    platform::FormatMessageW(systemTextFlags, nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer),
+                             0, nullptr);
+    const SystemText text(buffer);
+    return text ? std::wstring(text.get()) : std::wstring();
+}
+
+void logSystemError(ILog& log, const std::wstring& what, DWORD code) {
+    log.log(Severity::Error, what + L" failed with: " + std::to_wstring(code) + L" (" +
+                                 systemErrorText(code) + L")");
+}
+
+// Only a result of -1 is told to the log. The call reports its failures as positive error numbers,
+// so in practice a failed look-up just leaves the name empty, without a line.
+std::wstring peerHostName(ILog& log, const sockaddr* address, int addressLength) {
+    std::array<wchar_t, hostNameCapacity> name{};
+    const int result = platform::GetNameInfoW(address, addressLength, name.data(), hostNameCapacity,
+                                              nullptr, 0, 0);
+    if (result == SOCKET_ERROR) {
+        logSystemError(log, L"GetNameInfoW", static_cast<DWORD>(platform::WSAGetLastError()));
+    }
+    return name.data();
+}
+
+} // namespace VexaSsl
