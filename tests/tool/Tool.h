@@ -1,0 +1,53 @@
+// The words that the tests of the tool are written in: what a connection is configured to be, a
+// server that is ready, and a client that talked.
+#pragma once
+
+#include "integration/support/Pki.h"
+#include "tool/Command.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace VexaSsl::test {
+
+using Options = std::map<std::string, std::string>;
+
+// The arguments that give the tool a configuration of these options, through an ini file and a
+// store, and the certificates of the tests.
+Words configured(const Options& options);
+Words plainText();
+// A server that sends the certificate whose subject holds the name.
+Words secureServer(const std::string& certificate = pki::localhost, const Options& more = {});
+Words secureClient(const Options& more = {});
+
+// A running vexassl serve on a free port.
+class RunningServer {
+public:
+    explicit RunningServer(const Words& arguments);
+
+    std::uint16_t port() const { return boundPort; }
+    std::string target(const std::string& host = "localhost") const;
+    Command& command() { return program; }
+
+private:
+    Command program;
+    std::uint16_t boundPort = 0;
+};
+
+// vexassl connect.
+Words connectTo(const std::string& target, const Words& arguments = {});
+
+struct Outcome {
+    int status = -1;
+    std::string output;
+    std::string errors;
+};
+// Runs vexassl with these arguments to its end.
+Outcome runTool(const Words& arguments, const Command::Input& input = Command::Input::none());
+Outcome runToEnd(Command& command);
+
+// How many lines of stderr are the tool's own: a failure is exactly one.
+int failureLines(const std::string& errors);
+
+} // namespace VexaSsl::test
