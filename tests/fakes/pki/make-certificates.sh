@@ -8,9 +8,9 @@
 #   DIR/all/<case>/         cert.pem, key.pem and chain.pem (the certificate and what is sent with it)
 #
 # The subject of every case is "O=case <case>, CN=<first name>". A search for "case client, " finds
-# one entry, one for "case client" those of the longer names too. Cases that would be no entry of a store (authorities, broken keys) lie in
-# all/ only. With MACHINE there is one more case, "machine", a server of that name. DIR may exist;
-# files of the same names are replaced.
+# one entry, one for "case client" those of the longer names too. Cases that would be no entry of a
+# store (authorities, broken keys) lie in all/ only. With MACHINE there is one more case, "machine",
+# a server of that name. DIR may exist; files of the same names are replaced.
 set -eu
 
 if [ $# -lt 1 ] || [ $# -gt 2 ]; then
