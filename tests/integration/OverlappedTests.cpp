@@ -109,6 +109,39 @@ TEST(Overlapped, aReceiveThroughACompletionPortDeliversPlaintext) {
     platform::CloseHandle(port);
 }
 
+TEST(Overlapped, anAcceptThroughACompletionPortMakesTheConnectionSecure) {
+    const Listener listener;
+    Peer server;
+    server.stack = instantiateSocketStrategy(
+        *server.log, *Settings::serverSending(pki::localhost).load(*server.log));
+    server.socket = makeSocket();
+    const HANDLE port = platform::CreateIoCompletionPort(platform::socketHandle(listener.handle()),
+                                                         platform::noHandle, 5, 0);
+    ASSERT_NE(port, platform::noHandle);
+    constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
+    std::array<char, 2 * std::size_t{addressSize}> addresses{};
+    OVERLAPPED overlapped{};
+    DWORD count = 0;
+    const BOOL done =
+        server.stack->AcceptEx(listener.handle(), server.socket.handle(), addresses.data(), 0,
+                               addressSize, addressSize, &count, &overlapped);
+    EXPECT_TRUE(done == TRUE || platform::WSAGetLastError() == WSA_IO_PENDING);
+    Peer client;
+    std::thread calling([&] { client = dial(listener.port(), Settings::encrypted()); });
+    ULONG_PTR key = 0;
+    OVERLAPPED* finished = nullptr;
+    EXPECT_EQ(
+        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, patienceMilliseconds),
+        TRUE);
+    limitWaiting(server.socket.handle());
+    EXPECT_EQ(server.stack->completeAcceptEx(), 0);
+    calling.join();
+    ASSERT_TRUE(client.established());
+    EXPECT_TRUE(client.say("hello"));
+    EXPECT_EQ(server.hear(5), "hello");
+    platform::CloseHandle(port);
+}
+
 DWORD routineTransferred = 0;
 void noteTransfer(DWORD, DWORD transferred, WSAOVERLAPPED*, DWORD) {
     routineTransferred = transferred;

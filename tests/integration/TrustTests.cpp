@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <future>
+#include <optional>
+#include <stdexcept>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -72,6 +74,46 @@ TEST(Trust, anAddressThatTheCertificateDoesNotNameIsRefused) {
 
 TEST(Trust, aServerReachedByItsAddressIsAcceptedWhenTheCertificateNamesIt) {
     EXPECT_TRUE(meetServer(pki::localhost, "127.0.0.1").established());
+}
+
+TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
+    std::optional<Listener> listener;
+    try {
+        listener.emplace(AF_INET6);
+    } catch (const std::runtime_error& reason) {
+        GTEST_SKIP() << "no loopback of the sixth version: " << reason.what();
+    }
+    Peer server;
+    std::thread serving([&] {
+        server = answer(*listener, Settings::serverSending(pki::localhost), Accepting::blocking);
+    });
+    Peer client = dial(listener->port(), Settings::encrypted(), "::1");
+    serving.join();
+    EXPECT_TRUE(client.established());
+    EXPECT_TRUE(server.established());
+}
+
+TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
+    const Listener listener;
+    Peer server;
+    std::thread serving(
+        [&] { server = answer(listener, Settings::serverSending(pki::otherName)); });
+    Peer client;
+    client.stack = instantiateSocketStrategy(*client.log, *Settings::encrypted().load(*client.log));
+    ADDRINFOW hints;
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    ADDRINFOW* found = nullptr;
+    ASSERT_EQ(client.stack->GetAddrInfoW(L"localhost", std::to_wstring(listener.port()).c_str(),
+                                         &hints, &found),
+              0);
+    client.socket = makeSocket();
+    EXPECT_EQ(client.stack->connect(client.socket.handle(), found->ai_addr,
+                                    static_cast<int>(found->ai_addrlen)),
+              SOCKET_ERROR);
+    platform::FreeAddrInfoW(found);
+    serving.join();
+    EXPECT_EQ(client.log->linesWith(L"match the address we connected to [localhost]").size(), 1U);
 }
 
 TEST(Trust, aServerOfAnUnknownAuthorityIsRefused) {
