@@ -18,7 +18,6 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace VexaSsl::test {
@@ -49,17 +48,11 @@ class NegotiationStage {
 public:
     explicit NegotiationStage(bool server, const std::wstring& target = L"peer.test")
         : isServer(server) {
-        good.config.setValue(
-            ConfigurationDefinition::ConnectionOptions::RequireClientAuthentication, L"False");
-        prepare(target);
-    }
-    // The same with security options of the test's own.
-    NegotiationStage(bool server, const std::vector<std::pair<std::wstring, std::wstring>>& options)
-        : isServer(server) {
-        for (const auto& [key, value] : options) {
-            good.config.setValue(key, value);
-        }
-        prepare(L"peer.test");
+        record = good.makeRecord(isServer, target);
+        record->securityContext = SecurityContext();
+        good.clear();
+        scriptPeer();
+        scriptPackage();
     }
 
     void run() {
@@ -107,14 +100,6 @@ public:
     std::vector<std::string> events; // call, send, recv, free, break, delete
 
 private:
-    void prepare(const std::wstring& target) {
-        record = good.makeRecord(isServer, target);
-        record->securityContext = SecurityContext();
-        good.clear();
-        scriptPeer();
-        scriptPackage();
-    }
-
     void scriptPeer() {
         good.strategy.onSend = [this](SOCKET socket, const char* data, int length, int flags) {
             EXPECT_EQ(socket, GoodHandshake::socket);
