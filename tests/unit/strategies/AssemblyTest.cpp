@@ -1,0 +1,323 @@
+#include "VexaSsl/VexaSsl.h"
+#include "config/SslConfig.h"
+#include "fakes/CollectingLog.h"
+#include "fakes/ScriptedPlatform.h"
+#include "fakes/SecureConnection.h"
+#include "strategies/LogSocketStrategy.h"
+#include "strategies/SometimesSecureSocketStrategy.h"
+#include "strategies/StrategyOptions.h"
+#include "strategies/UnsecureSocketStrategy.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace VexaSsl {
+namespace {
+
+using test::LogLine;
+
+// Tells in which order its values were asked for.
+class AskedConfig : public IConfig {
+public:
+    std::wstring getValue(const std::wstring& key) const override {
+        asked.push_back(key);
+        const auto found = values.find(key);
+        return found == values.end() ? std::wstring() : found->second;
+    }
+    void setValue(const std::wstring& key, const std::wstring& value) override {
+        values[key] = value;
+    }
+
+    std::map<std::wstring, std::wstring> values = {{L"UseEncryption", L"False"},
+                                                   {L"InjectLogLayers", L"False"},
+                                                   {L"MinimumSeverityToLog", L"Info"}};
+    mutable std::vector<std::wstring> asked;
+};
+
+class StrategyOptionsTest : public testing::Test {
+protected:
+    // The options made of config; a refusal has been checked for its one class and text.
+    std::unique_ptr<StrategyOptions> make() {
+        try {
+            return std::make_unique<StrategyOptions>(log, config);
+        } catch (const std::out_of_range& refusal) {
+            EXPECT_STREQ(refusal.what(), "invalid configuration");
+            return nullptr;
+        }
+    }
+    void expectRefusal(const std::wstring& line) {
+        EXPECT_EQ(make(), nullptr);
+        EXPECT_EQ(log.lines, (std::vector<LogLine>{{Severity::Error, line}}));
+    }
+
+    test::CollectingLog log;
+    AskedConfig config;
+};
+
+TEST_F(StrategyOptionsTest, allThreeAreReadFirstAndInOrder) {
+    config.values[L"UseEncryption"] = L"bad";
+    EXPECT_EQ(make(), nullptr);
+    EXPECT_EQ(config.asked, (std::vector<std::wstring>{L"UseEncryption", L"InjectLogLayers",
+                                                       L"MinimumSeverityToLog"}));
+}
+
+TEST_F(StrategyOptionsTest, defaultsMeanPlainAndInfo) {
+    const auto options = make();
+    EXPECT_FALSE(options->useEncryption);
+    EXPECT_FALSE(options->opportunistic);
+    EXPECT_FALSE(options->injectLogLayers);
+    EXPECT_EQ(options->minimumSeverity, Severity::Info);
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(StrategyOptionsTest, trueInAnyLetterCaseEncrypts) {
+    for (const wchar_t* word : {L"true", L"TRUE", L"True", L"tRuE"}) {
+        config.values[L"UseEncryption"] = word;
+        const auto options = make();
+        EXPECT_TRUE(options->useEncryption);
+        EXPECT_FALSE(options->opportunistic);
+    }
+}
+
+TEST_F(StrategyOptionsTest, opportunisticallyInCapitalsSetsBoth) {
+    config.values[L"UseEncryption"] = L"OPPORTUNISTICALLY";
+    const auto options = make();
+    EXPECT_TRUE(options->useEncryption);
+    EXPECT_TRUE(options->opportunistic);
+}
+
+TEST_F(StrategyOptionsTest, severitiesAreWordsForNumbers) {
+    const std::pair<const wchar_t*, Severity> words[] = {
+        {L"warning", Severity::Warning}, {L"INFO", Severity::Info}, {L"Debug", Severity::Debug}};
+    for (const auto& [word, severity] : words) {
+        config.values[L"MinimumSeverityToLog"] = word;
+        EXPECT_EQ(make()->minimumSeverity, severity);
+    }
+}
+
+TEST_F(StrategyOptionsTest, yesIsNoValueOfUseEncryption) {
+    config.values[L"UseEncryption"] = L"Yes";
+    expectRefusal(L"Supplied value [Yes] of UseEncryption is invalid");
+}
+
+TEST_F(StrategyOptionsTest, trailingBlankIsNotTrimmed) {
+    config.values[L"UseEncryption"] = L"True ";
+    expectRefusal(L"Supplied value [True ] of UseEncryption is invalid");
+}
+
+TEST_F(StrategyOptionsTest, opportunisticallyIsNoValueOfInjectLogLayers) {
+    config.values[L"InjectLogLayers"] = L"Opportunistically";
+    expectRefusal(L"Supplied value [Opportunistically] of InjectLogLayers is invalid");
+}
+
+TEST_F(StrategyOptionsTest, errorAndFatalAreNoValuesOfMinimumSeverityToLog) {
+    config.values[L"MinimumSeverityToLog"] = L"Fatal";
+    expectRefusal(L"Supplied value [Fatal] of MinimumSeverityToLog is invalid");
+    log.lines.clear();
+    config.values[L"MinimumSeverityToLog"] = L"Error";
+    expectRefusal(L"Supplied value [Error] of MinimumSeverityToLog is invalid");
+}
+
+TEST_F(StrategyOptionsTest, onlyTheFirstBadOptionIsTold) {
+    config.values[L"UseEncryption"] = L"bad";
+    config.values[L"InjectLogLayers"] = L"worse";
+    config.values[L"MinimumSeverityToLog"] = L"worst";
+    expectRefusal(L"Supplied value [bad] of UseEncryption is invalid");
+    log.lines.clear();
+    config.values[L"UseEncryption"] = L"True";
+    expectRefusal(L"Supplied value [worse] of InjectLogLayers is invalid");
+}
+
+class Assembly : public testing::Test {
+protected:
+    Assembly() { test::installSecurityPackage(platform); }
+
+    void configure(const wchar_t* useEncryption, const wchar_t* injectLogLayers,
+                   const wchar_t* severity = L"Info") {
+        config.setValue(L"UseEncryption", useEncryption);
+        config.setValue(L"InjectLogLayers", injectLogLayers);
+        config.setValue(L"MinimumSeverityToLog", severity);
+    }
+    std::unique_ptr<ISocketStrategy> build() {
+        auto stack = instantiateSocketStrategy(log, config);
+        log.lines.clear();
+        return stack;
+    }
+    template <typename Strategy>
+    static bool is(const std::unique_ptr<ISocketStrategy>& stack) {
+        return typeid(*stack) == typeid(Strategy);
+    }
+    // The lines of one send in the clear.
+    std::vector<std::wstring> linesOfSend(ISocketStrategy& stack) {
+        log.lines.clear();
+        platform.send = [](SOCKET, const char*, int len, int) { return len; };
+        stack.send(7, "ab", 2, 0);
+        return texts();
+    }
+    std::vector<std::wstring> texts() const {
+        std::vector<std::wstring> found;
+        for (const LogLine& line : log.lines) {
+            found.push_back(line.text);
+        }
+        return found;
+    }
+
+    test::ScriptedPlatform platform;
+    test::CollectingLog log;
+    SslConfig config{log, L"host's own"};
+};
+
+TEST_F(Assembly, defaultsGiveTheBareStrategyAndThresholdInfo) {
+    const auto stack = build();
+    EXPECT_TRUE(is<UnsecureSocketStrategy>(stack));
+    EXPECT_EQ(log.thresholds, (std::vector<Severity>{Severity::Info}));
+}
+
+TEST_F(Assembly, plainStackNeverAsksForTheSecurityPackage) {
+    platform.EnumerateSecurityPackagesW = nullptr; // a call would fail the test
+    const auto stack = build();
+    EXPECT_TRUE(platform.calls.empty());
+}
+
+TEST_F(Assembly, plainStackWithLogLayersHasTheEncryptionLayer) {
+    configure(L"False", L"True", L"Debug");
+    const auto stack = build();
+    EXPECT_TRUE(is<LogSocketStrategy>(stack));
+    EXPECT_EQ(
+        linesOfSend(*stack),
+        (std::vector<std::wstring>{L"Encryption Layer using socket [7] to send [2] byte message"}));
+    EXPECT_EQ(platform.calls, (std::vector<std::string>{"send"}));
+}
+
+TEST_F(Assembly, encryptionGivesTheSecureStrategy) {
+    configure(L"True", L"False");
+    EXPECT_TRUE(is<SecureSocketStrategy>(build()));
+}
+
+TEST_F(Assembly, opportunisticEncryptionGivesTheSwitchableStrategy) {
+    configure(L"Opportunistically", L"False");
+    const auto stack = build();
+    EXPECT_TRUE(is<SometimesSecureSocketStrategy>(stack));
+    EXPECT_NE(dynamic_cast<IOtlsProvider*>(stack.get()), nullptr);
+    EXPECT_TRUE(linesOfSend(*stack).empty());
+}
+
+TEST_F(Assembly, opportunisticStackWithLogLayersIsLoggedTwiceAndCantBeSwitched) {
+    configure(L"Opportunistically", L"True", L"Debug");
+    const auto stack = build();
+    EXPECT_TRUE(is<LogSocketStrategy>(stack));
+    EXPECT_EQ(dynamic_cast<IOtlsProvider*>(stack.get()), nullptr);
+    EXPECT_EQ(
+        linesOfSend(*stack),
+        (std::vector<std::wstring>{L"Application Layer using socket [7] to send [2] byte message",
+                                   L"Encryption Layer using socket [7] to send [2] byte message"}));
+}
+
+TEST_F(Assembly, badSeverityGivesNoStackAndLeavesTheThreshold) {
+    configure(L"True", L"True", L"Error");
+    EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);
+    EXPECT_EQ(log.lines, (std::vector<LogLine>{
+                             {Severity::Error,
+                              L"Supplied value [Error] of MinimumSeverityToLog is invalid"}}));
+    EXPECT_TRUE(log.thresholds.empty());
+    EXPECT_TRUE(platform.calls.empty());
+}
+
+TEST_F(Assembly, badEncryptionAndBadSeverityTellOnlyOfEncryption) {
+    configure(L"Yes", L"True", L"Error");
+    EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);
+    EXPECT_EQ(texts(),
+              (std::vector<std::wstring>{L"Supplied value [Yes] of UseEncryption is invalid"}));
+}
+
+TEST_F(Assembly, thresholdIsSetBeforeAnythingIsBuiltAndStays) {
+    configure(L"Opportunistically", L"False", L"Warning");
+    config.setValue(L"ConnectionName", L"Default");
+    EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);
+    EXPECT_EQ(log.thresholds, (std::vector<Severity>{Severity::Warning}));
+}
+
+class QuietLog : public test::CollectingLog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        if (severity >= threshold) {
+            CollectingLog::log(severity, text);
+        }
+    }
+    void setMinimumSeverity(Severity severity) override { threshold = severity; }
+    Severity threshold = Severity::Debug;
+};
+
+TEST_F(Assembly, logLayersUnderThresholdInfoWriteNothing) {
+    QuietLog quiet;
+    configure(L"False", L"True", L"Info");
+    const auto stack = instantiateSocketStrategy(quiet, config);
+    EXPECT_TRUE(is<LogSocketStrategy>(stack));
+    platform.send = [](SOCKET, const char*, int len, int) { return len; };
+    EXPECT_EQ(stack->send(7, "ab", 2, 0), 2);
+    EXPECT_TRUE(quiet.lines.empty());
+}
+
+TEST_F(Assembly, configurationCanGoRightAfterTheCall) {
+    auto shortLived = std::make_unique<SslConfig>(log, L"host's own");
+    shortLived->setValue(L"UseEncryption", L"Opportunistically");
+    const auto stack = instantiateSocketStrategy(log, *shortLived);
+    shortLived.reset();
+    platform.connect = [](auto...) { return 0; };
+    EXPECT_EQ(stack->connect(7, nullptr, 0), 0);
+}
+
+// The whole encrypted stack at work over the toy cipher.
+class EncryptedStack : public testing::Test {
+protected:
+    EncryptedStack() {
+        stage.config.setValue(L"UseEncryption", L"True");
+        stage.config.setValue(L"InjectLogLayers", L"True");
+        stage.config.setValue(L"MinimumSeverityToLog", L"Debug");
+        stage.platform.getaddrinfo = [](auto...) { return 0; };
+        stage.platform.connect = [](auto...) { return 0; };
+        stage.platform.send = [](SOCKET, const char*, int len, int) { return len; };
+        stack = instantiateSocketStrategy(stage.log, stage.config);
+        stack->getaddrinfo("peer", nullptr, nullptr, nullptr);
+        EXPECT_EQ(stack->connect(7, nullptr, 0), 0);
+        stage.log.lines.clear();
+    }
+
+    test::SecureStage<> stage;
+    std::unique_ptr<ISocketStrategy> stack;
+};
+
+TEST_F(EncryptedStack, twoLayersTellPlaintextAndRecordSizes) {
+    EXPECT_EQ(stack->send(7, "hello", 5, 0), 5);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{
+            {Severity::Debug, L"Application Layer using socket [7] to send [5] byte message"},
+            {Severity::Debug, L"Encryption Layer using socket [7] to send [17] byte message"}}));
+}
+
+TEST_F(EncryptedStack, completedReceiveIsToldOnlyAbove) {
+    stage.platform.WSARecv = [&](SOCKET, WSABUF* buffers, DWORD, DWORD*, DWORD*, WSAOVERLAPPED*,
+                                 LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
+        const std::string wire = stage.cipher.seal("hello");
+        std::copy(wire.begin(), wire.end(), buffers[0].buf);
+        return 0;
+    };
+    char data[100];
+    WSABUF buffer{100, data};
+    DWORD count = 0;
+    DWORD flags = 0;
+    WSAOVERLAPPED state;
+    stack->WSARecv(7, &buffer, 1, &count, &flags, &state, nullptr);
+    count = 17;
+    EXPECT_EQ(stack->completeWSARecv(0, &count, nullptr), 0);
+    EXPECT_EQ(count, 5U);
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{
+            {Severity::Debug, L"Application Layer used socket [7] to WSARecv [17] byte message"}}));
+}
+
+} // namespace
+} // namespace VexaSsl
