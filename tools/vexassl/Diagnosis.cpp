@@ -11,7 +11,8 @@ namespace {
 // Statuses of the security package and of chain verification, as the log prints them.
 constexpr std::uint32_t contextExpired = 0x00090317;
 constexpr std::uint32_t wrongPrincipal = 0x80090322;
-constexpr std::uint32_t illegalMessage = 0x80090326;
+constexpr std::uint32_t illegalMessage = 0x80090326; // also a bare "handshake failure" alert
+constexpr std::uint32_t accessDenied = 0x8009030C;
 constexpr std::uint32_t certificateNameMismatch = 0x800B010F;
 constexpr std::uint32_t socketTimedOut = 10060;
 
@@ -88,7 +89,8 @@ ExitStatus transportCause(std::uint32_t code) {
 // So the same status means "we don't trust them" before that flight and "they don't want us" after.
 ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
     const bool certificateSent = flightsSent >= 2;
-    if (certificateSent && (isTrustStatus(code) || code == illegalMessage)) {
+    if (certificateSent &&
+        (isTrustStatus(code) || code == illegalMessage || code == accessDenied)) {
         return ExitStatus::RefusedByPeer;
     }
     if (code == wrongPrincipal || code == certificateNameMismatch) {

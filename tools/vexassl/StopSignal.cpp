@@ -26,7 +26,7 @@ StopSignal::StopSignal(std::function<void()> stop) {
 
 StopSignal::~StopSignal() {
     ending = true;
-    pthread_kill(thread.native_handle(), SIGTERM);
+    pthread_kill(thread.native_handle(), SIGINT);
     thread.join();
 }
 

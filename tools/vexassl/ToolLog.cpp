@@ -69,7 +69,7 @@ std::string printableText(std::wstring_view text) {
         if (point == 0) {
             continue;
         }
-        appendUtf8(result, isControl(point) || !isCharacter(point) ? '?' : point);
+        appendUtf8(result, isControl(point) || !isCharacter(point) ? std::uint32_t{U'?'} : point);
     }
     return result;
 }
