@@ -146,7 +146,8 @@ protected:
     }
     template <typename Strategy>
     static bool is(const std::unique_ptr<ISocketStrategy>& stack) {
-        return typeid(*stack) == typeid(Strategy);
+        const ISocketStrategy& outermost = *stack;
+        return typeid(outermost) == typeid(Strategy);
     }
     // The lines of one send in the clear.
     std::vector<std::wstring> linesOfSend(ISocketStrategy& stack) {
