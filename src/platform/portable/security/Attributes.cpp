@@ -1,0 +1,61 @@
+#include "platform/SecuritySupport.h"
+
+#include "security/Context.h"
+#include "security/PackageCall.h"
+
+namespace VexaSsl {
+namespace {
+
+using namespace portable;
+
+constexpr ULONG recordBufferCount = 4; // as both message calls take them
+constexpr ULONG noPadding = 1;         // the suites have no blocks to fill
+
+void writeStreamSizes(const RecordShape& shape, SecPkgContext_StreamSizes& sizes) {
+    sizes.cbHeader = static_cast<ULONG>(shape.headerSize);
+    sizes.cbTrailer = static_cast<ULONG>(shape.trailerSize);
+    sizes.cbMaximumMessage = static_cast<ULONG>(shape.maximumMessage);
+    sizes.cBuffers = recordBufferCount;
+    sizes.cbBlockSize = noPadding;
+}
+
+SECURITY_STATUS makePeerCertificate(const SSL* ssl, PCCERT_CONTEXT& certificate) {
+    X509* leaf = SSL_get0_peer_certificate(ssl);
+    if (!leaf)
+        return SEC_E_NO_CREDENTIALS;
+    certificate = contextOfPeer(leaf, SSL_get_peer_cert_chain(ssl));
+    return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
+}
+
+SECURITY_STATUS query(const Context& context, ULONG attribute, void* buffer) {
+    switch (attribute) {
+    case SECPKG_ATTR_STREAM_SIZES:
+        writeStreamSizes(context.shape, *static_cast<SecPkgContext_StreamSizes*>(buffer));
+        return SEC_E_OK;
+    case SECPKG_ATTR_REMOTE_CERT_CONTEXT:
+        return makePeerCertificate(context.ssl.get(), *static_cast<PCCERT_CONTEXT*>(buffer));
+    default:
+        return SEC_E_UNSUPPORTED_FUNCTION;
+    }
+}
+
+bool hasAttributes(const Context& context) {
+    return context.stage == Stage::established || context.stage == Stage::closed;
+}
+
+} // namespace
+
+SECURITY_STATUS platform::QueryContextAttributesW(CtxtHandle* context, ULONG attribute,
+                                                  void* buffer) {
+    return packageCall([&]() -> SECURITY_STATUS {
+        const std::shared_ptr<Context> found = objectOf<Context>(context);
+        if (!found)
+            return SEC_E_INVALID_HANDLE;
+        const std::lock_guard lock(found->guarding);
+        if (!hasAttributes(*found))
+            return SEC_E_INVALID_HANDLE;
+        return buffer ? query(*found, attribute, buffer) : SEC_E_INVALID_TOKEN;
+    });
+}
+
+} // namespace VexaSsl

@@ -1,0 +1,34 @@
+#include "security/Context.h"
+
+namespace VexaSsl::portable {
+namespace {
+
+// OpenSSL asks for a certificate to send; a negative answer makes the handshake stop here.
+int provideCertificate(SSL*, void* context) noexcept {
+    constexpr int goOn = 1;
+    constexpr int stop = -1;
+    return static_cast<const Context*>(context)->mayGoWithoutCertificate ? goOn : stop;
+}
+
+} // namespace
+
+Context::Context(const Credentials& credentials)
+    : role(credentials.role), ssl(orOutOfMemory(SslPointer(SSL_new(credentials.settings.get())))) {
+    BIO* bio = wire.makeBio().release();
+    SSL_set_bio(ssl.get(), bio, bio);
+    if (role == Role::server) {
+        SSL_set_accept_state(ssl.get());
+        return;
+    }
+    SSL_set_connect_state(ssl.get());
+    if (!credentials.hasCertificate)
+        SSL_set_cert_cb(ssl.get(), provideCertificate, this);
+}
+
+SECURITY_STATUS Context::fail(SECURITY_STATUS status) noexcept {
+    stage = Stage::failed;
+    failure = status;
+    return status;
+}
+
+} // namespace VexaSsl::portable

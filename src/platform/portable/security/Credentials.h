@@ -1,0 +1,16 @@
+// What stands behind a CredHandle: the OpenSSL context of one role and certificate. Immutable; any
+// number of threads may use it, and contexts made from it don't need it any more.
+#pragma once
+
+#include "security/ContextCache.h"
+#include "security/SecurityHandles.h"
+
+namespace VexaSsl::portable {
+
+struct Credentials {
+    Role role = Role::client;
+    bool hasCertificate = false;
+    SslContextPointer settings;
+};
+
+} // namespace VexaSsl::portable

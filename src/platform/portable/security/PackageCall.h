@@ -1,0 +1,37 @@
+// What every call of the security package does around its work. Any thread.
+#pragma once
+
+#include "SecurityShapes.h"
+
+#include <openssl/err.h>
+
+#include <exception>
+#include <new>
+
+namespace VexaSsl::portable {
+
+// OpenSSL judges an operation by the thread's error queue, so nothing old may lie in there, and
+// nothing of ours may be left behind for the host's own use of OpenSSL.
+class CleanErrorQueue {
+public:
+    CleanErrorQueue() noexcept { ERR_clear_error(); }
+    ~CleanErrorQueue() { ERR_clear_error(); }
+    CleanErrorQueue(const CleanErrorQueue&) = delete;
+    CleanErrorQueue& operator=(const CleanErrorQueue&) = delete;
+};
+
+// Result: the operation's, SEC_E_INSUFFICIENT_MEMORY when it ran out of memory, and
+// SEC_E_INTERNAL_ERROR for any other exception.
+template <class Operation>
+SECURITY_STATUS packageCall(Operation operation) noexcept {
+    const CleanErrorQueue queue;
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        return SEC_E_INSUFFICIENT_MEMORY;
+    } catch (const std::exception&) {
+        return SEC_E_INTERNAL_ERROR;
+    }
+}
+
+} // namespace VexaSsl::portable

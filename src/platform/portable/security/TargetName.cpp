@@ -1,0 +1,62 @@
+#include "security/TargetName.h"
+
+#include "base/Utf8.h"
+
+#include <openssl/tls1.h>
+#include <openssl/x509v3.h>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <new>
+
+namespace VexaSsl::portable {
+namespace {
+
+bool isAddressLiteral(const std::string& text) {
+    in6_addr address;
+    return inet_pton(AF_INET, text.c_str(), &address) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), &address) == 1;
+}
+
+// "fe80::1%eth0" is the address fe80::1 to a certificate.
+std::string withoutZone(const std::string& text) {
+    return text.substr(0, text.find('%'));
+}
+
+void requireMemory(bool done) {
+    if (!done)
+        throw std::bad_alloc();
+}
+
+} // namespace
+
+std::optional<TargetName> TargetName::parse(const wchar_t* text) {
+    const std::wstring_view units = text ? text : L"";
+    const bool isText = std::all_of(units.begin(), units.end(), [](wchar_t unit) {
+        return isScalarValue(static_cast<char32_t>(unit));
+    });
+    std::string name = isText ? utf8OfWide(units) : std::string();
+    if (const std::string address = withoutZone(name); isAddressLiteral(address))
+        return TargetName(address, true);
+    if (name.ends_with('.'))
+        name.pop_back();
+    if (name.empty() || name.starts_with('.'))
+        return std::nullopt;
+    return TargetName(std::move(name), false);
+}
+
+void TargetName::applyTo(SSL* ssl) const {
+    X509_VERIFY_PARAM* checks = SSL_get0_param(ssl);
+    if (isAddress) {
+        requireMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()) == 1);
+        return;
+    }
+    X509_VERIFY_PARAM_set_hostflags(checks, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
+    // A longer name has no place in the extension, nor in any certificate.
+    if (name.size() <= TLSEXT_MAXLEN_host_name)
+        requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
+}
+
+} // namespace VexaSsl::portable
