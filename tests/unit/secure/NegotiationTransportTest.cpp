@@ -1,6 +1,7 @@
 #include "secure/NegotiationTransport.h"
 
 #include "fakes/GoodHandshake.h"
+#include "fakes/NegotiationLines.h"
 #include "secure/NegotiationBuffer.h"
 
 #include <gmock/gmock.h>
@@ -14,13 +15,6 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-LogLine sending(const std::wstring& length) {
-    return {Severity::Debug, L"sending [" + length + L"] byte message (during negotiation)"};
-}
-LogLine received(const std::wstring& length) {
-    return {Severity::Debug, L"received [" + length + L"] byte message"};
-}
 
 struct NegotiationTransportTest : testing::Test {
     // The strategy takes at most so many bytes at once; 0 stands for a send that takes none.
@@ -67,7 +61,7 @@ struct NegotiationTransportTest : testing::Test {
 
 TEST_F(NegotiationTransportTest, sendOfNothingIsOneLineAndNoSocketCall) {
     EXPECT_EQ(sendNegotiationData(*record, nullptr, 0), 0U);
-    EXPECT_THAT(good.log.lines, ElementsAre(sending(L"0")));
+    EXPECT_THAT(good.log.lines, ElementsAre(sending(0)));
     EXPECT_THAT(good.strategy.calls, IsEmpty());
 }
 
@@ -76,7 +70,7 @@ TEST_F(NegotiationTransportTest, sendInPiecesSendsAllInOrderWithOneLine) {
     EXPECT_EQ(sendNegotiationData(*record, "hello world", 11), 11U);
     EXPECT_EQ(sent, "hello world");
     EXPECT_THAT(offered, ElementsAre(11, 9, 6));
-    EXPECT_THAT(good.log.lines, ElementsAre(sending(L"11")));
+    EXPECT_THAT(good.log.lines, ElementsAre(sending(11)));
 }
 
 TEST_F(NegotiationTransportTest, sendThatTakesNothingIsRepeated) {
@@ -92,7 +86,7 @@ TEST_F(NegotiationTransportTest, failingSendIsAnErrorLineAndAnException) {
     };
     EXPECT_EQ(failureOf([&] { sendNegotiationData(*record, "hello", 5); }), "can't send");
     EXPECT_THAT(good.log.lines,
-                ElementsAre(sending(L"5"),
+                ElementsAre(sending(5),
                             LogLine{Severity::Error, L"::send (during negotiation) failed with: "
                                                      L"10054 (text of 10054)"}));
 }
@@ -111,7 +105,7 @@ TEST_F(NegotiationTransportTest, firstReceiveAsksForTheWholeCapacity) {
     EXPECT_EQ(receiveNegotiationData(*record, buffer), 5U);
     EXPECT_THAT(asked, ElementsAre(10000));
     EXPECT_EQ(held(), "hello");
-    EXPECT_THAT(good.log.lines, ElementsAre(received(L"5")));
+    EXPECT_THAT(good.log.lines, ElementsAre(received(5)));
 }
 
 TEST_F(NegotiationTransportTest, receiveWithAMissingCountAppendsWhatComes) {
@@ -137,7 +131,7 @@ TEST_F(NegotiationTransportTest, tokenInSingleBytesIsOneReceiveEach) {
     }
     EXPECT_EQ(held(), "hello");
     EXPECT_THAT(asked, ElementsAre(10000, 4, 3, 2, 1));
-    EXPECT_THAT(good.log.lines, Each(received(L"1")));
+    EXPECT_THAT(good.log.lines, Each(received(1)));
 }
 
 TEST_F(NegotiationTransportTest, bytesHeldWithoutAMissingCountAskForNothing) {
@@ -147,15 +141,13 @@ TEST_F(NegotiationTransportTest, bytesHeldWithoutAMissingCountAskForNothing) {
     EXPECT_EQ(failureOf([&] { receiveNegotiationData(*record, buffer); }), "Connection closed");
     EXPECT_THAT(asked, ElementsAre(10000, 0));
     EXPECT_EQ(places[1], buffer.bytes.data() + 5);
-    EXPECT_EQ(good.log.lines.back(),
-              (LogLine{Severity::Warning, L"Connection closed (during negotiation)"}));
+    EXPECT_EQ(good.log.lines.back(), peerGone());
 }
 
 TEST_F(NegotiationTransportTest, peerThatClosesIsAWarningLineAndAnException) {
     arrive("");
     EXPECT_EQ(failureOf([&] { receiveNegotiationData(*record, buffer); }), "Connection closed");
-    EXPECT_THAT(good.log.lines,
-                ElementsAre(LogLine{Severity::Warning, L"Connection closed (during negotiation)"}));
+    EXPECT_THAT(good.log.lines, ElementsAre(peerGone()));
     EXPECT_THAT(good.platform.calls, IsEmpty()); // nobody asks for an error number
 }
 

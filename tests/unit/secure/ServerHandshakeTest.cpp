@@ -1,5 +1,6 @@
 #include "secure/ServerHandshake.h"
 
+#include "fakes/NegotiationLines.h"
 #include "fakes/NegotiationStage.h"
 
 #include <gmock/gmock.h>
@@ -14,33 +15,21 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using Events = std::vector<std::string>;
 
-LogLine debug(const std::wstring& text) {
-    return {Severity::Debug, text};
-}
-
 LogLine step(const std::wstring& status, const std::wstring& code) {
-    return debug(L"AcceptSecurityContext succeeded with: " + status + L" (text of " + code + L")");
+    return debugLine(L"AcceptSecurityContext succeeded with: " + status + L" (text of " + code +
+                     L")");
 }
 
 const LogLine continued = step(L"590610", L"590610");
 const LogLine established = step(L"0", L"0");
 const LogLine incomplete = step(L"-2146893032", L"2148074264");
-const LogLine sendingToken = debug(L"AcceptSecurityContext: Sending token to client");
+const LogLine sendingToken = debugLine(L"AcceptSecurityContext: Sending token to client");
 const LogLine encrypted{Severity::Info, L"An encrypted connection has been successfully "
                                         L"initialised on socket [4711] (server side)"};
-const LogLine aborting{Severity::Warning, L"An encrypted connection could not be successfully "
-                                          L"initialised on socket [4711]. Aborting"};
-const LogLine peerGone{Severity::Warning, L"Connection closed (during negotiation)"};
 
 LogLine completed(int iterations) {
-    return debug(L"AcceptSecurityContext completed successfully in [" +
-                 std::to_wstring(iterations) + L"] iterations");
-}
-LogLine sending(int length) {
-    return debug(L"sending [" + std::to_wstring(length) + L"] byte message (during negotiation)");
-}
-LogLine received(int length) {
-    return debug(L"received [" + std::to_wstring(length) + L"] byte message");
+    return debugLine(L"AcceptSecurityContext completed successfully in [" +
+                     std::to_wstring(iterations) + L"] iterations");
 }
 
 struct ServerHandshakeTest : testing::Test {
@@ -159,7 +148,7 @@ TEST_F(ServerHandshakeTest, incompleteCredentialsMeanNothingAndTheNextReceiveAsk
     stage.arriving = {"hello", "never read"};
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.asked, ElementsAre(10000, 0));
-    EXPECT_THAT(stage.lines(), ElementsAre(received(5), step(L"590624", L"590624"), peerGone));
+    EXPECT_THAT(stage.lines(), ElementsAre(received(5), step(L"590624", L"590624"), peerGone()));
     EXPECT_EQ(stage.events, (Events{"recv", "call", "recv", "delete"})); // the alert isn't seen
 }
 
@@ -191,10 +180,7 @@ TEST_F(ServerHandshakeTest, lastTokenIsSentBeforeConfidentialityIsTested) {
     stage.arriving = {"hello"};
     EXPECT_EQ(stage.failure(), "no confidentiality");
     EXPECT_EQ(stage.sent, "finished");
-    EXPECT_EQ(stage.lines().back(),
-              (LogLine{Severity::Error,
-                       L"A security context was established successfully, however it does not "
-                       L"provide confidentiality (encryption). Aborting"}));
+    EXPECT_EQ(stage.lines().back(), notConfidential());
     EXPECT_EQ(stage.good.contextsDeleted, 1);
 }
 
@@ -206,7 +192,7 @@ TEST_F(ServerHandshakeTest, failingStatusIsAnErrorThenAWarning) {
                 ElementsAre(received(5),
                             LogLine{Severity::Error, L"AcceptSecurityContext failed with: "
                                                      L"2148074289 (text of 2148074289)"},
-                            aborting));
+                            aborting()));
     EXPECT_EQ(stage.good.contextsDeleted, 0);
 }
 
@@ -233,7 +219,7 @@ TEST_F(ServerHandshakeTest, failureInMidNegotiationDeletesTheContextOnceAndSends
 
 TEST_F(ServerHandshakeTest, clientThatSaysNothingAndClosesEndsItAtTheFirstReceive) {
     EXPECT_EQ(stage.failure(), "Connection closed");
-    EXPECT_THAT(stage.lines(), ElementsAre(peerGone));
+    EXPECT_THAT(stage.lines(), ElementsAre(peerGone()));
     EXPECT_EQ(stage.events, (Events{"recv"}));
 }
 
@@ -292,10 +278,11 @@ TEST_F(ServerHandshakeWithAuthenticationTest, clientIsAskedForACertificateOnEver
 TEST_F(ServerHandshakeWithAuthenticationTest, acceptedClientComesBeforeTheLinesOfSuccess) {
     clientSent(stage.good.shelf.make());
     stage.run();
-    EXPECT_THAT(stage.lines(),
-                ElementsAre(received(5), established, sendingToken, sending(8),
-                            debug(L"The certificate chain is trusted for client authentication"),
-                            encrypted, completed(1)));
+    EXPECT_THAT(
+        stage.lines(),
+        ElementsAre(received(5), established, sendingToken, sending(8),
+                    debugLine(L"The certificate chain is trusted for client authentication"),
+                    encrypted, completed(1)));
     EXPECT_TRUE(stage.recordHasTheContext());
     EXPECT_EQ(stage.good.contextsDeleted, 0);
     EXPECT_EQ(stage.good.shelf.held(), 0);
@@ -313,7 +300,7 @@ TEST_F(ServerHandshakeWithAuthenticationTest, clientWithoutCertificateIsTurnedAw
                             LogLine{Severity::Error,
                                     L"Unable to obtain a certificate to authenticate the client "
                                     L"by. Terminating connection"}));
-    EXPECT_FALSE(stage.logged(aborting));
+    EXPECT_FALSE(stage.logged(aborting()));
     EXPECT_EQ(stage.good.contextsDeleted, 1);
 }
 
