@@ -1,0 +1,389 @@
+// AcceptEx: the connection in the place of the accept socket, the addresses, the first data.
+#include "contract/sockets/Loopback.h"
+
+#include <array>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+
+namespace {
+
+constexpr DWORD addressSpace = sizeof(sockaddr_in) + 16;
+
+int lastError() {
+    return platform::WSAGetLastError();
+}
+
+// One AcceptEx with all that belongs to it.
+struct Accept {
+    explicit Accept(DWORD firstDataSize = 0, HANDLE event = nullptr)
+        : socket(tcpSocket()), dataSize(firstDataSize),
+          output(firstDataSize + 2 * addressSpace, '\0') {
+        overlapped.hEvent = event;
+    }
+    Accept(const Accept&) = delete;
+    Accept& operator=(const Accept&) = delete;
+
+    // 0, or the last error after FALSE.
+    int post(const Socket& listener) {
+        const BOOL done = platform::AcceptEx(listener.get(), socket.get(), output.data(), dataSize,
+                                             addressSpace, addressSpace, &count, &overlapped);
+        return done != FALSE ? 0 : platform::WSAGetLastError();
+    }
+    int finish(const Socket& listener, bool wait) {
+        DWORD flags = 0;
+        const BOOL done = platform::WSAGetOverlappedResult(listener.get(), &overlapped, &count,
+                                                           wait ? TRUE : FALSE, &flags);
+        return done != FALSE ? 0 : platform::WSAGetLastError();
+    }
+    sockaddr_in addressAt(std::size_t offset) const {
+        sockaddr_in address{};
+        std::memcpy(&address, output.data() + offset, sizeof(address));
+        return address;
+    }
+    sockaddr_in local() const { return addressAt(dataSize); }
+    sockaddr_in remote() const { return addressAt(dataSize + addressSpace); }
+
+    Socket socket;
+    DWORD dataSize;
+    std::string output;
+    DWORD count = 0;
+    OVERLAPPED overlapped;
+};
+
+} // namespace
+
+TEST(AcceptEx, takesAWaitingConnectionAtOnce) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    const ScopedEvent event;
+    Accept accept(0, event.get());
+    EXPECT_EQ(accept.post(listener), 0);
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    sendText(client, "hello");
+    EXPECT_EQ(receiveText(accept.socket, 5), "hello");
+    sendText(accept.socket, "hello back");
+    EXPECT_EQ(receiveText(client, 10), "hello back");
+}
+
+TEST(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(0, event.get());
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    EXPECT_EQ(accept.finish(listener, false), WSA_IO_INCOMPLETE);
+    Socket client;
+    const std::jthread peer([&] {
+        giveOthersTime();
+        client = connectedTo(listener);
+        sendText(client, "x");
+    });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), 0);
+    EXPECT_EQ(accept.count, 0U);
+    EXPECT_EQ(receiveText(accept.socket, 1), "x");
+}
+
+TEST(AcceptEx, completesOnTheListenersPort) {
+    const Socket listener = listenOnLoopback();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 77));
+    Accept accept;
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const Socket client = connectedTo(listener);
+    const Dequeued got = dequeue(port.get());
+    EXPECT_NE(got.result, FALSE);
+    EXPECT_EQ(got.key, 77U);
+    EXPECT_EQ(got.overlapped, &accept.overlapped);
+}
+
+TEST(AcceptEx, laysOutDataThenLocalThenRemoteAddress) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    sendText(client, "data");
+    Accept accept(16);
+    const int posted = accept.post(listener);
+    ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
+    ASSERT_EQ(accept.finish(listener, true), 0);
+    EXPECT_EQ(accept.count, 4U);
+    EXPECT_EQ(accept.output.substr(0, 4), "data");
+    EXPECT_EQ(accept.local().sin_family, AF_INET);
+    EXPECT_EQ(accept.local().sin_port, addressOf(listener).sin_port);
+    EXPECT_EQ(accept.remote().sin_family, AF_INET);
+    EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
+}
+
+TEST(AcceptEx, acceptedSocketKeepsItsNumberAndClosesOnExec) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Accept accept;
+    const SOCKET number = accept.socket.get();
+    ASSERT_EQ(accept.post(listener), 0);
+    EXPECT_EQ(accept.socket.get(), number);
+    EXPECT_EQ(addressOf(accept.socket).sin_port, addressOf(listener).sin_port);
+    EXPECT_NE(fcntl(accept.socket.descriptor(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+TEST(AcceptEx, acceptedSocketKeepsModeAndTimeouts) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Accept timed;
+    setReceiveTimeout(timed.socket, std::chrono::milliseconds(20));
+    ASSERT_EQ(timed.post(listener), 0);
+    char byte = 0;
+    EXPECT_EQ(platform::recv(timed.socket.get(), &byte, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAETIMEDOUT);
+    const Socket second = connectedTo(listener);
+    Accept nonBlocking;
+    setNonBlocking(nonBlocking.socket);
+    ASSERT_EQ(nonBlocking.post(listener), 0);
+    EXPECT_EQ(platform::recv(nonBlocking.socket.get(), &byte, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
+}
+
+TEST(AcceptEx, leavesTheListenersModeAlone) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Accept accept;
+    ASSERT_EQ(accept.post(listener), 0);
+    EXPECT_EQ(fcntl(listener.descriptor(), F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST(AcceptEx, waitsForTheFirstDataWhenAsked) {
+    const Socket listener = listenOnLoopback();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    Accept accept(8);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const Socket client = connectedTo(listener);
+    EXPECT_EQ(dequeue(port.get(), 50).overlapped, nullptr); // connected, but silent
+    sendText(client, "first");
+    const Dequeued got = dequeue(port.get());
+    EXPECT_EQ(got.overlapped, &accept.overlapped);
+    EXPECT_EQ(got.transferred, 5U);
+    EXPECT_EQ(accept.output.substr(0, 5), "first");
+}
+
+TEST(AcceptEx, silentConnectionDoesNotHoldUpTheNext) {
+    const Socket listener = listenOnLoopback();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    Accept first(8);
+    Accept second(8);
+    ASSERT_EQ(first.post(listener), WSA_IO_PENDING);
+    ASSERT_EQ(second.post(listener), WSA_IO_PENDING);
+    const Socket silent = connectedTo(listener);
+    const Socket talking = connectedTo(listener);
+    sendText(talking, "b");
+    EXPECT_EQ(dequeue(port.get()).overlapped, &second.overlapped);
+    sendText(silent, "a");
+    EXPECT_EQ(dequeue(port.get()).overlapped, &first.overlapped);
+}
+
+TEST(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(8, event.get());
+    const Socket client = connectedTo(listener);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    EXPECT_EQ(event.wait(20), platform::WSA_WAIT_TIMEOUT);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(client, "late");
+    });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), 0);
+    EXPECT_EQ(accept.count, 4U);
+}
+
+TEST(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
+    const Socket listener = listenOnLoopback();
+    Accept accept(8);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    Socket client = connectedTo(listener);
+    client.close();
+    EXPECT_EQ(accept.finish(listener, true), 0);
+    EXPECT_EQ(accept.count, 0U);
+}
+
+TEST(AcceptEx, severalAreServedInTheOrderOfPosting) {
+    const Socket listener = listenOnLoopback();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    std::vector<std::unique_ptr<Accept>> accepts;
+    for (int i = 0; i < 5; ++i) {
+        accepts.push_back(std::make_unique<Accept>());
+        ASSERT_EQ(accepts.back()->post(listener), WSA_IO_PENDING);
+    }
+    std::vector<Socket> clients;
+    for (const auto& accept : accepts) {
+        clients.push_back(connectedTo(listener));
+        EXPECT_EQ(dequeue(port.get()).overlapped, &accept->overlapped);
+        EXPECT_EQ(accept->remote().sin_port, addressOf(clients.back()).sin_port);
+    }
+}
+
+TEST(AcceptEx, acceptedSocketGoesOnOverlapped) {
+    const Socket listener = listenOnLoopback();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    Accept accept;
+    ASSERT_TRUE(port.bind(accept.socket, 2)); // before there is a connection
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const Socket client = connectedTo(listener);
+    EXPECT_EQ(dequeue(port.get()).key, 1U);
+    Receive receive(8);
+    ASSERT_EQ(receive.post(accept.socket), WSA_IO_PENDING);
+    sendText(client, "x");
+    const Dequeued got = dequeue(port.get());
+    EXPECT_EQ(got.key, 2U);
+    EXPECT_EQ(got.overlapped, &receive.overlapped);
+}
+
+TEST(AcceptEx, closingTheListenerAborts) {
+    Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    auto accept = std::make_unique<Accept>(0, event.get());
+    ASSERT_EQ(accept->post(listener), WSA_IO_PENDING);
+    const std::jthread other([&] {
+        giveOthersTime();
+        listener.close();
+    });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept->finish(accept->socket, false), WSA_OPERATION_ABORTED);
+    accept.reset();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+}
+
+TEST(AcceptEx, closingTheListenerAbortsTheWaitForFirstData) {
+    Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(8, event.get());
+    const Socket client = connectedTo(listener);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    listener.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(accept.socket, false), WSA_OPERATION_ABORTED);
+}
+
+TEST(AcceptEx, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(0, event.get());
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const SOCKET number = accept.socket.get();
+    accept.socket.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
+    const Socket other = tcpSocket();
+    EXPECT_EQ(other.get(), number);
+    const Socket client = connectedTo(listener);
+    const Socket server(platform::accept(listener.get(), nullptr, nullptr)); // still to be had
+    EXPECT_TRUE(server.isValid());
+    sockaddr_in nobody{};
+    socklen_t length = sizeof(nobody);
+    EXPECT_NE(getpeername(other.descriptor(), reinterpret_cast<sockaddr*>(&nobody), &length), 0);
+}
+
+TEST(AcceptEx, deferredConnectionIsTakenByAPendingOne) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    const Socket client = connectedTo(listener);
+    const auto defer = [](WSABUF*, WSABUF*, QOS*, QOS*, WSABUF*, WSABUF*, GROUP*, DWORD_PTR) {
+        return CF_DEFER;
+    };
+    ASSERT_EQ(platform::WSAAccept(listener.get(), nullptr, nullptr, defer, 0), INVALID_SOCKET);
+    Accept accept(0, event.get());
+    EXPECT_EQ(accept.post(listener), 0);
+    EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
+}
+
+TEST(AcceptEx, blockingAcceptBesideItGetsItsConnection) {
+    const Socket listener = listenOnLoopback();
+    constexpr int connections = 200;
+    int plain = 0;
+    const SOCKET listening = listener.get();
+    std::jthread acceptor([&plain, listening] {
+        for (;;) {
+            const Socket server(platform::accept(listening, nullptr, nullptr));
+            if (!server.isValid()) {
+                EXPECT_NE(platform::WSAGetLastError(), WSAEWOULDBLOCK);
+                return;
+            }
+            ++plain;
+        }
+    });
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    int overlapped = 0;
+    auto accept = std::make_unique<Accept>();
+    int posted = accept->post(listener);
+    for (int i = 0; i < connections; ++i) {
+        const Socket client = connectedTo(listener);
+        while (dequeue(port.get(), 0).overlapped != nullptr) {
+            ++overlapped;
+            accept = std::make_unique<Accept>();
+            posted = accept->post(listener);
+            ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
+        }
+    }
+    giveOthersTime();
+    platform::shutdown(listening, SD_BOTH);
+    acceptor.join();
+    while (dequeue(port.get(), 0).result != FALSE) {
+        ++overlapped;
+    }
+    EXPECT_EQ(plain + overlapped, connections);
+}
+
+TEST(AcceptEx, argumentsAreChecked) {
+    const Socket listener = listenOnLoopback();
+    const Socket unbound = tcpSocket();
+    const Pair pair = connectedPair();
+    std::array<char, 256> output{};
+    DWORD count = 0;
+    OVERLAPPED overlapped;
+    const auto post = [&](SOCKET listening, SOCKET accepting, void* buffer, DWORD local,
+                          DWORD remote, OVERLAPPED* structure) {
+        platform::WSASetLastError(0);
+        EXPECT_EQ(
+            platform::AcceptEx(listening, accepting, buffer, 0, local, remote, &count, structure),
+            FALSE);
+        return lastError();
+    };
+    const SOCKET good = listener.get();
+    const SOCKET place = unbound.get();
+    char* const buffer = output.data();
+    constexpr DWORD space = addressSpace;
+    EXPECT_EQ(post(good, place, buffer, space, space, nullptr), WSA_INVALID_PARAMETER);
+    EXPECT_EQ(post(good, place, buffer, space - 1, space, &overlapped), WSAEFAULT);
+    EXPECT_EQ(post(good, place, buffer, space, space - 1, &overlapped), WSAEFAULT);
+    EXPECT_EQ(post(good, place, nullptr, space, space, &overlapped), WSAEFAULT);
+    EXPECT_EQ(post(good, INVALID_SOCKET, buffer, space, space, &overlapped), WSAENOTSOCK);
+    EXPECT_EQ(post(INVALID_SOCKET, place, buffer, space, space, &overlapped), WSAENOTSOCK);
+    EXPECT_EQ(post(place, good, buffer, space, space, &overlapped), WSAEINVAL);
+    EXPECT_EQ(post(good, good, buffer, space, space, &overlapped), WSAEINVAL);
+    EXPECT_EQ(post(good, pair.server.get(), buffer, space, space, &overlapped), WSAEINVAL);
+}
+
+TEST(AcceptEx, acceptSocketInUseByAnotherIsInvalid) {
+    const Socket listener = listenOnLoopback();
+    Accept accept;
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    std::array<char, 256> output{};
+    DWORD count = 0;
+    OVERLAPPED overlapped;
+    EXPECT_EQ(platform::AcceptEx(listener.get(), accept.socket.get(), output.data(), 0,
+                                 addressSpace, addressSpace, &count, &overlapped),
+              FALSE);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+    const Socket client = connectedTo(listener);
+    EXPECT_EQ(accept.finish(listener, true), 0);
+}
+
+} // namespace VexaSsl::test

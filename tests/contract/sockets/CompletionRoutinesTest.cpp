@@ -1,0 +1,210 @@
+// Overlapped receives that end with a completion routine, run in an alertable wait of the thread
+// that posted them.
+#include "contract/sockets/Loopback.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+
+namespace VexaSsl::test {
+
+namespace {
+
+// What the routine was called with, on this thread; the tests look at their own thread's.
+thread_local int calls = 0;
+thread_local DWORD lastStatus = 0;
+thread_local DWORD lastCount = 0;
+thread_local WSAOVERLAPPED* lastOverlapped = nullptr;
+
+void note(DWORD error, DWORD transferred, WSAOVERLAPPED* overlapped, DWORD) {
+    ++calls;
+    lastStatus = error;
+    lastCount = transferred;
+    lastOverlapped = overlapped;
+}
+
+// A receive that posts itself again until its stream ends.
+struct Relay {
+    Receive receive{1};
+    const Socket* socket = nullptr;
+    std::string text;
+    bool isOver = false;
+
+    static void run(DWORD error, DWORD transferred, WSAOVERLAPPED* overlapped, DWORD) {
+        Relay& relay = *static_cast<Relay*>(overlapped->hEvent); // free for the host's use
+        if (error != 0 || transferred == 0) {
+            relay.isOver = true;
+            return;
+        }
+        relay.text += relay.receive.buffer[0];
+        relay.receive.post(*relay.socket, run);
+    }
+};
+
+class CompletionRoutines : public testing::Test {
+protected:
+    void SetUp() override { calls = 0; }
+};
+
+} // namespace
+
+TEST_F(CompletionRoutines, runInAnAlertableSleep) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    sendText(pair.client, "abc");
+    EXPECT_EQ(platform::SleepEx(10000, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(lastStatus, 0U);
+    EXPECT_EQ(lastCount, 3U);
+    EXPECT_EQ(lastOverlapped, &receive.overlapped);
+}
+
+TEST_F(CompletionRoutines, runInAnAlertableWaitForEvents) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    const HANDLE handle = event.get();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    EXPECT_EQ(platform::WSAWaitForMultipleEvents(1, &handle, FALSE, 10000, TRUE),
+              platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(CompletionRoutines, doNotRunInOtherWaits) {
+    const Pair pair = connectedPair();
+    sendText(pair.client, "x");
+    char byte = 0;
+    ASSERT_EQ(platform::recv(pair.server.get(), &byte, 1, msgPeek), 1);
+    Receive receive(8);
+    EXPECT_EQ(receive.post(pair.server, note), 0); // complete, the routine is due
+    const ScopedEvent event;
+    EXPECT_EQ(event.wait(10), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(platform::SleepEx(1, FALSE), 0U);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(platform::SleepEx(0, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(CompletionRoutines, doNotRunOnOtherThreads) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    sendText(pair.client, "x");
+    std::thread([] {
+        EXPECT_EQ(platform::SleepEx(10, TRUE), 0U);
+        EXPECT_EQ(calls, 0);
+    }).join();
+    EXPECT_EQ(platform::SleepEx(10000, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(CompletionRoutines, leaveTheEventFieldAlone) {
+    const Pair pair = connectedPair();
+    int anything = 0;
+    Receive receive(8, &anything);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    sendText(pair.client, "x");
+    EXPECT_EQ(platform::SleepEx(10000, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(receive.overlapped.hEvent, &anything);
+}
+
+TEST_F(CompletionRoutines, mayPostAgain) {
+    Pair pair = connectedPair();
+    Relay relay;
+    relay.receive.overlapped.hEvent = &relay;
+    relay.socket = &pair.server;
+    ASSERT_EQ(relay.receive.post(pair.server, Relay::run), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        sendDropByDrop(pair.client, "relay");
+        pair.client.close();
+    });
+    while (!relay.isOver) {
+        ASSERT_EQ(platform::SleepEx(10000, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    }
+    EXPECT_EQ(relay.text, "relay");
+}
+
+TEST_F(CompletionRoutines, tellOfAClosedSocket) {
+    Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    pair.server.close();
+    EXPECT_EQ(platform::SleepEx(0, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(lastStatus, static_cast<DWORD>(WSA_OPERATION_ABORTED));
+    EXPECT_EQ(lastCount, 0U);
+}
+
+TEST_F(CompletionRoutines, wakeTheirThreadWhenAnotherThreadCloses) {
+    Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
+    const std::jthread other([&] {
+        giveOthersTime();
+        pair.server.close();
+    });
+    EXPECT_EQ(platform::SleepEx(10000, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(lastStatus, static_cast<DWORD>(WSA_OPERATION_ABORTED));
+}
+
+TEST_F(CompletionRoutines, areRefusedOnASocketThatIsBoundToAPort) {
+    const Pair pair = connectedPair();
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(pair.server, 1));
+    Receive receive(8);
+    EXPECT_EQ(receive.post(pair.server, note), WSAEINVAL);
+}
+
+TEST_F(CompletionRoutines, setEventComesBeforeThem) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    const HANDLE handle = event.get();
+    platform::WSASetEvent(handle);
+    Pair other = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(other.server, note), WSA_IO_PENDING);
+    other.server.close();
+    EXPECT_EQ(platform::WSAWaitForMultipleEvents(1, &handle, FALSE, 0, TRUE),
+              platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(platform::SleepEx(0, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+}
+
+TEST_F(CompletionRoutines, endWithTheirThread) {
+    const Pair pair = connectedPair();
+    auto receive = std::make_unique<Receive>(8);
+    std::thread([&] { ASSERT_EQ(receive->post(pair.server, note), WSA_IO_PENDING); }).join();
+    EXPECT_EQ(receive->finish(pair.server, false), WSA_OPERATION_ABORTED);
+    receive.reset();
+    sendText(pair.client, "x");
+    EXPECT_EQ(receiveText(pair.server, 1), "x");
+}
+
+TEST_F(CompletionRoutines, followASendToo) {
+    const Pair pair = connectedPair();
+    WSAOVERLAPPED overlapped;
+    char text[] = "sent";
+    WSABUF view{4, text};
+    EXPECT_EQ(platform::WSASend(pair.client.get(), &view, 1, nullptr, 0, &overlapped, note), 0);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(platform::SleepEx(0, TRUE), platform::WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(lastCount, 4U);
+}
+
+TEST(SleepEx, withoutRoutinesEndsWithItsTime) {
+    EXPECT_EQ(platform::SleepEx(5, TRUE), 0U);
+    EXPECT_EQ(platform::SleepEx(5, FALSE), 0U);
+}
+
+TEST(SleepEx, signalsDoNotEndIt) {
+    const SignalStorm storm;
+    EXPECT_EQ(platform::SleepEx(30, FALSE), 0U);
+    EXPECT_EQ(platform::SleepEx(30, TRUE), 0U);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+} // namespace VexaSsl::test

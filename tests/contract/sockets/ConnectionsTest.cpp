@@ -1,0 +1,319 @@
+// Making, connecting, accepting, shutting down and closing sockets, and the last error.
+#include "contract/sockets/Loopback.h"
+#include "platform/WindowsBase.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
+
+namespace VexaSsl::test {
+
+namespace {
+
+int lastError() {
+    return platform::WSAGetLastError();
+}
+
+bool closesOnExec(const Socket& socket) {
+    return (fcntl(socket.descriptor(), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+// An address where nobody listens.
+sockaddr_in deadAddress() {
+    return addressOf(listenOnLoopback());
+}
+
+struct Asked {
+    int answer = CF_ACCEPT;
+    int calls = 0;
+    in_port_t callerPort = 0;
+    in_port_t calleePort = 0;
+};
+
+int condition(WSABUF* callerId, WSABUF*, QOS*, QOS*, WSABUF* calleeId, WSABUF*, GROUP*,
+              DWORD_PTR callbackData) {
+    Asked& asked = *reinterpret_cast<Asked*>(callbackData);
+    ++asked.calls;
+    asked.callerPort = reinterpret_cast<const sockaddr_in*>(callerId->buf)->sin_port;
+    asked.calleePort = reinterpret_cast<const sockaddr_in*>(calleeId->buf)->sin_port;
+    return asked.answer;
+}
+
+SOCKET acceptOn(const Socket& listener, Asked& asked) {
+    return platform::WSAAccept(listener.get(), nullptr, nullptr, condition,
+                               reinterpret_cast<DWORD_PTR>(&asked));
+}
+
+} // namespace
+
+TEST(LastError, isKeptPerThread) {
+    platform::WSASetLastError(WSAEINVAL);
+    std::thread([] {
+        EXPECT_EQ(platform::WSAGetLastError(), 0);
+        platform::WSASetLastError(WSAEFAULT);
+    }).join();
+    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(WSAEINVAL));
+}
+
+TEST(Connections, socketsCloseOnExec) {
+    const Pair pair = connectedPair();
+    EXPECT_TRUE(closesOnExec(pair.client));
+    EXPECT_TRUE(closesOnExec(pair.server));
+}
+
+TEST(Connections, unknownFamilyIsRefused) {
+    EXPECT_EQ(platform::socket(9999, SOCK_STREAM, 0), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEAFNOSUPPORT);
+    EXPECT_EQ(platform::socket(AF_INET, SOCK_STREAM, IPPROTO_UDP), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEPROTONOSUPPORT);
+}
+
+TEST(Connections, acceptTellsThePeersAddress) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    sockaddr_in peer{};
+    int length = sizeof(peer);
+    const Socket server(
+        platform::accept(listener.get(), reinterpret_cast<sockaddr*>(&peer), &length));
+    ASSERT_TRUE(server.isValid());
+    EXPECT_EQ(length, static_cast<int>(sizeof(peer)));
+    EXPECT_EQ(peer.sin_port, addressOf(client).sin_port);
+}
+
+TEST(Connections, acceptWithTooLittleRoomForTheAddressCostsNoConnection) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    sockaddr_in peer{};
+    for (int length : {3, -1}) {
+        EXPECT_EQ(platform::accept(listener.get(), reinterpret_cast<sockaddr*>(&peer), &length),
+                  INVALID_SOCKET);
+        EXPECT_EQ(lastError(), WSAEFAULT);
+    }
+    EXPECT_EQ(platform::accept(listener.get(), reinterpret_cast<sockaddr*>(&peer), nullptr),
+              INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEFAULT);
+    EXPECT_TRUE(Socket(platform::accept(listener.get(), nullptr, nullptr)).isValid());
+}
+
+TEST(Connections, acceptOnANonBlockingSocketWouldBlock) {
+    const Socket listener = listenOnLoopback();
+    setNonBlocking(listener);
+    EXPECT_EQ(platform::accept(listener.get(), nullptr, nullptr), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
+}
+
+TEST(Connections, acceptOnASocketThatDoesNotListenIsInvalid) {
+    const Socket socket = tcpSocket();
+    EXPECT_EQ(platform::accept(socket.get(), nullptr, nullptr), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+}
+
+TEST(Connections, acceptOnNoSocketIsToldApart) {
+    EXPECT_EQ(platform::accept(INVALID_SOCKET, nullptr, nullptr), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+}
+
+TEST(Connections, signalsDoNotEndAnAccept) {
+    const Socket listener = listenOnLoopback();
+    Socket client;
+    const std::jthread peer([&] {
+        giveOthersTime();
+        client = connectedTo(listener);
+    });
+    const SignalStorm storm;
+    EXPECT_TRUE(Socket(platform::accept(listener.get(), nullptr, nullptr)).isValid());
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Connections, refusedConnectIsTold) {
+    const Socket socket = tcpSocket();
+    EXPECT_EQ(connectTo(socket, deadAddress()), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAECONNREFUSED);
+}
+
+TEST(Connections, nonBlockingConnectWouldBlock) {
+    const Socket listener = listenOnLoopback();
+    const Socket socket = tcpSocket();
+    setNonBlocking(socket);
+    EXPECT_EQ(connectTo(socket, addressOf(listener)), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
+    fd_set writable;
+    platform::socketSetAdd(socket.get(), writable);
+    const timeval limit{10, 0};
+    EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &limit), 1);
+    EXPECT_EQ(connectTo(socket, addressOf(listener)), 0);
+    EXPECT_EQ(connectTo(socket, addressOf(listener)), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEISCONN);
+}
+
+TEST(Connections, connectArgumentsAreChecked) {
+    const Socket socket = tcpSocket();
+    const sockaddr_in address = deadAddress();
+    const auto* name = reinterpret_cast<const sockaddr*>(&address);
+    EXPECT_EQ(platform::connect(socket.get(), nullptr, sizeof(address)), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEFAULT);
+    EXPECT_EQ(platform::connect(socket.get(), name, -1), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEFAULT);
+    EXPECT_EQ(platform::connect(INVALID_SOCKET, name, sizeof(address)), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+}
+
+// A listener whose queue is full leaves a connect waiting, so that there is something to interrupt.
+TEST(Connections, signalsDoNotEndAConnect) {
+    const Socket listener = listenOnLoopback();
+    platform::listen(listener.get(), 0);
+    const Socket queued = connectedTo(listener);
+    const SOCKET listening = listener.get();
+    std::jthread server([listening] {
+        for (int i = 0; i < 3; ++i) {
+            giveOthersTime();
+        }
+        while (Socket(platform::accept(listening, nullptr, nullptr)).isValid()) {
+        }
+    });
+    {
+        const SignalStorm storm;
+        const Socket late = tcpSocket();
+        EXPECT_EQ(connectTo(late, addressOf(listener)), 0);
+        const Socket later = tcpSocket();
+        EXPECT_EQ(connectTo(later, addressOf(listener)), 0);
+        EXPECT_GT(SignalStorm::delivered(), 0);
+    }
+    platform::shutdown(listening, SD_BOTH); // ends the accept
+}
+
+TEST(Connections, shutdownEndsOneWay) {
+    const Pair pair = connectedPair();
+    ASSERT_EQ(platform::shutdown(pair.client.get(), SD_SEND), 0);
+    char byte = 0;
+    EXPECT_EQ(platform::recv(pair.server.get(), &byte, 1, 0), 0);
+    sendText(pair.server, "still");
+    EXPECT_EQ(receiveText(pair.client, 5), "still");
+}
+
+TEST(Connections, shutdownChecksItsArguments) {
+    const Pair pair = connectedPair();
+    EXPECT_EQ(platform::shutdown(pair.client.get(), 3), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+    EXPECT_EQ(platform::shutdown(INVALID_SOCKET, 3), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+    const Socket unconnected = tcpSocket();
+    EXPECT_EQ(platform::shutdown(unconnected.get(), SD_BOTH), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTCONN);
+}
+
+TEST(Connections, closingWhatIsNoSocketClosesNothing) {
+    const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(platform::closesocket(static_cast<SOCKET>(file)), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+    EXPECT_EQ(close(file), 0);
+    EXPECT_EQ(platform::closesocket(INVALID_SOCKET), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+}
+
+TEST(Connections, secondBindToAnAddressIsInUse) {
+    const Socket listener = listenOnLoopback();
+    const sockaddr_in address = addressOf(listener);
+    const Socket other = tcpSocket();
+    EXPECT_EQ(
+        platform::bind(other.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)),
+        SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEADDRINUSE);
+    EXPECT_EQ(platform::bind(other.get(), nullptr, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEFAULT);
+    EXPECT_EQ(platform::listen(INVALID_SOCKET, 1), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+}
+
+TEST(WsaConnect, connectsAndLeavesNoCalleeData) {
+    const Socket listener = listenOnLoopback();
+    const Socket socket = tcpSocket();
+    const sockaddr_in address = addressOf(listener);
+    char byte = 0;
+    WSABUF calleeData{1, &byte};
+    QOS sqos;
+    EXPECT_EQ(platform::WSAConnect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
+                                   sizeof(address), nullptr, &calleeData, &sqos, nullptr),
+              0);
+    EXPECT_EQ(calleeData.len, 0U);
+}
+
+TEST(WsaConnect, callerDataIsNotSupported) {
+    const Socket socket = tcpSocket();
+    const sockaddr_in address = deadAddress();
+    char byte = 0;
+    WSABUF callerData{1, &byte};
+    EXPECT_EQ(platform::WSAConnect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
+                                   sizeof(address), &callerData, nullptr, nullptr, nullptr),
+              SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEPROTONOSUPPORT);
+}
+
+TEST(WsaAccept, withoutConditionIsAccept) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    EXPECT_TRUE(
+        Socket(platform::WSAAccept(listener.get(), nullptr, nullptr, nullptr, 0)).isValid());
+}
+
+TEST(WsaAccept, conditionSeesBothAddresses) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Asked asked;
+    const Socket server(acceptOn(listener, asked));
+    EXPECT_TRUE(server.isValid());
+    EXPECT_EQ(asked.calls, 1);
+    EXPECT_EQ(asked.callerPort, addressOf(client).sin_port);
+    EXPECT_EQ(asked.calleePort, addressOf(listener).sin_port);
+}
+
+TEST(WsaAccept, rejectionRefusesTheConnection) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Asked asked{CF_REJECT};
+    EXPECT_EQ(acceptOn(listener, asked), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAECONNREFUSED);
+    char byte = 0;
+    EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAECONNRESET);
+}
+
+TEST(WsaAccept, unknownAnswerIsInvalid) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Asked asked{7};
+    EXPECT_EQ(acceptOn(listener, asked), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+}
+
+TEST(WsaAccept, deferredConnectionComesAgainAndIsReadyForSelect) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Asked asked{CF_DEFER};
+    EXPECT_EQ(acceptOn(listener, asked), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSATRY_AGAIN);
+    fd_set readable;
+    platform::socketSetAdd(listener.get(), readable);
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, nullptr), 1);
+    EXPECT_TRUE(platform::socketSetHas(listener.get(), readable));
+    sockaddr_in peer{};
+    int length = sizeof(peer);
+    const Socket server(
+        platform::accept(listener.get(), reinterpret_cast<sockaddr*>(&peer), &length));
+    EXPECT_TRUE(server.isValid());
+    EXPECT_EQ(peer.sin_port, addressOf(client).sin_port);
+}
+
+TEST(WsaAccept, deferredConnectionEndsWithTheListener) {
+    Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Asked asked{CF_DEFER};
+    EXPECT_EQ(acceptOn(listener, asked), INVALID_SOCKET);
+    listener.close();
+    char byte = 0;
+    EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), 0);
+}
+
+} // namespace VexaSsl::test

@@ -1,0 +1,237 @@
+// select over counted sets, and the operations on the sets.
+#include "contract/sockets/Loopback.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <limits>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace VexaSsl::test {
+
+namespace {
+
+constexpr timeval tenSeconds{10, 0};
+constexpr timeval atOnce{0, 0};
+
+int lastError() {
+    return platform::WSAGetLastError();
+}
+
+fd_set setOf(std::initializer_list<const Socket*> sockets) {
+    fd_set set;
+    for (const Socket* socket : sockets) {
+        platform::socketSetAdd(socket->get(), set);
+    }
+    return set;
+}
+
+} // namespace
+
+TEST(Select, keepsTheReadySocketsInTheirOrder) {
+    const Pair one = connectedPair();
+    const Pair two = connectedPair();
+    const Pair three = connectedPair();
+    sendText(one.client, "x");
+    sendText(three.client, "x");
+    fd_set readable = setOf({&three.server, &two.server, &one.server});
+    while (readable.fd_count != 2) { // both bytes have to arrive
+        readable = setOf({&three.server, &two.server, &one.server});
+        ASSERT_GT(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 0);
+    }
+    EXPECT_EQ(readable.fd_array[0], three.server.get());
+    EXPECT_EQ(readable.fd_array[1], one.server.get());
+}
+
+TEST(Select, countsOverAllSets) {
+    const Pair pair = connectedPair();
+    sendText(pair.client, "x");
+    fd_set readable = setOf({&pair.server});
+    ASSERT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+    fd_set writable = setOf({&pair.server, &pair.client});
+    fd_set exceptional = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, &writable, &exceptional, &tenSeconds), 3);
+    EXPECT_EQ(exceptional.fd_count, 0U);
+}
+
+TEST(Select, timeoutEmptiesTheSets) {
+    const Pair pair = connectedPair();
+    fd_set readable = setOf({&pair.server, &pair.client});
+    const timeval brief{0, 10000};
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
+    EXPECT_EQ(readable.fd_count, 0U);
+}
+
+TEST(Select, threeNullSetsAreInvalid) {
+    EXPECT_EQ(platform::select(0, nullptr, nullptr, nullptr, &atOnce), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+}
+
+TEST(Select, nothingButEmptySetsIsInvalid) {
+    fd_set empty;
+    EXPECT_EQ(platform::select(0, &empty, &empty, nullptr, &atOnce), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+}
+
+TEST(Select, emptyReadSetBesideAnotherIsFine) {
+    const Pair pair = connectedPair();
+    fd_set empty;
+    fd_set writable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &empty, &writable, nullptr, &tenSeconds), 1);
+}
+
+TEST(Select, whatIsNoSocketIsToldApartAndTheSetsStay) {
+    const Pair pair = connectedPair();
+    const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    for (const SOCKET bad : {INVALID_SOCKET, SOCKET{99999}, static_cast<SOCKET>(file)}) {
+        fd_set readable = setOf({&pair.server});
+        platform::socketSetAdd(bad, readable);
+        EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &atOnce), SOCKET_ERROR);
+        EXPECT_EQ(lastError(), WSAENOTSOCK);
+        EXPECT_EQ(readable.fd_count, 2U);
+    }
+    close(file);
+}
+
+TEST(Select, countBeyondTheArrayIsInvalid) {
+    fd_set broken;
+    broken.fd_count = socketSetCapacity + 1;
+    EXPECT_EQ(platform::select(0, &broken, nullptr, nullptr, &atOnce), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEINVAL);
+}
+
+TEST(Select, timesThatAreNoneAreInvalid) {
+    const Pair pair = connectedPair();
+    for (const timeval bad :
+         {timeval{-1, 0}, timeval{0, -1}, timeval{0, 1000000}, timeval{-1, 2000000}}) {
+        fd_set readable = setOf({&pair.server});
+        EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &bad), SOCKET_ERROR);
+        EXPECT_EQ(lastError(), WSAEINVAL);
+        EXPECT_EQ(readable.fd_count, 1U);
+    }
+}
+
+TEST(Select, waitsForEverWithoutATime) {
+    const Pair pair = connectedPair();
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    fd_set readable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, nullptr), 1);
+}
+
+TEST(Select, longestTimeIsNoOverflow) {
+    const Pair pair = connectedPair();
+    sendText(pair.client, "x");
+    fd_set readable = setOf({&pair.server});
+    const timeval longest{std::numeric_limits<decltype(timeval::tv_sec)>::max(), 999999};
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &longest), 1);
+}
+
+TEST(Select, takesMoreSocketsOverAllSetsThanOneSetHolds) {
+    std::vector<Pair> pairs;
+    fd_set readable;
+    fd_set writable;
+    for (unsigned int i = 0; i < socketSetCapacity; ++i) {
+        pairs.push_back(connectedPair());
+        platform::socketSetAdd(pairs.back().client.get(), readable);
+        platform::socketSetAdd(pairs.back().server.get(), writable);
+    }
+    EXPECT_EQ(platform::select(0, &readable, &writable, nullptr, &tenSeconds),
+              static_cast<int>(socketSetCapacity));
+    EXPECT_EQ(readable.fd_count, 0U);
+    EXPECT_EQ(writable.fd_count, socketSetCapacity);
+}
+
+TEST(Select, signalsNeitherEndNorExtendTheWait) {
+    const Pair pair = connectedPair();
+    const SignalStorm storm;
+    fd_set readable = setOf({&pair.server});
+    const timeval brief{0, 60000};
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    readable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+}
+
+TEST(Select, endOfStreamIsReadable) {
+    Pair pair = connectedPair();
+    pair.client.close();
+    fd_set readable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+}
+
+TEST(Select, resetConnectionIsReadable) {
+    Pair pair = connectedPair();
+    resetWhenClosed(pair.client);
+    pair.client.close();
+    fd_set readable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+}
+
+TEST(Select, waitingConnectionMakesAListenerReadable) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    fd_set readable = setOf({&listener});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+}
+
+TEST(Select, failedConnectIsAnExceptionAndNothingElse) {
+    const sockaddr_in dead = addressOf(listenOnLoopback());
+    const Socket socket = tcpSocket();
+    setNonBlocking(socket);
+    if (connectTo(socket, dead) == SOCKET_ERROR && lastError() == WSAECONNREFUSED) {
+        return; // the loopback interface was quick enough to refuse at once
+    }
+    fd_set readable = setOf({&socket});
+    fd_set writable = setOf({&socket});
+    fd_set exceptional = setOf({&socket});
+    EXPECT_EQ(platform::select(0, &readable, &writable, &exceptional, &tenSeconds), 1);
+    EXPECT_EQ(readable.fd_count, 0U);
+    EXPECT_EQ(writable.fd_count, 0U);
+    EXPECT_EQ(exceptional.fd_count, 1U);
+}
+
+TEST(Select, failedConnectEndsAWaitThatAsksForWritingOnly) {
+    const sockaddr_in dead = addressOf(listenOnLoopback());
+    const Socket socket = tcpSocket();
+    setNonBlocking(socket);
+    EXPECT_EQ(connectTo(socket, dead), SOCKET_ERROR);
+    fd_set writable = setOf({&socket});
+    EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &tenSeconds), 1);
+}
+
+TEST(SocketSet, addsEachSocketOnceAndStopsWhenFull) {
+    fd_set set;
+    for (SOCKET s = 0; s < 100; ++s) {
+        platform::socketSetAdd(s, set);
+        platform::socketSetAdd(s, set);
+    }
+    EXPECT_EQ(set.fd_count, socketSetCapacity);
+    EXPECT_EQ(set.fd_array[63], SOCKET{63});
+    EXPECT_FALSE(platform::socketSetHas(64, set));
+}
+
+TEST(SocketSet, removingClosesTheGap) {
+    fd_set set;
+    for (SOCKET s = 1; s <= 3; ++s) {
+        platform::socketSetAdd(s, set);
+    }
+    platform::socketSetRemove(2, set);
+    platform::socketSetRemove(9, set);
+    EXPECT_EQ(set.fd_count, 2U);
+    EXPECT_EQ(set.fd_array[1], SOCKET{3});
+    EXPECT_EQ(platform::__WSAFDIsSet(3, &set), 1);
+    EXPECT_EQ(platform::__WSAFDIsSet(2, &set), 0);
+    platform::socketSetClear(set);
+    EXPECT_EQ(platform::__WSAFDIsSet(3, &set), 0);
+}
+
+} // namespace VexaSsl::test
