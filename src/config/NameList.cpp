@@ -3,26 +3,41 @@
 #include "config/LineExpressions.h"
 #include "config/Vocabulary.h"
 
+#include <string_view>
+
 namespace VexaSsl {
 
-// At each place a name is the shortest run of at least one unit in front of a delimiter or of the
-// end of the whole text. Without either in reach, no later start in the segment has one.
-std::vector<std::wstring> splitNameList(const std::wstring& text) {
+namespace {
+
+// The names that end with a delimiter, from the start of the segment on. Result: how much of the
+// segment they and their delimiters take.
+std::size_t takeDelimitedNames(std::wstring_view segment, std::vector<std::wstring>& names) {
     const std::wstring& delimiter = ConfigurationDefinition::NameListDelimiter;
+    std::size_t begin = 0;
+    for (;;) {
+        // At least one unit, a delimiter too, belongs to the name.
+        const std::size_t end = segment.find(delimiter, begin + 1);
+        if (end == std::wstring_view::npos) {
+            return begin;
+        }
+        names.emplace_back(segment.substr(begin, end - begin));
+        begin = end + delimiter.size();
+    }
+}
+
+} // namespace
+
+// What stands behind the last delimiter of a segment is a name only at the end of the whole text.
+std::vector<std::wstring> splitNameList(const std::wstring& text) {
     std::vector<std::wstring> names;
     for (std::size_t begin = 0; begin < text.size();) {
         const std::wstring_view segment = LineExpressions::segmentAt(text, begin);
-        const std::size_t length = segment.find(delimiter, 1);
-        if (length != std::wstring_view::npos) {
-            names.emplace_back(segment.substr(0, length));
-            begin += length + delimiter.size();
-            continue;
+        const std::wstring_view rest = segment.substr(takeDelimitedNames(segment, names));
+        begin += segment.size() + 1;
+        const bool endsTheText = begin > text.size();
+        if (endsTheText && !rest.empty()) {
+            names.emplace_back(rest);
         }
-        const std::size_t end = begin + segment.size();
-        if (end == text.size()) {
-            names.emplace_back(segment);
-        }
-        begin = end + 1;
     }
     return names;
 }

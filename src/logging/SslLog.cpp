@@ -32,6 +32,16 @@ void openLogFile(std::wfstream& stream) {
     }
 }
 
+// Whatever its exception mask says, a stream throws here when characters that it couldn't convert
+// are still waiting to be written.
+void closeLogFile(std::wfstream& stream) {
+    try {
+        stream.close();
+    } catch (const std::ios_base::failure&) {
+        stream.setstate(std::ios_base::failbit);
+    }
+}
+
 // A severity of a host's own invention has no tag; its line starts with the blank.
 const wchar_t* tagOf(Severity severity) {
     switch (severity) {
@@ -64,7 +74,7 @@ SslLog::~SslLog() {
     if (minimumSeverity < Severity::Info) {
         writeLine(Severity::Debug, L"closing log");
     }
-    stream->close();
+    closeLogFile(*stream);
 }
 
 void SslLog::log(Severity severity, const std::wstring& text) {

@@ -1,0 +1,28 @@
+// A folder of its own for one test, removed with everything in it.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace VexaSsl::test {
+
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::filesystem::path path(const std::string& name) const { return folder / name; }
+
+    // Writes a file with exactly these bytes and gives its path.
+    std::filesystem::path write(const std::string& name, const std::string& bytes) const;
+
+    // The bytes of a file; empty when there is none.
+    std::string read(const std::string& name) const;
+
+private:
+    std::filesystem::path folder;
+};
+
+} // namespace VexaSsl::test

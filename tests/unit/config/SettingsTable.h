@@ -1,0 +1,31 @@
+// Settings typed into a test: a two-level source that remembers what it was asked for.
+#pragma once
+
+#include "config/ITwoLevelConfig.h"
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::test {
+
+class SettingsTable : public ITwoLevelConfig {
+public:
+    using Place = std::pair<std::wstring, std::wstring>;
+
+    explicit SettingsTable(std::map<Place, std::wstring> settings) : table(std::move(settings)) {}
+
+    std::wstring getValue(const std::wstring& section, const std::wstring& key) const override {
+        questions.emplace_back(section, key);
+        const auto entry = table.find({section, key});
+        return entry == table.end() ? std::wstring() : entry->second;
+    }
+
+    mutable std::vector<Place> questions;
+
+private:
+    std::map<Place, std::wstring> table;
+};
+
+} // namespace VexaSsl::test
