@@ -1,5 +1,4 @@
 // Names of the executable, the machine and the user, and the breakpoint.
-#include "base/HostName.h"
 #include "platform/WindowsBase.h"
 
 #include <gtest/gtest.h>
@@ -11,14 +10,10 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace VexaSsl::testing {
 namespace {
-
-using portable::canonicalNameIn;
 
 TEST(GetModuleFileNameW, isThePathOfTheExecutable) {
     wchar_t buffer[4096] = {};
@@ -60,63 +55,11 @@ TEST(GetComputerNameExW, fillsABufferOfThatSize) {
     EXPECT_EQ(name.back(), L'\0');
 }
 
-TEST(GetComputerNameExW, hostNameWithADotIsTheName) {
-    char host[256] = {};
-    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    if (std::string(host).find('.') == std::string::npos)
-        GTEST_SKIP() << "this machine's host name has no dot";
-    EXPECT_EQ(portable::fullyQualifiedHostName(), host);
-}
-
-TEST(GetComputerNameExW, hostNameWithoutADotIsLookedUpInTheHostsFile) {
-    char host[256] = {};
-    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    if (std::string(host).find('.') != std::string::npos)
-        GTEST_SKIP() << "this machine's host name has a dot";
-    std::ifstream file("/etc/hosts");
-    const std::string hosts{std::istreambuf_iterator<char>(file), {}};
-    const std::string canonical = canonicalNameIn(hosts, host);
-    EXPECT_EQ(portable::fullyQualifiedHostName(), canonical.empty() ? host : canonical);
-}
-
 TEST(GetComputerNameExW, tooSmallABufferTellsTheSize) {
     wchar_t buffer[1];
     DWORD size = 1;
     EXPECT_FALSE(platform::GetComputerNameExW(ComputerNameDnsFullyQualified, buffer, &size));
     EXPECT_GT(size, 1U);
-}
-
-TEST(HostsFile, firstNameOfTheHostsLineIsCanonical) {
-    EXPECT_EQ(canonicalNameIn("127.0.1.1 box.shop.example box\n", "box"), "box.shop.example");
-}
-
-TEST(HostsFile, caseOfTheHostNameDoesNotCount) {
-    EXPECT_EQ(canonicalNameIn("127.0.1.1 Box.shop.example BOX", "box"), "Box.shop.example");
-}
-
-TEST(HostsFile, commentsBlanksAndCarriageReturnsAreNoNames) {
-    EXPECT_EQ(
-        canonicalNameIn("#127.0.1.1 no.example box\n\n  10.0.0.1\tbox.example\t box\r\n", "box"),
-        "box.example");
-    EXPECT_EQ(canonicalNameIn("10.0.0.1 no.example other # box\n", "box"), "");
-}
-
-TEST(HostsFile, nameWithoutADotIsPassedOver) {
-    EXPECT_EQ(canonicalNameIn("127.0.0.1 box\n10.0.0.1 box.example box\n", "box"), "box.example");
-    EXPECT_EQ(canonicalNameIn("127.0.0.1 localhost box\n", "box"), "");
-}
-
-TEST(HostsFile, loopbackIsNoName) {
-    EXPECT_EQ(canonicalNameIn("127.0.0.1 localhost.localdomain localhost box\n", "box"), "");
-}
-
-TEST(HostsFile, partOfANameIsNoName) {
-    EXPECT_EQ(canonicalNameIn("10.0.0.1 toolbox.example toolbox\n", "box"), "");
-}
-
-TEST(HostsFile, addressAloneAndEmptyTextNameNothing) {
-    EXPECT_EQ(canonicalNameIn("box\n", "box"), "");
-    EXPECT_EQ(canonicalNameIn("", "box"), "");
 }
 
 TEST(GetUserNameW, isTheEffectiveUser) {

@@ -58,18 +58,9 @@ class ChainTest : public CertificateFolderTest {
 protected:
     ChainTest() { write("root/root.pem", pem(root)); }
 
-    static HeldContext peer(const X509* leaf, const std::vector<const Issued*>& sent) {
-        const portable::BorrowingStack chain(sk_X509_new_null());
-        for (const Issued* certificate : sent)
-            sk_X509_push(chain.get(), certificate->certificate.get());
-        return portable::contextOfPeer(const_cast<X509*>(leaf), chain.get());
-    }
-    static HeldContext peer(const Issued& leaf, const std::vector<const Issued*>& sent = {}) {
-        return peer(leaf.certificate.get(), sent);
-    }
     static Verdict judge(const Issued& leaf, const std::vector<const Issued*>& sent = {},
                          const char* usage = serverUsage) {
-        return verdictOn(chainOf(peer(leaf, sent).get(), usage));
+        return verdictOn(chainOf(contextOf(leaf, sent).get(), usage));
     }
 
     const Issued root = issue(authorityNamed("root"));
@@ -102,10 +93,10 @@ TEST_F(ChainPolicy, certificatesOfOtherFilesLinkNoChain) {
 }
 
 TEST_F(ChainPolicy, additionalStoreLinksTheChain) {
-    const HeldContext helper = peer(between);
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &between));
-    EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, nullptr, helper.get()->hCertStore)),
-              trusted);
+    install("between.pem", between);
+    const OpenedStore additional;
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &between));
+    EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, nullptr, additional.get())), trusted);
 }
 
 TEST_F(ChainPolicy, selfSignedAnchorIsTrustedItself) {
@@ -182,8 +173,7 @@ TEST_F(ChainPolicy, usageThatTheIntermediateExcludesIsItsFault) {
 }
 
 TEST_F(ChainPolicy, brokenSignatureIsTheFaultOfTheCertificateThatBearsIt) {
-    const portable::X509Pointer broken = withBrokenSignature(issue(serverNamed("leaf"), &root));
-    EXPECT_EQ(verdictOn(chainOf(peer(broken.get(), {}).get(), serverUsage)),
+    EXPECT_EQ(judge(withBrokenSignature(issue(serverNamed("leaf"), &root))),
               (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
 }
 
@@ -253,7 +243,7 @@ TEST_F(ChainPolicy, nullChainCannotBeJudged) {
 }
 
 TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
-    const HeldChain chain = chainOf(peer(root).get(), "");
+    const HeldChain chain = chainOf(contextOf(root).get(), "");
     CERT_CHAIN_POLICY_PARA parameters;
     CERT_CHAIN_POLICY_STATUS status;
     const char* const basePolicy = reinterpret_cast<const char*>(ULONG_PTR{1});
@@ -264,7 +254,7 @@ TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
 class CertGetCertificateChain : public ChainTest {};
 
 TEST_F(CertGetCertificateChain, elementsGoFromTheLeafToItsRoot) {
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &between), {&between});
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &between), {&between});
     const HeldChain chain = chainOf(leaf.get(), serverUsage);
     EXPECT_EQ(chain->cChain, 1U);
     EXPECT_EQ(elementsOf(chain), (Names{L"leaf", L"between", L"root"}));
@@ -272,13 +262,13 @@ TEST_F(CertGetCertificateChain, elementsGoFromTheLeafToItsRoot) {
 }
 
 TEST_F(CertGetCertificateChain, firstElementIsTheCertificateThatWasGiven) {
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &root));
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     EXPECT_EQ(chainOf(leaf.get(), serverUsage)->rgpChain[0]->rgpElement[0]->pCertContext,
               leaf.get());
 }
 
 TEST_F(CertGetCertificateChain, partialChainEndsAtTheLastOnePresent) {
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &stranger));
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &stranger));
     const HeldChain chain = chainOf(leaf.get(), serverUsage);
     EXPECT_EQ(elementsOf(chain), Names{L"leaf"});
     EXPECT_TRUE(chain->TrustStatus.dwErrorStatus & CERT_TRUST_IS_PARTIAL_CHAIN);
@@ -288,7 +278,7 @@ TEST_F(CertGetCertificateChain, everyFaultStandsAtItsElement) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
-    const HeldContext leaf = peer(issue(recipe, &stranger), {&stranger});
+    const HeldContext leaf = contextOf(issue(recipe, &stranger), {&stranger});
     const HeldChain chain = chainOf(leaf.get(), clientUsage);
     const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
     EXPECT_EQ(simple.rgpElement[0]->TrustStatus.dwErrorStatus,
@@ -319,12 +309,12 @@ TEST_F(CertGetCertificateChain, chainThatWasReleasedHoldsNothingOfTheStore) {
 TEST_F(CertGetCertificateChain, givenTimeIsTheTimeOfTheCheck) {
     constexpr FILETIME longAgo{0, 27'000'000}; // in the year 1968
     FILETIME time = longAgo;
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &root));
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, &time)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
 TEST_F(CertGetCertificateChain, certificateIsGoodFromItsFirstSecondOn) {
-    const HeldContext leaf = peer(issue(serverNamed("leaf"), &root));
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     FILETIME first = leaf.get()->pCertInfo->NotBefore;
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, &first)), trusted);
     constexpr DWORD twoSeconds = 20'000'000;
@@ -357,8 +347,7 @@ TEST_F(CertGetCertificateChain, newAnchorCountsAtOnce) {
 
 TEST_F(CertGetCertificateChain, badChainLeavesTheErrorQueueAlone) {
     ERR_clear_error();
-    const portable::X509Pointer broken = withBrokenSignature(issue(serverNamed("leaf"), &root));
-    chainOf(peer(broken.get(), {}).get(), serverUsage);
+    judge(withBrokenSignature(issue(serverNamed("leaf"), &root)));
     EXPECT_EQ(ERR_get_error(), 0UL);
 }
 

@@ -7,7 +7,7 @@ namespace {
 using Names = std::vector<std::wstring>;
 
 HeldContext contextOf(const Recipe& recipe) {
-    return portable::contextOfPeer(issue(recipe).certificate.get(), nullptr);
+    return testing::contextOf(issue(recipe));
 }
 
 DWORD ask(PCCERT_CONTEXT certificate, DWORD type, wchar_t* buffer, DWORD size) {

@@ -6,15 +6,9 @@
 namespace VexaSsl::testing {
 namespace {
 
-using portable::KeyState;
 using Names = std::vector<std::wstring>;
 
 class PersonalStore : public CertificateFolderTest {};
-
-KeyState keyStateOfFirst() {
-    const OpenedStore store;
-    return portable::keyStateOf(firstIn(store.get()).get());
-}
 
 TEST_F(PersonalStore, missingFolderIsAnEmptyStore) {
     std::filesystem::remove(path("my"));
@@ -43,16 +37,6 @@ TEST_F(PersonalStore, relativeFolderIsResolvedWhenItIsSet) {
 TEST_F(PersonalStore, certificateWithItsKeyInTheSameFileIsAnEntry) {
     install("one.pem", issue(named("one")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-    EXPECT_EQ(keyStateOfFirst(), KeyState::present);
-}
-
-TEST_F(PersonalStore, entryHasTheKeyOfItsCertificate) {
-    const Issued one = issue(named("one"));
-    install("one.pem", one);
-    const OpenedStore store;
-    const HeldContext entry = firstIn(store.get());
-    EXPECT_EQ(EVP_PKEY_eq(portable::privateKeyOf(entry.get()), one.key.get()), 1);
-    EXPECT_EQ(X509_cmp(portable::x509Of(entry.get()), one.certificate.get()), 0);
 }
 
 TEST_F(PersonalStore, keyBeforeTheCertificateIsFoundToo) {
@@ -66,7 +50,6 @@ TEST_F(PersonalStore, keyFileBesideTheCertificateIsFound) {
     write("my/one.crt", pem(one));
     write("my/one.key", keyPem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-    EXPECT_EQ(keyStateOfFirst(), KeyState::present);
 }
 
 TEST_F(PersonalStore, derCertificateWithAKeyBesideItIsAnEntry) {
@@ -107,20 +90,9 @@ TEST_F(PersonalStore, entriesOfOneFileComeInTheirOrder) {
     EXPECT_EQ(namesInPersonalStore(), (Names{L"one", L"two"}));
 }
 
-TEST_F(PersonalStore, certificateThatMatchesTheKeyIsTheEntryAndTheOthersAreItsHelpers) {
-    const Issued root = issue(authorityNamed("root"));
-    const Issued between = issue(authorityNamed("between"), &root);
-    const Issued leaf = issue(serverNamed("leaf"), &between);
-    write("my/leaf.pem", pem(between) + pem(leaf) + pem(root) + keyPem(leaf));
-    const OpenedStore store;
-    EXPECT_EQ(namesIn(store.get()), Names{L"leaf"});
-    EXPECT_EQ(namesOfHelpers(firstIn(store.get()).get()), (Names{L"between", L"root"}));
-}
-
 TEST_F(PersonalStore, pkcs12WithAnEmptyPasswordIsAnEntry) {
     write("my/one.p12", pkcs12(issue(named("one")), {}, ""));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-    EXPECT_EQ(keyStateOfFirst(), KeyState::present);
 }
 
 TEST_F(PersonalStore, pkcs12IsOpenedWithThePasswordInTheFileBesideIt) {
@@ -134,15 +106,6 @@ TEST_F(PersonalStore, pkcs12WithAnotherPasswordIsSkipped) {
     write("my/one.pfx.password", "guess");
     install("two.pem", issue(named("two")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"two"});
-}
-
-TEST_F(PersonalStore, furtherCertificatesOfPkcs12AreHelpersInTheirOrder) {
-    const Issued root = issue(authorityNamed("root"));
-    const Issued between = issue(authorityNamed("between"), &root);
-    const Issued leaf = issue(serverNamed("leaf"), &between);
-    write("my/leaf.p12", pkcs12(leaf, {&between, &root}, ""));
-    const OpenedStore store;
-    EXPECT_EQ(namesOfHelpers(firstIn(store.get()).get()), (Names{L"between", L"root"}));
 }
 
 TEST_F(PersonalStore, brokenFilesAreSkippedAndNeverStopTheOthers) {
@@ -180,41 +143,6 @@ TEST_F(PersonalStore, symbolicLinkToACertificateIsFollowed) {
     write("elsewhere", pem(one) + keyPem(one));
     std::filesystem::create_symlink(path("elsewhere"), path("my/one.pem"));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-}
-
-TEST_F(PersonalStore, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
-    const Issued root = issue(authorityNamed("root"));
-    const Issued leaf = issue(serverNamed("leaf"), &root);
-    write("my/leaf.pem", pem(leaf) + pem(root) + closedKeyPem(leaf, "secret"));
-    const OpenedStore store;
-    EXPECT_EQ(namesIn(store.get()), Names{L"leaf"});
-    const HeldContext entry = firstIn(store.get());
-    EXPECT_EQ(portable::keyStateOf(entry.get()), KeyState::unreadable);
-    EXPECT_EQ(portable::privateKeyOf(entry.get()), nullptr);
-    EXPECT_EQ(namesOfHelpers(entry.get()), Names{L"root"});
-}
-
-TEST_F(PersonalStore, keyWithAPassPhraseBesideTheCertificateIsUnreadable) {
-    const Issued one = issue(named("one"));
-    write("my/one.pem", pem(one));
-    write("my/one.key", closedKeyPem(one, "secret"));
-    EXPECT_EQ(keyStateOfFirst(), KeyState::unreadable);
-}
-
-TEST_F(PersonalStore, keyThatThisAccountMayNotReadIsUnreadable) {
-    const Issued one = issue(named("one"));
-    write("my/one.pem", pem(one));
-    write("my/one.key", keyPem(one));
-    std::filesystem::permissions(path("my/one.key"), std::filesystem::perms::none);
-    EXPECT_EXIT(
-        {
-            const bool held = becomeUnprivileged();
-            _exit(held && namesInPersonalStore() == Names{L"one"} &&
-                          keyStateOfFirst() == KeyState::unreadable
-                      ? 0
-                      : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(PersonalStore, certificateThatThisAccountMayNotReadIsSkipped) {

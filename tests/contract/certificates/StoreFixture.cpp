@@ -55,13 +55,6 @@ std::vector<std::wstring> namesInPersonalStore() {
     return namesIn(store.get());
 }
 
-std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
-    std::vector<std::wstring> names;
-    for (X509* helper : portable::helpersOf(certificate))
-        names.push_back(displayName(HeldContext(portable::contextOfPeer(helper, nullptr)).get()));
-    return names;
-}
-
 HeldContext firstIn(HCERTSTORE store) {
     return platform::CertEnumCertificatesInStore(store, nullptr);
 }
@@ -98,35 +91,42 @@ std::vector<std::wstring> namesFoundByUsage(const std::string& usage) {
     return names;
 }
 
-CertificateFolderTest::CertificateFolderTest()
+TemporaryCertificateFolder::TemporaryCertificateFolder()
     : folder(makeFolder()), formerFolder(platform::certificateFolder()) {
     std::filesystem::create_directory(folder / "my");
     std::filesystem::create_directory(folder / "root");
     platform::setCertificateFolder(folder);
 }
 
-CertificateFolderTest::~CertificateFolderTest() {
+TemporaryCertificateFolder::~TemporaryCertificateFolder() {
     platform::setCertificateFolder(formerFolder);
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
 }
 
-void CertificateFolderTest::write(const std::string& name, const std::string& content) const {
+void TemporaryCertificateFolder::write(const std::string& name, const std::string& content) const {
     const std::filesystem::path fresh = path(name + ".fresh");
     std::ofstream(fresh, std::ios::binary) << content;
     std::filesystem::rename(fresh, path(name));
 }
 
-void CertificateFolderTest::remove(const std::string& name) const {
+void TemporaryCertificateFolder::remove(const std::string& name) const {
     std::filesystem::remove(path(name));
 }
 
-void CertificateFolderTest::install(const std::string& name, const Issued& issued,
-                                    const std::vector<const Issued*>& helpers) const {
+void TemporaryCertificateFolder::install(const std::string& name, const Issued& issued,
+                                         const std::vector<const Issued*>& helpers) const {
     std::string content = pem(issued) + keyPem(issued);
     for (const Issued* helper : helpers)
         content += pem(*helper);
     write("my/" + name, content);
+}
+
+HeldContext contextOf(const Issued& issued, const std::vector<const Issued*>& helpers) {
+    const TemporaryCertificateFolder folder;
+    folder.install("it.pem", issued, helpers);
+    const OpenedStore store;
+    return firstIn(store.get());
 }
 
 bool becomeUnprivileged() {

@@ -4,7 +4,6 @@
 #include "contract/certificates/ThrowawayPki.h"
 
 #include "VexaPlatform/Certificates.h"
-#include "certificates/CertificateObject.h"
 #include "platform/CryptoApi.h"
 #include "platform/WindowsBase.h"
 
@@ -55,7 +54,6 @@ private:
 // The display names of everything in the store, in its order.
 std::vector<std::wstring> namesIn(HCERTSTORE store);
 std::vector<std::wstring> namesInPersonalStore();
-std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate);
 std::wstring displayName(PCCERT_CONTEXT certificate);
 
 HeldContext firstIn(HCERTSTORE store);
@@ -65,10 +63,13 @@ HeldContext findUsages(HCERTSTORE store, std::vector<std::string> usages,
 std::vector<std::wstring> namesFoundBySubject(const wchar_t* text);
 std::vector<std::wstring> namesFoundByUsage(const std::string& usage);
 
-class CertificateFolderTest : public ::testing::Test {
-protected:
-    CertificateFolderTest();
-    ~CertificateFolderTest() override;
+// A folder of certificates of its own, in force while it lives.
+class TemporaryCertificateFolder {
+public:
+    TemporaryCertificateFolder();
+    ~TemporaryCertificateFolder();
+    TemporaryCertificateFolder(const TemporaryCertificateFolder&) = delete;
+    TemporaryCertificateFolder& operator=(const TemporaryCertificateFolder&) = delete;
 
     // name: "my/x.pem". Replaces the file as an editor does: a new file under the old name.
     void write(const std::string& name, const std::string& content) const;
@@ -83,6 +84,11 @@ protected:
 private:
     const std::filesystem::path formerFolder;
 };
+
+class CertificateFolderTest : public ::testing::Test, protected TemporaryCertificateFolder {};
+
+// A context of the certificate, whose helpers travel with it.
+HeldContext contextOf(const Issued& issued, const std::vector<const Issued*>& helpers = {});
 
 // Makes this process an account that permissions hold back, as root reads everything. For a child
 // process only. Result: false if that isn't possible.

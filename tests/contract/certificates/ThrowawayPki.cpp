@@ -136,11 +136,13 @@ Recipe authorityNamed(const std::string& commonName) {
     return recipe;
 }
 
-X509Pointer withBrokenSignature(const Issued& issued) {
+Issued withBrokenSignature(const Issued& issued) {
     std::string bytes = der(issued);
     bytes.back() = static_cast<char>(bytes.back() ^ 1);
     const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
-    return X509Pointer(d2i_X509(nullptr, &at, static_cast<long>(bytes.size())));
+    EVP_PKEY_up_ref(issued.key.get());
+    return {X509Pointer(d2i_X509(nullptr, &at, static_cast<long>(bytes.size()))),
+            KeyPointer(issued.key.get())};
 }
 
 std::string pem(const X509* certificate) {

@@ -2,7 +2,7 @@
 // every oddity a field of the recipe.
 #pragma once
 
-#include "certificates/OpenSslOwners.h"
+#include "platform/portable/certificates/OpenSslOwners.h"
 
 #include <string>
 #include <utility>
@@ -36,7 +36,7 @@ Recipe serverNamed(const std::string& commonName);
 Recipe authorityNamed(const std::string& commonName);
 
 // Another signature than the issuer's: the last byte is changed.
-portable::X509Pointer withBrokenSignature(const Issued& issued);
+Issued withBrokenSignature(const Issued& issued);
 
 std::string pem(const X509* certificate);
 std::string pem(const Issued& issued); // the certificate alone

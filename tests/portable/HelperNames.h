@@ -1,0 +1,20 @@
+// The certificates that travel with another one, by their names.
+#pragma once
+
+#include "contract/certificates/StoreFixture.h"
+
+#include "certificates/CertificateObject.h"
+
+#include <string>
+#include <vector>
+
+namespace VexaSsl::testing {
+
+inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
+    std::vector<std::wstring> names;
+    for (X509* helper : portable::helpersOf(certificate))
+        names.push_back(displayName(HeldContext(portable::contextOfPeer(helper, nullptr)).get()));
+    return names;
+}
+
+} // namespace VexaSsl::testing
