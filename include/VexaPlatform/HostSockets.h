@@ -13,7 +13,20 @@
 // GetQueuedCompletionStatus for one whose socket is bound to a port, and in an alertable wait for
 // one with a completion routine (the routine runs inside that wait, on the thread that posted it).
 // A socket must be closed with closesocket, never with close: closesocket completes what is pending
-// on it with WSA_OPERATION_ABORTED and never touches its buffers again.
+// on it with WSA_OPERATION_ABORTED and never touches its buffers again. It does not end a blocking
+// call of another thread on the same socket: shut the socket down first, then join that thread.
+//
+// What succeeds at once is delivered to its event, port or routine as well; what fails at once is
+// not. Receives on one socket complete in the order of posting. An overlapped WSASend sends
+// everything before it returns, so it can block for as long as the peer doesn't read. An event
+// handle with its lowest bit set keeps the completion from the port. A thread that ends aborts what
+// it has posted with a completion routine.
+//
+// AcceptEx puts the connection in the place of the accept socket, which keeps its number, its
+// blocking mode and its time-outs, but no other option. Its output buffer holds, one behind the
+// other: receiveDataLength bytes for the first data, localAddressLength bytes that begin with the
+// local address as a sockaddr, and remoteAddressLength bytes that begin with the peer's. Each
+// address area must be 16 bytes larger than the address.
 //
 // Every function may be called from any thread.
 #pragma once

@@ -290,6 +290,19 @@ TEST(AcceptEx, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
     EXPECT_NE(getpeername(other.descriptor(), reinterpret_cast<sockaddr*>(&nobody), &length), 0);
 }
 
+TEST(AcceptEx, closingTheAcceptSocketAbortsTheWaitForFirstData) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(8, event.get());
+    const Socket client = connectedTo(listener);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    accept.socket.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
+    char byte = 0;
+    EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), 0); // the connection has ended with it
+}
+
 TEST(AcceptEx, deferredConnectionIsTakenByAPendingOne) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;

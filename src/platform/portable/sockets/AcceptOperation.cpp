@@ -42,16 +42,17 @@ bool isReadable(int fd) {
     return poll(&entry, 1, 0) != 0; // a failure shows in accept
 }
 
-// A connection that is there, or none with errno; EAGAIN when there is none yet.
-Descriptor acceptPresent(int listener) {
+// A connection that is there, or none with error as errno; EAGAIN when there is none yet.
+Descriptor acceptPresent(int listener, int& error) {
+    error = EAGAIN;
     if (!isReadable(listener)) {
-        errno = EAGAIN;
         return Descriptor{};
     }
     const NonBlockingMoment moment(listener);
     for (;;) {
         Descriptor connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-        if (connection || (errno != EINTR && errno != ECONNABORTED)) {
+        error = errno;
+        if (connection || (error != EINTR && error != ECONNABORTED)) {
             return connection;
         }
     }
@@ -89,15 +90,16 @@ void AcceptOperation::hold(std::shared_ptr<OperationQueue> acceptQueue) {
 std::optional<TransferResult> AcceptOperation::attempt(int fd) {
     if (!isConnected) {
         Descriptor connection = SocketNotes::instance().takeDeferred(fd);
+        int error = 0;
         if (!connection) {
-            connection = acceptPresent(fd);
+            connection = acceptPresent(fd, error);
         }
         if (!connection) {
-            return errno == EAGAIN ? std::nullopt
-                                   : std::optional(TransferResult{winsockError(errno), 0});
+            return error == EAGAIN ? std::nullopt
+                                   : std::optional(TransferResult{winsockError(error), 0});
         }
-        if (const int error = takePlace(connection.get())) {
-            return TransferResult{error, 0};
+        if (const int failure = takePlace(connection.get())) {
+            return TransferResult{failure, 0};
         }
         isConnected = true;
     }

@@ -43,6 +43,20 @@ Delivery::~Delivery() {
     }
 }
 
+void Delivery::setAnswerPlaces(DWORD* transferred, DWORD* flags) noexcept {
+    transferredPlace = transferred;
+    flagsPlace = flags;
+}
+
+void Delivery::answerCaller(const TransferResult& result) const noexcept {
+    if (transferredPlace != nullptr) {
+        *transferredPlace = static_cast<DWORD>(result.bytes);
+    }
+    if (flagsPlace != nullptr) {
+        *flagsPlace = 0; // a stream has none to tell
+    }
+}
+
 void Delivery::begin() {
     std::atomic_ref(target->InternalHigh).store(0, std::memory_order_relaxed);
     std::atomic_ref(target->Internal).store(statusPending, std::memory_order_release);

@@ -40,6 +40,11 @@ public:
     bool isFor(const WaitingThread& other) const noexcept { return thread.get() == &other; }
     bool hasRoutine() const noexcept { return routine != nullptr; }
 
+    // Where a success at once is to be written, each perhaps null. The places are used by
+    // answerCaller and never afterwards: once the host has been told they may be gone.
+    void setAnswerPlaces(DWORD* transferred, DWORD* flags) noexcept;
+    void answerCaller(const TransferResult& result) const noexcept;
+
     // Marks the operation as pending and resets its event.
     void begin();
     // Tells whoever waits for the event or for routines that queue has this operation.
@@ -54,6 +59,8 @@ private:
     LPWSAOVERLAPPED_COMPLETION_ROUTINE routine = nullptr;
     std::shared_ptr<Event> event;
     std::shared_ptr<WaitingThread> thread;
+    DWORD* transferredPlace = nullptr;
+    DWORD* flagsPlace = nullptr;
     bool skipsPort = false;
     bool isWatched = false;
 };

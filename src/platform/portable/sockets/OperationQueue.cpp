@@ -44,6 +44,7 @@ std::optional<TransferResult> OperationQueue::postLocked(std::unique_ptr<Operati
             if (result->error != 0) {
                 operation->delivery.record(*result);
             } else {
+                operation->delivery.answerCaller(*result);
                 finish(std::move(operation), *result);
             }
             return result;
@@ -57,6 +58,7 @@ std::optional<TransferResult> OperationQueue::postLocked(std::unique_ptr<Operati
 
 void OperationQueue::deliver(Delivery& delivery, const TransferResult& result) {
     const std::lock_guard lock(mutex);
+    delivery.answerCaller(result);
     delivery.finish(result, binding);
 }
 

@@ -32,7 +32,7 @@ public:
     std::optional<TransferResult> postAccept(std::unique_ptr<AcceptOperation> operation,
                                              std::shared_ptr<OperationQueue> acceptQueue);
 
-    // Delivers the outcome of an operation that never stood in the queue.
+    // Delivers the success of an operation that never stood in the queue.
     void deliver(Delivery& delivery, const TransferResult& result);
 
     // Moves on what can move.

@@ -26,14 +26,12 @@ void store(DWORD* place, std::uint64_t value) {
     }
 }
 
-// What the caller of a receive gets to see: the count and, for the flags, none.
-int receiveResult(const TransferResult& result, DWORD* bytesReceived, DWORD* flags) {
-    if (result.error != 0) {
-        return fail(result.error);
+// What a posted operation returns; of a success the caller's variables tell already.
+int postResult(const std::optional<TransferResult>& result) {
+    if (!result) {
+        return fail(WSA_IO_PENDING);
     }
-    store(bytesReceived, result.bytes);
-    *flags = 0;
-    return 0;
+    return result->error != 0 ? fail(result->error) : 0;
 }
 
 int postReceive(int fd, std::vector<iovec> buffers, DWORD* bytesReceived, DWORD* flags,
@@ -46,8 +44,8 @@ int postReceive(int fd, std::vector<iovec> buffers, DWORD* bytesReceived, DWORD*
     if (const int error = operation->delivery.prepare(overlapped, routine)) {
         return fail(error);
     }
-    const auto result = queue->post(std::move(operation));
-    return result ? receiveResult(*result, bytesReceived, flags) : fail(WSA_IO_PENDING);
+    operation->delivery.setAnswerPlaces(bytesReceived, flags);
+    return postResult(queue->post(std::move(operation)));
 }
 
 // A send is done at once, whatever it takes, and its completion follows.
@@ -70,7 +68,7 @@ int sendAndDeliver(int fd, std::span<iovec> buffers, DWORD* bytesSent, DWORD fla
         delivery.record(result);
         return fail(result.error);
     }
-    store(bytesSent, result.bytes);
+    delivery.setAnswerPlaces(bytesSent, nullptr);
     queue->deliver(delivery, result);
     return 0;
 }
@@ -108,36 +106,47 @@ int postAccept(int listener, int place, const AcceptBuffer& output, DWORD* bytes
     if (const int error = operation->delivery.prepare(overlapped, nullptr)) {
         return fail(error);
     }
-    const auto result = queue->postAccept(std::move(operation), std::move(acceptQueue));
-    if (!result) {
-        return fail(WSA_IO_PENDING);
-    }
-    if (result->error != 0) {
-        return fail(result->error);
-    }
-    store(bytesReceived, result->bytes);
-    return 0;
+    operation->delivery.setAnswerPlaces(bytesReceived, nullptr);
+    return postResult(queue->postAccept(std::move(operation), std::move(acceptQueue)));
 }
 
-// Moves the queue on until the operation isn't in it any more.
+// A thread among those that a queue wakes, for the lifetime of this object.
+class QueueWait {
+public:
+    QueueWait(OperationQueue& waitedFor, WaitingThread& waitingThread)
+        : queue(waitedFor), thread(waitingThread) {
+        queue.addWaiter(thread);
+    }
+    QueueWait(const QueueWait&) = delete;
+    QueueWait& operator=(const QueueWait&) = delete;
+    ~QueueWait() { queue.removeWaiter(thread); }
+
+    // Moves the queue on until the operation isn't in it any more.
+    void run(const OVERLAPPED* overlapped) {
+        for (;;) {
+            thread.clearWakes();
+            queue.advance();
+            if (!queue.has(overlapped)) {
+                return;
+            }
+            std::vector<pollfd> entries{{thread.descriptor(), POLLIN, 0}};
+            queue.appendAwaited(entries);
+            poll(entries.data(), entries.size(), -1);
+        }
+    }
+
+private:
+    OperationQueue& queue;
+    WaitingThread& thread;
+};
+
 // Result: false with the cause in the last-error slot when the thread can't wait.
 bool waitFor(OperationQueue& queue, const OVERLAPPED* overlapped) {
     const auto thread = WaitingThread::current();
     if (!thread) {
         return false;
     }
-    queue.addWaiter(*thread);
-    for (;;) {
-        thread->clearWakes();
-        queue.advance();
-        if (!queue.has(overlapped)) {
-            break;
-        }
-        std::vector<pollfd> entries{{thread->descriptor(), POLLIN, 0}};
-        queue.appendAwaited(entries);
-        poll(entries.data(), entries.size(), -1);
-    }
-    queue.removeWaiter(*thread);
+    QueueWait(queue, *thread).run(overlapped);
     return true;
 }
 
@@ -163,7 +172,13 @@ int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, 
         return failWith(fd, error);
     }
     if (overlapped == nullptr) { // nothing to hand to a routine, either
-        return receiveResult(receiveInto(fd, copy, *flags), bytesReceived, flags);
+        const TransferResult result = receiveInto(fd, copy, *flags);
+        if (result.error != 0) {
+            return fail(result.error);
+        }
+        *flags = 0;
+        store(bytesReceived, result.bytes);
+        return 0;
     }
     try {
         return postReceive(fd, std::move(copy), bytesReceived, flags, *overlapped,

@@ -130,8 +130,11 @@ private:
     // doesn't ask for exceptions would then wait in vain: it finds the socket in its other sets.
     bool isReady(const pollfd& entry, std::size_t kind) {
         const bool isExceptional = entry.events == exceptional.asked;
-        const bool connectFailed =
-            (entry.revents & POLLERR) != 0 && SocketNotes::instance().isConnecting(entry.fd);
+        const bool hasFailed = (entry.revents & POLLERR) != 0;
+        if (!hasFailed && (entry.revents & POLLOUT) != 0) {
+            SocketNotes::instance().connectEnded(entry.fd); // a later failure is none of connect's
+        }
+        const bool connectFailed = hasFailed && SocketNotes::instance().isConnecting(entry.fd);
         if (connectFailed && (isExceptional || isAskedForExceptions(entry.fd))) {
             return isExceptional;
         }

@@ -43,8 +43,10 @@ std::shared_ptr<OperationQueue> SocketRegistry::take(int fd) {
 }
 
 void SocketRegistry::welcome(int fd) {
-    if (const auto stale = take(fd)) {
-        stale->close();
+    if (find(fd)) { // rare, and asked first because a look-up is all that others wait for
+        if (const auto stale = take(fd)) {
+            stale->close();
+        }
     }
     SocketNotes::instance().forget(fd);
 }
