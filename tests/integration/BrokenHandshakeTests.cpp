@@ -148,7 +148,7 @@ TEST(BrokenHandshake, dataBehindTheLastHandshakeRecordIsDroppedAndTheConnectionF
     meeting.relay = std::make_unique<Relay>(
         listener.port(), RelayPlan{.toClient = {.holdBehind = sizes.toClient - lastFlight,
                                                 .holdUntil = sizes.toClient + 1}});
-    std::thread serving([&] {
+    std::jthread serving([&] {
         meeting.server = answer(listener, Settings::serverSending(pki::localhost));
         meeting.server.say("banner");
     });

@@ -67,9 +67,9 @@ TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
         meet({.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
     ASSERT_TRUE(meeting.established());
     constexpr std::size_t total = 1 << 20;
-    std::thread sending([&] { sendPattern(meeting.client, total); });
-    std::thread sendingBack([&] { sendPattern(meeting.server, total); });
-    std::thread receivingBack([&] { receivePattern(meeting.client, total); });
+    std::jthread sending([&] { sendPattern(meeting.client, total); });
+    std::jthread sendingBack([&] { sendPattern(meeting.server, total); });
+    std::jthread receivingBack([&] { receivePattern(meeting.client, total); });
     const Pattern pattern;
     std::size_t right = 0;
     while (right < total && meeting.server.readable(patienceSeconds) == 1) {

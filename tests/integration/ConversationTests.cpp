@@ -31,8 +31,8 @@ void echo(Peer& peer) {
 // right.
 std::size_t roundTrip(Meeting& meeting, std::size_t total) {
     const Pattern pattern;
-    std::thread echoing([&] { echo(meeting.server); });
-    std::thread sending([&] {
+    std::jthread echoing([&] { echo(meeting.server); });
+    std::jthread sending([&] {
         constexpr std::size_t chunk = 262144;
         for (std::size_t sent = 0; sent < total; sent += chunk) {
             if (!meeting.client.say(pattern.at(sent, std::min(chunk, total - sent)))) {
@@ -107,7 +107,7 @@ TEST(Conversation, aLongSendArrivesWholeInOneWaitingReceive) {
     Meeting meeting = meetEncrypted();
     ASSERT_TRUE(meeting.established());
     const std::string text(Pattern{}.at(0, 200000));
-    std::thread sending([&] { meeting.client.say(text); });
+    std::jthread sending([&] { meeting.client.say(text); });
     EXPECT_EQ(meeting.server.hear(text.size()), text);
     sending.join();
 }
@@ -150,7 +150,7 @@ TEST(Conversation, waitAllBlocksUntilTheWholeAmountIsThere) {
     ASSERT_TRUE(meeting.established());
     ASSERT_TRUE(meeting.client.say("first,"));
     EXPECT_EQ(meeting.server.receive(6, msgPeek), "first,");
-    std::thread later([&] { meeting.client.say("second"); });
+    std::jthread later([&] { meeting.client.say("second"); });
     EXPECT_EQ(meeting.server.receive(12, msgWaitAll), "first,second");
     later.join();
 }
@@ -275,12 +275,14 @@ TEST(Conversation, aChangedByteOnTheWireIsNeverDelivered) {
 TEST(Conversation, aSecondConnectionReplacesTheFirstOnTheSameStack) {
     const Listener listener;
     Peer server;
-    std::thread serving([&] {
+    std::jthread serving([&] {
         Peer first = answer(listener, Settings::serverSending(pki::localhost));
+        first.hear(5);
         first.say("unread");
         server = answer(listener, Settings::serverSending(pki::localhost));
     });
     Peer client = dial(listener.port(), Settings::encrypted());
+    EXPECT_TRUE(client.say("ready"));
     EXPECT_EQ(client.receive(2), "un");
     sockaddr_storage address{};
     socklen_t length = sizeof address;

@@ -95,7 +95,7 @@ TEST(Overlapped, aReceiveThroughACompletionPortDeliversPlaintext) {
     const int posted = server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags,
                                              &overlapped, nullptr);
     EXPECT_TRUE(posted == 0 || platform::WSAGetLastError() == WSA_IO_PENDING);
-    std::thread sending([&] { meeting.client.say("through the port"); });
+    std::jthread sending([&] { meeting.client.say("through the port"); });
     ULONG_PTR key = 0;
     OVERLAPPED* finished = nullptr;
     EXPECT_EQ(
@@ -127,7 +127,7 @@ TEST(Overlapped, anAcceptThroughACompletionPortMakesTheConnectionSecure) {
                                addressSize, addressSize, &count, &overlapped);
     EXPECT_TRUE(done == TRUE || platform::WSAGetLastError() == WSA_IO_PENDING);
     Peer client;
-    std::thread calling([&] { client = dial(listener.port(), Settings::encrypted()); });
+    std::jthread calling([&] { client = dial(listener.port(), Settings::encrypted()); });
     ULONG_PTR key = 0;
     OVERLAPPED* finished = nullptr;
     EXPECT_EQ(
@@ -336,7 +336,7 @@ TEST(Overlapped, sixteenMebibytesComeThroughPostedReceives) {
     meeting.server.log->setMinimumSeverity(Severity::Error);
     const Pattern pattern;
     constexpr std::size_t total = std::size_t{16} << 20;
-    std::thread sending([&] {
+    std::jthread sending([&] {
         for (std::size_t sent = 0; sent < total; sent += 65536) {
             meeting.client.say(pattern.at(sent, 65536));
         }

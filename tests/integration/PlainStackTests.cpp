@@ -117,7 +117,7 @@ TEST(OpportunisticStack, startsInTheClearAndGoesOnEncrypted) {
     EXPECT_EQ(meeting.relay->captured(), "STARTTLS");
     resolve(meeting.server);
     int served = SOCKET_ERROR;
-    std::thread serving([&] { served = startOtls(meeting.server); });
+    std::jthread serving([&] { served = startOtls(meeting.server); });
     EXPECT_EQ(startOtls(meeting.client), 0);
     serving.join();
     EXPECT_EQ(served, 0);

@@ -84,7 +84,7 @@ TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
         GTEST_SKIP() << "no loopback of the sixth version: " << reason.what();
     }
     Peer server;
-    std::thread serving([&] {
+    std::jthread serving([&] {
         server = answer(*listener, Settings::serverSending(pki::localhost), Accepting::blocking);
     });
     Peer client = dial(listener->port(), Settings::encrypted(), "::1");
@@ -96,7 +96,7 @@ TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
 TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
     const Listener listener;
     Peer server;
-    std::thread serving(
+    std::jthread serving(
         [&] { server = answer(listener, Settings::serverSending(pki::otherName)); });
     Peer client;
     client.stack = instantiateSocketStrategy(*client.log, *Settings::encrypted().load(*client.log));
@@ -201,7 +201,7 @@ TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
     const Listener listener;
     Peer server;
     std::promise<bool> renamed;
-    std::thread serving([&] {
+    std::jthread serving([&] {
         const bool done = renameMachineOfThisThread();
         renamed.set_value(done);
         if (done) {

@@ -253,7 +253,7 @@ TEST(ForeignClient, aMebibyteFromOpenSslComesBackUnchanged) {
     Peer server = serve(listener);
     ASSERT_TRUE(server.established()) << client->output();
     const std::string text(Pattern{}.at(0, 1 << 20 | 1));
-    std::thread sending([&] { client->say(text); });
+    std::jthread sending([&] { client->say(text); });
     std::size_t echoed = 0;
     while (echoed < text.size()) {
         const auto heard = server.receive(100000);

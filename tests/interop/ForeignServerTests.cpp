@@ -161,7 +161,7 @@ TEST(ForeignServer, ofTls13AloneIsRefused) {
 
 TEST(ForeignServer, thatSpeaksNoTlsIsRefused) {
     const Listener listener;
-    std::thread speaking([&] {
+    std::jthread speaking([&] {
         Peer plain = answer(listener, Settings::plain());
         plain.say("220 a greeting in the clear\r\n");
         plain.receive(1000);

@@ -95,7 +95,7 @@ TEST(SplitStack, largeRecordsSurviveSmallReads) {
     Meeting meeting = meetSplit({.mostPerRead = 997, .mostPerWrite = 4099});
     ASSERT_TRUE(meeting.established());
     const std::string text(Pattern{}.at(0, 300000));
-    std::thread sending([&] { meeting.client.say(text); });
+    std::jthread sending([&] { meeting.client.say(text); });
     EXPECT_EQ(meeting.server.hear(text.size()), text);
     sending.join();
 }

@@ -102,7 +102,7 @@ Meeting meet(const Plan& plan) {
         meeting.relay = std::make_unique<Relay>(port, *plan.between);
         port = meeting.relay->port();
     }
-    std::thread serving(
+    std::jthread serving(
         [&] { meeting.server = answer(listener, plan.server, plan.accepting, plan.serverStack); });
     meeting.client = dial(port, plan.client, plan.host, plan.clientStack);
     serving.join();

@@ -1,8 +1,8 @@
 // An endless stream of known bytes, for transfers that are checked byte for byte.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <random>
 #include <string>
 #include <string_view>
@@ -25,8 +25,17 @@ public:
         return std::string_view(block).substr(position % period, size);
     }
 
+    // Whether the bytes, any number of them, are those of the stream from the position.
     bool matches(std::size_t position, std::string_view bytes) const {
-        return at(position, bytes.size()) == bytes;
+        while (!bytes.empty()) {
+            const std::size_t part = std::min(bytes.size(), period);
+            if (at(position, part) != bytes.substr(0, part)) {
+                return false;
+            }
+            position += part;
+            bytes.remove_prefix(part);
+        }
+        return true;
     }
 
     static constexpr std::size_t period = 1048573;
