@@ -79,6 +79,10 @@ protected:
     // Runs the handshake on socket and puts the new record in the place of the old one, which stays
     // if the handshake fails. Throws what the record's constructor throws.
     void secureConnection(bool serverRole, std::wstring target);
+    // Takes the oldest pending receive out of the queue and apart: all of the host's buffers, and
+    // of the shadow buffers only those that the transfer reached. The queue must not be empty.
+    void takePendingReceive(DWORD transferred, std::vector<WSABUF>& callerBuffers,
+                            std::vector<ShadowBuffer>& shadowBuffers);
 
     ILog& log;
     SslConfig config; // handed to every record
@@ -126,9 +130,6 @@ private:
     int postReceive(SOCKET s, const WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                     DWORD* flags, WSAOVERLAPPED* overlapped,
                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine);
-    // Takes the oldest entry apart; of its shadow buffers only those that the transfer reached.
-    void takePendingReceive(DWORD transferred, std::vector<WSABUF>& callerBuffers,
-                            std::vector<ShadowBuffer>& shadowBuffers);
     // Decrypts a completed receive into the host's buffers. Result: 0, -1 with the last error set,
     // or a status of the security package; delivered: the plaintext bytes, 0 after a failure.
     int finishPendingReceive(DWORD transferred, DWORD& delivered);

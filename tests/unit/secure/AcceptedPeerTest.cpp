@@ -1,0 +1,58 @@
+// Whose name is looked up when a connection has been accepted.
+#include "fakes/SecureConnection.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl {
+namespace {
+
+class AcceptedPeer : public testing::Test {
+protected:
+    AcceptedPeer() {
+        stage.make();
+        stage.arrive("client hello");
+    }
+
+    test::SecureStage<> stage;
+    sockaddr address{};
+    int length = 128;
+};
+
+TEST_F(AcceptedPeer, isLookedUpByTheAddressAndLengthThatTheLowerAcceptLeft) {
+    stage.lower->onAccept = [](SOCKET, sockaddr*, int* addrlen) {
+        *addrlen = 16;
+        return SOCKET{7};
+    };
+    stage.platform.GetNameInfoW = [this](const sockaddr* asked, int askedLength, wchar_t*, DWORD,
+                                         wchar_t*, DWORD, int) {
+        EXPECT_EQ(asked, &address);
+        EXPECT_EQ(askedLength, 16);
+        EXPECT_EQ(stage.platformCalls("AcceptSecurityContext"), 0) << "before the handshake";
+        return 0;
+    };
+    EXPECT_EQ(stage.strategy->accept(3, &address, &length), SOCKET{7});
+    EXPECT_EQ(stage.platformCalls("GetNameInfoW"), 1);
+    EXPECT_EQ(stage.platformCalls("AcceptSecurityContext"), 1);
+}
+
+TEST_F(AcceptedPeer, whoseNameCannotBeFoundIsAnErrorLineBesideASecureConnection) {
+    stage.lower->onAccept = [](auto...) { return SOCKET{7}; };
+    stage.platform.GetNameInfoW = [this](auto...) {
+        stage.platform.lastError = WSAHOST_NOT_FOUND;
+        return -1;
+    };
+    EXPECT_EQ(stage.strategy->accept(3, &address, &length), SOCKET{7});
+    EXPECT_EQ(stage.log.lines.front(),
+              (test::LogLine{Severity::Error, L"GetNameInfoW failed with: 11001 (text of 11001)"}));
+    ASSERT_NE(stage.strategy->record, nullptr);
+    EXPECT_EQ(stage.strategy->record->targetName, L"");
+}
+
+TEST_F(AcceptedPeer, isNotLookedUpWhenNothingWasAccepted) {
+    stage.lower->onAccept = [](auto...) { return INVALID_SOCKET; };
+    EXPECT_EQ(stage.strategy->accept(3, &address, &length), INVALID_SOCKET);
+    EXPECT_TRUE(stage.platform.calls.empty());
+}
+
+} // namespace
+} // namespace VexaSsl
