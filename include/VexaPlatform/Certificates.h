@@ -1,9 +1,15 @@
 // Where the portable platform finds certificates.
 //
-// A certificate folder holds two folders: my/ (the local machine's personal store: PEM files, or
-// PKCS#12 files named *.p12 or *.pfx, of certificates with their private keys) and root/ (PEM files
-// of further trust anchors beside the system's own bundle). Either may be missing. Files are read
-// anew when they change; a file that can't be read is skipped and never stops the others.
+// A certificate folder holds two folders, either of which may be missing:
+//   my/    the local machine's personal store. PEM files (*.pem, *.crt, *.cer) with a certificate,
+//          its private key, and the certificates to be sent with it; the key may lie beside it
+//          (x.pem and x.key). PKCS#12 files (*.p12, *.pfx) with an empty password or the one in
+//          the first line of a file beside it (x.p12 and x.p12.password). A certificate without a
+//          private key is no entry. Entries come in the order of the file names.
+//   root/  further trust anchors beside the system's own bundle: PEM files (*.pem, *.crt, *.cer).
+// Files are read anew when they change; a file that can't be read is skipped and never stops the
+// others. A private key that this account can't read, or that needs a pass phrase, is told of when
+// it is used; nobody is asked for the pass phrase.
 #pragma once
 
 #include <filesystem>

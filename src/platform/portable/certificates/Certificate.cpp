@@ -1,5 +1,7 @@
 #include "certificates/Certificate.h"
 
+#include "certificates/FileTime.h"
+
 #include <ctime>
 
 namespace VexaSsl::portable {
@@ -17,16 +19,10 @@ std::vector<BYTE> derOf(T* object, Encode encode) {
     return bytes;
 }
 
-// Counted in 100 nanoseconds since the year 1601. A time that can't be read becomes 0.
+// A time that can't be read becomes 0.
 FILETIME fileTimeOf(const ASN1_TIME* time) {
-    constexpr std::int64_t secondsTo1970 = 11'644'473'600;
-    constexpr std::int64_t unitsPerSecond = 10'000'000;
     std::tm parts{};
-    if (ASN1_TIME_to_tm(time, &parts) != 1)
-        return {};
-    const std::int64_t seconds = std::int64_t{timegm(&parts)} + secondsTo1970;
-    const auto units = static_cast<std::uint64_t>(seconds < 0 ? 0 : seconds * unitsPerSecond);
-    return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+    return ASN1_TIME_to_tm(time, &parts) == 1 ? fileTimeOf(timegm(&parts)) : FILETIME{};
 }
 
 } // namespace

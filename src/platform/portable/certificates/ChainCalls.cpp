@@ -3,6 +3,7 @@
 
 #include "base/BaseErrors.h"
 #include "certificates/Chain.h"
+#include "certificates/FileTime.h"
 
 namespace VexaSsl::portable {
 namespace {
@@ -40,19 +41,12 @@ bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
     return false;
 }
 
-std::optional<std::time_t> timeOf(const FILETIME* time) {
-    constexpr std::int64_t secondsTo1970 = 11'644'473'600;
-    constexpr std::uint64_t unitsPerSecond = 10'000'000;
-    if (!time)
-        return std::nullopt;
-    const std::uint64_t units = std::uint64_t{time->dwHighDateTime} << 32 | time->dwLowDateTime;
-    return static_cast<std::time_t>(units / unitsPerSecond) - secondsTo1970;
-}
-
 // The size field of the parameters isn't looked at: the caller may leave it zero.
 ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
                        const CERT_CHAIN_PARA* parameters) {
-    ChainRequest request{{}, timeOf(time), Store::of(additional)};
+    ChainRequest request{{}, std::nullopt, Store::of(additional)};
+    if (time)
+        request.time = timeOf(*time);
     if (parameters) {
         const CERT_ENHKEY_USAGE& usage = parameters->RequestedUsage.Usage;
         request.usages.assign(usage.rgpszUsageIdentifier,
