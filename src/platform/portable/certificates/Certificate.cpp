@@ -20,7 +20,7 @@ std::vector<BYTE> derOf(T* object, Encode encode) {
 }
 
 // A time that can't be read becomes 0.
-FILETIME fileTimeOf(const ASN1_TIME* time) {
+FILETIME fileTimeOfAsn1(const ASN1_TIME* time) {
     std::tm parts{};
     return ASN1_TIME_to_tm(time, &parts) == 1 ? fileTimeOf(timegm(&parts)) : FILETIME{};
 }
@@ -42,8 +42,8 @@ Certificate::Certificate(X509Pointer given, Companions with)
     certificateInfo.dwVersion = static_cast<DWORD>(X509_get_version(x));
     certificateInfo.SerialNumber = blobOf(serialNumber);
     certificateInfo.Issuer = blobOf(issuer);
-    certificateInfo.NotBefore = fileTimeOf(X509_get0_notBefore(x));
-    certificateInfo.NotAfter = fileTimeOf(X509_get0_notAfter(x));
+    certificateInfo.NotBefore = fileTimeOfAsn1(X509_get0_notBefore(x));
+    certificateInfo.NotAfter = fileTimeOfAsn1(X509_get0_notAfter(x));
     certificateInfo.Subject = blobOf(subject);
 }
 
