@@ -54,5 +54,23 @@ TEST_F(AcceptedPeer, isNotLookedUpWhenNothingWasAccepted) {
     EXPECT_TRUE(stage.platform.calls.empty());
 }
 
+TEST_F(AcceptedPeer, withoutAnAddressHasNoNameEvenAfterALookUp) {
+    stage.lower->onAccept = [](auto...) { return SOCKET{7}; };
+    stage.resolve("resolved");
+    stage.strategy->accept(3, nullptr, nullptr);
+    ASSERT_NE(stage.strategy->record, nullptr);
+    EXPECT_EQ(stage.strategy->record->targetName, L"");
+}
+
+TEST_F(AcceptedPeer, ofACompletedAcceptExHasNoNameEvenAfterALookUp) {
+    stage.lower->onAcceptEx = [](auto...) { return TRUE; };
+    stage.resolve("resolved");
+    stage.strategy->AcceptEx(3, 7, nullptr, 0, 32, 32, nullptr, nullptr);
+    EXPECT_EQ(stage.strategy->completeAcceptEx(), 0);
+    EXPECT_EQ(stage.platformCalls("GetNameInfoW"), 0);
+    ASSERT_NE(stage.strategy->record, nullptr);
+    EXPECT_EQ(stage.strategy->record->targetName, L"");
+}
+
 } // namespace
 } // namespace VexaSsl
