@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cwctype>
+#include <type_traits>
 
 namespace VexaSsl {
 
@@ -17,7 +18,7 @@ wchar_t fold(wchar_t unit) {
 }
 
 std::uint64_t hashUnit(std::uint64_t hash, wchar_t unit) {
-    auto rest = static_cast<std::uint64_t>(unit);
+    std::uint64_t rest = static_cast<std::make_unsigned_t<wchar_t>>(unit);
     for (std::size_t byte = 0; byte < sizeof unit; ++byte) {
         hash = (hash ^ (rest & 0xFF)) * prime;
         rest >>= bitsOfByte;

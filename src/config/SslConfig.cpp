@@ -11,7 +11,7 @@ namespace {
 
 // The section of the connection, or else the one of the entry Default; empty when there is neither.
 std::wstring sectionOfConnection(const ITwoLevelConfig& source, const std::wstring& connection) {
-    const std::wstring own = source.getValue(Definition::ConnectionsSection, connection);
+    std::wstring own = source.getValue(Definition::ConnectionsSection, connection);
     if (!own.empty()) {
         return own;
     }
@@ -23,7 +23,7 @@ std::wstring sectionOfConnection(const ITwoLevelConfig& source, const std::wstri
 
 SslConfig::SslConfig(ILog& sink, const std::wstring& connectionName)
     : log(sink), options(Definition::DefaultOptions) {
-    setValue(Definition::InternalOnlyUtilityOptions::ConnectionName, connectionName);
+    options[Definition::InternalOnlyUtilityOptions::ConnectionName] = connectionName;
 }
 
 SslConfig::SslConfig(ILog& sink, const ITwoLevelConfig& source, const std::wstring& connectionName)
@@ -65,6 +65,7 @@ void SslConfig::setValue(const std::wstring& key, const std::wstring& value) {
 // An empty value can't be told from a missing one, so a file can't set an option to nothing. A
 // section that the source doesn't have looks like one with nothing in it.
 void SslConfig::readSection(const ITwoLevelConfig& source, const std::wstring& sectionName) {
+    const std::wstring prefix = sectionName + L".";
     for (auto& [name, value] : options) {
         if (Definition::FileUnreadableOptions.contains(name)) {
             continue;
@@ -73,7 +74,7 @@ void SslConfig::readSection(const ITwoLevelConfig& source, const std::wstring& s
         if (!given.empty()) {
             value = std::move(given);
         } else if (!Definition::SilentlyDefaultedOptions.contains(name)) {
-            logDefaulted(sectionName + L"." + name, value);
+            logDefaulted(prefix + name, value);
         }
     }
 }

@@ -96,8 +96,8 @@ bool SslLog::shouldLog(Severity severity) const {
 void SslLog::writeLine(Severity severity, const std::wstring& text) {
     const std::wstring line = tagOf(severity) + (L" " + text);
     *stream << line << std::endl;
-    // An earlier line may have failed the console, and so may the host: that must not silence it for
-    // ever. (A host that unties wcout from stdio gets the file's behaviour there too.)
+    // An earlier line may have failed the console, and so may the host: that must not silence it
+    // for ever. (A host that unties wcout from stdio gets the file's behaviour there too.)
     std::wcout.clear();
     std::wcout << line << std::endl;
     if (severity >= Severity::Warning) {
