@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -69,8 +68,7 @@ TEST_P(CalledSuite, worksWithAnOpenSslServer) {
     Peer client = dial(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
-    EXPECT_TRUE(server.program->shows("CIPHER is " + GetParam().openSsl) ||
-                server.program->shows("Ciphersuite: " + GetParam().openSsl))
+    EXPECT_TRUE(server.program->shows("Ciphersuite: " + GetParam().openSsl))
         << server.program->output();
 }
 
@@ -259,17 +257,35 @@ TEST(ForeignServer, aRequestToRenegotiateIsTheEndOfTheStream) {
                 Contains(info(L"Renegotiate request received")));
 }
 
-TEST(ForeignServer, anOrderlyClosureIsTheEndOfTheStreamAndAnErrorLine) {
+// The server ends the TLS stream behind its answer and keeps the socket open. A receive that meets
+// the closure ends with nothing and leaves what came before it to the next one.
+TEST(ForeignServer, anOrderlyClosureIsAnErrorLineAndLosesNoData) {
     VEXASSL_NEEDS("openssl");
-    const ForeignServer server = openSslServer("server-rsa");
+    const ForeignServer server = openSslServer("server-rsa", {"-www"});
     Peer client = dial(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
-    ASSERT_TRUE(client.say("hello\n"));
-    ASSERT_TRUE(server.program->shows("hello"));
-    ASSERT_TRUE(server.program->say("Q\n"));
-    EXPECT_EQ(client.receive(100), "");
+    ASSERT_TRUE(client.say("GET / HTTP/1.0\r\n\r\n"));
+    std::string page;
+    for (int ends = 0; ends == 0 || page.find("</HTML>") == std::string::npos;) {
+        const auto heard = client.receive(100000);
+        ASSERT_TRUE(heard.has_value());
+        page += *heard;
+        ends += heard->empty() ? 1 : 0;
+    }
+    EXPECT_THAT(page, HasSubstr("HTTP/1.0 200 ok"));
+    EXPECT_THAT(page, HasSubstr("</HTML>"));
     EXPECT_THAT(client.log->linesFrom(Severity::Warning),
                 ElementsAre(systemError(L"DecryptMessage", 0x00090317)));
+}
+
+// A line of that many printable bytes, its end included. The peer's echo goes line by line.
+std::string lineOf(const Pattern& pattern, std::size_t position, std::size_t size) {
+    std::string line(pattern.at(position, size));
+    for (char& byte : line) {
+        byte = static_cast<char>('a' + (static_cast<unsigned char>(byte) % 26));
+    }
+    line.back() = '\n';
+    return line;
 }
 
 TEST(ForeignServer, aQuarterMebibyteThroughGnuTlsComesBackUnchanged) {
@@ -279,10 +295,9 @@ TEST(ForeignServer, aQuarterMebibyteThroughGnuTlsComesBackUnchanged) {
     ASSERT_TRUE(client.established()) << server.program->output();
     const Pattern pattern;
     for (std::size_t sent = 0; sent < 262144; sent += 8192) {
-        std::string block(pattern.at(sent, 8192));
-        std::ranges::replace(block, '\r', '.'); // its echo leaves carriage returns out
-        ASSERT_TRUE(client.say(block));
-        ASSERT_EQ(client.hear(block.size()), block) << "at " << sent;
+        const std::string line = lineOf(pattern, sent, 8192);
+        ASSERT_TRUE(client.say(line));
+        ASSERT_EQ(client.hear(line.size()), line) << "at " << sent;
     }
 }
 
