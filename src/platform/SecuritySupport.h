@@ -14,9 +14,10 @@ SECURITY_STATUS EnumerateSecurityPackagesW(ULONG* count, SecPkgInfoW** packages)
 
 // package is "Microsoft Unified Security Protocol Provider", authData a SCHANNEL_CRED with none or
 // one certificate, use SECPKG_CRED_INBOUND or SECPKG_CRED_OUTBOUND. SEC_E_UNKNOWN_CREDENTIALS when
-// the certificate's private key can't be read, SEC_E_NO_CREDENTIALS for an inbound use without a
-// certificate that has one, SEC_E_SECPKG_NOT_FOUND, SEC_E_INSUFFICIENT_MEMORY,
-// SEC_E_INTERNAL_ERROR.
+// the certificate's private key can't be read or used, SEC_E_NO_CREDENTIALS for a certificate
+// without one and for an inbound use without a certificate, SEC_E_ALGORITHM_MISMATCH for a
+// certificate that is too weak, SEC_E_SECPKG_NOT_FOUND, SEC_E_UNSUPPORTED_FUNCTION,
+// SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR.
 SECURITY_STATUS AcquireCredentialsHandleW(wchar_t* principal, wchar_t* package, ULONG use,
                                           void* logonId, void* authData, SEC_GET_KEY_FN keyFunction,
                                           void* keyArgument, CredHandle* credential,
@@ -37,8 +38,9 @@ SECURITY_STATUS FreeCredentialsHandle(CredHandle* credential);
 //   SEC_E_WRONG_PRINCIPAL, SEC_E_UNTRUSTED_ROOT, SEC_E_CERT_EXPIRED, SEC_E_CERT_WRONG_USAGE,
 //   SEC_E_CERT_UNKNOWN          the server's certificate is refused
 //   SEC_E_ILLEGAL_MESSAGE, SEC_E_DECRYPT_FAILURE, SEC_E_MESSAGE_ALTERED, SEC_E_ALGORITHM_MISMATCH,
-//   SEC_E_UNSUPPORTED_FUNCTION, SEC_E_INVALID_TOKEN, SEC_E_INVALID_HANDLE,
-//   SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR   the rest of the failures
+//   SEC_E_UNSUPPORTED_FUNCTION, SEC_E_INVALID_TOKEN, SEC_E_INVALID_HANDLE, SEC_E_NO_CREDENTIALS,
+//   SEC_E_LOGON_DENIED, SEC_E_CONTEXT_EXPIRED, SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR
+//                               the rest of the failures; the peer's alerts give these too
 // A failing status brings no token; a context that was made stays the caller's to delete.
 SECURITY_STATUS InitializeSecurityContextW(CredHandle* credential, CtxtHandle* context,
                                            wchar_t* targetName, ULONG requirements, ULONG reserved1,
@@ -59,9 +61,12 @@ SECURITY_STATUS AcceptSecurityContext(CredHandle* credential, CtxtHandle* contex
 // when the peer sent none. Anything else: SEC_E_UNSUPPORTED_FUNCTION.
 SECURITY_STATUS QueryContextAttributesW(CtxtHandle* context, ULONG attribute, void* buffer);
 
-// Protects one record in place. Buffers: STREAM_HEADER (cbHeader bytes), DATA (at most
+// Protects one record in place. Buffers: STREAM_HEADER (cbHeader bytes), DATA (1 to
 // cbMaximumMessage), STREAM_TRAILER (cbTrailer), EMPTY, adjacent in this order. On success the
-// header and trailer sizes are those used; the trailer may have shrunk.
+// header and trailer sizes are those used; the trailer may have shrunk. Not every binding can make
+// an empty record: no DATA bytes may give SEC_E_UNSUPPORTED_FUNCTION, which harms nothing.
+// SEC_E_BUFFER_TOO_SMALL, SEC_E_INVALID_TOKEN (too much DATA), SEC_E_INVALID_HANDLE,
+// SEC_E_ENCRYPT_FAILURE, SEC_E_INSUFFICIENT_MEMORY; after a failed DecryptMessage its status.
 SECURITY_STATUS EncryptMessage(CtxtHandle* context, ULONG qualityOfProtection,
                                SecBufferDesc* message, ULONG sequence);
 

@@ -1,7 +1,7 @@
 #include "platform/SecuritySupport.h"
 
-#include "security/Context.h"
 #include "security/PackageCall.h"
+#include "security/TlsConnection.h"
 
 namespace VexaSsl {
 namespace {
@@ -27,7 +27,7 @@ SECURITY_STATUS makePeerCertificate(const SSL* ssl, PCCERT_CONTEXT& certificate)
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
 
-SECURITY_STATUS query(const Context& context, ULONG attribute, void* buffer) {
+SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffer) {
     switch (attribute) {
     case SECPKG_ATTR_STREAM_SIZES:
         writeStreamSizes(context.shape, *static_cast<SecPkgContext_StreamSizes*>(buffer));
@@ -39,7 +39,7 @@ SECURITY_STATUS query(const Context& context, ULONG attribute, void* buffer) {
     }
 }
 
-bool hasAttributes(const Context& context) {
+bool hasAttributes(const TlsConnection& context) {
     return context.stage == Stage::established || context.stage == Stage::closed;
 }
 
@@ -48,7 +48,7 @@ bool hasAttributes(const Context& context) {
 SECURITY_STATUS platform::QueryContextAttributesW(CtxtHandle* context, ULONG attribute,
                                                   void* buffer) {
     return packageCall([&]() -> SECURITY_STATUS {
-        const std::shared_ptr<Context> found = objectOf<Context>(context);
+        const std::shared_ptr<TlsConnection> found = objectOf<TlsConnection>(context);
         if (!found)
             return SEC_E_INVALID_HANDLE;
         const std::lock_guard lock(found->guarding);

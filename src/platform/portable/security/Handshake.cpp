@@ -28,7 +28,7 @@ RecordShape shapeOf(const SSL* ssl) {
             .maximumMessage = maximumMessageOf(ssl)};
 }
 
-SECURITY_STATUS establish(Context& context) {
+SECURITY_STATUS establish(TlsConnection& context) {
     // Something more in the record that held the peer's last handshake message.
     if (SSL_has_pending(context.ssl.get()))
         return context.fail(SEC_E_ILLEGAL_MESSAGE);
@@ -37,7 +37,7 @@ SECURITY_STATUS establish(Context& context) {
     return SEC_E_OK;
 }
 
-SECURITY_STATUS step(Context& context) {
+SECURITY_STATUS step(TlsConnection& context) {
     SSL* ssl = context.ssl.get();
     const int result = SSL_do_handshake(ssl);
     if (result == 1)
@@ -56,13 +56,13 @@ SECURITY_STATUS step(Context& context) {
 }
 
 // The first step, which needs no input: a client's start, or going on without a certificate.
-bool needsNoInput(const Context& context, ByteView records) {
+bool needsNoInput(const TlsConnection& context, ByteView records) {
     return records.empty() || context.askedForCertificate;
 }
 
 } // namespace
 
-SECURITY_STATUS advanceHandshake(Context& context, ByteView records, Token& token,
+SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token& token,
                                  std::size_t& consumed) {
     consumed = context.consumedBefore;
     if (consumed > records.size())

@@ -54,7 +54,7 @@ struct Negotiation {
     bool isFirst() const { return isNone(context); }
 };
 
-ULONG attributesOf(const Negotiation& call, const Context& context) {
+ULONG attributesOf(const Negotiation& call, const TlsConnection& context) {
     ULONG held = call.bits().whileNegotiating;
     if (context.stage == Stage::established) {
         held |= call.bits().whenEstablished;
@@ -65,8 +65,8 @@ ULONG attributesOf(const Negotiation& call, const Context& context) {
 }
 
 SECURITY_STATUS startContext(const Negotiation& call, const Credentials& credentials,
-                             std::shared_ptr<Context>& context) {
-    auto started = std::make_shared<Context>(credentials);
+                             std::shared_ptr<TlsConnection>& context) {
+    auto started = std::make_shared<TlsConnection>(credentials);
     if (call.role == Role::client) {
         const std::optional<TargetName> target = TargetName::parse(call.targetName);
         if (!target)
@@ -81,15 +81,15 @@ SECURITY_STATUS startContext(const Negotiation& call, const Credentials& credent
 }
 
 // Finds the context of the call, null for a first one.
-SECURITY_STATUS findContext(const Negotiation& call, std::shared_ptr<Context>& context) {
+SECURITY_STATUS findContext(const Negotiation& call, std::shared_ptr<TlsConnection>& context) {
     if (call.isFirst())
         return call.newContext ? SEC_E_OK : SEC_E_INVALID_HANDLE;
-    context = objectOf<Context>(call.context);
+    context = objectOf<TlsConnection>(call.context);
     return context && context->role == call.role ? SEC_E_OK : SEC_E_INVALID_HANDLE;
 }
 
 // Whether the context takes part in a handshake. The guard is held.
-SECURITY_STATUS judgeStage(const Context& context) {
+SECURITY_STATUS judgeStage(const TlsConnection& context) {
     switch (context.stage) {
     case Stage::negotiating:
         return SEC_E_OK;
@@ -127,7 +127,7 @@ void handOver(Token& token, SecBuffer& entry) {
 }
 
 // What a step that did not fail gives to the caller.
-void report(const Negotiation& call, const Context& context, Received unused, Token& token) {
+void report(const Negotiation& call, const TlsConnection& context, Received unused, Token& token) {
     handOver(token, *findEntry(call.output, SECBUFFER_TOKEN));
     if (context.stage == Stage::established && !unused.empty()) {
         tell(call.input, SECBUFFER_EXTRA, unused.size(), unused.data());
@@ -136,7 +136,7 @@ void report(const Negotiation& call, const Context& context, Received unused, To
         *call.attributes = attributesOf(call, context);
 }
 
-SECURITY_STATUS advance(const Negotiation& call, Context& context, Received received) {
+SECURITY_STATUS advance(const Negotiation& call, TlsConnection& context, Received received) {
     const std::lock_guard lock(context.guarding);
     if (const SECURITY_STATUS status = judgeStage(context); status != SEC_E_OK)
         return status;
@@ -158,7 +158,7 @@ SECURITY_STATUS advance(const Negotiation& call, Context& context, Received rece
 SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, Received received) {
     if (const SECURITY_STATUS status = judgeInput(call, received); status != SEC_E_OK)
         return status;
-    std::shared_ptr<Context> context;
+    std::shared_ptr<TlsConnection> context;
     if (const SECURITY_STATUS status = startContext(call, credentials, context); status != SEC_E_OK)
         return status;
     const CtxtHandle handle = addHandle(context);
@@ -166,7 +166,7 @@ SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, R
     if (status >= 0)
         *call.newContext = handle;
     else
-        dropHandle<Context>(&handle);
+        dropHandle<TlsConnection>(&handle);
     return status;
 }
 
@@ -180,7 +180,7 @@ SECURITY_STATUS negotiate(const Negotiation& call) {
         return SEC_E_INVALID_HANDLE;
     if (credentials->role != call.role)
         return SEC_E_NO_CREDENTIALS;
-    std::shared_ptr<Context> context;
+    std::shared_ptr<TlsConnection> context;
     if (const SECURITY_STATUS status = findContext(call, context); status != SEC_E_OK)
         return status;
     // Tokens into the caller's own memory have no use here.
@@ -237,7 +237,7 @@ SECURITY_STATUS platform::AcceptSecurityContext(CredHandle* credential, CtxtHand
 }
 
 SECURITY_STATUS platform::DeleteSecurityContext(CtxtHandle* context) {
-    return packageCall([&] { return dropHandle<Context>(context); });
+    return packageCall([&] { return dropHandle<TlsConnection>(context); });
 }
 
 } // namespace VexaSsl

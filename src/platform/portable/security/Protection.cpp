@@ -28,7 +28,8 @@ SECURITY_STATUS statusWithoutData(ContentType type) {
     return type == ContentType::handshake ? SEC_I_RENEGOTIATE : SEC_E_OK;
 }
 
-SECURITY_STATUS statusOfRead(Context& context, ContentType type, int result) {
+// Must be asked while the side is muted: the note of a closure is part of what muting sets.
+SECURITY_STATUS statusOfRead(TlsConnection& context, ContentType type, int result) {
     switch (SSL_get_error(context.ssl.get(), result)) {
     case SSL_ERROR_NONE:
         return SEC_E_OK;
@@ -44,8 +45,8 @@ SECURITY_STATUS statusOfRead(Context& context, ContentType type, int result) {
 
 } // namespace
 
-SECURITY_STATUS protectRecord(Context& context, RecordAreas::Area header, RecordAreas::Area data,
-                              RecordAreas::Area trailer) {
+SECURITY_STATUS protectRecord(TlsConnection& context, RecordAreas::Area header,
+                              RecordAreas::Area data, RecordAreas::Area trailer) {
     // OpenSSL takes the plaintext into a buffer of its own before anything is written.
     RecordAreas areas(header, data, trailer);
     context.wire.writeTo(&areas);
@@ -58,7 +59,7 @@ SECURITY_STATUS protectRecord(Context& context, RecordAreas::Area header, Record
     return context.fail(outOfMemory ? status : SEC_E_ENCRYPT_FAILURE);
 }
 
-SECURITY_STATUS openRecord(Context& context, std::span<unsigned char> record,
+SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
                            std::span<unsigned char>& plaintext) {
     SSL* ssl = context.ssl.get();
     const auto type = static_cast<ContentType>(record[0]);
@@ -67,11 +68,8 @@ SECURITY_STATUS openRecord(Context& context, std::span<unsigned char> record,
     const std::size_t ahead = std::min(context.shape.headerSize, record.size() - 1);
     const std::span<unsigned char> place = record.subspan(ahead);
     context.wire.feed(record);
-    int result = 0;
-    {
-        const MutedSide muted(ssl);
-        result = SSL_read(ssl, place.data(), static_cast<int>(place.size()));
-    }
+    const MutedSide muted(ssl);
+    const int result = SSL_read(ssl, place.data(), static_cast<int>(place.size()));
     context.wire.feed({});
     const SECURITY_STATUS status = statusOfRead(context, type, result);
     if (status == SEC_E_OK)

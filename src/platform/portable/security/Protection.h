@@ -1,22 +1,22 @@
-// Protecting and opening one record of an established connection. The context's guard is held by
+// Protecting and opening one record of an established connection. The connection's guard is held by
 // the caller.
 #pragma once
 
-#include "security/Context.h"
+#include "security/TlsConnection.h"
 
 namespace VexaSsl::portable {
 
 // Writes one record with the bytes of data (1 to shape.maximumMessage of them) into the three
 // areas, which hold exactly shape.headerSize, data's and shape.trailerSize bytes; data is where the
 // plaintext lies. Result: SEC_E_OK, or a status after which the connection has failed.
-SECURITY_STATUS protectRecord(Context& context, RecordAreas::Area header, RecordAreas::Area data,
-                              RecordAreas::Area trailer);
+SECURITY_STATUS protectRecord(TlsConnection& context, RecordAreas::Area header,
+                              RecordAreas::Area data, RecordAreas::Area trailer);
 
 // Opens one whole record in place. plaintext is the part of it that holds the plaintext, maybe
 // empty; it is set for SEC_E_OK only. SEC_I_CONTEXT_EXPIRED: the peer's closure.
 // SEC_I_RENEGOTIATE: an authentic handshake message, which is not acted on. Anything else: the
 // connection has failed.
-SECURITY_STATUS openRecord(Context& context, std::span<unsigned char> record,
+SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
                            std::span<unsigned char>& plaintext);
 
 } // namespace VexaSsl::portable

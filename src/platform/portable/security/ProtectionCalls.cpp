@@ -16,13 +16,13 @@ constexpr std::size_t trailerEntry = 2;
 constexpr std::size_t extraEntry = 3;
 constexpr std::size_t entryCount = 4;
 
-SECURITY_STATUS judgeForProtecting(const Context& context) {
+SECURITY_STATUS judgeForProtecting(const TlsConnection& context) {
     if (context.stage == Stage::negotiating)
         return SEC_E_INVALID_HANDLE;
     return context.stage == Stage::failed ? context.failure : SEC_E_OK;
 }
 
-SECURITY_STATUS protect(Context& context, SecBufferDesc* message) {
+SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
     if (const SECURITY_STATUS status = judgeForProtecting(context); status != SEC_E_OK)
         return status;
     SecBuffer* header = findEntry(message, SECBUFFER_STREAM_HEADER);
@@ -47,7 +47,7 @@ SECURITY_STATUS protect(Context& context, SecBufferDesc* message) {
     return status;
 }
 
-SECURITY_STATUS judgeForOpening(const Context& context) {
+SECURITY_STATUS judgeForOpening(const TlsConnection& context) {
     if (context.stage == Stage::closed)
         return SEC_I_CONTEXT_EXPIRED;
     return judgeForProtecting(context);
@@ -67,7 +67,7 @@ void takeApart(std::span<SecBuffer> entries, std::span<unsigned char> record,
         setEntry(entries[extraEntry], SECBUFFER_EXTRA, behind.size(), behind.data());
 }
 
-SECURITY_STATUS open(Context& context, SecBufferDesc* message) {
+SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
     if (const SECURITY_STATUS status = judgeForOpening(context); status != SEC_E_OK)
         return status;
     const std::span<SecBuffer> entries = entriesOf(message);
@@ -93,7 +93,7 @@ SECURITY_STATUS open(Context& context, SecBufferDesc* message) {
 template <class Operation>
 SECURITY_STATUS callOn(CtxtHandle* handle, Operation operation) {
     return packageCall([&]() -> SECURITY_STATUS {
-        const std::shared_ptr<Context> context = objectOf<Context>(handle);
+        const std::shared_ptr<TlsConnection> context = objectOf<TlsConnection>(handle);
         if (!context)
             return SEC_E_INVALID_HANDLE;
         const std::lock_guard lock(context->guarding);
@@ -105,14 +105,14 @@ SECURITY_STATUS callOn(CtxtHandle* handle, Operation operation) {
 
 SECURITY_STATUS platform::EncryptMessage(CtxtHandle* context, ULONG, SecBufferDesc* message,
                                          ULONG) {
-    return callOn(context, [message](Context& found) { return protect(found, message); });
+    return callOn(context, [message](TlsConnection& found) { return protect(found, message); });
 }
 
 SECURITY_STATUS platform::DecryptMessage(CtxtHandle* context, SecBufferDesc* message, ULONG,
                                          ULONG* qualityOfProtection) {
     if (qualityOfProtection)
         *qualityOfProtection = 0;
-    return callOn(context, [message](Context& found) { return open(found, message); });
+    return callOn(context, [message](TlsConnection& found) { return open(found, message); });
 }
 
 } // namespace VexaSsl

@@ -45,7 +45,8 @@ BorrowingStack stackOf(const std::vector<X509*>& certificates) {
     return stack;
 }
 
-// Why OpenSSL doesn't take a certificate: too weak, no memory, or of no use for TLS.
+// Why OpenSSL doesn't take a certificate: too weak, no memory, another certificate's key, or of no
+// use for TLS.
 SECURITY_STATUS statusOfRefusedCertificate() {
     const SECURITY_STATUS status = statusOfFailure(nullptr);
     const bool tellsWhy = status == SEC_E_ALGORITHM_MISMATCH || status == SEC_E_INSUFFICIENT_MEMORY;
@@ -53,14 +54,10 @@ SECURITY_STATUS statusOfRefusedCertificate() {
 }
 
 SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
-    X509* shown = x509Of(certificate);
-    EVP_PKEY* key = privateKeyOf(certificate);
-    if (X509_check_private_key(shown, key) != 1)
-        return SEC_E_UNKNOWN_CREDENTIALS;
     const BorrowingStack helpers = stackOf(helpersOf(certificate));
     constexpr int replaceWhatIsThere = 1;
-    const int taken =
-        SSL_CTX_use_cert_and_key(context, shown, key, helpers.get(), replaceWhatIsThere);
+    const int taken = SSL_CTX_use_cert_and_key(
+        context, x509Of(certificate), privateKeyOf(certificate), helpers.get(), replaceWhatIsThere);
     return taken == 1 ? SEC_E_OK : statusOfRefusedCertificate();
 }
 

@@ -29,9 +29,9 @@ struct RecordShape {
     std::size_t maximumMessage = 0;
 };
 
-struct Context {
+struct TlsConnection {
     // A connection that hasn't begun. Throws std::bad_alloc.
-    explicit Context(const Credentials& credentials);
+    explicit TlsConnection(const Credentials& credentials);
 
     // Marks the connection as failed. Result: the status, which every later call gives again.
     SECURITY_STATUS fail(SECURITY_STATUS status) noexcept;

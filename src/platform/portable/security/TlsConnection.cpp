@@ -1,4 +1,4 @@
-#include "security/Context.h"
+#include "security/TlsConnection.h"
 
 namespace VexaSsl::portable {
 namespace {
@@ -7,12 +7,12 @@ namespace {
 int provideCertificate(SSL*, void* context) noexcept {
     constexpr int goOn = 1;
     constexpr int stop = -1;
-    return static_cast<const Context*>(context)->mayGoWithoutCertificate ? goOn : stop;
+    return static_cast<const TlsConnection*>(context)->mayGoWithoutCertificate ? goOn : stop;
 }
 
 } // namespace
 
-Context::Context(const Credentials& credentials)
+TlsConnection::TlsConnection(const Credentials& credentials)
     : role(credentials.role), ssl(orOutOfMemory(SslPointer(SSL_new(credentials.settings.get())))) {
     BIO* bio = wire.makeBio().release();
     SSL_set_bio(ssl.get(), bio, bio);
@@ -25,7 +25,7 @@ Context::Context(const Credentials& credentials)
         SSL_set_cert_cb(ssl.get(), provideCertificate, this);
 }
 
-SECURITY_STATUS Context::fail(SECURITY_STATUS status) noexcept {
+SECURITY_STATUS TlsConnection::fail(SECURITY_STATUS status) noexcept {
     stage = Stage::failed;
     failure = status;
     return status;

@@ -1,0 +1,207 @@
+// Client authentication: the server asks, takes any certificate or none, and hands the peer's
+// certificate with its chain to the library.
+#include "contract/security/RawPeer.h"
+#include "contract/security/TestCertificates.h"
+#include "platform/CryptoApi.h"
+#include "platform/SecuritySupport.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl::test {
+namespace {
+
+constexpr ULONG askingServer = serverRequirements | ASC_REQ_MUTUAL_AUTH;
+
+class ClientCertificate : public ::testing::Test {
+protected:
+    struct Peer {
+        SECURITY_STATUS status = SEC_E_OK;
+        Bytes encoded = {};
+        std::size_t inStore = 0;
+    };
+
+    // What the attribute of the peer's certificate gives, and how many lie in its store.
+    static Peer peerOf(Side& side) {
+        Peer peer;
+        PCCERT_CONTEXT certificate = nullptr;
+        peer.status = platform::QueryContextAttributesW(
+            side.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
+        if (!certificate)
+            return peer;
+        peer.encoded = {certificate->pbCertEncoded,
+                        certificate->pbCertEncoded + certificate->cbCertEncoded};
+        PCCERT_CONTEXT walked = nullptr;
+        while ((walked = platform::CertEnumCertificatesInStore(certificate->hCertStore, walked)))
+            ++peer.inStore;
+        platform::CertFreeCertificateContext(certificate);
+        return peer;
+    }
+
+    static Bytes encodedCase(const std::string& name) {
+        const StoreCertificate certificate(name);
+        return {certificate.get()->pbCertEncoded,
+                certificate.get()->pbCertEncoded + certificate.get()->cbCertEncoded};
+    }
+
+    const FolderInForce folder;
+};
+
+class Taken : public ClientCertificate, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(Taken, isNotJudgedInTheHandshake) {
+    Side client = Side::client(L"localhost", GetParam());
+    Side server = Side::server("server-ecdsa", askingServer);
+    shakeHands(client, server);
+    ASSERT_TRUE(client.established());
+    ASSERT_TRUE(server.established());
+    const Peer peer = peerOf(server);
+    EXPECT_EQ(peer.status, SEC_E_OK);
+    EXPECT_EQ(peer.encoded, encodedCase(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Certificates, Taken,
+                         ::testing::Values("client", "client-rsa", "client-expired",
+                                           "client-untrusted", "client-self-signed",
+                                           "client-no-names", "server-ecdsa"));
+
+TEST_F(ClientCertificate, theChainAsSentLiesInItsStore) {
+    Side client = Side::client(L"localhost", "client-with-intermediate");
+    Side server = Side::server("server-ecdsa", askingServer);
+    shakeHands(client, server);
+    ASSERT_TRUE(server.established());
+    EXPECT_EQ(peerOf(server).inStore, 2U);
+}
+
+TEST_F(ClientCertificate, aClientSeesTheServersChain) {
+    Side client = Side::client();
+    Side server = Side::server("with-intermediate");
+    shakeHands(client, server);
+    ASSERT_TRUE(client.established());
+    const Peer peer = peerOf(client);
+    EXPECT_EQ(peer.encoded, encodedCase("with-intermediate"));
+    EXPECT_EQ(peer.inStore, 2U);
+}
+
+TEST_F(ClientCertificate, outlivesTheContext) {
+    PCCERT_CONTEXT certificate = nullptr;
+    {
+        Side client = Side::client(L"localhost", "client");
+        Side server = Side::server("server-ecdsa", askingServer);
+        shakeHands(client, server);
+        ASSERT_EQ(platform::QueryContextAttributesW(server.context(),
+                                                    SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate),
+                  SEC_E_OK);
+    }
+    const Bytes encoded(certificate->pbCertEncoded,
+                        certificate->pbCertEncoded + certificate->cbCertEncoded);
+    EXPECT_EQ(encoded, encodedCase("client"));
+    platform::CertFreeCertificateContext(certificate);
+}
+
+TEST_F(ClientCertificate, aClientWithoutOneIsTakenToo) {
+    Side client = Side::client();
+    Side server = Side::server("server-ecdsa", askingServer);
+    shakeHands(client, server);
+    ASSERT_TRUE(client.established());
+    ASSERT_TRUE(server.established());
+    EXPECT_EQ(peerOf(server).status, SEC_E_NO_CREDENTIALS);
+}
+
+TEST_F(ClientCertificate, isNotSentUnasked) {
+    Side client = Side::client(L"localhost", "client");
+    Side server = Side::server();
+    shakeHands(client, server);
+    ASSERT_TRUE(server.established());
+    EXPECT_EQ(peerOf(server).status, SEC_E_NO_CREDENTIALS);
+}
+
+TEST_F(ClientCertificate, mutualAuthenticationIsClaimedOnlyWithOne) {
+    for (const std::string name : {"", "client"}) {
+        Side client = Side::client(L"localhost", name);
+        Side server = Side::server("server-ecdsa", askingServer);
+        const Bytes answer = client.receive(server.receive(client.step().token).token).token;
+        const Step last = server.receive(answer);
+        ASSERT_EQ(last.status, SEC_E_OK);
+        EXPECT_EQ((last.attributes & ASC_RET_MUTUAL_AUTH) != 0, !name.empty());
+    }
+}
+
+TEST_F(ClientCertificate, noListOfAuthoritiesIsSent) {
+    RawPeer client = RawPeer::client();
+    int names = -1;
+    SSL_set_cert_cb(
+        client.connection(),
+        +[](SSL* ssl, void* place) -> int {
+            const STACK_OF(X509_NAME)* list = SSL_get_client_CA_list(ssl);
+            *static_cast<int*>(place) = list ? sk_X509_NAME_num(list) : 0;
+            return 1;
+        },
+        &names);
+    Side server = Side::server("server-ecdsa", askingServer);
+    shakeHands(client, server);
+    EXPECT_EQ(names, 0);
+}
+
+TEST_F(ClientCertificate, aClientThatDoesNotHoldTheKeyIsRefused) {
+    // The raw peer shows the certificate and signs with another key of the same kind.
+    RawPeer client = RawPeer::client([](SSL_CTX* context) {
+        SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
+        SSL_CTX_use_certificate_chain_file(context, certificateFile("client", "chain").c_str());
+        SSL_CTX_use_PrivateKey_file(context, certificateFile("client", "key").c_str(),
+                                    SSL_FILETYPE_PEM);
+    });
+    Side server = Side::server("server-ecdsa", askingServer);
+    const Bytes flight = server.receive(client.step()).token;
+    Bytes answer = client.step(flight);
+    // Certificate, key exchange and proof each have a record of their own; the proof is the third.
+    const std::vector<std::size_t> records = recordSizes(answer);
+    ASSERT_GE(records.size(), 5U);
+    answer[records[0] + records[1] + records[2] - 1] ^= 0x01;
+    const Step refused = server.receive(answer);
+    EXPECT_LT(refused.status, 0);
+    EXPECT_FALSE(refused.tokenAllocated);
+}
+
+using SuppliedCredentials = ClientCertificate;
+
+TEST_F(SuppliedCredentials, withoutTheBitTheCallerIsAsked) {
+    Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
+    Side server = Side::server("server-ecdsa", askingServer);
+    const Bytes flight = server.receive(client.step().token).token;
+    const Step asked = client.step(flight);
+    EXPECT_EQ(asked.status, SEC_I_INCOMPLETE_CREDENTIALS);
+    EXPECT_TRUE(asked.token.empty());
+}
+
+TEST_F(SuppliedCredentials, theSameTokenWithTheBitGoesOnWithoutACertificate) {
+    Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
+    Side server = Side::server("server-ecdsa", askingServer);
+    const Bytes flight = server.receive(client.step().token).token;
+    ASSERT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
+    client.requirements = clientRequirements;
+    const Step step = client.step(flight);
+    ASSERT_EQ(step.status, SEC_I_CONTINUE_NEEDED);
+    client.receive(server.receive(step.token).token);
+    EXPECT_TRUE(client.established());
+    EXPECT_TRUE(server.established());
+}
+
+TEST_F(SuppliedCredentials, askingAgainWithoutTheBitGivesTheSameAnswer) {
+    Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
+    Side server = Side::server("server-ecdsa", askingServer);
+    const Bytes flight = server.receive(client.step().token).token;
+    ASSERT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
+    EXPECT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
+}
+
+TEST_F(SuppliedCredentials, theBitIsNotNeededWithACertificate) {
+    Side client =
+        Side::client(L"localhost", "client", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
+    Side server = Side::server("server-ecdsa", askingServer);
+    shakeHands(client, server);
+    EXPECT_TRUE(client.established());
+    EXPECT_EQ(peerOf(server).status, SEC_E_OK);
+}
+
+} // namespace
+} // namespace VexaSsl::test

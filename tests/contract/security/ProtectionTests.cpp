@@ -1,0 +1,306 @@
+// Records: protected and opened in place, one a call, exact in every count.
+#include "contract/security/RecordForge.h"
+#include "contract/security/TestCertificates.h"
+#include "platform/SecuritySupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace VexaSsl::test {
+namespace {
+
+class Protection : public ::testing::Test {
+protected:
+    Protection() { shakeHands(client, server); }
+
+    const FolderInForce folder;
+    Side client = Side::client();
+    Side server = Side::server();
+};
+
+TEST_F(Protection, everyLengthUpToTheMaximumPasses) {
+    for (const std::size_t length : {1U, 2U, 15U, 16U, 17U, 255U, 4096U, 16383U, 16384U}) {
+        const std::string text(length, static_cast<char>('a' + length % 26));
+        const Bytes record = client.protect(text);
+        EXPECT_EQ(record.size(), 13U + length + 16U);
+        EXPECT_EQ(recordSizes(record).size(), 1U);
+        EXPECT_EQ(server.openAll(record), text);
+    }
+}
+
+TEST_F(Protection, moreThanTheMaximumIsRefusedAndHarmsNothing) {
+    EXPECT_EQ(client.protectStatus(Bytes(16385)), SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
+}
+
+TEST_F(Protection, anEmptyMessageIsRefusedAndHarmsNothing) {
+    EXPECT_EQ(client.protectStatus({}), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
+}
+
+TEST_F(Protection, largerHeaderAndTrailerShrinkToWhatIsUsed) {
+    Bytes header(100);
+    Bytes data = bytesOf("apart");
+    Bytes trailer(100);
+    SecBuffer entries[4];
+    entries[0] = {100, SECBUFFER_STREAM_HEADER, header.data()};
+    entries[1] = {5, SECBUFFER_DATA, data.data()};
+    entries[2] = {100, SECBUFFER_STREAM_TRAILER, trailer.data()};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    ASSERT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_OK);
+    EXPECT_EQ(entries[0].cbBuffer, 13U);
+    EXPECT_EQ(entries[2].cbBuffer, 16U);
+    EXPECT_EQ(server.openAll(part(header, 0, 13) + data + part(trailer, 0, 16)), "apart");
+}
+
+TEST_F(Protection, tooLittleRoomIsRefusedAndHarmsNothing) {
+    for (const ULONG missingFrom : {0U, 2U}) {
+        Bytes memory(100);
+        SecBuffer entries[4];
+        entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
+        entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
+        entries[2] = {16, SECBUFFER_STREAM_TRAILER, memory.data() + 18};
+        --entries[missingFrom].cbBuffer;
+        SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+        EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0),
+                  SEC_E_BUFFER_TOO_SMALL);
+    }
+    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
+}
+
+TEST_F(Protection, aMissingEntryIsRefused) {
+    Bytes memory(100);
+    SecBuffer entries[2];
+    entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
+    entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
+    SecBufferDesc message{SECBUFFER_VERSION, 2, entries};
+    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, nullptr, 0), SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Protection, thePlaintextLiesInsideTheInput) {
+    const Opened opened = server.open(client.protect("in place"));
+    EXPECT_EQ(opened.plaintextAt, 13U);
+    EXPECT_EQ(textOf(opened.plaintext), "in place");
+    const std::vector<ULONG> types = {SECBUFFER_STREAM_HEADER, SECBUFFER_DATA,
+                                      SECBUFFER_STREAM_TRAILER, SECBUFFER_EMPTY};
+    EXPECT_EQ(opened.types, types);
+}
+
+TEST_F(Protection, oneRecordIsOpenedAndTheRestIsExtra) {
+    const Bytes first = client.protect("first");
+    const Bytes second = client.protect("second");
+    const Bytes third = client.protect("third");
+    const Opened opened = server.open(first + second + part(third, 0, 7));
+    EXPECT_EQ(textOf(opened.plaintext), "first");
+    EXPECT_EQ(opened.extra, second.size() + 7);
+    EXPECT_EQ(part(opened.memory, first.size()), second + part(third, 0, 7));
+    EXPECT_EQ(server.openAll(second + third), "secondthird");
+}
+
+TEST_F(Protection, exactlyOneRecordLeavesNoExtra) {
+    EXPECT_EQ(server.open(client.protect("all")).extra, 0U);
+}
+
+TEST_F(Protection, theMissingCountIsExactAtEveryByte) {
+    const Bytes record = client.protect("hello");
+    for (std::size_t have = 0; have < record.size(); ++have) {
+        const Opened opened = server.open(part(record, 0, have));
+        ASSERT_EQ(opened.status, SEC_E_INCOMPLETE_MESSAGE);
+        ASSERT_EQ(opened.missing, have < 5 ? 5 - have : record.size() - have);
+        ASSERT_EQ(opened.memory, part(record, 0, have));
+    }
+    EXPECT_EQ(server.openAll(record), "hello");
+}
+
+TEST_F(Protection, tooFewEntriesAreRefused) {
+    Bytes record = client.protect("hello");
+    SecBuffer entries[3];
+    entries[0] = {static_cast<ULONG>(record.size()), SECBUFFER_DATA, record.data()};
+    SecBufferDesc message{SECBUFFER_VERSION, 3, entries};
+    EXPECT_EQ(platform::DecryptMessage(server.context(), &message, 0, nullptr),
+              SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(platform::DecryptMessage(server.context(), nullptr, 0, nullptr), SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(server.openAll(record), "hello");
+}
+
+TEST_F(Protection, protectingAndOpeningBeforeTheHandshakeIsRefused) {
+    Side early = Side::client();
+    early.step();
+    Bytes memory(100);
+    SecBuffer entries[4];
+    entries[0] = {100, SECBUFFER_DATA, memory.data()};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    EXPECT_EQ(platform::DecryptMessage(early.context(), &message, 0, nullptr),
+              SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(platform::EncryptMessage(early.context(), 0, &message, 0), SEC_E_INVALID_HANDLE);
+    SecPkgContext_StreamSizes sizes;
+    EXPECT_EQ(platform::QueryContextAttributesW(early.context(), SECPKG_ATTR_STREAM_SIZES, &sizes),
+              SEC_E_INVALID_HANDLE);
+}
+
+bool holdsPart(const Bytes& memory, const std::string& secret) {
+    const std::string text = textOf(memory);
+    for (std::size_t at = 0; at + 4 <= secret.size(); ++at) {
+        if (text.find(secret.substr(at, 4)) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
+TEST_F(Protection, everyChangedByteIsNoticedAndShowsNoPlaintext) {
+    const std::string secret = "a secret of some length";
+    const std::size_t size = client.protect(secret).size();
+    for (std::size_t at = 0; at < size; ++at) {
+        Side sender = Side::client();
+        Side receiver = Side::server();
+        shakeHands(sender, receiver);
+        Bytes record = sender.protect(secret);
+        record[at] ^= 0x40;
+        const Bytes changed = record + Bytes(70000); // a longer length is complete too
+        const Opened opened = receiver.open(changed);
+        ASSERT_LT(opened.status, 0) << "byte " << at;
+        ASSERT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE) << "byte " << at;
+        ASSERT_TRUE(opened.plaintext.empty()) << "byte " << at;
+        ASSERT_FALSE(holdsPart(opened.memory, secret)) << "byte " << at;
+        ASSERT_LT(receiver.open(sender.protect("later")).status, 0) << "byte " << at;
+    }
+}
+
+TEST_F(Protection, aChangedTagIsAnAlteredMessage) {
+    Bytes record = client.protect("hello");
+    record.back() ^= 1;
+    EXPECT_EQ(server.open(record).status, SEC_E_MESSAGE_ALTERED);
+}
+
+TEST_F(Protection, aRepeatedRecordIsAnAlteredMessage) {
+    const Bytes record = client.protect("once");
+    EXPECT_EQ(server.openAll(record), "once");
+    EXPECT_EQ(server.open(record).status, SEC_E_MESSAGE_ALTERED);
+}
+
+TEST_F(Protection, aLeftOutRecordIsAnAlteredMessage) {
+    client.protect("lost");
+    EXPECT_EQ(server.open(client.protect("next")).status, SEC_E_MESSAGE_ALTERED);
+}
+
+TEST_F(Protection, afterAFailureBothDirectionsFailWithItsStatus) {
+    Bytes record = server.protect("hello");
+    record.back() ^= 1;
+    ASSERT_EQ(client.open(record).status, SEC_E_MESSAGE_ALTERED);
+    EXPECT_EQ(client.open(server.protect("fine")).status, SEC_E_MESSAGE_ALTERED);
+    Bytes memory(64);
+    SecBuffer entries[4];
+    entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
+    entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
+    entries[2] = {16, SECBUFFER_STREAM_TRAILER, memory.data() + 18};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_MESSAGE_ALTERED);
+}
+
+TEST_F(Protection, bytesThatAreNoTlsAreRefusedAtOnce) {
+    EXPECT_EQ(server.open(bytesOf("G")).status, SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(server.open(client.protect("hello")).status, SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Protection, recordsTooShortToBeAuthenticAreRefused) {
+    for (const std::size_t payload : {0U, 1U, 8U, 23U}) {
+        Side receiver = Side::server();
+        Side sender = Side::client();
+        shakeHands(sender, receiver);
+        const Bytes record =
+            Bytes{23, 3, 3, 0, static_cast<unsigned char>(payload)} + Bytes(payload);
+        const Opened opened = receiver.open(record);
+        EXPECT_LT(opened.status, 0) << payload;
+        EXPECT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE) << payload;
+    }
+}
+
+// Records as OpenSSL doesn't make them.
+class ForgedRecords : public ::testing::Test {
+protected:
+    // Gives the peer once it shares its keys with the server.
+    static SSL* established(RawPeer& client, Side& receiver) {
+        shakeHands(client, receiver);
+        return client.connection();
+    }
+
+    static RawPeer forgeableClient() {
+        return RawPeer::client([](SSL_CTX* context) {
+            SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
+            SSL_CTX_set_cipher_list(context, forgeableSuite);
+        });
+    }
+
+    const FolderInForce folder;
+    RawPeer peer = forgeableClient();
+    Side server = Side::server();
+    RecordForge forge{established(peer, server)};
+};
+
+TEST_F(ForgedRecords, anEmptyRecordGivesEmptyData) {
+    const Opened opened = server.open(forge.record(23, {}));
+    EXPECT_EQ(opened.status, SEC_E_OK);
+    EXPECT_TRUE(opened.plaintext.empty());
+    EXPECT_EQ(opened.types[1], SECBUFFER_DATA);
+    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("behind it"))), "behind it");
+}
+
+TEST_F(ForgedRecords, anEmptyRecordLeavesTheNextOneAsExtra) {
+    const Bytes empty = forge.record(23, {});
+    const Bytes next = forge.record(23, bytesOf("next"));
+    const Opened opened = server.open(empty + next);
+    EXPECT_EQ(opened.status, SEC_E_OK);
+    EXPECT_EQ(opened.extra, next.size());
+    EXPECT_EQ(server.openAll(next), "next");
+}
+
+TEST_F(ForgedRecords, aRecordOfMoreThanTheMaximumIsRefused) {
+    const Opened opened = server.open(forge.record(23, Bytes(16385)));
+    EXPECT_LT(opened.status, 0);
+    EXPECT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE);
+}
+
+TEST_F(ForgedRecords, aWarningAlertCountsAsNoData) {
+    constexpr unsigned char warning = 1;
+    const Opened opened = server.open(forge.record(21, {warning, SSL_AD_USER_CANCELLED}));
+    EXPECT_EQ(opened.status, SEC_E_OK);
+    EXPECT_TRUE(opened.plaintext.empty());
+    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("goes on"))), "goes on");
+}
+
+TEST_F(ForgedRecords, aChangeOfCipherSpecsIsIllegal) {
+    EXPECT_EQ(server.open(forge.record(20, {1})).status, SEC_E_ILLEGAL_MESSAGE);
+}
+
+TEST_F(ForgedRecords, aHelloRequestToAServerChangesNothing) {
+    EXPECT_EQ(server.open(forge.record(22, {0, 0, 0, 0})).status, SEC_I_RENEGOTIATE);
+    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("goes on"))), "goes on");
+}
+
+TEST_F(ForgedRecords, aFatalAlertTellsItsCauseNowAndLater) {
+    struct Told {
+        unsigned char alert;
+        SECURITY_STATUS status;
+    };
+    const Told table[] = {{SSL_AD_UNEXPECTED_MESSAGE, SEC_E_ILLEGAL_MESSAGE},
+                          {SSL_AD_BAD_RECORD_MAC, SEC_E_MESSAGE_ALTERED},
+                          {SSL_AD_BAD_CERTIFICATE, SEC_E_CERT_UNKNOWN},
+                          {SSL_AD_CERTIFICATE_EXPIRED, SEC_E_CERT_EXPIRED},
+                          {SSL_AD_UNKNOWN_CA, SEC_E_UNTRUSTED_ROOT},
+                          {SSL_AD_ACCESS_DENIED, SEC_E_LOGON_DENIED},
+                          {SSL_AD_DECRYPT_ERROR, SEC_E_DECRYPT_FAILURE},
+                          {SSL_AD_INTERNAL_ERROR, SEC_E_INTERNAL_ERROR}};
+    constexpr unsigned char fatal = 2;
+    for (const Told& told : table) {
+        RawPeer client = forgeableClient();
+        Side receiver = Side::server();
+        RecordForge records(established(client, receiver));
+        EXPECT_EQ(receiver.open(records.record(21, {fatal, told.alert})).status, told.status);
+        EXPECT_EQ(receiver.open(records.record(23, bytesOf("more"))).status, told.status);
+    }
+}
+
+} // namespace
+} // namespace VexaSsl::test
