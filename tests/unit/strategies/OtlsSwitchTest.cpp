@@ -7,7 +7,6 @@ using test::LogLine;
 using Stage = test::OtlsStage;
 
 constexpr SOCKET connection = Stage::connection;
-constexpr SOCKET listener = Stage::listener;
 constexpr int answer = 4711;
 
 const LogLine noName{Severity::Error, L"No remote hostname has been supplied. Server "
