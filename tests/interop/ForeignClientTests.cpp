@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+#include <string>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -99,6 +101,10 @@ struct Suite {
     std::string certificate;
     std::string openSsl;
     std::string gnuTls;
+
+    friend std::ostream& operator<<(std::ostream& out, const Suite& suite) {
+        return out << suite.openSsl;
+    }
 };
 
 class ForcedSuite : public ::testing::TestWithParam<Suite> {};

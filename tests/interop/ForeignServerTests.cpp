@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+#include <string>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -57,6 +59,10 @@ struct Suite {
     std::string certificate;
     std::string openSsl;
     std::string gnuTls;
+
+    friend std::ostream& operator<<(std::ostream& out, const Suite& suite) {
+        return out << suite.openSsl;
+    }
 };
 
 class CalledSuite : public ::testing::TestWithParam<Suite> {};
