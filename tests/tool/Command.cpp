@@ -62,6 +62,9 @@ Words operator+(Words first, const Words& more) {
 }
 
 std::string contents(const std::filesystem::path& file) {
+    if (!std::filesystem::is_regular_file(file)) {
+        return {}; // a device may have no end
+    }
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }

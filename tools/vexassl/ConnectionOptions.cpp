@@ -3,9 +3,12 @@
 #include "ExitStatus.h"
 #include "VexaPlatform/Certificates.h"
 
+#include <algorithm>
+#include <cwctype>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 #include <system_error>
 
 namespace VexaSsl::tool {
@@ -21,6 +24,14 @@ std::wstring widenedBytes(const std::string& text) {
         result.push_back(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
     }
     return result;
+}
+
+bool isFalse(const std::wstring& value) {
+    constexpr std::wstring_view word = L"false";
+    return std::equal(
+        value.begin(), value.end(), word.begin(), word.end(), [](wchar_t a, wchar_t b) {
+            return std::towlower(static_cast<std::wint_t>(a)) == static_cast<std::wint_t>(b);
+        });
 }
 
 void useCertificates(const std::string& folder) {
@@ -83,7 +94,7 @@ LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LineP
     if (diagnosis.revertedToPlain()) {
         throw Failure(ExitStatus::Usage, reversionText(options, diagnosis));
     }
-    if (loaded->getValue(L"UseEncryption") == L"False") {
+    if (isFalse(loaded->getValue(L"UseEncryption"))) {
         printer.print("vexassl: note: the configuration says UseEncryption=False for [" +
                       options.connectionName + "], or nothing: this is plain text");
     }

@@ -118,18 +118,23 @@ void Diagnosis::observe(std::wstring_view text) {
     } else if (const auto write = failureCode(text, L"::send (during negotiation) failed with: ")) {
         conclude(transportCause(*write), text);
     } else if (const auto record = failureCode(text, L"DecryptMessage failed with: ")) {
-        // The peer's orderly closure is logged the same way; it is an end, not a failure.
-        if (*record == contextExpired) {
-            closed = true;
-        } else {
-            conclude(ExitStatus::Handshake, text);
-        }
+        observeRecordFailure(*record, text);
     }
     for (const Rule& rule : rules) {
         if (text.starts_with(rule.start)) {
             conclude(rule.status, text);
         }
     }
+}
+
+// The peer's orderly closure is logged like a failure; it is an end.
+void Diagnosis::observeRecordFailure(std::uint32_t code, std::wstring_view text) {
+    if (code == contextExpired) {
+        closed = true;
+        return;
+    }
+    alerted = cause == ExitStatus::Well && code == illegalMessage;
+    conclude(ExitStatus::Handshake, text);
 }
 
 void Diagnosis::observeReversion(std::wstring_view text) {

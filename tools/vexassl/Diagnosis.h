@@ -36,7 +36,12 @@ public:
     // The peer closed the stream in good order.
     bool peerClosed() const { return closed; }
 
+    // The cause is a fatal alert inside the connection (or a record that looks like none). Behind a
+    // shut sending side it is how peers complain of the TLS closure that they never get.
+    bool peerSentAlert() const { return alerted; }
+
 private:
+    void observeRecordFailure(std::uint32_t code, std::wstring_view text);
     void observeReversion(std::wstring_view text);
     void conclude(ExitStatus status, std::wstring_view text);
     ExitStatus clientHandshakeCause(std::uint32_t code) const;
@@ -48,6 +53,7 @@ private:
     std::wstring previous;
     unsigned long partials = 0;
     bool closed = false;
+    bool alerted = false;
     int flightsSent = 0;
 };
 
