@@ -1,8 +1,7 @@
 // AcceptEx: the connection in the place of the accept socket, the addresses, the first data.
-#include "contract/sockets/Loopback.h"
+#include "contract/sockets/AcceptCall.h"
 
 #include <array>
-#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -13,48 +12,9 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr DWORD addressSpace = sizeof(sockaddr_in) + 16;
-
 int lastError() {
     return platform::WSAGetLastError();
 }
-
-// One AcceptEx with all that belongs to it.
-struct Accept {
-    explicit Accept(DWORD firstDataSize = 0, HANDLE event = nullptr)
-        : socket(tcpSocket()), dataSize(firstDataSize),
-          output(firstDataSize + 2 * addressSpace, '\0') {
-        overlapped.hEvent = event;
-    }
-    Accept(const Accept&) = delete;
-    Accept& operator=(const Accept&) = delete;
-
-    // 0, or the last error after FALSE.
-    int post(const Socket& listener) {
-        const BOOL done = platform::AcceptEx(listener.get(), socket.get(), output.data(), dataSize,
-                                             addressSpace, addressSpace, &count, &overlapped);
-        return done != FALSE ? 0 : platform::WSAGetLastError();
-    }
-    int finish(const Socket& listener, bool wait) {
-        DWORD flags = 0;
-        const BOOL done = platform::WSAGetOverlappedResult(listener.get(), &overlapped, &count,
-                                                           wait ? TRUE : FALSE, &flags);
-        return done != FALSE ? 0 : platform::WSAGetLastError();
-    }
-    sockaddr_in addressAt(std::size_t offset) const {
-        sockaddr_in address{};
-        std::memcpy(&address, output.data() + offset, sizeof(address));
-        return address;
-    }
-    sockaddr_in local() const { return addressAt(dataSize); }
-    sockaddr_in remote() const { return addressAt(dataSize + addressSpace); }
-
-    Socket socket;
-    DWORD dataSize;
-    std::string output;
-    DWORD count = 0;
-    OVERLAPPED overlapped;
-};
 
 } // namespace
 
@@ -243,115 +203,6 @@ TEST(AcceptEx, acceptedSocketGoesOnOverlapped) {
     const Dequeued got = dequeue(port.get());
     EXPECT_EQ(got.key, 2U);
     EXPECT_EQ(got.overlapped, &receive.overlapped);
-}
-
-TEST(AcceptEx, closingTheListenerAborts) {
-    Socket listener = listenOnLoopback();
-    const ScopedEvent event;
-    auto accept = std::make_unique<Accept>(0, event.get());
-    ASSERT_EQ(accept->post(listener), WSA_IO_PENDING);
-    const std::jthread other([&] {
-        giveOthersTime();
-        listener.close();
-    });
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
-    EXPECT_EQ(accept->finish(accept->socket, false), WSA_OPERATION_ABORTED);
-    accept.reset();
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
-}
-
-TEST(AcceptEx, closingTheListenerAbortsTheWaitForFirstData) {
-    Socket listener = listenOnLoopback();
-    const ScopedEvent event;
-    Accept accept(8, event.get());
-    const Socket client = connectedTo(listener);
-    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
-    listener.close();
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
-    EXPECT_EQ(accept.finish(accept.socket, false), WSA_OPERATION_ABORTED);
-}
-
-TEST(AcceptEx, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
-    const Socket listener = listenOnLoopback();
-    const ScopedEvent event;
-    Accept accept(0, event.get());
-    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
-    const SOCKET number = accept.socket.get();
-    accept.socket.close();
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
-    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
-    const Socket other = tcpSocket();
-    EXPECT_EQ(other.get(), number);
-    const Socket client = connectedTo(listener);
-    const Socket server(platform::accept(listener.get(), nullptr, nullptr)); // still to be had
-    EXPECT_TRUE(server.isValid());
-    sockaddr_in nobody{};
-    socklen_t length = sizeof(nobody);
-    EXPECT_NE(getpeername(other.descriptor(), reinterpret_cast<sockaddr*>(&nobody), &length), 0);
-}
-
-TEST(AcceptEx, closingTheAcceptSocketAbortsTheWaitForFirstData) {
-    const Socket listener = listenOnLoopback();
-    const ScopedEvent event;
-    Accept accept(8, event.get());
-    const Socket client = connectedTo(listener);
-    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
-    accept.socket.close();
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
-    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
-    char byte = 0;
-    EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), 0); // the connection has ended with it
-}
-
-TEST(AcceptEx, deferredConnectionIsTakenByAPendingOne) {
-    const Socket listener = listenOnLoopback();
-    const ScopedEvent event;
-    const Socket client = connectedTo(listener);
-    const auto defer = [](WSABUF*, WSABUF*, QOS*, QOS*, WSABUF*, WSABUF*, GROUP*, DWORD_PTR) {
-        return CF_DEFER;
-    };
-    ASSERT_EQ(platform::WSAAccept(listener.get(), nullptr, nullptr, defer, 0), INVALID_SOCKET);
-    Accept accept(0, event.get());
-    EXPECT_EQ(accept.post(listener), 0);
-    EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
-}
-
-TEST(AcceptEx, blockingAcceptBesideItGetsItsConnection) {
-    const Socket listener = listenOnLoopback();
-    constexpr int connections = 200;
-    int plain = 0;
-    const SOCKET listening = listener.get();
-    std::jthread acceptor([&plain, listening] {
-        for (;;) {
-            const Socket server(platform::accept(listening, nullptr, nullptr));
-            if (!server.isValid()) {
-                EXPECT_NE(platform::WSAGetLastError(), WSAEWOULDBLOCK);
-                return;
-            }
-            ++plain;
-        }
-    });
-    const ScopedPort port;
-    ASSERT_TRUE(port.bind(listener, 1));
-    int overlapped = 0;
-    auto accept = std::make_unique<Accept>();
-    int posted = accept->post(listener);
-    for (int i = 0; i < connections; ++i) {
-        const Socket client = connectedTo(listener);
-        while (dequeue(port.get(), 0).overlapped != nullptr) {
-            ++overlapped;
-            accept = std::make_unique<Accept>();
-            posted = accept->post(listener);
-            ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
-        }
-    }
-    giveOthersTime();
-    platform::shutdown(listening, SD_BOTH);
-    acceptor.join();
-    while (dequeue(port.get(), 0).result != FALSE) {
-        ++overlapped;
-    }
-    EXPECT_EQ(plain + overlapped, connections);
 }
 
 TEST(AcceptEx, argumentsAreChecked) {

@@ -1,0 +1,51 @@
+// One call of AcceptEx for the contract tests, with all that has to outlive it.
+#pragma once
+
+#include "contract/sockets/Loopback.h"
+
+#include <cstring>
+#include <string>
+
+namespace VexaSsl::test {
+
+// What Winsock asks for each address area.
+inline constexpr DWORD addressSpace = sizeof(sockaddr_in) + 16;
+
+// One AcceptEx with all that belongs to it.
+struct Accept {
+    explicit Accept(DWORD firstDataSize = 0, HANDLE event = nullptr)
+        : socket(tcpSocket()), dataSize(firstDataSize),
+          output(firstDataSize + 2 * addressSpace, '\0') {
+        overlapped.hEvent = event;
+    }
+    Accept(const Accept&) = delete;
+    Accept& operator=(const Accept&) = delete;
+
+    // 0, or the last error after FALSE.
+    int post(const Socket& listener) {
+        const BOOL done = platform::AcceptEx(listener.get(), socket.get(), output.data(), dataSize,
+                                             addressSpace, addressSpace, &count, &overlapped);
+        return done != FALSE ? 0 : platform::WSAGetLastError();
+    }
+    int finish(const Socket& listener, bool wait) {
+        DWORD flags = 0;
+        const BOOL done = platform::WSAGetOverlappedResult(listener.get(), &overlapped, &count,
+                                                           wait ? TRUE : FALSE, &flags);
+        return done != FALSE ? 0 : platform::WSAGetLastError();
+    }
+    sockaddr_in addressAt(std::size_t offset) const {
+        sockaddr_in address{};
+        std::memcpy(&address, output.data() + offset, sizeof(address));
+        return address;
+    }
+    sockaddr_in local() const { return addressAt(dataSize); }
+    sockaddr_in remote() const { return addressAt(dataSize + addressSpace); }
+
+    Socket socket;
+    DWORD dataSize;
+    std::string output;
+    DWORD count = 0;
+    OVERLAPPED overlapped;
+};
+
+} // namespace VexaSsl::test

@@ -1,0 +1,119 @@
+// AcceptEx while its sockets are closed and others accept on the same listener.
+#include "contract/sockets/AcceptCall.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+
+namespace VexaSsl::test {
+
+TEST(AcceptExNeighbours, closingTheListenerAborts) {
+    Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    auto accept = std::make_unique<Accept>(0, event.get());
+    ASSERT_EQ(accept->post(listener), WSA_IO_PENDING);
+    const std::jthread other([&] {
+        giveOthersTime();
+        listener.close();
+    });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept->finish(accept->socket, false), WSA_OPERATION_ABORTED);
+    accept.reset();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+}
+
+TEST(AcceptExNeighbours, closingTheListenerAbortsTheWaitForFirstData) {
+    Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(8, event.get());
+    const Socket client = connectedTo(listener);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    listener.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(accept.socket, false), WSA_OPERATION_ABORTED);
+}
+
+TEST(AcceptExNeighbours, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(0, event.get());
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const SOCKET number = accept.socket.get();
+    accept.socket.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
+    const Socket other = tcpSocket();
+    EXPECT_EQ(other.get(), number);
+    const Socket client = connectedTo(listener);
+    const Socket server(platform::accept(listener.get(), nullptr, nullptr)); // still to be had
+    EXPECT_TRUE(server.isValid());
+    sockaddr_in nobody{};
+    socklen_t length = sizeof(nobody);
+    EXPECT_NE(getpeername(other.descriptor(), reinterpret_cast<sockaddr*>(&nobody), &length), 0);
+}
+
+TEST(AcceptExNeighbours, closingTheAcceptSocketAbortsTheWaitForFirstData) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    Accept accept(8, event.get());
+    const Socket client = connectedTo(listener);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    accept.socket.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
+    char byte = 0;
+    EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), 0); // the connection has ended with it
+}
+
+TEST(AcceptExNeighbours, deferredConnectionIsTakenByAPendingOne) {
+    const Socket listener = listenOnLoopback();
+    const ScopedEvent event;
+    const Socket client = connectedTo(listener);
+    const auto defer = [](WSABUF*, WSABUF*, QOS*, QOS*, WSABUF*, WSABUF*, GROUP*, DWORD_PTR) {
+        return CF_DEFER;
+    };
+    ASSERT_EQ(platform::WSAAccept(listener.get(), nullptr, nullptr, defer, 0), INVALID_SOCKET);
+    Accept accept(0, event.get());
+    EXPECT_EQ(accept.post(listener), 0);
+    EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
+}
+
+TEST(AcceptExNeighbours, blockingAcceptBesideItGetsItsConnection) {
+    const Socket listener = listenOnLoopback();
+    constexpr int connections = 200;
+    int plain = 0;
+    const SOCKET listening = listener.get();
+    std::jthread acceptor([&plain, listening] {
+        for (;;) {
+            const Socket server(platform::accept(listening, nullptr, nullptr));
+            if (!server.isValid()) {
+                EXPECT_NE(platform::WSAGetLastError(), WSAEWOULDBLOCK);
+                return;
+            }
+            ++plain;
+        }
+    });
+    const ScopedPort port;
+    ASSERT_TRUE(port.bind(listener, 1));
+    int overlapped = 0;
+    auto accept = std::make_unique<Accept>();
+    int posted = accept->post(listener);
+    for (int i = 0; i < connections; ++i) {
+        const Socket client = connectedTo(listener);
+        while (dequeue(port.get(), 0).overlapped != nullptr) {
+            ++overlapped;
+            accept = std::make_unique<Accept>();
+            posted = accept->post(listener);
+            ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
+        }
+    }
+    giveOthersTime();
+    platform::shutdown(listening, SD_BOTH);
+    acceptor.join();
+    while (dequeue(port.get(), 0).result != FALSE) {
+        ++overlapped;
+    }
+    EXPECT_EQ(plain + overlapped, connections);
+}
+
+} // namespace VexaSsl::test

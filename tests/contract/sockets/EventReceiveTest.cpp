@@ -1,0 +1,342 @@
+// Overlapped receives and sends that end with an event or are asked for their result.
+#include "contract/sockets/Loopback.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+
+namespace {
+
+int lastError() {
+    return platform::WSAGetLastError();
+}
+
+} // namespace
+
+TEST(EventReceive, completesAtOnceWhenDataIsThere) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    sendText(pair.client, "here");
+    char byte = 0;
+    ASSERT_EQ(platform::recv(pair.server.get(), &byte, 1, msgPeek), 1); // it has arrived
+    Receive receive(16, event.get());
+    EXPECT_EQ(receive.post(pair.server), 0);
+    EXPECT_EQ(receive.text(), "here");
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.count, 4U);
+}
+
+TEST(EventReceive, postingResetsTheEvent) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    platform::WSASetEvent(event.get());
+    Receive receive(16, event.get());
+    EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(receive.finish(pair.server, false), WSA_IO_INCOMPLETE);
+    sendText(pair.client, "later");
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.text(), "later");
+}
+
+TEST(EventReceive, dataIsThereWhenTheWaitEnds) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(16, event.get());
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.text(), "x");
+}
+
+TEST(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    WSAOVERLAPPED overlapped;
+    overlapped.hEvent = event.get();
+    char first[2] = {};
+    char second[8] = {};
+    auto views = std::make_unique<WSABUF[]>(2);
+    views[0] = {2, first};
+    views[1] = {8, second};
+    DWORD flags = 0;
+    ASSERT_EQ(
+        platform::WSARecv(pair.server.get(), views.get(), 2, nullptr, &flags, &overlapped, nullptr),
+        SOCKET_ERROR);
+    ASSERT_EQ(lastError(), WSA_IO_PENDING);
+    views.reset();
+    sendText(pair.client, "abcde");
+    DWORD count = 0;
+    ASSERT_NE(
+        platform::WSAGetOverlappedResult(pair.server.get(), &overlapped, &count, TRUE, &flags),
+        FALSE);
+    EXPECT_EQ(count, 5U);
+    EXPECT_EQ(std::string(first, 2), "ab");
+    EXPECT_EQ(std::string(second, 3), "cde");
+}
+
+TEST(EventReceive, waitAllGathersFromAPeerThatSendsByteByByte) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    receive.flags = msgWaitAll;
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread peer([&] { sendDropByDrop(pair.client, "all of it"); });
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.text(), "all of i");
+    EXPECT_EQ(receiveText(pair.server, 1), "t");
+}
+
+TEST(EventReceive, peekLeavesTheBytes) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    receive.flags = msgPeek;
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    sendText(pair.client, "x");
+    EXPECT_EQ(receive.finish(pair.server, true), 0);
+    EXPECT_EQ(receive.text(), "x");
+    EXPECT_EQ(receiveText(pair.server, 1), "x");
+}
+
+TEST(EventReceive, withoutRoomWaitsForReadiness) {
+    const Pair pair = connectedPair();
+    Receive receive(0);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    sendText(pair.client, "x");
+    EXPECT_EQ(receive.finish(pair.server, true), 0);
+    EXPECT_EQ(receive.count, 0U);
+    EXPECT_EQ(receiveText(pair.server, 1), "x");
+}
+
+TEST(EventReceive, endOfStreamCompletesWithZeroBytes) {
+    Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    pair.client.close();
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.count, 0U);
+}
+
+TEST(EventReceive, resetCompletesWithItsNumber) {
+    Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    resetWhenClosed(pair.client);
+    pair.client.close();
+    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive.finish(pair.server, false), WSAECONNRESET);
+}
+
+TEST(EventReceive, failureAtOnceHasNoCompletion) {
+    const Socket unconnected = tcpSocket();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    EXPECT_EQ(receive.post(unconnected), WSAENOTCONN);
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(receive.finish(unconnected, true), WSAENOTCONN);
+}
+
+TEST(EventReceive, onNoSocketIsToldApart) {
+    Receive receive(8);
+    EXPECT_EQ(receive.post(Socket()), WSAENOTSOCK);
+}
+
+TEST(EventReceive, completesInTheOrderOfPosting) {
+    const Pair pair = connectedPair();
+    const ScopedEvent last;
+    std::vector<std::unique_ptr<Receive>> receives;
+    for (int i = 0; i < 20; ++i) {
+        receives.push_back(std::make_unique<Receive>(1, i == 19 ? last.get() : nullptr));
+        ASSERT_EQ(receives.back()->post(pair.server), WSA_IO_PENDING);
+    }
+    const std::jthread peer([&] { sendDropByDrop(pair.client, "abcdefghijklmnopqrst"); });
+    EXPECT_EQ(last.wait(), platform::WSA_WAIT_EVENT_0);
+    std::string text;
+    for (const auto& receive : receives) {
+        EXPECT_EQ(receive->finish(pair.server, false), 0);
+        text += receive->text();
+    }
+    EXPECT_EQ(text, "abcdefghijklmnopqrst");
+}
+
+TEST(EventReceive, closingTheSocketAbortsWhatIsPending) {
+    Pair pair = connectedPair();
+    const ScopedEvent event;
+    auto receive = std::make_unique<Receive>(8, event.get());
+    ASSERT_EQ(receive->post(pair.server), WSA_IO_PENDING);
+    pair.server.close();
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receive->finish(pair.server, false), WSA_OPERATION_ABORTED);
+    receive.reset(); // a sanitizer tells if anything still refers to it
+    sendText(pair.client, "x");
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+}
+
+TEST(EventReceive, closingTheSocketEndsTheWaitOfAnotherThread) {
+    Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread waiter([&] {
+        EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+        EXPECT_EQ(receive.finish(pair.client, false), WSA_OPERATION_ABORTED);
+    });
+    giveOthersTime();
+    pair.server.close();
+}
+
+TEST(EventReceive, closingTheSocketEndsAWaitForTheResult) {
+    Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const SOCKET s = pair.server.get();
+    const std::jthread waiter([&, s] {
+        DWORD count = 0;
+        DWORD flags = 0;
+        EXPECT_EQ(platform::WSAGetOverlappedResult(s, &receive.overlapped, &count, TRUE, &flags),
+                  FALSE);
+        EXPECT_EQ(platform::WSAGetLastError(), WSA_OPERATION_ABORTED);
+    });
+    giveOthersTime();
+    pair.server.close();
+}
+
+TEST(EventReceive, newSocketWithTheSameNumberHasNothingPending) {
+    Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const SOCKET number = pair.server.get();
+    pair.server.close();
+    const Pair next = connectedPair();
+    EXPECT_TRUE(next.client.get() == number || next.server.get() == number);
+    sendText(next.client, "mine");
+    EXPECT_EQ(receiveText(next.server, 4), "mine");
+    sendText(next.server, "yours");
+    EXPECT_EQ(receiveText(next.client, 5), "yours");
+    EXPECT_EQ(receive.finish(next.server, false), WSA_OPERATION_ABORTED);
+}
+
+TEST(EventReceive, postingWakesAThreadThatWaitsAlready) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    sendText(pair.client, "x");
+    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0); });
+    giveOthersTime();
+    EXPECT_EQ(receive.post(pair.server), 0);
+}
+
+TEST(EventReceive, waitingThreadServesWhatIsPostedMeanwhile) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0); });
+    giveOthersTime();
+    EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    giveOthersTime();
+    sendText(pair.client, "x");
+}
+
+TEST(EventReceive, waitForTheResultCompletesIt) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    EXPECT_EQ(receive.finish(pair.server, true), 0);
+    EXPECT_EQ(receive.text(), "x");
+}
+
+TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    const SignalStorm storm;
+    EXPECT_EQ(receive.finish(pair.server, true), 0);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(EventReceive, manyThreadsMayWaitForTheSameEvent) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    Receive receive(8, event.get());
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    std::atomic<int> woken{0};
+    {
+        std::vector<std::jthread> waiters;
+        for (int i = 0; i < 4; ++i) {
+            waiters.emplace_back([&] {
+                EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+                ++woken;
+            });
+        }
+        giveOthersTime();
+        sendText(pair.client, "x");
+    }
+    EXPECT_EQ(woken, 4);
+    EXPECT_EQ(receive.finish(pair.server, false), 0);
+    EXPECT_EQ(receive.text(), "x");
+}
+
+TEST(EventReceive, resultOfAnOperationOnAnotherSocketIsInvalid) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    Receive other(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    ASSERT_EQ(other.post(pair.client), WSA_IO_PENDING);
+    EXPECT_EQ(receive.finish(pair.client, true), WSA_INVALID_PARAMETER);
+    EXPECT_EQ(platform::WSAGetOverlappedResult(pair.server.get(), nullptr, nullptr, FALSE, nullptr),
+              FALSE);
+    EXPECT_EQ(lastError(), WSAEFAULT);
+}
+
+TEST(EventSend, completesAtOnceAndSetsTheEvent) {
+    const Pair pair = connectedPair();
+    const ScopedEvent event;
+    WSAOVERLAPPED overlapped;
+    overlapped.hEvent = event.get();
+    char text[] = "sent";
+    WSABUF view{4, text};
+    DWORD sent = 0;
+    EXPECT_EQ(platform::WSASend(pair.client.get(), &view, 1, &sent, 0, &overlapped, nullptr), 0);
+    EXPECT_EQ(sent, 4U);
+    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(receiveText(pair.server, 4), "sent");
+}
+
+TEST(EventSend, sendsEverythingEvenOnANonBlockingSocket) {
+    const Pair pair = connectedPair();
+    setNonBlocking(pair.client);
+    std::string much(16 << 20, 'm');
+    const std::jthread peer([&] {
+        giveOthersTime();
+        EXPECT_EQ(receiveText(pair.server, much.size()), much);
+    });
+    WSAOVERLAPPED overlapped;
+    WSABUF view{static_cast<ULONG>(much.size()), much.data()};
+    DWORD sent = 0;
+    EXPECT_EQ(platform::WSASend(pair.client.get(), &view, 1, &sent, 0, &overlapped, nullptr), 0);
+    EXPECT_EQ(sent, much.size());
+}
+
+} // namespace VexaSsl::test
