@@ -45,7 +45,7 @@ void converse(Meeting& meeting, std::size_t position) {
 }
 
 #if defined(VEXASSL_UNDER_SANITIZER)
-constexpr std::size_t step = 11;
+constexpr std::size_t step = 3;
 #else
 constexpr std::size_t step = 1;
 #endif
