@@ -161,20 +161,25 @@ TEST_F(FaultyKeys, aChangedFileIsServedFromTheNextConnectionOn) {
     EXPECT_EQ(acquireOnly(own), SEC_E_UNKNOWN_CREDENTIALS);
 }
 
-TEST_F(Credentials, moreCertificatesThanAreKeptAllServe) {
-    const std::vector<std::string> names = {"server-rsa",       "server-ecdsa", "with-intermediate",
-                                            "no-usage",         "two-names",    "wildcard",
-                                            "partial-wildcard", "common-name",  "expired"};
-    for (int round = 0; round < 10; ++round) {
-        for (const std::string& name : names) {
-            const StoreCertificate certificate(name);
-            CredHandle handle;
-            ASSERT_EQ(acquire(SECPKG_CRED_INBOUND, certificate.get(), handle), SEC_E_OK);
-            platform::FreeCredentialsHandle(&handle);
-            ASSERT_EQ(acquire(SECPKG_CRED_OUTBOUND, certificate.get(), handle), SEC_E_OK);
-            platform::FreeCredentialsHandle(&handle);
-        }
+// Every change of the file makes another certificate to the platform, more than it keeps settings
+// for.
+TEST_F(FaultyKeys, aCredentialOutlivesWhatIsKeptForIt) {
+    std::filesystem::copy(certificatesFolder() / "root", own / "root");
+    std::filesystem::copy_file(certificatesFolder() / "my" / "server-ecdsa.pem",
+                               own / "my" / "server-ecdsa.pem");
+    const FolderInForce folder(own);
+    Side server = Side::server();
+    std::filesystem::remove(own / "my" / "server-ecdsa.pem");
+    for (int change = 0; change < 80; ++change) {
+        install("server-ecdsa");
+        ASSERT_EQ(acquireOnly(own), SEC_E_OK) << "change " << change;
+        std::filesystem::remove(own / "my" / "only.pem");
+        std::filesystem::remove(own / "my" / "only.key");
     }
+    Side client = Side::client();
+    shakeHands(client, server);
+    ASSERT_TRUE(client.established());
+    EXPECT_EQ(server.openAll(client.protect("still served")), "still served");
 }
 
 using Packages = Credentials;
