@@ -177,6 +177,22 @@ TEST_F(ChainPolicy, brokenSignatureIsTheFaultOfTheCertificateThatBearsIt) {
               (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
 }
 
+TEST_F(ChainPolicy, keyTooWeakForTlsIsRefused) {
+    Recipe weak = serverNamed("leaf");
+    weak.rsaBits = 1024;
+    EXPECT_EQ(judge(issue(weak, &root)), (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
+    weak.rsaBits = 2048;
+    EXPECT_EQ(judge(issue(weak, &root)), trusted);
+}
+
+TEST_F(ChainPolicy, authorityWithAKeyTooWeakForTlsIsTheElementAtFault) {
+    Recipe weak = authorityNamed("weak");
+    weak.rsaBits = 1024;
+    const Issued authority = issue(weak, &root);
+    EXPECT_EQ(judge(issue(serverNamed("leaf"), &authority), {&authority}),
+              (Verdict{TRUST_E_CERT_SIGNATURE, 1}));
+}
+
 TEST_F(ChainPolicy, issuerThatIsNoAuthorityIsTheElementAtFault) {
     const Issued server = issue(serverNamed("server"), &root);
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &server), {&server}),

@@ -100,7 +100,8 @@ TEST_F(Picker, nonsenseThreeTimesDeclines) {
 }
 
 TEST_F(Picker, lineWithoutEndIsCutAndNonsense) {
-    EXPECT_EQ(answer(std::string(3000, '1') + "\n1\n").entry, 1);
+    const std::string longLine(3000, '1');
+    EXPECT_EQ(answer(longLine + "\n1\n").entry, 1);
 }
 
 TEST_F(Picker, showsNamesAndDates) {

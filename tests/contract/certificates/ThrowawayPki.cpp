@@ -96,7 +96,8 @@ std::string written(Write write) {
 } // namespace
 
 Issued issue(const Recipe& recipe, const Issued* issuer) {
-    Issued issued{X509Pointer(X509_new()), KeyPointer(EVP_EC_gen("P-256"))};
+    Issued issued{X509Pointer(X509_new()),
+                  KeyPointer(recipe.rsaBits ? EVP_RSA_gen(recipe.rsaBits) : EVP_EC_gen("P-256"))};
     X509* certificate = issued.certificate.get();
     require(certificate && issued.key);
     X509_set_version(certificate, X509_VERSION_3);

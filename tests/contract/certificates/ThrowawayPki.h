@@ -26,6 +26,7 @@ struct Recipe {
     std::string criticalExtension; // an identifier nobody knows
     int firstDay = -1;             // days from now
     int lastDay = 1000;
+    unsigned rsaBits = 0; // an RSA key of so many bits; 0: an elliptic curve's
 };
 
 // Signed by issuer's key in its name, or by itself without one.

@@ -2,6 +2,7 @@
 // known.
 #include "certificates/Chain.h"
 
+#include "certificates/SecurityLevel.h"
 #include "certificates/SubjectText.h"
 
 #include <openssl/x509_vfy.h>
@@ -138,6 +139,8 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
     X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
     requirePurpose(verification.get(), request.usages);
+    X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(verification.get()),
+                                     tlsSecurityLevel());
     if (request.time)
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
     if (X509_verify_cert(verification.get()) != 1)

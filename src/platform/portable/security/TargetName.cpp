@@ -37,10 +37,11 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
         return isScalarValue(static_cast<char32_t>(unit));
     });
     std::string name = isText ? utf8OfWide(units) : std::string();
-    if (const std::string address = withoutZone(name); isAddressLiteral(address))
-        return TargetName(address, true);
+    // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
     if (name.ends_with('.'))
         name.pop_back();
+    if (const std::string address = withoutZone(name); isAddressLiteral(address))
+        return TargetName(address, true);
     if (name.empty() || name.starts_with('.'))
         return std::nullopt;
     return TargetName(std::move(name), false);
