@@ -4,9 +4,9 @@
 #include "StopSignal.h"
 
 #include <cstdio>
+#include <exception>
 #include <list>
 #include <memory>
-#include <system_error>
 
 namespace VexaSsl::tool {
 
@@ -59,8 +59,18 @@ private:
     enum class Wait { Accepted, Stopped };
 
     // Result: false when the server is to stop. Closing the listener, which the caller then does,
-    // aborts the accept that is still posted.
+    // aborts the accept that is still posted. A want of memory or threads costs one connection,
+    // never the others.
     bool acceptOne() {
+        try {
+            return acceptNext();
+        } catch (const std::exception& error) {
+            service.printer.print(std::string("vexassl: connection dropped: ") + error.what());
+            return rest();
+        }
+    }
+
+    bool acceptNext() {
         pending = std::make_unique<ServedConnection>(service, ++lastNumber, listener.family);
         acceptCompleted.reset();
         if (!pending->valid() ||
@@ -73,13 +83,13 @@ private:
         if (!pending->accepted(listener.socket.get())) {
             return rest();
         }
-        try {
-            pending->start([this] { connectionEnded.set(); });
-        } catch (const std::system_error& error) {
-            service.printer.print(std::string("vexassl: connection dropped: ") + error.what());
-            return rest();
-        }
         connections.push_back(std::move(pending));
+        try {
+            connections.back()->start([this] { connectionEnded.set(); });
+        } catch (const std::exception&) {
+            connections.pop_back();
+            throw;
+        }
         return true;
     }
 
