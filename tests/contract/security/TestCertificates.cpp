@@ -26,8 +26,8 @@ PCCERT_CONTEXT findCase(HCERTSTORE store, const std::string& name) {
 std::filesystem::path certificatesFolder() {
     const std::filesystem::path folder = VEXASSL_TEST_PKI;
     if (!std::filesystem::exists(folder / "all" / "other-key" / "chain.pem")) {
-        const std::string command =
-            std::string(VEXASSL_MAKE_CERTIFICATES) + " '" + folder.string() + "'";
+        std::string command = VEXASSL_MAKE_CERTIFICATES;
+        command += " '" + folder.string() + "'";
         if (std::system(command.c_str()) != 0)
             throw std::runtime_error("can't make the certificates");
     }
