@@ -40,10 +40,10 @@ TEST(AcceptExNeighbours, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
     const SOCKET number = accept.socket.get();
     accept.socket.close();
+    const Socket other = tcpSocket(); // before a wait, which may need a descriptor of its own
+    EXPECT_EQ(other.get(), number);
     EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
     EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
-    const Socket other = tcpSocket();
-    EXPECT_EQ(other.get(), number);
     const Socket client = connectedTo(listener);
     const Socket server(platform::accept(listener.get(), nullptr, nullptr)); // still to be had
     EXPECT_TRUE(server.isValid());
