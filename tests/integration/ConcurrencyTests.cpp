@@ -15,11 +15,10 @@ namespace {
 
 #if defined(VEXASSL_UNDER_SANITIZER)
 constexpr std::size_t volume = std::size_t{4} << 20;
-constexpr int connections = 60;
 #else
 constexpr std::size_t volume = std::size_t{32} << 20;
-constexpr int connections = 200;
 #endif
+constexpr int connections = 200;
 
 void sendPattern(Peer& peer, std::size_t total) {
     const Pattern pattern;

@@ -272,6 +272,36 @@ TEST(Conversation, aChangedByteOnTheWireIsNeverDelivered) {
     EXPECT_EQ(meeting.server.log->linesWith(L"DecryptMessage failed with: ").size(), 1U);
 }
 
+// A connection that ends inside the second record to the server: five bytes arrive whole.
+Meeting meetCutInTheSecondRecord(Ending ending) {
+    const Meeting measured = meet({.client = Settings::encrypted(),
+                                   .server = Settings::serverSending(pki::localhost),
+                                   .between = RelayPlan{}});
+    constexpr std::size_t firstRecord = 5 + 29;
+    const std::size_t position = measured.relay->passedToServer() + firstRecord + 12;
+    Meeting meeting =
+        meet({.client = Settings::encrypted(),
+              .server = Settings::serverSending(pki::localhost),
+              .between = RelayPlan{.toServer = {.cutBehind = position, .ending = ending}}});
+    EXPECT_TRUE(meeting.established());
+    EXPECT_TRUE(meeting.client.say("first"));
+    EXPECT_EQ(meeting.server.hear(5), "first");
+    EXPECT_TRUE(meeting.client.say("second"));
+    return meeting;
+}
+
+TEST(Conversation, anEndInsideARecordIsTheEndOfTheStreamWithoutAnyLine) {
+    Meeting meeting = meetCutInTheSecondRecord(Ending::close);
+    EXPECT_EQ(meeting.server.receive(100), "");
+    EXPECT_TRUE(meeting.server.log->linesFrom(Severity::Warning).empty());
+}
+
+TEST(Conversation, aResetInsideARecordIsTheSocketsFailure) {
+    Meeting meeting = meetCutInTheSecondRecord(Ending::reset);
+    EXPECT_EQ(meeting.server.receive(100), std::nullopt);
+    EXPECT_EQ(meeting.server.error, WSAECONNRESET);
+}
+
 TEST(Conversation, aSecondConnectionReplacesTheFirstOnTheSameStack) {
     const Listener listener;
     Peer server;

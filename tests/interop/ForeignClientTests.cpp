@@ -191,6 +191,17 @@ TEST(ForeignClient, anOpenSslClientBehindAnIntermediateStays) {
     converse(server, *client);
 }
 
+TEST(ForeignClient, anOpenSslClientWhoseCertificateSpansRecordsStays) {
+    VEXASSL_NEEDS("openssl");
+    const Listener listener;
+    Words options = openSslIdentity("client-with-intermediate");
+    options.insert(options.end(), {"-brief", "-max_send_frag", "512"});
+    const auto client = openSslClient(listener.port(), options);
+    Peer server = answer(listener, asking());
+    ASSERT_TRUE(server.established()) << client->output();
+    converse(server, *client);
+}
+
 TEST(ForeignClient, anOpenSslClientWithoutACertificateIsRefusedWhereOneIsRequired) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;

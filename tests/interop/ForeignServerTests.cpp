@@ -248,6 +248,17 @@ TEST(ForeignServer, gnuTlsThatNeverAsksIsFine) {
     converseEchoed(client);
 }
 
+// --- Messages that span records.
+
+TEST(ForeignServer, whoseHandshakeMessagesSpanRecordsIsUnderstood) {
+    VEXASSL_NEEDS("openssl");
+    const ForeignServer server =
+        openSslServer("with-intermediate", {"-max_send_frag", "512", "-rev"});
+    Peer client = dial(server.port, Settings::encrypted());
+    ASSERT_TRUE(client.established()) << server.program->output();
+    converseReversed(client);
+}
+
 // --- What the other side may do in mid-stream.
 
 TEST(ForeignServer, aRequestToRenegotiateIsTheEndOfTheStream) {
