@@ -11,12 +11,6 @@
 namespace VexaSsl::test {
 namespace {
 
-Meeting meetThrough(const RelayPlan& between) {
-    return meet({.client = Settings::encrypted(),
-                 .server = Settings::serverSending(pki::localhost),
-                 .between = between});
-}
-
 // The sizes of a whole handshake. They are the same every time: with an RSA key every signature has
 // the same length.
 struct HandshakeSizes {
@@ -25,7 +19,7 @@ struct HandshakeSizes {
 };
 
 HandshakeSizes measure() {
-    const Meeting meeting = meetThrough({});
+    const Meeting meeting = meetEncrypted(RelayPlan{});
     EXPECT_TRUE(meeting.established());
     return {meeting.relay->passedToServer(), meeting.relay->passedToClient()};
 }
@@ -53,7 +47,7 @@ void expectEnded(const Peer& peer, const char* side, std::size_t position) {
 TEST(BrokenHandshake, aConnectionClosedBehindAnyByteToTheServerEndsBothSides) {
     const HandshakeSizes sizes = measure();
     for (std::size_t k = 0; k < sizes.toServer && !::testing::Test::HasFailure(); k += step) {
-        const Meeting meeting = meetThrough({.toServer = {.cutBehind = k}});
+        const Meeting meeting = meetEncrypted(RelayPlan{.toServer = {.cutBehind = k}});
         expectEnded(meeting.server, "server", k);
         expectEnded(meeting.client, "client", k);
     }
@@ -62,7 +56,7 @@ TEST(BrokenHandshake, aConnectionClosedBehindAnyByteToTheServerEndsBothSides) {
 TEST(BrokenHandshake, aConnectionClosedBehindAnyByteToTheClientEndsIt) {
     const HandshakeSizes sizes = measure();
     for (std::size_t k = 0; k < sizes.toClient && !::testing::Test::HasFailure(); k += step) {
-        const Meeting meeting = meetThrough({.toClient = {.cutBehind = k}});
+        const Meeting meeting = meetEncrypted(RelayPlan{.toClient = {.cutBehind = k}});
         expectEnded(meeting.client, "client", k);
         if (k <= sizes.toClient - lastFlight) {
             expectEnded(meeting.server, "server", k);
@@ -87,7 +81,7 @@ TEST(BrokenHandshake, aResetBehindAnyByteToTheServerEndsBothSides) {
     const HandshakeSizes sizes = measure();
     for (std::size_t k = 0; k < sizes.toServer && !::testing::Test::HasFailure(); k += step) {
         const Meeting meeting =
-            meetThrough({.toServer = {.cutBehind = k, .ending = Ending::reset}});
+            meetEncrypted(RelayPlan{.toServer = {.cutBehind = k, .ending = Ending::reset}});
         expectReset(meeting.server, "server", k);
         expectReset(meeting.client, "client", k);
     }
@@ -98,7 +92,7 @@ TEST(BrokenHandshake, aResetBehindASeventhByteToTheClientEndsIt) {
     const HandshakeSizes sizes = measure();
     for (std::size_t k = 0; k < sizes.toClient && !::testing::Test::HasFailure(); k += 7 * step) {
         const Meeting meeting =
-            meetThrough({.toClient = {.cutBehind = k, .ending = Ending::reset}});
+            meetEncrypted(RelayPlan{.toClient = {.cutBehind = k, .ending = Ending::reset}});
         expectReset(meeting.client, "client", k);
     }
 }
@@ -116,15 +110,16 @@ TEST(BrokenHandshake, aSplitAtAnyByteInBothDirectionsChangesNothing) {
     const HandshakeSizes sizes = measure();
     const std::size_t longest = std::max(sizes.toServer, sizes.toClient) + 40;
     for (std::size_t k = 1; k < longest && !::testing::Test::HasFailure(); k += step) {
-        Meeting meeting = meetThrough({.toServer = {.splitAt = k}, .toClient = {.splitAt = k}});
+        Meeting meeting =
+            meetEncrypted(RelayPlan{.toServer = {.splitAt = k}, .toClient = {.splitAt = k}});
         expectConversation(meeting, k);
     }
 }
 
 TEST(BrokenHandshake, deliveryInPiecesChangesNothing) {
     for (const std::size_t piece : {1U, 2U, 3U, 5U, 7U, 64U}) {
-        Meeting meeting =
-            meetThrough({.toServer = {.pieceSize = piece}, .toClient = {.pieceSize = piece}});
+        Meeting meeting = meetEncrypted(
+            RelayPlan{.toServer = {.pieceSize = piece}, .toClient = {.pieceSize = piece}});
         expectConversation(meeting, piece);
     }
 }
@@ -133,7 +128,7 @@ TEST(BrokenHandshake, deliveryInPiecesChangesNothing) {
 TEST(BrokenHandshake, aChangedByteToTheClientNeverGivesAConnectionOnBothSides) {
     const HandshakeSizes sizes = measure();
     for (std::size_t k = 5; k < sizes.toClient && !::testing::Test::HasFailure(); k += 37 * step) {
-        Meeting meeting = meetThrough({.toClient = {.changeAt = k}});
+        Meeting meeting = meetEncrypted(RelayPlan{.toClient = {.changeAt = k}});
         EXPECT_FALSE(meeting.client.established()) << "at " << k;
     }
 }

@@ -62,8 +62,7 @@ TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
 }
 
 TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
-    Meeting meeting =
-        meet({.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
+    Meeting meeting = meetEncrypted();
     ASSERT_TRUE(meeting.established());
     constexpr std::size_t total = 1 << 20;
     std::jthread sending([&] { sendPattern(meeting.client, total); });
@@ -87,8 +86,7 @@ TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
 // Every connection is answered by a thread of its own and says its number both ways.
 TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
     { // what is made once per process is made before counting
-        const Meeting first = meet(
-            {.client = Settings::encrypted(), .server = Settings::serverSending(pki::localhost)});
+        const Meeting first = meetEncrypted();
         ASSERT_TRUE(first.established());
     }
     const std::size_t before = openDescriptors();
@@ -97,8 +95,7 @@ TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
         std::vector<std::thread> threads;
         for (int number = 0; number < connections; ++number) {
             threads.emplace_back([&understood, number] {
-                Meeting meeting = meet({.client = Settings::encrypted(),
-                                        .server = Settings::serverSending(pki::localhost)});
+                Meeting meeting = meetEncrypted();
                 const std::string text = "connection " + std::to_string(number);
                 if (meeting.established() && meeting.client.say(text) &&
                     meeting.server.hear(text.size()) == text && meeting.server.say(text) &&
@@ -124,8 +121,7 @@ TEST(Concurrency, manyOpenConnectionsKeepTheirBytesApart) {
         for (int worker = 0; worker < 8; ++worker) {
             threads.emplace_back([&] {
                 for (std::size_t i = next++; i < meetings.size(); i = next++) {
-                    meetings[i] = meet({.client = Settings::encrypted(),
-                                        .server = Settings::serverSending(pki::localhost)});
+                    meetings[i] = meetEncrypted();
                 }
             });
         }

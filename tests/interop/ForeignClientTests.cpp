@@ -4,11 +4,11 @@
 #include "integration/support/Meeting.h"
 #include "integration/support/Pattern.h"
 #include "interop/Peers.h"
+#include "interop/ServingForeigners.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <thread>
 
@@ -25,18 +25,6 @@ std::string subjectOf(const std::string& name) {
 
 Peer serve(const Listener& listener, const std::string& name = "server-rsa") {
     return answer(listener, Settings::serverSending(subjectOf(name)));
-}
-
-Settings asking() {
-    return Settings::serverSending(pki::localhost).with("RequireClientAuthentication", "True");
-}
-
-// Our end says a line that the program must show, and hears one from it.
-void converse(Peer& server, Program& program) {
-    ASSERT_TRUE(program.say("from the foreign side\n"));
-    EXPECT_EQ(server.hear(22), "from the foreign side\n");
-    ASSERT_TRUE(server.say("from our side\n"));
-    EXPECT_TRUE(program.shows("from our side")) << program.output();
 }
 
 class ServedCertificate : public ::testing::TestWithParam<std::string> {};
@@ -62,20 +50,6 @@ TEST_P(ServedCertificate, isVerifiedByGnuTlsAndDataGoesBothWays) {
     EXPECT_THAT(client->output(), HasSubstr("Status: The certificate is trusted"));
 }
 
-const std::string page = "<p>hello</p>\n";
-
-void answerRequest(Peer& server) {
-    std::string request;
-    while (request.find("\r\n\r\n") == std::string::npos) {
-        const auto part = server.receive(4096);
-        ASSERT_TRUE(part && !part->empty());
-        request += *part;
-    }
-    EXPECT_THAT(request, HasSubstr("GET / HTTP/1.1"));
-    EXPECT_TRUE(server.say("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
-                           std::to_string(page.size()) + "\r\n\r\n" + page));
-}
-
 TEST_P(ServedCertificate, isVerifiedByCurlWhichFetchesAPage) {
     VEXASSL_NEEDS("curl");
     const Listener listener;
@@ -89,23 +63,9 @@ TEST_P(ServedCertificate, isVerifiedByCurlWhichFetchesAPage) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, ServedCertificate,
                          ::testing::Values("server-rsa", "server-ecdsa", "with-intermediate"),
-                         [](const auto& kind) {
-                             std::string name = kind.param;
-                             std::erase(name, '-');
-                             return name;
-                         });
+                         [](const auto& kind) { return asTestName(kind.param); });
 
 // --- Suites.
-
-struct Suite {
-    std::string certificate;
-    std::string openSsl;
-    std::string gnuTls;
-
-    friend std::ostream& operator<<(std::ostream& out, const Suite& suite) {
-        return out << suite.openSsl;
-    }
-};
 
 class ForcedSuite : public ::testing::TestWithParam<Suite> {};
 
@@ -140,11 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Suite{"server-ecdsa", "ECDHE-ECDSA-AES128-GCM-SHA256", "AES-128-GCM"},
                       Suite{"server-ecdsa", "ECDHE-ECDSA-AES256-GCM-SHA384", "AES-256-GCM"},
                       Suite{"server-ecdsa", "ECDHE-ECDSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"}),
-    [](const auto& kind) {
-        std::string name = kind.param.openSsl;
-        std::erase(name, '-');
-        return name;
-    });
+    [](const auto& kind) { return asTestName(kind.param.openSsl); });
 
 // --- What the foreign client refuses.
 
@@ -164,101 +120,6 @@ TEST(ForeignClient, curlRefusesAServerOfAnUnknownAuthority) {
     const Peer server = serve(listener, "untrusted");
     EXPECT_EQ(server.error, WSAECONNABORTED);
     EXPECT_EQ(client->exitStatus(), 60) << client->output();
-}
-
-// --- Client certificates.
-
-TEST(ForeignClient, anOpenSslClientWithACertificateStays) {
-    VEXASSL_NEEDS("openssl");
-    const Listener listener;
-    Words options = openSslIdentity("client");
-    options.push_back("-brief");
-    const auto client = openSslClient(listener.port(), options);
-    Peer server =
-        answer(listener, asking().with("AcceptableClientCertificateToReceiveNames", "client.test"));
-    ASSERT_TRUE(server.established()) << client->output();
-    converse(server, *client);
-}
-
-TEST(ForeignClient, anOpenSslClientBehindAnIntermediateStays) {
-    VEXASSL_NEEDS("openssl");
-    const Listener listener;
-    Words options = openSslIdentity("client-with-intermediate");
-    options.push_back("-brief");
-    const auto client = openSslClient(listener.port(), options);
-    Peer server = answer(listener, asking());
-    ASSERT_TRUE(server.established()) << client->output();
-    converse(server, *client);
-}
-
-TEST(ForeignClient, anOpenSslClientWhoseCertificateSpansRecordsStays) {
-    VEXASSL_NEEDS("openssl");
-    const Listener listener;
-    Words options = openSslIdentity("client-with-intermediate");
-    options.insert(options.end(), {"-brief", "-max_send_frag", "512"});
-    const auto client = openSslClient(listener.port(), options);
-    Peer server = answer(listener, asking());
-    ASSERT_TRUE(server.established()) << client->output();
-    converse(server, *client);
-}
-
-TEST(ForeignClient, anOpenSslClientWithoutACertificateIsRefusedWhereOneIsRequired) {
-    VEXASSL_NEEDS("openssl");
-    const Listener listener;
-    const auto client = openSslClient(listener.port(), {"-brief"});
-    const Peer server = answer(listener, asking());
-    EXPECT_EQ(server.error, WSAECONNABORTED);
-    EXPECT_THAT(
-        server.log->linesFrom(Severity::Info),
-        ElementsAre(warning(L"QueryContextAttributes (SECPKG_ATTR_REMOTE_CERT_CONTEXT) returned "
-                            L"[SEC_E_NO_CREDENTIALS]. Probable cause: no certificate was sent"),
-                    error(L"Unable to obtain a certificate to authenticate the client by. "
-                          L"Terminating connection"),
-                    error(L"Can't establish a security context. client authentication failed: "
-                          L"can't get client cert")));
-}
-
-TEST(ForeignClient, anOpenSslClientWithACertificateStaysWhereNoneIsAskedFor) {
-    VEXASSL_NEEDS("openssl");
-    const Listener listener;
-    Words options = openSslIdentity("client-untrusted");
-    options.push_back("-brief");
-    const auto client = openSslClient(listener.port(), options);
-    Peer server = serve(listener);
-    ASSERT_TRUE(server.established()) << client->output();
-    converse(server, *client);
-}
-
-TEST(ForeignClient, aGnuTlsClientWithACertificateStays) {
-    VEXASSL_NEEDS("gnutls-cli");
-    const Listener listener;
-    const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-rsa"));
-    Peer server = answer(listener, asking());
-    ASSERT_TRUE(server.established()) << client->output();
-    converse(server, *client);
-}
-
-TEST(ForeignClient, aGnuTlsClientOfAnUnknownAuthorityIsRefused) {
-    VEXASSL_NEEDS("gnutls-cli");
-    const Listener listener;
-    const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-untrusted"));
-    const Peer server = answer(listener, asking());
-    EXPECT_EQ(server.error, WSAECONNABORTED);
-    EXPECT_EQ(server.log->count(Severity::Error,
-                                L"Can't establish a security context. client authentication "
-                                L"failed: cert not trusted"),
-              1U);
-}
-
-TEST(ForeignClient, curlWithACertificateFetchesAPage) {
-    VEXASSL_NEEDS("curl");
-    const Listener listener;
-    const auto client = curl(listener.port(), curlIdentity("client"));
-    Peer server = answer(listener, asking());
-    ASSERT_TRUE(server.established()) << client->output();
-    answerRequest(server);
-    EXPECT_EQ(client->exitStatus(), 0) << client->output();
-    EXPECT_EQ(client->output(), page);
 }
 
 // --- More than a line.

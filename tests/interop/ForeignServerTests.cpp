@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <thread>
 
@@ -49,21 +48,7 @@ TEST_P(CalledCertificate, ofAGnuTlsServerIsVerifiedAndDataGoesBothWays) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, CalledCertificate,
                          ::testing::Values("server-rsa", "server-ecdsa", "with-intermediate"),
-                         [](const auto& kind) {
-                             std::string name = kind.param;
-                             std::erase(name, '-');
-                             return name;
-                         });
-
-struct Suite {
-    std::string certificate;
-    std::string openSsl;
-    std::string gnuTls;
-
-    friend std::ostream& operator<<(std::ostream& out, const Suite& suite) {
-        return out << suite.openSsl;
-    }
-};
+                         [](const auto& kind) { return asTestName(kind.param); });
 
 class CalledSuite : public ::testing::TestWithParam<Suite> {};
 
@@ -94,11 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Suite{"server-rsa", "ECDHE-RSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"},
                       Suite{"server-ecdsa", "ECDHE-ECDSA-AES256-GCM-SHA384", "AES-256-GCM"},
                       Suite{"server-ecdsa", "ECDHE-ECDSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"}),
-    [](const auto& kind) {
-        std::string name = kind.param.openSsl;
-        std::erase(name, '-');
-        return name;
-    });
+    [](const auto& kind) { return asTestName(kind.param.openSsl); });
 
 // --- Refusals.
 

@@ -62,6 +62,11 @@ std::unique_ptr<Program> curl(std::uint16_t port, const Words& more) {
                  more);
 }
 
+std::string asTestName(std::string text) {
+    std::erase(text, '-');
+    return text;
+}
+
 ForeignServer openSslServer(const std::string& name, const Words& more) {
     ForeignServer server;
     server.program =

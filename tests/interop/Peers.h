@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,20 @@ Words curlIdentity(const std::string& name);
 std::unique_ptr<Program> openSslClient(std::uint16_t port, const Words& more = {});
 std::unique_ptr<Program> gnuTlsClient(std::uint16_t port, const Words& more = {});
 std::unique_ptr<Program> curl(std::uint16_t port, const Words& more = {});
+
+// A suite that a peer is forced to, in the words of each peer, and a case that it works with.
+struct Suite {
+    std::string certificate;
+    std::string openSsl;
+    std::string gnuTls;
+
+    friend std::ostream& operator<<(std::ostream& out, const Suite& suite) {
+        return out << suite.openSsl;
+    }
+};
+
+// A text as the name of a test may be.
+std::string asTestName(std::string text);
 
 // A peer that we call, listening on a free port.
 struct ForeignServer {

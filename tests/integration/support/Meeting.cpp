@@ -1,5 +1,7 @@
 #include "integration/support/Meeting.h"
 
+#include "integration/support/Pki.h"
+
 #include <array>
 #include <thread>
 
@@ -107,6 +109,13 @@ Meeting meet(const Plan& plan) {
     meeting.client = dial(port, plan.client, plan.host, plan.clientStack);
     serving.join();
     return meeting;
+}
+
+Meeting meetEncrypted(const std::optional<RelayPlan>& between, Accepting accepting) {
+    return meet({.client = Settings::encrypted(),
+                 .server = Settings::serverSending(pki::localhost),
+                 .accepting = accepting,
+                 .between = between});
 }
 
 } // namespace VexaSsl::test

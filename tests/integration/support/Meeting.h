@@ -71,6 +71,10 @@ struct Meeting {
 
 Meeting meet(const Plan& plan);
 
+// Both encrypted, the server with its usual certificate: what most tests start from.
+Meeting meetEncrypted(const std::optional<RelayPlan>& between = {},
+                      Accepting accepting = Accepting::overlapped);
+
 // The halves of a meeting, for tests that have one foreign side.
 Peer dial(std::uint16_t port, const Settings& settings, const std::string& host = "localhost",
           const StackMaker& maker = instantiateSocketStrategy);
