@@ -1,15 +1,13 @@
 #include "ConnectionOptions.h"
 
+#include "CertificateFolder.h"
 #include "ExitStatus.h"
-#include "VexaPlatform/Certificates.h"
 
 #include <algorithm>
 #include <cwctype>
 #include <exception>
-#include <filesystem>
 #include <fstream>
 #include <string_view>
-#include <system_error>
 
 namespace VexaSsl::tool {
 
@@ -32,17 +30,6 @@ bool isFalse(const std::wstring& value) {
         value.begin(), value.end(), word.begin(), word.end(), [](wchar_t a, wchar_t b) {
             return std::towlower(static_cast<std::wint_t>(a)) == static_cast<std::wint_t>(b);
         });
-}
-
-void useCertificates(const std::string& folder) {
-    if (folder.empty()) {
-        return;
-    }
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(folder, ignored)) {
-        throw Failure(ExitStatus::Usage, "no certificate folder at [" + folder + "]");
-    }
-    platform::setCertificateFolder(folder);
 }
 
 std::string reversionText(const ConnectionOptions& options, const Diagnosis& diagnosis) {
@@ -83,7 +70,7 @@ const char* causeWords(ExitStatus status) {
 
 LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer)
     : log(printer) {
-    useCertificates(options.certificates);
+    useCertificateFolder(options.certificates);
     const std::wstring name = widenedBytes(options.connectionName);
     if (options.iniFile.empty()) {
         loaded = constructDefaultSslConfiguration(log, name);

@@ -49,13 +49,13 @@ std::string joined(const std::string& host, const std::string& port) {
     return (isIpv6 ? "[" + host + "]" : host) + ":" + port;
 }
 
-using AddressQuery = int (*)(int, sockaddr*, socklen_t*);
+using AddressQuery = decltype(&::getsockname);
 
 std::string queriedAddressText(SOCKET s, AddressQuery query) {
     sockaddr_storage address{};
     socklen_t length = sizeof address;
     auto* plain = reinterpret_cast<sockaddr*>(&address);
-    if (query(static_cast<int>(s), plain, &length) != 0) {
+    if (query(nativeSocket(s), plain, &length) != 0) {
         return "an unknown address";
     }
     return addressText(plain, length);
@@ -134,10 +134,7 @@ Listener listenOn(const Endpoint& endpoint) {
     }
     Listener result{OwnedSocket(platform::socket(address->ai_family, SOCK_STREAM, 0)),
                     address->ai_family};
-    const int yes = 1;
-    if (!result.socket.valid() ||
-        ::setsockopt(static_cast<int>(result.socket.get()), SOL_SOCKET, SO_REUSEADDR, &yes,
-                     sizeof yes) != 0 ||
+    if (!result.socket.valid() || !takeOverPort(result.socket.get()) ||
         platform::bind(result.socket.get(), address->ai_addr,
                        static_cast<int>(address->ai_addrlen)) != 0 ||
         platform::listen(result.socket.get(), SOMAXCONN) != 0) {

@@ -4,7 +4,7 @@
 // Threads: nothing here is shared.
 #pragma once
 
-#include "VexaPlatform/HostSockets.h"
+#include "HostCalls.h"
 
 #include <string>
 #include <utility>

@@ -1,7 +1,7 @@
 // Sole owner of a manual-reset event.
 #pragma once
 
-#include "VexaPlatform/HostSockets.h"
+#include "HostCalls.h"
 
 #include <new>
 

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 namespace VexaSsl::tool {
-
-// A writer to a pipe that nobody reads gets an error instead of a signal from now on.
-void ignoreBrokenPipes();
 
 // Reads standard input; another thread can end a read that waits. Threads: one reader, and cancel
 // from any thread.
@@ -29,8 +27,8 @@ public:
     bool hasMore();
 
 private:
-    int wakeReader = -1;
-    int wakeWriter = -1;
+    struct Source; // the system's side of it
+    std::unique_ptr<Source> source;
 };
 
 // Writes everything; false when standard output takes no more.

@@ -1,10 +1,10 @@
-// Turns SIGTERM and SIGINT into one call. To be made before any other thread, since threads inherit
-// which signals they leave alone; until then it must be the only one.
+// Turns what a user or the system ends a program with (SIGTERM and SIGINT, or a console's Ctrl-C
+// and close) into one call. To be made before any other thread, since threads inherit which signals
+// they leave alone; until then it must be the only one.
 #pragma once
 
-#include <atomic>
 #include <functional>
-#include <thread>
+#include <memory>
 
 namespace VexaSsl::tool {
 
@@ -17,10 +17,8 @@ public:
     StopSignal& operator=(const StopSignal&) = delete;
 
 private:
-    void wait(const std::function<void()>& stop);
-
-    std::atomic<bool> ending = false;
-    std::thread thread;
+    class Listener; // the system's side of it
+    std::unique_ptr<Listener> listener;
 };
 
 } // namespace VexaSsl::tool

@@ -1,6 +1,6 @@
 #include "Watchdog.h"
 
-#include "VexaPlatform/HostSockets.h"
+#include "HostCalls.h"
 
 #include <algorithm>
 

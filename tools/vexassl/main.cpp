@@ -1,8 +1,8 @@
 // vexassl: connections by the library from the command line.
 #include "ConnectCommand.h"
 #include "ExitStatus.h"
+#include "ProcessSetup.h"
 #include "ServeCommand.h"
-#include "StandardStreams.h"
 
 #include <CLI/CLI.hpp>
 
@@ -92,8 +92,8 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    ignoreBrokenPipes();
     try {
+        setUpProcess();
         return run(argc, argv);
     } catch (const Failure& failure) {
         return failed(failure.status, failure.what());

@@ -3,7 +3,6 @@
 #include "ExitStatus.h"
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -32,26 +31,33 @@ std::size_t readOnce(char* buffer, std::size_t size) {
 
 } // namespace
 
-void ignoreBrokenPipes() {
-    std::signal(SIGPIPE, SIG_IGN);
-}
-
-StandardInput::StandardInput() {
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw Failure(ExitStatus::Usage, "no file descriptor left");
+// A pipe whose reading end wakes a read that waits.
+struct StandardInput::Source {
+    Source() {
+        int ends[2] = {-1, -1};
+        if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+            throw Failure(ExitStatus::Usage, "no file descriptor left");
+        }
+        wakeReader = ends[0];
+        wakeWriter = ends[1];
     }
-    wakeReader = ends[0];
-    wakeWriter = ends[1];
-}
+    ~Source() {
+        ::close(wakeReader);
+        ::close(wakeWriter);
+    }
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
 
-StandardInput::~StandardInput() {
-    ::close(wakeReader);
-    ::close(wakeWriter);
-}
+    int wakeReader = -1;
+    int wakeWriter = -1;
+};
+
+StandardInput::StandardInput() : source(std::make_unique<Source>()) {}
+
+StandardInput::~StandardInput() = default;
 
 std::size_t StandardInput::read(char* buffer, std::size_t size) {
-    pollfd descriptors[2] = {{STDIN_FILENO, POLLIN, 0}, {wakeReader, POLLIN, 0}};
+    pollfd descriptors[2] = {{STDIN_FILENO, POLLIN, 0}, {source->wakeReader, POLLIN, 0}};
     waitForInput(descriptors, 2, -1);
     if (descriptors[1].revents != 0) {
         return 0;
@@ -61,11 +67,11 @@ std::size_t StandardInput::read(char* buffer, std::size_t size) {
 
 void StandardInput::cancel() {
     // The pipe is empty before, so this can't fail.
-    [[maybe_unused]] const ssize_t written = ::write(wakeWriter, "", 1);
+    [[maybe_unused]] const ssize_t written = ::write(source->wakeWriter, "", 1);
 }
 
 bool StandardInput::cancelled() const {
-    pollfd wake = {wakeReader, POLLIN, 0};
+    pollfd wake = {source->wakeReader, POLLIN, 0};
     waitForInput(&wake, 1, 0);
     return wake.revents != 0;
 }

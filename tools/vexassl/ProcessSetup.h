@@ -1,0 +1,12 @@
+// What the tool does first, before any command runs: the process is made to behave alike on every
+// system.
+#pragma once
+
+namespace VexaSsl::tool {
+
+// A writer to a pipe that nobody reads gets an error instead of a signal from now on, standard
+// input and output carry bytes as they are, and the system's sockets are ready for use. Called
+// once, by main. Throws Failure (CannotConnect) when there are no sockets to be had.
+void setUpProcess();
+
+} // namespace VexaSsl::tool

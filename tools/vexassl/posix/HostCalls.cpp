@@ -1,0 +1,10 @@
+#include "HostCalls.h"
+
+namespace VexaSsl::tool {
+
+bool takeOverPort(SOCKET listener) {
+    const int yes = 1;
+    return ::setsockopt(nativeSocket(listener), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0;
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,20 @@
+// The socket work of the tool's own, on a system without Winsock: what VexaPlatform offers a host,
+// and the system's own calls on the descriptor that a SOCKET is.
+//
+// Threads: any function, from any thread.
+#pragma once
+
+#include "VexaPlatform/HostSockets.h"
+
+namespace VexaSsl::tool {
+
+// What the system's own calls (getsockname, getpeername) take in the place of a SOCKET.
+inline int nativeSocket(SOCKET s) {
+    return static_cast<int>(s);
+}
+
+// Lets a server that was just ended be started again on the same port. Result: false on failure,
+// with the error in the last-error slot.
+bool takeOverPort(SOCKET listener);
+
+} // namespace VexaSsl::tool
