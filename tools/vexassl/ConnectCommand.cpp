@@ -75,4 +75,22 @@ ExitStatus runConnect(const ConnectOptions& options) {
     refuse(target, error);
 }
 
+Command connectCommand() {
+    const auto options = std::make_shared<ConnectOptions>();
+    return {
+        .name = "connect",
+        .summary = "Send standard input to a peer and print what it sends, until it closes",
+        .flags = Flags{{.name = "target",
+                        .value = "HOST:PORT",
+                        .text = "The peer, an IPv6 address as [::1]:443",
+                        .target = &options->target,
+                        .required = true}} +
+                 connectionFlags(options->connection),
+        .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
+                      "Talks to a server as the connection Secure is configured"}},
+        .notes = "",
+        .run = [options] { return runConnect(*options); },
+    };
+}
+
 } // namespace VexaSsl::tool

@@ -1,6 +1,7 @@
 // vexassl connect: standard input to the peer and the peer to standard output, both at once.
 #pragma once
 
+#include "Command.h"
 #include "ConnectionOptions.h"
 #include "ExitStatus.h"
 
@@ -14,5 +15,7 @@ struct ConnectOptions {
 // Tries every address of the host in order, then talks until the peer closes. At the end of the
 // input the sending side of the socket is shut down. Throws Failure with any status.
 ExitStatus runConnect(const ConnectOptions& options);
+
+Command connectCommand();
 
 } // namespace VexaSsl::tool

@@ -13,17 +13,6 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The library widens a file's bytes one to one, so a name from the command line meets the same name
-// in a file only when it is widened in that way, whatever the encoding of both.
-std::wstring widenedBytes(const std::string& text) {
-    std::wstring result;
-    result.reserve(text.size());
-    for (const char byte : text) {
-        result.push_back(static_cast<wchar_t>(static_cast<unsigned char>(byte)));
-    }
-    return result;
-}
-
 bool isFalse(const std::wstring& value) {
     constexpr std::wstring_view word = L"false";
     return std::equal(
@@ -61,12 +50,37 @@ const char* causeWords(ExitStatus status) {
     case ExitStatus::CannotConnect:
     case ExitStatus::Handshake:
     case ExitStatus::CutShort:
+    case ExitStatus::Warnings:
         break;
     }
     return "no secure connection";
 }
 
 } // namespace
+
+Flag certificatesFlag(std::string& target) {
+    return {"--certificates", "DIR", "Folder of certificates, with my/ and root/ in it", &target};
+}
+
+Flags connectionFlags(ConnectionOptions& options) {
+    return {
+        {"--ini", "FILE",
+         "Ini file that names the configuration store; without it the defaults hold, which mean "
+         "plain sockets",
+         &options.iniFile},
+        {.name = "--connection",
+         .value = "NAME",
+         .text = "Connection name to look up in the store",
+         .target = &options.connectionName,
+         .needs = "--ini"},
+        certificatesFlag(options.certificates),
+        {.name = "--timeout",
+         .value = "SECONDS",
+         .text = "Seconds for the handshake, and for the peer's silence after it; 0 waits for ever",
+         .target = &options.timeoutSeconds,
+         .highest = 1000000},
+    };
+}
 
 LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer)
     : log(printer) {

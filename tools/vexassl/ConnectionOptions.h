@@ -3,6 +3,7 @@
 // Threads: none of this is shared; makeStrategy is called by one thread at a time.
 #pragma once
 
+#include "Command.h"
 #include "ToolLog.h"
 #include "VexaSsl/VexaSsl.h"
 
@@ -20,6 +21,11 @@ struct ConnectionOptions {
 
     std::chrono::seconds timeout() const { return std::chrono::seconds(timeoutSeconds); }
 };
+
+// The flags that fill it.
+Flags connectionFlags(ConnectionOptions& options);
+// --certificates alone, for commands that make no connection.
+Flag certificatesFlag(std::string& target);
 
 // The loaded configuration with the log that it borrows.
 class LoadedConfiguration {

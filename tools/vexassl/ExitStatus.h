@@ -18,6 +18,7 @@ enum class ExitStatus : int {
     OwnCertificate = 7, // our certificate or its key
     RefusedByPeer = 8,  // the peer refused our certificate
     CutShort = 9,       // ended before an announced or sent amount of data was complete
+    Warnings = 20,      // nothing worse than warnings, under --strict
 };
 
 // The table for --help.
@@ -32,7 +33,8 @@ inline constexpr const char* exitStatusHelp =
     "  6  name mismatch\n"
     "  7  own certificate or key\n"
     "  8  peer refused our certificate\n"
-    "  9  connection ended before an announced or sent amount of data was complete\n";
+    "  9  connection ended before an announced or sent amount of data was complete\n"
+    "  20 warnings under --strict\n";
 
 // Ends a command: what() is the one line for stderr.
 class Failure : public std::runtime_error {

@@ -158,4 +158,29 @@ ExitStatus runServe(const ServeOptions& options) {
     return ExitStatus::Well;
 }
 
+Command serveCommand() {
+    const auto options = std::make_shared<ServeOptions>();
+    return {
+        .name = "serve",
+        .summary = "Echo what clients send, or answer HTTP GET, until SIGTERM or SIGINT",
+        .flags =
+            Flags{{.name = "--port",
+                   .value = "N",
+                   .text = "Port to listen on; 0 takes a free one",
+                   .target = &options->port,
+                   .required = true,
+                   .highest = 65535},
+                  {"--listen", "ADDRESS", "Address to listen on", &options->listenAddress},
+                  {"--www", "", "Answer HTTP GET with a page of connection facts", &options->web},
+                  {"--overlapped", "", "Receive by overlapped operations", &options->overlapped}} +
+            connectionFlags(options->connection),
+        .examples = {{"vexassl serve --port 4433 --ini vexassl.ini --connection Secure",
+                      "Echoes on port 4433 of this machine as the connection Secure is configured"},
+                     {"vexassl serve --port 0 --www",
+                      "Answers browsers in plain text on a free port, which it prints"}},
+        .notes = "It prints \"listening on ADDRESS:PORT\" when it is ready.\n",
+        .run = [options] { return runServe(*options); },
+    };
+}
+
 } // namespace VexaSsl::tool

@@ -2,6 +2,7 @@
 // once, one stack and one thread each.
 #pragma once
 
+#include "Command.h"
 #include "ExitStatus.h"
 #include "ServedConnection.h"
 
@@ -11,5 +12,7 @@ namespace VexaSsl::tool {
 // To be called before the process has a second thread.
 // Throws Failure: Usage, CannotConnect (nothing to listen on), OwnCertificate.
 ExitStatus runServe(const ServeOptions& options);
+
+Command serveCommand();
 
 } // namespace VexaSsl::tool

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "Diagnosis.h"
+#include "Text.h"
 #include "VexaSsl/ILog.h"
 
 #include <mutex>
@@ -23,10 +24,6 @@ public:
 private:
     std::mutex mutex;
 };
-
-// UTF-8, for stderr: zero units are left out, control characters other than tabs become "?". The
-// text may hold names that a peer chose.
-std::string printableText(std::wstring_view text);
 
 class ToolLog : public ILog {
 public:

@@ -1,0 +1,36 @@
+// Texts of any origin on their way to a terminal or a script. Names in certificates, files and
+// arguments may hold anything: text here never fails, and what is shown never steers a terminal.
+//
+// No shared state: any thread may call any of them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace VexaSsl::tool {
+
+// The characters of a wide text, whose units have 16 or 32 bits by the system. What is no character
+// (half a surrogate pair, a number beyond the last character) becomes U+FFFD.
+std::u32string characters(std::wstring_view text);
+// The characters of UTF-8. Every byte that isn't part of one becomes U+FFFD.
+std::u32string characters(std::string_view bytes);
+
+bool isUtf8(std::string_view bytes);
+
+std::string toUtf8(std::u32string_view text);
+
+// UTF-8 for a person's eyes: zero characters are left out, control characters other than tabs
+// become "?".
+std::string printableText(std::u32string_view text);
+std::string printableText(std::wstring_view text);
+std::string printableText(std::string_view bytes);
+
+// The library widens a file's bytes one to one, so a name from the command line meets the same name
+// in a file only when it is widened in that way, whatever the encoding of both.
+std::wstring widenedBytes(std::string_view bytes);
+
+// The way back, for showing a text out of a file as it was written: when every unit is a byte and
+// the bytes are UTF-8, its characters, else those of the wide text as it is.
+std::u32string charactersOfFileText(std::wstring_view text);
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,11 @@
+#include "Terminal.h"
+
+#include <unistd.h>
+
+namespace VexaSsl::tool {
+
+bool isTerminal(std::FILE* stream) {
+    return ::isatty(::fileno(stream)) == 1;
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,11 @@
+#include "Terminal.h"
+
+#include <io.h>
+
+namespace VexaSsl::tool {
+
+bool isTerminal(std::FILE* stream) {
+    return _isatty(_fileno(stream)) != 0;
+}
+
+} // namespace VexaSsl::tool
