@@ -107,4 +107,41 @@ void CertificateStore::reportNothingFound(const std::wstring& search,
     log.log(Severity::Info, hint);
 }
 
+void CertificateStore::enumerateCertificates() const {
+    CertificateHandle current;
+    for (;;) {
+        // The call releases the certificate that it goes on from.
+        current = CertificateHandle(platform::CertEnumCertificatesInStore(handle, current.take()));
+        if (!current) {
+            break;
+        }
+        log.log(Severity::Debug, L"Got a new certificate");
+        inspector.reportAllNames(current.get());
+        static_cast<void>(inspector.verifyCertificateChain(current.get(), true));
+        static_cast<void>(inspector.verifyCertificateChain(current.get(), false));
+    }
+    reportEndOfEnumeration();
+}
+
+// The platform ends every walk with an error number, the usual one being that there is no more.
+void CertificateStore::reportEndOfEnumeration() const {
+    log.log(Severity::Debug, L"No more certificates to enumerate");
+    const DWORD error = platform::GetLastError();
+    if (error != CRYPT_E_NOT_FOUND) {
+        logSystemError(log, L"CertEnumCertificatesInStore", error);
+    }
+}
+
+CertificateHandle CertificateStore::selectCertificateFromUI() const {
+    CertificateHandle picked(platform::CryptUIDlgSelectCertificateFromStore(
+        handle, nullptr, nullptr, nullptr, 0, 0, nullptr));
+    if (picked) {
+        inspector.reportAllNames(picked.get());
+    } else {
+        log.log(Severity::Warning,
+                L"CryptUIDlgSelectCertificateFromStore returned with no selected certificate");
+    }
+    return picked;
+}
+
 } // namespace VexaSsl

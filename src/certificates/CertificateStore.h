@@ -30,6 +30,16 @@ public:
     // the log then has an Error and an Info line.
     CertificateHandleList findByEnhancedKeyUsage(bool forServer) const;
 
+    // For administration: writes the names of every certificate and whether its chain is trusted
+    // for server and for client authentication into the log, in the store's order. The log is all
+    // there is to it; no answer is kept.
+    void enumerateCertificates() const;
+
+    // For administration: has the user pick a certificate and waits for the answer. Empty, with a
+    // Warning line, when none was picked or nobody could be asked. A connection that is to ask the
+    // user does so by itself, in the same way, and fails where this gives an empty result.
+    CertificateHandle selectCertificateFromUI() const;
+
 private:
     ILog& log;
 
@@ -42,6 +52,7 @@ private:
     void close();
     CertificateHandleList findAll(DWORD findType, const void* parameter) const;
     void reportNothingFound(const std::wstring& search, const std::wstring& hint) const;
+    void reportEndOfEnumeration() const;
 };
 
 } // namespace VexaSsl

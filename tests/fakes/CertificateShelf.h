@@ -53,9 +53,11 @@ public:
         return sum;
     }
 
+    std::vector<PCCERT_CONTEXT> stored; // what a walk through the whole store meets
     std::vector<PCCERT_CONTEXT> foundByName;
     std::vector<PCCERT_CONTEXT> foundByUsage;
     std::set<PCCERT_CONTEXT> untrusted;
+    std::set<PCCERT_CONTEXT> untrustedForClients; // and for servers trusted
     std::map<PCCERT_CONTEXT, int> references;
     std::vector<std::wstring> namesSearched;
     std::vector<std::string> usagesSearched;
@@ -71,7 +73,7 @@ private:
 
     // A chain of the certificate alone.
     struct Chain {
-        explicit Chain(PCCERT_CONTEXT certificate) {
+        Chain(PCCERT_CONTEXT certificate, bool isForServer) : forServer(isForServer) {
             element.pCertContext = certificate;
             simple.cElement = 1;
             simple.rgpElement = elements;
@@ -83,6 +85,7 @@ private:
         CERT_SIMPLE_CHAIN simple;
         CERT_SIMPLE_CHAIN* simples[1] = {&simple};
         CERT_CHAIN_CONTEXT context;
+        bool forServer;
     };
 
     void scriptStore() {
@@ -91,22 +94,31 @@ private:
         platform.CertFindCertificateInStore =
             [this](HCERTSTORE, DWORD, DWORD, DWORD findType, const void* parameter,
                    PCCERT_CONTEXT previous) { return findNext(findType, parameter, previous); };
+        platform.CertEnumCertificatesInStore = [this](HCERTSTORE, PCCERT_CONTEXT previous) {
+            return stepBehind(previous, stored);
+        };
     }
 
     PCCERT_CONTEXT findNext(DWORD findType, const void* parameter, PCCERT_CONTEXT previous) {
         const bool byName = findType == CERT_FIND_SUBJECT_STR_W;
         const std::vector<PCCERT_CONTEXT>& found = byName ? foundByName : foundByUsage;
-        auto next = found.begin();
-        if (previous != nullptr) {
-            next = std::find(found.begin(), found.end(), previous) + 1;
-            giveBack(previous);
-        } else if (byName) {
+        if (previous == nullptr && byName) {
             namesSearched.emplace_back(static_cast<const wchar_t*>(parameter));
-        } else {
+        } else if (previous == nullptr) {
             const auto* usage = static_cast<const CERT_ENHKEY_USAGE*>(parameter);
             usagesSearched.emplace_back(usage->rgpszUsageIdentifier[0]);
         }
-        if (next == found.end()) {
+        return stepBehind(previous, found);
+    }
+
+    // A step of a walk, which releases the certificate that it goes on from.
+    PCCERT_CONTEXT stepBehind(PCCERT_CONTEXT previous, const std::vector<PCCERT_CONTEXT>& walked) {
+        auto next = walked.begin();
+        if (previous != nullptr) {
+            next = std::find(walked.begin(), walked.end(), previous) + 1;
+            giveBack(previous);
+        }
+        if (next == walked.end()) {
             platform.lastError = static_cast<int>(CRYPT_E_NOT_FOUND);
             return nullptr;
         }
@@ -159,22 +171,32 @@ private:
     }
 
     void scriptChains() {
-        platform.CertGetCertificateChain = [this](HCERTCHAINENGINE, PCCERT_CONTEXT certificate,
-                                                  FILETIME*, HCERTSTORE, CERT_CHAIN_PARA*, DWORD,
-                                                  void*, PCCERT_CHAIN_CONTEXT* chain) {
-            *chain = &chains.emplace_back(certificate).context;
-            return TRUE;
-        };
+        platform.CertGetCertificateChain =
+            [this](HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILETIME*, HCERTSTORE,
+                   CERT_CHAIN_PARA* parameters, DWORD, void*, PCCERT_CHAIN_CONTEXT* chain) {
+                const std::string usage = parameters->RequestedUsage.Usage.rgpszUsageIdentifier[0];
+                *chain = &chains.emplace_back(certificate, usage == "1.3.6.1.5.5.7.3.1").context;
+                return TRUE;
+            };
         platform.CertVerifyCertificateChainPolicy = [this](const char*, PCCERT_CHAIN_CONTEXT chain,
                                                            CERT_CHAIN_POLICY_PARA*,
                                                            CERT_CHAIN_POLICY_STATUS* status) {
             const PCCERT_CONTEXT judged = chain->rgpChain[0]->rgpElement[0]->pCertContext;
             status->dwError = untrusted.count(judged) != 0 ? CERT_E_UNTRUSTEDROOT : 0;
+            if (untrustedForClients.count(judged) != 0 && !isForServer(chain)) {
+                status->dwError = CERT_E_WRONG_USAGE;
+            }
             status->lChainIndex = -1;
             status->lElementIndex = -1;
             return TRUE;
         };
         platform.CertFreeCertificateChain = [](PCCERT_CHAIN_CONTEXT) {};
+    }
+
+    bool isForServer(PCCERT_CHAIN_CONTEXT chain) const {
+        return std::any_of(chains.begin(), chains.end(), [chain](const Chain& made) {
+            return &made.context == chain && made.forServer;
+        });
     }
 
     ScriptedPlatform& platform;

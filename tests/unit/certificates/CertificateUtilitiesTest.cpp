@@ -1,0 +1,211 @@
+// What CertificateStore does for administration: the listing walk and the picker.
+#include "certificates/CertificateStore.h"
+
+#include "fakes/CertificateShelf.h"
+#include "fakes/CollectingLog.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <vector>
+
+namespace VexaSsl::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using Calls = std::vector<std::string>;
+
+const LogLine another{Severity::Debug, L"Got a new certificate"};
+const LogLine trustedForServers{Severity::Debug,
+                                L"The certificate chain is trusted for server authentication"};
+const LogLine trustedForClients{Severity::Debug,
+                                L"The certificate chain is trusted for client authentication"};
+const LogLine noMore{Severity::Debug, L"No more certificates to enumerate"};
+
+LogLine namesLine(const std::wstring& names) {
+    return {Severity::Info, L"All names on this certificate: " + names};
+}
+
+struct CertificateUtilitiesTest : testing::Test {
+    CertificateUtilitiesTest() {
+        log.lines.clear();
+        platform.calls.clear();
+    }
+
+    // The end of a walk, or its failure, is this error number.
+    void endWalksWith(DWORD error) {
+        platform.CertEnumCertificatesInStore = [this, error](auto...) {
+            platform.lastError = static_cast<int>(error);
+            return nullptr;
+        };
+    }
+
+    CollectingLog log;
+    ScriptedPlatform platform;
+    CertificateShelf shelf{platform};
+    const CertificateStore store{log};
+};
+
+struct CertificateEnumerationTest : CertificateUtilitiesTest {};
+
+TEST_F(CertificateEnumerationTest, emptyStoreIsOneLineAndNoError) {
+    store.enumerateCertificates();
+    EXPECT_THAT(log.lines, ElementsAre(noMore));
+    EXPECT_EQ(platform.calls, (Calls{"CertEnumCertificatesInStore", "GetLastError"}));
+}
+
+TEST_F(CertificateEnumerationTest, eachCertificateIsNamedAndJudgedForServersThenForClients) {
+    shelf.stored = {shelf.make({L"one.test", L"uno.test"})};
+    store.enumerateCertificates();
+    EXPECT_THAT(log.lines, ElementsAre(another, namesLine(L"[one.test] [uno.test] "),
+                                       trustedForServers, trustedForClients, noMore));
+}
+
+TEST_F(CertificateEnumerationTest, certificatesComeInTheStoresOrder) {
+    shelf.stored = {shelf.make({L"b.test"}), shelf.make({L"a.test"})};
+    store.enumerateCertificates();
+    EXPECT_THAT(log.lines, ElementsAre(another, namesLine(L"[b.test] "), trustedForServers,
+                                       trustedForClients, another, namesLine(L"[a.test] "),
+                                       trustedForServers, trustedForClients, noMore));
+}
+
+TEST_F(CertificateEnumerationTest, everyStepIsTakenOnTheOpenStoreFromThePreviousCertificate) {
+    const PCCERT_CONTEXT first = shelf.make({L"one.test"});
+    const PCCERT_CONTEXT second = shelf.make({L"two.test"});
+    std::vector<PCCERT_CONTEXT> steppedFrom;
+    platform.CertEnumCertificatesInStore = [&](HCERTSTORE walked, PCCERT_CONTEXT previous) {
+        EXPECT_EQ(walked, shelf.storeHandle);
+        steppedFrom.push_back(previous);
+        platform.lastError = static_cast<int>(CRYPT_E_NOT_FOUND);
+        return previous == nullptr ? first : previous == first ? second : nullptr;
+    };
+    store.enumerateCertificates();
+    EXPECT_THAT(steppedFrom, ElementsAre(nullptr, first, second));
+}
+
+// The walk releases what it goes on from, so the store must not do it a second time.
+TEST_F(CertificateEnumerationTest, releasesNoCertificateItselfAndKeepsNone) {
+    shelf.stored = {shelf.make({L"one.test"}), shelf.make({L"two.test"})};
+    store.enumerateCertificates();
+    EXPECT_EQ(shelf.held(), 0);
+    EXPECT_THAT(platform.calls, testing::Not(testing::Contains("CertFreeCertificateContext")));
+}
+
+TEST_F(CertificateEnumerationTest, trustedForOnePurposeOnlyShowsTheReasonsForTheOther) {
+    const PCCERT_CONTEXT serverOnly = shelf.make({L"one.test"}, L"one");
+    shelf.stored = {serverOnly};
+    shelf.untrustedForClients = {serverOnly};
+    store.enumerateCertificates();
+    EXPECT_THAT(
+        log.lines,
+        ElementsAre(another, namesLine(L"[one.test] "), trustedForServers,
+                    LogLine{Severity::Warning, L"CertVerifyCertificateChainPolicy returned status: "
+                                               L"2148204816 (text of 2148204816)"},
+                    LogLine{Severity::Info,
+                            L"The certificate chain is not trusted for client authentication"},
+                    LogLine{Severity::Info,
+                            L"The following information is not complete, but provided as a "
+                            L"starting point. Please inspect the certificate chain through "
+                            L"the Microsoft Management Console"},
+                    LogLine{Severity::Info, L"This error applies to the entire certificate chain"},
+                    noMore));
+}
+
+TEST_F(CertificateEnumerationTest, certificateWithoutNamesDoesNotEndTheWalk) {
+    shelf.stored = {shelf.make(), shelf.make({L"two.test"})};
+    store.enumerateCertificates();
+    ASSERT_EQ(log.lines.size(), 10U);
+    EXPECT_EQ(log.lines[1],
+              (LogLine{Severity::Warning,
+                       L"CertGetNameStringW could not find any names on the certificate"}));
+    EXPECT_EQ(log.lines[2], namesLine(L""));
+    EXPECT_EQ(log.lines[6], namesLine(L"[two.test] "));
+}
+
+TEST_F(CertificateEnumerationTest, otherErrorsAtTheEndAreErrorLinesBehindTheLastOne) {
+    endWalksWith(5);
+    store.enumerateCertificates();
+    EXPECT_THAT(log.lines,
+                ElementsAre(noMore, LogLine{Severity::Error,
+                                            L"CertEnumCertificatesInStore failed with: 5 (text of "
+                                            L"5)"}));
+}
+
+TEST_F(CertificateEnumerationTest, errorOfTheWalkIsReadBehindTheLastLine) {
+    struct ErrorSettingLog : CollectingLog {
+        void log(Severity severity, const std::wstring& text) override {
+            CollectingLog::log(severity, text);
+            ScriptedPlatform::current().lastError = 87;
+        }
+    } sink;
+    const CertificateStore other(sink);
+    endWalksWith(CRYPT_E_NOT_FOUND);
+    other.enumerateCertificates();
+    EXPECT_EQ(sink.lines.back(), (LogLine{Severity::Error, L"CertEnumCertificatesInStore failed "
+                                                           L"with: 87 (text of 87)"}));
+}
+
+TEST_F(CertificateEnumerationTest, canBeRepeated) {
+    shelf.stored = {shelf.make({L"one.test"})};
+    store.enumerateCertificates();
+    const std::vector<LogLine> once = log.lines;
+    log.lines.clear();
+    store.enumerateCertificates();
+    EXPECT_THAT(log.lines, ElementsAreArray(once));
+}
+
+struct CertificateSelectionTest : CertificateUtilitiesTest {
+    void userPicks(PCCERT_CONTEXT certificate) {
+        platform.CryptUIDlgSelectCertificateFromStore =
+            [=, this](HCERTSTORE asked, HWND parent, const wchar_t* title, const wchar_t* display,
+                      DWORD dontUseColumn, DWORD flags, void* reserved) {
+                EXPECT_EQ(asked, shelf.storeHandle);
+                EXPECT_EQ(parent, nullptr);
+                EXPECT_EQ(title, nullptr);
+                EXPECT_EQ(display, nullptr);
+                EXPECT_EQ(dontUseColumn, 0U);
+                EXPECT_EQ(flags, 0U);
+                EXPECT_EQ(reserved, nullptr);
+                return certificate == nullptr ? nullptr : shelf.lend(certificate);
+            };
+    }
+};
+
+TEST_F(CertificateSelectionTest, pickedCertificateIsNamedAndHandedOver) {
+    const PCCERT_CONTEXT wanted = shelf.make({L"one.test"});
+    userPicks(wanted);
+    {
+        const CertificateHandle picked = store.selectCertificateFromUI();
+        EXPECT_EQ(picked.get(), wanted);
+        EXPECT_EQ(shelf.held(), 1);
+    }
+    EXPECT_EQ(shelf.held(), 0);
+    EXPECT_THAT(log.lines, ElementsAre(namesLine(L"[one.test] ")));
+}
+
+TEST_F(CertificateSelectionTest, dismissedPickerIsAWarningAndAnEmptyResult) {
+    userPicks(nullptr);
+    const CertificateHandle picked = store.selectCertificateFromUI();
+    EXPECT_FALSE(picked);
+    EXPECT_EQ(picked.get(), nullptr);
+    EXPECT_THAT(log.lines,
+                ElementsAre(LogLine{Severity::Warning,
+                                    L"CryptUIDlgSelectCertificateFromStore returned with no "
+                                    L"selected certificate"}));
+    EXPECT_EQ(platform.calls, Calls{"CryptUIDlgSelectCertificateFromStore"});
+}
+
+TEST_F(CertificateSelectionTest, pickedCertificateWithoutNamesIsStillTheResult) {
+    const PCCERT_CONTEXT wanted = shelf.make();
+    userPicks(wanted);
+    const CertificateHandle picked = store.selectCertificateFromUI();
+    EXPECT_EQ(picked.get(), wanted);
+    EXPECT_THAT(log.lines,
+                ElementsAre(LogLine{Severity::Warning, L"CertGetNameStringW could not find any "
+                                                       L"names on the certificate"},
+                            namesLine(L"")));
+}
+
+} // namespace
+} // namespace VexaSsl::test
