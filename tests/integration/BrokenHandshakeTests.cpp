@@ -24,13 +24,9 @@ HandshakeSizes measure() {
     return {meeting.relay->passedToServer(), meeting.relay->passedToClient()};
 }
 
-// How far one byte position lies from the next in the tests below. Under a sanitizer a handshake
-// costs many times as much, so they thin out there.
-#if defined(VEXASSL_UNDER_SANITIZER)
-constexpr std::size_t step = 3;
-#else
-constexpr std::size_t step = 1;
-#endif
+// How far one byte position lies from the next in the tests below. Where a handshake costs many
+// times as much, under a sanitizer for instance, they thin out.
+constexpr std::size_t step = VEXASSL_BYTE_STEP;
 
 // The last flight of either side: a change of cipher (6) and a finished message (45).
 constexpr std::size_t lastFlight = 51;

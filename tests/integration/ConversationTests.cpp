@@ -172,12 +172,10 @@ TEST(Conversation, aSecondConnectionReplacesTheFirstOnTheSameStack) {
     Peer client = dial(listener.port(), Settings::encrypted());
     EXPECT_TRUE(client.say("ready"));
     EXPECT_EQ(client.receive(2), "un");
-    sockaddr_storage address{};
-    socklen_t length = sizeof address;
-    ::getpeername(client.socket.descriptor(), reinterpret_cast<sockaddr*>(&address), &length);
+    const sockaddr_in address = loopbackAddress(listener.port());
     HostSocket second = makeSocket();
-    EXPECT_EQ(client.stack->connect(second.handle(), reinterpret_cast<sockaddr*>(&address),
-                                    static_cast<int>(length)),
+    EXPECT_EQ(client.stack->connect(second.handle(), reinterpret_cast<const sockaddr*>(&address),
+                                    sizeof address),
               0);
     serving.join();
     client.socket = std::move(second);
@@ -205,8 +203,7 @@ TEST(Conversation, destroyingTheStackLeavesTheSocketOpen) {
     Meeting meeting = meetEncrypted();
     ASSERT_TRUE(meeting.established());
     meeting.client.stack.reset();
-    const char byte = 'x';
-    EXPECT_EQ(::send(meeting.client.socket.descriptor(), &byte, 1, MSG_NOSIGNAL), 1);
+    EXPECT_EQ(sendBytes(meeting.client.socket.handle(), "x"), 1);
 }
 
 TEST(Conversation, encryptedStacksRefuseTheTwoConditionalOperations) {

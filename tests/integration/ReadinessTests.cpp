@@ -41,7 +41,7 @@ TEST(Readiness, selectCountsPlaintextInHandBesideAnIdleSocketButShowsNeither) {
     ASSERT_TRUE(meeting.client.say("0123456789"));
     EXPECT_EQ(meeting.server.receive(1), "0");
     const Listener idle;
-    fd_set set;
+    fd_set set{};
     EXPECT_EQ(selectWith(meeting.server, idle.handle(), set), 1);
     EXPECT_EQ(set.fd_count, 0U);
 }
@@ -53,7 +53,7 @@ TEST(Readiness, selectCountsPlaintextInHandBesideAReadySocketButShowsOnlyThatOne
     EXPECT_EQ(meeting.server.receive(1), "0");
     const Listener ready;
     const HostSocket caller = rawConnection(ready.port());
-    fd_set set;
+    fd_set set{};
     EXPECT_EQ(selectWith(meeting.server, ready.handle(), set), 2);
     EXPECT_EQ(set.fd_count, 1U);
     EXPECT_TRUE(platform::socketSetHas(ready.handle(), set));
@@ -63,7 +63,7 @@ TEST(Readiness, selectOnAForeignSocketSaysSoAndPassesThrough) {
     Meeting meeting = meetEncrypted();
     ASSERT_TRUE(meeting.established());
     const Listener other;
-    fd_set set;
+    fd_set set{};
     platform::socketSetAdd(other.handle(), set);
     const timeval none{0, 0};
     EXPECT_EQ(meeting.server.stack->select(0, &set, nullptr, nullptr, &none), 0);

@@ -6,9 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sched.h>
-#include <unistd.h>
-
 #include <future>
 #include <optional>
 #include <stdexcept>
@@ -100,7 +97,7 @@ TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
         [&] { server = answer(listener, Settings::serverSending(pki::otherName)); });
     Peer client;
     client.stack = instantiateSocketStrategy(*client.log, *Settings::encrypted().load(*client.log));
-    ADDRINFOW hints;
+    ADDRINFOW hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     ADDRINFOW* found = nullptr;
@@ -185,14 +182,7 @@ TEST(Trust, bothSidesReportTheConnectionTheyMade) {
 
 TEST(Trust, aFailedHandshakeShutsTheSocketDownAndLeavesItOpen) {
     const Meeting meeting = meetServer(pki::untrusted);
-    const char byte = 'x';
-    EXPECT_EQ(::send(meeting.client.socket.descriptor(), &byte, 1, MSG_NOSIGNAL), -1);
-    EXPECT_EQ(errno, EPIPE);
-}
-
-bool renameMachineOfThisThread() {
-    return ::unshare(CLONE_NEWUTS) == 0 &&
-           ::sethostname(pki::machineName.c_str(), pki::machineName.size()) == 0;
+    EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
 }
 
 // The server's thread gets a machine name of its own, which the search for a suitable certificate
@@ -202,7 +192,7 @@ TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
     Peer server;
     std::promise<bool> renamed;
     std::jthread serving([&] {
-        const bool done = renameMachineOfThisThread();
+        const bool done = renameMachineOfThisThread(pki::machineName);
         renamed.set_value(done);
         if (done) {
             server = answer(listener, Settings::encrypted());
@@ -256,8 +246,7 @@ TEST(Trust, aPlainClientDoesNotGetThrough) {
     {
         const HostSocket stranger = rawConnection(listener.port());
         const std::string request = "GET / HTTP/1.0\r\n\r\n";
-        EXPECT_EQ(::send(stranger.descriptor(), request.data(), request.size(), 0),
-                  static_cast<ssize_t>(request.size()));
+        EXPECT_EQ(sendBytes(stranger.handle(), request), static_cast<int>(request.size()));
         meeting.server = answer(listener, Settings::serverSending(pki::localhost));
     }
     EXPECT_EQ(meeting.server.error, WSAECONNABORTED);

@@ -4,23 +4,16 @@
 #include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 
-#include "VexaPlatform/Certificates.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
 #include <filesystem>
+#include <string>
 
 namespace VexaSsl::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr uid_t nobody = 65534;
 
 // A certificate folder with one server whose key lies in a file that only its owner reads.
 fs::path folderWithAClosedKey() {
@@ -38,61 +31,37 @@ fs::path folderWithAClosedKey() {
     return folder;
 }
 
-void writeAll(int pipe, const std::wstring& text) {
-    const std::string bytes = convertWideToNarrow(text) + "\n";
-    EXPECT_EQ(::write(pipe, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-}
-
-// The child: becomes the other user, answers one connection and tells its lines.
-[[noreturn]] void serveAsAnother(const Listener& listener, const IConfig& config, int pipe) {
+// In the process of the other user: answers one connection. Result: the lines of its log.
+std::string linesOfOneAnswer(const Listener& listener, const IConfig& config) {
     SharedLog log;
-    if (::setgid(nobody) != 0 || ::setuid(nobody) != 0) {
-        ::_exit(3);
-    }
     const auto stack = instantiateSocketStrategy(log, config);
     sockaddr_storage address{};
     int length = sizeof address;
     const SOCKET socket =
         stack->accept(listener.handle(), reinterpret_cast<sockaddr*>(&address), &length);
     const int error = platform::WSAGetLastError();
+    if (socket != INVALID_SOCKET || error != WSAECONNABORTED) {
+        return "the connection was not aborted";
+    }
+    std::string said;
     for (const LogLine& line : log.linesFrom(Severity::Info)) {
-        writeAll(pipe, std::to_wstring(static_cast<int>(line.severity)) + L" " + line.text);
+        said += std::to_string(static_cast<int>(line.severity)) + ' ' +
+                convertWideToNarrow(line.text) + '\n';
     }
-    ::_exit(socket == INVALID_SOCKET && error == WSAECONNABORTED ? 0 : 4);
-}
-
-std::string readAll(int pipe) {
-    std::string text;
-    std::array<char, 4096> buffer;
-    for (ssize_t got = 0; (got = ::read(pipe, buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<std::size_t>(got));
-    }
-    return text;
+    return said;
 }
 
 TEST(UnreadableKey, theConnectionFailsAndTheLogNamesTheUserAndTheRemedy) {
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "only the superuser can start a server as another user";
-    }
-    platform::setCertificateFolder(folderWithAClosedKey());
+    VEXASSL_NEEDS_ABILITY(Ability::actAsAnotherUser);
+    pki::use(folderWithAClosedKey());
     SharedLog log;
     const auto config = Settings::serverSending(pki::localhostElliptic).load(log);
     const Listener listener;
     const HostSocket caller = rawConnection(listener.port());
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe(pipe.data()), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        serveAsAnother(listener, *config, pipe[1]);
-    }
-    ::close(pipe[1]);
-    const std::string told = readAll(pipe[0]);
-    ::close(pipe[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    platform::setCertificateFolder(pki::folder());
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_THAT(told,
+    const auto said = saidByAnotherUser([&] { return linesOfOneAnswer(listener, *config); });
+    pki::use(pki::folder());
+    ASSERT_TRUE(said.has_value());
+    EXPECT_THAT(*said,
                 ::testing::MatchesRegex(
                     "4 AcquireCredentialsHandle failed with: 2148074253 \\([^\n]*\\)\n"
                     "2 AcquireCredentialsHandle failed with \\[SEC_E_UNKNOWN_CREDENTIALS\\]. "

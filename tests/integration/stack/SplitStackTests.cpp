@@ -44,11 +44,7 @@ void converse(Meeting& meeting, std::size_t position) {
     EXPECT_EQ(meeting.client.hear(28), "first record2and a third one") << "at " << position;
 }
 
-#if defined(VEXASSL_UNDER_SANITIZER)
-constexpr std::size_t step = 3;
-#else
-constexpr std::size_t step = 1;
-#endif
+constexpr std::size_t step = VEXASSL_BYTE_STEP;
 
 TEST(SplitStack, aReadThatEndsAtAnyByteOfTheStreamChangesNothing) {
     Passage client;

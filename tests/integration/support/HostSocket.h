@@ -3,7 +3,7 @@
 // silent peer.
 #pragma once
 
-#include "VexaPlatform/HostSockets.h"
+#include "integration/support/System.h"
 
 #include <cstdint>
 #include <utility>
@@ -27,6 +27,7 @@ public:
     ~HostSocket() { close(); }
 
     SOCKET handle() const { return socket; }
+    // On systems where a socket is a descriptor.
     int descriptor() const { return static_cast<int>(socket); }
     void close();
 
@@ -36,7 +37,7 @@ private:
 
 // A TCP socket with time limits on receiving and sending.
 HostSocket makeSocket(int family = AF_INET);
-void limitWaiting(SOCKET socket, int seconds = patienceSeconds);
+void limitWaiting(SOCKET socket, int seconds = patienceSeconds); // each system has its own
 
 // Listens on a free port of 127.0.0.1 (or ::1).
 class Listener {
@@ -50,6 +51,7 @@ private:
     std::uint16_t boundPort = 0;
 };
 
+sockaddr_in loopbackAddress(std::uint16_t port);
 // A connected TCP socket without a stack.
 HostSocket rawConnection(std::uint16_t port);
 
@@ -69,8 +71,5 @@ public:
 private:
     OVERLAPPED state{};
 };
-
-// The number of file descriptors that the process holds.
-std::size_t openDescriptors();
 
 } // namespace VexaSsl::test

@@ -28,7 +28,7 @@ std::string Peer::hear(std::size_t size) {
 }
 
 int Peer::readable(int seconds) {
-    fd_set set;
+    fd_set set{};
     platform::socketSetAdd(socket.handle(), set);
     const timeval limit{seconds, 0};
     return stack->select(0, &set, nullptr, nullptr, &limit);
@@ -77,6 +77,7 @@ void acceptOverlapped(Peer& peer, SOCKET listener) {
     if (done == FALSE && (!pending || !overlapped.wait(listener, received))) {
         return;
     }
+    joinListener(peer.socket.handle(), listener);
     limitWaiting(peer.socket.handle()); // the accepted socket has taken the place of ours
     peer.result = peer.stack->completeAcceptEx();
 }

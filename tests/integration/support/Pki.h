@@ -1,5 +1,5 @@
 // The certificates of the tests, by what the library searches for in their subjects. They are made
-// anew for every run of the tests; the process's certificate folder is set before the first test.
+// anew for every run of the tests and are in the personal store before the first one.
 #pragma once
 
 #include <filesystem>
@@ -39,5 +39,11 @@ inline const std::string serverOnly = "case server-ecdsa,";
 std::filesystem::path folder();
 // A file of a case, for peers that are told their files.
 std::filesystem::path file(const std::string& name, const std::string& kind);
+
+// Each system its own way: a folder set for the process, or the machine's store, filled before.
+// Runs before the first test, which fails when there are no certificates.
+void takeIntoUse();
+// Goes on with the certificates of another folder, where the personal store is a folder.
+void use(const std::filesystem::path& certificates);
 
 } // namespace VexaSsl::test::pki

@@ -1,13 +1,7 @@
 #include "integration/support/Relay.h"
 
-#include <linux/sockios.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <string_view>
 
 namespace VexaSsl::test {
@@ -16,21 +10,9 @@ namespace {
 
 constexpr int patience = 1000 * patienceSeconds;
 
-// Lets the receiver take what has been delivered before the next piece follows.
-void letItArrive(const HostSocket& to) {
-    for (int tries = 0; tries < 1000; ++tries) {
-        int unacknowledged = 0;
-        if (::ioctl(to.descriptor(), SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0) {
-            break;
-        }
-        std::this_thread::yield();
-    }
-    std::this_thread::sleep_for(std::chrono::microseconds(50));
-}
-
 void readToTheEnd(const HostSocket& socket) {
     std::array<char, 4096> ignored;
-    while (::recv(socket.descriptor(), ignored.data(), ignored.size(), 0) > 0) {
+    while (receiveBytes(socket.handle(), ignored.data(), ignored.size()) > 0) {
     }
 }
 
@@ -39,10 +21,9 @@ void readToTheEnd(const HostSocket& socket) {
 Relay::Relay(std::uint16_t targetPort, const RelayPlan& plan) {
     toServer.treatment = plan.toServer;
     toClient.treatment = plan.toClient;
-    std::array<int, 2> ends{};
-    ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data());
-    wakeReader = HostSocket(static_cast<SOCKET>(ends[0]));
-    wakeWriter = HostSocket(static_cast<SOCKET>(ends[1]));
+    const Listener wake;
+    wakeWriter = rawConnection(wake.port());
+    wakeReader = HostSocket(acceptFrom(wake.handle()));
     thread = std::thread([this, targetPort] { run(targetPort); });
 }
 
@@ -52,15 +33,11 @@ Relay::~Relay() {
 }
 
 void Relay::run(std::uint16_t targetPort) {
-    std::array<pollfd, 2> waiting{
-        {{static_cast<int>(listener.handle()), POLLIN, 0}, {wakeReader.descriptor(), POLLIN, 0}}};
-    ::poll(waiting.data(), waiting.size(), patience);
-    if ((waiting[0].revents & POLLIN) == 0) {
+    const unsigned ready = waitReadable({listener.handle(), wakeReader.handle()}, patience);
+    if ((ready & 1U) == 0) {
         return;
     }
-    const int accepted =
-        ::accept4(static_cast<int>(listener.handle()), nullptr, nullptr, SOCK_CLOEXEC);
-    client = HostSocket(static_cast<SOCKET>(accepted));
+    client = HostSocket(acceptFrom(listener.handle()));
     limitWaiting(client.handle());
     server = rawConnection(targetPort);
     passOn();
@@ -76,16 +53,17 @@ void Relay::passOn() {
         }
     }
     while (!toServer.ended || !toClient.ended) {
-        std::array<pollfd, 3> waiting{{{toServer.ended ? -1 : client.descriptor(), POLLIN, 0},
-                                       {toClient.ended ? -1 : server.descriptor(), POLLIN, 0},
-                                       {wakeReader.descriptor(), POLLIN, 0}}};
-        if (::poll(waiting.data(), waiting.size(), patience) <= 0 || waiting[2].revents != 0) {
+        const unsigned ready =
+            waitReadable({toServer.ended ? INVALID_SOCKET : client.handle(),
+                          toClient.ended ? INVALID_SOCKET : server.handle(), wakeReader.handle()},
+                         patience);
+        if (ready == 0 || (ready & 4U) != 0) {
             return;
         }
-        if (waiting[0].revents != 0 && !passSome(toServer, client, server)) {
+        if ((ready & 1U) != 0 && !passSome(toServer, client, server)) {
             return;
         }
-        if (waiting[1].revents != 0 && !passSome(toClient, server, client)) {
+        if ((ready & 2U) != 0 && !passSome(toClient, server, client)) {
             return;
         }
     }
@@ -93,11 +71,11 @@ void Relay::passOn() {
 
 bool Relay::passSome(Direction& direction, const HostSocket& from, const HostSocket& to) {
     std::array<char, 65536> buffer;
-    const ssize_t got = ::recv(from.descriptor(), buffer.data(), buffer.size(), 0);
+    const int got = receiveBytes(from.handle(), buffer.data(), buffer.size());
     if (got <= 0) {
         direction.ended = true;
         deliver(direction, to, direction.waiting.size());
-        ::shutdown(to.descriptor(), SHUT_WR);
+        platform::shutdown(to.handle(), SD_SEND);
         return true;
     }
     const Treatment& treatment = direction.treatment;
@@ -141,29 +119,26 @@ void Relay::deliver(Direction& direction, const HostSocket& to, std::size_t size
         if (treatment.splitAt && *treatment.splitAt > start) {
             piece = std::min(piece, *treatment.splitAt - start);
         }
-        const ssize_t sent =
-            ::send(to.descriptor(), rest.data(), std::min(piece, rest.size()), MSG_NOSIGNAL);
+        const int sent = sendBytes(to.handle(), rest.substr(0, piece));
         if (sent <= 0) {
             return;
         }
         direction.passed += static_cast<std::size_t>(sent);
         rest.remove_prefix(static_cast<std::size_t>(sent));
         if (!rest.empty()) {
-            letItArrive(to);
+            letItArrive(to.handle());
         }
     }
 }
 
 void Relay::cut(Ending ending) {
     if (ending == Ending::reset) {
-        const linger atOnce{1, 0};
-        for (const HostSocket* end : {&client, &server}) {
-            ::setsockopt(end->descriptor(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-        }
-        return; // closing resets now
+        resetAtClose(client.handle());
+        resetAtClose(server.handle());
+        return;
     }
-    ::shutdown(client.descriptor(), SHUT_WR);
-    ::shutdown(server.descriptor(), SHUT_WR);
+    platform::shutdown(client.handle(), SD_SEND);
+    platform::shutdown(server.handle(), SD_SEND);
     readToTheEnd(client);
     readToTheEnd(server);
 }

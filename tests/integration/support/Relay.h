@@ -64,8 +64,8 @@ private:
     void cut(Ending ending);
 
     Listener listener;
+    HostSocket wakeWriter; // connected to wakeReader; closing it ends the thread
     HostSocket wakeReader;
-    HostSocket wakeWriter;
     HostSocket client;
     HostSocket server;
     Direction toServer;

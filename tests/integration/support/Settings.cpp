@@ -1,11 +1,9 @@
 #include "integration/support/Settings.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
+#include "integration/support/System.h"
 
-#include <unistd.h>
+#include <atomic>
+#include <fstream>
 
 namespace VexaSsl::test {
 
@@ -14,16 +12,9 @@ namespace {
 // Removes the folder at the end, but only in the process that made it, not in a forked child.
 class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "vexassl-integration-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("can't make a temporary folder");
-        }
-        path = pattern;
-    }
+    TemporaryFolder() = default;
     ~TemporaryFolder() {
-        if (::getpid() == maker) {
+        if (processNumber() == maker) {
             std::error_code ignored;
             std::filesystem::remove_all(path, ignored);
         }
@@ -31,10 +22,10 @@ public:
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    std::filesystem::path path;
+    const std::filesystem::path path = makeTemporaryFolder();
 
 private:
-    pid_t maker = ::getpid();
+    const unsigned long maker = processNumber();
 };
 
 } // namespace

@@ -1,0 +1,44 @@
+// The calls with which a host works on its sockets on Windows: Winsock's own, under the names by
+// which the tests reach them on every system.
+#pragma once
+
+#include "VexaSsl/Sockets.h"
+
+namespace VexaSsl::test {
+
+// What an alertable wait says when a completion routine has run.
+inline constexpr DWORD endedByRoutine = WAIT_IO_COMPLETION;
+
+namespace platform {
+
+using ::bind;
+using ::CloseHandle;
+using ::closesocket;
+using ::CreateIoCompletionPort;
+using ::freeaddrinfo;
+using ::FreeAddrInfoW;
+using ::GetQueuedCompletionStatus;
+using ::listen;
+using ::shutdown;
+using ::SleepEx;
+using ::socket;
+using ::WSACloseEvent;
+using ::WSACreateEvent;
+using ::WSAGetLastError;
+using ::WSAGetOverlappedResult;
+using ::WSASetLastError;
+
+inline constexpr HANDLE noHandle = nullptr;
+inline HANDLE socketHandle(SOCKET s) {
+    return reinterpret_cast<HANDLE>(s);
+}
+
+inline void socketSetAdd(SOCKET s, fd_set& set) {
+    FD_SET(s, &set);
+}
+inline bool socketSetHas(SOCKET s, fd_set& set) {
+    return FD_ISSET(s, &set) != 0;
+}
+
+} // namespace platform
+} // namespace VexaSsl::test
