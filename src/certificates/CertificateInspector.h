@@ -34,12 +34,6 @@ public:
     void reportAllNames(PCCERT_CONTEXT certificate) const;
 
 private:
-    void reportCheckThatDidNotRun(const CERT_CHAIN_POLICY_STATUS& status) const;
-    void reportFault(PCCERT_CHAIN_CONTEXT chain, const CERT_CHAIN_POLICY_STATUS& status,
-                     const std::wstring& purpose) const;
-    void reportPlaceOfFault(PCCERT_CHAIN_CONTEXT chain,
-                            const CERT_CHAIN_POLICY_STATUS& status) const;
-
     ILog& log;
 };
 

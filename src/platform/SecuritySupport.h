@@ -13,7 +13,10 @@ namespace VexaSsl::platform {
 SECURITY_STATUS EnumerateSecurityPackagesW(ULONG* count, SecPkgInfoW** packages);
 
 // package is "Microsoft Unified Security Protocol Provider", authData a SCHANNEL_CRED with none or
-// one certificate, use SECPKG_CRED_INBOUND or SECPKG_CRED_OUTBOUND. SEC_E_UNKNOWN_CREDENTIALS when
+// one certificate, use SECPKG_CRED_INBOUND or SECPKG_CRED_OUTBOUND. With the flag
+// SCH_CRED_MANUAL_CRED_VALIDATION a client's handshakes judge no server: the caller does. (Never
+// for a connection that carries data; it is how a tool gets to see a chain that is refused.)
+// SEC_E_UNKNOWN_CREDENTIALS when
 // the certificate's private key can't be read or used, SEC_E_NO_CREDENTIALS for a certificate
 // without one and for an inbound use without a certificate, SEC_E_ALGORITHM_MISMATCH for a
 // certificate that is too weak, SEC_E_SECPKG_NOT_FOUND, SEC_E_UNSUPPORTED_FUNCTION,
@@ -58,7 +61,9 @@ SECURITY_STATUS AcceptSecurityContext(CredHandle* credential, CtxtHandle* contex
 
 // SECPKG_ATTR_STREAM_SIZES: a SecPkgContext_StreamSizes. SECPKG_ATTR_REMOTE_CERT_CONTEXT: a
 // PCCERT_CONTEXT that the caller frees, its store holding the chain as sent; SEC_E_NO_CREDENTIALS
-// when the peer sent none. Anything else: SEC_E_UNSUPPORTED_FUNCTION.
+// when the peer sent none. A binding may answer it before the handshake is complete, once the
+// certificate has come, also when the handshake fails behind it. Anything else:
+// SEC_E_UNSUPPORTED_FUNCTION.
 SECURITY_STATUS QueryContextAttributesW(CtxtHandle* context, ULONG attribute, void* buffer);
 
 // Protects one record in place. Buffers: STREAM_HEADER (cbHeader bytes), DATA (1 to

@@ -102,6 +102,29 @@ bool looksLikeDnsName(std::wstring_view name) {
     }
 }
 
+// "CN", or the identifier's numbers where there is no short name.
+std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
+    const ASN1_OBJECT* kind = X509_NAME_ENTRY_get_object(attribute);
+    const char* shortName = OBJ_nid2sn(OBJ_obj2nid(kind));
+    char text[80] = {};
+    if (OBJ_obj2nid(kind) == NID_undef || !shortName)
+        OBJ_obj2txt(text, sizeof text, kind, 1);
+    const std::string_view name = *text ? text : shortName;
+    return {name.begin(), name.end()};
+}
+
+// In quotes when the value could pass for several attributes.
+std::wstring quotedIfNeeded(const std::wstring& value) {
+    const bool isPlain = value.find_first_of(L",+=\"\n<>#;") == std::wstring::npos &&
+                         !value.starts_with(L' ') && !value.ends_with(L' ') && !value.empty();
+    if (isPlain)
+        return value;
+    std::wstring quoted = L"\"";
+    for (const wchar_t unit : value)
+        quoted += unit == L'"' ? std::wstring(L"\"\"") : std::wstring(1, unit);
+    return quoted + L"\"";
+}
+
 bool holds(const std::vector<std::wstring>& names, const std::wstring& sought) {
     return std::any_of(names.begin(), names.end(), [&sought](const std::wstring& name) {
         return foldCase(name) == foldCase(sought);
@@ -145,6 +168,17 @@ std::wstring issuerNameOf(const X509* certificate) {
     if (name.empty())
         name = attributeOf(issuer, NID_organizationName);
     return printable(std::move(name));
+}
+
+std::wstring distinguishedNameOf(const X509_NAME* name) {
+    const ErrorQueueGuard errors;
+    std::wstring text;
+    for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
+        const X509_NAME_ENTRY* attribute = X509_NAME_get_entry(name, i);
+        text += (text.empty() ? L"" : L", ") + attributeName(attribute) + L"=" +
+                quotedIfNeeded(attributeText(attribute));
+    }
+    return printable(std::move(text));
 }
 
 std::wstring printable(std::wstring text) {

@@ -21,6 +21,10 @@ std::wstring displayNameOf(const X509* certificate);
 // The same for the certificate's issuer, of its common name or organisation.
 std::wstring issuerNameOf(const X509* certificate);
 
+// The whole subject or issuer, the attributes in their order: "CN=one, O=two", values with special
+// characters in quotes. Control characters become "?".
+std::wstring distinguishedNameOf(const X509_NAME* name);
+
 // Control characters, and those that turn the direction of text, become "?".
 std::wstring printable(std::wstring text);
 

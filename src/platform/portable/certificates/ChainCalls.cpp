@@ -2,8 +2,10 @@
 #include "platform/CryptoApi.h"
 
 #include "base/BaseErrors.h"
+#include "certificates/CertificateObject.h"
 #include "certificates/Chain.h"
 #include "certificates/FileTime.h"
+#include "security/TargetName.h"
 
 namespace VexaSsl::portable {
 namespace {
@@ -11,19 +13,20 @@ namespace {
 struct Verdict {
     DWORD trustBits; // any of these
     DWORD status;
+    DWORD ignoredBy; // the check that the caller can leave out; 0: it can't be left out
 };
 
 // The first that applies to any element is the verdict: whether the chain leads to a trusted root
 // at all comes before what else may be wrong with it.
 constexpr Verdict verdicts[] = {
-    {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT},
-    {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING},
-    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE},
-    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, TRUST_E_BASIC_CONSTRAINTS},
-    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, CERT_E_INVALID_NAME},
-    {CERT_TRUST_INVALID_EXTENSION, CERT_E_CRITICAL},
-    {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED},
-    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE},
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+    {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE, 0},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, TRUST_E_BASIC_CONSTRAINTS, 0},
+    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, CERT_E_INVALID_NAME, 0},
+    {CERT_TRUST_INVALID_EXTENSION, CERT_E_CRITICAL, 0},
+    {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED, SECURITY_FLAG_IGNORE_CERT_DATE_INVALID},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE, SECURITY_FLAG_IGNORE_WRONG_USAGE},
 };
 
 // A fault of several elements is told of the one nearest to the leaf. Result: false if no element
@@ -39,6 +42,19 @@ bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
         return true;
     }
     return false;
+}
+
+const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extraOf(const CERT_CHAIN_POLICY_PARA* parameters) {
+    const void* extra = parameters ? parameters->pvExtraPolicyPara : nullptr;
+    return static_cast<const SSL_EXTRA_CERT_CHAIN_POLICY_PARA*>(extra);
+}
+
+// Whether the leaf is made out to the name that the caller wants to reach, if there is one.
+bool namesTheServer(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
+    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName)
+        return true;
+    const std::optional<TargetName> target = TargetName::parse(extra->pwszServerName);
+    return target && target->isOn(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
 }
 
 // The size field of the parameters isn't looked at: the caller may leave it zero.
@@ -78,7 +94,8 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILET
 }
 
 BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT chain,
-                                      CERT_CHAIN_POLICY_PARA*, CERT_CHAIN_POLICY_STATUS* status) {
+                                      CERT_CHAIN_POLICY_PARA* parameters,
+                                      CERT_CHAIN_POLICY_STATUS* status) {
     if (policy != CERT_CHAIN_POLICY_SSL)
         return failWith(errorFileNotFound, FALSE);
     if (!chain || !status)
@@ -86,11 +103,17 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
     status->dwError = 0;
     status->lChainIndex = -1;
     status->lElementIndex = -1;
+    const auto* extra = extraOf(parameters);
+    const DWORD ignored = extra ? extra->fdwChecks : 0;
     for (const Verdict& verdict : verdicts) {
-        if (findFault(*chain->rgpChain[0], verdict, *status))
-            break;
+        if (!(verdict.ignoredBy & ignored) && findFault(*chain->rgpChain[0], verdict, *status))
+            return TRUE;
     }
-    return TRUE;
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        if (!namesTheServer(chain, extra))
+            *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
+        return TRUE;
+    });
 }
 
 void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT chain) {

@@ -66,6 +66,12 @@ DWORD CertGetNameStringW(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, vo
         const X509* x509 = Context::of(certificate).certificate->x509();
         if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE)
             return giveName(displayNameOf(x509), buffer, size);
+        if (type == CERT_NAME_RDN_TYPE) {
+            const bool ofIssuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
+            const X509_NAME* name =
+                ofIssuer ? X509_get_issuer_name(x509) : X509_get_subject_name(x509);
+            return giveName(distinguishedNameOf(name), buffer, size);
+        }
         if (type != CERT_NAME_DNS_TYPE)
             return giveNothing(buffer, size);
         const std::vector<std::wstring> names = dnsNamesOf(x509);

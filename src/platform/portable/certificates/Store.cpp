@@ -15,7 +15,11 @@ StoreEntry entryOf(const CertificatePointer& certificate) {
 
 StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates) {
     for (const CertificatePointer& certificate : certificates)
-        entries.push_back(entryOf(certificate));
+        add(certificate);
+}
+
+void StoreContent::add(const CertificatePointer& certificate) {
+    entries.push_back(entryOf(certificate));
 }
 
 std::shared_ptr<Store> makeStore(StoreContentPointer content) {
@@ -28,6 +32,13 @@ HCERTSTORE Store::open(StoreContentPointer content) {
     const std::shared_ptr<Store> store = makeStore(std::move(content));
     store->handleReference = store;
     return store.get();
+}
+
+HCERTSTORE Store::openInMemory() {
+    auto content = std::make_shared<StoreContent>(std::vector<CertificatePointer>());
+    const HCERTSTORE handle = open(content);
+    static_cast<Store*>(handle)->growing = std::move(content);
+    return handle;
 }
 
 std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {

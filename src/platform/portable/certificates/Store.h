@@ -1,8 +1,9 @@
 // An open store, and the contexts through which its certificates leave it.
 //
-// What a store holds is fixed when it is opened. The handle keeps the store until it is closed, and
-// each context keeps its store for as long as it is referenced, so contexts stay usable after the
-// close. Any thread may use a store or a context that its caller keeps open.
+// What a store holds is fixed when it is opened, but for a store in memory, which grows while
+// nobody else uses it. The handle keeps the store until it is closed, and each context keeps its
+// store for as long as it is referenced, so contexts stay usable after the close. Any thread may
+// use a store or a context that its caller keeps open.
 #pragma once
 
 #include "certificates/Certificate.h"
@@ -26,6 +27,8 @@ struct StoreContent {
     std::vector<StoreEntry> entries;
 
     explicit StoreContent(const std::vector<CertificatePointer>& certificates);
+
+    void add(const CertificatePointer& certificate);
 };
 using StoreContentPointer = std::shared_ptr<const StoreContent>;
 
@@ -34,11 +37,13 @@ public:
     explicit Store(StoreContentPointer held) : content(std::move(held)) {}
 
     const StoreContentPointer content;
+    std::shared_ptr<StoreContent> growing; // the same, in a store in memory; else null
     // Contexts that were handed out and aren't released yet.
     std::atomic<std::size_t> contextsHeld{0};
 
     // A handle is the store's address; it keeps the store until it is closed.
     static HCERTSTORE open(StoreContentPointer content);
+    static HCERTSTORE openInMemory();
     // Null for a value that is no handle.
     static std::shared_ptr<Store> of(HCERTSTORE handle) noexcept;
     // Result: whether every context was released.

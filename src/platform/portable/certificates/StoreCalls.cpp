@@ -93,6 +93,16 @@ PCCERT_CONTEXT findByUsage(HCERTSTORE store, const CERT_ENHKEY_USAGE* usage,
     });
 }
 
+// One certificate and nothing behind it. Null for anything else.
+CertificatePointer decodeAlone(const BYTE* encoded, DWORD size) {
+    const ErrorQueueGuard errors;
+    const unsigned char* at = encoded;
+    X509Pointer certificate(encoded ? d2i_X509(nullptr, &at, static_cast<long>(size)) : nullptr);
+    if (!certificate || at != encoded + size)
+        return nullptr;
+    return std::make_shared<const Certificate>(std::move(certificate), Companions{});
+}
+
 bool areEqual(const CRYPTOAPI_BLOB& left, const CRYPTOAPI_BLOB& right) noexcept {
     return left.cbData == right.cbData && left.cbData != 0 &&
            std::memcmp(left.pbData, right.pbData, left.cbData) == 0;
@@ -107,6 +117,8 @@ using namespace portable;
 
 HCERTSTORE CertOpenStore(const char* provider, DWORD, HCRYPTPROV_LEGACY, DWORD,
                          const void* parameter) {
+    if (provider == CERT_STORE_PROV_MEMORY)
+        return guarded(HCERTSTORE{}, [] { return Store::openInMemory(); });
     const auto* name = static_cast<const wchar_t*>(parameter);
     if (provider != CERT_STORE_PROV_SYSTEM_W || !name)
         return failWith(errorFileNotFound, HCERTSTORE{});
@@ -139,6 +151,25 @@ PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT prev
     const PreviousContext previous(previousContext);
     return guarded(PCCERT_CONTEXT{},
                    [&] { return walk(store, previous, [](const StoreEntry&) { return true; }); });
+}
+
+BOOL CertAddEncodedCertificateToStore(HCERTSTORE handle, DWORD, const BYTE* encoded, DWORD size,
+                                      DWORD disposition, PCCERT_CONTEXT* added) {
+    if (added)
+        *added = nullptr;
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        const std::shared_ptr<Store> store = Store::of(handle);
+        if (!store || !store->growing || disposition != CERT_STORE_ADD_ALWAYS)
+            return failWith(invalidArgument, FALSE);
+        CertificatePointer certificate = decodeAlone(encoded, size);
+        if (!certificate)
+            return failWith(CRYPT_E_ASN1_BADTAG, FALSE);
+        const std::size_t position = store->content->entries.size();
+        store->growing->add(certificate);
+        if (added)
+            *added = new Context(std::move(certificate), store, position);
+        return TRUE;
+    });
 }
 
 PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT certificate) {

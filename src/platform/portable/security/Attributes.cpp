@@ -39,8 +39,12 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
     }
 }
 
-bool hasAttributes(const TlsConnection& context) {
-    return context.stage == Stage::established || context.stage == Stage::closed;
+// The peer's certificate is there from the moment it came, so that a handshake that fails behind it
+// can be explained; everything else is settled by the handshake's end.
+bool hasAttribute(const TlsConnection& context, ULONG attribute) {
+    const bool isSettled = context.stage == Stage::established || context.stage == Stage::closed;
+    return isSettled || (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT &&
+                         SSL_get0_peer_certificate(context.ssl.get()));
 }
 
 } // namespace
@@ -52,7 +56,7 @@ SECURITY_STATUS platform::QueryContextAttributesW(CtxtHandle* context, ULONG att
         if (!found)
             return SEC_E_INVALID_HANDLE;
         const std::lock_guard lock(found->guarding);
-        if (!hasAttributes(*found))
+        if (!hasAttribute(*found, attribute))
             return SEC_E_INVALID_HANDLE;
         return buffer ? query(*found, attribute, buffer) : SEC_E_INVALID_TOKEN;
     });

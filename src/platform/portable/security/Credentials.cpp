@@ -14,14 +14,17 @@ using namespace portable;
 constexpr std::wstring_view packageName = L"Microsoft Unified Security Protocol Provider";
 constexpr std::wstring_view shortPackageName = L"Schannel";
 
-// The certificate to show, null for none. Result: false when authData is of another kind.
-bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate) {
+// The certificate to show, null for none, and who judges a server. Result: false when authData is
+// of another kind.
+bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& judgesServer) {
     certificate = nullptr;
+    judgesServer = true;
     const auto* request = static_cast<const SCHANNEL_CRED*>(authData);
     if (!request)
         return true;
     if (request->dwVersion != SCHANNEL_CRED_VERSION || request->cCreds > 1)
         return false;
+    judgesServer = (request->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
     if (request->cCreds == 1)
         certificate = request->paCred ? *request->paCred : nullptr;
     return request->cCreds == 0 || certificate;
@@ -43,7 +46,8 @@ SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
 
 SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential) {
     PCCERT_CONTEXT certificate = nullptr;
-    if (!readAuthData(authData, certificate))
+    bool judgesServer = true;
+    if (!readAuthData(authData, certificate, judgesServer))
         return SEC_E_UNSUPPORTED_FUNCTION;
     if (const SECURITY_STATUS status = judgeKey(role, certificate); status != SEC_E_OK)
         return status;
@@ -51,8 +55,11 @@ SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential)
     if (const SECURITY_STATUS status = findSslContext(role, certificate, settings);
         status != SEC_E_OK)
         return status;
-    credential = addHandle(std::make_shared<Credentials>(Credentials{
-        .role = role, .hasCertificate = certificate != nullptr, .settings = std::move(settings)}));
+    credential = addHandle(
+        std::make_shared<Credentials>(Credentials{.role = role,
+                                                  .hasCertificate = certificate != nullptr,
+                                                  .judgesServer = judgesServer,
+                                                  .settings = std::move(settings)}));
     return SEC_E_OK;
 }
 

@@ -10,6 +10,7 @@ namespace VexaSsl::portable {
 struct Credentials {
     Role role = Role::client;
     bool hasCertificate = false;
+    bool judgesServer = true; // a client's; false: its caller does, behind the handshake
     SslContextPointer settings;
 };
 

@@ -1,6 +1,7 @@
 #include "security/TargetName.h"
 
 #include "base/Utf8.h"
+#include "certificates/OpenSslOwners.h"
 
 #include <openssl/tls1.h>
 #include <openssl/x509v3.h>
@@ -23,6 +24,8 @@ bool isAddressLiteral(const std::string& text) {
 std::string withoutZone(const std::string& text) {
     return text.substr(0, text.find('%'));
 }
+
+constexpr unsigned hostFlags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
 
 void requireMemory(bool done) {
     if (!done)
@@ -53,11 +56,18 @@ void TargetName::applyTo(SSL* ssl) const {
         requireMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()) == 1);
         return;
     }
-    X509_VERIFY_PARAM_set_hostflags(checks, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    X509_VERIFY_PARAM_set_hostflags(checks, hostFlags);
     requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
     // A longer name has no place in the extension, nor in any certificate.
     if (name.size() <= TLSEXT_MAXLEN_host_name)
         requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
+}
+
+bool TargetName::isOn(X509* certificate) const noexcept {
+    const ErrorQueueGuard errors;
+    if (isAddress)
+        return X509_check_ip_asc(certificate, name.c_str(), 0) == 1;
+    return X509_check_host(certificate, name.data(), name.size(), hostFlags, nullptr) == 1;
 }
 
 } // namespace VexaSsl::portable

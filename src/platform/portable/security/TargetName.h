@@ -20,6 +20,9 @@ public:
     // its addresses only) and, for a DNS name, send it as the server's name. Throws std::bad_alloc.
     void applyTo(SSL* ssl) const;
 
+    // The same check of a certificate outside of a handshake.
+    bool isOn(X509* certificate) const noexcept;
+
 private:
     TargetName(std::string target, bool address) : name(std::move(target)), isAddress(address) {}
 

@@ -67,6 +67,8 @@ struct SCHANNEL_CRED {
     DWORD dwCredFormat = 0;
 };
 inline constexpr DWORD SCHANNEL_CRED_VERSION = 4;
+inline constexpr DWORD SCH_CRED_MANUAL_CRED_VALIDATION = 0x8;
+inline constexpr DWORD SCH_CRED_NO_DEFAULT_CREDS = 0x10;
 
 struct SecPkgContext_StreamSizes {
     ULONG cbHeader = 0;
