@@ -1,9 +1,10 @@
 #!/bin/sh
 # Makes a throwaway authority and one certificate for every case that a test needs.
 #
-#   make-certificates.sh DIR [MACHINE]
+#   make-certificates.sh [--windows] DIR [MACHINE]
 #
 #   DIR/my/<case>.pem       certificate, key and helpers in one file: a personal store
+#   DIR/my/<case>.pfx       with --windows: certificate and key with the password "test"
 #   DIR/root/authority.pem  the one trust anchor
 #   DIR/all/<case>/         cert.pem, key.pem and chain.pem (the certificate and what is sent with it)
 #
@@ -11,10 +12,17 @@
 # one entry, one for "case client" those of the longer names too. Cases that would be no entry of a
 # store (authorities, broken keys) lie in all/ only. With MACHINE there is one more case, "machine",
 # a server of that name. DIR may exist; files of the same names are replaced.
+#
+# With --windows all keys are RSA keys: the Windows systems that the tests run on import no others.
 set -eu
 
+windows=""
+if [ "${1:-}" = --windows ]; then
+    windows=yes
+    shift
+fi
 if [ $# -lt 1 ] || [ $# -gt 2 ]; then
-    echo "usage: $0 DIR [MACHINE]" >&2
+    echo "usage: $0 [--windows] DIR [MACHINE]" >&2
     exit 1
 fi
 mkdir -p "$1/my" "$1/root" "$1/all"
@@ -54,9 +62,9 @@ END
 : >"$work/index.txt"
 
 make_key() { # case kind
-    case $2 in
-    rsa) openssl genrsa -out "$top/all/$1/key.pem" 2048 2>/dev/null ;;
-    weak) openssl genrsa -out "$top/all/$1/key.pem" 1024 2>/dev/null ;;
+    case $2$windows in
+    rsa* | ecyes) openssl genrsa -out "$top/all/$1/key.pem" 2048 2>/dev/null ;;
+    weak*) openssl genrsa -out "$top/all/$1/key.pem" 1024 2>/dev/null ;;
     *) openssl ecparam -name prime256v1 -genkey -noout -out "$top/all/$1/key.pem" ;;
     esac
 }
@@ -86,6 +94,10 @@ authorityKeyIdentifier=keyid"
 store() { # case: an entry of the personal store
     { cat "$top/all/$1/cert.pem" "$top/all/$1/key.pem"; sed 1,/END/d "$top/all/$1/chain.pem"; } \
         >"$top/my/$1.pem"
+    if [ -n "$windows" ]; then
+        openssl pkcs12 -export -inkey "$top/all/$1/key.pem" -in "$top/all/$1/cert.pem" \
+            -passout pass:test -out "$top/my/$1.pfx"
+    fi
 }
 
 send_with() { # case helper
@@ -165,7 +177,7 @@ fi
 # Keys at fault.
 leaf weak-key weak authority localhost "$local_names" "$server_usage" "$usual_time"
 leaf encrypted-key ec authority localhost "$local_names" "$server_usage" "$usual_time"
-openssl ec -aes128 -passout pass:secret -in "$top/all/encrypted-key/key.pem" \
+openssl pkey -traditional -aes128 -passout pass:secret -in "$top/all/encrypted-key/key.pem" \
     -out "$work/encrypted.pem" 2>/dev/null
 cp "$work/encrypted.pem" "$top/all/encrypted-key/key.pem"
 leaf other-key ec authority localhost "$local_names" "$server_usage" "$usual_time"

@@ -1,0 +1,51 @@
+// What can't be tried on Windows at all, and what only the Wine that the tests run under can't do.
+// Where the tests run on Windows itself only the first remains.
+#include "integration/support/System.h"
+
+namespace VexaSsl::test {
+
+namespace {
+
+bool underWine() {
+    const HMODULE base = GetModuleHandleW(L"ntdll.dll");
+    return base != nullptr && GetProcAddress(base, "wine_get_version") != nullptr;
+}
+
+std::string whyNotOnWindows(Ability ability) {
+    switch (ability) {
+    case Ability::renameMachine:
+        return "on Windows a thread has no machine name of its own";
+    case Ability::actAsAnotherUser:
+        return "on Windows another user's process needs that user's password";
+    default:
+        return {};
+    }
+}
+
+std::string whyNotUnderWine(Ability ability) {
+    switch (ability) {
+    case Ability::judgeServers:
+        return "Wine's security package accepts every server certificate";
+    case Ability::askClients:
+        return "Wine's security package asks no client for a certificate";
+    case Ability::notePlainText:
+        return "Wine's security package takes plain text for the length of a record to come";
+    case Ability::ellipticKeys:
+        return "Wine imports RSA keys only";
+    case Ability::sendIntermediates:
+        return "Wine's security package sends a certificate without its issuer";
+    case Ability::searchByUsage:
+        return "Wine's personal store can't be searched by usage";
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+std::string whyNot(Ability ability) {
+    std::string reason = whyNotOnWindows(ability);
+    return reason.empty() && underWine() ? whyNotUnderWine(ability) : reason;
+}
+
+} // namespace VexaSsl::test
