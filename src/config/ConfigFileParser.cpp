@@ -1,6 +1,5 @@
 #include "config/ConfigFileParser.h"
 
-#include "config/LineExpressions.h"
 #include "platform/TextFiles.h"
 
 #include <fstream>
@@ -9,8 +8,12 @@
 
 namespace VexaSsl {
 
-ConfigFileParser::ConfigFileParser(ILog& sink, const std::filesystem::path& path)
-    : log(sink), checker(log) {
+ConfigFileParser::ConfigFileParser(ILog& sink, const std::filesystem::path& path,
+                                   IConfigurationObserver* told)
+    : log(sink), checker(log), observer(told) {
+    if (observer != nullptr) {
+        observer->readingFile(path);
+    }
     readLines(path);
     dropUnusableLines();
     parseLines();
@@ -18,12 +21,15 @@ ConfigFileParser::ConfigFileParser(ILog& sink, const std::filesystem::path& path
 
 std::wstring ConfigFileParser::getValue(const std::wstring& section,
                                         const std::wstring& key) const {
-    const auto options = sections.find(section);
-    if (options == sections.end()) {
-        return {};
+    std::wstring value;
+    if (const auto options = sections.find(section); options != sections.end()) {
+        const auto entry = options->second.find(key);
+        value = entry == options->second.end() ? std::wstring() : entry->second;
     }
-    const auto entry = options->second.find(key);
-    return entry == options->second.end() ? std::wstring() : entry->second;
+    if (observer != nullptr) {
+        observer->askedFor(section, key, value);
+    }
+    return value;
 }
 
 bool ConfigFileParser::isSectionHeader(const std::wstring& line) {
@@ -47,29 +53,63 @@ void ConfigFileParser::readLines(const std::filesystem::path& path) {
 }
 
 void ConfigFileParser::dropUnusableLines() {
-    std::erase_if(lines, [this](const std::wstring& line) { return !isUsable(line); });
+    std::size_t number = 0;
+    std::erase_if(lines, [&](const std::wstring& line) {
+        ++number;
+        if (const auto reason = reasonToDrop(line)) {
+            tell({number, *reason, line});
+            return true;
+        }
+        lineNumbers.push_back(number);
+        return false;
+    });
 }
 
-bool ConfigFileParser::isUsable(const std::wstring& line) const {
+std::optional<LineMeaning> ConfigFileParser::reasonToDrop(const std::wstring& line) const {
     if (checker.isTooLong(line)) {
-        return false;
+        return LineMeaning::TooLong;
     }
-    return isSectionHeader(line) || isBlankLine(line) || checker.hasDelimiter(line);
+    if (isSectionHeader(line) || isBlankLine(line) || checker.hasDelimiter(line)) {
+        return std::nullopt;
+    }
+    return LineMeaning::NoDelimiter;
+}
+
+void ConfigFileParser::parseLines() {
+    std::wstring currentSection;
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        const std::wstring& line = lines[index];
+        LineExpressions::KeyAndValue pair{};
+        const LineMeaning meaning = parseLine(line, currentSection, pair);
+        tell({lineNumbers[index], meaning, line, currentSection, pair.key, pair.value});
+    }
+    lineNumbers.clear();
 }
 
 // A header is searched for, not matched: "key=[x]" opens the section x. A line with nothing on one
 // side of its only delimiter has no effect.
-void ConfigFileParser::parseLines() {
-    std::wstring currentSection;
-    for (const std::wstring& line : lines) {
-        if (const auto name = LineExpressions::findSectionName(line)) {
-            currentSection = *name;
-            sections[currentSection] = OptionMap();
-        } else if (const auto pair = LineExpressions::findKeyAndValue(line)) {
-            sections[currentSection][std::wstring(pair->key)] = pair->value;
-        } else if (isBlankLine(line)) {
-            currentSection.clear();
-        }
+LineMeaning ConfigFileParser::parseLine(const std::wstring& line, std::wstring& currentSection,
+                                        LineExpressions::KeyAndValue& pair) {
+    if (const auto name = LineExpressions::findSectionName(line)) {
+        currentSection = *name;
+        sections[currentSection] = OptionMap();
+        return LineMeaning::Header;
+    }
+    if (const auto found = LineExpressions::findKeyAndValue(line)) {
+        pair = *found;
+        sections[currentSection][std::wstring(pair.key)] = pair.value;
+        return LineMeaning::KeyAndValue;
+    }
+    if (isBlankLine(line)) {
+        currentSection.clear();
+        return LineMeaning::Blank;
+    }
+    return LineMeaning::NoEffect;
+}
+
+void ConfigFileParser::tell(const ReadLine& line) const {
+    if (observer != nullptr) {
+        observer->readLine(line);
     }
 }
 

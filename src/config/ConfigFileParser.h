@@ -8,15 +8,20 @@
 // A byte order mark belongs to the first line.
 //
 // The constructor does all the work; the object never changes afterwards and keeps no file open, so
-// any thread may ask it. The log is borrowed and used only during construction.
+// any thread may ask it. The log is borrowed and used only during construction. An observer is
+// borrowed too and must outlive the object; it is told of questions on the thread that asks.
 #pragma once
 
 #include "VexaSsl/ILog.h"
+#include "config/IConfigurationObserver.h"
 #include "config/ITwoLevelConfig.h"
 #include "config/LineChecker.h"
+#include "config/LineExpressions.h"
 #include "config/OptionMap.h"
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -28,7 +33,8 @@ public:
     // Throws std::runtime_error("Can't open config file"). A read error later on is the end of the
     // file: what was read is parsed. The path is not a wide text: where paths are bytes, a name
     // that isn't text would be lost on the way. Wide texts convert to it.
-    ConfigFileParser(ILog& log, const std::filesystem::path& path);
+    ConfigFileParser(ILog& log, const std::filesystem::path& path,
+                     IConfigurationObserver* observer = nullptr);
     ~ConfigFileParser() override = default;
 
     std::wstring getValue(const std::wstring& section, const std::wstring& key) const override;
@@ -44,13 +50,19 @@ private:
 
     void readLines(const std::filesystem::path& path);
     void dropUnusableLines();
-    bool isUsable(const std::wstring& line) const;
+    // Empty for a line that passes the screening.
+    std::optional<LineMeaning> reasonToDrop(const std::wstring& line) const;
     void parseLines();
+    LineMeaning parseLine(const std::wstring& line, std::wstring& currentSection,
+                          LineExpressions::KeyAndValue& pair);
+    void tell(const ReadLine& line) const;
 
     SectionMap sections;
     std::vector<std::wstring> lines; // after construction: those that passed the screening
     ILog& log;
     LineChecker checker;
+    IConfigurationObserver* observer;
+    std::vector<std::size_t> lineNumbers; // of the lines, while they are parsed; from 1
 };
 
 } // namespace VexaSsl

@@ -3,6 +3,7 @@
 #include "VexaSsl/TextConversion.h"
 #include "config/ConfigFileParser.h"
 #include "config/FallbackNotice.h"
+#include "config/ObservedConfiguration.h"
 #include "config/SslConfig.h"
 #include "config/Vocabulary.h"
 #include "platform/TextFiles.h"
@@ -35,22 +36,34 @@ std::unique_ptr<IConfig> fallBack(ILog& log, const std::runtime_error& reason,
 }
 
 std::unique_ptr<IConfig> readStore(ILog& log, const std::filesystem::path& path,
-                                   const std::wstring& connectionName) {
+                                   const std::wstring& connectionName,
+                                   IConfigurationObserver* observer) {
     if (path.empty()) {
         log.log(Severity::Warning,
                 L"No " + storeOptionName() + L" option specified. " + fallbackNotice);
         return constructDefaultSslConfiguration(log, connectionName);
     }
     logOpening(log, platform::pathToText(path));
-    const ConfigFileParser parser(log, path);
+    const ConfigFileParser parser(log, path, observer);
     return std::make_unique<SslConfig>(log, parser, connectionName);
+}
+
+std::unique_ptr<IConfig> configurationFromStore(ILog& log, const std::filesystem::path& path,
+                                                const std::wstring& connectionName,
+                                                IConfigurationObserver* observer) {
+    try {
+        return readStore(log, path, connectionName, observer);
+    } catch (const std::runtime_error& reason) {
+        return fallBack(log, reason, connectionName);
+    }
 }
 
 // The line on the opening is written here and once more by the store's own factory. A failure to
 // open the store is dealt with there and is no failure here.
 std::unique_ptr<IConfig> readIniFile(ILog& log, const std::filesystem::path& path,
-                                     const std::wstring& connectionName) {
-    const ConfigFileParser parser(log, path);
+                                     const std::wstring& connectionName,
+                                     IConfigurationObserver* observer) {
+    const ConfigFileParser parser(log, path, observer);
     const std::wstring store = parser.getValue(
         Definition::VexaSslSection, Definition::VexaSslSectionOptions::ConfigurationStore);
     if (store.empty()) {
@@ -59,8 +72,17 @@ std::unique_ptr<IConfig> readIniFile(ILog& log, const std::filesystem::path& pat
         return constructDefaultSslConfiguration(log, connectionName);
     }
     logOpening(log, store);
-    return constructSslConfigurationFromSslConfigStore(log, platform::pathFromFileText(store),
-                                                       connectionName);
+    return configurationFromStore(log, platform::pathFromFileText(store), connectionName, observer);
+}
+
+std::unique_ptr<IConfig> configurationFromIniFile(ILog& log, const std::filesystem::path& path,
+                                                  const std::wstring& connectionName,
+                                                  IConfigurationObserver* observer) {
+    try {
+        return readIniFile(log, path, connectionName, observer);
+    } catch (const std::runtime_error& reason) {
+        return fallBack(log, reason, connectionName);
+    }
 }
 
 } // namespace
@@ -73,21 +95,20 @@ std::unique_ptr<IConfig> constructDefaultSslConfiguration(ILog& log,
 std::unique_ptr<IConfig> constructSslConfigurationFromIniFile(ILog& log,
                                                               const std::filesystem::path& path,
                                                               const std::wstring& connectionName) {
-    try {
-        return readIniFile(log, path, connectionName);
-    } catch (const std::runtime_error& reason) {
-        return fallBack(log, reason, connectionName);
-    }
+    return configurationFromIniFile(log, path, connectionName, nullptr);
 }
 
 std::unique_ptr<IConfig>
 constructSslConfigurationFromSslConfigStore(ILog& log, const std::filesystem::path& path,
                                             const std::wstring& connectionName) {
-    try {
-        return readStore(log, path, connectionName);
-    } catch (const std::runtime_error& reason) {
-        return fallBack(log, reason, connectionName);
-    }
+    return configurationFromStore(log, path, connectionName, nullptr);
+}
+
+std::unique_ptr<IConfig> observedConfigurationFromIniFile(ILog& log,
+                                                          const std::filesystem::path& path,
+                                                          const std::wstring& connectionName,
+                                                          IConfigurationObserver& observer) {
+    return configurationFromIniFile(log, path, connectionName, &observer);
 }
 
 } // namespace VexaSsl

@@ -46,12 +46,16 @@ SECURITY_STATUS acquireHandle(PCCERT_CONTEXT certificate, bool isServer, CredHan
 } // namespace
 
 ChannelCredentials::ChannelCredentials(ILog& sink, bool server,
-                                       const SecureChannelOptions& channelOptions)
+                                       const SecureChannelOptions& channelOptions,
+                                       const ChoiceListener& chosenListener)
     : log(sink), options(channelOptions), store(sink), inspector(sink), isServer(server) {
     const CertificateHandle chosen = chooseCertificate();
     if (chosen) {
         // The second reference goes at once: the first one outlives the call below.
         const CertificateHandle second(platform::CertDuplicateCertificateContext(chosen.get()));
+    }
+    if (chosenListener) {
+        chosenListener(chosen.get());
     }
     acquireCredentials(chosen.get());
 }

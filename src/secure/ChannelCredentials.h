@@ -10,6 +10,7 @@
 #include "certificates/CertificateStore.h"
 #include "secure/CredentialHandle.h"
 
+#include <functional>
 #include <string>
 
 namespace VexaSsl {
@@ -18,10 +19,14 @@ class SecureChannelOptions;
 
 class ChannelCredentials {
 public:
+    using ChoiceListener = std::function<void(PCCERT_CONTEXT)>;
+
     // Opens the store, chooses one certificate (or none) and acquires the credential. Throws
     // std::runtime_error when one of these fails, with the reason in the log; no second certificate
-    // is tried.
-    ChannelCredentials(ILog& sink, bool server, const SecureChannelOptions& channelOptions);
+    // is tried. A listener is told of the chosen one, null for none, before the credential is
+    // acquired: for a tool that shows what a start would use.
+    ChannelCredentials(ILog& sink, bool server, const SecureChannelOptions& channelOptions,
+                       const ChoiceListener& chosenListener = {});
     ChannelCredentials(const ChannelCredentials&) = delete;
     ChannelCredentials& operator=(const ChannelCredentials&) = delete;
 

@@ -98,6 +98,28 @@ TEST_F(CredentialsTest, ofSeveralCertificatesWithTheNameTheLastIsUsedAndNoLineSa
     EXPECT_THAT(log.lines, ElementsAre(opening, succeeded));
 }
 
+TEST_F(CredentialsTest, listenerIsToldOfTheChosenCertificateBeforeItIsAcquired) {
+    const PCCERT_CONTEXT last = shelf.make();
+    shelf.foundByName = {shelf.make(), last};
+    serverSends(L"alpha");
+    const SecureChannelOptions channelOptions(log, config);
+    std::vector<PCCERT_CONTEXT> told;
+    const ChannelCredentials credentials(log, server, channelOptions, [&](PCCERT_CONTEXT chosen) {
+        EXPECT_TRUE(certificatesAcquired.empty());
+        told.push_back(chosen);
+    });
+    EXPECT_THAT(told, ElementsAre(last));
+    EXPECT_THAT(certificatesAcquired, ElementsAre(last));
+}
+
+TEST_F(CredentialsTest, listenerIsToldOfNoneWhenNoneIsSent) {
+    const SecureChannelOptions channelOptions(log, config);
+    std::vector<PCCERT_CONTEXT> told;
+    const ChannelCredentials credentials(log, client, channelOptions,
+                                         [&](PCCERT_CONTEXT chosen) { told.push_back(chosen); });
+    EXPECT_THAT(told, ElementsAre(nullptr));
+}
+
 TEST_F(CredentialsTest, serverSearchesItsOwnName) {
     shelf.foundByName = {shelf.make()};
     serverSends(L"for servers");
