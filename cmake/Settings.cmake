@@ -13,8 +13,22 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 find_package(Threads REQUIRED)
 
 add_library(vexassl_warnings INTERFACE)
-target_compile_options(vexassl_warnings INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(MSVC)
+  target_compile_options(vexassl_warnings INTERFACE /W4 /WX)
+  # Sources are UTF-8, exceptions are the language's own, and __cplusplus tells the truth.
+  add_compile_options(/utf-8 /EHsc /Zc:__cplusplus /permissive-)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+else()
+  target_compile_options(vexassl_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+endif()
+
+if(WIN32)
+  # The interface of Windows 10, without the macros that take common names. SECURITY_WIN32 is what
+  # sspi.h asks a program for.
+  add_compile_definitions(_WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN
+    SECURITY_WIN32)
+endif()
 
 set(VEXASSL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 if(VEXASSL_SANITIZE)

@@ -56,7 +56,7 @@ void CertificateStore::close() {
     // Asked for only now: a sink that makes system calls of its own can have replaced the number,
     // and the Warning is then missing or another error is shown.
     const DWORD error = platform::GetLastError();
-    if (error == CRYPT_E_PENDING_CLOSE) {
+    if (error == static_cast<DWORD>(CRYPT_E_PENDING_CLOSE)) {
         log.log(Severity::Warning, L"On calling CertCloseStore, not all certs or contexts were "
                                    L"previously freed. Memory has been leaked.");
     } else {
@@ -127,7 +127,7 @@ void CertificateStore::enumerateCertificates() const {
 void CertificateStore::reportEndOfEnumeration() const {
     log.log(Severity::Debug, L"No more certificates to enumerate");
     const DWORD error = platform::GetLastError();
-    if (error != CRYPT_E_NOT_FOUND) {
+    if (error != static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
         logSystemError(log, L"CertEnumCertificatesInStore", error);
     }
 }
