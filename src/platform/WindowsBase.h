@@ -1,9 +1,10 @@
 // Contract: what the library needs of the system's base: texts, errors, names of the machine, the
-// user and the executable, and the breakpoint. Names, arguments and results are those of the
-// Windows functions. Any thread may call any of them.
+// user and the executable, modules and their version records, and the breakpoint. Names, arguments
+// and results are those of the Windows functions. Any thread may call any of them.
 #pragma once
 
 #include "BaseShapes.h"
+#include "ModuleShapes.h"
 
 namespace VexaSsl::platform {
 
@@ -37,6 +38,31 @@ BOOL GetComputerNameExW(COMPUTER_NAME_FORMAT format, wchar_t* buffer, DWORD* siz
 
 // The user's name; *size is the capacity on entry, the units with the terminator on return.
 BOOL GetUserNameW(wchar_t* buffer, DWORD* size);
+
+// No notices of threads that come and go for this module. The result tells nothing that the library
+// acts upon.
+BOOL DisableThreadLibraryCalls(HMODULE module);
+
+// The path of a module's file (a null module: the executable), cut to size and zero-terminated, in
+// the form that GetFileVersionInfoA takes. module is what the entry point was given or LoadLibraryA
+// returned. Result: the characters written, 0 on failure.
+DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size);
+
+// Loads a library by its bare name as the system's loader finds it. Result: its handle, which keeps
+// it loaded, or null.
+HMODULE LoadLibraryA(const char* name);
+// The function that a module exports by this name, or null.
+FARPROC GetProcAddress(HMODULE module, const char* name);
+
+// The bytes that the version record of a file takes in memory, 0 when there is none. *ignored
+// becomes 0.
+DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored);
+// The record itself; size is the one that was told. The second argument isn't used.
+BOOL GetFileVersionInfoA(const char* fileName, DWORD ignored, DWORD size, void* block);
+// Looks into a record: "\" gives its VS_FIXEDFILEINFO, "\StringFileInfo\<translation>\<key>" a
+// zero-terminated text, *length counting its end too. *value points into the block. Result: FALSE
+// when there is no such thing.
+BOOL VerQueryValueA(const void* block, const char* path, void** value, UINT* length);
 
 // Stops in a debugger. A binding may do nothing when there is none: the peer can provoke this call.
 void DebugBreak();

@@ -340,6 +340,39 @@ BOOL GetUserNameW(wchar_t* buffer, DWORD* size) {
     return test::play("GetUserNameW", ScriptedPlatform::current().GetUserNameW, buffer, size);
 }
 
+BOOL DisableThreadLibraryCalls(HMODULE module) {
+    return test::play("DisableThreadLibraryCalls",
+                      ScriptedPlatform::current().DisableThreadLibraryCalls, module);
+}
+
+DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size) {
+    return test::play("GetModuleFileNameA", ScriptedPlatform::current().GetModuleFileNameA, module,
+                      buffer, size);
+}
+
+HMODULE LoadLibraryA(const char* name) {
+    return test::play("LoadLibraryA", ScriptedPlatform::current().LoadLibraryA, name);
+}
+
+FARPROC GetProcAddress(HMODULE module, const char* name) {
+    return test::play("GetProcAddress", ScriptedPlatform::current().GetProcAddress, module, name);
+}
+
+DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored) {
+    return test::play("GetFileVersionInfoSizeA",
+                      ScriptedPlatform::current().GetFileVersionInfoSizeA, fileName, ignored);
+}
+
+BOOL GetFileVersionInfoA(const char* fileName, DWORD ignored, DWORD size, void* block) {
+    return test::play("GetFileVersionInfoA", ScriptedPlatform::current().GetFileVersionInfoA,
+                      fileName, ignored, size, block);
+}
+
+BOOL VerQueryValueA(const void* block, const char* path, void** value, UINT* length) {
+    return test::play("VerQueryValueA", ScriptedPlatform::current().VerQueryValueA, block, path,
+                      value, length);
+}
+
 void DebugBreak() {
     return test::play("DebugBreak", ScriptedPlatform::current().DebugBreak);
 }

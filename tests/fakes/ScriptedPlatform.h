@@ -99,6 +99,13 @@ public:
     std::function<DWORD(HMODULE, wchar_t*, DWORD)> GetModuleFileNameW;
     std::function<BOOL(COMPUTER_NAME_FORMAT, wchar_t*, DWORD*)> GetComputerNameExW;
     std::function<BOOL(wchar_t*, DWORD*)> GetUserNameW;
+    std::function<BOOL(HMODULE)> DisableThreadLibraryCalls;
+    std::function<DWORD(HMODULE, char*, DWORD)> GetModuleFileNameA;
+    std::function<HMODULE(const char*)> LoadLibraryA;
+    std::function<FARPROC(HMODULE, const char*)> GetProcAddress;
+    std::function<DWORD(const char*, DWORD*)> GetFileVersionInfoSizeA;
+    std::function<BOOL(const char*, DWORD, DWORD, void*)> GetFileVersionInfoA;
+    std::function<BOOL(const void*, const char*, void**, UINT*)> VerQueryValueA;
     std::function<void()> DebugBreak;
 };
 

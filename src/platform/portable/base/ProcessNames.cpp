@@ -3,6 +3,7 @@
 
 #include "base/BaseErrors.h"
 #include "base/HostName.h"
+#include "base/ModulePath.h"
 #include "base/Utf8.h"
 
 #include <pwd.h>
@@ -10,7 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -22,16 +23,6 @@ std::size_t writeCut(const std::wstring& text, wchar_t* buffer, std::size_t size
     const std::size_t length = std::min(text.size(), size - 1);
     *std::copy_n(text.begin(), length, buffer) = L'\0';
     return length;
-}
-
-std::string executablePath() {
-    constexpr std::string_view gone = " (deleted)";
-    std::error_code error;
-    std::string path = std::filesystem::read_symlink("/proc/self/exe", error).native();
-    // An update of the host replaces its file while it runs; the name is still the old one.
-    if (path.ends_with(gone) && !std::filesystem::exists(path, error))
-        path.resize(path.size() - gone.size());
-    return path;
 }
 
 // The user whose rights this process has; a number for one without an entry.

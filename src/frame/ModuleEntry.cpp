@@ -1,0 +1,34 @@
+#include "frame/ModuleEntry.h"
+
+#include "frame/Module.h"
+#include "frame/ModuleVersion.h"
+#include "platform/WindowsBase.h"
+
+#include "VexaSsl/ModuleVersion.h"
+#include "VexaSsl/VModuleVersion.h"
+
+namespace VexaSsl {
+
+extern "C" BOOL DllMain(HINSTANCE instance, DWORD reason, void*) {
+    if (reason != DLL_PROCESS_ATTACH) {
+        return 1;
+    }
+    platform::DisableThreadLibraryCalls(instance);
+    if (!moduleInitialised) {
+        vexaSslModule.moduleHandle = instance;
+        moduleInitialised = true;
+    }
+    return 1;
+}
+
+extern "C" std::int32_t moduleVersion_VexaSsl_22_0_3() {
+    return VEXASSL_REVISION;
+}
+
+} // namespace VexaSsl
+
+VModuleVersion& VModuleVersion::operator=(const VModuleVersion& other) = default;
+
+std::int32_t VModuleVersion::getLastError() const {
+    return lastError;
+}
