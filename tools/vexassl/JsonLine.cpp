@@ -45,7 +45,7 @@ std::string numbered(char32_t point) {
     return text;
 }
 
-std::string quoted(std::u32string_view text) {
+std::string inQuotes(std::u32string_view text) {
     std::string result = "\"";
     for (const char32_t point : text) {
         if (const char letter = shortEscape(point); letter != 0) {
@@ -63,12 +63,12 @@ std::string quoted(std::u32string_view text) {
 
 void JsonLine::begin(std::string_view name) {
     fields += fields.empty() ? "" : ",";
-    fields += quoted(characters(name)) + ":";
+    fields += inQuotes(characters(name)) + ":";
 }
 
 JsonLine& JsonLine::text(std::string_view name, std::u32string_view value) {
     begin(name);
-    fields += quoted(value);
+    fields += inQuotes(value);
     return *this;
 }
 
@@ -121,12 +121,12 @@ JsonLine& JsonLine::appendList(std::string_view name, const Values& values, Appe
 
 JsonLine& JsonLine::list(std::string_view name, const std::vector<std::wstring>& values) {
     return appendList(name, values,
-                      [](const std::wstring& value) { return quoted(characters(value)); });
+                      [](const std::wstring& value) { return inQuotes(characters(value)); });
 }
 
 JsonLine& JsonLine::list(std::string_view name, const std::vector<std::string>& values) {
     return appendList(name, values,
-                      [](const std::string& value) { return quoted(characters(value)); });
+                      [](const std::string& value) { return inQuotes(characters(value)); });
 }
 
 JsonLine& JsonLine::list(std::string_view name, const std::vector<JsonLine>& values) {
