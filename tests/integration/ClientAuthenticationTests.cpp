@@ -37,6 +37,7 @@ MATCHER_P2(lineBeginning, severity, start, "") {
 }
 
 TEST(ClientAuthentication, aTrustedClientStaysWhenAnyIsAcceptable) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending(pki::client));
     ASSERT_TRUE(meeting.established());
     EXPECT_TRUE(meeting.client.say("known"));
@@ -47,6 +48,7 @@ TEST(ClientAuthentication, aTrustedClientStaysWhenAnyIsAcceptable) {
 }
 
 TEST(ClientAuthentication, aClientWhoseNameIsListedStaysWhateverTheCase) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(
         Settings::clientSending(pki::client),
         askingServer().with("AcceptableClientCertificateToReceiveNames", "somebody,CLIENT.Test"));
@@ -56,16 +58,19 @@ TEST(ClientAuthentication, aClientWhoseNameIsListedStaysWhateverTheCase) {
 }
 
 TEST(ClientAuthentication, aClientThatMaySendAnySendsASuitableOne) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending("Any"));
     ASSERT_TRUE(meeting.established());
     EXPECT_EQ(meeting.client.log->count(Severity::Info, L"Found a certificate to try"), 1U);
 }
 
 TEST(ClientAuthentication, aClientBehindAnIntermediateStays) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     EXPECT_TRUE(meetClient(Settings::clientSending(pki::clientBehindIntermediate)).established());
 }
 
 TEST(ClientAuthentication, aClientWithAnRsaKeyStays) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     EXPECT_TRUE(meetClient(Settings::clientSending(pki::clientRsa)).established());
 }
 
@@ -77,6 +82,7 @@ TEST(ClientAuthentication, aClientThatIsNotAskedSendsNothingAndStays) {
 }
 
 TEST(ClientAuthentication, aClientWithoutACertificateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::encrypted());
     expectRefused(meeting);
     EXPECT_THAT(
@@ -107,30 +113,35 @@ void expectNotTrusted(const Meeting& meeting, unsigned long code) {
 }
 
 TEST(ClientAuthentication, aClientOfAnUnknownAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending(pki::untrustedClient));
     expectRefused(meeting);
     expectNotTrusted(meeting, missingIssuer);
 }
 
 TEST(ClientAuthentication, aSelfSignedClientIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending(pki::selfSignedClient));
     expectRefused(meeting);
     expectNotTrusted(meeting, untrustedRoot);
 }
 
 TEST(ClientAuthentication, anExpiredClientIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending(pki::expiredClient));
     expectRefused(meeting);
     expectNotTrusted(meeting, expired);
 }
 
 TEST(ClientAuthentication, aClientWithACertificateForServersIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending(pki::serverOnly));
     expectRefused(meeting);
     expectNotTrusted(meeting, wrongUsage);
 }
 
 TEST(ClientAuthentication, aTrustedClientOfAnotherNameIsRefusedAndBothSidesNamesAreTold) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting =
         meetClient(Settings::clientSending(pki::clientWithTwoNames),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "alpha,beta"));
@@ -147,6 +158,7 @@ TEST(ClientAuthentication, aTrustedClientOfAnotherNameIsRefusedAndBothSidesNames
 }
 
 TEST(ClientAuthentication, aTrustedClientWithoutNamesIsRefusedByAList) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting =
         meetClient(Settings::clientSending(pki::clientWithoutNames),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "alpha"));
@@ -157,6 +169,7 @@ TEST(ClientAuthentication, aTrustedClientWithoutNamesIsRefusedByAList) {
 }
 
 TEST(ClientAuthentication, anAcceptableNameInsideALongerOneIsNotEnough) {
+    VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting =
         meetClient(Settings::clientSending(pki::client),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "client.tes"));

@@ -45,6 +45,7 @@ void expectRefusal(const Meeting& meeting, unsigned long status) {
 }
 
 TEST(Trust, aServerOfAnotherNameIsRefusedWithTheReason) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Meeting meeting = meetServer(pki::otherName);
     EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
     EXPECT_THAT(
@@ -64,16 +65,19 @@ TEST(Trust, aServerOfAnotherNameIsRefusedWithTheReason) {
 }
 
 TEST(Trust, anAddressThatTheCertificateDoesNotNameIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Meeting meeting = meetServer(pki::otherName, "127.0.0.1");
     EXPECT_EQ(meeting.client.log->linesWith(L"SEC_E_WRONG_PRINCIPAL").size(), 1U);
     EXPECT_FALSE(meeting.client.established());
 }
 
 TEST(Trust, aServerReachedByItsAddressIsAcceptedWhenTheCertificateNamesIt) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     EXPECT_TRUE(meetServer(pki::localhost, "127.0.0.1").established());
 }
 
 TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     std::optional<Listener> listener;
     try {
         listener.emplace(AF_INET6);
@@ -91,6 +95,7 @@ TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
 }
 
 TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Listener listener;
     Peer server;
     std::jthread serving(
@@ -114,46 +119,56 @@ TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
 }
 
 TEST(Trust, aServerOfAnUnknownAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::untrusted), untrustedRoot);
 }
 
 TEST(Trust, aSelfSignedServerIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::selfSigned), untrustedRoot);
 }
 
 TEST(Trust, anExpiredServerIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::expired), certificateExpired);
 }
 
 TEST(Trust, aServerThatIsNotYetValidIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::notYetValid), certificateExpired);
 }
 
 TEST(Trust, aServerWithACertificateForClientsIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::clientOnly), wrongUsage);
 }
 
 TEST(Trust, aServerThatKeepsItsIntermediateToItselfIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     expectRefusal(meetServer(pki::missingIntermediate), untrustedRoot);
 }
 
 TEST(Trust, aServerWhoseIssuerIsNoAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Meeting meeting = meetServer(pki::signedByALeaf);
     EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
     EXPECT_EQ(meeting.client.log->linesWith(L"InitializeSecurityContext failed with: ").size(), 1U);
 }
 
 TEST(Trust, aNameWithAZeroInsideIsNotTheNameBeforeTheZero) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Meeting meeting = meetServer(pki::zeroInName);
     EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
     EXPECT_FALSE(meeting.client.established());
 }
 
 TEST(Trust, aServerWithoutAUsageIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     EXPECT_TRUE(meetServer(pki::withoutUsage).established());
 }
 
 TEST(Trust, aServerWithAnEllipticKeyIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::ellipticKeys);
     Meeting meeting = meetServer(pki::localhostElliptic);
     ASSERT_TRUE(meeting.established());
     EXPECT_TRUE(meeting.client.say("curve"));
@@ -161,6 +176,7 @@ TEST(Trust, aServerWithAnEllipticKeyIsAccepted) {
 }
 
 TEST(Trust, aServerBehindAnIntermediateIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::sendIntermediates);
     Meeting meeting = meetServer(pki::behindIntermediate);
     ASSERT_TRUE(meeting.established());
     EXPECT_TRUE(meeting.client.say("chain"));
@@ -181,13 +197,21 @@ TEST(Trust, bothSidesReportTheConnectionTheyMade) {
 }
 
 TEST(Trust, aFailedHandshakeShutsTheSocketDownAndLeavesItOpen) {
+    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
     const Meeting meeting = meetServer(pki::untrusted);
+    EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
+}
+
+TEST(Trust, aHandshakeThatThePeerEndsShutsTheSocketDownAndLeavesItOpen) {
+    const Meeting meeting = meetServer("nobody has this name");
+    EXPECT_FALSE(meeting.client.established());
     EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
 }
 
 // The server's thread gets a machine name of its own, which the search for a suitable certificate
 // goes by.
 TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
+    VEXASSL_NEEDS_ABILITY(Ability::renameMachine);
     const Listener listener;
     Peer server;
     std::promise<bool> renamed;
@@ -241,6 +265,7 @@ TEST(Trust, aServerToldToSendNoCertificateFailsAtItsFirstConnection) {
 }
 
 TEST(Trust, aPlainClientDoesNotGetThrough) {
+    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
     Meeting meeting;
     const Listener listener;
     {

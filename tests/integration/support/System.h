@@ -44,6 +44,9 @@ void letItArrive(SOCKET socket);
 std::size_t openDescriptors();
 // Tells a process from those that it has started.
 unsigned long processNumber();
+// How many breakpoints of the library it has passed over; the library's stop only under a debugger
+// where that is left to the platform, and 0 is always the answer there.
+int breakpoints();
 // A new folder that nobody else uses.
 std::filesystem::path makeTemporaryFolder();
 
