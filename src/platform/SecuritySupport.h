@@ -62,7 +62,10 @@ SECURITY_STATUS AcceptSecurityContext(CredHandle* credential, CtxtHandle* contex
 // SECPKG_ATTR_STREAM_SIZES: a SecPkgContext_StreamSizes. SECPKG_ATTR_REMOTE_CERT_CONTEXT: a
 // PCCERT_CONTEXT that the caller frees, its store holding the chain as sent; SEC_E_NO_CREDENTIALS
 // when the peer sent none. A binding may answer it before the handshake is complete, once the
-// certificate has come, also when the handshake fails behind it. Anything else:
+// certificate has come, also when the handshake fails behind it.
+// SECPKG_ATTR_CIPHER_INFO, of an established context: a SecPkgContext_CipherInfo with the version
+// of the protocol as on the wire (0x0303 is TLS 1.2), and the number and the name of the suite; a
+// binding need not fill the rest, and an older system may not know it. Anything else:
 // SEC_E_UNSUPPORTED_FUNCTION.
 SECURITY_STATUS QueryContextAttributesW(CtxtHandle* context, ULONG attribute, void* buffer);
 

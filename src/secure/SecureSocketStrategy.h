@@ -38,6 +38,10 @@ public:
     SecureSocketStrategy(const SecureSocketStrategy&) = delete;
     SecureSocketStrategy& operator=(const SecureSocketStrategy&) = delete;
 
+    // What was negotiated, for administration; null while there is no secured connection. Valid
+    // until the next operation that connects, accepts or stops encrypting.
+    SecureSocketRecord* securedConnection() const noexcept { return record.get(); }
+
     // BlockingTransfer.cpp
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override;

@@ -25,6 +25,9 @@ public:
     LogSocketStrategy(ILog& logSink, std::unique_ptr<ISocketStrategy> underlying,
                       const std::wstring& layerLabel);
 
+    // The layer's neighbour, for administration.
+    ISocketStrategy& below() const noexcept { return *underlyingStrategy; }
+
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override;
     int connect(SOCKET s, const sockaddr* name, int namelen) noexcept override;

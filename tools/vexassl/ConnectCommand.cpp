@@ -1,7 +1,10 @@
 #include "ConnectCommand.h"
 
+#include "ConnectionSummary.h"
 #include "Conversation.h"
 #include "HostNetwork.h"
+#include "starttls/Agreements.h"
+#include "starttls/OtlsSwitch.h"
 
 #include <memory>
 
@@ -20,30 +23,101 @@ void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& add
     }
 }
 
-[[noreturn]] void refuse(const Endpoint& target, int error) {
-    const ExitStatus status =
-        error == WSAETIMEDOUT ? ExitStatus::TimedOut : ExitStatus::CannotConnect;
-    throw Failure(status, "cannot connect to " + target.text() + ": " + socketErrorText(error));
-}
+// One connection to the target.
+class Call {
+public:
+    Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
+         LinePrinter& linePrinter)
+        : options(connectOptions), target(peer), printer(linePrinter), log(linePrinter),
+          strategy(makeStrategy(log, config)) {}
 
-// Connects and runs the handshake on one address. Result: 0, or the socket error of an address that
-// didn't answer. Throws Failure when time is up or the handshake failed: the next address would be
-// the same peer.
-int connectTo(ISocketStrategy& strategy, const ToolLog& log, const Endpoint& target,
-              const addrinfo& address, const Watchdog::Guard& guard, SOCKET s) {
-    if (strategy.connect(s, address.ai_addr, static_cast<int>(address.ai_addrlen)) == 0) {
+    void run() {
+        AddressList addresses;
+        resolve(*strategy, target, addresses);
+        int error = 0;
+        for (const addrinfo* address = addresses.first(); address != nullptr;
+             address = address->ai_next) {
+            error = callAddress(*address);
+            if (error == 0) {
+                return;
+            }
+        }
+        const ExitStatus status =
+            error == WSAETIMEDOUT ? ExitStatus::TimedOut : ExitStatus::CannotConnect;
+        throw Failure(status, "cannot connect to " + target.text() + ": " + socketErrorText(error));
+    }
+
+private:
+    // Result: 0 behind the whole talk, or the socket error of an address that didn't answer.
+    int callAddress(const addrinfo& address) {
+        const OwnedSocket socket(platform::socket(address.ai_family, SOCK_STREAM, 0));
+        if (!socket.valid()) {
+            return platform::WSAGetLastError();
+        }
+        Watchdog::Guard guard(watchdog, socket.get(), options.connection.timeout());
+        if (strategy->connect(socket.get(), address.ai_addr,
+                              static_cast<int>(address.ai_addrlen)) != 0) {
+            return judgeConnect(platform::WSAGetLastError(), guard);
+        }
+        if (!options.startTls.empty()) {
+            switchOver(socket.get(), guard);
+        }
+        talk(socket.get(), guard);
         return 0;
     }
-    const int error = platform::WSAGetLastError();
-    if (guard.expired()) {
-        throw Failure(ExitStatus::TimedOut, "timed out connecting to " + target.text());
+
+    // Throws Failure when time is up or the handshake failed: the next address would be the same
+    // peer.
+    int judgeConnect(int error, const Watchdog::Guard& guard) const {
+        if (guard.expired()) {
+            throw Failure(ExitStatus::TimedOut, "timed out connecting to " + target.text());
+        }
+        const Diagnosis diagnosis = log.diagnosis();
+        if (diagnosis.status() != ExitStatus::Well) {
+            throw Failure(diagnosis.status(), target.text() + ": " + causeText(diagnosis));
+        }
+        return error;
     }
-    const Diagnosis diagnosis = log.diagnosis();
-    if (diagnosis.status() != ExitStatus::Well) {
-        throw Failure(diagnosis.status(), target.text() + ": " + causeText(diagnosis));
+
+    // The agreement and the handshake have one period together.
+    void switchOver(SOCKET s, const Watchdog::Guard& guard) {
+        try {
+            agreeOn(options.startTls, *strategy, s);
+        } catch (const Failure&) {
+            if (guard.expired()) {
+                throw Failure(ExitStatus::TimedOut,
+                              "timed out agreeing on TLS with " + target.text());
+            }
+            throw;
+        }
+        if (!switchToTls(*strategy)) {
+            judgeConnect(0, guard);
+            throw Failure(ExitStatus::Handshake, target.text() + ": no secure connection");
+        }
     }
-    return error;
-}
+
+    void talk(SOCKET s, Watchdog::Guard& guard) {
+        if (const std::string summary = connectionSummary(*strategy); !summary.empty()) {
+            printer.print("connected to " + target.text() + ": " + summary);
+        }
+        const auto input = makeInput();
+        Conversation(*strategy, s, log, guard, *input).run();
+    }
+
+    std::unique_ptr<ConversationInput> makeInput() const {
+        if (!options.sendFile.empty()) {
+            return makeFileInput(options.sendFile);
+        }
+        return options.count == 1 ? makeStandardInput() : makeNoInput();
+    }
+
+    const ConnectOptions& options;
+    const Endpoint& target;
+    LinePrinter& printer;
+    ToolLog log;
+    Watchdog watchdog;
+    std::unique_ptr<ISocketStrategy> strategy;
+};
 
 } // namespace
 
@@ -51,28 +125,18 @@ ExitStatus runConnect(const ConnectOptions& options) {
     const Endpoint target = parseEndpoint(options.target);
     LinePrinter printer;
     const LoadedConfiguration configuration(options.connection, printer);
-    ToolLog log(printer);
-    Watchdog watchdog;
-    const auto strategy = makeStrategy(log, configuration.config());
-    AddressList addresses;
-    resolve(*strategy, target, addresses);
-
-    int error = 0;
-    for (const addrinfo* address = addresses.first(); address != nullptr;
-         address = address->ai_next) {
-        const OwnedSocket socket(platform::socket(address->ai_family, SOCK_STREAM, 0));
-        if (!socket.valid()) {
-            error = platform::WSAGetLastError();
-            continue;
-        }
-        Watchdog::Guard guard(watchdog, socket.get(), options.connection.timeout());
-        error = connectTo(*strategy, log, target, *address, guard, socket.get());
-        if (error == 0) {
-            Conversation(*strategy, socket.get(), log, guard).run();
-            return ExitStatus::Well;
-        }
+    if (options.startTls.empty()) {
+        warnOfClearText(options.connection, configuration.config(), printer);
+    } else {
+        requireSwitchable(configuration.config());
     }
-    refuse(target, error);
+    if (!options.sendFile.empty()) {
+        makeFileInput(options.sendFile); // one that can't be read is told before anybody is called
+    }
+    for (unsigned made = 0; made < options.count; ++made) {
+        Call(options, target, configuration.config(), printer).run();
+    }
+    return ExitStatus::Well;
 }
 
 Command connectCommand() {
@@ -80,15 +144,40 @@ Command connectCommand() {
     return {
         .name = "connect",
         .summary = "Send standard input to a peer and print what it sends, until it closes",
-        .flags = Flags{{.name = "target",
-                        .value = "HOST:PORT",
-                        .text = "The peer, an IPv6 address as [::1]:443",
-                        .target = &options->target,
-                        .required = true}} +
-                 connectionFlags(options->connection),
+        .flags =
+            Flags{
+                {.name = "target",
+                 .value = "HOST:PORT",
+                 .text = "The peer, an IPv6 address as [::1]:443",
+                 .target = &options->target,
+                 .required = true},
+                {.name = "--starttls",
+                 .value = "PROTOCOL",
+                 .text = "Begin in the clear, ask the server for TLS in this protocol, and switch",
+                 .target = &options->startTls,
+                 .words = agreementNames()},
+                {"--send", "FILE",
+                 "Send this file in the place of standard input; on a terminal it shows how far "
+                 "it is",
+                 &options->sendFile},
+                {.name = "--count",
+                 .value = "N",
+                 .text = "Make this many connections, one after another; more than one read no "
+                         "standard input",
+                 .target = &options->count,
+                 .lowest = 1}} +
+            connectionFlags(options->connection),
         .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
-                      "Talks to a server as the connection Secure is configured"}},
-        .notes = "",
+                      "Talks to a server as the connection Secure is configured"},
+                     {"vexassl connect mail.example.org:587 --starttls smtp --ini vexassl.ini "
+                      "--connection Mail",
+                      "Talks to a mail server inside TLS; the connection Mail is configured with "
+                      "UseEncryption=Opportunistically"},
+                     {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure "
+                      "--send big.bin",
+                      "Sends a file and shows how far it is"}},
+        .notes = "On a secured connection one line on standard error tells what was negotiated and "
+                 "who the peer is.\n",
         .run = [options] { return runConnect(*options); },
     };
 }

@@ -1,4 +1,5 @@
-// vexassl connect: standard input to the peer and the peer to standard output, both at once.
+// vexassl connect: standard input or a file to the peer and the peer to standard output, both at
+// once.
 #pragma once
 
 #include "Command.h"
@@ -9,7 +10,10 @@ namespace VexaSsl::tool {
 
 struct ConnectOptions {
     ConnectionOptions connection;
-    std::string target; // HOST:PORT
+    std::string target;   // HOST:PORT
+    std::string startTls; // one of agreementNames, or empty
+    std::string sendFile; // empty: standard input
+    unsigned count = 1;
 };
 
 // Tries every address of the host in order, then talks until the peer closes. At the end of the

@@ -13,10 +13,9 @@ namespace VexaSsl::tool {
 
 namespace {
 
-bool isFalse(const std::wstring& value) {
-    constexpr std::wstring_view word = L"false";
+bool isWord(const std::wstring& value, std::wstring_view lowerWord) {
     return std::equal(
-        value.begin(), value.end(), word.begin(), word.end(), [](wchar_t a, wchar_t b) {
+        value.begin(), value.end(), lowerWord.begin(), lowerWord.end(), [](wchar_t a, wchar_t b) {
             return std::towlower(static_cast<std::wint_t>(a)) == static_cast<std::wint_t>(b);
         });
 }
@@ -95,9 +94,33 @@ LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LineP
     if (diagnosis.revertedToPlain()) {
         throw Failure(ExitStatus::Usage, reversionText(options, diagnosis));
     }
-    if (isFalse(loaded->getValue(L"UseEncryption"))) {
+}
+
+bool isPlain(const IConfig& config) {
+    return isWord(config.getValue(L"UseEncryption"), L"false");
+}
+
+bool isOpportunistic(const IConfig& config) {
+    return isWord(config.getValue(L"UseEncryption"), L"opportunistically");
+}
+
+bool hasLogLayers(const IConfig& config) {
+    return isWord(config.getValue(L"InjectLogLayers"), L"true");
+}
+
+void warnOfClearText(const ConnectionOptions& options, const IConfig& config,
+                     LinePrinter& printer) {
+    if (options.iniFile.empty()) {
+        return;
+    }
+    if (isPlain(config)) {
         printer.print("vexassl: note: the configuration says UseEncryption=False for [" +
                       options.connectionName + "], or nothing: this is plain text");
+    }
+    if (isOpportunistic(config)) {
+        printer.print(
+            "vexassl: note: the configuration says UseEncryption=Opportunistically for [" +
+            options.connectionName + "]: without --starttls this is plain text");
     }
 }
 

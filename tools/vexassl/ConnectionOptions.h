@@ -32,15 +32,25 @@ class LoadedConfiguration {
 public:
     // Throws Failure (Usage) when the certificate folder isn't there, or when an ini file was given
     // and the library fell back to plain sockets: a user who asked for a file never gets clear text
-    // by surprise. A file that says UseEncryption=False is taken at its word, with a notice.
+    // by surprise.
     LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer);
 
     const IConfig& config() const { return *loaded; }
+    IConfig& config() { return *loaded; }
 
 private:
     ToolLog log;
     std::unique_ptr<IConfig> loaded;
 };
+
+// What UseEncryption and InjectLogLayers say, whatever the case of the word.
+bool isPlain(const IConfig& config);
+bool isOpportunistic(const IConfig& config);
+bool hasLogLayers(const IConfig& config);
+
+// A file that says that traffic goes in the clear is taken at its word, with a notice. A connection
+// that could be switched to TLS counts too: for a caller that isn't going to.
+void warnOfClearText(const ConnectionOptions& options, const IConfig& config, LinePrinter& printer);
 
 // A stack for one connection. Throws Failure (Usage) with the log's reason on a bad value.
 std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config);

@@ -3,6 +3,8 @@
 #include "ConnectionOptions.h"
 #include "ExitStatus.h"
 #include "HostNetwork.h"
+#include "Sending.h"
+#include "StandardStreams.h"
 
 #include <thread>
 #include <vector>
@@ -16,8 +18,10 @@ constexpr std::size_t bufferSize = 32768;
 } // namespace
 
 Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
-                           const ToolLog& connectionLog, Watchdog::Guard& connectionGuard)
-    : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard) {}
+                           const ToolLog& connectionLog, Watchdog::Guard& connectionGuard,
+                           ConversationInput& whatToSend)
+    : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard),
+      input(whatToSend) {}
 
 void Conversation::run() {
     guard.pause(); // a user at a terminal may think as long as he likes
@@ -25,7 +29,7 @@ void Conversation::run() {
     receiveAll();
     input.cancel();
     // A sender that waits for a peer which no longer reads ends here.
-    platform::shutdown(socket, SD_BOTH);
+    endTraffic(socket);
     sender.join();
     inputLeft = !inputEnded && !sendFailed && input.hasMore();
     judge();
@@ -35,10 +39,10 @@ void Conversation::sendInput() {
     std::vector<char> buffer(bufferSize);
     std::size_t count = 0;
     while ((count = input.read(buffer.data(), buffer.size())) > 0) {
-        if (!sendAll(buffer.data(), static_cast<int>(count))) {
+        if (!sendAll(strategy, socket, {buffer.data(), count})) {
             sendFailed = true;
             sendError = platform::WSAGetLastError();
-            platform::shutdown(socket, SD_BOTH);
+            endTraffic(socket);
             return;
         }
     }
@@ -48,18 +52,6 @@ void Conversation::sendInput() {
     inputEnded = true;
     guard.restart();
     platform::shutdown(socket, SD_SEND);
-}
-
-bool Conversation::sendAll(const char* data, int size) {
-    while (size > 0) {
-        const int count = strategy.send(socket, data, size, 0);
-        if (count == SOCKET_ERROR) {
-            return false;
-        }
-        data += count;
-        size -= count;
-    }
-    return true;
 }
 
 void Conversation::receiveAll() {

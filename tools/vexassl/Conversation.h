@@ -1,10 +1,10 @@
-// The talk on an established connection: one thread sends what standard input brings, the calling
-// thread prints what the peer sends.
+// The talk on an established connection: one thread sends what the input brings, the calling thread
+// prints what the peer sends.
 //
 // Ownership: everything is borrowed and outlives it.
 #pragma once
 
-#include "StandardStreams.h"
+#include "ConversationInput.h"
 #include "ToolLog.h"
 #include "VexaSsl/ISocketStrategy.h"
 #include "Watchdog.h"
@@ -17,7 +17,7 @@ namespace VexaSsl::tool {
 class Conversation {
 public:
     Conversation(ISocketStrategy& borrowedStrategy, SOCKET s, const ToolLog& connectionLog,
-                 Watchdog::Guard& connectionGuard);
+                 Watchdog::Guard& connectionGuard, ConversationInput& whatToSend);
 
     // Returns when the peer has closed and everything has been sent and printed.
     // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output).
@@ -25,7 +25,6 @@ public:
 
 private:
     void sendInput();
-    bool sendAll(const char* data, int size);
     void receiveAll();
     void judge() const;
 
@@ -33,7 +32,7 @@ private:
     SOCKET socket;
     const ToolLog& log;
     Watchdog::Guard& guard;
-    StandardInput input;
+    ConversationInput& input;
 
     // Written by the sender, read behind the join, or atomic where the receiver looks earlier.
     std::atomic<bool> inputEnded = false;

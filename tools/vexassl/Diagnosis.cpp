@@ -42,8 +42,9 @@ struct Rule {
 };
 
 // Lines whose beginning alone tells the cause.
-constexpr std::array<Rule, 16> rules = {{
+constexpr std::array<Rule, 17> rules = {{
     {L"Supplied value [", ExitStatus::Usage},
+    {L"Internal connection name [", ExitStatus::Usage},
     {L"An unexpected C++ standard library exception occurred: invalid configuration",
      ExitStatus::Usage},
     {L"CertOpenStore failed with: ", ExitStatus::OwnCertificate},

@@ -1,25 +1,22 @@
 #include "ServeCommand.h"
 
-#include "OwnedEvent.h"
+#include "Server.h"
 #include "StopSignal.h"
+#include "starttls/OtlsSwitch.h"
 
+#include <array>
 #include <cstdio>
-#include <exception>
-#include <list>
 #include <memory>
 
 namespace VexaSsl::tool {
 
 namespace {
 
-// How long the accept loop rests when the system is out of sockets or threads.
-constexpr DWORD restMilliseconds = 100;
-
 // Finds a missing certificate, an unreadable key or a bad option before the first client does. A
 // stack remembers the socket of an AcceptEx even when the call fails, and completeAcceptEx makes
 // the server's credentials before it reads anything. So with a socket that was never connected it
 // goes just that far, and without encryption it does nothing.
-void checkOwnSide(const IConfig& config, LinePrinter& printer) {
+void checkCredentials(const IConfig& config, LinePrinter& printer) {
     ToolLog log(printer);
     log.silence();
     const auto strategy = makeStrategy(log, config);
@@ -38,131 +35,67 @@ void checkOwnSide(const IConfig& config, LinePrinter& printer) {
     }
 }
 
-class Server {
-public:
-    Server(const Service& sharedService, Listener listeningSocket)
-        : service(sharedService), listener(std::move(listeningSocket)) {}
+// A stack that begins in the clear shows its faults at the switch. What it will need there is what
+// an encrypting one needs at once.
+void checkSwitch(IConfig& config, LinePrinter& printer) {
+    const std::wstring encryption = config.getValue(L"UseEncryption");
+    config.setValue(L"UseEncryption", L"True");
+    checkCredentials(config, printer);
+    config.setValue(L"UseEncryption", encryption);
+}
 
-    // From any thread.
-    void stop() { stopRequested.set(); }
-
-    void run() {
-        while (acceptOne()) {
-            reap();
-        }
-        listener.socket.close();
-        service.watchdog.endAll();
-        connections.clear();
+void expectClient(const std::string& names, IConfig& config) {
+    if (names.empty()) {
+        return;
     }
-
-private:
-    enum class Wait { Accepted, Stopped };
-
-    // Result: false when the server is to stop. Closing the listener, which the caller then does,
-    // aborts the accept that is still posted. A want of memory or threads costs one connection,
-    // never the others.
-    bool acceptOne() {
-        try {
-            return acceptNext();
-        } catch (const std::exception& error) {
-            service.printer.print(std::string("vexassl: connection dropped: ") + error.what());
-            return rest();
-        }
+    if (isPlain(config)) {
+        throw Failure(ExitStatus::Usage,
+                      "--expect-client needs a configuration with encryption: clear text has no "
+                      "certificates");
     }
+    config.setValue(L"RequireClientAuthentication", L"True");
+    config.setValue(L"AcceptableClientCertificateToReceiveNames", widenedBytes(names));
+}
 
-    bool acceptNext() {
-        pending = std::make_unique<ServedConnection>(service, ++lastNumber, listener.family);
-        acceptCompleted.reset();
-        if (!pending->valid() ||
-            !pending->postAccept(listener.socket.get(), acceptCompleted.get())) {
-            return rest();
-        }
-        if (!waitForAccept()) {
-            return false;
-        }
-        if (!pending->accepted(listener.socket.get())) {
-            return rest();
-        }
-        connections.push_back(std::move(pending));
-        try {
-            connections.back()->start([this] { connectionEnded.set(); });
-        } catch (const std::exception&) {
-            connections.pop_back();
-            throw;
-        }
-        return true;
+// What can be judged before anybody calls.
+void settle(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
+    expectClient(options.expectClient, config);
+    if (options.startTls.empty()) {
+        warnOfClearText(options.connection, config, printer);
+        checkCredentials(config, printer);
+        return;
     }
-
-    // Joins ended connections meanwhile. Result: false when the server is to stop.
-    bool waitForAccept() {
-        const HANDLE events[] = {stopRequested.get(), acceptCompleted.get(), connectionEnded.get()};
-        while (true) {
-            const DWORD woken =
-                platform::WSAWaitForMultipleEvents(3, events, FALSE, platform::WSA_INFINITE, FALSE);
-            if (woken == platform::WSA_WAIT_EVENT_0 + 2) {
-                reap();
-                continue;
-            }
-            return woken == platform::WSA_WAIT_EVENT_0 + 1;
-        }
-    }
-
-    bool rest() {
-        pending.reset();
-        const HANDLE events[] = {stopRequested.get()};
-        return platform::WSAWaitForMultipleEvents(1, events, FALSE, restMilliseconds, FALSE) ==
-               platform::WSA_WAIT_TIMEOUT;
-    }
-
-    void reap() {
-        connectionEnded.reset();
-        connections.remove_if([](const auto& connection) { return connection->finished(); });
-    }
-
-    const Service& service;
-    Listener listener;
-    OwnedEvent stopRequested;
-    OwnedEvent acceptCompleted;
-    OwnedEvent connectionEnded;
-    std::unique_ptr<ServedConnection> pending;
-    std::list<std::unique_ptr<ServedConnection>> connections;
-    unsigned long lastNumber = 0;
-};
+    requireSwitchable(config);
+    checkCredentials(config, printer);
+    checkSwitch(config, printer);
+}
 
 } // namespace
 
 ExitStatus runServe(const ServeOptions& options) {
     LinePrinter printer;
-    const LoadedConfiguration configuration(options.connection, printer);
-    checkOwnSide(configuration.config(), printer);
+    LoadedConfiguration configuration(options.connection, printer);
+    settle(options, configuration.config(), printer);
     Listener listener = listenOn({options.listenAddress, std::to_string(options.port)});
     const std::string address = localAddressText(listener.socket.get());
 
     // Before the watchdog, whose thread must leave the signals alone too.
-    Server* server = nullptr;
-    OwnedEvent serverMade;
-    StopSignal signals([&] {
-        const HANDLE events[] = {serverMade.get()};
-        platform::WSAWaitForMultipleEvents(1, events, FALSE, platform::WSA_INFINITE, FALSE);
-        server->stop();
-    });
+    OwnedEvent stop;
+    StopSignal signals([&stop] { stop.set(); });
     Watchdog watchdog;
     const Service service{options, configuration.config(), printer, watchdog};
-    Server made(service, std::move(listener));
-    server = &made;
-    serverMade.set();
+    Server server(service, std::move(listener), stop);
 
     std::printf("listening on %s\n", address.c_str());
     std::fflush(stdout);
-    made.run();
-    return ExitStatus::Well;
+    return server.run();
 }
 
 Command serveCommand() {
     const auto options = std::make_shared<ServeOptions>();
     return {
         .name = "serve",
-        .summary = "Echo what clients send, or answer HTTP GET, until SIGTERM or SIGINT",
+        .summary = "Echo what clients send, answer HTTP GET, or take mail, until SIGTERM or SIGINT",
         .flags =
             Flags{{.name = "--port",
                    .value = "N",
@@ -172,12 +105,38 @@ Command serveCommand() {
                    .highest = 65535},
                   {"--listen", "ADDRESS", "Address to listen on", &options->listenAddress},
                   {"--www", "", "Answer HTTP GET with a page of connection facts", &options->web},
-                  {"--overlapped", "", "Receive by overlapped operations", &options->overlapped}} +
+                  {.name = "--starttls",
+                   .value = "PROTOCOL",
+                   .text = "Begin in the clear and switch to TLS when the client asks for it in "
+                           "this protocol; messages are taken and thrown away",
+                   .target = &options->startTls,
+                   .words = {"smtp"},
+                   .excludes = "--www"},
+                  {"--overlapped", "", "Receive by overlapped operations", &options->overlapped},
+                  {"--expect-client", "NAMES",
+                   "Require a trusted client certificate that bears one of these names, separated "
+                   "by commas; Any takes every name",
+                   &options->expectClient},
+                  {.name = "--count",
+                   .value = "N",
+                   .text = "End after this many connections, with the status of the first that "
+                           "didn't go well; 0 serves on",
+                   .target = &options->count},
+                  {.name = "--max-connections",
+                   .value = "N",
+                   .text = "Connections at once; more wait in the queue of the system",
+                   .target = &options->maximumConnections,
+                   .lowest = 1,
+                   .highest = 100000}} +
             connectionFlags(options->connection),
         .examples = {{"vexassl serve --port 4433 --ini vexassl.ini --connection Secure",
                       "Echoes on port 4433 of this machine as the connection Secure is configured"},
                      {"vexassl serve --port 0 --www",
-                      "Answers browsers in plain text on a free port, which it prints"}},
+                      "Answers browsers in plain text on a free port, which it prints"},
+                     {"vexassl serve --port 2525 --starttls smtp --ini vexassl.ini "
+                      "--connection Mail",
+                      "Takes mail from clients that switch to TLS; the connection Mail is "
+                      "configured with UseEncryption=Opportunistically"}},
         .notes = "It prints \"listening on ADDRESS:PORT\" when it is ready.\n",
         .run = [options] { return runServe(*options); },
     };

@@ -1,5 +1,5 @@
-// vexassl serve: an echo server, or with --www a page of connection facts. Many connections at
-// once, one stack and one thread each.
+// vexassl serve: an echo server, with --www a page of connection facts, or with --starttls a mail
+// server that keeps no mail. Many connections at once, one stack and one thread each.
 #pragma once
 
 #include "Command.h"
@@ -8,7 +8,8 @@
 
 namespace VexaSsl::tool {
 
-// Runs until SIGTERM or SIGINT, then ends every connection, joins every thread, and returns.
+// Runs until SIGTERM or SIGINT, or until the wanted number of connections is served; then ends
+// every connection, joins every thread, and returns.
 // To be called before the process has a second thread.
 // Throws Failure: Usage, CannotConnect (nothing to listen on), OwnCertificate.
 ExitStatus runServe(const ServeOptions& options);

@@ -1,6 +1,8 @@
 #include "ServedConnection.h"
 
-#include <algorithm>
+#include "Sending.h"
+#include "starttls/SmtpService.h"
+
 #include <exception>
 #include <utility>
 #include <vector>
@@ -21,11 +23,9 @@ std::string narrow(const IConfig& config, const std::wstring& key) {
 
 } // namespace
 
-ServedConnection::ServedConnection(const Service& sharedService, unsigned long connectionNumber,
-                                   int family)
+ServedConnection::ServedConnection(const Service& sharedService, unsigned long connectionNumber)
     : service(sharedService), number(connectionNumber),
       log(sharedService.printer, "#" + std::to_string(connectionNumber) + " "),
-      socket(platform::socket(family, SOCK_STREAM, 0)),
       strategy(makeStrategy(log, sharedService.config)) {}
 
 ServedConnection::~ServedConnection() {
@@ -34,20 +34,28 @@ ServedConnection::~ServedConnection() {
     }
 }
 
-bool ServedConnection::postAccept(SOCKET listener, HANDLE event) {
+bool ServedConnection::postAccept(const Listener& listener, HANDLE event) {
+    socket = OwnedSocket(platform::socket(listener.family, SOCK_STREAM, 0));
     acceptState = {};
     acceptState.hEvent = event;
     DWORD received = 0;
-    return strategy->AcceptEx(listener, socket.get(), addresses.data(), 0, addressRoom, addressRoom,
-                              &received, &acceptState) != FALSE ||
-           platform::WSAGetLastError() == WSA_IO_PENDING;
+    return socket.valid() &&
+           (strategy->AcceptEx(listener.socket.get(), socket.get(), addresses.data(), 0,
+                               addressRoom, addressRoom, &received, &acceptState) != FALSE ||
+            platform::WSAGetLastError() == WSA_IO_PENDING);
 }
 
 bool ServedConnection::accepted(SOCKET listener) {
     DWORD received = 0;
     DWORD flags = 0;
     return platform::WSAGetOverlappedResult(listener, &acceptState, &received, FALSE, &flags) !=
-           FALSE;
+               FALSE &&
+           joinListener(socket.get(), listener);
+}
+
+bool ServedConnection::acceptNow(SOCKET listener) {
+    socket = OwnedSocket(strategy->accept(listener, nullptr, nullptr));
+    return socket.valid();
 }
 
 void ServedConnection::start(std::function<void()> ended) {
@@ -55,7 +63,7 @@ void ServedConnection::start(std::function<void()> ended) {
         try {
             run();
         } catch (const std::exception& error) {
-            report(error.what());
+            report(ExitStatus::Usage, error.what());
         }
         strategy.reset();
         socket.close();
@@ -66,22 +74,50 @@ void ServedConnection::start(std::function<void()> ended) {
 
 void ServedConnection::run() {
     Watchdog::Guard guard(service.watchdog, socket.get(), service.options.connection.timeout());
+    if (!service.options.startTls.empty()) {
+        serveMail(guard);
+        return;
+    }
     if (strategy->completeAcceptEx() == SOCKET_ERROR) {
-        report(guard.expired() ? "timed out during the handshake" : causeText(log.diagnosis()));
+        reportHandshake(guard);
         return;
     }
     guard.restart();
-    serve(guard);
-}
-
-void ServedConnection::serve(Watchdog::Guard& guard) {
-    const std::unique_ptr<Receiver> receiver = service.options.overlapped
-                                                   ? makeOverlappedReceiver(*strategy, socket.get())
-                                                   : makeBlockingReceiver(*strategy, socket.get());
+    const auto receiver = makeReceiver();
     if (service.options.web) {
         answerWebRequest(*receiver, guard);
     } else {
         echo(*receiver, guard);
+    }
+}
+
+std::unique_ptr<Receiver> ServedConnection::makeReceiver() {
+    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get())
+                                      : makeBlockingReceiver(*strategy, socket.get());
+}
+
+void ServedConnection::serveMail(Watchdog::Guard& guard) {
+    // No switch without a name that was resolved through the stack, on a server too.
+    AddressList found;
+    strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
+    SmtpService mail(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
+    switch (mail.run([this](const Envelope& envelope) { reportMessage(envelope); })) {
+    case SmtpService::End::Well:
+        closeBehindAnswer(mail.currentReceiver(), true);
+        break;
+    case SmtpService::End::Refused:
+        report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
+        closeBehindAnswer(mail.currentReceiver(), true);
+        break;
+    case SmtpService::End::NoSwitch:
+        reportHandshake(guard);
+        break;
+    case SmtpService::End::Closed:
+        reportEnd(0, guard);
+        break;
+    case SmtpService::End::Lost:
+        reportEnd(SOCKET_ERROR, guard);
+        break;
     }
 }
 
@@ -90,7 +126,7 @@ void ServedConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
     int count = 0;
     while ((count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()))) > 0) {
         guard.restart();
-        if (!sendAll(buffer.data(), static_cast<std::size_t>(count))) {
+        if (!sendAll(*strategy, socket.get(), {buffer.data(), static_cast<std::size_t>(count)})) {
             count = SOCKET_ERROR;
             break;
         }
@@ -118,39 +154,24 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
         isTooLong ? answerTooLong()
                   : answerRequest(std::string_view(received).substr(0, headSize), facts());
     guard.restart();
-    if (!sendAll(answer.data(), answer.size())) {
+    if (!sendAll(*strategy, socket.get(), answer)) {
         reportEnd(SOCKET_ERROR, guard);
         return;
     }
-    platform::shutdown(socket.get(), SD_SEND);
-    if (isTooLong || received.size() > headSize) {
-        discardRest(receiver);
-    }
+    closeBehindAnswer(receiver, isTooLong || received.size() > headSize);
 }
 
-void ServedConnection::discardRest(Receiver& receiver) {
+void ServedConnection::closeBehindAnswer(Receiver& receiver, bool isMoreToCome) {
+    platform::shutdown(socket.get(), SD_SEND);
     std::vector<char> buffer(bufferSize);
     std::size_t discarded = 0;
-    while (discarded < maximumDiscarded) {
+    while (isMoreToCome && discarded < maximumDiscarded) {
         const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
         if (count <= 0) {
             return;
         }
         discarded += static_cast<std::size_t>(count);
     }
-}
-
-bool ServedConnection::sendAll(const char* data, std::size_t size) {
-    while (size > 0) {
-        const int piece = static_cast<int>(std::min<std::size_t>(size, bufferSize));
-        const int count = strategy->send(socket.get(), data, piece, 0);
-        if (count == SOCKET_ERROR) {
-            return false;
-        }
-        data += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
 }
 
 ConnectionFacts ServedConnection::facts() const {
@@ -167,20 +188,39 @@ ConnectionFacts ServedConnection::facts() const {
     };
 }
 
+void ServedConnection::reportMessage(const Envelope& envelope) {
+    std::string text = "#" + std::to_string(number) + " message from " + envelope.sender + " for";
+    for (const std::string& recipient : envelope.recipients) {
+        text += " " + recipient;
+    }
+    service.printer.print(
+        printableText(text + ", " + std::to_string(envelope.size) + " bytes, thrown away"));
+}
+
+void ServedConnection::reportHandshake(const Watchdog::Guard& guard) {
+    if (guard.expired()) {
+        report(ExitStatus::TimedOut, "timed out during the handshake");
+    } else {
+        const Diagnosis diagnosis = log.diagnosis();
+        report(diagnosis.status(), causeText(diagnosis));
+    }
+}
+
 // The peer's orderly closure ends an overlapped receive with a failure; it is an end all the same.
 void ServedConnection::reportEnd(int lastResult, const Watchdog::Guard& guard) {
     const int error = platform::WSAGetLastError();
     const Diagnosis diagnosis = log.diagnosis();
     if (guard.expired()) {
-        report("timed out");
+        report(ExitStatus::TimedOut, "timed out");
     } else if (diagnosis.status() != ExitStatus::Well) {
-        report(causeText(diagnosis));
+        report(diagnosis.status(), causeText(diagnosis));
     } else if (lastResult < 0 && !diagnosis.peerClosed()) {
-        report("connection lost: " + socketErrorText(error));
+        report(ExitStatus::CutShort, "connection lost: " + socketErrorText(error));
     }
 }
 
-void ServedConnection::report(const std::string& text) {
+void ServedConnection::report(ExitStatus outcome, const std::string& text) {
+    status = outcome;
     service.printer.print("vexassl: #" + std::to_string(number) + ": " + text);
 }
 

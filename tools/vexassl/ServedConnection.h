@@ -1,11 +1,14 @@
-// One connection of serve: its stack, its accepted socket and its thread, from the posted AcceptEx
-// to the closed socket.
+// One connection of serve: its stack, its accepted socket and its thread, from the accept to the
+// closed socket.
 //
-// AcceptEx rather than accept, for two reasons. The handshake runs in completeAcceptEx, on the
-// connection's own thread, so a slow client never holds up the accept loop; and the accepted socket
-// is known beforehand, so it can be closed even after a failed handshake (accept keeps it).
+// Usually AcceptEx rather than accept, for two reasons. The handshake runs in completeAcceptEx, on
+// the connection's own thread, so a slow client never holds up the accept loop; and the accepted
+// socket is known beforehand, so it can be closed even after a failed handshake (accept keeps it).
+// A stack that begins in the clear runs no handshake in accept, and learns its socket from nothing
+// but an accept that is finished at once: there it is accept.
 //
-// Threads: made, posted, started and destroyed by the accept loop; the rest runs on its own thread.
+// Threads: made, accepted, started and destroyed by the accept loop; the rest runs on its own
+// thread.
 #pragma once
 
 #include "ConnectionOptions.h"
@@ -23,12 +26,18 @@
 
 namespace VexaSsl::tool {
 
+struct Envelope;
+
 struct ServeOptions {
     ConnectionOptions connection;
     std::string listenAddress = "127.0.0.1";
     unsigned port = 0;
     bool web = false;
     bool overlapped = false;
+    std::string startTls;     // "smtp", or empty
+    std::string expectClient; // names, or empty for what the configuration says
+    unsigned count = 0;       // connections to serve; 0 for no end
+    unsigned maximumConnections = 1000;
 };
 
 // What all connections of a server share; outlives them.
@@ -41,39 +50,43 @@ struct Service {
 
 class ServedConnection {
 public:
-    // Makes the stack and the socket for a listener of the given address family. Throws Failure
-    // (Usage) on a bad configuration; valid() is false when the system has no socket left.
-    ServedConnection(const Service& sharedService, unsigned long connectionNumber, int family);
+    // Makes the stack. Throws Failure (Usage) on a bad configuration.
+    ServedConnection(const Service& sharedService, unsigned long connectionNumber);
     // Waits for the thread.
     ~ServedConnection();
     ServedConnection(const ServedConnection&) = delete;
     ServedConnection& operator=(const ServedConnection&) = delete;
 
-    bool valid() const { return socket.valid(); }
-
-    // Posts the accept; event is set when it has completed. Result: false when it failed at once.
-    bool postAccept(SOCKET listener, HANDLE event);
+    // Makes a socket for a listener of the given address family and posts the accept; event is set
+    // when it has completed. Result: false when there is no socket or it failed at once.
+    bool postAccept(const Listener& listener, HANDLE event);
     // Whether the completed accept brought a peer.
     bool accepted(SOCKET listener);
+    // Accepts a peer that waits. Result: false when there is none any more.
+    bool acceptNow(SOCKET listener);
 
     // Runs the handshake and the service on a new thread; ended is called last, on that thread.
     // Throws std::system_error when there is no thread to be had.
     void start(std::function<void()> ended);
     bool finished() const { return isFinished; }
+    // How it went; meaningful once it has finished.
+    ExitStatus outcome() const { return status; }
 
 private:
     // Room for an address as AcceptEx wants it: 16 bytes more than the longest.
     static constexpr DWORD addressRoom = sizeof(sockaddr_storage) + 16;
 
     void run();
-    void serve(Watchdog::Guard& guard);
+    void serveMail(Watchdog::Guard& guard);
+    std::unique_ptr<Receiver> makeReceiver();
     void echo(Receiver& receiver, Watchdog::Guard& guard);
     void answerWebRequest(Receiver& receiver, Watchdog::Guard& guard);
-    void discardRest(Receiver& receiver);
-    bool sendAll(const char* data, std::size_t size);
+    void closeBehindAnswer(Receiver& receiver, bool isMoreToCome);
     ConnectionFacts facts() const;
+    void reportMessage(const Envelope& envelope);
+    void reportHandshake(const Watchdog::Guard& guard);
     void reportEnd(int lastResult, const Watchdog::Guard& guard);
-    void report(const std::string& text);
+    void report(ExitStatus outcome, const std::string& text);
 
     const Service& service;
     unsigned long number;
@@ -82,6 +95,7 @@ private:
     std::unique_ptr<ISocketStrategy> strategy;
     OVERLAPPED acceptState{};
     std::array<char, 2 * addressRoom> addresses{};
+    ExitStatus status = ExitStatus::Well; // written before isFinished
     std::atomic<bool> isFinished = false;
     std::thread thread;
 };

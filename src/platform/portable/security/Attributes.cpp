@@ -3,6 +3,9 @@
 #include "security/PackageCall.h"
 #include "security/TlsConnection.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace VexaSsl {
 namespace {
 
@@ -27,6 +30,17 @@ SECURITY_STATUS makePeerCertificate(const SSL* ssl, PCCERT_CONTEXT& certificate)
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
 
+void writeCipherInfo(const SSL* ssl, SecPkgContext_CipherInfo& info) {
+    const SSL_CIPHER* cipher = SSL_get_current_cipher(ssl);
+    info = {};
+    info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
+    info.dwProtocol = static_cast<DWORD>(SSL_version(ssl));
+    info.dwCipherSuite = SSL_CIPHER_get_protocol_id(cipher);
+    info.dwBaseCipherSuite = info.dwCipherSuite;
+    const std::string_view name = SSL_CIPHER_standard_name(cipher);
+    std::copy_n(name.begin(), std::min(name.size(), SZ_ALG_MAX_SIZE - 1), info.szCipherSuite);
+}
+
 SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffer) {
     switch (attribute) {
     case SECPKG_ATTR_STREAM_SIZES:
@@ -34,6 +48,9 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
         return SEC_E_OK;
     case SECPKG_ATTR_REMOTE_CERT_CONTEXT:
         return makePeerCertificate(context.ssl.get(), *static_cast<PCCERT_CONTEXT*>(buffer));
+    case SECPKG_ATTR_CIPHER_INFO:
+        writeCipherInfo(context.ssl.get(), *static_cast<SecPkgContext_CipherInfo*>(buffer));
+        return SEC_E_OK;
     default:
         return SEC_E_UNSUPPORTED_FUNCTION;
     }

@@ -78,10 +78,31 @@ struct SecPkgContext_StreamSizes {
     ULONG cbBlockSize = 0;
 };
 
+inline constexpr std::size_t SZ_ALG_MAX_SIZE = 64;
+struct SecPkgContext_CipherInfo {
+    DWORD dwVersion = 0;
+    DWORD dwProtocol = 0;
+    DWORD dwCipherSuite = 0;
+    DWORD dwBaseCipherSuite = 0;
+    wchar_t szCipherSuite[SZ_ALG_MAX_SIZE] = {};
+    wchar_t szCipher[SZ_ALG_MAX_SIZE] = {};
+    DWORD dwCipherLen = 0;
+    DWORD dwCipherBlockLen = 0;
+    wchar_t szHash[SZ_ALG_MAX_SIZE] = {};
+    DWORD dwHashLen = 0;
+    wchar_t szExchange[SZ_ALG_MAX_SIZE] = {};
+    DWORD dwMinExchangeLen = 0;
+    DWORD dwMaxExchangeLen = 0;
+    wchar_t szCertificate[SZ_ALG_MAX_SIZE] = {};
+    DWORD dwKeyType = 0;
+};
+inline constexpr DWORD SECPKGCONTEXT_CIPHERINFO_V1 = 1;
+
 inline constexpr ULONG SECPKG_CRED_INBOUND = 1;
 inline constexpr ULONG SECPKG_CRED_OUTBOUND = 2;
 inline constexpr ULONG SECPKG_ATTR_STREAM_SIZES = 4;
 inline constexpr ULONG SECPKG_ATTR_REMOTE_CERT_CONTEXT = 0x53;
+inline constexpr ULONG SECPKG_ATTR_CIPHER_INFO = 0x64;
 inline constexpr ULONG SECURITY_NETWORK_DREP = 0;
 
 inline constexpr ULONG ISC_REQ_REPLAY_DETECT = 0x00000004;

@@ -1,0 +1,76 @@
+#include "ConnectionSummary.h"
+
+#include "Text.h"
+#include "certificates/CertificateHandle.h"
+#include "platform/SecuritySupport.h"
+#include "secure/SecureSocketRecord.h"
+#include "secure/SecureSocketStrategy.h"
+#include "strategies/LogSocketStrategy.h"
+
+#include <array>
+#include <cstdio>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+SecureSocketRecord* findRecord(ISocketStrategy& outermost) {
+    ISocketStrategy* strategy = &outermost;
+    while (auto* layer = dynamic_cast<LogSocketStrategy*>(strategy)) {
+        strategy = &layer->below();
+    }
+    auto* secure = dynamic_cast<SecureSocketStrategy*>(strategy);
+    return secure == nullptr ? nullptr : secure->securedConnection();
+}
+
+// Versions count up from SSL 3.0, which is 0x0300 on the wire.
+std::string versionText(DWORD onTheWire) {
+    constexpr std::array<const char*, 5> names = {"SSL 3.0", "TLS 1.0", "TLS 1.1", "TLS 1.2",
+                                                  "TLS 1.3"};
+    const DWORD minor = onTheWire - 0x0300;
+    return minor < names.size() ? names[minor] : "TLS";
+}
+
+// A system that doesn't know the attribute leaves it at the family's name.
+std::string suiteText(CtxtHandle* context) {
+    SecPkgContext_CipherInfo info{};
+    info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) != SEC_E_OK) {
+        return "TLS";
+    }
+    return versionText(info.dwProtocol) + " with " +
+           printableText(std::wstring(info.szCipherSuite));
+}
+
+std::string nameText(PCCERT_CONTEXT certificate, DWORD flags) {
+    DWORD style = CERT_X500_NAME_STR;
+    const DWORD size =
+        platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, flags, &style, nullptr, 0);
+    std::wstring name(size, L'\0');
+    platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, flags, &style, name.data(), size);
+    return "[" + printableText(name) + "]";
+}
+
+std::string peerText(CtxtHandle* context) {
+    PCCERT_CONTEXT found = nullptr;
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) !=
+        SEC_E_OK) {
+        return "peer without a certificate";
+    }
+    const CertificateHandle certificate(found);
+    return "peer " + nameText(certificate.get(), 0) + ", issued by " +
+           nameText(certificate.get(), CERT_NAME_ISSUER_FLAG);
+}
+
+} // namespace
+
+std::string connectionSummary(ISocketStrategy& strategy) {
+    SecureSocketRecord* record = findRecord(strategy);
+    if (record == nullptr) {
+        return {};
+    }
+    CtxtHandle* context = record->securityContext.address();
+    return suiteText(context) + ", " + peerText(context);
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,89 @@
+#include "ConversationInput.h"
+
+#include "ConversationProgress.h"
+#include "ExitStatus.h"
+#include "StandardStreams.h"
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+class TypedInput : public ConversationInput {
+public:
+    std::size_t read(char* buffer, std::size_t size) override { return input.read(buffer, size); }
+    void cancel() override { input.cancel(); }
+    bool cancelled() const override { return input.cancelled(); }
+    bool hasMore() override { return input.hasMore(); }
+
+private:
+    StandardInput input;
+};
+
+class NoInput : public ConversationInput {
+public:
+    std::size_t read(char*, std::size_t) override { return 0; }
+    void cancel() override { isCancelled = true; }
+    bool cancelled() const override { return isCancelled; }
+    bool hasMore() override { return false; }
+
+private:
+    std::atomic<bool> isCancelled = false;
+};
+
+class FileInput : public ConversationInput {
+public:
+    FileInput(std::ifstream&& opened, std::uintmax_t fileSize)
+        : file(std::move(opened)), progress(fileSize) {}
+
+    // Asked for more, it knows that what it gave before has been sent.
+    std::size_t read(char* buffer, std::size_t size) override {
+        progress.sent(given);
+        if (isCancelled) {
+            return 0;
+        }
+        file.read(buffer, static_cast<std::streamsize>(size));
+        const auto count = static_cast<std::size_t>(file.gcount());
+        given += count;
+        if (count == 0) {
+            progress.finish();
+        }
+        return count;
+    }
+    void cancel() override { isCancelled = true; }
+    bool cancelled() const override { return isCancelled; }
+    bool hasMore() override { return file.peek() != std::ifstream::traits_type::eof(); }
+
+private:
+    std::ifstream file;
+    ConversationProgress progress;
+    std::uintmax_t given = 0;
+    std::atomic<bool> isCancelled = false;
+};
+
+} // namespace
+
+std::unique_ptr<ConversationInput> makeStandardInput() {
+    return std::make_unique<TypedInput>();
+}
+
+std::unique_ptr<ConversationInput> makeNoInput() {
+    return std::make_unique<NoInput>();
+}
+
+std::unique_ptr<ConversationInput> makeFileInput(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    std::ifstream file(path, std::ios::binary);
+    if (error || !file) {
+        throw Failure(ExitStatus::Usage, "cannot read the file [" + path + "]");
+    }
+    return std::make_unique<FileInput>(std::move(file), size);
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,33 @@
+// What connect sends: standard input, a file, or nothing.
+//
+// Threads: one reader; cancel from any thread; hasMore when nobody reads any more.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace VexaSsl::tool {
+
+class ConversationInput {
+public:
+    virtual ~ConversationInput() = default;
+
+    // Result: the bytes read; 0 at the end, after cancel, and when the input can't be read on.
+    virtual std::size_t read(char* buffer, std::size_t size) = 0;
+    virtual void cancel() = 0;
+    virtual bool cancelled() const = 0;
+    // Whether there is input, ready at once, that nobody has read.
+    virtual bool hasMore() = 0;
+};
+
+std::unique_ptr<ConversationInput> makeStandardInput();
+
+// Ended from the start.
+std::unique_ptr<ConversationInput> makeNoInput();
+
+// Throws Failure (Usage) when the file can't be read. When stderr is a terminal it shows how far
+// the sending is.
+std::unique_ptr<ConversationInput> makeFileInput(const std::string& path);
+
+} // namespace VexaSsl::tool

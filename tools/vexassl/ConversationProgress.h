@@ -1,0 +1,38 @@
+// How far the sending of a file is, on one line of a terminal that is written over and over: what
+// has gone, the rate, and what remains. Where stderr is no terminal nothing is written.
+//
+// Threads: one.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace VexaSsl::tool {
+
+class ConversationProgress {
+public:
+    explicit ConversationProgress(std::uintmax_t totalSize);
+
+    // So many bytes have gone. Writes now and then.
+    void sent(std::uintmax_t bytes);
+    // Everything has gone: the line stays, and the next one is free for others.
+    void finish();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void show(Clock::time_point now);
+
+    std::uintmax_t total;
+    std::uintmax_t gone = 0;
+    bool isShown;
+    Clock::time_point begun = Clock::now();
+    Clock::time_point lastShown = begun;
+};
+
+// "12.0 MiB of 64.0 MiB, 4.0 MiB/s, 13 s left"; without rate and remainder while no time is over.
+std::string progressText(std::uintmax_t gone, std::uintmax_t total,
+                         std::chrono::duration<double> taken);
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,175 @@
+#include "Server.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// How long the accept loop rests when the system is out of sockets or threads.
+constexpr DWORD restMilliseconds = 100;
+
+// How often a loop that can't wait for a peer and a stop at once looks for a stop.
+constexpr long lookMicroseconds = 100000;
+
+std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
+    return instantiateSocketStrategy(log, *constructDefaultSslConfiguration(log, L"listen"));
+}
+
+} // namespace
+
+Server::Server(const Service& sharedService, Listener listeningSocket, OwnedEvent& stop)
+    : service(sharedService), listener(std::move(listeningSocket)), stopRequested(stop),
+      log(sharedService.printer), plain(plainStack(log)) {}
+
+Server::~Server() {
+    end();
+}
+
+ExitStatus Server::run() {
+    while (wantsMore() && acceptOne()) {
+        reap();
+    }
+    while (!connections.empty() && waitForEnd()) {
+    }
+    stopped = stopped || isStopped(0);
+    end();
+    return stopped ? ExitStatus::Well : firstFailure;
+}
+
+// Closing the listener aborts an accept that is still posted.
+void Server::end() {
+    listener.socket.close();
+    service.watchdog.endAll();
+    connections.clear();
+}
+
+bool Server::wantsMore() const {
+    return service.options.count == 0 || taken < service.options.count;
+}
+
+// Result: false when the server is to stop. A want of memory or threads costs one connection, never
+// the others.
+bool Server::acceptOne() {
+    try {
+        switch (acceptNext()) {
+        case Step::Accepted:
+            return true;
+        case Step::Missed:
+            return rest();
+        case Step::Stopped:
+            return false;
+        }
+    } catch (const std::exception& error) {
+        service.printer.print(std::string("vexassl: connection dropped: ") + error.what());
+    }
+    return rest();
+}
+
+Server::Step Server::acceptNext() {
+    if (!waitForRoom()) {
+        return Step::Stopped;
+    }
+    pending = std::make_unique<ServedConnection>(service, ++lastNumber);
+    const Step step = service.options.startTls.empty() ? acceptPosted() : acceptWaiting();
+    if (step == Step::Accepted) {
+        startPending();
+    }
+    return step;
+}
+
+// Joins ended connections while it waits.
+Server::Step Server::acceptPosted() {
+    acceptCompleted.reset();
+    if (!pending->postAccept(listener, acceptCompleted.get())) {
+        return Step::Missed;
+    }
+    const HANDLE events[] = {stopRequested.get(), acceptCompleted.get(), connectionEnded.get()};
+    while (true) {
+        const DWORD woken =
+            platform::WSAWaitForMultipleEvents(3, events, FALSE, platform::WSA_INFINITE, FALSE);
+        if (woken == platform::WSA_WAIT_EVENT_0 + 1) {
+            return pending->accepted(listener.socket.get()) ? Step::Accepted : Step::Missed;
+        }
+        if (woken != platform::WSA_WAIT_EVENT_0 + 2) {
+            return Step::Stopped;
+        }
+        reap();
+    }
+}
+
+// A stack that begins in the clear must accept by itself, and an accept that blocks would not see
+// the stop. So it is called when a peer waits.
+Server::Step Server::acceptWaiting() {
+    while (!hasPeerWaiting()) {
+        if (isStopped(0)) {
+            return Step::Stopped;
+        }
+        reap();
+    }
+    return pending->acceptNow(listener.socket.get()) ? Step::Accepted : Step::Missed;
+}
+
+bool Server::hasPeerWaiting() {
+    fd_set readable{};
+    platform::socketSetAdd(listener.socket.get(), readable);
+    const timeval look{0, lookMicroseconds};
+    return plain->select(0, &readable, nullptr, nullptr, &look) > 0;
+}
+
+void Server::startPending() {
+    ++taken;
+    connections.push_back(std::move(pending));
+    try {
+        connections.back()->start([this] { connectionEnded.set(); });
+    } catch (const std::exception&) {
+        connections.pop_back();
+        throw;
+    }
+}
+
+// Later peers wait in the listener's queue. Result: false when the server is to stop.
+bool Server::waitForRoom() {
+    while (connections.size() >= service.options.maximumConnections) {
+        if (!waitForEnd()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Server::waitForEnd() {
+    const HANDLE events[] = {stopRequested.get(), connectionEnded.get()};
+    const DWORD woken =
+        platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
+    reap();
+    return woken == platform::WSA_WAIT_EVENT_0 + 1;
+}
+
+bool Server::rest() {
+    pending.reset();
+    return !isStopped(restMilliseconds);
+}
+
+bool Server::isStopped(DWORD milliseconds) {
+    const HANDLE events[] = {stopRequested.get()};
+    return platform::WSAWaitForMultipleEvents(1, events, FALSE, milliseconds, FALSE) !=
+           platform::WSA_WAIT_TIMEOUT;
+}
+
+void Server::reap() {
+    connectionEnded.reset();
+    connections.remove_if([this](const auto& connection) {
+        if (!connection->finished()) {
+            return false;
+        }
+        if (firstFailure == ExitStatus::Well) {
+            firstFailure = connection->outcome();
+        }
+        return true;
+    });
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,78 @@
+#include "starttls/ClearDialog.h"
+
+#include "ExitStatus.h"
+#include "HostNetwork.h"
+#include "Sending.h"
+#include "Text.h"
+
+#include <utility>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Longer than any of the protocols allows before the switch.
+constexpr std::size_t longestLine = 4096;
+constexpr std::size_t mostLines = 200;
+// How much of an answer a line to the user repeats.
+constexpr std::size_t longestQuote = 160;
+
+} // namespace
+
+ClearDialog::ClearDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol)
+    : strategy(borrowedStrategy), socket(s), protocolName(std::move(protocol)),
+      receiver(makeBlockingReceiver(strategy, s)), reader(*receiver) {}
+
+void ClearDialog::send(std::string_view bytes) {
+    if (!sendAll(strategy, socket, bytes)) {
+        refuse("connection lost before TLS: " + socketErrorText(platform::WSAGetLastError()));
+    }
+}
+
+std::string ClearDialog::readLine() {
+    if (++lines > mostLines) {
+        refuse("the server talks without end before TLS");
+    }
+    std::string line;
+    judge(reader.readLine(longestLine, line));
+    line.pop_back();
+    if (line.ends_with('\r')) {
+        line.pop_back();
+    }
+    return line;
+}
+
+std::string ClearDialog::readBytes(std::size_t count) {
+    std::string bytes;
+    judge(reader.readBytes(count, bytes));
+    return bytes;
+}
+
+void ClearDialog::refuse(const std::string& reason, std::string_view answer) const {
+    refuse(reason + " [" + printableText(answer.substr(0, longestQuote)) + "]");
+}
+
+void ClearDialog::refuse(const std::string& reason) const {
+    throw Failure(ExitStatus::Handshake, protocolName + ": " + reason);
+}
+
+void ClearDialog::expectNothingMore() const {
+    if (reader.holdsSurplus()) {
+        refuse("the server sent clear text behind its agreement to TLS");
+    }
+}
+
+void ClearDialog::judge(BufferedReader::Outcome outcome) const {
+    switch (outcome) {
+    case BufferedReader::Outcome::Well:
+        return;
+    case BufferedReader::Outcome::TooLong:
+        refuse("the server sent an endless line before TLS");
+    case BufferedReader::Outcome::Ended:
+        refuse("the server closed the connection before TLS");
+    case BufferedReader::Outcome::Failed:
+        refuse("connection lost before TLS: " + socketErrorText(platform::WSAGetLastError()));
+    }
+}
+
+} // namespace VexaSsl::tool

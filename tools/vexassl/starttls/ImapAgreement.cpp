@@ -1,0 +1,34 @@
+#include "starttls/Agreements.h"
+
+#include <string>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Untagged lines come before the answer and are passed over. What the server says of its abilities
+// before TLS is worth nothing, so it is asked to switch and not for what it can do.
+void expectOk(ClearDialog& dialog, const std::string& tag) {
+    while (true) {
+        const std::string line = dialog.readLine();
+        if (line.starts_with(tag + " OK")) {
+            return;
+        }
+        if (!line.starts_with("* ") || line.starts_with("* BYE")) {
+            dialog.refuse("expected consent to STARTTLS, got", line);
+        }
+    }
+}
+
+} // namespace
+
+void agreeOverImap(ClearDialog& dialog) {
+    const std::string greeting = dialog.readLine();
+    if (!greeting.starts_with("* OK")) {
+        dialog.refuse("expected a greeting [* OK ...], got", greeting);
+    }
+    dialog.send("a1 STARTTLS\r\n");
+    expectOk(dialog, "a1");
+}
+
+} // namespace VexaSsl::tool

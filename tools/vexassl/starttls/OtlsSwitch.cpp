@@ -1,0 +1,29 @@
+#include "starttls/OtlsSwitch.h"
+
+#include "ConnectionOptions.h"
+#include "ExitStatus.h"
+#include "Text.h"
+#include "VexaSsl/IOtlsProvider.h"
+
+namespace VexaSsl::tool {
+
+void requireSwitchable(const IConfig& config) {
+    if (!isOpportunistic(config)) {
+        throw Failure(ExitStatus::Usage, "--starttls needs UseEncryption=Opportunistically in the "
+                                         "configuration of the connection, which says [" +
+                                             printableText(config.getValue(L"UseEncryption")) +
+                                             "]");
+    }
+    // The strategy that can switch would lie below the layer, out of a host's reach.
+    if (hasLogLayers(config)) {
+        throw Failure(ExitStatus::Usage,
+                      "--starttls needs InjectLogLayers=False: a log layer hides the switch");
+    }
+}
+
+bool switchToTls(ISocketStrategy& strategy) {
+    auto* otls = dynamic_cast<IOtlsProvider*>(&strategy);
+    return otls != nullptr && otls->startOtls() == 0;
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,86 @@
+#include "starttls/SmtpService.h"
+
+#include "Sending.h"
+#include "starttls/OtlsSwitch.h"
+
+#include <string>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+SmtpService::SmtpService(ISocketStrategy& borrowedStrategy, SOCKET s,
+                         Watchdog::Guard& connectionGuard, MakeReceiver receiverInTls)
+    : strategy(borrowedStrategy), socket(s), guard(connectionGuard),
+      makeReceiver(std::move(receiverInTls)), receiver(makeBlockingReceiver(strategy, s)),
+      reader(std::make_unique<BufferedReader>(*receiver)) {}
+
+SmtpService::End SmtpService::run(const std::function<void(const Envelope&)>& taken) {
+    bool goesOn = perform(session.greeting());
+    while (goesOn) {
+        guard.restart();
+        goesOn = step(taken);
+    }
+    return end;
+}
+
+bool SmtpService::step(const std::function<void(const Envelope&)>& taken) {
+    const bool inContent = next == SmtpSession::Next::Content;
+    std::string text;
+    const auto outcome = inContent ? reader->readPiece(SmtpSession::longestLine, text)
+                                   : reader->readLine(SmtpSession::longestLine, text);
+    switch (outcome) {
+    case BufferedReader::Outcome::Well:
+        break;
+    case BufferedReader::Outcome::TooLong:
+        return perform(session.lineTooLong());
+    case BufferedReader::Outcome::Ended:
+        return stop(End::Closed);
+    case BufferedReader::Outcome::Failed:
+        return stop(End::Lost);
+    }
+    const SmtpSession::Answer answer =
+        inContent ? session.content(text) : session.command(text, reader->holdsSurplus());
+    if (inContent && answer.next == SmtpSession::Next::Command) {
+        taken(session.envelope());
+    }
+    return perform(answer);
+}
+
+bool SmtpService::perform(const SmtpSession::Answer& answer) {
+    if (!sendAll(strategy, socket, answer.text)) {
+        return stop(End::Lost);
+    }
+    next = answer.next;
+    switch (next) {
+    case SmtpSession::Next::Disconnect:
+        return stop(End::Well);
+    case SmtpSession::Next::Refuse:
+        return stop(End::Refused);
+    case SmtpSession::Next::StartTls:
+        return startTls();
+    case SmtpSession::Next::Command:
+    case SmtpSession::Next::Content:
+        break;
+    }
+    return true;
+}
+
+// Nothing that was received in the clear goes past this: the reader is a new one.
+bool SmtpService::startTls() {
+    guard.restart();
+    if (!switchToTls(strategy)) {
+        return stop(End::NoSwitch);
+    }
+    session.secured();
+    receiver = makeReceiver();
+    reader = std::make_unique<BufferedReader>(*receiver);
+    next = SmtpSession::Next::Command;
+    return true;
+}
+
+bool SmtpService::stop(End why) {
+    end = why;
+    return false;
+}
+
+} // namespace VexaSsl::tool
