@@ -1,0 +1,20 @@
+// How the list of certificates is shown: to a person, or to a script as one JSON object a line.
+#pragma once
+
+#include "PersonalCertificates.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+struct CertificateListing {
+    const std::vector<PersonalCertificate>& all;
+    std::vector<std::size_t> places; // of those to show
+    std::vector<RoleChoice> choices;
+};
+
+void printForPerson(const CertificateListing& listing);
+void printForScript(const CertificateListing& listing);
+
+} // namespace VexaSsl::tool

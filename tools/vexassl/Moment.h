@@ -1,0 +1,31 @@
+// Moments as the commands about certificates take and show them: in whole seconds, in UTC.
+// Stateless; any thread.
+#pragma once
+
+#include "platform/CryptoApi.h"
+
+#include <cstdint>
+#include <string>
+
+namespace VexaSsl::tool {
+
+using Moment = std::int64_t; // seconds since the beginning of 1970
+
+Moment currentMoment();
+// A moment that the platform couldn't read is the beginning of 1601.
+Moment momentOf(const FILETIME& time);
+FILETIME fileTimeOf(Moment moment);
+
+// "2026-11-21 05:10:00 UTC"
+std::string momentText(Moment moment);
+// "2026-11-21T05:10:00Z"
+std::string momentForScripts(Moment moment);
+
+// "2026-11-21", with or without a time of day ("2026-11-21 05:10", "2026-11-21T05:10:00Z"), or
+// "+30d" for so many days from now. Throws Failure (Usage).
+Moment parseMoment(const std::string& text);
+
+// "30d" in seconds. Throws Failure (Usage).
+std::int64_t parseDays(const std::string& text);
+
+} // namespace VexaSsl::tool

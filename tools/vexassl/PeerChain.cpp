@@ -1,0 +1,247 @@
+#include "PeerChain.h"
+
+#include "ExitStatus.h"
+#include "Text.h"
+#include "VexaSsl/VexaSsl.h"
+#include "Watchdog.h"
+#include "frame/ErrorText.h"
+#include "platform/SecuritySupport.h"
+#include "secure/ContextBuffer.h"
+#include "secure/CredentialHandle.h"
+#include "secure/NegotiationBuffer.h"
+#include "secure/NegotiationStep.h"
+#include "secure/SecurityContext.h"
+
+#include <functional>
+#include <memory>
+#include <string_view>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Without ISC_REQ_USE_SUPPLIED_CREDS the package stops where the server asks for a certificate; its
+// own has come by then.
+constexpr ULONG contextRequirements = ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
+                                      ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_CONFIDENTIALITY |
+                                      ISC_REQ_REPLAY_DETECT;
+
+std::string statusText(SECURITY_STATUS status) {
+    const auto code = static_cast<DWORD>(status);
+    return std::to_string(code) + " (" + printableText(systemErrorText(code)) + ")";
+}
+
+// Nobody is judged by a handshake on it, so nothing may be sent over one.
+CredentialHandle acquireJudgingNobody() {
+    SCHANNEL_CRED description{};
+    description.dwVersion = SCHANNEL_CRED_VERSION;
+    description.dwFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
+    wchar_t package[] = L"Microsoft Unified Security Protocol Provider";
+    CredHandle handle{};
+    TimeStamp expiry{};
+    const SECURITY_STATUS status =
+        platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                            &description, nullptr, nullptr, &handle, &expiry);
+    if (status != SEC_E_OK) {
+        throw Failure(ExitStatus::Handshake,
+                      "the system's security package refuses a client: " + statusText(status));
+    }
+    return CredentialHandle(handle);
+}
+
+// One handshake, until the peer's certificates are there.
+class Probe {
+public:
+    Probe(ISocketStrategy& plain, SOCKET connected, const std::string& name)
+        : strategy(plain), socket(connected), credential(acquireJudgingNobody()) {
+        for (const char32_t point : characters(std::string_view(name))) {
+            target.push_back(point <= 0xFFFF ? static_cast<wchar_t>(point) : L'?');
+        }
+    }
+
+    // Null, with the reason in end, when the peer showed none.
+    CertificateHandle run() {
+        step(nullptr, context.address());
+        while (goesOn() && receive()) {
+            step(input.description(), nullptr);
+        }
+        return peerCertificate();
+    }
+
+    std::string end; // why the handshake went no further
+
+private:
+    void step(SecBufferDesc* received, CtxtHandle* created);
+    bool goesOn();
+    bool passToken();
+    bool receive();
+    CertificateHandle peerCertificate();
+
+    ISocketStrategy& strategy;
+    const SOCKET socket;
+    CredentialHandle credential;
+    SecurityContext context;
+    std::wstring target;
+    NegotiationBuffer buffer;
+    BufferPair input;
+    BufferPair output;
+    SECURITY_STATUS status = SEC_E_OK;
+};
+
+void Probe::step(SecBufferDesc* received, CtxtHandle* created) {
+    output.expectTokenAndAlert();
+    ULONG attributes = 0;
+    TimeStamp expiry{};
+    status = platform::InitializeSecurityContextW(
+        credential.address(), created != nullptr ? nullptr : context.address(), target.data(),
+        contextRequirements, 0, SECURITY_NETWORK_DREP, received, 0, created, output.description(),
+        &attributes, &expiry);
+}
+
+// True: the peer has to say more.
+bool Probe::goesOn() {
+    if (status == SEC_E_INCOMPLETE_MESSAGE) {
+        expectMissingBytes(input, buffer);
+        return true;
+    }
+    buffer.reset();
+    if (status != SEC_I_CONTINUE_NEEDED && status != SEC_E_OK) {
+        end = statusText(status);
+        return false;
+    }
+    return passToken() && status == SEC_I_CONTINUE_NEEDED;
+}
+
+bool Probe::passToken() {
+    const SecBuffer* token = output.find(SECBUFFER_TOKEN);
+    if (token == nullptr || token->pvBuffer == nullptr) {
+        return true;
+    }
+    const ContextBuffer<void> owner(token->pvBuffer);
+    const char* bytes = static_cast<const char*>(token->pvBuffer);
+    for (ULONG sent = 0; sent < token->cbBuffer;) {
+        const int result =
+            strategy.send(socket, bytes + sent, static_cast<int>(token->cbBuffer - sent), 0);
+        if (result <= 0) {
+            end = "the connection ended";
+            return false;
+        }
+        sent += static_cast<ULONG>(result);
+    }
+    return true;
+}
+
+bool Probe::receive() {
+    const DWORD size = buffer.hasMissing ? buffer.missing : buffer.capacity() - buffer.have;
+    const int result =
+        strategy.recv(socket, buffer.bytes.data() + buffer.have, static_cast<int>(size), 0);
+    if (result <= 0) {
+        end = "the peer closed the connection";
+        return false;
+    }
+    buffer.have += static_cast<DWORD>(result);
+    buffer.hasMissing = false;
+    input.offerReceived(buffer);
+    return true;
+}
+
+CertificateHandle Probe::peerCertificate() {
+    PCCERT_CONTEXT certificate = nullptr;
+    const SECURITY_STATUS answer =
+        context.isPresent() ? platform::QueryContextAttributesW(
+                                  context.address(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate)
+                            : SEC_E_NO_CREDENTIALS;
+    CertificateHandle owner(certificate);
+    if (answer != SEC_E_OK && end.empty()) {
+        end = statusText(answer);
+    }
+    return owner;
+}
+
+using Talk = std::function<void(ISocketStrategy&, SOCKET)>;
+
+std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, bool encrypted) {
+    const auto config = constructDefaultSslConfiguration(log, L"Default");
+    config->setValue(L"UseEncryption", encrypted ? L"True" : L"False");
+    return instantiateSocketStrategy(log, *config);
+}
+
+void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses) {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    const int error =
+        strategy.getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, addresses.receive());
+    if (error != 0 || addresses.first() == nullptr) {
+        throw Failure(ExitStatus::CannotConnect, "cannot resolve [" + target.host + "]");
+    }
+}
+
+// Connects to the first address that answers and has talk done there. Throws Failure when none
+// answers or time is up.
+void connectAndTalk(ISocketStrategy& strategy, const PeerQuestion& question, const Talk& talk) {
+    Watchdog watchdog;
+    AddressList addresses;
+    resolve(strategy, question.target, addresses);
+    int error = 0;
+    for (const addrinfo* address = addresses.first(); address != nullptr;
+         address = address->ai_next) {
+        const OwnedSocket socket(platform::socket(address->ai_family, SOCK_STREAM, 0));
+        if (!socket.valid()) {
+            error = platform::WSAGetLastError();
+            continue;
+        }
+        const Watchdog::Guard guard(watchdog, socket.get(), question.timeout);
+        const int result =
+            strategy.connect(socket.get(), address->ai_addr, static_cast<int>(address->ai_addrlen));
+        error = result == 0 ? 0 : platform::WSAGetLastError();
+        if (error == 0) {
+            talk(strategy, socket.get());
+        }
+        if (guard.expired()) {
+            throw Failure(ExitStatus::TimedOut, "timed out talking to " + question.target.text());
+        }
+        if (error == 0) {
+            return;
+        }
+    }
+    throw Failure(ExitStatus::CannotConnect,
+                  "cannot connect to " + question.target.text() + ": " + socketErrorText(error));
+}
+
+} // namespace
+
+CertificateChain fetchPeerChain(const PeerQuestion& question) {
+    LogCollector log;
+    CertificateChain chain;
+    std::string end;
+    connectAndTalk(*makeStrategy(log, false), question,
+                   [&](ISocketStrategy& strategy, SOCKET socket) {
+                       Probe probe(strategy, socket,
+                                   question.name.empty() ? question.target.host : question.name);
+                       chain.leaf = probe.run();
+                       end = probe.end;
+                   });
+    if (!chain.leaf) {
+        throw Failure(ExitStatus::Handshake,
+                      question.target.text() + " showed no certificate: " + end);
+    }
+    CertificateHandle current;
+    while ((current = CertificateHandle(platform::CertEnumCertificatesInStore(
+                chain.leaf.get()->hCertStore, current.take())))) {
+        chain.certificates.emplace_back(platform::CertDuplicateCertificateContext(current.get()));
+    }
+    return chain;
+}
+
+std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question) {
+    LogCollector log;
+    try {
+        connectAndTalk(*makeStrategy(log, true), question, [](ISocketStrategy&, SOCKET) {});
+    } catch (const Failure&) {
+        // What the library has to say of it is in the lines.
+    }
+    return log.take();
+}
+
+} // namespace VexaSsl::tool

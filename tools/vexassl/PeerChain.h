@@ -1,0 +1,32 @@
+// The chain that a server sends, also one that the library would refuse: a handshake that judges
+// nothing and carries nothing, only to be shown the certificates.
+//
+// Belongs to one thread.
+#pragma once
+
+#include "CertificateFile.h"
+#include "HostNetwork.h"
+#include "LogCollector.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+struct PeerQuestion {
+    Endpoint target;
+    std::string name;                // what to tell the server we look for; the host's if empty
+    std::chrono::seconds timeout{0}; // for the connection and the handshake; 0 waits for ever
+};
+
+// Connects and asks for the chain. Throws Failure: CannotConnect, TimedOut, or Handshake when the
+// peer showed no certificate.
+CertificateChain fetchPeerChain(const PeerQuestion& question);
+
+// Connects as a host of the library does, with encryption and its usual checks, and gives the lines
+// that it logged. The connection's fate is in them; it is closed at once. Nobody answering is no
+// line.
+std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question);
+
+} // namespace VexaSsl::tool
