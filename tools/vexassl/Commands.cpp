@@ -1,14 +1,18 @@
 #include "Commands.h"
 
+#include "CertificatesCommand.h"
+#include "CheckCommand.h"
 #include "ConnectCommand.h"
+#include "ExplainCommand.h"
 #include "ServeCommand.h"
+#include "VersionCommand.h"
 
 namespace VexaSsl::tool {
 
 std::vector<Command> allCommands() {
     return {
-        serveCommand(),
-        connectCommand(),
+        checkCommand(), explainCommand(), certificatesCommand(),
+        serveCommand(), connectCommand(), versionCommand(),
     };
 }
 

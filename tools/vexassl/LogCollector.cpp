@@ -5,6 +5,9 @@
 namespace VexaSsl::tool {
 
 void LogCollector::log(Severity severity, const std::wstring& text) {
+    if (severity < least) {
+        return;
+    }
     const std::lock_guard lock(mutex);
     lines.push_back({severity, text.substr(0, longestLine)});
 }

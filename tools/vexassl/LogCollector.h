@@ -1,5 +1,5 @@
-// A sink that keeps the library's lines for a command to show or to read causes from. Every
-// severity is kept, whatever the threshold: the threshold is only remembered.
+// A sink that keeps the library's lines for a command to show or to read causes from, whatever the
+// threshold: that is only remembered.
 //
 // Threads: any; it has a lock. It must outlive whatever logs to it.
 #pragma once
@@ -22,6 +22,9 @@ public:
     // A line of a hostile file can have any length; the rest behind longestLine units is dropped.
     static constexpr std::size_t longestLine = 2000;
 
+    // Lines below least are not kept. A hostile file gives a Debug line for each of its own.
+    explicit LogCollector(Severity leastSeverity = Severity::Debug) : least(leastSeverity) {}
+
     void log(Severity severity, const std::wstring& text) override;
     void setMinimumSeverity(Severity severity) override;
 
@@ -30,6 +33,7 @@ public:
     Severity minimumSeverity() const;
 
 private:
+    const Severity least;
     mutable std::mutex mutex;
     std::vector<LoggedLine> lines;
     Severity threshold = Severity::Info;

@@ -154,6 +154,11 @@ std::wstring widenedBytes(std::string_view bytes) {
     return result;
 }
 
+std::string pathText(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
 std::u32string charactersOfFileText(std::wstring_view text) {
     std::string bytes;
     bytes.reserve(text.size());

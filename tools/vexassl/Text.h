@@ -4,6 +4,7 @@
 // No shared state: any thread may call any of them.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,9 @@ std::string printableText(std::string_view bytes);
 // The library widens a file's bytes one to one, so a name from the command line meets the same name
 // in a file only when it is widened in that way, whatever the encoding of both.
 std::wstring widenedBytes(std::string_view bytes);
+
+// The bytes of a path; UTF-8 where the system's paths are texts.
+std::string pathText(const std::filesystem::path& path);
 
 // The way back, for showing a text out of a file as it was written: when every unit is a byte and
 // the bytes are UTF-8, its characters, else those of the wide text as it is.

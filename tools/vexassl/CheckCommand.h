@@ -1,0 +1,26 @@
+// vexassl check: a configuration as a start reads it, every value with its origin, and everything
+// that the format drops without a word.
+#pragma once
+
+#include "Command.h"
+
+#include <string>
+
+namespace VexaSsl::tool {
+
+struct CheckOptions {
+    std::string iniFile;
+    std::string connectionName = "Default";
+    std::string certificates;
+    std::string role = "both";
+    bool strict = false;
+    bool json = false;
+};
+
+// Uses no network. Throws Failure when there are errors, with the status of the first, or under
+// strict when there are warnings; everything has been shown by then.
+ExitStatus runCheck(const CheckOptions& options);
+
+Command checkCommand();
+
+} // namespace VexaSsl::tool

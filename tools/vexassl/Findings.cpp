@@ -1,0 +1,45 @@
+#include "Findings.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+constexpr std::size_t mostKept = 100000; // of a kind
+constexpr std::size_t mostTold = 20;
+
+} // namespace
+
+void FindingList::add(Finding finding) {
+    if (++counts[finding.id] <= mostKept) {
+        kept.push_back(std::move(finding));
+    }
+}
+
+bool FindingList::isFull(const std::string& id) const {
+    const auto known = counts.find(id);
+    return known != counts.end() && known->second >= mostKept;
+}
+
+Findings FindingList::told() const {
+    Findings ordered = kept;
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    Findings result;
+    std::unordered_map<std::string, std::size_t> seen;
+    for (const Finding& finding : ordered) {
+        const std::size_t number = ++seen[finding.id];
+        if (number <= mostTold) {
+            result.push_back(finding);
+        } else if (number == mostTold + 1) {
+            Finding rest = finding;
+            rest.text = std::to_string(counts.at(finding.id) - mostTold) + " more like these";
+            result.push_back(std::move(rest));
+        }
+    }
+    return result;
+}
+
+} // namespace VexaSsl::tool

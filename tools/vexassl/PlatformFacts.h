@@ -1,0 +1,16 @@
+// What the tool tells of the system beneath the library. One source a system.
+#pragma once
+
+#include <string>
+
+namespace VexaSsl::tool {
+
+struct PlatformFacts {
+    std::string binding;         // "portable" or "windows"
+    std::string securityLibrary; // what does the TLS
+    std::string certificates;    // where certificates come from by default
+};
+
+PlatformFacts platformFacts();
+
+} // namespace VexaSsl::tool

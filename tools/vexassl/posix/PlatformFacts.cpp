@@ -1,0 +1,18 @@
+#include "PlatformFacts.h"
+
+#include "Text.h"
+#include "VexaPlatform/Certificates.h"
+#include "VexaPlatform/Description.h"
+
+namespace VexaSsl::tool {
+
+PlatformFacts platformFacts() {
+    const platform::Description platform = platform::describePlatform();
+    std::string library = platform.securityLibrary;
+    if (platform.builtFor != library) {
+        library += " (built for " + platform.builtFor + ")";
+    }
+    return {"portable", library, printableText(pathText(platform::certificateFolder()))};
+}
+
+} // namespace VexaSsl::tool
