@@ -6,6 +6,7 @@
 #include "platform/WindowsBase.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 namespace VexaSsl::tool {

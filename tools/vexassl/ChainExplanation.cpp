@@ -153,7 +153,7 @@ NameVerdict Explainer::serverNameVerdict(PCCERT_CHAIN_CONTEXT judged) const {
                                                     &status)) {
         return NameVerdict::NotJudged;
     }
-    if (status.dwError == CERT_E_CN_NO_MATCH) {
+    if (status.dwError == static_cast<DWORD>(CERT_E_CN_NO_MATCH)) {
         return NameVerdict::NotBorne;
     }
     return status.dwError == 0 ? NameVerdict::Borne : NameVerdict::NotJudged;

@@ -20,7 +20,7 @@ Watchdog::Guard::Guard(Watchdog& watchdog, SOCKET s, std::chrono::seconds second
         const std::lock_guard lock(owner.mutex);
         owner.guards.insert(this);
         if (owner.ending) {
-            platform::shutdown(socket, SD_BOTH);
+            endTraffic(socket);
         }
     }
     restart();
@@ -71,7 +71,7 @@ void Watchdog::endAll() {
     const std::lock_guard lock(mutex);
     ending = true;
     for (const Guard* guard : guards) {
-        platform::shutdown(guard->socket, SD_BOTH);
+        endTraffic(guard->socket);
     }
 }
 
@@ -91,7 +91,7 @@ Watchdog::Clock::time_point Watchdog::endLateOnes(Clock::time_point now) {
         if (guard->deadline <= now) {
             guard->isExpired = true;
             guard->deadline = Clock::time_point::max();
-            platform::shutdown(guard->socket, SD_BOTH);
+            endTraffic(guard->socket);
         }
         next = std::min(next, guard->deadline);
     }

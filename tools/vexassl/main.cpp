@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -27,7 +28,13 @@ int failed(ExitStatus status, std::string text) {
 int main(int argc, char** argv) {
     try {
         setUpProcess();
-        return static_cast<int>(runCommandLine(allCommands(), argc, argv));
+        const std::vector<std::string> arguments = commandArguments(argc, argv);
+        std::vector<const char*> words;
+        for (const std::string& argument : arguments) {
+            words.push_back(argument.c_str());
+        }
+        return static_cast<int>(
+            runCommandLine(allCommands(), static_cast<int>(words.size()), words.data()));
     } catch (const Failure& failure) {
         return failed(failure.status, failure.what());
     } catch (const std::exception& error) {

@@ -17,4 +17,11 @@ inline int nativeSocket(SOCKET s) {
 // with the error in the last-error slot.
 bool takeOverPort(SOCKET listener);
 
+// Makes a socket that AcceptEx has connected like one that accept gives. Result: false on failure,
+// with the error in the last-error slot.
+bool joinListener(SOCKET accepted, SOCKET listener);
+
+// Ends both directions, and with them the operations of other threads that wait for the peer.
+void endTraffic(SOCKET s);
+
 } // namespace VexaSsl::tool

@@ -1,0 +1,22 @@
+#include "HostCalls.h"
+
+namespace VexaSsl::tool {
+
+// Connections that are ending don't hold the port here. (SO_REUSEADDR would let any program of the
+// user listen beside us.)
+bool takeOverPort(SOCKET) {
+    return true;
+}
+
+bool joinListener(SOCKET accepted, SOCKET listener) {
+    return ::setsockopt(accepted, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
+                        reinterpret_cast<const char*>(&listener), sizeof listener) == 0;
+}
+
+// Shutting down lets no new operation begin but doesn't end those that wait.
+void endTraffic(SOCKET s) {
+    ::shutdown(s, SD_BOTH);
+    ::CancelIoEx(reinterpret_cast<HANDLE>(s), nullptr);
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,124 @@
+#include "StandardStreams.h"
+
+#include "VexaSsl/Sockets.h"
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// The most that one call of the system takes.
+constexpr std::size_t largestPiece = 1 << 20;
+
+// What the reading thread and its user share. The thread keeps it alive.
+struct Pipeline {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::array<char, 32768> piece{};
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    bool isWanted = false;
+    bool hasEnded = false;
+    bool isCancelled = false;
+};
+
+// Result: 0 at the end of the input and on an error.
+std::size_t readPiece(char* buffer, std::size_t size) {
+    DWORD count = 0;
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    return ReadFile(input, buffer, static_cast<DWORD>(size), &count, nullptr) != FALSE ? count : 0;
+}
+
+// Reads a piece when it is wanted, until the input ends.
+void feed(Pipeline& pipeline) {
+    std::unique_lock lock(pipeline.mutex);
+    while (!pipeline.hasEnded) {
+        pipeline.changed.wait(lock, [&] { return pipeline.isWanted; });
+        lock.unlock();
+        const std::size_t count = readPiece(pipeline.piece.data(), pipeline.piece.size());
+        lock.lock();
+        pipeline.begin = 0;
+        pipeline.end = count;
+        pipeline.isWanted = false;
+        pipeline.hasEnded = count == 0;
+        pipeline.changed.notify_all();
+    }
+}
+
+} // namespace
+
+// A console or a pipe can't be waited for together with something else, so a thread of its own
+// waits in the read. Nothing ends that read: a thread that still waits ends with the process.
+struct StandardInput::Source {
+    Source() : pipeline(std::make_shared<Pipeline>()) {
+        std::thread([shared = pipeline] { feed(*shared); }).detach();
+    }
+
+    std::shared_ptr<Pipeline> pipeline;
+};
+
+StandardInput::StandardInput() : source(std::make_unique<Source>()) {}
+
+StandardInput::~StandardInput() = default;
+
+std::size_t StandardInput::read(char* buffer, std::size_t size) {
+    Pipeline& pipeline = *source->pipeline;
+    std::unique_lock lock(pipeline.mutex);
+    if (pipeline.begin == pipeline.end && !pipeline.hasEnded) {
+        pipeline.isWanted = true;
+        pipeline.changed.notify_all();
+    }
+    pipeline.changed.wait(lock, [&] { return pipeline.isCancelled || !pipeline.isWanted; });
+    if (pipeline.isCancelled) {
+        return 0;
+    }
+    const std::size_t count = std::min(size, pipeline.end - pipeline.begin);
+    std::copy_n(pipeline.piece.data() + pipeline.begin, count, buffer);
+    pipeline.begin += count;
+    return count;
+}
+
+void StandardInput::cancel() {
+    const std::lock_guard lock(source->pipeline->mutex);
+    source->pipeline->isCancelled = true;
+    source->pipeline->changed.notify_all();
+}
+
+bool StandardInput::cancelled() const {
+    const std::lock_guard lock(source->pipeline->mutex);
+    return source->pipeline->isCancelled;
+}
+
+bool StandardInput::hasMore() {
+    const std::lock_guard lock(source->pipeline->mutex);
+    if (source->pipeline->begin != source->pipeline->end) {
+        return true;
+    }
+    if (source->pipeline->isWanted) {
+        return false; // the thread waits in its read, and asking a pipe now would wait with it
+    }
+    DWORD waiting = 0; // stays 0 for what is no pipe
+    PeekNamedPipe(GetStdHandle(STD_INPUT_HANDLE), nullptr, 0, nullptr, &waiting, nullptr);
+    return waiting > 0;
+}
+
+bool writeStandardOutput(const char* data, std::size_t size) {
+    const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
+    while (size > 0) {
+        DWORD count = 0;
+        const auto piece = static_cast<DWORD>(std::min(size, largestPiece));
+        if (WriteFile(output, data, piece, &count, nullptr) == FALSE || count == 0) {
+            return false;
+        }
+        data += count;
+        size -= count;
+    }
+    return true;
+}
+
+} // namespace VexaSsl::tool
