@@ -46,7 +46,21 @@ void converse(Meeting& meeting, std::size_t position) {
 
 constexpr std::size_t step = VEXASSL_BYTE_STEP;
 
+// What an undisturbed handshake brings to either side.
+struct HandshakeSizes {
+    std::size_t toClient;
+    std::size_t toServer;
+};
+
+HandshakeSizes measure() {
+    Passage client;
+    Passage server;
+    EXPECT_TRUE(meetSplit({}, &client, &server).established());
+    return {client.read, server.read};
+}
+
 TEST(SplitStack, aReadThatEndsAtAnyByteOfTheStreamChangesNothing) {
+    VEXASSL_NEEDS_ABILITY(Ability::keepFlights);
     Passage client;
     Passage server;
     {
@@ -61,12 +75,24 @@ TEST(SplitStack, aReadThatEndsAtAnyByteOfTheStreamChangesNothing) {
     }
 }
 
+TEST(SplitStack, aReadThatEndsInsideTheDataChangesNothing) {
+    const std::size_t handshake = measure().toServer;
+    constexpr std::size_t threeRecords = 3 * (5 + 24) + 28;
+    for (std::size_t k = 1; k < threeRecords && !::testing::Test::HasFailure(); ++k) {
+        Meeting meeting = meet({.client = Settings::encrypted(),
+                                .server = Settings::serverSending(pki::localhost),
+                                .serverStack = split({.readCut = handshake + k})});
+        converse(meeting, k);
+    }
+}
+
 TEST(SplitStack, aByteAtATimeInAndOutChangesNothing) {
     Meeting meeting = meetSplit({.mostPerRead = 1, .mostPerWrite = 1});
     converse(meeting, 1);
 }
 
 TEST(SplitStack, fewBytesAtATimeChangeNothing) {
+    VEXASSL_NEEDS_ABILITY(Ability::keepFlights);
     for (const int size : {2, 3, 4, 5, 6, 7, 8, 11, 13, 29, 100, 1000}) {
         Meeting meeting = meetSplit({.mostPerRead = size, .mostPerWrite = size});
         converse(meeting, static_cast<std::size_t>(size));
@@ -88,7 +114,11 @@ TEST(SplitStack, aHandshakeByteByByteCountsOneIterationAByte) {
 }
 
 TEST(SplitStack, largeRecordsSurviveSmallReads) {
-    Meeting meeting = meetSplit({.mostPerRead = 997, .mostPerWrite = 4099});
+    Meeting meeting =
+        meet({.client = Settings::encrypted(),
+              .server = Settings::serverSending(pki::localhost),
+              .clientStack = split({.mostPerWrite = 4099}),
+              .serverStack = split({.mostPerRead = 997, .quietFor = measure().toServer})});
     ASSERT_TRUE(meeting.established());
     const std::string text(Pattern{}.at(0, 300000));
     std::jthread sending([&] { meeting.client.say(text); });
@@ -112,7 +142,10 @@ TEST(SplitStack, aByteAtATimeIsToldInTheLogWithARisingCount) {
 }
 
 TEST(SplitStack, overlappedReceivesThatEndInsideRecordsLoseNothing) {
-    Meeting meeting = meetSplit({.mostPerRead = 7});
+    Meeting meeting =
+        meet({.client = Settings::encrypted(),
+              .server = Settings::serverSending(pki::localhost),
+              .serverStack = split({.mostPerRead = 7, .quietFor = measure().toServer})});
     ASSERT_TRUE(meeting.established());
     Peer& server = meeting.server;
     const std::string text = "a record that needs many completions";

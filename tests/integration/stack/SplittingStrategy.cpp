@@ -12,6 +12,9 @@ SplittingStrategy::SplittingStrategy(std::unique_ptr<ISocketStrategy> underlying
 
 // How many of the wanted bytes one read may bring now.
 int SplittingStrategy::readable(std::size_t wanted) const {
+    if (counts->read < rules.quietFor) {
+        return static_cast<int>(wanted);
+    }
     std::size_t allowed = std::min(wanted, static_cast<std::size_t>(rules.mostPerRead));
     if (counts->read < rules.readCut) {
         allowed = std::min(allowed, rules.readCut - counts->read);

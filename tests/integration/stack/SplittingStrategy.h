@@ -1,6 +1,6 @@
 // A decorator that goes under the encrypting strategy and makes the network as awkward as TCP may
 // be: no read crosses a given position of the stream, and no read or write moves more than a given
-// number of bytes. Nothing is lost or reordered.
+// number of bytes, if wanted only behind the first bytes read. Nothing is lost or reordered.
 //
 // Positions are counted per direction from the first byte. One connection per object; one sender
 // beside one receiver may use it.
@@ -18,6 +18,7 @@ struct Splitting {
     std::size_t readCut = std::numeric_limits<std::size_t>::max(); // no read crosses it
     int mostPerRead = std::numeric_limits<int>::max();
     int mostPerWrite = std::numeric_limits<int>::max();
+    std::size_t quietFor = 0; // so many bytes are read as they come
 };
 
 // What went through, readable when no operation is under way.

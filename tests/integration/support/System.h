@@ -58,6 +58,8 @@ enum class Ability {
     notePlainText,     // the security package refuses what is no TLS before a time-out
     ellipticKeys,      // certificates with elliptic keys can be used
     sendIntermediates, // a certificate is sent together with its issuer
+    keepFlights,       // of a flight in pieces the security package consumes whole records only at
+                       // its end
     searchByUsage,     // the personal store is searched by the usage of certificates
     renameMachine,     // a thread can be given a machine name of its own
     actAsAnotherUser,  // a process of another user can be started

@@ -13,6 +13,9 @@ bool underWine() {
 
 std::string whyNotOnWindows(Ability ability) {
     switch (ability) {
+    case Ability::keepFlights:
+        return "Windows' security package hands back what follows a whole handshake record in the "
+               "same read, and the library counts it as consumed";
     case Ability::renameMachine:
         return "on Windows a thread has no machine name of its own";
     case Ability::actAsAnotherUser:
