@@ -35,10 +35,6 @@ if(VEXASSL_SANITIZE)
   add_compile_options(-fsanitize=${VEXASSL_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${VEXASSL_SANITIZE})
-  # GCC 12 takes the standard library's regular expressions for uninitialised memory as soon as
-  # they are instrumented. The builds without sanitizers keep the warning.
-  target_compile_options(vexassl_warnings INTERFACE
-    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 set(VEXASSL_CERTIFICATE_FOLDER "/etc/vexassl/certificates" CACHE STRING
