@@ -11,8 +11,11 @@
 #include "strategies/StrategyOptions.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
+#include <fstream>
 #include <memory>
+#include <system_error>
 
 namespace VexaSsl::tool {
 
@@ -21,11 +24,12 @@ namespace {
 namespace Definition = ConfigurationDefinition;
 
 constexpr const char* checkNotes =
-    "Nothing is sent over a network. Findings go to standard error, one a line:\n"
-    "\"FILE:LINE: warning: TEXT [IDENTIFIER]\". An error makes the check fail; a\n"
-    "warning does so under --strict; a note never does.\n"
-    "With --json standard output has an object a line, its \"type\" one of\n"
-    "configuration, option, role, error, warning, note, result.\n";
+    "Nothing is sent over a network. Findings go to standard error, one a line: \"FILE:LINE: "
+    "warning: TEXT [IDENTIFIER]\". An error makes the check fail; a warning does so under "
+    "--strict; "
+    "a note never does.\n\n"
+    "With --json standard output has one object a line, told apart by \"type\": configuration, "
+    "option, role, error, warning, note, result.\n";
 
 class Check {
 public:
@@ -65,40 +69,55 @@ private:
         }
         config = observedConfigurationFromIniFile(log, options.iniFile, checked.connection,
                                                   checked.trace);
-        add(checked.trace.findings());
-        if (Definition::ReservedConnectionNames.contains(checked.connection)) {
-            add(Gravity::Warning, "reserved-name",
-                "the connection name [" + printableText(options.connectionName) +
-                    "] is reserved: no settings are read for it, and it is not encrypted");
-            return;
-        }
-        judgeReading();
-    }
-
-    // Whether the reading came to its end, or the library fell back to its defaults on the way.
-    void judgeReading() {
         Diagnosis diagnosis;
         for (const LoggedLine& line : log.take()) {
             diagnosis.observe(line.text);
         }
+        const bool reserved = Definition::ReservedConnectionNames.contains(checked.connection);
+        const bool fellBack = diagnosis.revertedToPlain() && !reserved;
+        add(checked.trace.findings(!fellBack));
+        if (fellBack) {
+            tellFallback(diagnosis.reversionReason());
+        } else if (reserved) {
+            add(Gravity::Warning, "reserved-name",
+                "the connection name [" + printableText(options.connectionName) +
+                    "] is reserved: no settings are read for it, and it is not encrypted");
+        } else {
+            judgeEntry();
+        }
+    }
+
+    // The library went on with its defaults: the file read last was of no use.
+    void tellFallback(const std::wstring& reason) {
         const FileTrace* store = checked.trace.storeFile();
-        const FileTrace* last = store != nullptr ? store : checked.trace.iniFile();
-        if (diagnosis.revertedToPlain()) {
-            const std::string refusal = checked.trace.refusal();
-            checked.findings.push_back(
-                {Gravity::Error, refusal.empty() ? "no-store" : "unreadable-file",
-                 (refusal.empty() ? "names no store: there is no key [ConfigurationStore] in a "
-                                    "section [VexaSsl]"
-                                  : refusal) +
-                     "; a start falls back to plain text",
-                 last->name(), 0, ExitStatus::Usage});
-        } else if (checked.trace.section().empty()) {
+        const FileTrace& last = store != nullptr ? *store : *checked.trace.iniFile();
+        std::string text = checked.trace.unfitness();
+        std::string id = "unreadable-file";
+        if (text.empty() && reason == L"Can't open config file") {
+            text = "cannot be opened: " + openingError(last.path());
+        } else if (text.empty()) {
+            id = "no-store";
+            text = "names no store: there is no key [ConfigurationStore] in a section [VexaSsl]";
+        }
+        checked.findings.push_back({Gravity::Error, id, text + "; a start falls back to plain text",
+                                    last.name(), 0, ExitStatus::Usage});
+    }
+
+    static std::string openingError(const std::filesystem::path& path) {
+        errno = 0;
+        const std::ifstream again(path);
+        return std::generic_category().message(again ? 0 : errno);
+    }
+
+    // Which entry of the store serves the connection.
+    void judgeEntry() {
+        if (checked.trace.section().empty()) {
             checked.findings.push_back(
                 {Gravity::Warning, "no-entry",
                  "[Connections] has no entry for [" + printableText(options.connectionName) +
                      "] and none for [Default]: every option keeps its default, and nothing is "
                      "encrypted",
-                 last->name(), 0, ExitStatus::Warnings});
+                 checked.trace.storeFile()->name(), 0, ExitStatus::Warnings});
         } else if (checked.trace.isDefaultEntry()) {
             add(Gravity::Note, "default-entry",
                 "[Connections] has no entry for [" + printableText(options.connectionName) +
@@ -155,7 +174,7 @@ private:
         }
         const OwnSide side = tryOwnSide(*config, isServer);
         const std::string role = isServer ? "as a server: " : "as a client: ";
-        if (!side.usable) {
+        if (!side.usable && checked.stack != "plain") {
             add(isNeeded(isServer) ? Gravity::Error : Gravity::Note, "own-certificate",
                 role + "no usable certificate and key: " + causeText(side),
                 ExitStatus::OwnCertificate);

@@ -49,6 +49,28 @@ std::string filled(const std::string& text, std::size_t column, std::size_t posi
     return result + "\n";
 }
 
+// Paragraphs, which a blank line separates.
+std::string paragraphs(const std::string& text) {
+    std::string result;
+    std::istringstream lines(text);
+    std::string paragraph;
+    const auto flush = [&] {
+        if (!paragraph.empty()) {
+            result += "\n" + filled(paragraph, 0, 0);
+        }
+        paragraph.clear();
+    };
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty()) {
+            flush();
+        } else {
+            paragraph += line + "\n";
+        }
+    }
+    flush();
+    return result;
+}
+
 std::string listed(const std::string& name, const std::string& text) {
     const std::string start = "  " + name;
     if (start.size() + 2 > textColumn) {
@@ -124,10 +146,7 @@ std::string commandHelp(const Command& command) {
         text += listed(spelled(flag), explained(flag));
     }
     text += listed("--help", "This text");
-    if (!command.notes.empty()) {
-        text += "\n" + command.notes;
-    }
-    return text + examples(command) + "\n" + exitStatusHelp;
+    return text + paragraphs(command.notes) + examples(command) + "\n" + exitStatusHelp;
 }
 
 } // namespace VexaSsl::tool

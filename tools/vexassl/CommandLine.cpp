@@ -24,8 +24,12 @@ struct Adder {
         return command.add_option(flag.name, *target, flag.text)
             ->check(CLI::Range(flag.lowest, flag.highest));
     }
+    // A script's variable that isn't set must not look like a flag that isn't given.
     CLI::Option* operator()(std::string* target) const {
-        return command.add_option(flag.name, *target, flag.text);
+        return command.add_option(flag.name, *target, flag.text)
+            ->check([](const std::string& text) {
+                return text.empty() ? std::string("must not be empty") : std::string();
+            });
     }
     CLI::Option* operator()(std::vector<std::string>* target) const {
         return command.add_option(flag.name, *target, flag.text)->allow_extra_args(false);

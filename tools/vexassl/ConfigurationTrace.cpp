@@ -4,9 +4,7 @@
 #include "Text.h"
 #include "config/Vocabulary.h"
 
-#include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -57,19 +55,6 @@ void ConfigurationTrace::askedFor(const std::wstring& section, const std::wstrin
     }
 }
 
-std::string ConfigurationTrace::refusal() const {
-    if (files.empty() || !unfit.empty()) {
-        return unfit;
-    }
-    errno = 0;
-    const std::ifstream again(files.back().path());
-    const int error = errno;
-    if (again) {
-        return {};
-    }
-    return "cannot be opened: " + std::generic_category().message(error);
-}
-
 bool ConfigurationTrace::isDefaultEntry() const {
     return entriesAsked > 1 && !sectionName.empty();
 }
@@ -101,7 +86,7 @@ ConfigurationTrace::Origin ConfigurationTrace::option(const std::wstring& name) 
     return origin(storeFile(), sectionName, name);
 }
 
-Findings ConfigurationTrace::findings() const {
+Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
     if (files.empty()) {
         return {};
     }
@@ -109,7 +94,7 @@ Findings ConfigurationTrace::findings() const {
     const bool sameFile =
         files.size() == 2 && std::filesystem::equivalent(files[0].path(), files[1].path(), ignored);
     Findings findings = iniFindings(sameFile).told();
-    if (files.size() == 2) {
+    if (files.size() == 2 && lastFileWasRead) {
         FindingList list = files[1].findings();
         reviewStore(files[1], sameFile, list);
         const Findings more = list.told();

@@ -37,12 +37,13 @@ public:
     const std::wstring& section() const { return sectionName; } // empty: none was looked up
     Origin option(const std::wstring& name) const;
 
-    // Why the file read last is no use, "is a directory" or "cannot be opened: ..."; empty when it
-    // was read.
-    std::string refusal() const;
+    // What the file read last is instead of a file, "is a directory"; empty when it was fit to
+    // read.
+    const std::string& unfitness() const { return unfit; }
 
-    // Of both files.
-    Findings findings() const;
+    // Of both files. lastFileWasRead: without it the settings of the store aren't there to be
+    // judged.
+    Findings findings(bool lastFileWasRead) const;
 
 private:
     Origin origin(const FileTrace* file, const std::wstring& section,
@@ -53,7 +54,7 @@ private:
     std::wstring sectionName;
     std::wstring entryName;
     std::size_t entriesAsked = 0;
-    std::string unfit; // what the file read last is instead
+    std::string unfit;
 };
 
 } // namespace VexaSsl::tool

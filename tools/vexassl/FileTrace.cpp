@@ -33,7 +33,8 @@ std::string atLine(std::size_t line) {
 } // namespace
 
 std::string quotedFileText(std::wstring_view text) {
-    const std::wstring_view start = text.substr(0, longestQuotation);
+    std::wstring start(text.substr(0, longestQuotation));
+    std::replace(start.begin(), start.end(), L'\0', L'?');
     return "[" + printableText(charactersOfFileText(start)) +
            (start.size() < text.size() ? "...]" : "]");
 }

@@ -75,6 +75,18 @@ std::vector<std::wstring> readableOptions() {
     return names;
 }
 
+// Of the lines.
+std::vector<const FileTrace::Entry*> inOrder(const FileTrace::Section& section) {
+    std::vector<const FileTrace::Entry*> entries;
+    for (const auto& [key, entry] : section.entries) {
+        entries.push_back(&entry);
+    }
+    std::sort(
+        entries.begin(), entries.end(),
+        [](const FileTrace::Entry* a, const FileTrace::Entry* b) { return a->line < b->line; });
+    return entries;
+}
+
 class Review {
 public:
     Review(const FileTrace& reviewedFile, FindingList& reviewFindings)
@@ -92,16 +104,16 @@ public:
                  "the store has no section [Connections], so no connection has any settings");
             return;
         }
-        for (const auto& [key, entry] : all->entries) {
-            connection(entry);
+        for (const FileTrace::Entry* entry : inOrder(*all)) {
+            connection(*entry);
         }
     }
 
     void options() {
         for (const FileTrace::Section* section : file.allSections()) {
             if (used.contains(section->name)) {
-                for (const auto& [key, entry] : section->entries) {
-                    option(*section, entry);
+                for (const FileTrace::Entry* entry : inOrder(*section)) {
+                    option(*section, *entry);
                 }
             }
         }

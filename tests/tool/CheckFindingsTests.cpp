@@ -1,0 +1,235 @@
+// Everything that the format of the files drops or takes otherwise than it looks, told with file
+// and line.
+#include "tool/Checked.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace VexaSsl::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const std::string connections = "[Connections]\nTested=Secure\n";
+
+TEST(CheckFindings, orderlyFilesHaveNone) {
+    const Configured files(connections +
+                           "\n[Secure]\nUseEncryption=True\n"
+                           "ServerCertificateToSendName=" +
+                           pki::localhost + "\n");
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(CheckFindings, blankLineInsideASectionIsNamed) {
+    const Configured files(connections + "[Secure]\nInjectLogLayers=True\n\nUseEncryption=True\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(linesWith(outcome, "blank-line-in-section", files.store), ElementsAre(5));
+    EXPECT_THAT(findings(outcome, "blank-line-in-section")[0], HasSubstr("[Secure] of line 3"));
+    EXPECT_THAT(linesWith(outcome, "key-outside-section", files.store), ElementsAre(6));
+}
+
+TEST(CheckFindings, blankLineInsideASectionFailsUnderStrict) {
+    const Configured files(connections + "[Secure]\nInjectLogLayers=True\n\nUseEncryption=True\n");
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
+}
+
+TEST(CheckFindings, blankLineBetweenSectionsIsNoFault) {
+    const Configured files(connections + "\n\n[Secure]\nInjectLogLayers=True\n\n");
+    EXPECT_THAT(findings(checked(files.ini), "blank-line-in-section"), IsEmpty());
+}
+
+TEST(CheckFindings, blankLineInTheIniFileLosesTheStore) {
+    const auto ini = fileHolding("[VexaSsl]\n\nConfigurationStore=/tmp/x\n");
+    const Outcome outcome = checked(ini);
+    EXPECT_EQ(outcome.status, 1) << outcome.errors;
+    EXPECT_THAT(linesWith(outcome, "blank-line-in-section", ini), ElementsAre(2));
+    EXPECT_THAT(findings(outcome, "no-store"), testing::SizeIs(1));
+}
+
+TEST(CheckFindings, keyBeforeTheFirstSection) {
+    const Configured files("UseEncryption=True\n" + connections + "[Secure]\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "key-outside-section", files.store), ElementsAre(1));
+    EXPECT_THAT(findings(outcome, "blank-line-in-section"), IsEmpty());
+}
+
+TEST(CheckFindings, lineWithoutDelimiter) {
+    const Configured files(connections + "[Secure]\n; a comment\n   \n [Secure]\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "no-delimiter", files.store), ElementsAre(4, 5, 6));
+}
+
+TEST(CheckFindings, lineThatIsTooLong) {
+    const std::string key = "k=";
+    const Configured files(connections + "[Secure]\n" + key + std::string(19998, 'v') + "\n" + key +
+                           std::string(19999, 'v') + "\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "line-too-long", files.store), ElementsAre(5));
+    EXPECT_THAT(findings(outcome, "line-too-long")[0], HasSubstr("a line of 20001 characters"));
+}
+
+TEST(CheckFindings, lineWithoutEffect) {
+    const Configured files(connections + "[Secure]\n=value\nkey=\n");
+    EXPECT_THAT(linesWith(checked(files.ini), "no-effect", files.store), ElementsAre(4, 5));
+}
+
+TEST(CheckFindings, unknownOptionWithTheNearestKnownOne) {
+    const Configured files(connections +
+                           "[Secure]\nUseEncription=True\nServerCertificateName=a\nColour=red\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "unknown-option", files.store), ElementsAre(4, 5, 6));
+    const auto found = findings(outcome, "unknown-option");
+    EXPECT_THAT(found[0], HasSubstr("did you mean [UseEncryption]?"));
+    EXPECT_THAT(found[1], HasSubstr("did you mean [ServerCertificateToSendName]?"));
+    EXPECT_THAT(found[2], testing::Not(HasSubstr("did you mean")));
+}
+
+TEST(CheckFindings, unknownKeyInTheIniFile) {
+    const auto ini = fileHolding("[VexaSsl]\nConfigurationStor=/tmp/x\n");
+    const Outcome outcome = checked(ini);
+    EXPECT_THAT(linesWith(outcome, "unknown-option", ini), ElementsAre(2));
+    EXPECT_THAT(outcome.errors, HasSubstr("did you mean [ConfigurationStore]?"));
+}
+
+TEST(CheckFindings, sectionDefinedTwiceWhateverItsCase) {
+    const Configured files(connections +
+                           "[Secure]\nUseEncryption=True\n[SECURE]\nInjectLogLayers=True\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "section-defined-twice", files.store), ElementsAre(5));
+    EXPECT_THAT(findings(outcome, "section-defined-twice")[0], HasSubstr("line 3"));
+    EXPECT_THAT(outcome.output, testing::ContainsRegex("UseEncryption +False +default"));
+}
+
+TEST(CheckFindings, keyDefinedTwice) {
+    const Configured files(connections + "[Secure]\nUseEncryption=True\nuseencryption=False\n");
+    EXPECT_THAT(linesWith(checked(files.ini), "key-defined-twice", files.store), ElementsAre(5));
+}
+
+TEST(CheckFindings, headerInsideALine) {
+    const Configured files(connections + "[Secure]\nInjectLogLayers=[True]\nUseEncryption=True\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "header-inside-line", files.store), ElementsAre(4));
+    EXPECT_THAT(linesWith(outcome, "unused-section", files.store), ElementsAre(4));
+}
+
+TEST(CheckFindings, reservedNameInTheStore) {
+    const Configured files(connections + "presentationclient=Secure\n[Secure]\n");
+    EXPECT_THAT(linesWith(checked(files.ini), "reserved-name", files.store), ElementsAre(3));
+}
+
+TEST(CheckFindings, reservedNameAskedFor) {
+    const Configured files(connections + "[Secure]\nUseEncryption=True\n");
+    const Outcome outcome = runTool(
+        {"check", "--ini", files.ini.string(), "--connection", "VexaTcpIpConnection", "--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "reserved-name"), testing::SizeIs(1));
+    EXPECT_THAT(outcome.output, testing::ContainsRegex("UseEncryption +False +default"));
+}
+
+TEST(CheckFindings, internalNameThatCannotBeOpportunistic) {
+    const Configured files(connections + "QLT=Mail\nDefault=Mail\n[Secure]\n[Mail]\n"
+                                         "UseEncryption=Opportunistically\n");
+    EXPECT_THAT(linesWith(checked(files.ini), "internal-name", files.store), ElementsAre(3));
+    const Outcome asked = runTool({"check", "--ini", files.ini.string(), "--connection", "QLT"});
+    EXPECT_EQ(asked.status, 1) << asked.errors;
+    EXPECT_THAT(findings(asked, "start-refused")[0],
+                HasSubstr("Internal connection name [QLT] does not support OTLS"));
+}
+
+TEST(CheckFindings, internalOptionInASection) {
+    const Configured files(connections + "[Secure]\nConnectionName=Other\n"
+                                         "LibraryInvocationPurpose=ListCertificates\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "internal-option", files.store), ElementsAre(4, 5));
+    EXPECT_THAT(outcome.output, testing::ContainsRegex("ConnectionName +Tested +"));
+}
+
+TEST(CheckFindings, connectionWithASectionThatIsNotThere) {
+    const Configured files(connections + "[Secur]\nUseEncryption=True\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "missing-section", files.store), ElementsAre(2));
+    EXPECT_THAT(linesWith(outcome, "unused-section", files.store), ElementsAre(3));
+}
+
+TEST(CheckFindings, connectionWithoutAnEntry) {
+    const Configured files("[Connections]\nOther=Secure\n[Secure]\nUseEncryption=True\n");
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 20);
+    EXPECT_THAT(findings(outcome, "no-entry"), testing::SizeIs(1));
+}
+
+TEST(CheckFindings, entryOfDefaultIsOnlyWorthANote) {
+    const Configured files("[Connections]\nDefault=Secure\n[Secure]\nUseEncryption=False\n");
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "default-entry")[0], HasSubstr("note: "));
+}
+
+TEST(CheckFindings, blanksAroundANameOrAValue) {
+    const Configured files(connections + "[Secure]\nUseEncryption =True\n"
+                                         "ServerCertificateToSendName= web\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "blanks-around-key", files.store), ElementsAre(4));
+    EXPECT_THAT(linesWith(outcome, "blanks-around-value", files.store), ElementsAre(5));
+    EXPECT_THAT(findings(outcome, "unknown-option")[0], HasSubstr("did you mean [UseEncryption]?"));
+}
+
+TEST(CheckFindings, byteOrderMark) {
+    const Configured files("\xEF\xBB\xBF" + connections + "[Secure]\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "byte-order-mark", files.store), ElementsAre(1));
+    EXPECT_THAT(findings(outcome, "no-connections"), testing::SizeIs(1));
+}
+
+TEST(CheckFindings, charactersBeyondAscii) {
+    const Configured files(connections + "[Secure]\nServerCertificateToSendName=M\xC3\xBCller\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "not-ascii", files.store), ElementsAre(4));
+    EXPECT_THAT(outcome.output, HasSubstr("M\xC3\xBCller"));
+}
+
+TEST(CheckFindings, relativePathOfTheStore) {
+    const auto ini = fileHolding("[VexaSsl]\nConfigurationStore=no/such.store\n");
+    const Outcome outcome = checked(ini);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(linesWith(outcome, "relative-store-path", ini), ElementsAre(2));
+}
+
+TEST(CheckFindings, foreignSectionsOfTheIniFileAreNobodysBusiness) {
+    const Configured files(connections + "[Secure]\n");
+    const auto ini = fileHolding("[Host]\n; comment\na=1\n\nb=2\na=3\n[Host]\n[VexaSsl]\n"
+                                 "ConfigurationStore=" +
+                                 files.store.string() + "\n[More]\nnothing\n");
+    const Outcome outcome = checked(ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+}
+
+TEST(CheckFindings, aFileThatIsItsOwnStoreIsToldOfOnce) {
+    const auto file = freshFile(".ini");
+    const std::string text = "[VexaSsl]\nConfigurationStore=" + file.string() +
+                             "\n[Connections]\nTested=Secure\n[Secure]\nnothing\n";
+    std::filesystem::copy_file(fileHolding(text), file);
+    const Outcome outcome = checked(file);
+    EXPECT_THAT(linesWith(outcome, "no-delimiter", file), ElementsAre(6));
+    EXPECT_THAT(findings(outcome, "unused-section"), IsEmpty());
+}
+
+TEST(CheckFindings, ofManyAlikeTheFirstAreToldAndTheRestCounted) {
+    std::string store = connections + "[Secure]\n";
+    for (int i = 0; i < 1000; ++i) {
+        store += "nothing\n";
+    }
+    const auto found = findings(checked(Configured(store).ini), "no-delimiter");
+    ASSERT_EQ(found.size(), 21U);
+    EXPECT_THAT(found.back(), HasSubstr("980 more like these"));
+}
+
+} // namespace
+} // namespace VexaSsl::test

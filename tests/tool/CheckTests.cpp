@@ -1,0 +1,206 @@
+// check as a user meets it: values and their origins, the verdicts on them, certificates.
+#include "tool/Checked.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace VexaSsl::test {
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+std::string storeWith(const std::string& options) {
+    return "[Connections]\nTested=Secure\n[Secure]\n" + options;
+}
+
+TEST(Check, everyOptionIsShownWithItsOrigin) {
+    const Configured files(storeWith("UseEncryption=True\nMinimumSeverityToLog=Debug\n"
+                                     "ServerCertificateToSendName=" +
+                                     pki::localhost + "\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    const std::string place = files.store.string() + ":";
+    EXPECT_THAT(outcome.output,
+                ContainsRegex("UseEncryption +True +" + place + "4 \\[Secure\\]\n"));
+    EXPECT_THAT(outcome.output,
+                ContainsRegex("MinimumSeverityToLog +Debug +" + place + "5 \\[Secure\\]\n"));
+    for (const char* text :
+         {"RequireClientAuthentication +False +default\n",
+          "ClientCertificateToSendName +None +default\n",
+          "AcceptableClientCertificateToReceiveNames +Any +default\n",
+          "InjectLogLayers +False +default\n", "ConnectionName +Tested +the connection name\n",
+          "LibraryInvocationPurpose +SecureCommunication +default\n"}) {
+        EXPECT_THAT(outcome.output, ContainsRegex(text));
+    }
+    EXPECT_THAT(outcome.output,
+                HasSubstr("store        " + files.store.string() + " (" + files.ini.string() +
+                          ":2)\nsection      Secure (" + place + "2)\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("start        TLS from the first byte\n"));
+}
+
+TEST(Check, withoutAnIniFileTheDefaultsAreShown) {
+    const Outcome outcome = runTool({"check"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, ContainsRegex("UseEncryption +False +default\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("start        plain text\n"));
+}
+
+TEST(Check, sectionOfTheDefaultEntryIsShown) {
+    const Configured files("[Connections]\nDefault=Secure\n[Secure]\nInjectLogLayers=True\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(outcome.output, HasSubstr(":2, the entry Default)\n"));
+    EXPECT_THAT(outcome.output, ContainsRegex("InjectLogLayers +True +.*:4 \\[Secure\\]"));
+}
+
+TEST(Check, badValueOfEitherHolderFailsAtItsLine) {
+    const Configured files(
+        storeWith("UseEncryption=Perhaps\nRequireClientAuthentication=Yes\n"
+                  "ServerCertificateToSendName=none\nMinimumSeverityToLog=Error\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_EQ(outcome.status, 1) << outcome.errors;
+    const auto found = findings(outcome, "bad-value");
+    ASSERT_THAT(found, SizeIs(4));
+    const std::string place = files.store.string() + ":";
+    EXPECT_EQ(found[0], place + "4: error: Supplied value [Perhaps] of UseEncryption is invalid: a "
+                                "start is refused");
+    EXPECT_EQ(found[1], place + "5: error: Supplied value [Yes] of RequireClientAuthentication is "
+                                "invalid: every secure connection fails");
+    EXPECT_EQ(found[2],
+              place + "6: error: Supplied value [none] of ServerCertificateToSendName is invalid. "
+                      "Servers MUST send certificates: every secure connection fails");
+    EXPECT_THAT(found[3], HasSubstr("Supplied value [Error] of MinimumSeverityToLog is invalid"));
+    EXPECT_THAT(outcome.output, HasSubstr("start        none: a start is refused\n"));
+    EXPECT_EQ(failureLines(outcome.errors), 1);
+}
+
+TEST(Check, opportunisticConnectionIsToldApart) {
+    const Configured files(storeWith("UseEncryption=OPPORTUNISTICALLY\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(outcome.output,
+                HasSubstr("start        plain text until the program starts TLS\n"));
+}
+
+TEST(Check, certificatesOfBothRolesAreTried) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=" + pki::localhost +
+                  "\nClientCertificateToSendName=" + pki::client + "\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, ContainsRegex("as a server .*localhost.*its key can be used\n"));
+    EXPECT_THAT(outcome.output, ContainsRegex("as a client .*client.test.*its key can be used\n"));
+}
+
+TEST(Check, missingCertificateThatWasAskedForFails) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=nobody at all\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_EQ(outcome.status, 7) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "own-certificate")[0],
+                HasSubstr("Was not able to find a certificate with the name [nobody at all]"));
+}
+
+TEST(Check, defaultThatFindsNoCertificateFailsOnlyForTheRoleAskedFor) {
+    const Configured files(storeWith("UseEncryption=True\n"));
+    const auto empty = freshFile(".folder");
+    std::filesystem::create_directory(empty);
+    const Words store = {"check",  "--ini",          files.ini.string(), "--connection",
+                         "Tested", "--certificates", empty.string()};
+    EXPECT_EQ(runTool(store + Words{"--strict"}).status, 0);
+    EXPECT_EQ(runTool(store + Words{"--role", "client"}).status, 0);
+    const Outcome server = runTool(store + Words{"--role", "server"});
+    EXPECT_EQ(server.status, 7);
+    EXPECT_THAT(server.errors, HasSubstr("as a server: no usable certificate and key: Tried to "
+                                         "find a default certificate, but none were suitable"));
+}
+
+TEST(Check, severalCertificatesOfTheNameAreWorthANote) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=case client\n"));
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "several-certificates")[0],
+                ContainsRegex("as a server: [0-9]+ certificates have the name; the last one"));
+}
+
+TEST(Check, expiredCertificateIsAWarning) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=" + pki::expired + "\n"));
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(1));
+}
+
+TEST(Check, plainConnectionNeedsNoCertificate) {
+    const Configured files(storeWith("ServerCertificateToSendName=nobody at all\n"));
+    const Outcome outcome = checked(files.ini, {"--role", "server", "--strict"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "plain-text"), SizeIs(1));
+}
+
+TEST(Check, jsonIsOneObjectALineAndAllOnStandardOutput) {
+    const Configured files(storeWith("UseEncryption=True\nColour=\"red\\\"\n\nx=1\n"
+                                     "ServerCertificateToSendName=M\xC3\xBCller\n"));
+    const Outcome outcome = checked(files.ini, {"--json", "--role", "client"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+    const std::string store = "\"file\":\"" + files.store.string() + "\"";
+    for (
+        const std::string& line :
+        {"{\"type\":\"configuration\",\"connection\":\"Tested\",\"ini\":\"" + files.ini.string() +
+             "\",\"store\":\"" + files.store.string() +
+             "\",\"section\":\"Secure\",\"line\":2,\"defaultEntry\":false,\"start\":\"tls\"}\n",
+         "{\"type\":\"option\",\"name\":\"UseEncryption\",\"value\":\"True\",\"source\":\"file\"," +
+             store + ",\"section\":\"Secure\",\"line\":4}\n",
+         std::string("{\"type\":\"option\",\"name\":\"ConnectionName\",\"value\":\"Tested\","
+                     "\"source\":\"argument\"}\n"),
+         std::string("{\"type\":\"role\",\"role\":\"client\",\"usable\":true,\"choice\":\"none\","),
+         "{\"type\":\"warning\",\"id\":\"unknown-option\"," + store + ",\"line\":5,\"message\":",
+         "{\"type\":\"warning\",\"id\":\"blank-line-in-section\"," + store + ",\"line\":6,",
+         std::string("{\"type\":\"result\",\"errors\":0,\"warnings\":")}) {
+        EXPECT_THAT(outcome.output, HasSubstr(line));
+    }
+    EXPECT_THAT(outcome.output, Not(HasSubstr("\"role\":\"server\"")));
+}
+
+TEST(Check, jsonOfAFailureEndsWithItsStatus) {
+    const Outcome outcome = checked("/no/such.ini", {"--json"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(failureLines(outcome.errors), 1);
+    EXPECT_THAT(outcome.output, HasSubstr("\"id\":\"unreadable-file\""));
+    EXPECT_TRUE(outcome.output.ends_with(
+        "{\"type\":\"result\",\"errors\":1,\"warnings\":0,\"status\":1}\n"))
+        << outcome.output;
+}
+
+TEST(Check, noColourAndNoControlCharacterGoesToAFile) {
+    const Configured files(storeWith("Use\x1B[31mEncryption=True\n"));
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("\x1B")));
+}
+
+TEST(Check, wrongArgumentsAreUsage) {
+    for (const Words& arguments :
+         {Words{"--ini"}, Words{"--ini", ""}, Words{"--connection", "Lonely"},
+          Words{"--role", "king"}, Words{"stray"}, Words{"--certificates", "/no/such/folder"}}) {
+        const Outcome outcome = runTool(Words{"check"} + arguments);
+        EXPECT_EQ(outcome.status, 1) << outcome.errors;
+        EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
+        EXPECT_EQ(outcome.output, "");
+    }
+}
+
+TEST(Check, whatCheckRefusesAConnectionRefusesToo) {
+    const Configured files(storeWith("UseEncryption=Perhaps\n"));
+    EXPECT_EQ(checked(files.ini).status, 1);
+    EXPECT_EQ(
+        runTool({"connect", "localhost:1", "--ini", files.ini.string(), "--connection", "Tested"})
+            .status,
+        1);
+}
+
+} // namespace
+} // namespace VexaSsl::test
