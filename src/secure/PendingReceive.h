@@ -31,7 +31,7 @@ struct ShadowBuffer {
     ShadowBuffer& operator=(const ShadowBuffer&) = delete;
 
     std::vector<char> bytes;
-    WSABUF view;
+    WSABUF view{};
 };
 
 struct PendingReceive {

@@ -65,8 +65,8 @@ public:
 
 private:
     struct Entry {
-        CERT_INFO info;
-        CERT_CONTEXT context;
+        CERT_INFO info{};
+        CERT_CONTEXT context{};
         std::vector<std::wstring> dnsNames;
         std::wstring friendlyName;
     };
@@ -80,11 +80,11 @@ private:
             context.cChain = 1;
             context.rgpChain = simples;
         }
-        CERT_CHAIN_ELEMENT element;
+        CERT_CHAIN_ELEMENT element{};
         CERT_CHAIN_ELEMENT* elements[1] = {&element};
-        CERT_SIMPLE_CHAIN simple;
+        CERT_SIMPLE_CHAIN simple{};
         CERT_SIMPLE_CHAIN* simples[1] = {&simple};
-        CERT_CHAIN_CONTEXT context;
+        CERT_CHAIN_CONTEXT context{};
         bool forServer;
     };
 

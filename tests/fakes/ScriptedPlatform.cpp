@@ -32,7 +32,7 @@ int widenLatin(UINT, DWORD, const char* text, int length, wchar_t* buffer, int c
 }
 
 // "text of <code>", the code unsigned.
-DWORD numberAsText(DWORD, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD, va_list*) {
+DWORD numberAsText(DWORD, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD, void*) {
     const std::wstring text = L"text of " + std::to_wstring(code);
     auto* copy = static_cast<wchar_t*>(std::malloc((text.size() + 1) * sizeof(wchar_t)));
     std::wmemcpy(copy, text.c_str(), text.size() + 1);

@@ -27,7 +27,8 @@ namespace VexaSsl::test {
 inline void installSecurityPackage(ScriptedPlatform& platform) {
     platform.EnumerateSecurityPackagesW = [](ULONG* count, SecPkgInfoW** packages) {
         static wchar_t name[] = L"Schannel";
-        static SecPkgInfoW package{.Name = name};
+        static SecPkgInfoW package{};
+        package.Name = name;
         *count = 1;
         *packages = &package;
         return SEC_E_OK;

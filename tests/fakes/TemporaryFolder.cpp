@@ -1,19 +1,19 @@
 #include "fakes/TemporaryFolder.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 #include <system_error>
 
 namespace VexaSsl::test {
 
+// Tests run side by side: making the folder tells whether the name was free.
 TemporaryFolder::TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vexassl-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("can't make a folder for the test");
-    }
-    folder = pattern;
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
+    std::random_device number;
+    do {
+        folder = parent / ("vexassl-test-" + std::to_string(number()));
+    } while (!std::filesystem::create_directory(folder));
 }
 
 TemporaryFolder::~TemporaryFolder() {

@@ -22,12 +22,12 @@ const LogLine startingPoint{
 struct CertificateInspectorTest : testing::Test {
     // Two simple chains: leaf and middle, then root alone.
     struct TwoChains {
-        CERT_CHAIN_ELEMENT elements[3];
+        CERT_CHAIN_ELEMENT elements[3]{};
         CERT_CHAIN_ELEMENT* first[2] = {&elements[0], &elements[1]};
         CERT_CHAIN_ELEMENT* second[1] = {&elements[2]};
-        CERT_SIMPLE_CHAIN simple[2];
+        CERT_SIMPLE_CHAIN simple[2]{};
         CERT_SIMPLE_CHAIN* simples[2] = {&simple[0], &simple[1]};
-        CERT_CHAIN_CONTEXT context;
+        CERT_CHAIN_CONTEXT context{};
     };
 
     CertificateInspectorTest() {

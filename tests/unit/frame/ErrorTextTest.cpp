@@ -20,7 +20,7 @@ TEST_F(ErrorText, systemTextIsAskedForOnOneLineInAnAllocatedBuffer) {
     int calls = 0;
     auto standIn = platform.FormatMessageW;
     platform.FormatMessageW = [&](DWORD flags, const void* source, DWORD code, DWORD language,
-                                  wchar_t* buffer, DWORD size, va_list* arguments) {
+                                  wchar_t* buffer, DWORD size, void* arguments) {
         ++calls;
         EXPECT_EQ(flags, 0x13FFU);
         EXPECT_EQ(source, nullptr);
@@ -48,7 +48,7 @@ TEST_F(ErrorText, bufferOfTheSystemGoesBackByLocalFree) {
 
 TEST_F(ErrorText, textIsNotTrimmed) {
     platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD,
-                                 va_list*) {
+                                 void*) {
         static wchar_t text[] = L" spaced. ";
         *reinterpret_cast<wchar_t**>(buffer) = text;
         return DWORD{9};
@@ -58,7 +58,7 @@ TEST_F(ErrorText, textIsNotTrimmed) {
 }
 
 TEST_F(ErrorText, unknownCodeLeavesTheBracketsEmpty) {
-    platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, va_list*) {
+    platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, void*) {
         return DWORD{0};
     };
     logSystemError(log, L"send", 4711);

@@ -29,7 +29,7 @@ protected:
     }
 
     SecureStage<> stage;
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
 };
 
 class OverlappedReceiver : public OverlappedTransfer {

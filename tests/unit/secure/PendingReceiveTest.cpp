@@ -27,7 +27,7 @@ protected:
         WSABUF buffers[2] = {{100, first}, {200, second}};
         DWORD received = 0;
         DWORD flags = 0;
-        WSAOVERLAPPED state;
+        WSAOVERLAPPED state{};
         stage.strategy->WSARecv(7, buffers, 2, &received, &flags, &state, nullptr);
     }
 

@@ -92,7 +92,7 @@ protected:
 
     char buffer[128];
     DWORD received = 0;
-    OVERLAPPED overlapped;
+    OVERLAPPED overlapped{};
 };
 
 TEST_F(ReadinessAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {

@@ -25,7 +25,9 @@ public:
     Packages(ScriptedPlatform& platform, std::vector<std::wstring> names)
         : texts(std::move(names)) {
         for (std::wstring& text : texts) {
-            packages.push_back({.Name = text.data()});
+            SecPkgInfoW package{};
+            package.Name = text.data();
+            packages.push_back(package);
         }
         platform.EnumerateSecurityPackagesW = [this](ULONG* count, SecPkgInfoW** list) {
             *count = static_cast<ULONG>(packages.size());

@@ -309,7 +309,7 @@ TEST_F(EncryptedStack, completedReceiveIsToldOnlyAbove) {
     WSABUF buffer{100, data};
     DWORD count = 0;
     DWORD flags = 0;
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
     stack->WSARecv(7, &buffer, 1, &count, &flags, &state, nullptr);
     count = 17;
     EXPECT_EQ(stack->completeWSARecv(0, &count, nullptr), 0);

@@ -48,7 +48,7 @@ protected:
     int length = 16;
     DWORD bytes = 0;
     DWORD flags = 0;
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
 };
 
 void neverRun(DWORD, DWORD, WSAOVERLAPPED*, DWORD) {}
@@ -185,7 +185,7 @@ TEST_F(LogLayer, acceptIsSilent) {
 }
 
 TEST_F(LogLayer, selectIsSilent) {
-    fd_set sets[3];
+    fd_set sets[3]{};
     const timeval time{};
     lower->onSelect = [&](int nfds, fd_set* r, fd_set* w, fd_set* e, const timeval* t) {
         EXPECT_EQ(nfds, 5);
@@ -267,8 +267,8 @@ TEST_F(LogLayer, wsaAcceptIsSilent) {
 }
 
 TEST_F(LogLayer, wsaConnectIsSilent) {
-    WSABUF buffers[2];
-    QOS qos[2];
+    WSABUF buffers[2]{};
+    QOS qos[2]{};
     lower->onWSAConnect = [&](SOCKET s, const sockaddr* name, int namelen, WSABUF* caller,
                               WSABUF* callee, QOS* sqos, QOS* gqos) {
         EXPECT_EQ(s, socketNumber);

@@ -45,7 +45,7 @@ TEST_F(OtlsInTheClear, overlappedOperationsInTheClearReachTheStrategyBelow) {
         EXPECT_EQ(context, count);
         return answer + 2;
     };
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
     DWORD count = 6;
     EXPECT_EQ(stage.strategy->WSASend(connection, nullptr, 0, &count, 0, &state, nullptr), answer);
     EXPECT_EQ(stage.strategy->WSARecv(connection, nullptr, 0, nullptr, nullptr, nullptr, nullptr),

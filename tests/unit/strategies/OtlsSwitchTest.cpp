@@ -66,7 +66,7 @@ TEST_F(OtlsSwitch, afterTheStartOverlappedOperationsAreTheSecureOnes) {
         std::copy(wire.begin(), wire.end(), buffers[0].buf);
         return 0;
     };
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
     DWORD flags = 0;
     EXPECT_EQ(stage.strategy->WSARecv(connection, &buffer, 1, &count, &flags, &state, nullptr), 0);
     count = static_cast<DWORD>(wire.size());

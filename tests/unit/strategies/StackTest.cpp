@@ -140,7 +140,7 @@ TEST_P(FailingStack, resultsAndLastErrorOfEveryOperationAreTheSystems) {
     char data[8] = {};
     DWORD count = 0;
     DWORD flags = 0;
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
     WSABUF buffer{8, data};
     expectTheSystems(stack->send(7, data, 8, 0) == SOCKET_ERROR);
     expectTheSystems(stack->recv(7, data, 8, 0) == SOCKET_ERROR);

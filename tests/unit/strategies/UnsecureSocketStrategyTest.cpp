@@ -29,10 +29,10 @@ protected:
     UnsecureSocketStrategy strategy{log};
     sockaddr address{};
     int length = 16;
-    WSABUF buffers[2];
+    WSABUF buffers[2]{};
     DWORD bytes = 0;
     DWORD flags = 0;
-    WSAOVERLAPPED state;
+    WSAOVERLAPPED state{};
     char data[8] = {};
 };
 
@@ -99,7 +99,7 @@ TEST_F(UnsecureStrategy, acceptIsTheSystems) {
 }
 
 TEST_F(UnsecureStrategy, selectIsTheSystems) {
-    fd_set sets[3];
+    fd_set sets[3]{};
     const timeval time{};
     platform.select = [&](int nfds, fd_set* r, fd_set* w, fd_set* e, const timeval* t) {
         EXPECT_EQ(nfds, 5);
@@ -227,7 +227,7 @@ TEST_F(UnsecureStrategy, wsaRecvIsTheSystems) {
 }
 
 TEST_F(UnsecureStrategy, wsaConnectIsTheSystems) {
-    QOS qos[2];
+    QOS qos[2]{};
     platform.WSAConnect = [&](SOCKET s, const sockaddr* name, int namelen, WSABUF* caller,
                               WSABUF* callee, QOS* sqos, QOS* gqos) {
         EXPECT_EQ(s, socketNumber);
