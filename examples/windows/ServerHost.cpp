@@ -1,0 +1,112 @@
+// A small server: echoes what one client after another sends, by the settings of an ini file. Its
+// certificate comes from the machine's personal store.
+//
+//   server_host PORT INI-FILE CONNECTION CLIENTS
+//
+// Prints "port <number>" when it is ready (PORT 0 takes a free one) and ends after that many
+// clients. One client at a time keeps it small; a real server posts AcceptEx and runs
+// completeAcceptEx, which is the handshake, on a thread of the connection's own.
+#include <VexaSsl/SslLog.h>
+#include <VexaSsl/VexaSsl.h>
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+using namespace VexaSsl;
+
+SOCKET listenLocally(u_short port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+    if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(s, 16) != 0) {
+        throw std::runtime_error("can't listen");
+    }
+    return s;
+}
+
+u_short portOf(SOCKET s) {
+    sockaddr_in address{};
+    int length = sizeof address;
+    getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+void setOption(SOCKET s, int option, const void* value, int size) {
+    setsockopt(s, SOL_SOCKET, option, static_cast<const char*>(value), size);
+}
+
+void echo(ISocketStrategy& strategy, SOCKET s) {
+    char buffer[16384];
+    int count = 0;
+    while ((count = strategy.recv(s, buffer, sizeof buffer, 0)) > 0) {
+        for (int sent = 0; sent < count;) {
+            const int piece = strategy.send(s, buffer + sent, count - sent, 0);
+            if (piece == SOCKET_ERROR) {
+                return;
+            }
+            sent += piece;
+        }
+    }
+}
+
+// Result: false when no connection came of it.
+bool serveOne(ILog& log, const IConfig& config, SOCKET listener) {
+    const auto strategy = instantiateSocketStrategy(log, config);
+    // The accepted socket is known beforehand, so it can be closed even after a failed handshake.
+    const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+    OVERLAPPED state{};
+    state.hEvent = WSACreateEvent();
+    constexpr DWORD room = sizeof(sockaddr_storage) + 16;
+    char addresses[2 * room];
+    DWORD transferred = 0;
+    DWORD flags = 0;
+    strategy->AcceptEx(listener, s, addresses, 0, room, room, &transferred, &state);
+    const bool accepted =
+        WSAGetOverlappedResult(listener, &state, &transferred, TRUE, &flags) != FALSE;
+    const DWORD milliseconds = 30000; // against silent clients
+    setOption(s, SO_UPDATE_ACCEPT_CONTEXT, &listener, sizeof listener);
+    setOption(s, SO_RCVTIMEO, &milliseconds, sizeof milliseconds);
+    const bool secured = accepted && strategy->completeAcceptEx() == 0;
+    if (secured) {
+        echo(*strategy, s);
+    }
+    closesocket(s);
+    WSACloseEvent(state.hEvent);
+    return secured;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 5) {
+        std::cerr << "server_host PORT INI-FILE CONNECTION CLIENTS\n";
+        return 1;
+    }
+    WSADATA data;
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) { // the library leaves this to its host
+        return 1;
+    }
+    try {
+        SslLog log;
+        const auto config =
+            constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));
+        const SOCKET listener = listenLocally(static_cast<u_short>(std::atoi(argv[1])));
+        std::cout << "port " << portOf(listener) << std::endl;
+        bool allWell = true;
+        for (int client = std::atoi(argv[4]); client > 0; --client) {
+            allWell = serveOne(log, *config, listener) && allWell;
+        }
+        closesocket(listener);
+        return allWell ? 0 : 1;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "; the log tells more\n";
+        return 1;
+    }
+}
