@@ -73,7 +73,8 @@ const char* const notes =
     "its subject), usage (not marked for the purpose), chain (not trusted), later (one that comes\n"
     "later in the store is taken).\n"
     "\n"
-    "With --json, one object a line, told apart by \"type\": certificate, choice, loss.\n"
+    "With --json, one object a line, told apart by \"type\": certificate, choice, loss,\n"
+    "log.\n"
     "\n"
     "--usable-for wants a key that this account can use and a trusted chain; when no certificate "
     "has\n"
@@ -98,6 +99,7 @@ Flags certificatesFlags(CertificatesOptions& options) {
          &options.expiring},
         {"--pick", "", "Let the user pick one on the terminal, and show only that one",
          &options.pick},
+        {"--log", "", "Also what the library's own walk through the store logs", &options.log},
         {"--json", "", "One JSON object a line", &options.json},
     };
 }
@@ -110,7 +112,10 @@ ExitStatus runCertificates(const CertificatesOptions& options) {
     }
     useCertificateFolder(options.certificates);
     const PersonalCertificates certificates;
-    CertificateListing listing{certificates.all(), {}, choicesOf(options, certificates)};
+    CertificateListing listing{certificates.all(), {}, choicesOf(options, certificates), {}};
+    if (options.log) {
+        listing.lines = certificates.walk();
+    }
     if (!options.pick) {
         listing.places = wantedPlaces(options, certificates.all());
         return show(options, listing);

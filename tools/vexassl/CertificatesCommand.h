@@ -16,6 +16,7 @@ struct CertificatesOptions {
     std::string usableFor; // "server" or "client"; empty: no matter
     std::string expiring;  // "30d"; empty: no matter
     bool pick = false;
+    bool log = false;
     bool json = false;
 };
 

@@ -149,6 +149,12 @@ void printForPerson(const CertificateListing& listing) {
     for (const RoleChoice& choice : listing.choices) {
         printChoice(painter, choice, listing);
     }
+    if (!listing.lines.empty()) {
+        writeLine("\nthe library logs of the store:");
+    }
+    for (const LoggedLine& line : listing.lines) {
+        writeLine(std::string("    [") + severityName(line.severity) + "] " + shownLine(line.text));
+    }
 }
 
 void printForScript(const CertificateListing& listing) {
@@ -157,6 +163,13 @@ void printForScript(const CertificateListing& listing) {
     }
     for (const RoleChoice& choice : listing.choices) {
         printObject(choice);
+    }
+    for (const LoggedLine& line : listing.lines) {
+        writeLine(JsonLine()
+                      .text("type", "log")
+                      .text("severity", severityName(line.severity))
+                      .text("text", line.text)
+                      .str());
     }
 }
 

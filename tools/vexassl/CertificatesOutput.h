@@ -12,6 +12,7 @@ struct CertificateListing {
     const std::vector<PersonalCertificate>& all;
     std::vector<std::size_t> places; // of those to show
     std::vector<RoleChoice> choices;
+    std::vector<LoggedLine> lines; // of the library's own walk; usually none
 };
 
 void printForPerson(const CertificateListing& listing);

@@ -176,6 +176,12 @@ std::vector<bool> PersonalCertificates::foundByName(const std::wstring& name) co
     return found;
 }
 
+std::vector<LoggedLine> PersonalCertificates::walk() const {
+    log.take();
+    store->enumerateCertificates();
+    return log.take();
+}
+
 std::optional<std::size_t> PersonalCertificates::pick() const {
     const CertificateHandle picked = store->selectCertificateFromUI();
     if (!picked) {

@@ -70,6 +70,9 @@ public:
     // does, without a network.
     RoleChoice choose(const std::string& connection, const IConfig& config, bool isServer) const;
 
+    // What the library's own listing walk logs.
+    std::vector<LoggedLine> walk() const;
+
     // Has the user pick one. Nothing when the user declines or can't be asked.
     std::optional<std::size_t> pick() const;
 

@@ -1,0 +1,131 @@
+// vexassl explain HOST:PORT: the chain is seen though a connection refuses it.
+#include "integration/support/HostSocket.h"
+#include "tool/Tool.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+Outcome explained(const std::string& target, const Words& more = {}) {
+    return runTool(Words{"explain", target, "--certificates", pki::folder().string()} + more);
+}
+
+TEST(ExplainPeer, goodServerIsTrustedForItsName) {
+    RunningServer server(secureServer());
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_THAT(outcome.output, HasSubstr("the chain that " + server.target() + " sends, judged"));
+    EXPECT_THAT(outcome.output, HasSubstr("for server authentication: trusted\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("name [localhost]: the certificate is made out to it\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("a connection by the library logs:\n"
+                                          "    [Info] An encrypted connection has been "
+                                          "successfully initialised on socket ["));
+}
+
+TEST(ExplainPeer, expiredServerIsSeenWithCauseAndRemedyAndTheLinesOfAConnection) {
+    RunningServer server(secureServer(pki::expired));
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output, HasSubstr("expired: its validity ended at 2021-01-01"));
+    EXPECT_THAT(outcome.output, HasSubstr("remedy: have it renewed"));
+    EXPECT_THAT(outcome.output,
+                HasSubstr("    [Error] InitializeSecurityContext failed with: 2148074280 ("));
+}
+
+TEST(ExplainPeer, wrongNameIsSeen) {
+    RunningServer server(secureServer(pki::otherName));
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_THAT(outcome.output, HasSubstr("name: it isn't made out to [localhost]: its names are "
+                                          "elsewhere.test"));
+    EXPECT_THAT(outcome.output,
+                HasSubstr("    [Error] InitializeSecurityContext failed with: 2148074274 ("));
+    EXPECT_EQ(explained(server.target(), {"--name", "elsewhere.test"}).status, 0);
+}
+
+TEST(ExplainPeer, untrustedServersAreSeen) {
+    RunningServer selfSigned(secureServer(pki::selfSigned));
+    EXPECT_THAT(explained(selfSigned.target()).output, HasSubstr("self-signed: "));
+    RunningServer untrusted(secureServer(pki::untrusted));
+    const Outcome outcome = explained(untrusted.target());
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output, HasSubstr("missing-issuer: "));
+}
+
+TEST(ExplainPeer, wrongUsageIsSeen) {
+    RunningServer server(secureServer(pki::clientOnly));
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output, HasSubstr("usage: it isn't meant for server authentication"));
+}
+
+TEST(ExplainPeer, missingIntermediateIsSeenAndASentOneIsUsed) {
+    RunningServer broken(secureServer(pki::missingIntermediate));
+    const Outcome outcome = explained(broken.target());
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output, HasSubstr("[O=case intermediate, CN=Throwaway Intermediate]"));
+    RunningServer whole(secureServer(pki::behindIntermediate));
+    const Outcome good = explained(whole.target());
+    EXPECT_EQ(good.status, 0);
+    EXPECT_THAT(good.output, HasSubstr("[2] Throwaway Intermediate: nothing wrong with it"));
+}
+
+TEST(ExplainPeer, serverThatWantsACertificateShowsItsOwnAllTheSame) {
+    RunningServer server(secureServer(pki::localhost, {{"RequireClientAuthentication", "True"}}));
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("for server authentication: trusted\n"));
+}
+
+TEST(ExplainPeer, anotherTimeIsForTheChainAlone) {
+    RunningServer server(secureServer());
+    const Outcome outcome = explained(server.target(), {"--at", "2055-01-01"});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output, HasSubstr("expired: "));
+    EXPECT_THAT(outcome.output, HasSubstr("has been successfully initialised"));
+}
+
+TEST(ExplainPeer, scriptGetsTheConnectionsLinesToo) {
+    RunningServer server(secureServer(pki::expired));
+    const Outcome outcome = explained(server.target(), {"--json", "--purpose", "server"});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.output,
+                HasSubstr("{\"type\":\"log\",\"chain\":1,\"purpose\":\"connection\",\"severity\":"
+                          "\"Error\",\"text\":\"InitializeSecurityContext failed with: "
+                          "2148074280 ("));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("\"purpose\":\"client\"")));
+}
+
+void expectFailure(const Outcome& outcome, int status, const std::string& line) {
+    EXPECT_EQ(outcome.status, status) << outcome.errors;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr(line));
+}
+
+TEST(ExplainPeer, serverWithoutTlsShowsNoCertificate) {
+    RunningServer server(plainText());
+    expectFailure(explained(server.target()), 4, "showed no certificate: ");
+}
+
+TEST(ExplainPeer, nobodyThereCannotBeConnected) {
+    const Listener nobody;
+    expectFailure(explained("localhost:1"), 2, "cannot connect to localhost:1");
+    expectFailure(explained("no-such-host.invalid:443"), 2, "cannot resolve");
+}
+
+TEST(ExplainPeer, silentPeerTimesOut) {
+    const Listener silent;
+    expectFailure(explained("127.0.0.1:" + std::to_string(silent.port()), {"--timeout", "1"}), 3,
+                  "timed out talking to 127.0.0.1:");
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,82 @@
+#include "tool/StrangeCertificates.h"
+
+#include "integration/support/Pki.h"
+#include "tool/Command.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace VexaSsl::test {
+
+namespace {
+
+void runOpenssl(const Words& arguments) {
+    Command command(Words{"openssl"} + arguments);
+    EXPECT_EQ(command.exitStatus(), 0) << command.errors();
+}
+
+std::filesystem::path writtenFile(const std::string& extension, const std::string& content) {
+    const auto file = freshFile(extension);
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+}
+
+std::string configurationOf(const StrangeCertificate& certificate) {
+    std::string text = "[req]\ndistinguished_name=dn\nx509_extensions=ext\n[dn]\n[ext]\n";
+    if (!certificate.alternativeNames.empty()) {
+        return text + "subjectAltName=" + certificate.alternativeNames + "\n";
+    }
+    if (certificate.dnsNames.empty()) {
+        return text;
+    }
+    text += "subjectAltName=@names\n[names]\n";
+    for (std::size_t i = 0; i < certificate.dnsNames.size(); ++i) {
+        text += "DNS." + std::to_string(i) + "=" + certificate.dnsNames[i] + "\n";
+    }
+    return text;
+}
+
+std::filesystem::path freshFolder() {
+    const auto folder = freshFile(".certificates");
+    std::filesystem::create_directories(folder / "my");
+    std::filesystem::create_directories(folder / "root");
+    std::filesystem::copy(pki::folder() / "root" / "authority.pem", folder / "root");
+    return folder;
+}
+
+} // namespace
+
+std::filesystem::path makeStrange(const StrangeCertificate& certificate) {
+    const auto file = freshFile(".pem");
+    const auto key = freshFile(".key");
+    runOpenssl({"req", "-x509", "-utf8", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                "-nodes", "-days", "1000", "-subj", "/CN=" + certificate.commonName, "-config",
+                writtenFile(".cnf", configurationOf(certificate)).string(), "-keyout", key.string(),
+                "-out", file.string()});
+    std::ofstream(file, std::ios::app) << contents(key);
+    return file;
+}
+
+std::string withDamagedSignature(const std::filesystem::path& pem) {
+    const auto encoded = freshFile(".der");
+    runOpenssl({"x509", "-in", pem.string(), "-outform", "DER", "-out", encoded.string()});
+    std::string bytes = contents(encoded);
+    bytes.back() = static_cast<char>(bytes.back() ^ 1);
+    const auto damaged = freshFile(".pem");
+    runOpenssl({"x509", "-inform", "DER", "-in", writtenFile(".der", bytes).string(), "-out",
+                damaged.string()});
+    return contents(damaged);
+}
+
+OwnCertificates::OwnCertificates() : folder(freshFolder()) {}
+
+void OwnCertificates::put(const std::string& name, const std::string& content) const {
+    std::ofstream(folder / "my" / name, std::ios::binary) << content;
+}
+
+void OwnCertificates::putCase(const std::string& name) const {
+    put(name + ".pem", contents(pki::folder() / "my" / (name + ".pem")));
+}
+
+} // namespace VexaSsl::test

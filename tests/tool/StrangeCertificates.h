@@ -1,0 +1,37 @@
+// Certificates that nobody would issue, and folders to put certificates in. Made by the openssl
+// program where the tests run.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::test {
+
+struct StrangeCertificate {
+    std::string commonName;            // bytes as they are
+    std::vector<std::string> dnsNames; // plain ones; may be thousands
+    std::string alternativeNames =
+        ""; // in the place of dnsNames: a value for openssl's configuration
+};
+
+// A file with a certificate, signed by its own key, and that key.
+std::filesystem::path makeStrange(const StrangeCertificate& certificate);
+
+// The certificate of a file with its last byte changed, which is one of its signature.
+std::string withDamagedSignature(const std::filesystem::path& pem);
+
+// A certificate folder of its own with my/ and root/, the latter trusting the tests' authority.
+class OwnCertificates {
+public:
+    OwnCertificates();
+
+    // A file of my/ with that content.
+    void put(const std::string& name, const std::string& content) const;
+    // The tests' case, with certificate, key and helpers as it stands in their store.
+    void putCase(const std::string& name) const;
+
+    const std::filesystem::path folder;
+};
+
+} // namespace VexaSsl::test
