@@ -1,6 +1,7 @@
 #include "certificates/CertificateFile.h"
 
 #include "certificates/PemBlocks.h"
+#include "certificates/Pkcs12Effort.h"
 
 #include <algorithm>
 #include <string>
@@ -53,15 +54,6 @@ std::string firstLine(std::string_view text) {
     return std::string(text.substr(0, text.find_first_of("\r\n")));
 }
 
-// A damaged count could keep the key derivation busy for an hour.
-bool hasBearableIterations(const PKCS12* file) {
-    constexpr std::int64_t most = 10'000'000;
-    const ASN1_INTEGER* iterations = nullptr;
-    PKCS12_get0_mac(nullptr, nullptr, nullptr, &iterations, file);
-    std::int64_t count = 1;
-    return !iterations || (ASN1_INTEGER_get_int64(&count, iterations) == 1 && count <= most);
-}
-
 Pkcs12Pointer decodePkcs12(std::string_view text) {
     const auto* at = reinterpret_cast<const unsigned char*>(text.data());
     return Pkcs12Pointer(d2i_PKCS12(nullptr, &at, static_cast<long>(text.size())));
@@ -89,9 +81,11 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     if (file.outcome != FileOutcome::read)
         return {};
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
-    if (!pkcs12 || !hasBearableIterations(pkcs12.get()))
-        return {};
     std::string password = firstLine(passwordFile.bytes.text());
+    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password)) {
+        OPENSSL_cleanse(password.data(), password.size());
+        return {};
+    }
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* others = nullptr;

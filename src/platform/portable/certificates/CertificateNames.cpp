@@ -26,18 +26,14 @@ std::string_view bytesOf(const ASN1_STRING* string) {
             static_cast<std::size_t>(ASN1_STRING_length(string))};
 }
 
-// Nothing for a name that could pass for another one when it is printed or compared.
+// Nothing for a name that could pass for another one when it is printed or compared. These names
+// are ASCII by their kind (international ones are written as xn--...), so anything else is none.
 std::optional<std::wstring> cleanName(std::string_view bytes) {
-    std::wstring name;
-    while (!bytes.empty()) {
-        const char32_t codePoint = takeCodePoint(bytes);
-        if (codePoint == invalidSequence || isControl(static_cast<wchar_t>(codePoint)))
-            return std::nullopt;
-        name += static_cast<wchar_t>(codePoint);
-    }
-    if (name.empty())
+    const bool isPlain = std::all_of(bytes.begin(), bytes.end(),
+                                     [](char byte) { return byte > ' ' && byte < '\x7F'; });
+    if (bytes.empty() || !isPlain)
         return std::nullopt;
-    return name;
+    return std::wstring(bytes.begin(), bytes.end());
 }
 
 AlternativeNames alternativeNames(const X509* certificate) {

@@ -10,8 +10,8 @@
 namespace VexaSsl::portable {
 
 // The DNS names of the alternative names in their order, then the common name if it looks like a
-// DNS name and isn't among them. A name with a control character or a zero in it, one that isn't
-// valid text and an empty one are left out.
+// DNS name and isn't among them. An empty name and one with anything but visible ASCII
+// characters in it are left out.
 std::vector<std::wstring> dnsNamesOf(const X509* certificate);
 
 // The common name, else the organisation, else the first DNS name, else the e-mail address; empty

@@ -34,9 +34,14 @@ Listing listFolder(const std::filesystem::path& folder) {
         listing.outcome = outcome == FileOutcome::missing ? FileOutcome::unusable : outcome;
         return listing;
     }
-    listing.outcome = FileOutcome::read;
-    while (const dirent* entry = readdir(open.get()))
+    for (;;) {
+        errno = 0; // the only sign that the end is none
+        const dirent* entry = readdir(open.get());
+        if (!entry)
+            break;
         listing.names.insert(entry->d_name);
+    }
+    listing.outcome = errno == 0 ? FileOutcome::read : FileOutcome::temporary;
     return listing;
 }
 
@@ -79,6 +84,14 @@ bool FolderCache::isCurrent(const Snapshot& snapshot, const std::filesystem::pat
 FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& folder,
                                                const Snapshot* former) const {
     const Listing listing = listFolder(folder);
+    // While the folder can't be listed for want of descriptors, what was in it goes on: nobody must
+    // lose the trust anchors by that.
+    if (listing.outcome == FileOutcome::temporary && former && former->folder.path == folder &&
+        former->folder.outcome == FileOutcome::read) {
+        auto kept = std::make_shared<Snapshot>(*former);
+        kept->folder.settled = false;
+        return kept;
+    }
     auto snapshot = std::make_shared<Snapshot>();
     snapshot->folder = sourceOfFolder(folder, listing.outcome, listing.stamp);
     auto content = std::make_shared<FolderContent>();

@@ -21,19 +21,30 @@ std::wstring dateText(const ASN1_TIME* time) {
     return {text, text + sizeof text - 1};
 }
 
+// A certificate can hold names of any length and number; the list is to stay one that can be read.
+std::wstring shortened(std::wstring name) {
+    constexpr std::size_t longest = 100;
+    if (name.size() > longest)
+        name.replace(longest, std::wstring::npos, L"...");
+    return name;
+}
+
 std::wstring joined(const std::vector<std::wstring>& names) {
+    constexpr std::size_t most = 9;
     std::wstring text;
-    for (const std::wstring& name : names)
-        text += (text.empty() ? L"" : L", ") + name;
+    for (std::size_t i = 0; i < names.size() && i < most; ++i)
+        text += (i == 0 ? L"" : L", ") + shortened(names[i]);
+    if (names.size() > most)
+        text += L" and " + std::to_wstring(names.size() - most) + L" more";
     return text;
 }
 
 std::wstring describe(const Certificate& certificate) {
     const X509* x509 = certificate.x509();
-    std::wstring text = displayNameOf(x509);
+    std::wstring text = shortened(displayNameOf(x509));
     if (const std::wstring names = joined(dnsNamesOf(x509)); !names.empty())
         text += L" [" + printable(names) + L"]";
-    text += L", issued by " + issuerNameOf(x509);
+    text += L", issued by " + shortened(issuerNameOf(x509));
     text += L", valid from " + dateText(X509_get0_notBefore(x509)) + L" to " +
             dateText(X509_get0_notAfter(x509));
     if (certificate.keyState() == KeyState::unreadable)
