@@ -9,7 +9,7 @@
 
 namespace VexaSsl {
 
-extern "C" BOOL DllMain(HINSTANCE instance, DWORD reason, void*) {
+BOOL enterModule(HINSTANCE instance, DWORD reason) {
     if (reason != DLL_PROCESS_ATTACH) {
         return 1;
     }
@@ -19,6 +19,10 @@ extern "C" BOOL DllMain(HINSTANCE instance, DWORD reason, void*) {
         moduleInitialised = true;
     }
     return 1;
+}
+
+extern "C" BOOL DllMain(HINSTANCE instance, DWORD reason, void*) {
+    return enterModule(instance, reason);
 }
 
 extern "C" std::int32_t moduleVersion_VexaSsl_22_0_3() {

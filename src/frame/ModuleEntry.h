@@ -13,4 +13,8 @@ namespace VexaSsl {
 // Runs under the loader's lock, after the library's constants have been made.
 extern "C" VEXASSL_API BOOL DllMain(HINSTANCE instance, DWORD reason, void* reserved);
 
+// The same for callers inside the library, who would meet another library's entry point by the
+// exported name where the loader joins equal names.
+BOOL enterModule(HINSTANCE instance, DWORD reason);
+
 } // namespace VexaSsl

@@ -1,5 +1,6 @@
 // Calls the entry point where the loader doesn't know of one: when the shared object is loaded.
 // Notices of threads and of the end aren't imitated, since the entry point ignores them.
+#include "frame/Module.h"
 #include "frame/ModuleEntry.h"
 
 #include <dlfcn.h>
@@ -14,8 +15,7 @@ namespace {
 HMODULE ownHandle() {
     Dl_info place{};
     link_map* object = nullptr;
-    if (dladdr1(reinterpret_cast<const void*>(&DllMain), &place, reinterpret_cast<void**>(&object),
-                RTLD_DL_LINKMAP) == 0) {
+    if (dladdr1(&vexaSslModule, &place, reinterpret_cast<void**>(&object), RTLD_DL_LINKMAP) == 0) {
         return nullptr;
     }
     void* handle = dlopen(object->l_name, RTLD_LAZY | RTLD_NOLOAD);
@@ -26,7 +26,7 @@ HMODULE ownHandle() {
 }
 
 [[gnu::constructor]] void announceProcess() {
-    DllMain(ownHandle(), DLL_PROCESS_ATTACH, nullptr);
+    enterModule(ownHandle(), DLL_PROCESS_ATTACH);
 }
 
 } // namespace

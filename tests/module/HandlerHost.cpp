@@ -1,0 +1,73 @@
+// Calls the library's pure-virtual handler, as an abstract slot would, and expects KelException. A
+// program of its own, since the search for the dump library depends on its environment.
+//
+//   handler_host LIBRARY DISTANCE DUMP
+//
+// DISTANCE is how far the handler lies behind DllGetVersion in the library's memory. DUMP is the
+// argument that the dump library must have got, or "none" when there must be no such library.
+// Exit status: 0 when all is as expected; else 1 with a line that tells what isn't.
+#include "VexaSsl/KelException.h"
+#include "platform/WindowsBase.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+namespace {
+
+using namespace VexaSsl;
+using Handler = void (*)();
+
+int fail(const char* what) {
+    std::printf("%s\n", what);
+    return 1;
+}
+
+Handler findHandler(HMODULE library, const char* distance) {
+    const auto place = reinterpret_cast<std::uintptr_t>(
+        reinterpret_cast<void (*)()>(platform::GetProcAddress(library, "DllGetVersion")));
+    const auto offset = static_cast<std::uintptr_t>(std::strtoll(distance, nullptr, 10));
+    return place == 0 ? nullptr : reinterpret_cast<Handler>(place + offset);
+}
+
+// What the dump library says it was asked; "none" when it can't be found.
+std::string dumpAsked() {
+    const HMODULE library = platform::LoadLibraryA("kelmo");
+    if (library == nullptr) {
+        return "none";
+    }
+    using Asked = int (*)();
+    const auto asked = reinterpret_cast<Asked>(
+        reinterpret_cast<void (*)()>(platform::GetProcAddress(library, "kelDumpsAsked")));
+    return asked == nullptr ? "no test library" : std::to_string(asked());
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4) {
+        return fail("handler_host LIBRARY DISTANCE DUMP");
+    }
+    const HMODULE library = platform::LoadLibraryA(argv[1]);
+    const Handler handler = library == nullptr ? nullptr : findHandler(library, argv[2]);
+    if (handler == nullptr) {
+        return fail("the library can't be loaded");
+    }
+    try {
+        handler();
+        return fail("the handler came back");
+    } catch (const std::exception&) {
+        return fail("the handler threw a standard exception");
+    } catch (const KelException& exception) {
+        if (exception.first != 1 || exception.second != 7) {
+            return fail("the exception has other numbers");
+        }
+    }
+    const std::string asked = dumpAsked();
+    if (asked != argv[3]) {
+        return fail(("the dump library was asked: " + asked).c_str());
+    }
+    return 0;
+}
