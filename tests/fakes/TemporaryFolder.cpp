@@ -21,15 +21,20 @@ TemporaryFolder::~TemporaryFolder() {
     std::filesystem::remove_all(folder, ignored);
 }
 
-std::filesystem::path TemporaryFolder::write(const std::string& name,
+std::filesystem::path TemporaryFolder::write(const std::filesystem::path& name,
                                              const std::string& bytes) const {
     std::ofstream out(path(name), std::ios_base::binary);
     out << bytes;
     return path(name);
 }
 
-std::string TemporaryFolder::read(const std::string& name) const {
+std::string TemporaryFolder::read(const std::filesystem::path& name) const {
     std::ifstream in(path(name), std::ios_base::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string TemporaryFolder::readText(const std::filesystem::path& name) const {
+    std::ifstream in(path(name));
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <codecvt>
 #include <locale>
 #include <stdexcept>
 
@@ -19,13 +20,16 @@ LogLine noDelimiter(const std::wstring& line) {
             L"Ignoring Configuration Store option because there's no delimiter: [" + line + L"]"};
 }
 
-// The host's own global locale for the time of a test.
-class GlobalLocale {
+// For the time of a test the global locale is one of the host's own, whose files are in UTF-8. It
+// is put together, since not every system has one of a name that can be counted on.
+class Utf8GlobalLocale {
 public:
-    explicit GlobalLocale(const char* name) : former(std::locale::global(std::locale(name))) {}
-    ~GlobalLocale() { std::locale::global(former); }
-    GlobalLocale(const GlobalLocale&) = delete;
-    GlobalLocale& operator=(const GlobalLocale&) = delete;
+    Utf8GlobalLocale()
+        : former(std::locale::global(
+              std::locale(std::locale::classic(), new std::codecvt_utf8<wchar_t>))) {}
+    ~Utf8GlobalLocale() { std::locale::global(former); }
+    Utf8GlobalLocale(const Utf8GlobalLocale&) = delete;
+    Utf8GlobalLocale& operator=(const Utf8GlobalLocale&) = delete;
 
 private:
     std::locale former;
@@ -234,7 +238,7 @@ TEST_F(ConfigFileParserTest, carriageReturnInsideALineEndsNeitherTheLineNorTheSe
 }
 
 TEST_F(ConfigFileParserTest, readErrorEndsTheFileAndWhatWasReadCounts) {
-    const GlobalLocale utf8("C.UTF-8");
+    const Utf8GlobalLocale utf8;
     const auto parser = parse("[S]\nk=v\nbroken=\xFF\nj=w\n");
     EXPECT_EQ(parser.getValue(L"S", L"k"), L"v");
     EXPECT_EQ(parser.getValue(L"S", L"broken"), L"");
@@ -242,7 +246,7 @@ TEST_F(ConfigFileParserTest, readErrorEndsTheFileAndWhatWasReadCounts) {
 }
 
 TEST_F(ConfigFileParserTest, localeOfTheHostConvertsTheFile) {
-    const GlobalLocale utf8("C.UTF-8");
+    const Utf8GlobalLocale utf8;
     EXPECT_EQ(parse("[S]\nk=\xC3\xA9\n").getValue(L"S", L"k"), L"\u00E9");
 }
 

@@ -60,8 +60,8 @@ TEST_F(FactoriesFallback, theReadyMadeLogTellsItWithItsTagInTheFileAndOnTheConso
         constructSslConfigurationFromIniFile(readyMade, folder.path("missing.ini"), L"Foo");
     }
     std::wcout.rdbuf(former);
-    EXPECT_EQ(folder.read("server.log"), "[Warning] Can't open config file\n"
-                                         "[Warning] Reverting to NO ENCRYPTION\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Warning] Can't open config file\n"
+                                             "[Warning] Reverting to NO ENCRYPTION\n");
     EXPECT_EQ(console.str(), L"[Warning] Can't open config file\n"
                              L"[Warning] Reverting to NO ENCRYPTION\n");
 }

@@ -4,6 +4,7 @@
 #include "fakes/CollectingLog.h"
 #include "fakes/ScriptedPlatform.h"
 #include "fakes/TemporaryFolder.h"
+#include "platform/TextFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -137,9 +138,11 @@ TEST_F(Factories, storesOwnPointerIsNotFollowed) {
     expectDefaults(constructSslConfigurationFromSslConfigStore(log, store, L"Foo"));
 }
 
-TEST_F(Factories, storeWithANameInUtf8IsFoundThroughTheIniFile) {
-    const auto store = folder.write("st\xC3\xB6re.ini", fullStore);
-    const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store.string() + "\n");
+TEST_F(Factories, storeWhoseNameIsNotAsciiIsFoundThroughTheIniFile) {
+    // Which file the bytes name is the system's affair: the one of these bytes, or of these units.
+    folder.write(platform::pathFromFileText(L"st\u00C3\u00B6re.ini"), fullStore);
+    const std::string store = folder.path("").string() + "st\xC3\xB6re.ini";
+    const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store + "\n");
     const auto config = constructSslConfigurationFromIniFile(log, ini, L"Foo");
     EXPECT_EQ(config->getValue(L"UseEncryption"), L"True");
     ASSERT_EQ(log.lines.size(), 2U);

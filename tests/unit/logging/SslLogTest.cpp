@@ -91,33 +91,33 @@ TEST_F(SslLogTest, pathThatWasCutIsUsedAsItIs) {
     };
     { SslLog().log(Severity::Info, L"x"); }
     std::filesystem::path expected(cut);
-    EXPECT_EQ(folder.read(expected.filename().string() + ".log"), "[Info] x\n");
+    EXPECT_EQ(folder.readText(expected.filename().string() + ".log"), "[Info] x\n");
 }
 
 TEST_F(SslLogTest, freshLogLeavesANewFileEmpty) {
     const SslLog log;
     EXPECT_TRUE(std::filesystem::exists(folder.path("server.log")));
-    EXPECT_EQ(folder.read("server.log"), "");
+    EXPECT_EQ(folder.readText("server.log"), "");
     EXPECT_EQ(console.text(), L"");
 }
 
 TEST_F(SslLogTest, freshLogDropsDebugLines) {
     SslLog log;
     log.log(Severity::Debug, L"x");
-    EXPECT_EQ(folder.read("server.log"), "");
+    EXPECT_EQ(folder.readText("server.log"), "");
     EXPECT_EQ(console.text(), L"");
 }
 
 TEST_F(SslLogTest, freshLogTakesInfoLines) {
     SslLog log;
     log.log(Severity::Info, L"x");
-    EXPECT_EQ(folder.read("server.log"), "[Info] x\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Info] x\n");
 }
 
 TEST_F(SslLogTest, warningGoesToFileAndConsole) {
     SslLog log;
     log.log(Severity::Warning, L"x");
-    EXPECT_EQ(folder.read("server.log"), "[Warning] x\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Warning] x\n");
     EXPECT_EQ(console.text(), L"[Warning] x\n");
 }
 
@@ -127,7 +127,7 @@ TEST_F(SslLogTest, everySeverityHasItsTag) {
     for (int number = 1; number <= 5; ++number) {
         log.log(static_cast<Severity>(number), L"x");
     }
-    EXPECT_EQ(folder.read("server.log"),
+    EXPECT_EQ(folder.readText("server.log"),
               "[Debug] x\n[Info] x\n[Warning] x\n[Error] x\n[Fatal] x\n");
 }
 
@@ -139,7 +139,7 @@ TEST_F(SslLogTest, fatalPassesEveryThresholdFromOneToFive) {
         log.log(Severity::Fatal, L"x");
         expected += "[Fatal] x\n";
     }
-    EXPECT_EQ(folder.read("server.log"), expected);
+    EXPECT_EQ(folder.readText("server.log"), expected);
 }
 
 TEST_F(SslLogTest, thresholdAboveFatalSilencesEveryTaggedLine) {
@@ -148,35 +148,35 @@ TEST_F(SslLogTest, thresholdAboveFatalSilencesEveryTaggedLine) {
     for (int number = 1; number <= 5; ++number) {
         log.log(static_cast<Severity>(number), L"x");
     }
-    EXPECT_EQ(folder.read("server.log"), "");
+    EXPECT_EQ(folder.readText("server.log"), "");
     EXPECT_EQ(console.text(), L"");
 }
 
 TEST_F(SslLogTest, severityOutsideTheNamesHasNoTag) {
     SslLog log;
     log.log(static_cast<Severity>(9), L"x");
-    EXPECT_EQ(folder.read("server.log"), " x\n");
+    EXPECT_EQ(folder.readText("server.log"), " x\n");
 }
 
 TEST_F(SslLogTest, severityIsComparedAsASignedNumber) {
     SslLog log;
     log.log(static_cast<Severity>(-1), L"x");
-    EXPECT_EQ(folder.read("server.log"), "");
+    EXPECT_EQ(folder.readText("server.log"), "");
     log.setMinimumSeverity(static_cast<Severity>(-1));
     log.log(static_cast<Severity>(0), L"x");
-    EXPECT_EQ(folder.read("server.log"), " x\n");
+    EXPECT_EQ(folder.readText("server.log"), " x\n");
 }
 
 TEST_F(SslLogTest, emptyTextIsTagAndBlank) {
     SslLog log;
     log.log(Severity::Error, L"");
-    EXPECT_EQ(folder.read("server.log"), "[Error] \n");
+    EXPECT_EQ(folder.readText("server.log"), "[Error] \n");
 }
 
 TEST_F(SslLogTest, lineEndInTheTextMakesASecondLineWithoutTag) {
     SslLog log;
     log.log(Severity::Error, L"one\ntwo");
-    EXPECT_EQ(folder.read("server.log"), "[Error] one\ntwo\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Error] one\ntwo\n");
 }
 
 TEST_F(SslLogTest, consoleIsFlushedWithEveryLine) {
@@ -199,20 +199,20 @@ TEST_F(SslLogTest, shouldLogComparesWithTheThreshold) {
 
 TEST_F(SslLogTest, logWithThresholdDebugSaysThatItCloses) {
     { SslLog().setMinimumSeverity(Severity::Debug); }
-    EXPECT_EQ(folder.read("server.log"), "[Debug] closing log\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Debug] closing log\n");
     EXPECT_EQ(console.text(), L"[Debug] closing log\n");
 }
 
 TEST_F(SslLogTest, logWithThresholdInfoClosesSilently) {
     { SslLog().setMinimumSeverity(Severity::Info); }
-    EXPECT_EQ(folder.read("server.log"), "");
+    EXPECT_EQ(folder.readText("server.log"), "");
     EXPECT_EQ(console.text(), L"");
 }
 
 TEST_F(SslLogTest, secondRunAppendsToTheFirst) {
     { SslLog().log(Severity::Info, L"first"); }
     { SslLog().log(Severity::Info, L"second"); }
-    EXPECT_EQ(folder.read("server.log"), "[Info] first\n[Info] second\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Info] first\n[Info] second\n");
 }
 
 TEST_F(SslLogTest, twoOpenLogsShareTheFile) {
@@ -221,7 +221,7 @@ TEST_F(SslLogTest, twoOpenLogsShareTheFile) {
     one.log(Severity::Info, L"one");
     other.log(Severity::Info, L"other");
     one.log(Severity::Info, L"one again");
-    EXPECT_EQ(folder.read("server.log"), "[Info] one\n[Info] other\n[Info] one again\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Info] one\n[Info] other\n[Info] one again\n");
 }
 
 TEST_F(SslLogTest, fileThatCannotBeOpenedLeavesTheConsole) {
@@ -248,7 +248,7 @@ TEST_F(SslLogTest, executablePathThatIsNoFileNameLeavesTheConsole) {
 TEST_F(SslLogTest, fileHoldsOneByteForAUnitUpTo255) {
     SslLog log;
     log.log(Severity::Info, L"\u00E9");
-    EXPECT_EQ(folder.read("server.log"), "[Info] \xE9\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Info] \xE9\n");
 }
 
 TEST_F(SslLogTest, unitThatTheFileCannotHoldEndsTheFileButNotTheConsole) {
@@ -256,7 +256,7 @@ TEST_F(SslLogTest, unitThatTheFileCannotHoldEndsTheFileButNotTheConsole) {
     log.log(Severity::Info, L"before");
     log.log(Severity::Info, L"\u4E2D");
     log.log(Severity::Info, L"after");
-    EXPECT_EQ(folder.read("server.log"), "[Info] before\n");
+    EXPECT_EQ(folder.readText("server.log"), "[Info] before\n");
     EXPECT_EQ(console.text(), L"[Info] before\n[Info] \u4E2D\n[Info] after\n");
 }
 
