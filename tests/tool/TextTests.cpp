@@ -1,0 +1,55 @@
+#include "Text.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl::tool {
+namespace {
+
+TEST(Text, overlongAndSurrogateSpellingsAreNoUtf8) {
+    for (const char* bytes :
+         {"\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE0\x9F\xBF", "\xED\xA0\x80",
+          "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\x80", "\xBF", "\xC3",
+          "\xE2\x82", "\xF0\x9F\x98", "\xC3("}) {
+        EXPECT_FALSE(isUtf8(bytes));
+    }
+}
+
+TEST(Text, bordersOfEveryLengthAreUtf8) {
+    for (const char* bytes :
+         {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+          "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(isUtf8(bytes));
+        EXPECT_EQ(toUtf8(characters(std::string_view(bytes))), bytes);
+    }
+}
+
+TEST(Text, everyWrongByteIsReplacedAndTheRestKept) {
+    EXPECT_EQ(characters(std::string_view("a\xFF"
+                                          "b\xE2\x82"
+                                          "c")),
+              U"a\uFFFDb\uFFFD\uFFFDc");
+}
+
+TEST(Text, printableTextHasNoControlCharactersButTabs) {
+    EXPECT_EQ(printableText(std::string_view("a\x1B[31m\tb\n\x7F\xC2\x9B")), "a?[31m\tb???");
+}
+
+TEST(Text, printableTextLeavesZeroCharactersOut) {
+    EXPECT_EQ(printableText(std::wstring_view(L"a\0b\0", 4)), "ab");
+}
+
+TEST(Text, widenedBytesComeBackAsTheTextThatWasWritten) {
+    EXPECT_EQ(charactersOfFileText(widenedBytes("M\xC3\xBCller")), U"M\u00FCller");
+}
+
+TEST(Text, fileTextThatIsNoUtf8StaysAsItIs) {
+    EXPECT_EQ(charactersOfFileText(widenedBytes("M\xFCller")), U"M\u00FCller");
+    EXPECT_EQ(charactersOfFileText(L"\u20AC\u00C3\u00BC"), U"\u20AC\u00C3\u00BC");
+}
+
+TEST(Text, pathsAreTheirBytes) {
+    EXPECT_EQ(pathText(std::filesystem::path("a/\xC3\xBC")), "a/\xC3\xBC");
+}
+
+} // namespace
+} // namespace VexaSsl::tool
