@@ -29,7 +29,8 @@ public:
     Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
          LinePrinter& linePrinter)
         : options(connectOptions), target(peer), printer(linePrinter), log(linePrinter),
-          strategy(makeStrategy(log, config)) {}
+          strategy(makeStrategy(log, config)),
+          staysClear(options.startTls.empty() && isOpportunistic(config)) {}
 
     void run() {
         AddressList addresses;
@@ -101,7 +102,9 @@ private:
             printer.print("connected to " + target.text() + ": " + summary);
         }
         const auto input = makeInput();
-        Conversation(*strategy, s, log, guard, *input).run();
+        const auto receiver =
+            makeBlockingReceiver(*strategy, s, staysClear ? Passing::Clear : Passing::AsConfigured);
+        Conversation(*strategy, s, log, guard, *input, *receiver).run();
     }
 
     std::unique_ptr<ConversationInput> makeInput() const {
@@ -117,6 +120,7 @@ private:
     ToolLog log;
     Watchdog watchdog;
     std::unique_ptr<ISocketStrategy> strategy;
+    bool staysClear; // although it could be switched
 };
 
 } // namespace

@@ -19,9 +19,9 @@ constexpr std::size_t bufferSize = 32768;
 
 Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
                            const ToolLog& connectionLog, Watchdog::Guard& connectionGuard,
-                           ConversationInput& whatToSend)
+                           ConversationInput& whatToSend, Receiver& whatComes)
     : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard),
-      input(whatToSend) {}
+      input(whatToSend), receiver(whatComes) {}
 
 void Conversation::run() {
     guard.pause(); // a user at a terminal may think as long as he likes
@@ -58,7 +58,7 @@ void Conversation::receiveAll() {
     std::vector<char> buffer(bufferSize);
     while (true) {
         const unsigned long partialsBefore = log.diagnosis().partialReads();
-        const int count = strategy.recv(socket, buffer.data(), static_cast<int>(bufferSize), 0);
+        const int count = receiver.receive(buffer.data(), static_cast<int>(bufferSize));
         if (count < 0) {
             receiveFailed = true;
             receiveError = platform::WSAGetLastError();

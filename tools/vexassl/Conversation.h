@@ -5,6 +5,7 @@
 #pragma once
 
 #include "ConversationInput.h"
+#include "Receiver.h"
 #include "ToolLog.h"
 #include "VexaSsl/ISocketStrategy.h"
 #include "Watchdog.h"
@@ -17,7 +18,8 @@ namespace VexaSsl::tool {
 class Conversation {
 public:
     Conversation(ISocketStrategy& borrowedStrategy, SOCKET s, const ToolLog& connectionLog,
-                 Watchdog::Guard& connectionGuard, ConversationInput& whatToSend);
+                 Watchdog::Guard& connectionGuard, ConversationInput& whatToSend,
+                 Receiver& whatComes);
 
     // Returns when the peer has closed and everything has been sent and printed.
     // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output).
@@ -33,6 +35,7 @@ private:
     const ToolLog& log;
     Watchdog::Guard& guard;
     ConversationInput& input;
+    Receiver& receiver;
 
     // Written by the sender, read behind the join, or atomic where the receiver looks earlier.
     std::atomic<bool> inputEnded = false;

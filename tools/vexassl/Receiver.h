@@ -20,9 +20,17 @@ public:
     virtual int receive(char* buffer, int size) = 0;
 };
 
-std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET s);
+// What the stack is at the moment of receiving.
+enum class Passing {
+    Clear,       // it could be switched to TLS and hasn't been: select must not be asked
+    AsConfigured // any other
+};
+
+std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET s,
+                                               Passing passing);
 
 // Throws std::bad_alloc when the system has no event left.
-std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s);
+std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s,
+                                                 Passing passing);
 
 } // namespace VexaSsl::tool

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t bufferSize = 32768;
 
-// How much of a refused request is read and thrown away, so that closing doesn't reset the
-// connection before the peer has read the answer.
+// How much is read and thrown away behind the last answer: closing while more lies there would
+// reset the connection before the peer has read it.
 constexpr std::size_t maximumDiscarded = 262144;
 
 std::string narrow(const IConfig& config, const std::wstring& key) {
@@ -92,8 +92,10 @@ void ServedConnection::run() {
 }
 
 std::unique_ptr<Receiver> ServedConnection::makeReceiver() {
-    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get())
-                                      : makeBlockingReceiver(*strategy, socket.get());
+    const bool staysClear = service.options.startTls.empty() && isOpportunistic(service.config);
+    const Passing passing = staysClear ? Passing::Clear : Passing::AsConfigured;
+    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get(), passing)
+                                      : makeBlockingReceiver(*strategy, socket.get(), passing);
 }
 
 void ServedConnection::serveMail(Watchdog::Guard& guard) {
@@ -103,11 +105,11 @@ void ServedConnection::serveMail(Watchdog::Guard& guard) {
     SmtpService mail(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
     switch (mail.run([this](const Envelope& envelope) { reportMessage(envelope); })) {
     case SmtpService::End::Well:
-        closeBehindAnswer(mail.currentReceiver(), true);
+        closeBehindAnswer(mail.currentReceiver());
         break;
     case SmtpService::End::Refused:
         report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
-        closeBehindAnswer(mail.currentReceiver(), true);
+        closeBehindAnswer(mail.currentReceiver());
         break;
     case SmtpService::End::NoSwitch:
         reportHandshake(guard);
@@ -158,14 +160,14 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
         reportEnd(SOCKET_ERROR, guard);
         return;
     }
-    closeBehindAnswer(receiver, isTooLong || received.size() > headSize);
+    closeBehindAnswer(receiver);
 }
 
-void ServedConnection::closeBehindAnswer(Receiver& receiver, bool isMoreToCome) {
+void ServedConnection::closeBehindAnswer(Receiver& receiver) {
     platform::shutdown(socket.get(), SD_SEND);
     std::vector<char> buffer(bufferSize);
     std::size_t discarded = 0;
-    while (isMoreToCome && discarded < maximumDiscarded) {
+    while (discarded < maximumDiscarded) {
         const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
         if (count <= 0) {
             return;

@@ -81,7 +81,7 @@ private:
     std::unique_ptr<Receiver> makeReceiver();
     void echo(Receiver& receiver, Watchdog::Guard& guard);
     void answerWebRequest(Receiver& receiver, Watchdog::Guard& guard);
-    void closeBehindAnswer(Receiver& receiver, bool isMoreToCome);
+    void closeBehindAnswer(Receiver& receiver);
     ConnectionFacts facts() const;
     void reportMessage(const Envelope& envelope);
     void reportHandshake(const Watchdog::Guard& guard);

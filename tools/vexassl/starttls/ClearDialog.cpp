@@ -21,7 +21,7 @@ constexpr std::size_t longestQuote = 160;
 
 ClearDialog::ClearDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol)
     : strategy(borrowedStrategy), socket(s), protocolName(std::move(protocol)),
-      receiver(makeBlockingReceiver(strategy, s)), reader(*receiver) {}
+      receiver(makeBlockingReceiver(strategy, s, Passing::Clear)), reader(*receiver) {}
 
 void ClearDialog::send(std::string_view bytes) {
     if (!sendAll(strategy, socket, bytes)) {
