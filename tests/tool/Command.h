@@ -55,6 +55,7 @@ public:
     void signal(int number);
 
     std::size_t openDescriptors() const;
+    pid_t processNumber() const { return process; }
 
 private:
     bool waitFor(const std::filesystem::path& file, std::string_view text);

@@ -1,0 +1,130 @@
+// vexassl connect with a file to send, with its progress on a terminal, with several connections,
+// and with what it says of the connection.
+#include "tool/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::ContainsRegex;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::string bigFile(std::size_t size) {
+    return Command::Input::text(std::string(size, 'x')).path.string();
+}
+
+TEST(ConnectSend, aFileGoesInThePlaceOfStandardInput) {
+    RunningServer server(secureServer());
+    const auto file = Command::Input::text(std::string("a\0b\xff\n", 5)).path.string();
+    const Outcome outcome =
+        runTool(Words{"connect", server.target(), "--send", file} + secureClient(),
+                Command::Input::text("not this"));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, std::string("a\0b\xff\n", 5));
+}
+
+TEST(ConnectSend, missingFileIsUsageBeforeAnybodyIsCalled) {
+    for (const char* file : {"/nowhere/at.all", "/"}) {
+        const Outcome outcome = runTool({"connect", "localhost:1", "--send", file});
+        EXPECT_EQ(outcome.status, 1) << outcome.errors;
+        EXPECT_THAT(outcome.errors, HasSubstr("cannot read the file [" + std::string(file) + "]"));
+    }
+}
+
+TEST(ConnectSend, noProgressWithoutATerminal) {
+    RunningServer server{Words{}};
+    const Outcome outcome =
+        runTool({"connect", server.target(), "--send", bigFile(std::size_t{8} << 20)});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output.size(), std::size_t{8} << 20);
+    EXPECT_THAT(outcome.errors, IsEmpty());
+}
+
+// What the tool shows on a terminal as its standard error; its standard output goes elsewhere.
+std::string onATerminal(const Words& words) {
+    std::string line;
+    for (const std::string& word : words) {
+        line += "'" + word + "' ";
+    }
+    Command command(
+        {"script", "--quiet", "--return", "--command", line + ">/dev/null", "/dev/null"},
+        Command::Input::open());
+    EXPECT_EQ(command.exitStatus(), 0) << command.output();
+    return command.output();
+}
+
+TEST(ConnectSend, aTerminalShowsAmountRateAndRemainder) {
+    RunningServer server{Words{}};
+    const std::string shown =
+        onATerminal(connectTo(server.target(), {"--send", bigFile(std::size_t{300} << 20)}));
+    EXPECT_THAT(shown, ContainsRegex("of 300\\.0 MiB, [0-9.]+ [KMG]iB/s, [0-9]+ s left"));
+    EXPECT_THAT(shown, ContainsRegex("300\\.0 MiB of 300\\.0 MiB, [0-9.]+ [KMG]iB/s\r\n$"));
+}
+
+TEST(ConnectSend, anEmptyFileIsSentAtOnce) {
+    RunningServer server{Words{}};
+    const std::string shown = onATerminal(connectTo(server.target(), {"--send", bigFile(0)}));
+    EXPECT_THAT(shown, HasSubstr("0 B of 0 B\r\n"));
+}
+
+// --- --count.
+
+TEST(ConnectCount, callsAgainAndAgainWithTheSameFile) {
+    RunningServer server(secureServer() + Words{"--count", "3"});
+    const auto file = Command::Input::text("ab").path.string();
+    const Outcome outcome =
+        runTool(Words{"connect", server.target(), "--count", "3", "--send", file} + secureClient());
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "ababab");
+    EXPECT_EQ(server.command().exitStatus(), 0);
+}
+
+TEST(ConnectCount, moreThanOneReadNoStandardInput) {
+    RunningServer server(secureServer());
+    const Outcome outcome =
+        runTool(Words{"connect", server.target(), "--count", "2"} + secureClient(),
+                Command::Input::text("never sent"));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "");
+}
+
+TEST(ConnectCount, theFirstFailureEndsIt) {
+    RunningServer server(secureServer() + Words{"--count", "1"});
+    const Outcome outcome =
+        runTool(Words{"connect", server.target(), "--count", "3"} + secureClient());
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
+}
+
+// --- The summary.
+
+TEST(ConnectSummary, oneLineTellsWhatWasNegotiatedAndWithWhom) {
+    RunningServer server(secureServer());
+    const Outcome outcome = runTool(Words{"connect", server.target()} + secureClient());
+    EXPECT_THAT(outcome.errors,
+                ContainsRegex("connected to localhost:[0-9]+: TLS 1.2 with "
+                              "TLS_ECDHE_RSA_WITH_[A-Z0-9_]+, peer \\[O=case server-rsa, "
+                              "CN=localhost\\], issued by \\[O=case authority, CN=Throwaway "
+                              "Authority\\]\n"));
+}
+
+TEST(ConnectSummary, logLayersDoNotHideIt) {
+    RunningServer server(secureServer());
+    const Outcome outcome =
+        runTool(Words{"connect", server.target()} + secureClient({{"InjectLogLayers", "True"}}));
+    EXPECT_THAT(outcome.errors, HasSubstr(": TLS 1.2 with TLS_"));
+}
+
+TEST(ConnectSummary, nothingIsSaidOfPlainText) {
+    RunningServer server{Words{}};
+    EXPECT_THAT(runTool({"connect", server.target()}).errors, IsEmpty());
+}
+
+} // namespace
+} // namespace VexaSsl::test
