@@ -58,6 +58,7 @@ TEST(ClientAuthentication, aClientWhoseNameIsListedStaysWhateverTheCase) {
 }
 
 TEST(ClientAuthentication, aClientThatMaySendAnySendsASuitableOne) {
+    VEXASSL_NEEDS_ABILITY(Ability::searchByUsage);
     VEXASSL_NEEDS_ABILITY(Ability::askClients);
     Meeting meeting = meetClient(Settings::clientSending("Any"));
     ASSERT_TRUE(meeting.established());

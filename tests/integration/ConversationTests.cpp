@@ -155,6 +155,7 @@ TEST(Conversation, anEndInsideARecordIsTheEndOfTheStreamWithoutAnyLine) {
 }
 
 TEST(Conversation, aResetInsideARecordIsTheSocketsFailure) {
+    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
     Meeting meeting = meetCutInTheSecondRecord(Ending::reset);
     EXPECT_EQ(meeting.server.receive(100), std::nullopt);
     EXPECT_EQ(meeting.server.error, WSAECONNRESET);

@@ -60,6 +60,7 @@ enum class Ability {
     sendIntermediates, // a certificate is sent together with its issuer
     keepFlights,       // of a flight in pieces the security package consumes whole records only at
                        // its end
+    tellResets,        // a reset connection is never taken for a closed one
     searchByUsage,     // the personal store is searched by the usage of certificates
     renameMachine,     // a thread can be given a machine name of its own
     actAsAnotherUser,  // a process of another user can be started

@@ -37,6 +37,8 @@ std::string whyNotUnderWine(Ability ability) {
         return "Wine imports RSA keys only";
     case Ability::sendIntermediates:
         return "Wine's security package sends a certificate without its issuer";
+    case Ability::tellResets:
+        return "Wine tells of a reset at times as of an ordinary end";
     case Ability::searchByUsage:
         return "Wine's personal store can't be searched by usage";
     default:
