@@ -1,7 +1,7 @@
 // The keys and helpers that entries of the personal store have.
 #include "portable/HelperNames.h"
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using portable::KeyState;
@@ -80,4 +80,4 @@ TEST_F(EntryKey, keyThatThisAccountMayNotReadIsUnreadable) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,14 +1,14 @@
 // The certificates that travel with another one, by their names.
 #pragma once
 
-#include "contract/certificates/StoreFixture.h"
+#include "portable/CertificateFolderTest.h"
 
 #include "certificates/CertificateObject.h"
 
 #include <string>
 #include <vector>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 
 inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
     std::vector<std::wstring> names;
@@ -17,4 +17,4 @@ inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
     return names;
 }
 
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

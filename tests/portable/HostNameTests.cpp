@@ -11,7 +11,7 @@
 #include <iterator>
 #include <string>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using portable::canonicalNameIn;
@@ -79,4 +79,4 @@ TEST(FullyQualifiedHostName, hostNameWithoutADotIsLookedUpInTheHostsFile) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,7 +1,7 @@
 // What a certificate that a peer sent is wrapped in.
 #include "portable/HelperNames.h"
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using Names = std::vector<std::wstring>;
@@ -56,4 +56,4 @@ TEST_F(PeerContext, walkOfItsStoreGoesOnBehindIt) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

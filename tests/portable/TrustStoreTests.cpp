@@ -1,9 +1,9 @@
 // The trust anchors, and how long they are kept.
-#include "contract/certificates/StoreFixture.h"
+#include "portable/CertificateFolderTest.h"
 
 #include "certificates/CertificateObject.h"
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 class TrustStore : public CertificateFolderTest {};
@@ -58,4 +58,4 @@ TEST_F(TrustStore, missingFolderIsNoFailure) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

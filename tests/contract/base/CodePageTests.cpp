@@ -1,4 +1,5 @@
 // Conversions between wide text and code pages.
+#include "contract/support/ContractTest.h"
 #include "platform/WindowsBase.h"
 
 #include <gtest/gtest.h>
@@ -6,7 +7,7 @@
 #include <cwchar>
 #include <string>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 constexpr DWORD invalidParameter = 87;
@@ -27,30 +28,33 @@ std::string narrow(const std::wstring& text, UINT codePage = CP_ACP) {
     return {buffer, static_cast<std::size_t>(written)};
 }
 
-TEST(MultiByteToWideChar, utf8SequencesBecomeTheirCodePoints) {
+using MultiByteToWideChar = ContractTest;
+using WideCharToMultiByte = ContractTest;
+
+TEST_F(MultiByteToWideChar, utf8SequencesBecomeTheirCodePoints) {
     EXPECT_EQ(widen("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92z"), L"a\u00E9\u20AC\U0001F512z");
 }
 
-TEST(MultiByteToWideChar, firstAndLastCodePointsOfEachLength) {
+TEST_F(MultiByteToWideChar, firstAndLastCodePointsOfEachLength) {
     EXPECT_EQ(widen("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"),
-              std::wstring({0x7F, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x10FFFF}));
+              L"\x7F\x80\u07FF\u0800\uFFFF\U00010000\U0010FFFF");
 }
 
-TEST(MultiByteToWideChar, invalidBytesBecomeTheReplacementCharacter) {
+TEST_F(MultiByteToWideChar, invalidBytesBecomeTheReplacementCharacter) {
     EXPECT_EQ(widen("a\xFFz"), L"a\uFFFDz");
     EXPECT_EQ(widen("a\xC3"), L"a\uFFFD");
     EXPECT_EQ(widen("a\xE2\x82z"), L"a\uFFFDz");
     EXPECT_EQ(widen("\x80"), L"\uFFFD");
 }
 
-TEST(MultiByteToWideChar, overlongFormsSurrogatesAndTooLargeNumbersAreInvalid) {
+TEST_F(MultiByteToWideChar, overlongFormsSurrogatesAndTooLargeNumbersAreInvalid) {
     EXPECT_EQ(widen("\xC0\xAF"), L"\uFFFD\uFFFD");
     EXPECT_EQ(widen("\xE0\x80\xAF"), L"\uFFFD\uFFFD\uFFFD");
     EXPECT_EQ(widen("\xED\xA0\x80"), L"\uFFFD\uFFFD\uFFFD");
     EXPECT_EQ(widen("\xF4\x90\x80\x80"), L"\uFFFD\uFFFD\uFFFD\uFFFD");
 }
 
-TEST(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
+TEST_F(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
     for (int first = 0; first < 256; ++first)
         for (int second = 0; second < 256; ++second) {
             const std::string bytes{static_cast<char>(first), static_cast<char>(second)};
@@ -58,67 +62,67 @@ TEST(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
         }
 }
 
-TEST(MultiByteToWideChar, flagForInvalidBytesRefusesThem) {
+TEST_F(MultiByteToWideChar, flagForInvalidBytesRefusesThem) {
     wchar_t buffer[8];
     constexpr DWORD refuseInvalid = 8;
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, refuseInvalid, "a\xFF", 2, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
 }
 
-TEST(MultiByteToWideChar, capacityZeroGivesTheUnitsNeeded) {
+TEST_F(MultiByteToWideChar, capacityZeroGivesTheUnitsNeeded) {
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "\xC3\xA9x", 3, nullptr, 0), 2);
 }
 
-TEST(MultiByteToWideChar, lengthMinusOneCountsTheZero) {
+TEST_F(MultiByteToWideChar, lengthMinusOneCountsTheZero) {
     wchar_t buffer[8];
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "ab", -1, buffer, 8), 3);
     EXPECT_EQ(std::wcscmp(buffer, L"ab"), 0);
 }
 
-TEST(MultiByteToWideChar, explicitLengthAddsNoZero) {
+TEST_F(MultiByteToWideChar, explicitLengthAddsNoZero) {
     wchar_t buffer[] = L"xxxx";
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "ab", 2, buffer, 4), 2);
     EXPECT_EQ(std::wcscmp(buffer, L"abxx"), 0);
 }
 
-TEST(MultiByteToWideChar, tooSmallABufferGivesZero) {
+TEST_F(MultiByteToWideChar, tooSmallABufferGivesZero) {
     wchar_t buffer[] = L"xxx";
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "abc", 3, buffer, 2), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(buffer[2], L'x');
 }
 
-TEST(MultiByteToWideChar, lengthZeroIsAWrongArgument) {
+TEST_F(MultiByteToWideChar, lengthZeroIsAWrongArgument) {
     wchar_t buffer[8];
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "", 0, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
-TEST(MultiByteToWideChar, unknownCodePageIsAWrongArgument) {
+TEST_F(MultiByteToWideChar, unknownCodePageIsAWrongArgument) {
     wchar_t buffer[8];
     constexpr UINT utf7 = 65000;
     EXPECT_EQ(platform::MultiByteToWideChar(utf7, 0, "a", 1, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
-TEST(WideCharToMultiByte, ansiIsWindows1252) {
+TEST_F(WideCharToMultiByte, ansiIsWindows1252) {
     EXPECT_EQ(narrow(L"a\u00E9\u20AC\u2019\u0178"), "a\xE9\x80\x92\x9F");
 }
 
-TEST(WideCharToMultiByte, everyAnsiByteGoesThereAndBack) {
+TEST_F(WideCharToMultiByte, everyAnsiByteGoesThereAndBack) {
     for (int byte = 1; byte < 256; ++byte) {
         const std::string text(1, static_cast<char>(byte));
         EXPECT_EQ(narrow(widen(text, CP_ACP)), text) << byte;
     }
 }
 
-TEST(WideCharToMultiByte, unitWithoutAPlaceBecomesAQuestionMark) {
+TEST_F(WideCharToMultiByte, unitWithoutAPlaceBecomesAQuestionMark) {
     EXPECT_EQ(narrow(L"a\u4E00z"), "a?z");
     EXPECT_EQ(narrow(L"\u0100"), "?"); // no best fit: not "A"
     EXPECT_EQ(narrow(L"\u0080"), "?");
 }
 
-TEST(WideCharToMultiByte, givenDefaultCharacterIsUsedAndReported) {
+TEST_F(WideCharToMultiByte, givenDefaultCharacterIsUsedAndReported) {
     char buffer[8] = {};
     BOOL used = FALSE;
     EXPECT_EQ(platform::WideCharToMultiByte(CP_ACP, 0, L"a\u4E00", 2, buffer, 8, "#", &used), 2);
@@ -128,32 +132,31 @@ TEST(WideCharToMultiByte, givenDefaultCharacterIsUsedAndReported) {
     EXPECT_FALSE(used);
 }
 
-TEST(WideCharToMultiByte, utf8EncodesEveryCodePoint) {
+TEST_F(WideCharToMultiByte, utf8EncodesEveryCodePoint) {
     EXPECT_EQ(narrow(L"a\u00E9\u20AC\U0001F512", CP_UTF8), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92");
 }
 
-TEST(WideCharToMultiByte, utf8EncodesWhatIsNoCodePointAsTheReplacementCharacter) {
-    const std::wstring noCodePoints{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)};
-    EXPECT_EQ(narrow(noCodePoints, CP_UTF8), "\xEF\xBF\xBD\xEF\xBF\xBD");
+TEST_F(WideCharToMultiByte, utf8EncodesALoneSurrogateAsTheReplacementCharacter) {
+    EXPECT_EQ(narrow({static_cast<wchar_t>(0xD800), L'x'}, CP_UTF8), "\xEF\xBF\xBDx");
 }
 
-TEST(WideCharToMultiByte, utf8KnowsNoDefaultCharacter) {
+TEST_F(WideCharToMultiByte, utf8KnowsNoDefaultCharacter) {
     char buffer[8];
     EXPECT_EQ(platform::WideCharToMultiByte(CP_UTF8, 0, L"a", 1, buffer, 8, "#", nullptr), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
-TEST(WideCharToMultiByte, tooSmallABufferGivesZero) {
+TEST_F(WideCharToMultiByte, tooSmallABufferGivesZero) {
     char buffer[] = "xxx";
     EXPECT_EQ(platform::WideCharToMultiByte(CP_ACP, 0, L"abc", 3, buffer, 2, nullptr, nullptr), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(buffer[2], 'x');
 }
 
-TEST(WideCharToMultiByte, capacityZeroGivesTheBytesNeeded) {
+TEST_F(WideCharToMultiByte, capacityZeroGivesTheBytesNeeded) {
     EXPECT_EQ(
         platform::WideCharToMultiByte(CP_UTF8, 0, L"\u20ACx", 2, nullptr, 0, nullptr, nullptr), 4);
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,12 +1,13 @@
 // The texts of error numbers.
 #include "SecurityShapes.h"
+#include "contract/support/ContractTest.h"
 #include "platform/WindowsBase.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 constexpr DWORD libraryFlags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
@@ -28,28 +29,31 @@ Message messageOf(DWORD code, DWORD flags = libraryFlags) {
     return message;
 }
 
-TEST(FormatMessageW, zeroIsSuccess) {
+using FormatMessageW = ContractTest;
+using LocalFree = ContractTest;
+
+TEST_F(FormatMessageW, zeroIsSuccess) {
     EXPECT_EQ(messageOf(0).text, L"The operation completed successfully. ");
 }
 
-TEST(FormatMessageW, resultCountsTheUnitsOfTheText) {
+TEST_F(FormatMessageW, resultCountsTheUnitsOfTheText) {
     const Message message = messageOf(WSAECONNRESET);
     EXPECT_EQ(message.units, message.text.size());
 }
 
-TEST(FormatMessageW, unknownCodeGivesNothing) {
+TEST_F(FormatMessageW, unknownCodeGivesNothing) {
     const Message message = messageOf(unknownCode);
     EXPECT_EQ(message.units, 0U);
     EXPECT_EQ(message.text, L"");
 }
 
-TEST(FormatMessageW, withoutTheMaskForOneLineTheTextEndsWithALineEnd) {
+TEST_F(FormatMessageW, withoutTheMaskForOneLineTheTextEndsWithALineEnd) {
     const std::wstring text =
         messageOf(0, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM).text;
     EXPECT_EQ(text, L"The operation completed successfully.\r\n");
 }
 
-TEST(FormatMessageW, writesIntoTheCallersBuffer) {
+TEST_F(FormatMessageW, writesIntoTheCallersBuffer) {
     wchar_t buffer[64];
     const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_MAX_WIDTH_MASK;
     const DWORD units = platform::FormatMessageW(flags, nullptr, 0, 0, buffer, 64, nullptr);
@@ -57,22 +61,22 @@ TEST(FormatMessageW, writesIntoTheCallersBuffer) {
     EXPECT_EQ(units, std::wstring(buffer).size());
 }
 
-TEST(FormatMessageW, tooSmallABufferGivesZero) {
+TEST_F(FormatMessageW, tooSmallABufferGivesZero) {
     wchar_t buffer[38];
     const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_MAX_WIDTH_MASK;
     EXPECT_EQ(platform::FormatMessageW(flags, nullptr, 0, 0, buffer, 38, nullptr), 0U);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(FormatMessageW, onlyTheSystemsTextsAreKnown) {
+TEST_F(FormatMessageW, onlyTheSystemsTextsAreKnown) {
     EXPECT_EQ(messageOf(0, FORMAT_MESSAGE_ALLOCATE_BUFFER).units, 0U);
 }
 
-TEST(LocalFree, nullIsHarmless) {
+TEST_F(LocalFree, nullIsHarmless) {
     EXPECT_EQ(platform::LocalFree(nullptr), nullptr);
 }
 
-class TextOfCode : public ::testing::TestWithParam<DWORD> {};
+class TextOfCode : public ContractTest, public ::testing::WithParamInterface<DWORD> {};
 
 TEST_P(TextOfCode, isOneReadableLine) {
     const std::wstring text = messageOf(GetParam()).text;
@@ -120,4 +124,4 @@ INSTANTIATE_TEST_SUITE_P(CertificatesAndBase, TextOfCode,
                                            ERROR_NO_UNICODE_TRANSLATION, ERROR_MORE_DATA));
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

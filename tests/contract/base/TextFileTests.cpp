@@ -1,93 +1,38 @@
 // Wide text in files.
-#include "platform/TextFiles.h"
+#include "contract/base/TextFileFixture.h"
 
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
-#include <iterator>
-#include <locale>
-#include <sstream>
-#include <stdexcept>
-#include <vector>
-
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
-using Lines = std::vector<std::wstring>;
+using PathToText = ContractTest;
+using TextFiles = TextFileTest;
 
-// Another global locale for the length of a test.
-class GlobalLocale {
-public:
-    explicit GlobalLocale(const std::locale& locale) : former(std::locale::global(locale)) {}
-    ~GlobalLocale() { std::locale::global(former); }
-    GlobalLocale(const GlobalLocale&) = delete;
-    GlobalLocale& operator=(const GlobalLocale&) = delete;
-
-private:
-    const std::locale former;
-};
-
-class TextFiles : public ::testing::Test {
-protected:
-    TextFiles() {
-        if (!mkdtemp(folder.data()))
-            throw std::runtime_error("can't make a folder for the test");
-    }
-    ~TextFiles() override { std::filesystem::remove_all(folder); }
-
-    std::filesystem::path path() const { return std::filesystem::path(folder) / "text"; }
-    void putBytes(const std::string& bytes) const {
-        std::ofstream(path(), std::ios::binary) << bytes;
-    }
-    std::string bytes() const {
-        std::ifstream file(path(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    Lines lines() const {
-        std::wifstream stream;
-        platform::openTextFile(stream, path());
-        EXPECT_TRUE(stream.good());
-        Lines all;
-        for (std::wstring line; platform::getTextLine(stream, line);)
-            all.push_back(line);
-        return all;
-    }
-    // Appends text. Result: whether the stream is still good after the flush.
-    bool append(const std::wstring& text) const {
-        std::wfstream stream;
-        platform::openTextFile(stream, path(), std::ios::out | std::ios::app);
-        stream << text << std::flush;
-        return stream.good();
-    }
-
-    std::string folder = std::filesystem::temp_directory_path() / "text-files-XXXXXX";
-};
-
-std::wstring everyByteWide() {
-    std::wstring text;
-    for (int unit = 0; unit < 256; ++unit)
-        text += static_cast<wchar_t>(unit);
-    return text;
+// Every byte but those that a text mode treats as line ends or as the end of the file.
+std::string plainBytes() {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte)
+        if (byte != '\n' && byte != '\r' && byte != 0x1A)
+            bytes += static_cast<char>(byte);
+    return bytes;
 }
 
-TEST_F(TextFiles, everyByteIsOneUnitWhenRead) {
-    std::string all;
-    for (int byte = 0; byte < 256; ++byte)
-        all += static_cast<char>(byte);
-    putBytes(all);
-    std::wifstream stream;
-    platform::openTextFile(stream, path());
-    const std::wstring text{std::istreambuf_iterator<wchar_t>(stream), {}};
-    EXPECT_EQ(text, everyByteWide());
+std::wstring plainUnits() {
+    std::wstring units;
+    for (const char byte : plainBytes())
+        units += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    return units;
 }
 
-TEST_F(TextFiles, everyUnitUpTo0xFFIsOneByteWhenWritten) {
-    EXPECT_TRUE(append(everyByteWide()));
-    std::string expected;
-    for (int byte = 0; byte < 256; ++byte)
-        expected += static_cast<char>(byte);
-    EXPECT_EQ(bytes(), expected);
+TEST_F(TextFiles, plainBytesAreOneUnitEachWhenRead) {
+    putBytes(plainBytes());
+    EXPECT_EQ(lines(), Lines{plainUnits()});
+}
+
+TEST_F(TextFiles, plainUnitsUpTo0xFFAreOneByteEachWhenWritten) {
+    EXPECT_TRUE(append(plainUnits()));
+    EXPECT_EQ(bytes(), plainBytes());
 }
 
 TEST_F(TextFiles, unitAbove0xFFFailsTheWrite) {
@@ -138,7 +83,7 @@ TEST_F(TextFiles, longFileComesWhole) {
 TEST_F(TextFiles, appendingKeepsWhatIsThere) {
     putBytes("one\n");
     EXPECT_TRUE(append(L"two\n"));
-    EXPECT_EQ(bytes(), "one\ntwo\n");
+    EXPECT_EQ(lines(), (Lines{L"one", L"two"}));
 }
 
 TEST_F(TextFiles, twoWritersMayHaveTheFileOpen) {
@@ -149,7 +94,7 @@ TEST_F(TextFiles, twoWritersMayHaveTheFileOpen) {
     first << L"one\n" << std::flush;
     second << L"two\n" << std::flush;
     first << L"three\n" << std::flush;
-    EXPECT_EQ(bytes(), "one\ntwo\nthree\n");
+    EXPECT_EQ(lines(), (Lines{L"one", L"two", L"three"}));
 }
 
 TEST_F(TextFiles, missingFileFails) {
@@ -168,13 +113,6 @@ TEST_F(TextFiles, folderFails) {
     EXPECT_TRUE(writing.fail());
 }
 
-TEST_F(TextFiles, anotherGlobalLocaleConvertsInItsOwnWay) {
-    const GlobalLocale locale(std::locale("C.UTF-8"));
-    EXPECT_TRUE(append(L"\u20AC\n"));
-    EXPECT_EQ(bytes(), "\xE2\x82\xAC\n");
-    EXPECT_EQ(lines(), Lines{L"\u20AC"});
-}
-
 class Numbers : public std::numpunct<wchar_t> {
     wchar_t do_decimal_point() const override { return L','; }
 };
@@ -185,42 +123,10 @@ TEST_F(TextFiles, globalLocaleThatOnlyWritesNumbersInItsWayKeepsTheBytes) {
     EXPECT_EQ(lines(), Lines{L"\xC3\xA9"});
 }
 
-TEST_F(TextFiles, pathOutOfAFileOpensTheFileOfThoseBytes) {
-    putBytes("/caf\xC3\xA9/\xFF\n");
-    EXPECT_EQ(platform::pathFromFileText(lines().front()).native(), "/caf\xC3\xA9/\xFF");
-}
-
-TEST_F(TextFiles, pathOutOfAFileInAnotherLocaleOpensTheFileOfThoseBytes) {
-    const GlobalLocale locale(std::locale("C.UTF-8"));
-    putBytes("/caf\xC3\xA9\n");
-    EXPECT_EQ(platform::pathFromFileText(lines().front()).native(), "/caf\xC3\xA9");
-}
-
-TEST(PathFromFileText, unitAbove0xFFIsUtf8) {
-    EXPECT_EQ(platform::pathFromFileText(L"/\u20AC\U0001F512").native(),
-              "/\xE2\x82\xAC\xF0\x9F\x94\x92");
-}
-
-TEST(PathFromFileText, whatIsNoCodePointThrowsNothing) {
-    const std::wstring text{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x7FFFFFFF)};
-    EXPECT_EQ(platform::pathFromFileText(text).native(), "\xEF\xBF\xBD\xEF\xBF\xBD");
-}
-
-TEST(PathToText, isTheTextThatNamesThePath) {
-    const std::filesystem::path path = "/caf\xC3\xA9/\xFF";
+TEST_F(PathToText, isTheTextThatNamesThePath) {
+    const std::filesystem::path path = "a folder/and its file.txt";
     EXPECT_EQ(platform::pathFromFileText(platform::pathToText(path)), path);
 }
 
-TEST(PathToText, canBeWrittenToALogInTheClassicLocale) {
-    for (const wchar_t unit : platform::pathToText("/\xE2\x82\xAC"))
-        EXPECT_LE(unit, 0xFF);
-}
-
-TEST(PathToText, isDecodedInAnotherLocale) {
-    const GlobalLocale locale(std::locale("C.UTF-8"));
-    EXPECT_EQ(platform::pathToText("/\xE2\x82\xAC"), L"/\u20AC");
-    EXPECT_EQ(platform::pathToText("/\xFF"), L"/\xFF");
-}
-
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,30 +1,15 @@
 #include "contract/certificates/StoreFixture.h"
 
-#include <grp.h>
-#include <stdlib.h>
-#include <unistd.h>
+namespace VexaSsl::test {
 
-#include <fstream>
-#include <stdexcept>
-
-namespace VexaSsl::testing {
-namespace {
-
-std::filesystem::path makeFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "certificates-XXXXXX").native();
-    if (!mkdtemp(name.data()))
-        throw std::runtime_error("can't make a folder for the test");
-    std::filesystem::permissions(name, std::filesystem::perms(0755));
-    return name;
+HCERTSTORE openPersonalStore(const wchar_t* name) {
+    return platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                                   CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_READONLY_FLAG |
+                                       CERT_STORE_OPEN_EXISTING_FLAG,
+                                   name);
 }
 
-} // namespace
-
-OpenedStore::OpenedStore()
-    : handle(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                                     CERT_SYSTEM_STORE_LOCAL_MACHINE | CERT_STORE_READONLY_FLAG |
-                                         CERT_STORE_OPEN_EXISTING_FLAG,
-                                     L"MY")) {}
+OpenedStore::OpenedStore() : handle(openPersonalStore()) {}
 
 BOOL OpenedStore::close() {
     const HCERTSTORE open = std::exchange(handle, nullptr);
@@ -46,7 +31,8 @@ std::vector<std::wstring> namesIn(HCERTSTORE store) {
     std::vector<std::wstring> names;
     PCCERT_CONTEXT certificate = nullptr;
     while ((certificate = platform::CertEnumCertificatesInStore(store, certificate)))
-        names.push_back(displayName(certificate));
+        if (belongsToTheTest(certificate))
+            names.push_back(displayName(certificate));
     return names;
 }
 
@@ -56,12 +42,24 @@ std::vector<std::wstring> namesInPersonalStore() {
 }
 
 HeldContext firstIn(HCERTSTORE store) {
-    return platform::CertEnumCertificatesInStore(store, nullptr);
+    return nextIn(store, nullptr);
+}
+
+HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous) {
+    PCCERT_CONTEXT next = previous;
+    do
+        next = platform::CertEnumCertificatesInStore(store, next);
+    while (next && !belongsToTheTest(next));
+    return next;
 }
 
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous) {
-    return platform::CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0,
-                                                CERT_FIND_SUBJECT_STR_W, text, previous);
+    PCCERT_CONTEXT found = previous;
+    do
+        found = platform::CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                                     0, CERT_FIND_SUBJECT_STR_W, text, found);
+    while (found && !belongsToTheTest(found));
+    return found;
 }
 
 HeldContext findUsages(HCERTSTORE store, std::vector<std::string> usages, PCCERT_CONTEXT previous) {
@@ -91,49 +89,8 @@ std::vector<std::wstring> namesFoundByUsage(const std::string& usage) {
     return names;
 }
 
-TemporaryCertificateFolder::TemporaryCertificateFolder()
-    : folder(makeFolder()), formerFolder(platform::certificateFolder()) {
-    std::filesystem::create_directory(folder / "my");
-    std::filesystem::create_directory(folder / "root");
-    platform::setCertificateFolder(folder);
-}
-
-TemporaryCertificateFolder::~TemporaryCertificateFolder() {
-    platform::setCertificateFolder(formerFolder);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-}
-
-void TemporaryCertificateFolder::write(const std::string& name, const std::string& content) const {
-    const std::filesystem::path fresh = path(name + ".fresh");
-    std::ofstream(fresh, std::ios::binary) << content;
-    std::filesystem::rename(fresh, path(name));
-}
-
-void TemporaryCertificateFolder::remove(const std::string& name) const {
-    std::filesystem::remove(path(name));
-}
-
-void TemporaryCertificateFolder::install(const std::string& name, const Issued& issued,
-                                         const std::vector<const Issued*>& helpers) const {
-    std::string content = pem(issued) + keyPem(issued);
-    for (const Issued* helper : helpers)
-        content += pem(*helper);
-    write("my/" + name, content);
-}
-
 HeldContext contextOf(const Issued& issued, const std::vector<const Issued*>& helpers) {
-    const TemporaryCertificateFolder folder;
-    folder.install("it.pem", issued, helpers);
-    const OpenedStore store;
-    return firstIn(store.get());
+    return makeContext(issued, helpers);
 }
 
-bool becomeUnprivileged() {
-    constexpr uid_t nobody = 65534;
-    if (geteuid() != 0)
-        return true;
-    return setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0;
-}
-
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

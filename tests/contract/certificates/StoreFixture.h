@@ -1,20 +1,19 @@
-// A certificate folder of its own for each test, and owners for what the platform hands out.
+// Certificates in the machine's store for each test, and owners for what the platform hands out.
 #pragma once
 
-#include "contract/certificates/ThrowawayPki.h"
-
-#include "VexaPlatform/Certificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/StoreContents.h"
+#include "contract/support/ThrowawayPki.h"
 #include "platform/CryptoApi.h"
 #include "platform/WindowsBase.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 
 // One reference to a context.
 class HeldContext {
@@ -35,9 +34,12 @@ private:
     PCCERT_CONTEXT context;
 };
 
+// As the library opens it; null on failure.
+HCERTSTORE openPersonalStore(const wchar_t* name = L"MY");
+
 class OpenedStore {
 public:
-    OpenedStore();
+    OpenedStore(); // the personal store
     explicit OpenedStore(HCERTSTORE opened) : handle(opened) {}
     ~OpenedStore() { close(); }
     OpenedStore(const OpenedStore&) = delete;
@@ -51,47 +53,23 @@ private:
     HCERTSTORE handle;
 };
 
-// The display names of everything in the store, in its order.
+// The display names of everything in the store that belongs to the test, in its order.
 std::vector<std::wstring> namesIn(HCERTSTORE store);
 std::vector<std::wstring> namesInPersonalStore();
 std::wstring displayName(PCCERT_CONTEXT certificate);
 
+// The first one, and the one behind previous, which is released.
 HeldContext firstIn(HCERTSTORE store);
+HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous);
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous = nullptr);
 HeldContext findUsages(HCERTSTORE store, std::vector<std::string> usages,
                        PCCERT_CONTEXT previous = nullptr);
 std::vector<std::wstring> namesFoundBySubject(const wchar_t* text);
 std::vector<std::wstring> namesFoundByUsage(const std::string& usage);
 
-// A folder of certificates of its own, in force while it lives.
-class TemporaryCertificateFolder {
-public:
-    TemporaryCertificateFolder();
-    ~TemporaryCertificateFolder();
-    TemporaryCertificateFolder(const TemporaryCertificateFolder&) = delete;
-    TemporaryCertificateFolder& operator=(const TemporaryCertificateFolder&) = delete;
-
-    // name: "my/x.pem". Replaces the file as an editor does: a new file under the old name.
-    void write(const std::string& name, const std::string& content) const;
-    void remove(const std::string& name) const;
-    std::filesystem::path path(const std::string& name) const { return folder / name; }
-    // The certificate and its key in one file of the personal store.
-    void install(const std::string& name, const Issued& issued,
-                 const std::vector<const Issued*>& helpers = {}) const;
-
-    const std::filesystem::path folder;
-
-private:
-    const std::filesystem::path formerFolder;
-};
-
-class CertificateFolderTest : public ::testing::Test, protected TemporaryCertificateFolder {};
+class StoreTest : public ContractTest, protected StoreContents {};
 
 // A context of the certificate, whose helpers travel with it.
 HeldContext contextOf(const Issued& issued, const std::vector<const Issued*>& helpers = {});
 
-// Makes this process an account that permissions hold back, as root reads everything. For a child
-// process only. Result: false if that isn't possible.
-bool becomeUnprivileged();
-
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,7 +1,8 @@
 // Client authentication: the server asks, takes any certificate or none, and hands the peer's
 // certificate with its chain to the library.
-#include "contract/security/RawPeer.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/RawPeer.h"
+#include "contract/support/TestCertificates.h"
 #include "platform/CryptoApi.h"
 #include "platform/SecuritySupport.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr ULONG askingServer = serverRequirements | ASC_REQ_MUTUAL_AUTH;
 
-class ClientCertificate : public ::testing::Test {
+class ClientCertificate : public ContractTest {
 protected:
     struct Peer {
         SECURITY_STATUS status = SEC_E_OK;
@@ -43,7 +44,7 @@ protected:
                 certificate.get()->pbCertEncoded + certificate.get()->cbCertEncoded};
     }
 
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
 };
 
 class Taken : public ClientCertificate, public ::testing::WithParamInterface<std::string> {};
@@ -128,28 +129,16 @@ TEST_F(ClientCertificate, mutualAuthenticationIsClaimedOnlyWithOne) {
 
 TEST_F(ClientCertificate, noListOfAuthoritiesIsSent) {
     RawPeer client = RawPeer::client();
-    int names = -1;
-    SSL_set_cert_cb(
-        client.connection(),
-        +[](SSL* ssl, void* place) -> int {
-            const STACK_OF(X509_NAME)* list = SSL_get_client_CA_list(ssl);
-            *static_cast<int*>(place) = list ? sk_X509_NAME_num(list) : 0;
-            return 1;
-        },
-        &names);
     Side server = Side::server("server-ecdsa", askingServer);
     shakeHands(client, server);
-    EXPECT_EQ(names, 0);
+    EXPECT_EQ(client.namedAuthorities(), 0);
 }
 
 TEST_F(ClientCertificate, aClientThatDoesNotHoldTheKeyIsRefused) {
     // The raw peer shows the certificate and signs with another key of the same kind.
-    RawPeer client = RawPeer::client([](SSL_CTX* context) {
-        SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-        SSL_CTX_use_certificate_chain_file(context, certificateFile("client", "chain").c_str());
-        SSL_CTX_use_PrivateKey_file(context, certificateFile("client", "key").c_str(),
-                                    SSL_FILETYPE_PEM);
-    });
+    PeerSettings settings;
+    settings.certificate = "client";
+    RawPeer client = RawPeer::client(settings);
     Side server = Side::server("server-ecdsa", askingServer);
     const Bytes flight = server.receive(client.step()).token;
     Bytes answer = client.step(flight);

@@ -1,6 +1,7 @@
 // The end of a connection and the wish for a new handshake, provoked by a raw peer.
-#include "contract/security/RawPeer.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/RawPeer.h"
+#include "contract/support/TestCertificates.h"
 #include "platform/SecuritySupport.h"
 
 #include <gtest/gtest.h>
@@ -8,17 +9,16 @@
 namespace VexaSsl::test {
 namespace {
 
-class Closure : public ::testing::Test {
+class Closure : public ContractTest {
 protected:
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
 };
 
 TEST_F(Closure, expiresTheContextNowAndLater) {
     RawPeer client = RawPeer::client();
     Side server = Side::server();
     shakeHands(client, server);
-    SSL_shutdown(client.connection());
-    const Bytes closure = client.outgoing();
+    const Bytes closure = client.shutDown();
     EXPECT_EQ(server.open(closure).status, SEC_I_CONTEXT_EXPIRED);
     EXPECT_EQ(server.open(closure).status, SEC_I_CONTEXT_EXPIRED);
     EXPECT_EQ(server.open(bytesOf("anything")).status, SEC_I_CONTEXT_EXPIRED);
@@ -29,8 +29,7 @@ TEST_F(Closure, comesBehindTheDataBeforeIt) {
     Side server = Side::server();
     shakeHands(client, server);
     const Bytes data = client.protect("last words");
-    SSL_shutdown(client.connection());
-    const Bytes closure = client.outgoing();
+    const Bytes closure = client.shutDown();
     const Opened opened = server.open(data + closure);
     EXPECT_EQ(textOf(opened.plaintext), "last words");
     EXPECT_EQ(opened.extra, closure.size());
@@ -41,8 +40,7 @@ TEST_F(Closure, stillLetsThisSideSend) {
     RawPeer client = RawPeer::client();
     Side server = Side::server();
     shakeHands(client, server);
-    SSL_shutdown(client.connection());
-    ASSERT_EQ(server.open(client.outgoing()).status, SEC_I_CONTEXT_EXPIRED);
+    ASSERT_EQ(server.open(client.shutDown()).status, SEC_I_CONTEXT_EXPIRED);
     EXPECT_EQ(server.protectStatus(bytesOf("answer")), SEC_E_OK);
 }
 
@@ -54,7 +52,7 @@ TEST_F(Closure, isNotSentWhenAContextIsDeleted) {
     EXPECT_EQ(platform::DeleteSecurityContext(server.context()), SEC_E_OK);
     *server.context() = {};
     EXPECT_EQ(client.open(last), "bye");
-    EXPECT_EQ(SSL_get_shutdown(client.connection()) & SSL_RECEIVED_SHUTDOWN, 0);
+    EXPECT_FALSE(client.sawShutDown());
 }
 
 TEST_F(Closure, insteadOfAHandshakeMessageIsAFailure) {
@@ -72,11 +70,10 @@ TEST_F(Closure, anAlertInsteadOfAFlightTellsItsCause) {
     EXPECT_EQ(client.step(unknownAuthority).status, SEC_E_UNTRUSTED_ROOT);
 }
 
-RawPeer::Setting askingToRenegotiate() {
-    return [](SSL_CTX* context) {
-        SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-        SSL_CTX_set_options(context, SSL_OP_ALLOW_CLIENT_RENEGOTIATION);
-    };
+PeerSettings askingToRenegotiate() {
+    PeerSettings settings;
+    settings.renegotiates = true;
+    return settings;
 }
 
 using Renegotiation = Closure;
@@ -86,15 +83,11 @@ TEST_F(Renegotiation, aHelloRequestIsToldAndAnsweredByNothing) {
     RawPeer server = RawPeer::server("server-ecdsa", askingToRenegotiate());
     shakeHands(client, server);
     ASSERT_TRUE(client.established());
-    ASSERT_EQ(SSL_renegotiate(server.connection()), 1);
-    const Bytes request = server.step();
+    const Bytes request = server.renegotiate();
     ASSERT_FALSE(request.empty());
     EXPECT_EQ(client.open(request).status, SEC_I_RENEGOTIATE);
     // An alert sent in between would have put this record out of sequence.
-    server.incoming(client.protect("not now"));
-    char text[16] = {};
-    EXPECT_EQ(SSL_read(server.connection(), text, sizeof text), 7);
-    EXPECT_STREQ(text, "not now");
+    EXPECT_EQ(server.openOne(client.protect("not now")), "not now");
 }
 
 TEST_F(Renegotiation, aClientsHelloIsToldAndAnsweredByNothing) {
@@ -102,15 +95,10 @@ TEST_F(Renegotiation, aClientsHelloIsToldAndAnsweredByNothing) {
     Side server = Side::server();
     shakeHands(client, server);
     ASSERT_TRUE(server.established());
-    ASSERT_EQ(SSL_renegotiate(client.connection()), 1);
-    const Bytes hello = client.step();
+    const Bytes hello = client.renegotiate();
     ASSERT_EQ(hello.at(0), 22);
     EXPECT_EQ(server.open(hello).status, SEC_I_RENEGOTIATE);
-    const Bytes record = server.protect("not now");
-    client.incoming(record);
-    char text[16] = {};
-    EXPECT_EQ(SSL_read(client.connection(), text, sizeof text), 7);
-    EXPECT_STREQ(text, "not now");
+    EXPECT_EQ(client.openOne(server.protect("not now")), "not now");
 }
 
 TEST_F(Renegotiation, askingAgainGivesTheSameAnswer) {
@@ -118,8 +106,7 @@ TEST_F(Renegotiation, askingAgainGivesTheSameAnswer) {
     RawPeer server = RawPeer::server("server-ecdsa", askingToRenegotiate());
     shakeHands(client, server);
     for (int i = 0; i < 3; ++i) {
-        SSL_renegotiate(server.connection());
-        const Bytes request = server.step();
+        const Bytes request = server.renegotiate();
         if (!request.empty()) {
             EXPECT_EQ(client.open(request).status, SEC_I_RENEGOTIATE);
         }
@@ -131,8 +118,7 @@ TEST_F(Renegotiation, aTamperedRequestIsNoRequest) {
     Side client = Side::client();
     RawPeer server = RawPeer::server("server-ecdsa", askingToRenegotiate());
     shakeHands(client, server);
-    SSL_renegotiate(server.connection());
-    Bytes request = server.step();
+    Bytes request = server.renegotiate();
     request.back() ^= 1;
     EXPECT_EQ(client.open(request).status, SEC_E_MESSAGE_ALTERED);
 }

@@ -1,20 +1,19 @@
 // Records: protected and opened in place, one a call, exact in every count.
-#include "contract/security/RecordForge.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/RecordForge.h"
+#include "contract/support/TestCertificates.h"
 #include "platform/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 namespace VexaSsl::test {
 namespace {
 
-class Protection : public ::testing::Test {
+class Protection : public ContractTest {
 protected:
     Protection() { shakeHands(client, server); }
 
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
     Side client = Side::client();
     Side server = Side::server();
 };
@@ -34,49 +33,12 @@ TEST_F(Protection, moreThanTheMaximumIsRefusedAndHarmsNothing) {
     EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
 }
 
-TEST_F(Protection, anEmptyMessageIsRefusedAndHarmsNothing) {
-    EXPECT_EQ(client.protectStatus({}), SEC_E_UNSUPPORTED_FUNCTION);
-    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
-}
-
-TEST_F(Protection, largerHeaderAndTrailerShrinkToWhatIsUsed) {
-    Bytes header(100);
-    Bytes data = bytesOf("apart");
-    Bytes trailer(100);
-    SecBuffer entries[4];
-    entries[0] = {100, SECBUFFER_STREAM_HEADER, header.data()};
-    entries[1] = {5, SECBUFFER_DATA, data.data()};
-    entries[2] = {100, SECBUFFER_STREAM_TRAILER, trailer.data()};
-    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
-    ASSERT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_OK);
-    EXPECT_EQ(entries[0].cbBuffer, 13U);
-    EXPECT_EQ(entries[2].cbBuffer, 16U);
-    EXPECT_EQ(server.openAll(part(header, 0, 13) + data + part(trailer, 0, 16)), "apart");
-}
-
-TEST_F(Protection, tooLittleRoomIsRefusedAndHarmsNothing) {
-    for (const ULONG missingFrom : {0U, 2U}) {
-        Bytes memory(100);
-        SecBuffer entries[4];
-        entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
-        entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
-        entries[2] = {16, SECBUFFER_STREAM_TRAILER, memory.data() + 18};
-        --entries[missingFrom].cbBuffer;
-        SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
-        EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0),
-                  SEC_E_BUFFER_TOO_SMALL);
+TEST_F(Protection, anEmptyMessageIsMadeOrRefusedAndHarmsNothing) {
+    const SECURITY_STATUS status = client.protectStatus({});
+    EXPECT_TRUE(status == SEC_E_OK || status == SEC_E_UNSUPPORTED_FUNCTION) << status;
+    if (status != SEC_E_OK) {
+        EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
     }
-    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
-}
-
-TEST_F(Protection, aMissingEntryIsRefused) {
-    Bytes memory(100);
-    SecBuffer entries[2];
-    entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
-    entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
-    SecBufferDesc message{SECBUFFER_VERSION, 2, entries};
-    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_INVALID_TOKEN);
-    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, nullptr, 0), SEC_E_INVALID_TOKEN);
 }
 
 TEST_F(Protection, thePlaintextLiesInsideTheInput) {
@@ -116,12 +78,11 @@ TEST_F(Protection, theMissingCountIsExactAtEveryByte) {
 
 TEST_F(Protection, tooFewEntriesAreRefused) {
     Bytes record = client.protect("hello");
-    SecBuffer entries[3];
+    SecBuffer entries[3] = {};
     entries[0] = {static_cast<ULONG>(record.size()), SECBUFFER_DATA, record.data()};
     SecBufferDesc message{SECBUFFER_VERSION, 3, entries};
     EXPECT_EQ(platform::DecryptMessage(server.context(), &message, 0, nullptr),
               SEC_E_INVALID_TOKEN);
-    EXPECT_EQ(platform::DecryptMessage(server.context(), nullptr, 0, nullptr), SEC_E_INVALID_TOKEN);
     EXPECT_EQ(server.openAll(record), "hello");
 }
 
@@ -129,13 +90,13 @@ TEST_F(Protection, protectingAndOpeningBeforeTheHandshakeIsRefused) {
     Side early = Side::client();
     early.step();
     Bytes memory(100);
-    SecBuffer entries[4];
+    SecBuffer entries[4] = {};
     entries[0] = {100, SECBUFFER_DATA, memory.data()};
     SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
     EXPECT_EQ(platform::DecryptMessage(early.context(), &message, 0, nullptr),
               SEC_E_INVALID_HANDLE);
     EXPECT_EQ(platform::EncryptMessage(early.context(), 0, &message, 0), SEC_E_INVALID_HANDLE);
-    SecPkgContext_StreamSizes sizes;
+    SecPkgContext_StreamSizes sizes{};
     EXPECT_EQ(platform::QueryContextAttributesW(early.context(), SECPKG_ATTR_STREAM_SIZES, &sizes),
               SEC_E_INVALID_HANDLE);
 }
@@ -191,7 +152,7 @@ TEST_F(Protection, afterAFailureBothDirectionsFailWithItsStatus) {
     ASSERT_EQ(client.open(record).status, SEC_E_MESSAGE_ALTERED);
     EXPECT_EQ(client.open(server.protect("fine")).status, SEC_E_MESSAGE_ALTERED);
     Bytes memory(64);
-    SecBuffer entries[4];
+    SecBuffer entries[4] = {};
     entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
     entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
     entries[2] = {16, SECBUFFER_STREAM_TRAILER, memory.data() + 18};
@@ -217,66 +178,89 @@ TEST_F(Protection, recordsTooShortToBeAuthenticAreRefused) {
     }
 }
 
-// Records as OpenSSL doesn't make them.
-class ForgedRecords : public ::testing::Test {
+// Alerts, by the numbers of the protocol.
+enum Alert : unsigned char {
+    unexpectedMessage = 10,
+    badRecordMac = 20,
+    badCertificate = 42,
+    certificateExpired = 45,
+    unknownAuthority = 48,
+    accessDenied = 49,
+    decryptError = 51,
+    internalError = 80,
+    userCancelled = 90,
+};
+
+// Records as no TLS library makes them.
+class ForgedRecords : public ContractTest {
 protected:
-    // Gives the peer once it shares its keys with the server.
-    static SSL* established(RawPeer& client, Side& receiver) {
-        shakeHands(client, receiver);
-        return client.connection();
-    }
+    // A client and a server, and the forge that has the client's keys.
+    struct Forgery {
+        static PeerSettings settings() {
+            PeerSettings forgeable;
+            forgeable.suites = forgeableSuite;
+            return forgeable;
+        }
+        static const RawPeer& agreed(RawPeer& client, Side& receiver) {
+            shakeHands(client, receiver);
+            return client;
+        }
+        Opened open(unsigned char type, const Bytes& plaintext) {
+            return server.open(forge.record(type, plaintext));
+        }
 
-    static RawPeer forgeableClient() {
-        return RawPeer::client([](SSL_CTX* context) {
-            SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-            SSL_CTX_set_cipher_list(context, forgeableSuite);
-        });
-    }
+        RawPeer peer = RawPeer::client(settings());
+        Side server = Side::server();
+        RecordForge forge{agreed(peer, server)};
+    };
 
-    const FolderInForce folder;
-    RawPeer peer = forgeableClient();
-    Side server = Side::server();
-    RecordForge forge{established(peer, server)};
+    const CertificatesInForce certificates;
 };
 
 TEST_F(ForgedRecords, anEmptyRecordGivesEmptyData) {
-    const Opened opened = server.open(forge.record(23, {}));
+    Forgery forged;
+    const Opened opened = forged.open(23, {});
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_TRUE(opened.plaintext.empty());
     EXPECT_EQ(opened.types[1], SECBUFFER_DATA);
-    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("behind it"))), "behind it");
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("behind it"))), "behind it");
 }
 
 TEST_F(ForgedRecords, anEmptyRecordLeavesTheNextOneAsExtra) {
-    const Bytes empty = forge.record(23, {});
-    const Bytes next = forge.record(23, bytesOf("next"));
-    const Opened opened = server.open(empty + next);
+    Forgery forged;
+    const Bytes empty = forged.forge.record(23, {});
+    const Bytes next = forged.forge.record(23, bytesOf("next"));
+    const Opened opened = forged.server.open(empty + next);
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_EQ(opened.extra, next.size());
-    EXPECT_EQ(server.openAll(next), "next");
+    EXPECT_EQ(forged.server.openAll(next), "next");
 }
 
 TEST_F(ForgedRecords, aRecordOfMoreThanTheMaximumIsRefused) {
-    const Opened opened = server.open(forge.record(23, Bytes(16385)));
+    Forgery forged;
+    const Opened opened = forged.open(23, Bytes(16385));
     EXPECT_LT(opened.status, 0);
     EXPECT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE);
 }
 
 TEST_F(ForgedRecords, aWarningAlertCountsAsNoData) {
+    Forgery forged;
     constexpr unsigned char warning = 1;
-    const Opened opened = server.open(forge.record(21, {warning, SSL_AD_USER_CANCELLED}));
+    const Opened opened = forged.open(21, {warning, userCancelled});
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_TRUE(opened.plaintext.empty());
-    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("goes on"))), "goes on");
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("goes on"))), "goes on");
 }
 
 TEST_F(ForgedRecords, aChangeOfCipherSpecsIsIllegal) {
-    EXPECT_EQ(server.open(forge.record(20, {1})).status, SEC_E_ILLEGAL_MESSAGE);
+    Forgery forged;
+    EXPECT_EQ(forged.open(20, {1}).status, SEC_E_ILLEGAL_MESSAGE);
 }
 
 TEST_F(ForgedRecords, aHelloRequestToAServerChangesNothing) {
-    EXPECT_EQ(server.open(forge.record(22, {0, 0, 0, 0})).status, SEC_I_RENEGOTIATE);
-    EXPECT_EQ(server.openAll(forge.record(23, bytesOf("goes on"))), "goes on");
+    Forgery forged;
+    EXPECT_EQ(forged.open(22, {0, 0, 0, 0}).status, SEC_I_RENEGOTIATE);
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("goes on"))), "goes on");
 }
 
 TEST_F(ForgedRecords, aFatalAlertTellsItsCauseNowAndLater) {
@@ -284,21 +268,16 @@ TEST_F(ForgedRecords, aFatalAlertTellsItsCauseNowAndLater) {
         unsigned char alert;
         SECURITY_STATUS status;
     };
-    const Told table[] = {{SSL_AD_UNEXPECTED_MESSAGE, SEC_E_ILLEGAL_MESSAGE},
-                          {SSL_AD_BAD_RECORD_MAC, SEC_E_MESSAGE_ALTERED},
-                          {SSL_AD_BAD_CERTIFICATE, SEC_E_CERT_UNKNOWN},
-                          {SSL_AD_CERTIFICATE_EXPIRED, SEC_E_CERT_EXPIRED},
-                          {SSL_AD_UNKNOWN_CA, SEC_E_UNTRUSTED_ROOT},
-                          {SSL_AD_ACCESS_DENIED, SEC_E_LOGON_DENIED},
-                          {SSL_AD_DECRYPT_ERROR, SEC_E_DECRYPT_FAILURE},
-                          {SSL_AD_INTERNAL_ERROR, SEC_E_INTERNAL_ERROR}};
+    const Told table[] = {
+        {unexpectedMessage, SEC_E_ILLEGAL_MESSAGE}, {badRecordMac, SEC_E_MESSAGE_ALTERED},
+        {badCertificate, SEC_E_CERT_UNKNOWN},       {certificateExpired, SEC_E_CERT_EXPIRED},
+        {unknownAuthority, SEC_E_UNTRUSTED_ROOT},   {accessDenied, SEC_E_LOGON_DENIED},
+        {decryptError, SEC_E_DECRYPT_FAILURE},      {internalError, SEC_E_INTERNAL_ERROR}};
     constexpr unsigned char fatal = 2;
     for (const Told& told : table) {
-        RawPeer client = forgeableClient();
-        Side receiver = Side::server();
-        RecordForge records(established(client, receiver));
-        EXPECT_EQ(receiver.open(records.record(21, {fatal, told.alert})).status, told.status);
-        EXPECT_EQ(receiver.open(records.record(23, bytesOf("more"))).status, told.status);
+        Forgery forged;
+        EXPECT_EQ(forged.open(21, {fatal, told.alert}).status, told.status);
+        EXPECT_EQ(forged.open(23, bytesOf("more")).status, told.status);
     }
 }
 

@@ -1,6 +1,7 @@
 // One thread that protects and one that opens on the same context, and many connections at once.
 #include "contract/security/Side.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/TestCertificates.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +11,9 @@
 namespace VexaSsl::test {
 namespace {
 
-class SecurityConcurrency : public ::testing::Test {
+class SecurityConcurrency : public ContractTest {
 protected:
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
 };
 
 TEST_F(SecurityConcurrency, oneProtectorAndOneOpenerShareAContext) {

@@ -1,15 +1,14 @@
 // What a client makes of a server's certificate and name.
-#include "contract/security/RawPeer.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/RawPeer.h"
+#include "contract/support/TestCertificates.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace VexaSsl::test {
 namespace {
 
-class ServerTrust : public ::testing::Test {
+class ServerTrust : public ContractTest {
 protected:
     static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
         Side client = Side::client(target);
@@ -18,7 +17,7 @@ protected:
         return client.status();
     }
 
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
 };
 
 TEST_F(ServerTrust, aDnsNameIsAccepted) {
@@ -149,35 +148,11 @@ TEST_F(ServerTrust, aCertificateWithoutUsagesServes) {
     EXPECT_EQ(judge("no-usage", L"localhost"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, aSelfSignedServerAmongTheAnchorsIsTrusted) {
-    const std::filesystem::path own =
-        std::filesystem::temp_directory_path() / ("vexassl-anchors-" + std::to_string(getpid()));
-    std::filesystem::create_directories(own / "root");
-    std::filesystem::copy_file(certificateFile("self-signed", "cert"),
-                               own / "root" / "self-signed.pem",
-                               std::filesystem::copy_options::overwrite_existing);
-    {
-        const FolderInForce anchors(own);
-        EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_OK);
-        EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_UNTRUSTED_ROOT);
-    }
-    std::filesystem::remove_all(own);
-}
-
 std::string nameSeenBy(const std::wstring& target) {
-    std::string seen = "(none)";
-    RawPeer server = RawPeer::server("server-ecdsa", [&seen](SSL_CTX* context) {
-        SSL_CTX_set_tlsext_servername_arg(context, &seen);
-        SSL_CTX_set_tlsext_servername_callback(
-            context, +[](SSL* ssl, int*, void* place) -> int {
-                if (const char* name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name))
-                    *static_cast<std::string*>(place) = name;
-                return SSL_TLSEXT_ERR_OK;
-            });
-    });
+    RawPeer server = RawPeer::server();
     Side client = Side::client(target);
     server.step(client.step().token);
-    return seen;
+    return server.requestedName();
 }
 
 using ServerNameIndication = ServerTrust;

@@ -1,7 +1,9 @@
 #include "contract/security/Side.h"
 
-#include "contract/security/TestCertificates.h"
+#include "contract/support/TestCertificates.h"
 #include "platform/SecuritySupport.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
@@ -38,12 +40,12 @@ std::vector<std::size_t> recordSizes(const Bytes& bytes) {
 }
 
 SECURITY_STATUS acquire(ULONG use, PCCERT_CONTEXT certificate, CredHandle& handle) {
-    SCHANNEL_CRED request;
+    SCHANNEL_CRED request{};
     request.dwVersion = SCHANNEL_CRED_VERSION;
     request.cCreds = certificate ? 1 : 0;
     request.paCred = &certificate;
     wchar_t package[] = L"Microsoft Unified Security Protocol Provider";
-    TimeStamp expiry = 0;
+    TimeStamp expiry{};
     return platform::AcquireCredentialsHandleW(nullptr, package, use, nullptr, &request, nullptr,
                                                nullptr, &handle, &expiry);
 }
@@ -57,7 +59,8 @@ Credential::Credential(ULONG use, const std::string& certificate) {
         status = acquire(use, shown.get(), handle);
     }
     if (status != SEC_E_OK)
-        throw std::runtime_error("no credentials for " + certificate);
+        throw std::runtime_error("no credentials for " + certificate + ": " +
+                                 std::to_string(status));
 }
 
 Credential Credential::outbound(const std::string& certificate) {
@@ -99,7 +102,7 @@ Side::~Side() {
 }
 
 SECURITY_STATUS Side::call(SecBufferDesc* input, SecBufferDesc* output, ULONG* attributes) {
-    TimeStamp expiry = 0;
+    TimeStamp expiry{};
     CtxtHandle* context = begun ? &handle : nullptr;
     if (!isClient)
         return platform::AcceptSecurityContext(credential.get(), context, input, requirements,
@@ -112,9 +115,9 @@ SECURITY_STATUS Side::call(SecBufferDesc* input, SecBufferDesc* output, ULONG* a
 }
 
 Step Side::step(Bytes received) {
-    SecBuffer inputs[2];
+    SecBuffer inputs[2] = {};
     inputs[0] = {static_cast<ULONG>(received.size()), SECBUFFER_TOKEN, received.data()};
-    SecBuffer outputs[2];
+    SecBuffer outputs[2] = {};
     outputs[0].BufferType = SECBUFFER_TOKEN;
     outputs[1].BufferType = SECBUFFER_ALERT;
     SecBufferDesc input{SECBUFFER_VERSION, 2, inputs};
@@ -147,7 +150,7 @@ Step Side::receive(const Bytes& received) {
 }
 
 SecPkgContext_StreamSizes Side::sizes() {
-    SecPkgContext_StreamSizes sizes;
+    SecPkgContext_StreamSizes sizes{};
     if (platform::QueryContextAttributesW(&handle, SECPKG_ATTR_STREAM_SIZES, &sizes) != SEC_E_OK)
         throw std::runtime_error("no stream sizes");
     return sizes;
@@ -169,7 +172,7 @@ struct ProtectingBuffers {
     }
 
     Bytes memory;
-    SecBuffer entries[4];
+    SecBuffer entries[4] = {};
     SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
 };
 
@@ -190,7 +193,7 @@ Bytes Side::protect(const Bytes& plaintext) {
 }
 
 Opened Side::open(Bytes ciphertext) {
-    SecBuffer entries[4];
+    SecBuffer entries[4] = {};
     entries[0] = {static_cast<ULONG>(ciphertext.size()), SECBUFFER_DATA, ciphertext.data()};
     SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
     Opened opened;
@@ -241,6 +244,17 @@ Bytes deliver(Side& to, const Bytes& bytes, std::size_t chunk) {
 }
 
 } // namespace
+
+void expectVoidContext(CtxtHandle handle) {
+    SecPkgContext_StreamSizes sizes{};
+    EXPECT_EQ(platform::QueryContextAttributesW(&handle, SECPKG_ATTR_STREAM_SIZES, &sizes),
+              SEC_E_INVALID_HANDLE);
+    SecBuffer entries[4] = {};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    EXPECT_EQ(platform::EncryptMessage(&handle, 0, &message, 0), SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(platform::DecryptMessage(&handle, &message, 0, nullptr), SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(platform::DeleteSecurityContext(&handle), SEC_E_INVALID_HANDLE);
+}
 
 void shakeHands(Side& client, Side& server, std::size_t chunk) {
     Bytes toServer = client.step().token;

@@ -38,7 +38,7 @@ public:
 
 private:
     Credential(ULONG use, const std::string& certificate);
-    CredHandle handle;
+    CredHandle handle{};
 };
 
 SECURITY_STATUS acquire(ULONG use, PCCERT_CONTEXT certificate, CredHandle& handle);
@@ -109,11 +109,14 @@ private:
 
     bool isClient;
     std::wstring target;
-    CtxtHandle handle;
+    CtxtHandle handle{};
     bool begun = false;
     SECURITY_STATUS lastStatus = SEC_I_CONTINUE_NEEDED;
     Bytes held;
 };
+
+// Expects that a handle stands for no context, whatever it is asked for.
+void expectVoidContext(CtxtHandle handle);
 
 // Carries the tokens between both, at most chunk bytes at once, until neither has anything to send.
 void shakeHands(Side& client, Side& server, std::size_t chunk = std::string::npos);

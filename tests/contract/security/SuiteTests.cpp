@@ -1,6 +1,7 @@
 // Protocol versions, cipher suites and what they make of the stream sizes.
-#include "contract/security/RawPeer.h"
-#include "contract/security/TestCertificates.h"
+#include "contract/support/ContractTest.h"
+#include "contract/support/RawPeer.h"
+#include "contract/support/TestCertificates.h"
 
 #include <gtest/gtest.h>
 
@@ -9,24 +10,21 @@
 namespace VexaSsl::test {
 namespace {
 
-class Suites : public ::testing::Test {
+class Suites : public ContractTest {
 protected:
-    const FolderInForce folder;
+    const CertificatesInForce certificates;
 };
 
-RawPeer::Setting onlyVersion(int version) {
-    return [version](SSL_CTX* context) {
-        SSL_CTX_set_security_level(context, 0); // TLS 1.1 is below the default one
-        SSL_CTX_set_min_proto_version(context, version);
-        SSL_CTX_set_max_proto_version(context, version);
-    };
+PeerSettings only(Protocol protocol) {
+    PeerSettings settings;
+    settings.only = protocol;
+    return settings;
 }
 
-RawPeer::Setting onlySuite(const char* suite) {
-    return [suite](SSL_CTX* context) {
-        SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
-        SSL_CTX_set_cipher_list(context, suite);
-    };
+PeerSettings onlySuite(const char* suite) {
+    PeerSettings settings;
+    settings.suites = suite;
+    return settings;
 }
 
 TEST_F(Suites, aClientThatOffersTls13TooGetsTls12) {
@@ -34,7 +32,7 @@ TEST_F(Suites, aClientThatOffersTls13TooGetsTls12) {
     Side server = Side::server();
     shakeHands(client, server);
     ASSERT_TRUE(server.established());
-    EXPECT_EQ(SSL_version(client.connection()), TLS1_2_VERSION);
+    EXPECT_TRUE(client.speaksTls12());
 }
 
 TEST_F(Suites, aServerThatKnowsTls13GetsTls12) {
@@ -42,18 +40,18 @@ TEST_F(Suites, aServerThatKnowsTls13GetsTls12) {
     RawPeer server = RawPeer::server();
     shakeHands(client, server);
     ASSERT_TRUE(client.established());
-    EXPECT_EQ(SSL_version(server.connection()), TLS1_2_VERSION);
+    EXPECT_TRUE(server.speaksTls12());
 }
 
 TEST_F(Suites, aTls13OnlyClientIsRefused) {
-    RawPeer client = RawPeer::client(onlyVersion(TLS1_3_VERSION));
+    RawPeer client = RawPeer::client(only(Protocol::tls13));
     Side server = Side::server();
     shakeHands(client, server);
     EXPECT_EQ(server.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
 TEST_F(Suites, aTls11ClientIsRefused) {
-    RawPeer client = RawPeer::client(onlyVersion(TLS1_1_VERSION));
+    RawPeer client = RawPeer::client(only(Protocol::tls11));
     Side server = Side::server();
     shakeHands(client, server);
     EXPECT_EQ(server.status(), SEC_E_ALGORITHM_MISMATCH);
@@ -61,14 +59,14 @@ TEST_F(Suites, aTls11ClientIsRefused) {
 
 TEST_F(Suites, aTls13OnlyServerRefusesAndTheAlertTellsWhy) {
     Side client = Side::client();
-    RawPeer server = RawPeer::server("server-ecdsa", onlyVersion(TLS1_3_VERSION));
+    RawPeer server = RawPeer::server("server-ecdsa", only(Protocol::tls13));
     shakeHands(client, server);
     EXPECT_EQ(client.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
 TEST_F(Suites, aTls11ServerFindsNothingToAgreeOn) {
     Side client = Side::client();
-    RawPeer server = RawPeer::server("server-ecdsa", onlyVersion(TLS1_1_VERSION));
+    RawPeer server = RawPeer::server("server-ecdsa", only(Protocol::tls11));
     shakeHands(client, server);
     EXPECT_EQ(client.status(), SEC_E_ILLEGAL_MESSAGE); // the peer's handshake_failure alert
     EXPECT_FALSE(server.established());
@@ -149,9 +147,9 @@ INSTANTIATE_TEST_SUITE_P(All, BadSuite,
                          printed);
 
 TEST_F(Suites, aPeerThatAsksForSmallRecordsGetsThem) {
-    RawPeer client = RawPeer::client([](SSL_CTX* context) {
-        SSL_CTX_set_tlsext_max_fragment_length(context, TLSEXT_max_fragment_length_1024);
-    });
+    PeerSettings settings;
+    settings.smallRecords = true;
+    RawPeer client = RawPeer::client(settings);
     Side server = Side::server();
     shakeHands(client, server);
     ASSERT_TRUE(server.established());
@@ -160,22 +158,19 @@ TEST_F(Suites, aPeerThatAsksForSmallRecordsGetsThem) {
 }
 
 TEST_F(Suites, noSessionIsTakenUpAgain) {
-    SSL_SESSION* session = nullptr;
+    RawPeer before = RawPeer::client();
     {
-        RawPeer client = RawPeer::client();
         Side server = Side::server();
-        shakeHands(client, server);
-        ASSERT_TRUE(client.established());
-        session = SSL_get1_session(client.connection());
-        EXPECT_FALSE(SSL_SESSION_has_ticket(session));
+        shakeHands(before, server);
+        ASSERT_TRUE(before.established());
+        EXPECT_FALSE(before.hasTicket());
     }
     RawPeer client = RawPeer::client();
-    SSL_set_session(client.connection(), session);
-    SSL_SESSION_free(session);
+    client.takeUp(before);
     Side server = Side::server();
     shakeHands(client, server);
     ASSERT_TRUE(client.established());
-    EXPECT_FALSE(SSL_session_reused(client.connection()));
+    EXPECT_FALSE(client.tookUp());
 }
 
 } // namespace

@@ -29,8 +29,8 @@ struct Accept {
     }
     int finish(const Socket& listener, bool wait) {
         DWORD flags = 0;
-        const BOOL done = platform::WSAGetOverlappedResult(listener.get(), &overlapped, &count,
-                                                           wait ? TRUE : FALSE, &flags);
+        const BOOL done = host::WSAGetOverlappedResult(listener.get(), &overlapped, &count,
+                                                       wait ? TRUE : FALSE, &flags);
         return done != FALSE ? 0 : platform::WSAGetLastError();
     }
     sockaddr_in addressAt(std::size_t offset) const {
@@ -45,7 +45,7 @@ struct Accept {
     DWORD dataSize;
     std::string output;
     DWORD count = 0;
-    OVERLAPPED overlapped;
+    OVERLAPPED overlapped{};
 };
 
 } // namespace VexaSsl::test

@@ -2,7 +2,6 @@
 #include "contract/sockets/AcceptCall.h"
 
 #include <array>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
@@ -10,28 +9,22 @@
 
 namespace VexaSsl::test {
 
-namespace {
+using AcceptEx = ContractTest;
 
-int lastError() {
-    return platform::WSAGetLastError();
-}
-
-} // namespace
-
-TEST(AcceptEx, takesAWaitingConnectionAtOnce) {
+TEST_F(AcceptEx, takesAWaitingConnectionAtOnce) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     const ScopedEvent event;
     Accept accept(0, event.get());
-    EXPECT_EQ(accept.post(listener), 0);
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_TRUE(startedReady(accept.post(listener)));
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     sendText(client, "hello");
     EXPECT_EQ(receiveText(accept.socket, 5), "hello");
     sendText(accept.socket, "hello back");
     EXPECT_EQ(receiveText(client, 10), "hello back");
 }
 
-TEST(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
+TEST_F(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(0, event.get());
@@ -43,13 +36,13 @@ TEST(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
         client = connectedTo(listener);
         sendText(client, "x");
     });
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(accept.finish(listener, false), 0);
     EXPECT_EQ(accept.count, 0U);
     EXPECT_EQ(receiveText(accept.socket, 1), "x");
 }
 
-TEST(AcceptEx, completesOnTheListenersPort) {
+TEST_F(AcceptEx, completesOnTheListenersPort) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 77));
@@ -62,7 +55,7 @@ TEST(AcceptEx, completesOnTheListenersPort) {
     EXPECT_EQ(got.overlapped, &accept.overlapped);
 }
 
-TEST(AcceptEx, laysOutDataThenLocalThenRemoteAddress) {
+TEST_F(AcceptEx, laysOutDataThenLocalThenRemoteAddress) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     sendText(client, "data");
@@ -78,43 +71,26 @@ TEST(AcceptEx, laysOutDataThenLocalThenRemoteAddress) {
     EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
 }
 
-TEST(AcceptEx, acceptedSocketKeepsItsNumberAndClosesOnExec) {
-    const Socket listener = listenOnLoopback();
-    const Socket client = connectedTo(listener);
-    Accept accept;
-    const SOCKET number = accept.socket.get();
-    ASSERT_EQ(accept.post(listener), 0);
-    EXPECT_EQ(accept.socket.get(), number);
-    EXPECT_EQ(addressOf(accept.socket).sin_port, addressOf(listener).sin_port);
-    EXPECT_NE(fcntl(accept.socket.descriptor(), F_GETFD) & FD_CLOEXEC, 0);
-}
-
-TEST(AcceptEx, acceptedSocketKeepsModeAndTimeouts) {
+TEST_F(AcceptEx, acceptedSocketKeepsModeAndTimeouts) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     Accept timed;
     setReceiveTimeout(timed.socket, std::chrono::milliseconds(20));
-    ASSERT_EQ(timed.post(listener), 0);
+    ASSERT_TRUE(startedReady(timed.post(listener)));
+    ASSERT_EQ(timed.finish(listener, true), 0);
     char byte = 0;
     EXPECT_EQ(platform::recv(timed.socket.get(), &byte, 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAETIMEDOUT);
     const Socket second = connectedTo(listener);
     Accept nonBlocking;
     setNonBlocking(nonBlocking.socket);
-    ASSERT_EQ(nonBlocking.post(listener), 0);
+    ASSERT_TRUE(startedReady(nonBlocking.post(listener)));
+    ASSERT_EQ(nonBlocking.finish(listener, true), 0);
     EXPECT_EQ(platform::recv(nonBlocking.socket.get(), &byte, 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
 }
 
-TEST(AcceptEx, leavesTheListenersModeAlone) {
-    const Socket listener = listenOnLoopback();
-    const Socket client = connectedTo(listener);
-    Accept accept;
-    ASSERT_EQ(accept.post(listener), 0);
-    EXPECT_EQ(fcntl(listener.descriptor(), F_GETFL) & O_NONBLOCK, 0);
-}
-
-TEST(AcceptEx, waitsForTheFirstDataWhenAsked) {
+TEST_F(AcceptEx, waitsForTheFirstDataWhenAsked) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -129,7 +105,7 @@ TEST(AcceptEx, waitsForTheFirstDataWhenAsked) {
     EXPECT_EQ(accept.output.substr(0, 5), "first");
 }
 
-TEST(AcceptEx, silentConnectionDoesNotHoldUpTheNext) {
+TEST_F(AcceptEx, silentConnectionDoesNotHoldUpTheNext) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -145,23 +121,23 @@ TEST(AcceptEx, silentConnectionDoesNotHoldUpTheNext) {
     EXPECT_EQ(dequeue(port.get()).overlapped, &first.overlapped);
 }
 
-TEST(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
+TEST_F(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(8, event.get());
     const Socket client = connectedTo(listener);
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
-    EXPECT_EQ(event.wait(20), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(event.wait(20), WSA_WAIT_TIMEOUT);
     const std::jthread peer([&] {
         giveOthersTime();
         sendText(client, "late");
     });
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(accept.finish(listener, false), 0);
     EXPECT_EQ(accept.count, 4U);
 }
 
-TEST(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
+TEST_F(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
     const Socket listener = listenOnLoopback();
     Accept accept(8);
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
@@ -171,7 +147,7 @@ TEST(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
     EXPECT_EQ(accept.count, 0U);
 }
 
-TEST(AcceptEx, severalAreServedInTheOrderOfPosting) {
+TEST_F(AcceptEx, severalAreServedInTheOrderOfPosting) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -188,7 +164,7 @@ TEST(AcceptEx, severalAreServedInTheOrderOfPosting) {
     }
 }
 
-TEST(AcceptEx, acceptedSocketGoesOnOverlapped) {
+TEST_F(AcceptEx, acceptedSocketGoesOnOverlapped) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -205,13 +181,13 @@ TEST(AcceptEx, acceptedSocketGoesOnOverlapped) {
     EXPECT_EQ(got.overlapped, &receive.overlapped);
 }
 
-TEST(AcceptEx, argumentsAreChecked) {
+TEST_F(AcceptEx, argumentsAreChecked) {
     const Socket listener = listenOnLoopback();
     const Socket unbound = tcpSocket();
     const Pair pair = connectedPair();
     std::array<char, 256> output{};
     DWORD count = 0;
-    OVERLAPPED overlapped;
+    OVERLAPPED overlapped{};
     const auto post = [&](SOCKET listening, SOCKET accepting, void* buffer, DWORD local,
                           DWORD remote, OVERLAPPED* structure) {
         platform::WSASetLastError(0);
@@ -235,13 +211,13 @@ TEST(AcceptEx, argumentsAreChecked) {
     EXPECT_EQ(post(good, pair.server.get(), buffer, space, space, &overlapped), WSAEINVAL);
 }
 
-TEST(AcceptEx, acceptSocketInUseByAnotherIsInvalid) {
+TEST_F(AcceptEx, acceptSocketInUseByAnotherIsInvalid) {
     const Socket listener = listenOnLoopback();
     Accept accept;
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
     std::array<char, 256> output{};
     DWORD count = 0;
-    OVERLAPPED overlapped;
+    OVERLAPPED overlapped{};
     EXPECT_EQ(platform::AcceptEx(listener.get(), accept.socket.get(), output.data(), 0,
                                  addressSpace, addressSpace, &count, &overlapped),
               FALSE);

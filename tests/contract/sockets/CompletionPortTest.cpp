@@ -7,19 +7,13 @@
 
 namespace VexaSsl::test {
 
-namespace {
+using CompletionPort = ContractTest;
 
-int lastError() {
-    return platform::WSAGetLastError();
-}
-
-} // namespace
-
-TEST(CompletionPort, givesPostedCompletionsInTheirOrder) {
+TEST_F(CompletionPort, givesPostedCompletionsInTheirOrder) {
     const ScopedPort port;
-    OVERLAPPED overlapped;
-    EXPECT_NE(platform::PostQueuedCompletionStatus(port.get(), 1, 10, &overlapped), FALSE);
-    EXPECT_NE(platform::PostQueuedCompletionStatus(port.get(), 2, 20, nullptr), FALSE);
+    OVERLAPPED overlapped{};
+    EXPECT_NE(host::PostQueuedCompletionStatus(port.get(), 1, 10, &overlapped), FALSE);
+    EXPECT_NE(host::PostQueuedCompletionStatus(port.get(), 2, 20, nullptr), FALSE);
     const Dequeued first = dequeue(port.get());
     EXPECT_NE(first.result, FALSE);
     EXPECT_EQ(first.transferred, 1U);
@@ -31,33 +25,25 @@ TEST(CompletionPort, givesPostedCompletionsInTheirOrder) {
     EXPECT_EQ(second.overlapped, nullptr);
 }
 
-TEST(CompletionPort, emptyOneTimesOut) {
+TEST_F(CompletionPort, emptyOneTimesOut) {
     const ScopedPort port;
     for (const DWORD milliseconds : {0U, 20U}) {
         const Dequeued got = dequeue(port.get(), milliseconds);
         EXPECT_EQ(got.result, FALSE);
         EXPECT_EQ(got.overlapped, nullptr);
-        EXPECT_EQ(got.error, static_cast<int>(platform::WSA_WAIT_TIMEOUT));
+        EXPECT_EQ(got.error, static_cast<int>(WSA_WAIT_TIMEOUT));
     }
 }
 
-TEST(CompletionPort, signalsNeitherEndNorExtendTheWait) {
-    const ScopedPort port;
-    const SignalStorm storm;
-    EXPECT_EQ(dequeue(port.get(), 50).error, static_cast<int>(platform::WSA_WAIT_TIMEOUT));
-    EXPECT_GT(SignalStorm::delivered(), 0);
-}
-
-TEST(CompletionPort, postingWakesAWaitingThread) {
+TEST_F(CompletionPort, postingWakesAWaitingThread) {
     const ScopedPort port;
     const std::jthread waiter([&] { EXPECT_EQ(dequeue(port.get()).key, 5U); });
     giveOthersTime();
-    platform::PostQueuedCompletionStatus(port.get(), 0, 5, nullptr);
+    host::PostQueuedCompletionStatus(port.get(), 0, 5, nullptr);
 }
 
-TEST(CompletionPort, closingEndsEveryWait) {
-    const HANDLE port =
-        platform::CreateIoCompletionPort(platform::invalidHandle(), platform::noHandle, 0, 0);
+TEST_F(CompletionPort, closingEndsEveryWait) {
+    const HANDLE port = host::CreateIoCompletionPort(host::invalidHandle(), host::noHandle, 0, 0);
     std::vector<std::jthread> waiters;
     for (int i = 0; i < 4; ++i) {
         waiters.emplace_back([&] {
@@ -68,40 +54,37 @@ TEST(CompletionPort, closingEndsEveryWait) {
         });
     }
     giveOthersTime();
-    EXPECT_NE(platform::CloseHandle(port), FALSE);
+    EXPECT_NE(host::CloseHandle(port), FALSE);
 }
 
-TEST(CompletionPort, staleHandlesAreInvalid) {
-    const HANDLE stale =
-        platform::CreateIoCompletionPort(platform::invalidHandle(), platform::noHandle, 0, 0);
-    EXPECT_NE(platform::CloseHandle(stale), FALSE);
-    EXPECT_EQ(platform::CloseHandle(stale), FALSE);
+TEST_F(CompletionPort, staleHandlesAreInvalid) {
+    const HANDLE stale = host::CreateIoCompletionPort(host::invalidHandle(), host::noHandle, 0, 0);
+    EXPECT_NE(host::CloseHandle(stale), FALSE);
+    EXPECT_EQ(host::CloseHandle(stale), FALSE);
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
     EXPECT_EQ(dequeue(stale).error, WSA_INVALID_HANDLE);
     platform::WSASetLastError(0);
-    EXPECT_EQ(platform::PostQueuedCompletionStatus(stale, 0, 0, nullptr), FALSE);
+    EXPECT_EQ(host::PostQueuedCompletionStatus(stale, 0, 0, nullptr), FALSE);
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
     const Socket socket = tcpSocket();
     platform::WSASetLastError(0);
-    EXPECT_EQ(platform::CreateIoCompletionPort(platform::socketHandle(socket.get()), stale, 0, 0),
-              nullptr);
+    EXPECT_EQ(host::CreateIoCompletionPort(host::socketHandle(socket.get()), stale, 0, 0), nullptr);
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
 }
 
-TEST(CompletionPort, eventIsNoPort) {
+TEST_F(CompletionPort, eventIsNoPort) {
     const ScopedEvent event;
     EXPECT_EQ(dequeue(event.get()).error, WSA_INVALID_HANDLE);
-    EXPECT_EQ(platform::CloseHandle(event.get()), FALSE);
+    EXPECT_EQ(host::CloseHandle(event.get()), FALSE);
 }
 
-TEST(CompletionPort, bindingChecksItsArguments) {
+TEST_F(CompletionPort, bindingChecksItsArguments) {
     const ScopedPort port;
-    EXPECT_EQ(platform::CreateIoCompletionPort(platform::socketHandle(INVALID_SOCKET - 1),
-                                               port.get(), 0, 0),
-              nullptr);
+    EXPECT_EQ(
+        host::CreateIoCompletionPort(host::socketHandle(INVALID_SOCKET - 1), port.get(), 0, 0),
+        nullptr);
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
-    EXPECT_EQ(platform::CreateIoCompletionPort(platform::invalidHandle(), port.get(), 0, 0),
-              nullptr);
+    EXPECT_EQ(host::CreateIoCompletionPort(host::invalidHandle(), port.get(), 0, 0), nullptr);
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
     const Socket socket = tcpSocket();
     EXPECT_TRUE(port.bind(socket, 1));
@@ -109,21 +92,21 @@ TEST(CompletionPort, bindingChecksItsArguments) {
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
 }
 
-TEST(CompletionPort, isMadeTogetherWithItsFirstSocket) {
+TEST_F(CompletionPort, isMadeTogetherWithItsFirstSocket) {
     const Pair pair = connectedPair();
-    const HANDLE port = platform::CreateIoCompletionPort(platform::socketHandle(pair.server.get()),
-                                                         platform::noHandle, 7, 0);
+    const HANDLE port =
+        host::CreateIoCompletionPort(host::socketHandle(pair.server.get()), host::noHandle, 7, 0);
     ASSERT_NE(port, nullptr);
     Receive receive(8);
     EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     sendText(pair.client, "x");
     EXPECT_EQ(dequeue(port).key, 7U);
-    platform::CloseHandle(port);
+    host::CloseHandle(port);
 }
 
-TEST(CompletionPort, dequeueNeedsItsOutPlaces) {
+TEST_F(CompletionPort, dequeueNeedsItsOutPlaces) {
     const ScopedPort port;
-    EXPECT_EQ(platform::GetQueuedCompletionStatus(port.get(), nullptr, nullptr, nullptr, 0), FALSE);
+    EXPECT_EQ(host::GetQueuedCompletionStatus(port.get(), nullptr, nullptr, nullptr, 0), FALSE);
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
 }
 

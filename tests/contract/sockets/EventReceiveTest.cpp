@@ -9,15 +9,10 @@
 
 namespace VexaSsl::test {
 
-namespace {
+using EventReceive = ContractTest;
+using EventSend = ContractTest;
 
-int lastError() {
-    return platform::WSAGetLastError();
-}
-
-} // namespace
-
-TEST(EventReceive, completesAtOnceWhenDataIsThere) {
+TEST_F(EventReceive, completesAtOnceWhenDataIsThere) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     sendText(pair.client, "here");
@@ -26,26 +21,26 @@ TEST(EventReceive, completesAtOnceWhenDataIsThere) {
     Receive receive(16, event.get());
     EXPECT_EQ(receive.post(pair.server), 0);
     EXPECT_EQ(receive.text(), "here");
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(0), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.count, 4U);
 }
 
-TEST(EventReceive, postingResetsTheEvent) {
+TEST_F(EventReceive, postingResetsTheEvent) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
-    platform::WSASetEvent(event.get());
+    host::WSASetEvent(event.get());
     Receive receive(16, event.get());
     EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(event.wait(0), WSA_WAIT_TIMEOUT);
     EXPECT_EQ(receive.finish(pair.server, false), WSA_IO_INCOMPLETE);
     sendText(pair.client, "later");
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.text(), "later");
 }
 
-TEST(EventReceive, dataIsThereWhenTheWaitEnds) {
+TEST_F(EventReceive, dataIsThereWhenTheWaitEnds) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(16, event.get());
@@ -54,15 +49,15 @@ TEST(EventReceive, dataIsThereWhenTheWaitEnds) {
         giveOthersTime();
         sendText(pair.client, "x");
     });
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.text(), "x");
 }
 
-TEST(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
+TEST_F(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
-    WSAOVERLAPPED overlapped;
+    WSAOVERLAPPED overlapped{};
     overlapped.hEvent = event.get();
     char first[2] = {};
     char second[8] = {};
@@ -77,28 +72,27 @@ TEST(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
     views.reset();
     sendText(pair.client, "abcde");
     DWORD count = 0;
-    ASSERT_NE(
-        platform::WSAGetOverlappedResult(pair.server.get(), &overlapped, &count, TRUE, &flags),
-        FALSE);
+    ASSERT_NE(host::WSAGetOverlappedResult(pair.server.get(), &overlapped, &count, TRUE, &flags),
+              FALSE);
     EXPECT_EQ(count, 5U);
     EXPECT_EQ(std::string(first, 2), "ab");
     EXPECT_EQ(std::string(second, 3), "cde");
 }
 
-TEST(EventReceive, waitAllGathersFromAPeerThatSendsByteByByte) {
+TEST_F(EventReceive, waitAllGathersFromAPeerThatSendsByteByByte) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     receive.flags = msgWaitAll;
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread peer([&] { sendDropByDrop(pair.client, "all of it"); });
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.text(), "all of i");
     EXPECT_EQ(receiveText(pair.server, 1), "t");
 }
 
-TEST(EventReceive, peekLeavesTheBytes) {
+TEST_F(EventReceive, peekLeavesTheBytes) {
     const Pair pair = connectedPair();
     Receive receive(8);
     receive.flags = msgPeek;
@@ -109,7 +103,7 @@ TEST(EventReceive, peekLeavesTheBytes) {
     EXPECT_EQ(receiveText(pair.server, 1), "x");
 }
 
-TEST(EventReceive, withoutRoomWaitsForReadiness) {
+TEST_F(EventReceive, withoutRoomWaitsForReadiness) {
     const Pair pair = connectedPair();
     Receive receive(0);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -119,43 +113,43 @@ TEST(EventReceive, withoutRoomWaitsForReadiness) {
     EXPECT_EQ(receiveText(pair.server, 1), "x");
 }
 
-TEST(EventReceive, endOfStreamCompletesWithZeroBytes) {
+TEST_F(EventReceive, endOfStreamCompletesWithZeroBytes) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     pair.client.close();
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.count, 0U);
 }
 
-TEST(EventReceive, resetCompletesWithItsNumber) {
+TEST_F(EventReceive, resetCompletesWithItsNumber) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     resetWhenClosed(pair.client);
     pair.client.close();
-    EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), WSAECONNRESET);
 }
 
-TEST(EventReceive, failureAtOnceHasNoCompletion) {
+TEST_F(EventReceive, failureAtOnceHasNoCompletion) {
     const Socket unconnected = tcpSocket();
     const ScopedEvent event;
     Receive receive(8, event.get());
     EXPECT_EQ(receive.post(unconnected), WSAENOTCONN);
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_TIMEOUT);
+    EXPECT_EQ(event.wait(0), WSA_WAIT_TIMEOUT);
     EXPECT_EQ(receive.finish(unconnected, true), WSAENOTCONN);
 }
 
-TEST(EventReceive, onNoSocketIsToldApart) {
+TEST_F(EventReceive, onNoSocketIsToldApart) {
     Receive receive(8);
     EXPECT_EQ(receive.post(Socket()), WSAENOTSOCK);
 }
 
-TEST(EventReceive, completesInTheOrderOfPosting) {
+TEST_F(EventReceive, completesInTheOrderOfPosting) {
     const Pair pair = connectedPair();
     const ScopedEvent last;
     std::vector<std::unique_ptr<Receive>> receives;
@@ -164,7 +158,7 @@ TEST(EventReceive, completesInTheOrderOfPosting) {
         ASSERT_EQ(receives.back()->post(pair.server), WSA_IO_PENDING);
     }
     const std::jthread peer([&] { sendDropByDrop(pair.client, "abcdefghijklmnopqrst"); });
-    EXPECT_EQ(last.wait(), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(last.wait(), WSA_WAIT_EVENT_0);
     std::string text;
     for (const auto& receive : receives) {
         EXPECT_EQ(receive->finish(pair.server, false), 0);
@@ -173,33 +167,33 @@ TEST(EventReceive, completesInTheOrderOfPosting) {
     EXPECT_EQ(text, "abcdefghijklmnopqrst");
 }
 
-TEST(EventReceive, closingTheSocketAbortsWhatIsPending) {
+TEST_F(EventReceive, closingTheSocketAbortsWhatIsPending) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     auto receive = std::make_unique<Receive>(8, event.get());
     ASSERT_EQ(receive->post(pair.server), WSA_IO_PENDING);
     pair.server.close();
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
-    EXPECT_EQ(receive->finish(pair.server, false), WSA_OPERATION_ABORTED);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
+    EXPECT_TRUE(isAborted(receive->finish(pair.server, false)));
     receive.reset(); // a sanitizer tells if anything still refers to it
     sendText(pair.client, "x");
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
 }
 
-TEST(EventReceive, closingTheSocketEndsTheWaitOfAnotherThread) {
+TEST_F(EventReceive, closingTheSocketEndsTheWaitOfAnotherThread) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread waiter([&] {
-        EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
-        EXPECT_EQ(receive.finish(pair.client, false), WSA_OPERATION_ABORTED);
+        EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
+        EXPECT_TRUE(isAborted(receive.finish(pair.client, false)));
     });
     giveOthersTime();
     pair.server.close();
 }
 
-TEST(EventReceive, closingTheSocketEndsAWaitForTheResult) {
+TEST_F(EventReceive, closingTheSocketEndsAWaitForTheResult) {
     Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -207,51 +201,36 @@ TEST(EventReceive, closingTheSocketEndsAWaitForTheResult) {
     const std::jthread waiter([&, s] {
         DWORD count = 0;
         DWORD flags = 0;
-        EXPECT_EQ(platform::WSAGetOverlappedResult(s, &receive.overlapped, &count, TRUE, &flags),
+        EXPECT_EQ(host::WSAGetOverlappedResult(s, &receive.overlapped, &count, TRUE, &flags),
                   FALSE);
-        EXPECT_EQ(platform::WSAGetLastError(), WSA_OPERATION_ABORTED);
+        EXPECT_TRUE(isAborted(lastError()));
     });
     giveOthersTime();
     pair.server.close();
 }
 
-TEST(EventReceive, newSocketWithTheSameNumberHasNothingPending) {
-    Pair pair = connectedPair();
-    Receive receive(8);
-    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
-    const SOCKET number = pair.server.get();
-    pair.server.close();
-    const Pair next = connectedPair();
-    EXPECT_TRUE(next.client.get() == number || next.server.get() == number);
-    sendText(next.client, "mine");
-    EXPECT_EQ(receiveText(next.server, 4), "mine");
-    sendText(next.server, "yours");
-    EXPECT_EQ(receiveText(next.client, 5), "yours");
-    EXPECT_EQ(receive.finish(next.server, false), WSA_OPERATION_ABORTED);
-}
-
-TEST(EventReceive, postingWakesAThreadThatWaitsAlready) {
+TEST_F(EventReceive, postingWakesAThreadThatWaitsAlready) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     sendText(pair.client, "x");
-    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0); });
+    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); });
     giveOthersTime();
     EXPECT_EQ(receive.post(pair.server), 0);
 }
 
-TEST(EventReceive, waitingThreadServesWhatIsPostedMeanwhile) {
+TEST_F(EventReceive, waitingThreadServesWhatIsPostedMeanwhile) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
-    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0); });
+    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); });
     giveOthersTime();
     EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     giveOthersTime();
     sendText(pair.client, "x");
 }
 
-TEST(EventReceive, waitForTheResultCompletesIt) {
+TEST_F(EventReceive, waitForTheResultCompletesIt) {
     const Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -263,20 +242,7 @@ TEST(EventReceive, waitForTheResultCompletesIt) {
     EXPECT_EQ(receive.text(), "x");
 }
 
-TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
-    const Pair pair = connectedPair();
-    Receive receive(8);
-    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
-    const std::jthread peer([&] {
-        giveOthersTime();
-        sendText(pair.client, "x");
-    });
-    const SignalStorm storm;
-    EXPECT_EQ(receive.finish(pair.server, true), 0);
-    EXPECT_GT(SignalStorm::delivered(), 0);
-}
-
-TEST(EventReceive, manyThreadsMayWaitForTheSameEvent) {
+TEST_F(EventReceive, manyThreadsMayWaitForTheSameEvent) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
@@ -286,7 +252,7 @@ TEST(EventReceive, manyThreadsMayWaitForTheSameEvent) {
         std::vector<std::jthread> waiters;
         for (int i = 0; i < 4; ++i) {
             waiters.emplace_back([&] {
-                EXPECT_EQ(event.wait(), platform::WSA_WAIT_EVENT_0);
+                EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
                 ++woken;
             });
         }
@@ -298,33 +264,34 @@ TEST(EventReceive, manyThreadsMayWaitForTheSameEvent) {
     EXPECT_EQ(receive.text(), "x");
 }
 
-TEST(EventReceive, resultOfAnOperationOnAnotherSocketIsInvalid) {
-    const Pair pair = connectedPair();
+TEST_F(EventReceive, resultOfAnOperationOnAnotherSocketIsInvalid) {
+    // Closing the sockets completes what is pending: the receives must outlive them.
     Receive receive(8);
     Receive other(8);
+    const Pair pair = connectedPair();
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     ASSERT_EQ(other.post(pair.client), WSA_IO_PENDING);
     EXPECT_EQ(receive.finish(pair.client, true), WSA_INVALID_PARAMETER);
-    EXPECT_EQ(platform::WSAGetOverlappedResult(pair.server.get(), nullptr, nullptr, FALSE, nullptr),
+    EXPECT_EQ(host::WSAGetOverlappedResult(pair.server.get(), nullptr, nullptr, FALSE, nullptr),
               FALSE);
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST(EventSend, completesAtOnceAndSetsTheEvent) {
+TEST_F(EventSend, completesAtOnceAndSetsTheEvent) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
-    WSAOVERLAPPED overlapped;
+    WSAOVERLAPPED overlapped{};
     overlapped.hEvent = event.get();
     char text[] = "sent";
     WSABUF view{4, text};
     DWORD sent = 0;
     EXPECT_EQ(platform::WSASend(pair.client.get(), &view, 1, &sent, 0, &overlapped, nullptr), 0);
     EXPECT_EQ(sent, 4U);
-    EXPECT_EQ(event.wait(0), platform::WSA_WAIT_EVENT_0);
+    EXPECT_EQ(event.wait(0), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receiveText(pair.server, 4), "sent");
 }
 
-TEST(EventSend, sendsEverythingEvenOnANonBlockingSocket) {
+TEST_F(EventSend, sendsEverythingEvenOnANonBlockingSocket) {
     const Pair pair = connectedPair();
     setNonBlocking(pair.client);
     std::string much(16 << 20, 'm');
@@ -332,7 +299,7 @@ TEST(EventSend, sendsEverythingEvenOnANonBlockingSocket) {
         giveOthersTime();
         EXPECT_EQ(receiveText(pair.server, much.size()), much);
     });
-    WSAOVERLAPPED overlapped;
+    WSAOVERLAPPED overlapped{};
     WSABUF view{static_cast<ULONG>(much.size()), much.data()};
     DWORD sent = 0;
     EXPECT_EQ(platform::WSASend(pair.client.get(), &view, 1, &sent, 0, &overlapped, nullptr), 0);

@@ -1,11 +1,6 @@
 #include "contract/sockets/Loopback.h"
 
-#include <arpa/inet.h>
-#include <atomic>
-#include <csignal>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <stdexcept>
 
 namespace VexaSsl::test {
@@ -14,8 +9,6 @@ namespace {
 
 constexpr std::chrono::seconds patience{10};
 constexpr std::chrono::milliseconds moment{20};
-
-std::atomic<int> signalsHandled{0};
 
 void require(bool condition, const char* what) {
     if (!condition) {
@@ -27,12 +20,12 @@ void require(bool condition, const char* what) {
 
 void Socket::close() {
     if (isValid()) {
-        platform::closesocket(std::exchange(handle, INVALID_SOCKET));
+        host::closesocket(std::exchange(handle, INVALID_SOCKET));
     }
 }
 
 Socket tcpSocket() {
-    Socket socket(platform::socket(AF_INET, SOCK_STREAM, 0));
+    Socket socket(host::socket(AF_INET, SOCK_STREAM, 0));
     require(socket.isValid(), "no socket");
     return socket;
 }
@@ -42,18 +35,10 @@ Socket listenOnLoopback() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    require(platform::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) ==
-                0,
+    require(host::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0,
             "no bind");
-    require(platform::listen(socket.get(), 128) == 0, "no listen");
+    require(host::listen(socket.get(), 128) == 0, "no listen");
     return socket;
-}
-
-sockaddr_in addressOf(const Socket& socket) {
-    sockaddr_in address{};
-    socklen_t length = sizeof(address);
-    getsockname(socket.descriptor(), reinterpret_cast<sockaddr*>(&address), &length);
-    return address;
 }
 
 int connectTo(const Socket& socket, const sockaddr_in& address) {
@@ -76,22 +61,6 @@ Pair connectedPair() {
     require(pair.server.isValid(), "no accept");
     setReceiveTimeout(pair.server, patience);
     return pair;
-}
-
-void setReceiveTimeout(const Socket& socket, std::chrono::milliseconds time) {
-    timeval limit{};
-    limit.tv_sec = time.count() / 1000;
-    limit.tv_usec = time.count() % 1000 * 1000;
-    setsockopt(socket.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-}
-
-void setNonBlocking(const Socket& socket) {
-    fcntl(socket.descriptor(), F_SETFL, fcntl(socket.descriptor(), F_GETFL) | O_NONBLOCK);
-}
-
-void resetWhenClosed(const Socket& socket) {
-    const linger atOnce{1, 0};
-    setsockopt(socket.descriptor(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
 }
 
 std::size_t fillUp(const Socket& socket) {
@@ -143,22 +112,20 @@ void giveOthersTime() {
 }
 
 DWORD ScopedEvent::wait(DWORD milliseconds) const {
-    return platform::WSAWaitForMultipleEvents(1, &handle, FALSE, milliseconds, FALSE);
+    return host::WSAWaitForMultipleEvents(1, &handle, FALSE, milliseconds, FALSE);
 }
 
 ScopedPort::ScopedPort()
-    : handle(
-          platform::CreateIoCompletionPort(platform::invalidHandle(), platform::noHandle, 0, 0)) {}
+    : handle(host::CreateIoCompletionPort(host::invalidHandle(), host::noHandle, 0, 0)) {}
 
 bool ScopedPort::bind(const Socket& socket, ULONG_PTR key) const {
-    return platform::CreateIoCompletionPort(platform::socketHandle(socket.get()), handle, key, 0) ==
-           handle;
+    return host::CreateIoCompletionPort(host::socketHandle(socket.get()), handle, key, 0) == handle;
 }
 
 Dequeued dequeue(HANDLE port, DWORD milliseconds) {
     Dequeued got;
-    got.result = platform::GetQueuedCompletionStatus(port, &got.transferred, &got.key,
-                                                     &got.overlapped, milliseconds);
+    got.result = host::GetQueuedCompletionStatus(port, &got.transferred, &got.key, &got.overlapped,
+                                                 milliseconds);
     got.error = got.result != FALSE ? 0 : platform::WSAGetLastError();
     return got;
 }
@@ -171,31 +138,9 @@ int Receive::post(const Socket& socket, LPWSAOVERLAPPED_COMPLETION_ROUTINE routi
 }
 
 int Receive::finish(const Socket& socket, bool wait) {
-    const BOOL done = platform::WSAGetOverlappedResult(socket.get(), &overlapped, &count,
-                                                       wait ? TRUE : FALSE, &flags);
+    const BOOL done = host::WSAGetOverlappedResult(socket.get(), &overlapped, &count,
+                                                   wait ? TRUE : FALSE, &flags);
     return done != FALSE ? 0 : platform::WSAGetLastError();
-}
-
-SignalStorm::SignalStorm() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { ++signalsHandled; };
-    sigaction(SIGUSR1, &action, nullptr); // no SA_RESTART
-    signalsHandled = 0;
-    sender = std::jthread([target = pthread_self()](const std::stop_token& stop) {
-        while (!stop.stop_requested()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            pthread_kill(target, SIGUSR1);
-        }
-    });
-}
-
-SignalStorm::~SignalStorm() {
-    sender.request_stop();
-    sender.join();
-}
-
-int SignalStorm::delivered() {
-    return signalsHandled;
 }
 
 } // namespace VexaSsl::test

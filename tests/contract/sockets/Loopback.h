@@ -2,12 +2,13 @@
 // test needs to let a peer act while the test waits.
 #pragma once
 
-#include "VexaPlatform/HostSockets.h"
+#include "HostCalls.h"
+#include "contract/support/ContractTest.h"
 #include "platform/Winsock.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
-#include <netinet/in.h>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -28,7 +29,6 @@ public:
     ~Socket() { close(); }
 
     SOCKET get() const { return handle; }
-    int descriptor() const { return static_cast<int>(handle); }
     bool isValid() const { return handle != INVALID_SOCKET; }
     void close();
 
@@ -42,17 +42,37 @@ struct Pair {
     Socket server;
 };
 
+inline int lastError() {
+    return platform::WSAGetLastError();
+}
+
 Socket tcpSocket();
 Socket listenOnLoopback();
-sockaddr_in addressOf(const Socket& socket);
 int connectTo(const Socket& socket, const sockaddr_in& address);
 Socket connectedTo(const Socket& listener);
 Pair connectedPair();
 
+// What each system has calls of its own for; defined in support/<system>/Sockets.cpp.
+
+sockaddr_in addressOf(const Socket& socket);
+// Whether there is a peer.
+bool isConnected(const Socket& socket);
 void setReceiveTimeout(const Socket& socket, std::chrono::milliseconds time);
+void setSendTimeout(const Socket& socket, std::chrono::milliseconds time);
 void setNonBlocking(const Socket& socket);
 // So that the other end sees a reset when this one is closed.
 void resetWhenClosed(const Socket& socket);
+// Something open that is no socket, in the place of one; closed at the end of the process.
+SOCKET openButNoSocket();
+// How many connections the process may have at once, at most wanted.
+std::size_t affordablePairs(std::size_t wanted);
+// Ends the accepts that other threads are in; the listener is of no use afterwards.
+void endAccepts(Socket& listener);
+// Whether an overlapped operation that finds all it needs was started well, by what its post gave.
+bool startedReady(int posted);
+// Whether an operation ended because its socket was closed.
+bool isAborted(int error);
+
 // Fills the way from this end until nothing more goes in; the socket is non-blocking afterwards.
 std::size_t fillUp(const Socket& socket);
 
@@ -68,10 +88,10 @@ void giveOthersTime();
 // An event, closed at the end of its life.
 class ScopedEvent {
 public:
-    ScopedEvent() : handle(platform::WSACreateEvent()) {}
+    ScopedEvent() : handle(host::WSACreateEvent()) {}
     ScopedEvent(const ScopedEvent&) = delete;
     ScopedEvent& operator=(const ScopedEvent&) = delete;
-    ~ScopedEvent() { platform::WSACloseEvent(handle); }
+    ~ScopedEvent() { host::WSACloseEvent(handle); }
 
     HANDLE get() const { return handle; }
     // Waits for this event alone, for at most ten seconds unless told otherwise.
@@ -87,7 +107,7 @@ public:
     ScopedPort();
     ScopedPort(const ScopedPort&) = delete;
     ScopedPort& operator=(const ScopedPort&) = delete;
-    ~ScopedPort() { platform::CloseHandle(handle); }
+    ~ScopedPort() { host::CloseHandle(handle); }
 
     HANDLE get() const { return handle; }
     bool bind(const Socket& socket, ULONG_PTR key) const;
@@ -118,26 +138,13 @@ struct Receive {
     int post(const Socket& socket, LPWSAOVERLAPPED_COMPLETION_ROUTINE routine = nullptr);
     std::string text() const { return buffer.substr(0, count); }
 
-    OVERLAPPED overlapped;
+    OVERLAPPED overlapped{};
     std::string buffer;
     DWORD count = 0; // set by a post that completed at once, and by finish
     DWORD flags = 0;
 
     // WSAGetOverlappedResult; the last error of a failure, else 0.
     int finish(const Socket& socket, bool wait);
-};
-
-// Sends signals to the thread that made it until it is destroyed; the handler does nothing and
-// system calls are not restarted.
-class SignalStorm {
-public:
-    SignalStorm();
-    ~SignalStorm();
-
-    static int delivered(); // signals handled since the storm began
-
-private:
-    std::jthread sender;
 };
 
 } // namespace VexaSsl::test

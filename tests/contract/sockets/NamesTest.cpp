@@ -1,7 +1,6 @@
 // Name look-up in both directions, narrow and wide.
 #include "contract/sockets/Loopback.h"
 
-#include <arpa/inet.h>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -13,11 +12,7 @@ namespace {
 constexpr int winsockNumericHost = 2;
 constexpr int winsockNumericService = 8;
 
-int lastError() {
-    return platform::WSAGetLastError();
-}
-
-sockaddr_in loopbackAddress(in_port_t port) {
+sockaddr_in loopbackAddress(std::uint16_t port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -33,27 +28,29 @@ int nameOf(const sockaddr_in& address, wchar_t* node, DWORD nodeLength, wchar_t*
 
 } // namespace
 
-TEST(Names, literalAddressResolves) {
+using Names = ContractTest;
+
+TEST_F(Names, literalAddressResolves) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
     ASSERT_EQ(platform::getaddrinfo("127.0.0.1", "443", &hints, &list), 0);
     EXPECT_EQ(list->ai_family, AF_INET);
     EXPECT_EQ(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_port, htons(443));
-    platform::freeaddrinfo(list);
+    host::freeaddrinfo(list);
 }
 
-TEST(Names, nullNodeIsTheLoopback) {
+TEST_F(Names, nullNodeIsTheLoopback) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
     addrinfo* list = nullptr;
     ASSERT_EQ(platform::getaddrinfo(nullptr, "80", &hints, &list), 0);
     EXPECT_EQ(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr.s_addr,
               htonl(INADDR_LOOPBACK));
-    platform::freeaddrinfo(list);
+    host::freeaddrinfo(list);
 }
 
-TEST(Names, failuresAreWinsockNumbersInResultAndSlot) {
+TEST_F(Names, failuresAreWinsockNumbersInResultAndSlot) {
     addrinfo numeric{};
     numeric.ai_flags = AI_NUMERICHOST;
     addrinfo* list = nullptr;
@@ -78,12 +75,12 @@ TEST(Names, failuresAreWinsockNumbersInResultAndSlot) {
     EXPECT_EQ(platform::getaddrinfo("127.0.0.1", nullptr, nullptr, nullptr), WSAEFAULT);
 }
 
-TEST(Names, freeingNothingIsHarmless) {
-    EXPECT_NO_THROW(platform::freeaddrinfo(nullptr));
-    EXPECT_NO_THROW(platform::FreeAddrInfoW(nullptr));
+TEST_F(Names, freeingNothingIsHarmless) {
+    EXPECT_NO_THROW(host::freeaddrinfo(nullptr));
+    EXPECT_NO_THROW(host::FreeAddrInfoW(nullptr));
 }
 
-TEST(Names, wideListHoldsWhatTheNarrowOneHolds) {
+TEST_F(Names, wideListHoldsWhatTheNarrowOneHolds) {
     addrinfo* narrow = nullptr;
     ADDRINFOW* wide = nullptr;
     ASSERT_EQ(platform::getaddrinfo("127.0.0.1", "443", nullptr, &narrow), 0);
@@ -99,22 +96,22 @@ TEST(Names, wideListHoldsWhatTheNarrowOneHolds) {
         right = right->ai_next;
     }
     EXPECT_EQ(right, nullptr);
-    platform::freeaddrinfo(narrow);
-    platform::FreeAddrInfoW(wide);
+    host::freeaddrinfo(narrow);
+    host::FreeAddrInfoW(wide);
 }
 
-TEST(Names, wideListCarriesTheCanonicalName) {
-    ADDRINFOW hints;
+TEST_F(Names, wideListCarriesTheCanonicalName) {
+    ADDRINFOW hints{};
     hints.ai_flags = AI_CANONNAME | AI_NUMERICHOST;
     hints.ai_socktype = SOCK_STREAM;
     ADDRINFOW* list = nullptr;
     ASSERT_EQ(platform::GetAddrInfoW(L"127.0.0.1", nullptr, &hints, &list), 0);
     EXPECT_STREQ(list->ai_canonname, L"127.0.0.1");
-    platform::FreeAddrInfoW(list);
+    host::FreeAddrInfoW(list);
 }
 
-TEST(Names, wideFailuresAreWinsockNumbersInResultAndSlot) {
-    ADDRINFOW hints;
+TEST_F(Names, wideFailuresAreWinsockNumbersInResultAndSlot) {
+    ADDRINFOW hints{};
     hints.ai_flags = AI_NUMERICHOST;
     ADDRINFOW* list = nullptr;
     EXPECT_EQ(platform::GetAddrInfoW(L"\u00E4\U0001F600", nullptr, &hints, &list),
@@ -126,7 +123,7 @@ TEST(Names, wideFailuresAreWinsockNumbersInResultAndSlot) {
     EXPECT_EQ(platform::GetAddrInfoW(L"127.0.0.1", nullptr, nullptr, nullptr), WSAEFAULT);
 }
 
-TEST(Names, addressGivesItsNumbersWithWinsockFlags) {
+TEST_F(Names, addressGivesItsNumbersWithWinsockFlags) {
     wchar_t node[64];
     wchar_t service[16];
     ASSERT_EQ(nameOf(loopbackAddress(443), node, 64, service, 16,
@@ -136,19 +133,19 @@ TEST(Names, addressGivesItsNumbersWithWinsockFlags) {
     EXPECT_STREQ(service, L"443");
 }
 
-TEST(Names, addressGivesANameWithoutFlags) {
+TEST_F(Names, addressGivesANameWithoutFlags) {
     wchar_t node[1025] = L"";
     ASSERT_EQ(nameOf(loopbackAddress(0), node, 1025, nullptr, 0, 0), 0);
     EXPECT_GT(std::wstring(node).size(), 0U);
 }
 
-TEST(Names, tooSmallABufferIsAFault) {
+TEST_F(Names, tooSmallABufferIsAFault) {
     wchar_t node[4];
     EXPECT_EQ(nameOf(loopbackAddress(0), node, 4, nullptr, 0, winsockNumericHost), WSAEFAULT);
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST(Names, addressThatIsNoneFails) {
+TEST_F(Names, addressThatIsNoneFails) {
     sockaddr_in address = loopbackAddress(0);
     address.sin_family = 9999;
     wchar_t node[64];

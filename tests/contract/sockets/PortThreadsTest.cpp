@@ -1,14 +1,11 @@
 // Many threads and many sockets on one completion port.
 #include "contract/sockets/Loopback.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -18,19 +15,12 @@ namespace {
 
 constexpr ULONG_PTR stopKey = 99;
 
-// How many connections the limit of descriptors allows, at most wanted.
-std::size_t affordablePairs(std::size_t wanted) {
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-    return std::min<std::size_t>(wanted, (limit.rlim_cur - 100) / 2);
-}
-
 } // namespace
 
 // Each connection receives a text that its peer drips; the threads take turns on the connections.
-TEST(PortThreads, everyCompletionIsDeliveredOnce) {
+using PortThreads = ContractTest;
+
+TEST_F(PortThreads, everyCompletionIsDeliveredOnce) {
     constexpr std::size_t connections = 20;
     constexpr int threads = 6;
     const std::string text = "each byte once, and in order";
@@ -85,7 +75,7 @@ TEST(PortThreads, everyCompletionIsDeliveredOnce) {
         giveOthersTime();
     }
     for (int i = 0; i < threads; ++i) {
-        platform::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
+        host::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
     }
     workers.clear();
     for (const auto& connection : all) {
@@ -94,7 +84,7 @@ TEST(PortThreads, everyCompletionIsDeliveredOnce) {
     EXPECT_EQ(ended, connections);
 }
 
-TEST(PortThreads, socketsMayBeClosedWhileOthersWait) {
+TEST_F(PortThreads, socketsMayBeClosedWhileOthersWait) {
     constexpr int rounds = 100;
     constexpr int threads = 4;
     const ScopedPort port;
@@ -126,13 +116,13 @@ TEST(PortThreads, socketsMayBeClosedWhileOthersWait) {
         giveOthersTime();
     }
     for (int i = 0; i < threads; ++i) {
-        platform::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
+        host::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
     }
     workers.clear();
     EXPECT_EQ(completions, rounds);
 }
 
-TEST(PortThreads, thousandsOfSocketsShareOnePort) {
+TEST_F(PortThreads, thousandsOfSocketsShareOnePort) {
     const std::size_t count = affordablePairs(5000);
     const ScopedPort port;
     const Socket listener = listenOnLoopback();

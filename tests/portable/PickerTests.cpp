@@ -1,12 +1,12 @@
 // The picker, on a terminal of its own in a child process.
-#include "contract/certificates/StoreFixture.h"
+#include "portable/CertificateFolderTest.h"
 
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 constexpr DWORD cancelled = 1223;
@@ -146,4 +146,4 @@ TEST_F(Picker, withoutATerminalNothingIsPicked) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

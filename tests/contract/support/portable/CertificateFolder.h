@@ -1,8 +1,5 @@
-// The throwaway certificates, reached as the library reaches them: a certificate folder is set and
-// the personal store opened.
+// The folder of throwaway certificates that make-certificates.sh makes, and folders in force.
 #pragma once
-
-#include "CryptoShapes.h"
 
 #include <filesystem>
 #include <string>
@@ -24,21 +21,6 @@ public:
 
 private:
     std::filesystem::path former;
-};
-
-// The personal store's certificate of one case.
-class StoreCertificate {
-public:
-    explicit StoreCertificate(const std::string& name);
-    ~StoreCertificate();
-    StoreCertificate(const StoreCertificate&) = delete;
-    StoreCertificate& operator=(const StoreCertificate&) = delete;
-
-    PCCERT_CONTEXT get() const { return certificate; }
-
-private:
-    HCERTSTORE store = nullptr;
-    PCCERT_CONTEXT certificate = nullptr;
 };
 
 } // namespace VexaSsl::test

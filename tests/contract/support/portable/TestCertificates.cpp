@@ -1,5 +1,6 @@
-#include "contract/security/TestCertificates.h"
+#include "contract/support/TestCertificates.h"
 
+#include "CertificateFolder.h"
 #include "VexaPlatform/Certificates.h"
 #include "platform/CryptoApi.h"
 
@@ -46,6 +47,14 @@ FolderInForce::FolderInForce(const std::filesystem::path& folder)
 FolderInForce::~FolderInForce() {
     platform::setCertificateFolder(former);
 }
+
+struct CertificatesInForce::State {
+    FolderInForce folder;
+};
+
+CertificatesInForce::CertificatesInForce() : state(std::make_unique<State>()) {}
+
+CertificatesInForce::~CertificatesInForce() = default;
 
 StoreCertificate::StoreCertificate(const std::string& name)
     : store(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,

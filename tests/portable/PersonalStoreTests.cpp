@@ -1,9 +1,9 @@
 // What becomes an entry of the personal store, and what doesn't.
-#include "contract/certificates/StoreFixture.h"
+#include "portable/CertificateFolderTest.h"
 
 #include <sys/stat.h>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using Names = std::vector<std::wstring>;
@@ -181,4 +181,4 @@ TEST_F(PersonalStore, readingLeavesTheErrorQueueAlone) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

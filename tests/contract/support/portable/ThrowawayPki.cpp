@@ -1,11 +1,13 @@
-#include "contract/certificates/ThrowawayPki.h"
+#include "contract/support/ThrowawayPki.h"
+
+#include "CertificateFiles.h"
 
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 
 #include <stdexcept>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using portable::BioPointer;
@@ -111,30 +113,13 @@ Issued issue(const Recipe& recipe, const Issued* issuer) {
     addExtension(certificate, signer, NID_authority_key_identifier, issuer ? "keyid" : "");
     addExtension(certificate, signer, NID_basic_constraints, recipe.basicConstraints);
     addExtension(certificate, signer, NID_ext_key_usage, recipe.usages);
-    addExtension(certificate, signer, NID_name_constraints, recipe.nameConstraints);
+    if (!recipe.permittedDnsName.empty())
+        addExtension(certificate, signer, NID_name_constraints,
+                     "critical,permitted;DNS:" + recipe.permittedDnsName);
     addNames(certificate, recipe);
     addUnknownExtension(certificate, recipe.criticalExtension);
     require(X509_sign(certificate, (issuer ? *issuer : issued).key.get(), EVP_sha256()) > 0);
     return issued;
-}
-
-Recipe named(const std::string& commonName) {
-    Recipe recipe;
-    recipe.subject = {{"CN", commonName}};
-    return recipe;
-}
-
-Recipe serverNamed(const std::string& commonName) {
-    Recipe recipe = named(commonName);
-    recipe.dnsNames = {commonName};
-    recipe.usages = "serverAuth";
-    return recipe;
-}
-
-Recipe authorityNamed(const std::string& commonName) {
-    Recipe recipe = named(commonName);
-    recipe.basicConstraints = "critical,CA:TRUE";
-    return recipe;
 }
 
 Issued withBrokenSignature(const Issued& issued) {
@@ -187,4 +172,4 @@ std::string pkcs12(const Issued& issued, const std::vector<const Issued*>& helpe
     return written([&file](BIO* bio) { return i2d_PKCS12_bio(bio, file.get()); });
 }
 
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

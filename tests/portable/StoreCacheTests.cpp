@@ -1,10 +1,10 @@
 // What is kept between openings of the store, and when it is read anew.
-#include "contract/certificates/StoreFixture.h"
+#include "portable/CertificateFolderTest.h"
 
 #include <atomic>
 #include <thread>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 using Names = std::vector<std::wstring>;
@@ -148,4 +148,4 @@ TEST_F(StoreCache, manyThreadsSeeOneOrTheOtherContentWhileFilesChange) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

@@ -1,4 +1,6 @@
-#include "contract/security/RecordForge.h"
+#include "contract/support/RecordForge.h"
+
+#include "RawPeerState.h"
 
 #include <openssl/core_names.h>
 #include <openssl/evp.h>
@@ -56,9 +58,10 @@ Bytes keyBlock(SSL* peer) {
 
 } // namespace
 
-RecordForge::RecordForge(SSL* peer) {
-    const Bytes block = keyBlock(peer);
-    const std::size_t which = SSL_is_server(peer) ? 1 : 0;
+RecordForge::RecordForge(const RawPeer& peer) {
+    SSL* const ssl = peer.inside().ssl.get();
+    const Bytes block = keyBlock(ssl);
+    const std::size_t which = SSL_is_server(ssl) ? 1 : 0;
     key = part(block, which * keySize, keySize);
     fixedNonce = part(block, 2 * keySize + which * fixedNonceSize, fixedNonceSize);
 }

@@ -1,0 +1,29 @@
+#include "contract/support/ContractTest.h"
+
+#include <string_view>
+
+namespace VexaSsl::test {
+
+bool Exception::covers(const std::string& name) const {
+    std::string_view pattern = test;
+    if (pattern.ends_with('*')) {
+        pattern.remove_suffix(1);
+        return name.starts_with(pattern);
+    }
+    return name == pattern;
+}
+
+std::string nameOf(const ::testing::TestInfo& test) {
+    return std::string(test.test_suite_name()) + '.' + test.name();
+}
+
+void ContractTest::SetUp() {
+    const std::string name = nameOf(*::testing::UnitTest::GetInstance()->current_test_info());
+    for (const Exception& exception : exceptionsOfThisSystem()) {
+        if (exception.covers(name)) {
+            GTEST_SKIP() << exception.reason;
+        }
+    }
+}
+
+} // namespace VexaSsl::test

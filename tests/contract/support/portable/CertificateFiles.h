@@ -1,0 +1,41 @@
+// A certificate folder of its own for a test, and what throwaway certificates look like as files.
+#pragma once
+
+#include "contract/support/ThrowawayPki.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::test {
+
+std::string pem(const X509* certificate);
+std::string pem(const Issued& issued); // the certificate alone
+std::string keyPem(const Issued& issued);
+std::string closedKeyPem(const Issued& issued, const std::string& passPhrase);
+std::string pkcs12(const Issued& issued, const std::vector<const Issued*>& helpers,
+                   const std::string& password);
+
+// A folder of certificates of its own, in force while it lives.
+class TemporaryCertificateFolder {
+public:
+    TemporaryCertificateFolder();
+    ~TemporaryCertificateFolder();
+    TemporaryCertificateFolder(const TemporaryCertificateFolder&) = delete;
+    TemporaryCertificateFolder& operator=(const TemporaryCertificateFolder&) = delete;
+
+    // name: "my/x.pem". Replaces the file as an editor does: a new file under the old name.
+    void write(const std::string& name, const std::string& content) const;
+    void remove(const std::string& name) const;
+    std::filesystem::path path(const std::string& name) const { return folder / name; }
+    // The certificate and its key in one file of the personal store.
+    void install(const std::string& name, const Issued& issued,
+                 const std::vector<const Issued*>& helpers = {}) const;
+
+    const std::filesystem::path folder;
+
+private:
+    const std::filesystem::path formerFolder;
+};
+
+} // namespace VexaSsl::test

@@ -1,0 +1,102 @@
+// There is no foreign TLS library to link here: what needs a peer in memory can't run, and says so.
+#include "contract/support/RawPeer.h"
+
+#include "contract/support/RecordForge.h"
+
+#include <stdexcept>
+
+namespace VexaSsl::test {
+namespace {
+
+[[noreturn]] void refuse() {
+    throw std::logic_error("this system has no foreign TLS peer in memory");
+}
+
+} // namespace
+
+struct RawPeer::State {};
+
+RawPeer::RawPeer(bool, const PeerSettings&) {
+    refuse();
+}
+
+RawPeer::RawPeer(RawPeer&& other) noexcept = default;
+RawPeer::~RawPeer() = default;
+
+RawPeer RawPeer::client(const PeerSettings& settings) {
+    return {false, settings};
+}
+
+RawPeer RawPeer::server(const std::string&, const PeerSettings& settings) {
+    return {true, settings};
+}
+
+Bytes RawPeer::step(const Bytes&) {
+    refuse();
+}
+
+bool RawPeer::established() const {
+    refuse();
+}
+
+Bytes RawPeer::protect(const std::string&) {
+    refuse();
+}
+
+std::string RawPeer::open(const Bytes&) {
+    refuse();
+}
+
+std::string RawPeer::openOne(const Bytes&) {
+    refuse();
+}
+
+void RawPeer::incoming(const Bytes&) {
+    refuse();
+}
+
+Bytes RawPeer::shutDown() {
+    refuse();
+}
+
+Bytes RawPeer::renegotiate() {
+    refuse();
+}
+
+bool RawPeer::speaksTls12() const {
+    refuse();
+}
+
+bool RawPeer::sawShutDown() const {
+    refuse();
+}
+
+std::string RawPeer::requestedName() const {
+    refuse();
+}
+
+int RawPeer::namedAuthorities() const {
+    refuse();
+}
+
+void RawPeer::takeUp(const RawPeer&) {
+    refuse();
+}
+
+bool RawPeer::hasTicket() const {
+    refuse();
+}
+
+bool RawPeer::tookUp() const {
+    refuse();
+}
+
+RecordForge::RecordForge(const RawPeer&) {
+    refuse();
+}
+
+Bytes RecordForge::record(unsigned char, const Bytes&) {
+    refuse();
+}
+
+} // namespace VexaSsl::test

@@ -1,0 +1,69 @@
+// The account, the breakpoint and code points as only this binding knows them.
+#include "platform/WindowsBase.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <string>
+
+namespace VexaSsl::test {
+namespace {
+
+TEST(GetUserNameW, userWithoutAnEntryIsANumber) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can become a user without an entry";
+    EXPECT_EXIT(
+        {
+            constexpr uid_t nobodyKnows = 3'999'999'999;
+            wchar_t buffer[257] = {};
+            DWORD size = 257;
+            const bool became = setuid(nobodyKnows) == 0;
+            const BOOL done = platform::GetUserNameW(buffer, &size);
+            _exit(became && done && std::wstring(buffer) == L"3999999999" ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(DebugBreak, withoutADebuggerDoesNothing) {
+    EXPECT_EXIT(
+        {
+            platform::DebugBreak();
+            _exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(DebugBreak, stopsUnderADebugger) {
+    const pid_t child = fork();
+    if (child == 0) {
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            _exit(2);
+        platform::DebugBreak();
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    const bool refused = WIFEXITED(status) && WEXITSTATUS(status) == 2;
+    if (!refused) {
+        EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP);
+        ptrace(PTRACE_KILL, child, nullptr, nullptr);
+        waitpid(child, &status, 0);
+    }
+    if (refused)
+        GTEST_SKIP() << "this machine allows no tracing";
+}
+
+TEST(WideCharToMultiByte, utf8EncodesWhatIsNoCodePointAsTheReplacementCharacter) {
+    const std::wstring noCodePoints{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)};
+    char buffer[16];
+    const int written = platform::WideCharToMultiByte(CP_UTF8, 0, noCodePoints.data(), 2, buffer,
+                                                      sizeof buffer, nullptr, nullptr);
+    EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(written)), "\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,321 @@
+// The security package where this binding has an answer of its own: handles that stand for nothing,
+// buffers of other shapes, folders of keys, and OpenSSL's error queue.
+#include "CertificateFolder.h"
+#include "contract/support/RawPeer.h"
+#include "contract/support/TestCertificates.h"
+#include "platform/CryptoApi.h"
+#include "platform/SecuritySupport.h"
+
+#include <gtest/gtest.h>
+
+#include <openssl/err.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace VexaSsl::test {
+namespace {
+
+class Credentials : public ::testing::Test {
+protected:
+    const FolderInForce folder;
+};
+using Packages = Credentials;
+using PackageHandshake = Credentials;
+using Handles = Credentials;
+
+class Protection : public Credentials {
+protected:
+    Protection() { shakeHands(client, server); }
+
+    Side client = Side::client();
+    Side server = Side::server();
+};
+
+class ServerTrust : public Credentials {
+protected:
+    static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
+        Side client = Side::client(target);
+        RawPeer server = RawPeer::server(certificate);
+        shakeHands(client, server);
+        return client.status();
+    }
+};
+
+TEST_F(Credentials, holdNoCertificateOpenInItsStore) {
+    const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                                                     CERT_SYSTEM_STORE_LOCAL_MACHINE, L"MY");
+    PCCERT_CONTEXT certificate = platform::CertFindCertificateInStore(
+        store, X509_ASN_ENCODING, 0, CERT_FIND_SUBJECT_STR_W, L"case server-ecdsa", nullptr);
+    ASSERT_NE(certificate, nullptr);
+    CredHandle handle{};
+    ASSERT_EQ(acquire(SECPKG_CRED_INBOUND, certificate, handle), SEC_E_OK);
+    platform::CertFreeCertificateContext(certificate);
+    EXPECT_TRUE(platform::CertCloseStore(store, CERT_CLOSE_STORE_CHECK_FLAG));
+    platform::FreeCredentialsHandle(&handle);
+}
+
+TEST_F(Credentials, anUnknownUseOrVersionIsRefused) {
+    CredHandle handle{};
+    EXPECT_EQ(acquire(3, nullptr, handle), SEC_E_UNSUPPORTED_FUNCTION);
+    wchar_t package[] = L"Schannel";
+    SCHANNEL_CRED request{};
+    request.dwVersion = SCHANNEL_CRED_VERSION + 1;
+    EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                  &request, nullptr, nullptr, &handle, nullptr),
+              SEC_E_UNSUPPORTED_FUNCTION);
+}
+
+TEST_F(Credentials, ofOneUseAreNoneForTheOther) {
+    Side client = Side::client();
+    Side server = Side::server();
+    std::swap(*client.credential.get(), *server.credential.get());
+    EXPECT_EQ(client.step().status, SEC_E_NO_CREDENTIALS);
+    EXPECT_EQ(server.step(Bytes{22}).status, SEC_E_NO_CREDENTIALS);
+}
+
+TEST_F(Packages, areListedByBothNames) {
+    ULONG count = 0;
+    SecPkgInfoW* packages = nullptr;
+    ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
+    std::set<std::wstring> names;
+    for (ULONG i = 0; i < count; ++i)
+        names.insert(packages[i].Name);
+    EXPECT_EQ(platform::FreeContextBuffer(packages), SEC_E_OK);
+    const std::set<std::wstring> expected = {L"Schannel",
+                                             L"Microsoft Unified Security Protocol Provider"};
+    EXPECT_EQ(names, expected);
+}
+
+TEST_F(Packages, needAPlaceToBeListed) {
+    ULONG count = 0;
+    EXPECT_EQ(platform::EnumerateSecurityPackagesW(&count, nullptr), SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Handles, ofGarbageAreVoid) {
+    expectVoidContext({0, 0});
+    expectVoidContext({1, 2});
+    expectVoidContext({~ULONG_PTR{0}, ~ULONG_PTR{0}});
+    expectVoidContext({reinterpret_cast<ULONG_PTR>(this), 0});
+    EXPECT_EQ(platform::DeleteSecurityContext(nullptr), SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(platform::FreeCredentialsHandle(nullptr), SEC_E_INVALID_HANDLE);
+}
+
+TEST_F(Handles, withAnotherSecondWordAreVoid) {
+    Side client = Side::client();
+    client.step();
+    CtxtHandle bent = *client.context();
+    bent.dwUpper ^= 1;
+    expectVoidContext(bent);
+}
+
+TEST_F(Handles, ofCredentialsAreNoContexts) {
+    Side client = Side::client();
+    expectVoidContext(*client.credential.get());
+}
+
+TEST_F(Handles, ofFreedCredentialsAreVoid) {
+    Side client = Side::client();
+    const CredHandle stale = *client.credential.get();
+    ASSERT_EQ(platform::FreeCredentialsHandle(client.credential.get()), SEC_E_OK);
+    EXPECT_EQ(platform::FreeCredentialsHandle(client.credential.get()), SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(client.step().status, SEC_E_INVALID_HANDLE);
+    EXPECT_EQ(client.credential.get()->dwLower, stale.dwLower);
+    *client.credential.get() = {};
+}
+
+TEST_F(Handles, ofAClientAreNoneForAServer) {
+    Side client = Side::client();
+    client.step();
+    Side server = Side::server();
+    server.step(Bytes{22});
+    *server.context() = *client.context();
+    EXPECT_EQ(server.step(Bytes{22}).status, SEC_E_INVALID_HANDLE);
+    *server.context() = {};
+}
+
+TEST_F(Handles, unknownAttributesAreUnsupported) {
+    Side client = Side::client();
+    Side server = Side::server();
+    shakeHands(client, server);
+    Bytes place(256);
+    EXPECT_EQ(platform::QueryContextAttributesW(client.context(), 5, place.data()),
+              SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(
+        platform::QueryContextAttributesW(client.context(), SECPKG_ATTR_STREAM_SIZES, nullptr),
+        SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Handles, oldErrorsOfTheThreadDontMatterAndNoneAreLeft) {
+    ERR_raise(ERR_LIB_USER, 1);
+    Side client = Side::client();
+    Side server = Side::server("untrusted");
+    shakeHands(client, server);
+    EXPECT_EQ(client.status(), SEC_E_UNTRUSTED_ROOT);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+TEST_F(Protection, anEmptyMessageIsRefusedAndHarmsNothing) {
+    EXPECT_EQ(client.protectStatus({}), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
+}
+
+TEST_F(Protection, largerHeaderAndTrailerShrinkToWhatIsUsed) {
+    Bytes header(100);
+    Bytes data = bytesOf("apart");
+    Bytes trailer(100);
+    SecBuffer entries[4] = {};
+    entries[0] = {100, SECBUFFER_STREAM_HEADER, header.data()};
+    entries[1] = {5, SECBUFFER_DATA, data.data()};
+    entries[2] = {100, SECBUFFER_STREAM_TRAILER, trailer.data()};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    ASSERT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_OK);
+    EXPECT_EQ(entries[0].cbBuffer, 13U);
+    EXPECT_EQ(entries[2].cbBuffer, 16U);
+    EXPECT_EQ(server.openAll(part(header, 0, 13) + data + part(trailer, 0, 16)), "apart");
+}
+
+TEST_F(Protection, tooLittleRoomIsRefusedAndHarmsNothing) {
+    for (const ULONG missingFrom : {0U, 2U}) {
+        Bytes memory(100);
+        SecBuffer entries[4] = {};
+        entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
+        entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
+        entries[2] = {16, SECBUFFER_STREAM_TRAILER, memory.data() + 18};
+        --entries[missingFrom].cbBuffer;
+        SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+        EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0),
+                  SEC_E_BUFFER_TOO_SMALL);
+    }
+    EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
+}
+
+TEST_F(Protection, aMissingEntryIsRefused) {
+    Bytes memory(100);
+    SecBuffer entries[2] = {};
+    entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
+    entries[1] = {5, SECBUFFER_DATA, memory.data() + 13};
+    SecBufferDesc message{SECBUFFER_VERSION, 2, entries};
+    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(platform::EncryptMessage(client.context(), 0, nullptr, 0), SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Protection, openingNeedsAMessage) {
+    EXPECT_EQ(platform::DecryptMessage(server.context(), nullptr, 0, nullptr), SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(PackageHandshake, theAttributesMirrorWhatWasAskedForAndHolds) {
+    Side client = Side::client();
+    Side server = Side::server();
+    const Step hello = client.step();
+    EXPECT_EQ(hello.attributes, ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR | ISC_REQ_ALLOCATE_MEMORY |
+                                    ISC_REQ_USE_SUPPLIED_CREDS);
+    const Bytes answer = client.receive(server.receive(hello.token).token).token;
+    const Step last = server.receive(answer);
+    EXPECT_EQ(last.attributes, serverRequirements);
+    EXPECT_EQ(client.receive(last.token).attributes, clientRequirements);
+}
+
+TEST_F(PackageHandshake, tokensIntoTheCallersMemoryAreRefused) {
+    Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_ALLOCATE_MEMORY);
+    EXPECT_EQ(client.step().status, SEC_E_UNSUPPORTED_FUNCTION);
+}
+
+TEST_F(ServerTrust, aSelfSignedServerAmongTheAnchorsIsTrusted) {
+    const std::filesystem::path own =
+        std::filesystem::temp_directory_path() / ("vexassl-anchors-" + std::to_string(getpid()));
+    std::filesystem::create_directories(own / "root");
+    std::filesystem::copy_file(certificateFile("self-signed", "cert"),
+                               own / "root" / "self-signed.pem",
+                               std::filesystem::copy_options::overwrite_existing);
+    {
+        const FolderInForce anchors(own);
+        EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_OK);
+        EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_UNTRUSTED_ROOT);
+    }
+    std::filesystem::remove_all(own);
+}
+
+// A personal store of one test's own, with a key that is at fault.
+class FaultyKeys : public ::testing::Test {
+protected:
+    FaultyKeys() { std::filesystem::create_directories(own / "my"); }
+    ~FaultyKeys() override { std::filesystem::remove_all(own); }
+
+    // Certificate and key of a case as two files side by side.
+    void install(const std::string& name) const {
+        std::filesystem::copy_file(certificateFile(name, "cert"), own / "my" / "only.pem",
+                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(certificateFile(name, "key"), own / "my" / "only.key",
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+
+    // The status of acquiring the only certificate of the store; nothing when there is none.
+    static SECURITY_STATUS acquireOnly(const std::filesystem::path& root) {
+        const FolderInForce folder(root);
+        const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                                                         CERT_SYSTEM_STORE_LOCAL_MACHINE, L"MY");
+        const PCCERT_CONTEXT certificate = platform::CertEnumCertificatesInStore(store, nullptr);
+        EXPECT_NE(certificate, nullptr);
+        CredHandle handle{};
+        const SECURITY_STATUS status =
+            certificate ? acquire(SECPKG_CRED_INBOUND, certificate, handle) : SEC_E_OK;
+        if (status == SEC_E_OK)
+            platform::FreeCredentialsHandle(&handle);
+        platform::CertFreeCertificateContext(certificate);
+        platform::CertCloseStore(store, 0);
+        return status;
+    }
+
+    const std::filesystem::path own =
+        std::filesystem::temp_directory_path() / ("vexassl-keys-" + std::to_string(getpid()));
+};
+
+TEST_F(FaultyKeys, aKeyWithAPassPhraseIsUnreadableAndNobodyIsAsked) {
+    install("encrypted-key");
+    EXPECT_EQ(acquireOnly(own), SEC_E_UNKNOWN_CREDENTIALS);
+}
+
+TEST_F(FaultyKeys, aKeyThatIsTooWeakToBeUsedIsTold) {
+    install("weak-key");
+    EXPECT_EQ(acquireOnly(own), SEC_E_ALGORITHM_MISMATCH);
+}
+
+TEST_F(FaultyKeys, aGoodKeyBesideItsCertificateIsTaken) {
+    install("server-ecdsa");
+    EXPECT_EQ(acquireOnly(own), SEC_E_OK);
+}
+
+TEST_F(FaultyKeys, aChangedFileIsServedFromTheNextConnectionOn) {
+    install("server-ecdsa");
+    ASSERT_EQ(acquireOnly(own), SEC_E_OK);
+    install("encrypted-key");
+    EXPECT_EQ(acquireOnly(own), SEC_E_UNKNOWN_CREDENTIALS);
+}
+
+// Every change of the file makes another certificate to the platform, more than it keeps settings
+// for.
+TEST_F(FaultyKeys, aCredentialOutlivesWhatIsKeptForIt) {
+    std::filesystem::copy(certificatesFolder() / "root", own / "root");
+    std::filesystem::copy_file(certificatesFolder() / "my" / "server-ecdsa.pem",
+                               own / "my" / "server-ecdsa.pem");
+    const FolderInForce folder(own);
+    Side server = Side::server();
+    std::filesystem::remove(own / "my" / "server-ecdsa.pem");
+    for (int change = 0; change < 80; ++change) {
+        install("server-ecdsa");
+        ASSERT_EQ(acquireOnly(own), SEC_E_OK) << "change " << change;
+        std::filesystem::remove(own / "my" / "only.pem");
+        std::filesystem::remove(own / "my" / "only.key");
+    }
+    Side client = Side::client();
+    shakeHands(client, server);
+    ASSERT_TRUE(client.established());
+    EXPECT_EQ(server.openAll(client.protect("still served")), "still served");
+}
+
+} // namespace
+} // namespace VexaSsl::test
