@@ -1,6 +1,6 @@
 // What an established context tells of its protocol and suite.
+#include "contract/security/Side.h"
 #include "contract/support/ContractTest.h"
-#include "contract/support/Side.h"
 #include "contract/support/TestCertificates.h"
 #include "platform/SecuritySupport.h"
 
