@@ -1,5 +1,6 @@
 #include "module/Memory.h"
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <unistd.h>
 
@@ -15,6 +16,12 @@ std::size_t memoryInUse() {
     std::size_t shared = 0;
     pages >> all >> resident >> shared;
     return (resident - shared) * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+std::size_t nextHandle() {
+    const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(next);
+    return static_cast<std::size_t>(next);
 }
 
 } // namespace VexaSsl::test

@@ -2,15 +2,42 @@
 
 #include <windows.h>
 
-#include <psapi.h>
+#include <algorithm>
+#include <array>
+#include <cstdint>
 
 namespace VexaSsl::test {
 
+namespace {
+
+std::size_t bytesInUse(HANDLE heap) {
+    std::size_t bytes = 0;
+    PROCESS_HEAP_ENTRY entry{};
+    HeapLock(heap);
+    while (HeapWalk(heap, &entry) != FALSE) {
+        bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+    }
+    HeapUnlock(heap);
+    return bytes;
+}
+
+} // namespace
+
+// The blocks of all heaps, one by one: what the system tells of a process's private memory is 0
+// under Wine.
 std::size_t memoryInUse() {
-    PROCESS_MEMORY_COUNTERS_EX counters{};
-    GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
-                         sizeof counters);
-    return counters.PrivateUsage;
+    std::array<HANDLE, 256> heaps{};
+    const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+    std::size_t bytes = 0;
+    std::for_each_n(heaps.begin(), std::min<std::size_t>(count, heaps.size()),
+                    [&](HANDLE heap) { bytes += bytesInUse(heap); });
+    return bytes;
+}
+
+std::size_t nextHandle() {
+    const HANDLE next = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    CloseHandle(next);
+    return reinterpret_cast<std::uintptr_t>(next) / 4; // the step from one to the next
 }
 
 } // namespace VexaSsl::test
