@@ -94,8 +94,7 @@ public:
     std::function<int(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*)>
         WideCharToMultiByte;
     // The last argument is a va_list*, which is no type for a template with every compiler.
-    std::function<DWORD(DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, void*)>
-        FormatMessageW;
+    std::function<DWORD(DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, void*)> FormatMessageW;
     std::function<HLOCAL(HLOCAL)> LocalFree;
     std::function<DWORD(HMODULE, wchar_t*, DWORD)> GetModuleFileNameW;
     std::function<BOOL(COMPUTER_NAME_FORMAT, wchar_t*, DWORD*)> GetComputerNameExW;
