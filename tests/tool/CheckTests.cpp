@@ -182,6 +182,21 @@ TEST(Check, noColourAndNoControlCharacterGoesToAFile) {
     EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("\x1B")));
 }
 
+TEST(Check, coloursAreForTerminalsThatWantThem) {
+    const auto onTerminal = [](const std::string& environment) {
+        Command command(
+            {"script", "-qec", "env " + environment + " " VEXASSL_TOOL " check", "/dev/null"});
+        EXPECT_EQ(command.exitStatus(), 0) << command.errors();
+        return command.output();
+    };
+    EXPECT_THAT(onTerminal("-u NO_COLOR TERM=xterm"), HasSubstr("\x1B[1mconnection"));
+    for (const char* environment : {"NO_COLOR=1 TERM=xterm", "-u NO_COLOR TERM=dumb"}) {
+        const std::string output = onTerminal(environment);
+        EXPECT_THAT(output, HasSubstr("connection"));
+        EXPECT_THAT(output, Not(HasSubstr("\x1B")));
+    }
+}
+
 TEST(Check, wrongArgumentsAreUsage) {
     for (const Words& arguments :
          {Words{"--ini"}, Words{"--ini", ""}, Words{"--connection", "Lonely"},

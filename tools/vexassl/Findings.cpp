@@ -18,11 +18,6 @@ void FindingList::add(Finding finding) {
     }
 }
 
-bool FindingList::isFull(const std::string& id) const {
-    const auto known = counts.find(id);
-    return known != counts.end() && known->second >= mostKept;
-}
-
 Findings FindingList::told() const {
     Findings ordered = kept;
     std::stable_sort(ordered.begin(), ordered.end(),

@@ -33,9 +33,6 @@ class FindingList {
 public:
     void add(Finding finding);
 
-    // Whether more of this kind would be dropped, so that they needn't be worded.
-    bool isFull(const std::string& id) const;
-
     const Findings& all() const { return kept; }
 
     // In the order of the lines; of each kind the first ones, and how many more there are.

@@ -14,7 +14,8 @@ namespace {
 
 namespace Definition = ConfigurationDefinition;
 
-constexpr std::size_t longestName = 80; // that is compared with the known ones
+constexpr std::size_t longestName = 80;  // that is compared with the known ones
+constexpr std::size_t mostSought = 1000; // names
 
 std::wstring folded(const std::wstring& text) {
     std::wstring result = text;
@@ -175,17 +176,19 @@ private:
             warn(entry.line, "internal-option",
                  quotedFileText(entry.name) + place +
                      " has no effect: only a program can set this option");
-        } else if (!Definition::DefaultOptions.contains(entry.name) &&
-                   !findings.isFull("unknown-option")) {
+        } else if (!Definition::DefaultOptions.contains(entry.name)) {
+            // The search takes time, and only the first findings are told.
+            const bool isSought = ++unknownOptions <= mostSought;
             warn(entry.line, "unknown-option",
                  quotedFileText(entry.name) + place + " is no option and never read" +
-                     suggestion(nearestOption(entry.name)));
+                     (isSought ? suggestion(nearestOption(entry.name)) : ""));
         }
     }
 
     const FileTrace& file;
     FindingList& findings;
     NameSet used;
+    std::size_t unknownOptions = 0;
 };
 
 } // namespace
