@@ -181,6 +181,16 @@ TEST(CheckFindings, blanksAroundANameOrAValue) {
     EXPECT_THAT(findings(outcome, "unknown-option")[0], HasSubstr("did you mean [UseEncryption]?"));
 }
 
+TEST(CheckFindings, blanksAndCommasAroundTheNamesOfClients) {
+    const Configured files(connections +
+                           "[Secure]\nAcceptableClientCertificateToReceiveNames=a, b,,c,d\n");
+    const Outcome outcome = checked(files.ini);
+    EXPECT_THAT(linesWith(outcome, "odd-client-name", files.store), ElementsAre(4, 4));
+    const auto found = findings(outcome, "odd-client-name");
+    EXPECT_THAT(found[0], HasSubstr("[ b]"));
+    EXPECT_THAT(found[1], HasSubstr("[,c]"));
+}
+
 TEST(CheckFindings, byteOrderMark) {
     const Configured files("\xEF\xBB\xBF" + connections + "[Secure]\n");
     const Outcome outcome = checked(files.ini);

@@ -111,17 +111,20 @@ private:
 
     // Which entry of the store serves the connection.
     void judgeEntry() {
+        const std::string name = "[" + printableText(options.connectionName) + "]";
+        const FileTrace& store = *checked.trace.storeFile();
         if (checked.trace.section().empty()) {
-            checked.findings.push_back(
-                {Gravity::Warning, "no-entry",
-                 "[Connections] has no entry for [" + printableText(options.connectionName) +
-                     "] and none for [Default]: every option keeps its default, and nothing is "
-                     "encrypted",
-                 checked.trace.storeFile()->name(), 0, ExitStatus::Warnings});
+            const bool isDefault =
+                sameWord(checked.connection, Definition::ConnectionsSectionOptions::Default);
+            checked.findings.push_back({Gravity::Warning, "no-entry",
+                                        "[Connections] has no entry for " + name +
+                                            (isDefault ? "" : " and none for [Default]") +
+                                            ": every option keeps its default, and nothing is "
+                                            "encrypted",
+                                        store.name(), 0, ExitStatus::Warnings});
         } else if (checked.trace.isDefaultEntry()) {
             add(Gravity::Note, "default-entry",
-                "[Connections] has no entry for [" + printableText(options.connectionName) +
-                    "]: the one for [Default] serves it");
+                "[Connections] has no entry for " + name + ": the one for [Default] serves it");
         }
     }
 

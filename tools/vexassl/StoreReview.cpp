@@ -1,5 +1,6 @@
 #include "StoreReview.h"
 
+#include "config/NameList.h"
 #include "config/OptionChecks.h"
 #include "config/Vocabulary.h"
 
@@ -182,8 +183,25 @@ private:
             warn(entry.line, "unknown-option",
                  quotedFileText(entry.name) + place + " is no option and never read" +
                      (isSought ? suggestion(nearestOption(entry.name)) : ""));
+        } else if (sameWord(
+                       entry.name,
+                       Definition::ConnectionOptions::AcceptableClientCertificateToReceiveNames)) {
+            clientNames(entry);
         }
     }
+
+    // Names are compared as they stand between the commas.
+    void clientNames(const FileTrace::Entry& entry) {
+        for (const std::wstring& name : splitNameList(entry.value)) {
+            if (isBlank(name.front()) || isBlank(name.back()) || name.front() == L',') {
+                warn(entry.line, "odd-client-name",
+                     "the blanks or commas around the client name " + quotedFileText(name) +
+                         " belong to it, so no certificate will bear it");
+            }
+        }
+    }
+
+    static bool isBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
 
     const FileTrace& file;
     FindingList& findings;
