@@ -14,6 +14,7 @@
 # a server of that name. DIR may exist; files of the same names are replaced.
 #
 # With --windows all keys are RSA keys: the Windows systems that the tests run on import no others.
+# Some are then shared.
 set -eu
 
 windows=""
@@ -61,9 +62,25 @@ distinguished_name = empty
 END
 : >"$work/index.txt"
 
+# Such a key takes long to make: those that stand for elliptic ones are shared by servers and by
+# clients, but not by authorities.
+make_rsa_key() { # case kind
+    key=$top/all/$1/key.pem
+    case $2:$1 in
+    rsa:* | *authority | *intermediate)
+        openssl genrsa -out "$key" 2048 2>/dev/null
+        return
+        ;;
+    ec:client*) shared=$work/client.key ;;
+    *) shared=$work/server.key ;;
+    esac
+    [ -f "$shared" ] || openssl genrsa -out "$shared" 2048 2>/dev/null
+    cp "$shared" "$key"
+}
+
 make_key() { # case kind
     case $2$windows in
-    rsa* | ecyes) openssl genrsa -out "$top/all/$1/key.pem" 2048 2>/dev/null ;;
+    rsa* | ecyes) make_rsa_key "$1" "$2" ;;
     weak*) openssl genrsa -out "$top/all/$1/key.pem" 1024 2>/dev/null ;;
     *) openssl ecparam -name prime256v1 -genkey -noout -out "$top/all/$1/key.pem" ;;
     esac
