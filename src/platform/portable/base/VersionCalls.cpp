@@ -6,6 +6,7 @@
 #include "base/FileSection.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -16,16 +17,19 @@ inline constexpr DWORD errorNoVersionRecord = 1812; // ERROR_RESOURCE_DATA_NOT_F
 inline constexpr DWORD errorNoVersionEntry = 1813;  // ERROR_RESOURCE_TYPE_NOT_FOUND
 constexpr std::size_t largestRecord = 1 << 16;
 
-// Empty when the file has no record, or one that contradicts itself.
+// Empty when the file has no record, or one that contradicts itself. What a linker or a sanitizer
+// leaves behind the record in its section doesn't count.
 std::string readRecord(const char* fileName) {
     std::string record = readSection(fileName, VEXASSL_VERSION_SECTION, largestRecord);
     VersionRecordHead head;
-    if (record.size() <= sizeof head)
+    if (record.size() < sizeof head)
         return {};
     std::copy_n(record.data(), sizeof head, reinterpret_cast<char*>(&head));
-    const bool isSound =
-        head.size == record.size() && record.back() == '\0' &&
-        std::count(std::begin(head.translation), std::end(head.translation), '\0') > 0;
+    if (head.size <= sizeof head || head.size > record.size())
+        return {};
+    record.resize(head.size);
+    const bool isSound = record.back() == '\0' && std::count(std::begin(head.translation),
+                                                             std::end(head.translation), '\0') > 0;
     return isSound ? record : std::string();
 }
 
