@@ -39,12 +39,14 @@ std::string_view takeText(std::string_view& row) {
     return text;
 }
 
-// The value behind a key, with its end; empty when there is no such key.
+// The value behind a key, with its end; empty when there is no such key, or nothing behind it.
 std::string_view findValue(std::string_view texts, std::string_view key) {
     while (!texts.empty()) {
         const bool isFound = takeText(texts) == key;
+        if (texts.empty())
+            return {};
         const std::string_view value = takeText(texts);
-        if (isFound && value.data())
+        if (isFound)
             return {value.data(), value.size() + 1};
     }
     return {};
