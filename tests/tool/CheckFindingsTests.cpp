@@ -214,11 +214,20 @@ TEST(CheckFindings, relativePathOfTheStore) {
 
 TEST(CheckFindings, foreignSectionsOfTheIniFileAreNobodysBusiness) {
     const Configured files(connections + "[Secure]\n");
-    const auto ini = fileHolding("[Host]\n; comment\na=1\n\nb=2\na=3\n[Host]\n[VexaSsl]\n"
-                                 "ConfigurationStore=" +
-                                 files.store.string() + "\n[More]\nnothing\n");
+    const auto ini =
+        fileHolding("; banner\n\n[Host]\n; comment\na=1\n\nb=2\na=3\n[Host]\n[VexaSsl]\n"
+                    "ConfigurationStore=" +
+                    files.store.string() + "\n[More]\nnothing\n");
     const Outcome outcome = checked(ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
+}
+
+TEST(CheckFindings, linesBeforeASectionThatIsMissingAreToldOf) {
+    const auto ini = fileHolding(" [VexaSsl]\nConfigurationStore=/tmp/x\n[Host]\nnothing\n");
+    const Outcome outcome = checked(ini);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(linesWith(outcome, "no-delimiter", ini), ElementsAre(1));
+    EXPECT_THAT(linesWith(outcome, "key-outside-section", ini), ElementsAre(2));
 }
 
 TEST(CheckFindings, aFileThatIsItsOwnStoreIsToldOfOnce) {

@@ -3,19 +3,9 @@
 #pragma once
 
 #include "Command.h"
-
-#include <string>
+#include "ConfigurationCheck.h"
 
 namespace VexaSsl::tool {
-
-struct CheckOptions {
-    std::string iniFile;
-    std::string connectionName = "Default";
-    std::string certificates;
-    std::string role = "both";
-    bool strict = false;
-    bool json = false;
-};
 
 // Uses no network. Throws Failure when there are errors, with the status of the first, or under
 // strict when there are warnings; everything has been shown by then.

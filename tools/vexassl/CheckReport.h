@@ -2,26 +2,12 @@
 // like a compiler's, for a script everything as lines of JSON on standard output.
 #pragma once
 
-#include "EffectiveOptions.h"
-#include "Findings.h"
-#include "OwnSide.h"
+#include "ConfigurationCheck.h"
+#include "ExitStatus.h"
 
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace VexaSsl::tool {
-
-// What was found out, in the order of showing.
-struct CheckedConfiguration {
-    std::wstring connection;
-    std::string iniFile; // as given; empty: none
-    ConfigurationTrace trace;
-    std::vector<EffectiveOption> options;
-    std::string stack; // "tls", "opportunistic", "plain"; empty when a start is refused
-    std::vector<OwnSide> sides;
-    Findings findings;
-};
 
 class CheckReport {
 public:

@@ -40,7 +40,7 @@ std::string quotedFileText(std::wstring_view text) {
 }
 
 FileTrace::FileTrace(std::filesystem::path tracedFile, std::wstring theOnlySection)
-    : file(std::move(tracedFile)), onlySection(std::move(theOnlySection)), regions{{1, true}} {}
+    : file(std::move(tracedFile)), onlySection(std::move(theOnlySection)) {}
 
 std::string FileTrace::name() const {
     return printableText(pathText(file));
@@ -123,12 +123,13 @@ void FileTrace::noteKeyAndValue(const ReadLine& line) {
 
 void FileTrace::noteKeyOutside(const ReadLine& line) {
     const std::wstring key(line.key);
-    if (!matters(line.number) &&
+    const bool beforeAnySection = place.headerLine == 0;
+    if (!beforeAnySection && !matters(line.number) &&
         !sameWord(key, ConfigurationDefinition::VexaSslSectionOptions::ConfigurationStore)) {
         return;
     }
     std::string reason = "no section begins before it";
-    if (place.headerLine != 0) {
+    if (!beforeAnySection) {
         const std::string section = quotedFileText(place.header);
         reason = "the blank " + atLine(place.blankLine) + " ended " + section;
         if (!place.blankTold) {
@@ -184,7 +185,12 @@ void FileTrace::add(std::size_t line, const std::string& id, const std::string& 
     found.add({Gravity::Warning, id, text, name(), line, ExitStatus::Warnings});
 }
 
+// What stands before all sections is asked for only where the one section is missing: it may tell
+// why.
 bool FileTrace::matters(std::size_t line) const {
+    if (regions.empty() || line < regions.front().firstLine) {
+        return onlySection.empty() || findSection(onlySection) == nullptr;
+    }
     const auto next =
         std::upper_bound(regions.begin(), regions.end(), line,
                          [](std::size_t number, const Region& r) { return number < r.firstLine; });
