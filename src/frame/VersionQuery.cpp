@@ -34,7 +34,7 @@ void takeBuiltInNumbers(DLLVERSIONINFO& info) {
 
 // Result: empty when the file, its record or the memory isn't to be had.
 VersionBlock readVersionBlock() {
-    char fileName[fileNameRoom] = {};
+    char fileName[fileNameRoom + 1] = {}; // a path that is cut may come without its end
     if (platform::GetModuleFileNameA(vexaSslModule.moduleHandle, fileName, fileNameRoom) == 0) {
         return nullptr;
     }

@@ -43,9 +43,9 @@ BOOL GetUserNameW(wchar_t* buffer, DWORD* size);
 // acts upon.
 BOOL DisableThreadLibraryCalls(HMODULE module);
 
-// The path of a module's file (a null module: the executable), cut to size and zero-terminated, in
-// the form that GetFileVersionInfoA takes. module is what the entry point was given or LoadLibraryA
-// returned. Result: the characters written, 0 on failure.
+// The path of a module's file (a null module: the executable), zero-terminated, in the form that
+// GetFileVersionInfoA takes. A longer path is cut to size and may then lack its end. module is what
+// the entry point was given or LoadLibraryA returned. Result: the characters written, 0 on failure.
 DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size);
 
 // Loads a library by its bare name as the system's loader finds it. Result: its handle, which keeps

@@ -25,7 +25,7 @@ TEST(GetModuleFileNameA, longerPathIsCut) {
     char buffer[] = "xxxxxxxx";
     EXPECT_EQ(platform::GetModuleFileNameA(nullptr, buffer, 4), 4U);
     EXPECT_EQ(platform::GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(std::string(buffer), std::string(whole, 3));
+    EXPECT_EQ(std::string(buffer, 3), std::string(whole, 3)); // its end may be missing
     EXPECT_EQ(buffer[4], 'x');
 }
 

@@ -147,6 +147,18 @@ TEST_F(VersionQuery, fileNameIsThatOfTheModuleInRoomFor261Characters) {
     EXPECT_EQ(query(), builtIn);
 }
 
+TEST_F(VersionQuery, fileNameThatIsCutWithoutItsEndIsNotReadBeyondIt) {
+    platform.GetModuleFileNameA = [](HMODULE, char* buffer, DWORD size) {
+        std::memset(buffer, 'x', size);
+        return size;
+    };
+    platform.GetFileVersionInfoSizeA = [](const char* name, DWORD*) {
+        EXPECT_EQ(std::string(name), std::string(261, 'x'));
+        return DWORD{0};
+    };
+    EXPECT_EQ(query(), builtIn);
+}
+
 TEST_F(VersionQuery, withoutAFileNameTheBuiltInNumbersStay) {
     platform.GetModuleFileNameA = [](HMODULE, char*, DWORD) { return DWORD{0}; };
     EXPECT_EQ(query(), builtIn);
