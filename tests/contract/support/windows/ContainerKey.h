@@ -2,8 +2,10 @@
 // need only that keys of one test differ.
 #pragma once
 
-#include <wincrypt.h>
+// clang-format off
 #include <windows.h>
+#include <wincrypt.h>
+// clang-format on
 
 #include <memory>
 #include <string>
