@@ -119,11 +119,14 @@ void Relay::deliver(Direction& direction, const HostSocket& to, std::size_t size
         if (treatment.splitAt && *treatment.splitAt > start) {
             piece = std::min(piece, *treatment.splitAt - start);
         }
+        piece = std::min(piece, rest.size());
+        // Counted before it goes: whoever has received it finds it counted.
+        direction.passed += piece;
         const int sent = sendBytes(to.handle(), rest.substr(0, piece));
+        direction.passed -= piece - static_cast<std::size_t>(std::max(sent, 0));
         if (sent <= 0) {
             return;
         }
-        direction.passed += static_cast<std::size_t>(sent);
         rest.remove_prefix(static_cast<std::size_t>(sent));
         if (!rest.empty()) {
             letItArrive(to.handle());
