@@ -1,5 +1,6 @@
 #include "ConnectionSummary.h"
 
+#include "CertificateFacts.h"
 #include "Text.h"
 #include "certificates/CertificateHandle.h"
 #include "platform/SecuritySupport.h"
@@ -42,15 +43,6 @@ std::string suiteText(CtxtHandle* context) {
            printableText(std::wstring(info.szCipherSuite));
 }
 
-std::string nameText(PCCERT_CONTEXT certificate, DWORD flags) {
-    DWORD style = CERT_X500_NAME_STR;
-    const DWORD size =
-        platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, flags, &style, nullptr, 0);
-    std::wstring name(size, L'\0');
-    platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, flags, &style, name.data(), size);
-    return "[" + printableText(name) + "]";
-}
-
 std::string peerText(CtxtHandle* context) {
     PCCERT_CONTEXT found = nullptr;
     if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) !=
@@ -58,8 +50,8 @@ std::string peerText(CtxtHandle* context) {
         return "peer without a certificate";
     }
     const CertificateHandle certificate(found);
-    return "peer " + nameText(certificate.get(), 0) + ", issued by " +
-           nameText(certificate.get(), CERT_NAME_ISSUER_FLAG);
+    const CertificateFacts facts = factsOf(certificate.get());
+    return "peer [" + shownName(facts.subject) + "], issued by [" + shownName(facts.issuer) + "]";
 }
 
 } // namespace

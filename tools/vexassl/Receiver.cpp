@@ -16,59 +16,89 @@ bool isReadable(ISocketStrategy& strategy, SOCKET socket) {
 }
 
 // What came in one read with the peer's closure, before it, is delivered behind the end: the
-// receive that meets the closure tells of an end, and one more gives the bytes. Result: as a
-// receive; lastResult when there is nothing of that kind.
-int receiveBehindEnd(ISocketStrategy& strategy, SOCKET socket, char* buffer, int size,
-                     int lastResult) {
-    const int error = platform::WSAGetLastError();
-    if (isReadable(strategy, socket)) {
-        if (const int count = strategy.recv(socket, buffer, size, 0); count > 0) {
-            return count;
-        }
+// receive that meets the closure tells of an end, and later ones give the bytes. The network is
+// read only where that doesn't wait: a peer may keep the connection open behind its closure.
+class EndOfStream {
+public:
+    EndOfStream(ISocketStrategy& borrowedStrategy, SOCKET s)
+        : strategy(borrowedStrategy), socket(s) {}
+
+    bool isReached() const { return reached; }
+    // result: of the receive that met the end.
+    void reach(int result) {
+        reached = true;
+        endResult = result;
+        endError = platform::WSAGetLastError();
     }
-    platform::WSASetLastError(error);
-    return lastResult;
-}
+    // Result: the bytes that came before the end, and behind the last of them what the end was.
+    int receiveRest(char* buffer, int size) {
+        if (isReadable(strategy, socket)) {
+            if (const int count = strategy.recv(socket, buffer, size, 0); count > 0) {
+                return count;
+            }
+        }
+        platform::WSASetLastError(endError);
+        return endResult;
+    }
+
+private:
+    ISocketStrategy& strategy;
+    SOCKET socket;
+    bool reached = false;
+    int endResult = 0;
+    int endError = 0;
+};
 
 class BlockingReceiver : public Receiver {
 public:
     BlockingReceiver(ISocketStrategy& borrowedStrategy, SOCKET s, Passing how)
-        : strategy(borrowedStrategy), socket(s), passing(how) {}
+        : strategy(borrowedStrategy), socket(s), passing(how), end(strategy, s) {}
 
     int receive(char* buffer, int size) override {
-        const int count = strategy.recv(socket, buffer, size, 0);
-        const bool isEnd = count == 0 && passing == Passing::AsConfigured;
-        return isEnd ? receiveBehindEnd(strategy, socket, buffer, size, count) : count;
+        if (!end.isReached()) {
+            const int count = strategy.recv(socket, buffer, size, 0);
+            if (count != 0 || passing == Passing::Clear) {
+                return count;
+            }
+            end.reach(count);
+        }
+        return end.receiveRest(buffer, size);
     }
 
 private:
     ISocketStrategy& strategy;
     SOCKET socket;
     Passing passing;
+    EndOfStream end;
 };
 
 class OverlappedReceiver : public Receiver {
 public:
     OverlappedReceiver(ISocketStrategy& borrowedStrategy, SOCKET s, Passing how)
-        : strategy(borrowedStrategy), socket(s), passing(how) {}
+        : strategy(borrowedStrategy), socket(s), passing(how), end(strategy, s) {}
 
     int receive(char* buffer, int size) override {
-        if (mayHoldMore && isReadable(strategy, socket)) {
-            return noteFilling(strategy.recv(socket, buffer, size, 0), size);
+        if (!end.isReached() && mayHoldMore && isReadable(strategy, socket)) {
+            const int count = strategy.recv(socket, buffer, size, 0);
+            if (count > 0) {
+                return noteFilling(count, size);
+            }
+            end.reach(count);
         }
-        while (true) {
+        while (!end.isReached()) {
             DWORD count = 0;
             bool isEnd = false;
             if (!receiveOnce(buffer, size, count, isEnd)) {
-                return passing == Passing::AsConfigured
-                           ? receiveBehindEnd(strategy, socket, buffer, size, -1)
-                           : -1;
-            }
-            if (count > 0 || isEnd) {
+                if (passing == Passing::Clear) {
+                    return -1;
+                }
+                end.reach(-1);
+            } else if (count > 0 || isEnd) {
                 return noteFilling(static_cast<int>(count), size);
             }
-            // What came is no whole record yet.
+            // Otherwise what came is no whole record yet.
         }
+        return end.receiveRest(buffer, size);
     }
 
 private:
@@ -106,6 +136,7 @@ private:
     ISocketStrategy& strategy;
     SOCKET socket;
     Passing passing;
+    EndOfStream end;
     OwnedEvent event;
     bool mayHoldMore = false;
 };

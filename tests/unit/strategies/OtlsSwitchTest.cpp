@@ -74,6 +74,18 @@ TEST_F(OtlsSwitch, afterTheStartOverlappedOperationsAreTheSecureOnes) {
     EXPECT_EQ(data, "got!");
 }
 
+TEST_F(OtlsSwitch, afterTheStartSelectKnowsOfHeldData) {
+    startEncrypted();
+    stage.arriveSealed("held");
+    EXPECT_EQ(stage.receive(1), "h");
+    fd_set set{};
+    set.fd_count = 1;
+    set.fd_array[0] = connection;
+    stage.lower->calls.clear();
+    EXPECT_EQ(stage.strategy->select(0, &set, nullptr, nullptr, nullptr), 1);
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
 TEST_F(OtlsSwitch, secondStartGivesZeroAndTouchesNothing) {
     startEncrypted();
     SecureSocketRecord* const record = stage.strategy->record.get();
