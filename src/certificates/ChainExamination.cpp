@@ -9,9 +9,9 @@ namespace VexaSsl {
 
 namespace {
 
-// Null chain engine and store: the default engine, and no further certificates. A null time is now.
+// Null chain engine: the default one. A null time is now, a null store no further certificates.
 // Flags 0: nobody is asked about revocation.
-BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time,
+BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time, HCERTSTORE helpers,
                 PCCERT_CHAIN_CONTEXT* chain) {
     KeyPurpose purpose(forServer);
     // cbSize stays 0, as it always has been here. A platform that goes by it may overlook the
@@ -19,7 +19,7 @@ BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time,
     CERT_CHAIN_PARA parameters{};
     parameters.RequestedUsage.dwType = USAGE_MATCH_TYPE_AND;
     parameters.RequestedUsage.Usage = purpose.usage();
-    return platform::CertGetCertificateChain(nullptr, certificate, time, nullptr, &parameters, 0,
+    return platform::CertGetCertificateChain(nullptr, certificate, time, helpers, &parameters, 0,
                                              nullptr, chain);
 }
 
@@ -52,9 +52,9 @@ PCCERT_CONTEXT certificateAt(PCCERT_CHAIN_CONTEXT chain, LONG chainIndex, LONG e
 } // namespace
 
 ChainExamination::ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool forServer,
-                                   FILETIME* time)
+                                   FILETIME* time, HCERTSTORE helpers)
     : log(sink) {
-    if (!buildChain(certificate, forServer, time, &owner.chain)) {
+    if (!buildChain(certificate, forServer, time, helpers, &owner.chain)) {
         // Always with the number 0, so the line doesn't tell the cause; the policy then gets a null
         // chain and what it says of that follows in the log.
         logSystemError(log, L"CertGetCertificateChain", 0);

@@ -16,9 +16,10 @@ namespace VexaSsl {
 class ChainExamination {
 public:
     // Does all the work, for server (else client) authentication, and logs it. time: the moment to
-    // judge for, null for now. Revocation isn't checked. No exception unless memory runs out.
+    // judge for, null for now. helpers: where links of the chain may be found besides the system's
+    // own places; null for none. Revocation isn't checked. No exception unless memory runs out.
     ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool forServer,
-                     FILETIME* time = nullptr);
+                     FILETIME* time = nullptr, HCERTSTORE helpers = nullptr);
     ChainExamination(const ChainExamination&) = delete;
     ChainExamination& operator=(const ChainExamination&) = delete;
 

@@ -39,8 +39,7 @@ BOOL CertCompareCertificate(DWORD encoding, CERT_INFO* left, CERT_INFO* right);
 
 // With CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG: the object identifiers of the extended key usage
 // extension, in one block of memory of *size bytes that begins with usage (null: *size becomes the
-// size needed). TRUE with no identifier and CRYPT_E_NOT_FOUND as the error when there is no such
-// extension, which means any usage; 0 as the error when the extension names none. FALSE otherwise.
+// size needed). FALSE and CRYPT_E_NOT_FOUND when there is no such extension, which means any usage.
 BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKEY_USAGE* usage,
                              DWORD* size);
 

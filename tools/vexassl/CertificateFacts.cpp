@@ -48,15 +48,17 @@ void readUsages(PCCERT_CONTEXT certificate, CertificateFacts& facts) {
     DWORD size = 0;
     constexpr DWORD flags = CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG;
     if (!platform::CertGetEnhancedKeyUsage(certificate, flags, nullptr, &size)) {
+        // Without the extension; whatever else may be wrong with it must not pass for any usage.
+        facts.restricted = platform::GetLastError() != static_cast<DWORD>(CRYPT_E_NOT_FOUND);
         return;
     }
+    facts.restricted = true;
     // The platform lays a structure and its texts out in this memory.
     std::vector<std::max_align_t> memory(size / sizeof(std::max_align_t) + 1);
     auto* usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
     if (!platform::CertGetEnhancedKeyUsage(certificate, flags, usage, &size)) {
         return;
     }
-    facts.restricted = usage->cUsageIdentifier != 0 || platform::GetLastError() == 0;
     facts.usages.assign(usage->rgpszUsageIdentifier,
                         usage->rgpszUsageIdentifier + usage->cUsageIdentifier);
 }

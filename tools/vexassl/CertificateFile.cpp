@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <istream>
@@ -43,7 +44,7 @@ std::string readFile(const std::string& path) {
     if (path == "-") {
         return readBounded(std::cin, path);
     }
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
     if (!file) {
         refuse(path, "cannot be opened");
     }
@@ -146,6 +147,7 @@ CertificateChain readCertificates(const std::string& path) {
     if (chain.certificates.empty()) {
         refuse(path, "holds no certificate (PEM or DER)");
     }
+    chain.cameAlong = chain.store.get();
     chain.leaf = CertificateHandle(
         platform::CertDuplicateCertificateContext(chain.certificates.front().get()));
     return chain;

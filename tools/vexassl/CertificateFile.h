@@ -23,6 +23,8 @@ struct CertificateChain {
     StoreHandle store;                  // null when the certificates are of another store
     CertificateHandle leaf;             // the one that the question is about
     CertificateHandleList certificates; // all of them in their order, the leaf included
+    HCERTSTORE cameAlong =
+        nullptr; // where the others lie that came with it; null for our own store
 };
 
 // PEM with any number of certificates, other blocks passed over, or one certificate in DER. The

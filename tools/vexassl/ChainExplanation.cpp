@@ -75,9 +75,11 @@ std::wstring wideName(const std::string& name) {
 PurposeVerdict Explainer::explainPurpose(bool forServer) {
     LogCollector log;
     FILETIME time = fileTimeOf(explanation.at);
-    // Without a time the question is the library's own to the letter.
+    // A handshake looks for the links of a server's chain in what came along. The library's own
+    // question, about clients and our own certificates, leaves that to the system.
+    const HCERTSTORE helpers = forServer ? chain.cameAlong : nullptr;
     const ChainExamination examination(log, chain.leaf.get(), forServer,
-                                       question.at ? &time : nullptr);
+                                       question.at ? &time : nullptr, helpers);
     PurposeVerdict verdict;
     verdict.forServer = forServer;
     verdict.trusted = examination.isTrusted();

@@ -226,6 +226,7 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
         throw Failure(ExitStatus::Handshake,
                       question.target.text() + " showed no certificate: " + end);
     }
+    chain.cameAlong = chain.leaf.get()->hCertStore;
     CertificateHandle current;
     while ((current = CertificateHandle(platform::CertEnumCertificatesInStore(
                 chain.leaf.get()->hCertStore, current.take())))) {

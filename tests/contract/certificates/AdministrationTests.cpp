@@ -79,15 +79,15 @@ protected:
     }
 };
 
-TEST_F(MemoryStoreChain, certificatesOfTheLeafsStoreLinkIt) {
+TEST_F(MemoryStoreChain, certificatesOfTheStoreLinkTheChain) {
     OpenedStore store(platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     PCCERT_CONTEXT added = nullptr;
     addTo(store.get(), issue(serverNamed("leaf.test"), &between), &added);
     const HeldContext leaf(added);
-    EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage)).error,
-              static_cast<DWORD>(CERT_E_CHAINING));
+    EXPECT_EQ(elementsOf(chainOf(leaf.get(), serverUsage, nullptr, store.get())),
+              std::vector<std::wstring>{L"leaf.test"});
     addTo(store.get(), between);
-    const HeldChain chain = chainOf(leaf.get(), serverUsage);
+    const HeldChain chain = chainOf(leaf.get(), serverUsage, nullptr, store.get());
     EXPECT_EQ(verdictOn(chain), trusted);
     EXPECT_EQ(elementsOf(chain), (std::vector<std::wstring>{L"leaf.test", L"between", L"root"}));
 }
@@ -130,38 +130,33 @@ TEST_F(WholeName, valueThatCouldPassForAnAttributeIsQuoted) {
 
 class UsagesOfACertificate : public StoreTest {
 protected:
-    struct Answer {
-        std::vector<std::string> usages;
-        DWORD error;
-    };
-    static Answer of(PCCERT_CONTEXT certificate) {
-        DWORD size = 0;
-        EXPECT_TRUE(platform::CertGetEnhancedKeyUsage(
-            certificate, CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG, nullptr, &size));
-        EXPECT_GE(size, sizeof(CERT_ENHKEY_USAGE));
-        std::vector<std::max_align_t> memory(size / sizeof(std::max_align_t) + 1);
-        auto* usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
-        EXPECT_TRUE(platform::CertGetEnhancedKeyUsage(
-            certificate, CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG, usage, &size));
-        const DWORD error = platform::GetLastError();
-        return {
-            {usage->rgpszUsageIdentifier, usage->rgpszUsageIdentifier + usage->cUsageIdentifier},
-            error};
+    static BOOL ask(PCCERT_CONTEXT certificate, CERT_ENHKEY_USAGE* usage, DWORD& size) {
+        return platform::CertGetEnhancedKeyUsage(certificate, CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG,
+                                                 usage, &size);
     }
 };
 
 TEST_F(UsagesOfACertificate, areThoseOfItsExtension) {
     Recipe recipe = named("one");
     recipe.usages = "serverAuth,clientAuth";
-    std::vector<std::string> usages = of(contextOf(issue(recipe)).get()).usages;
+    const HeldContext certificate = contextOf(issue(recipe));
+    DWORD size = 0;
+    ASSERT_TRUE(ask(certificate.get(), nullptr, size));
+    ASSERT_GE(size, sizeof(CERT_ENHKEY_USAGE));
+    std::vector<std::max_align_t> memory(size / sizeof(std::max_align_t) + 1);
+    auto* usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
+    ASSERT_TRUE(ask(certificate.get(), usage, size));
+    std::vector<std::string> usages(usage->rgpszUsageIdentifier,
+                                    usage->rgpszUsageIdentifier + usage->cUsageIdentifier);
     std::sort(usages.begin(), usages.end());
     EXPECT_EQ(usages, (std::vector<std::string>{serverUsage, clientUsage}));
 }
 
-TEST_F(UsagesOfACertificate, withoutTheExtensionAreNoneAndSaidToBeAny) {
-    const Answer answer = of(contextOf(issue(named("one"))).get());
-    EXPECT_TRUE(answer.usages.empty());
-    EXPECT_EQ(answer.error, static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+TEST_F(UsagesOfACertificate, withoutTheExtensionAreNotFound) {
+    const HeldContext certificate = contextOf(issue(named("one")));
+    DWORD size = 0;
+    EXPECT_FALSE(ask(certificate.get(), nullptr, size));
+    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
 }
 
 class HashOfACertificate : public StoreTest {

@@ -1,7 +1,7 @@
 // Handshakes that judge no server, through which a tool gets to see the chain that a judging one
 // refuses.
+#include "contract/security/Side.h"
 #include "contract/support/ContractTest.h"
-#include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
 
 #include "platform/CryptoApi.h"
@@ -46,7 +46,7 @@ protected:
 TEST_F(ManualValidation, takesServersThatAreRefusedOtherwise) {
     for (const char* name : {"expired", "untrusted", "self-signed", "wrong-name", "wrong-usage"}) {
         Side client = lenientClient();
-        RawPeer server = RawPeer::server(name);
+        Side server = Side::server(name);
         shakeHands(client, server);
         EXPECT_EQ(client.status(), SEC_E_OK) << name;
         EXPECT_EQ(askForCertificate(client), SEC_E_OK) << name;
@@ -55,14 +55,14 @@ TEST_F(ManualValidation, takesServersThatAreRefusedOtherwise) {
 
 TEST_F(ManualValidation, leavesOtherCredentialsAsStrictAsBefore) {
     Side lenient = lenientClient();
-    RawPeer first = RawPeer::server("expired");
+    Side first = Side::server("expired");
     shakeHands(lenient, first);
     Side strict = Side::client();
-    RawPeer second = RawPeer::server("expired");
+    Side second = Side::server("expired");
     shakeHands(strict, second);
     EXPECT_EQ(strict.status(), SEC_E_CERT_EXPIRED);
     Side third = lenientClient();
-    RawPeer fourth = RawPeer::server("expired");
+    Side fourth = Side::server("expired");
     shakeHands(third, fourth);
     EXPECT_EQ(third.status(), SEC_E_OK);
 }

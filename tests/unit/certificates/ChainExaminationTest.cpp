@@ -26,7 +26,7 @@ struct ChainExaminationTest : testing::Test {
     const PCCERT_CONTEXT certificate = shelf.make({L"one.test"}, L"one");
 };
 
-TEST_F(ChainExaminationTest, asksForTheTimeThatIsGiven) {
+TEST_F(ChainExaminationTest, asksForTheTimeAndTheHelpersThatAreGiven) {
     FILETIME time{};
     time.dwLowDateTime = 1;
     time.dwHighDateTime = 2;
@@ -35,9 +35,10 @@ TEST_F(ChainExaminationTest, asksForTheTimeThatIsGiven) {
         [&](HCERTCHAINENGINE engine, PCCERT_CONTEXT judged, FILETIME* asked, HCERTSTORE store,
             CERT_CHAIN_PARA* parameters, DWORD flags, void* reserved, PCCERT_CHAIN_CONTEXT* chain) {
             EXPECT_EQ(asked, &time);
+            EXPECT_EQ(store, this);
             return build(engine, judged, asked, store, parameters, flags, reserved, chain);
         };
-    const ChainExamination examination(log, certificate, true, &time);
+    const ChainExamination examination(log, certificate, true, &time, this);
     EXPECT_TRUE(examination.isTrusted());
 }
 

@@ -65,12 +65,13 @@ BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKE
         return failWith(invalidArgument, FALSE);
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         std::vector<std::string> usages;
-        const bool hasUsages = readUsages(Context::of(certificate).certificate->x509(), usages);
+        if (!readUsages(Context::of(certificate).certificate->x509(), usages))
+            return failWith(CRYPT_E_NOT_FOUND, FALSE);
         if (!offerRoom(usage, *size, sizeOf(usages)))
             return FALSE;
         if (usage)
             writeUsages(usages, *usage);
-        return failWith(hasUsages ? 0 : CRYPT_E_NOT_FOUND, TRUE);
+        return TRUE;
     });
 }
 
