@@ -1,4 +1,4 @@
-// Chains of what lies in files, and at the strength that TLS asks for.
+// Chains of what lies in files, at the strength that TLS asks for, and of nothing at all.
 #include "contract/certificates/ChainFixture.h"
 #include "portable/CertificateFolderTest.h"
 
@@ -65,6 +65,32 @@ TEST_F(CertGetCertificateChain, chainOutlivesTheCertificateAndTheStore) {
         EXPECT_FALSE(store.close()); // the chain still holds the leaf
     }
     EXPECT_EQ(elementsOf(chain), (Names{L"leaf", L"between", L"root"}));
+}
+
+TEST_F(ChainPolicy, nullChainCannotBeJudged) {
+    CERT_CHAIN_POLICY_PARA parameters{};
+    CERT_CHAIN_POLICY_STATUS status{};
+    EXPECT_FALSE(platform::CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, nullptr,
+                                                            &parameters, &status));
+    EXPECT_NE(platform::GetLastError(), 0U);
+    EXPECT_EQ(status.dwError, 0U);
+}
+
+TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
+    const HeldChain chain = chainOf(contextOf(root).get(), "");
+    CERT_CHAIN_POLICY_PARA parameters{};
+    CERT_CHAIN_POLICY_STATUS status{};
+    const char* const basePolicy = reinterpret_cast<const char*>(ULONG_PTR{1});
+    EXPECT_FALSE(
+        platform::CertVerifyCertificateChainPolicy(basePolicy, chain.get(), &parameters, &status));
+}
+
+TEST_F(CertGetCertificateChain, noCertificateGivesNoChain) {
+    PCCERT_CHAIN_CONTEXT chain = nullptr;
+    CERT_CHAIN_PARA parameters{};
+    EXPECT_FALSE(platform::CertGetCertificateChain(nullptr, nullptr, nullptr, nullptr, &parameters,
+                                                   0, nullptr, &chain));
+    EXPECT_EQ(chain, nullptr);
 }
 
 } // namespace

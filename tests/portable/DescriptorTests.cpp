@@ -68,6 +68,13 @@ TEST(EventReceive, newSocketWithTheSameNumberHasNothingPending) {
     EXPECT_EQ(receive.finish(next.server, false), WSA_OPERATION_ABORTED);
 }
 
+TEST(EventReceive, failureAtOnceIsToldByTheResultToo) {
+    const Socket unconnected = tcpSocket();
+    Receive receive(8);
+    EXPECT_EQ(receive.post(unconnected), WSAENOTCONN);
+    EXPECT_EQ(receive.finish(unconnected, true), WSAENOTCONN);
+}
+
 TEST(AcceptExNeighbours, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;

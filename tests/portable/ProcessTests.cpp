@@ -57,6 +57,18 @@ TEST(DebugBreak, stopsUnderADebugger) {
         GTEST_SKIP() << "this machine allows no tracing";
 }
 
+// Every byte that belongs to no sequence counts, and so does each that follows it.
+TEST(MultiByteToWideChar, everyByteOfAnInvalidFormIsAReplacementCharacter) {
+    for (const std::string bytes :
+         {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+        wchar_t buffer[8];
+        const int written = platform::MultiByteToWideChar(
+            CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), buffer, 8);
+        EXPECT_EQ(std::wstring(buffer, static_cast<std::size_t>(written)),
+                  std::wstring(bytes.size(), L'\uFFFD'));
+    }
+}
+
 TEST(WideCharToMultiByte, utf8EncodesWhatIsNoCodePointAsTheReplacementCharacter) {
     const std::wstring noCodePoints{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)};
     char buffer[16];

@@ -157,24 +157,6 @@ TEST_F(ChainPolicy, impostorWithTheNameOfATrustedRootIsNotTrusted) {
     EXPECT_NE(judge(issue(serverNamed("leaf"), &impostor), {&impostor}).error, 0U);
 }
 
-TEST_F(ChainPolicy, nullChainCannotBeJudged) {
-    CERT_CHAIN_POLICY_PARA parameters{};
-    CERT_CHAIN_POLICY_STATUS status{};
-    EXPECT_FALSE(platform::CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, nullptr,
-                                                            &parameters, &status));
-    EXPECT_NE(platform::GetLastError(), 0U);
-    EXPECT_EQ(status.dwError, 0U);
-}
-
-TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
-    const HeldChain chain = chainOf(contextOf(root).get(), "");
-    CERT_CHAIN_POLICY_PARA parameters{};
-    CERT_CHAIN_POLICY_STATUS status{};
-    const char* const basePolicy = reinterpret_cast<const char*>(ULONG_PTR{1});
-    EXPECT_FALSE(
-        platform::CertVerifyCertificateChainPolicy(basePolicy, chain.get(), &parameters, &status));
-}
-
 TEST_F(CertGetCertificateChain, elementsGoFromTheLeafToItsRoot) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &between), {&between});
     const HeldChain chain = chainOf(leaf.get(), serverUsage);
@@ -245,14 +227,6 @@ TEST_F(CertGetCertificateChain, certificateIsGoodFromItsFirstSecondOn) {
     first.dwHighDateTime -= first.dwLowDateTime < twoSeconds ? 1 : 0;
     first.dwLowDateTime -= twoSeconds;
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, &first)), (Verdict{CERT_E_EXPIRED, 0}));
-}
-
-TEST_F(CertGetCertificateChain, noCertificateGivesNoChain) {
-    PCCERT_CHAIN_CONTEXT chain = nullptr;
-    CERT_CHAIN_PARA parameters{};
-    EXPECT_FALSE(platform::CertGetCertificateChain(nullptr, nullptr, nullptr, nullptr, &parameters,
-                                                   0, nullptr, &chain));
-    EXPECT_EQ(chain, nullptr);
 }
 
 TEST_F(CertGetCertificateChain, freeingNullIsHarmless) {

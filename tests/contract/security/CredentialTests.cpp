@@ -60,7 +60,7 @@ TEST_F(Credentials, contextsOutliveThem) {
 }
 
 TEST_F(Credentials, anotherPackageIsNotFound) {
-    wchar_t package[] = L"Kerberos";
+    wchar_t package[] = L"no such package";
     SCHANNEL_CRED request{};
     request.dwVersion = SCHANNEL_CRED_VERSION;
     CredHandle handle{};

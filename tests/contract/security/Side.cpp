@@ -144,7 +144,9 @@ Step Side::step(Bytes received) {
 Step Side::receive(const Bytes& received) {
     held = std::move(held) + received;
     const Step taken = step(held);
-    if (taken.status != SEC_E_INCOMPLETE_MESSAGE)
+    if (taken.status == SEC_I_CONTINUE_NEEDED && taken.inputType == SECBUFFER_EXTRA)
+        held = part(held, held.size() - taken.inputSize);
+    else if (taken.status != SEC_E_INCOMPLETE_MESSAGE)
         held.clear();
     return taken;
 }
@@ -249,7 +251,9 @@ void expectVoidContext(CtxtHandle handle) {
     SecPkgContext_StreamSizes sizes{};
     EXPECT_EQ(platform::QueryContextAttributesW(&handle, SECPKG_ATTR_STREAM_SIZES, &sizes),
               SEC_E_INVALID_HANDLE);
+    Bytes memory(64);
     SecBuffer entries[4] = {};
+    entries[0] = {64, SECBUFFER_DATA, memory.data()};
     SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
     EXPECT_EQ(platform::EncryptMessage(&handle, 0, &message, 0), SEC_E_INVALID_HANDLE);
     EXPECT_EQ(platform::DecryptMessage(&handle, &message, 0, nullptr), SEC_E_INVALID_HANDLE);

@@ -83,7 +83,8 @@ public:
 
     // One handshake call on exactly these bytes. The first of a client takes none.
     Step step(Bytes received = {});
-    // As a driver does it: bytes are kept while a record is incomplete, dropped otherwise.
+    // Bytes are kept while a record is incomplete, and so is the beginning of a record that a
+    // system leaves behind whole ones.
     Step receive(const Bytes& received);
 
     bool established() const { return lastStatus == SEC_E_OK; }

@@ -3,7 +3,6 @@
 
 #include "contract/sockets/Loopback.h"
 
-#include <cstring>
 #include <string>
 
 namespace VexaSsl::test {
@@ -33,13 +32,8 @@ struct Accept {
                                                        wait ? TRUE : FALSE, &flags);
         return done != FALSE ? 0 : platform::WSAGetLastError();
     }
-    sockaddr_in addressAt(std::size_t offset) const {
-        sockaddr_in address{};
-        std::memcpy(&address, output.data() + offset, sizeof(address));
-        return address;
-    }
-    sockaddr_in local() const { return addressAt(dataSize); }
-    sockaddr_in remote() const { return addressAt(dataSize + addressSpace); }
+    sockaddr_in local() { return addressesIn(output, dataSize, addressSpace).local; }
+    sockaddr_in remote() { return addressesIn(output, dataSize, addressSpace).remote; }
 
     Socket socket;
     DWORD dataSize;

@@ -2,6 +2,7 @@
 #include "contract/sockets/Loopback.h"
 #include "platform/WindowsBase.h"
 
+#include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -42,14 +43,27 @@ using Connections = ContractTest;
 using WsaConnect = ContractTest;
 using WsaAccept = ContractTest;
 
+// Nothing is called between setting and looking but what leaves the error alone.
 TEST_F(LastError, isKeptPerThread) {
-    platform::WSASetLastError(WSAEINVAL);
-    std::thread([] {
-        EXPECT_EQ(platform::WSAGetLastError(), 0);
+    std::atomic<int> turn{0};
+    int seenByTheOther = 0;
+    std::thread other([&turn, &seenByTheOther] {
+        while (turn != 1) {
+        }
+        seenByTheOther = platform::WSAGetLastError();
         platform::WSASetLastError(WSAEFAULT);
-    }).join();
-    EXPECT_EQ(platform::WSAGetLastError(), WSAEINVAL);
-    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(WSAEINVAL));
+        turn = 2;
+    });
+    platform::WSASetLastError(WSAEINVAL);
+    turn = 1;
+    while (turn != 2) {
+    }
+    const int own = platform::WSAGetLastError();
+    const DWORD sameSlot = platform::GetLastError();
+    other.join();
+    EXPECT_NE(seenByTheOther, WSAEINVAL);
+    EXPECT_EQ(own, WSAEINVAL);
+    EXPECT_EQ(sameSlot, static_cast<DWORD>(WSAEINVAL));
 }
 
 TEST_F(Connections, unknownFamilyIsRefused) {

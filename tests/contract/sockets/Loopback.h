@@ -62,6 +62,12 @@ void setSendTimeout(const Socket& socket, std::chrono::milliseconds time);
 void setNonBlocking(const Socket& socket);
 // So that the other end sees a reset when this one is closed.
 void resetWhenClosed(const Socket& socket);
+// What AcceptEx has written behind the first data of size dataSize, two areas of size area.
+struct AcceptedAddresses {
+    sockaddr_in local{};
+    sockaddr_in remote{};
+};
+AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area);
 // Something open that is no socket, in the place of one; closed at the end of the process.
 SOCKET openButNoSocket();
 // How many connections the process may have at once, at most wanted.

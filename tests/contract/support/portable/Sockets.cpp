@@ -1,6 +1,7 @@
 #include "contract/sockets/Loopback.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/resource.h>
 
@@ -49,6 +50,13 @@ void setNonBlocking(const Socket& socket) {
 void resetWhenClosed(const Socket& socket) {
     const linger atOnce{1, 0};
     setsockopt(descriptorOf(socket), SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
+}
+
+AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area) {
+    AcceptedAddresses addresses;
+    std::memcpy(&addresses.local, output.data() + dataSize, sizeof(sockaddr_in));
+    std::memcpy(&addresses.remote, output.data() + dataSize + area, sizeof(sockaddr_in));
+    return addresses;
 }
 
 SOCKET openButNoSocket() {

@@ -56,6 +56,17 @@ void resetWhenClosed(const Socket& socket) {
     setOption(socket, SO_LINGER, linger{1, 0});
 }
 
+AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area) {
+    sockaddr* local = nullptr;
+    sockaddr* remote = nullptr;
+    int localSize = 0;
+    int remoteSize = 0;
+    ::GetAcceptExSockaddrs(output.data(), dataSize, area, area, &local, &localSize, &remote,
+                           &remoteSize);
+    return {*reinterpret_cast<const sockaddr_in*>(local),
+            *reinterpret_cast<const sockaddr_in*>(remote)};
+}
+
 SOCKET openButNoSocket() {
     static const HANDLE file =
         ::CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
