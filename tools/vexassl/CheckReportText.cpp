@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t labelWidth = 12;
 constexpr std::size_t widestValue = 32;
 
-std::string padded(std::string text, std::size_t width) {
+std::string padded(const std::string& text, std::size_t width) {
     const std::size_t shown = characters(std::string_view(text)).size();
     return text + std::string(shown < width ? width - shown : 1, ' ');
 }

@@ -81,8 +81,7 @@ private:
 
     // The library went on with its defaults: the file read last was of no use.
     void tellFallback(const std::wstring& reason) {
-        const FileTrace* store = checked.trace.storeFile();
-        const FileTrace& last = store != nullptr ? *store : *checked.trace.iniFile();
+        const FileTrace& last = checked.trace.lastFile();
         std::string text = checked.trace.unfitness();
         std::string id = "unreadable-file";
         if (text.empty() && reason == L"Can't open config file") {
@@ -104,7 +103,6 @@ private:
     // Which entry of the store serves the connection.
     void judgeEntry() {
         const std::string name = "[" + printableText(options.connectionName) + "]";
-        const FileTrace& store = *checked.trace.storeFile();
         if (checked.trace.section().empty()) {
             const bool isDefault =
                 sameWord(checked.connection, Definition::ConnectionsSectionOptions::Default);
@@ -113,7 +111,7 @@ private:
                                             (isDefault ? "" : " and none for [Default]") +
                                             ": every option keeps its default, and nothing is "
                                             "encrypted",
-                                        store.name(), 0, ExitStatus::Warnings});
+                                        checked.trace.lastFile().name(), 0, ExitStatus::Warnings});
         } else if (checked.trace.isDefaultEntry()) {
             add(Gravity::Note, "default-entry",
                 "[Connections] has no entry for " + name + ": the one for [Default] serves it");

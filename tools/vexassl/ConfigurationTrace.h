@@ -25,6 +25,9 @@ public:
     const FileTrace* iniFile() const { return files.empty() ? nullptr : &files[0]; }
     const FileTrace* storeFile() const { return files.size() < 2 ? nullptr : &files[1]; }
 
+    // The one that was read last; to be asked only when there is one.
+    const FileTrace& lastFile() const { return files.back(); }
+
     // Where a value that a start took stands; an empty file means nowhere.
     struct Origin {
         std::string file; // printable
