@@ -11,7 +11,8 @@ namespace VexaSsl::tool {
 SmtpService::SmtpService(ISocketStrategy& borrowedStrategy, SOCKET s,
                          Watchdog::Guard& connectionGuard, MakeReceiver receiverInTls)
     : strategy(borrowedStrategy), socket(s), guard(connectionGuard),
-      makeReceiver(std::move(receiverInTls)), receiver(makeBlockingReceiver(strategy, s, Passing::Clear)),
+      makeReceiver(std::move(receiverInTls)),
+      receiver(makeBlockingReceiver(strategy, s, Passing::Clear)),
       reader(std::make_unique<BufferedReader>(*receiver)) {}
 
 SmtpService::End SmtpService::run(const std::function<void(const Envelope&)>& taken) {
