@@ -28,7 +28,8 @@ TEST(CrossCast, reachesTheSwitchOfTheSameObject) {
     EXPECT_NE(static_cast<void*>(otls), static_cast<void*>(stack.get())) << "it is another base";
     EXPECT_EQ(dynamic_cast<void*>(otls), dynamic_cast<void*>(stack.get()));
     EXPECT_EQ(dynamic_cast<ISocketStrategy*>(otls), stack.get()) << "and back";
-    EXPECT_EQ(typeid(*otls), typeid(*stack));
+    const ISocketStrategy& object = *stack;
+    EXPECT_EQ(typeid(*otls), typeid(object));
 }
 
 TEST(CrossCast, theSwitchThatItReachesIsTheLibrarys) {
