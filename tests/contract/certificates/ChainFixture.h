@@ -62,9 +62,11 @@ inline std::vector<std::wstring> elementsOf(const HeldChain& chain) {
     return names;
 }
 
+// The verdict on a chain whose links are looked for in what was sent, as a handshake does.
 inline Verdict judge(const Issued& leaf, const std::vector<const Issued*>& sent = {},
                      const char* usage = serverUsage) {
-    return verdictOn(chainOf(contextOf(leaf, sent).get(), usage));
+    const HeldContext certificate = contextOf(leaf, sent);
+    return verdictOn(chainOf(certificate.get(), usage, nullptr, certificate.get()->hCertStore));
 }
 
 class ChainTest : public StoreTest {
