@@ -28,6 +28,17 @@ void speakUtf8() {
     }
 }
 
+// The library stops at a breakpoint where a peer closes TLS or spoils it. A debugger is asked
+// before this handler is; without one the process would end, and with it a server's other
+// connections.
+LONG CALLBACK goOnBehindBreakpoints(EXCEPTION_POINTERS* what) {
+    if (what->ExceptionRecord->ExceptionCode != EXCEPTION_BREAKPOINT) {
+        return EXCEPTION_CONTINUE_SEARCH;
+    }
+    ++what->ContextRecord->Rip; // it points at the instruction, which is one byte
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+
 std::string utf8(const wchar_t* text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(size), '\0');
@@ -39,6 +50,7 @@ std::string utf8(const wchar_t* text) {
 } // namespace
 
 void setUpProcess() {
+    AddVectoredExceptionHandler(1, goOnBehindBreakpoints);
     for (std::FILE* stream : {stdin, stdout, stderr}) {
         _setmode(_fileno(stream), _O_BINARY);
     }
