@@ -30,10 +30,13 @@ SECURITY_STATUS FreeCredentialsHandle(CredHandle* credential);
 // One step of a client's handshake. context null (or a zero handle) starts one and newContext
 // receives it. input: null at the start, then TOKEN (bytes received) and EMPTY. output: TOKEN and
 // ALERT, with ISC_REQ_ALLOCATE_MEMORY allocated by the package and released with FreeContextBuffer.
-//   SEC_I_CONTINUE_NEEDED       a token to send (it may be empty), then more input is needed
+//   SEC_I_CONTINUE_NEEDED       a token to send (it may be empty), then more input is needed. A
+//                               binding that has taken whole records before a partial one reports
+//                               the part as SECBUFFER_EXTRA, as Windows does; the callers drop it
 //   SEC_E_INCOMPLETE_MESSAGE    the last record is partial: an input buffer became
-//   SECBUFFER_MISSING
-//                               with the exact number of bytes; nothing was consumed, nothing sent
+//                               SECBUFFER_MISSING with the exact number of bytes; nothing was
+//                               consumed, nothing sent. A binding that answers so whatever stands
+//                               before the part loses no byte
 //   SEC_E_OK                    established; the token (maybe empty) must still be sent; bytes
 //                               behind the last handshake record: SECBUFFER_EXTRA in the input
 //   SEC_I_INCOMPLETE_CREDENTIALS  a certificate is asked for and none was supplied (only without
