@@ -47,8 +47,7 @@ TEST_F(ErrorText, bufferOfTheSystemGoesBackByLocalFree) {
 }
 
 TEST_F(ErrorText, textIsNotTrimmed) {
-    platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD,
-                                 void*) {
+    platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, void*) {
         static wchar_t text[] = L" spaced. ";
         *reinterpret_cast<wchar_t**>(buffer) = text;
         return DWORD{9};
