@@ -1,5 +1,6 @@
 // vexassl connect with a file to send, with its progress on a terminal, with several connections,
 // and with what it says of the connection.
+#include "integration/support/HostSocket.h"
 #include "tool/Tool.h"
 
 #include <gmock/gmock.h>
@@ -71,6 +72,17 @@ TEST(ConnectSend, anEmptyFileIsSentAtOnce) {
     RunningServer server{Words{}};
     const std::string shown = onATerminal(connectTo(server.target(), {"--send", bigFile(0)}));
     EXPECT_THAT(shown, HasSubstr("0 B of 0 B\r\n"));
+}
+
+TEST(ConnectSend, aPeerThatTakesNoMoreIsLeftInTime) {
+    const Listener nobodyReads;
+    const std::string target = "127.0.0.1:" + std::to_string(nobodyReads.port());
+    const std::string file = bigFile(std::size_t{64} << 20);
+    Command fromAFile(connectTo(target, {"--timeout", "1", "--send", file}));
+    EXPECT_EQ(fromAFile.exitStatus(), 3) << fromAFile.errors();
+    EXPECT_THAT(fromAFile.errors(), HasSubstr("timed out: the peer takes no more"));
+    Command fromAPipe(connectTo(target, {"--timeout", "1"}), Command::Input::file(file));
+    EXPECT_EQ(fromAPipe.exitStatus(), 3) << fromAPipe.errors();
 }
 
 // --- --count.

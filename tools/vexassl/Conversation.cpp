@@ -24,7 +24,7 @@ Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
       input(whatToSend), receiver(whatComes) {}
 
 void Conversation::run() {
-    guard.pause(); // a user at a terminal may think as long as he likes
+    guard.pause();
     std::thread sender([this] { sendInput(); });
     receiveAll();
     input.cancel();
@@ -35,16 +35,20 @@ void Conversation::run() {
     judge();
 }
 
+// A user at a terminal may think as long as he likes. The peer may not: it has a period to take
+// each piece.
 void Conversation::sendInput() {
     std::vector<char> buffer(bufferSize);
     std::size_t count = 0;
     while ((count = input.read(buffer.data(), buffer.size())) > 0) {
+        guard.restart();
         if (!sendAll(strategy, socket, {buffer.data(), count})) {
             sendFailed = true;
             sendError = platform::WSAGetLastError();
             endTraffic(socket);
             return;
         }
+        guard.pause();
     }
     if (input.cancelled()) {
         return;
@@ -80,7 +84,9 @@ void Conversation::receiveAll() {
 
 void Conversation::judge() const {
     if (guard.expired()) {
-        throw Failure(ExitStatus::TimedOut, "timed out: the peer neither sends nor closes");
+        throw Failure(ExitStatus::TimedOut, sendFailed
+                                                ? "timed out: the peer takes no more"
+                                                : "timed out: the peer neither sends nor closes");
     }
     if (outputFailed) {
         throw Failure(ExitStatus::Usage, "cannot write to standard output");
