@@ -227,6 +227,11 @@ TEST(StarttlsConfiguration, otherEncryptionIsUsage) {
     }
 }
 
+TEST(StarttlsConfiguration, aClientThatMustBeKnownIsNeverServedInTheClear) {
+    expectUsage(Words{"serve", "--port", "0", "--expect-client", "Any"} + switchableServer(),
+                "--expect-client needs a configuration with encryption");
+}
+
 TEST(StarttlsConfiguration, logLayersAreUsage) {
     for (const Words& command : {serve, connect}) {
         expectUsage(command + switchableServer(pki::localhost, {{"InjectLogLayers", "True"}}),

@@ -44,22 +44,23 @@ void checkSwitch(IConfig& config, LinePrinter& printer) {
     config.setValue(L"UseEncryption", encryption);
 }
 
-void expectClient(const std::string& names, IConfig& config) {
-    if (names.empty()) {
+void expectClient(const ServeOptions& options, IConfig& config) {
+    if (options.expectClient.empty()) {
         return;
     }
-    if (isPlain(config)) {
+    if (isPlain(config) || (options.startTls.empty() && isOpportunistic(config))) {
         throw Failure(ExitStatus::Usage,
-                      "--expect-client needs a configuration with encryption: clear text has no "
-                      "certificates");
+                      "--expect-client needs a configuration with encryption (with --starttls when "
+                      "it says Opportunistically): clear text has no certificates");
     }
     config.setValue(L"RequireClientAuthentication", L"True");
-    config.setValue(L"AcceptableClientCertificateToReceiveNames", widenedBytes(names));
+    config.setValue(L"AcceptableClientCertificateToReceiveNames",
+                    widenedBytes(options.expectClient));
 }
 
 // What can be judged before anybody calls.
 void settle(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
-    expectClient(options.expectClient, config);
+    expectClient(options, config);
     if (options.startTls.empty()) {
         warnOfClearText(options.connection, config, printer);
         checkCredentials(config, printer);
