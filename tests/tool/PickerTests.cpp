@@ -1,14 +1,11 @@
 // vexassl certificates --pick on a terminal of its own, as a user meets it.
 #include "tool/StrangeCertificates.h"
+#include "tool/TerminalSession.h"
 #include "tool/Tool.h"
 
 #include <gmock/gmock.h>
 
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <fcntl.h>
+#include <gtest/gtest.h>
 
 namespace VexaSsl::test {
 namespace {
@@ -22,49 +19,16 @@ struct Session {
     std::string output; // standard output
 };
 
-std::string readAll(int terminal) {
-    std::string all;
-    char buffer[512];
-    for (ssize_t got = 0; (got = ::read(terminal, buffer, sizeof buffer)) > 0;) {
-        all.append(buffer, static_cast<std::size_t>(got));
-    }
-    return all;
-}
-
-// Standard output goes to a file, so that only the picker is on the terminal.
-[[noreturn]] void becomeTool(const Words& words, const std::filesystem::path& output) {
-    std::vector<char*> arguments;
-    for (const std::string& word : words) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    const int file = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    ::dup2(file, STDOUT_FILENO);
-    ::execv(arguments[0], arguments.data());
-    ::_exit(99);
-}
-
-// Types the text and the end-of-file character.
+// Types the text and the end-of-file character. Standard output goes to a file, so that only the
+// picker is on the terminal.
 Session pickOnTerminal(const OwnCertificates& own, const std::string& typed,
                        const Words& more = {}) {
-    const Words words =
-        Words{VEXASSL_TOOL, "certificates", "--pick", "--certificates", own.folder.string()} + more;
-    const auto output = freshFile(".out");
-    int terminal = -1;
-    const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (child == 0) {
-        becomeTool(words, output);
-    }
-    const std::string all = typed + '\x04';
-    EXPECT_EQ(::write(terminal, all.data(), all.size()), static_cast<ssize_t>(all.size()));
-    Session session;
-    session.shown = readAll(terminal);
-    ::close(terminal);
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    session.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    session.output = contents(output);
-    return session;
+    TerminalSession terminal(
+        Words{VEXASSL_TOOL, "certificates", "--pick", "--certificates", own.folder.string()} + more,
+        TerminalSession::Output::inFile);
+    terminal.type(typed + std::string(TerminalSession::endOfFile));
+    const int status = terminal.exitStatus();
+    return {status, terminal.shown(), terminal.output()};
 }
 
 struct PickerOfTheTool : ::testing::Test {

@@ -1,11 +1,12 @@
 #include "ConnectCommand.h"
 
-#include "ConnectionSummary.h"
+#include "ConnectReport.h"
 #include "Conversation.h"
 #include "HostNetwork.h"
 #include "starttls/Agreements.h"
 #include "starttls/OtlsSwitch.h"
 
+#include <exception>
 #include <memory>
 
 namespace VexaSsl::tool {
@@ -27,8 +28,8 @@ void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& add
 class Call {
 public:
     Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
-         LinePrinter& linePrinter)
-        : options(connectOptions), target(peer), printer(linePrinter), log(linePrinter),
+         LinePrinter& printer)
+        : options(connectOptions), target(peer), report(printer), log(printer),
           strategy(makeStrategy(log, config)),
           staysClear(options.startTls.empty() && isOpportunistic(config)) {}
 
@@ -98,36 +99,31 @@ private:
     }
 
     void talk(SOCKET s, Watchdog::Guard& guard) {
-        if (const std::string summary = connectionSummary(*strategy); !summary.empty()) {
-            printer.print("connected to " + target.text() + ": " + summary);
-        }
+        report.connected(target.text(), peerAddressText(s), connectionSummary(*strategy));
         const auto input = makeInput();
         const auto receiver =
             makeBlockingReceiver(*strategy, s, staysClear ? Passing::Clear : Passing::AsConfigured);
         Conversation(*strategy, s, log, guard, *input, *receiver).run();
     }
 
-    std::unique_ptr<ConversationInput> makeInput() const {
+    std::unique_ptr<ConversationInput> makeInput() {
         if (!options.sendFile.empty()) {
-            return makeFileInput(options.sendFile);
+            return makeFileInput(options.sendFile, report.tellSent());
         }
         return options.count == 1 ? makeStandardInput() : makeNoInput();
     }
 
     const ConnectOptions& options;
     const Endpoint& target;
-    LinePrinter& printer;
+    ConnectReport report;
     ToolLog log;
     Watchdog watchdog;
     std::unique_ptr<ISocketStrategy> strategy;
     bool staysClear; // although it could be switched
 };
 
-} // namespace
-
-ExitStatus runConnect(const ConnectOptions& options) {
+ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
     const Endpoint target = parseEndpoint(options.target);
-    LinePrinter printer;
     const LoadedConfiguration configuration(options.connection, printer);
     if (options.startTls.empty()) {
         warnOfClearText(options.connection, configuration.config(), printer);
@@ -141,6 +137,23 @@ ExitStatus runConnect(const ConnectOptions& options) {
         Call(options, target, configuration.config(), printer).run();
     }
     return ExitStatus::Well;
+}
+
+} // namespace
+
+ExitStatus runConnect(const ConnectOptions& options) {
+    if (!options.json) {
+        LinePrinter printer;
+        return makeCalls(options, printer);
+    }
+    LinePrinter printer(LinePrinter::Form::Json);
+    try {
+        return makeCalls(options, printer);
+    } catch (const Failure& failure) {
+        return ConnectReport(printer).failed(failure.status, failure.what());
+    } catch (const std::exception& error) {
+        return ConnectReport(printer).failed(ExitStatus::Usage, error.what());
+    }
 }
 
 Command connectCommand() {
@@ -169,7 +182,9 @@ Command connectCommand() {
                  .text = "Make this many connections, one after another; more than one read no "
                          "standard input",
                  .target = &options->count,
-                 .lowest = 1}} +
+                 .lowest = 1},
+                {"--json", "", "What is told on standard error as lines of JSON for scripts",
+                 &options->json}} +
             connectionFlags(options->connection),
         .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
                       "Talks to a server as the connection Secure is configured"},

@@ -14,10 +14,12 @@ struct ConnectOptions {
     std::string startTls; // one of agreementNames, or empty
     std::string sendFile; // empty: standard input
     unsigned count = 1;
+    bool json = false;
 };
 
 // Tries every address of the host in order, then talks until the peer closes. At the end of the
-// input the sending side of the socket is shut down. Throws Failure with any status.
+// input the sending side of the socket is shut down. Throws Failure with any status; with json it
+// prints the failure itself and gives the status.
 ExitStatus runConnect(const ConnectOptions& options);
 
 Command connectCommand();

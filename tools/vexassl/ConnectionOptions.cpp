@@ -114,13 +114,14 @@ void warnOfClearText(const ConnectionOptions& options, const IConfig& config,
         return;
     }
     if (isPlain(config)) {
-        printer.print("vexassl: note: the configuration says UseEncryption=False for [" +
-                      options.connectionName + "], or nothing: this is plain text");
+        printer.note("plain-text", "the configuration says UseEncryption=False for [" +
+                                       options.connectionName +
+                                       "], or nothing: this is plain text");
     }
     if (isOpportunistic(config)) {
-        printer.print(
-            "vexassl: note: the configuration says UseEncryption=Opportunistically for [" +
-            options.connectionName + "]: without --starttls this is plain text");
+        printer.note("never-switched",
+                     "the configuration says UseEncryption=Opportunistically for [" +
+                         options.connectionName + "]: without --starttls this is plain text");
     }
 }
 

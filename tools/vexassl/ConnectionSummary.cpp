@@ -1,6 +1,5 @@
 #include "ConnectionSummary.h"
 
-#include "CertificateFacts.h"
 #include "Text.h"
 #include "certificates/CertificateHandle.h"
 #include "platform/SecuritySupport.h"
@@ -9,7 +8,6 @@
 #include "strategies/LogSocketStrategy.h"
 
 #include <array>
-#include <cstdio>
 
 namespace VexaSsl::tool {
 
@@ -33,36 +31,47 @@ std::string versionText(DWORD onTheWire) {
 }
 
 // A system that doesn't know the attribute leaves it at the family's name.
-std::string suiteText(CtxtHandle* context) {
+void askForSuite(CtxtHandle* context, ConnectionSummary& summary) {
     SecPkgContext_CipherInfo info{};
     info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
-    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) != SEC_E_OK) {
-        return "TLS";
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) == SEC_E_OK) {
+        summary.protocol = versionText(info.dwProtocol);
+        summary.suite = info.szCipherSuite;
     }
-    return versionText(info.dwProtocol) + " with " +
-           printableText(std::wstring(info.szCipherSuite));
 }
 
-std::string peerText(CtxtHandle* context) {
+void askForPeer(CtxtHandle* context, ConnectionSummary& summary) {
     PCCERT_CONTEXT found = nullptr;
-    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) !=
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) ==
         SEC_E_OK) {
-        return "peer without a certificate";
+        const CertificateHandle certificate(found);
+        summary.peer = factsOf(certificate.get());
     }
-    const CertificateHandle certificate(found);
-    const CertificateFacts facts = factsOf(certificate.get());
-    return "peer [" + shownName(facts.subject) + "], issued by [" + shownName(facts.issuer) + "]";
 }
 
 } // namespace
 
-std::string connectionSummary(ISocketStrategy& strategy) {
+std::optional<ConnectionSummary> connectionSummary(ISocketStrategy& strategy) {
     SecureSocketRecord* record = findRecord(strategy);
     if (record == nullptr) {
-        return {};
+        return std::nullopt;
     }
-    CtxtHandle* context = record->securityContext.address();
-    return suiteText(context) + ", " + peerText(context);
+    ConnectionSummary summary{.protocol = "TLS", .suite = {}, .peer = {}};
+    askForSuite(record->securityContext.address(), summary);
+    askForPeer(record->securityContext.address(), summary);
+    return summary;
+}
+
+std::string summaryText(const ConnectionSummary& summary) {
+    std::string text = summary.protocol;
+    if (!summary.suite.empty()) {
+        text += " with " + printableText(summary.suite);
+    }
+    if (!summary.peer) {
+        return text + ", peer without a certificate";
+    }
+    return text + ", peer [" + shownName(summary.peer->subject) + "], issued by [" +
+           shownName(summary.peer->issuer) + "]";
 }
 
 } // namespace VexaSsl::tool

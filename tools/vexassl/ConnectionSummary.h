@@ -1,17 +1,27 @@
-// What was negotiated on a connection and with whom, in one line. This reaches into the library's
+// What was negotiated on a connection and with whom. This reaches into the library's
 // own objects, which a host can't: it is administration.
 //
 // Threads: the connection's own, while nothing else is under way on the strategy.
 #pragma once
 
+#include "CertificateFacts.h"
 #include "VexaSsl/ISocketStrategy.h"
 
+#include <optional>
 #include <string>
 
 namespace VexaSsl::tool {
 
-// "TLS 1.2 with TLS_ECDHE_..., peer [subject], issued by [subject]"; empty for a connection in the
-// clear. Any layers may lie around the encrypting one.
-std::string connectionSummary(ISocketStrategy& strategy);
+struct ConnectionSummary {
+    std::string protocol; // "TLS 1.2", or "TLS" where the system doesn't tell
+    std::wstring suite;   // empty where the system doesn't tell
+    std::optional<CertificateFacts> peer;
+};
+
+// None for a connection in the clear. Any layers may lie around the encrypting one.
+std::optional<ConnectionSummary> connectionSummary(ISocketStrategy& strategy);
+
+// "TLS 1.2 with TLS_ECDHE_..., peer [subject], issued by [subject]".
+std::string summaryText(const ConnectionSummary& summary);
 
 } // namespace VexaSsl::tool

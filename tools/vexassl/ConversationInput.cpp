@@ -1,6 +1,5 @@
 #include "ConversationInput.h"
 
-#include "ConversationProgress.h"
 #include "ExitStatus.h"
 #include "StandardStreams.h"
 
@@ -9,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace VexaSsl::tool {
 
@@ -38,8 +38,8 @@ private:
 
 class FileInput : public ConversationInput {
 public:
-    FileInput(std::ifstream&& opened, std::uintmax_t fileSize)
-        : file(std::move(opened)), progress(fileSize) {}
+    FileInput(std::ifstream&& opened, std::uintmax_t fileSize, TellSent tell)
+        : file(std::move(opened)), progress(fileSize, std::move(tell)) {}
 
     // Asked for more, it knows that what it gave before has been sent.
     std::size_t read(char* buffer, std::size_t size) override {
@@ -76,14 +76,14 @@ std::unique_ptr<ConversationInput> makeNoInput() {
     return std::make_unique<NoInput>();
 }
 
-std::unique_ptr<ConversationInput> makeFileInput(const std::string& path) {
+std::unique_ptr<ConversationInput> makeFileInput(const std::string& path, TellSent tell) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     std::ifstream file(path, std::ios::binary);
     if (error || !file) {
         throw Failure(ExitStatus::Usage, "cannot read the file [" + path + "]");
     }
-    return std::make_unique<FileInput>(std::move(file), size);
+    return std::make_unique<FileInput>(std::move(file), size, std::move(tell));
 }
 
 } // namespace VexaSsl::tool

@@ -3,6 +3,8 @@
 // Threads: one reader; cancel from any thread; hasMore when nobody reads any more.
 #pragma once
 
+#include "ConversationProgress.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -27,7 +29,7 @@ std::unique_ptr<ConversationInput> makeStandardInput();
 std::unique_ptr<ConversationInput> makeNoInput();
 
 // Throws Failure (Usage) when the file can't be read. When stderr is a terminal it shows how far
-// the sending is.
-std::unique_ptr<ConversationInput> makeFileInput(const std::string& path);
+// the sending is, unless somebody is to be told when all of the file has gone.
+std::unique_ptr<ConversationInput> makeFileInput(const std::string& path, TellSent tell = {});
 
 } // namespace VexaSsl::tool

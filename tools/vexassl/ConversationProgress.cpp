@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 namespace VexaSsl::tool {
 
@@ -44,8 +45,8 @@ std::string progressText(std::uintmax_t gone, std::uintmax_t total,
     return text;
 }
 
-ConversationProgress::ConversationProgress(std::uintmax_t totalSize)
-    : total(totalSize), isShown(isTerminal(stderr)) {}
+ConversationProgress::ConversationProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd)
+    : total(totalSize), tell(std::move(tellAtTheEnd)), isShown(!tell && isTerminal(stderr)) {}
 
 void ConversationProgress::sent(std::uintmax_t bytes) {
     gone = bytes;
@@ -56,6 +57,9 @@ void ConversationProgress::sent(std::uintmax_t bytes) {
 }
 
 void ConversationProgress::finish() {
+    if (tell) {
+        tell(gone, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun));
+    }
     show(Clock::now());
     if (isShown) {
         std::fputc('\n', stderr);

@@ -1,18 +1,24 @@
 // How far the sending of a file is, on one line of a terminal that is written over and over: what
-// has gone, the rate, and what remains. Where stderr is no terminal nothing is written.
+// has gone, the rate, and what remains. Where stderr is no terminal nothing is written. A script is
+// told once, at the end.
 //
 // Threads: one.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace VexaSsl::tool {
 
+// Takes how many bytes have gone in all, and the time that they took.
+using TellSent = std::function<void(std::uintmax_t bytes, std::chrono::milliseconds taken)>;
+
 class ConversationProgress {
 public:
-    explicit ConversationProgress(std::uintmax_t totalSize);
+    // tellAtTheEnd: called in the place of every writing, when it isn't empty.
+    ConversationProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd);
 
     // So many bytes have gone. Writes now and then.
     void sent(std::uintmax_t bytes);
@@ -26,6 +32,7 @@ private:
 
     std::uintmax_t total;
     std::uintmax_t gone = 0;
+    TellSent tell;
     bool isShown;
     Clock::time_point begun = Clock::now();
     Clock::time_point lastShown = begun;

@@ -21,6 +21,9 @@ enum class ExitStatus : int {
     Warnings = 20,      // nothing worse than warnings, under --strict
 };
 
+// Its identifier in lines of JSON, "timed-out"; stays as it is too.
+const char* exitStatusName(ExitStatus status);
+
 // The table for --help.
 inline constexpr const char* exitStatusHelp =
     "Exit status:\n"

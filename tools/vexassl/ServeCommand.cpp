@@ -5,7 +5,6 @@
 #include "starttls/OtlsSwitch.h"
 
 #include <array>
-#include <cstdio>
 #include <memory>
 
 namespace VexaSsl::tool {
@@ -84,12 +83,16 @@ ExitStatus runServe(const ServeOptions& options) {
     OwnedEvent stop;
     StopSignal signals([&stop] { stop.set(); });
     Watchdog watchdog;
-    const Service service{options, configuration.config(), printer, watchdog};
+    ServeReport report(printer, options.json);
+    const Service service{options, configuration.config(), printer, report, watchdog};
     Server server(service, std::move(listener), stop);
 
-    std::printf("listening on %s\n", address.c_str());
-    std::fflush(stdout);
-    return server.run();
+    report.listening(address);
+    const ExitStatus status = server.run();
+    if (!report.isComplete()) {
+        throw Failure(ExitStatus::Usage, "cannot write to standard output");
+    }
+    return status;
 }
 
 Command serveCommand() {
@@ -128,7 +131,11 @@ Command serveCommand() {
                    .text = "Connections at once; more wait in the queue of the system",
                    .target = &options->maximumConnections,
                    .lowest = 1,
-                   .highest = 100000}} +
+                   .highest = 100000},
+                  {"--json", "",
+                   "The address, connections and messages on standard output as lines of JSON for "
+                   "scripts",
+                   &options->json}} +
             connectionFlags(options->connection),
         .examples = {{"vexassl serve --port 4433 --ini vexassl.ini --connection Secure",
                       "Echoes on port 4433 of this machine as the connection Secure is configured"},

@@ -61,12 +61,15 @@ bool ServedConnection::acceptNow(SOCKET listener) {
 void ServedConnection::start(std::function<void()> ended) {
     thread = std::thread([this, ended = std::move(ended)] {
         try {
+            peer = peerAddressText(socket.get());
+            service.report.begun(number, peer);
             run();
         } catch (const std::exception& error) {
             report(ExitStatus::Usage, error.what());
         }
         strategy.reset();
         socket.close();
+        service.report.ended(number, peer, status, failureText);
         isFinished = true;
         ended();
     });
@@ -102,14 +105,14 @@ void ServedConnection::serveMail(Watchdog::Guard& guard) {
     // No switch without a name that was resolved through the stack, on a server too.
     AddressList found;
     strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
-    SmtpService mail(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
-    switch (mail.run([this](const Envelope& envelope) { reportMessage(envelope); })) {
+    SmtpService session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
+    switch (session.run([this](const Envelope& mail) { service.report.message(number, mail); })) {
     case SmtpService::End::Well:
-        closeBehindAnswer(mail.currentReceiver());
+        closeBehindAnswer(session.currentReceiver());
         break;
     case SmtpService::End::Refused:
         report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
-        closeBehindAnswer(mail.currentReceiver());
+        closeBehindAnswer(session.currentReceiver());
         break;
     case SmtpService::End::NoSwitch:
         reportHandshake(guard);
@@ -180,7 +183,7 @@ ConnectionFacts ServedConnection::facts() const {
     const IConfig& config = service.config;
     return {
         {"connection", std::to_string(number)},
-        {"peer", peerAddressText(socket.get())},
+        {"peer", peer},
         {"here", localAddressText(socket.get())},
         {"receives", service.options.overlapped ? "overlapped" : "blocking"},
         {"UseEncryption", narrow(config, L"UseEncryption")},
@@ -188,15 +191,6 @@ ConnectionFacts ServedConnection::facts() const {
         {"ServerCertificateToSendName", narrow(config, L"ServerCertificateToSendName")},
         {"ConnectionName", narrow(config, L"ConnectionName")},
     };
-}
-
-void ServedConnection::reportMessage(const Envelope& envelope) {
-    std::string text = "#" + std::to_string(number) + " message from " + envelope.sender + " for";
-    for (const std::string& recipient : envelope.recipients) {
-        text += " " + recipient;
-    }
-    service.printer.print(
-        printableText(text + ", " + std::to_string(envelope.size) + " bytes, thrown away"));
 }
 
 void ServedConnection::reportHandshake(const Watchdog::Guard& guard) {
@@ -223,7 +217,8 @@ void ServedConnection::reportEnd(int lastResult, const Watchdog::Guard& guard) {
 
 void ServedConnection::report(ExitStatus outcome, const std::string& text) {
     status = outcome;
-    service.printer.print("vexassl: #" + std::to_string(number) + ": " + text);
+    failureText = text;
+    service.report.failed(number, text);
 }
 
 } // namespace VexaSsl::tool

@@ -14,6 +14,7 @@
 #include "ConnectionOptions.h"
 #include "HostNetwork.h"
 #include "Receiver.h"
+#include "ServeReport.h"
 #include "Watchdog.h"
 #include "WebAnswer.h"
 
@@ -38,6 +39,7 @@ struct ServeOptions {
     std::string expectClient; // names, or empty for what the configuration says
     unsigned count = 0;       // connections to serve; 0 for no end
     unsigned maximumConnections = 1000;
+    bool json = false;
 };
 
 // What all connections of a server share; outlives them.
@@ -45,6 +47,7 @@ struct Service {
     const ServeOptions& options;
     const IConfig& config;
     LinePrinter& printer;
+    ServeReport& report;
     Watchdog& watchdog;
 };
 
@@ -83,7 +86,6 @@ private:
     void answerWebRequest(Receiver& receiver, Watchdog::Guard& guard);
     void closeBehindAnswer(Receiver& receiver);
     ConnectionFacts facts() const;
-    void reportMessage(const Envelope& envelope);
     void reportHandshake(const Watchdog::Guard& guard);
     void reportEnd(int lastResult, const Watchdog::Guard& guard);
     void report(ExitStatus outcome, const std::string& text);
@@ -95,6 +97,8 @@ private:
     std::unique_ptr<ISocketStrategy> strategy;
     OVERLAPPED acceptState{};
     std::array<char, 2 * addressRoom> addresses{};
+    std::string peer;
+    std::string failureText;
     ExitStatus status = ExitStatus::Well; // written before isFinished
     std::atomic<bool> isFinished = false;
     std::thread thread;

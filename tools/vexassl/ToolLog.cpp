@@ -1,5 +1,6 @@
 #include "ToolLog.h"
 
+#include "JsonLine.h"
 #include "LogCollector.h"
 
 #include <cstdio>
@@ -15,6 +16,11 @@ void LinePrinter::print(std::string_view line) {
     std::fflush(stderr);
 }
 
+void LinePrinter::note(const char* id, const std::string& text) {
+    print(isJson() ? JsonLine().text("type", "note").text("id", id).text("message", text).str()
+                   : "vexassl: note: " + text);
+}
+
 ToolLog::ToolLog(LinePrinter& linePrinter, std::string linePrefix)
     : printer(linePrinter), prefix(std::move(linePrefix)) {}
 
@@ -25,7 +31,16 @@ void ToolLog::log(Severity severity, const std::wstring& text) {
         causes.observe(text);
         wanted = !silent && severity >= threshold;
     }
-    if (wanted) {
+    if (!wanted) {
+        return;
+    }
+    if (printer.isJson()) {
+        printer.print(JsonLine()
+                          .text("type", "log")
+                          .text("severity", severityName(severity))
+                          .text("text", text)
+                          .str());
+    } else {
         printer.print(prefix + "[" + severityName(severity) + "] " + printableText(text));
     }
 }

@@ -1,6 +1,6 @@
 // The tool's sink: one per connection, so that causes don't mix. A line at or above the threshold
-// goes to stderr as "[Warning] text", behind the connection's prefix; every line, dropped ones
-// included, feeds the diagnosis.
+// goes to stderr as "[Warning] text", behind the connection's prefix, or as an object; every line,
+// dropped ones included, feeds the diagnosis.
 //
 // Threads: any; each log has a lock of its own, and all share the one of the printer.
 // Ownership: the printer is borrowed and outlives the log; the log outlives the strategies.
@@ -16,12 +16,21 @@
 
 namespace VexaSsl::tool {
 
-// Writes whole lines to stderr, one at a time.
+// Writes whole lines to stderr, one at a time: prose for a person, or objects for a script.
 class LinePrinter {
 public:
+    enum class Form { Prose, Json };
+
+    explicit LinePrinter(Form lineForm = Form::Prose) : form(lineForm) {}
+
+    bool isJson() const { return form == Form::Json; }
+    // The line as it is, in the form that the caller knows.
     void print(std::string_view line);
+    // Something to know that is no failure. id: what a script knows it by.
+    void note(const char* id, const std::string& text);
 
 private:
+    const Form form;
     std::mutex mutex;
 };
 
