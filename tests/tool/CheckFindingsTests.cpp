@@ -247,7 +247,17 @@ TEST(CheckFindings, ofManyAlikeTheFirstAreToldAndTheRestCounted) {
     }
     const auto found = findings(checked(Configured(store).ini), "no-delimiter");
     ASSERT_EQ(found.size(), 21U);
-    EXPECT_THAT(found.back(), HasSubstr("980 more like these"));
+    EXPECT_THAT(found.back(), HasSubstr(" 980 more like these"));
+}
+
+TEST(CheckFindings, aNumberThatIsNoLongerCountedIsNotToldAsCounted) {
+    std::string store = connections + "[Secure]\n";
+    for (int i = 0; i < 100001; ++i) {
+        store += "x\n";
+    }
+    const auto found = findings(checked(Configured(store).ini), "no-delimiter");
+    ASSERT_EQ(found.size(), 21U);
+    EXPECT_THAT(found.back(), HasSubstr(" at least 99980 more like these"));
 }
 
 } // namespace

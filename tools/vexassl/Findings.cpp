@@ -30,7 +30,9 @@ Findings FindingList::told() const {
             result.push_back(finding);
         } else if (number == mostTold + 1) {
             Finding rest = finding;
-            rest.text = std::to_string(counts.at(finding.id) - mostTold) + " more like these";
+            const std::size_t count = counts.at(finding.id);
+            rest.text = (count < mostKept ? "" : "at least ") + std::to_string(count - mostTold) +
+                        " more like these";
             result.push_back(std::move(rest));
         }
     }
