@@ -34,6 +34,13 @@ TEST(Text, printableTextHasNoControlCharactersButTabs) {
     EXPECT_EQ(printableText(std::string_view("a\x1B[31m\tb\n\x7F\xC2\x9B")), "a?[31m\tb???");
 }
 
+TEST(Text, printableTextNeverTurnsItsDirection) {
+    for (const char32_t point : {0x202A, 0x202E, 0x2066, 0x2069, 0x200E, 0x200F, 0x061C}) {
+        EXPECT_EQ(printableText(std::u32string{U'a', point, U'b'}), "a?b");
+    }
+    EXPECT_EQ(printableText(std::u32string(U"\u05D0\u2029\u200D")), "\u05D0\u2029\u200D");
+}
+
 TEST(Text, printableTextLeavesZeroCharactersOut) {
     EXPECT_EQ(printableText(std::wstring_view(L"a\0b\0", 4)), "ab");
 }

@@ -78,11 +78,6 @@ constexpr NamedUsage namedUsages[] = {
     {"2.5.29.37.0", "any usage"},
 };
 
-bool turnsDirection(char32_t point) {
-    return (point >= 0x202A && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069) ||
-           point == 0x200E || point == 0x200F || point == 0x061C;
-}
-
 bool breaksLine(char32_t point) {
     return point == U'\t' || point == 0x2028 || point == 0x2029;
 }
@@ -122,8 +117,7 @@ std::string shownLine(std::wstring_view text) {
     std::u32string points = characters(text);
     std::replace_if(
         points.begin(), points.end(),
-        [](char32_t point) { return turnsDirection(point) || breaksLine(point) || point == 0; },
-        U'?');
+        [](char32_t point) { return breaksLine(point) || point == 0; }, U'?');
     return printableText(points);
 }
 

@@ -27,6 +27,20 @@ constexpr bool isControl(char32_t point) {
     return (point < 0x20 && point != U'\t') || (point >= 0x7F && point < 0xA0);
 }
 
+// Marks that let a name be read as another one.
+constexpr bool turnsDirection(char32_t point) {
+    return (point >= 0x202A && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069) ||
+           point == 0x200E || point == 0x200F || point == 0x061C;
+}
+
+// How a person gets to see it.
+constexpr char32_t shown(char32_t point) {
+    if (isControl(point) || turnsDirection(point)) {
+        return U'?';
+    }
+    return isCharacter(point) ? point : replacement;
+}
+
 void appendUtf8(std::string& text, char32_t point) {
     const auto add = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
     if (point < 0x80) {
@@ -131,7 +145,7 @@ std::string printableText(std::u32string_view text) {
     result.reserve(text.size());
     for (const char32_t point : text) {
         if (point != 0) {
-            appendUtf8(result, isControl(point) ? U'?' : isCharacter(point) ? point : replacement);
+            appendUtf8(result, shown(point));
         }
     }
     return result;

@@ -20,8 +20,8 @@ bool isUtf8(std::string_view bytes);
 
 std::string toUtf8(std::u32string_view text);
 
-// UTF-8 for a person's eyes: zero characters are left out, control characters other than tabs
-// become "?".
+// UTF-8 for a person's eyes: zero characters are left out; control characters other than tabs, and
+// what turns the direction of text, become "?".
 std::string printableText(std::u32string_view text);
 std::string printableText(std::wstring_view text);
 std::string printableText(std::string_view bytes);
