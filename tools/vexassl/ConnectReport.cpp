@@ -8,12 +8,6 @@ namespace VexaSsl::tool {
 
 namespace {
 
-JsonLine peerObject(const CertificateFacts& facts) {
-    JsonLine peer;
-    addFacts(peer, facts);
-    return peer;
-}
-
 // A connection in the clear has the same fields, all null.
 void addSummary(JsonLine& line, const std::optional<ConnectionSummary>& summary) {
     if (summary) {
@@ -27,7 +21,7 @@ void addSummary(JsonLine& line, const std::optional<ConnectionSummary>& summary)
         line.nothing("suite");
     }
     if (summary && summary->peer) {
-        line.object("peer", peerObject(*summary->peer));
+        line.object("peer", *summary->peer);
     } else {
         line.nothing("peer");
     }
@@ -43,7 +37,7 @@ void ConnectReport::connected(const std::string& target, const std::string& addr
         addSummary(line, summary);
         printer.print(line.str());
     } else if (summary) {
-        printer.print("connected to " + target + ": " + summaryText(*summary));
+        printer.print("connected to " + target + ": " + summary->text);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "ConnectionSummary.h"
 
+#include "CertificateFacts.h"
 #include "Text.h"
 #include "certificates/CertificateHandle.h"
 #include "platform/SecuritySupport.h"
@@ -38,15 +39,24 @@ void askForSuite(CtxtHandle* context, ConnectionSummary& summary) {
         summary.protocol = versionText(info.dwProtocol);
         summary.suite = info.szCipherSuite;
     }
+    summary.text = summary.protocol;
+    if (!summary.suite.empty()) {
+        summary.text += " with " + printableText(summary.suite);
+    }
 }
 
 void askForPeer(CtxtHandle* context, ConnectionSummary& summary) {
     PCCERT_CONTEXT found = nullptr;
-    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) ==
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &found) !=
         SEC_E_OK) {
-        const CertificateHandle certificate(found);
-        summary.peer = factsOf(certificate.get());
+        summary.text += ", peer without a certificate";
+        return;
     }
+    const CertificateHandle certificate(found);
+    const CertificateFacts facts = factsOf(certificate.get());
+    addFacts(summary.peer.emplace(), facts);
+    summary.text +=
+        ", peer [" + shownName(facts.subject) + "], issued by [" + shownName(facts.issuer) + "]";
 }
 
 } // namespace
@@ -56,22 +66,10 @@ std::optional<ConnectionSummary> connectionSummary(ISocketStrategy& strategy) {
     if (record == nullptr) {
         return std::nullopt;
     }
-    ConnectionSummary summary{.protocol = "TLS", .suite = {}, .peer = {}};
+    ConnectionSummary summary{.protocol = "TLS", .suite = {}, .peer = {}, .text = {}};
     askForSuite(record->securityContext.address(), summary);
     askForPeer(record->securityContext.address(), summary);
     return summary;
-}
-
-std::string summaryText(const ConnectionSummary& summary) {
-    std::string text = summary.protocol;
-    if (!summary.suite.empty()) {
-        text += " with " + printableText(summary.suite);
-    }
-    if (!summary.peer) {
-        return text + ", peer without a certificate";
-    }
-    return text + ", peer [" + shownName(summary.peer->subject) + "], issued by [" +
-           shownName(summary.peer->issuer) + "]";
 }
 
 } // namespace VexaSsl::tool

@@ -4,7 +4,7 @@
 // Threads: the connection's own, while nothing else is under way on the strategy.
 #pragma once
 
-#include "CertificateFacts.h"
+#include "JsonLine.h"
 #include "VexaSsl/ISocketStrategy.h"
 
 #include <optional>
@@ -13,15 +13,14 @@
 namespace VexaSsl::tool {
 
 struct ConnectionSummary {
-    std::string protocol; // "TLS 1.2", or "TLS" where the system doesn't tell
-    std::wstring suite;   // empty where the system doesn't tell
-    std::optional<CertificateFacts> peer;
+    std::string protocol;         // "TLS 1.2", or "TLS" where the system doesn't tell
+    std::wstring suite;           // empty where the system doesn't tell
+    std::optional<JsonLine> peer; // its certificate, for scripts
+    // "TLS 1.2 with TLS_ECDHE_..., peer [subject], issued by [subject]", for a person.
+    std::string text;
 };
 
 // None for a connection in the clear. Any layers may lie around the encrypting one.
 std::optional<ConnectionSummary> connectionSummary(ISocketStrategy& strategy);
-
-// "TLS 1.2 with TLS_ECDHE_..., peer [subject], issued by [subject]".
-std::string summaryText(const ConnectionSummary& summary);
 
 } // namespace VexaSsl::tool
