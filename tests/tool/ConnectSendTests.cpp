@@ -38,6 +38,15 @@ TEST(ConnectSend, missingFileIsUsageBeforeAnybodyIsCalled) {
     }
 }
 
+TEST(ConnectSend, aFileThatCannotBeReadOnIsNoEnd) {
+    RunningServer server{Words{}};
+    const Outcome outcome =
+        runTool({"connect", server.target(), "--json", "--send", "/proc/self/mem"});
+    EXPECT_EQ(outcome.status, 1) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr("the file can't be read to its end"));
+    EXPECT_THAT(outcome.errors, ::testing::Not(HasSubstr("\"sent\"")));
+}
+
 TEST(ConnectSend, noProgressWithoutATerminal) {
     RunningServer server{Words{}};
     const Outcome outcome =

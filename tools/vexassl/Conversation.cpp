@@ -50,6 +50,10 @@ void Conversation::sendInput() {
         }
         guard.pause();
     }
+    if (input.failed()) {
+        endTraffic(socket); // what came is not all, so it isn't ended as if it were
+        return;
+    }
     if (input.cancelled()) {
         return;
     }
@@ -87,6 +91,9 @@ void Conversation::judge() const {
         throw Failure(ExitStatus::TimedOut, sendFailed
                                                 ? "timed out: the peer takes no more"
                                                 : "timed out: the peer neither sends nor closes");
+    }
+    if (input.failed()) {
+        throw Failure(ExitStatus::Usage, "the file can't be read to its end");
     }
     if (outputFailed) {
         throw Failure(ExitStatus::Usage, "cannot write to standard output");

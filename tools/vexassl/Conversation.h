@@ -22,7 +22,8 @@ public:
                  Receiver& whatComes);
 
     // Returns when the peer has closed and everything has been sent and printed.
-    // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output).
+    // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output,
+    // or a file that breaks off).
     void run();
 
 private:

@@ -50,11 +50,13 @@ public:
         file.read(buffer, static_cast<std::streamsize>(size));
         const auto count = static_cast<std::size_t>(file.gcount());
         given += count;
-        if (count == 0) {
+        isBroken = file.bad();
+        if (count == 0 && !isBroken) {
             progress.finish();
         }
-        return count;
+        return isBroken ? 0 : count;
     }
+    bool failed() const override { return isBroken; }
     void cancel() override { isCancelled = true; }
     bool cancelled() const override { return isCancelled; }
     bool hasMore() override { return file.peek() != std::ifstream::traits_type::eof(); }
@@ -63,6 +65,7 @@ private:
     std::ifstream file;
     ConversationProgress progress;
     std::uintmax_t given = 0;
+    bool isBroken = false;
     std::atomic<bool> isCancelled = false;
 };
 
