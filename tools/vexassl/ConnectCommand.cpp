@@ -13,17 +13,6 @@ namespace VexaSsl::tool {
 
 namespace {
 
-void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses) {
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    const int error =
-        strategy.getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, addresses.receive());
-    if (error != 0 || addresses.first() == nullptr) {
-        throw Failure(ExitStatus::CannotConnect, "cannot resolve [" + target.host + "]");
-    }
-}
-
 // One connection to the target.
 class Call {
 public:

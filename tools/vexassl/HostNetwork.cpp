@@ -98,6 +98,17 @@ Endpoint parseEndpoint(const std::string& text) {
     return result;
 }
 
+void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses) {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    const int error =
+        strategy.getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, addresses.receive());
+    if (error != 0 || addresses.first() == nullptr) {
+        throw Failure(ExitStatus::CannotConnect, "cannot resolve [" + target.host + "]");
+    }
+}
+
 std::string addressText(const sockaddr* address, socklen_t length) {
     char host[NI_MAXHOST] = {};
     char port[NI_MAXSERV] = {};

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "HostCalls.h"
+#include "VexaSsl/ISocketStrategy.h"
 
 #include <string>
 #include <utility>
@@ -61,6 +62,10 @@ struct Endpoint {
 
 // Reads "HOST:PORT" or "[IPV6]:PORT". Throws Failure (Usage) with the reason.
 Endpoint parseEndpoint(const std::string& text);
+
+// The addresses of the target by the strategy, which needs a name to have been asked for. Throws
+// Failure (CannotConnect) when there is none.
+void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses);
 
 // "127.0.0.1:80" or "[::1]:80"; "an unknown address" when it can't be told.
 std::string addressText(const sockaddr* address, socklen_t length);

@@ -166,17 +166,6 @@ std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, bool encrypted) {
     return instantiateSocketStrategy(log, *config);
 }
 
-void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses) {
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    const int error =
-        strategy.getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, addresses.receive());
-    if (error != 0 || addresses.first() == nullptr) {
-        throw Failure(ExitStatus::CannotConnect, "cannot resolve [" + target.host + "]");
-    }
-}
-
 // Connects to the first address that answers and has talk done there. Throws Failure when none
 // answers or time is up.
 void connectAndTalk(ISocketStrategy& strategy, const PeerQuestion& question, const Talk& talk) {
