@@ -1,6 +1,5 @@
 // What connect tells of itself on stderr: a line for a person where something is to be said, or
-// with
-// --json an object for each event.
+// with --json an object for each event.
 //
 // Threads: any. Ownership: the printer is borrowed and outlives it.
 #pragma once
