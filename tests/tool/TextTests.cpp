@@ -35,7 +35,8 @@ TEST(Text, printableTextHasNoControlCharactersButTabs) {
 }
 
 TEST(Text, printableTextNeverTurnsItsDirection) {
-    for (const char32_t point : {0x202A, 0x202E, 0x2066, 0x2069, 0x200E, 0x200F, 0x061C}) {
+    for (const char32_t point :
+         {U'\u202A', U'\u202E', U'\u2066', U'\u2069', U'\u200E', U'\u200F', U'\u061C'}) {
         EXPECT_EQ(printableText(std::u32string{U'a', point, U'b'}), "a?b");
     }
     EXPECT_EQ(printableText(std::u32string(U"\u05D0\u2029\u200D")), "\u05D0\u2029\u200D");
@@ -56,6 +57,13 @@ TEST(Text, fileTextThatIsNoUtf8StaysAsItIs) {
 
 TEST(Text, pathsAreTheirBytes) {
     EXPECT_EQ(pathText(std::filesystem::path("a/\xC3\xBC")), "a/\xC3\xBC");
+}
+
+// The second one is no UTF-8; such a file can be opened all the same.
+TEST(Text, argumentsNamePathsByteForByte) {
+    for (const char* text : {"a/\xC3\xBC \xE2\x82\xAC.ini", "a/\xFC.ini", ""}) {
+        EXPECT_EQ(pathOfText(text).native(), text);
+    }
 }
 
 } // namespace

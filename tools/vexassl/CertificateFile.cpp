@@ -1,10 +1,10 @@
 #include "CertificateFile.h"
 
 #include "ExitStatus.h"
+#include "Text.h"
 
 #include <array>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <istream>
@@ -44,7 +44,7 @@ std::string readFile(const std::string& path) {
     if (path == "-") {
         return readBounded(std::cin, path);
     }
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::ifstream file(pathOfText(path), std::ios::binary);
     if (!file) {
         refuse(path, "cannot be opened");
     }

@@ -59,8 +59,8 @@ private:
             config = constructDefaultSslConfiguration(log, checked.connection);
             return;
         }
-        config = observedConfigurationFromIniFile(log, options.iniFile, checked.connection,
-                                                  checked.trace);
+        config = observedConfigurationFromIniFile(log, pathOfText(options.iniFile),
+                                                  checked.connection, checked.trace);
         Diagnosis diagnosis;
         for (const LoggedLine& line : log.take()) {
             diagnosis.observe(line.text);

@@ -71,7 +71,8 @@ ConfiguredConnection load(const std::string& iniFile, const std::wstring& name,
     ConfiguredConnection connection;
     connection.name = fileBytes(name);
     connection.log = std::make_unique<LogCollector>();
-    connection.config = observedConfigurationFromIniFile(*connection.log, iniFile, name, collector);
+    connection.config =
+        observedConfigurationFromIniFile(*connection.log, pathOfText(iniFile), name, collector);
     connection.note = reversion(*connection.log, iniFile);
     return connection;
 }

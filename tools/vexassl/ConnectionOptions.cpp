@@ -2,6 +2,7 @@
 
 #include "CertificateFolder.h"
 #include "ExitStatus.h"
+#include "Text.h"
 
 #include <algorithm>
 #include <cwctype>
@@ -22,7 +23,7 @@ bool isWord(const std::wstring& value, std::wstring_view lowerWord) {
 
 std::string reversionText(const ConnectionOptions& options, const Diagnosis& diagnosis) {
     const std::string reason = printableText(diagnosis.reversionReason());
-    if (!std::ifstream(options.iniFile)) {
+    if (!std::ifstream(pathOfText(options.iniFile))) {
         return "cannot open the ini file [" + options.iniFile + "]";
     }
     if (reason == "Can't open config file") {
@@ -89,7 +90,7 @@ LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LineP
         loaded = constructDefaultSslConfiguration(log, name);
         return;
     }
-    loaded = constructSslConfigurationFromIniFile(log, options.iniFile, name);
+    loaded = constructSslConfigurationFromIniFile(log, pathOfText(options.iniFile), name);
     const Diagnosis diagnosis = log.diagnosis();
     if (diagnosis.revertedToPlain()) {
         throw Failure(ExitStatus::Usage, reversionText(options, diagnosis));

@@ -2,6 +2,7 @@
 
 #include "ExitStatus.h"
 #include "StandardStreams.h"
+#include "Text.h"
 
 #include <atomic>
 #include <cstdint>
@@ -81,8 +82,8 @@ std::unique_ptr<ConversationInput> makeNoInput() {
 
 std::unique_ptr<ConversationInput> makeFileInput(const std::string& path, TellSent tell) {
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    std::ifstream file(path, std::ios::binary);
+    const std::uintmax_t size = std::filesystem::file_size(pathOfText(path), error);
+    std::ifstream file(pathOfText(path), std::ios::binary);
     if (error || !file) {
         throw Failure(ExitStatus::Usage, "cannot read the file [" + path + "]");
     }

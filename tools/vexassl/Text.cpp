@@ -173,6 +173,10 @@ std::string pathText(const std::filesystem::path& path) {
     return {text.begin(), text.end()};
 }
 
+std::filesystem::path pathOfText(std::string_view text) {
+    return std::u8string(text.begin(), text.end());
+}
+
 std::u32string charactersOfFileText(std::wstring_view text) {
     std::string bytes;
     bytes.reserve(text.size());

@@ -33,6 +33,10 @@ std::wstring widenedBytes(std::string_view bytes);
 // The bytes of a path; UTF-8 where the system's paths are texts.
 std::string pathText(const std::filesystem::path& path);
 
+// The path that an argument names. Made from the text without this it would be another one where
+// narrow texts are taken to be in a code page.
+std::filesystem::path pathOfText(std::string_view text);
+
 // The way back, for showing a text out of a file as it was written: when every unit is a byte and
 // the bytes are UTF-8, its characters, else those of the wide text as it is.
 std::u32string charactersOfFileText(std::wstring_view text);

@@ -1,6 +1,7 @@
 #include "CertificateFolder.h"
 
 #include "ExitStatus.h"
+#include "Text.h"
 #include "VexaPlatform/Certificates.h"
 
 #include <filesystem>
@@ -12,11 +13,12 @@ void useCertificateFolder(const std::string& folder) {
     if (folder.empty()) {
         return;
     }
+    const std::filesystem::path path = pathOfText(folder);
     std::error_code ignored;
-    if (!std::filesystem::is_directory(folder, ignored)) {
+    if (!std::filesystem::is_directory(path, ignored)) {
         throw Failure(ExitStatus::Usage, "no certificate folder at [" + folder + "]");
     }
-    platform::setCertificateFolder(folder);
+    platform::setCertificateFolder(path);
 }
 
 } // namespace VexaSsl::tool
