@@ -2,6 +2,7 @@
 
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
+#include "secure/ContextBuffer.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/NegotiationStep.h"
 #include "secure/NegotiationTransport.h"
@@ -116,9 +117,10 @@ void ClientNegotiation::complete() {
     record.securityContext = std::move(context);
 }
 
-// A token that comes with a failure is left alone: the server learns nothing but the end of the
+// A token that comes with a failure goes back unsent: the server learns nothing but the end of the
 // connection.
 void ClientNegotiation::fail() {
+    const ContextBuffer<void> unsent = unsentToken(output);
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     if (status == SEC_E_WRONG_PRINCIPAL) {
         record.log.log(Severity::Info,

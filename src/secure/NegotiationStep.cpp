@@ -2,7 +2,6 @@
 
 #include "frame/ErrorText.h"
 #include "platform/WindowsBase.h"
-#include "secure/ContextBuffer.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/NegotiationTransport.h"
 #include "secure/SecureSocketRecord.h"
@@ -80,6 +79,11 @@ SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output) 
 void sendToken(SecureSocketRecord& record, const SecBuffer& token) {
     const ContextBuffer<void> owner(token.pvBuffer);
     sendNegotiationData(record, token.pvBuffer, token.cbBuffer);
+}
+
+ContextBuffer<void> unsentToken(const BufferPair& output) {
+    const SecBuffer* token = output.find(SECBUFFER_TOKEN);
+    return ContextBuffer<void>(token == nullptr ? nullptr : token->pvBuffer);
 }
 
 void requireConfidentiality(ILog& log, ULONG attributes) {

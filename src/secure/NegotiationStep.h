@@ -7,6 +7,7 @@
 
 #include "VexaSsl/ILog.h"
 #include "platform/SecuritySupport.h"
+#include "secure/ContextBuffer.h"
 
 #include <array>
 #include <cstdint>
@@ -59,6 +60,10 @@ SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output);
 
 // Sends the whole token and gives its memory back to the package, also when sending throws.
 void sendToken(SecureSocketRecord& record, const SecBuffer& token);
+
+// The memory of the token that a failing call may bring; null without one. It isn't sent, but were
+// it not given back, a peer could make the process grow by negotiations that fail.
+ContextBuffer<void> unsentToken(const BufferPair& output);
 
 // Throws std::runtime_error("no confidentiality"), after an Error line, when the attributes of the
 // established context don't promise encryption.

@@ -3,6 +3,7 @@
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
 #include "secure/ClientAuthentication.h"
+#include "secure/ContextBuffer.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/NegotiationStep.h"
 #include "secure/NegotiationTransport.h"
@@ -122,9 +123,10 @@ void ServerNegotiation::complete() {
     record.securityContext = std::move(context);
 }
 
-// A token that comes with a failure is left alone: the client learns nothing but the end of the
+// A token that comes with a failure goes back unsent: the client learns nothing but the end of the
 // connection. No status is explained further, unlike on the client's side.
 void ServerNegotiation::fail() {
+    const ContextBuffer<void> unsent = unsentToken(output);
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     abandonNegotiation(record, "AcceptSecurityContext failed");
 }

@@ -249,6 +249,14 @@ TEST_F(ClientHandshakeTest, failureInMidNegotiationDeletesTheContextOnce) {
     EXPECT_FALSE(stage.record->securityContext.isPresent());
 }
 
+TEST_F(ClientHandshakeTest, tokenThatComesWithAFailureIsGivenBackUnsent) {
+    stage.steps = {{.status = SEC_E_UNTRUSTED_ROOT, .token = "alert"}};
+    EXPECT_EQ(stage.failure(), "InitializeSecurityContext failed");
+    EXPECT_THAT(stage.good.strategy.calls, IsEmpty());
+    EXPECT_EQ(stage.events, (Events{"call", "free", "delete"}));
+    EXPECT_EQ(stage.tokensHeld(), 0U);
+}
+
 TEST_F(ClientHandshakeTest, positiveStatusOutsideTheFourIsAFailure) {
     stage.steps = {{.status = SEC_I_RENEGOTIATE}};
     EXPECT_EQ(stage.failure(), "InitializeSecurityContext failed");

@@ -217,6 +217,14 @@ TEST_F(ServerHandshakeTest, failureInMidNegotiationDeletesTheContextOnceAndSends
     EXPECT_FALSE(stage.record->securityContext.isPresent());
 }
 
+TEST_F(ServerHandshakeTest, tokenThatComesWithAFailureIsGivenBackUnsent) {
+    stage.steps = {{.status = SEC_E_DECRYPT_FAILURE, .token = "alert"}};
+    stage.arriving = {"hello"};
+    EXPECT_EQ(stage.failure(), "AcceptSecurityContext failed");
+    EXPECT_EQ(stage.events, (Events{"recv", "call", "free", "delete"}));
+    EXPECT_EQ(stage.tokensHeld(), 0U);
+}
+
 TEST_F(ServerHandshakeTest, clientThatSaysNothingAndClosesEndsItAtTheFirstReceive) {
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.lines(), ElementsAre(peerGone()));
