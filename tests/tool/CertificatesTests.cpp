@@ -235,6 +235,21 @@ TEST(Certificates, connectionsOfARepeatedSectionAreTheLaterOnes) {
     EXPECT_THAT(outcome.output, Not(HasSubstr("connection [new]")));
 }
 
+// One parse for each would take hours.
+TEST(Certificates, storeOfManyConnectionsIsReadOnce) {
+    const OwnCertificates own;
+    std::ostringstream store;
+    store << "[Connections]\n";
+    for (int i = 0; i < 20000; ++i) {
+        store << "connection " << i << "=Clear\n";
+    }
+    store << "CONNECTION 0=Clear\n\n[Clear]\nUseEncryption=False\n";
+    const Outcome outcome = listed(own, configuredBy(store.str()));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("connection 19999"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("CONNECTION 0")));
+}
+
 TEST(Certificates, libraryWalkLogsNamesAndBothVerdicts) {
     const OwnCertificates own;
     own.putCase("server-rsa");

@@ -6,8 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <chrono>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace VexaSsl::test {
 namespace {
@@ -47,6 +52,13 @@ TEST(ConnectSend, aFileThatCannotBeReadOnIsNoEnd) {
     EXPECT_THAT(outcome.errors, ::testing::Not(HasSubstr("\"sent\"")));
 }
 
+TEST(ConnectSend, standardInputThatCannotBeReadIsNoEnd) {
+    RunningServer server{Words{}};
+    const Outcome outcome = runTool({"connect", server.target()}, Command::Input::file("/"));
+    EXPECT_EQ(outcome.status, 1) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "vexassl: standard input can't be read\n");
+}
+
 TEST(ConnectSend, noProgressWithoutATerminal) {
     RunningServer server{Words{}};
     const Outcome outcome =
@@ -69,12 +81,25 @@ std::string onATerminal(const Words& words) {
     return command.output();
 }
 
+// Accepts one connection, lets it wait, and then reads it to its end. The wait is longer than the
+// pause between two progress lines, so that sending is seen half done on the fastest machine.
+void readLate(const Listener& listener) {
+    const HostSocket peer(
+        static_cast<SOCKET>(::accept(static_cast<int>(listener.handle()), nullptr, nullptr)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    std::vector<char> buffer(std::size_t{1} << 20);
+    while (::recv(peer.descriptor(), buffer.data(), buffer.size(), 0) > 0) {
+    }
+}
+
 TEST(ConnectSend, aTerminalShowsAmountRateAndRemainder) {
-    RunningServer server{Words{}};
-    const std::string shown =
-        onATerminal(connectTo(server.target(), {"--send", bigFile(std::size_t{300} << 20)}));
-    EXPECT_THAT(shown, ContainsRegex("of 300\\.0 MiB, [0-9.]+ [KMG]iB/s, [0-9]+ s left"));
-    EXPECT_THAT(shown, ContainsRegex("300\\.0 MiB of 300\\.0 MiB, [0-9.]+ [KMG]iB/s\r\n$"));
+    const Listener listener;
+    std::thread peer([&] { readLate(listener); });
+    const std::string shown = onATerminal(connectTo("127.0.0.1:" + std::to_string(listener.port()),
+                                                    {"--send", bigFile(std::size_t{64} << 20)}));
+    peer.join();
+    EXPECT_THAT(shown, ContainsRegex("of 64\\.0 MiB, [0-9.]+ [KMG]iB/s, [0-9]+ s left"));
+    EXPECT_THAT(shown, ContainsRegex("64\\.0 MiB of 64\\.0 MiB, [0-9.]+ [KMG]iB/s\r\n$"));
 }
 
 TEST(ConnectSend, anEmptyFileIsSentAtOnce) {

@@ -142,6 +142,25 @@ TEST(ServeJson, fullDiskIsUsageBeforeAnybodyCalls) {
     EXPECT_THAT(server.errors(), HasSubstr("vexassl: cannot write to standard output"));
 }
 
+// A reader that takes the first line only, and leaves the pipe full behind it.
+constexpr const char* stopBehindAFullPipe = R"(
+    set -e
+    pipe=$(mktemp -u) && mkfifo "$pipe" && exec 3<>"$pipe" && rm "$pipe"
+    "$0" serve --port 0 --json >&3 2>/dev/null &
+    server=$!
+    read -r line <&3
+    port=${line##*:}
+    dd if=/dev/zero bs=4096 count=1000 oflag=nonblock of=/dev/fd/3 2>/dev/null || true
+    exec 4<>"/dev/tcp/127.0.0.1/${port//[!0-9]/}"
+    sleep 1
+    kill -TERM $server
+    wait $server)";
+
+TEST(ServeJson, stopEndsTheServerThoughNobodyReads) {
+    Command script({"bash", "-c", stopBehindAFullPipe, VEXASSL_TOOL});
+    EXPECT_EQ(script.exitStatus(), 1) << script.errors();
+}
+
 // The reader goes away behind the first line.
 TEST(ServeJson, readerThatGoesAwayEndsNoConnection) {
     const auto ready = freshFile(".ready");

@@ -4,44 +4,53 @@
 #include "ExitStatus.h"
 #include "LogCollector.h"
 #include "Text.h"
+#include "config/ConfigFileParser.h"
 #include "config/ObservedConfiguration.h"
 #include "config/OptionChecks.h"
+#include "config/OptionMap.h"
+#include "config/SslConfig.h"
 #include "config/Vocabulary.h"
 
-#include <algorithm>
-#include <string_view>
-#include <utility>
+#include <filesystem>
+#include <stdexcept>
 
 namespace VexaSsl::tool {
 
 namespace {
 
-// Takes note of the connections that the file read last names: those of the store, which is read
-// behind the ini file.
-class NameCollector : public IConfigurationObserver {
+// Takes note of the file read last, the store, which is read behind the ini file, and of the
+// connections that it names.
+class StoreObserver : public IConfigurationObserver {
 public:
-    void readingFile(const std::filesystem::path&) override { names.clear(); }
+    void readingFile(const std::filesystem::path& path) override {
+        file = path;
+        forgetNames();
+    }
 
     void readLine(const ReadLine& line) override {
         if (!sameWord(std::wstring(line.section), ConfigurationDefinition::ConnectionsSection)) {
             return;
         }
         if (line.meaning == LineMeaning::Header) {
-            names.clear(); // a section that comes again is emptied
-        } else if (line.meaning == LineMeaning::KeyAndValue && !isThere(std::wstring(line.key))) {
+            forgetNames(); // a section that comes again is emptied
+        } else if (line.meaning == LineMeaning::KeyAndValue &&
+                   known.insert(std::wstring(line.key)).second) {
             names.emplace_back(line.key);
         }
     }
 
     void askedFor(const std::wstring&, const std::wstring&, const std::wstring&) override {}
 
-    std::vector<std::wstring> names;
+    std::filesystem::path file;
+    std::vector<std::wstring> names; // in the order of the file
 
 private:
-    bool isThere(const std::wstring& name) const {
-        return std::any_of(names.begin(), names.end(),
-                           [&](const std::wstring& known) { return sameWord(known, name); });
+    void forgetNames() {
+        names.clear();
+        known.clear();
     }
+
+    NameSet known;
 };
 
 // The bytes of a name as the file has them.
@@ -66,39 +75,55 @@ std::string reversion(LogCollector& lines, const std::string& iniFile) {
     throw Failure(ExitStatus::Usage, "configuration [" + iniFile + "]: " + reason);
 }
 
-ConfiguredConnection load(const std::string& iniFile, const std::wstring& name,
-                          NameCollector& collector) {
+// What a start says of the connection Default, which leads it to the store like any other.
+StoreObserver observeStart(const std::string& iniFile) {
+    StoreObserver store;
+    LogCollector log;
+    observedConfigurationFromIniFile(log, pathOfText(iniFile),
+                                     ConfigurationDefinition::ConnectionsSectionOptions::Default,
+                                     store);
+    reversion(log, iniFile);
+    return store;
+}
+
+ConfiguredConnection connectionOf(const ITwoLevelConfig& store, const std::wstring& name,
+                                  const std::string& iniFile) {
     ConfiguredConnection connection;
     connection.name = fileBytes(name);
     connection.log = std::make_unique<LogCollector>();
-    connection.config =
-        observedConfigurationFromIniFile(*connection.log, pathOfText(iniFile), name, collector);
+    connection.config = std::make_unique<SslConfig>(*connection.log, store, name);
     connection.note = reversion(*connection.log, iniFile);
     return connection;
 }
 
-// All names of the store, which are read on the way to any connection.
-std::vector<std::wstring> namesOfStore(const std::string& iniFile) {
-    NameCollector collector;
-    load(iniFile, ConfigurationDefinition::ConnectionsSectionOptions::Default, collector);
-    return collector.names;
+std::vector<std::wstring> widened(const std::vector<std::string>& names) {
+    std::vector<std::wstring> wide;
+    for (const std::string& name : names) {
+        wide.push_back(widenedBytes(name));
+    }
+    return wide;
+}
+
+// Throws Failure when the store went away since it was looked at.
+ConfigFileParser parsedStore(const std::filesystem::path& file, const std::string& iniFile) {
+    LogCollector log;
+    try {
+        return {log, file};
+    } catch (const std::runtime_error& error) {
+        throw Failure(ExitStatus::Usage, "configuration [" + iniFile + "]: " + error.what());
+    }
 }
 
 } // namespace
 
+// The store may name thousands of connections, so it isn't parsed for each.
 std::vector<ConfiguredConnection> configuredConnections(const std::string& iniFile,
                                                         const std::vector<std::string>& wanted) {
-    std::vector<std::wstring> names;
-    for (const std::string& name : wanted) {
-        names.push_back(widenedBytes(name));
-    }
-    if (names.empty()) {
-        names = namesOfStore(iniFile);
-    }
-    NameCollector unheard;
+    const StoreObserver observed = observeStart(iniFile);
+    const ConfigFileParser store = parsedStore(observed.file, iniFile);
     std::vector<ConfiguredConnection> connections;
-    for (const std::wstring& name : names) {
-        connections.push_back(load(iniFile, name, unheard));
+    for (const std::wstring& name : wanted.empty() ? observed.names : widened(wanted)) {
+        connections.push_back(connectionOf(store, name, iniFile));
     }
     return connections;
 }

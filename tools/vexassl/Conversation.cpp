@@ -25,14 +25,32 @@ Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
 
 void Conversation::run() {
     guard.pause();
-    std::thread sender([this] { sendInput(); });
-    receiveAll();
+    std::exception_ptr brokeSending;
+    std::thread sender([&] { brokeSending = endedBy(&Conversation::sendInput); });
+    const std::exception_ptr brokeReceiving = endedBy(&Conversation::receiveAll);
     input.cancel();
     // A sender that waits for a peer which no longer reads ends here.
     endTraffic(socket);
     sender.join();
+    for (const std::exception_ptr& broken : {brokeReceiving, brokeSending}) {
+        if (broken) {
+            std::rethrow_exception(broken);
+        }
+    }
     inputLeft = !inputEnded && !sendFailed && input.hasMore();
     judge();
+}
+
+// A side that breaks down takes the other one with it. Result: what it threw; null behind a good
+// end.
+std::exception_ptr Conversation::endedBy(void (Conversation::*side)()) noexcept {
+    try {
+        (this->*side)();
+        return nullptr;
+    } catch (...) {
+        endTraffic(socket);
+        return std::current_exception();
+    }
 }
 
 // A user at a terminal may think as long as he likes. The peer may not: it has a period to take
@@ -50,7 +68,7 @@ void Conversation::sendInput() {
         }
         guard.pause();
     }
-    if (input.failed()) {
+    if (!input.failure().empty()) {
         endTraffic(socket); // what came is not all, so it isn't ended as if it were
         return;
     }
@@ -92,8 +110,8 @@ void Conversation::judge() const {
                                                 ? "timed out: the peer takes no more"
                                                 : "timed out: the peer neither sends nor closes");
     }
-    if (input.failed()) {
-        throw Failure(ExitStatus::Usage, "the file can't be read to its end");
+    if (const std::string failure = input.failure(); !failure.empty()) {
+        throw Failure(ExitStatus::Usage, failure);
     }
     if (outputFailed) {
         throw Failure(ExitStatus::Usage, "cannot write to standard output");

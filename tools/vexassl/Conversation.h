@@ -11,6 +11,7 @@
 #include "Watchdog.h"
 
 #include <atomic>
+#include <exception>
 #include <string>
 
 namespace VexaSsl::tool {
@@ -23,10 +24,12 @@ public:
 
     // Returns when the peer has closed and everything has been sent and printed.
     // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output,
-    // or a file that breaks off).
+    // or input that breaks off). Passes on what else either side throws, a want of memory, when
+    // both have ended.
     void run();
 
 private:
+    std::exception_ptr endedBy(void (Conversation::*side)()) noexcept;
     void sendInput();
     void receiveAll();
     void judge() const;

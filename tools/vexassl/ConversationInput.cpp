@@ -20,6 +20,9 @@ public:
     std::size_t read(char* buffer, std::size_t size) override { return input.read(buffer, size); }
     void cancel() override { input.cancel(); }
     bool cancelled() const override { return input.cancelled(); }
+    std::string failure() const override {
+        return input.failed() ? "standard input can't be read" : "";
+    }
     bool hasMore() override { return input.hasMore(); }
 
 private:
@@ -57,7 +60,9 @@ public:
         }
         return isBroken ? 0 : count;
     }
-    bool failed() const override { return isBroken; }
+    std::string failure() const override {
+        return isBroken ? "the file can't be read to its end" : "";
+    }
     void cancel() override { isCancelled = true; }
     bool cancelled() const override { return isCancelled; }
     bool hasMore() override { return file.peek() != std::ifstream::traits_type::eof(); }

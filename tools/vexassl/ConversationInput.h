@@ -19,8 +19,8 @@ public:
     virtual std::size_t read(char* buffer, std::size_t size) = 0;
     virtual void cancel() = 0;
     virtual bool cancelled() const = 0;
-    // Whether a file couldn't be read to its end. For when nobody reads any more.
-    virtual bool failed() const { return false; }
+    // Why it couldn't be read to its end; else empty. For when nobody reads any more.
+    virtual std::string failure() const { return {}; }
     // Whether there is input, ready at once, that nobody has read.
     virtual bool hasMore() = 0;
 };

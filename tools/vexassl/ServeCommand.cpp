@@ -1,5 +1,6 @@
 #include "ServeCommand.h"
 
+#include "LastResort.h"
 #include "Server.h"
 #include "StopSignal.h"
 #include "starttls/OtlsSwitch.h"
@@ -79,9 +80,10 @@ ExitStatus runServe(const ServeOptions& options) {
     Listener listener = listenOn({options.listenAddress, std::to_string(options.port)});
     const std::string address = localAddressText(listener.socket.get());
 
-    // Before the watchdog, whose thread must leave the signals alone too.
+    // Before the other threads, which must leave the signals alone too.
     OwnedEvent stop;
     StopSignal signals([&stop] { stop.set(); });
+    const LastResort lastResort(stop);
     Watchdog watchdog;
     ServeReport report(printer, options.json);
     const Service service{options, configuration.config(), printer, report, watchdog};

@@ -55,7 +55,8 @@ bool ServedConnection::accepted(SOCKET listener) {
 
 bool ServedConnection::acceptNow(SOCKET listener) {
     socket = OwnedSocket(strategy->accept(listener, nullptr, nullptr));
-    return socket.valid();
+    // Some systems hand the listener's mode down, and the handshake needs calls that wait.
+    return socket.valid() && setWaiting(socket.get(), true);
 }
 
 void ServedConnection::start(std::function<void()> ended) {
@@ -65,7 +66,7 @@ void ServedConnection::start(std::function<void()> ended) {
             service.report.begun(number, peer);
             run();
         } catch (const std::exception& error) {
-            report(ExitStatus::Usage, error.what());
+            reportBreakdown(error.what());
         }
         strategy.reset();
         socket.close();
@@ -212,6 +213,15 @@ void ServedConnection::reportEnd(int lastResult, const Watchdog::Guard& guard) {
         report(diagnosis.status(), causeText(diagnosis));
     } else if (lastResult < 0 && !diagnosis.peerClosed()) {
         report(ExitStatus::CutShort, "connection lost: " + socketErrorText(error));
+    }
+}
+
+// Where memory is wanted even for the words, the status stands for them.
+void ServedConnection::reportBreakdown(const char* reason) noexcept {
+    try {
+        report(ExitStatus::Usage, reason);
+    } catch (const std::exception&) {
+        status = ExitStatus::Usage;
     }
 }
 

@@ -88,6 +88,7 @@ private:
     ConnectionFacts facts() const;
     void reportHandshake(const Watchdog::Guard& guard);
     void reportEnd(int lastResult, const Watchdog::Guard& guard);
+    void reportBreakdown(const char* reason) noexcept;
     void report(ExitStatus outcome, const std::string& text);
 
     const Service& service;

@@ -11,6 +11,9 @@ namespace {
 // How long the accept loop rests when the system is out of sockets or threads.
 constexpr DWORD restMilliseconds = 100;
 
+// A rest lies between them.
+constexpr int maximumFailedLooks = 10;
+
 // How often a loop that can't wait for a peer and a stop at once looks for a stop.
 constexpr long lookMicroseconds = 100000;
 
@@ -22,7 +25,12 @@ std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
 
 Server::Server(const Service& sharedService, Listener listeningSocket, OwnedEvent& stop)
     : service(sharedService), listener(std::move(listeningSocket)), stopRequested(stop),
-      log(sharedService.printer), plain(plainStack(log)) {}
+      log(sharedService.printer), plain(plainStack(log)) {
+    // A peer that was waiting may be gone when it is accepted, and the stop must be seen then too.
+    if (!service.options.startTls.empty()) {
+        setWaiting(listener.socket.get(), false);
+    }
+}
 
 Server::~Server() {
     end();
@@ -32,10 +40,14 @@ ExitStatus Server::run() {
     while (wantsMore() && acceptOne()) {
         reap();
     }
-    while (!connections.empty() && waitForEnd()) {
+    while (lookError == 0 && !connections.empty() && waitForEnd()) {
     }
     stopped = stopped || isStopped(0);
     end();
+    if (lookError != 0) {
+        throw Failure(ExitStatus::CannotConnect,
+                      "cannot wait for clients: " + socketErrorText(lookError));
+    }
     return stopped ? ExitStatus::Well : firstFailure;
 }
 
@@ -60,6 +72,7 @@ bool Server::acceptOne() {
         case Step::Missed:
             return rest();
         case Step::Stopped:
+        case Step::Deaf:
             return false;
         }
     } catch (const std::exception& error) {
@@ -103,8 +116,14 @@ Server::Step Server::acceptPosted() {
 // A stack that begins in the clear must accept by itself, and an accept that blocks would not see
 // the stop. So it is called when a peer waits.
 Server::Step Server::acceptWaiting() {
-    while (!hasPeerWaiting()) {
-        if (isStopped(0)) {
+    int failedLooks = 0;
+    for (int ready = 0; (ready = lookForPeer()) <= 0;) {
+        failedLooks = ready == 0 ? 0 : failedLooks + 1;
+        if (failedLooks == maximumFailedLooks) {
+            lookError = platform::WSAGetLastError();
+            return Step::Deaf;
+        }
+        if (isStopped(ready == 0 ? 0 : restMilliseconds)) {
             return Step::Stopped;
         }
         reap();
@@ -112,11 +131,12 @@ Server::Step Server::acceptWaiting() {
     return pending->acceptNow(listener.socket.get()) ? Step::Accepted : Step::Missed;
 }
 
-bool Server::hasPeerWaiting() {
+// Result: as select gives it.
+int Server::lookForPeer() {
     fd_set readable{};
     platform::socketSetAdd(listener.socket.get(), readable);
     const timeval look{0, lookMicroseconds};
-    return plain->select(0, &readable, nullptr, nullptr, &look) > 0;
+    return plain->select(0, &readable, nullptr, nullptr, &look);
 }
 
 void Server::startPending() {

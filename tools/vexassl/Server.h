@@ -25,10 +25,16 @@ public:
     // Runs until it is stopped, or until the wanted number of connections has come and gone.
     // Result: with a wanted number the outcome of the first connection that didn't go well; else
     // Well, as it is for a server that was stopped.
+    // Throws Failure (CannotConnect) when nobody can be waited for any more.
     ExitStatus run();
 
 private:
-    enum class Step { Accepted, Missed, Stopped };
+    enum class Step {
+        Accepted,
+        Missed,
+        Stopped,
+        Deaf, // nobody can be waited for any more
+    };
 
     bool wantsMore() const;
     bool acceptOne();
@@ -39,7 +45,7 @@ private:
     bool waitForEnd();
     bool rest();
     bool isStopped(DWORD milliseconds);
-    bool hasPeerWaiting();
+    int lookForPeer();
     void startPending();
     void reap();
     void end();
@@ -56,6 +62,7 @@ private:
     unsigned long lastNumber = 0;
     unsigned taken = 0;
     bool stopped = false;
+    int lookError = 0; // why nobody can be waited for
     ExitStatus firstFailure = ExitStatus::Well;
 };
 

@@ -20,6 +20,9 @@ public:
     // after cancel.
     std::size_t read(char* buffer, std::size_t size);
 
+    // Whether an error ended the input. For the reader.
+    bool failed() const;
+
     void cancel();
     bool cancelled() const;
 

@@ -1,5 +1,7 @@
 #include "HostCalls.h"
 
+#include <fcntl.h>
+
 namespace VexaSsl::tool {
 
 bool takeOverPort(SOCKET listener) {
@@ -10,6 +12,12 @@ bool takeOverPort(SOCKET listener) {
 // It is one already.
 bool joinListener(SOCKET, SOCKET) {
     return true;
+}
+
+bool setWaiting(SOCKET s, bool waits) {
+    const int flags = ::fcntl(nativeSocket(s), F_GETFL);
+    return flags != -1 &&
+           ::fcntl(nativeSocket(s), F_SETFL, waits ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
 }
 
 void endTraffic(SOCKET s) {

@@ -21,6 +21,9 @@ bool takeOverPort(SOCKET listener);
 // with the error in the last-error slot.
 bool joinListener(SOCKET accepted, SOCKET listener);
 
+// Whether calls on the socket wait. Result: false on failure.
+bool setWaiting(SOCKET s, bool waits);
+
 // Ends both directions, and with them the operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);
 

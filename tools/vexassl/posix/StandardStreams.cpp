@@ -17,16 +17,19 @@ void waitForInput(pollfd* descriptors, nfds_t count, int milliseconds) {
     }
 }
 
-std::size_t readOnce(char* buffer, std::size_t size) {
+// Result: as of read.
+ssize_t readOnce(char* buffer, std::size_t size) {
     while (true) {
         const ssize_t count = ::read(STDIN_FILENO, buffer, size);
-        if (count >= 0) {
-            return static_cast<std::size_t>(count);
-        }
-        if (errno != EINTR) {
-            return 0;
+        if (count >= 0 || errno != EINTR) {
+            return count;
         }
     }
+}
+
+// Somebody who shares the input, and made reads return at once, may have taken what was ready.
+bool isTakenByOthers(ssize_t count) {
+    return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
 }
 
 } // namespace
@@ -50,6 +53,7 @@ struct StandardInput::Source {
 
     int wakeReader = -1;
     int wakeWriter = -1;
+    bool hasFailed = false;
 };
 
 StandardInput::StandardInput() : source(std::make_unique<Source>()) {}
@@ -57,12 +61,21 @@ StandardInput::StandardInput() : source(std::make_unique<Source>()) {}
 StandardInput::~StandardInput() = default;
 
 std::size_t StandardInput::read(char* buffer, std::size_t size) {
-    pollfd descriptors[2] = {{STDIN_FILENO, POLLIN, 0}, {source->wakeReader, POLLIN, 0}};
-    waitForInput(descriptors, 2, -1);
-    if (descriptors[1].revents != 0) {
-        return 0;
-    }
-    return readOnce(buffer, size);
+    ssize_t count = 0;
+    do {
+        pollfd descriptors[2] = {{STDIN_FILENO, POLLIN, 0}, {source->wakeReader, POLLIN, 0}};
+        waitForInput(descriptors, 2, -1);
+        if (descriptors[1].revents != 0) {
+            return 0;
+        }
+        count = readOnce(buffer, size);
+    } while (isTakenByOthers(count));
+    source->hasFailed = count < 0;
+    return count < 0 ? 0 : static_cast<std::size_t>(count);
+}
+
+bool StandardInput::failed() const {
+    return source->hasFailed;
 }
 
 void StandardInput::cancel() {

@@ -13,6 +13,11 @@ bool joinListener(SOCKET accepted, SOCKET listener) {
                         reinterpret_cast<const char*>(&listener), sizeof listener) == 0;
 }
 
+bool setWaiting(SOCKET s, bool waits) {
+    u_long returnsAtOnce = waits ? 0 : 1;
+    return ::ioctlsocket(s, static_cast<long>(FIONBIO), &returnsAtOnce) == 0;
+}
+
 // Shutting down lets no new operation begin but doesn't end those that wait.
 void endTraffic(SOCKET s) {
     ::shutdown(s, SD_BOTH);

@@ -24,14 +24,38 @@ struct Pipeline {
     std::size_t end = 0;
     bool isWanted = false;
     bool hasEnded = false;
+    bool hasFailed = false;
     bool isCancelled = false;
 };
 
-// Result: 0 at the end of the input and on an error.
-std::size_t readPiece(char* buffer, std::size_t size) {
+struct Piece {
+    std::size_t size = 0; // 0 at the end of the input and on an error
+    bool hasFailed = false;
+};
+
+// A pipe whose writers have gone ends with an error of its own.
+bool isEndOfInput(DWORD error) {
+    return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF;
+}
+
+Piece readPiece(char* buffer, std::size_t size) {
     DWORD count = 0;
     const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-    return ReadFile(input, buffer, static_cast<DWORD>(size), &count, nullptr) != FALSE ? count : 0;
+    if (ReadFile(input, buffer, static_cast<DWORD>(size), &count, nullptr) == FALSE) {
+        return {0, !isEndOfInput(GetLastError())};
+    }
+    return {count, false};
+}
+
+bool isFile(HANDLE input) {
+    return GetFileType(input) == FILE_TYPE_DISK;
+}
+
+bool hasRestOfFile(HANDLE input) {
+    LARGE_INTEGER place{};
+    LARGE_INTEGER size{};
+    return SetFilePointerEx(input, {}, &place, FILE_CURRENT) != FALSE &&
+           GetFileSizeEx(input, &size) != FALSE && place.QuadPart < size.QuadPart;
 }
 
 // Reads a piece when it is wanted, until the input ends.
@@ -40,12 +64,13 @@ void feed(Pipeline& pipeline) {
     while (!pipeline.hasEnded) {
         pipeline.changed.wait(lock, [&] { return pipeline.isWanted; });
         lock.unlock();
-        const std::size_t count = readPiece(pipeline.piece.data(), pipeline.piece.size());
+        const Piece piece = readPiece(pipeline.piece.data(), pipeline.piece.size());
         lock.lock();
         pipeline.begin = 0;
-        pipeline.end = count;
+        pipeline.end = piece.size;
         pipeline.isWanted = false;
-        pipeline.hasEnded = count == 0;
+        pipeline.hasEnded = piece.size == 0;
+        pipeline.hasFailed = piece.hasFailed;
         pipeline.changed.notify_all();
     }
 }
@@ -83,6 +108,11 @@ std::size_t StandardInput::read(char* buffer, std::size_t size) {
     return count;
 }
 
+bool StandardInput::failed() const {
+    const std::lock_guard lock(source->pipeline->mutex);
+    return source->pipeline->hasFailed;
+}
+
 void StandardInput::cancel() {
     const std::lock_guard lock(source->pipeline->mutex);
     source->pipeline->isCancelled = true;
@@ -95,15 +125,23 @@ bool StandardInput::cancelled() const {
 }
 
 bool StandardInput::hasMore() {
-    const std::lock_guard lock(source->pipeline->mutex);
-    if (source->pipeline->begin != source->pipeline->end) {
+    Pipeline& pipeline = *source->pipeline;
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    std::unique_lock lock(pipeline.mutex);
+    if (isFile(input)) { // the thread's read of it ends soon
+        pipeline.changed.wait(lock, [&] { return !pipeline.isWanted; });
+    }
+    if (pipeline.begin != pipeline.end) {
         return true;
     }
-    if (source->pipeline->isWanted) {
+    if (isFile(input)) {
+        return hasRestOfFile(input);
+    }
+    if (pipeline.isWanted) {
         return false; // the thread waits in its read, and asking a pipe now would wait with it
     }
     DWORD waiting = 0; // stays 0 for what is no pipe
-    PeekNamedPipe(GetStdHandle(STD_INPUT_HANDLE), nullptr, 0, nullptr, &waiting, nullptr);
+    PeekNamedPipe(input, nullptr, 0, nullptr, &waiting, nullptr);
     return waiting > 0;
 }
 
