@@ -238,6 +238,7 @@ const Group connectAgain = {
 
 const Group notEveryTime = {"Wine shows this on most runs and something else on some",
                             {"Select.failedConnectIsAnExceptionAndNothingElse",
+                             "AcceptExNeighbours.blockingAcceptBesideItGetsItsConnection",
                              "AcceptExNeighbours.closingTheAcceptSocketAbortsTheWaitForFirstData"}};
 
 const Group rejectionCloses = {"Wine closes a rejected connection in order",
