@@ -12,6 +12,13 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 
 find_package(Threads REQUIRED)
 
+set(VEXASSL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
+if(VEXASSL_SANITIZE)
+  add_compile_options(-fsanitize=${VEXASSL_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VEXASSL_SANITIZE})
+endif()
+
 add_library(vexassl_warnings INTERFACE)
 if(MSVC)
   target_compile_options(vexassl_warnings INTERFACE /W4 /WX)
@@ -23,18 +30,33 @@ else()
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 endif()
 
+# What makes a fault in shipped code hard to use against the host, for the libraries and the tool.
+# Builds for debugging and with a sanitizer do without: fortified calls need an optimised build, and
+# a sanitizer watches the same places.
+add_library(vexassl_hardening INTERFACE)
+if(NOT MSVC AND NOT VEXASSL_SANITIZE)
+  target_compile_options(vexassl_hardening INTERFACE
+    -fstack-protector-strong -fcf-protection=full
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  if(WIN32)
+    target_link_options(vexassl_hardening INTERFACE
+      -Wl,--high-entropy-va -Wl,--dynamicbase -Wl,--nxcompat)
+  else()
+    target_compile_options(vexassl_hardening INTERFACE -fstack-clash-protection)
+    target_link_options(vexassl_hardening INTERFACE
+      -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code)
+  endif()
+elseif(MSVC)
+  target_compile_options(vexassl_hardening INTERFACE /GS /guard:cf)
+  target_link_options(vexassl_hardening INTERFACE
+    /GUARD:CF /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /CETCOMPAT)
+endif()
+
 if(WIN32)
   # The interface of Windows 10, without the macros that take common names. SECURITY_WIN32 is what
   # sspi.h asks a program for.
   add_compile_definitions(_WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN
     SECURITY_WIN32)
-endif()
-
-set(VEXASSL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
-if(VEXASSL_SANITIZE)
-  add_compile_options(-fsanitize=${VEXASSL_SANITIZE} -fno-omit-frame-pointer
-    -fno-sanitize-recover=all)
-  add_link_options(-fsanitize=${VEXASSL_SANITIZE})
 endif()
 
 set(VEXASSL_CERTIFICATE_FOLDER "/etc/vexassl/certificates" CACHE STRING
