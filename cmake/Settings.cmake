@@ -39,6 +39,8 @@ if(NOT MSVC AND NOT VEXASSL_SANITIZE)
     -fstack-protector-strong -fcf-protection=full
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
   if(WIN32)
+    # The runtime of the stack protector.
+    target_link_libraries(vexassl_hardening INTERFACE ssp)
     target_link_options(vexassl_hardening INTERFACE
       -Wl,--high-entropy-va -Wl,--dynamicbase -Wl,--nxcompat)
   else()
