@@ -13,6 +13,8 @@
 #include "fakes/ToyCipher.h"
 #include "secure/SecureSocketStrategy.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstring>
 #include <deque>
@@ -24,17 +26,7 @@
 namespace VexaSsl::test {
 
 // Lets the one-time check pass; it runs in the first test of the process that makes a strategy.
-inline void installSecurityPackage(ScriptedPlatform& platform) {
-    platform.EnumerateSecurityPackagesW = [](ULONG* count, SecPkgInfoW** packages) {
-        static wchar_t name[] = L"Schannel";
-        static SecPkgInfoW package{};
-        package.Name = name;
-        *count = 1;
-        *packages = &package;
-        return SEC_E_OK;
-    };
-    platform.FreeContextBuffer = [](void*) { return SEC_E_OK; };
-}
+void installSecurityPackage(ScriptedPlatform& platform);
 
 // A log that tells its test of each line as it comes.
 class TellingLog : public CollectingLog {
@@ -76,6 +68,8 @@ public:
             return std::find<const SOCKET*>(set->fd_array, end, s) != end ? 1 : 0;
         };
     }
+
+    ~SecureStage();
 
     // Makes the strategy, unconnected. Lines and calls so far are forgotten.
     void make() {
@@ -207,5 +201,11 @@ private:
     std::deque<std::string> incoming;
     bool closed = false;
 };
+
+template <typename Strategy>
+SecureStage<Strategy>::~SecureStage() = default;
+
+// Compiled once, not by every test.
+extern template class SecureStage<OpenSecureSocketStrategy>;
 
 } // namespace VexaSsl::test

@@ -1,5 +1,6 @@
 #include "secure/ClientAuthentication.h"
 
+#include "config/Vocabulary.h"
 #include "fakes/GoodHandshake.h"
 
 #include <gmock/gmock.h>

@@ -4,16 +4,13 @@
 
 #include "config/SecureChannelOptions.h"
 #include "config/SslConfig.h"
-#include "config/Vocabulary.h"
 #include "fakes/CertificateShelf.h"
 #include "fakes/CollectingLog.h"
 #include "secure/ChannelCredentials.h"
 
 #include <gtest/gtest.h>
 
-#include <cwchar>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -27,87 +24,21 @@ inline constexpr bool server = true;
 inline constexpr bool client = false;
 
 struct CredentialsTest : testing::Test {
-    CredentialsTest() {
-        platform.AcquireCredentialsHandleW = [this](wchar_t*, wchar_t*, ULONG use, void*,
-                                                    void* authData, SEC_GET_KEY_FN, void*,
-                                                    CredHandle* made, TimeStamp*) {
-            const auto* description = static_cast<const SCHANNEL_CRED*>(authData);
-            usesAcquired.push_back(use);
-            certificatesAcquired.push_back(description->paCred[0]);
-            *made = {7, 8};
-            return SEC_E_OK;
-        };
-        platform.FreeCredentialsHandle = [](CredHandle* freed) {
-            EXPECT_EQ(freed->dwLower, 7U);
-            EXPECT_EQ(freed->dwUpper, 8U);
-            return SEC_E_OK;
-        };
-        scriptComputerName(L"host.unit.test");
-    }
+    CredentialsTest();
+    ~CredentialsTest() override;
 
-    void scriptComputerName(const std::wstring& name) {
-        platform.GetComputerNameExW = [name](COMPUTER_NAME_FORMAT format, wchar_t* buffer,
-                                             DWORD* size) {
-            EXPECT_EQ(format, 3);
-            const DWORD needed = static_cast<DWORD>(name.size() + 1);
-            if (buffer == nullptr) {
-                EXPECT_EQ(*size, 0U);
-                *size = needed;
-                return FALSE;
-            }
-            EXPECT_EQ(*size, needed);
-            std::wmemcpy(buffer, name.c_str(), needed);
-            *size = needed - 1;
-            return TRUE;
-        };
-    }
+    void scriptComputerName(const std::wstring& name);
 
-    void serverSends(const std::wstring& name) {
-        config.setValue(ConfigurationDefinition::ConnectionOptions::ServerCertificateToSendName,
-                        name);
-    }
-    void clientSends(const std::wstring& name) {
-        config.setValue(ConfigurationDefinition::ConnectionOptions::ClientCertificateToSendName,
-                        name);
-    }
-    void askTheUser() {
-        config.setValue(
-            ConfigurationDefinition::InternalOnlyUtilityOptions::LibraryInvocationPurpose,
-            L"SelectCertificateFromUI");
-    }
-    void userPicks(PCCERT_CONTEXT certificate) {
-        askTheUser();
-        platform.CryptUIDlgSelectCertificateFromStore =
-            [=, this](HCERTSTORE store, HWND parent, const wchar_t* title, const wchar_t* display,
-                      DWORD dontUseColumn, DWORD flags, void* reserved) {
-                EXPECT_EQ(store, shelf.storeHandle);
-                EXPECT_EQ(parent, nullptr);
-                EXPECT_EQ(title, nullptr);
-                EXPECT_EQ(display, nullptr);
-                EXPECT_EQ(dontUseColumn, 0U);
-                EXPECT_EQ(flags, 0U);
-                EXPECT_EQ(reserved, nullptr);
-                return certificate == nullptr ? nullptr : shelf.lend(certificate);
-            };
-    }
-    void refuseToAcquire(SECURITY_STATUS status) {
-        platform.AcquireCredentialsHandleW = [=](auto...) { return status; };
-    }
+    void serverSends(const std::wstring& name);
+    void clientSends(const std::wstring& name);
+    void askTheUser();
+    void userPicks(PCCERT_CONTEXT certificate);
+    void refuseToAcquire(SECURITY_STATUS status);
 
-    std::unique_ptr<ChannelCredentials> make(bool isServer) {
-        options = std::make_unique<SecureChannelOptions>(log, config);
-        return std::make_unique<ChannelCredentials>(log, isServer, *options);
-    }
+    std::unique_ptr<ChannelCredentials> make(bool isServer);
 
     // The text of the exception that the construction throws.
-    std::string failure(bool isServer) {
-        try {
-            make(isServer);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "no exception";
-    }
+    std::string failure(bool isServer);
 
     CollectingLog log;
     ScriptedPlatform platform;

@@ -1,5 +1,6 @@
 // A program that was started to list certificates comes to its credentials as one that
 // communicates: only the purpose that asks the user is a choice of its own.
+#include "config/Vocabulary.h"
 #include "unit/secure/CredentialsFixture.h"
 
 #include <gmock/gmock.h>

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cwchar>
+
 namespace VexaSsl::test {
 namespace {
 

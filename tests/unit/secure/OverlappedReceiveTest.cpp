@@ -1,5 +1,7 @@
 #include "unit/secure/OverlappedStage.h"
 
+#include <stdexcept>
+
 namespace VexaSsl {
 namespace {
 

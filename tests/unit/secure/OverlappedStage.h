@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstring>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -19,14 +17,8 @@ inline constexpr int unrelatedError = 4711;
 
 class OverlappedTransfer : public testing::Test {
 protected:
-    OverlappedTransfer() {
-        stage.makeConnected();
-        stage.platform.lastError = unrelatedError;
-    }
-    LogLine onlyLine() const {
-        EXPECT_EQ(stage.log.lines.size(), 1U);
-        return stage.log.lines.empty() ? LogLine{} : stage.log.lines.front();
-    }
+    OverlappedTransfer();
+    LogLine onlyLine() const;
 
     SecureStage<> stage;
     WSAOVERLAPPED state{};
@@ -34,56 +26,17 @@ protected:
 
 class OverlappedReceiver : public OverlappedTransfer {
 protected:
-    OverlappedReceiver() {
-        stage.lower->onWSARecv = [this](SOCKET, WSABUF* buffers, DWORD number, DWORD*, DWORD*,
-                                        WSAOVERLAPPED*, LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
-            posted.assign(buffers, buffers + number);
-            stage.platform.lastError = WSA_IO_PENDING;
-            return SOCKET_ERROR;
-        };
-    }
+    OverlappedReceiver();
 
     // Posts one receive for buffers of these sizes.
-    int post(std::initializer_list<std::size_t> sizes) {
-        std::vector<WSABUF> buffers = hostBuffers(sizes);
-        return stage.strategy->WSARecv(SecureStage<>::connection, buffers.data(),
-                                       static_cast<DWORD>(buffers.size()), &received, &flags,
-                                       &state, nullptr);
-    }
-    std::vector<WSABUF> hostBuffers(std::initializer_list<std::size_t> sizes) {
-        memory.clear();
-        for (const std::size_t size : sizes) {
-            memory.emplace_back(size, '#');
-        }
-        std::vector<WSABUF> buffers;
-        for (std::string& piece : memory) {
-            buffers.push_back({static_cast<ULONG>(piece.size()), piece.data()});
-        }
-        return buffers;
-    }
+    int post(std::initializer_list<std::size_t> sizes);
+    std::vector<WSABUF> hostBuffers(std::initializer_list<std::size_t> sizes);
 
     // What the system does when bytes come: it fills the posted buffers in order.
-    void fill(std::string_view wire) {
-        for (const WSABUF& buffer : posted) {
-            const std::size_t part = std::min<std::size_t>(buffer.len, wire.size());
-            std::memcpy(buffer.buf, wire.data(), part);
-            wire.remove_prefix(part);
-        }
-        ASSERT_TRUE(wire.empty());
-    }
-    int complete(DWORD transferred) {
-        count = transferred;
-        return stage.strategy->completeWSARecv(unrelatedError, &count, this);
-    }
-    int fillAndComplete(std::string_view wire) {
-        fill(wire);
-        return complete(static_cast<DWORD>(wire.size()));
-    }
-    static LogLine tooFew() {
-        return {Severity::Warning,
-                L"::WSARecv completed asynchronously, but there were too few "
-                L"bytes transferred [0] to decrypt even a single crypto message"};
-    }
+    void fill(std::string_view wire);
+    int complete(DWORD transferred);
+    int fillAndComplete(std::string_view wire);
+    static LogLine tooFew();
 
     std::vector<std::string> memory; // the host's
     std::vector<WSABUF> posted;      // what the system was given

@@ -1,6 +1,7 @@
 #include "fakes/SecureConnection.h"
 
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <utility>
 
 namespace VexaSsl {

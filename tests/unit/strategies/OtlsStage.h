@@ -18,33 +18,20 @@ public:
     using SometimesSecureSocketStrategy::SometimesSecureSocketStrategy;
 };
 
+extern template class SecureStage<OpenSometimesStrategy>;
 using OtlsStage = SecureStage<OpenSometimesStrategy>;
+
 class OtlsTest : public testing::Test {
 protected:
-    OtlsTest() { stage.make(); }
+    OtlsTest();
+    ~OtlsTest() override;
 
     // As a client, up to the moment before startOtls.
-    void connectPlain() {
-        stage.resolve("peer");
-        stage.strategy->connect(OtlsStage::connection, nullptr, 0);
-        stage.forget();
-    }
-    void startEncrypted() {
-        connectPlain();
-        ASSERT_EQ(stage.strategy->startOtls(), 0);
-        stage.forget();
-    }
+    void connectPlain();
+    void startEncrypted();
     // Whether the handshake to come is the server's, found out by running it.
-    bool startsAsServer() {
-        stage.resolve("peer");
-        stage.arrive("client hello");
-        EXPECT_EQ(stage.strategy->startOtls(), 0);
-        return stage.platformCalls("AcceptSecurityContext") == 1;
-    }
-    void acceptOne() {
-        stage.lower->onAccept = [](auto...) { return OtlsStage::connection; };
-        stage.strategy->accept(OtlsStage::listener, nullptr, nullptr);
-    }
+    bool startsAsServer();
+    void acceptOne();
 
     OtlsStage stage;
 };

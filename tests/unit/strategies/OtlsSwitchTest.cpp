@@ -1,5 +1,7 @@
 #include "unit/strategies/OtlsStage.h"
 
+#include <algorithm>
+
 namespace VexaSsl {
 namespace {
 
