@@ -8,7 +8,6 @@
 #include "secure/WipingAllocator.h"
 
 #include <cstddef>
-#include <vector>
 
 namespace VexaSsl {
 
@@ -31,10 +30,10 @@ public:
     // Everything received counts as consumed. The capacity stays.
     void reset();
 
-    std::vector<char, WipingAllocator<char>> bytes; // its size is the capacity
-    bool hasMissing = false;                        // the package has said how many bytes it lacks
-    DWORD missing = 0; // that number; have + missing <= capacity while hasMissing
-    DWORD have = 0;    // bytes held, from the start of bytes
+    WipedBytes bytes;        // its size is the capacity
+    bool hasMissing = false; // the package has said how many bytes it lacks
+    DWORD missing = 0;       // that number; have + missing <= capacity while hasMissing
+    DWORD have = 0;          // bytes held, from the start of bytes
 };
 
 } // namespace VexaSsl

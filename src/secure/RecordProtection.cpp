@@ -126,7 +126,7 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
         }
         // Decryption spoils the bytes it works on and may put those behind the record back, so they
         // are taken out first; that copies nothing.
-        std::vector<char> taken = std::exchange(cipherBytes, {});
+        WipedBytes taken = std::exchange(cipherBytes, {});
         const std::size_t before = plainBytes.size();
         DWORD missing = 0;
         const SECURITY_STATUS status =
@@ -145,7 +145,7 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
 DWORD SecureSocketRecord::consumePlain(char* buffer, DWORD length) {
     const DWORD count = copyPlain(buffer, length);
     if (count < plainBytes.size()) {
-        plainBytes = std::vector<char>(plainBytes.begin() + count, plainBytes.end());
+        plainBytes = WipedBytes(plainBytes.begin() + count, plainBytes.end());
     } else {
         plainBytes.clear();
     }

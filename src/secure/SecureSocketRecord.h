@@ -8,6 +8,9 @@
 // Threads: one sender (encryptRecord) and one receiver (everything else) at a time. A sender reads
 // streamSizes and securityContext and writes sendBuffer; a receiver works on incompleteRecord,
 // cipherBytes, plainBytes and receiveBuffer.
+//
+// What may hold plaintext is overwritten before it is freed: cipherBytes too, since decryption
+// works in place. receiveBuffer never does.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -16,6 +19,7 @@
 #include "config/SecureChannelOptions.h"
 #include "platform/SecuritySupport.h"
 #include "secure/SecurityContext.h"
+#include "secure/WipingAllocator.h"
 
 #include <memory>
 #include <string>
@@ -93,10 +97,10 @@ public:
     std::unique_ptr<ChannelCredentials> credentials;
     // cipherBytes, as it stands, is known to be less than a record.
     bool incompleteRecord = false;
-    std::vector<char> cipherBytes; // received, not decrypted; starts at a record
-    std::vector<char> plainBytes;  // decrypted, not delivered
+    WipedBytes cipherBytes; // received, not decrypted; starts at a record
+    WipedBytes plainBytes;  // decrypted, not delivered
     std::unique_ptr<StreamSizes> streamSizes;
-    std::vector<char> sendBuffer;    // recordSize bytes, the work area of encryptRecord
+    WipedBytes sendBuffer;           // recordSize bytes, the work area of encryptRecord
     std::vector<char> receiveBuffer; // recordSize bytes, the target of each blocking read
 
 private:

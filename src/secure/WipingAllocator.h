@@ -1,10 +1,11 @@
-// The allocator of containers that hold bytes of a handshake: memory is overwritten with zeros
-// before it goes back, all of the capacity, on every path: release, growth (the old copy) and
-// unwinding. Stateless; any thread.
+// The allocator of containers that hold bytes of a handshake or plaintext: memory is overwritten
+// with zeros before it goes back, all of the capacity, on every path: release, growth (the old
+// copy) and unwinding. Stateless; any thread.
 #pragma once
 
 #include <cstddef>
 #include <memory>
+#include <vector>
 
 namespace VexaSsl {
 
@@ -39,5 +40,7 @@ public:
         return true;
     }
 };
+
+using WipedBytes = std::vector<char, WipingAllocator<char>>;
 
 } // namespace VexaSsl

@@ -167,7 +167,7 @@ private:
         };
     }
 
-    static std::string text(const std::vector<char>& bytes) { return {bytes.begin(), bytes.end()}; }
+    static std::string text(const WipedBytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
     void scriptNetwork() {
         lower->onGetaddrinfo = [](auto...) { return 0; };

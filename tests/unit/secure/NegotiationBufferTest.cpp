@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace VexaSsl::test {
@@ -76,8 +77,7 @@ TEST(NegotiationBufferTest, startsWithTenThousandZerosAndNothingHeld) {
 }
 
 TEST(NegotiationBufferTest, holdsItsBytesInWipedMemory) {
-    using Bytes = decltype(NegotiationBuffer::bytes);
-    EXPECT_TRUE((std::is_same_v<Bytes::allocator_type, WipingAllocator<char>>));
+    EXPECT_TRUE((std::is_same_v<decltype(NegotiationBuffer::bytes), WipedBytes>));
 }
 
 TEST(NegotiationBufferTest, missingCountThatFitsLeavesTheCapacity) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <type_traits>
 
 namespace VexaSsl {
 namespace {
@@ -273,6 +274,12 @@ TEST_F(RecordProtection, fullyConsumedPlaintextKeepsItsCapacity) {
     EXPECT_EQ(record().consumePlain(buffer, 10), 5U);
     EXPECT_EQ(stage.heldPlain(), "");
     EXPECT_GE(record().plainBytes.capacity(), plenty);
+}
+
+TEST_F(RecordProtection, whatMayHoldPlaintextIsWipedMemory) {
+    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::plainBytes), WipedBytes>));
+    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::cipherBytes), WipedBytes>));
+    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::sendBuffer), WipedBytes>));
 }
 
 TEST_F(RecordProtection, workBuffersStayWhereTheyAre) {

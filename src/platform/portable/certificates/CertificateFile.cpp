@@ -50,9 +50,19 @@ bool isClosed(FileOutcome outcome) {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
 }
 
-std::string firstLine(std::string_view text) {
-    return std::string(text.substr(0, text.find_first_of("\r\n")));
-}
+// The first line of a password file; overwritten when it goes, however that comes about.
+class Password {
+public:
+    explicit Password(std::string_view file) : line(file.substr(0, file.find_first_of("\r\n"))) {}
+    ~Password() { OPENSSL_cleanse(line.data(), line.size()); }
+    Password(const Password&) = delete;
+    Password& operator=(const Password&) = delete;
+
+    const std::string& text() const noexcept { return line; }
+
+private:
+    std::string line;
+};
 
 Pkcs12Pointer decodePkcs12(std::string_view text) {
     const auto* at = reinterpret_cast<const unsigned char*>(text.data());
@@ -81,16 +91,14 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     if (file.outcome != FileOutcome::read)
         return {};
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
-    std::string password = firstLine(passwordFile.bytes.text());
-    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password)) {
-        OPENSSL_cleanse(password.data(), password.size());
+    const Password password(passwordFile.bytes.text());
+    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password.text()))
         return {};
-    }
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* others = nullptr;
-    const int opened = PKCS12_parse(pkcs12.get(), password.c_str(), &key, &certificate, &others);
-    OPENSSL_cleanse(password.data(), password.size());
+    const int opened =
+        PKCS12_parse(pkcs12.get(), password.text().c_str(), &key, &certificate, &others);
     std::vector<KeyPointer> keys;
     keys.emplace_back(key);
     std::vector<X509Pointer> certificates;
