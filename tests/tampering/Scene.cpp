@@ -1,0 +1,189 @@
+#include "tampering/Scene.h"
+
+#include "VexaSsl/IOtlsProvider.h"
+#include "contract/support/TestCertificates.h"
+#include "frame/ErrorText.h"
+#include "integration/support/Pki.h"
+#include "integration/support/Settings.h"
+#include "platform/CryptoApi.h"
+#include "platform/SecuritySupport.h"
+#include "secure/SecureSocketStrategy.h"
+#include "strategies/SometimesSecureSocketStrategy.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace VexaSsl::test {
+
+std::string Casting::describe() const {
+    return std::string(asServer ? "server, " : "client, ") + suite + (mutual ? ", mutual" : "") +
+           (upgraded ? ", upgraded" : "");
+}
+
+namespace {
+
+Settings settingsOf(const Casting& casting) {
+    Settings settings =
+        casting.upgraded
+            ? Settings::plain().with("UseEncryption", "Opportunistically").named(L"Upgradable")
+            : Settings::encrypted();
+    if (casting.asServer) {
+        settings = settings.with("ServerCertificateToSendName",
+                                 casting.elliptic() ? pki::localhostElliptic : pki::localhost);
+        return casting.mutual ? settings.with("RequireClientAuthentication", "True") : settings;
+    }
+    return casting.mutual ? settings.with("ClientCertificateToSendName",
+                                          casting.elliptic() ? pki::client : pki::clientRsa)
+                          : settings;
+}
+
+// Read once a casting: thousands of connections share it.
+const IConfig& configurationOf(const Casting& casting) {
+    static SharedLog log;
+    static std::map<std::string, std::unique_ptr<IConfig>> loaded;
+    std::unique_ptr<IConfig>& config = loaded[casting.describe()];
+    if (!config) {
+        config = settingsOf(casting).load(log);
+    }
+    return *config;
+}
+
+} // namespace
+
+Scene::Scene(const Casting& cast, const Tampering& what)
+    : counterpart(cast), casting(cast), tampering(what) {
+    wire.turn = [this](const Bytes& received) { return shakeHands(received); };
+    wire.resetBehindSent = tampering.cutBehindSent;
+    if (tampering.farewell == Farewell::silence) {
+        wire.receiveMilliseconds = shortPatience;
+    }
+    const IConfig& config = configurationOf(casting);
+    std::unique_ptr<SecureSocketStrategy> made;
+    if (casting.upgraded) {
+        made = std::make_unique<SometimesSecureSocketStrategy>(log, config, wire.strategy(log));
+    } else {
+        made = std::make_unique<SecureSocketStrategy>(log, config, wire.strategy(log));
+    }
+    secure = made.get();
+    strategy = std::move(made);
+    platform::WSASetLastError(0);
+    isEstablished = (casting.asServer ? accept() : connect()) &&
+                    (!casting.upgraded || (resolve() && startOtls()));
+    error = platform::WSAGetLastError();
+    wire.resetBehindSent.reset();
+    if (isEstablished) {
+        shakeHands(wire.collect()); // the last flight of a server, for which it awaits no answer
+    }
+}
+
+bool Scene::resolve() {
+    addrinfo* found = nullptr;
+    const int result = strategy->getaddrinfo("localhost", nullptr, nullptr, &found);
+    platform::freeaddrinfo(found);
+    return result == 0;
+}
+
+bool Scene::connect() {
+    const sockaddr_in address = wire.address();
+    return resolve() &&
+           strategy->connect(wire.makeCaller(), reinterpret_cast<const sockaddr*>(&address),
+                             sizeof address) == 0;
+}
+
+bool Scene::accept() {
+    wire.callIn();
+    return strategy->accept(wire.listener(), nullptr, nullptr) != INVALID_SOCKET;
+}
+
+bool Scene::startOtls() {
+    return dynamic_cast<IOtlsProvider&>(*strategy).startOtls() == 0;
+}
+
+Move Scene::shakeHands(const Bytes& received) {
+    Bytes toCounterpart = received;
+    change(toCounterpart, fromStackSoFar, true);
+    fromStackSoFar = std::move(fromStackSoFar) + received;
+    const Bytes answer = counterpart.step(toCounterpart);
+    Bytes toStack = answer;
+    change(toStack, toStackSoFar, false);
+    Move move = cut(toStack);
+    toStackSoFar = std::move(toStackSoFar) + answer;
+    return move;
+}
+
+// Changes the byte to flip if it is among these, which follow those before.
+void Scene::change(Bytes& bytes, const Bytes& before, bool fromStack) {
+    const std::optional<Flip>& flip = tampering.flip;
+    if (!flip || flip->fromStack != fromStack || flip->at < before.size() ||
+        flip->at - before.size() >= bytes.size()) {
+        return;
+    }
+    flipPlace = flip->at - before.size();
+    for (const std::size_t size : recordSizes(bytes)) {
+        if (flipPlace < size) {
+            break;
+        }
+        flipPlace -= size;
+    }
+    bytes[flip->at - before.size()] ^= flip->pattern;
+    wasTampered = true;
+}
+
+Move Scene::cut(const Bytes& bytes) {
+    const std::optional<std::size_t>& place = tampering.cutBehind;
+    if (!place || *place >= toStackSoFar.size() + bytes.size()) {
+        return {.bytes = bytes};
+    }
+    wasTampered = true;
+    return {.bytes = part(bytes, 0, *place - toStackSoFar.size()), .farewell = tampering.farewell};
+}
+
+Agreement Scene::agreement() {
+    CtxtHandle* const context = secure->securedConnection()->securityContext.address();
+    SecPkgContext_CipherInfo info{};
+    info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
+    platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info);
+    PCCERT_CONTEXT certificate = nullptr;
+    platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
+    Bytes seen;
+    if (certificate != nullptr) {
+        seen.assign(certificate->pbCertEncoded,
+                    certificate->pbCertEncoded + certificate->cbCertEncoded);
+        platform::CertFreeCertificateContext(certificate);
+    }
+    const StoreCertificate own(casting.asServer ? casting.serverCase() : casting.clientCase());
+    const Bytes shown(own.get()->pbCertEncoded,
+                      own.get()->pbCertEncoded + own.get()->cbCertEncoded);
+    return {.version = info.dwProtocol,
+            .suite = info.dwCipherSuite,
+            .serverCertificate = casting.asServer ? shown : seen,
+            .clientCertificate = !casting.mutual    ? Bytes()
+                                 : casting.asServer ? seen
+                                                    : shown};
+}
+
+void Scene::deliver(const std::vector<Bytes>& next, Farewell behind) {
+    chunks.assign(next.begin(), next.end());
+    std::erase(chunks, Bytes());
+    end = behind;
+    wire.turn = [this](const Bytes&) -> Move {
+        if (chunks.empty()) {
+            return {.farewell = end};
+        }
+        Bytes chunk = std::move(chunks.front());
+        chunks.pop_front();
+        return {.bytes = std::move(chunk)};
+    };
+}
+
+int Scene::send(const std::string& text) {
+    return strategy->send(socket(), text.data(), static_cast<int>(text.size()), 0);
+}
+
+LogLine failedCall(const std::wstring& call, DWORD code) {
+    return {Severity::Error, call + L" failed with: " + std::to_wstring(code) + L" (" +
+                                 systemErrorText(code) + L")"};
+}
+
+} // namespace VexaSsl::test
