@@ -1,0 +1,87 @@
+// A foreign TLS peer on memory below the library: what the library sends goes straight to it, and
+// its answers come out of recv.
+#pragma once
+
+#include "chains/Chain.h"
+
+#include "VexaSsl/ISocketStrategy.h"
+
+#include <openssl/ssl.h>
+
+#include <memory>
+#include <string>
+
+namespace VexaSsl::test {
+
+// Shows a chain, as a server or as a client. A certificate that the foreign library itself couldn't
+// send is put into its Certificate message on the way; such a handshake can't come to its end, but
+// how the library takes the message is seen all the same.
+class MemoryPeer {
+public:
+    MemoryPeer(bool isServer, const Shown& shown);
+
+    void take(const char* bytes, std::size_t size);
+    // What it has to say, at most size bytes; 0 when it has nothing to say any more.
+    std::size_t say(char* bytes, std::size_t size);
+    bool finished() const { return SSL_is_init_finished(ssl.get()) == 1; }
+    // The library went on behind the certificate: a server heard of a client's keys.
+    bool heardMore() const { return flights > 1; }
+
+private:
+    struct Free {
+        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL* session) const { SSL_free(session); }
+    };
+
+    std::unique_ptr<SSL_CTX, Free> context;
+    std::unique_ptr<SSL, Free> ssl;
+    std::vector<Der> replacement; // of what it would show; empty: nothing is replaced
+    std::string outgoing;
+    int flights = 0; // that the library sent
+    bool spoke = true;
+};
+
+class MemoryTransport : public ISocketStrategy {
+public:
+    MemoryTransport(MemoryPeer& other, SOCKET number) : peer(other), socket(number) {}
+
+    int send(SOCKET, const char* buf, int len, int) override {
+        peer.take(buf, static_cast<std::size_t>(len));
+        return len;
+    }
+    int recv(SOCKET, char* buf, int len, int) override {
+        return static_cast<int>(peer.say(buf, static_cast<std::size_t>(len)));
+    }
+    int connect(SOCKET, const sockaddr*, int) override { return 0; }
+    SOCKET accept(SOCKET, sockaddr*, int*) override { return socket; }
+    int getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**) override { return 0; }
+    int GetAddrInfoW(const wchar_t*, const wchar_t*, const ADDRINFOW*, ADDRINFOW**) override {
+        return 0;
+    }
+    int select(int, fd_set*, fd_set*, fd_set*, const timeval*) override { return SOCKET_ERROR; }
+    BOOL AcceptEx(SOCKET, SOCKET, void*, DWORD, DWORD, DWORD, DWORD*, OVERLAPPED*) override {
+        return 0;
+    }
+    int completeAcceptEx() override { return SOCKET_ERROR; }
+    SOCKET WSAAccept(SOCKET, sockaddr*, int*, LPCONDITIONPROC, DWORD_PTR) override {
+        return INVALID_SOCKET;
+    }
+    int WSASend(SOCKET, WSABUF*, DWORD, DWORD*, DWORD, WSAOVERLAPPED*,
+                LPWSAOVERLAPPED_COMPLETION_ROUTINE) override {
+        return SOCKET_ERROR;
+    }
+    int WSARecv(SOCKET, WSABUF*, DWORD, DWORD*, DWORD*, WSAOVERLAPPED*,
+                LPWSAOVERLAPPED_COMPLETION_ROUTINE) override {
+        return SOCKET_ERROR;
+    }
+    int completeWSARecv(int, DWORD*, void*) override { return SOCKET_ERROR; }
+    int WSAConnect(SOCKET, const sockaddr*, int, WSABUF*, WSABUF*, QOS*, QOS*) override {
+        return SOCKET_ERROR;
+    }
+
+private:
+    MemoryPeer& peer;
+    SOCKET socket;
+};
+
+} // namespace VexaSsl::test
