@@ -1,0 +1,196 @@
+#include "Measurement.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <fstream>
+#include <future>
+#include <sched.h>
+#include <stdexcept>
+#include <sys/resource.h>
+
+namespace VexaSsl::bench {
+
+namespace {
+
+constexpr std::size_t receiveSize = 16384;
+constexpr std::size_t warmUpSize = 256 * 1024;
+constexpr double kibibyte = 1024;
+
+double cpuSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    constexpr double nanosecond = 1e-9;
+    return static_cast<double>(now.tv_sec) + nanosecond * static_cast<double>(now.tv_nsec);
+}
+
+void sendAllOf(Connection& connection, const std::vector<char>& data, std::size_t total) {
+    for (std::size_t done = 0; done < total;) {
+        const std::size_t piece = std::min(data.size(), total - done);
+        connection.send(data.data(), piece);
+        done += piece;
+    }
+}
+
+void pass(Connection& from, Connection& to, std::size_t writeSize, std::size_t total) {
+    auto received = std::async(std::launch::async, [&] {
+        receiveAll(to, total);
+        to.send("!", 1);
+    });
+    sendAllOf(from, std::vector<char>(writeSize, 'x'), total);
+    receiveAll(from, 1);
+    received.get();
+}
+
+} // namespace
+
+void pinToOneCore() {
+    cpu_set_t allowed;
+    sched_getaffinity(0, sizeof allowed, &allowed);
+    int core = CPU_SETSIZE - 1;
+    while (core > 0 && !CPU_ISSET(core, &allowed)) {
+        --core;
+    }
+    CPU_ZERO(&allowed);
+    CPU_SET(core, &allowed);
+    if (sched_setaffinity(0, sizeof allowed, &allowed) != 0) {
+        throw std::runtime_error("can't stay on one core");
+    }
+}
+
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+double residentMemory() {
+    std::ifstream file("/proc/self/smaps_rollup");
+    std::string word;
+    while (file >> word) {
+        double amount = 0;
+        if (word == "Pss:" && file >> amount) {
+            return amount * kibibyte;
+        }
+    }
+    throw std::runtime_error("the system doesn't tell the memory of a process");
+}
+
+Stopwatch::Stopwatch() : cpuStart(cpuSeconds()), wallStart(std::chrono::steady_clock::now()) {}
+
+Cost Stopwatch::elapsed() const {
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - wallStart;
+    return {cpuSeconds() - cpuStart, wall.count()};
+}
+
+Pair meet(Contender& contender) {
+    const Descriptor listener = listenOnLoopback();
+    Pair pair;
+    auto accepted =
+        std::async(std::launch::async, [&] { return contender.accept(listener.get()); });
+    pair.client = contender.connect(portOf(listener.get()));
+    pair.server = accepted.get();
+    return pair;
+}
+
+void receiveAll(Connection& connection, std::size_t size) {
+    std::array<char, receiveSize> buffer;
+    while (size != 0) {
+        size -= connection.recv(buffer.data(), std::min(size, buffer.size()));
+    }
+}
+
+Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t total) {
+    Pair pair = meet(contender);
+    pass(*pair.client, *pair.server, writeSize, warmUpSize);
+    const Stopwatch watch;
+    pass(*pair.client, *pair.server, writeSize, total);
+    return watch.elapsed();
+}
+
+Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize,
+                   std::size_t total) {
+    std::vector<Pair> pairs(static_cast<std::size_t>(connections));
+    for (Pair& pair : pairs) {
+        pair = meet(contender);
+    }
+    const Stopwatch watch;
+    std::vector<std::future<void>> running;
+    for (Pair& pair : pairs) {
+        running.push_back(std::async(std::launch::async, [&pair, writeSize, total] {
+            pass(*pair.client, *pair.server, writeSize, total);
+        }));
+    }
+    for (auto& transfer : running) {
+        transfer.get();
+    }
+    return watch.elapsed();
+}
+
+Cost runPingPong(Contender& contender, std::size_t size, int trips) {
+    Pair pair = meet(contender);
+    runPingPong(pair, size, 10);
+    return runPingPong(pair, size, trips);
+}
+
+Cost runPingPong(Pair& pair, std::size_t size, int trips) {
+    const std::vector<char> message(size, 'x');
+    const Stopwatch watch;
+    auto answered = std::async(std::launch::async, [&] {
+        for (int i = 0; i < trips; ++i) {
+            receiveAll(*pair.server, size);
+            pair.server->send(message.data(), size);
+        }
+    });
+    for (int i = 0; i < trips; ++i) {
+        pair.client->send(message.data(), size);
+        receiveAll(*pair.client, size);
+    }
+    answered.get();
+    return watch.elapsed();
+}
+
+// The server keeps its end until the next one has come, since a client may have something of the
+// handshake still to read.
+Cost runHandshakes(Contender& contender, int count) {
+    const Descriptor listener = listenOnLoopback();
+    const std::uint16_t port = portOf(listener.get());
+    const Stopwatch watch;
+    auto accepting = std::async(std::launch::async, [&] {
+        std::unique_ptr<Connection> latest;
+        for (int i = 0; i < count; ++i) {
+            latest = contender.accept(listener.get());
+        }
+    });
+    for (int i = 0; i < count; ++i) {
+        contender.connect(port);
+    }
+    accepting.get();
+    return watch.elapsed();
+}
+
+IdleConnections::IdleConnections(Contender& asked, std::size_t size)
+    : contender(asked), messageSize(size), listener(listenOnLoopback()) {}
+
+// One thread takes all connections, as a server's would, so that the memory lies as it does there.
+void IdleConnections::growTo(std::size_t count) {
+    const std::size_t before = pairs.size();
+    pairs.resize(count);
+    const std::vector<char> message(messageSize, 'x');
+    auto accepting = std::async(std::launch::async, [&] {
+        for (std::size_t i = before; i < count; ++i) {
+            pairs[i].server = contender.accept(listener.get());
+            receiveAll(*pairs[i].server, messageSize);
+            pairs[i].server->send(message.data(), messageSize);
+        }
+    });
+    for (std::size_t i = before; i < count; ++i) {
+        pairs[i].client = contender.connect(portOf(listener.get()));
+        pairs[i].client->send(message.data(), messageSize);
+        receiveAll(*pairs[i].client, messageSize);
+    }
+    accepting.get();
+}
+
+} // namespace VexaSsl::bench

@@ -1,0 +1,96 @@
+// OpenSSL as a program uses it by hand: SSL_set_fd, SSL_write, SSL_read. Once with a context for
+// all connections and once with a context for each, which is what new credentials for each
+// connection are there.
+#include "Contender.h"
+#include "Loopback.h"
+#include "OpenSslSettings.h"
+
+#include <openssl/x509v3.h>
+#include <stdexcept>
+#include <utility>
+
+namespace VexaSsl::bench {
+
+namespace {
+
+class OpenSslConnection : public Connection {
+public:
+    OpenSslConnection(SSL_CTX* context, Descriptor connected)
+        : socket(std::move(connected)), ssl(SSL_new(context)) {
+        orOpenSslError(SSL_set_fd(ssl.get(), socket.get()), "SSL_set_fd");
+    }
+
+    void connect() {
+        X509_VERIFY_PARAM* const checks = SSL_get0_param(ssl.get());
+        orOpenSslError(X509_VERIFY_PARAM_set1_ip_asc(checks, "127.0.0.1"), "name");
+        orOpenSslError(SSL_connect(ssl.get()), "SSL_connect");
+    }
+    void accept() { orOpenSslError(SSL_accept(ssl.get()), "SSL_accept"); }
+
+    void send(const char* data, std::size_t size) override {
+        std::size_t sent = 0;
+        orOpenSslError(SSL_write_ex(ssl.get(), data, size, &sent), "SSL_write");
+    }
+    std::size_t recv(char* data, std::size_t size) override {
+        std::size_t received = 0;
+        orOpenSslError(SSL_read_ex(ssl.get(), data, size, &received), "SSL_read");
+        return received;
+    }
+
+private:
+    Descriptor socket;
+    SslPointer ssl;
+};
+
+class OpenSslContender : public Contender {
+public:
+    void settle(const Terms& agreed) override {
+        client = makeClientContext(agreed);
+        server = makeServerContext(agreed);
+    }
+    std::unique_ptr<Connection> connect(std::uint16_t port) override {
+        return connected(client.get(), port);
+    }
+    std::unique_ptr<Connection> accept(int listener) override {
+        return accepted(server.get(), listener);
+    }
+
+protected:
+    static std::unique_ptr<Connection> connected(SSL_CTX* context, std::uint16_t port) {
+        auto made = std::make_unique<OpenSslConnection>(context, connectTo(port));
+        made->connect();
+        return made;
+    }
+    static std::unique_ptr<Connection> accepted(SSL_CTX* context, int listener) {
+        auto made = std::make_unique<OpenSslConnection>(context, acceptFrom(listener));
+        made->accept();
+        return made;
+    }
+
+private:
+    ContextPointer client;
+    ContextPointer server;
+};
+
+class FreshOpenSslContender : public OpenSslContender {
+public:
+    void settle(const Terms& agreed) override { terms = agreed; }
+    std::unique_ptr<Connection> connect(std::uint16_t port) override {
+        return connected(makeClientContext(terms).get(), port);
+    }
+    std::unique_ptr<Connection> accept(int listener) override {
+        return accepted(makeServerContext(terms).get(), listener);
+    }
+
+private:
+    Terms terms;
+};
+
+const Registration shared({10, "raw OpenSSL", Field::everything,
+                           [] { return std::make_unique<OpenSslContender>(); }});
+const Registration fresh({11, "raw OpenSSL, a context per connection", Field::handshakes,
+                          [] { return std::make_unique<FreshOpenSslContender>(); }});
+
+} // namespace
+
+} // namespace VexaSsl::bench

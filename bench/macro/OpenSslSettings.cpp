@@ -1,0 +1,48 @@
+#include "OpenSslSettings.h"
+
+#include <openssl/err.h>
+#include <stdexcept>
+
+namespace VexaSsl::bench {
+
+void orOpenSslError(long result, const char* what) {
+    if (result != 1) {
+        const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
+        throw std::runtime_error(std::string(what) + ": " + (reason ? reason : "no reason given"));
+    }
+}
+
+void applyTerms(SSL_CTX* context, const Terms& terms) {
+    SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
+    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+    orOpenSslError(SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION), "protocol");
+    orOpenSslError(SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION), "protocol");
+    orOpenSslError(SSL_CTX_set_cipher_list(context, terms.suite.c_str()), "suite");
+    if (!terms.group.empty()) {
+        // The curve of the certificate's key has to be among the groups as well, behind the first.
+        const std::string groups =
+            terms.group == "prime256v1" ? terms.group : terms.group + ":prime256v1";
+        orOpenSslError(SSL_CTX_set1_groups_list(context, groups.c_str()), "group");
+    }
+}
+
+ContextPointer makeClientContext(const Terms& terms) {
+    ContextPointer context(SSL_CTX_new(TLS_client_method()));
+    applyTerms(context.get(), terms);
+    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    orOpenSslError(SSL_CTX_load_verify_locations(context.get(), terms.trust.c_str(), nullptr),
+                   "trust");
+    return context;
+}
+
+ContextPointer makeServerContext(const Terms& terms) {
+    ContextPointer context(SSL_CTX_new(TLS_server_method()));
+    applyTerms(context.get(), terms);
+    orOpenSslError(SSL_CTX_use_certificate_chain_file(context.get(), terms.certificate.c_str()),
+                   "certificate");
+    orOpenSslError(SSL_CTX_use_PrivateKey_file(context.get(), terms.key.c_str(), SSL_FILETYPE_PEM),
+                   "key");
+    return context;
+}
+
+} // namespace VexaSsl::bench
