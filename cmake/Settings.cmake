@@ -63,5 +63,15 @@ if(WIN32)
     SECURITY_WIN32)
 endif()
 
+option(VEXASSL_PRECOMPILE "Read the standard library's headers once for a whole target" OFF)
+# Nearly halves the time of a build. A build without it shows that each file includes what it uses.
+function(vexassl_precompile target)
+  if(VEXASSL_PRECOMPILE)
+    target_precompile_headers(${target} PRIVATE <algorithm> <atomic> <filesystem> <fstream>
+      <functional> <iostream> <map> <memory> <mutex> <optional> <set> <sstream> <stdexcept> <string>
+      <string_view> <thread> <unordered_map> <utility> <vector> ${ARGN})
+  endif()
+endfunction()
+
 set(VEXASSL_CERTIFICATE_FOLDER "/etc/vexassl/certificates" CACHE STRING
   "Where the portable platform looks for certificates until the host says otherwise")
