@@ -17,8 +17,8 @@
 namespace VexaSsl::test {
 
 std::string Casting::describe() const {
-    return std::string(asServer ? "server, " : "client, ") + suite + (mutual ? ", mutual" : "") +
-           (upgraded ? ", upgraded" : "");
+    return std::string(asServer ? "server, " : "client, ") + (suite.empty() ? "any suite" : suite) +
+           (mutual ? ", mutual" : "") + (upgraded ? ", upgraded" : "");
 }
 
 namespace {
@@ -127,7 +127,7 @@ void Scene::change(Bytes& bytes, const Bytes& before, bool fromStack) {
         flipPlace -= size;
     }
     bytes[flip->at - before.size()] ^= flip->pattern;
-    wasTampered = true;
+    wasFlipped = true;
 }
 
 Move Scene::cut(const Bytes& bytes) {
@@ -135,7 +135,7 @@ Move Scene::cut(const Bytes& bytes) {
     if (!place || *place >= toStackSoFar.size() + bytes.size()) {
         return {.bytes = bytes};
     }
-    wasTampered = true;
+    wasCut = true;
     return {.bytes = part(bytes, 0, *place - toStackSoFar.size()), .farewell = tampering.farewell};
 }
 

@@ -49,9 +49,10 @@ public:
     bool established() const { return isEstablished; }
     // What it holds to be agreed; an encoded certificate of its own comes from its own file.
     Agreement agreement();
-    // The place of the tampering was reached.
-    bool tampered() const { return wasTampered; }
-    // Where the flipped byte lay in its record, once it was reached.
+    // The place of the cut, and that of the flip, was among what was sent.
+    bool cutReached() const { return wasCut; }
+    bool flipReached() const { return wasFlipped; }
+    // Where the flipped byte lay in its record.
     std::size_t placeInRecord() const { return flipPlace; }
     // Everything that one side has sent before anything was changed.
     const Bytes& original(bool fromStack) const {
@@ -88,7 +89,8 @@ private:
     std::unique_ptr<ISocketStrategy> strategy;
     SecureSocketStrategy* secure = nullptr;
     bool isEstablished = false;
-    bool wasTampered = false;
+    bool wasCut = false;
+    bool wasFlipped = false;
     std::size_t flipPlace = 0;
     Bytes fromStackSoFar;
     Bytes toStackSoFar;

@@ -21,7 +21,7 @@ public:
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override {
         wire.takeTurn();
         const int count = UnsecureSocketStrategy::recv(s, buf, len, flags);
-        wire.taken += static_cast<std::size_t>(std::max(count, 0));
+        wire.received += static_cast<std::size_t>(std::max(count, 0));
         return count;
     }
 
@@ -97,7 +97,7 @@ int Wire::admit(int wanted) {
 }
 
 void Wire::takeTurn() {
-    if (left || delivered > taken) {
+    if (left || delivered > received) {
         return;
     }
     const Move move = turn(collect());

@@ -59,14 +59,14 @@ public:
     // Sends bytes at once, outside of a turn.
     void sendNow(const Bytes& bytes);
     // Overlapped receives are taken in behind the strategy's back.
-    void noteTaken(std::size_t count) { taken += count; }
+    void noteTaken(std::size_t count) { received += count; }
     // The counterpart has said its farewell.
     bool isOver() const { return left; }
     // What the stack has sent and no turn has seen.
     Bytes collect();
 
     std::size_t sentByStack() const { return sent; }
-    std::size_t sentToStack() const { return delivered; }
+    std::size_t taken() const { return received; }
 
 private:
     friend class WireStrategy;
@@ -83,7 +83,7 @@ private:
     HostSocket near;
     bool left = false;
     std::size_t delivered = 0;
-    std::size_t taken = 0; // of these by the stack
+    std::size_t received = 0; // of these by the stack
     std::size_t sent = 0;
     std::size_t collected = 0; // of these by the counterpart
 };
