@@ -1,4 +1,5 @@
 // Several threads: one sender beside one receiver on one stack, and many connections at once.
+#include "fakes/Sweep.h"
 #include "integration/support/Meeting.h"
 #include "integration/support/Pattern.h"
 #include "integration/support/Pki.h"
@@ -59,6 +60,9 @@ TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
     }
     EXPECT_EQ(atServer, volume);
     EXPECT_EQ(atClient, volume);
+    tellFigure("Threads", "one sender and one receiver on each side of a connection: " +
+                              std::to_string((atServer + atClient) >> 20) + " of " +
+                              std::to_string(2 * volume >> 20) + " MiB right");
 }
 
 TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
@@ -81,6 +85,42 @@ TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
     sendingBack.join();
     receivingBack.join();
     EXPECT_EQ(right, total);
+}
+
+// The log is the one thing that the stacks share, and its owner synchronises it.
+TEST(Concurrency, sixteenThreadsWithAStackEachShareOneLog) {
+    constexpr std::size_t threadCount = 16;
+    constexpr std::size_t rounds = 10;
+    SharedLog log;
+    const StackMaker onSharedLog = [&log](ILog&, const IConfig& config) {
+        return instantiateSocketStrategy(log, config);
+    };
+    std::atomic<std::size_t> understood = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t number = 0; number < threadCount; ++number) {
+            threads.emplace_back([&, number] {
+                Meeting meeting =
+                    meet({.client = Settings::encrypted().with("InjectLogLayers", "True"),
+                          .server = Settings::serverSending(pki::localhost),
+                          .clientStack = onSharedLog,
+                          .serverStack = onSharedLog});
+                const std::string text = "thread " + std::to_string(number);
+                bool well = meeting.established();
+                for (std::size_t round = 0; well && round < rounds; ++round) {
+                    well = meeting.client.say(text) && meeting.server.hear(text.size()) == text &&
+                           meeting.server.say(text) && meeting.client.hear(text.size()) == text;
+                }
+                understood += well ? 1 : 0;
+            });
+        }
+    }
+    EXPECT_EQ(understood, threadCount);
+    EXPECT_EQ(log.linesWith(L"An encrypted connection has been successfully initialised").size(),
+              2 * threadCount);
+    EXPECT_EQ(log.linesWith(L"Application Layer using socket [").size() % threadCount, 0U);
+    tellFigure("Threads", "16 threads, a stack each with log layers on one synchronised log: " +
+                              std::to_string(understood) + " of 16 understood");
 }
 
 // Every connection is answered by a thread of its own and says its number both ways.
