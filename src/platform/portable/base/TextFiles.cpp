@@ -2,6 +2,7 @@
 
 #include "platform/portable/base/Utf8.h"
 
+#include <cerrno>
 #include <cwchar>
 #include <locale>
 #include <optional>
@@ -132,6 +133,18 @@ void refuseFolder(Stream& stream, const std::filesystem::path& path) {
     stream.setstate(std::ios_base::failbit);
 }
 
+// Opens the file, as often as signals interrupt that.
+template <class Stream, class... Mode>
+void openPatiently(Stream& stream, const std::filesystem::path& path, Mode... mode) {
+    for (;;) {
+        errno = 0;
+        stream.open(path, mode...);
+        if (stream.is_open() || errno != EINTR)
+            return;
+        stream.clear();
+    }
+}
+
 } // namespace
 } // namespace VexaSsl::portable
 
@@ -140,13 +153,13 @@ namespace VexaSsl::platform {
 void openTextFile(std::wfstream& stream, const std::filesystem::path& path,
                   std::ios_base::openmode mode) {
     stream.imbue(portable::fileLocale());
-    stream.open(path, mode);
+    portable::openPatiently(stream, path, mode);
     portable::refuseFolder(stream, path);
 }
 
 void openTextFile(std::wifstream& stream, const std::filesystem::path& path) {
     stream.imbue(portable::fileLocale());
-    stream.open(path);
+    portable::openPatiently(stream, path);
     portable::refuseFolder(stream, path);
 }
 

@@ -13,6 +13,25 @@ struct CloseFolder {
     void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
 
+// Null with errno when the folder can't be opened; signals don't count.
+std::unique_ptr<DIR, CloseFolder> openFolder(const std::filesystem::path& folder) {
+    DIR* opened = nullptr;
+    do
+        opened = opendir(folder.c_str());
+    while (!opened && errno == EINTR);
+    return std::unique_ptr<DIR, CloseFolder>(opened);
+}
+
+// The next entry; null at the end with errno 0, and with another where reading failed.
+const dirent* nextEntry(DIR* folder) {
+    const dirent* entry = nullptr;
+    do {
+        errno = 0; // the only sign that the end is none
+        entry = readdir(folder);
+    } while (!entry && errno == EINTR);
+    return entry;
+}
+
 struct Listing {
     FileOutcome outcome = FileOutcome::missing;
     FileStamp stamp;
@@ -23,24 +42,19 @@ struct Listing {
 Listing listFolder(const std::filesystem::path& folder) {
     Listing listing;
     struct stat status {};
-    if (stat(folder.c_str(), &status) != 0) {
+    if (factsOf(folder, status) != 0) {
         listing.outcome = outcomeOfErrno(errno);
         return listing;
     }
     listing.stamp = stampOf(status);
-    const std::unique_ptr<DIR, CloseFolder> open(opendir(folder.c_str()));
+    const auto open = openFolder(folder);
     if (!open) {
         const FileOutcome outcome = outcomeOfErrno(errno);
         listing.outcome = outcome == FileOutcome::missing ? FileOutcome::unusable : outcome;
         return listing;
     }
-    for (;;) {
-        errno = 0; // the only sign that the end is none
-        const dirent* entry = readdir(open.get());
-        if (!entry)
-            break;
+    while (const dirent* entry = nextEntry(open.get()))
         listing.names.insert(entry->d_name);
-    }
     listing.outcome = errno == 0 ? FileOutcome::read : FileOutcome::temporary;
     return listing;
 }

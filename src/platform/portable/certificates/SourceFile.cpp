@@ -30,6 +30,15 @@ bool isSettled(const FileStamp& stamp) noexcept {
     return age > settlingTime || age < -settlingTime;
 }
 
+// Result: as fstat. Network file systems let signals interrupt it.
+int factsOf(int descriptor, struct stat& facts) noexcept {
+    int result = 0;
+    do
+        result = fstat(descriptor, &facts);
+    while (result != 0 && errno == EINTR);
+    return result;
+}
+
 bool mayChangeWithoutTheFile(FileOutcome outcome) noexcept {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
 }
@@ -62,14 +71,24 @@ FileOutcome outcomeOfErrno(int error) noexcept {
     case EACCES:
     case EPERM:
         return FileOutcome::denied;
-    case EMFILE:
-    case ENFILE:
-    case ENOMEM:
-    case EIO:
-        return FileOutcome::temporary;
-    default:
+    case ELOOP:
+    case ENAMETOOLONG:
+    case EOVERFLOW:
+    case ENXIO:
+    case ENODEV:
+    case EINVAL:
         return FileOutcome::unusable;
+    default: // the process or the system is short of something, or the disk fails
+        return FileOutcome::temporary;
     }
+}
+
+int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept {
+    int result = 0;
+    do
+        result = stat(path.c_str(), &facts);
+    while (result != 0 && errno == EINTR);
+    return result;
 }
 
 FileText readFile(const std::filesystem::path& path, std::size_t limit) {
@@ -77,9 +96,9 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     file.path = path;
     const FileDescriptor descriptor(openForReading(path.c_str()));
     struct stat status {};
-    if (descriptor.number < 0 || fstat(descriptor.number, &status) != 0) {
+    if (descriptor.number < 0 || factsOf(descriptor.number, status) != 0) {
         file.outcome = outcomeOfErrno(errno);
-        if (stat(path.c_str(), &status) == 0)
+        if (factsOf(path, status) == 0)
             file.stamp = stampOf(status);
         return file;
     }
@@ -120,7 +139,7 @@ bool isUnchanged(const Source& source) noexcept {
     if (!source.settled)
         return false;
     struct stat status {};
-    if (stat(source.path.c_str(), &status) != 0)
+    if (factsOf(source.path, status) != 0)
         return source.outcome == FileOutcome::missing &&
                outcomeOfErrno(errno) == FileOutcome::missing;
     return source.outcome != FileOutcome::missing && source.stamp == stampOf(status);

@@ -65,6 +65,8 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit);
 FileStamp stampOf(const struct stat& status) noexcept;
 // The outcome that an errno of open, stat or opendir stands for.
 FileOutcome outcomeOfErrno(int error) noexcept;
+// As stat, whatever signals come. Result: 0, or -1 with errno.
+int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept;
 
 using Digest = std::array<unsigned char, 32>;
 

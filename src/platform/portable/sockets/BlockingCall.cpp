@@ -54,7 +54,7 @@ bool BlockingCall::waitUntilReady() noexcept {
         if (ready > 0) {
             return true;
         }
-        if (ready < 0 && errno != EINTR) {
+        if (ready < 0 && errno != EINTR && errno != EAGAIN) {
             number = winsockError(errno);
             return false;
         }

@@ -117,13 +117,12 @@ bool CompletionPort::serveSockets(const Deadline& deadline) {
     return true;
 }
 
-void CompletionPort::watch(int owner, int watched, short pollEvents) noexcept {
+bool CompletionPort::watch(int owner, int watched, short pollEvents) noexcept {
     epoll_event entry{};
     entry.events = static_cast<std::uint32_t>(pollEvents) | EPOLLONESHOT;
     entry.data.u64 = tokenOf(owner, watched);
-    if (epoll_ctl(sockets.get(), EPOLL_CTL_MOD, watched, &entry) != 0) {
-        epoll_ctl(sockets.get(), EPOLL_CTL_ADD, watched, &entry);
-    }
+    return epoll_ctl(sockets.get(), EPOLL_CTL_MOD, watched, &entry) == 0 ||
+           epoll_ctl(sockets.get(), EPOLL_CTL_ADD, watched, &entry) == 0;
 }
 
 void CompletionPort::unwatch(int watched) noexcept {

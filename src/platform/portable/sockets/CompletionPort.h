@@ -40,8 +40,8 @@ public:
     void close();
 
     // Lets a waiting thread move on the queue of the socket owner as soon as watched is ready for
-    // pollEvents; for one time.
-    void watch(int owner, int watched, short pollEvents) noexcept;
+    // pollEvents; for one time. Result: false when the system is out of memory or watches for it.
+    [[nodiscard]] bool watch(int owner, int watched, short pollEvents) noexcept;
     void unwatch(int watched) noexcept;
 
 private:

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace VexaSsl::portable {
 
@@ -40,28 +41,44 @@ SOCKET handOver(Descriptor descriptor) {
     return static_cast<SOCKET>(descriptor.release());
 }
 
-// A blocking connect that a signal has interrupted goes on by itself; its outcome is waited for.
-int connectInterrupted(int fd, BlockingCall& call) {
-    if (!call.waitUntilReady()) {
-        return fail(call.error());
+// A connect. One that a signal has interrupted goes on by itself: when it is ready, asking again
+// tells its outcome, or begins it where it had not begun. "Not yet" means that the system was short
+// of something, and is said once more before it counts.
+// Result: as connect, with errno; or SOCKET_ERROR with error as the Winsock number.
+int connectPatiently(int fd, const sockaddr* name, socklen_t length, int& error) {
+    BlockingCall call(fd, Direction::send);
+    bool mayBeShort = true;
+    bool wasInterrupted = false;
+    for (;;) {
+        if (::connect(fd, name, length) == 0 || (wasInterrupted && errno == EISCONN)) {
+            return 0;
+        }
+        const bool wasShort = errno == EAGAIN && std::exchange(mayBeShort, false);
+        if (errno != EINTR && !wasShort) {
+            return SOCKET_ERROR;
+        }
+        if (errno == EINTR) {
+            wasInterrupted = true;
+            if (!call.waitUntilReady()) {
+                error = call.error();
+                return SOCKET_ERROR;
+            }
+        }
     }
-    int outcome = 0;
-    socklen_t size = sizeof(outcome);
-    if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &outcome, &size) != 0) {
-        return failWithErrno();
-    }
-    return outcome == 0 ? 0 : fail(winsockError(outcome));
 }
 
 int connectTo(int fd, const sockaddr* name, socklen_t length) {
-    BlockingCall call(fd, Direction::send);
     SocketNotes& notes = SocketNotes::instance();
-    if (::connect(fd, name, length) == 0) {
+    int error = 0;
+    if (connectPatiently(fd, name, length, error) == 0) {
         notes.connectEnded(fd);
         return 0;
     }
-    if (errno == EINTR) {
-        return connectInterrupted(fd, call);
+    if (error != 0) {
+        return fail(error);
+    }
+    if (errno == EAGAIN) { // a host that reads WSAEWOULDBLOCK waits for a connect in progress
+        return fail(WSAENOBUFS);
     }
     if (errno == EINPROGRESS && isNonBlocking(fd)) {
         notes.connectStarted(fd);
@@ -165,7 +182,10 @@ namespace VexaSsl::platform {
 using namespace portable;
 
 SOCKET socket(int af, int type, int protocol) {
-    Descriptor made(::socket(af, type | SOCK_CLOEXEC, protocol));
+    Descriptor made;
+    do {
+        made = Descriptor(::socket(af, type | SOCK_CLOEXEC, protocol));
+    } while (!made && errno == EINTR);
     return made ? handOver(std::move(made)) : noSocket(winsockError(errno));
 }
 

@@ -16,7 +16,9 @@ int descriptorOf(SOCKET s) noexcept {
 bool isSocket(int fd) noexcept {
     const int before = errno;
     struct stat facts {};
-    const bool result = fstat(fd, &facts) == 0 && S_ISSOCK(facts.st_mode);
+    // One that is open stays one while the system is too short of something to say so: a socket
+    // that is taken for none could never be closed.
+    const bool result = fstat(fd, &facts) == 0 ? S_ISSOCK(facts.st_mode) : errno != EBADF;
     errno = before;
     return result;
 }

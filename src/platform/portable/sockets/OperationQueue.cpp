@@ -11,6 +11,8 @@ namespace VexaSsl::portable {
 namespace {
 
 constexpr TransferResult aborted{WSA_OPERATION_ABORTED, 0};
+// Of an operation that the completion port can't watch: it would stay pending for ever.
+constexpr TransferResult unwatched{WSAENOBUFS, 0};
 
 } // namespace
 
@@ -70,9 +72,7 @@ void OperationQueue::enqueue(std::unique_ptr<Operation> operation) {
         return;
     }
     aside[awaited.fd] = std::move(operation);
-    if (binding.port) {
-        binding.port->watch(fd, awaited.fd, awaited.events);
-    }
+    armAside(awaited.fd);
 }
 
 void OperationQueue::finish(std::unique_ptr<Operation> operation, const TransferResult& result) {
@@ -103,19 +103,28 @@ void OperationQueue::advanceAside(int watched) {
     }
     if (const auto result = found->second->attempt(fd)) {
         finish(std::move(aside.extract(found).mapped()), *result);
-    } else if (binding.port) {
-        binding.port->watch(fd, watched, found->second->awaited(fd).events);
+    } else {
+        armAside(watched);
     }
 }
 
 void OperationQueue::armLine() {
-    if (!binding.port || line.empty()) {
-        return;
+    while (binding.port && !line.empty()) {
+        const short events = line.front()->awaited(fd).events;
+        if (armedEvents == events || binding.port->watch(fd, fd, events)) {
+            armedEvents = events;
+            return;
+        }
+        auto operation = std::move(line.front());
+        line.pop_front();
+        finish(std::move(operation), unwatched);
     }
-    const short events = line.front()->awaited(fd).events;
-    if (armedEvents != events) {
-        binding.port->watch(fd, fd, events);
-        armedEvents = events;
+}
+
+void OperationQueue::armAside(int watched) {
+    const auto found = aside.find(watched);
+    if (binding.port && !binding.port->watch(fd, watched, found->second->awaited(fd).events)) {
+        finish(std::move(aside.extract(found).mapped()), unwatched);
     }
 }
 
@@ -149,8 +158,8 @@ bool OperationQueue::bind(PortBinding newBinding) {
     }
     binding = std::move(newBinding);
     armLine();
-    for (const auto& [watched, operation] : aside) {
-        binding.port->watch(fd, watched, operation->awaited(fd).events);
+    for (auto next = aside.begin(); next != aside.end();) {
+        armAside((next++)->first);
     }
     return true;
 }

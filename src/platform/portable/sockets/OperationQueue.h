@@ -70,7 +70,9 @@ private:
     void finish(std::unique_ptr<Operation> operation, const TransferResult& result);
     void advanceLine();
     void advanceAside(int watched);
+    // What the port can't watch ends with WSAENOBUFS.
     void armLine();
+    void armAside(int watched);
     void abortIf(const std::function<bool(const Operation&)>& isMeant);
 
     int reserve(const std::shared_ptr<OperationQueue>& listener);

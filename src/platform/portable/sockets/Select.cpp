@@ -66,7 +66,7 @@ public:
             if (ready > 0 || hasDeferred || (ready == 0 && deadline.hasPassed())) {
                 return 0;
             }
-            if (ready < 0 && errno != EINTR) {
+            if (ready < 0 && errno != EINTR && errno != EAGAIN) {
                 return winsockError(errno);
             }
             if (ready < 0 && deadline.hasPassed()) {

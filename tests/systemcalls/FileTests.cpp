@@ -1,0 +1,150 @@
+// Files whose reading is interrupted or fails: the ini file and the store, and the folder of
+// certificates, each read for the first time.
+#include "integration/support/LogMatchers.h"
+#include "integration/support/Pki.h"
+#include "systemcalls/Steps.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fstream>
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+namespace files = std::filesystem;
+
+// --- Configuration.
+
+// A store of several reads, with what is looked for at its end.
+files::path longConfiguration() {
+    const auto store = temporaryFolder() / "long-store.ini";
+    std::ofstream text(store);
+    text << "[Connections]\nWanted=Last\n";
+    for (int i = 0; i < 1000; ++i) {
+        text << "[Section" << i << "]\nUseEncryption=False\n";
+    }
+    text << "[Last]\nUseEncryption=True\nMinimumSeverityToLog=Debug\n";
+    const auto ini = temporaryFolder() / "long-host.ini";
+    std::ofstream(ini) << "[VexaSsl]\nConfigurationStore=" << store.string() << '\n';
+    return ini;
+}
+
+void playConfiguration(Play& play) {
+    static const files::path ini = longConfiguration();
+    std::wstring encryption;
+    play.step("read", [&] {
+        const auto config = constructSslConfigurationFromIniFile(play.log, ini, L"Wanted");
+        encryption = config->getValue(L"UseEncryption");
+        return encryption == L"True";
+    });
+    if (encryption != L"True" && encryption != L"False") {
+        play.wrong = "a value that no file holds";
+    }
+}
+
+// A file that can't be opened is told of and means no encryption. One whose reading breaks off
+// counts as far as it was read: when that is the store, whose end asks for encryption here, nobody
+// is told, and what isn't there means no encryption too.
+void judgeConfiguration(const Play& play) {
+    if (play.plan.hitCall == "fopen64") {
+        EXPECT_EQ(play.failedStep, "read");
+        EXPECT_THAT(play.log.lines(), ::testing::Contains(warning(L"Can't open config file")));
+        EXPECT_THAT(play.log.lines(), ::testing::Contains(warning(L"Reverting to NO ENCRYPTION")));
+    } else if (play.plan.hitCall != "read") {
+        EXPECT_TRUE(play.wentWell());
+    }
+}
+
+TEST(SystemCalls, aConfigurationIsReadWholeOrMeansNoEncryption) {
+    sweep("ini file and store", playConfiguration, judgeConfiguration);
+}
+
+// --- Certificates.
+
+// A folder of few files, so that a sweep over its calls is short.
+files::path fewCertificates(const std::string& name) {
+    const files::path few = temporaryFolder() / name;
+    for (const char* part : {"my", "root"}) {
+        files::create_directories(few / part);
+    }
+    files::copy_file(pki::folder() / "root" / "authority.pem", few / "root" / "authority.pem");
+    for (const char* file : {"server-ecdsa.pem", "client.pem"}) {
+        files::copy_file(pki::folder() / "my" / file, few / "my" / file);
+    }
+    return few;
+}
+
+// Goes on with the other of two folders, so that whatever is kept is read anew.
+void forgetCertificates() {
+    static const files::path folders[] = {fewCertificates("one"), fewCertificates("other")};
+    static int next = 0;
+    pki::use(folders[next++ % 2]);
+}
+
+Settings client() {
+    return Settings::encrypted();
+}
+
+Settings server() {
+    return Settings::serverSending(pki::localhostElliptic);
+}
+
+// What was wanting is read as soon as it can be: the next connection comes to be.
+void expectRecovery(Play& play) {
+    if (!meet({.client = client(), .server = server()}).established()) {
+        play.wrong = "the next connection failed too";
+    }
+}
+
+void playPersonalStore(Play& play) {
+    forgetCertificates();
+    {
+        std::jthread other;
+        const Listener listener;
+        Peer self = stackOf(play, server());
+        other = std::jthread([port = listener.port()] { dial(port, client()); });
+        accepts(play, self, listener);
+        ends(play, self);
+        self.socket.close();
+    }
+    expectRecovery(play);
+}
+
+void playTrustStore(Play& play) {
+    forgetCertificates();
+    {
+        const Listener listener;
+        Peer self = stackOf(play, client());
+        std::jthread other([&] { answer(listener, server()); });
+        connects(play, self, listener);
+        ends(play, self);
+        self.socket.close();
+        rawConnection(listener.port()); // where nobody else came, the other waits no longer
+    }
+    expectRecovery(play);
+}
+
+// A store that can't be read is as good as an empty one: without a certificate of its own, or
+// without somebody to trust, an end gives the connection up and says so.
+void judgeCertificates(const Play& play) {
+    if (play.failedStep == "completeAcceptEx" ||
+        (play.failedStep == "connect" && play.plan.hitCall != "connect")) {
+        EXPECT_EQ(play.error, WSAECONNABORTED);
+        EXPECT_FALSE(play.log.linesFrom(Severity::Error).empty());
+    } else if (!play.failedStep.empty()) {
+        EXPECT_NE(play.error, 0);
+    }
+}
+
+TEST(SystemCalls, aPersonalStoreThatCannotBeReadFailsAConnectionAndNotTheNext) {
+    sweep("certificate folder, personal store", playPersonalStore, judgeCertificates);
+}
+
+TEST(SystemCalls, aTrustStoreThatCannotBeReadFailsAConnectionAndNotTheNext) {
+    sweep("certificate folder, trust store", playTrustStore, judgeCertificates);
+}
+
+} // namespace
+} // namespace VexaSsl::test
