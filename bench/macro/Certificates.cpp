@@ -1,5 +1,6 @@
 #include "Certificates.h"
 
+#include <chrono>
 #include <fstream>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
@@ -7,6 +8,7 @@
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 #include <stdexcept>
+#include <thread>
 
 namespace VexaSsl::bench {
 
@@ -149,6 +151,10 @@ Terms termsOf(const fs::path& folder, KeyKind kind, bool bundle) {
     terms.folder = trustFolder(folder, bundle);
     terms.trust = terms.folder / "root" / "anchors.pem";
     return terms;
+}
+
+void letFilesSettle() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2100));
 }
 
 void makePersonalStore(const fs::path& folder, int count) {

@@ -15,6 +15,10 @@ void makeCertificates(const std::filesystem::path& folder);
 // What of it a server with such a key and a client with such trust use. Suite and group are open.
 Terms termsOf(const std::filesystem::path& folder, KeyKind kind, bool bundle);
 
+// Waits until the files made are old enough to be trusted by their times: younger ones are read
+// anew for each connection.
+void letFilesSettle();
+
 // Fills folder with count server certificates that share one key, named "number <n>".
 void makePersonalStore(const std::filesystem::path& folder, int count);
 

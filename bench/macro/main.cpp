@@ -75,6 +75,7 @@ class Benchmark {
 public:
     explicit Benchmark(Wishes asked) : wishes(std::move(asked)), results(wishes.results) {
         makeCertificates(folder.path);
+        letFilesSettle();
         for (const Entry& entry : contenders()) {
             made[entry.name] = entry.make();
         }
