@@ -15,6 +15,7 @@ struct ChainCase {
     std::string fact;
     Chain chain;
     Answer answer = {};
+    std::string stricterWithClients = {}; // why we refuse a client that OpenSSL's command takes
     std::string goodAllTheSame = {}; // why it is refused by both although nothing is wrong with it
 };
 
@@ -130,7 +131,9 @@ std::vector<ChainCase> structureCases() {
              .issuer("stranger")
              .selfSigned()
              .andShow(authority("between").withhold("leaf")),
-         unknownRoot("stranger"), "the first issuer that fits is gone on with"},
+         unknownRoot("stranger"),
+         {},
+         "the first issuer that fits is gone on with"},
         {"issuer that is another subject", authority("between").issuedInTheNameOf("nobody"),
          noLink("between")},
         {"leaf of another issuer than shown", Chain().issuedInTheNameOf("nobody").issuer("between"),
@@ -165,7 +168,10 @@ std::vector<ChainCase> usageCases() {
         {"for code signing only", Chain().usages({codeSigning}), wrongUsage("leaf")},
         {"for an unknown usage only", Chain().usages({unknown}), wrongUsage("leaf")},
         {"for no usage at all", Chain().usages({}), wrongUsage("leaf")},
-        {"for any usage", Chain().usages({anyUsage}), wrongUsage("leaf"),
+        {"for any usage",
+         Chain().usages({anyUsage}),
+         wrongUsage("leaf"),
+         {},
          "TLS asks for its own usage by name"},
         {"for any usage and both of TLS",
          Chain().usages({anyUsage, serverAuthentication, clientAuthentication}), good},
@@ -264,6 +270,19 @@ std::vector<ChainCase> nameConstraintCases() {
         {"common name inside of the permitted one",
          Chain(std::vector<Der>{})
              .commonName("a.inside.test")
+             .issuer("between")
+             .permitted({insideName}),
+         good},
+        {"common name outside of the permitted one beside a name inside",
+         Chain({dns("a.inside.test")})
+             .commonName("a.test")
+             .issuer("between")
+             .permitted({insideName}),
+         {SEC_E_OK, static_cast<DWORD>(CERT_E_INVALID_NAME), "a.test"},
+         "a client's common name counts beside its other names, so it must be permitted as well"},
+        {"common name inside of the permitted one beside a name inside",
+         Chain({dns("a.inside.test")})
+             .commonName("b.inside.test")
              .issuer("between")
              .permitted({insideName}),
          good},
@@ -417,7 +436,8 @@ TEST_P(Chains, shownByAClient) {
               answer.isGoodClient() ? 1 : 0);
     const Verification verification = verifiedByOpenSsl(shown, Purpose::client);
     compare(counts, answer.isGoodClient(), judgement.accepted, verification.accepted,
-            {.harmless = GetParam().goodAllTheSame}, verification.output);
+            {.stricter = GetParam().stricterWithClients, .harmless = GetParam().goodAllTheSame},
+            verification.output);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Chains, ::testing::ValuesIn(allCases()),

@@ -139,8 +139,11 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
     X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
     requirePurpose(verification.get(), request.usages);
-    X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(verification.get()),
-                                     tlsSecurityLevel());
+    X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(verification.get());
+    X509_VERIFY_PARAM_set_auth_level(parameters, tlsSecurityLevel());
+    // A common name counts as a name beside the alternative ones, so what the authorities above may
+    // name holds for it, too.
+    X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_ALWAYS_CHECK_SUBJECT);
     if (request.time)
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
     if (X509_verify_cert(verification.get()) != 1)

@@ -20,6 +20,13 @@ bool isAddressLiteral(const std::string& text) {
            inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
+// "127.1", "127.0.0.01", "0x7f000001": the resolver takes these for addresses as well, so that a
+// wildcard for the last parts would let the connection go wherever the first ones lead.
+bool spellsAnAddress(const std::string& text) {
+    in_addr address;
+    return inet_aton(text.c_str(), &address) != 0;
+}
+
 // "fe80::1%eth0" is the address fe80::1 to a certificate.
 std::string withoutZone(const std::string& text) {
     return text.substr(0, text.find('%'));
@@ -45,7 +52,7 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
         name.pop_back();
     if (const std::string address = withoutZone(name); isAddressLiteral(address))
         return TargetName(address, true);
-    if (name.empty() || name.starts_with('.'))
+    if (name.empty() || name.starts_with('.') || spellsAnAddress(name))
         return std::nullopt;
     return TargetName(std::move(name), false);
 }

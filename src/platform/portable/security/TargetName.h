@@ -12,8 +12,8 @@ class TargetName {
 public:
     // Reads up to the first zero unit and takes the name as it stands, without converting
     // international names; one dot at its end is left out. Empty for names that no certificate can
-    // be checked against: no name, one that isn't text, and one that begins with a dot (OpenSSL
-    // would take that for any name below).
+    // be checked against: no name, one that isn't text, one that begins with a dot (OpenSSL would
+    // take that for any name below), and an address in another spelling than the usual one.
     static std::optional<TargetName> parse(const wchar_t* text);
 
     // Lets the handshake check the server's certificate for this name (an address literal against
