@@ -22,19 +22,20 @@ void writeStreamSizes(const RecordShape& shape, SecPkgContext_StreamSizes& sizes
     sizes.cbBlockSize = noPadding;
 }
 
-SECURITY_STATUS makePeerCertificate(const SSL* ssl, PCCERT_CONTEXT& certificate) {
-    X509* leaf = SSL_get0_peer_certificate(ssl);
+SECURITY_STATUS makePeerCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
+    X509* leaf = context.peerCertificate();
     if (!leaf)
         return SEC_E_NO_CREDENTIALS;
-    certificate = contextOfPeer(leaf, SSL_get_peer_cert_chain(ssl));
+    const SSL* ssl = context.ssl.get();
+    certificate =
+        contextOfPeer(leaf, ssl ? SSL_get_peer_cert_chain(ssl) : context.peer.chain.get());
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
 
-void writeCipherInfo(const SSL* ssl, SecPkgContext_CipherInfo& info) {
-    const SSL_CIPHER* cipher = SSL_get_current_cipher(ssl);
+void writeCipherInfo(const SSL_CIPHER* cipher, SecPkgContext_CipherInfo& info) {
     info = {};
     info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
-    info.dwProtocol = static_cast<DWORD>(SSL_version(ssl));
+    info.dwProtocol = TLS1_2_VERSION;
     info.dwCipherSuite = SSL_CIPHER_get_protocol_id(cipher);
     info.dwBaseCipherSuite = info.dwCipherSuite;
     const std::string_view name = SSL_CIPHER_standard_name(cipher);
@@ -47,9 +48,9 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
         writeStreamSizes(context.shape, *static_cast<SecPkgContext_StreamSizes*>(buffer));
         return SEC_E_OK;
     case SECPKG_ATTR_REMOTE_CERT_CONTEXT:
-        return makePeerCertificate(context.ssl.get(), *static_cast<PCCERT_CONTEXT*>(buffer));
+        return makePeerCertificate(context, *static_cast<PCCERT_CONTEXT*>(buffer));
     case SECPKG_ATTR_CIPHER_INFO:
-        writeCipherInfo(context.ssl.get(), *static_cast<SecPkgContext_CipherInfo*>(buffer));
+        writeCipherInfo(context.suite, *static_cast<SecPkgContext_CipherInfo*>(buffer));
         return SEC_E_OK;
     default:
         return SEC_E_UNSUPPORTED_FUNCTION;
@@ -59,9 +60,9 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
 // The peer's certificate is there from the moment it came, so that a handshake that fails behind it
 // can be explained; everything else is settled by the handshake's end.
 bool hasAttribute(const TlsConnection& context, ULONG attribute) {
-    const bool isSettled = context.stage == Stage::established || context.stage == Stage::closed;
-    return isSettled || (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT &&
-                         SSL_get0_peer_certificate(context.ssl.get()));
+    const Stage stage = context.stage;
+    const bool isSettled = stage == Stage::established || stage == Stage::closed;
+    return isSettled || (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT && context.peerCertificate());
 }
 
 } // namespace

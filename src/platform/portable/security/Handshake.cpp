@@ -2,13 +2,9 @@
 
 #include "security/Statuses.h"
 
-#include <openssl/obj_mac.h>
-
 namespace VexaSsl::portable {
 namespace {
 
-constexpr std::size_t explicitNonceSize = 8; // of AES-GCM in TLS 1.2; ChaCha20-Poly1305 has none
-constexpr std::size_t tagSize = 16;
 constexpr std::size_t recordPlaintextLimit = 16384;
 
 // A peer may have asked for smaller records (the maximum fragment length extension).
@@ -20,26 +16,65 @@ std::size_t maximumMessageOf(const SSL* ssl) {
     return asked ? std::size_t{256} << code : recordPlaintextLimit;
 }
 
-RecordShape shapeOf(const SSL* ssl) {
-    const int cipher = SSL_CIPHER_get_cipher_nid(SSL_get_current_cipher(ssl));
-    const std::size_t nonce = cipher == NID_chacha20_poly1305 ? 0 : explicitNonceSize;
-    return {.headerSize = recordHeaderSize + nonce,
-            .trailerSize = tagSize,
-            .maximumMessage = maximumMessageOf(ssl)};
+// The certificates outlive the connection that they came by.
+PeerCertificates certificatesOf(const SSL* ssl) {
+    PeerCertificates peer;
+    X509* leaf = SSL_get0_peer_certificate(ssl);
+    if (!leaf)
+        return peer;
+    peer.leaf = sharedReference(leaf);
+    if (STACK_OF(X509)* chain = SSL_get_peer_cert_chain(ssl))
+        peer.chain.reset(orOutOfMemory(X509_chain_up_ref(chain)));
+    return peer;
+}
+
+// Takes the numbering and the keys over from OpenSSL.
+void takeOver(TlsConnection& context, const AeadSuite& aead) {
+    const SSL* ssl = context.ssl.get();
+    context.suite = SSL_get_current_cipher(ssl);
+    context.shape = {.headerSize = recordHeaderSize + aead.explicitNonceSize,
+                     .trailerSize = aeadTagSize,
+                     .maximumMessage = maximumMessageOf(ssl)};
+    context.peer = certificatesOf(ssl);
+    HandshakeSecrets secrets;
+    readSecrets(ssl, secrets);
+    const TrafficKeys keys = deriveTrafficKeys(secrets, aead);
+    const bool isClient = context.role == Role::client;
+    context.sealer.emplace(aead, isClient ? keys.client : keys.server,
+                           context.sent.protectedCount(), context.sent.lastNonce());
+    context.opener.emplace(aead, isClient ? keys.server : keys.client,
+                           context.received.protectedCount(), context.shape.maximumMessage);
+}
+
+// Whether it is certain where OpenSSL's numbering stands: our Finished is the only record that it
+// has protected, so that its nonce is the one of number 0.
+bool isNumberingKnown(const TlsConnection& context) {
+    return context.sent.complete() && context.sent.protectedCount() == 1 &&
+           context.received.complete() && context.received.protectedCount() > 0;
 }
 
 SECURITY_STATUS establish(TlsConnection& context) {
     // Something more in the record that held the peer's last handshake message.
     if (SSL_has_pending(context.ssl.get()))
         return context.fail(SEC_E_ILLEGAL_MESSAGE);
-    context.shape = shapeOf(context.ssl.get());
+    const AeadSuite* aead = aeadSuiteOf(SSL_get_current_cipher(context.ssl.get()));
+    if (!aead || !isNumberingKnown(context))
+        return context.fail(SEC_E_INTERNAL_ERROR);
+    try {
+        takeOver(context, *aead);
+    } catch (const std::bad_alloc&) {
+        return context.fail(SEC_E_INSUFFICIENT_MEMORY); // the token with our Finished is lost
+    }
+    context.ssl.reset();
     context.stage = Stage::established;
     return SEC_E_OK;
 }
 
-SECURITY_STATUS step(TlsConnection& context) {
+SECURITY_STATUS step(TlsConnection& context, const Token& token) {
     SSL* ssl = context.ssl.get();
+    const std::size_t sentBefore = token.size();
     const int result = SSL_do_handshake(ssl);
+    context.sent.note(token.bytes().subspan(sentBefore));
     if (result == 1)
         return establish(context);
     switch (SSL_get_error(ssl, result)) {
@@ -71,14 +106,15 @@ SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token
     SECURITY_STATUS status = SEC_I_CONTINUE_NEEDED;
     if (needsNoInput(context, records)) {
         context.askedForCertificate = false;
-        status = step(context);
+        status = step(context, token);
     }
     while (status == SEC_I_CONTINUE_NEEDED && consumed < records.size()) {
         const ByteView rest = records.subspan(consumed);
         const std::size_t size = firstRecord(rest).size;
+        context.received.note(rest.first(size));
         context.wire.feed(rest.first(size));
         consumed += size;
-        status = step(context);
+        status = step(context, token);
     }
     context.consumedBefore = status == SEC_I_INCOMPLETE_CREDENTIALS ? consumed : 0;
     context.wire.feed({});

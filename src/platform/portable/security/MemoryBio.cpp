@@ -35,21 +35,6 @@ void* Token::release() noexcept {
     return released;
 }
 
-bool RecordAreas::write(ByteView bytes) noexcept {
-    for (Area& area : areas) {
-        const std::size_t count = std::min(area.size(), bytes.size());
-        if (count > 0)
-            std::memcpy(area.data(), bytes.data(), count);
-        area = area.subspan(count);
-        bytes = bytes.subspan(count);
-    }
-    return bytes.empty();
-}
-
-bool RecordAreas::full() const noexcept {
-    return std::all_of(std::begin(areas), std::end(areas), [](Area area) { return area.empty(); });
-}
-
 // What OpenSSL calls; the BIO's data is the wire.
 struct Wire::Callbacks {
     static int write(BIO* bio, const char* data, std::size_t size, std::size_t* written) noexcept {

@@ -29,6 +29,7 @@ public:
 
     bool write(ByteView bytes) noexcept override;
     std::size_t size() const noexcept { return used; }
+    ByteView bytes() const noexcept { return {memory, used}; }
     // The memory, now the caller's; null when nothing was written.
     void* release() noexcept;
 
@@ -36,19 +37,6 @@ private:
     unsigned char* memory = nullptr;
     std::size_t used = 0;
     std::size_t capacity = 0;
-};
-
-// The three places of one protected record, filled one behind the other.
-class RecordAreas final : public WireOutput {
-public:
-    using Area = std::span<unsigned char>;
-    RecordAreas(Area header, Area data, Area trailer) noexcept : areas{header, data, trailer} {}
-
-    bool write(ByteView bytes) noexcept override;
-    bool full() const noexcept;
-
-private:
-    Area areas[3]; // what is left of each
 };
 
 class Wire {

@@ -34,4 +34,18 @@ SECURITY_STATUS packageCall(Operation operation) noexcept {
     }
 }
 
+// The same around work on one record, which takes hardly longer than clearing the queue twice. It
+// doesn't judge by the queue, so only what a failure leaves there has to go.
+template <class Operation>
+SECURITY_STATUS recordCall(Operation operation) noexcept {
+    SECURITY_STATUS status = SEC_E_INTERNAL_ERROR;
+    try {
+        status = operation();
+    } catch (const std::exception&) {
+    }
+    if (status < 0)
+        ERR_clear_error();
+    return status;
+}
+
 } // namespace VexaSsl::portable

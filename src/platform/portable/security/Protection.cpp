@@ -2,78 +2,101 @@
 
 #include "security/Statuses.h"
 
-#include <algorithm>
-
 namespace VexaSsl::portable {
 namespace {
 
-// While this lives, OpenSSL takes its own side for closed: it opens and checks whatever comes, but
-// answers nothing. So a peer that asks for a new handshake is neither obeyed nor refused with an
-// alert, which would need a place to go and would put the records that we send out of sequence.
-class MutedSide {
-public:
-    explicit MutedSide(SSL* connection) noexcept : ssl(connection) {
-        SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN);
-    }
-    ~MutedSide() { SSL_set_shutdown(ssl, 0); }
-    MutedSide(const MutedSide&) = delete;
-    MutedSide& operator=(const MutedSide&) = delete;
+// A peer may send records that mean nothing, but not for ever. These are the limits of OpenSSL.
+constexpr unsigned emptyRecordLimit = 32;
+constexpr unsigned warningLimit = 4;
 
-private:
-    SSL* ssl;
-};
+enum class AlertLevel : unsigned char { warning = 1, fatal = 2 };
+constexpr std::size_t alertSize = 2;
 
-// What a record that gave no plaintext was. An empty one and a warning count as no data.
-SECURITY_STATUS statusWithoutData(ContentType type) {
-    return type == ContentType::handshake ? SEC_I_RENEGOTIATE : SEC_E_OK;
+SECURITY_STATUS closeByPeer(TlsConnection& context) noexcept {
+    Stage before = Stage::established; // unless the other direction has failed meanwhile
+    context.stage.compare_exchange_strong(before, Stage::closed);
+    return SEC_I_CONTEXT_EXPIRED;
 }
 
-// Must be asked while the side is muted: the note of a closure is part of what muting sets.
-SECURITY_STATUS statusOfRead(TlsConnection& context, ContentType type, int result) {
-    switch (SSL_get_error(context.ssl.get(), result)) {
-    case SSL_ERROR_NONE:
-        return SEC_E_OK;
-    case SSL_ERROR_WANT_READ:
-        return statusWithoutData(type);
-    case SSL_ERROR_ZERO_RETURN:
-        context.stage = Stage::closed;
-        return SEC_I_CONTEXT_EXPIRED;
-    default:
-        return context.fail(statusOfFailure(context.ssl.get()));
+SECURITY_STATUS takeWarning(TlsConnection& context, int description) noexcept {
+    if (description == SSL_AD_CLOSE_NOTIFY)
+        return closeByPeer(context);
+    // Nobody here asked for a new handshake that could be declined.
+    if (description == SSL_AD_NO_RENEGOTIATION || ++context.warnings > warningLimit)
+        return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+    return SEC_E_OK;
+}
+
+SECURITY_STATUS takeAlert(TlsConnection& context, ByteView alert) noexcept {
+    if (alert.size() != alertSize)
+        return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+    const int description = alert[1];
+    switch (static_cast<AlertLevel>(alert[0])) {
+    case AlertLevel::fatal:
+        return context.failForgetting(statusOfAlert(description));
+    case AlertLevel::warning:
+        return takeWarning(context, description);
     }
+    return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+}
+
+// What authentic content means. Only data may come without any byte.
+SECURITY_STATUS takeContent(TlsConnection& context, ContentType type, ByteView content) noexcept {
+    if (content.empty()) {
+        const bool isTolerated =
+            type == ContentType::applicationData && ++context.emptyRecords <= emptyRecordLimit;
+        return isTolerated ? SEC_E_OK : context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+    }
+    context.emptyRecords = 0;
+    if (type == ContentType::alert)
+        return takeAlert(context, content);
+    context.warnings = 0;
+    switch (type) {
+    case ContentType::applicationData:
+        return SEC_E_OK;
+    case ContentType::handshake:
+        return SEC_I_RENEGOTIATE;
+    case ContentType::alert:
+    case ContentType::changeCipherSpec:
+        break;
+    }
+    return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+}
+
+// What a record is told as that couldn't be opened.
+SECURITY_STATUS statusOfUnopened(RecordOpener::Outcome outcome) noexcept {
+    switch (outcome) {
+    case RecordOpener::Outcome::altered:
+        return SEC_E_MESSAGE_ALTERED;
+    case RecordOpener::Outcome::illegal:
+        return SEC_E_ILLEGAL_MESSAGE;
+    case RecordOpener::Outcome::broken:
+    case RecordOpener::Outcome::opened:
+        break;
+    }
+    return SEC_E_INTERNAL_ERROR;
 }
 
 } // namespace
 
-SECURITY_STATUS protectRecord(TlsConnection& context, RecordAreas::Area header,
-                              RecordAreas::Area data, RecordAreas::Area trailer) {
-    // OpenSSL takes the plaintext into a buffer of its own before anything is written.
-    RecordAreas areas(header, data, trailer);
-    context.wire.writeTo(&areas);
-    const int result = SSL_write(context.ssl.get(), data.data(), static_cast<int>(data.size()));
-    context.wire.writeTo(nullptr);
-    if (result == static_cast<int>(data.size()) && areas.full())
+SECURITY_STATUS protectRecord(TlsConnection& context, RecordSealer::Area header,
+                              RecordSealer::Area data, RecordSealer::Area trailer) noexcept {
+    if (context.sealer->seal(ContentType::applicationData, header, data, trailer))
         return SEC_E_OK;
-    const SECURITY_STATUS status = statusOfFailure(context.ssl.get());
-    const bool outOfMemory = status == SEC_E_INSUFFICIENT_MEMORY;
-    return context.fail(outOfMemory ? status : SEC_E_ENCRYPT_FAILURE);
+    context.sealer.reset();
+    return context.fail(SEC_E_ENCRYPT_FAILURE);
 }
 
 SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
-                           std::span<unsigned char>& plaintext) {
-    SSL* ssl = context.ssl.get();
+                           std::span<unsigned char>& plaintext) noexcept {
     const auto type = static_cast<ContentType>(record[0]);
-    // The record is read as a whole before its plaintext comes out, so both may share the place.
-    // One that is too short to be authentic still needs a place.
-    const std::size_t ahead = std::min(context.shape.headerSize, record.size() - 1);
-    const std::span<unsigned char> place = record.subspan(ahead);
-    context.wire.feed(record);
-    const MutedSide muted(ssl);
-    const int result = SSL_read(ssl, place.data(), static_cast<int>(place.size()));
-    context.wire.feed({});
-    const SECURITY_STATUS status = statusOfRead(context, type, result);
+    std::span<unsigned char> content;
+    const RecordOpener::Outcome outcome = context.opener->open(record, content);
+    if (outcome != RecordOpener::Outcome::opened)
+        return context.failForgetting(statusOfUnopened(outcome));
+    const SECURITY_STATUS status = takeContent(context, type, content);
     if (status == SEC_E_OK)
-        plaintext = place.first(result > 0 ? static_cast<std::size_t>(result) : 0);
+        plaintext = type == ContentType::applicationData ? content : content.first(0);
     return status;
 }
 

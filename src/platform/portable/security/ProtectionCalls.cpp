@@ -17,9 +17,10 @@ constexpr std::size_t extraEntry = 3;
 constexpr std::size_t entryCount = 4;
 
 SECURITY_STATUS judgeForProtecting(const TlsConnection& context) {
-    if (context.stage == Stage::negotiating)
+    const Stage stage = context.stage;
+    if (stage == Stage::negotiating)
         return SEC_E_INVALID_HANDLE;
-    return context.stage == Stage::failed ? context.failure : SEC_E_OK;
+    return stage == Stage::failed ? context.failure.load() : SEC_E_OK;
 }
 
 SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
@@ -77,7 +78,7 @@ SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
     const std::span<unsigned char> bytes = bytesOf(*data);
     const RecordExtent extent = firstRecord(bytes);
     if (extent.boundary == Boundary::notTls)
-        return context.fail(SEC_E_INVALID_TOKEN);
+        return context.failForgetting(SEC_E_INVALID_TOKEN);
     if (extent.boundary == Boundary::partial) {
         tell(message, SECBUFFER_MISSING, extent.missing, nullptr);
         return SEC_E_INCOMPLETE_MESSAGE;
@@ -90,13 +91,14 @@ SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
     return status;
 }
 
+// Finds the context and holds the guard of one direction while the operation is at work on it.
 template <class Operation>
-SECURITY_STATUS callOn(CtxtHandle* handle, Operation operation) {
-    return packageCall([&]() -> SECURITY_STATUS {
+SECURITY_STATUS callOn(CtxtHandle* handle, std::mutex TlsConnection::*guard, Operation operation) {
+    return recordCall([&]() -> SECURITY_STATUS {
         const std::shared_ptr<TlsConnection> context = objectOf<TlsConnection>(handle);
         if (!context)
             return SEC_E_INVALID_HANDLE;
-        const std::lock_guard lock(context->guarding);
+        const std::lock_guard lock((*context).*guard);
         return operation(*context);
     });
 }
@@ -105,14 +107,16 @@ SECURITY_STATUS callOn(CtxtHandle* handle, Operation operation) {
 
 SECURITY_STATUS platform::EncryptMessage(CtxtHandle* context, ULONG, SecBufferDesc* message,
                                          ULONG) {
-    return callOn(context, [message](TlsConnection& found) { return protect(found, message); });
+    return callOn(context, &TlsConnection::sending,
+                  [message](TlsConnection& found) { return protect(found, message); });
 }
 
 SECURITY_STATUS platform::DecryptMessage(CtxtHandle* context, SecBufferDesc* message, ULONG,
                                          ULONG* qualityOfProtection) {
     if (qualityOfProtection)
         *qualityOfProtection = 0;
-    return callOn(context, [message](TlsConnection& found) { return open(found, message); });
+    return callOn(context, &TlsConnection::guarding,
+                  [message](TlsConnection& found) { return open(found, message); });
 }
 
 } // namespace VexaSsl

@@ -28,9 +28,23 @@ TlsConnection::TlsConnection(const Credentials& credentials)
 }
 
 SECURITY_STATUS TlsConnection::fail(SECURITY_STATUS status) noexcept {
+    SECURITY_STATUS none = SEC_E_OK;
+    failure.compare_exchange_strong(none, status);
     stage = Stage::failed;
-    failure = status;
     return status;
+}
+
+// Failed first: a protector asks for the stage before it uses the sealer.
+SECURITY_STATUS TlsConnection::failForgetting(SECURITY_STATUS status) noexcept {
+    fail(status);
+    opener.reset();
+    const std::lock_guard lock(sending);
+    sealer.reset();
+    return status;
+}
+
+X509* TlsConnection::peerCertificate() const noexcept {
+    return ssl ? SSL_get0_peer_certificate(ssl.get()) : peer.leaf.get();
 }
 
 } // namespace VexaSsl::portable

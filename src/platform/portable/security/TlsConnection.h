@@ -1,15 +1,18 @@
-// What stands behind a CtxtHandle: one TLS connection, OpenSSL's object for it and the wire that
-// the object reads from and writes to.
+// What stands behind a CtxtHandle: one TLS connection. OpenSSL's object shakes hands over a wire of
+// ours and is released when that is done; the records of data are protected here.
 //
-// One thread may protect and another open records at the same time, and an SSL object bears only
-// one at once: every call holds guarding for as long as it works on the members. No call waits for
-// anything inside.
+// One thread may protect and another open records at the same time without ever meeting: the one
+// holds sending, every other call holds guarding, for as long as it works on the members that are
+// named for it. Who needs both takes guarding first. No call waits for anything else inside.
 #pragma once
 
 #include "security/Credentials.h"
 #include "security/MemoryBio.h"
+#include "security/RecordCipher.h"
 
+#include <atomic>
 #include <mutex>
+#include <optional>
 
 namespace VexaSsl::portable {
 
@@ -22,25 +25,38 @@ enum class Stage {
     failed, // for good; failure tells why
 };
 
-// What the negotiated cipher suite makes of a record.
-struct RecordShape {
-    std::size_t headerSize = 0; // the record header and an explicit nonce
-    std::size_t trailerSize = 0;
-    std::size_t maximumMessage = 0;
+struct ReleaseChain {
+    void operator()(STACK_OF(X509) * chain) const noexcept { releaseCertificateStack(chain); }
+};
+
+// The certificate that the peer has shown, and the chain as it was sent; null without one.
+struct PeerCertificates {
+    X509Pointer leaf;
+    std::unique_ptr<STACK_OF(X509), ReleaseChain> chain;
 };
 
 struct TlsConnection {
     // A connection that hasn't begun. Throws std::bad_alloc.
     explicit TlsConnection(const Credentials& credentials);
 
-    // Marks the connection as failed. Result: the status, which every later call gives again.
+    // Marks the connection as failed; guarding or sending is held. The first failure counts, when
+    // both directions fail at once. Result: the status, which every later call gives again.
     SECURITY_STATUS fail(SECURITY_STATUS status) noexcept;
+    // The same of an established connection, whose keys are wiped out as well. guarding is held,
+    // sending is not.
+    SECURITY_STATUS failForgetting(SECURITY_STATUS status) noexcept;
+    struct ReleaseChain {
+        void operator()(STACK_OF(X509) * chain) const noexcept { releaseCertificateStack(chain); }
+    };
+
+    // The certificate that the peer has shown, as soon as it has come; null without one.
+    X509* peerCertificate() const noexcept;
 
     std::mutex guarding;
+    std::mutex sending;
     const Role role;
-    Stage stage = Stage::negotiating;
-    SECURITY_STATUS failure = SEC_E_OK;
-    RecordShape shape; // once established
+    std::atomic<Stage> stage = Stage::negotiating;
+    std::atomic<SECURITY_STATUS> failure = SEC_E_OK; // set before the stage is
 
     // A client that was asked for a certificate it doesn't have stops there until the caller says
     // that it may go on without. consumedBefore counts the bytes of the repeated token that are
@@ -49,8 +65,23 @@ struct TlsConnection {
     bool askedForCertificate = false;
     std::size_t consumedBefore = 0;
 
+    // The handshake's; ssl is null once established.
     Wire wire; // outlives ssl
     SslPointer ssl;
+    RecordTally sent;
+    RecordTally received;
+
+    // Unchanged once established.
+    RecordShape shape;
+    const SSL_CIPHER* suite = nullptr; // OpenSSL's for good, not the connection's
+    PeerCertificates peer;
+
+    // Once established, until the keys are forgotten. The sealer is the one thing that sending
+    // guards.
+    std::optional<RecordSealer> sealer;
+    std::optional<RecordOpener> opener;
+    unsigned emptyRecords = 0; // of the peer, one behind the other
+    unsigned warnings = 0;
 };
 
 } // namespace VexaSsl::portable

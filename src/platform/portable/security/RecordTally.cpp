@@ -1,0 +1,41 @@
+#include "security/RecordTally.h"
+
+#include <algorithm>
+
+namespace VexaSsl::portable {
+namespace {
+
+constexpr std::size_t nonceSize = 8;
+
+std::uint64_t numberIn(ByteView bytes) noexcept {
+    std::uint64_t number = 0;
+    for (const unsigned char byte : bytes)
+        number = number << 8 | byte;
+    return number;
+}
+
+} // namespace
+
+void RecordTally::note(ByteView records) noexcept {
+    while (!records.empty()) {
+        const RecordExtent extent = firstRecord(records);
+        if (extent.boundary != Boundary::whole) {
+            isComplete = false;
+            return;
+        }
+        noteOne(records.first(extent.size));
+        records = records.subspan(extent.size);
+    }
+}
+
+void RecordTally::noteOne(ByteView record) noexcept {
+    if (isProtected) {
+        const ByteView payload = record.subspan(recordHeaderSize);
+        ++count;
+        nonce = numberIn(payload.first(std::min(nonceSize, payload.size())));
+        return;
+    }
+    isProtected = record[0] == static_cast<unsigned char>(ContentType::changeCipherSpec);
+}
+
+} // namespace VexaSsl::portable
