@@ -41,17 +41,8 @@ int winsockNumber(int systemError);
 
 // Plays the part once for every call that it makes and every fault, each in turn failing, and
 // checks: nothing wrong, no descriptor left, what must not matter doesn't matter, and what else the
-// judge says of a run that was hit.
-struct Tally {
-    std::size_t calls = 0; // of the part undisturbed
-    std::size_t runs = 0;  // with a call that failed
-    std::size_t kept = 0;  // of these, how many went well
-    std::size_t harmless = 0;
-};
-Tally sweep(const std::string& scenario, const Part& part,
-            const std::function<void(const Play&)>& judge);
-
-// Says the tally in the figures.
-void tell(const std::string& scenario, const Tally& tally);
+// judge says of a run that was hit. Tells the figures.
+void sweep(const std::string& scenario, const Part& part,
+           const std::function<void(const Play&)>& judge);
 
 } // namespace VexaSsl::test

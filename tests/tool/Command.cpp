@@ -179,4 +179,15 @@ std::size_t Command::openDescriptors() const {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
+std::size_t Command::settledDescriptors() const {
+    std::size_t count = openDescriptors();
+    for (int same = 0, pauses = 0; same < 20 && pauses < pausesPerWait; ++pauses) {
+        pauseBriefly();
+        const std::size_t now = openDescriptors();
+        same = now == count ? same + 1 : 0;
+        count = now;
+    }
+    return count;
+}
+
 } // namespace VexaSsl::test

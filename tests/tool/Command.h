@@ -55,6 +55,8 @@ public:
     void signal(int number);
 
     std::size_t openDescriptors() const;
+    // The number that stays: between two steps of a server there is one more or less for a moment.
+    std::size_t settledDescriptors() const;
     pid_t processNumber() const { return process; }
 
 private:

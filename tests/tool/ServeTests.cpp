@@ -159,25 +159,14 @@ TEST(Serve, descriptorsAreBackAfterTwoHundredConnections) {
     ASSERT_TRUE(sendRaw(marker, "x\r\n\r\nno TLS"));
     ASSERT_TRUE(isEnded(marker));
     ASSERT_TRUE(server.command().complains("#2: "));
-    // The number that stays: a wait between two connections has one less for a moment.
-    const auto settled = [&] {
-        std::size_t count = server.command().openDescriptors();
-        for (int same = 0, looks = 0; same < 20 && looks < 1000; ++looks) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            const std::size_t now = server.command().openDescriptors();
-            same = now == count ? same + 1 : 0;
-            count = now;
-        }
-        return count;
-    };
-    const std::size_t before = settled();
+    const std::size_t before = server.command().settledDescriptors();
     for (int i = 0; i < 200; ++i) {
         const HostSocket rude = rawConnection(server.port());
         ASSERT_TRUE(sendRaw(rude, i % 2 == 0 ? "not TLS at all" : beginningOfARecord));
         ::shutdown(rude.descriptor(), SHUT_WR);
         ASSERT_TRUE(isEnded(rude));
     }
-    EXPECT_EQ(settled(), before);
+    EXPECT_EQ(server.command().settledDescriptors(), before);
 }
 
 TEST(Serve, silentClientIsEndedInTheHandshake) {

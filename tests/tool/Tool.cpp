@@ -42,8 +42,8 @@ Words secureClient(const Options& more) {
     return configured(options);
 }
 
-RunningServer::RunningServer(const Words& arguments)
-    : program(tool + Words{"serve", "--port", "0"} + arguments) {
+RunningServer::RunningServer(const Words& arguments, const Words& before)
+    : program(before + tool + Words{"serve", "--port", "0"} + arguments) {
     if (!program.shows("\n")) {
         throw std::runtime_error("no server: " + program.errors());
     }

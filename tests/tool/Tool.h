@@ -24,7 +24,8 @@ Words secureClient(const Options& more = {});
 // A running vexassl serve on a free port.
 class RunningServer {
 public:
-    explicit RunningServer(const Words& arguments);
+    // before: what starts the tool, for instance strace with its arguments.
+    explicit RunningServer(const Words& arguments, const Words& before = {});
 
     std::uint16_t port() const { return boundPort; }
     std::string target(const std::string& host = "localhost") const;
