@@ -15,6 +15,8 @@ struct Casting {
     bool asServer = false; // the role of the side under test
     bool mutual = false;   // both ends show a certificate
     bool upgraded = false; // the side under test starts in the clear
+    // A server accepts by AcceptEx and completeAcceptEx.
+    bool overlapped = false;
     // The only one that the counterpart knows; empty: all that it knows of its own accord, and
     // newer versions of the protocol.
     std::string suite = "ECDHE-ECDSA-AES128-GCM-SHA256";
@@ -27,6 +29,13 @@ struct Casting {
 
 // All suites that the library's security package may agree on.
 const std::vector<std::string>& allSuites();
+
+// How the library's security package takes what is no good record.
+struct PackageHabits {
+    SECURITY_STATUS altered; // the status of a record that was changed
+    bool judgesHeaders;      // bytes that can't begin a record are refused at once
+};
+const PackageHabits& packageHabits();
 
 // What one end holds to be agreed.
 struct Agreement {

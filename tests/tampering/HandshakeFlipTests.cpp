@@ -29,13 +29,14 @@ protected:
         if (scene.placeInRecord() != 1 && scene.placeInRecord() != 2) {
             return "byte " + std::to_string(scene.placeInRecord()) + " of a record goes unnoticed";
         }
+        return faultOfConversation(scene);
+    }
+
+    static std::string faultOfConversation(Scene& scene) {
         scene.deliver({scene.record("towards us")});
-        const std::string heard = receiveOnce(scene, 100).text;
-        if (heard != "towards us" || scene.send("from us") != 7 ||
-            scene.heardByCounterpart() != "from us") {
-            return "what is said isn't heard";
-        }
-        return "";
+        const bool heard = receiveOnce(scene, 100).text == "towards us";
+        const bool said = scene.send("from us") == 7 && scene.heardByCounterpart() == "from us";
+        return heard && said ? "" : "what is said isn't heard";
     }
 
     // Only our end is through: that of a server whose last flight was spoiled.
@@ -114,6 +115,7 @@ TEST_F(HandshakeFlip, anUnchangedHandshakeIsAgreedUponByBothEnds) {
                 EXPECT_NE(agreed.suite, 0U);
                 EXPECT_FALSE(agreed.serverCertificate.empty());
                 EXPECT_EQ(agreed.clientCertificate.empty(), !mutual);
+                EXPECT_EQ(faultOfConversation(scene), "");
             }
         }
     }

@@ -132,17 +132,23 @@ Heard completeOnce(Scene& scene, const std::vector<std::size_t>& sizes) {
 
 const std::vector<Path>& allPaths() {
     static const std::vector<Path> paths = {
-        {.name = "recv", .hear = hearBlocking},
-        {.name = "recv in pieces", .hear = hearInSmallPieces},
-        {.name = "recv of all", .hear = hearWaitingForAll, .waitsForAll = true},
-        {.name = "peek and recv", .hear = hearPeeking},
+        {.name = "recv", .hear = hearBlocking, .endsAtTimeOut = true},
+        {.name = "recv in pieces", .hear = hearInSmallPieces, .endsAtTimeOut = true},
+        {.name = "recv of all",
+         .hear = hearWaitingForAll,
+         .endsAtTimeOut = true,
+         .waitsForAll = true},
+        {.name = "peek and recv", .hear = hearPeeking, .endsAtTimeOut = true},
         {.name = "select and recv", .hear = hearWhenReadable},
         {.name = "WSARecv", .hear = hearOverlapped, .overlapped = true},
         {.name = "WSARecv in two buffers",
          .hear = hearOverlappedInTwoBuffers,
          .overlapped = true,
          .severalBuffers = true},
-        {.name = "recv behind an upgrade", .hear = hearBlocking, .upgraded = true},
+        {.name = "recv behind an upgrade",
+         .hear = hearBlocking,
+         .upgraded = true,
+         .endsAtTimeOut = true},
     };
     return paths;
 }

@@ -22,6 +22,8 @@ struct Path {
     Heard (*hear)(Scene&);
     bool upgraded = false;
     bool overlapped = false;
+    // A receive time-out of the socket ends its waits.
+    bool endsAtTimeOut = false;
     // A spoiled record takes along what the same completion had put into earlier buffers.
     bool severalBuffers = false;
     // A failed read takes along what the same call had put into the buffer.

@@ -11,6 +11,7 @@
 #include "strategies/SometimesSecureSocketStrategy.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <utility>
 
@@ -18,7 +19,8 @@ namespace VexaSsl::test {
 
 std::string Casting::describe() const {
     return std::string(asServer ? "server, " : "client, ") + (suite.empty() ? "any suite" : suite) +
-           (mutual ? ", mutual" : "") + (upgraded ? ", upgraded" : "");
+           (mutual ? ", mutual" : "") + (upgraded ? ", upgraded" : "") +
+           (overlapped ? ", AcceptEx" : "");
 }
 
 namespace {
@@ -92,8 +94,29 @@ bool Scene::connect() {
 }
 
 bool Scene::accept() {
+    if (casting.overlapped) {
+        return acceptOverlapped();
+    }
     wire.callIn();
     return strategy->accept(wire.listener(), nullptr, nullptr) != INVALID_SOCKET;
+}
+
+bool Scene::acceptOverlapped() {
+    constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
+    std::array<char, 2 * std::size_t{addressSize}> addresses{};
+    const SOCKET accepting = wire.makeCaller();
+    wire.callIn();
+    Overlapped waiting;
+    DWORD received = 0;
+    const BOOL done = strategy->AcceptEx(wire.listener(), accepting, addresses.data(), 0,
+                                         addressSize, addressSize, &received, waiting.get());
+    const bool pending = done == FALSE && platform::WSAGetLastError() == WSA_IO_PENDING;
+    if (done == FALSE && !(pending && waiting.wait(wire.listener(), received))) {
+        return false;
+    }
+    joinListener(accepting, wire.listener());
+    wire.limitStackEnd(); // the connection has taken the place of the socket
+    return strategy->completeAcceptEx() == 0;
 }
 
 bool Scene::startOtls() {

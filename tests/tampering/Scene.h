@@ -81,6 +81,7 @@ private:
     Move cut(const Bytes& bytes);
     bool connect();
     bool accept();
+    bool acceptOverlapped();
     bool resolve();
     bool startOtls();
 

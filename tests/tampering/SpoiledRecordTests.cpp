@@ -36,7 +36,7 @@ protected:
     Bytes behind;
     Bytes garbage;
     const LogLine altered =
-        failedCall(L"DecryptMessage", static_cast<DWORD>(SEC_E_MESSAGE_ALTERED));
+        failedCall(L"DecryptMessage", static_cast<DWORD>(packageHabits().altered));
     const LogLine tooFew =
         warning(L"::WSARecv completed asynchronously, but there were too few "
                 L"bytes transferred [0] to decrypt even a single crypto message");

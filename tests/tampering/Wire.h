@@ -54,6 +54,8 @@ public:
     void callIn() { far = rawConnection(listening.port()); }
     // Makes the stack's end, before it connects.
     SOCKET makeCaller();
+    // Sets the stack's end its time limits, which an accept may have undone.
+    void limitStackEnd() const;
     // The stack's end, also the one that a failed accept keeps to itself. The wire closes it.
     SOCKET socket() const { return near.handle(); }
     // Sends bytes at once, outside of a turn.
@@ -71,7 +73,6 @@ public:
 private:
     friend class WireStrategy;
 
-    void limitStackEnd() const;
     void meetCaller() { far = HostSocket(acceptFrom(listening.handle())); }
     void takeTurn();
     // How many of the stack's bytes may go out now.
