@@ -1,0 +1,17 @@
+// The harnesses that are linked into a replaying program.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace VexaSsl::fuzz {
+
+struct NamedHarness {
+    const char* name;
+    int (*run)(const std::uint8_t* data, std::size_t size);
+};
+
+const std::vector<NamedHarness>& harnesses();
+
+} // namespace VexaSsl::fuzz

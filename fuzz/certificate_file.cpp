@@ -1,0 +1,114 @@
+// A file of certificates that the tool explains: its reading, and everything that is said about the
+// chain.
+#include "Harness.h"
+
+#include "CertificateFacts.h"
+#include "CertificateFile.h"
+#include "ChainExplanation.h"
+#include "ExitStatus.h"
+#include "Text.h"
+#include "VexaPlatform/Certificates.h"
+#include "tool/JsonReader.h"
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+using namespace VexaSsl;
+using fuzz::require;
+
+bool isOneLine(const std::string& text) {
+    return tool::isUtf8(text) && std::none_of(text.begin(), text.end(), [](unsigned char c) {
+               return (c < 0x20 && c != '\t') || c == 0x7F;
+           });
+}
+
+// By way of standard input, which needs no file. Nothing for a file that is refused.
+std::optional<tool::CertificateChain> read(std::string_view content) {
+    std::istringstream stream{std::string(content)};
+    std::streambuf* const usual = std::cin.rdbuf(stream.rdbuf());
+    std::cin.clear();
+    std::optional<tool::CertificateChain> chain;
+    try {
+        chain = tool::readCertificates("-");
+    } catch (const tool::Failure& failure) {
+        require(failure.status == tool::ExitStatus::Usage && isOneLine(failure.what()),
+                "a refusal is one line");
+    }
+    std::cin.rdbuf(usual);
+    return chain;
+}
+
+std::string encodingOf(const tool::CertificateChain& chain) {
+    std::string encoded;
+    for (const CertificateHandle& certificate : chain.certificates) {
+        encoded.append(reinterpret_cast<const char*>(certificate.get()->pbCertEncoded),
+                       certificate.get()->cbCertEncoded);
+    }
+    return encoded;
+}
+
+void requireFacts(PCCERT_CONTEXT certificate) {
+    const tool::CertificateFacts facts = tool::factsOf(certificate);
+    for (const std::string& line : tool::factLines(facts)) {
+        require(isOneLine(line), "a fact is a line that steers no terminal");
+    }
+    require(isOneLine(tool::shownTitle(facts)) && isOneLine(tool::shownNames(facts.names)),
+            "names are shown as one line");
+    tool::JsonLine line;
+    tool::addFacts(line, facts);
+    require(!test::readObject(line.str()).empty(), "the facts for a script are JSON");
+    require(tool::areSame(certificate, certificate), "a certificate is itself");
+}
+
+void requireFaults(const std::vector<tool::Fault>& faults) {
+    for (const tool::Fault& fault : faults) {
+        require(!fault.identifier.empty() && isOneLine(fault.cause) && isOneLine(fault.remedy),
+                "a fault is put into words");
+    }
+}
+
+void requireExplained(const tool::CertificateChain& chain) {
+    const tool::ChainExplanation explained = tool::explainChain(
+        chain, {.purposes = {true, false}, .name = "localhost", .at = tool::Moment{1'800'000'000}});
+    require(explained.certificates.size() >= chain.certificates.size(),
+            "every certificate at hand is known");
+    for (const tool::PurposeVerdict& verdict : explained.purposes) {
+        std::size_t faults = verdict.faults.size();
+        requireFaults(verdict.faults);
+        for (const tool::ElementVerdict& element : verdict.elements) {
+            require(element.certificate < explained.certificates.size(), "an element is known");
+            requireFaults(element.faults);
+            faults += element.faults.size();
+        }
+        require(verdict.trusted == (faults == 0), "what isn't trusted has a fault, and only that");
+        require(!verdict.trusted || !verdict.elements.empty(), "what is trusted has a chain");
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    platform::setCertificateFolder(VEXASSL_FUZZ_KEYS);
+    const auto chain = read(fuzz::Input(data, size).rest());
+    if (!chain) {
+        return 0;
+    }
+    require(!chain->certificates.empty() && chain->certificates.size() <= size,
+            "there are certificates, and no more than there is room for");
+    require(tool::areSame(chain->leaf.get(), chain->certificates.front().get()),
+            "the first one is asked about");
+    for (const CertificateHandle& certificate : chain->certificates) {
+        requireFacts(certificate.get());
+    }
+    if (chain->certificates.size() == 1) {
+        const auto again = read(encodingOf(*chain));
+        require(again && encodingOf(*again) == encodingOf(*chain),
+                "a certificate is read as it was written");
+    }
+    requireExplained(*chain);
+    return 0;
+}

@@ -1,0 +1,87 @@
+// The files of a certificate folder: PEM and DER with a key in or beside them, PKCS#12 with its
+// password beside, trust anchors.
+//
+// The input: the kind of file, the size of what lies beside it in two bytes, that, and the file.
+#include "Harness.h"
+
+#include "certificates/CertificateFile.h"
+#include "certificates/CertificateInspector.h"
+#include "certificates/Store.h"
+#include "platform/CryptoApi.h"
+
+#include <openssl/x509.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace VexaSsl;
+using fuzz::require;
+
+portable::FileText fileOf(std::string_view content) {
+    portable::FileText file;
+    file.outcome = portable::FileOutcome::read;
+    file.bytes = portable::SecretBytes(content.size());
+    if (!content.empty()) {
+        std::memcpy(file.bytes.data(), content.data(), content.size());
+    }
+    return file;
+}
+
+// A certificate that was taken in can be given out again.
+void requireEncoding(const portable::Certificate& certificate) {
+    const CRYPTOAPI_BLOB encoded = certificate.encoded();
+    const auto* at = static_cast<const unsigned char*>(encoded.pbData);
+    const portable::X509Pointer again(d2i_X509(nullptr, &at, static_cast<long>(encoded.cbData)));
+    require(again && X509_cmp(again.get(), certificate.x509()) == 0,
+            "a certificate is read as it was written");
+}
+
+void requireEntry(const portable::Certificate& entry) {
+    const bool hasKey = entry.keyState() == portable::KeyState::present;
+    require(hasKey == (entry.key() != nullptr), "a key is there when it is said to be");
+    require(hasKey || entry.keyState() == portable::KeyState::unreadable,
+            "a certificate without a key is no entry");
+    require(!hasKey || X509_check_private_key(entry.x509(), entry.key()) == 1,
+            "a key is the certificate's own");
+    requireEncoding(entry);
+}
+
+// Asks what the library asks of a certificate in the store.
+void inspect(const std::vector<portable::CertificatePointer>& entries) {
+    HCERTSTORE store =
+        portable::Store::open(std::make_shared<const portable::StoreContent>(entries));
+    fuzz::StrictLog log;
+    const CertificateInspector inspector(log);
+    std::size_t count = 0;
+    for (PCCERT_CONTEXT found = nullptr;
+         (found = platform::CertEnumCertificatesInStore(store, found)) != nullptr;) {
+        ++count;
+        for (const std::wstring& name : inspector.getAllNames(found)) {
+            require(!name.empty(), "a name isn't empty");
+        }
+        inspector.getFriendlyName(found);
+    }
+    require(count == entries.size(), "every entry is in the store");
+    require(platform::CertCloseStore(store, 0) != 0, "the store closes");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Input input(data, size);
+    const std::size_t kind = input.byte() % 3;
+    const portable::FileText beside = fileOf(input.take(input.number()));
+    const portable::FileText file = fileOf(input.rest());
+    const portable::ParsedFile parsed = kind == 0   ? portable::parsePersonalFile(file, beside)
+                                        : kind == 1 ? portable::parsePkcs12File(file, beside)
+                                                    : portable::parseAnchorFile(file);
+    require(kind == 2 ? parsed.entries.empty() : parsed.anchors.empty(),
+            "a file gives what it is for");
+    require(parsed.entries.size() + parsed.anchors.size() <= size, "the lists are bounded");
+    for (const portable::CertificatePointer& entry : parsed.entries) {
+        requireEntry(*entry);
+    }
+    inspect(parsed.entries);
+    return 0;
+}

@@ -1,0 +1,76 @@
+// What the tool's check says about an ini file and a store. The input: the connection's name in a
+// line, the beginning of the ini file, a mark, and the store.
+#include "Harness.h"
+
+#include "ConfigurationTrace.h"
+#include "EffectiveOptions.h"
+#include "Text.h"
+#include "config/ObservedConfiguration.h"
+#include "config/SecureChannelOptions.h"
+#include "config/Vocabulary.h"
+#include "strategies/StrategyOptions.h"
+
+#include <stdexcept>
+
+namespace {
+
+using namespace VexaSsl;
+using fuzz::require;
+
+void requireFindings(const tool::Findings& findings, const fuzz::MemoryFile& ini,
+                     const fuzz::MemoryFile& store, std::size_t size) {
+    constexpr std::size_t mostFindings = 500;
+    constexpr std::size_t longestFinding = 5000;
+    require(findings.size() <= mostFindings, "a bounded number of findings is told");
+    for (const tool::Finding& finding : findings) {
+        require(!finding.id.empty() &&
+                    tool::printableText(std::string_view(finding.text)) == finding.text,
+                "a finding is printable");
+        require(finding.text.size() <= longestFinding, "a finding is short");
+        require(finding.file.empty() || finding.file == ini.path() || finding.file == store.path(),
+                "a finding is about one of the files");
+        require(finding.line <= size + 3, "a finding is about a line of the file");
+    }
+}
+
+template <typename Options>
+bool isRefused(const IConfig& config) {
+    fuzz::StrictLog log;
+    try {
+        const Options options(log, config);
+        return false;
+    } catch (const std::out_of_range&) {
+        return true;
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static fuzz::MemoryFile ini;
+    static fuzz::MemoryFile store;
+    fuzz::Input input(data, size);
+    const std::wstring connection = tool::widenedBytes(input.takeTo('\n'));
+    // The last section of the name counts, so no input chooses another file.
+    ini.write(std::string(input.takeTo('\xFF')) +
+              "\n[VexaSsl]\nConfigurationStore=" + store.path() + "\n");
+    store.write(input.rest());
+
+    fuzz::StrictLog log(size + 200);
+    tool::ConfigurationTrace trace;
+    const auto config = observedConfigurationFromIniFile(log, ini.path(), connection, trace);
+    require(trace.storeFile() != nullptr && trace.unfitness().empty(), "both files were read");
+    requireFindings(trace.findings(true), ini, store, size);
+    const std::vector<tool::EffectiveOption> options = tool::effectiveOptions(*config, trace);
+    require(options.size() == ConfigurationDefinition::DefaultOptions.size(),
+            "every option is there");
+    for (const tool::EffectiveOption& option : options) {
+        require(option.value == config->getValue(option.name), "a start has the value shown");
+    }
+    const tool::Findings refused = tool::refusedValues(options);
+    requireFindings(refused, ini, store, size);
+    require(!refused.empty() ==
+                (isRefused<StrategyOptions>(*config) || isRefused<SecureChannelOptions>(*config)),
+            "what the library refuses is a finding, and nothing else");
+    return 0;
+}

@@ -1,0 +1,61 @@
+// Names of machines: the hosts file, a name that a client looks for, and the addresses, moments and
+// periods that the tool's arguments name. The first line of the input is a name.
+#include "Harness.h"
+
+#include "ExitStatus.h"
+#include "HostNetwork.h"
+#include "Moment.h"
+#include "base/HostName.h"
+#include "security/TargetName.h"
+
+namespace {
+
+using namespace VexaSsl;
+using fuzz::require;
+
+template <typename Read>
+void readArgument(Read read) {
+    try {
+        read();
+    } catch (const tool::Failure& failure) {
+        require(failure.status == tool::ExitStatus::Usage, "a wrong argument is one of usage");
+    }
+}
+
+void readArguments(const std::string& text) {
+    readArgument([&] {
+        const tool::Endpoint endpoint = tool::parseEndpoint(text);
+        require(!endpoint.port.empty(), "an endpoint has a port");
+        const tool::Endpoint again = tool::parseEndpoint(endpoint.text());
+        require(again.host == endpoint.host && again.port == endpoint.port,
+                "an endpoint is read as it is shown");
+    });
+    readArgument([&] {
+        const tool::Moment moment = tool::parseMoment(text);
+        require(text.starts_with('+') ||
+                    tool::parseMoment(tool::momentForScripts(moment)) == moment,
+                "a moment is read as it is shown");
+    });
+    readArgument([&] { require(tool::parseDays(text) >= 0, "a period doesn't run backwards"); });
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Input input(data, size);
+    const std::string name(input.takeTo('\n'));
+    const std::string hosts(input.rest());
+    const std::string found = portable::canonicalNameIn(hosts, name);
+    require(found.empty() ||
+                (found.find('.') != std::string::npos && hosts.find(found) != std::string::npos),
+            "a canonical name is one of the file's, with a dot");
+    require(found.empty() || portable::canonicalNameIn(hosts, found) == found,
+            "a canonical name is its own");
+
+    const auto target = portable::TargetName::parse(fuzz::wideText(name).c_str());
+    require(target.has_value() || name.empty() || name[0] == '.' || name[0] == '\0' ||
+                name.find('\xFF') != std::string::npos,
+            "a text is a name, unless it is empty or begins with a dot");
+    readArguments(name);
+    return 0;
+}

@@ -1,0 +1,6 @@
+// What a server says to the library's client, up to the end of the negotiation.
+#include "Negotiation.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    return VexaSsl::fuzz::negotiate(VexaSsl::fuzz::Role::Client, data, size);
+}

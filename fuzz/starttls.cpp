@@ -1,0 +1,160 @@
+// The talk in the clear before TLS: what a server says to the tool's client in five protocols, and
+// what a client says to the tool's mail server, in the clear and inside of TLS.
+//
+// The input: the protocol, whether the switch to TLS succeeds, the sizes of the pieces, a mark, and
+// what the peer says.
+#include "Wire.h"
+
+#include "ExitStatus.h"
+#include "Harness.h"
+#include "VexaSsl/IOtlsProvider.h"
+#include "starttls/Agreements.h"
+#include "starttls/SmtpService.h"
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+
+namespace {
+
+using namespace VexaSsl;
+using fuzz::require;
+
+// How a client's talk ended: "" when the server agreed, else the line for the user.
+struct Ending {
+    std::string refusal;
+    std::string said;
+    std::size_t read;
+};
+
+Ending agree(const std::string& protocol, std::string_view server, std::string_view pieceSizes) {
+    fuzz::StrictLog log;
+    fuzz::Wire wire(log);
+    wire.incoming = server;
+    wire.pieceSizes = pieceSizes;
+    Ending ending;
+    try {
+        tool::agreeOn(protocol, wire, fuzz::Wire::socket);
+    } catch (const tool::Failure& failure) {
+        ending.refusal = failure.what();
+        require(failure.status == tool::ExitStatus::Handshake, "a refusal is one of the protocol");
+    }
+    ending.said = wire.written;
+    ending.read = wire.taken;
+    return ending;
+}
+
+void requireSound(const Ending& ending, const std::string& protocol) {
+    constexpr std::size_t longestRefusal = 1000;
+    constexpr std::size_t mostRead = 200 * 4096 + 70'000;
+    constexpr std::size_t mostSaid = 100;
+    require(ending.refusal.empty() || ending.refusal.starts_with(protocol + ": "),
+            "a refusal names the protocol");
+    require(ending.refusal.size() < longestRefusal, "a refusal is short");
+    require(std::none_of(ending.refusal.begin(), ending.refusal.end(),
+                         [](unsigned char c) { return c < 0x20 || c == 0x7F; }),
+            "a refusal is one line and steers no terminal");
+    require(ending.read <= mostRead, "a server is listened to for so long only");
+    require(ending.said.size() <= mostSaid, "a client says little");
+}
+
+// Pieces matter for one thing only: clear text behind the consent is seen when it came with it.
+void requireSameInPieces(const Ending& ending, const std::string& protocol,
+                         std::string_view server) {
+    constexpr std::size_t longest = 500; // beyond, the wire doesn't give single bytes
+    if (server.size() > longest) {
+        return;
+    }
+    const Ending whole = agree(protocol, server, "");
+    const Ending single = agree(protocol, server, "\x01");
+    const bool isSurplus = whole.refusal.find("behind its agreement") != std::string::npos;
+    require(whole.said == single.said && whole.said == ending.said,
+            "a client says the same whatever the pieces");
+    require(whole.refusal == single.refusal || (isSurplus && single.refusal.empty()),
+            "what a server says means the same in pieces");
+    require(!single.refusal.empty() || isSurplus || single.read == whole.read,
+            "nothing behind the consent is taken");
+    require(!isSurplus || single.read < whole.read, "surplus is what came behind the consent");
+}
+
+// A connection that can be switched.
+class MailWire : public fuzz::Wire, public IOtlsProvider {
+public:
+    MailWire(ILog& sink, bool succeeds) : Wire(sink), switchSucceeds(succeeds) {}
+
+    int startOtls() override {
+        require(!isSwitched, "the switch comes once");
+        require(taken != 0 && incoming[taken - 1] == '\n', "nothing is read behind STARTTLS");
+        require(written.find("250 2.1.0") == std::string::npos &&
+                    written.find("\r\n354") == std::string::npos,
+                "no mail is taken in the clear");
+        isSwitched = switchSucceeds;
+        return switchSucceeds ? 0 : SOCKET_ERROR;
+    }
+
+    bool isSwitched = false;
+
+private:
+    const bool switchSucceeds;
+};
+
+void requireEnvelope(const tool::Envelope& mail, const MailWire& wire) {
+    require(wire.isSwitched, "mail is taken inside TLS only");
+    require(mail.sender.starts_with('<') && mail.sender.ends_with('>'), "a sender has brackets");
+    require(!mail.recipients.empty() && mail.recipients.size() <= tool::SmtpSession::mostRecipients,
+            "there are recipients, and not too many");
+    require(mail.size <= tool::SmtpSession::largestMessage && mail.size <= wire.incoming.size(),
+            "a message has no more bytes than were sent");
+}
+
+// Each answer is whole lines that begin with a number.
+void requireAnswers(std::string_view said, std::size_t linesHeard) {
+    constexpr std::size_t longestAnswer = 200;
+    require(said.size() <= (linesHeard + 2) * longestAnswer,
+            "an answer for a line, and a short one");
+    while (!said.empty()) {
+        const std::size_t end = said.find("\r\n");
+        require(end != std::string_view::npos && end > 3 &&
+                    said.substr(0, 3).find_first_not_of("0123456789") == std::string_view::npos,
+                "an answer is a line that begins with a number");
+        said.remove_prefix(end + 2);
+    }
+}
+
+void serveMail(std::string_view client, std::string_view pieceSizes, bool switchSucceeds) {
+    static auto& watchdog = *new tool::Watchdog;
+    tool::Watchdog::Guard guard(watchdog, fuzz::Wire::socket, std::chrono::seconds(0));
+    fuzz::StrictLog log;
+    MailWire wire(log, switchSucceeds);
+    wire.incoming = client;
+    wire.pieceSizes = pieceSizes;
+    wire.sendLimit = 5;
+    tool::SmtpService service(wire, fuzz::Wire::socket, guard, [&wire] {
+        return tool::makeBlockingReceiver(wire, fuzz::Wire::socket, tool::Passing::AsConfigured);
+    });
+    const auto end =
+        service.run([&wire](const tool::Envelope& mail) { requireEnvelope(mail, wire); });
+    require(end != tool::SmtpService::End::Lost, "a connection that works isn't lost");
+    require(end != tool::SmtpService::End::NoSwitch || !switchSucceeds, "the switch is believed");
+    requireAnswers(wire.written,
+                   static_cast<std::size_t>(std::count(client.begin(), client.end(), '\n')));
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Input input(data, size);
+    const std::vector<std::string> protocols = tool::agreementNames();
+    const std::size_t choice = input.byte() % (protocols.size() + 1);
+    const bool switchSucceeds = input.byte() % 2 == 0;
+    const std::string_view pieceSizes = input.takeTo('\xFF');
+    const std::string_view peer = input.rest();
+    if (choice == protocols.size()) {
+        serveMail(peer, pieceSizes, switchSucceeds);
+        return 0;
+    }
+    const Ending ending = agree(protocols[choice], peer, pieceSizes);
+    requireSound(ending, protocols[choice]);
+    requireSameInPieces(ending, protocols[choice], peer);
+    return 0;
+}
