@@ -4,7 +4,6 @@
 
 #include <fstream>
 #include <stdexcept>
-#include <utility>
 
 namespace VexaSsl {
 
@@ -48,7 +47,7 @@ void ConfigFileParser::readLines(const std::filesystem::path& path) {
     }
     std::wstring line;
     while (platform::getTextLine(stream, line)) {
-        lines.push_back(std::move(line));
+        lines.push_back(line); // a copy takes one piece of memory, growing anew several
     }
 }
 
@@ -76,32 +75,36 @@ std::optional<LineMeaning> ConfigFileParser::reasonToDrop(const std::wstring& li
 }
 
 void ConfigFileParser::parseLines() {
-    std::wstring currentSection;
+    Place place;
     for (std::size_t index = 0; index < lines.size(); ++index) {
         const std::wstring& line = lines[index];
         LineExpressions::KeyAndValue pair{};
-        const LineMeaning meaning = parseLine(line, currentSection, pair);
-        tell({lineNumbers[index], meaning, line, currentSection, pair.key, pair.value});
+        const LineMeaning meaning = parseLine(line, place, pair);
+        tell({lineNumbers[index], meaning, line, place.section, pair.key, pair.value});
     }
     lineNumbers.clear();
 }
 
 // A header is searched for, not matched: "key=[x]" opens the section x. A line with nothing on one
 // side of its only delimiter has no effect.
-LineMeaning ConfigFileParser::parseLine(const std::wstring& line, std::wstring& currentSection,
+LineMeaning ConfigFileParser::parseLine(const std::wstring& line, Place& place,
                                         LineExpressions::KeyAndValue& pair) {
     if (const auto name = LineExpressions::findSectionName(line)) {
-        currentSection = *name;
-        sections[currentSection] = OptionMap();
+        place.section = *name;
+        place.options = &sections[place.section];
+        place.options->clear();
         return LineMeaning::Header;
     }
     if (const auto found = LineExpressions::findKeyAndValue(line)) {
         pair = *found;
-        sections[currentSection][std::wstring(pair.key)] = pair.value;
+        if (place.options == nullptr) {
+            place.options = &sections[place.section];
+        }
+        (*place.options)[std::wstring(pair.key)] = pair.value;
         return LineMeaning::KeyAndValue;
     }
     if (isBlankLine(line)) {
-        currentSection.clear();
+        place = {};
         return LineMeaning::Blank;
     }
     return LineMeaning::NoEffect;

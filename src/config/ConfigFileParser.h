@@ -48,12 +48,18 @@ private:
     using SectionMap =
         std::unordered_map<std::wstring, OptionMap, CaseInsensitiveHash, CaseInsensitiveEqual>;
 
+    // The section that keys belong to, and its options when it has any yet.
+    struct Place {
+        std::wstring section;
+        OptionMap* options = nullptr;
+    };
+
     void readLines(const std::filesystem::path& path);
     void dropUnusableLines();
     // Empty for a line that passes the screening.
     std::optional<LineMeaning> reasonToDrop(const std::wstring& line) const;
     void parseLines();
-    LineMeaning parseLine(const std::wstring& line, std::wstring& currentSection,
+    LineMeaning parseLine(const std::wstring& line, Place& place,
                           LineExpressions::KeyAndValue& pair);
     void tell(const ReadLine& line) const;
 

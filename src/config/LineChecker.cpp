@@ -5,6 +5,34 @@
 
 namespace VexaSsl {
 
+namespace {
+
+enum class Finding { nothing, match, matchWithGroups };
+
+// An expression without any sign of the grammar matches itself and nothing else.
+bool isPlainText(const std::wstring& expression) {
+    return expression.find_first_of(L"^$\\.*+?()[]{}|") == std::wstring::npos;
+}
+
+Finding searchPlainText(const std::wstring& line, const std::wstring& text) {
+    return line.find(text) == std::wstring::npos ? Finding::nothing : Finding::match;
+}
+
+// Compiled for each line, which takes longer than everything else that is done with the line; the
+// delimiter of the files, "=", never gets here. The standard library's engine is safe on a small
+// stack for an expression of one character: it tries place after place and never goes deeper. It
+// counts groups, not occurrences, so "too many delimiters" is told only of an expression with a
+// group in it.
+Finding searchExpression(const std::wstring& line, const std::wstring& expression) {
+    std::wsmatch match;
+    if (!std::regex_search(line, match, std::wregex(expression))) {
+        return Finding::nothing;
+    }
+    return match.size() > 1 ? Finding::matchWithGroups : Finding::match;
+}
+
+} // namespace
+
 LineChecker::LineChecker(ILog& sink, std::wstring delimiterExpression)
     : log(sink), delimiter(std::move(delimiterExpression)),
       label(ConfigurationDefinition::ConfigurationStoreLabel) {}
@@ -17,20 +45,15 @@ bool LineChecker::isTooLong(const std::wstring& line) const {
     return true;
 }
 
-// The standard library's engine is safe here on a small stack: for an expression of one character
-// it tries place after place and never goes deeper. It counts groups, not occurrences, so "too many
-// delimiters" is told only of a delimiter expression with a group in it; "=" has none.
 bool LineChecker::hasDelimiter(const std::wstring& line) const {
-    std::wsmatch match;
-    if (!std::regex_search(line, match, std::wregex(delimiter))) {
+    const Finding found = isPlainText(delimiter) ? searchPlainText(line, delimiter)
+                                                 : searchExpression(line, delimiter);
+    if (found == Finding::nothing) {
         logIgnored(L"there's no delimiter", line);
-        return false;
-    }
-    if (match.size() > 1) {
+    } else if (found == Finding::matchWithGroups) {
         logIgnored(L"there're too many delimiters", line);
-        return false;
     }
-    return true;
+    return found == Finding::match;
 }
 
 void LineChecker::logIgnored(const std::wstring& reason, const std::wstring& line) const {

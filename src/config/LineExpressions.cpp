@@ -1,12 +1,17 @@
 #include "config/LineExpressions.h"
 
+#include <algorithm>
+
 namespace VexaSsl::LineExpressions {
 
 namespace {
 
 using View = std::wstring_view;
 
-constexpr View lineTerminators = L"\n\r\u2028\u2029";
+// Not a function: by its address it would be called for each unit.
+constexpr auto isLineTerminator = [](wchar_t unit) {
+    return unit == L'\n' || unit == L'\r' || unit == L'\u2028' || unit == L'\u2029';
+};
 
 // The first result of find over the pieces between line terminators, from left to right.
 template <typename Find>
@@ -52,7 +57,11 @@ bool isSectionHeader(View line) {
            segmentAt(line, 0).size() == line.size();
 }
 
+// Most lines hold no "[" at all, which is found out faster than where their segments end.
 std::optional<View> findSectionName(View line) {
+    if (line.find(L'[') == View::npos) {
+        return std::nullopt;
+    }
     return findInSegments(line, sectionNameIn);
 }
 
@@ -64,9 +73,11 @@ bool isBlank(View line) {
     return line.empty();
 }
 
+// By hand: a search for one of a set of units is a call for each unit in some standard libraries.
 View segmentAt(View text, std::size_t position) {
-    const std::size_t end = text.find_first_of(lineTerminators, position);
-    return text.substr(position, end == View::npos ? View::npos : end - position);
+    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(position);
+    const auto end = std::find_if(begin, text.end(), isLineTerminator);
+    return text.substr(position, static_cast<std::size_t>(end - begin));
 }
 
 } // namespace VexaSsl::LineExpressions

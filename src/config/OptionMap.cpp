@@ -13,12 +13,28 @@ constexpr std::uint64_t offsetBasis = 0xcbf29ce484222325;
 constexpr std::uint64_t prime = 0x100000001b3;
 constexpr unsigned bitsOfByte = 8;
 
+// The system is asked for capital letters only: no locale has a lower case for the other units of
+// ASCII, and most texts consist of them. For a capital letter the locale decides ("I").
 wchar_t fold(wchar_t unit) {
-    return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
+    const bool staysAsItIs = unit < L'A' || (unit > L'Z' && unit <= L'\x7F');
+    return staysAsItIs ? unit : static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
 }
 
+constexpr std::uint64_t toThePower(std::uint64_t base, std::size_t exponent) {
+    std::uint64_t result = 1;
+    for (; exponent > 0; --exponent) {
+        result *= base;
+    }
+    return result;
+}
+
+// A byte of zero just multiplies. So the bytes of a unit that has only one other byte, the lowest,
+// are one multiplication.
 std::uint64_t hashUnit(std::uint64_t hash, wchar_t unit) {
     std::uint64_t rest = static_cast<std::make_unsigned_t<wchar_t>>(unit);
+    if (rest <= 0xFF) {
+        return (hash ^ rest) * toThePower(prime, sizeof unit);
+    }
     for (std::size_t byte = 0; byte < sizeof unit; ++byte) {
         hash = (hash ^ (rest & 0xFF)) * prime;
         rest >>= bitsOfByte;

@@ -1,28 +1,55 @@
 #include "strategies/LogSocketStrategy.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iterator>
 #include <utility>
 #include <vector>
 
 namespace VexaSsl {
 
+namespace {
+
+constexpr std::size_t longestNumber = 20; // digits of a 64-bit number, or its sign and digits
+// The words and numbers of the longest line.
+constexpr std::size_t roomBesideLabel =
+    sizeof " using socket [] to WSARecv [] byte message" + 2 * longestNumber;
+
+template <typename Number>
+void appendNumber(std::wstring& line, Number number) {
+    std::array<char, longestNumber> digits;
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+    std::copy(digits.data(), written.ptr, std::back_inserter(line));
+}
+
+} // namespace
+
 LogSocketStrategy::LogSocketStrategy(ILog& logSink, std::unique_ptr<ISocketStrategy> underlying,
                                      const std::wstring& layerLabel)
     : log(logSink), underlyingStrategy(std::move(underlying)), label(layerLabel) {}
 
-// The line is made in full each time: a log can't be asked for its threshold.
+// The line is made in full each time: a log can't be asked for its threshold. So it is made in one
+// piece of memory, and the numbers without the standard library's formatting of wide text.
 void LogSocketStrategy::logTransfer(const wchar_t* verb, SOCKET s, const wchar_t* operation,
-                                    const std::wstring& size) {
-    log.log(Severity::Debug, label + L" " + verb + L" socket [" + std::to_wstring(s) + L"] to " +
-                                 operation + L" [" + size + L"] byte message");
+                                    std::int64_t size) {
+    std::wstring line;
+    line.reserve(label.size() + roomBesideLabel);
+    line.append(label).append(L" ").append(verb).append(L" socket [");
+    appendNumber(line, s);
+    line.append(L"] to ").append(operation).append(L" [");
+    appendNumber(line, size);
+    line.append(L"] byte message");
+    log.log(Severity::Debug, line);
 }
 
 int LogSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
-    logTransfer(L"using", s, L"send", std::to_wstring(len));
+    logTransfer(L"using", s, L"send", len);
     return underlyingStrategy->send(s, buf, len, flags);
 }
 
 int LogSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept {
-    logTransfer(L"using", s, L"recv", std::to_wstring(len));
+    logTransfer(L"using", s, L"recv", len);
     return underlyingStrategy->recv(s, buf, len, flags);
 }
 
@@ -75,7 +102,7 @@ int LogSocketStrategy::WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWO
     for (const WSABUF& piece : pieces) {
         total += piece.len;
     }
-    logTransfer(L"using", s, L"WSASend", std::to_wstring(total));
+    logTransfer(L"using", s, L"WSASend", total);
     return underlyingStrategy->WSASend(s, buffers, bufferCount, bytesSent, flags, overlapped,
                                        completionRoutine);
 }
@@ -92,7 +119,7 @@ int LogSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWO
 int LogSocketStrategy::completeWSARecv(int status, DWORD* bytesTransferred,
                                        void* context) noexcept {
     // "used": the others announce, this one has happened.
-    logTransfer(L"used", receiveSocket, L"WSARecv", std::to_wstring(*bytesTransferred));
+    logTransfer(L"used", receiveSocket, L"WSARecv", *bytesTransferred);
     return underlyingStrategy->completeWSARecv(status, bytesTransferred, context);
 }
 

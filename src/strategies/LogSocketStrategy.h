@@ -15,6 +15,7 @@
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/ISocketStrategy.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -55,8 +56,7 @@ public:
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 
 private:
-    void logTransfer(const wchar_t* verb, SOCKET s, const wchar_t* operation,
-                     const std::wstring& size);
+    void logTransfer(const wchar_t* verb, SOCKET s, const wchar_t* operation, std::int64_t size);
 
     ILog& log;
     std::unique_ptr<ISocketStrategy> underlyingStrategy; // never null
