@@ -1,0 +1,312 @@
+#include "faults/Steps.h"
+
+#include "integration/support/Settings.h"
+#include "integration/support/System.h"
+
+#include <poll.h>
+
+#include <array>
+#include <fstream>
+
+namespace VexaSsl::test {
+
+namespace {
+
+constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
+
+bool succeeded(const End& end, std::int64_t result, std::int64_t wanted) {
+    return result == wanted && end.last().thrown.empty();
+}
+
+// Until then the peer may still be sending.
+void awaitEndOfPeer(End& end) {
+    if (end.sawEnd) {
+        return;
+    }
+    pollfd entry{end.socket.descriptor(), POLLRDHUP, 0};
+    if (::poll(&entry, 1, static_cast<int>(patienceMilliseconds)) != 1) {
+        end.complain("the peer's stream doesn't end");
+    }
+    end.sawEnd = true;
+}
+
+void expectNext(End& end, const std::string& bytes) {
+    if (allSaidByPeer.compare(end.heard, bytes.size(), bytes) != 0) {
+        end.complain("wrong bytes: " + bytes);
+    }
+}
+
+std::int64_t asResult(SOCKET accepted) {
+    return accepted == INVALID_SOCKET ? -1 : 0;
+}
+
+} // namespace
+
+Step build() {
+    return [](End& end) {
+        const std::int64_t result = end.perform(Kind::build, [&] {
+            end.stack = instantiateSocketStrategy(end.log, *end.config);
+            return 0;
+        });
+        return succeeded(end, result, 0);
+    };
+}
+
+Step resolve() {
+    return [](End& end) {
+        const std::string service = std::to_string(end.listener.port());
+        addrinfo hints{};
+        hints.ai_family = AF_INET;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* found = nullptr;
+        const std::int64_t result = end.perform(Kind::resolve, [&] {
+            return end.stack->getaddrinfo("localhost", service.c_str(), &hints, &found);
+        });
+        platform::freeaddrinfo(found); // there may be a list though the result tells a failure
+        return succeeded(end, result, 0);
+    };
+}
+
+Step resolveWide() {
+    return [](End& end) {
+        const std::wstring service = std::to_wstring(end.listener.port());
+        ADDRINFOW hints{};
+        hints.ai_family = AF_INET;
+        hints.ai_socktype = SOCK_STREAM;
+        ADDRINFOW* found = nullptr;
+        const std::int64_t result = end.perform(Kind::resolve, [&] {
+            return end.stack->GetAddrInfoW(L"localhost", service.c_str(), &hints, &found);
+        });
+        platform::FreeAddrInfoW(found);
+        return succeeded(end, result, 0);
+    };
+}
+
+Step connect() {
+    return [](End& end) {
+        end.socket = makeSocket();
+        const sockaddr_in address = loopbackAddress(end.listener.port());
+        const std::int64_t result = end.perform(Kind::connect, [&] {
+            return end.stack->connect(end.socket.handle(),
+                                      reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        });
+        return succeeded(end, result, 0);
+    };
+}
+
+Step connectWithoutHandshake() {
+    return [](End& end) {
+        end.socket = makeSocket();
+        const sockaddr_in address = loopbackAddress(end.listener.port());
+        const std::int64_t result = end.perform(Kind::connect, [&] {
+            return end.stack->WSAConnect(end.socket.handle(),
+                                         reinterpret_cast<const sockaddr*>(&address),
+                                         sizeof address, nullptr, nullptr, nullptr, nullptr);
+        });
+        return succeeded(end, result, 0);
+    };
+}
+
+Step accept() {
+    return [](End& end) {
+        sockaddr_storage address{};
+        int length = sizeof address;
+        const std::int64_t result = end.perform(Kind::accept, [&] {
+            const SOCKET accepted = end.stack->accept(
+                end.listener.handle(), reinterpret_cast<sockaddr*>(&address), &length);
+            return asResult(accepted);
+        });
+        // A host can't know the number when the handshake failed; a test can.
+        end.socket = HostSocket(end.watch.accepted);
+        return succeeded(end, result, 0);
+    };
+}
+
+Step acceptWithoutHandshake() {
+    return [](End& end) {
+        const std::int64_t result = end.perform(Kind::accept, [&] {
+            return asResult(
+                end.stack->WSAAccept(end.listener.handle(), nullptr, nullptr, nullptr, 0));
+        });
+        end.socket = HostSocket(end.watch.accepted);
+        return succeeded(end, result, 0);
+    };
+}
+
+Step postAccept() {
+    return [](End& end) {
+        waitReadable({end.listener.handle()}, static_cast<int>(patienceMilliseconds));
+        end.socket = makeSocket();
+        std::array<char, 2 * std::size_t{addressSize}> addresses{};
+        Overlapped overlapped;
+        DWORD received = 0;
+        end.perform(Kind::postAccept, [&] {
+            return end.stack->AcceptEx(end.listener.handle(), end.socket.handle(), addresses.data(),
+                                       0, addressSize, addressSize, &received, overlapped.get());
+        });
+        const bool isPosted = end.last().result == TRUE || end.last().error == WSA_IO_PENDING;
+        return isPosted && overlapped.wait(end.listener.handle(), received);
+    };
+}
+
+Step completeAccept() {
+    return [](End& end) {
+        const std::int64_t result =
+            end.perform(Kind::completeAccept, [&] { return end.stack->completeAcceptEx(); });
+        return succeeded(end, result, 0);
+    };
+}
+
+Step startTls() {
+    return [](End& end) {
+        auto* const provider = dynamic_cast<IOtlsProvider*>(end.stack.get());
+        const std::int64_t result =
+            end.perform(Kind::startTls, [&] { return provider->startOtls(); });
+        return succeeded(end, result, 0);
+    };
+}
+
+Step send(const std::string& text) {
+    return [text](End& end) {
+        const int size = static_cast<int>(text.size());
+        const std::int64_t result = end.perform(
+            Kind::send, [&] { return end.stack->send(end.socket.handle(), text.data(), size, 0); });
+        return succeeded(end, result, size);
+    };
+}
+
+Step sendPieces(const std::vector<std::string>& texts) {
+    return [texts](End& end) {
+        std::vector<WSABUF> buffers;
+        std::size_t total = 0;
+        for (const std::string& text : texts) {
+            buffers.push_back({static_cast<ULONG>(text.size()), const_cast<char*>(text.data())});
+            total += text.size();
+        }
+        DWORD sent = 0;
+        const std::int64_t result = end.perform(Kind::send, [&] {
+            return end.stack->WSASend(end.socket.handle(), buffers.data(),
+                                      static_cast<DWORD>(buffers.size()), &sent, 0, nullptr,
+                                      nullptr);
+        });
+        if (sent != (succeeded(end, result, 0) ? total : 0)) {
+            end.complain("a wrong count of bytes sent");
+        }
+        return succeeded(end, result, 0);
+    };
+}
+
+Step hearClear(const std::string& text) {
+    return [text](End& end) {
+        std::string bytes(text.size(), '\0');
+        const std::int64_t result = end.perform(Kind::receive, [&] {
+            return end.stack->recv(end.socket.handle(), bytes.data(),
+                                   static_cast<int>(bytes.size()), msgWaitAll);
+        });
+        return succeeded(end, result, static_cast<std::int64_t>(text.size())) && bytes == text;
+    };
+}
+
+Step receive(std::size_t size, std::size_t room, int flags) {
+    return [=](End& end) {
+        awaitEndOfPeer(end);
+        std::string bytes(room, '\0');
+        const std::int64_t result = end.perform(Kind::receive, [&] {
+            return end.stack->recv(end.socket.handle(), bytes.data(), static_cast<int>(room),
+                                   flags);
+        });
+        if (result > 0) {
+            bytes.resize(static_cast<std::size_t>(result));
+            expectNext(end, bytes);
+            end.heard += (flags & msgPeek) != 0 ? 0 : bytes.size();
+        }
+        return succeeded(end, result, static_cast<std::int64_t>(size));
+    };
+}
+
+Step selectAlone() {
+    return [](End& end) {
+        awaitEndOfPeer(end);
+        fd_set set{};
+        platform::socketSetAdd(end.socket.handle(), set);
+        const timeval limit{patienceSeconds, 0};
+        const std::int64_t result = end.perform(
+            Kind::select, [&] { return end.stack->select(0, &set, nullptr, nullptr, &limit); });
+        return succeeded(end, result, 1);
+    };
+}
+
+Step selectBesideWriting() {
+    return [](End& end) {
+        awaitEndOfPeer(end);
+        fd_set reading{};
+        fd_set writing{};
+        platform::socketSetAdd(end.socket.handle(), reading);
+        platform::socketSetAdd(end.socket.handle(), writing);
+        const timeval limit{patienceSeconds, 0};
+        const std::int64_t result = end.perform(Kind::select, [&] {
+            return end.stack->select(0, &reading, &writing, nullptr, &limit);
+        });
+        return succeeded(end, result, 2);
+    };
+}
+
+Step postReceive(const std::vector<std::size_t>& sizes) {
+    return [sizes](End& end) {
+        awaitEndOfPeer(end);
+        std::size_t total = 0;
+        for (const std::size_t size : sizes) {
+            total += size;
+        }
+        end.shadow.assign(total, '\0');
+        std::vector<WSABUF> buffers;
+        std::size_t start = 0;
+        for (const std::size_t size : sizes) {
+            buffers.push_back({static_cast<ULONG>(size), end.shadow.data() + start});
+            start += size;
+        }
+        Overlapped overlapped;
+        DWORD received = 0;
+        DWORD flags = msgWaitAll; // which is stripped
+        end.perform(Kind::postReceive, [&] {
+            const int result = end.stack->WSARecv(end.socket.handle(), buffers.data(),
+                                                  static_cast<DWORD>(buffers.size()), &received,
+                                                  &flags, overlapped.get(), nullptr);
+            const bool isPending = result != 0 && platform::WSAGetLastError() == WSA_IO_PENDING;
+            return isPending ? 0 : result;
+        });
+        return succeeded(end, end.last().result, 0) &&
+               overlapped.wait(end.socket.handle(), end.transferred);
+    };
+}
+
+Step completeReceive(std::size_t size) {
+    return [size](End& end) {
+        DWORD count = end.transferred;
+        const std::int64_t result = end.perform(
+            Kind::completeReceive, [&] { return end.stack->completeWSARecv(0, &count, nullptr); });
+        if (count != (succeeded(end, result, 0) ? size : 0)) {
+            end.complain("a wrong count of bytes received");
+        }
+        expectNext(end, std::string(end.shadow.data(), count));
+        end.heard += count;
+        return succeeded(end, result, 0);
+    };
+}
+
+Step readConfiguration() {
+    return [](End& end) {
+        const auto folder = temporaryFolder();
+        const auto ini = folder / "faults.ini";
+        const auto store = folder / "faults-store.ini";
+        std::ofstream(ini) << "[VexaSsl]\nConfigurationStore=" << store.string() << '\n';
+        std::ofstream(store) << "[Connections]\nDefault=Chosen\n[Chosen]\nUseEncryption=True\n";
+        const std::int64_t result = end.perform(Kind::configure, [&] {
+            end.config = constructSslConfigurationFromIniFile(end.log, ini, L"Faults");
+            return 0;
+        });
+        return succeeded(end, result, 0);
+    };
+}
+
+} // namespace VexaSsl::test
