@@ -1,0 +1,87 @@
+#include "soak/EchoServer.h"
+
+#include "integration/support/Pki.h"
+
+#include <array>
+#include <stdexcept>
+
+namespace VexaSsl::test {
+
+namespace {
+
+// What a host does against silent peers. Long enough for a handshake on a machine that is busy
+// with hundreds of others.
+constexpr int handshakeSeconds = 20;
+constexpr int silenceSeconds = 120;
+
+void echo(ISocketStrategy& stack, SOCKET socket) {
+    std::array<char, 32768> buffer;
+    for (;;) {
+        const int count = stack.recv(socket, buffer.data(), static_cast<int>(buffer.size()), 0);
+        if (count <= 0 || stack.send(socket, buffer.data(), count, 0) != count) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+EchoServer::EchoServer(std::size_t workers)
+    : listening(platform::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+    const sockaddr_in address = loopbackAddress(0);
+    if (platform::bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+            0 ||
+        platform::listen(listening, SOMAXCONN) != 0) {
+        throw std::runtime_error("can't listen");
+    }
+    boundPort = portOf(listening);
+    while (threads.size() < workers) {
+        threads.emplace_back([this] { work(); });
+    }
+}
+
+// Closing the listener ends the accepts that are posted.
+EchoServer::~EchoServer() {
+    ending = true;
+    platform::closesocket(listening);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+void EchoServer::work() {
+    const auto config = Settings::plain()
+                            .with("UseEncryption", "True")
+                            .with("ServerCertificateToSendName", pki::localhostElliptic)
+                            .load(log);
+    while (!ending && acceptNext(*config)) {
+    }
+}
+
+// Result: false when nobody can come any more.
+bool EchoServer::acceptNext(const IConfig& config) {
+    constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
+    std::array<char, 2 * std::size_t{addressSize}> addresses{};
+    const auto stack = instantiateSocketStrategy(log, config);
+    HostSocket socket = makeSocket();
+    OVERLAPPED accept{};
+    DWORD count = 0;
+    DWORD flags = 0;
+    const BOOL done = stack->AcceptEx(listening, socket.handle(), addresses.data(), 0, addressSize,
+                                      addressSize, &count, &accept);
+    if (done == FALSE && platform::WSAGetLastError() != WSA_IO_PENDING) {
+        return false;
+    }
+    if (platform::WSAGetOverlappedResult(listening, &accept, &count, TRUE, &flags) == FALSE) {
+        return true; // a peer that is gone, or the end
+    }
+    ++taken;
+    limitWaiting(socket.handle(), handshakeSeconds);
+    if (stack->completeAcceptEx() == 0) {
+        limitWaiting(socket.handle(), silenceSeconds);
+        echo(*stack, socket.handle());
+    }
+    return true;
+}
+
+} // namespace VexaSsl::test

@@ -1,0 +1,134 @@
+#include "soak/IdleLoad.h"
+
+#include "integration/support/Pki.h"
+#include "tool/Command.h"
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+
+namespace {
+
+constexpr std::size_t dialers = 8;
+
+Words serverWords(const IdleLoad& load) {
+    const auto store = freshFile(".store");
+    std::ofstream(store) << "[Connections]\nDefault=Idle\n[Idle]\nUseEncryption=True\n"
+                            "MinimumSeverityToLog=Warning\nServerCertificateToSendName="
+                         << pki::localhostElliptic << "\n";
+    const auto ini = freshFile(".ini");
+    std::ofstream(ini) << "[VexaSsl]\nConfigurationStore=" << store.string() << "\n";
+    return {load.tool,
+            "serve",
+            "--port",
+            "0",
+            "--overlapped",
+            "--timeout",
+            "0",
+            "--max-connections",
+            std::to_string(2 * (load.idle + load.busy)),
+            "--ini",
+            ini.string(),
+            "--certificates",
+            load.certificates};
+}
+
+std::uint16_t portOf(const Command& server) {
+    const std::string line = server.output();
+    return static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
+}
+
+using Calls = std::vector<std::unique_ptr<Call>>;
+
+// Does the work for each place, spread over some threads.
+template <typename Work>
+void forEach(std::size_t count, const Work& work) {
+    std::vector<std::jthread> threads;
+    for (std::size_t first = 0; first < dialers; ++first) {
+        threads.emplace_back([&, first] {
+            for (std::size_t i = first; i < count; i += dialers) {
+                work(i);
+            }
+        });
+    }
+}
+
+void dialAll(Calls& calls, std::uint16_t port, Counts& counts) {
+    CountingLog log;
+    forEach(calls.size(), [&](std::size_t i) {
+        const auto config = Settings::plain().with("UseEncryption", "True").load(log);
+        calls[i] = std::make_unique<Call>(port, *config, log);
+        ++counts.honest;
+        counts.failed += calls[i]->established() ? 0 : 1;
+    });
+}
+
+void useAll(const Calls& calls, Counts& counts) {
+    forEach(calls.size(), [&](std::size_t i) {
+        const bool well = calls[i]->established() && calls[i]->echoes(sentBytes(), i, 100);
+        counts.failed += well ? 0 : 1;
+        counts.bytes += well ? 100 : 0;
+    });
+}
+
+void keepBusy(const IdleLoad& load, std::uint16_t port, Counts& counts, Samples& samples,
+              pid_t server) {
+    const auto end = std::chrono::steady_clock::now() + load.time;
+    const auto isOver = [end] { return std::chrono::steady_clock::now() >= end; };
+    std::vector<std::jthread> threads;
+    for (unsigned seed = 0; seed < load.busy; ++seed) {
+        threads.emplace_back([&, seed] {
+            Caller caller(port, counts, seed);
+            while (!isOver()) {
+                caller.callHonestly(20, 16000);
+            }
+        });
+    }
+    while (!isOver()) {
+        samples.add(takeSample(server, counts.connections()));
+        std::this_thread::sleep_for(load.time / 30);
+    }
+}
+
+bool isAsItWas(const Command& server, std::size_t descriptors) {
+    for (int looks = 0; looks < 600; ++looks) {
+        if (server.openDescriptors() <= descriptors) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    std::printf("FAILED: the server holds %zu descriptors, %zu before\n", server.openDescriptors(),
+                descriptors);
+    return false;
+}
+
+} // namespace
+
+bool IdleLoad::run(Counts& counts, Samples& samples) const {
+    Command server(serverWords(*this));
+    if (!server.shows("\n")) {
+        std::printf("FAILED: no server: %s\n", server.errors().c_str());
+        return false;
+    }
+    const std::uint16_t port = portOf(server);
+    const std::size_t descriptors = server.settledDescriptors();
+    Calls calls(idle);
+    dialAll(calls, port, counts);
+    keepBusy(*this, port, counts, samples, server.processNumber());
+    useAll(calls, counts);
+    calls.clear();
+    const bool isEmpty = isAsItWas(server, descriptors);
+    server.signal(SIGTERM);
+    const int status = server.exitStatus();
+    if (status != 0) {
+        std::printf("FAILED: the server ended with %d\n", status);
+    }
+    return isEmpty && status == 0;
+}
+
+} // namespace VexaSsl::test

@@ -1,0 +1,163 @@
+// A load that goes on: thousands of connections one after another, hundreds at once for minutes,
+// some of them hostile, and thousands that idle on `vexassl serve` while a few are busy. Both roles
+// are the library's. It looks at every byte, and at what memory and descriptors do meanwhile.
+//
+// Exit status: 0; 1 when an honest connection failed, or memory or descriptors grew by more than is
+// allowed; 2 for wrong arguments.
+#include "fakes/Sweep.h"
+#include "integration/support/Pki.h"
+#include "soak/Callers.h"
+#include "soak/IdleLoad.h"
+#include "soak/Samples.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstdio>
+
+#include <sys/resource.h>
+
+namespace VexaSsl::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// What may grow for each thousand of connections: less than one small object for each.
+constexpr double allowedKib = 50;
+constexpr double allowedDescriptors = 0.5;
+// And for all of them together: the allocator's pools of hundreds of threads fill slowly, and a
+// descriptor more or less at the ends makes a slope of its own.
+constexpr double allowedKibInAll = 8192;
+constexpr double allowedDescriptorsInAll = 20;
+
+struct LoadPlan {
+    std::size_t inTurn = 10000;
+    std::size_t atOnce = 500;
+    double minutes = 10;
+    std::size_t idle = 5000;
+    std::size_t busy = 10;
+    double idleMinutes = 1;
+    std::string tool;
+    std::string certificates;
+
+    void makeQuick() {
+        inTurn = 1000;
+        atOnce = 100;
+        minutes = 0.2;
+        idle = 500;
+        idleMinutes = 0.1;
+    }
+};
+
+// Tells the figure. Result: whether it is as it should be.
+bool judge(const std::string& what, const Counts& counts, const Samples& samples) {
+    char text[200];
+    std::snprintf(text, sizeof text, "%zu connections, %zu of them hostile; %zu honest failed; ",
+                  counts.connections(), counts.hostile.load(), counts.failed.load());
+    char bytes[100];
+    std::snprintf(bytes, sizeof bytes, "%.1f MiB echoed and checked; ",
+                  static_cast<double>(counts.bytes) / (1 << 20));
+    tellFigure("Soak", what + ": " + text + bytes + samples.text());
+    const double thousands = samples.thousands();
+    const bool isFlat = thousands * samples.kibPerThousandConnections() <=
+                            thousands * allowedKib + allowedKibInAll &&
+                        thousands * samples.descriptorsPerThousandConnections() <=
+                            thousands * allowedDescriptors + allowedDescriptorsInAll;
+    if (!isFlat) {
+        std::printf("FAILED: grew by more than %.0f KiB or %.1f descriptors per 1,000 connections "
+                    "and %.0f KiB or %.0f descriptors in all\n",
+                    allowedKib, allowedDescriptors, allowedKibInAll, allowedDescriptorsInAll);
+    }
+    return isFlat && counts.failed == 0;
+}
+
+bool callInTurn(const LoadPlan& plan) {
+    constexpr std::size_t workers = 8; // hostile ones keep some of them
+    constexpr std::size_t connectionsPerSample = 100;
+    EchoServer server(workers);
+    Counts counts;
+    Caller caller(server.port(), counts, 1);
+    Samples samples;
+    while (counts.connections() < plan.inTurn) {
+        caller.call(1, 4096);
+        if (counts.connections() % connectionsPerSample == 0) {
+            samples.add(takeSample(::getpid(), counts.connections()));
+        }
+    }
+    return judge("one after another", counts, samples);
+}
+
+bool callAtOnce(const LoadPlan& plan) {
+    EchoServer server(plan.atOnce + plan.atOnce / 10);
+    Counts counts;
+    Samples samples;
+    const auto end = Clock::now() + std::chrono::duration<double>(60 * plan.minutes);
+    std::vector<std::jthread> callers;
+    for (unsigned seed = 0; seed < plan.atOnce; ++seed) {
+        callers.emplace_back([&, seed] {
+            Caller caller(server.port(), counts, seed);
+            while (Clock::now() < end) {
+                caller.call(20, 16000);
+            }
+        });
+    }
+    while (Clock::now() < end) {
+        samples.add(takeSample(::getpid(), counts.connections()));
+        std::this_thread::sleep_for(std::chrono::duration<double>(0.3 * plan.minutes + 0.1));
+    }
+    callers.clear();
+    char what[80];
+    std::snprintf(what, sizeof what, "%zu at once for %.2f minutes", plan.atOnce, plan.minutes);
+    return judge(what, counts, samples);
+}
+
+bool holdIdle(const LoadPlan& plan) {
+    const IdleLoad load{plan.tool, plan.certificates, plan.idle, plan.busy,
+                        std::chrono::duration<double>(60 * plan.idleMinutes)};
+    Counts counts;
+    Samples samples;
+    const bool wasHeld = load.run(counts, samples);
+    const std::string what = std::to_string(plan.idle) + " idle on serve --overlapped while " +
+                             std::to_string(plan.busy) + " are busy";
+    return judge(what, counts, samples) && wasHeld;
+}
+
+// Each connection takes two descriptors here and two there.
+void allowDescriptors() {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool run(const LoadPlan& plan) {
+    allowDescriptors();
+    pki::use(plan.certificates);
+    // Every part runs, whatever the ones before it found.
+    bool well = callInTurn(plan);
+    well = callAtOnce(plan) && well;
+    return holdIdle(plan) && well;
+}
+
+} // namespace
+} // namespace VexaSsl::test
+
+int main(int argc, char** argv) {
+    VexaSsl::test::LoadPlan plan;
+    CLI::App arguments("The load test of VexaSsl; script/soak runs it");
+    bool isQuick = false;
+    arguments.add_option("--minutes", plan.minutes, "How long the connections at once go on");
+    arguments.add_flag("--quick", isQuick, "Less of everything: under a minute");
+    arguments.add_option("--tool", plan.tool, "The program vexassl")->required();
+    arguments.add_option("--certificates", plan.certificates, "The tests' certificates")
+        ->required();
+    try {
+        arguments.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return arguments.exit(error) == 0 ? 0 : 2;
+    }
+    if (isQuick) {
+        plan.makeQuick();
+    }
+    return VexaSsl::test::run(plan) ? 0 : 1;
+}
