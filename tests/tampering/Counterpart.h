@@ -47,6 +47,12 @@ struct Agreement {
     bool operator==(const Agreement&) const = default;
 };
 
+// What an established context of the library's security package tells of the protocol and the
+// suite; as the certificate of its peer the one that it was shown. The rest stays empty.
+Agreement agreementOf(CtxtHandle* context, bool ofServer);
+// The encoded certificate of a case, as the side under test shows it.
+Bytes certificateOf(const std::string& name);
+
 class Counterpart {
 public:
     explicit Counterpart(const Casting& casting);

@@ -1,7 +1,6 @@
 #include "tampering/Scene.h"
 
 #include "VexaSsl/IOtlsProvider.h"
-#include "contract/support/TestCertificates.h"
 #include "frame/ErrorText.h"
 #include "integration/support/Pki.h"
 #include "integration/support/Settings.h"
@@ -163,27 +162,32 @@ Move Scene::cut(const Bytes& bytes) {
 }
 
 Agreement Scene::agreement() {
-    CtxtHandle* const context = secure->securedConnection()->securityContext.address();
+    Agreement agreed =
+        agreementOf(secure->securedConnection()->securityContext.address(), casting.asServer);
+    if (casting.asServer) {
+        agreed.serverCertificate = certificateOf(casting.serverCase());
+    } else if (casting.mutual) {
+        agreed.clientCertificate = certificateOf(casting.clientCase());
+    }
+    return agreed;
+}
+
+Agreement agreementOf(CtxtHandle* context, bool ofServer) {
+    Agreement agreed;
     SecPkgContext_CipherInfo info{};
     info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
-    platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info);
-    PCCERT_CONTEXT certificate = nullptr;
-    platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
-    Bytes seen;
-    if (certificate != nullptr) {
-        seen.assign(certificate->pbCertEncoded,
-                    certificate->pbCertEncoded + certificate->cbCertEncoded);
-        platform::CertFreeCertificateContext(certificate);
+    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) == SEC_E_OK) {
+        agreed.version = info.dwProtocol;
+        agreed.suite = info.dwCipherSuite;
     }
-    const StoreCertificate own(casting.asServer ? casting.serverCase() : casting.clientCase());
-    const Bytes shown(own.get()->pbCertEncoded,
-                      own.get()->pbCertEncoded + own.get()->cbCertEncoded);
-    return {.version = info.dwProtocol,
-            .suite = info.dwCipherSuite,
-            .serverCertificate = casting.asServer ? shown : seen,
-            .clientCertificate = !casting.mutual    ? Bytes()
-                                 : casting.asServer ? seen
-                                                    : shown};
+    PCCERT_CONTEXT shown = nullptr;
+    platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &shown);
+    if (shown != nullptr) {
+        Bytes& place = ofServer ? agreed.clientCertificate : agreed.serverCertificate;
+        place.assign(shown->pbCertEncoded, shown->pbCertEncoded + shown->cbCertEncoded);
+        platform::CertFreeCertificateContext(shown);
+    }
+    return agreed;
 }
 
 void Scene::deliver(const std::vector<Bytes>& next, Farewell behind) {

@@ -114,13 +114,13 @@ TEST_P(SpoiledRecord, givesItsStatusToACompletion) {
     scene.deliver({spoiled});
     const Heard heard = completeOnce(scene, {100});
     EXPECT_EQ(heard.text, "");
-    EXPECT_THAT(heard.ends, ElementsAre(SEC_E_MESSAGE_ALTERED));
+    EXPECT_THAT(heard.ends, ElementsAre(packageHabits().altered));
     EXPECT_THAT(lines(), ElementsAre(altered, tooFew));
 }
 
 TEST_P(SpoiledRecord, behindAGoodOneHoldsThatBackUntilTheNextCompletion) {
     scene.deliver({good + spoiled});
-    EXPECT_THAT(completeOnce(scene, {100}).ends, ElementsAre(SEC_E_MESSAGE_ALTERED));
+    EXPECT_THAT(completeOnce(scene, {100}).ends, ElementsAre(packageHabits().altered));
     EXPECT_EQ(completeOnce(scene, {100}).text, goodText);
     EXPECT_THAT(lines(), ElementsAre(altered, tooFew));
 }
@@ -130,7 +130,7 @@ TEST_P(SpoiledRecord, behindAGoodOneHoldsThatBackUntilTheNextCompletion) {
 TEST_P(SpoiledRecord, takesAlongWhatACompletionHadPutIntoEarlierBuffers) {
     scene.deliver({good + spoiled});
     const Heard failed = completeOnce(scene, {3, 100});
-    EXPECT_THAT(failed.ends, ElementsAre(SEC_E_MESSAGE_ALTERED));
+    EXPECT_THAT(failed.ends, ElementsAre(packageHabits().altered));
     EXPECT_EQ(failed.beyond, goodText.substr(0, 3));
     EXPECT_EQ(completeOnce(scene, {3, 100}).text, goodText.substr(3));
 }
@@ -143,17 +143,19 @@ TEST_P(SpoiledRecord, letsNothingBeSentAnyMore) {
     EXPECT_EQ(scene.wire.sentByStack(), before);
     EXPECT_THAT(lines(),
                 ElementsAre(altered, failedCall(L"EncryptMessage",
-                                                static_cast<DWORD>(SEC_E_MESSAGE_ALTERED))));
+                                                static_cast<DWORD>(packageHabits().altered))));
 }
 
 // What can't be TLS is the one failure without a line, now and at each read behind it.
 TEST_P(SpoiledRecord, thatIsNoTlsLeavesNoLine) {
+    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
     scene.deliver({garbage, behind});
     EXPECT_THAT(receiveOnce(scene, 100).ends, ElementsAre(0));
     EXPECT_THAT(lines(), IsEmpty());
 }
 
 TEST_P(SpoiledRecord, thatIsNoTlsGivesItsStatusToACompletion) {
+    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
     scene.deliver({garbage});
     EXPECT_THAT(completeOnce(scene, {100}).ends, ElementsAre(SEC_E_INVALID_TOKEN));
     EXPECT_THAT(lines(), ElementsAre(tooFew));
@@ -173,6 +175,7 @@ TEST_P(CutRecord, isAnOrdinaryEndWithoutALine) {
 }
 
 TEST_P(CutRecord, byAResetFailsWithTheSystemsErrorAndNoLine) {
+    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
     scene.deliver({part(good, 0, good.size() - 1)}, Farewell::reset);
     EXPECT_THAT(receiveOnce(scene, 100).ends, ElementsAre(SOCKET_ERROR));
     EXPECT_EQ(platform::WSAGetLastError(), WSAECONNRESET);
@@ -180,6 +183,7 @@ TEST_P(CutRecord, byAResetFailsWithTheSystemsErrorAndNoLine) {
 }
 
 TEST_P(CutRecord, byAResetLosesWhatACallForAllHadByThen) {
+    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
     scene.deliver({good}, Farewell::reset);
     const Heard heard = receiveOnce(scene, 100, msgWaitAll);
     EXPECT_THAT(heard.ends, ElementsAre(SOCKET_ERROR));
@@ -201,6 +205,7 @@ TEST_P(CutRecord, bySilenceTimesOutAndGoesOnWithTheRest) {
 
 // The peer goes while a record is on its way out.
 TEST_P(CutRecord, onItsWayOutFailsTheSendBehindAnyByte) {
+    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
     const std::size_t size = good.size();
     for (std::size_t k = 0; k < size; ++k) {
         Scene sending({.asServer = GetParam()});

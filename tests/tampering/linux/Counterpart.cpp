@@ -1,6 +1,7 @@
 // Here it is OpenSSL, with a context of its own.
 #include "tampering/Counterpart.h"
 
+#include "contract/support/TestCertificates.h"
 #include "contract/support/portable/RawPeerState.h"
 
 #include <openssl/x509.h>
@@ -50,6 +51,11 @@ const std::vector<std::string>& allSuites() {
 const PackageHabits& packageHabits() {
     static constexpr PackageHabits habits{.altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true};
     return habits;
+}
+
+Bytes certificateOf(const std::string& name) {
+    const StoreCertificate shown(name);
+    return {shown.get()->pbCertEncoded, shown.get()->pbCertEncoded + shown.get()->cbCertEncoded};
 }
 
 Counterpart::Counterpart(const Casting& casting)

@@ -1,0 +1,16 @@
+#include "tampering/Wire.h"
+
+namespace VexaSsl::test {
+
+void limitReceiving(SOCKET socket, int milliseconds) {
+    const DWORD limit = static_cast<DWORD>(milliseconds);
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&limit),
+                 sizeof limit);
+}
+
+// Whatever is to be read comes before the reset, which is all that can be waited for.
+void awaitReset(SOCKET socket) {
+    waitReadable({socket}, 1000 * patienceSeconds);
+}
+
+} // namespace VexaSsl::test
