@@ -152,11 +152,12 @@ Der issue(const Link& link, const Link& issuer) {
     const Der algorithm = signatureAlgorithm(signer, link.digest);
     const Der version = link.version == 0 ? Der() : tlv(0xA0, integer(link.version));
     const Der publicKey = edited(link.editPublicKey, publicKeyOf(keyOf(keyNameOf(link), link.key)));
+    const Der validity = link.validity.value_or(sequence({day(link.firstDay), day(link.lastDay)}));
+    const Der serial = link.serial.value_or(nextSerialNumber());
     const Der toSign =
-        edited(link.editUnsigned, sequence({version, nextSerialNumber(), algorithm,
-                                            link.issuerName.value_or(subjectOf(issuer)),
-                                            sequence({day(link.firstDay), day(link.lastDay)}),
-                                            subjectOf(link), publicKey, extensionsOf(link)}));
+        edited(link.editUnsigned,
+               sequence({version, serial, algorithm, link.issuerName.value_or(subjectOf(issuer)),
+                         validity, subjectOf(link), publicKey, extensionsOf(link)}));
     return edited(link.edit,
                   sequence({toSign, algorithm, bits(signatureOf(toSign, signer, link.digest))}));
 }
@@ -246,6 +247,12 @@ Chain& Chain::digest(Digest kind) {
 Chain& Chain::version(long number) {
     return change([&](Link& link) { link.version = number; });
 }
+Chain& Chain::serial(const Der& number) {
+    return change([&](Link& link) { link.serial = number; });
+}
+Chain& Chain::validity(const Der& times) {
+    return change([&](Link& link) { link.validity = times; });
+}
 Chain& Chain::issuedInTheNameOf(const std::string& commonName) {
     return change([&](Link& link) { link.issuerName = distinguished({commonName}); });
 }
@@ -288,9 +295,15 @@ Chain& Chain::andShowRoot() {
     return *this;
 }
 
+Chain& Chain::forced() {
+    isForced = true;
+    return *this;
+}
+
 Shown Chain::make() const {
     const Link& root = rootNamed(rootName);
     Shown shown;
+    shown.isForced = isForced;
     shown.key = keyOf(keyNameOf(links.front()), links.front().key);
     for (std::size_t i = 0; i < links.size(); ++i) {
         const bool isWithheld =

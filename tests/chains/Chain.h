@@ -50,6 +50,8 @@ struct Link {
     KeyKind key = KeyKind::p256;
     Digest digest = Digest::sha256;
     long version = 2;
+    std::optional<Der> serial = {};
+    std::optional<Der> validity = {};
     std::optional<std::string> signer = {}; // the name whose key signs, if it isn't the issuer's
     Edit editUnsigned = {};                 // of what is signed
     Edit editPublicKey = {};
@@ -60,6 +62,7 @@ struct Link {
 struct Shown {
     std::vector<Der> certificates; // leaf first
     EVP_PKEY* key = nullptr;       // the leaf's
+    bool isForced = false;         // where a TLS library would rather show nothing
 };
 
 class Chain {
@@ -89,6 +92,8 @@ public:
     Chain& keyNamed(const std::string& name);
     Chain& digest(Digest kind);
     Chain& version(long number);
+    Chain& serial(const Der& number);
+    Chain& validity(const Der& times); // both
     Chain& issuedInTheNameOf(const std::string& commonName);
     Chain& signedBy(const std::string& keyName);
     Chain& selfSigned();
@@ -102,6 +107,7 @@ public:
     Chain& reversed();                  // all behind the leaf
     Chain& andShow(const Chain& other); // the other chain's certificates behind these
     Chain& andShowRoot();
+    Chain& forced();
 
     Shown make() const;
     const Link& leaf() const { return links.front(); }
@@ -114,6 +120,7 @@ private:
     std::vector<std::string> withheld;
     bool backwards = false;
     bool showsRoot = false;
+    bool isForced = false;
     std::vector<Chain> others;
 };
 

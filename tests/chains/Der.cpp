@@ -41,17 +41,14 @@ Der identifier(const std::string& dotted) {
     return tlv(0x06, content);
 }
 
-// Of the values that certificates hold, none needs more than these bytes.
+// The fewest bytes whose first bit tells the sign.
 Der integer(long value) {
     Der content;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        const char byte = static_cast<char>((value >> shift) & 0xFF);
-        const bool needed = shift == 0 || !content.empty() || byte != 0;
-        if (needed && content.empty() && value > 0 && (byte & 0x80))
-            content += '\0';
-        if (needed)
-            content += byte;
-    }
+    long rest = value;
+    do {
+        content.insert(content.begin(), static_cast<char>(rest & 0xFF));
+        rest >>= 8;
+    } while (rest != (content.front() < 0 ? -1 : 0));
     return tlv(0x02, content);
 }
 
@@ -60,7 +57,8 @@ Der bits(const Der& content, unsigned char unused) {
 }
 
 Der day(int fromNow) {
-    const std::time_t time = std::time(nullptr) + std::time_t{fromNow} * 24 * 60 * 60;
+    static const std::time_t now = std::time(nullptr); // the same bytes each time
+    const std::time_t time = now + std::time_t{fromNow} * 24 * 60 * 60;
     std::tm parts{};
     gmtime_r(&time, &parts);
     char text[32];

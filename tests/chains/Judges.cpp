@@ -3,7 +3,9 @@
 #include "chains/MemoryPeer.h"
 
 #include "CertificateFiles.h"
+#include "certificates/CertificateInspector.h"
 #include "config/SslConfig.h"
+#include "contract/certificates/StoreFixture.h"
 #include "frame/ErrorText.h"
 #include "secure/SecureSocketStrategy.h"
 
@@ -25,16 +27,6 @@ namespace VexaSsl::test {
 namespace {
 
 const std::string ownSubject = "the judging server";
-
-std::string keyText(EVP_PKEY* key) {
-    BIO* bio = BIO_new(BIO_s_mem());
-    PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr);
-    char* bytes = nullptr;
-    const long size = BIO_get_mem_data(bio, &bytes);
-    const std::string text(bytes, static_cast<std::size_t>(size));
-    BIO_free(bio);
-    return text;
-}
 
 // The certificates in force for every case, the files for the command, and a socket for the log.
 class Bench {
@@ -237,12 +229,40 @@ Verification verifiedByOpenSsl(const Shown& shown, Purpose purpose, const std::s
     return verification;
 }
 
-void putIntoStore(const std::string& name, const std::string& content) {
-    Bench::instance().folder.write("my/" + name, content);
+std::string keyText(EVP_PKEY* key) {
+    BIO* bio = BIO_new(BIO_s_mem());
+    PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr);
+    char* bytes = nullptr;
+    const long size = BIO_get_mem_data(bio, &bytes);
+    const std::string text(bytes, static_cast<std::size_t>(size));
+    BIO_free(bio);
+    return text;
 }
 
-void removeFromStore(const std::string& name) {
-    Bench::instance().folder.remove("my/" + name);
+Entry judgedInStore(const std::string& name, const std::string& content, EVP_PKEY* key) {
+    const TemporaryCertificateFolder& folder = Bench::instance().folder;
+    const std::string file = "my/" + name;
+    const std::string keyFile = file.substr(0, file.rfind('.')) + ".key";
+    folder.write(file, content);
+    folder.write(keyFile, keyText(key));
+    Entry entry;
+    CollectingLog log;
+    {
+        const OpenedStore store;
+        const CertificateInspector inspector(log);
+        for (HeldContext at = firstIn(store.get()); at; at = nextIn(store.get(), at.release())) {
+            if (displayName(at.get()) == wide(ownSubject)) {
+                entry.othersAreThere = true;
+                continue;
+            }
+            ++entry.found;
+            entry.trustedServer |= inspector.verifyCertificateChain(at.get(), true);
+            entry.trustedClient |= inspector.verifyCertificateChain(at.get(), false);
+        }
+    }
+    folder.remove(file);
+    folder.remove(keyFile);
+    return entry;
 }
 
 } // namespace VexaSsl::test

@@ -54,8 +54,15 @@ struct Verification {
 // target: "" for none.
 Verification verifiedByOpenSsl(const Shown& shown, Purpose purpose, const std::string& target = "");
 
-// Writes a file of the personal store in force.
-void putIntoStore(const std::string& name, const std::string& content);
-void removeFromStore(const std::string& name);
+// What becomes of a file of the personal store.
+struct Entry {
+    int found = 0; // entries that the file gave
+    bool trustedServer = false;
+    bool trustedClient = false;
+    bool othersAreThere = false; // what lies beside it is found all the same
+};
+
+Entry judgedInStore(const std::string& name, const std::string& content, EVP_PKEY* key);
+std::string keyText(EVP_PKEY* key);
 
 } // namespace VexaSsl::test
