@@ -1,0 +1,21 @@
+# The packages that cpack makes: on Linux three for Debian (library, development files, tool), on
+# Windows one ZIP file with everything.
+set(CPACK_PACKAGE_NAME vexassl)
+set(CPACK_PACKAGE_VENDOR "VEXA")
+set(CPACK_PACKAGE_CONTACT "VexaSsl maintainers <maintainers@vexassl.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_CHECKSUM SHA256)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_COMPONENTS_ALL library development tool)
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME VexaSsl-${PROJECT_VERSION}-windows-x64)
+  # Its symbols lie beside the library already.
+  set(CPACK_STRIP_FILES OFF)
+  set(CPACK_MONOLITHIC_INSTALL ON)
+else()
+  include(${CMAKE_CURRENT_LIST_DIR}/Debian.cmake)
+endif()
+include(CPack)
