@@ -61,11 +61,11 @@ Cell handshakes(const std::string& name, KeyKind key, bool bundle, int count) {
 
 } // namespace
 
-std::vector<Cell> cells(bool quick) {
-    const std::size_t portion = quick ? 1 : 4;
-    const std::size_t bytes = portion * (32 << 20);
-    const int trips = static_cast<int>(portion) * 4000;
-    const int shakes = static_cast<int>(portion) * 50;
+std::vector<Cell> cells(Effort effort) {
+    const int portion = effort == Effort::full ? 400 : effort == Effort::quick ? 100 : 1;
+    const std::size_t bytes = static_cast<std::size_t>(portion) * (320 << 10);
+    const int trips = portion * 40;
+    const int shakes = (portion + 1) / 2;
     return {
         bulk("bulk, 16 KiB writes", 16384, bytes),
         bulk("bulk, 1 MiB writes", 1 << 20, bytes),
@@ -74,7 +74,7 @@ std::vector<Cell> cells(bool quick) {
         pingPong("ping-pong of 4 KiB", 4096, trips),
         handshakes("handshakes, RSA-2048", KeyKind::rsa2048, false, shakes),
         handshakes("handshakes, P-256", KeyKind::p256, false, shakes),
-        handshakes("handshakes, P-256, 140 roots", KeyKind::p256, true, shakes / 2),
+        handshakes("handshakes, P-256, 140 roots", KeyKind::p256, true, (shakes + 1) / 2),
         busy(1, bytes),
         busy(2, bytes),
         busy(4, bytes),

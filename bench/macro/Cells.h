@@ -26,7 +26,9 @@ struct Cell {
     std::function<Figure(Contender&)> run;
 };
 
-// With quick, portions that are large enough to show a tendency only.
-std::vector<Cell> cells(bool quick);
+// full: for figures to be kept; quick: shows a tendency; smoke: shows that the programs work.
+enum class Effort { smoke, quick, full };
+
+std::vector<Cell> cells(Effort effort);
 
 } // namespace VexaSsl::bench

@@ -1,6 +1,5 @@
 #include "MemoryProcess.h"
 
-#include "Certificates.h"
 #include "Measurement.h"
 
 #include <cstdio>
@@ -64,17 +63,22 @@ double measure(Question question, Contender& contender, std::size_t message,
 
 } // namespace
 
-std::vector<MemoryCell> memoryCells(bool quick) {
-    const std::size_t usual = quick ? 300 : 1000;
+std::vector<MemoryCell> memoryCells(Effort effort) {
+    std::vector<std::size_t> counts{1, 10, 100, 1000, 5000};
+    std::size_t usual = 1000;
+    if (effort == Effort::quick) {
+        counts = {10, 100};
+        usual = 300;
+    } else if (effort == Effort::smoke) {
+        counts = {1};
+        usual = 1;
+    }
     std::vector<MemoryCell> cells = {
         {"memory of an idle connection", "KiB a pair", usedWell, usual, Question::memory,
          transfers},
         {"memory of an idle connection, hardly used before", "KiB a pair", usedHardly, usual,
          Question::memory, transfers},
     };
-    const std::vector<std::size_t> counts = quick
-                                                ? std::vector<std::size_t>{10, 100}
-                                                : std::vector<std::size_t>{1, 10, 100, 1000, 5000};
     for (const std::size_t count : counts) {
         cells.push_back(growth("memory of a connection, idle ones: ", "KiB a pair", count, usedWell,
                                Question::memory));

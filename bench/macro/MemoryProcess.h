@@ -2,7 +2,7 @@
 // nothing left over from others.
 #pragma once
 
-#include "Contender.h"
+#include "Cells.h"
 
 namespace VexaSsl::bench {
 
@@ -15,7 +15,7 @@ struct MemoryCell {
     std::function<bool(const Entry&)> asks;
 };
 
-std::vector<MemoryCell> memoryCells(bool quick);
+std::vector<MemoryCell> memoryCells(Effort effort);
 
 // Runs this program again. Result: the figure in the cell's unit. Throws std::runtime_error.
 double runMemoryProcess(const MemoryCell& cell, const std::string& contender, const Terms& terms);

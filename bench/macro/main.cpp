@@ -1,6 +1,6 @@
 // The library beside others that do the same work, over loopback.
 //
-//   macro_bench [--quick] [--rounds N] [--only TEXT] RESULTS
+//   macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] RESULTS
 //
 // Writes the results as JSON and tells its progress on the standard error. Each cell is measured in
 // rounds, and in each round all contenders one after another, so that what else the machine does
@@ -14,7 +14,7 @@
 #include "MemoryProcess.h"
 #include "Results.h"
 
-#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -28,7 +28,7 @@ namespace {
 using namespace VexaSsl::bench;
 
 struct Wishes {
-    bool quick = false;
+    Effort effort = Effort::full;
     int rounds = 0;
     std::string only;
     std::string results;
@@ -39,7 +39,9 @@ Wishes wishesOf(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (word == "--quick") {
-            wishes.quick = true;
+            wishes.effort = Effort::quick;
+        } else if (word == "--smoke") {
+            wishes.effort = Effort::smoke;
         } else if (word == "--rounds" && i + 1 < argc) {
             wishes.rounds = std::atoi(argv[++i]);
         } else if (word == "--only" && i + 1 < argc) {
@@ -49,9 +51,13 @@ Wishes wishesOf(int argc, char** argv) {
         }
     }
     if (wishes.results.empty()) {
-        throw std::runtime_error("macro_bench [--quick] [--rounds N] [--only TEXT] RESULTS");
+        throw std::runtime_error(
+            "macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] RESULTS");
     }
-    wishes.rounds = wishes.rounds > 0 ? wishes.rounds : wishes.quick ? 3 : 9;
+    if (wishes.rounds <= 0) {
+        constexpr std::array<int, 3> usual{1, 3, 9};
+        wishes.rounds = usual[static_cast<std::size_t>(wishes.effort)];
+    }
     return wishes;
 }
 
@@ -75,7 +81,9 @@ class Benchmark {
 public:
     explicit Benchmark(Wishes asked) : wishes(std::move(asked)), results(wishes.results) {
         makeCertificates(folder.path);
-        letFilesSettle();
+        if (wishes.effort != Effort::smoke) {
+            letFilesSettle();
+        }
         for (const Entry& entry : contenders()) {
             made[entry.name] = entry.make();
         }
@@ -88,12 +96,12 @@ public:
     }
 
     void run() {
-        for (const Cell& cell : cells(wishes.quick)) {
+        for (const Cell& cell : cells(wishes.effort)) {
             if (cell.name.find(wishes.only) != std::string::npos) {
                 measure(cell);
             }
         }
-        for (const MemoryCell& cell : memoryCells(wishes.quick)) {
+        for (const MemoryCell& cell : memoryCells(wishes.effort)) {
             if (cell.name.find(wishes.only) != std::string::npos) {
                 measure(cell);
             }
