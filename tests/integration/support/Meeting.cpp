@@ -1,6 +1,7 @@
 #include "integration/support/Meeting.h"
 
 #include "integration/support/Pki.h"
+#include "integration/support/Secrets.h"
 
 #include <array>
 #include <thread>
@@ -8,6 +9,7 @@
 namespace VexaSsl::test {
 
 bool Peer::say(std::string_view text) {
+    secrets::carry(text);
     const int size = static_cast<int>(text.size());
     return stack->send(socket.handle(), text.data(), size, 0) == size;
 }

@@ -1,5 +1,7 @@
 #include "integration/support/Pki.h"
 
+#include "integration/support/Secrets.h"
+
 #include <gtest/gtest.h>
 
 namespace VexaSsl::test::pki {
@@ -16,7 +18,10 @@ namespace {
 
 class CertificatesAtHand : public ::testing::Environment {
 public:
-    void SetUp() override { takeIntoUse(); }
+    void SetUp() override {
+        takeIntoUse();
+        secrets::learnKeys();
+    }
 };
 
 const auto* const registered =

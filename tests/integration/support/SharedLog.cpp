@@ -1,11 +1,14 @@
 #include "integration/support/SharedLog.h"
 
+#include "integration/support/Secrets.h"
+
 #include <algorithm>
 #include <iterator>
 
 namespace VexaSsl::test {
 
 void SharedLog::log(Severity severity, const std::wstring& text) {
+    secrets::searchIn(text);
     const std::lock_guard lock(guard);
     if (severity >= minimumSeverity) {
         kept.push_back({severity, text});

@@ -1,0 +1,31 @@
+// What may never reach a log: what connections carry, and keys. Every SharedLog searches each line
+// that it is given, and a line that holds some of it fails the test under way.
+//
+// Threads: any. Nothing here allocates memory, so that tests may make allocations fail.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace VexaSsl::test::secrets {
+
+// Remembers the beginning of what a connection is given to carry; the oldest of some dozen is
+// forgotten for it. Too short a text could stand in a line by chance and is left out.
+void carry(std::string_view bytes);
+
+// Remembers a piece of each private key of the tests.
+void learnKeys();
+
+// Looks for what is remembered: as it is, and in hexadecimal.
+void searchIn(std::wstring_view line);
+
+struct Tally {
+    std::size_t lines = 0; // searched
+    std::size_t contents = 0;
+    std::size_t keys = 0;
+    std::size_t found = 0;
+};
+// Of the process so far.
+Tally tally();
+
+} // namespace VexaSsl::test::secrets
