@@ -52,7 +52,7 @@ void requireSound(const Ending& ending, const std::string& protocol) {
             "a refusal names the protocol");
     require(ending.refusal.size() < longestRefusal, "a refusal is short");
     require(std::none_of(ending.refusal.begin(), ending.refusal.end(),
-                         [](unsigned char c) { return c < 0x20 || c == 0x7F; }),
+                         [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; }),
             "a refusal is one line and steers no terminal");
     require(ending.read <= mostRead, "a server is listened to for so long only");
     require(ending.said.size() <= mostSaid, "a client says little");
