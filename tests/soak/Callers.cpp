@@ -9,7 +9,6 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr unsigned oneHostileIn = 50;
 constexpr int honestSeconds = 120;
 
 // The first bytes of a TLS record of 16,000 bytes.

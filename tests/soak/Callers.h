@@ -15,6 +15,9 @@
 
 namespace VexaSsl::test {
 
+// Two in a hundred are hostile.
+inline constexpr unsigned oneHostileIn = 50;
+
 struct Counts {
     std::atomic<std::size_t> honest{0};
     std::atomic<std::size_t> failed{0}; // of the honest ones

@@ -76,14 +76,27 @@ bool callInTurn(const LoadPlan& plan) {
     constexpr std::size_t connectionsPerSample = 100;
     EchoServer server(workers);
     Counts counts;
-    Caller caller(server.port(), counts, 1);
     Samples samples;
+    std::vector<std::jthread> rabble; // beside, since some of them take their time
+    for (unsigned seed = 0; seed < workers / 2; ++seed) {
+        rabble.emplace_back([&, seed](const std::stop_token& stop) {
+            Caller caller(server.port(), counts, seed);
+            while (!stop.stop_requested()) {
+                if (counts.hostile < counts.connections() / oneHostileIn) {
+                    caller.callWithHostility();
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        });
+    }
+    Caller caller(server.port(), counts, workers);
     while (counts.connections() < plan.inTurn) {
-        caller.call(1, 4096);
-        if (counts.connections() % connectionsPerSample == 0) {
+        caller.callHonestly(1, 4096);
+        if (counts.honest % connectionsPerSample == 0) {
             samples.add(takeSample(::getpid(), counts.connections()));
         }
     }
+    rabble.clear();
     return judge("one after another", counts, samples);
 }
 

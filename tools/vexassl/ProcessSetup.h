@@ -2,6 +2,7 @@
 // system.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,10 @@ namespace VexaSsl::tool {
 // input and output carry bytes as they are, and the system's sockets are ready for use. Called
 // once, by main. Throws Failure (CannotConnect) when there are no sockets to be had.
 void setUpProcess();
+
+// Lets this process hold so many files and sockets at once, as far as the system allows it without
+// special rights. Result: how many it may hold from now on, which may be fewer.
+std::size_t allowDescriptors(std::size_t wanted);
 
 // The arguments of main, the program's name first, in the encoding in which the tool keeps texts:
 // UTF-8 where the system has wide arguments, else the bytes as they came.

@@ -1,6 +1,7 @@
 #include "ServeCommand.h"
 
 #include "LastResort.h"
+#include "ProcessSetup.h"
 #include "Server.h"
 #include "StopSignal.h"
 #include "starttls/OtlsSwitch.h"
@@ -71,12 +72,31 @@ void settle(const ServeOptions& options, IConfig& config, LinePrinter& printer) 
     checkSwitch(config, printer);
 }
 
+// Peers beyond what the system grants wait in the queue, instead of taking the descriptors without
+// which those that are served can't go on.
+ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
+    // Standard streams, listener, events, the next connection, and files that are read for one.
+    constexpr std::size_t shared = 40;
+    const std::size_t each = options.overlapped ? 2 : 1; // a wait takes one of its own
+    const std::size_t allowed = allowDescriptors(shared + each * options.maximumConnections);
+    const std::size_t room = allowed > shared + each ? (allowed - shared) / each : 1;
+    if (room < options.maximumConnections) {
+        options.maximumConnections = static_cast<unsigned>(room);
+        printer.note("few-descriptors",
+                     "at most " + std::to_string(room) +
+                         " connections at once: the system grants this process " +
+                         std::to_string(allowed) + " open files");
+    }
+    return options;
+}
+
 } // namespace
 
-ExitStatus runServe(const ServeOptions& options) {
+ExitStatus runServe(const ServeOptions& asked) {
     LinePrinter printer;
-    LoadedConfiguration configuration(options.connection, printer);
-    settle(options, configuration.config(), printer);
+    LoadedConfiguration configuration(asked.connection, printer);
+    settle(asked, configuration.config(), printer);
+    const ServeOptions options = fittedToSystem(asked, printer);
     Listener listener = listenOn({options.listenAddress, std::to_string(options.port)});
     const std::string address = localAddressText(listener.socket.get());
 

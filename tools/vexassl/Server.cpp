@@ -25,7 +25,7 @@ std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
 
 Server::Server(const Service& sharedService, Listener listeningSocket, OwnedEvent& stop)
     : service(sharedService), listener(std::move(listeningSocket)), stopRequested(stop),
-      log(sharedService.printer), plain(plainStack(log)) {
+      log(sharedService.printer), trouble(sharedService.printer), plain(plainStack(log)) {
     // A peer that was waiting may be gone when it is accepted, and the stop must be seen then too.
     if (!service.options.startTls.empty()) {
         setWaiting(listener.socket.get(), false);
@@ -70,13 +70,14 @@ bool Server::acceptOne() {
         case Step::Accepted:
             return true;
         case Step::Missed:
+            tellMissed();
             return rest();
         case Step::Stopped:
         case Step::Deaf:
             return false;
         }
     } catch (const std::exception& error) {
-        service.printer.print(std::string("vexassl: connection dropped: ") + error.what());
+        trouble.tell(std::string("connection dropped: ") + error.what());
     }
     return rest();
 }
@@ -166,6 +167,15 @@ bool Server::waitForEnd() {
         platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
     reap();
     return woken == platform::WSA_WAIT_EVENT_0 + 1;
+}
+
+// To be called before anything else sets the last error. A peer that went away while it waited is
+// no trouble.
+void Server::tellMissed() {
+    const int error = platform::WSAGetLastError();
+    if (error != WSAECONNABORTED && error != WSAECONNRESET && error != WSAEWOULDBLOCK) {
+        trouble.tell("cannot take connections for now: " + socketErrorText(error));
+    }
 }
 
 bool Server::rest() {

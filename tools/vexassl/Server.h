@@ -7,6 +7,7 @@
 #include "HostNetwork.h"
 #include "OwnedEvent.h"
 #include "ServedConnection.h"
+#include "TroubleReport.h"
 
 #include <list>
 #include <memory>
@@ -43,6 +44,7 @@ private:
     Step acceptWaiting();
     bool waitForRoom();
     bool waitForEnd();
+    void tellMissed();
     bool rest();
     bool isStopped(DWORD milliseconds);
     int lookForPeer();
@@ -56,6 +58,7 @@ private:
     OwnedEvent acceptCompleted;
     OwnedEvent connectionEnded;
     ToolLog log;
+    TroubleReport trouble;
     std::unique_ptr<ISocketStrategy> plain; // for waiting on the listener
     std::unique_ptr<ServedConnection> pending;
     std::list<std::unique_ptr<ServedConnection>> connections;
