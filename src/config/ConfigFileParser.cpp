@@ -39,15 +39,22 @@ bool ConfigFileParser::isBlankLine(const std::wstring& line) {
     return LineExpressions::isBlank(line);
 }
 
+// A read error ends the file. Exhausted memory must not, since what asks for encryption may stand
+// in the rest: a stream keeps it to itself unless it is told to pass its failures on.
 void ConfigFileParser::readLines(const std::filesystem::path& path) {
     std::wifstream stream;
     platform::openTextFile(stream, path);
     if (!stream) {
         throw std::runtime_error("Can't open config file");
     }
-    std::wstring line;
-    while (platform::getTextLine(stream, line)) {
-        lines.push_back(line); // a copy takes one piece of memory, growing anew several
+    try {
+        stream.exceptions(std::ios_base::badbit);
+        std::wstring line;
+        while (platform::getTextLine(stream, line)) {
+            lines.push_back(line); // a copy takes one piece of memory, growing anew several
+        }
+    } catch (const std::ios_base::failure&) {
+        return; // with what was read
     }
 }
 

@@ -31,8 +31,9 @@ namespace VexaSsl {
 class ConfigFileParser : public ITwoLevelConfig {
 public:
     // Throws std::runtime_error("Can't open config file"). A read error later on is the end of the
-    // file: what was read is parsed. The path is not a wide text: where paths are bytes, a name
-    // that isn't text would be lost on the way. Wide texts convert to it.
+    // file: what was read is parsed. Exhausted memory is std::bad_alloc. The path is not a wide
+    // text: where paths are bytes, a name that isn't text would be lost on the way. Wide texts
+    // convert to it.
     ConfigFileParser(ILog& log, const std::filesystem::path& path,
                      IConfigurationObserver* observer = nullptr);
     ~ConfigFileParser() override = default;

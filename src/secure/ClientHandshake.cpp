@@ -27,8 +27,8 @@ static_assert(contextRequirements == 0xC194);
 
 const wchar_t* const callName = L"InitializeSecurityContext";
 
-// One run. The fields are released in the reverse of their order: first the received bytes are
-// wiped, then a context that wasn't handed over is deleted.
+// One run. The fields are released in the reverse of their order: first a token that wasn't sent,
+// then the received bytes, which are wiped, then a context that wasn't handed over.
 class ClientNegotiation {
 public:
     explicit ClientNegotiation(SecureSocketRecord& target) : record(target) {}
@@ -58,6 +58,7 @@ private:
     NegotiationBuffer buffer;
     BufferPair input;
     BufferPair output;
+    ContextBuffer<void> memoryOfToken; // of output
     ULONG attributes = 0;
     std::uint32_t iterations = 0;
     SECURITY_STATUS status = SEC_E_OK;
@@ -71,6 +72,7 @@ void ClientNegotiation::callPackage(CtxtHandle* current, SecBufferDesc* received
         record.credentials->credentialHandle.address(), current, record.targetName.data(),
         contextRequirements, 0, SECURITY_NETWORK_DREP, received, 0, created, output.description(),
         &attributes, &expiry);
+    memoryOfToken = tokenMemory(output);
 }
 
 // Deals with what the call gave. True: the negotiation is complete; false: the server has to say
@@ -107,7 +109,8 @@ void ClientNegotiation::passToken() {
         return;
     }
     record.log.log(Severity::Debug, L"InitializeSecurityContext: Sending token to server");
-    sendToken(record, *token);
+    sendNegotiationData(record, token->pvBuffer, token->cbBuffer);
+    memoryOfToken.reset();
 }
 
 // The last token is out by now, so the server may be content while the client gives up here.
@@ -120,7 +123,6 @@ void ClientNegotiation::complete() {
 // A token that comes with a failure goes back unsent: the server learns nothing but the end of the
 // connection.
 void ClientNegotiation::fail() {
-    const ContextBuffer<void> unsent = unsentToken(output);
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     if (status == SEC_E_WRONG_PRINCIPAL) {
         record.log.log(Severity::Info,

@@ -3,7 +3,6 @@
 #include "frame/ErrorText.h"
 #include "platform/WindowsBase.h"
 #include "secure/NegotiationBuffer.h"
-#include "secure/NegotiationTransport.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
@@ -76,12 +75,7 @@ SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output) 
     return undecided;
 }
 
-void sendToken(SecureSocketRecord& record, const SecBuffer& token) {
-    const ContextBuffer<void> owner(token.pvBuffer);
-    sendNegotiationData(record, token.pvBuffer, token.cbBuffer);
-}
-
-ContextBuffer<void> unsentToken(const BufferPair& output) {
+ContextBuffer<void> tokenMemory(const BufferPair& output) {
     const SecBuffer* token = output.find(SECBUFFER_TOKEN);
     return ContextBuffer<void>(token == nullptr ? nullptr : token->pvBuffer);
 }

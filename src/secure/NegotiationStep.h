@@ -58,12 +58,10 @@ void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer);
 // if there is one, and the negotiation goes on and waits for the peer.
 SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output);
 
-// Sends the whole token and gives its memory back to the package, also when sending throws.
-void sendToken(SecureSocketRecord& record, const SecBuffer& token);
-
-// The memory of the token that a failing call may bring; null without one. It isn't sent, but were
-// it not given back, a peer could make the process grow by negotiations that fail.
-ContextBuffer<void> unsentToken(const BufferPair& output);
+// The memory of the token that a call has brought, to be owned from then on; null without one. Even
+// a failing call may bring one, which isn't sent, and nothing between the call and the sending may
+// lose it: a peer could make the process grow by negotiations that fail.
+ContextBuffer<void> tokenMemory(const BufferPair& output);
 
 // Throws std::runtime_error("no confidentiality"), after an Error line, when the attributes of the
 // established context don't promise encryption.

@@ -29,8 +29,8 @@ static_assert(authenticatingRequirements == 0x18116);
 
 const wchar_t* const callName = L"AcceptSecurityContext";
 
-// One run. The fields are released in the reverse of their order: first the received bytes are
-// wiped, then a context that wasn't handed over is deleted.
+// One run. The fields are released in the reverse of their order: first a token that wasn't sent,
+// then the received bytes, which are wiped, then a context that wasn't handed over.
 class ServerNegotiation {
 public:
     explicit ServerNegotiation(SecureSocketRecord& target)
@@ -63,6 +63,7 @@ private:
     NegotiationBuffer buffer;
     BufferPair input;
     BufferPair output;
+    ContextBuffer<void> memoryOfToken; // of output
     ULONG attributes = 0;
     std::uint32_t iterations = 0;
     SECURITY_STATUS status = SEC_E_OK;
@@ -77,6 +78,7 @@ void ServerNegotiation::callPackage(CtxtHandle* current) {
                                              current, input.description(), contextRequirements,
                                              SECURITY_NETWORK_DREP, context.address(),
                                              output.description(), &attributes, &expiry);
+    memoryOfToken = tokenMemory(output);
 }
 
 // Deals with what the call gave. True: the negotiation is complete; false: the client has to say
@@ -112,7 +114,8 @@ void ServerNegotiation::passToken() {
         return;
     }
     record.log.log(Severity::Debug, L"AcceptSecurityContext: Sending token to client");
-    sendToken(record, *token);
+    sendNegotiationData(record, token->pvBuffer, token->cbBuffer);
+    memoryOfToken.reset();
 }
 
 // The last token is out by now: a client that is turned away here may think itself connected.
@@ -126,7 +129,6 @@ void ServerNegotiation::complete() {
 // A token that comes with a failure goes back unsent: the client learns nothing but the end of the
 // connection. No status is explained further, unlike on the client's side.
 void ServerNegotiation::fail() {
-    const ContextBuffer<void> unsent = unsentToken(output);
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     abandonNegotiation(record, "AcceptSecurityContext failed");
 }

@@ -1,6 +1,6 @@
 // Every call of the platform fails once, in every way in which it may, in every scenario; and while
 // the library deals with that, a second one fails.
-#include "faults/Consequences.h"
+#include "faults/FailingCall.h"
 #include "faults/Failures.h"
 #include "faults/Scenario.h"
 
@@ -26,7 +26,8 @@ void failOnce(const Scenario& played, const Course& base, Watch::Plan plan, std:
               const Failure& failure, Figures& figures) {
     plan.failingCalls.emplace_back(position, failure);
     const Course course = run(played, plan);
-    const std::string found = difference(expectedOf(played, base, position, failure), course);
+    const Expectation expected = FailingCall(played, base, position, failure).expectation();
+    const std::string found = difference(expected, course);
     ++figures.runs;
     figures.asDocumented += found.empty() ? 1 : 0;
     EXPECT_EQ(found, "") << played.name << ", call " << position << ": "

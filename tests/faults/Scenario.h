@@ -133,9 +133,11 @@ const Scenario& scenario(const std::string& name);
 
 Course run(const Scenario& scenario, const Watch::Plan& plan);
 
-// A run as others are to be compared with it; the failures of the plan, if any, are part of it. The
-// platform's caches are full by then.
-Course measured(const Scenario& scenario, const Watch::Plan& plan = {});
+// In the place of a last error that nothing is promised about.
+inline constexpr int anyError = -1;
+
+// A run without failures, as others are compared with it. The platform's caches are full by then.
+Course measured(const Scenario& scenario);
 
 // A number for a figure, "12,345".
 std::string grouped(std::size_t number);

@@ -120,6 +120,7 @@ void Watch::leave(std::size_t position, std::int64_t result, bool threw) {
 bool Watch::refusesAllocation() {
     const Aside aside;
     const SeenAllocation seen{.lines = lines(),
+                              .steps = steps,
                               .calls = calls.size(),
                               .inPlatform = inPlatform,
                               .storesHeld = holdings[static_cast<std::size_t>(Held::store)]};

@@ -102,6 +102,7 @@ using Holdings = std::array<int, static_cast<std::size_t>(Held::count)>;
 // One allocation that the thread under test made.
 struct SeenAllocation {
     std::size_t lines = 0;
+    std::size_t steps = 0;   // how many steps had begun
     std::size_t calls = 0;   // how many calls had been seen
     bool inPlatform = false; // inside the last of them
     int storesHeld = 0;
@@ -155,6 +156,7 @@ public:
     std::vector<SeenAllocation> allocations;
     std::size_t allocationCount = 0;
     std::optional<SeenAllocation> refused; // the first allocation that failed
+    std::size_t steps = 0;                 // kept by whoever takes them
     Holdings holdings{};
     int breakpoints = 0;
     SOCKET accepted = INVALID_SOCKET;         // what the platform's accept gave last

@@ -20,6 +20,9 @@ bool isByte(wchar_t unit) {
 // One byte is one unit. The classic locale of this system's library knows ASCII only and fails the
 // stream at the first byte above it, so a file in any 8-bit encoding or in UTF-8 would end there.
 class ByteConversion : public FileConversion {
+public:
+    ByteConversion() : FileConversion(1) {} // no locale deletes it
+
 protected:
     result do_out(std::mbstate_t&, const wchar_t* from, const wchar_t* fromEnd,
                   const wchar_t*& fromNext, char* to, char* toEnd, char*& toNext) const override {
@@ -64,9 +67,12 @@ bool convertsClassically(const std::locale& locale) {
            &std::use_facet<FileConversion>(std::locale::classic());
 }
 
+// The conversion is never destroyed, since a stream may outlive everything here; and one for all
+// can't be lost when there is no memory for the locale that is to take it.
 std::locale fileLocale() {
+    static ByteConversion& bytewise = *new ByteConversion;
     const std::locale global;
-    return convertsClassically(global) ? std::locale(global, new ByteConversion) : global;
+    return convertsClassically(global) ? std::locale(global, &bytewise) : global;
 }
 
 // The bytes of text in the global locale's own conversion; nothing if that can't express it.

@@ -29,10 +29,11 @@ std::shared_ptr<OperationQueue> SocketRegistry::obtain(int fd) {
         return nullptr;
     }
     const std::unique_lock lock(mutex);
-    auto& queue = queues[fd];
-    if (!queue) {
-        queue = std::make_shared<OperationQueue>(fd);
+    if (const auto found = queues.find(fd); found != queues.end()) {
+        return found->second;
     }
+    auto queue = std::make_shared<OperationQueue>(fd);
+    queues.emplace(fd, queue); // last, so that without memory there is no entry without a queue
     return queue;
 }
 

@@ -1,0 +1,99 @@
+// One call that fails in its run, and what the library's documentation says of that.
+#pragma once
+
+#include "faults/Expectation.h"
+
+namespace VexaSsl::test {
+
+// One failing call in its run.
+class FailingCall {
+public:
+    FailingCall(const Scenario& played, const Course& baseCourse, std::size_t place,
+                const Failure& given)
+        : scenario(played), base(baseCourse), position(place), call(base.calls[place]),
+          failure(given) {
+        const auto later = std::ranges::find_if(base.outcomes, [&](const StepOutcome& outcome) {
+            return outcome.firstCall > position;
+        });
+        step = static_cast<std::size_t>(later - base.outcomes.begin()) - 1;
+        kind = base.outcomes[step].kind;
+    }
+
+    Expectation expectation() const {
+        return unfold(scenario, base, step, call.lines, consequence());
+    }
+
+private:
+    Consequence consequence() const;
+    Consequence ofTransport() const;
+    Consequence ofPackage() const;
+    Consequence ofCertificates() const;
+    Consequence ofBase() const;
+
+    Consequence ofSend() const;
+    Consequence ofReceive() const;
+    Consequence ofHandshakeStep(const std::wstring& name) const;
+    Consequence ofAttribute() const;
+    Consequence ofDecryption() const;
+    Consequence ofSpoiledReceive() const;
+    Consequence ofSearch() const;
+    Consequence ofName() const;
+    Consequence ofRejectedChain(const Lines& why) const;
+    Lines linesOfVerdict() const;
+    Consequence ofNarrowText() const;
+    Consequence ofMissingText() const;
+    Consequence ofUserName() const;
+    Consequence ofClosing() const;
+
+    bool inHandshake() const { return scenario.isHandshake(kind); }
+    // A connection whose traffic isn't protected yet.
+    bool inClear() const {
+        return scenario.upgrades &&
+               std::ranges::none_of(
+                   base.outcomes.begin(),
+                   base.outcomes.begin() + static_cast<std::ptrdiff_t>(step) + 1,
+                   [&](const StepOutcome& outcome) { return scenario.isHandshake(outcome.kind); });
+    }
+
+    Consequence goesOn(Lines lines = {}, std::size_t replaced = 0) const {
+        return {.replaced = replaced, .lines = std::move(lines)};
+    }
+    Consequence ends(std::int64_t result, int lastError, Lines lines = {}) const {
+        return {.lines = std::move(lines),
+                .end = Consequence::End::here,
+                .result = result,
+                .error = lastError};
+    }
+    // The failure of the call below is the host's.
+    Consequence passesOn(std::int64_t result) const {
+        return ends(result, static_cast<int>(failure.error));
+    }
+    // A handshake that fails: the store, if it is open by then, is closed on the way out.
+    Consequence handshakeFails(Lines lines, const std::wstring& text,
+                               bool storeIsOpen = true) const {
+        if (storeIsOpen) {
+            lines.push_back(storeClosed);
+        }
+        lines.push_back(error(noContext + text));
+        return ends(-1, kind == Kind::startTls ? anyError : WSAECONNABORTED, std::move(lines));
+    }
+    // With log layers one more read or write shows.
+    Lines encryptionLayer(const std::wstring& verb) const {
+        return scenario.hasLogLayers ? Lines{debug(L"Encryption Layer using socket [S] to " + verb +
+                                                   L" [N] byte message")}
+                                     : Lines{};
+    }
+    const LogLine& nextLine(std::size_t further = 0) const {
+        return base.lines.at(call.lines + further);
+    }
+
+    const Scenario& scenario;
+    const Course& base;
+    const std::size_t position;
+    const SeenCall& call;
+    const Failure& failure;
+    std::size_t step = 0;
+    Kind kind = Kind::build;
+};
+
+} // namespace VexaSsl::test
