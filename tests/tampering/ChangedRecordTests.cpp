@@ -36,7 +36,8 @@ TEST_F(ChangedRecord, aChangedByteOfARecordIsNeverTaken) {
             }
         }
     });
-    tally.tell(row, "bytes flipped, all suites, roles and ways to receive");
+    tally.tell(row, "bytes flipped, both roles, " + std::to_string(allSuites().size()) +
+                        " suites, " + std::to_string(allPaths().size()) + " ways to receive");
 }
 
 // Every value of the bytes of type and version, and lengths of all kinds.
@@ -69,6 +70,9 @@ TEST_F(ChangedRecord, aHeaderOfAnyOtherValueIsNeverTaken) {
         }
     };
     for (const std::string& suite : allSuites()) {
+        if (!Casting{.suite = suite}.elliptic()) {
+            continue; // the key of the server has no part in records
+        }
         for (const bool asServer : {true, false}) {
             const Casting casting{.asServer = asServer, .suite = suite};
             for (const std::size_t number : {0U, 5U}) {

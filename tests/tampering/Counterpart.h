@@ -34,6 +34,7 @@ const std::vector<std::string>& allSuites();
 struct PackageHabits {
     SECURITY_STATUS altered; // the status of a record that was changed
     bool judgesHeaders;      // bytes that can't begin a record are refused at once
+    bool numbersSuites;      // it tells the number of the suite that is agreed
 };
 const PackageHabits& packageHabits();
 

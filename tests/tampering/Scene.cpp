@@ -176,16 +176,17 @@ Agreement agreementOf(CtxtHandle* context, bool ofServer) {
     Agreement agreed;
     SecPkgContext_CipherInfo info{};
     info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;
-    if (platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) == SEC_E_OK) {
+    if (VexaSsl::platform::QueryContextAttributesW(context, SECPKG_ATTR_CIPHER_INFO, &info) ==
+        SEC_E_OK) {
         agreed.version = info.dwProtocol;
         agreed.suite = info.dwCipherSuite;
     }
     PCCERT_CONTEXT shown = nullptr;
-    platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &shown);
+    VexaSsl::platform::QueryContextAttributesW(context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &shown);
     if (shown != nullptr) {
         Bytes& place = ofServer ? agreed.clientCertificate : agreed.serverCertificate;
         place.assign(shown->pbCertEncoded, shown->pbCertEncoded + shown->cbCertEncoded);
-        platform::CertFreeCertificateContext(shown);
+        VexaSsl::platform::CertFreeCertificateContext(shown);
     }
     return agreed;
 }

@@ -33,7 +33,7 @@ public:
 
     SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept override {
         const SOCKET accepted = UnsecureSocketStrategy::accept(s, addr, addrlen);
-        wire.near = HostSocket(accepted);
+        wire.nearEnd = HostSocket(accepted);
         wire.limitStackEnd();
         return accepted;
     }
@@ -61,9 +61,9 @@ private:
 
 // Reset, so that thousands of connections leave nothing behind in the system.
 Wire::~Wire() {
-    if (far.handle() != INVALID_SOCKET) {
-        resetAtClose(far.handle());
-        far.close();
+    if (farEnd.handle() != INVALID_SOCKET) {
+        resetAtClose(farEnd.handle());
+        farEnd.close();
     }
 }
 
@@ -72,15 +72,15 @@ std::unique_ptr<ISocketStrategy> Wire::strategy(ILog& log) {
 }
 
 SOCKET Wire::makeCaller() {
-    near = makeSocket();
+    nearEnd = makeSocket();
     limitStackEnd();
-    return near.handle();
+    return nearEnd.handle();
 }
 
 void Wire::limitStackEnd() const {
-    limitWaiting(near.handle());
+    limitWaiting(nearEnd.handle());
     if (receiveMilliseconds) {
-        limitReceiving(near.handle(), *receiveMilliseconds);
+        limitReceiving(nearEnd.handle(), *receiveMilliseconds);
     }
 }
 
@@ -110,7 +110,7 @@ void Wire::takeTurn() {
 Bytes Wire::collect() {
     Bytes bytes(sent - collected);
     for (std::size_t got = 0; got < bytes.size();) {
-        const int count = receiveBytes(far.handle(), reinterpret_cast<char*>(bytes.data()) + got,
+        const int count = receiveBytes(farEnd.handle(), reinterpret_cast<char*>(bytes.data()) + got,
                                        bytes.size() - got);
         if (count <= 0) {
             throw std::runtime_error("what the stack has sent doesn't arrive");
@@ -124,7 +124,7 @@ Bytes Wire::collect() {
 void Wire::sendNow(const Bytes& bytes) {
     std::string_view rest(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     while (!rest.empty()) {
-        const int count = sendBytes(far.handle(), rest);
+        const int count = sendBytes(farEnd.handle(), rest);
         if (count <= 0) {
             throw std::runtime_error("the counterpart can't send");
         }
@@ -136,11 +136,11 @@ void Wire::sendNow(const Bytes& bytes) {
 void Wire::leave(Farewell farewell) {
     left = true;
     if (farewell == Farewell::close) {
-        platform::shutdown(far.handle(), SD_SEND);
+        platform::shutdown(farEnd.handle(), SD_SEND);
     } else if (farewell == Farewell::reset) {
-        resetAtClose(far.handle());
-        far.close();
-        awaitReset(near.handle());
+        resetAtClose(farEnd.handle());
+        farEnd.close();
+        awaitReset(nearEnd.handle());
     }
 }
 

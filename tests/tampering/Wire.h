@@ -51,13 +51,13 @@ public:
     SOCKET listener() const { return listening.handle(); }
     sockaddr_in address() const { return loopbackAddress(listening.port()); }
     // Connects the far end, before the stack accepts.
-    void callIn() { far = rawConnection(listening.port()); }
+    void callIn() { farEnd = rawConnection(listening.port()); }
     // Makes the stack's end, before it connects.
     SOCKET makeCaller();
     // Sets the stack's end its time limits, which an accept may have undone.
     void limitStackEnd() const;
     // The stack's end, also the one that a failed accept keeps to itself. The wire closes it.
-    SOCKET socket() const { return near.handle(); }
+    SOCKET socket() const { return nearEnd.handle(); }
     // Sends bytes at once, outside of a turn.
     void sendNow(const Bytes& bytes);
     // Overlapped receives are taken in behind the strategy's back.
@@ -73,15 +73,15 @@ public:
 private:
     friend class WireStrategy;
 
-    void meetCaller() { far = HostSocket(acceptFrom(listening.handle())); }
+    void meetCaller() { farEnd = HostSocket(acceptFrom(listening.handle())); }
     void takeTurn();
     // How many of the stack's bytes may go out now.
     int admit(int wanted);
     void leave(Farewell farewell);
 
     const Listener listening;
-    HostSocket far;
-    HostSocket near;
+    HostSocket farEnd;
+    HostSocket nearEnd;
     bool left = false;
     std::size_t delivered = 0;
     std::size_t received = 0; // of these by the stack

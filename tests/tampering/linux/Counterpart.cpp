@@ -49,7 +49,8 @@ const std::vector<std::string>& allSuites() {
 }
 
 const PackageHabits& packageHabits() {
-    static constexpr PackageHabits habits{.altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true};
+    static constexpr PackageHabits habits{
+        .altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true, .numbersSuites = true};
     return habits;
 }
 

@@ -41,8 +41,10 @@ const std::vector<std::string>& allSuites() {
 }
 
 const PackageHabits& packageHabits() {
-    static const PackageHabits ofWine{.altered = SEC_E_INTERNAL_ERROR, .judgesHeaders = false};
-    static const PackageHabits ofWindows{.altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true};
+    static const PackageHabits ofWine{
+        .altered = SEC_E_INTERNAL_ERROR, .judgesHeaders = false, .numbersSuites = false};
+    static const PackageHabits ofWindows{
+        .altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true, .numbersSuites = true};
     return whyNot(Ability::judgeServers).empty() ? ofWindows : ofWine;
 }
 
