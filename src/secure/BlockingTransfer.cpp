@@ -1,4 +1,5 @@
 // SecureSocketStrategy: send and recv.
+#include "frame/DecimalText.h"
 #include "platform/WindowsBase.h"
 #include "platform/Winsock.h"
 #include "secure/OperationGuard.h"
@@ -6,7 +7,6 @@
 #include "secure/SecureSocketStrategy.h"
 
 #include <algorithm>
-#include <string>
 
 namespace VexaSsl {
 
@@ -125,8 +125,8 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
         }
         if (call.delivered == 0) {
             log.log(Severity::Debug,
-                    L"Haven't received enough data to decrypt. So far, have received [" +
-                        std::to_wstring(call.wireBytes) + L"]");
+                    lineAround(L"Haven't received enough data to decrypt. So far, have received [",
+                               call.wireBytes, L"]"));
         }
     }
 }

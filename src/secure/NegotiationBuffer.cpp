@@ -1,5 +1,7 @@
 #include "secure/NegotiationBuffer.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
@@ -15,7 +17,9 @@ constexpr std::uint64_t maximumCapacity = std::numeric_limits<std::int32_t>::max
 
 } // namespace
 
-NegotiationBuffer::NegotiationBuffer() : bytes(initialCapacity) {}
+NegotiationBuffer::NegotiationBuffer() : bytes(initialCapacity) {
+    std::fill(bytes.begin(), bytes.end(), '\0');
+}
 
 void NegotiationBuffer::expectMissing(DWORD count) {
     const std::uint64_t needed = std::uint64_t{have} + count;
@@ -25,7 +29,9 @@ void NegotiationBuffer::expectMissing(DWORD count) {
     if (needed > bytes.size()) {
         // First reserve, which gives exactly that much; resize alone might take more.
         bytes.reserve(static_cast<std::size_t>(needed));
+        const auto before = static_cast<std::ptrdiff_t>(bytes.size());
         bytes.resize(static_cast<std::size_t>(needed));
+        std::fill(bytes.begin() + before, bytes.end(), '\0');
     }
     hasMissing = true;
     missing = count;

@@ -1,6 +1,8 @@
 // The protection of data: the part of SecureSocketRecord that turns plaintext into records and
 // records into plaintext. It never touches the socket.
+#include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
+#include "secure/ByteCopy.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
@@ -30,15 +32,6 @@ SecBufferDesc descriptionOf(RecordBuffers& buffers) {
     return description;
 }
 
-// Copies piece by piece. A copy in one go of a whole record to a place a header's length further
-// within its memory page is many times slower on some processors; short ones are not.
-void copyInPieces(const char* data, std::size_t length, char* destination) {
-    constexpr std::size_t pieceSize = 2048;
-    for (std::size_t done = 0; done < length; done += pieceSize) {
-        std::copy_n(data + done, std::min(pieceSize, length - done), destination + done);
-    }
-}
-
 } // namespace
 
 SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length, char* output,
@@ -47,7 +40,7 @@ SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length
     const DWORD headerSize = streamSizes->headerSize;
     const DWORD trailerSize = streamSizes->trailerSize;
     char* const message = output + headerSize;
-    copyInPieces(data, length, message);
+    copyBytes(data, length, message);
     RecordBuffers buffers = {bufferOf(SECBUFFER_STREAM_HEADER, headerSize, output),
                              bufferOf(SECBUFFER_DATA, length, message),
                              bufferOf(SECBUFFER_STREAM_TRAILER, trailerSize, message + length),
@@ -108,13 +101,12 @@ SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD&
 
 void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, const char* end) {
     if (buffer.BufferType == SECBUFFER_DATA) {
-        const char* const plain = static_cast<const char*>(buffer.pvBuffer);
-        plainBytes.insert(plainBytes.end(), plain, plain + buffer.cbBuffer);
+        appendBytes(plainBytes, static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
     } else if (buffer.BufferType == SECBUFFER_EXTRA) {
-        log.log(Severity::Debug,
-                L"Found [" + std::to_wstring(buffer.cbBuffer) + L"] extra useful bytes");
+        log.log(Severity::Debug, lineAround(L"Found [", buffer.cbBuffer, L"] extra useful bytes"));
         // Only the size counts: not every package sets the pointer.
-        cipherBytes.assign(end - buffer.cbBuffer, end);
+        cipherBytes.clear();
+        appendBytes(cipherBytes, end - buffer.cbBuffer, buffer.cbBuffer);
     }
 }
 
@@ -145,7 +137,9 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
 DWORD SecureSocketRecord::consumePlain(char* buffer, DWORD length) {
     const DWORD count = copyPlain(buffer, length);
     if (count < plainBytes.size()) {
-        plainBytes = WipedBytes(plainBytes.begin() + count, plainBytes.end());
+        WipedBytes rest;
+        appendBytes(rest, plainBytes.data() + count, plainBytes.size() - count);
+        plainBytes = std::move(rest);
     } else {
         plainBytes.clear();
     }
@@ -169,12 +163,12 @@ SECURITY_STATUS SecureSocketRecord::readPlain(char* buffer, DWORD length, bool p
 
 DWORD SecureSocketRecord::copyPlain(char* buffer, DWORD length) const {
     const std::size_t count = std::min<std::size_t>(length, plainBytes.size());
-    std::copy_n(plainBytes.begin(), count, buffer);
+    copyBytes(plainBytes.data(), count, buffer);
     return static_cast<DWORD>(count);
 }
 
 void SecureSocketRecord::appendCipher(const char* data, DWORD length) {
-    cipherBytes.insert(cipherBytes.end(), data, data + length);
+    appendBytes(cipherBytes, data, length);
     if (length != 0) {
         incompleteRecord = false;
     }

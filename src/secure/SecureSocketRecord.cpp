@@ -5,6 +5,7 @@
 #include "secure/ClientHandshake.h"
 #include "secure/ServerHandshake.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -47,6 +48,7 @@ void SecureSocketRecord::queryStreamSizes() {
     sizes->overheadSize = sizes->headerSize + sizes->trailerSize;
     streamSizes = std::move(sizes);
     sendBuffer.resize(streamSizes->recordSize);
+    std::fill(sendBuffer.begin(), sendBuffer.end(), '\0');
     receiveBuffer.resize(streamSizes->recordSize);
 }
 

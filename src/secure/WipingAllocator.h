@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace VexaSsl {
@@ -33,6 +35,18 @@ public:
     void deallocate(Value* memory, std::size_t count) noexcept {
         wipeMemory(memory, count * sizeof(Value));
         Base().deallocate(memory, count);
+    }
+
+    // A container that grows by bytes without being told their value leaves them as they are:
+    // whoever makes it grow writes them. Setting them to zero first, one by one, would cost more
+    // than what is done with them afterwards.
+    template <typename Other>
+    void construct(Other* place) noexcept {
+        ::new (static_cast<void*>(place)) Other;
+    }
+    template <typename Other, typename... Arguments>
+    void construct(Other* place, Arguments&&... arguments) {
+        ::new (static_cast<void*>(place)) Other(std::forward<Arguments>(arguments)...);
     }
 
     template <typename Other, typename OtherBase>

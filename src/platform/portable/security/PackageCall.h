@@ -35,7 +35,7 @@ SECURITY_STATUS packageCall(Operation operation) noexcept {
 }
 
 // The same around work on one record, which takes hardly longer than clearing the queue twice. It
-// doesn't judge by the queue, so only what a failure leaves there has to go.
+// doesn't judge by the queue, so only what a failure of OpenSSL leaves there has to go.
 template <class Operation>
 SECURITY_STATUS recordCall(Operation operation) noexcept {
     SECURITY_STATUS status = SEC_E_INTERNAL_ERROR;
@@ -43,7 +43,7 @@ SECURITY_STATUS recordCall(Operation operation) noexcept {
         status = operation();
     } catch (const std::exception&) {
     }
-    if (status < 0)
+    if (status < 0 && status != SEC_E_INCOMPLETE_MESSAGE)
         ERR_clear_error();
     return status;
 }
