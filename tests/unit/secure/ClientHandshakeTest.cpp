@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace VexaSsl::test {
@@ -307,6 +308,14 @@ TEST_F(ClientHandshakeTest, peerThatClosesEndsItWithoutTheAbortingLine) {
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.lines(), ElementsAre(continued, sendingToken, sending(5), peerGone()));
     EXPECT_EQ(stage.good.contextsDeleted, 1);
+}
+
+TEST_F(ClientHandshakeTest, tokenOfAStepThatCannotBeLoggedIsGivenBack) {
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "token"}};
+    stage.good.platform.FormatMessageW = [](auto...) -> DWORD { throw std::bad_alloc(); };
+    EXPECT_THROW(stage.run(), std::bad_alloc);
+    EXPECT_EQ(stage.events, (Events{"call", "free", "delete"}));
+    EXPECT_EQ(stage.tokensHeld(), 0U);
 }
 
 TEST_F(ClientHandshakeTest, failingSendReleasesTheTokenThenTheContext) {

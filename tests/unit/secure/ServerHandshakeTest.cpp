@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <new>
 #include <utility>
 
 namespace VexaSsl::test {
@@ -229,6 +230,15 @@ TEST_F(ServerHandshakeTest, clientThatSaysNothingAndClosesEndsItAtTheFirstReceiv
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.lines(), ElementsAre(peerGone()));
     EXPECT_EQ(stage.events, (Events{"recv"}));
+}
+
+TEST_F(ServerHandshakeTest, tokenOfAStepThatCannotBeLoggedIsGivenBack) {
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "token"}};
+    stage.arriving = {"hello"};
+    stage.good.platform.FormatMessageW = [](auto...) -> DWORD { throw std::bad_alloc(); };
+    EXPECT_THROW(stage.run(), std::bad_alloc);
+    EXPECT_EQ(stage.events, (Events{"recv", "call", "free", "delete"}));
+    EXPECT_EQ(stage.tokensHeld(), 0U);
 }
 
 TEST_F(ServerHandshakeTest, failingSendReleasesTheTokenThenTheContext) {
