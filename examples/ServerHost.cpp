@@ -5,6 +5,8 @@
 // Prints "port <number>" when it is ready (PORT 0 takes a free one) and ends after that many
 // clients. One client at a time keeps it small; a real server posts AcceptEx and runs
 // completeAcceptEx, which is the handshake, on a thread of the connection's own.
+#include "Listener.h"
+
 #include <VexaPlatform/Certificates.h>
 #include <VexaPlatform/HostSockets.h>
 #include <VexaSsl/SslLog.h>
@@ -13,43 +15,10 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <stdexcept>
-#include <string>
 
 namespace {
 
 using namespace VexaSsl;
-
-struct FreeLater {
-    addrinfo* list = nullptr;
-    ~FreeLater() { platform::freeaddrinfo(list); }
-};
-
-SOCKET listenLocally(ISocketStrategy& plain, const char* port) {
-    FreeLater addresses;
-    addrinfo hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    if (plain.getaddrinfo("127.0.0.1", port, &hints, &addresses.list) != 0) {
-        throw std::runtime_error("bad port");
-    }
-    const SOCKET s = platform::socket(addresses.list->ai_family, SOCK_STREAM, 0);
-    if (platform::bind(s, addresses.list->ai_addr, static_cast<int>(addresses.list->ai_addrlen)) !=
-            0 ||
-        platform::listen(s, 16) != 0) {
-        throw std::runtime_error("can't listen");
-    }
-    return s;
-}
-
-std::string portOf(SOCKET s) {
-    sockaddr_storage address{};
-    socklen_t length = sizeof address;
-    auto* plain = reinterpret_cast<sockaddr*>(&address);
-    getsockname(static_cast<int>(s), plain, &length);
-    char port[NI_MAXSERV] = {};
-    getnameinfo(plain, length, nullptr, 0, port, sizeof port, NI_NUMERICSERV);
-    return port;
-}
 
 void echo(ISocketStrategy& strategy, SOCKET s) {
     char buffer[16384];

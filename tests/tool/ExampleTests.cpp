@@ -1,5 +1,6 @@
 // The example hosts, hosts of the shared library as a user writes them, against each other and
 // against the tool.
+#include "tool/StarttlsTalk.h"
 #include "tool/Tool.h"
 
 #include <gtest/gtest.h>
@@ -12,16 +13,21 @@ std::string iniFile(const Words& arguments) {
     return arguments[1];
 }
 
+std::string example(const std::string& program) {
+    return std::string(VEXASSL_EXAMPLES) + "/" + program;
+}
+
 Words clientHost(const std::string& port, const Words& configuration, const std::string& text) {
-    return {VEXASSL_CLIENT_HOST,    "localhost", port, iniFile(configuration), "Tested",
+    return {example("client_host"), "localhost", port, iniFile(configuration), "Tested",
             pki::folder().string(), text};
 }
 
 class RunningHost {
 public:
-    explicit RunningHost(const Words& configuration)
-        : program({VEXASSL_SERVER_HOST, "0", iniFile(configuration), "Tested",
-                   pki::folder().string(), "1"}) {
+    explicit RunningHost(const Words& configuration, const std::string& name = "server_host",
+                         int clients = 1)
+        : program({example(name), "0", iniFile(configuration), "Tested", pki::folder().string(),
+                   std::to_string(clients)}) {
         EXPECT_TRUE(program.shows("port ")) << program.errors();
         EXPECT_TRUE(program.shows("\n"));
         const std::string output = program.output();
@@ -72,6 +78,57 @@ TEST(Examples, distrustEndsBothWithAReason) {
               std::string::npos)
         << client.output();
     EXPECT_EQ(server.command().exitStatus(), 1);
+}
+
+TEST(Examples, overlappedServerServesSeveralClientsAtOnce) {
+    RunningHost server(secureServer(), "overlapped_server", 2);
+    const std::string target = "localhost:" + server.port();
+    // The first client stays connected, its input open, while the second comes and goes.
+    Command first(Words{VEXASSL_TOOL, "connect", target} + secureClient(), Command::Input::open());
+    first.say("I was first\n");
+    ASSERT_TRUE(first.shows("I was first\n")) << first.errors();
+    const Outcome second = runTool(Words{"connect", target} + secureClient(),
+                                   Command::Input::text("and I was second"));
+    EXPECT_EQ(second.output, "and I was second") << second.errors;
+    first.closeInput();
+    EXPECT_EQ(first.exitStatus(), 0) << first.errors();
+    EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
+}
+
+TEST(Examples, opportunisticPairSwitchesAndTalks) {
+    const Words configuration = switchableServer(pki::localhost);
+    Command pair(
+        {example("opportunistic_pair"), iniFile(configuration), "Tested", pki::folder().string()});
+    EXPECT_EQ(pair.exitStatus(), 0) << pair.errors() << pair.output();
+    EXPECT_NE(pair.output().find("you said: in confidence\n"), std::string::npos) << pair.output();
+}
+
+TEST(Examples, opportunisticPairStaysSilentWithoutTrust) {
+    const Words configuration = switchableServer(pki::untrusted);
+    Command pair(
+        {example("opportunistic_pair"), iniFile(configuration), "Tested", pki::folder().string()});
+    EXPECT_EQ(pair.exitStatus(), 1);
+    EXPECT_EQ(pair.output().find("in confidence"), std::string::npos) << pair.output();
+    EXPECT_NE(pair.errors().find("client: no encryption; the log tells why"), std::string::npos);
+}
+
+TEST(Examples, ownLogKeepsWhatWentWrong) {
+    Command well({example("own_log"), iniFile(secureServer()), "Tested"});
+    EXPECT_EQ(well.exitStatus(), 0) << well.errors();
+    EXPECT_EQ(well.output(), "problems: 0\n");
+    Command badly({example("own_log"), "nowhere.ini", "Tested"});
+    EXPECT_EQ(badly.exitStatus(), 1);
+    EXPECT_EQ(badly.output(), "problems: 2\n");
+    EXPECT_NE(badly.errors().find("Z warning Can't open config file\n"), std::string::npos)
+        << badly.errors();
+}
+
+TEST(Examples, theClientBeforeTheSwapTalksInTheClear) {
+    RunningHost server(configured({{"UseEncryption", "False"}}));
+    Command client({example("before_the_swap"), "127.0.0.1", server.port(), "as ever"});
+    EXPECT_EQ(client.exitStatus(), 0) << client.errors();
+    EXPECT_EQ(client.output(), "as ever\n");
+    EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
 } // namespace

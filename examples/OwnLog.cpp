@@ -1,0 +1,120 @@
+// A log of a host's own: safe for several threads, with the time of each line, in UTF-8 on standard
+// error, and with everything that ever went wrong kept for the host to ask about.
+//
+//   own_log INI-FILE CONNECTION
+//
+// Reads the configuration of a connection and says how many problems that had.
+#include <VexaSsl/VexaSsl.h>
+
+#include <chrono>
+#include <ctime>
+#include <exception>
+#include <iomanip>
+#include <iostream>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace VexaSsl;
+
+// Units that stand for no character are shown as "?": the text may come from a peer.
+std::string utf8(const std::wstring& text) {
+    std::string bytes;
+    for (const wchar_t unit : text) {
+        const auto code = static_cast<unsigned long>(unit);
+        const auto tail = [&](int shift) {
+            bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
+        };
+        if (code < 0x20 || code == 0x7F || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF) {
+            bytes += '?'; // a line end would forge a line
+        } else if (code < 0x80) {
+            bytes += static_cast<char>(code);
+        } else if (code < 0x800) {
+            bytes += static_cast<char>(0xC0 | (code >> 6));
+            tail(0);
+        } else if (code < 0x10000) {
+            bytes += static_cast<char>(0xE0 | (code >> 12));
+            tail(6);
+            tail(0);
+        } else {
+            bytes += static_cast<char>(0xF0 | (code >> 18));
+            tail(12);
+            tail(6);
+            tail(0);
+        }
+    }
+    return bytes;
+}
+
+const char* word(Severity severity) {
+    switch (severity) {
+    case Severity::Debug:
+        return "debug";
+    case Severity::Info:
+        return "info";
+    case Severity::Warning:
+        return "warning";
+    case Severity::Error:
+        return "error";
+    case Severity::Fatal:
+        return "fatal";
+    }
+    return "unknown";
+}
+
+// Called inside socket operations that may not throw: whatever goes wrong here ends here.
+class OwnLog : public ILog {
+public:
+    void log(Severity severity, const std::wstring& text) override try {
+        const std::lock_guard guard(lock);
+        if (severity >= Severity::Warning) {
+            kept.push_back(utf8(text));
+        }
+        if (severity >= threshold) {
+            const std::time_t now = std::chrono::system_clock::to_time_t(clock::now());
+            std::tm utc{};
+            gmtime_r(&now, &utc);
+            std::cerr << std::put_time(&utc, "%FT%TZ ") << word(severity) << " " << utf8(text)
+                      << "\n";
+        }
+    } catch (const std::exception&) { // out of memory: the line is lost, the connection isn't
+    }
+
+    // Each stack that is made sets it; a host may choose to keep its own.
+    void setMinimumSeverity(Severity severity) override {
+        const std::lock_guard guard(lock);
+        threshold = severity;
+    }
+
+    std::vector<std::string> problems() const {
+        const std::lock_guard guard(lock);
+        return kept;
+    }
+
+private:
+    using clock = std::chrono::system_clock;
+    mutable std::mutex lock;
+    Severity threshold = Severity::Info;
+    std::vector<std::string> kept;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "own_log INI-FILE CONNECTION\n";
+        return 1;
+    }
+    OwnLog log;
+    try {
+        const auto config =
+            constructSslConfigurationFromIniFile(log, argv[1], convertNarrowToWide(argv[2]));
+        const auto strategy = instantiateSocketStrategy(log, *config);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "\n";
+    }
+    std::cout << "problems: " << log.problems().size() << "\n";
+    return log.problems().empty() ? 0 : 1;
+}
