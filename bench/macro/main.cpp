@@ -1,10 +1,11 @@
 // The library beside others that do the same work, over loopback.
 //
-//   macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] RESULTS
+//   macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] [--who NAME] RESULTS
 //
 // Writes the results as JSON and tells its progress on the standard error. Each cell is measured in
 // rounds, and in each round all contenders one after another, so that what else the machine does
-// falls on all of them. With --only TEXT just the cells with TEXT in their name.
+// falls on all of them. With --only TEXT just the cells with TEXT in their name, with --who NAME
+// just that contender, for a profiler.
 //
 // Memory is measured in processes of their own, which this program starts from itself:
 //
@@ -31,6 +32,7 @@ struct Wishes {
     Effort effort = Effort::full;
     int rounds = 0;
     std::string only;
+    std::string who;
     std::string results;
 };
 
@@ -46,13 +48,15 @@ Wishes wishesOf(int argc, char** argv) {
             wishes.rounds = std::atoi(argv[++i]);
         } else if (word == "--only" && i + 1 < argc) {
             wishes.only = argv[++i];
+        } else if (word == "--who" && i + 1 < argc) {
+            wishes.who = argv[++i];
         } else {
             wishes.results = word;
         }
     }
     if (wishes.results.empty()) {
         throw std::runtime_error(
-            "macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] RESULTS");
+            "macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] [--who NAME] RESULTS");
     }
     if (wishes.rounds <= 0) {
         constexpr std::array<int, 3> usual{1, 3, 9};
@@ -110,6 +114,11 @@ public:
     }
 
 private:
+    template <typename AnyCell>
+    bool asks(const AnyCell& cell, const Entry& entry) const {
+        return cell.asks(entry) && (wishes.who.empty() || wishes.who == entry.name);
+    }
+
     Terms termsFor(KeyKind key, bool bundle) const {
         Terms terms = termsOf(folder.path, key, bundle);
         terms.suite = agreements.at(key).suite;
@@ -122,7 +131,7 @@ private:
         std::cerr << cell.name << std::flush;
         for (int round = 0; round <= wishes.rounds; ++round) {
             for (const Entry& entry : contenders()) {
-                if (!cell.asks(entry)) {
+                if (!asks(cell, entry)) {
                     continue;
                 }
                 Contender& contender = *made.at(entry.name);
@@ -141,7 +150,7 @@ private:
     void measure(const MemoryCell& cell) {
         std::cerr << cell.name << std::flush;
         for (const Entry& entry : contenders()) {
-            if (cell.asks(entry)) {
+            if (asks(cell, entry)) {
                 results.add(entry.name,
                             runMemoryProcess(cell, entry.name, termsFor(KeyKind::p256, false)), 0);
                 std::cerr << "." << std::flush;
