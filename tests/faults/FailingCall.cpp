@@ -45,6 +45,15 @@ Consequence FailingCall::consequence() const {
     return {};
 }
 
+int FailingCall::breakpointsBefore() const {
+    const bool stops = kind == Kind::receive || kind == Kind::completeReceive;
+    const auto spoiled = std::ranges::count_if(callsBefore(), [](const SeenCall& seen) {
+        return seen.call == Call::DecryptMessage && seen.result != SEC_E_OK &&
+               seen.result != SEC_E_INCOMPLETE_MESSAGE;
+    });
+    return stops ? static_cast<int>(spoiled) : 0;
+}
+
 // --- Sockets.
 
 Consequence FailingCall::ofTransport() const {
@@ -133,7 +142,7 @@ Consequence FailingCall::ofNarrowText() const {
         found.error = scenario.upgrades ? untouchedError : WSAEINVAL;
         return found;
     }
-    return goesOn({error(noContext)}, 1);
+    return goesOn({kind == Kind::configure ? warning(L"") : error(noContext)}, 1);
 }
 
 // The next line lacks what would stand in its brackets.

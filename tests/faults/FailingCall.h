@@ -3,6 +3,9 @@
 
 #include "faults/Expectation.h"
 
+#include <algorithm>
+#include <span>
+
 namespace VexaSsl::test {
 
 // One failing call in its run.
@@ -39,7 +42,13 @@ private:
     Consequence ofSearch() const;
     Consequence ofName() const;
     Consequence ofRejectedChain(const Lines& why) const;
+    Consequence ofFriendlyName() const;
     Lines linesOfVerdict() const;
+    std::wstring nameOfJudged() const;
+    // A server looks at its own certificate or at the client's, a client at its own.
+    bool judgesServer() const {
+        return scenario.serves && scenario.certificate == Certificate::any;
+    }
     Consequence ofNarrowText() const;
     Consequence ofMissingText() const;
     Consequence ofUserName() const;
@@ -62,7 +71,8 @@ private:
         return {.lines = std::move(lines),
                 .end = Consequence::End::here,
                 .result = result,
-                .error = lastError};
+                .error = lastError == untouchedError ? errorBefore() : lastError,
+                .breakpoints = breakpointsBefore()};
     }
     // The failure of the call below is the host's.
     Consequence passesOn(std::int64_t result) const {
@@ -77,6 +87,18 @@ private:
         lines.push_back(error(noContext + text));
         return ends(-1, kind == Kind::startTls ? anyError : WSAECONNABORTED, std::move(lines));
     }
+    // The calls of the step before this one.
+    std::span<const SeenCall> callsBefore() const {
+        const std::size_t first = base.outcomes[step].firstCall;
+        return std::span(base.calls).subspan(first, position - first);
+    }
+    // What the last error is when the call doesn't set it.
+    int errorBefore() const {
+        return callsBefore().empty() ? untouchedError
+                                     : static_cast<int>(callsBefore().back().error);
+    }
+    // Those of the step, if an earlier failure has had its own.
+    int breakpointsBefore() const;
     // With log layers one more read or write shows.
     Lines encryptionLayer(const std::wstring& verb) const {
         return scenario.hasLogLayers ? Lines{debug(L"Encryption Layer using socket [S] to " + verb +

@@ -1,7 +1,17 @@
 // FailingCall: certificates.
 #include "faults/FailingCall.h"
 
+#include <algorithm>
+
 namespace VexaSsl::test {
+
+namespace {
+
+const std::wstring machineName = L"machine.integration.test";
+const std::wstring certificateAtFault =
+    L"This error applies to the certificate with the friendly name [";
+
+} // namespace
 
 Consequence FailingCall::ofCertificates() const {
     switch (call.call) {
@@ -43,20 +53,34 @@ Consequence FailingCall::ofSearch() const {
     }
     const bool byName = call.detail == Detail::byName;
     const std::wstring purpose = scenario.serves ? L"Server" : L"Client";
-    const std::wstring machine = L"machine.integration.test";
     const bool isDefault = scenario.certificate == Certificate::any;
-    const std::wstring name = isDefault ? machine : scenario.searchedName;
+    const std::wstring name = isDefault ? machineName : scenario.searchedName;
+    // What is searched for stands in the base already if the search has failed there.
+    const LogLine term =
+        call.result == 0 ? nextLine(1)
+                         : info(byName ? L"Name searched for: [" + name + L"]"
+                                       : L"EKU searched for: [" + purpose + L" Authentication]");
     Lines lines = {failed(byName ? L"CertFindCertificateInStore (by name)"
                                  : L"CertFindCertificateInStore (by extended key usage)",
                           failure.error),
-                   info(byName ? L"Name searched for: [" + name + L"]"
-                               : L"EKU searched for: [" + purpose + L" Authentication]")};
+                   term};
     if (isDefault) {
         lines.push_back(error(L"Tried to find a default certificate, but none were suitable"));
         return handshakeFails(std::move(lines), L"no default certificate");
     }
     lines.push_back(error(L"Was not able to find a certificate with the name [" + name + L"]"));
     return handshakeFails(std::move(lines), L"no available certificate");
+}
+
+// Without a chain there is no place in it.
+std::wstring FailingCall::nameOfJudged() const {
+    const auto before = callsBefore();
+    const auto built = std::find_if(before.rbegin(), before.rend(), [](const SeenCall& seen) {
+        return seen.call == Call::CertGetCertificateChain;
+    });
+    const bool hasChain = built != before.rend() && built->result != FALSE;
+    const std::wstring name = judgesServer() ? machineName : L"client.test";
+    return hasChain ? name : std::wstring();
 }
 
 Lines FailingCall::linesOfVerdict() const {
@@ -67,17 +91,14 @@ Lines FailingCall::linesOfVerdict() const {
                  L", which is not documented to be useful, but not documented to not be "
                  L"useful")};
     }
-    const bool judgesServer = scenario.serves && scenario.certificate == Certificate::any;
-    const std::wstring purpose = judgesServer ? L"server" : L"client";
-    const std::wstring name = judgesServer ? L"machine.integration.test" : L"client.test";
-    std::wstring place =
-        L"This error applies to the certificate with the friendly name [" + name + L"]";
-    if (failure.elementIndex == -1) {
-        place = failure.chainIndex == -1
-                    ? L"This error applies to the entire certificate chain"
-                    : L"This error applies to the complete simple chain begining at the "
-                      L"certificate with the friendly name [" +
-                          name + L"]";
+    const std::wstring purpose = judgesServer() ? L"server" : L"client";
+    std::wstring place = L"This error applies to the entire certificate chain";
+    if (failure.elementIndex != -1) {
+        place = certificateAtFault + nameOfJudged() + L"]";
+    } else if (failure.chainIndex != -1) {
+        place = L"This error applies to the complete simple chain begining at the certificate "
+                L"with the friendly name [" +
+                nameOfJudged() + L"]";
     }
     return {
         warning(L"CertVerifyCertificateChainPolicy returned status: " + withText(failure.verdict)),
@@ -100,12 +121,20 @@ Consequence FailingCall::ofRejectedChain(const Lines& why) const {
 }
 
 Consequence FailingCall::ofName() const {
+    if (nextLine().text.starts_with(certificateAtFault)) {
+        return ofFriendlyName();
+    }
     const Lines none =
         call.detail == Detail::sizing
             ? Lines{warning(L"CertGetNameStringW could not find any names on the certificate")}
             : Lines{};
-    if (scenario.certificate == Certificate::any) {
-        return goesOn(none + Lines{info(L"All names on this certificate: ")}, 1);
+    const LogLine report = info(L"All names on this certificate: ");
+    const auto further = std::count_if(
+        base.calls.begin() + static_cast<std::ptrdiff_t>(position) + 1, base.calls.end(),
+        [](const SeenCall& seen) { return seen.call == Call::CertGetNameStringW; });
+    if (nextLine().text.starts_with(report.text)) {
+        // A report is made of the names, or they are known to be missing and only then reported.
+        return further <= 1 ? goesOn(none + Lines{report}, 1) : goesOn();
     }
     return handshakeFails(
         none + Lines{info(L"All names on this certificate: [client.test] "),
@@ -113,6 +142,18 @@ Consequence FailingCall::ofName() const {
                      error(L"The certificate provided by the client is trusted, but not "
                            L"acceptable. Terminating connection")},
         L"client authentication failed: cert not acceptable");
+}
+
+// A name that can't be had after its size was told is as many zeros.
+Consequence FailingCall::ofFriendlyName() const {
+    const std::size_t size = (judgesServer() ? machineName : std::wstring(L"client.test")).size();
+    const std::wstring zeros(call.detail == Detail::sizing ? 0 : size, L'\0');
+    const LogLine place = info(certificateAtFault + zeros + L"]");
+    return call.detail == Detail::sizing
+               ? goesOn({warning(L"CertGetNameString could not find any names on the certificate"),
+                         place},
+                        1)
+               : goesOn({place}, 1);
 }
 
 } // namespace VexaSsl::test

@@ -112,7 +112,7 @@ Consequence FailingCall::ofSpoiledReceive() const {
             endsStream ? ends(-1, WSAECONNRESET) : ends(failure.result, untouchedError);
         found.lines = {warning(L"::WSARecv completed asynchronously, but there were too few bytes "
                                L"transferred [0] to decrypt even a single crypto message")};
-        found.breakpoints = 1;
+        ++found.breakpoints;
         return found;
     }
     // The ciphertext in hand is gone. A receive that has read from the network goes on with the
@@ -123,7 +123,7 @@ Consequence FailingCall::ofSpoiledReceive() const {
                     [](const SeenCall& seen) { return seen.call == Call::recv; });
     Consequence found = ends(0, untouchedError);
     found.lines = hasRead && !endsStream ? encryptionLayer(L"recv") : Lines{};
-    found.breakpoints = 1;
+    ++found.breakpoints;
     return found;
 }
 

@@ -267,7 +267,7 @@ void StepLog::log(Severity severity, const std::wstring& text) {
 namespace {
 
 void loseExpectations(SOCKET socket) {
-    const timeval soon{0, 20000};
+    const timeval soon{0, 2000};
     ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
 }
 
