@@ -45,6 +45,14 @@ TEST(CheckHostileFiles, deviceWithoutAnEnd) {
     expectUnreadable("/dev/zero", "/dev/zero", "is a device");
 }
 
+// A start reads it like a file without a line.
+TEST(CheckHostileFiles, nullDeviceIsAnEmptyStore) {
+    const Outcome outcome = checked(fileHolding("[VexaSsl]\nConfigurationStore=/dev/null\n"));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "no-connections"), SizeIs(1));
+    EXPECT_THAT(findings(outcome, "unreadable-file"), SizeIs(0));
+}
+
 TEST(CheckHostileFiles, emptyFile) {
     const auto ini = fileHolding("");
     const Outcome outcome = checked(ini);

@@ -134,6 +134,16 @@ TEST(Check, expiredCertificateIsAWarning) {
     EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(1));
 }
 
+TEST(Check, certificateThatIsNotYetValidIsAWarning) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=" + pki::notYetValid + "\n"));
+    const Outcome outcome = checked(files.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_THAT(findings(outcome, "certificate-not-yet-valid")[0],
+                HasSubstr("as a server: the certificate of"));
+    EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(0));
+}
+
 TEST(Check, plainConnectionNeedsNoCertificate) {
     const Configured files(storeWith("ServerCertificateToSendName=nobody at all\n"));
     const Outcome outcome = checked(files.ini, {"--role", "server", "--strict"});

@@ -142,8 +142,9 @@ TEST(ServeJson, fullDiskIsUsageBeforeAnybodyCalls) {
     EXPECT_THAT(server.errors(), HasSubstr("vexassl: cannot write to standard output"));
 }
 
-// A reader that takes the first line only, and leaves the pipe full behind it.
-constexpr const char* stopBehindAFullPipe = R"(
+// A reader that takes the first line only, and leaves the pipe full behind it. The stop comes once
+// there is a thread more, that of the connection, which is to be told of.
+constexpr const char* stopBehindAFullPipe = R"sh(
     set -e
     pipe=$(mktemp -u) && mkfifo "$pipe" && exec 3<>"$pipe" && rm "$pipe"
     "$0" serve --port 0 --json >&3 2>/dev/null &
@@ -151,10 +152,12 @@ constexpr const char* stopBehindAFullPipe = R"(
     read -r line <&3
     port=${line##*:}
     dd if=/dev/zero bs=4096 count=1000 oflag=nonblock of=/dev/fd/3 2>/dev/null || true
+    threads() { ls /proc/$server/task | wc -l; }
+    idle=$(threads)
     exec 4<>"/dev/tcp/127.0.0.1/${port//[!0-9]/}"
-    sleep 1
+    until [ "$(threads)" -gt "$idle" ]; do sleep 0.01; done
     kill -TERM $server
-    wait $server)";
+    wait $server)sh";
 
 TEST(ServeJson, stopEndsTheServerThoughNobodyReads) {
     Command script({"bash", "-c", stopBehindAFullPipe, VEXASSL_TOOL});

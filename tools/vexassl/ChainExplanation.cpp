@@ -63,15 +63,6 @@ private:
     std::size_t leafPlace = 0;
 };
 
-// No DNS name has characters that don't fit into a unit.
-std::wstring wideName(const std::string& name) {
-    std::wstring wide;
-    for (const char32_t point : characters(std::string_view(name))) {
-        wide.push_back(point <= 0xFFFF ? static_cast<wchar_t>(point) : L'?');
-    }
-    return wide;
-}
-
 PurposeVerdict Explainer::explainPurpose(bool forServer) {
     LogCollector log;
     FILETIME time = fileTimeOf(explanation.at);

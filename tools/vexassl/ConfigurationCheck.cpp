@@ -177,12 +177,20 @@ private:
                 role + std::to_string(side.matches) +
                     " certificates have the name; the last one is used");
         }
-        if (side.certificate && side.certificate->notAfter < currentMoment()) {
-            add(isNeeded(isServer) ? Gravity::Warning : Gravity::Note, "certificate-expired",
-                role + "the certificate of [" + shownTitle(*side.certificate) +
-                    "] is no longer valid");
+        if (side.certificate) {
+            judgeDates(*side.certificate, role, isNeeded(isServer));
         }
         checked.sides.push_back(side);
+    }
+
+    void judgeDates(const CertificateFacts& certificate, const std::string& role, bool needed) {
+        const Gravity gravity = needed ? Gravity::Warning : Gravity::Note;
+        const std::string which = role + "the certificate of [" + shownTitle(certificate) + "] is ";
+        if (certificate.notAfter < currentMoment()) {
+            add(gravity, "certificate-expired", which + "no longer valid");
+        } else if (certificate.notBefore > currentMoment()) {
+            add(gravity, "certificate-not-yet-valid", which + "not valid yet");
+        }
     }
 
     // With the line that tells an administrator what to do, where the library has one.

@@ -20,6 +20,8 @@ const char* kindThatIsNoFile(const std::filesystem::path& path) {
     case std::filesystem::file_type::directory:
         return "is a directory";
     case std::filesystem::file_type::character:
+        // Of the other devices some never end.
+        return std::filesystem::canonical(path, ignored) == "/dev/null" ? "" : "is a device";
     case std::filesystem::file_type::block:
         return "is a device";
     default:

@@ -53,11 +53,8 @@ CredentialHandle acquireJudgingNobody() {
 class Probe {
 public:
     Probe(ISocketStrategy& plain, SOCKET connected, const std::string& name)
-        : strategy(plain), socket(connected), credential(acquireJudgingNobody()) {
-        for (const char32_t point : characters(std::string_view(name))) {
-            target.push_back(point <= 0xFFFF ? static_cast<wchar_t>(point) : L'?');
-        }
-    }
+        : strategy(plain), socket(connected), credential(acquireJudgingNobody()),
+          target(wideName(name)) {}
 
     // Null, with the reason in end, when the peer showed none.
     CertificateHandle run() {

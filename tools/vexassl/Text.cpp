@@ -168,6 +168,14 @@ std::wstring widenedBytes(std::string_view bytes) {
     return result;
 }
 
+std::wstring wideName(std::string_view name) {
+    std::wstring wide;
+    for (const char32_t point : characters(name)) {
+        wide.push_back(point <= 0xFFFF ? static_cast<wchar_t>(point) : L'?');
+    }
+    return wide;
+}
+
 std::string pathText(const std::filesystem::path& path) {
     const std::u8string text = path.u8string();
     return {text.begin(), text.end()};

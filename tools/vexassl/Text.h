@@ -30,6 +30,10 @@ std::string printableText(std::string_view bytes);
 // in a file only when it is widened in that way, whatever the encoding of both.
 std::wstring widenedBytes(std::string_view bytes);
 
+// UTF-8 as wide text, for DNS names: none has characters that don't fit into a unit, and what
+// doesn't becomes "?".
+std::wstring wideName(std::string_view name);
+
 // The bytes of a path; UTF-8 where the system's paths are texts.
 std::string pathText(const std::filesystem::path& path);
 
