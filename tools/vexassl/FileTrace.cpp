@@ -26,6 +26,17 @@ bool startsAsSixteenBits(std::wstring_view text) {
     return text.starts_with(L"\u00FF\u00FE") || text.starts_with(L"\u00FE\u00FF");
 }
 
+// A path may lead to a key or a password instead of a configuration, and findings are read by many:
+// of a line that says nothing to the library only its place is told, and of a key what can be a
+// name.
+bool canBeName(std::wstring_view key) {
+    constexpr std::size_t longestName = 64;
+    return key.size() <= longestName && std::all_of(key.begin(), key.end(), [](wchar_t unit) {
+               return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') ||
+                      unit == L' ';
+           });
+}
+
 std::string atLine(std::size_t line) {
     return "line " + std::to_string(line);
 }
@@ -66,7 +77,7 @@ void FileTrace::readLine(const ReadLine& line) {
         break;
     case LineMeaning::NoEffect:
         add(line.number, "no-effect",
-            quotedFileText(line.text) + " has nothing on one side of its \"=\" and no effect");
+            "the line has nothing on one side of its \"=\" and no effect");
         break;
     }
 }
@@ -75,14 +86,13 @@ void FileTrace::noteDropped(const ReadLine& line) {
     if (line.meaning == LineMeaning::TooLong) {
         add(line.number, "line-too-long",
             "a line of " + std::to_string(line.text.size()) +
-                " characters is dropped; 20000 are the most: " + quotedFileText(line.text));
+                " characters is dropped; 20000 are the most");
         return;
     }
     const bool looksEmpty = line.text.find_first_not_of(blanks) == std::wstring::npos;
     add(line.number, "no-delimiter",
-        looksEmpty
-            ? "a line of nothing but blanks is dropped; it doesn't end the section"
-            : quotedFileText(line.text) + " is dropped: it has no \"=\" and is no [section]");
+        looksEmpty ? "a line of nothing but blanks is dropped; it doesn't end the section"
+                   : "the line is dropped: it has no \"=\" and is no [section]");
 }
 
 // A header that comes again empties the section, as the parser does.
@@ -140,7 +150,8 @@ void FileTrace::noteKeyOutside(const ReadLine& line) {
         }
     }
     add(line.number, "key-outside-section",
-        quotedFileText(key) + " belongs to no section and is never read: " + reason);
+        (canBeName(key) ? quotedFileText(key) : "what stands here") +
+            " belongs to no section and is never read: " + reason);
 }
 
 void FileTrace::noteBlanksAround(const ReadLine& line) {

@@ -1,0 +1,327 @@
+// Every stack, in good times and bad, with marked secrets in its buffers, keys and passwords:
+// nothing of them stands in any line of a log, in any exception, or on the process's own output.
+#include "fakes/CollectingLog.h"
+#include "fakes/Sweep.h"
+#include "integration/support/Meeting.h"
+#include "integration/support/Pki.h"
+#include "secrets/SecretFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <fstream>
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::IsEmpty;
+
+const std::string boxedServer = "case server-rsa,";
+const std::string goodServer = "case server-ecdsa,";
+
+class LibrarySecrets : public ::testing::Test {
+public:
+    static void tell() {
+        if (total.searches != 0)
+            tellFigure("Secrets",
+                       "library: " + std::to_string(total.lines) +
+                           " log lines and exception texts of " + std::to_string(total.searches) +
+                           " scenes searched, secrets in " + std::to_string(total.found));
+    }
+
+protected:
+    LibrarySecrets() {
+        folder.secrets.add("what the client sends", fromClient);
+        folder.secrets.add("what the server sends", fromServer);
+    }
+
+    ~LibrarySecrets() override {
+        const std::string printed = output.stop();
+        EXPECT_THAT(folder.secrets.foundIn(printed), IsEmpty()) << printed;
+        EXPECT_GT(lines, 0U);
+        total.lines += lines;
+        total.searches += 1;
+        total.found += found;
+        EXPECT_EQ(found, 0U);
+    }
+
+    void inspect(const std::wstring& text) {
+        const auto names = folder.secrets.foundIn(text);
+        EXPECT_THAT(names, IsEmpty()) << convertWideToNarrow(text);
+        ++lines;
+        found += names.empty() ? 0 : 1;
+    }
+
+    void inspect(const Peer& peer) {
+        for (const LogLine& line : peer.log->lines())
+            inspect(line.text);
+    }
+
+    void inspect(const Meeting& meeting) {
+        inspect(meeting.client);
+        inspect(meeting.server);
+    }
+
+    // What a host does with a connection: sends, looks, peeks, reads in parts, reads on.
+    // Without TLS there is nothing to look at in a stack that can switch to it.
+    void converse(Meeting& meeting, bool looks = true) {
+        ASSERT_TRUE(meeting.established());
+        ASSERT_TRUE(meeting.client.say(fromClient));
+        EXPECT_EQ(looks ? meeting.server.readable(patienceSeconds) : 1, 1);
+        EXPECT_TRUE(meeting.server.receive(20, msgPeek).has_value());
+        EXPECT_EQ(meeting.server.hear(30), fromClient.substr(0, 30));
+        EXPECT_EQ(meeting.server.hear(fromClient.size() - 30), fromClient.substr(30));
+        ASSERT_TRUE(meeting.server.say(fromServer));
+        EXPECT_EQ(meeting.client.hear(fromServer.size()), fromServer);
+    }
+
+    // Posts a receive, with the bytes on their way, and completes it.
+    static std::string hearOverlapped(Peer& peer) {
+        std::string bytes(200, '\0');
+        WSABUF buffer{static_cast<ULONG>(bytes.size()), bytes.data()};
+        Overlapped overlapped;
+        DWORD count = 0;
+        DWORD flags = 0;
+        peer.stack->WSARecv(peer.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
+                            nullptr);
+        if (!overlapped.wait(peer.socket.handle(), count) ||
+            peer.stack->completeWSARecv(0, &count, nullptr) != 0)
+            return {};
+        return bytes.substr(0, count);
+    }
+
+    const std::string fromClient = markedText(10, 120);
+    const std::string fromServer = markedText(11, 120);
+    SecretFolder folder;
+    CapturedOutput output;
+    std::size_t lines = 0;
+    std::size_t found = 0;
+
+    struct Total {
+        std::size_t lines = 0;
+        std::size_t searches = 0;
+        std::size_t found = 0;
+    };
+    static Total total;
+};
+
+LibrarySecrets::Total LibrarySecrets::total;
+
+// At the end of all suites.
+class Telling : public ::testing::Environment {
+    void TearDown() override { LibrarySecrets::tell(); }
+};
+const ::testing::Environment* const telling = ::testing::AddGlobalTestEnvironment(new Telling);
+
+Settings talkative(const std::string& encryption, bool layers) {
+    return Settings::plain()
+        .with("UseEncryption", encryption)
+        .with("MinimumSeverityToLog", "Debug")
+        .with("InjectLogLayers", layers ? "True" : "False");
+}
+
+Settings serving(const Settings& settings, const std::string& certificate = goodServer) {
+    return settings.with("ServerCertificateToSendName", certificate);
+}
+
+struct Way {
+    std::string encryption;
+    bool layers;
+    Accepting accepting;
+};
+
+class AnyStack : public LibrarySecrets, public ::testing::WithParamInterface<Way> {};
+
+TEST_P(AnyStack, saysNothingOfWhatPasses) {
+    const Settings settings = talkative(GetParam().encryption, GetParam().layers).named(L"Marked");
+    Meeting meeting =
+        meet({.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
+    converse(meeting, GetParam().encryption != "Opportunistically");
+    inspect(meeting);
+}
+
+TEST_P(AnyStack, saysNothingOfOverlappedReceives) {
+    const Settings settings = talkative(GetParam().encryption, GetParam().layers).named(L"Marked");
+    Meeting meeting =
+        meet({.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
+    ASSERT_TRUE(meeting.established());
+    std::string sent = fromClient;
+    WSABUF buffer{static_cast<ULONG>(sent.size()), sent.data()};
+    DWORD count = 0;
+    EXPECT_EQ(meeting.client.stack->WSASend(meeting.client.socket.handle(), &buffer, 1, &count, 0,
+                                            nullptr, nullptr),
+              0);
+    EXPECT_EQ(hearOverlapped(meeting.server), fromClient);
+    inspect(meeting);
+}
+
+INSTANTIATE_TEST_SUITE_P(, AnyStack,
+                         ::testing::Values(Way{"False", false, Accepting::blocking},
+                                           Way{"False", true, Accepting::blocking},
+                                           Way{"False", true, Accepting::overlapped},
+                                           Way{"True", false, Accepting::blocking},
+                                           Way{"True", true, Accepting::blocking},
+                                           Way{"True", false, Accepting::overlapped},
+                                           Way{"True", true, Accepting::overlapped},
+                                           Way{"Opportunistically", false, Accepting::blocking},
+                                           Way{"Opportunistically", true, Accepting::blocking},
+                                           Way{"Opportunistically", true, Accepting::overlapped}),
+                         [](const auto& way) {
+                             return way.param.encryption + (way.param.layers ? "WithLayers" : "") +
+                                    (way.param.accepting == Accepting::blocking ? "Blocking"
+                                                                                : "Overlapped");
+                         });
+
+TEST_F(LibrarySecrets, aSwitchToTlsSaysNothingOfWhatPassesBeforeAndAfter) {
+    const Settings settings = talkative("Opportunistically", false).named(L"Upgradable");
+    Meeting meeting =
+        meet({.client = settings, .server = serving(settings), .accepting = Accepting::blocking});
+    converse(meeting, false);
+    addrinfo* addresses = nullptr;
+    ASSERT_EQ(meeting.server.stack->getaddrinfo("localhost", nullptr, nullptr, &addresses), 0);
+    platform::freeaddrinfo(addresses);
+    const auto start = [](Peer& peer) {
+        return dynamic_cast<IOtlsProvider&>(*peer.stack).startOtls();
+    };
+    {
+        std::jthread serverStarts([&] { EXPECT_EQ(start(meeting.server), 0); });
+        EXPECT_EQ(start(meeting.client), 0);
+    }
+    converse(meeting);
+    inspect(meeting);
+}
+
+TEST_F(LibrarySecrets, bothCertificatesShown) {
+    const Settings settings = talkative("True", true);
+    Meeting meeting = meet(
+        {.client = settings.with("ClientCertificateToSendName", pki::client),
+         .server = serving(settings, boxedServer).with("RequireClientAuthentication", "True")});
+    converse(meeting);
+    inspect(meeting);
+}
+
+TEST_F(LibrarySecrets, clientThatIsNotAcceptable) {
+    const Settings settings = talkative("True", true);
+    Meeting meeting = meet({.client = settings.with("ClientCertificateToSendName", pki::client),
+                            .server = serving(settings)
+                                          .with("RequireClientAuthentication", "True")
+                                          .with("AcceptableClientCertificateToReceiveNames", "x")});
+    EXPECT_FALSE(meeting.server.established());
+    inspect(meeting);
+}
+
+class UnusableCertificate : public LibrarySecrets,
+                            public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(UnusableCertificate, failsWithoutAWordOfKeyOrPassword) {
+    const Settings settings = talkative("True", true);
+    Meeting meeting = meet({.client = settings, .server = serving(settings, GetParam())});
+    EXPECT_FALSE(meeting.server.established());
+    inspect(meeting);
+}
+
+INSTANTIATE_TEST_SUITE_P(, UnusableCertificate,
+                         ::testing::Values("case no-usage,",          // the password is wrong
+                                           "case with-intermediate,", // the key is closed
+                                           "case two-names,",         // the key is cut short
+                                           "Any",                     // none suits
+                                           "nobody"));
+
+TEST_F(LibrarySecrets, serverOfAnotherName) {
+    const Settings settings = talkative("True", true);
+    Meeting meeting = meet({.client = settings, .server = serving(settings), .host = "127.0.0.2"});
+    inspect(meeting);
+}
+
+class Damage : public LibrarySecrets, public ::testing::WithParamInterface<const char*> {};
+
+// Where the first record of data begins, told by a connection that nobody damages.
+TEST_P(Damage, ofARecordSaysNothingOfIt) {
+    const Settings settings = talkative("True", true);
+    const Plan plan{.client = settings, .server = serving(settings), .between = RelayPlan{}};
+    std::size_t start = 0;
+    {
+        Meeting whole = meet(plan);
+        ASSERT_TRUE(whole.established());
+        start = whole.relay->passedToServer();
+    }
+    Plan damaged = plan;
+    const std::string kind = GetParam();
+    if (kind == "flipped")
+        damaged.between->toServer.changeAt = start + 40;
+    else
+        damaged.between->toServer.cutBehind = start + 40;
+    Meeting meeting = meet(damaged);
+    ASSERT_TRUE(meeting.established());
+    meeting.client.say(fromClient);
+    meeting.client.socket.close(); // what can't be opened is dropped, and the server waits for more
+    EXPECT_EQ(meeting.server.receive(200).value_or(""), "");
+    inspect(meeting);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Damage, ::testing::Values("flipped", "cut"));
+
+TEST_F(LibrarySecrets, clearTextForAServerThatExpectsTls) {
+    const Listener listener;
+    HostSocket caller = rawConnection(listener.port());
+    sendBytes(caller.handle(), fromClient);
+    Peer server = answer(listener, serving(talkative("True", true)));
+    EXPECT_FALSE(server.established());
+    inspect(server);
+}
+
+TEST_F(LibrarySecrets, clearTextForAClientThatExpectsTls) {
+    const Listener listener;
+    std::jthread peer([&] {
+        const HostSocket accepted(acceptFrom(listener.handle()));
+        sendBytes(accepted.handle(), fromServer);
+        waitReadable({accepted.handle()}, 1000);
+    });
+    Peer client = dial(listener.port(), talkative("True", true));
+    EXPECT_FALSE(client.established());
+    inspect(client);
+}
+
+TEST_F(LibrarySecrets, refusedOptionsTellTheirValueOnly) {
+    for (const char* option : {"UseEncryption", "MinimumSeverityToLog", "InjectLogLayers"}) {
+        SharedLog log;
+        const auto config = talkative("True", true).with(option, "Sometimes").load(log);
+        try {
+            instantiateSocketStrategy(log, *config);
+            ADD_FAILURE() << option;
+        } catch (const std::exception& refusal) {
+            inspect(convertNarrowToWide(refusal.what()));
+        }
+        for (const LogLine& line : log.lines())
+            inspect(line.text);
+    }
+}
+
+// A path that leads to the wrong file: at Debug the lines that are no options stand in the log as
+// they are, so whoever turns Debug on must know where the paths lead. No other line repeats them.
+TEST_F(LibrarySecrets, filesOfKeysAndPasswordsTakenForConfigurationsAreRepeatedAtDebugOnly) {
+    std::size_t repeated = 0;
+    for (const char* name : {"my/good.key", "my/good.pem", "my/closed.key", "my/spoiled.pem",
+                             "my/boxed.p12", "my/boxed.p12.password", "my/wrong.p12.password"}) {
+        CollectingLog log;
+        constructSslConfigurationFromIniFile(log, folder.path(name), L"Marked");
+        const auto ini = temporaryFolder() / "misled.ini";
+        std::ofstream(ini) << "[VexaSsl]\nConfigurationStore=" << folder.path(name).string()
+                           << "\n";
+        constructSslConfigurationFromIniFile(log, ini, L"Marked");
+        for (const LogLine& line : log.lines) {
+            const bool quotes = line.text.starts_with(L"Ignoring ");
+            EXPECT_TRUE(!quotes || line.severity == Severity::Debug) << line;
+            if (!quotes)
+                inspect(line.text);
+            else
+                repeated += folder.secrets.foundIn(line.text).empty() ? 0 : 1;
+        }
+    }
+    EXPECT_GT(repeated, 0U);
+}
+
+} // namespace
+} // namespace VexaSsl::test
