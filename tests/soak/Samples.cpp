@@ -5,9 +5,19 @@
 #include <fstream>
 #include <iterator>
 
+#include <malloc.h>
 #include <unistd.h>
 
 namespace VexaSsl::test {
+
+namespace {
+
+double heapInUse() {
+    const struct mallinfo2 facts = ::mallinfo2();
+    return static_cast<double>(facts.uordblks + facts.hblkhd);
+}
+
+} // namespace
 
 Sample takeSample(pid_t process, std::size_t connections) {
     const std::filesystem::path folder = "/proc/" + std::to_string(process);
@@ -16,8 +26,9 @@ Sample takeSample(pid_t process, std::size_t connections) {
     std::ifstream(folder / "statm") >> size >> resident;
     const double kibInPage = static_cast<double>(::sysconf(_SC_PAGESIZE)) / 1024;
     const std::filesystem::directory_iterator held(folder / "fd");
+    const double heap = process == ::getpid() ? heapInUse() / 1024 : 0;
     return {static_cast<double>(connections), static_cast<double>(resident) * kibInPage,
-            static_cast<double>(std::distance(begin(held), end(held)))};
+            static_cast<double>(std::distance(begin(held), end(held))), heap};
 }
 
 double Samples::slope(double Sample::*value) const {
@@ -55,6 +66,10 @@ double Samples::descriptorsPerThousandConnections() const {
     return slope(&Sample::descriptors);
 }
 
+double Samples::heapKibPerThousandConnections() const {
+    return slope(&Sample::heapKib);
+}
+
 std::string Samples::text() const {
     if (all.empty()) {
         return "nothing sampled";
@@ -67,7 +82,12 @@ std::string Samples::text() const {
                   "%.0f to %.0f, slope %+.2f",
                   warm.residentKib / 1024, last.residentKib / 1024, kibPerThousandConnections(),
                   warm.descriptors, last.descriptors, descriptorsPerThousandConnections());
-    return text;
+    char heap[100] = "";
+    if (last.heapKib > 0) {
+        std::snprintf(heap, sizeof heap, "; heap in use %.1f to %.1f MiB, slope %+.1f KiB",
+                      warm.heapKib / 1024, last.heapKib / 1024, heapKibPerThousandConnections());
+    }
+    return std::string(text) + heap;
 }
 
 } // namespace VexaSsl::test

@@ -1,5 +1,7 @@
 // What a process holds while a load runs: resident memory and descriptors against the connections
-// served so far, and how much of it grows with them.
+// served so far, and how much of it grows with them. Resident memory also holds what the allocator
+// keeps for later, which hundreds of threads make more of for a long time; so of the own process it
+// is told as well how much is in use.
 //
 // Threads: add is called by one thread at a time.
 #pragma once
@@ -16,6 +18,7 @@ struct Sample {
     double connections;
     double residentKib;
     double descriptors;
+    double heapKib; // of the own process what has been allocated and not freed; else 0
 };
 
 // What the process holds now.
@@ -29,6 +32,7 @@ public:
     // are too few samples for a line.
     double kibPerThousandConnections() const;
     double descriptorsPerThousandConnections() const;
+    double heapKibPerThousandConnections() const;
     // How many thousands of connections these slopes are over.
     double thousands() const;
 
