@@ -27,13 +27,14 @@ protected:
     // Both ends are through: nothing but the version in a record's header may have been changed,
     // which nobody looks at before keys are agreed.
     std::string faultOfAgreement(Scene& scene) {
-        ++harmless;
         if (scene.agreement() != scene.counterpart.agreement()) {
+            ++divided;
             return "the ends hold different things to be agreed";
         }
         if (scene.placeInRecord() != 1 && scene.placeInRecord() != 2) {
             return "byte " + std::to_string(scene.placeInRecord()) + " of a record goes unnoticed";
         }
+        ++harmless;
         return faultOfConversation(scene);
     }
 
@@ -80,6 +81,7 @@ protected:
     Tally tally;
     std::size_t harmless = 0;
     std::size_t lonely = 0;
+    std::size_t divided = 0;
 };
 
 TEST_F(HandshakeFlip, anyChangedByteEndsItOrChangesNothing) {
@@ -105,8 +107,8 @@ TEST_F(HandshakeFlip, anyChangedByteEndsItOrChangesNothing) {
                         : "both directions, both roles");
     tellFigure(row, "of these " + std::to_string(harmless) +
                         " changed a version in a record's header and nothing else, " +
-                        std::to_string(lonely) +
-                        " left our server alone, 0 gave both ends different parameters");
+                        std::to_string(lonely) + " left our server alone, " +
+                        std::to_string(divided) + " gave both ends different parameters");
 }
 
 // What an end would see if the sweep's comparison were blind.
