@@ -174,7 +174,7 @@ TEST_P(ClientNames, areJudged) {
     const std::string asked =
         row.asked.empty() ? std::string(row.acceptable.begin(), row.acceptable.end()) : row.asked;
     const Verification verification = verifiedByOpenSsl(shown, Purpose::client, asked);
-    compare(counts, row.taken, judgement.accepted, verification.accepted, row.remark,
+    compare(counts, row.fact, row.taken, judgement.accepted, verification.accepted, row.remark,
             verification.output);
 }
 

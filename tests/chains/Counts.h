@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <iostream>
 #include <string>
 
 namespace VexaSsl::test {
@@ -17,18 +18,26 @@ public:
         if (isGood == accepted)
             ++(isGood ? taken : refused);
     }
-    void noteDifference(bool accepted) { ++(accepted ? laxer : stricter); }
+    void noteDifference(bool accepted, const std::string& fact, const std::string& reason) {
+        ++(accepted ? laxer : stricter);
+        differences += (accepted ? "  taken only here: " : "  refused only here: ") + fact + " (" +
+                       reason + ")\n";
+    }
 
-    void tell(const std::string& suite) const {
+    // isCompared: with OpenSSL's command.
+    void tell(const std::string& suite, bool isCompared = true) const {
         if (good + bad == 0)
             return;
         const auto of = [](int part, int all) {
             return std::to_string(part) + " of " + std::to_string(all);
         };
-        tellFigure("Names and chains",
-                   suite + ": good taken " + of(taken, good) + ", bad refused " + of(refused, bad) +
-                       "; refused where openssl verify takes it: " + std::to_string(stricter) +
-                       ", the other way round: " + std::to_string(laxer));
+        const std::string compared =
+            !isCompared ? ""
+                        : "; refused where openssl verify takes it: " + std::to_string(stricter) +
+                              ", the other way round: " + std::to_string(laxer);
+        tellFigure("Names and chains", suite + ": good taken " + of(taken, good) +
+                                           ", bad refused " + of(refused, bad) + compared);
+        std::cout << differences << std::flush;
     }
 
 private:
@@ -38,6 +47,7 @@ private:
     int laxer = 0;
     int taken = 0;
     int refused = 0;
+    std::string differences; // from OpenSSL's command, a line each
 };
 
 // What there is to say of a case that isn't judged as one might expect.
@@ -49,14 +59,14 @@ struct Remark {
 
 // What either judge said of one case, compared. Ours may be the stricter one where the case says
 // why; the other way round must be no more than another way to ask.
-inline void compare(Counts& counts, bool isTaken, bool accepted, bool acceptedByOpenSsl,
-                    const Remark& remark, const std::string& output) {
+inline void compare(Counts& counts, const std::string& fact, bool isTaken, bool accepted,
+                    bool acceptedByOpenSsl, const Remark& remark, const std::string& output) {
     EXPECT_EQ(accepted, isTaken);
     const bool expectedOfOpenSsl = isTaken ? remark.laxer.empty() : !remark.stricter.empty();
     EXPECT_EQ(acceptedByOpenSsl, expectedOfOpenSsl) << output;
     counts.note(isTaken || !remark.harmless.empty(), accepted);
     if (accepted != acceptedByOpenSsl)
-        counts.noteDifference(accepted);
+        counts.noteDifference(accepted, fact, accepted ? remark.laxer : remark.stricter);
 }
 
 // What the fact of a case becomes in the name of its test.

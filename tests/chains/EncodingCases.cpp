@@ -465,7 +465,7 @@ class Encodings : public ::testing::TestWithParam<EncodingCase> {
 protected:
     static void TearDownTestSuite() {
         counts.tell("encodings");
-        stored.tell("encodings in the store, as PEM, DER and PKCS12");
+        stored.tell("encodings in the store, as PEM, DER and PKCS12", false);
     }
 
     static Counts counts;
@@ -488,8 +488,8 @@ TEST_P(Encodings, shownByAServer) {
     const Judgement judgement = judgedByClient(shown, L"a.test");
     EXPECT_EQ(judgement.lines, linesOfClient(row.answer.shownByServer, L"a.test"));
     const Verification verification = verifiedByOpenSsl(shown, Purpose::server, "a.test");
-    compare(counts, isTaken(row, row.answer.isGood()), judgement.accepted, verification.accepted,
-            row.remark, verification.output);
+    compare(counts, row.fact, isTaken(row, row.answer.isGood()), judgement.accepted,
+            verification.accepted, row.remark, verification.output);
 }
 
 TEST_P(Encodings, shownByAClient) {
@@ -500,8 +500,8 @@ TEST_P(Encodings, shownByAClient) {
     // What is taken unfinished has come as far as the proof of the key.
     const bool accepted = judgement.accepted || isTaken(row, false);
     const Verification verification = verifiedByOpenSsl(shown, Purpose::client);
-    compare(counts, isTaken(row, row.answer.isGoodClient()), accepted, verification.accepted,
-            row.remark, verification.output);
+    compare(counts, row.fact, isTaken(row, row.answer.isGoodClient()), accepted,
+            verification.accepted, row.remark, verification.output);
 }
 
 TEST_P(Encodings, lyingInTheStore) {

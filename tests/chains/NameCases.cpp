@@ -433,7 +433,7 @@ TEST_P(Names, isJudged) {
     const std::string asked =
         row.asked.empty() ? std::string(row.target.begin(), row.target.end()) : row.asked;
     const Verification verification = verifiedByOpenSsl(shown, Purpose::server, asked);
-    compare(counts, row.taken, judgement.accepted, verification.accepted, row.remark,
+    compare(counts, row.fact, row.taken, judgement.accepted, verification.accepted, row.remark,
             verification.output);
 }
 
