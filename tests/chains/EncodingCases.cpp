@@ -164,7 +164,7 @@ std::vector<EncodingCase> wholeCases() {
                 return byteSet(at, 0x04)(bytes);
             }),
     };
-    for (std::size_t size : {5, 10, 20, 50, 150, 200, 250, 300})
+    for (const std::size_t size : {5U, 10U, 20U, 50U, 150U, 200U, 250U, 300U})
         rows.push_back(row("its first " + std::to_string(size) + " bytes", cutTo(size)));
     return rows;
 }

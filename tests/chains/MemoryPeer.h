@@ -29,7 +29,7 @@ public:
 
 private:
     struct Free {
-        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL_CTX* owned) const { SSL_CTX_free(owned); }
         void operator()(SSL* session) const { SSL_free(session); }
     };
 
