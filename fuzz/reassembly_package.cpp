@@ -1,11 +1,14 @@
-// A stream of ciphertext over the real package: an honest peer's records, which somebody on the way
-// cuts, flips, drops, repeats, swaps and mixes with records of his own.
+// A stream of ciphertext over the real package: a peer's records, which somebody on the way cuts,
+// flips, drops, repeats, swaps and mixes with records of his own. The peer is an honest one, or
+// somebody with the keys who protects what he likes.
 //
-// The input: the library's role, what happens on the way, a mark, the sizes of the pieces, a mark,
-// and the operations of the host.
+// The input: the library's role, the suite and the peer's kind in a byte, what happens on the way,
+// a mark, the sizes of the pieces, a mark, and the operations of the host.
 #include "HostSide.h"
 #include "MemoryPeer.h"
 
+#include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <vector>
 
@@ -20,7 +23,8 @@ char patternAt(std::size_t place) {
 
 class TamperedStream {
 public:
-    TamperedStream(fuzz::MemoryPeer& sender, fuzz::Input script) : peer(sender) {
+    TamperedStream(fuzz::MemoryPeer& sender, bool honest, fuzz::Input script)
+        : peer(sender), isHonest(honest) {
         constexpr std::size_t mostRecords = 64;
         while (!script.atEnd() && records.size() < mostRecords) {
             step(script);
@@ -31,11 +35,14 @@ public:
         return std::accumulate(records.begin(), records.end(), std::string());
     }
 
-    std::string sealed; // the plaintext of all records, whatever became of them
+    std::string sealed;  // the plaintext of all records, whatever became of them
+    bool isWhole = true; // nothing but data was sent, and all of it
 
 private:
     void step(fuzz::Input& script) {
-        switch (script.byte() % 16) {
+        const std::size_t action = script.byte() % 16;
+        isWhole = isWhole && action <= 4;
+        switch (action) {
         case 0:
         case 1:
         case 2:
@@ -44,10 +51,17 @@ private:
         case 4:
             return seal(script.number() % 20'000);
         case 5:
-            records.push_back(peer.sealClosure());
+            records.push_back(isHonest ? peer.sealClosure()
+                                       : peer.sealAs(alert, script.take(script.byte() % 4)));
             return;
         case 6:
-            records.push_back(peer.sealRenegotiation());
+            if (isHonest) {
+                records.push_back(peer.sealRenegotiation());
+            } else {
+                const std::size_t type =
+                    script.byte() % 2 == 0 ? 20 + script.byte() % 5 : script.byte();
+                sealAnything(type, script.take(script.byte()));
+            }
             return;
         case 7:
             records.emplace_back(script.take(script.byte() % 32));
@@ -60,12 +74,19 @@ private:
     }
 
     void seal(std::size_t size) {
+        // A record without content means something else when it comes too often.
+        size = isHonest ? size : std::clamp(size, std::size_t{1}, fuzz::MemoryPeer::largestContent);
         std::string plain;
         while (plain.size() < size) {
             plain += patternAt(sealed.size() + plain.size());
         }
         sealed += plain;
-        records.push_back(peer.seal(plain));
+        records.push_back(isHonest ? peer.seal(plain) : peer.sealAs(applicationData, plain));
+    }
+
+    void sealAnything(std::size_t type, std::string_view content) {
+        sealed += type == applicationData ? content : "";
+        records.push_back(peer.sealAs(type, content));
     }
 
     void tamper(fuzz::Input& script) {
@@ -89,7 +110,11 @@ private:
         }
     }
 
+    static constexpr std::size_t alert = 21;
+    static constexpr std::size_t applicationData = 23;
+
     fuzz::MemoryPeer& peer;
+    const bool isHonest;
     std::vector<std::string> records;
 };
 
@@ -98,9 +123,15 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using fuzz::Role;
     fuzz::Input input(data, size);
-    const Role role = input.byte() % 2 == 0 ? Role::Client : Role::Server;
+    const std::size_t choice = input.byte();
+    const Role role = choice % 2 == 0 ? Role::Client : Role::Server;
+    const bool isHonest = choice / 2 % 2 == 0;
+    constexpr const char* suites[] = {"ECDHE-ECDSA-AES128-GCM-SHA256",
+                                      "ECDHE-ECDSA-AES256-GCM-SHA384",
+                                      "ECDHE-ECDSA-CHACHA20-POLY1305"};
     fuzz::LibrarySide side(role, false);
-    fuzz::MemoryPeer peer(role == Role::Client ? Role::Server : Role::Client, false);
+    fuzz::MemoryPeer peer(role == Role::Client ? Role::Server : Role::Client, false,
+                          suites[choice / 4 % std::size(suites)]);
     fuzz::require(side.secureWith(peer), "an honest negotiation goes well");
 
     const std::size_t negotiated = side.wire->written.size();
@@ -112,12 +143,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                       peer.open(side.wire->written.substr(negotiated)) == text,
                   "what is sent in small pieces arrives");
 
-    const TamperedStream stream(peer, fuzz::Input(input.takeTo('\xFF')));
+    const TamperedStream stream(peer, isHonest, fuzz::Input(input.takeTo('\xFF')));
     side.wire->pieceSizes = input.takeTo('\xFF');
     side.wire->incoming += stream.wire();
     fuzz::HostSide host(*side.strategy, *side.wire, stream.sealed, fuzz::HostSide::Source::Sealed);
     while (!input.atEnd() && host.step(input)) {
     }
     host.drain();
+    fuzz::require(!stream.isWhole || host.given() == stream.sealed.size(),
+                  "a whole stream arrives whole");
     return 0;
 }

@@ -47,6 +47,7 @@ public:
         while (!input.atEnd() && host.step(input)) {
         }
         host.drain();
+        fuzz::require(!isWhole || host.given() == place, "a whole stream arrives whole");
     }
 
 private:
@@ -103,6 +104,7 @@ private:
                                   Kind::Altered, Kind::Exhausting,    Kind::Failing,
                                   Kind::Odd};
         const std::size_t action = script.byte();
+        isWhole = isWhole && (action < 0xA0 || action >= 0xE0);
         cipher.usedTrailer = static_cast<DWORD>(action & 7);
         if (action < 0x80) {
             seal(Kind::Data, script.byte());
@@ -135,7 +137,8 @@ private:
     ToyCipher cipher;
     std::multiset<std::string> sealed; // not opened yet
     std::string released;
-    std::size_t place = 0;
+    std::size_t place = 0; // bytes of plaintext so far
+    bool isWhole = true;   // nothing but data was sent, and all of it
     std::unique_ptr<SecureSocketStrategy> strategy;
     fuzz::Wire* wire = nullptr; // owned by strategy
 };

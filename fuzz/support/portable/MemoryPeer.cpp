@@ -91,9 +91,10 @@ SslConfig configurationOf(ILog& log, Role role, bool mutual) {
 
 } // namespace
 
-MemoryPeer::MemoryPeer(Role role, bool mutual) {
+MemoryPeer::MemoryPeer(Role peerRole, bool mutual, const char* suite) : role(peerRole) {
     const PeersTurn turn;
     ssl.reset(SSL_new(contextOf(role, mutual)));
+    require(*suite == '\0' || SSL_set_cipher_list(ssl.get(), suite) == 1, "the suite is known");
     SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
     if (role == Role::Client) {
         SSL_set_connect_state(ssl.get());
@@ -128,6 +129,28 @@ std::string MemoryPeer::sealRenegotiation() {
     SSL_renegotiate(ssl.get());
     SSL_do_handshake(ssl.get());
     return takeOutput();
+}
+
+std::string MemoryPeer::sealAs(std::size_t type, std::string_view content) {
+    const portable::AeadSuite* const suite =
+        portable::aeadSuiteOf(SSL_get_current_cipher(ssl.get()));
+    require(suite != nullptr && content.size() <= largestContent, "the record can be made");
+    if (!sealer) {
+        portable::HandshakeSecrets secrets;
+        portable::readSecrets(ssl.get(), secrets);
+        const portable::TrafficKeys keys = portable::deriveTrafficKeys(secrets, *suite);
+        sealer.emplace(*suite, role == Role::Client ? keys.client : keys.server, 1, 0);
+    }
+    const std::size_t headerSize = portable::recordHeaderSize + suite->explicitNonceSize;
+    std::string record = std::string(headerSize, '\0') + std::string(content) +
+                         std::string(portable::aeadTagSize, '\0');
+    const portable::RecordSealer::Area bytes(reinterpret_cast<unsigned char*>(record.data()),
+                                             record.size());
+    require(sealer->seal(static_cast<portable::ContentType>(type), bytes.first(headerSize),
+                         bytes.subspan(headerSize, content.size()),
+                         bytes.last(portable::aeadTagSize)),
+            "the record is made");
+    return record;
 }
 
 std::string MemoryPeer::open(std::string_view wire) {

@@ -9,10 +9,13 @@
 #include "Wire.h"
 #include "config/SslConfig.h"
 #include "secure/SecureSocketStrategy.h"
+#include "security/RecordCipher.h"
 
 #include <openssl/ssl.h>
 
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,8 +25,9 @@ enum class Role { Client, Server };
 
 class MemoryPeer {
 public:
-    // mutual: a client shows a certificate, a server asks for one.
-    MemoryPeer(Role role, bool mutual);
+    // mutual: a client shows a certificate, a server asks for one. suite: the only one it takes, by
+    // OpenSSL's name; empty: any.
+    MemoryPeer(Role role, bool mutual, const char* suite = "");
 
     // Takes what came and gives the answer; the first words of a client, with nothing taken.
     std::string answer(std::string_view received);
@@ -33,6 +37,10 @@ public:
     // The records of an orderly closure, and of the wish for another handshake.
     std::string sealClosure();
     std::string sealRenegotiation();
+    // A record of any type with any content, as only somebody with the keys can make it. A peer
+    // seals all of its records in this way, or none.
+    static constexpr std::size_t largestContent = 1 << 14;
+    std::string sealAs(std::size_t type, std::string_view content);
     // The text in records.
     std::string open(std::string_view wire);
 
@@ -43,6 +51,8 @@ private:
         void operator()(SSL* held) const noexcept { SSL_free(held); }
     };
     std::unique_ptr<SSL, Free> ssl;
+    Role role;
+    std::optional<portable::RecordSealer> sealer;
 };
 
 // The library's end. The random numbers start anew with it, and the certificates are in force.
