@@ -1,10 +1,13 @@
 // The records of a connection whose other end is OpenSSL's own: every suite, both roles, both
 // directions, and records at fault field by field.
 #include "contract/support/TestCertificates.h"
+#include "platform/CryptoApi.h"
+#include "platform/SecuritySupport.h"
 #include "portable/TrafficForge.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <tuple>
 
@@ -121,6 +124,26 @@ TEST_P(ExplicitNonces, areThePeersToChoose) {
     for (const std::uint64_t nonce : {std::uint64_t{0}, ~std::uint64_t{0}, std::uint64_t{5}}) {
         const Bytes record = forge.seal({.sequence = number++, .explicitNonce = nonce}, "data");
         EXPECT_EQ(meeting.side.openAll(record), "data");
+    }
+}
+
+TEST_P(Records, leaveThePeersCertificateKnown) {
+    Meeting meeting = meet();
+    PCCERT_CONTEXT before = nullptr;
+    const SECURITY_STATUS known = platform::QueryContextAttributesW(
+        meeting.side.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &before);
+    EXPECT_EQ(known, std::get<1>(GetParam()) == Ours::client ? SEC_E_OK : SEC_E_NO_CREDENTIALS);
+    EXPECT_EQ(meeting.side.openAll(meeting.peer.protect("data")), "data");
+    PCCERT_CONTEXT behind = nullptr;
+    EXPECT_EQ(platform::QueryContextAttributesW(meeting.side.context(),
+                                                SECPKG_ATTR_REMOTE_CERT_CONTEXT, &behind),
+              known);
+    if (known == SEC_E_OK) {
+        ASSERT_EQ(behind->cbCertEncoded, before->cbCertEncoded);
+        EXPECT_TRUE(std::equal(behind->pbCertEncoded, behind->pbCertEncoded + behind->cbCertEncoded,
+                               before->pbCertEncoded));
+        platform::CertFreeCertificateContext(before);
+        platform::CertFreeCertificateContext(behind);
     }
 }
 

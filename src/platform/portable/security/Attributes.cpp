@@ -22,13 +22,34 @@ void writeStreamSizes(const RecordShape& shape, SecPkgContext_StreamSizes& sizes
     sizes.cbBlockSize = noPadding;
 }
 
+X509Pointer decoded(const std::vector<unsigned char>& encoded) {
+    const unsigned char* next = encoded.data();
+    return orOutOfMemory(X509Pointer(d2i_X509(nullptr, &next, static_cast<long>(encoded.size()))));
+}
+
+PCCERT_CONTEXT contextOf(const EncodedCertificates& peer) {
+    const auto chain = orOutOfMemory(CertificateStack(sk_X509_new_null()));
+    for (const std::vector<unsigned char>& certificate : peer.chain) {
+        X509Pointer link = decoded(certificate);
+        if (sk_X509_push(chain.get(), link.get()) == 0)
+            throw std::bad_alloc();
+        static_cast<void>(link.release()); // the stack's now
+    }
+    return contextOfPeer(decoded(peer.leaf).get(), chain.get());
+}
+
+PCCERT_CONTEXT makePeerContext(const TlsConnection& context) {
+    if (const SSL* ssl = context.ssl.get())
+        return contextOfPeer(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
+    if (const PeerCertificates& peer = context.decodedPeer; peer.leaf)
+        return contextOfPeer(peer.leaf.get(), peer.chain.get());
+    return contextOf(context.peer);
+}
+
 SECURITY_STATUS makePeerCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
-    X509* leaf = context.peerCertificate();
-    if (!leaf)
+    if (!context.hasPeerCertificate())
         return SEC_E_NO_CREDENTIALS;
-    const SSL* ssl = context.ssl.get();
-    certificate =
-        contextOfPeer(leaf, ssl ? SSL_get_peer_cert_chain(ssl) : context.peer.chain.get());
+    certificate = makePeerContext(context);
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
 
@@ -62,7 +83,8 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
 bool hasAttribute(const TlsConnection& context, ULONG attribute) {
     const Stage stage = context.stage;
     const bool isSettled = stage == Stage::established || stage == Stage::closed;
-    return isSettled || (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT && context.peerCertificate());
+    return isSettled ||
+           (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT && context.hasPeerCertificate());
 }
 
 } // namespace

@@ -28,6 +28,26 @@ PeerCertificates certificatesOf(const SSL* ssl) {
     return peer;
 }
 
+std::vector<unsigned char> encoded(X509* certificate) {
+    const int size = i2d_X509(certificate, nullptr);
+    if (size <= 0)
+        throw std::bad_alloc();
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
+    unsigned char* next = bytes.data();
+    i2d_X509(certificate, &next);
+    return bytes;
+}
+
+EncodedCertificates encoded(const PeerCertificates& certificates) {
+    EncodedCertificates peer;
+    if (certificates.leaf)
+        peer.leaf = encoded(certificates.leaf.get());
+    const STACK_OF(X509)* chain = certificates.chain.get();
+    for (int i = 0; chain && i < sk_X509_num(chain); ++i)
+        peer.chain.push_back(encoded(sk_X509_value(chain, i)));
+    return peer;
+}
+
 // Takes the numbering and the keys over from OpenSSL.
 void takeOver(TlsConnection& context, const AeadSuite& aead) {
     const SSL* ssl = context.ssl.get();
@@ -35,7 +55,8 @@ void takeOver(TlsConnection& context, const AeadSuite& aead) {
     context.shape = {.headerSize = recordHeaderSize + aead.explicitNonceSize,
                      .trailerSize = aeadTagSize,
                      .maximumMessage = maximumMessageOf(ssl)};
-    context.peer = certificatesOf(ssl);
+    context.decodedPeer = certificatesOf(ssl);
+    context.peer = encoded(context.decodedPeer);
     HandshakeSecrets secrets;
     readSecrets(ssl, secrets);
     const TrafficKeys keys = deriveTrafficKeys(secrets, aead);

@@ -58,7 +58,7 @@ ULONG attributesOf(const Negotiation& call, const TlsConnection& context) {
     ULONG held = call.bits().whileNegotiating;
     if (context.stage == Stage::established) {
         held |= call.bits().whenEstablished;
-        if (context.peerCertificate())
+        if (context.hasPeerCertificate())
             held |= call.bits().mutualAuthentication;
     }
     return held & call.requirements;

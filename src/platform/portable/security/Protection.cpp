@@ -90,6 +90,7 @@ SECURITY_STATUS protectRecord(TlsConnection& context, RecordSealer::Area header,
 SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
                            std::span<unsigned char>& plaintext) noexcept {
     const auto type = static_cast<ContentType>(record[0]);
+    context.decodedPeer = {};
     std::span<unsigned char> content;
     const RecordOpener::Outcome outcome = context.opener->open(record, content);
     if (outcome != RecordOpener::Outcome::opened)

@@ -43,8 +43,8 @@ SECURITY_STATUS TlsConnection::failForgetting(SECURITY_STATUS status) noexcept {
     return status;
 }
 
-X509* TlsConnection::peerCertificate() const noexcept {
-    return ssl ? SSL_get0_peer_certificate(ssl.get()) : peer.leaf.get();
+bool TlsConnection::hasPeerCertificate() const noexcept {
+    return ssl ? SSL_get0_peer_certificate(ssl.get()) != nullptr : !peer.leaf.empty();
 }
 
 } // namespace VexaSsl::portable

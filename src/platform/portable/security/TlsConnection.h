@@ -13,6 +13,7 @@
 #include <atomic>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace VexaSsl::portable {
 
@@ -35,6 +36,12 @@ struct PeerCertificates {
     std::unique_ptr<STACK_OF(X509), ReleaseChain> chain;
 };
 
+// The same as it came over the wire, a tenth of the memory: what an idle connection keeps.
+struct EncodedCertificates {
+    std::vector<unsigned char> leaf; // empty without one
+    std::vector<std::vector<unsigned char>> chain;
+};
+
 struct TlsConnection {
     // A connection that hasn't begun. Throws std::bad_alloc.
     explicit TlsConnection(const Credentials& credentials);
@@ -49,8 +56,8 @@ struct TlsConnection {
         void operator()(STACK_OF(X509) * chain) const noexcept { releaseCertificateStack(chain); }
     };
 
-    // The certificate that the peer has shown, as soon as it has come; null without one.
-    X509* peerCertificate() const noexcept;
+    // Whether the peer has shown a certificate, told as soon as it has come.
+    bool hasPeerCertificate() const noexcept;
 
     std::mutex guarding;
     std::mutex sending;
@@ -71,10 +78,13 @@ struct TlsConnection {
     RecordTally sent;
     RecordTally received;
 
-    // Unchanged once established.
+    // Unchanged once established, but for decodedPeer.
     RecordShape shape;
     const SSL_CIPHER* suite = nullptr; // OpenSSL's for good, not the connection's
-    PeerCertificates peer;
+    EncodedCertificates peer;
+    // Until the first record is opened: who wants to know the peer asks before that, as a rule, and
+    // is spared the decoding.
+    PeerCertificates decodedPeer;
 
     // Once established, until the keys are forgotten. The sealer is the one thing that sending
     // guards.
