@@ -114,6 +114,9 @@ struct Scenario {
     }
 };
 
+// A configuration that encrypts and tells everything, with these options besides.
+std::unique_ptr<IConfig> configured(ILog& log, const Options& options);
+
 // What came of a run.
 struct Course {
     std::vector<LogLine> lines;
