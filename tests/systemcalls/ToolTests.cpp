@@ -19,9 +19,11 @@ struct Injection {
     int when;
 
     std::string text() const { return call + ":error=" + error + ":when=" + std::to_string(when); }
-    // An interruption, or "not yet" from a call that can be made again.
+    // An interruption, or "not yet" from a call on a socket that can be made again.
     bool mustNotMatter() const {
-        return error == "EINTR" || (error == "EAGAIN" && call != "openat" && call != "socket");
+        const bool canBeMadeAgain = call == "recvmsg" || call == "sendmsg" || call == "accept4" ||
+                                    call == "connect" || call == "poll";
+        return error == "EINTR" || (error == "EAGAIN" && canBeMadeAgain);
     }
 };
 
