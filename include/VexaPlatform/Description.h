@@ -5,6 +5,7 @@
 
 namespace VexaSsl::platform {
 
+// Both are for people to read.
 struct Description {
     std::string securityLibrary; // as it calls itself: name, version and date
     std::string builtFor;        // the one that the platform was compiled against

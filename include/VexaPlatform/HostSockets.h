@@ -39,44 +39,61 @@ namespace VexaSsl::platform {
 
 // Result: the socket, or INVALID_SOCKET (WSAEAFNOSUPPORT, WSAEMFILE, WSAEPROTONOSUPPORT, ...).
 SOCKET socket(int af, int type, int protocol);
-// Result of each: 0, or SOCKET_ERROR with the cause in the last-error slot.
+// Gives the socket an address of this machine. Result: 0, or SOCKET_ERROR (WSAEADDRINUSE,
+// WSAEACCES, WSAEINVAL, ...).
 int bind(SOCKET s, const sockaddr* name, int namelen);
+// Lets clients wait to be accepted, about backlog of them. Result: 0, or SOCKET_ERROR.
 int listen(SOCKET s, int backlog);
+// Ends one direction or both: SD_RECEIVE, SD_SEND, SD_BOTH. Result: 0, or SOCKET_ERROR
+// (WSAENOTCONN, ...).
 int shutdown(SOCKET s, int how);
+// Gives the socket back; what is still posted on it ends with WSA_OPERATION_ABORTED. Result: 0, or
+// SOCKET_ERROR (WSAENOTSOCK).
 int closesocket(SOCKET s);
 
 // --- The thread's last error.
 
+// Result: the Winsock number that this thread's last failing operation left. A success leaves it.
 int WSAGetLastError();
+// Writes it.
 void WSASetLastError(int error);
 
 // --- Address lists from ISocketStrategy::getaddrinfo and GetAddrInfoW. Null is harmless.
 
+// Frees a whole list from getaddrinfo.
 void freeaddrinfo(addrinfo* list);
+// Frees a whole list from GetAddrInfoW.
 void FreeAddrInfoW(ADDRINFOW* list);
 
 // --- Sets of sockets for ISocketStrategy::select.
 
+// Empties the set (FD_ZERO).
 void socketSetClear(fd_set& set);
 // A full set and a socket that is already in it are left as they are, as with FD_SET.
 void socketSetAdd(SOCKET s, fd_set& set);
+// Takes the socket out, if it is in (FD_CLR).
 void socketSetRemove(SOCKET s, fd_set& set);
+// Whether it is in (FD_ISSET).
 bool socketSetHas(SOCKET s, const fd_set& set);
 
 // --- Events (manual reset, as WSACreateEvent makes them) and waiting.
 
-inline constexpr DWORD INFINITE = 0xFFFFFFFF; // milliseconds
-inline constexpr DWORD WSA_INFINITE = INFINITE;
-inline constexpr DWORD WSA_WAIT_EVENT_0 = 0;
-inline constexpr DWORD WSA_WAIT_IO_COMPLETION = 0xC0;
-inline constexpr DWORD WSA_WAIT_TIMEOUT = 258;
-inline constexpr DWORD WSA_WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD WSA_MAXIMUM_WAIT_EVENTS = 64;
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;         // milliseconds: for ever
+inline constexpr DWORD WSA_INFINITE = INFINITE;       // the same
+inline constexpr DWORD WSA_WAIT_EVENT_0 = 0;          // the first event of those waited for
+inline constexpr DWORD WSA_WAIT_IO_COMPLETION = 0xC0; // a completion routine ran
+inline constexpr DWORD WSA_WAIT_TIMEOUT = 258;        // time is up
+inline constexpr DWORD WSA_WAIT_FAILED = 0xFFFFFFFF;  // the last error tells why
+inline constexpr DWORD WSA_MAXIMUM_WAIT_EVENTS = 64;  // in one wait
 
 // Result: a new event, not set, owned by the caller; null when out of memory.
 HANDLE WSACreateEvent();
+// Gives the event back; no operation that carries it may be under way. Result: TRUE, or FALSE
+// (WSA_INVALID_HANDLE).
 BOOL WSACloseEvent(HANDLE event);
+// Ends the waits for it, until it is reset. Result: as above.
 BOOL WSASetEvent(HANDLE event);
+// Makes waits wait again. Result: as above.
 BOOL WSAResetEvent(HANDLE event);
 
 // Waits until one event (or with waitAll every event) is set, completing pending overlapped
@@ -98,7 +115,7 @@ BOOL WSAGetOverlappedResult(SOCKET s, WSAOVERLAPPED* overlapped, DWORD* transfer
 
 // --- Completion ports.
 
-inline constexpr HANDLE noHandle = nullptr;
+inline constexpr HANDLE noHandle = nullptr; // no port
 // A socket in the place of a file handle.
 inline HANDLE socketHandle(SOCKET s) {
     return reinterpret_cast<HANDLE>(s);
@@ -119,6 +136,8 @@ HANDLE CreateIoCompletionPort(HANDLE file, HANDLE existingPort, ULONG_PTR comple
 // once is delivered here too, as on Windows.
 BOOL GetQueuedCompletionStatus(HANDLE port, DWORD* transferred, ULONG_PTR* completionKey,
                                OVERLAPPED** overlapped, DWORD timeoutMilliseconds);
+// Puts a completion of the host's own into the port, to be taken as it is. Result: TRUE, or FALSE
+// (WSA_INVALID_HANDLE, WSA_NOT_ENOUGH_MEMORY).
 BOOL PostQueuedCompletionStatus(HANDLE port, DWORD transferred, ULONG_PTR completionKey,
                                 OVERLAPPED* overlapped);
 

@@ -8,14 +8,15 @@
 
 namespace VexaSsl {
 
-using HRESULT = LONG;
+using HRESULT = LONG; // 0 for success, negative for failure
 
+// A version of four numbers.
 struct DLLVERSIONINFO {
-    DWORD cbSize = 0; // the caller writes sizeof(DLLVERSIONINFO) here
-    DWORD dwMajorVersion = 0;
-    DWORD dwMinorVersion = 0;
-    DWORD dwBuildNumber = 0;
-    DWORD dwPlatformID = 0;
+    DWORD cbSize = 0;         // the caller writes sizeof(DLLVERSIONINFO) here
+    DWORD dwMajorVersion = 0; // the first
+    DWORD dwMinorVersion = 0; // the second
+    DWORD dwBuildNumber = 0;  // the third
+    DWORD dwPlatformID = 0;   // the fourth
 };
 
 } // namespace VexaSsl

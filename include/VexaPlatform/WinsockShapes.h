@@ -22,29 +22,29 @@
 
 namespace VexaSsl {
 
-using BYTE = std::uint8_t;
-using WORD = std::uint16_t;
-using DWORD = std::uint32_t;
-using ULONG = std::uint32_t;
-using LONG = std::int32_t;
-using BOOL = int;
-using HANDLE = void*;
-using ULONG_PTR = std::uintptr_t;
-using DWORD_PTR = std::uintptr_t;
-using GROUP = unsigned int;
+using BYTE = std::uint8_t;        // 8 bits
+using WORD = std::uint16_t;       // 16 bits
+using DWORD = std::uint32_t;      // 32 bits, as on Windows
+using ULONG = std::uint32_t;      // 32 bits, whatever long is
+using LONG = std::int32_t;        // 32 bits
+using BOOL = int;                 // TRUE or FALSE
+using HANDLE = void*;             // an event or a completion port
+using ULONG_PTR = std::uintptr_t; // a number as wide as a pointer
+using DWORD_PTR = std::uintptr_t; // the same
+using GROUP = unsigned int;       // a group of sockets; unused
 
-inline constexpr BOOL TRUE = 1;
-inline constexpr BOOL FALSE = 0;
+inline constexpr BOOL TRUE = 1;  // what a BOOL says of success
+inline constexpr BOOL FALSE = 0; // and of failure
 
 // A socket is the file descriptor, widened. INVALID_SOCKET has all bits set.
 using SOCKET = std::uint64_t;
-inline constexpr SOCKET INVALID_SOCKET = ~SOCKET{0};
-inline constexpr int SOCKET_ERROR = -1;
+inline constexpr SOCKET INVALID_SOCKET = ~SOCKET{0}; // no socket
+inline constexpr int SOCKET_ERROR = -1; // the failure of an operation with an int result
 
 // The "how" of shutdown.
-inline constexpr int SD_RECEIVE = 0;
-inline constexpr int SD_SEND = 1;
-inline constexpr int SD_BOTH = 2;
+inline constexpr int SD_RECEIVE = 0; // no more receiving
+inline constexpr int SD_SEND = 1;    // no more sending
+inline constexpr int SD_BOTH = 2;    // neither
 
 // How many sockets one fd_set can name (FD_SETSIZE of Winsock).
 inline constexpr unsigned int socketSetCapacity = 64;
@@ -52,14 +52,14 @@ inline constexpr unsigned int socketSetCapacity = 64;
 // A set of sockets as a counted array: fd_array[0 .. fd_count) in the order of insertion.
 // NOLINTNEXTLINE(readability-identifier-naming)
 struct fd_set {
-    unsigned int fd_count = 0;
-    SOCKET fd_array[socketSetCapacity] = {};
+    unsigned int fd_count = 0;               // how many are in it
+    SOCKET fd_array[socketSetCapacity] = {}; // they themselves, then nothing of meaning
 };
 
 // One piece of a scattered transfer. The memory is the caller's.
 struct WSABUF {
-    ULONG len = 0; // bytes
-    char* buf = nullptr;
+    ULONG len = 0;       // bytes
+    char* buf = nullptr; // the first of them
 };
 
 // The state of one overlapped operation. The host zeroes it, sets hEvent if it wants an event, and
@@ -71,97 +71,103 @@ struct OVERLAPPED {
     DWORD OffsetHigh = 0;       // unused for sockets
     HANDLE hEvent = nullptr;    // from WSACreateEvent, or null
 };
-using WSAOVERLAPPED = OVERLAPPED;
+using WSAOVERLAPPED = OVERLAPPED; // the name that the socket operations use
 
+// Runs in an alertable wait of the thread that posted the operation: its error (0 for none), the
+// bytes transferred, and the state that was posted.
 using LPWSAOVERLAPPED_COMPLETION_ROUTINE = void (*)(DWORD error, DWORD transferred,
                                                     WSAOVERLAPPED* overlapped, DWORD flags);
 
 // Quality of service is accepted for the shape's sake and not acted upon.
 struct FLOWSPEC {
-    ULONG TokenRate = 0;
-    ULONG TokenBucketSize = 0;
-    ULONG PeakBandwidth = 0;
-    ULONG Latency = 0;
-    ULONG DelayVariation = 0;
-    ULONG ServiceType = 0;
-    ULONG MaxSduSize = 0;
-    ULONG MinimumPolicedSize = 0;
+    ULONG TokenRate = 0;          // bytes a second
+    ULONG TokenBucketSize = 0;    // bytes
+    ULONG PeakBandwidth = 0;      // bytes a second
+    ULONG Latency = 0;            // microseconds
+    ULONG DelayVariation = 0;     // microseconds
+    ULONG ServiceType = 0;        // the level asked for
+    ULONG MaxSduSize = 0;         // bytes
+    ULONG MinimumPolicedSize = 0; // bytes
 };
 
+// Both directions' quality of service; not acted upon.
 struct QOS {
-    FLOWSPEC SendingFlowspec;
-    FLOWSPEC ReceivingFlowspec;
-    WSABUF ProviderSpecific;
+    FLOWSPEC SendingFlowspec;   // not acted upon
+    FLOWSPEC ReceivingFlowspec; // not acted upon
+    WSABUF ProviderSpecific;    // not acted upon
 };
 
 // Asked by WSAAccept whether to take a connection: CF_ACCEPT, CF_REJECT or CF_DEFER.
 using LPCONDITIONPROC = int (*)(WSABUF* callerId, WSABUF* callerData, QOS* sqos, QOS* gqos,
                                 WSABUF* calleeId, WSABUF* calleeData, GROUP* group,
                                 DWORD_PTR callbackData);
-inline constexpr int CF_ACCEPT = 0;
-inline constexpr int CF_REJECT = 1;
-inline constexpr int CF_DEFER = 2;
+inline constexpr int CF_ACCEPT = 0; // take the connection
+inline constexpr int CF_REJECT = 1; // refuse it
+inline constexpr int CF_DEFER = 2;  // leave it waiting
 
 // The wide twin of addrinfo.
 struct ADDRINFOW {
-    int ai_flags = 0;
-    int ai_family = 0;
-    int ai_socktype = 0;
-    int ai_protocol = 0;
-    std::size_t ai_addrlen = 0;
-    wchar_t* ai_canonname = nullptr;
-    sockaddr* ai_addr = nullptr;
-    ADDRINFOW* ai_next = nullptr;
+    int ai_flags = 0;                // AI_ flags of the system
+    int ai_family = 0;               // AF_ number of the system
+    int ai_socktype = 0;             // SOCK_ number of the system
+    int ai_protocol = 0;             // IPPROTO_ number, or 0
+    std::size_t ai_addrlen = 0;      // bytes of ai_addr
+    wchar_t* ai_canonname = nullptr; // the official name, when it was asked for
+    sockaddr* ai_addr = nullptr;     // the address
+    ADDRINFOW* ai_next = nullptr;    // the next entry, or null
 };
 
 // Windows base and Winsock error numbers ("System Error Codes", "Windows Sockets Error Codes").
-inline constexpr int NO_ERROR = 0;
-inline constexpr int ERROR_NOT_ENOUGH_MEMORY = 8;
-inline constexpr int WSA_INVALID_HANDLE = 6;
-inline constexpr int WSA_NOT_ENOUGH_MEMORY = 8;
-inline constexpr int WSA_INVALID_PARAMETER = 87;
-inline constexpr int WSA_OPERATION_ABORTED = 995;
-inline constexpr int WSA_IO_INCOMPLETE = 996;
-inline constexpr int WSA_IO_PENDING = 997;
-inline constexpr int WSAEINTR = 10004;
-inline constexpr int WSAEBADF = 10009;
-inline constexpr int WSAEACCES = 10013;
-inline constexpr int WSAEFAULT = 10014;
-inline constexpr int WSAEINVAL = 10022;
-inline constexpr int WSAEMFILE = 10024;
-inline constexpr int WSAEWOULDBLOCK = 10035;
-inline constexpr int WSAEINPROGRESS = 10036;
-inline constexpr int WSAEALREADY = 10037;
-inline constexpr int WSAENOTSOCK = 10038;
-inline constexpr int WSAEDESTADDRREQ = 10039;
-inline constexpr int WSAEMSGSIZE = 10040;
-inline constexpr int WSAEPROTOTYPE = 10041;
-inline constexpr int WSAENOPROTOOPT = 10042;
-inline constexpr int WSAEPROTONOSUPPORT = 10043;
-inline constexpr int WSAESOCKTNOSUPPORT = 10044;
-inline constexpr int WSAEOPNOTSUPP = 10045;
-inline constexpr int WSAEPFNOSUPPORT = 10046;
-inline constexpr int WSAEAFNOSUPPORT = 10047;
-inline constexpr int WSAEADDRINUSE = 10048;
-inline constexpr int WSAEADDRNOTAVAIL = 10049;
-inline constexpr int WSAENETDOWN = 10050;
-inline constexpr int WSAENETUNREACH = 10051;
-inline constexpr int WSAENETRESET = 10052;
-inline constexpr int WSAECONNABORTED = 10053;
-inline constexpr int WSAECONNRESET = 10054;
-inline constexpr int WSAENOBUFS = 10055;
-inline constexpr int WSAEISCONN = 10056;
-inline constexpr int WSAENOTCONN = 10057;
-inline constexpr int WSAESHUTDOWN = 10058;
-inline constexpr int WSAETIMEDOUT = 10060;
-inline constexpr int WSAECONNREFUSED = 10061;
-inline constexpr int WSAENAMETOOLONG = 10063;
-inline constexpr int WSAEHOSTDOWN = 10064;
-inline constexpr int WSAEHOSTUNREACH = 10065;
-inline constexpr int WSATYPE_NOT_FOUND = 10109;
-inline constexpr int WSAHOST_NOT_FOUND = 11001;
-inline constexpr int WSATRY_AGAIN = 11002;
-inline constexpr int WSANO_RECOVERY = 11003;
-inline constexpr int WSANO_DATA = 11004;
+inline constexpr int NO_ERROR = 0;                // nothing failed
+inline constexpr int ERROR_NOT_ENOUGH_MEMORY = 8; // no memory
+inline constexpr int WSA_INVALID_HANDLE = 6;      // no such event or port
+inline constexpr int WSA_NOT_ENOUGH_MEMORY = 8;   // no memory
+inline constexpr int WSA_INVALID_PARAMETER = 87;  // an argument that can't be
+inline constexpr int WSA_OPERATION_ABORTED = 995; // overlapped: ended with its socket
+inline constexpr int WSA_IO_INCOMPLETE = 996;     // overlapped: not finished yet
+inline constexpr int WSA_IO_PENDING = 997;        // overlapped: begun, and not a failure
+inline constexpr int WSAEINTR = 10004;            // interrupted
+inline constexpr int WSAEBADF = 10009;            // no descriptor
+inline constexpr int WSAEACCES = 10013;           // not permitted
+inline constexpr int WSAEFAULT = 10014;           // memory that isn't the caller's, or too little
+inline constexpr int WSAEINVAL = 10022;           // a call that doesn't fit now, or a bad argument
+inline constexpr int WSAEMFILE = 10024;           // no descriptors left
+inline constexpr int WSAEWOULDBLOCK =
+    10035; // not now, on a socket that doesn't block; also a time-out of Linux
+inline constexpr int WSAEINPROGRESS = 10036;     // a blocking call is under way
+inline constexpr int WSAEALREADY = 10037;        // connecting already
+inline constexpr int WSAENOTSOCK = 10038;        // not a socket
+inline constexpr int WSAEDESTADDRREQ = 10039;    // no destination
+inline constexpr int WSAEMSGSIZE = 10040;        // message too long
+inline constexpr int WSAEPROTOTYPE = 10041;      // wrong kind of protocol
+inline constexpr int WSAENOPROTOOPT = 10042;     // no such option
+inline constexpr int WSAEPROTONOSUPPORT = 10043; // no such protocol
+inline constexpr int WSAESOCKTNOSUPPORT = 10044; // no such kind of socket
+inline constexpr int WSAEOPNOTSUPP = 10045;      // not supported here
+inline constexpr int WSAEPFNOSUPPORT = 10046;    // no such protocol family
+inline constexpr int WSAEAFNOSUPPORT = 10047;    // no such address family
+inline constexpr int WSAEADDRINUSE = 10048;      // address taken
+inline constexpr int WSAEADDRNOTAVAIL = 10049;   // not an address of this machine
+inline constexpr int WSAENETDOWN = 10050;        // network down
+inline constexpr int WSAENETUNREACH = 10051;     // network out of reach
+inline constexpr int WSAENETRESET = 10052;       // connection dropped by the network
+inline constexpr int WSAECONNABORTED =
+    10053; // connection given up on this side; a failed handshake
+inline constexpr int WSAECONNRESET =
+    10054; // connection reset by the peer; a TLS closure in an overlapped receive
+inline constexpr int WSAENOBUFS = 10055;        // no buffers
+inline constexpr int WSAEISCONN = 10056;        // connected already
+inline constexpr int WSAENOTCONN = 10057;       // not connected
+inline constexpr int WSAESHUTDOWN = 10058;      // shut down before
+inline constexpr int WSAETIMEDOUT = 10060;      // time is up
+inline constexpr int WSAECONNREFUSED = 10061;   // nobody listens
+inline constexpr int WSAENAMETOOLONG = 10063;   // name too long
+inline constexpr int WSAEHOSTDOWN = 10064;      // host down
+inline constexpr int WSAEHOSTUNREACH = 10065;   // host out of reach
+inline constexpr int WSATYPE_NOT_FOUND = 10109; // no such service
+inline constexpr int WSAHOST_NOT_FOUND = 11001; // no such host
+inline constexpr int WSATRY_AGAIN = 11002;      // name server doesn't answer
+inline constexpr int WSANO_RECOVERY = 11003;    // name resolution failed for good
+inline constexpr int WSANO_DATA = 11004;        // the name has no address
 
 } // namespace VexaSsl

@@ -23,18 +23,19 @@ extern VEXASSL_API const std::wstring ConfigurationStore;
 // Connection names, the keys of the store's Connections section. A host may use names of its own;
 // a name without an entry uses the entry Default.
 namespace ConnectionsSectionOptions {
-extern VEXASSL_API const std::wstring ClientToMox;
-extern VEXASSL_API const std::wstring QLT;
-extern VEXASSL_API const std::wstring VexaHttpToClient;
-extern VEXASSL_API const std::wstring WebSocketsToClient; // reserved: never encrypted
-extern VEXASSL_API const std::wstring PresentationClient; // reserved: never encrypted
-extern VEXASSL_API const std::wstring OdbcThinClient;
+extern VEXASSL_API const std::wstring ClientToMox;         // built in
+extern VEXASSL_API const std::wstring QLT;                 // built in
+extern VEXASSL_API const std::wstring VexaHttpToClient;    // built in
+extern VEXASSL_API const std::wstring WebSocketsToClient;  // reserved: never encrypted
+extern VEXASSL_API const std::wstring PresentationClient;  // reserved: never encrypted
+extern VEXASSL_API const std::wstring OdbcThinClient;      // built in
 extern VEXASSL_API const std::wstring VexaTcpIpConnection; // reserved: never encrypted
 } // namespace ConnectionsSectionOptions
 
 // Options that no file can set, only IConfig::setValue.
 namespace InternalOnlyUtilityOptions {
-extern VEXASSL_API const std::wstring ConnectionName;
+extern VEXASSL_API const std::wstring
+    ConnectionName; // the name that the configuration was made for
 // SecureCommunication, ListCertificates or SelectCertificateFromUI.
 extern VEXASSL_API const std::wstring LibraryInvocationPurpose;
 } // namespace InternalOnlyUtilityOptions

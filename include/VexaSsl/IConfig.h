@@ -11,6 +11,7 @@
 
 namespace VexaSsl {
 
+// Made by a function of VexaSsl/Configuration.h, or a host's own.
 class IConfig {
 public:
     virtual ~IConfig() = default;

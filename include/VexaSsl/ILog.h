@@ -10,6 +10,7 @@
 
 namespace VexaSsl {
 
+// How much a line matters, and to whom.
 enum class Severity : std::int32_t {
     Debug = 1,   // traffic and the stages of a negotiation
     Info = 2,    // detail that explains a failure
@@ -18,6 +19,7 @@ enum class Severity : std::int32_t {
     Fatal = 5,   // for the host; the library never uses it
 };
 
+// Where the library reports to.
 class ILog {
 public:
     virtual ~ILog() = default;

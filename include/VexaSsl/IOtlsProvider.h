@@ -8,6 +8,7 @@
 
 namespace VexaSsl {
 
+// The switch from the clear to TLS.
 class IOtlsProvider {
 public:
     virtual ~IOtlsProvider() = default;

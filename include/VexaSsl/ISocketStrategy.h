@@ -57,9 +57,10 @@ public:
     virtual int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        const timeval* timeout) = 0;
 
-    // Result: 0, or an error code. The host frees the list.
+    // Resolves a name. Result: 0, or an error code. The host frees the list.
     virtual int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints,
                             addrinfo** res) = 0;
+    // The same in wide text.
     virtual int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename,
                              const ADDRINFOW* hints, ADDRINFOW** result) = 0;
 
@@ -78,12 +79,14 @@ public:
     virtual SOCKET WSAAccept(SOCKET s, sockaddr* addr, int* addrlen, LPCONDITIONPROC condition,
                              DWORD_PTR callbackData) = 0;
 
-    // Result of both: 0 or SOCKET_ERROR. With encryption the buffers given to WSARecv are filled by
-    // completeWSARecv, not by the system, and must stay valid until then; bytesReceived and flags
-    // must not be null.
+    // Sends from several buffers. Result: 0 or SOCKET_ERROR. With encryption only without
+    // overlapped arguments.
     virtual int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags,
                         WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;
+    // Posts a receive into several buffers. Result: 0, or SOCKET_ERROR (WSA_IO_PENDING: under way).
+    // With encryption only with an overlapped structure; the buffers are filled by completeWSARecv,
+    // not by the system, and must stay valid until then; bytesReceived and flags must not be null.
     virtual int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                         DWORD* flags, WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;

@@ -16,11 +16,12 @@ namespace VexaSsl {
 // Both numbers have a meaning for the dump's reader only.
 class KelException {
 public:
+    // Of these two numbers.
     KelException(std::int32_t firstNumber, std::int32_t secondNumber) noexcept
         : first(firstNumber), second(secondNumber) {}
 
-    std::int32_t first;
-    std::int32_t second;
+    std::int32_t first;  // for the dump's reader
+    std::int32_t second; // the same
 };
 
 } // namespace VexaSsl

@@ -14,9 +14,11 @@
 
 namespace VexaSsl {
 
-// The two receive flags that a secure connection understands, with Winsock's numbers on every
-// system. (Elsewhere the C library occupies MSG_PEEK and MSG_WAITALL with numbers of its own.)
+// Look at what has come without taking it. One of the two receive flags that a secure connection
+// understands, with Winsock's numbers on every system. (Elsewhere the C library occupies MSG_PEEK
+// and MSG_WAITALL with numbers of its own.)
 inline constexpr int msgPeek = 0x2;
+// Wait until the buffer is full. The other one.
 inline constexpr int msgWaitAll = 0x8;
 
 } // namespace VexaSsl

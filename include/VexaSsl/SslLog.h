@@ -16,6 +16,7 @@
 
 namespace VexaSsl {
 
+// A log to a file and to the console.
 class SslLog : public ILog {
 public:
     SslLog();
@@ -29,6 +30,7 @@ public:
     // Takes any number: one above Fatal silences everything.
     void setMinimumSeverity(Severity severity) override;
 
+    // Whether a line of this severity is written.
     bool shouldLog(Severity severity) const;
 
 private:

@@ -8,10 +8,13 @@
 
 #include <cstdint>
 
+// How a module's version check ended.
 class VModuleVersion {
 public:
+    // A record of this number.
     explicit VModuleVersion(std::int32_t lastErrorNumber = 0) noexcept
         : lastError(lastErrorNumber) {}
+    // A copy.
     VModuleVersion(const VModuleVersion& other) noexcept = default;
     ~VModuleVersion() = default;
 
