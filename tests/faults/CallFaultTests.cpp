@@ -116,5 +116,14 @@ TEST(CallFaults, aSecondCallThatFailsHasItsDocumentedOutcomeToo) {
     tellFigure(row, "and behind a first failure a second one: " + figures.found() + ", likewise");
 }
 
+TEST(CallFaults, aServerIsAlsoTriedWithItsDefaultCertificate) {
+    const auto found =
+        std::ranges::find(scenarios(), "server with its default certificate", &Scenario::name);
+    if (found == scenarios().end()) {
+        GTEST_SKIP() << "this user can't rename the machine, so that scenario is left out";
+    }
+    EXPECT_EQ(measured(*found).outcomes.size(), found->steps.size() + 1); // and the release
+}
+
 } // namespace
 } // namespace VexaSsl::test
