@@ -194,5 +194,13 @@ TEST(ServeCrowd, moreConnectionsThanDescriptorsAreNeverTaken) {
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
+// With a descriptor left for the listener and none to wait with.
+TEST(ServeCrowd, whoCannotWaitForPeersIsNotSaidToHaveEndedWell) {
+    RunningServer server(Words{}, {"prlimit", "--nofile=5:5"});
+    EXPECT_EQ(server.command().exitStatus(), 2);
+    EXPECT_THAT(server.command().errors(),
+                HasSubstr("vexassl: cannot wait for clients: too many open files\n"));
+}
+
 } // namespace
 } // namespace VexaSsl::test

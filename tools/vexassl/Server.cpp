@@ -1,7 +1,9 @@
 #include "Server.h"
 
+#include <chrono>
 #include <exception>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace VexaSsl::tool {
@@ -11,7 +13,7 @@ namespace {
 // How long the accept loop rests when the system is out of sockets or threads.
 constexpr DWORD restMilliseconds = 100;
 
-// A rest lies between them.
+// A rest lies between them, as between waits that fail.
 constexpr int maximumFailedLooks = 10;
 
 // How often a loop that can't wait for a peer and a stop at once looks for a stop.
@@ -42,7 +44,7 @@ ExitStatus Server::run() {
     }
     while (lookError == 0 && !connections.empty() && waitForEnd()) {
     }
-    stopped = stopped || isStopped(0);
+    stopped = stopped || (lookError == 0 && isStopped(0));
     end();
     if (lookError != 0) {
         throw Failure(ExitStatus::CannotConnect,
@@ -102,8 +104,7 @@ Server::Step Server::acceptPosted() {
     }
     const HANDLE events[] = {stopRequested.get(), acceptCompleted.get(), connectionEnded.get()};
     while (true) {
-        const DWORD woken =
-            platform::WSAWaitForMultipleEvents(3, events, FALSE, platform::WSA_INFINITE, FALSE);
+        const DWORD woken = waitFor(events, platform::WSA_INFINITE);
         if (woken == platform::WSA_WAIT_EVENT_0 + 1) {
             return pending->accepted(listener.socket.get()) ? Step::Accepted : Step::Missed;
         }
@@ -163,8 +164,7 @@ bool Server::waitForRoom() {
 
 bool Server::waitForEnd() {
     const HANDLE events[] = {stopRequested.get(), connectionEnded.get()};
-    const DWORD woken =
-        platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
+    const DWORD woken = waitFor(events, platform::WSA_INFINITE);
     reap();
     return woken == platform::WSA_WAIT_EVENT_0 + 1;
 }
@@ -185,8 +185,24 @@ bool Server::rest() {
 
 bool Server::isStopped(DWORD milliseconds) {
     const HANDLE events[] = {stopRequested.get()};
-    return platform::WSAWaitForMultipleEvents(1, events, FALSE, milliseconds, FALSE) !=
-           platform::WSA_WAIT_TIMEOUT;
+    return waitFor(events, milliseconds) != platform::WSA_WAIT_TIMEOUT;
+}
+
+// A want of memory or descriptors, for which a wait can fail too, passes. Result: as the wait's;
+// WSA_WAIT_FAILED when it doesn't pass, and then lookError is set.
+DWORD Server::waitFor(std::span<const HANDLE> events, DWORD milliseconds) {
+    for (int failedWaits = 1;; ++failedWaits) {
+        const DWORD woken = platform::WSAWaitForMultipleEvents(
+            static_cast<DWORD>(events.size()), events.data(), FALSE, milliseconds, FALSE);
+        if (woken != platform::WSA_WAIT_FAILED) {
+            return woken;
+        }
+        if (failedWaits == maximumFailedLooks) {
+            lookError = platform::WSAGetLastError();
+            return woken;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(restMilliseconds));
+    }
 }
 
 void Server::reap() {

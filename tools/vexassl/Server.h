@@ -11,6 +11,7 @@
 
 #include <list>
 #include <memory>
+#include <span>
 
 namespace VexaSsl::tool {
 
@@ -42,6 +43,7 @@ private:
     Step acceptNext();
     Step acceptPosted();
     Step acceptWaiting();
+    DWORD waitFor(std::span<const HANDLE> events, DWORD milliseconds);
     bool waitForRoom();
     bool waitForEnd();
     void tellMissed();
