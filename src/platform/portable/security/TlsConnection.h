@@ -52,9 +52,6 @@ struct TlsConnection {
     // The same of an established connection, whose keys are wiped out as well. guarding is held,
     // sending is not.
     SECURITY_STATUS failForgetting(SECURITY_STATUS status) noexcept;
-    struct ReleaseChain {
-        void operator()(STACK_OF(X509) * chain) const noexcept { releaseCertificateStack(chain); }
-    };
 
     // Whether the peer has shown a certificate, told as soon as it has come.
     bool hasPeerCertificate() const noexcept;
