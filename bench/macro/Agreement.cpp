@@ -14,6 +14,26 @@ std::string nameOfGroup(SSL* ssl) {
     return OBJ_nid2sn(static_cast<int>(SSL_get_negotiated_group(ssl)));
 }
 
+std::string offeredSuites(const SSL* ssl) {
+    const STACK_OF(SSL_CIPHER)* offer = SSL_get_client_ciphers(ssl);
+    std::string list;
+    for (int i = 0; i < sk_SSL_CIPHER_num(offer); ++i) {
+        list +=
+            (i == 0 ? "" : ":") + std::string(SSL_CIPHER_get_name(sk_SSL_CIPHER_value(offer, i)));
+    }
+    return list;
+}
+
+std::string offeredGroups(SSL* ssl) {
+    std::vector<int> groups(static_cast<std::size_t>(SSL_get1_groups(ssl, nullptr)));
+    SSL_get1_groups(ssl, groups.data());
+    std::string list;
+    for (const int group : groups) {
+        list += (list.empty() ? "" : ":") + std::string(SSL_group_to_name(ssl, group));
+    }
+    return list;
+}
+
 void serveOne(Terms& terms, int listener) {
     const ContextPointer context = makeServerContext(terms);
     const Descriptor socket = acceptFrom(listener);
@@ -22,6 +42,8 @@ void serveOne(Terms& terms, int listener) {
     orOpenSslError(SSL_accept(ssl.get()), "SSL_accept");
     terms.suite = SSL_get_cipher_name(ssl.get());
     terms.group = nameOfGroup(ssl.get());
+    terms.suites = offeredSuites(ssl.get());
+    terms.groups = offeredGroups(ssl.get());
     char waitForTheEnd = 0;
     SSL_read(ssl.get(), &waitForTheEnd, 1);
 }
@@ -29,8 +51,8 @@ void serveOne(Terms& terms, int listener) {
 } // namespace
 
 void learnAgreement(Contender& client, Terms& terms) {
-    terms.suite = "ALL";
-    terms.group.clear();
+    terms.suites = "ALL";
+    terms.groups.clear();
     client.settle(terms);
     const Descriptor listener = listenOnLoopback();
     auto served = std::async(std::launch::async, [&] { serveOne(terms, listener.get()); });

@@ -6,7 +6,7 @@
 namespace VexaSsl::bench {
 
 // Has the client connect to an OpenSSL server that takes any suite of TLS 1.2; the library's own
-// server leaves the choice to the client too. Fills in suite and group.
+// server leaves the choice to the client too. Fills in what comes of it and what the client offers.
 void learnAgreement(Contender& client, Terms& terms);
 
 } // namespace VexaSsl::bench

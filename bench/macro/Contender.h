@@ -21,8 +21,10 @@ namespace VexaSsl::bench {
 // no session is taken up again, and the client checks the server's chain and that the certificate
 // is made out to 127.0.0.1.
 struct Terms {
-    std::string suite;                 // as OpenSSL calls it
-    std::string group;                 // as OpenSSL calls it
+    std::string suite;  // that comes of it, as OpenSSL calls it
+    std::string group;  // as OpenSSL calls it
+    std::string suites; // what a client offers, in OpenSSL's form of a list
+    std::string groups;
     std::string subject;               // the server certificate's common name
     std::filesystem::path certificate; // PEM
     std::filesystem::path key;         // PEM

@@ -95,8 +95,8 @@ double runMemoryProcess(const MemoryCell& cell, const std::string& contender, co
     std::ostringstream command;
     command << quoted(self) << " --memory " << quoted(contender) << " "
             << quoted(terms.certificate.parent_path()) << " " << terms.suite << " " << terms.group
-            << " " << cell.message << " " << cell.connections << " "
-            << static_cast<int>(cell.question);
+            << " " << terms.suites << " " << terms.groups << " " << cell.message << " "
+            << cell.connections << " " << static_cast<int>(cell.question);
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.str().c_str(), "r"), pclose);
     double figure = 0;
     if (!output || std::fscanf(output.get(), "%lf", &figure) != 1) {
@@ -109,12 +109,14 @@ int memoryProcess(const std::vector<std::string>& arguments) {
     Terms terms = termsOf(arguments.at(1), KeyKind::p256, false);
     terms.suite = arguments.at(2);
     terms.group = arguments.at(3);
+    terms.suites = arguments.at(4);
+    terms.groups = arguments.at(5);
     for (const Entry& entry : contenders()) {
         if (entry.name == arguments.at(0)) {
             const auto contender = entry.make();
             contender->settle(terms);
-            std::cout << measure(static_cast<Question>(std::stoi(arguments.at(6))), *contender,
-                                 std::stoul(arguments.at(4)), std::stoul(arguments.at(5)))
+            std::cout << measure(static_cast<Question>(std::stoi(arguments.at(8))), *contender,
+                                 std::stoul(arguments.at(6)), std::stoul(arguments.at(7)))
                       << std::endl;
             return 0;
         }

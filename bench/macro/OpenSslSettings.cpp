@@ -17,12 +17,9 @@ void applyTerms(SSL_CTX* context, const Terms& terms) {
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
     orOpenSslError(SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION), "protocol");
     orOpenSslError(SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION), "protocol");
-    orOpenSslError(SSL_CTX_set_cipher_list(context, terms.suite.c_str()), "suite");
-    if (!terms.group.empty()) {
-        // The curve of the certificate's key has to be among the groups as well, behind the first.
-        const std::string groups =
-            terms.group == "prime256v1" ? terms.group : terms.group + ":prime256v1";
-        orOpenSslError(SSL_CTX_set1_groups_list(context, groups.c_str()), "group");
+    orOpenSslError(SSL_CTX_set_cipher_list(context, terms.suites.c_str()), "suites");
+    if (!terms.groups.empty()) {
+        orOpenSslError(SSL_CTX_set1_groups_list(context, terms.groups.c_str()), "groups");
     }
 }
 

@@ -53,7 +53,7 @@ SslContext::Params parametersOf(const Terms& terms) {
     parameters.caLocation = terms.trust.string();
     parameters.verificationMode = SslContext::VERIFY_RELAXED;
     parameters.loadDefaultCAs = false;
-    parameters.cipherList = terms.suite;
+    parameters.cipherList = terms.suites;
     return parameters;
 }
 

@@ -9,7 +9,7 @@
 //
 // Memory is measured in processes of their own, which this program starts from itself:
 //
-//   macro_bench --memory CONTENDER FOLDER SUITE GROUP MESSAGE CONNECTIONS...
+//   macro_bench --memory CONTENDER FOLDER SUITE GROUP SUITES GROUPS MESSAGE CONNECTIONS...
 #include "Agreement.h"
 #include "Cells.h"
 #include "MemoryProcess.h"
@@ -95,7 +95,8 @@ public:
             Terms terms = termsOf(folder.path, key, false);
             learnAgreement(*made.at("VexaSsl"), terms);
             agreements[key] = terms;
-            std::cerr << terms.subject << ": " << terms.suite << ", " << terms.group << "\n";
+            std::cerr << terms.subject << ": " << terms.suite << ", " << terms.group << " out of "
+                      << terms.suites << " and " << terms.groups << "\n";
         }
     }
 
@@ -123,6 +124,8 @@ private:
         Terms terms = termsOf(folder.path, key, bundle);
         terms.suite = agreements.at(key).suite;
         terms.group = agreements.at(key).group;
+        terms.suites = agreements.at(key).suites;
+        terms.groups = agreements.at(key).groups;
         return terms;
     }
 
