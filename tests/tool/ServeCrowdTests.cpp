@@ -196,6 +196,9 @@ TEST(ServeCrowd, moreConnectionsThanDescriptorsAreNeverTaken) {
 
 // With a descriptor left for the listener and none to wait with.
 TEST(ServeCrowd, whoCannotWaitForPeersIsNotSaidToHaveEndedWell) {
+#ifdef VEXASSL_UNDER_SANITIZER
+    GTEST_SKIP() << "the sanitizer itself needs a descriptor to look at an object's type";
+#endif
     RunningServer server(Words{}, {"prlimit", "--nofile=5:5"});
     EXPECT_EQ(server.command().exitStatus(), 2);
     EXPECT_THAT(server.command().errors(),

@@ -1,6 +1,10 @@
 #include "Receiver.h"
 
+#include "HostCalls.h"
 #include "OwnedEvent.h"
+
+#include <chrono>
+#include <thread>
 
 namespace VexaSsl::tool {
 
@@ -119,10 +123,27 @@ private:
             return false;
         }
         if (platform::WSAGetOverlappedResult(socket, &overlapped, &count, TRUE, &flags) == FALSE) {
+            finishUnwaited(overlapped);
             return false;
         }
         isEnd = count == 0;
         return strategy.completeWSARecv(0, &count, nullptr) == 0;
+    }
+
+    // A wait can fail for a want of descriptors or memory while the receive is still pending, and
+    // the system writes to its state when it ends. Cutting the connection ends it. Keeps the last
+    // error.
+    void finishUnwaited(WSAOVERLAPPED& overlapped) {
+        const int error = platform::WSAGetLastError();
+        DWORD count = 0;
+        DWORD flags = 0;
+        while (platform::WSAGetOverlappedResult(socket, &overlapped, &count, FALSE, &flags) ==
+                   FALSE &&
+               platform::WSAGetLastError() == WSA_IO_INCOMPLETE) {
+            endTraffic(socket);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        platform::WSASetLastError(error);
     }
 
     // A full buffer may leave decrypted data behind in the strategy. No completion ever announces
