@@ -1,20 +1,17 @@
 #include "soak/Callers.h"
 
+#include "soak/Hostility.h"
+
 #include <chrono>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace VexaSsl::test {
 
 namespace {
 
-constexpr int honestSeconds = 120;
-
-// The first bytes of a TLS record of 16,000 bytes.
-constexpr std::string_view recordBeginning("\x16\x03\x01\x3e\x80\x01\x00\x3e\x7c\x03\x03", 11);
-// The same of application data.
-constexpr std::string_view dataBeginning("\x17\x03\x03\x04\x00half of it", 15);
+// The client's receive time-out where the server may fall silent.
+constexpr int silenceSeconds = 3;
 
 void pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
@@ -34,19 +31,7 @@ void takeLoopbackAddress(SOCKET socket) {
     platform::bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof own);
 }
 
-// Waits until the server ends the connection, or time is up.
-void awaitEnd(const HostSocket& socket) {
-    std::vector<char> buffer(4096);
-    while (receiveBytes(socket.handle(), buffer.data(), buffer.size()) > 0) {
-    }
-}
-
 } // namespace
-
-const Pattern& sentBytes() {
-    static const Pattern pattern;
-    return pattern;
-}
 
 HostSocket connectFromAnyLoopback(std::uint16_t port) {
     HostSocket socket = makeSocket();
@@ -55,9 +40,17 @@ HostSocket connectFromAnyLoopback(std::uint16_t port) {
     return socket;
 }
 
-Call::Call(std::uint16_t port, const IConfig& config, ILog& log)
+std::string Counts::text() const {
+    const auto count = [](const std::atomic<std::size_t>& value) { return std::to_string(value); };
+    return std::to_string(connections()) + " connections; of " + count(honest) + " honest ones " +
+           count(failed) + " failed; " + count(hostileClients) + " clients were hostile; " +
+           count(hostileServers) + " servers were, " + count(handshakesOfThose) +
+           " of them behind an honest handshake, and misled " + count(misled) + " clients";
+}
+
+Call::Call(std::uint16_t port, const IConfig& config, ILog& log, int patience)
     : socket(makeSocket()), stack(instantiateSocketStrategy(log, config)) {
-    limitWaiting(socket.handle(), honestSeconds);
+    limitWaiting(socket.handle(), patience);
     takeLoopbackAddress(socket.handle());
     addrinfo* found = nullptr;
     if (stack->getaddrinfo("localhost", nullptr, nullptr, &found) != 0) {
@@ -80,14 +73,19 @@ bool Call::echoes(const Pattern& pattern, std::size_t position, std::size_t size
            heard == bytes;
 }
 
+bool Call::hearsAnything() {
+    char heard = 0;
+    return stack->recv(socket.handle(), &heard, 1, 0) > 0;
+}
+
 void Call::resetInMidRecord() {
     sendBytes(socket.handle(), dataBeginning);
     resetAtClose(socket.handle());
     socket.close();
 }
 
-Caller::Caller(std::uint16_t serverPort, Counts& shared, unsigned seed)
-    : port(serverPort), counts(shared),
+Caller::Caller(const Peers& others, Counts& shared, unsigned seed)
+    : peers(others), counts(shared),
       config(Settings::plain().with("UseEncryption", "True").load(log)), numbers(seed) {}
 
 void Caller::call(int exchanges, std::size_t maximumSize) {
@@ -99,7 +97,7 @@ void Caller::call(int exchanges, std::size_t maximumSize) {
 }
 
 void Caller::callHonestly(int exchanges, std::size_t maximumSize) {
-    Call call(port, *config, log);
+    Call call(peers.server, *config, log);
     bool well = call.established();
     for (int done = 0; well && done < exchanges; ++done) {
         const std::size_t size = 1 + numbers() % maximumSize;
@@ -111,6 +109,23 @@ void Caller::callHonestly(int exchanges, std::size_t maximumSize) {
 }
 
 void Caller::callWithHostility() {
+    if (numbers() % 2 == 0) {
+        beHostile();
+    } else {
+        callHostileServer();
+    }
+}
+
+void Caller::callWithHostilityUntil(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+        if (counts.hostile() < counts.connections() / oneHostileIn) {
+            callWithHostility();
+        }
+        pause(std::chrono::milliseconds(10));
+    }
+}
+
+void Caller::beHostile() {
     switch (numbers() % 4) {
     case 0:
         sendGarbage();
@@ -119,25 +134,26 @@ void Caller::callWithHostility() {
         stayHalfOpen();
         break;
     case 2:
-        Call(port, *config, log).resetInMidRecord();
+        Call(peers.server, *config, log).resetInMidRecord();
         break;
     default:
         feedSlowly();
         break;
     }
-    ++counts.hostile;
+    ++counts.hostileClients;
 }
 
 void Caller::sendGarbage() {
-    const HostSocket socket = connectFromAnyLoopback(port);
+    const HostSocket socket = connectFromAnyLoopback(peers.server);
     const std::size_t size = 1 + numbers() % 5000;
     sendBytes(socket.handle(), sentBytes().at(numbers(), size));
     pause(std::chrono::milliseconds(50));
 }
 
-// Every fourth waits for the server's patience to end.
+// Every fourth waits for the server's patience to end, if it isn't longer than its own.
 void Caller::stayHalfOpen() {
-    const HostSocket socket = connectFromAnyLoopback(port);
+    const HostSocket socket = connectFromAnyLoopback(peers.server);
+    limitWaiting(socket.handle(), peers.halfOpenSeconds);
     if (numbers() % 4 == 0) {
         awaitEnd(socket);
     } else {
@@ -146,11 +162,19 @@ void Caller::stayHalfOpen() {
 }
 
 void Caller::feedSlowly() {
-    const HostSocket socket = connectFromAnyLoopback(port);
-    for (const char byte : recordBeginning) {
-        sendBytes(socket.handle(), {&byte, 1});
-        pause(std::chrono::milliseconds(numbers() % 100));
-    }
+    const HostSocket socket = connectFromAnyLoopback(peers.server);
+    sendSlowly(socket, handshakeBeginning, std::chrono::milliseconds(numbers() % 100));
+}
+
+void Caller::callHostileServer() {
+    const bool handshakeIsHonest = numbers() % 2 == 0;
+    Call call(handshakeIsHonest ? peers.hostile->portBehindHandshake()
+                                : peers.hostile->portInsteadOfHandshake(),
+              *config, log, silenceSeconds);
+    const bool wasMisled = call.established() && (!handshakeIsHonest || call.hearsAnything());
+    ++counts.hostileServers;
+    counts.handshakesOfThose += call.established() ? 1 : 0;
+    counts.misled += wasMisled ? 1 : 0;
 }
 
 } // namespace VexaSsl::test

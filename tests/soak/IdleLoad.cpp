@@ -1,5 +1,7 @@
 #include "soak/IdleLoad.h"
 
+#include "soak/Hostility.h"
+
 #include "integration/support/Pki.h"
 #include "tool/Command.h"
 
@@ -15,6 +17,7 @@ namespace VexaSsl::test {
 namespace {
 
 constexpr std::size_t dialers = 8;
+constexpr unsigned hostileCallers = 4;
 
 Words serverWords(const IdleLoad& load) {
     const auto store = freshFile(".store");
@@ -80,10 +83,19 @@ void keepBusy(const IdleLoad& load, std::uint16_t port, Counts& counts, Samples&
               pid_t server) {
     const auto end = std::chrono::steady_clock::now() + load.time;
     const auto isOver = [end] { return std::chrono::steady_clock::now() >= end; };
+    const HostileServers hostile(hostileCallers);
+    // This server waits for ever, since those that idle are to stay; a silent peer hangs up.
+    const Peers peers{.server = port, .hostile = &hostile, .halfOpenSeconds = 5};
+    std::vector<std::jthread> rabble;
+    for (unsigned seed = 0; seed < hostileCallers; ++seed) {
+        rabble.emplace_back([&, seed](const std::stop_token& stop) {
+            Caller(peers, counts, seed).callWithHostilityUntil(stop);
+        });
+    }
     std::vector<std::jthread> threads;
     for (unsigned seed = 0; seed < load.busy; ++seed) {
         threads.emplace_back([&, seed] {
-            Caller caller(port, counts, seed);
+            Caller caller(peers, counts, hostileCallers + seed);
             while (!isOver()) {
                 caller.callHonestly(20, 16000);
             }

@@ -1,4 +1,5 @@
-// Thousands of secured connections that idle on `vexassl serve --overlapped` while a few are busy.
+// Thousands of secured connections that idle on `vexassl serve --overlapped` while a few are busy
+// and a few are hostile.
 #pragma once
 
 #include "soak/Callers.h"

@@ -2,8 +2,8 @@
 // some of them hostile, and thousands that idle on `vexassl serve` while a few are busy. Both roles
 // are the library's. It looks at every byte, and at what memory and descriptors do meanwhile.
 //
-// Exit status: 0; 1 when an honest connection failed, or memory or descriptors grew by more than is
-// allowed; 2 for wrong arguments.
+// Exit status: 0; 1 when an honest connection failed, a hostile server misled a client, or memory
+// or descriptors grew by more than is allowed; 2 for wrong arguments.
 #include "fakes/Sweep.h"
 #include "integration/support/Pki.h"
 #include "soak/Callers.h"
@@ -50,13 +50,10 @@ struct LoadPlan {
 
 // Tells the figure. Result: whether it is as it should be.
 bool judge(const std::string& what, const Counts& counts, const Samples& samples) {
-    char text[200];
-    std::snprintf(text, sizeof text, "%zu connections, %zu of them hostile; %zu honest failed; ",
-                  counts.connections(), counts.hostile.load(), counts.failed.load());
     char bytes[100];
     std::snprintf(bytes, sizeof bytes, "%.1f MiB echoed and checked; ",
                   static_cast<double>(counts.bytes) / (1 << 20));
-    tellFigure("Soak", what + ": " + text + bytes + samples.text());
+    tellFigure("Soak", what + ": " + counts.text() + "; " + bytes + samples.text());
     const double thousands = samples.thousands();
     const bool isFlat = thousands * samples.kibPerThousandConnections() <=
                             thousands * allowedKib + allowedKibInAll &&
@@ -67,28 +64,24 @@ bool judge(const std::string& what, const Counts& counts, const Samples& samples
                     "and %.0f KiB or %.0f descriptors in all\n",
                     allowedKib, allowedDescriptors, allowedKibInAll, allowedDescriptorsInAll);
     }
-    return isFlat && counts.failed == 0;
+    return isFlat && counts.areWell();
 }
 
 bool callInTurn(const LoadPlan& plan) {
     constexpr std::size_t workers = 8; // hostile ones keep some of them
     constexpr std::size_t connectionsPerSample = 100;
-    EchoServer server(workers);
+    const LoadServer server(workers);
+    const HostileServers hostile(workers);
+    const Peers peers{server.port(), &hostile};
     Counts counts;
     Samples samples;
     std::vector<std::jthread> rabble; // beside, since some of them take their time
     for (unsigned seed = 0; seed < workers / 2; ++seed) {
         rabble.emplace_back([&, seed](const std::stop_token& stop) {
-            Caller caller(server.port(), counts, seed);
-            while (!stop.stop_requested()) {
-                if (counts.hostile < counts.connections() / oneHostileIn) {
-                    caller.callWithHostility();
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
+            Caller(peers, counts, seed).callWithHostilityUntil(stop);
         });
     }
-    Caller caller(server.port(), counts, workers);
+    Caller caller(peers, counts, workers);
     while (counts.connections() < plan.inTurn) {
         caller.callHonestly(1, 4096);
         if (counts.honest % connectionsPerSample == 0) {
@@ -100,14 +93,16 @@ bool callInTurn(const LoadPlan& plan) {
 }
 
 bool callAtOnce(const LoadPlan& plan) {
-    EchoServer server(plan.atOnce + plan.atOnce / 10);
+    const LoadServer server(plan.atOnce + plan.atOnce / 10);
+    const HostileServers hostile(plan.atOnce / 10);
+    const Peers peers{server.port(), &hostile};
     Counts counts;
     Samples samples;
     const auto end = Clock::now() + std::chrono::duration<double>(60 * plan.minutes);
     std::vector<std::jthread> callers;
     for (unsigned seed = 0; seed < plan.atOnce; ++seed) {
         callers.emplace_back([&, seed] {
-            Caller caller(server.port(), counts, seed);
+            Caller caller(peers, counts, seed);
             while (Clock::now() < end) {
                 caller.call(20, 16000);
             }

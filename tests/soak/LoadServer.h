@@ -1,5 +1,6 @@
-// The server of the load test: threads that each accept one connection after another by an
-// overlapped accept, run the handshake, and echo until the peer is gone.
+// A server of the load test: threads that each accept one connection after another by an
+// overlapped accept, and serve it as they were told: most of them run the handshake and echo until
+// the peer is gone.
 //
 // Threads: made and destroyed by one; everything else happens on its own.
 #pragma once
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -28,27 +30,32 @@ private:
     std::atomic<std::size_t> errors{0};
 };
 
-class EchoServer {
+// What becomes of a connection that has been accepted, with a stack that awaits completeAcceptEx.
+// Several threads call it at once, each with its own connection.
+using Service = std::function<void(ISocketStrategy&, HostSocket&)>;
+
+// The honest one: the handshake, then an echo until the peer is gone.
+void serveHonestly(ISocketStrategy& stack, HostSocket& socket);
+
+class LoadServer {
 public:
     // workers: how many connections it takes at once.
-    explicit EchoServer(std::size_t workers);
+    explicit LoadServer(std::size_t workers, Service service = serveHonestly);
     // Takes nobody any more, and waits for those that are there.
-    ~EchoServer();
-    EchoServer(const EchoServer&) = delete;
-    EchoServer& operator=(const EchoServer&) = delete;
+    ~LoadServer();
+    LoadServer(const LoadServer&) = delete;
+    LoadServer& operator=(const LoadServer&) = delete;
 
     std::uint16_t port() const { return boundPort; }
-    // Connections that have come, whoever they were from.
-    std::size_t accepted() const { return taken; }
 
 private:
     void work();
     bool acceptNext(const IConfig& config);
 
+    const Service serve;
     const SOCKET listening;
     std::uint16_t boundPort = 0;
     std::atomic<bool> ending{false};
-    std::atomic<std::size_t> taken{0};
     CountingLog log;
     std::vector<std::thread> threads;
 };

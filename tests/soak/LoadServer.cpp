@@ -1,9 +1,10 @@
-#include "soak/EchoServer.h"
+#include "soak/LoadServer.h"
 
 #include "integration/support/Pki.h"
 
 #include <array>
 #include <stdexcept>
+#include <utility>
 
 namespace VexaSsl::test {
 
@@ -26,8 +27,15 @@ void echo(ISocketStrategy& stack, SOCKET socket) {
 
 } // namespace
 
-EchoServer::EchoServer(std::size_t workers)
-    : listening(platform::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+void serveHonestly(ISocketStrategy& stack, HostSocket& socket) {
+    if (stack.completeAcceptEx() == 0) {
+        limitWaiting(socket.handle(), silenceSeconds);
+        echo(stack, socket.handle());
+    }
+}
+
+LoadServer::LoadServer(std::size_t workers, Service service)
+    : serve(std::move(service)), listening(platform::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
     const sockaddr_in address = loopbackAddress(0);
     if (platform::bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
             0 ||
@@ -41,7 +49,7 @@ EchoServer::EchoServer(std::size_t workers)
 }
 
 // Closing the listener ends the accepts that are posted.
-EchoServer::~EchoServer() {
+LoadServer::~LoadServer() {
     ending = true;
     platform::closesocket(listening);
     for (std::thread& thread : threads) {
@@ -49,7 +57,7 @@ EchoServer::~EchoServer() {
     }
 }
 
-void EchoServer::work() {
+void LoadServer::work() {
     const auto config = Settings::plain()
                             .with("UseEncryption", "True")
                             .with("ServerCertificateToSendName", pki::localhostElliptic)
@@ -59,7 +67,7 @@ void EchoServer::work() {
 }
 
 // Result: false when nobody can come any more.
-bool EchoServer::acceptNext(const IConfig& config) {
+bool LoadServer::acceptNext(const IConfig& config) {
     constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
     std::array<char, 2 * std::size_t{addressSize}> addresses{};
     const auto stack = instantiateSocketStrategy(log, config);
@@ -75,12 +83,8 @@ bool EchoServer::acceptNext(const IConfig& config) {
     if (platform::WSAGetOverlappedResult(listening, &accept, &count, TRUE, &flags) == FALSE) {
         return true; // a peer that is gone, or the end
     }
-    ++taken;
     limitWaiting(socket.handle(), handshakeSeconds);
-    if (stack->completeAcceptEx() == 0) {
-        limitWaiting(socket.handle(), silenceSeconds);
-        echo(*stack, socket.handle());
-    }
+    serve(*stack, socket);
     return true;
 }
 

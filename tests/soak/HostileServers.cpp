@@ -1,0 +1,56 @@
+#include "soak/HostileServers.h"
+
+#include "soak/Hostility.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace VexaSsl::test {
+
+namespace {
+
+// The four in turn, of all servers together: four times at once, and four times after the client
+// has had the time to take what came before.
+void maltreat(HostSocket& socket, std::string_view halfRecord) {
+    static std::atomic<unsigned> turn{0};
+    const unsigned number = turn++;
+    if (number / 4 % 2 == 1) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    switch (number % 4) {
+    case 0:
+        sendBytes(socket.handle(), sentBytes().at(number * 7919, 1 + number * 31 % 5000));
+        awaitEnd(socket);
+        break;
+    case 1:
+        awaitEnd(socket);
+        break;
+    case 2:
+        sendBytes(socket.handle(), halfRecord);
+        resetAtClose(socket.handle());
+        break;
+    default:
+        sendSlowly(socket, halfRecord, std::chrono::milliseconds(50));
+        break;
+    }
+    // The library's end of the socket is of no more use, and the peer is to see the end now.
+    socket.close();
+}
+
+void maltreatInsteadOfHandshake(ISocketStrategy&, HostSocket& socket) {
+    maltreat(socket, handshakeBeginning);
+}
+
+void maltreatBehindHandshake(ISocketStrategy& stack, HostSocket& socket) {
+    if (stack.completeAcceptEx() == 0) {
+        maltreat(socket, dataBeginning);
+    }
+}
+
+} // namespace
+
+HostileServers::HostileServers(std::size_t workers)
+    : instead(workers, maltreatInsteadOfHandshake), behind(workers, maltreatBehindHandshake) {}
+
+} // namespace VexaSsl::test
