@@ -32,6 +32,21 @@ PCCERT_CONTEXT CertificateShelf::lend(PCCERT_CONTEXT certificate) {
     return certificate;
 }
 
+void CertificateShelf::userPicks(PCCERT_CONTEXT certificate) {
+    platform.CryptUIDlgSelectCertificateFromStore =
+        [=, this](HCERTSTORE store, HWND parent, const wchar_t* title, const wchar_t* display,
+                  DWORD dontUseColumn, DWORD flags, void* reserved) {
+            EXPECT_EQ(store, storeHandle);
+            EXPECT_EQ(parent, nullptr);
+            EXPECT_EQ(title, nullptr);
+            EXPECT_EQ(display, nullptr);
+            EXPECT_EQ(dontUseColumn, 0U);
+            EXPECT_EQ(flags, 0U);
+            EXPECT_EQ(reserved, nullptr);
+            return certificate == nullptr ? nullptr : lend(certificate);
+        };
+}
+
 int CertificateShelf::held() const {
     int sum = 0;
     for (const auto& [certificate, count] : references) {

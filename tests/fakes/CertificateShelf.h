@@ -26,6 +26,9 @@ public:
     // A reference as the platform would hand one out.
     PCCERT_CONTEXT lend(PCCERT_CONTEXT certificate);
 
+    // What the user picks from the whole store when asked; null for a list that is closed.
+    void userPicks(PCCERT_CONTEXT certificate);
+
     // References that were handed out and not released.
     int held() const;
 

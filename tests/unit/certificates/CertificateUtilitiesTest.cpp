@@ -155,26 +155,11 @@ TEST_F(CertificateEnumerationTest, canBeRepeated) {
     EXPECT_THAT(log.lines, ElementsAreArray(once));
 }
 
-struct CertificateSelectionTest : CertificateUtilitiesTest {
-    void userPicks(PCCERT_CONTEXT certificate) {
-        platform.CryptUIDlgSelectCertificateFromStore =
-            [=, this](HCERTSTORE asked, HWND parent, const wchar_t* title, const wchar_t* display,
-                      DWORD dontUseColumn, DWORD flags, void* reserved) {
-                EXPECT_EQ(asked, shelf.storeHandle);
-                EXPECT_EQ(parent, nullptr);
-                EXPECT_EQ(title, nullptr);
-                EXPECT_EQ(display, nullptr);
-                EXPECT_EQ(dontUseColumn, 0U);
-                EXPECT_EQ(flags, 0U);
-                EXPECT_EQ(reserved, nullptr);
-                return certificate == nullptr ? nullptr : shelf.lend(certificate);
-            };
-    }
-};
+struct CertificateSelectionTest : CertificateUtilitiesTest {};
 
 TEST_F(CertificateSelectionTest, pickedCertificateIsNamedAndHandedOver) {
     const PCCERT_CONTEXT wanted = shelf.make({L"one.test"});
-    userPicks(wanted);
+    shelf.userPicks(wanted);
     {
         const CertificateHandle picked = store.selectCertificateFromUI();
         EXPECT_EQ(picked.get(), wanted);
@@ -185,7 +170,7 @@ TEST_F(CertificateSelectionTest, pickedCertificateIsNamedAndHandedOver) {
 }
 
 TEST_F(CertificateSelectionTest, dismissedPickerIsAWarningAndAnEmptyResult) {
-    userPicks(nullptr);
+    shelf.userPicks(nullptr);
     const CertificateHandle picked = store.selectCertificateFromUI();
     EXPECT_FALSE(picked);
     EXPECT_EQ(picked.get(), nullptr);
@@ -198,7 +183,7 @@ TEST_F(CertificateSelectionTest, dismissedPickerIsAWarningAndAnEmptyResult) {
 
 TEST_F(CertificateSelectionTest, pickedCertificateWithoutNamesIsStillTheResult) {
     const PCCERT_CONTEXT wanted = shelf.make();
-    userPicks(wanted);
+    shelf.userPicks(wanted);
     const CertificateHandle picked = store.selectCertificateFromUI();
     EXPECT_EQ(picked.get(), wanted);
     EXPECT_THAT(log.lines,

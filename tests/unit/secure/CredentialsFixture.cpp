@@ -59,18 +59,7 @@ void CredentialsTest::askTheUser() {
 
 void CredentialsTest::userPicks(PCCERT_CONTEXT certificate) {
     askTheUser();
-    platform.CryptUIDlgSelectCertificateFromStore =
-        [=, this](HCERTSTORE store, HWND parent, const wchar_t* title, const wchar_t* display,
-                  DWORD dontUseColumn, DWORD flags, void* reserved) {
-            EXPECT_EQ(store, shelf.storeHandle);
-            EXPECT_EQ(parent, nullptr);
-            EXPECT_EQ(title, nullptr);
-            EXPECT_EQ(display, nullptr);
-            EXPECT_EQ(dontUseColumn, 0U);
-            EXPECT_EQ(flags, 0U);
-            EXPECT_EQ(reserved, nullptr);
-            return certificate == nullptr ? nullptr : shelf.lend(certificate);
-        };
+    shelf.userPicks(certificate);
 }
 
 void CredentialsTest::refuseToAcquire(SECURITY_STATUS status) {
