@@ -1,5 +1,7 @@
 #include "security/RecordCipher.h"
 
+#include "security/BigEndian.h"
+
 #include <openssl/core_names.h>
 #include <openssl/kdf.h>
 #include <openssl/params.h>
@@ -50,18 +52,6 @@ const EVP_CIPHER* cipherOf(const AeadSuite& suite) {
 EVP_KDF* pseudoRandomFunction() {
     static EVP_KDF* const function = orOutOfMemory(EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr));
     return function;
-}
-
-void writeBigEndian(std::span<unsigned char> place, std::uint64_t number) noexcept {
-    for (std::size_t i = place.size(); i > 0; --i, number >>= 8)
-        place[i - 1] = static_cast<unsigned char>(number);
-}
-
-std::uint64_t readBigEndian(std::span<const unsigned char> place) noexcept {
-    std::uint64_t number = 0;
-    for (const unsigned char byte : place)
-        number = number << 8 | byte;
-    return number;
 }
 
 // The seed of the key block: the label, the server's random and the client's.

@@ -1,18 +1,13 @@
 #include "security/RecordTally.h"
 
+#include "security/BigEndian.h"
+
 #include <algorithm>
 
 namespace VexaSsl::portable {
 namespace {
 
 constexpr std::size_t nonceSize = 8;
-
-std::uint64_t numberIn(ByteView bytes) noexcept {
-    std::uint64_t number = 0;
-    for (const unsigned char byte : bytes)
-        number = number << 8 | byte;
-    return number;
-}
 
 } // namespace
 
@@ -32,7 +27,7 @@ void RecordTally::noteOne(ByteView record) noexcept {
     if (isProtected) {
         const ByteView payload = record.subspan(recordHeaderSize);
         ++count;
-        nonce = numberIn(payload.first(std::min(nonceSize, payload.size())));
+        nonce = readBigEndian(payload.first(std::min(nonceSize, payload.size())));
         return;
     }
     isProtected = record[0] == static_cast<unsigned char>(ContentType::changeCipherSpec);
