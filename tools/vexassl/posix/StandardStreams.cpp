@@ -79,8 +79,9 @@ bool StandardInput::failed() const {
 }
 
 void StandardInput::cancel() {
-    // The pipe is empty before, so this can't fail.
-    [[maybe_unused]] const ssize_t written = ::write(source->wakeWriter, "", 1);
+    // The pipe is empty before, so nothing but an interruption can keep the byte out.
+    while (::write(source->wakeWriter, "", 1) < 0 && errno == EINTR) {
+    }
 }
 
 bool StandardInput::cancelled() const {

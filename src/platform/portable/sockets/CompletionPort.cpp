@@ -49,7 +49,7 @@ void CompletionPort::push(const Completion& completion) {
     completions.push_back(completion);
     if (waiting > 0 && !signalled) {
         signalled = true;
-        eventfd_write(wakeUp.get(), 1);
+        makeReadable(wakeUp.get());
     }
 }
 
@@ -57,7 +57,7 @@ void CompletionPort::close() {
     const std::lock_guard lock(mutex);
     closed = true;
     completions.clear();
-    eventfd_write(wakeUp.get(), 1); // stays readable, so that every waiter comes out
+    makeReadable(wakeUp.get()); // stays readable, so that every waiter comes out
 }
 
 bool CompletionPort::takeQueued(Completion& completion, int& outcome) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -28,6 +29,11 @@ bool isNonBlocking(int fd) noexcept {
     const int flags = fcntl(fd, F_GETFL);
     errno = before;
     return flags >= 0 && (flags & O_NONBLOCK) != 0;
+}
+
+void makeReadable(int eventDescriptor) noexcept {
+    while (eventfd_write(eventDescriptor, 1) != 0 && errno == EINTR) {
+    }
 }
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {

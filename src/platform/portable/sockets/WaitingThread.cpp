@@ -43,7 +43,7 @@ std::shared_ptr<WaitingThread> WaitingThread::current() {
 }
 
 void WaitingThread::wake() noexcept {
-    eventfd_write(wakeUp.get(), 1);
+    makeReadable(wakeUp.get());
 }
 
 void WaitingThread::clearWakes() noexcept {
