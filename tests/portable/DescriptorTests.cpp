@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <vector>
 
 namespace VexaSsl::test {
 
@@ -15,6 +16,22 @@ int descriptorOf(const Socket& socket) {
 
 bool closesOnExec(const Socket& socket) {
     return (fcntl(descriptorOf(socket), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+// As many as it takes until the last one has the number, which is free.
+std::vector<Socket> datagramSocketsUpTo(SOCKET number) {
+    std::vector<Socket> sockets;
+    do {
+        sockets.emplace_back(host::socket(AF_INET, SOCK_DGRAM, 0));
+    } while (sockets.back().get() != number);
+    return sockets;
+}
+
+int selectAtOnce(SOCKET number) {
+    fd_set readable{};
+    host::socketSetAdd(number, readable);
+    const timeval noTime{};
+    return platform::select(0, &readable, nullptr, nullptr, &noTime);
 }
 
 } // namespace
@@ -32,6 +49,41 @@ TEST(Connections, closingWhatIsNoSocketClosesNothing) {
     EXPECT_EQ(close(file), 0);
     EXPECT_EQ(host::closesocket(INVALID_SOCKET), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAENOTSOCK);
+}
+
+// What is known of a socket is known of nothing else with its number.
+TEST(Select, fileWithTheNumberOfAClosedSocketIsNoSocket) {
+    Pair pair = connectedPair();
+    const SOCKET number = pair.server.get();
+    EXPECT_EQ(selectAtOnce(number), 0);
+    pair.server.close();
+    const int place = static_cast<int>(number);
+    const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(dup3(file, place, O_CLOEXEC), place);
+    EXPECT_EQ(selectAtOnce(number), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+    close(place);
+    close(file);
+}
+
+TEST(Transfers, datagramIsCutOnTheNumberOfAClosedStreamToo) {
+    Pair pair = connectedPair();
+    const SOCKET number = pair.server.get();
+    sendText(pair.client, "text");
+    EXPECT_EQ(receiveText(pair.server, 4), "text");
+    pair.server.close();
+    const auto sockets = datagramSocketsUpTo(number);
+    const Socket& receiver = sockets.back();
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ASSERT_EQ(host::bind(number, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const Socket sender(host::socket(AF_INET, SOCK_DGRAM, 0));
+    ASSERT_EQ(connectTo(sender, addressOf(receiver)), 0);
+    sendText(sender, "datagram");
+    char bytes[4] = {};
+    EXPECT_EQ(platform::recv(number, bytes, 4, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEMSGSIZE);
 }
 
 TEST(AcceptEx, acceptedSocketKeepsItsNumberAndClosesOnExec) {

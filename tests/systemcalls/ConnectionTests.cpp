@@ -37,8 +37,9 @@ Settings serverSettings() {
 void judgeConnection(const Play& play) {
     const std::string& call = play.plan.hitCall;
     const int number = winsockNumber(play.plan.fault.number);
-    const bool decides = call == "recvmsg" || call == "sendmsg" || call == "connect" ||
-                         call == "accept4" || call == "socket" || call == "getaddrinfo";
+    const bool decides = call == "recv" || call == "recvmsg" || call == "sendmsg" ||
+                         call == "connect" || call == "accept4" || call == "socket" ||
+                         call == "getaddrinfo";
     if (!decides) {
         EXPECT_TRUE(play.failedStep.empty() || play.error != 0);
         return;
@@ -50,7 +51,7 @@ void judgeConnection(const Play& play) {
     }
     // A switch that fails leaves the number of the call; the others say that they gave up.
     EXPECT_EQ(play.error, play.failedStep == "startOtls" ? number : WSAECONNABORTED);
-    const std::wstring what = call == "recvmsg" ? L"::recv" : L"::send";
+    const std::wstring what = call == "recv" || call == "recvmsg" ? L"::recv" : L"::send";
     EXPECT_THAT(play.log.lines(),
                 ::testing::Contains(systemError(what + L" (during negotiation)",
                                                 static_cast<unsigned long>(number))));

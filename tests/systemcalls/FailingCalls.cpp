@@ -197,6 +197,16 @@ ssize_t before_read(int fd, void* buffer, std::size_t size) {
     return passOn(fd, buffer, size > 1 && movesOneByteNow("read") ? 1 : size);
 }
 
+extern "C" ssize_t before_recv(int fd, void* buffer, std::size_t size, int flags)
+    VEXASSL_STANDS_BEFORE("recv");
+ssize_t before_recv(int fd, void* buffer, std::size_t size, int flags) {
+    static auto* const passOn = next<ssize_t(int, void*, std::size_t, int)>("recv");
+    if (failsNow("recv")) {
+        return -1;
+    }
+    return passOn(fd, buffer, size > 1 && movesOneByteNow("recv") ? 1 : size, flags);
+}
+
 extern "C" ssize_t before_recvmsg(int fd, msghdr* message, int flags)
     VEXASSL_STANDS_BEFORE("recvmsg");
 ssize_t before_recvmsg(int fd, msghdr* message, int flags) {

@@ -80,8 +80,8 @@ bool mustNotMatter(const Play& play) {
                                "bind", "listen", "epoll_create1", "epoll_ctl", "eventfd"});
     }
     return fault.movesOneByte() ||
-           (fault.number == EAGAIN &&
-            isOneOf(call, {"recvmsg", "sendmsg", "accept4", "connect", "poll", "__poll_chk"}));
+           (fault.number == EAGAIN && isOneOf(call, {"recv", "recvmsg", "sendmsg", "accept4",
+                                                     "connect", "poll", "__poll_chk"}));
 }
 
 int winsockNumber(int systemError) {

@@ -27,8 +27,8 @@ struct Injection {
     // and looks at files isn't interrupted.
     bool mustNotMatter() const {
         const bool isAboutFiles = call == "openat" || call == "newfstatat";
-        const bool canBeMadeAgain = call == "recvmsg" || call == "sendmsg" || call == "accept4" ||
-                                    call == "connect" || call == "poll";
+        const bool canBeMadeAgain = call == "recvfrom" || call == "recvmsg" || call == "sendmsg" ||
+                                    call == "accept4" || call == "connect" || call == "poll";
         return (error == "EINTR" && !isAboutFiles) || (error == "EAGAIN" && canBeMadeAgain);
     }
 };
@@ -128,9 +128,10 @@ const Words fileCalls = {};
 const Words fileCalls = {"read", "write", "openat", "newfstatat"};
 #endif
 const Words clientCalls =
-    Words{"recvmsg", "sendmsg", "connect", "poll", "socket", "fcntl"} + fileCalls;
+    Words{"recvfrom", "sendmsg", "connect", "poll", "socket", "fcntl"} + fileCalls;
 const Words serverCalls =
-    Words{"recvmsg", "sendmsg", "accept4", "poll", "dup3", "fcntl", "socket"} + fileCalls;
+    Words{"recvfrom", "recvmsg", "sendmsg", "accept4", "poll", "dup3", "fcntl", "socket"} +
+    fileCalls;
 
 TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
     if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {

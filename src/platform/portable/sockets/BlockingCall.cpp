@@ -5,6 +5,7 @@
 #include "sockets/SystemErrors.h"
 
 #include <cerrno>
+#include <ctime>
 #include <poll.h>
 
 namespace VexaSsl::portable {
@@ -29,10 +30,19 @@ Deadline deadlineOf(int fd, Direction direction, Deadline::Clock::time_point sta
     return limit == limit.zero() ? Deadline::never() : Deadline::after(limit - spent);
 }
 
+// The steady clock as of the system's last tick, for a fifth of the price: nearly every call ends
+// without ever asking when it began.
+Deadline::Clock::time_point coarseNow() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return Deadline::Clock::time_point(std::chrono::seconds(now.tv_sec) +
+                                       std::chrono::nanoseconds(now.tv_nsec));
+}
+
 } // namespace
 
 BlockingCall::BlockingCall(int socket, Direction way) noexcept
-    : fd(socket), direction(way), start(std::chrono::steady_clock::now()) {}
+    : fd(socket), direction(way), start(coarseNow()) {}
 
 bool BlockingCall::mayRetry() noexcept {
     if (errno != EINTR && errno != EAGAIN) {

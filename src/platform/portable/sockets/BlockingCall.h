@@ -25,7 +25,8 @@ public:
     // Result: true when it is ready; false with error() as above.
     bool waitUntilReady() noexcept;
 
-    // Whether the socket's time-out, counted from the first attempt, is over.
+    // Whether the socket's time-out, counted from the first attempt, is over; some milliseconds
+    // early at the most.
     bool isOverdue() const noexcept;
 
     int error() const noexcept { return number; }

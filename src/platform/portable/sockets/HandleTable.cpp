@@ -6,7 +6,7 @@ namespace VexaSsl::portable {
 
 HANDLE nextHandle() noexcept {
     static std::atomic<ULONG_PTR> last{0};
-    return reinterpret_cast<HANDLE>(last.fetch_add(4) + 4);
+    return reinterpret_cast<HANDLE>(last.fetch_add(handleStep) + handleStep);
 }
 
 } // namespace VexaSsl::portable

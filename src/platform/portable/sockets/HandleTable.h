@@ -1,17 +1,22 @@
-// Handles of events and completion ports: numbers that are never used twice, so that a handle which
-// outlived its object is told from every other. Any thread; the table's lock is held for a look-up.
+// Handles of events, completion ports, credentials and connections: numbers that are never used
+// twice, so that a handle which outlived its object is told from every other. Any thread;
+// neighbours in number share no lock, and a lock is held for a look-up.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <mutex>
-#include <shared_mutex>
 #include <unordered_map>
 
 namespace VexaSsl::portable {
 
-// The next handle value; a multiple of four, so that its lowest bits are free for marks.
+// Handles are multiples of it, so that their lowest bits are free for marks.
+inline constexpr std::uintptr_t handleStep = 4;
+
+// The next handle value.
 HANDLE nextHandle() noexcept;
 
 // The objects of one kind. An object lives as long as the table or a user of it holds it.
@@ -26,28 +31,40 @@ public:
 
     HANDLE add(std::shared_ptr<T> object) {
         const HANDLE handle = nextHandle();
-        const std::unique_lock lock(mutex);
-        objects.emplace(handle, std::move(object));
+        Part& part = partOf(handle);
+        const std::lock_guard lock(part.mutex);
+        part.objects.emplace(handle, std::move(object));
         return handle;
     }
 
     // Null when no object has this handle, or not any more.
-    std::shared_ptr<T> find(HANDLE handle) const {
-        const std::shared_lock lock(mutex);
-        const auto found = objects.find(handle);
-        return found == objects.end() ? nullptr : found->second;
+    std::shared_ptr<T> find(HANDLE handle) {
+        Part& part = partOf(handle);
+        const std::lock_guard lock(part.mutex);
+        const auto found = part.objects.find(handle);
+        return found == part.objects.end() ? nullptr : found->second;
     }
 
     // Takes the object out; its handle is void from now on.
     std::shared_ptr<T> take(HANDLE handle) {
-        const std::unique_lock lock(mutex);
-        const auto node = objects.extract(handle);
+        Part& part = partOf(handle);
+        const std::lock_guard lock(part.mutex);
+        const auto node = part.objects.extract(handle);
         return node.empty() ? nullptr : std::move(node.mapped());
     }
 
 private:
-    mutable std::shared_mutex mutex;
-    std::unordered_map<HANDLE, std::shared_ptr<T>> objects;
+    static constexpr std::size_t cacheLine = 64;
+    struct alignas(cacheLine) Part {
+        std::mutex mutex;
+        std::unordered_map<HANDLE, std::shared_ptr<T>> objects;
+    };
+
+    Part& partOf(HANDLE handle) {
+        return parts[reinterpret_cast<std::uintptr_t>(handle) / handleStep % parts.size()];
+    }
+
+    std::array<Part, 16> parts;
 };
 
 } // namespace VexaSsl::portable

@@ -3,6 +3,7 @@
 #include "platform/Winsock.h"
 #include "sockets/Deadline.h"
 #include "sockets/Descriptors.h"
+#include "sockets/SocketKind.h"
 #include "sockets/SocketNotes.h"
 #include "sockets/SystemErrors.h"
 
@@ -45,7 +46,8 @@ public:
             }
             for (const SOCKET s : socketsOf(sets[kind])) {
                 const int fd = descriptorOf(s);
-                if (!isSocket(fd)) { // poll would pass over a negative one in silence
+                if (kindOf(fd) ==
+                    SocketKind::none) { // poll would pass over a negative one in silence
                     return WSAENOTSOCK;
                 }
                 entries[count++] = {fd, kinds[kind].asked, 0};

@@ -1,6 +1,7 @@
 #include "sockets/SocketRegistry.h"
 
 #include "sockets/Descriptors.h"
+#include "sockets/SocketKind.h"
 #include "sockets/SocketNotes.h"
 #include "sockets/SystemErrors.h"
 
@@ -50,6 +51,7 @@ void SocketRegistry::welcome(int fd) {
         }
     }
     SocketNotes::instance().forget(fd);
+    forgetKind(fd);
 }
 
 int SocketRegistry::close(int fd) {
@@ -61,6 +63,7 @@ int SocketRegistry::close(int fd) {
         queue->close(); // still in the table, so that nobody posts to a queue of his own meanwhile
     }
     SocketNotes::instance().forget(fd);
+    forgetKind(fd);
     const int result = ::close(fd) == 0 || errno == EINTR ? 0 : winsockError(errno);
     const std::unique_lock lock(mutex);
     const auto found = queues.find(fd);

@@ -3,6 +3,7 @@
 #include "platform/Winsock.h"
 #include "sockets/BlockingCall.h"
 #include "sockets/Descriptors.h"
+#include "sockets/SocketKind.h"
 #include "sockets/SystemErrors.h"
 
 #include <algorithm>
@@ -82,14 +83,28 @@ std::uint64_t totalSize(std::span<const iovec> buffers) noexcept {
 
 namespace {
 
+// One attempt. Result: as recvmsg; error tells of what was cut off.
+ssize_t attemptReceive(int fd, const BufferCursor& cursor, int flags, int& error) noexcept {
+    error = 0;
+    const iovec* const single = cursor.single();
+    if (single != nullptr && kindOf(fd) == SocketKind::stream) { // cuts nothing off, costs less
+        return ::recv(fd, single->iov_base, single->iov_len, flags);
+    }
+    msghdr message = cursor.message();
+    const ssize_t count = recvmsg(fd, &message, flags);
+    if (count >= 0 && (message.msg_flags & MSG_TRUNC) != 0) {
+        error = WSAEMSGSIZE;
+    }
+    return count;
+}
+
 // One receive into what is left of the buffers, repeated until it has an outcome.
 TransferResult receiveOnce(BlockingCall& call, int fd, const BufferCursor& cursor,
                            int flags) noexcept {
     for (;;) {
-        msghdr message = cursor.message();
-        const ssize_t count = recvmsg(fd, &message, flags);
+        int error = 0;
+        const ssize_t count = attemptReceive(fd, cursor, flags, error);
         if (count >= 0) {
-            const int error = (message.msg_flags & MSG_TRUNC) != 0 ? WSAEMSGSIZE : 0;
             return {error, static_cast<std::uint64_t>(count)};
         }
         if (!call.mayRetry()) {

@@ -33,6 +33,8 @@ public:
 
     bool isEmpty() const noexcept { return rest.empty(); }
     void advance(std::size_t bytes) noexcept;
+    // The one buffer that is left; null for none and for several.
+    const iovec* single() const noexcept { return rest.size() == 1 ? rest.data() : nullptr; }
     // A header for one system call; it takes no more buffers than the system does at once.
     msghdr message() const noexcept;
 
