@@ -1,6 +1,7 @@
 #include "security/ContextCache.h"
 
 #include "security/SslSettings.h"
+#include "security/TlsLibrary.h"
 
 #include <algorithm>
 #include <mutex>
@@ -9,10 +10,11 @@
 namespace VexaSsl::portable {
 namespace {
 
-// Pointers are enough: a kept SSL_CTX holds references to all three, so no other object can come
-// to lie at their addresses as long as it is kept.
+// Pointers are enough: a kept SSL_CTX holds references to the last three, so no other object can
+// come to lie at their addresses as long as it is kept.
 struct CacheKey {
     Role role = Role::client;
+    const OSSL_LIB_CTX* library = nullptr; // lives as long as the process
     const X509* certificate = nullptr;
     const EVP_PKEY* key = nullptr;
     const X509_STORE* anchors = nullptr;
@@ -69,7 +71,9 @@ private:
 SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContextPointer& found) {
     // A server judges no one inside the handshake, so it needs no anchors.
     const std::shared_ptr<X509_STORE> anchors = role == Role::client ? trustStore() : nullptr;
+    OSSL_LIB_CTX* library = role == Role::client && !certificate ? libraryForClients() : nullptr;
     const CacheKey key{.role = role,
+                       .library = library,
                        .certificate = certificate ? x509Of(certificate) : nullptr,
                        .key = certificate ? privateKeyOf(certificate) : nullptr,
                        .anchors = anchors.get()};
@@ -77,7 +81,7 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
     if (found)
         return SEC_E_OK;
     SslContextPointer made;
-    const SECURITY_STATUS status = makeSslContext(role, certificate, anchors.get(), made);
+    const SECURITY_STATUS status = makeSslContext(role, library, certificate, anchors.get(), made);
     if (status != SEC_E_OK)
         return status;
     ContextCache::instance().add(key, made.get());
