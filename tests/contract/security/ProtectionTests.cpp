@@ -263,6 +263,17 @@ TEST_F(ForgedRecords, aHelloRequestToAServerChangesNothing) {
     EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("goes on"))), "goes on");
 }
 
+TEST_F(ForgedRecords, aMessageFromTheMiddleOfAHandshakeIsIllegal) {
+    constexpr unsigned char serverHello = 2;
+    constexpr unsigned char certificate = 11;
+    constexpr unsigned char finished = 20;
+    for (const unsigned char message : {serverHello, certificate, finished}) {
+        Forgery forged;
+        EXPECT_EQ(forged.open(22, {message, 0, 0, 0}).status, SEC_E_ILLEGAL_MESSAGE);
+        EXPECT_EQ(forged.open(23, bytesOf("more")).status, SEC_E_ILLEGAL_MESSAGE);
+    }
+}
+
 TEST_F(ForgedRecords, aFatalAlertTellsItsCauseNowAndLater) {
     struct Told {
         unsigned char alert;

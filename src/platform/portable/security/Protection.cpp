@@ -40,6 +40,14 @@ SECURITY_STATUS takeAlert(TlsConnection& context, ByteView alert) noexcept {
     return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
 }
 
+// Of a handshake nothing but the wish for a new one has a meaning here: HelloRequest, or a client's
+// ClientHello.
+SECURITY_STATUS takeHandshake(TlsConnection& context, ByteView message) noexcept {
+    const bool isWish = message[0] == SSL3_MT_HELLO_REQUEST ||
+                        (message[0] == SSL3_MT_CLIENT_HELLO && context.role == Role::server);
+    return isWish ? SEC_I_RENEGOTIATE : context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+}
+
 // What authentic content means. Only data may come without any byte.
 SECURITY_STATUS takeContent(TlsConnection& context, ContentType type, ByteView content) noexcept {
     if (content.empty()) {
@@ -55,7 +63,7 @@ SECURITY_STATUS takeContent(TlsConnection& context, ContentType type, ByteView c
     case ContentType::applicationData:
         return SEC_E_OK;
     case ContentType::handshake:
-        return SEC_I_RENEGOTIATE;
+        return takeHandshake(context, content);
     case ContentType::alert:
     case ContentType::changeCipherSpec:
         break;
