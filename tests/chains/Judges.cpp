@@ -6,6 +6,7 @@
 #include "certificates/CertificateInspector.h"
 #include "config/SslConfig.h"
 #include "contract/certificates/StoreFixture.h"
+#include "fakes/Secrets.h"
 #include "frame/ErrorText.h"
 #include "secure/SecureSocketStrategy.h"
 
@@ -236,6 +237,7 @@ std::string keyText(EVP_PKEY* key) {
     const long size = BIO_get_mem_data(bio, &bytes);
     const std::string text(bytes, static_cast<std::size_t>(size));
     BIO_free(bio);
+    secrets::learnKey(text);
     return text;
 }
 

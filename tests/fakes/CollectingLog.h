@@ -2,6 +2,7 @@
 #pragma once
 
 #include "VexaSsl/ILog.h"
+#include "fakes/Secrets.h"
 
 #include <ostream>
 #include <string>
@@ -26,6 +27,7 @@ inline std::ostream& operator<<(std::ostream& out, const LogLine& line) {
 class CollectingLog : public ILog {
 public:
     void log(Severity severity, const std::wstring& text) override {
+        secrets::searchIn(text);
         lines.push_back({severity, text});
     }
     void setMinimumSeverity(Severity severity) override { thresholds.push_back(severity); }

@@ -1,5 +1,7 @@
 #include "fakes/ScriptedStrategy.h"
 
+#include "fakes/Secrets.h"
+
 #include <gtest/gtest.h>
 
 namespace VexaSsl::test {
@@ -19,11 +21,18 @@ Result ScriptedStrategy::play(const char* name, const std::function<Result(Argum
 }
 
 int ScriptedStrategy::send(SOCKET s, const char* buf, int len, int flags) {
+    if (len > 0) {
+        secrets::carry({buf, static_cast<std::size_t>(len)});
+    }
     return play("send", onSend, s, buf, len, flags);
 }
 
 int ScriptedStrategy::recv(SOCKET s, char* buf, int len, int flags) {
-    return play("recv", onRecv, s, buf, len, flags);
+    const int count = play("recv", onRecv, s, buf, len, flags);
+    if (count > 0) {
+        secrets::carry({buf, static_cast<std::size_t>(count)});
+    }
+    return count;
 }
 
 int ScriptedStrategy::connect(SOCKET s, const sockaddr* name, int namelen) {

@@ -14,12 +14,24 @@ std::size_t sweepStep(std::size_t usual) {
     return sweepIsFull() ? 1 : usual;
 }
 
-void tellFigure(const std::string& row, const std::string& figure) {
-    std::cout << row << ": " << figure << std::endl;
+namespace {
+
+void note(const std::string& row, const std::string& figure) {
     if (const char* file = std::getenv("VEXASSL_FIGURES")) {
         // One write, so that tests running side by side don't mix their lines.
         std::ofstream(file, std::ios::app) << row + '\t' + figure + '\n';
     }
+}
+
+} // namespace
+
+void tellFigure(const std::string& row, const std::string& figure) {
+    std::cout << row << ": " << figure << std::endl;
+    note(row, figure);
+}
+
+void addToFigure(const std::string& row, std::size_t count, const std::string& what) {
+    note(row, '+' + std::to_string(count) + ' ' + what);
 }
 
 } // namespace VexaSsl::test

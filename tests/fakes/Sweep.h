@@ -21,4 +21,8 @@ std::size_t sweepStep(std::size_t usual);
 // same row stand together in the table that `script/test --torture` prints at its end.
 void tellFigure(const std::string& row, const std::string& figure);
 
+// Adds to a figure that all processes of a run make together, for instance 12 "lines searched":
+// the table tells the sum. Nothing is printed.
+void addToFigure(const std::string& row, std::size_t count, const std::string& what);
+
 } // namespace VexaSsl::test

@@ -1,5 +1,7 @@
 #include "fakes/ToyCipher.h"
 
+#include "fakes/Secrets.h"
+
 #include <gtest/gtest.h>
 
 #include <new>
@@ -87,6 +89,7 @@ void ToyCipher::install(ScriptedPlatform& platform) {
 }
 
 std::string ToyCipher::seal(std::string_view plain, Kind kind) const {
+    secrets::carry(plain);
     std::string record(headerSize, '\0');
     writeHeader(record.data(), kind, usedTrailer, plain.size());
     record += plain;
@@ -141,6 +144,7 @@ SECURITY_STATUS ToyCipher::encrypt(CtxtHandle* context, ULONG quality, SecBuffer
         return encryptStatus;
     }
     const DWORD length = buffers[1].cbBuffer;
+    secrets::carry({header + headerSize, length});
     writeHeader(header, Kind::Data, usedTrailer, length);
     turn(header + headerSize, length);
     std::fill_n(header + headerSize + length, usedTrailer, '~');

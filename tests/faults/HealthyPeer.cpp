@@ -1,5 +1,6 @@
 #include "faults/HealthyPeer.h"
 
+#include "fakes/Secrets.h"
 #include "faults/Steps.h"
 
 #include "integration/support/System.h"
@@ -14,6 +15,7 @@ namespace {
 class PeerLog : public ILog {
 public:
     void log(Severity, const std::wstring& text) override {
+        secrets::searchIn(text);
         timedOut = timedOut || text.find(L"10060 (") != std::wstring::npos;
     }
     void setMinimumSeverity(Severity) override {}
@@ -74,6 +76,7 @@ private:
     }
 
     bool say(const std::string& text) {
+        secrets::carry(text);
         const int size = static_cast<int>(text.size());
         return stack->send(socket.handle(), text.data(), size, 0) == size;
     }

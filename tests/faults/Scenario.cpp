@@ -1,5 +1,6 @@
 #include "faults/Scenario.h"
 
+#include "fakes/Secrets.h"
 #include "faults/HealthyPeer.h"
 
 #include "integration/support/System.h"
@@ -121,6 +122,7 @@ void replaceNumber(std::wstring& text, std::size_t end, const wchar_t* mark) {
 
 void StepLog::log(Severity severity, const std::wstring& text) {
     const Watch::Aside aside;
+    secrets::searchIn(text);
     std::wstring shown = text;
     if (const std::size_t at = shown.find(L"socket ["); at != std::wstring::npos) {
         replaceNumber(shown, shown.find(L']', at), L"S");

@@ -299,13 +299,21 @@ TEST_F(LibrarySecrets, refusedOptionsTellTheirValueOnly) {
     }
 }
 
+// Isn't searched for keys when a line is given, since here some are expected.
+class UnsearchedLog : public CollectingLog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        lines.push_back({severity, text});
+    }
+};
+
 // A path that leads to the wrong file: at Debug the lines that are no options stand in the log as
 // they are, so whoever turns Debug on must know where the paths lead. No other line repeats them.
 TEST_F(LibrarySecrets, filesOfKeysAndPasswordsTakenForConfigurationsAreRepeatedAtDebugOnly) {
     std::size_t repeated = 0;
     for (const char* name : {"my/good.key", "my/good.pem", "my/closed.key", "my/spoiled.pem",
                              "my/boxed.p12", "my/boxed.p12.password", "my/wrong.p12.password"}) {
-        CollectingLog log;
+        UnsearchedLog log;
         constructSslConfigurationFromIniFile(log, folder.path(name), L"Marked");
         const auto ini = temporaryFolder() / "misled.ini";
         std::ofstream(ini) << "[VexaSsl]\nConfigurationStore=" << folder.path(name).string()

@@ -1,5 +1,6 @@
 #include "tool/Command.h"
 
+#include "fakes/Secrets.h"
 #include "integration/support/HostSocket.h"
 #include "integration/support/Settings.h"
 
@@ -75,6 +76,7 @@ std::filesystem::path freshFile(const std::string& extension) {
 }
 
 Command::Input Command::Input::text(const std::string& text) {
+    secrets::carry(text);
     const auto path = freshFile(".in");
     std::ofstream(path, std::ios::binary) << text;
     return file(path);
@@ -107,6 +109,7 @@ Command::~Command() {
         ::kill(process, SIGKILL);
         ::waitpid(process, nullptr, 0);
     }
+    secrets::searchIn(std::string_view(errors()));
 }
 
 bool Command::running() {

@@ -1,5 +1,6 @@
 // A program under a test's control, with standard input, output and error apart. Every wait is
-// bounded, and the destructor ends the program by its process number.
+// bounded, and the destructor ends the program by its process number. A program that says on
+// standard error what it was given to read fails the test.
 //
 // Used by one thread. Its files live in the temporary folder of the test process.
 #pragma once

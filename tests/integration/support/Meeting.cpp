@@ -1,7 +1,7 @@
 #include "integration/support/Meeting.h"
 
+#include "fakes/Secrets.h"
 #include "integration/support/Pki.h"
-#include "integration/support/Secrets.h"
 
 #include <array>
 #include <thread>

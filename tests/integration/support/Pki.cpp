@@ -1,8 +1,11 @@
 #include "integration/support/Pki.h"
 
-#include "integration/support/Secrets.h"
+#include "fakes/Secrets.h"
 
 #include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
 
 namespace VexaSsl::test::pki {
 
@@ -20,7 +23,10 @@ class CertificatesAtHand : public ::testing::Environment {
 public:
     void SetUp() override {
         takeIntoUse();
-        secrets::learnKeys();
+        for (const auto& test : std::filesystem::directory_iterator(folder() / "all")) {
+            std::ifstream key(test.path() / "key.pem");
+            secrets::learnKey(std::string(std::istreambuf_iterator<char>(key), {}));
+        }
     }
 };
 

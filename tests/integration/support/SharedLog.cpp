@@ -1,6 +1,6 @@
 #include "integration/support/SharedLog.h"
 
-#include "integration/support/Secrets.h"
+#include "fakes/Secrets.h"
 
 #include <algorithm>
 #include <iterator>

@@ -43,7 +43,7 @@ TEST_F(ClientHandshakeTest, ordinaryNegotiationWritesItsLinesInOrder) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "hello"},
                    {.status = SEC_I_CONTINUE_NEEDED, .token = "keys"},
                    {.status = SEC_E_OK}};
-    stage.arriving = {"certificate", "finished"};
+    stage.arriving = {"serverhello", "finished"};
     stage.run();
     EXPECT_THAT(stage.lines(), ElementsAre(continued, sendingToken, sending(5), received(11),
                                            continued, sendingToken, sending(4), received(8),
@@ -54,7 +54,7 @@ TEST_F(ClientHandshakeTest, ordinaryNegotiationWritesItsLinesInOrder) {
 TEST_F(ClientHandshakeTest, callsSendsAndReceivesComeInOrder) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "hello"},
                    {.status = SEC_E_OK, .token = "finished"}};
-    stage.arriving = {"certificate"};
+    stage.arriving = {"serverhello"};
     stage.run();
     EXPECT_EQ(stage.events, (Events{"call", "send", "free", "recv", "call", "send", "free"}));
     EXPECT_EQ(stage.tokensHeld(), 0U);

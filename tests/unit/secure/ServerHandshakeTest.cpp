@@ -38,18 +38,18 @@ struct ServerHandshakeTest : testing::Test {
 };
 
 TEST_F(ServerHandshakeTest, ordinaryNegotiationWritesItsLinesInOrder) {
-    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "certificate"},
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "serverhello"},
                    {.status = SEC_E_OK, .token = "finished"}};
     stage.arriving = {"hello", "keys"};
     stage.run();
     EXPECT_THAT(stage.lines(),
                 ElementsAre(received(5), continued, sendingToken, sending(11), received(4),
                             established, sendingToken, sending(8), encrypted, completed(2)));
-    EXPECT_EQ(stage.sent, "certificatefinished");
+    EXPECT_EQ(stage.sent, "serverhellofinished");
 }
 
 TEST_F(ServerHandshakeTest, receivesBeforeItsFirstCall) {
-    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "certificate"},
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "serverhello"},
                    {.status = SEC_E_OK, .token = "finished"}};
     stage.arriving = {"hello", "keys"};
     stage.run();
@@ -242,7 +242,7 @@ TEST_F(ServerHandshakeTest, tokenOfAStepThatCannotBeLoggedIsGivenBack) {
 }
 
 TEST_F(ServerHandshakeTest, failingSendReleasesTheTokenThenTheContext) {
-    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "certificate"}};
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "serverhello"}};
     stage.arriving = {"hello"};
     stage.good.strategy.onSend = [](auto...) { return SOCKET_ERROR; };
     EXPECT_EQ(stage.failure(), "can't send");

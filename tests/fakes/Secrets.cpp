@@ -1,13 +1,11 @@
-#include "integration/support/Secrets.h"
+#include "fakes/Secrets.h"
 
-#include "integration/support/Pki.h"
+#include "fakes/Sweep.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <string>
 
@@ -24,6 +22,7 @@ public:
             units[size++] = static_cast<wchar_t>(static_cast<unsigned char>(byte));
         }
     }
+    bool operator==(const Form&) const = default;
     bool isIn(std::wstring_view line) const {
         return size != 0 && line.find(std::wstring_view(units.data(), size)) != line.npos;
     }
@@ -46,6 +45,7 @@ struct Secret {
             addDigits(byte, "0123456789ABCDEF", upperHex);
         }
     }
+    bool operator==(const Secret&) const = default;
     bool isIn(std::wstring_view line) const {
         return asItIs.isIn(line) || lowerHex.isIn(line) || upperHex.isIn(line);
     }
@@ -87,18 +87,16 @@ void carry(std::string_view bytes) {
     known.contents[known.tally.contents++ % known.contents.size()] = Secret(bytes);
 }
 
-void learnKeys() {
+void learnKey(std::string_view pem) {
+    const std::size_t start = std::min(pem.find('\n'), pem.size() - 1) + 1;
+    const std::string_view line = pem.substr(start, pem.find('\n', start) - start);
     Memory& known = memory();
     const std::lock_guard lock(known.guard);
-    for (const auto& test : std::filesystem::directory_iterator(pki::folder() / "all")) {
-        std::ifstream key(test.path() / "key.pem");
-        std::string armour;
-        std::string line;
-        if (std::getline(key, armour) && std::getline(key, line) && line.size() >= shortest &&
-            known.tally.keys < known.keys.size()) {
-            // Keys of one kind begin alike.
-            known.keys[known.tally.keys++] = Secret(line.substr(line.size() / 2));
-        }
+    // Keys of one kind begin alike.
+    const Secret key(line.substr(line.size() / 2));
+    if (line.size() >= 2 * shortest && known.tally.keys < known.keys.size() &&
+        std::ranges::find(known.keys, key) == known.keys.end()) {
+        known.keys[known.tally.keys++] = key;
     }
 }
 
@@ -117,10 +115,49 @@ void searchIn(std::wstring_view line) {
     }
 }
 
+void searchIn(std::string_view said) {
+    std::wstring line;
+    for (const char byte : said) {
+        if (byte != '\n') {
+            line += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+        } else {
+            searchIn(line);
+            line.clear();
+        }
+    }
+    if (!line.empty()) {
+        searchIn(line);
+    }
+}
+
 Tally tally() {
     Memory& known = memory();
     const std::lock_guard lock(known.guard);
     return known.tally;
 }
+
+void forgetFindings() {
+    Memory& known = memory();
+    const std::lock_guard lock(known.guard);
+    known.tally.found = 0;
+}
+
+namespace {
+
+class Telling : public ::testing::Environment {
+    void TearDown() override {
+        const Tally all = tally();
+        if (all.lines == 0) {
+            return;
+        }
+        addToFigure("Secrets", all.lines, "log lines of the tests searched for keys and contents");
+        addToFigure("Secrets", all.contents, "contents of connections looked for in log lines");
+        addToFigure("Secrets", all.found, "log lines of the tests held a key or a content");
+    }
+};
+
+const auto* const telling = ::testing::AddGlobalTestEnvironment(new Telling); // gtest deletes it
+
+} // namespace
 
 } // namespace VexaSsl::test::secrets
