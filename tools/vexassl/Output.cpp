@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include "ExitStatus.h"
+#include "StandardStreams.h"
 #include "Terminal.h"
 
 #include <cstdlib>
@@ -38,8 +39,7 @@ const char* codeOf(Colour colour) {
 } // namespace
 
 void writeText(std::string_view text) {
-    const bool complete = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (!complete || std::fflush(stdout) != 0) {
+    if (!writeStandardOutput(text.data(), text.size())) {
         throw Failure(ExitStatus::Usage, "cannot write to standard output");
     }
 }

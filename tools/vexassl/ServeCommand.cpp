@@ -22,6 +22,10 @@ void checkCredentials(const IConfig& config, LinePrinter& printer) {
     log.silence();
     const auto strategy = makeStrategy(log, config);
     const OwnedSocket unconnected(platform::socket(AF_INET, SOCK_STREAM, 0));
+    if (!unconnected.valid()) {
+        throw Failure(ExitStatus::CannotConnect,
+                      "cannot make a socket: " + socketErrorText(platform::WSAGetLastError()));
+    }
     std::array<char, 2 * (sizeof(sockaddr_storage) + 16)> addresses{};
     DWORD received = 0;
     OVERLAPPED state{};

@@ -5,7 +5,6 @@
 #include "starttls/SmtpSession.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <exception>
 
 namespace VexaSsl::tool {
@@ -41,12 +40,8 @@ void ServeReport::tell(Make makeLine) noexcept {
 }
 
 void ServeReport::listening(const std::string& address) {
-    if (!json) {
-        std::printf("listening on %s\n", address.c_str());
-        std::fflush(stdout);
-        return;
-    }
-    writeLine(JsonLine().text("type", "listening").text("address", address).str());
+    writeLine(json ? JsonLine().text("type", "listening").text("address", address).str()
+                   : "listening on " + address);
 }
 
 void ServeReport::begun(unsigned long number, const std::string& peer) {

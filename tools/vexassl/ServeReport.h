@@ -20,7 +20,7 @@ class ServeReport {
 public:
     ServeReport(LinePrinter& errorPrinter, bool inJson) : printer(errorPrinter), json(inJson) {}
 
-    // Throws Failure (Usage) when stdout takes no object: nobody would know where to connect.
+    // Throws Failure (Usage) when stdout doesn't take it: nobody would know where to connect.
     void listening(const std::string& address);
     void begun(unsigned long number, const std::string& peer);
     void message(unsigned long number, const Envelope& envelope);
