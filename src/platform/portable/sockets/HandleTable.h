@@ -56,6 +56,10 @@ public:
 private:
     static constexpr std::size_t cacheLine = 64;
     struct alignas(cacheLine) Part {
+        // Room from the start, so that what the process holds doesn't grow with the handles it has
+        // had until each part has had one.
+        Part() { objects.reserve(8); }
+
         std::mutex mutex;
         std::unordered_map<HANDLE, std::shared_ptr<T>> objects;
     };
