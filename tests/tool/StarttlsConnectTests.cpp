@@ -56,9 +56,11 @@ const std::vector<Consent>& consents() {
 class StarttlsConnect : public ::testing::TestWithParam<Consent> {};
 
 TEST_P(StarttlsConnect, beginsTheHandshakeBehindTheConsent) {
-    ScriptedServer server(GetParam().script, ScriptedServer::Ending::staysSilent);
-    const Outcome outcome = connected(server, GetParam().protocol, {"--timeout", "1"});
-    EXPECT_EQ(outcome.status, 3) << "a server that says no more: " << outcome.errors;
+    std::vector<Line> script = GetParam().script;
+    script.push_back({"\x16\x03", ""});
+    ScriptedServer server(script, ScriptedServer::Ending::closes);
+    const Outcome outcome = connected(server, GetParam().protocol);
+    EXPECT_EQ(outcome.status, 4) << "a server that says no more: " << outcome.errors;
     const std::string heard = server.heard();
     const std::string& last = GetParam().script.back().heard;
     const std::size_t behind = heard.find(last) + last.size();
