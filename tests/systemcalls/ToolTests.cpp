@@ -104,18 +104,29 @@ std::map<std::string, int> callsBeforeTheTool() {
     throw std::runtime_error("the tool doesn't open its ini file under strace");
 }
 
-// Usually every call with some errors at some place; all errors at four places in a full sweep.
-std::vector<Injection> sampleOf(const Words& calls, std::size_t step) {
-    std::vector<Injection> sample;
+// The first four of each call on a thread, with every error: all of these in a full sweep, usually
+// some of each.
+struct Sample {
+    std::vector<Injection> injections;
+    std::size_t outOf = 0;
+
+    // "264 of 264 runs"
+    std::string text(const std::string& runs) const {
+        return "the first 4 of each call fail in 6 ways, " + std::to_string(injections.size()) +
+               " of " + std::to_string(outOf) + " " + runs;
+    }
+};
+
+Sample sampleOf(const Words& calls, std::size_t step) {
+    Sample sample;
     const std::vector<std::string> errors = {"EINTR",  "EAGAIN", "ECONNRESET",
                                              "ENOMEM", "EMFILE", "EIO"};
     auto before = callsBeforeTheTool();
-    std::size_t number = 0;
     for (const std::string& call : calls) {
         for (const std::string& error : errors) {
-            for (int when = 1; when <= 4; ++when, ++number) {
-                if (number % sweepStep(step) == 0) {
-                    sample.push_back({call, error, before[call] + when});
+            for (int when = 1; when <= 4; ++when, ++sample.outOf) {
+                if (sample.outOf % sweepStep(step) == 0) {
+                    sample.injections.push_back({call, error, before[call] + when});
                 }
             }
         }
@@ -153,7 +164,7 @@ TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
     std::size_t kept = 0;
     std::size_t told = 0;
     std::size_t cutShort = 0;
-    for (const Injection& injection : sample) {
+    for (const Injection& injection : sample.injections) {
         SCOPED_TRACE(injection.text());
         const auto log = freshFile(".strace");
         Command command(injected(injection, log) + plain, Command::Input::text("hello"));
@@ -181,9 +192,9 @@ TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
     }
     EXPECT_GT(hit, 0U);
     tellFigure("Interrupted and exhausted system calls",
-               "vexassl connect under strace: " + std::to_string(sample.size()) + " runs, " +
-                   std::to_string(hit) + " with a failed call; " + std::to_string(kept) +
-                   " ended well, " + std::to_string(told) + " with one line and a status, " +
+               "vexassl connect under strace: " + sample.text("runs") + ", " + std::to_string(hit) +
+                   " with a failed call; " + std::to_string(kept) + " ended well, " +
+                   std::to_string(told) + " with one line and a status, " +
                    std::to_string(cutShort) +
                    " noted plain text after a read of the configuration failed");
 }
@@ -225,7 +236,7 @@ TEST(SystemCallsOfTheTool, aServerServesOnAndStopsInGoodOrderOrNeverStartsAndSay
         Words{VEXASSL_TOOL, "serve", "--port", "0"} + secureServer(pki::localhostElliptic);
     const auto sample = sampleOf(serverCalls, 31);
     ServerCounts counts;
-    for (const Injection& injection : sample) {
+    for (const Injection& injection : sample.injections) {
         SCOPED_TRACE(injection.text());
         const auto log = freshFile(".strace");
         const auto printed = freshFile(".out");
@@ -244,7 +255,7 @@ TEST(SystemCallsOfTheTool, aServerServesOnAndStopsInGoodOrderOrNeverStartsAndSay
     }
     EXPECT_GT(counts.hit, 0U);
     tellFigure("Interrupted and exhausted system calls",
-               "vexassl serve under strace: " + std::to_string(sample.size()) + " servers, " +
+               "vexassl serve under strace: " + sample.text("servers") + ", " +
                    std::to_string(counts.hit) + " with a failed call; " +
                    std::to_string(counts.neverStarted) + " ended at the start with one line, " +
                    std::to_string(counts.inOrder) + " stopped in good order; " +
