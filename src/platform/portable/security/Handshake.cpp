@@ -91,29 +91,29 @@ SECURITY_STATUS establish(TlsConnection& context) {
     return SEC_E_OK;
 }
 
-SECURITY_STATUS step(TlsConnection& context, const Token& token) {
+// Goes on with as many of the records as OpenSSL takes, and takes them off. It reads record by
+// record, so behind the last one of the handshake it stops.
+SECURITY_STATUS step(TlsConnection& context, ByteView& records, const Token& token) {
     SSL* ssl = context.ssl.get();
     const std::size_t sentBefore = token.size();
+    context.wire.feed(records);
     const int result = SSL_do_handshake(ssl);
+    const std::size_t taken = records.size() - context.wire.unread();
     context.sent.note(token.bytes().subspan(sentBefore));
+    context.received.note(records.first(taken));
+    records = records.subspan(taken);
     if (result == 1)
         return establish(context);
     switch (SSL_get_error(ssl, result)) {
     case SSL_ERROR_WANT_READ:
         return SEC_I_CONTINUE_NEEDED;
-    case SSL_ERROR_WANT_X509_LOOKUP:
-        context.askedForCertificate = true;
+    case SSL_ERROR_WANT_X509_LOOKUP: // it goes on from there
         return SEC_I_INCOMPLETE_CREDENTIALS;
     case SSL_ERROR_ZERO_RETURN: // a closure in the place of a handshake message
         return context.fail(SEC_E_CONTEXT_EXPIRED);
     default:
         return context.fail(statusOfFailure(ssl));
     }
-}
-
-// The first step, which needs no input: a client's start, or going on without a certificate.
-bool needsNoInput(const TlsConnection& context, ByteView records) {
-    return records.empty() || context.askedForCertificate;
 }
 
 } // namespace
@@ -124,19 +124,9 @@ SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token
     if (consumed > records.size())
         return context.fail(SEC_E_INVALID_TOKEN);
     context.wire.writeTo(&token);
-    SECURITY_STATUS status = SEC_I_CONTINUE_NEEDED;
-    if (needsNoInput(context, records)) {
-        context.askedForCertificate = false;
-        status = step(context, token);
-    }
-    while (status == SEC_I_CONTINUE_NEEDED && consumed < records.size()) {
-        const ByteView rest = records.subspan(consumed);
-        const std::size_t size = firstRecord(rest).size;
-        context.received.note(rest.first(size));
-        context.wire.feed(rest.first(size));
-        consumed += size;
-        status = step(context, token);
-    }
+    ByteView rest = records.subspan(consumed);
+    const SECURITY_STATUS status = step(context, rest, token);
+    consumed = records.size() - rest.size();
     context.consumedBefore = status == SEC_I_INCOMPLETE_CREDENTIALS ? consumed : 0;
     context.wire.feed({});
     context.wire.writeTo(nullptr);

@@ -47,6 +47,8 @@ public:
 
     // What the next reads give; the bytes are borrowed until they are read.
     void feed(ByteView bytes) noexcept { input = bytes; }
+    // How many of them nothing has read.
+    std::size_t unread() const noexcept { return input.size(); }
     // Where writes go; null throws them away.
     void writeTo(WireOutput* target) noexcept { output = target; }
 

@@ -14,10 +14,17 @@ namespace VexaSsl::portable {
 // nothing of ours may be left behind for the host's own use of OpenSSL.
 class CleanErrorQueue {
 public:
-    CleanErrorQueue() noexcept { ERR_clear_error(); }
-    ~CleanErrorQueue() { ERR_clear_error(); }
+    CleanErrorQueue() noexcept { clear(); }
+    ~CleanErrorQueue() { clear(); }
     CleanErrorQueue(const CleanErrorQueue&) = delete;
     CleanErrorQueue& operator=(const CleanErrorQueue&) = delete;
+
+private:
+    // Nearly always there is nothing, and to clear that takes ten times as long as to see it.
+    static void clear() noexcept {
+        if (ERR_peek_error() != 0)
+            ERR_clear_error();
+    }
 };
 
 // Result: the operation's, SEC_E_INSUFFICIENT_MEMORY when it ran out of memory, and

@@ -66,7 +66,6 @@ struct TlsConnection {
     // that it may go on without. consumedBefore counts the bytes of the repeated token that are
     // consumed already.
     bool mayGoWithoutCertificate = false;
-    bool askedForCertificate = false;
     std::size_t consumedBefore = 0;
 
     // The handshake's; ssl is null once established.
