@@ -87,7 +87,8 @@ FolderContentPointer FolderCache::contentOf(const std::filesystem::path& folder)
 }
 
 bool FolderCache::isCurrent(const Snapshot& snapshot, const std::filesystem::path& folder) {
-    if (snapshot.folder.path != folder || !isUnchanged(snapshot.folder))
+    // As texts: to compare paths piece by piece takes longer than all else here.
+    if (snapshot.folder.path.native() != folder.native() || !isUnchanged(snapshot.folder))
         return false;
     return std::all_of(snapshot.groups.begin(), snapshot.groups.end(), [](const auto& group) {
         const std::vector<Source>& sources = group.second.sources;

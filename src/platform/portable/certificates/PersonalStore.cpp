@@ -1,6 +1,6 @@
 #include "certificates/PersonalStore.h"
 
-#include "VexaPlatform/Certificates.h"
+#include "certificates/CertificateFolder.h"
 #include "certificates/FolderCache.h"
 
 #include <mutex>
@@ -78,7 +78,7 @@ private:
 
 PersonalStore readPersonalStore() {
     static PersonalStoreCache& cache = *new PersonalStoreCache;
-    return cache.read(platform::certificateFolder() / "my");
+    return cache.read(folderInForce()->personal);
 }
 
 } // namespace VexaSsl::portable

@@ -1,6 +1,6 @@
 #include "certificates/CertificateObject.h"
 
-#include "VexaPlatform/Certificates.h"
+#include "certificates/CertificateFolder.h"
 #include "certificates/FolderCache.h"
 
 #include <mutex>
@@ -66,7 +66,7 @@ private:
 
 std::shared_ptr<X509_STORE> trustStore() {
     static TrustStoreCache& cache = *new TrustStoreCache;
-    return cache.read(platform::certificateFolder() / "root");
+    return cache.read(folderInForce()->anchors);
 }
 
 } // namespace VexaSsl::portable
