@@ -1,9 +1,14 @@
-// Numbers in log lines that are made for every other record: std::to_wstring goes through the
-// formatting of printf, which takes longer than all else that is done with such a line.
+// Numbers in log lines that are made for every connection or every other record: std::to_wstring
+// goes through the formatting of printf, which takes longer than all else that is done with such a
+// line.
 #pragma once
 
+#include <algorithm>
 #include <charconv>
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -11,18 +16,42 @@
 
 namespace VexaSsl {
 
-// before, the number in decimal, and after, as one text. Throws std::bad_alloc.
-inline std::wstring lineAround(std::wstring_view before, std::uint32_t number,
-                               std::wstring_view after) {
-    char digits[std::numeric_limits<std::uint32_t>::digits10 + 1];
-    const char* const end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
-    std::wstring line;
-    line.reserve(before.size() + sizeof digits + after.size());
-    line.append(before);
-    for (const char* digit = digits; digit != end; ++digit) {
-        line.push_back(static_cast<wchar_t>(*digit));
+// A number in decimal, as std::to_wstring writes it.
+class DecimalText {
+public:
+    explicit DecimalText(std::integral auto number) noexcept {
+        char narrow[capacity];
+        char* const end = std::to_chars(std::begin(narrow), std::end(narrow), number).ptr;
+        size = static_cast<std::size_t>(std::copy(std::begin(narrow), end, digits) - digits);
     }
-    return line.append(after);
+    operator std::wstring_view() const noexcept { return {digits, size}; }
+
+private:
+    // Of 64 bits, with a sign.
+    static constexpr std::size_t capacity = std::numeric_limits<std::uint64_t>::digits10 + 2;
+
+    wchar_t digits[capacity];
+    std::size_t size;
+};
+
+// The parts one behind the other, in one piece of memory. Throws std::bad_alloc.
+inline std::wstring joined(std::initializer_list<std::wstring_view> parts) {
+    std::size_t size = 0;
+    for (const std::wstring_view part : parts) {
+        size += part.size();
+    }
+    std::wstring line;
+    line.reserve(size);
+    for (const std::wstring_view part : parts) {
+        line.append(part);
+    }
+    return line;
+}
+
+// before, the number in decimal, and after, as one text. Throws std::bad_alloc.
+inline std::wstring lineAround(std::wstring_view before, std::integral auto number,
+                               std::wstring_view after) {
+    return joined({before, DecimalText(number), after});
 }
 
 } // namespace VexaSsl

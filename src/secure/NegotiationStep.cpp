@@ -1,5 +1,6 @@
 #include "secure/NegotiationStep.h"
 
+#include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/WindowsBase.h"
 #include "secure/NegotiationBuffer.h"
@@ -54,9 +55,9 @@ bool continuesNegotiation(SECURITY_STATUS status) {
            status == SEC_E_INCOMPLETE_MESSAGE || status == SEC_E_OK;
 }
 
-void logStep(ILog& log, const std::wstring& call, SECURITY_STATUS status) {
-    log.log(Severity::Debug, call + L" succeeded with: " + std::to_wstring(status) + L" (" +
-                                 systemErrorText(static_cast<DWORD>(status)) + L")");
+void logStep(ILog& log, std::wstring_view call, SECURITY_STATUS status) {
+    log.log(Severity::Debug, joined({call, L" succeeded with: ", DecimalText(status), L" (",
+                                     systemErrorText(static_cast<DWORD>(status)), L")"}));
 }
 
 void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer) {
@@ -89,14 +90,14 @@ void requireConfidentiality(ILog& log, ULONG attributes) {
     throw std::runtime_error("no confidentiality");
 }
 
-void reportCompletion(const SecureSocketRecord& record, const std::wstring& side,
-                      const std::wstring& call, std::uint32_t iterations) {
+void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
+                      std::wstring_view call, std::uint32_t iterations) {
     record.log.log(Severity::Info,
-                   L"An encrypted connection has been successfully initialised on socket [" +
-                       std::to_wstring(record.socket) + L"] (" + side + L" side)");
-    record.log.log(Severity::Debug, call + L" completed successfully in [" +
-                                        std::to_wstring(static_cast<std::int32_t>(iterations)) +
-                                        L"] iterations");
+                   joined({L"An encrypted connection has been successfully initialised on socket [",
+                           DecimalText(record.socket), L"] (", side, L" side)"}));
+    record.log.log(Severity::Debug,
+                   joined({call, L" completed successfully in [",
+                           DecimalText(static_cast<std::int32_t>(iterations)), L"] iterations"}));
 }
 
 void abandonNegotiation(const SecureSocketRecord& record, const char* text) {

@@ -11,7 +11,7 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 namespace VexaSsl {
 
@@ -47,7 +47,7 @@ private:
 bool continuesNegotiation(SECURITY_STATUS status);
 
 // "<call> succeeded with: <status> (<text>)" as a Debug line, also for a status that asks for more.
-void logStep(ILog& log, const std::wstring& call, SECURITY_STATUS status);
+void logStep(ILog& log, std::wstring_view call, SECURITY_STATUS status);
 
 // After an incomplete message: has the buffer expect the number of bytes that the package put into
 // its input. Without such a number nothing changes, and the receive that follows asks for 0 bytes.
@@ -68,8 +68,8 @@ ContextBuffer<void> tokenMemory(const BufferPair& output);
 void requireConfidentiality(ILog& log, ULONG attributes);
 
 // The two lines of a finished negotiation; side is "client" or "server".
-void reportCompletion(const SecureSocketRecord& record, const std::wstring& side,
-                      const std::wstring& call, std::uint32_t iterations);
+void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
+                      std::wstring_view call, std::uint32_t iterations);
 
 // The Warning line of a negotiation that the package ended, and std::runtime_error(text).
 [[noreturn]] void abandonNegotiation(const SecureSocketRecord& record, const char* text);

@@ -1,5 +1,6 @@
 #include "secure/NegotiationTransport.h"
 
+#include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/Winsock.h"
 #include "secure/NegotiationBuffer.h"
@@ -44,7 +45,7 @@ void addReceived(NegotiationBuffer& buffer, DWORD count) {
 
 DWORD sendNegotiationData(SecureSocketRecord& record, const void* data, DWORD length) {
     record.log.log(Severity::Debug,
-                   L"sending [" + std::to_wstring(length) + L"] byte message (during negotiation)");
+                   lineAround(L"sending [", length, L"] byte message (during negotiation)"));
     const char* bytes = static_cast<const char*>(data);
     DWORD sent = 0;
     while (sent != length) {
@@ -71,7 +72,7 @@ DWORD receiveNegotiationData(SecureSocketRecord& record, NegotiationBuffer& buff
     }
     const DWORD count = static_cast<DWORD>(result);
     addReceived(buffer, count);
-    record.log.log(Severity::Debug, L"received [" + std::to_wstring(count) + L"] byte message");
+    record.log.log(Severity::Debug, lineAround(L"received [", count, L"] byte message"));
     return count;
 }
 
