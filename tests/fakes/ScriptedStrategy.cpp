@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace VexaSsl::test {
 
 ScriptedStrategy::ScriptedStrategy() = default;
@@ -29,8 +31,8 @@ int ScriptedStrategy::send(SOCKET s, const char* buf, int len, int flags) {
 
 int ScriptedStrategy::recv(SOCKET s, char* buf, int len, int flags) {
     const int count = play("recv", onRecv, s, buf, len, flags);
-    if (count > 0) {
-        secrets::carry({buf, static_cast<std::size_t>(count)});
+    if (const int held = std::min(count, len); held > 0) { // a test may answer any number
+        secrets::carry({buf, static_cast<std::size_t>(held)});
     }
     return count;
 }
