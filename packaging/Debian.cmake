@@ -15,6 +15,8 @@ set(tool_package vexassl)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+# Without the system's authorities only those of the certificate folder are trusted.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/triggers)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
   "A host does its socket work on an object with Winsock's operations.
@@ -27,7 +29,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VE
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION 
   "Headers, the ready-made log, what CMake and pkg-config look for,
-and the guides.")
+the guides and the examples.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${tool_package})
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION net)
@@ -35,7 +37,7 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})
 set(CPACK_COMPONENT_TOOL_DESCRIPTION 
   "The companion tool serves and connects as a configuration says, checks
 configurations, lists certificates, and explains why a chain of
-certificates is or is not trusted.")
+certificates is or is not trusted. With the pages for administrators.")
 
 # The change log in Debian's form and the copyright, for each package.
 string(TIMESTAMP date "%a, %d %b %Y 00:00:00 +0000" UTC)
