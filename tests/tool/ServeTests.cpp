@@ -186,7 +186,7 @@ TEST(Serve, clientThatFeedsSingleBytesIsEndedInTheHandshake) {
 
 TEST(Serve, silentConnectionIsEndedBehindTheHandshake) {
     for (const Words& more : {Words{}, Words{"--overlapped"}}) {
-        RunningServer server(secureServer() + Words{"--timeout", "1"} + more);
+        RunningServer server(secureServer() + Words{"--timeout", "3"} + more);
         Command client(connectTo(server.target(), secureClient()), Command::Input::open());
         EXPECT_TRUE(server.command().complains("vexassl: #1: timed out"));
         EXPECT_EQ(client.exitStatus(), 0) << client.errors();

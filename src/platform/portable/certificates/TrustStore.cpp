@@ -36,6 +36,7 @@ std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     std::shared_ptr<X509_STORE> store(made, X509_STORE_free);
     for (const auto& file : folder.files) {
         for (const X509Pointer& anchor : file->anchors) {
+            X509_check_purpose(anchor.get(), -1, 0); // decodes the extensions now, on one thread
             if (X509_STORE_add_cert(made, anchor.get()) != 1)
                 throw std::bad_alloc();
         }
