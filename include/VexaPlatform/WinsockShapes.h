@@ -13,9 +13,9 @@
 // Plain data: any thread may use any of it.
 #pragma once
 
-#include <netdb.h>
-#include <sys/socket.h>
-#include <sys/time.h>
+#include <netdb.h>      // IWYU pragma: export
+#include <sys/socket.h> // IWYU pragma: export
+#include <sys/time.h>   // IWYU pragma: export
 
 #include <cstddef>
 #include <cstdint>

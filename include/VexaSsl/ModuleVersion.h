@@ -5,14 +5,14 @@
 #pragma once
 
 #include "VexaSsl/Export.h"
-#include "VexaSsl/Sockets.h"
+#include "VexaSsl/Sockets.h" // IWYU pragma: keep: the header below asks for it
 
 #include <cstdint>
 
 #if defined(_WIN32)
 #include <shlwapi.h>
 #else
-#include "VexaPlatform/VersionShapes.h"
+#include "VexaPlatform/VersionShapes.h" // IWYU pragma: export
 #endif
 
 namespace VexaSsl {

@@ -9,7 +9,7 @@
 #include <mswsock.h>
 // clang-format on
 #else
-#include "VexaPlatform/WinsockShapes.h"
+#include "VexaPlatform/WinsockShapes.h" // IWYU pragma: export
 #endif
 
 namespace VexaSsl {

@@ -8,14 +8,14 @@
 // The log must outlive the rest; the IConfig may go after step 3.
 #pragma once
 
-#include "VexaSsl/Configuration.h"
-#include "VexaSsl/ConfigurationDefinition.h"
-#include "VexaSsl/Export.h"
-#include "VexaSsl/IConfig.h"
-#include "VexaSsl/ILog.h"
-#include "VexaSsl/IOtlsProvider.h"
-#include "VexaSsl/ISocketStrategy.h"
-#include "VexaSsl/TextConversion.h"
+#include "VexaSsl/Configuration.h"           // IWYU pragma: export
+#include "VexaSsl/ConfigurationDefinition.h" // IWYU pragma: export
+#include "VexaSsl/Export.h"                  // IWYU pragma: export
+#include "VexaSsl/IConfig.h"                 // IWYU pragma: export
+#include "VexaSsl/ILog.h"                    // IWYU pragma: export
+#include "VexaSsl/IOtlsProvider.h"           // IWYU pragma: export
+#include "VexaSsl/ISocketStrategy.h"         // IWYU pragma: export
+#include "VexaSsl/TextConversion.h"          // IWYU pragma: export
 
 #include <memory>
 

@@ -2,6 +2,8 @@
 #include "certificates/CertificateInspector.h"
 
 #include <algorithm>
+#include <string>
+#include <vector>
 
 namespace VexaSsl {
 

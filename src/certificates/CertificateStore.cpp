@@ -5,6 +5,7 @@
 #include "platform/WindowsBase.h"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace VexaSsl {

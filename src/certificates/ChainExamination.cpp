@@ -4,6 +4,7 @@
 #include "certificates/KeyPurpose.h"
 #include "frame/ErrorText.h"
 #include "platform/WindowsBase.h"
+#include <string>
 
 namespace VexaSsl {
 

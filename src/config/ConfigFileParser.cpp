@@ -2,8 +2,13 @@
 
 #include "platform/TextFiles.h"
 
+#include <cstddef>
+#include <filesystem>
 #include <fstream>
+#include <ios>
+#include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace VexaSsl {
 

@@ -8,7 +8,10 @@
 #include "config/Vocabulary.h"
 #include "platform/TextFiles.h"
 
+#include <filesystem>
+#include <memory>
 #include <stdexcept>
+#include <string>
 
 namespace VexaSsl {
 

@@ -1,6 +1,7 @@
 #include "config/LineChecker.h"
 
 #include <regex>
+#include <string>
 #include <utility>
 
 namespace VexaSsl {

@@ -1,6 +1,9 @@
 #include "config/LineExpressions.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string_view>
 
 namespace VexaSsl::LineExpressions {
 

@@ -9,7 +9,6 @@
 
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace VexaSsl::LineExpressions {

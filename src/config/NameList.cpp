@@ -3,7 +3,10 @@
 #include "config/LineExpressions.h"
 #include "config/Vocabulary.h"
 
+#include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace VexaSsl {
 

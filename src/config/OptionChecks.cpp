@@ -4,6 +4,7 @@
 #include "config/Vocabulary.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace VexaSsl {
 

@@ -1,8 +1,10 @@
 #include "config/OptionMap.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cwctype>
+#include <string>
 #include <type_traits>
 
 namespace VexaSsl {

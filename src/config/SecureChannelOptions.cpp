@@ -3,6 +3,8 @@
 #include "config/NameList.h"
 #include "config/OptionChecks.h"
 #include "config/Vocabulary.h"
+#include <string>
+#include <utility>
 
 namespace VexaSsl {
 

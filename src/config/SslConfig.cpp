@@ -2,6 +2,8 @@
 
 #include "config/FallbackNotice.h"
 #include "config/Vocabulary.h"
+#include <string>
+#include <utility>
 
 namespace VexaSsl {
 

@@ -1,5 +1,6 @@
 // The order of the definitions matters: what is built from a constant stands behind it.
 #include "config/Vocabulary.h"
+#include <string>
 
 namespace VexaSsl::ConfigurationDefinition {
 

@@ -6,7 +6,7 @@
 // built from them, since the order between translation units is open. Read-only: any thread.
 #pragma once
 
-#include "VexaSsl/ConfigurationDefinition.h"
+#include "VexaSsl/ConfigurationDefinition.h" // IWYU pragma: export
 #include "config/OptionMap.h"
 
 #include <string>

@@ -5,6 +5,7 @@
 #include "platform/Winsock.h"
 
 #include <array>
+#include <string>
 
 namespace VexaSsl {
 

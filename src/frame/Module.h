@@ -4,7 +4,7 @@
 // Threads: written once, by the entry point under the loader's lock; read by any thread after that.
 #pragma once
 
-#include "ModuleShapes.h"
+#include "ModuleShapes.h" // IWYU pragma: export
 
 namespace VexaSsl {
 

@@ -6,6 +6,7 @@
 
 #include "VexaSsl/ModuleVersion.h"
 #include "VexaSsl/VModuleVersion.h"
+#include <cstdint>
 
 namespace VexaSsl {
 

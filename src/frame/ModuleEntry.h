@@ -1,7 +1,7 @@
 // What the loader calls in the library.
 #pragma once
 
-#include "ModuleShapes.h"
+#include "ModuleShapes.h" // IWYU pragma: export
 #include "VexaSsl/Export.h"
 
 namespace VexaSsl {

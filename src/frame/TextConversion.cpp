@@ -1,6 +1,8 @@
 #include "VexaSsl/TextConversion.h"
 
 #include "platform/WindowsBase.h"
+#include <cstddef>
+#include <string>
 
 namespace VexaSsl {
 

@@ -5,7 +5,9 @@
 
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <memory>
 #include <system_error>
 
 namespace VexaSsl {

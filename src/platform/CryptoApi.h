@@ -3,7 +3,7 @@
 // counted and immutable: any thread may use one that its caller keeps alive.
 #pragma once
 
-#include "CryptoShapes.h"
+#include "CryptoShapes.h" // IWYU pragma: export
 
 namespace VexaSsl::platform {
 

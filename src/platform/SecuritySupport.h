@@ -5,7 +5,7 @@
 // DecryptMessage may run at once; everything else must be kept apart. Credentials may be shared.
 #pragma once
 
-#include "SecurityShapes.h"
+#include "SecurityShapes.h" // IWYU pragma: export
 
 namespace VexaSsl::platform {
 

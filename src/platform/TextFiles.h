@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <istream>
 #include <string>
 

@@ -3,8 +3,9 @@
 // and results are those of the Windows functions. Any thread may call any of them.
 #pragma once
 
-#include "BaseShapes.h"
-#include "ModuleShapes.h"
+#include "BaseShapes.h"   // IWYU pragma: export
+#include "ModuleShapes.h" // IWYU pragma: export
+#include <cstdarg>
 
 namespace VexaSsl::platform {
 

@@ -16,7 +16,7 @@
 // Any thread may call any of them.
 #pragma once
 
-#include "VexaSsl/Sockets.h"
+#include "VexaSsl/Sockets.h" // IWYU pragma: export
 
 namespace VexaSsl::platform {
 

@@ -8,6 +8,7 @@
 #include "secure/NegotiationTransport.h"
 #include "secure/SecureSocketRecord.h"
 
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 

@@ -7,8 +7,6 @@
 #include "platform/SecuritySupport.h"
 #include "secure/WipingAllocator.h"
 
-#include <cstddef>
-
 namespace VexaSsl {
 
 class NegotiationBuffer {

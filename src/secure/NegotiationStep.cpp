@@ -7,7 +7,10 @@
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
 namespace VexaSsl {
 

@@ -7,8 +7,10 @@
 #include "secure/SecureSocketStrategy.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl {
 

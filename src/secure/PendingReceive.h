@@ -8,7 +8,6 @@
 #include "VexaSsl/Sockets.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <vector>
 
 namespace VexaSsl {

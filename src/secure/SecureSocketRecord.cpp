@@ -6,7 +6,9 @@
 #include "secure/ServerHandshake.h"
 
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace VexaSsl {

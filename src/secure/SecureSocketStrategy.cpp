@@ -4,6 +4,7 @@
 #include "platform/Winsock.h"
 #include "secure/SecurityPackageCheck.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 

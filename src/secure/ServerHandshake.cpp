@@ -9,6 +9,7 @@
 #include "secure/NegotiationTransport.h"
 #include "secure/SecureSocketRecord.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace VexaSsl {

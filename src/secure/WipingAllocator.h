@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <new>
 #include <utility>
 #include <vector>
 

@@ -7,6 +7,7 @@
 #include "strategies/StrategyOptions.h"
 #include "strategies/UnsecureSocketStrategy.h"
 
+#include <memory>
 #include <utility>
 
 namespace VexaSsl {

@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 

@@ -4,6 +4,7 @@
 #include "config/Vocabulary.h"
 #include "secure/OperationGuard.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 

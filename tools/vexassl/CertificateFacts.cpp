@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace VexaSsl::tool {
 

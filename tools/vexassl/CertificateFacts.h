@@ -6,7 +6,6 @@
 
 #include "JsonLine.h"
 #include "Moment.h"
-#include "certificates/CertificateHandle.h"
 
 #include <string>
 #include <string_view>

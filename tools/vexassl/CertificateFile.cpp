@@ -4,13 +4,14 @@
 #include "Text.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <istream>
 #include <optional>
+#include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace VexaSsl::tool {

@@ -7,9 +7,10 @@
 #include "Moment.h"
 #include "PersonalCertificates.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace VexaSsl::tool {
 

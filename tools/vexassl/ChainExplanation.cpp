@@ -6,7 +6,10 @@
 #include "frame/ErrorText.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::tool {
 

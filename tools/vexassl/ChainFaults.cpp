@@ -2,6 +2,9 @@
 
 #include "Text.h"
 #include "frame/ErrorText.h"
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -6,7 +6,6 @@
 #include "Moment.h"
 #include "platform/CryptoApi.h"
 
-#include <cstddef>
 #include <string>
 #include <vector>
 

@@ -4,6 +4,9 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <vector>
 
 namespace VexaSsl::tool {
 

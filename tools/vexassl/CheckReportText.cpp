@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -1,9 +1,10 @@
 #include "CommandHelp.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <sstream>
+#include <string>
 #include <variant>
+#include <vector>
 
 namespace VexaSsl::tool {
 

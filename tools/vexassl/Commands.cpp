@@ -6,6 +6,7 @@
 #include "ExplainCommand.h"
 #include "ServeCommand.h"
 #include "VersionCommand.h"
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -7,6 +7,8 @@
 #include "FileTrace.h"
 #include "Findings.h"
 
+#include <cstddef>
+#include <filesystem>
 #include <string>
 #include <vector>
 

@@ -12,7 +12,10 @@
 #include "config/Vocabulary.h"
 
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

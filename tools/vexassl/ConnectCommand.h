@@ -5,6 +5,7 @@
 #include "Command.h"
 #include "ConnectionOptions.h"
 #include "ExitStatus.h"
+#include <string>
 
 namespace VexaSsl::tool {
 

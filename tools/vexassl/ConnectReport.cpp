@@ -2,7 +2,10 @@
 
 #include "JsonLine.h"
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace VexaSsl::tool {
 

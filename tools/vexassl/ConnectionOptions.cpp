@@ -8,6 +8,8 @@
 #include <cwctype>
 #include <exception>
 #include <fstream>
+#include <memory>
+#include <string>
 #include <string_view>
 
 namespace VexaSsl::tool {

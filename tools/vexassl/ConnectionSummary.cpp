@@ -9,6 +9,8 @@
 #include "strategies/LogSocketStrategy.h"
 
 #include <array>
+#include <optional>
+#include <string>
 
 namespace VexaSsl::tool {
 

@@ -6,6 +6,8 @@
 #include "Sending.h"
 #include "StandardStreams.h"
 
+#include <cstddef>
+#include <exception>
 #include <thread>
 #include <vector>
 

@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <exception>
-#include <string>
 
 namespace VexaSsl::tool {
 

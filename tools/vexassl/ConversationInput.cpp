@@ -5,9 +5,13 @@
 #include "Text.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <ios>
+#include <memory>
+#include <string>
 #include <system_error>
 #include <utility>
 

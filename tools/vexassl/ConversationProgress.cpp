@@ -3,8 +3,11 @@
 #include "Terminal.h"
 
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <string>
 #include <utility>
 
 namespace VexaSsl::tool {

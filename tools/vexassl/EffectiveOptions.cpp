@@ -9,6 +9,8 @@
 
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -9,8 +9,12 @@
 #include "certificates/CertificateStore.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -4,6 +4,7 @@
 #include "ChainExplanation.h"
 #include "LogCollector.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 

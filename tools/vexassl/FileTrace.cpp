@@ -6,7 +6,13 @@
 #include "config/Vocabulary.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -1,6 +1,9 @@
 #include "Findings.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
+#include <unordered_map>
 #include <utility>
 
 namespace VexaSsl::tool {

@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace VexaSsl::tool {
 

@@ -3,6 +3,10 @@
 #include "Text.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -1,6 +1,9 @@
 #include "LogCollector.h"
 
+#include <mutex>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::tool {
 

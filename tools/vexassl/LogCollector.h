@@ -6,6 +6,7 @@
 
 #include "VexaSsl/ILog.h"
 
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <vector>

@@ -2,11 +2,16 @@
 
 #include "ExitStatus.h"
 
+#include <bits/chrono.h>
+
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 namespace VexaSsl::tool {
 

@@ -4,7 +4,9 @@
 #include "StandardStreams.h"
 #include "Terminal.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 namespace VexaSsl::tool {
 

@@ -5,7 +5,10 @@
 #include "secure/ChannelCredentials.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -5,7 +5,6 @@
 #pragma once
 
 #include "CertificateFacts.h"
-#include "Findings.h"
 #include "LogCollector.h"
 #include "VexaSsl/IConfig.h"
 

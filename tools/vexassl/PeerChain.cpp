@@ -14,7 +14,8 @@
 
 #include <functional>
 #include <memory>
-#include <string_view>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

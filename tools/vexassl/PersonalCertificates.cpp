@@ -13,8 +13,14 @@
 #include "secure/ChannelCredentials.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -4,6 +4,7 @@
 #include "OwnedEvent.h"
 
 #include <chrono>
+#include <memory>
 #include <thread>
 
 namespace VexaSsl::tool {

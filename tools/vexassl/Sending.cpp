@@ -1,6 +1,8 @@
 #include "Sending.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 
 namespace VexaSsl::tool {
 

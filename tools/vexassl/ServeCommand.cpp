@@ -4,10 +4,14 @@
 #include "ProcessSetup.h"
 #include "Server.h"
 #include "StopSignal.h"
+#include "Text.h"
 #include "starttls/OtlsSwitch.h"
 
 #include <array>
+#include <cstddef>
 #include <memory>
+#include <string>
+#include <utility>
 
 namespace VexaSsl::tool {
 

@@ -2,10 +2,13 @@
 
 #include "JsonLine.h"
 #include "Output.h"
+#include "Text.h"
 #include "starttls/SmtpSession.h"
 
 #include <cstdint>
 #include <exception>
+#include <mutex>
+#include <string>
 
 namespace VexaSsl::tool {
 

@@ -1,9 +1,14 @@
 #include "ServedConnection.h"
 
 #include "Sending.h"
+#include "Text.h"
 #include "starttls/SmtpService.h"
 
+#include <cstddef>
 #include <exception>
+#include <functional>
+#include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 

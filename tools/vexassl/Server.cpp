@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <exception>
+#include <memory>
+#include <span>
 #include <string>
 #include <thread>
 #include <utility>

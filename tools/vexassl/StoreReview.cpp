@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cwctype>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace VexaSsl::tool {

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace VexaSsl::tool {
 

@@ -2,8 +2,12 @@
 
 #include "JsonLine.h"
 #include "LogCollector.h"
+#include "Text.h"
 
 #include <cstdio>
+#include <mutex>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace VexaSsl::tool {

@@ -7,7 +7,6 @@
 #pragma once
 
 #include "Diagnosis.h"
-#include "Text.h"
 #include "VexaSsl/ILog.h"
 
 #include <mutex>

@@ -1,4 +1,7 @@
 #include "TroubleReport.h"
+#include <chrono>
+#include <cstddef>
+#include <string>
 
 namespace VexaSsl::tool {
 

@@ -5,8 +5,8 @@
 #include "PlatformFacts.h"
 #include "VexaSsl/ModuleVersion.h"
 
-#include <cstdint>
 #include <memory>
+#include <string>
 
 namespace VexaSsl::tool {
 

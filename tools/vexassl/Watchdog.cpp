@@ -3,6 +3,8 @@
 #include "HostCalls.h"
 
 #include <algorithm>
+#include <chrono>
+#include <mutex>
 
 namespace VexaSsl::tool {
 

@@ -1,4 +1,7 @@
 #include "WebAnswer.h"
+#include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace VexaSsl::tool {
 

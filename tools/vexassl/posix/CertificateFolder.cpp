@@ -5,6 +5,7 @@
 #include "VexaPlatform/Certificates.h"
 
 #include <filesystem>
+#include <string>
 #include <system_error>
 
 namespace VexaSsl::tool {

@@ -4,7 +4,7 @@
 // Threads: any function, from any thread.
 #pragma once
 
-#include "VexaPlatform/HostSockets.h"
+#include "VexaPlatform/HostSockets.h" // IWYU pragma: export
 
 namespace VexaSsl::tool {
 

@@ -3,6 +3,7 @@
 #include "Text.h"
 #include "VexaPlatform/Certificates.h"
 #include "VexaPlatform/Description.h"
+#include <string>
 
 namespace VexaSsl::tool {
 

@@ -5,6 +5,10 @@
 
 #include <sys/resource.h>
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 namespace VexaSsl::tool {
 
 void setUpProcess() {

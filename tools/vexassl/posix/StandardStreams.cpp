@@ -2,10 +2,13 @@
 
 #include "ExitStatus.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <memory>
 
 namespace VexaSsl::tool {
 

@@ -1,8 +1,11 @@
 #include "StopSignal.h"
 
+#include <pthread.h>
+
 #include <atomic>
 #include <csignal>
-#include <pthread.h>
+#include <functional>
+#include <memory>
 #include <thread>
 #include <utility>
 

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace VexaSsl::tool {
 
 bool isTerminal(std::FILE* stream) {

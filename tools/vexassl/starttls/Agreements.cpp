@@ -1,6 +1,8 @@
 #include "starttls/Agreements.h"
 
 #include <array>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::tool {
 

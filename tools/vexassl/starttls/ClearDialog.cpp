@@ -5,6 +5,9 @@
 #include "Sending.h"
 #include "Text.h"
 
+#include <cstddef>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace VexaSsl::tool {

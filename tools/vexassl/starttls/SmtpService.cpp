@@ -3,6 +3,8 @@
 #include "Sending.h"
 #include "starttls/OtlsSwitch.h"
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 

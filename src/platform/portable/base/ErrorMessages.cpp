@@ -4,6 +4,7 @@
 #include "base/ErrorTexts.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>

@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace VexaSsl::portable {

@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace VexaSsl::portable {

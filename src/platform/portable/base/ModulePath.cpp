@@ -4,6 +4,7 @@
 #include <link.h>
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <system_error>
 

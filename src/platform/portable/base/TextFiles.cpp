@@ -4,8 +4,13 @@
 
 #include <cerrno>
 #include <cwchar>
+#include <filesystem>
+#include <fstream>
+#include <ios>
+#include <istream>
 #include <locale>
 #include <optional>
+#include <string>
 #include <system_error>
 
 namespace VexaSsl::portable {

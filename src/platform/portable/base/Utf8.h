@@ -4,7 +4,7 @@
 // Stateless.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <string>
 #include <string_view>
 

@@ -6,6 +6,7 @@
 #include "base/FileSection.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 #include <string>
 #include <string_view>

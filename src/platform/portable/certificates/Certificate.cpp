@@ -3,6 +3,8 @@
 #include "certificates/FileTime.h"
 
 #include <ctime>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

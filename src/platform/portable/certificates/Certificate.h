@@ -6,7 +6,6 @@
 #include "certificates/OpenSslOwners.h"
 
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace VexaSsl::portable {

@@ -4,8 +4,12 @@
 #include "certificates/Pkcs12Effort.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

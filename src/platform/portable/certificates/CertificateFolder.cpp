@@ -2,6 +2,8 @@
 
 #include "VexaPlatform/Certificates.h"
 
+#include <filesystem>
+#include <memory>
 #include <mutex>
 #include <utility>
 

@@ -1,12 +1,16 @@
 #include "certificates/CertificateNames.h"
 
-#include "base/Utf8.h"
 #include "certificates/OpenSslOwners.h"
 #include "certificates/SubjectText.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -3,6 +3,10 @@
 #include "certificates/Store.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -3,6 +3,9 @@
 #include "platform/CryptoApi.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <vector>
 
 namespace VexaSsl::portable {
 

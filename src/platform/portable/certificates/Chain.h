@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>

@@ -8,6 +8,9 @@
 #include <openssl/x509_vfy.h>
 
 #include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

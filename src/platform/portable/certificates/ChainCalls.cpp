@@ -6,6 +6,7 @@
 #include "certificates/Chain.h"
 #include "certificates/FileTime.h"
 #include "security/TargetName.h"
+#include <optional>
 
 namespace VexaSsl::portable {
 namespace {

@@ -4,7 +4,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

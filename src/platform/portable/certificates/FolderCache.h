@@ -9,6 +9,8 @@
 #include "certificates/CertificateFile.h"
 #include "certificates/SourceFile.h"
 
+#include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>

@@ -6,6 +6,9 @@
 #include "certificates/Store.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

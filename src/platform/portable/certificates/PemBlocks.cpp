@@ -2,6 +2,10 @@
 
 #include <openssl/pem.h>
 
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
 namespace VexaSsl::portable {
 namespace {
 

@@ -8,6 +8,11 @@
 
 #include <charconv>
 #include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

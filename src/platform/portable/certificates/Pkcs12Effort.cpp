@@ -1,6 +1,11 @@
 #include "certificates/Pkcs12Effort.h"
 
+#include "certificates/OpenSslOwners.h"
+
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
 
 namespace VexaSsl::portable {
 namespace {

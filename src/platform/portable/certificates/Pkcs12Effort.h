@@ -3,7 +3,7 @@
 // any thread.
 #pragma once
 
-#include "certificates/OpenSslOwners.h"
+#include <openssl/pkcs12.h>
 
 #include <string>
 

@@ -8,6 +8,8 @@
 #include <openssl/sha.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -4,6 +4,8 @@
 
 #include <openssl/ssl.h>
 
+#include <memory>
+
 namespace VexaSsl::portable {
 
 int tlsSecurityLevel() {

@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <ctime>
+#include <filesystem>
+#include <string_view>
 #include <utility>
 
 namespace VexaSsl::portable {

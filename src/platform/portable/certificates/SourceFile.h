@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string_view>

@@ -1,6 +1,10 @@
 #include "certificates/Store.h"
 
 #include "certificates/SubjectText.h"
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -7,8 +7,12 @@
 #include "certificates/SubjectText.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
-#include <string_view>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

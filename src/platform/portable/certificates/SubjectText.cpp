@@ -3,9 +3,14 @@
 #include "base/Utf8.h"
 #include "certificates/OpenSslOwners.h"
 
-#include <clocale>
-#include <cwctype>
 #include <locale.h>
+
+#include <clocale>
+#include <cstddef>
+#include <cwctype>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

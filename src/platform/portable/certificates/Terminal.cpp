@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <optional>
+#include <string>
 
 namespace VexaSsl::portable {
 

@@ -3,7 +3,14 @@
 #include "certificates/CertificateFolder.h"
 #include "certificates/FolderCache.h"
 
+#include <cstddef>
+#include <filesystem>
+#include <memory>
 #include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -1,10 +1,15 @@
 #include "platform/SecuritySupport.h"
 
+#include "certificates/CertificateObject.h"
 #include "security/PackageCall.h"
+#include "security/SecurityHandles.h"
 #include "security/TlsConnection.h"
 
 #include <algorithm>
+#include <memory>
+#include <mutex>
 #include <string_view>
+#include <vector>
 
 namespace VexaSsl {
 namespace {

@@ -3,7 +3,9 @@
 
 #include "security/RecordBoundary.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace VexaSsl::portable {
 

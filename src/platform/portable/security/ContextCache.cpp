@@ -1,10 +1,13 @@
 #include "security/ContextCache.h"
 
+#include "certificates/CertificateObject.h"
 #include "security/SslSettings.h"
 #include "security/TlsLibrary.h"
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace VexaSsl::portable {

@@ -2,12 +2,14 @@
 // since making one costs as much as a good part of a handshake. Any thread.
 #pragma once
 
-#include "certificates/CertificateObject.h"
 #include "certificates/OpenSslOwners.h"
 
 #include "SecurityShapes.h"
 
 #include <openssl/ssl.h>
+
+#include <cstddef>
+#include <memory>
 
 namespace VexaSsl::portable {
 

@@ -1,10 +1,14 @@
 #include "security/Credentials.h"
 
+#include "certificates/CertificateObject.h"
 #include "platform/SecuritySupport.h"
 #include "security/PackageCall.h"
+#include "security/SecurityHandles.h"
 
 #include <limits>
+#include <memory>
 #include <string_view>
+#include <utility>
 
 namespace VexaSsl {
 namespace {

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "security/ContextCache.h"
-#include "security/SecurityHandles.h"
 
 namespace VexaSsl::portable {
 

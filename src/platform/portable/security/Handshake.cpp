@@ -1,6 +1,9 @@
 #include "security/Handshake.h"
 
 #include "security/Statuses.h"
+#include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "security/TlsConnection.h"
+#include <cstddef>
 
 namespace VexaSsl::portable {
 

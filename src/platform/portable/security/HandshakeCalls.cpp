@@ -3,9 +3,16 @@
 #include "security/Handshake.h"
 #include "security/PackageCall.h"
 #include "security/SecurityBuffers.h"
+#include "security/SecurityHandles.h"
 #include "security/TargetName.h"
 
+#include <cstddef>
 #include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <utility>
 
 namespace VexaSsl {
 namespace {

@@ -7,6 +7,7 @@
 
 #include "certificates/OpenSslOwners.h"
 #include "security/RecordBoundary.h"
+#include <cstddef>
 
 namespace VexaSsl::portable {
 

@@ -1,6 +1,8 @@
 #include "security/Protection.h"
 
 #include "security/Statuses.h"
+#include <cstddef>
+#include <span>
 
 namespace VexaSsl::portable {
 namespace {

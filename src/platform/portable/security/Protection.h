@@ -2,6 +2,7 @@
 #pragma once
 
 #include "security/TlsConnection.h"
+#include <span>
 
 namespace VexaSsl::portable {
 

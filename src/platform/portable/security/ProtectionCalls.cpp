@@ -3,6 +3,11 @@
 #include "security/PackageCall.h"
 #include "security/Protection.h"
 #include "security/SecurityBuffers.h"
+#include "security/SecurityHandles.h"
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <span>
 
 namespace VexaSsl {
 namespace {

@@ -1,4 +1,5 @@
 #include "security/RecordBoundary.h"
+#include <cstddef>
 
 namespace VexaSsl::portable {
 namespace {

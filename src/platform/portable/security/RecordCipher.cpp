@@ -7,8 +7,13 @@
 #include <openssl/params.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <limits>
-#include <utility>
+#include <memory>
+#include <span>
 
 namespace VexaSsl::portable {
 namespace {

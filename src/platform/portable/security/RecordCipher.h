@@ -19,11 +19,13 @@
 #pragma once
 
 #include "certificates/OpenSslOwners.h"
-#include "security/RecordTally.h"
+#include "security/RecordBoundary.h"
 
 #include <openssl/ssl.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 

@@ -3,6 +3,7 @@
 #include "security/BigEndian.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace VexaSsl::portable {
 namespace {

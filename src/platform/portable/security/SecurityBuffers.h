@@ -3,8 +3,8 @@
 #pragma once
 
 #include "SecurityShapes.h"
-#include "security/RecordBoundary.h"
 
+#include <cstddef>
 #include <span>
 
 namespace VexaSsl::portable {

@@ -4,6 +4,7 @@
 
 #include "SecurityShapes.h"
 #include "sockets/HandleTable.h"
+#include <memory>
 
 namespace VexaSsl::portable {
 

@@ -1,6 +1,10 @@
 #include "security/SslSettings.h"
 
+#include "certificates/CertificateObject.h"
 #include "security/Statuses.h"
+#include <cstdint>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 namespace {

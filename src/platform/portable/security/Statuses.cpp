@@ -4,7 +4,7 @@
 #include <openssl/tls1.h>
 #include <openssl/x509_vfy.h>
 
-#include <iterator>
+#include <cstddef>
 #include <optional>
 
 namespace VexaSsl::portable {

@@ -10,6 +10,10 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace VexaSsl::portable {
 namespace {

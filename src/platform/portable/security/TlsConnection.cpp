@@ -1,4 +1,5 @@
 #include "security/TlsConnection.h"
+#include <mutex>
 
 namespace VexaSsl::portable {
 namespace {

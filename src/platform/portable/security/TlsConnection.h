@@ -9,8 +9,11 @@
 #include "security/Credentials.h"
 #include "security/MemoryBio.h"
 #include "security/RecordCipher.h"
+#include "security/RecordTally.h"
 
 #include <atomic>
+#include <cstddef>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>

@@ -6,6 +6,7 @@
 #include <openssl/provider.h>
 
 #include <algorithm>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <vector>

@@ -2,7 +2,7 @@
 // without them. Names, field order and numbers are those of Microsoft's documentation.
 #pragma once
 
-#include "VexaPlatform/WinsockShapes.h"
+#include "VexaPlatform/WinsockShapes.h" // IWYU pragma: export
 
 #include <cstdarg>
 

@@ -3,7 +3,7 @@
 // winerror.h); structures carry the fields that the library or the binding uses.
 #pragma once
 
-#include "BaseShapes.h"
+#include "BaseShapes.h" // IWYU pragma: export
 
 namespace VexaSsl {
 

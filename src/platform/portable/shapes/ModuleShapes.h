@@ -2,8 +2,8 @@
 // field order and numbers are those of Microsoft's documentation.
 #pragma once
 
-#include "BaseShapes.h"
-#include "VexaPlatform/VersionShapes.h"
+#include "BaseShapes.h"                 // IWYU pragma: export
+#include "VexaPlatform/VersionShapes.h" // IWYU pragma: export
 
 // What this build runs on, for tools that look for it in the library's file.
 #define VEXASSL_PLATFORM_TAG "x64-gnu-linux64"

@@ -3,7 +3,9 @@
 // (sspi.h, schannel.h, winerror.h).
 #pragma once
 
-#include "CryptoShapes.h"
+#include "CryptoShapes.h" // IWYU pragma: export
+#include <cstddef>
+#include <cstdint>
 
 namespace VexaSsl {
 

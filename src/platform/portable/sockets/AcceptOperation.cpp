@@ -5,9 +5,13 @@
 #include "sockets/SocketNotes.h"
 #include "sockets/SystemErrors.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <utility>
 
 namespace VexaSsl::portable {
 

@@ -4,9 +4,11 @@
 #include "sockets/Descriptors.h"
 #include "sockets/SystemErrors.h"
 
-#include <cerrno>
-#include <ctime>
 #include <poll.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
 
 namespace VexaSsl::portable {
 

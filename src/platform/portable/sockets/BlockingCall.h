@@ -2,8 +2,6 @@
 // nor a would-block on a blocking socket: such a call waits on. Any thread, any socket.
 #pragma once
 
-#include "VexaPlatform/WinsockShapes.h"
-
 #include <chrono>
 
 namespace VexaSsl::portable {

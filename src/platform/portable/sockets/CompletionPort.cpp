@@ -2,14 +2,19 @@
 
 #include "VexaPlatform/HostSockets.h"
 #include "sockets/HandleTable.h"
-#include "sockets/OperationQueue.h"
+#include "sockets/OperationQueue.h" // IWYU pragma: keep
 #include "sockets/SocketRegistry.h"
 #include "sockets/SystemErrors.h"
 
-#include <new>
-#include <span>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <utility>
 
 namespace VexaSsl::portable {
 

@@ -9,10 +9,10 @@
 #include "sockets/Deadline.h"
 #include "sockets/Descriptors.h"
 
-#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace VexaSsl::portable {
 

@@ -1,12 +1,13 @@
 #include "sockets/Delivery.h"
 
-#include "sockets/CompletionPort.h"
+#include "sockets/CompletionPort.h" // IWYU pragma: keep
 #include "sockets/Event.h"
 #include "sockets/HandleTable.h"
 #include "sockets/LastError.h"
 #include "sockets/WaitingThread.h"
 
 #include <atomic>
+#include <memory>
 
 namespace VexaSsl::portable {
 

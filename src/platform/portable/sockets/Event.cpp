@@ -4,7 +4,10 @@
 #include "sockets/HandleTable.h"
 #include "sockets/SystemErrors.h"
 
+#include <memory>
+#include <mutex>
 #include <new>
+#include <utility>
 
 namespace VexaSsl::portable {
 

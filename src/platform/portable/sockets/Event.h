@@ -6,6 +6,7 @@
 
 #include "sockets/Watchers.h"
 
+#include <memory>
 #include <mutex>
 
 namespace VexaSsl::portable {

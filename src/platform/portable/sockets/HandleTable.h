@@ -6,6 +6,7 @@
 #include "VexaPlatform/WinsockShapes.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>

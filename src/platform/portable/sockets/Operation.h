@@ -5,9 +5,11 @@
 #include "sockets/Delivery.h"
 #include "sockets/Transfers.h"
 
+#include <poll.h>
+
+#include <cstdint>
 #include <memory>
 #include <optional>
-#include <poll.h>
 #include <vector>
 
 namespace VexaSsl::portable {

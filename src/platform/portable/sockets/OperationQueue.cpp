@@ -4,7 +4,12 @@
 #include "sockets/Descriptors.h"
 #include "sockets/WaitingThread.h"
 
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 

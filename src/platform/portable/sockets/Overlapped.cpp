@@ -9,7 +9,13 @@
 #include "sockets/WaitingThread.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <memory>
 #include <new>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 

@@ -3,6 +3,11 @@
 #include "sockets/SystemErrors.h"
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 

@@ -7,11 +7,14 @@
 #include "sockets/SocketNotes.h"
 #include "sockets/SystemErrors.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
 #include <optional>
-#include <poll.h>
 #include <span>
 
 namespace VexaSsl::portable {

@@ -2,10 +2,12 @@
 
 #include "sockets/Descriptors.h"
 
+#include <sys/socket.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <sys/socket.h>
+#include <cstddef>
 
 namespace VexaSsl::portable {
 

@@ -1,4 +1,6 @@
 #include "sockets/SocketNotes.h"
+#include <mutex>
+#include <utility>
 
 namespace VexaSsl::portable {
 

@@ -5,6 +5,7 @@
 #include "sockets/Descriptors.h"
 
 #include <atomic>
+#include <cstddef>
 #include <deque>
 #include <mutex>
 #include <unordered_map>

@@ -5,9 +5,13 @@
 #include "sockets/SocketNotes.h"
 #include "sockets/SystemErrors.h"
 
-#include <cerrno>
-#include <mutex>
 #include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <utility>
 
 namespace VexaSsl::portable {
 

@@ -6,11 +6,16 @@
 #include "sockets/SocketKind.h"
 #include "sockets/SystemErrors.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <new>
-#include <poll.h>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <span>
+#include <vector>
 
 namespace VexaSsl::portable {
 

@@ -4,9 +4,11 @@
 
 #include "VexaPlatform/WinsockShapes.h"
 
+#include <sys/uio.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <span>
-#include <sys/uio.h>
 #include <vector>
 
 namespace VexaSsl::portable {

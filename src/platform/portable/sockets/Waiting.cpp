@@ -3,14 +3,19 @@
 #include "sockets/Deadline.h"
 #include "sockets/Event.h"
 #include "sockets/HandleTable.h"
-#include "sockets/OperationQueue.h"
+#include "sockets/OperationQueue.h" // IWYU pragma: keep
 #include "sockets/SystemErrors.h"
 #include "sockets/WaitingThread.h"
 
+#include <poll.h>
+
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 #include <new>
 #include <optional>
-#include <poll.h>
+#include <utility>
+#include <vector>
 
 namespace VexaSsl::portable {
 

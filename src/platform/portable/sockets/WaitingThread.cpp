@@ -5,6 +5,10 @@
 
 #include <sys/eventfd.h>
 #include <unistd.h>
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
 #include <utility>
 
 namespace VexaSsl::portable {

@@ -10,7 +10,9 @@
 #include "sockets/Watchers.h"
 
 #include <deque>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace VexaSsl::portable {
 

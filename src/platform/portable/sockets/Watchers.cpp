@@ -3,6 +3,8 @@
 #include "sockets/WaitingThread.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 namespace VexaSsl::portable {
 
