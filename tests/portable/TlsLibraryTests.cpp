@@ -1,5 +1,7 @@
 // The OpenSSL library context of clients: what it offers, and when the host's own counts instead.
+#include "CertificateFolder.h"
 #include "certificates/OpenSslOwners.h"
+#include "contract/security/Side.h"
 #include "security/TlsLibrary.h"
 
 #include <gtest/gtest.h>
@@ -130,6 +132,22 @@ TEST(TlsLibrary, leavesTheFieldToAProviderOfTheHostAsLongAsItIsThere) {
     EXPECT_EQ(libraryForClients(), nullptr);
     OSSL_PROVIDER_unload(own);
     EXPECT_EQ(libraryForClients(), before);
+}
+
+TEST(TlsLibrary, clientsShakeHandsWithAndWithoutIt) {
+    const FolderInForce folder;
+    ASSERT_NE(libraryForClients(), nullptr);
+    Side client = Side::client();
+    Side server = Side::server();
+    shakeHands(client, server);
+    EXPECT_TRUE(client.established());
+    OSSL_PROVIDER* const own = OSSL_PROVIDER_load(nullptr, "null");
+    ASSERT_NE(own, nullptr);
+    Side otherClient = Side::client();
+    Side otherServer = Side::server();
+    shakeHands(otherClient, otherServer);
+    EXPECT_TRUE(otherClient.established());
+    OSSL_PROVIDER_unload(own);
 }
 
 TEST(TlsLibrary, leavesTheFieldToTheRequestForApprovedAlgorithms) {
