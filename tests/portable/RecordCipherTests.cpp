@@ -3,6 +3,7 @@
 #include "certificates/OpenSslOwners.h"
 #include "contract/security/Side.h"
 #include "security/RecordCipher.h"
+#include "security/RecordTally.h"
 
 #include <gtest/gtest.h>
 
