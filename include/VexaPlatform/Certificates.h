@@ -13,6 +13,7 @@
 #pragma once
 
 #include <filesystem>
+#include <vector>
 
 namespace VexaSsl::platform {
 
@@ -23,5 +24,30 @@ void setCertificateFolder(const std::filesystem::path& folder);
 
 // The folder in force.
 std::filesystem::path certificateFolder();
+
+// Why a file, or a whole folder, counts for nothing.
+enum class CertificateFileFault {
+    Missing,         // a link that leads nowhere; of my/ itself: there is no such folder
+    Denied,          // this account may not read it
+    NotAFile,        // no regular file (no folder, where it should be one), or too large
+    Unavailable,     // the process has no descriptor or memory left, or the disk failed
+    Damaged,         // a part of it isn't what its title says
+    NoCertificate,   // there is none in it
+    NoKey,           // certificates, but no private key in it or beside it
+    ForeignKey,      // a private key, but none that belongs to a certificate of it
+    WrongPassword,   // PKCS#12 that the password, or the want of one, doesn't open
+    UnknownExtension // a name that no file of the personal store has
+};
+
+// A file that counts for nothing, though it looks as if it should.
+struct UnusedCertificateFile {
+    std::filesystem::path path;
+    CertificateFileFault fault = CertificateFileFault::Missing;
+};
+
+// What in the folder in force counts for nothing, as this account sees it: in the personal store,
+// then among the trust anchors. Files whose names begin with a dot, keys and passwords aren't told
+// of. Any thread may call it.
+std::vector<UnusedCertificateFile> unusedCertificateFiles();
 
 } // namespace VexaSsl::platform

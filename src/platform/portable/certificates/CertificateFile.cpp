@@ -49,6 +49,12 @@ ParsedFile entriesOf(const std::vector<X509Pointer>& certificates, std::vector<K
     return parsed;
 }
 
+using Fault = platform::CertificateFileFault;
+
+ParsedFile nothing(const FileText& file, Fault fault) {
+    return {{}, {}, platform::UnusedCertificateFile{file.path, fault}};
+}
+
 // A key file is there and this account can't open it now.
 bool isClosed(FileOutcome outcome) {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
@@ -75,29 +81,49 @@ Pkcs12Pointer decodePkcs12(std::string_view text) {
 
 } // namespace
 
+platform::CertificateFileFault faultOf(FileOutcome outcome) noexcept {
+    switch (outcome) {
+    case FileOutcome::missing:
+        return Fault::Missing;
+    case FileOutcome::denied:
+        return Fault::Denied;
+    case FileOutcome::unusable:
+        return Fault::NotAFile;
+    case FileOutcome::temporary:
+    case FileOutcome::read:
+        break;
+    }
+    return Fault::Unavailable;
+}
+
 ParsedFile parsePersonalFile(const FileText& file, const FileText& keyFile) {
     const ErrorQueueGuard errors;
     if (file.outcome != FileOutcome::read)
-        return {};
+        return nothing(file, faultOf(file.outcome));
     PemContent content = readPemBlocks(file.bytes.text());
     if (content.broken)
-        return {};
+        return nothing(file, Fault::Damaged);
+    if (content.certificates.empty())
+        return nothing(file, Fault::NoCertificate);
     if (content.keys.empty() && !content.keyIsClosed) {
         PemContent beside = readPemBlocks(keyFile.bytes.text());
         content.keys = std::move(beside.keys);
         content.keyIsClosed = beside.keyIsClosed || isClosed(keyFile.outcome);
     }
-    return entriesOf(content.certificates, content.keys, content.keyIsClosed);
+    ParsedFile parsed = entriesOf(content.certificates, content.keys, content.keyIsClosed);
+    if (parsed.entries.empty())
+        return nothing(file, content.keys.empty() ? Fault::NoKey : Fault::ForeignKey);
+    return parsed;
 }
 
 ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     const ErrorQueueGuard errors;
     if (file.outcome != FileOutcome::read)
-        return {};
+        return nothing(file, faultOf(file.outcome));
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
     const Password password(passwordFile.bytes.text());
     if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password.text()))
-        return {};
+        return nothing(file, Fault::Damaged);
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* others = nullptr;
@@ -108,8 +134,10 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     std::vector<X509Pointer> certificates;
     certificates.emplace_back(certificate);
     const CertificateStack stack(others);
-    if (opened != 1 || !key || !certificate)
-        return {};
+    if (opened != 1)
+        return nothing(file, Fault::WrongPassword);
+    if (!key || !certificate)
+        return nothing(file, key ? Fault::NoCertificate : Fault::NoKey);
     for (int i = 0; i < sk_X509_num(others); ++i)
         certificates.push_back(sharedReference(sk_X509_value(others, i)));
     return entriesOf(certificates, keys, false);
@@ -117,9 +145,11 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
 
 ParsedFile parseAnchorFile(const FileText& file) {
     const ErrorQueueGuard errors;
-    ParsedFile parsed;
-    if (file.outcome == FileOutcome::read)
-        parsed.anchors = readPemBlocks(file.bytes.text()).certificates;
+    if (file.outcome != FileOutcome::read)
+        return nothing(file, faultOf(file.outcome));
+    ParsedFile parsed{{}, readPemBlocks(file.bytes.text()).certificates};
+    if (parsed.anchors.empty())
+        return nothing(file, Fault::NoCertificate);
     return parsed;
 }
 

@@ -4,9 +4,11 @@
 // call these functions; they leave OpenSSL's error queue alone.
 #pragma once
 
+#include "VexaPlatform/Certificates.h"
 #include "certificates/Certificate.h"
 #include "certificates/SourceFile.h"
 
+#include <optional>
 #include <vector>
 
 namespace VexaSsl::portable {
@@ -14,7 +16,12 @@ namespace VexaSsl::portable {
 struct ParsedFile {
     std::vector<CertificatePointer> entries; // certificates with a private key
     std::vector<X509Pointer> anchors;        // certificates of a file of trust anchors
+    // Where it gives neither.
+    std::optional<platform::UnusedCertificateFile> unused = std::nullopt;
 };
+
+// Why a file that couldn't be read counts for nothing.
+platform::CertificateFileFault faultOf(FileOutcome outcome) noexcept;
 
 // file: PEM or DER certificates, and keys if it is PEM. keyFile: the one beside it, outcome missing
 // if there is none; it counts when the file itself holds no key. The first certificate that matches

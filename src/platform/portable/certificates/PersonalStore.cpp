@@ -1,7 +1,6 @@
 #include "certificates/PersonalStore.h"
 
 #include "certificates/CertificateFolder.h"
-#include "certificates/FolderCache.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -41,7 +40,7 @@ std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
         else
             continue;
         FileGroup group{folder / name};
-        if (names.count(beside.native()))
+        if (names.contains(beside.native()))
             group.push_back(folder / beside);
         groups.push_back(std::move(group));
     }
@@ -64,8 +63,12 @@ std::vector<CertificatePointer> entriesOf(const FolderContent& folder) {
 
 class PersonalStoreCache {
 public:
+    FolderContentPointer readFiles(const std::filesystem::path& folder) {
+        return cache.contentOf(folder);
+    }
+
     PersonalStore read(const std::filesystem::path& folder) {
-        FolderContentPointer files = cache.contentOf(folder);
+        FolderContentPointer files = readFiles(folder);
         const std::lock_guard lock(guarding);
         if (files != builtFrom) {
             content = std::make_shared<const StoreContent>(entriesOf(*files));
@@ -81,11 +84,25 @@ private:
     StoreContentPointer content;
 };
 
+PersonalStoreCache& storeCache() {
+    static PersonalStoreCache& cache = *new PersonalStoreCache;
+    return cache;
+}
+
 } // namespace
 
 PersonalStore readPersonalStore() {
-    static PersonalStoreCache& cache = *new PersonalStoreCache;
-    return cache.read(folderInForce()->personal);
+    return storeCache().read(folderInForce()->personal);
+}
+
+FolderContentPointer readPersonalFiles() {
+    return storeCache().readFiles(folderInForce()->personal);
+}
+
+bool isReadForPersonalStore(const std::filesystem::path& name) {
+    const std::filesystem::path extension = name.extension();
+    return isPkcs12(name) || isCertificateFile(name) || extension == ".key" ||
+           extension == ".password";
 }
 
 } // namespace VexaSsl::portable

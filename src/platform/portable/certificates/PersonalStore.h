@@ -1,8 +1,11 @@
 // The local machine's personal store: the folder my/ of the certificate folder. Any thread.
 #pragma once
 
+#include "certificates/FolderCache.h"
 #include "certificates/SourceFile.h"
 #include "certificates/Store.h"
+
+#include <filesystem>
 
 namespace VexaSsl::portable {
 
@@ -13,5 +16,10 @@ struct PersonalStore {
 
 // As the files are now; the same content as long as they are unchanged.
 PersonalStore readPersonalStore();
+
+// The files that it is made of.
+FolderContentPointer readPersonalFiles();
+// Whether a file of this name is read for the store: for certificates, or for what opens them.
+bool isReadForPersonalStore(const std::filesystem::path& name);
 
 } // namespace VexaSsl::portable

@@ -1,7 +1,7 @@
-#include "certificates/CertificateObject.h"
+#include "certificates/TrustAnchors.h"
 
 #include "certificates/CertificateFolder.h"
-#include "certificates/FolderCache.h"
+#include "certificates/CertificateObject.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -31,8 +31,11 @@ std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
     return groups;
 }
 
+// A machine may do without the bundle.
 ParsedFile parseGroup(const std::vector<FileText>& files) {
-    return parseAnchorFile(files[0]);
+    const bool isAbsentBundle =
+        files[0].outcome == FileOutcome::missing && files[0].path == systemBundle;
+    return isAbsentBundle ? ParsedFile() : parseAnchorFile(files[0]);
 }
 
 std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
@@ -53,8 +56,12 @@ std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
 
 class TrustStoreCache {
 public:
+    FolderContentPointer readFiles(const std::filesystem::path& folder) {
+        return cache.contentOf(folder);
+    }
+
     std::shared_ptr<X509_STORE> read(const std::filesystem::path& folder) {
-        FolderContentPointer files = cache.contentOf(folder);
+        FolderContentPointer files = readFiles(folder);
         const std::lock_guard lock(guarding);
         if (files != builtFrom) {
             store = storeOf(*files);
@@ -70,11 +77,19 @@ private:
     std::shared_ptr<X509_STORE> store;
 };
 
+TrustStoreCache& storeCache() {
+    static TrustStoreCache& cache = *new TrustStoreCache;
+    return cache;
+}
+
 } // namespace
 
 std::shared_ptr<X509_STORE> trustStore() {
-    static TrustStoreCache& cache = *new TrustStoreCache;
-    return cache.read(folderInForce()->anchors);
+    return storeCache().read(folderInForce()->anchors);
+}
+
+FolderContentPointer readAnchorFiles() {
+    return storeCache().readFiles(folderInForce()->anchors);
 }
 
 } // namespace VexaSsl::portable
