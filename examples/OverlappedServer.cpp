@@ -13,11 +13,11 @@
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
-#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
             instantiateSocketStrategy(log, *constructDefaultSslConfiguration(log, L"listener"));
         const SOCKET listener = listenLocally(*plain, argv[1]);
         std::cout << "port " << portOf(listener) << std::endl;
-        serve(log, *config, listener, std::atoi(argv[5]));
+        serve(log, *config, listener, std::stoi(argv[5]));
         platform::closesocket(listener);
         return 0;
     } catch (const std::exception& error) {

@@ -12,9 +12,9 @@
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
-#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <string>
 
 namespace {
 
@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
         const SOCKET listener = listenLocally(*plain, argv[1]);
         std::cout << "port " << portOf(listener) << std::endl;
         bool allWell = true;
-        for (int client = std::atoi(argv[5]); client > 0; --client) {
+        for (int client = std::stoi(argv[5]); client > 0; --client) {
             allWell = serveOne(log, *config, listener) && allWell;
         }
         platform::closesocket(listener);

@@ -195,9 +195,7 @@ std::vector<LogLine> linesOfUnacceptable(const std::vector<std::wstring>& names,
     for (const std::wstring& name : names)
         all += L"[" + name + L"] ";
     if (names.empty()) // once for the comparison, once for the report
-        lines.push_back(warning(L"CertGetNameStringW could not find any names on the certificate"));
-    if (names.empty())
-        lines.push_back(lines.back());
+        lines.assign(2, warning(L"CertGetNameStringW could not find any names on the certificate"));
     lines.push_back(info(L"All names on this certificate: " + all));
     lines.push_back(info(L"The names we would accept are: [" + acceptable + L"]"));
     lines.push_back(error(L"The certificate provided by the client is trusted, but not "

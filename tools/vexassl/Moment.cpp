@@ -17,7 +17,9 @@ namespace VexaSsl::tool {
 
 namespace {
 
-constexpr std::int64_t secondsPerDay = 24 * 60 * 60;
+constexpr std::int64_t secondsPerMinute = 60;
+constexpr std::int64_t secondsPerHour = 60 * secondsPerMinute;
+constexpr std::int64_t secondsPerDay = 24 * secondsPerHour;
 constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
 constexpr std::uint64_t unitsPerSecond = 10'000'000; // of a FILETIME
 
@@ -95,7 +97,8 @@ std::optional<Moment> momentOfDate(std::string_view text) {
         return std::nullopt;
     }
     const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-    return days * secondsPerDay + parts.hour * 3600 + parts.minute * 60 + parts.second;
+    return days * secondsPerDay + parts.hour * secondsPerHour + parts.minute * secondsPerMinute +
+           parts.second;
 }
 
 std::optional<std::int64_t> secondsOfDays(std::string_view text) {

@@ -134,7 +134,7 @@ private:
     // A wait can fail for a want of descriptors or memory while the receive is still pending, and
     // the system writes to its state when it ends. Cutting the connection ends it. Keeps the last
     // error.
-    void finishUnwaited(WSAOVERLAPPED& overlapped) {
+    void finishUnwaited(WSAOVERLAPPED& overlapped) const {
         const int error = platform::WSAGetLastError();
         DWORD count = 0;
         DWORD flags = 0;

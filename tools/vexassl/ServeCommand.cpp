@@ -110,7 +110,7 @@ ExitStatus runServe(const ServeOptions& asked) {
 
     // Before the other threads, which must leave the signals alone too.
     OwnedEvent stop;
-    StopSignal signals([&stop] { stop.set(); });
+    const StopSignal signals([&stop] { stop.set(); });
     const LastResort lastResort(stop);
     Watchdog watchdog;
     ServeReport report(printer, options.json);

@@ -42,7 +42,7 @@ void ServeReport::tell(Make makeLine) noexcept {
     }
 }
 
-void ServeReport::listening(const std::string& address) {
+void ServeReport::listening(const std::string& address) const {
     writeLine(json ? JsonLine().text("type", "listening").text("address", address).str()
                    : "listening on " + address);
 }

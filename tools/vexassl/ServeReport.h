@@ -21,7 +21,7 @@ public:
     ServeReport(LinePrinter& errorPrinter, bool inJson) : printer(errorPrinter), json(inJson) {}
 
     // Throws Failure (Usage) when stdout doesn't take it: nobody would know where to connect.
-    void listening(const std::string& address);
+    void listening(const std::string& address) const;
     void begun(unsigned long number, const std::string& peer);
     void message(unsigned long number, const Envelope& envelope);
     // At once, for persons.

@@ -20,6 +20,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -97,7 +98,7 @@ private:
     OwnedSocket socket;
     std::unique_ptr<ISocketStrategy> strategy;
     OVERLAPPED acceptState{};
-    std::array<char, 2 * addressRoom> addresses{};
+    std::array<char, std::size_t{2} * addressRoom> addresses{};
     std::string peer;
     std::string failureText;
     ExitStatus status = ExitStatus::Well; // written before isFinished

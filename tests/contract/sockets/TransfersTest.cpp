@@ -204,10 +204,8 @@ TEST_F(Transfers, sendingToAPeerThatHasGoneRaisesNoSignal) {
     Pair pair = connectedPair();
     resetWhenClosed(pair.client);
     pair.client.close();
-    int result = 0;
     for (int i = 0; i < 3; ++i) {
-        result = platform::send(pair.server.get(), "x", 1, 0);
-        EXPECT_EQ(result, SOCKET_ERROR);
+        EXPECT_EQ(platform::send(pair.server.get(), "x", 1, 0), SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAECONNRESET);
     }
 }

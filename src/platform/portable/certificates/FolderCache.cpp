@@ -130,7 +130,10 @@ FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& fold
     }
     const bool same = former && former->content->outcome == content->outcome &&
                       former->content->files == content->files;
-    snapshot->content = same ? former->content : std::move(content);
+    if (same)
+        snapshot->content = former->content;
+    else
+        snapshot->content = std::move(content);
     return snapshot;
 }
 

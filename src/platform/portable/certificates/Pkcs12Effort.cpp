@@ -67,6 +67,7 @@ public:
         return sum <= bearable;
     }
 
+    // NOLINTNEXTLINE(misc-no-recursion): bags lie in bags, and how deep is bounded.
     bool addBags(const STACK_OF(PKCS12_SAFEBAG) * bags, int depth) {
         constexpr int deepest = 8;
         if (depth > deepest)

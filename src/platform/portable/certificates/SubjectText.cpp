@@ -3,7 +3,7 @@
 #include "base/Utf8.h"
 #include "certificates/OpenSslOwners.h"
 
-#include <locale.h>
+#include <locale.h> // NOLINT(modernize-deprecated-headers): newlocale is the system's
 
 #include <clocale>
 #include <cstddef>

@@ -127,7 +127,7 @@ int AcceptOperation::takePlace(int connection) const {
 }
 
 std::optional<TransferResult> AcceptOperation::attemptFirstData() const {
-    iovec buffer{output.memory, output.dataLength};
+    const iovec buffer{output.memory, output.dataLength};
     ReceiveOperation firstData({buffer}, 0);
     return firstData.attempt(place);
 }

@@ -87,7 +87,7 @@ public:
         std::size_t entry = 0;
         for (std::size_t kind = 0; kind < setCount; ++kind) {
             unsigned int kept = 0;
-            for (SOCKET& s : socketsOf(sets[kind])) {
+            for (const SOCKET s : socketsOf(sets[kind])) {
                 if (isReady(entries[entry++], kind)) {
                     sets[kind]->fd_array[kept++] = s;
                 }

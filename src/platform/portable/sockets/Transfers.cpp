@@ -160,7 +160,7 @@ TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Waiting w
     BlockingCall call(fd, Direction::send);
     TransferResult result;
     do {
-        msghdr message = cursor.message();
+        const msghdr message = cursor.message();
         const ssize_t count = sendmsg(fd, &message, systemFlags(flags));
         if (count >= 0) {
             result.bytes += static_cast<std::uint64_t>(count);
