@@ -21,13 +21,17 @@ endif()
 
 add_library(vexassl_warnings INTERFACE)
 if(MSVC)
-  target_compile_options(vexassl_warnings INTERFACE /W4 /WX)
+  target_compile_options(vexassl_warnings INTERFACE /W4)
   # Sources are UTF-8, exceptions are the language's own, and __cplusplus tells the truth.
   add_compile_options(/utf-8 /EHsc /Zc:__cplusplus /permissive-)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
   target_compile_options(vexassl_warnings INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+endif()
+# Not inside another project, whose compiler may know warnings that nobody has seen here.
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(vexassl_warnings INTERFACE $<IF:$<BOOL:${MSVC}>,/WX,-Werror>)
 endif()
 
 # What makes a fault in shipped code hard to use against the host, for the libraries and the tool.
