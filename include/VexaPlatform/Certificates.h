@@ -41,8 +41,8 @@ enum class CertificateFileFault {
 
 // A file that counts for nothing, though it looks as if it should.
 struct UnusedCertificateFile {
-    std::filesystem::path path;
-    CertificateFileFault fault = CertificateFileFault::Missing;
+    std::filesystem::path path;                                 // of the file or the folder
+    CertificateFileFault fault = CertificateFileFault::Missing; // why
 };
 
 // What in the folder in force counts for nothing, as this account sees it: in the personal store,

@@ -96,6 +96,22 @@ TEST(Certificates, keyOfAnotherAccountIsNotUsable) {
     EXPECT_THAT(outcome.output, HasSubstr("\"server\":{\"trusted\":true,\"usable\":false}"));
 }
 
+TEST(Certificates, fileThatCountsForNothingIsToldOfWithTheReason) {
+    const OwnCertificates own;
+    own.put("one.pem", contents(pki::file("server-rsa", "cert")));
+    own.put("one.key", contents(pki::file("server-ecdsa", "key")));
+    const std::string file = (own.folder / "my" / "one.pem").string();
+    const Outcome person = listed(own);
+    EXPECT_EQ(person.status, 0);
+    EXPECT_EQ(person.output, "0 of 0 certificates in the personal store\n\n"
+                             "files that count for nothing, and why:\n    " +
+                                 file + ": the private key belongs to another certificate\n");
+    EXPECT_EQ(listed(own, {"--json"}).output,
+              "{\"type\":\"unused\",\"file\":\"" + file +
+                  "\",\"reason\":\"foreign-key\",\"text\":\"the private key belongs to another "
+                  "certificate\"}\n");
+}
+
 TEST(Certificates, usableForAPurposeLeavesTheOthersOut) {
     const OwnCertificates own;
     for (const char* name : {"client", "expired", "server-rsa", "untrusted"}) {

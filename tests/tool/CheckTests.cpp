@@ -1,5 +1,6 @@
 // check as a user meets it: values and their origins, the verdicts on them, certificates.
 #include "tool/Checked.h"
+#include "tool/StrangeCertificates.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -115,6 +116,22 @@ TEST(Check, defaultThatFindsNoCertificateFailsOnlyForTheRoleAskedFor) {
     EXPECT_EQ(server.status, 7);
     EXPECT_THAT(server.errors, HasSubstr("as a server: no usable certificate and key: Tried to "
                                          "find a default certificate, but none were suitable"));
+}
+
+TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
+    const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=one.test\n"));
+    const OwnCertificates own;
+    own.put("one.pem", contents(pki::file("server-rsa", "cert")));
+    const Words store = {"check",  "--ini",          files.ini.string(), "--connection",
+                         "Tested", "--certificates", own.folder.string()};
+    const Outcome missing = runTool(store);
+    EXPECT_EQ(missing.status, 7);
+    EXPECT_THAT(missing.errors, HasSubstr((own.folder / "my" / "one.pem").string() +
+                                          ": note: counts for nothing: it has no private key"));
+    own.putCase("two-names");
+    const Outcome found = runTool(store);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_THAT(found.errors, Not(HasSubstr("[unused-file]")));
 }
 
 TEST(Check, severalCertificatesOfTheNameAreWorthANote) {

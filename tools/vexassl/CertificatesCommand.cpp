@@ -6,6 +6,7 @@
 #include "ConnectionOptions.h"
 #include "Moment.h"
 #include "PersonalCertificates.h"
+#include "UnusedFiles.h"
 
 #include <cstddef>
 #include <memory>
@@ -65,7 +66,8 @@ ExitStatus show(const CertificatesOptions& options, const CertificateListing& li
 const char* const notes =
     "A certificate without its key in the same file or beside it is no entry of the store, but "
     "for\n"
-    "one whose key is there and can't be read.\n"
+    "one whose key is there and can't be read. Files that count for nothing are told of, with the\n"
+    "reason: of the store, and of the trust anchors.\n"
     "\n"
     "With --ini every connection of the store is tried in both roles, as a start does it but "
     "without\n"
@@ -74,8 +76,8 @@ const char* const notes =
     "its subject), usage (not marked for the purpose), chain (not trusted), later (one that comes\n"
     "later in the store is taken).\n"
     "\n"
-    "With --json, one object a line, told apart by \"type\": certificate, choice, loss,\n"
-    "log.\n"
+    "With --json, one object a line, told apart by \"type\": certificate, unused, choice,\n"
+    "loss, log.\n"
     "\n"
     "--usable-for wants a key that this account can use and a trusted chain; when no certificate "
     "has\n"
@@ -113,7 +115,8 @@ ExitStatus runCertificates(const CertificatesOptions& options) {
     }
     useCertificateFolder(options.certificates);
     const PersonalCertificates certificates;
-    CertificateListing listing{certificates.all(), {}, choicesOf(options, certificates), {}};
+    CertificateListing listing{
+        certificates.all(), {}, unusedFiles(), choicesOf(options, certificates), {}};
     if (options.log) {
         listing.lines = certificates.walk();
     }

@@ -50,7 +50,7 @@ std::string expiryNote(const CertificateFacts& facts) {
     if (now > facts.notAfter) {
         return " (expired)";
     }
-    constexpr Moment day = 24 * 60 * 60;
+    constexpr Moment day = Moment{24} * 60 * 60;
     return " (" + std::to_string((facts.notAfter - now) / day) + " days left)";
 }
 
@@ -84,6 +84,15 @@ void printChoice(const Painter& painter, const RoleChoice& choice,
             writeLine("    not [" + std::to_string(loss.certificate + 1) + "] " +
                       shownTitle(listing.all[loss.certificate].facts) + ": " + loss.text);
         }
+    }
+}
+
+void printUnused(const std::vector<UnusedFile>& files) {
+    if (!files.empty()) {
+        writeLine("\nfiles that count for nothing, and why:");
+    }
+    for (const UnusedFile& file : files) {
+        writeLine("    " + file.path + ": " + file.text);
     }
 }
 
@@ -148,6 +157,7 @@ void printForPerson(const CertificateListing& listing) {
     for (const std::size_t place : listing.places) {
         printCertificate(painter, listing.all[place], place);
     }
+    printUnused(listing.unused);
     for (const RoleChoice& choice : listing.choices) {
         printChoice(painter, choice, listing);
     }
@@ -162,6 +172,14 @@ void printForPerson(const CertificateListing& listing) {
 void printForScript(const CertificateListing& listing) {
     for (const std::size_t place : listing.places) {
         printObject(listing.all[place], place);
+    }
+    for (const UnusedFile& file : listing.unused) {
+        writeLine(JsonLine()
+                      .text("type", "unused")
+                      .text("file", file.path)
+                      .text("reason", file.reason)
+                      .text("text", file.text)
+                      .str());
     }
     for (const RoleChoice& choice : listing.choices) {
         printObject(choice);

@@ -70,7 +70,8 @@ Fault missingIssuerFault(const ChainPlace& place) {
         "the certificate of its issuer " + issuer + " is neither sent along nor known here",
         "have the sender send the certificate of " + issuer +
             " behind this one (for a certificate of ours: add it to the certificate's file); if "
-            "that is a root, add it to the trust anchors"};
+            "that is a root, add it to the trust anchors (root/ of the certificate folder; on "
+            "Windows the machine's Trusted Root Certification Authorities)"};
 }
 
 Fault signatureFault(const ChainPlace& place) {

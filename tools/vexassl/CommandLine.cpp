@@ -2,10 +2,14 @@
 
 #include "CommandHelp.h"
 #include "Output.h"
+#include "Text.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -61,6 +65,72 @@ void addFlags(CLI::App& command, const Flags& flags) {
     }
 }
 
+// --- What is wrong, in the words of the help.
+
+std::string listed(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "[" : " [") + printableText(std::string_view(word)) + "]";
+    }
+    return text;
+}
+
+std::string noCommand(const std::vector<Command>& commands,
+                      const std::vector<std::string>& arguments) {
+    std::string names;
+    for (const Command& command : commands) {
+        names += (names.empty() ? "" : ", ") + command.name;
+    }
+    if (arguments.empty()) {
+        return "give a command: " + names;
+    }
+    return listed({arguments.front()}) + " is no command; the commands are " + names;
+}
+
+// In the order of the command line, which the parser turns round.
+std::string unexpected(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const std::vector<std::string> left = app.remaining(true);
+    std::vector<std::string> words;
+    std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(words),
+                 [&left](const std::string& argument) {
+                     return std::find(left.begin(), left.end(), argument) != left.end();
+                 });
+    return "not expected here: " + listed(words);
+}
+
+// text begins with the name of the flag that it is about.
+std::string mismatch(const Command& command, const std::string& text) {
+    for (const Flag& flag : command.flags) {
+        if (text.starts_with(flag.name + ":")) {
+            const bool isMissing = text.ends_with("missing");
+            return isMissing ? flag.name + " wants a value: " + flag.name + " " + flag.value
+                             : flag.name + " may be given once only";
+        }
+    }
+    return text;
+}
+
+// An argument without a name is called as the help calls it.
+std::string withShownNames(const Command& command, std::string text) {
+    for (const Flag& flag : command.flags) {
+        if (!flag.name.starts_with("-") && text.starts_with(flag.name)) {
+            text.replace(0, flag.name.size(), flag.value);
+        }
+    }
+    return text;
+}
+
+std::string wording(const CLI::ParseError& error, const CLI::App& app, const Command& command,
+                    const std::vector<std::string>& arguments) {
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+        return unexpected(app, arguments);
+    }
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        return mismatch(command, error.what());
+    }
+    return withShownNames(command, error.what());
+}
+
 const Command* findParsed(const std::vector<Command>& commands, const CLI::App& app) {
     for (const Command& command : commands) {
         if (app.got_subcommand(command.name)) {
@@ -85,8 +155,11 @@ ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const 
         writeText(asked == nullptr ? generalHelp(commands) : commandHelp(*asked));
         return ExitStatus::Well;
     } catch (const CLI::ParseError& error) {
+        const std::vector<std::string> arguments(argv + 1, argv + argc);
         const Command* asked = findParsed(commands, app);
-        throw Failure(ExitStatus::Usage, std::string(error.what()) + " (see vexassl " +
+        const std::string text = asked == nullptr ? noCommand(commands, arguments)
+                                                  : wording(error, app, *asked, arguments);
+        throw Failure(ExitStatus::Usage, text + " (see vexassl " +
                                              (asked == nullptr ? "" : asked->name + " ") +
                                              "--help)");
     }

@@ -3,6 +3,7 @@
 #include "Diagnosis.h"
 #include "LogCollector.h"
 #include "Text.h"
+#include "UnusedFiles.h"
 #include "VexaSsl/VexaSsl.h"
 #include "config/ObservedConfiguration.h"
 #include "config/OptionChecks.h"
@@ -42,6 +43,7 @@ public:
             for (const bool isServer : {true, false}) {
                 tryRole(isServer);
             }
+            tellUnusedFiles();
         }
         return std::move(checked);
     }
@@ -183,6 +185,22 @@ private:
             judgeDates(*side.certificate, role, isNeeded(isServer));
         }
         checked.sides.push_back(side);
+    }
+
+    // Where a certificate is needed and not found, it may be there all the same.
+    void tellUnusedFiles() {
+        const auto isMissing = [](const Finding& finding) {
+            return finding.id == "own-certificate" && finding.gravity == Gravity::Error;
+        };
+        if (std::none_of(checked.findings.begin(), checked.findings.end(), isMissing)) {
+            return;
+        }
+        FindingList notes;
+        for (const UnusedFile& file : unusedFiles()) {
+            notes.add({Gravity::Note, "unused-file", "counts for nothing: " + file.text, file.path,
+                       0, ExitStatus::Usage});
+        }
+        add(notes.told());
     }
 
     void judgeDates(const CertificateFacts& certificate, const std::string& role, bool needed) {

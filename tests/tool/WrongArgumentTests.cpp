@@ -1,0 +1,63 @@
+// What the tool says of arguments that it can't take: one line, in the words of its help.
+#include "tool/Tool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::StartsWith;
+
+const std::string commandNames = "check, explain, certificates, serve, connect, version";
+
+void expectLine(const Words& arguments, const std::string& line) {
+    const Outcome outcome = runTool(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors, "vexassl: " + line + "\n");
+}
+
+TEST(WrongArguments, withoutACommandTheCommandsAreTold) {
+    expectLine({}, "give a command: " + commandNames + " (see vexassl --help)");
+}
+
+TEST(WrongArguments, unknownCommandIsNamed) {
+    for (const std::string word : {"dance", "CHECK", "--version"}) {
+        expectLine({word}, "[" + word + "] is no command; the commands are " + commandNames +
+                               " (see vexassl --help)");
+    }
+}
+
+TEST(WrongArguments, missingValueIsAskedForAsTheHelpSpellsIt) {
+    expectLine({"connect", "localhost:1", "--ini"},
+               "--ini wants a value: --ini FILE (see vexassl connect --help)");
+    expectLine({"serve", "--port"}, "--port wants a value: --port N (see vexassl serve --help)");
+}
+
+TEST(WrongArguments, flagGivenTwiceIsNamed) {
+    expectLine({"check", "--ini", "a", "--ini", "b"},
+               "--ini may be given once only (see vexassl check --help)");
+}
+
+TEST(WrongArguments, surplusIsToldInItsOrder) {
+    expectLine({"check", "serve", "--port", "0"},
+               "not expected here: [serve] [--port] [0] (see vexassl check --help)");
+}
+
+TEST(WrongArguments, controlCharactersOfAnArgumentDoNotReachTheTerminal) {
+    const Outcome outcome = runTool({"\x1b[31m"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors.find('\x1b'), std::string::npos);
+}
+
+TEST(WrongArguments, argumentWithoutANameIsCalledAsInTheHelp) {
+    expectLine({"connect"}, "HOST:PORT is required (see vexassl connect --help)");
+    expectLine({"explain", "localhost:1", "--file", "x"},
+               "HOST:PORT excludes --file (see vexassl explain --help)");
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,11 @@
+#include "UnusedFiles.h"
+
+#include <vector>
+
+namespace VexaSsl::tool {
+
+std::vector<UnusedFile> unusedFiles() {
+    return {};
+}
+
+} // namespace VexaSsl::tool
