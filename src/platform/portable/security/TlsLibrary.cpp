@@ -169,11 +169,15 @@ bool isDefaultContextAsItComes() noexcept {
 
 } // namespace
 
-OSSL_LIB_CTX* libraryForClients() {
+OSSL_LIB_CTX* libraryForClients() noexcept {
     if (!isDefaultContextAsItComes())
         return nullptr;
-    static OSSL_LIB_CTX* const library = makeLibrary();
-    return library;
+    try {
+        static OSSL_LIB_CTX* const library = makeLibrary();
+        return library;
+    } catch (const std::bad_alloc&) { // it only saves time
+        return nullptr;
+    }
 }
 
 } // namespace VexaSsl::portable

@@ -13,8 +13,8 @@ namespace VexaSsl::portable {
 // For a client without a certificate of its own; a private key would be copied on its way from one
 // library context to another. Null, OpenSSL's default context, where the host or the system's
 // configuration of OpenSSL has activated providers of its own or asked for approved algorithms:
-// what they decide counts for every connection. They are asked anew each time. Any thread. Throws
-// std::bad_alloc.
-OSSL_LIB_CTX* libraryForClients();
+// what they decide counts for every connection; and where the other context can't be made. Asked
+// anew each time. Any thread.
+OSSL_LIB_CTX* libraryForClients() noexcept;
 
 } // namespace VexaSsl::portable
