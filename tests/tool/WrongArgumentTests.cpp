@@ -9,7 +9,7 @@
 namespace VexaSsl::test {
 namespace {
 
-using ::testing::StartsWith;
+using ::testing::HasSubstr;
 
 const std::string commandNames = "check, explain, certificates, serve, connect, version";
 
@@ -40,6 +40,13 @@ TEST(WrongArguments, missingValueIsAskedForAsTheHelpSpellsIt) {
 TEST(WrongArguments, flagGivenTwiceIsNamed) {
     expectLine({"check", "--ini", "a", "--ini", "b"},
                "--ini may be given once only (see vexassl check --help)");
+}
+
+TEST(WrongArguments, folderInThePlaceOfTheIniFileIsNamed) {
+    const Outcome outcome = runTool({"connect", "localhost:1", "--ini", "/tmp"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr("vexassl: [/tmp] is a folder, no ini file\n"));
 }
 
 TEST(WrongArguments, surplusIsToldInItsOrder) {

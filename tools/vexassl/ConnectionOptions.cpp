@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <cwctype>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace VexaSsl::tool {
 
@@ -25,7 +27,12 @@ bool isWord(const std::wstring& value, std::wstring_view lowerWord) {
 
 std::string reversionText(const ConnectionOptions& options, const Diagnosis& diagnosis) {
     const std::string reason = printableText(diagnosis.reversionReason());
-    if (!std::ifstream(pathOfText(options.iniFile))) {
+    const std::filesystem::path path = pathOfText(options.iniFile);
+    std::error_code unknown;
+    if (std::filesystem::is_directory(path, unknown)) { // which some systems open like a file
+        return "[" + options.iniFile + "] is a folder, no ini file";
+    }
+    if (!std::ifstream(path)) {
         return "cannot open the ini file [" + options.iniFile + "]";
     }
     if (reason == "Can't open config file") {
