@@ -136,10 +136,12 @@ TEST(ServeJson, everyConnectionThatBeganHasEndedBeforeTheServer) {
 }
 
 TEST(ServeJson, fullDiskIsUsageBeforeAnybodyCalls) {
-    Command server({VEXASSL_TOOL, "serve", "--port", "0", "--json"}, Command::Input::none(),
-                   "/dev/full");
-    EXPECT_EQ(server.exitStatus(), 1);
-    EXPECT_THAT(server.errors(), HasSubstr("vexassl: cannot write to standard output"));
+    for (const Words& more : {Words{"--json"}, Words{}}) {
+        Command server(Words{VEXASSL_TOOL, "serve", "--port", "0"} + more, Command::Input::none(),
+                       "/dev/full");
+        EXPECT_EQ(server.exitStatus(), 1);
+        EXPECT_THAT(server.errors(), HasSubstr("vexassl: cannot write to standard output"));
+    }
 }
 
 // A reader that takes the first line only, and leaves the pipe full behind it. The stop comes once
