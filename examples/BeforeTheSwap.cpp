@@ -21,9 +21,9 @@ int connectTo(const char* host, const char* port) {
     int connected = -1;
     for (const addrinfo* a = addresses; a && connected == -1; a = a->ai_next) {
         const int s = socket(a->ai_family, SOCK_STREAM, 0);
-        if (connect(s, a->ai_addr, a->ai_addrlen) == 0) {
+        if (s != -1 && connect(s, a->ai_addr, a->ai_addrlen) == 0) {
             connected = s;
-        } else {
+        } else if (s != -1) {
             close(s);
         }
     }

@@ -7,9 +7,8 @@
 #include <VexaSsl/VexaSsl.h>
 
 #include <chrono>
-#include <ctime>
+#include <cstdio>
 #include <exception>
-#include <iomanip>
 #include <iostream>
 #include <mutex>
 #include <string>
@@ -19,7 +18,8 @@ namespace {
 
 using namespace VexaSsl;
 
-// Units that stand for no character are shown as "?": the text may come from a peer.
+// Units that stand for no character are shown as "?": the text may come from a peer. On Windows
+// that meets the two halves of a rare character too.
 std::string utf8(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t unit : text) {
@@ -48,6 +48,19 @@ std::string utf8(const std::wstring& text) {
     return bytes;
 }
 
+// The time of day, UTC.
+std::string timeText() {
+    using namespace std::chrono;
+    const auto now = floor<milliseconds>(system_clock::now());
+    const hh_mm_ss time(now - floor<days>(now));
+    char text[32];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03dZ", static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()),
+                  static_cast<int>(time.seconds().count()),
+                  static_cast<int>(time.subseconds().count()));
+    return text;
+}
+
 const char* word(Severity severity) {
     switch (severity) {
     case Severity::Debug:
@@ -73,11 +86,7 @@ public:
             kept.push_back(utf8(text));
         }
         if (severity >= threshold) {
-            const std::time_t now = std::chrono::system_clock::to_time_t(clock::now());
-            std::tm utc{};
-            gmtime_r(&now, &utc);
-            std::cerr << std::put_time(&utc, "%FT%TZ ") << word(severity) << " " << utf8(text)
-                      << "\n";
+            std::cerr << timeText() << " " << word(severity) << " " << utf8(text) << "\n";
         }
     } catch (const std::exception&) { // out of memory: the line is lost, the connection isn't
     }
@@ -94,7 +103,6 @@ public:
     }
 
 private:
-    using clock = std::chrono::system_clock;
     mutable std::mutex lock;
     Severity threshold = Severity::Info;
     std::vector<std::string> kept;

@@ -6,37 +6,18 @@
 // Prints "port <number>" when it is ready (PORT 0 takes a free one) and ends after that many
 // clients. One client at a time keeps it small; a real server posts AcceptEx and runs
 // completeAcceptEx, which is the handshake, on a thread of the connection's own.
+#include "Listener.h"
+
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
-#include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <stdexcept>
+#include <string>
 
 namespace {
 
 using namespace VexaSsl;
-
-SOCKET listenLocally(u_short port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
-    if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(s, 16) != 0) {
-        throw std::runtime_error("can't listen");
-    }
-    return s;
-}
-
-u_short portOf(SOCKET s) {
-    sockaddr_in address{};
-    int length = sizeof address;
-    getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
 
 void setOption(SOCKET s, int option, const void* value, int size) {
     setsockopt(s, SOL_SOCKET, option, static_cast<const char*>(value), size);
@@ -89,18 +70,15 @@ int main(int argc, char** argv) {
         std::cerr << "server_host PORT INI-FILE CONNECTION CLIENTS\n";
         return 1;
     }
-    WSADATA data;
-    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) { // the library leaves this to its host
-        return 1;
-    }
     try {
+        const Winsock winsock;
         SslLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));
-        const SOCKET listener = listenLocally(static_cast<u_short>(std::atoi(argv[1])));
+        const SOCKET listener = listenLocally(static_cast<u_short>(std::stoi(argv[1])));
         std::cout << "port " << portOf(listener) << std::endl;
         bool allWell = true;
-        for (int client = std::atoi(argv[4]); client > 0; --client) {
+        for (int client = std::stoi(argv[4]); client > 0; --client) {
             allWell = serveOne(log, *config, listener) && allWell;
         }
         closesocket(listener);

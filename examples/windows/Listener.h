@@ -1,0 +1,57 @@
+// What the hosts among the examples share: Winsock for as long as the program runs, a listening
+// socket on the loopback address, and owners for what must be given back however a function is
+// left.
+#pragma once
+
+#include <VexaSsl/Sockets.h>
+
+#include <stdexcept>
+#include <string>
+
+// The library leaves this to its host. Throws std::runtime_error.
+struct Winsock {
+    Winsock() {
+        WSADATA data;
+        if (WSAStartup(MAKEWORD(2, 2), &data) != 0) {
+            throw std::runtime_error("no Winsock");
+        }
+    }
+    ~Winsock() { WSACleanup(); }
+    Winsock(const Winsock&) = delete;
+    Winsock& operator=(const Winsock&) = delete;
+};
+
+struct FreeLater {
+    addrinfo* list = nullptr;
+    ~FreeLater() {
+        if (list != nullptr) {
+            freeaddrinfo(list);
+        }
+    }
+};
+
+struct CloseLater {
+    SOCKET socket;
+    ~CloseLater() { closesocket(socket); }
+};
+
+// Port 0 takes a free one. Throws std::runtime_error.
+inline SOCKET listenLocally(u_short port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+    if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(s, 16) != 0) {
+        throw std::runtime_error("can't listen");
+    }
+    return s;
+}
+
+inline u_short portOf(SOCKET s) {
+    sockaddr_in address{};
+    int length = sizeof address;
+    getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}

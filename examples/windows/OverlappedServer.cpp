@@ -1,0 +1,144 @@
+// A server that receives by overlapped operations: one thread, several clients, each echoed as its
+// bytes come.
+//
+//   overlapped_server PORT INI-FILE CONNECTION CLIENTS
+//
+// Prints "port <number>" when it is ready and ends when that many clients have come and gone. The
+// handshake blocks, so here one slow client holds up the others; a larger server runs
+// completeAcceptEx on a thread of its own.
+#include "Listener.h"
+
+#include <VexaSsl/SslLog.h>
+#include <VexaSsl/VexaSsl.h>
+
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace VexaSsl;
+
+// A connection, from the AcceptEx posted for it until its end. Always one operation is under way,
+// and the system writes to its state, so it stays where it is made.
+class Client {
+public:
+    Client(ILog& log, const IConfig& config, SOCKET listening)
+        : strategy(instantiateSocketStrategy(log, config)), listener(listening),
+          socket(::socket(AF_INET, SOCK_STREAM, 0)) {
+        state.hEvent = WSACreateEvent();
+        strategy->AcceptEx(listener, socket, buffer, 0, room, room, &count, &state);
+    }
+    ~Client() {
+        closesocket(socket); // what is still posted ends with it
+        WSACloseEvent(state.hEvent);
+    }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool hasCome() const { return come; }
+    HANDLE event() const { return state.hEvent; }
+
+    // What was under way has completed. Result: false at the end of the connection.
+    bool goOn() {
+        const SOCKET posted = come ? socket : listener;
+        const bool well = WSAGetOverlappedResult(posted, &state, &count, FALSE, &flags) != FALSE;
+        const bool first = !std::exchange(come, true);
+        if (first) {
+            setsockopt(socket, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
+                       reinterpret_cast<const char*>(&listener), sizeof listener);
+            return well && strategy->completeAcceptEx() == 0 && post();
+        }
+        // Only the count of the wire tells the peer's end: 0 bytes of plaintext are also a piece of
+        // a record, whose rest is still to come.
+        return well && count != 0 && strategy->completeWSARecv(0, &count, nullptr) == 0 &&
+               echo(static_cast<int>(count)) && drain() && post();
+    }
+
+private:
+    bool post() {
+        WSABUF space{sizeof buffer, buffer};
+        return strategy->WSARecv(socket, &space, 1, &count, &flags, &state, nullptr) == 0 ||
+               WSAGetLastError() == WSA_IO_PENDING;
+    }
+
+    bool echo(int length) {
+        return length == 0 || strategy->send(socket, buffer, length, 0) == length;
+    }
+
+    // What the strategy holds already is announced by no completion.
+    bool drain() {
+        for (;;) {
+            fd_set readable{};
+            FD_SET(socket, &readable);
+            const timeval now{0, 0};
+            if (strategy->select(0, &readable, nullptr, nullptr, &now) != 1) {
+                return true;
+            }
+            const int length = strategy->recv(socket, buffer, sizeof buffer, 0);
+            if (length <= 0 || !echo(length)) {
+                return false;
+            }
+        }
+    }
+
+    static constexpr DWORD room = sizeof(sockaddr_storage) + 16; // for an address
+    std::unique_ptr<ISocketStrategy> strategy;
+    SOCKET listener;
+    SOCKET socket;
+    bool come = false;
+    WSAOVERLAPPED state{};
+    DWORD count = 0;
+    DWORD flags = 0;
+    char buffer[16384];
+};
+
+// Takes so many clients and serves until the last has ended.
+void serve(ILog& log, const IConfig& config, SOCKET listener, int more) {
+    std::vector<std::unique_ptr<Client>> clients;
+    while (more > 0 || !clients.empty()) {
+        if (more > 0 && (clients.empty() || clients.back()->hasCome())) {
+            clients.push_back(std::make_unique<Client>(log, config, listener));
+            --more;
+        }
+        std::vector<HANDLE> events;
+        for (const auto& client : clients) {
+            events.push_back(client->event());
+        }
+        const DWORD met = WSAWaitForMultipleEvents(static_cast<DWORD>(events.size()), events.data(),
+                                                   FALSE, WSA_INFINITE, FALSE);
+        if (met >= events.size()) {
+            throw std::runtime_error("can't wait for so many"); // one wait takes 64
+        }
+        if (!clients[met]->goOn()) {
+            clients.erase(clients.begin() + met);
+        }
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 5) {
+        std::cerr << "overlapped_server PORT INI-FILE CONNECTION CLIENTS\n";
+        return 1;
+    }
+    try {
+        const Winsock winsock;
+        SslLog log;
+        const auto config =
+            constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));
+        const SOCKET listener = listenLocally(static_cast<u_short>(std::stoi(argv[1])));
+        std::cout << "port " << portOf(listener) << std::endl;
+        serve(log, *config, listener, std::stoi(argv[4]));
+        closesocket(listener);
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "; the log tells more\n";
+        return 1;
+    }
+}
