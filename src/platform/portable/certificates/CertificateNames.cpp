@@ -109,7 +109,7 @@ std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
     char text[80] = {};
     if (OBJ_obj2nid(kind) == NID_undef || !shortName)
         OBJ_obj2txt(text, sizeof text, kind, 1);
-    const std::string_view name = *text ? text : shortName;
+    const std::string_view name = *text || !shortName ? text : shortName;
     return {name.begin(), name.end()};
 }
 
