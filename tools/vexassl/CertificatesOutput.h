@@ -12,7 +12,7 @@ namespace VexaSsl::tool {
 struct CertificateListing {
     const std::vector<PersonalCertificate>& all;
     std::vector<std::size_t> places; // of those to show
-    std::vector<UnusedFile> unused; // files that give no certificate
+    std::vector<UnusedFile> unused;  // files that give no certificate
     std::vector<RoleChoice> choices;
     std::vector<LoggedLine> lines; // of the library's own walk; usually none
 };
