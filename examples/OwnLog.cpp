@@ -51,8 +51,8 @@ std::string utf8(const std::wstring& text) {
 // The time of day, UTC.
 std::string timeText() {
     using namespace std::chrono;
-    const auto now = floor<milliseconds>(system_clock::now());
-    const hh_mm_ss time(now - floor<days>(now));
+    const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch());
+    const hh_mm_ss time(now % hours(24));
     char text[32];
     std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03dZ", static_cast<int>(time.hours().count()),
                   static_cast<int>(time.minutes().count()),

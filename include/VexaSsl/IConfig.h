@@ -1,6 +1,7 @@
 // The settings of one connection: a flat table of option names and values, all text. Names that a
 // file can set are those of the manual vexassl.ini(5), UseEncryption for one; those that only a
-// program can set are in VexaSsl/ConfigurationDefinition.h. They are matched without regard to case.
+// program can set are in VexaSsl/ConfigurationDefinition.h. They are matched without regard to
+// case.
 //
 // Empty text means absent. Values are not judged here but where they are used: a bad one makes
 // instantiateSocketStrategy throw, or the first connect or accept fail.

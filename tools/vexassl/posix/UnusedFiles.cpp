@@ -3,7 +3,6 @@
 #include "Text.h"
 #include "VexaPlatform/Certificates.h"
 
-#include <string>
 #include <vector>
 
 namespace VexaSsl::tool {

@@ -14,8 +14,8 @@ bool isSocket(int fd) noexcept;
 // Whether calls on fd return at once. False for a descriptor that isn't open.
 bool isNonBlocking(int fd) noexcept;
 
-// Makes an eventfd readable, so that whoever polls it wakes up. An interruption doesn't keep it from
-// that: the sleeper would sleep for ever.
+// Makes an eventfd readable, so that whoever polls it wakes up. An interruption doesn't keep it
+// from that: the sleeper would sleep for ever.
 void makeReadable(int eventDescriptor) noexcept;
 
 // Sole owner of a descriptor; closes it at the end of its life.
