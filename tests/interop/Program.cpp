@@ -139,6 +139,7 @@ std::optional<int> Program::exitStatus() {
         int status = 0;
         if (::waitpid(process, &status, WNOHANG) == process) {
             process = -1;
+            waitUntil([] { return false; }); // for the end of the output, which comes a bit later
             return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
