@@ -1,26 +1,30 @@
-// What a peer sends right before it closes its TLS stream must come out, although the two often
-// arrive in one read.
+// What a peer sends right before it closes its TLS stream must come out, in however many reads the
+// two arrive; and records that come in pieces are nothing to warn of.
 #include "contract/support/RawPeer.h"
 #include "integration/support/HostSocket.h"
+#include "integration/support/Relay.h"
 #include "tool/Tool.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <thread>
+#include <utility>
 
 namespace VexaSsl::test {
 namespace {
 
-constexpr std::string_view answer = "the answer\n";
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 // Takes one client and one request. The answer and the closure of its stream go out in one piece.
 class AnsweringServer {
 public:
-    AnsweringServer() : thread([this] { serve(); }) {}
+    explicit AnsweringServer(std::string toAnswer)
+        : answer(std::move(toAnswer)), thread([this] { serve(); }) {}
     ~AnsweringServer() { thread.join(); }
 
     std::string target() const { return "localhost:" + std::to_string(listener.port()); }
@@ -38,7 +42,7 @@ private:
             send(client, peer.step(flight));
         }
         peer.open(receive(client));
-        const Bytes data = peer.protect(std::string(answer));
+        const Bytes data = peer.protect(answer);
         send(client, data + peer.shutDown());
         while (!receive(client).empty()) {
         }
@@ -54,18 +58,46 @@ private:
         sendBytes(socket.handle(), std::string(bytes.begin(), bytes.end()));
     }
 
+    const std::string answer;
     Listener listener;
     std::thread thread;
 };
 
-TEST(ConnectClosure, whatCameInOneReadWithTheClosureIsPrinted) {
+void expectToPrint(const std::string& answer) {
     for (int i = 0; i < 5; ++i) {
-        const AnsweringServer server;
+        const AnsweringServer server(answer);
         Command client(connectTo(server.target(), secureClient()), Command::Input::open());
         client.say("a request\n");
         EXPECT_EQ(client.exitStatus(), 0) << client.errors();
         EXPECT_EQ(client.output(), answer);
     }
+}
+
+TEST(ConnectClosure, whatCameInOneReadWithTheClosureIsPrinted) {
+    expectToPrint("the answer\n");
+}
+
+// A read takes one full record, so the closure behind it waits for the next one.
+TEST(ConnectClosure, whatCameInTheReadBeforeTheClosureIsPrinted) {
+    expectToPrint(std::string(16384, 'a'));
+}
+
+Outcome echoedInPieces(const Options& more) {
+    const std::string text(200, 'x');
+    RunningServer server(secureServer());
+    Relay relay(server.port(), {.toServer = {}, .toClient = {.pieceSize = 50}});
+    Outcome outcome =
+        runTool(Words{"connect", "localhost:" + std::to_string(relay.port())} + secureClient(more),
+                Command::Input::text(text));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, text);
+    return outcome;
+}
+
+TEST(ConnectPieces, ofRecordsAreToldOfAtDebugOnly) {
+    EXPECT_THAT(echoedInPieces({}).errors, Not(HasSubstr("[Warning]")));
+    EXPECT_THAT(echoedInPieces({{"MinimumSeverityToLog", "Debug"}}).errors,
+                HasSubstr("[Warning] ::WSARecv completed asynchronously, but there were too few"));
 }
 
 } // namespace

@@ -90,8 +90,10 @@ private:
     void talk(SOCKET s, Watchdog::Guard& guard) {
         report.connected(target.text(), peerAddressText(s), connectionSummary(*strategy));
         const auto input = makeInput();
-        const auto receiver =
-            makeBlockingReceiver(*strategy, s, staysClear ? Passing::Clear : Passing::AsConfigured);
+        // A blocking recv that meets the peer's closure gives up what it took before: an answer
+        // whose closure comes a read later would be lost.
+        const auto receiver = makeOverlappedReceiver(
+            *strategy, s, staysClear ? Passing::Clear : Passing::AsConfigured);
         Conversation(*strategy, s, log, guard, *input, *receiver).run();
     }
 

@@ -125,7 +125,8 @@ void Conversation::judge() const {
     if (diagnosis.status() != ExitStatus::Well && !closureIsMissed) {
         throw Failure(diagnosis.status(), causeText(diagnosis));
     }
-    if (receiveFailed) {
+    // The peer's orderly closure ends an overlapped receive with a failure; it is an end.
+    if (receiveFailed && !diagnosis.peerClosed() && !closureIsMissed) {
         throw Failure(ExitStatus::CutShort, "connection lost: " + socketErrorText(receiveError));
     }
     if (cutInRecord) {

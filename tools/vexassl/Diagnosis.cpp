@@ -102,9 +102,14 @@ ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
     return isTrustStatus(code) ? ExitStatus::PeerNotTrusted : ExitStatus::Handshake;
 }
 
+bool Diagnosis::isPartialRead(std::wstring_view text) {
+    return text.starts_with(L"Haven't received enough data to decrypt. ") ||
+           text.starts_with(L"::WSARecv completed asynchronously, but there were too few bytes");
+}
+
 void Diagnosis::observe(std::wstring_view text) {
     observeReversion(text);
-    if (text.starts_with(L"Haven't received enough data to decrypt. ")) {
+    if (isPartialRead(text)) {
         ++partials;
     }
     if (text.starts_with(L"InitializeSecurityContext: Sending token to server")) {

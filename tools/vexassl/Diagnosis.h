@@ -29,8 +29,11 @@ public:
     bool revertedToPlain() const { return reverted; }
     const std::wstring& reversionReason() const { return reversion; }
 
-    // How often bytes came that did not complete a record. A receive that raised this count and
-    // then met the end of the stream was cut inside a record.
+    // Whether a line tells of bytes that did not complete a record. It is everyday work:
+    // a record comes in as many pieces as it likes.
+    static bool isPartialRead(std::wstring_view text);
+    // How often there was such a line. A receive that raised this count and then met the end of the
+    // stream was cut inside a record.
     unsigned long partialReads() const { return partials; }
 
     // The peer closed the stream in good order.

@@ -93,13 +93,16 @@ public:
         while (!end.isReached()) {
             DWORD count = 0;
             bool isEnd = false;
-            if (!receiveOnce(buffer, size, count, isEnd)) {
-                if (passing == Passing::Clear) {
-                    return -1;
-                }
-                end.reach(-1);
-            } else if (count > 0 || isEnd) {
+            const bool hasReceived = receiveOnce(buffer, size, count, isEnd);
+            if (hasReceived && count > 0) {
                 return noteFilling(static_cast<int>(count), size);
+            }
+            if (!hasReceived || isEnd) {
+                const int result = hasReceived ? 0 : -1;
+                if (passing == Passing::Clear) {
+                    return result;
+                }
+                end.reach(result);
             }
             // Otherwise what came is no whole record yet.
         }
@@ -108,7 +111,8 @@ public:
 
 private:
     // One receive, from posting it to its application bytes. isEnd: the peer has closed, which
-    // only the count of the completion itself tells.
+    // only the count of the completion itself tells; nothing is left to complete then, since each
+    // completion before has delivered all that it had, or left mayHoldMore.
     bool receiveOnce(char* buffer, int size, DWORD& count, bool& isEnd) {
         event.reset();
         WSAOVERLAPPED overlapped{};
@@ -128,7 +132,7 @@ private:
             return false;
         }
         isEnd = count == 0;
-        return strategy.completeWSARecv(0, &count, nullptr) == 0;
+        return isEnd || strategy.completeWSARecv(0, &count, nullptr) == 0;
     }
 
     // A wait can fail for a want of descriptors or memory while the receive is still pending, and

@@ -29,11 +29,12 @@ ToolLog::ToolLog(LinePrinter& linePrinter, std::string linePrefix)
     : printer(linePrinter), prefix(std::move(linePrefix)) {}
 
 void ToolLog::log(Severity severity, const std::wstring& text) {
+    const Severity weight = Diagnosis::isPartialRead(text) ? Severity::Debug : severity;
     bool wanted = false;
     {
         const std::lock_guard lock(mutex);
         causes.observe(text);
-        wanted = !silent && severity >= threshold;
+        wanted = !silent && weight >= threshold;
     }
     if (!wanted) {
         return;

@@ -1,6 +1,7 @@
 // The tool's sink: one per connection, so that causes don't mix. A line at or above the threshold
 // goes to stderr as "[Warning] text", behind the connection's prefix, or as an object; every line,
-// dropped ones included, feeds the diagnosis.
+// dropped ones included, feeds the diagnosis. Pieces of records are told of at Debug only, whatever
+// the library calls them: on a real network they would be most of the log.
 //
 // Threads: any; each log has a lock of its own, and all share the one of the printer.
 // Ownership: the printer is borrowed and outlives the log; the log outlives the strategies.
