@@ -17,6 +17,12 @@ TEST(Version, libraryPlatformAndItsSecurityLibraryAreShown) {
     EXPECT_THAT(outcome.output, HasSubstr("security      OpenSSL 3."));
 }
 
+TEST(Version, isAFlagToo) {
+    const Outcome outcome = runTool({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, runTool({"version"}).output);
+}
+
 TEST(Version, jsonIsOneObject) {
     const Outcome outcome = runTool({"version", "--json"});
     EXPECT_EQ(outcome.status, 0);

@@ -25,7 +25,7 @@ TEST(WrongArguments, withoutACommandTheCommandsAreTold) {
 }
 
 TEST(WrongArguments, unknownCommandIsNamed) {
-    for (const std::string word : {"dance", "CHECK", "--version"}) {
+    for (const std::string word : {"dance", "CHECK", "--verbose"}) {
         expectLine({word}, "[" + word + "] is no command; the commands are " + commandNames +
                                " (see vexassl --help)");
     }

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -145,6 +146,7 @@ const Command* findParsed(const std::vector<Command>& commands, const CLI::App& 
 ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const char* const* argv) {
     CLI::App app("", "vexassl");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "");
     for (const Command& command : commands) {
         addFlags(*app.add_subcommand(command.name, command.summary), command.flags);
     }
@@ -154,6 +156,8 @@ ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const 
         const Command* asked = findParsed(commands, app);
         writeText(asked == nullptr ? generalHelp(commands) : commandHelp(*asked));
         return ExitStatus::Well;
+    } catch (const CLI::CallForVersion&) {
+        return runCommandLine(commands, 2, std::array{*argv, "version"}.data());
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> arguments(argv + 1, argv + argc);
         const Command* asked = findParsed(commands, app);
