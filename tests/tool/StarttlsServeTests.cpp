@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <sstream>
 
 namespace VexaSsl::test {
 namespace {
@@ -35,6 +36,37 @@ TEST(StarttlsServe, greetsAndOffersTheSwitchInTheClear) {
     client.hear("250 2.0.0 well\r\n");
     client.say("QUIT\r\n");
     EXPECT_THAT(client.hearToTheEnd(), HasSubstr("221 "));
+}
+
+// What every server of this protocol answers (RFC 5321, 4.5.1), and what the greeting promises.
+TEST(StarttlsServe, knowsEachCommandThatItNames) {
+    RunningServer server(mailServer());
+    ClearClient client(server.port());
+    client.say("EHLO client.test\r\n");
+    client.hear("250 HELP\r\n");
+    client.say("HELP\r\n");
+    const std::string help = client.hear("\r\n");
+    EXPECT_THAT(help, StartsWith("214 "));
+    std::istringstream words(help);
+    std::string word;
+    words >> word >> word;
+    std::size_t known = 0;
+    while (words >> word) {
+        ClearClient other(server.port());
+        other.hear("\r\n");
+        other.say(word + "\r\n");
+        EXPECT_THAT(other.hear("\r\n"), Not(StartsWith("502"))) << word;
+        ++known;
+    }
+    EXPECT_EQ(known, 11U);
+}
+
+TEST(StarttlsServe, verifiesNoAddress) {
+    RunningServer server(mailServer());
+    ClearClient client(server.port());
+    client.hear("\r\n");
+    client.say("VRFY somebody\r\n");
+    EXPECT_THAT(client.hear("\r\n"), StartsWith("252 "));
 }
 
 TEST(StarttlsServe, takesNoMailInTheClear) {
@@ -87,7 +119,7 @@ TEST(StarttlsServe, asksForTheRightOrder) {
     const Outcome outcome =
         sayInTls(server, "EHLO\r\nEHLO x\r\nSTARTTLS\r\nDATA\r\nRCPT TO:<a@b>\r\nMAIL FROM:a@b\r\n"
                          "MAIL FROM:<a@b>\r\nMAIL FROM:<a@b>\r\nRCPT TO:<>\r\nDATA\r\nRSET\r\n"
-                         "RCPT TO:<a@b>\r\nVRFY a\r\n\r\nQUIT\r\n");
+                         "RCPT TO:<a@b>\r\nEXPN a\r\n\r\nQUIT\r\n");
     std::string codes;
     for (std::size_t at = 0; at < outcome.output.size(); at = outcome.output.find("\r\n", at) + 2) {
         codes += outcome.output.substr(at, 4);
