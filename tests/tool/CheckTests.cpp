@@ -5,14 +5,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace VexaSsl::test {
 namespace {
 
 using testing::ContainsRegex;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 std::string storeWith(const std::string& options) {
     return "[Connections]\nTested=Secure\n[Secure]\n" + options;
@@ -132,6 +136,42 @@ TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
     const Outcome found = runTool(store);
     EXPECT_EQ(found.status, 0);
     EXPECT_THAT(found.errors, Not(HasSubstr("[unused-file]")));
+}
+
+// Whoever has the key can pass for the server. Above a folder that is closed to others nothing of
+// it can be read by them.
+TEST(Check, keyThatEverybodyMayReadIsWorthANote) {
+    using std::filesystem::perms;
+    const Configured files(storeWith("UseEncryption=True\n"));
+    const OwnCertificates own;
+    own.put("one.pem", contents(pki::file("server-rsa", "cert")));
+    own.put("one.key", contents(pki::file("server-rsa", "key")));
+    own.put("two.pem",
+            contents(pki::file("server-rsa", "cert")) + contents(pki::file("server-rsa", "key")));
+    const std::filesystem::path my = own.folder / "my";
+    const auto exposed = [&] {
+        return findings(runTool({"check", "--ini", files.ini.string(), "--connection", "Tested",
+                                 "--certificates", own.folder.string()}),
+                        "exposed-key");
+    };
+    const auto allow = [](const std::filesystem::path& path, perms right) {
+        std::filesystem::permissions(path, right, std::filesystem::perm_options::add);
+    };
+    const auto forbid = [](const std::filesystem::path& path, perms right) {
+        std::filesystem::permissions(path, right, std::filesystem::perm_options::remove);
+    };
+    for (const char* name : {"one.pem", "one.key", "two.pem"}) {
+        allow(my / name, perms::others_read);
+    }
+    for (const std::filesystem::path& folder : {own.folder.parent_path(), own.folder, my}) {
+        allow(folder, perms::others_exec);
+    }
+    EXPECT_THAT(exposed(), ElementsAre(StartsWith((my / "one.key").string() + ": note: "),
+                                       StartsWith((my / "two.pem").string() + ": note: ")));
+    forbid(my / "one.key", perms::others_read);
+    EXPECT_THAT(exposed(), ElementsAre(StartsWith((my / "two.pem").string())));
+    forbid(my, perms::others_exec);
+    EXPECT_THAT(exposed(), IsEmpty());
 }
 
 TEST(Check, severalCertificatesOfTheNameAreWorthANote) {

@@ -1,6 +1,7 @@
 #include "ConfigurationCheck.h"
 
 #include "Diagnosis.h"
+#include "ExposedKeys.h"
 #include "LogCollector.h"
 #include "Text.h"
 #include "UnusedFiles.h"
@@ -44,6 +45,7 @@ public:
                 tryRole(isServer);
             }
             tellUnusedFiles();
+            tellExposedKeys();
         }
         return std::move(checked);
     }
@@ -199,6 +201,20 @@ private:
         for (const UnusedFile& file : unusedFiles()) {
             notes.add({Gravity::Note, "unused-file", "counts for nothing: " + file.text, file.path,
                        0, ExitStatus::Usage});
+        }
+        add(notes.told());
+    }
+
+    void tellExposedKeys() {
+        if (checked.stack.empty() || checked.stack == "plain") {
+            return;
+        }
+        FindingList notes;
+        for (const std::string& file : exposedKeys()) {
+            notes.add({Gravity::Note, "exposed-key",
+                       "every account of this machine may read this private key or its password; "
+                       "chmod o-r takes that away",
+                       file, 0, ExitStatus::Usage});
         }
         add(notes.told());
     }

@@ -199,3 +199,6 @@ openssl pkey -traditional -aes128 -passout pass:secret -in "$top/all/encrypted-k
 cp "$work/encrypted.pem" "$top/all/encrypted-key/key.pem"
 leaf other-key ec authority localhost "$local_names" "$server_usage" "$usual_time"
 cp "$top/all/client/key.pem" "$top/all/other-key/key.pem"
+
+# As a careful administrator leaves them.
+chmod o-r "$top"/my/* "$top"/all/*/key.pem
