@@ -1,5 +1,6 @@
 // vexassl explain HOST:PORT: the chain is seen though a connection refuses it.
 #include "integration/support/HostSocket.h"
+#include "tool/StarttlsTalk.h"
 #include "tool/Tool.h"
 
 #include <gmock/gmock.h>
@@ -113,6 +114,37 @@ void expectFailure(const Outcome& outcome, int status, const std::string& line) 
 TEST(ExplainPeer, serverWithoutTlsShowsNoCertificate) {
     RunningServer server(plainText());
     expectFailure(explained(server.target()), 4, "showed no certificate: ");
+}
+
+TEST(ExplainPeer, serverThatBeginsInTheClearIsAskedForTlsFirst) {
+    RunningServer good(switchableServer() + Words{"--starttls", "smtp"});
+    const Outcome trusted = explained(good.target(), {"--starttls", "smtp"});
+    EXPECT_EQ(trusted.status, 0) << trusted.errors;
+    EXPECT_THAT(trusted.output, HasSubstr("[Info] An encrypted connection has been successfully"));
+    RunningServer expired(switchableServer(pki::expired) + Words{"--starttls", "smtp"});
+    const Outcome refused = explained(expired.target(), {"--starttls", "smtp"});
+    EXPECT_EQ(refused.status, 5);
+    EXPECT_THAT(refused.output, HasSubstr("expired: its validity ended at 2021-01-01"));
+    EXPECT_THAT(refused.output,
+                HasSubstr("    [Error] InitializeSecurityContext failed with: 2148074280 ("));
+}
+
+TEST(ExplainPeer, serverThatOffersNoTlsSaysSo) {
+    ScriptedServer server({{"", "220 here\r\n"}, {"EHLO", "250 here\r\n"}});
+    expectFailure(explained(server.target(), {"--starttls", "smtp"}), 4, "STARTTLS");
+}
+
+TEST(ExplainPeer, silenceInTheAgreementTimesOut) {
+    const Listener silent;
+    expectFailure(explained("127.0.0.1:" + std::to_string(silent.port()),
+                            {"--starttls", "imap", "--timeout", "1"}),
+                  3, "timed out talking to 127.0.0.1:");
+}
+
+TEST(ExplainPeer, agreementWithoutAServerIsUsage) {
+    const Outcome outcome = runTool({"explain", "--store", "x", "--starttls", "smtp"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr("--starttls"));
 }
 
 TEST(ExplainPeer, nobodyThereCannotBeConnected) {

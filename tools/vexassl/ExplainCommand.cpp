@@ -7,6 +7,7 @@
 #include "PeerChain.h"
 #include "Text.h"
 #include "certificates/CertificateStore.h"
+#include "starttls/Agreements.h"
 
 #include <algorithm>
 #include <chrono>
@@ -67,7 +68,7 @@ std::vector<LoggedLine> usualLines(std::vector<LoggedLine> lines) {
 }
 
 ExitStatus explainPeer(const ExplainOptions& options) {
-    const PeerQuestion peer{parseEndpoint(options.target), options.name,
+    const PeerQuestion peer{parseEndpoint(options.target), options.name, options.startTls,
                             std::chrono::seconds(options.timeoutSeconds)};
     ChainQuestion question = questionOf(options);
     if (question.name.empty()) {
@@ -160,6 +161,12 @@ Flags explainFlags(ExplainOptions& options) {
     return {
         {"target", "HOST:PORT", "A server to ask for its chain, an IPv6 address as [::1]:443",
          &options.target},
+        {.name = "--starttls",
+         .value = "PROTOCOL",
+         .text = "The server begins in the clear: ask for TLS in this protocol",
+         .target = &options.startTls,
+         .words = agreementNames(),
+         .needs = "target"},
         {.name = "--file",
          .value = "FILE",
          .text = "PEM or DER, the certificate in question first; - for standard input",
@@ -214,6 +221,7 @@ Command explainCommand() {
         "Say why a certificate chain is or isn't trusted, and what to do about it",
         explainFlags(*options),
         {{"vexassl explain mail.example.com:465", "what a server sends, as this machine sees it"},
+         {"vexassl explain mail.example.com:25 --starttls smtp", "the same where TLS begins later"},
          {"vexassl explain --file chain.pem --name www.example.com --at +30d",
           "whether a chain will still do in a month"},
          {"vexassl explain --store www.example.com --purpose server --json",

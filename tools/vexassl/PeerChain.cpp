@@ -11,6 +11,8 @@
 #include "secure/NegotiationBuffer.h"
 #include "secure/NegotiationStep.h"
 #include "secure/SecurityContext.h"
+#include "starttls/Agreements.h"
+#include "starttls/OtlsSwitch.h"
 
 #include <functional>
 #include <memory>
@@ -158,10 +160,18 @@ CertificateHandle Probe::peerCertificate() {
 
 using Talk = std::function<void(ISocketStrategy&, SOCKET)>;
 
-std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, bool encrypted) {
-    const auto config = constructDefaultSslConfiguration(log, L"Default");
-    config->setValue(L"UseEncryption", encrypted ? L"True" : L"False");
+// A name of its own, since the built-in ones are refused where TLS begins later.
+std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, const wchar_t* useEncryption) {
+    const auto config = constructDefaultSslConfiguration(log, L"Explained");
+    config->setValue(L"UseEncryption", useEncryption);
     return instantiateSocketStrategy(log, *config);
+}
+
+// What breaks off because time is up says something else first.
+void requireTimeLeft(const Watchdog::Guard& guard, const PeerQuestion& question) {
+    if (guard.expired()) {
+        throw Failure(ExitStatus::TimedOut, "timed out talking to " + question.target.text());
+    }
 }
 
 // Connects to the first address that answers and has talk done there. Throws Failure when none
@@ -182,12 +192,15 @@ void connectAndTalk(ISocketStrategy& strategy, const PeerQuestion& question, con
         const int result =
             strategy.connect(socket.get(), address->ai_addr, static_cast<int>(address->ai_addrlen));
         error = result == 0 ? 0 : platform::WSAGetLastError();
-        if (error == 0) {
-            talk(strategy, socket.get());
+        try {
+            if (error == 0) {
+                talk(strategy, socket.get());
+            }
+        } catch (const Failure&) {
+            requireTimeLeft(guard, question);
+            throw;
         }
-        if (guard.expired()) {
-            throw Failure(ExitStatus::TimedOut, "timed out talking to " + question.target.text());
-        }
+        requireTimeLeft(guard, question);
         if (error == 0) {
             return;
         }
@@ -202,8 +215,11 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
     LogCollector log;
     CertificateChain chain;
     std::string end;
-    connectAndTalk(*makeStrategy(log, false), question,
+    connectAndTalk(*makeStrategy(log, L"False"), question,
                    [&](ISocketStrategy& strategy, SOCKET socket) {
+                       if (!question.startTls.empty()) {
+                           agreeOn(question.startTls, strategy, socket);
+                       }
                        Probe probe(strategy, socket,
                                    question.name.empty() ? question.target.host : question.name);
                        chain.leaf = probe.run();
@@ -224,8 +240,16 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
 
 std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question) {
     LogCollector log;
+    const auto switchOver = [&question](ISocketStrategy& strategy, SOCKET socket) {
+        agreeOn(question.startTls, strategy, socket);
+        switchToTls(strategy);
+    };
     try {
-        connectAndTalk(*makeStrategy(log, true), question, [](ISocketStrategy&, SOCKET) {});
+        if (question.startTls.empty()) {
+            connectAndTalk(*makeStrategy(log, L"True"), question, [](ISocketStrategy&, SOCKET) {});
+        } else {
+            connectAndTalk(*makeStrategy(log, L"Opportunistically"), question, switchOver);
+        }
     } catch (const Failure&) {
         // What the library has to say of it is in the lines.
     }

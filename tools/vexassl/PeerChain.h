@@ -17,11 +17,12 @@ namespace VexaSsl::tool {
 struct PeerQuestion {
     Endpoint target;
     std::string name;                // what to tell the server we look for; the host's if empty
+    std::string startTls;            // the protocol to ask for TLS in; empty: it comes at once
     std::chrono::seconds timeout{0}; // for the connection and the handshake; 0 waits for ever
 };
 
 // Connects and asks for the chain. Throws Failure: CannotConnect, TimedOut, or Handshake when the
-// peer showed no certificate.
+// peer doesn't agree on TLS or showed no certificate.
 CertificateChain fetchPeerChain(const PeerQuestion& question);
 
 // Connects as a host of the library does, with encryption and its usual checks, and gives the lines
