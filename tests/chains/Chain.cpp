@@ -32,18 +32,21 @@ EVP_PKEY* makeKey(KeyKind kind) {
 
 Der signatureAlgorithm(const EVP_PKEY* key, Digest digest) {
     const bool isRsa = EVP_PKEY_is_a(key, "RSA") == 1;
-    if (!isRsa && EVP_PKEY_is_a(key, "EC") != 1)
+    if (!isRsa && EVP_PKEY_is_a(key, "EC") != 1) {
         return sequence({identifier("1.3.101.112")});
-    if (!isRsa)
+    }
+    if (!isRsa) {
         return sequence(
             {identifier(digest == Digest::sha1 ? "1.2.840.10045.4.1" : "1.2.840.10045.4.3.2")});
+    }
     const char* const number = digest == Digest::md5 ? "4" : digest == Digest::sha1 ? "5" : "11";
     return sequence({identifier("1.2.840.113549.1.1." + std::string(number)), tlv(0x05, "")});
 }
 
 const EVP_MD* digestFor(const EVP_PKEY* key, Digest digest) {
-    if (EVP_PKEY_is_a(key, "ED25519") == 1)
+    if (EVP_PKEY_is_a(key, "ED25519") == 1) {
         return nullptr;
+    }
     return digest == Digest::md5 ? EVP_md5() : digest == Digest::sha1 ? EVP_sha1() : EVP_sha256();
 }
 
@@ -58,8 +61,9 @@ Der signatureOf(const Der& bytes, EVP_PKEY* key, Digest digest) {
     done = done && EVP_DigestSign(run, reinterpret_cast<unsigned char*>(signature.data()), &size,
                                   data, bytes.size()) == 1;
     EVP_MD_CTX_free(run);
-    if (!done)
+    if (!done) {
         throw std::runtime_error("can't sign");
+    }
     signature.resize(size);
     return signature;
 }
@@ -87,33 +91,41 @@ Der constraintsOf(const Link& link) {
 
 Der subtrees(unsigned char tag, const std::vector<Der>& names) {
     Der content;
-    for (const Der& name : names)
+    for (const Der& name : names) {
         content += sequence({name});
+    }
     return names.empty() ? Der() : tlv(tag, content);
 }
 
 Der usagesOf(const Link& link) {
     std::vector<Der> identifiers;
-    for (const std::string& usage : link.usages)
+    for (const std::string& usage : link.usages) {
         identifiers.push_back(identifier(usage));
+    }
     return sequence(identifiers);
 }
 
 Der extensionsOf(const Link& link) {
     Der all;
-    if (link.tellsConstraints)
+    if (link.tellsConstraints) {
         all += extension("2.5.29.19", true, constraintsOf(link));
-    if (link.keyUsage)
+    }
+    if (link.keyUsage) {
         all += extension("2.5.29.15", true, bits(Der(1, static_cast<char>(*link.keyUsage))));
-    if (link.tellsUsages)
+    }
+    if (link.tellsUsages) {
         all += extension("2.5.29.37", false, usagesOf(link));
-    if (!link.names.empty())
+    }
+    if (!link.names.empty()) {
         all += extension("2.5.29.17", link.criticalNames, sequence(link.names));
-    if (!link.permitted.empty() || !link.excluded.empty())
+    }
+    if (!link.permitted.empty() || !link.excluded.empty()) {
         all += extension("2.5.29.30", true,
                          sequence({subtrees(0xA0, link.permitted), subtrees(0xA1, link.excluded)}));
-    for (const Der& further : link.extensions)
+    }
+    for (const Der& further : link.extensions) {
         all += further;
+    }
     return all.empty() ? Der() : tlv(0xA3, tlv(0x30, all));
 }
 
@@ -129,8 +141,9 @@ Der nextSerialNumber() {
 const Link& rootNamed(const std::string& name) {
     const auto found = std::find_if(roots().begin(), roots().end(),
                                     [&name](const Link& root) { return root.name == name; });
-    if (found == roots().end())
+    if (found == roots().end()) {
         throw std::invalid_argument("no root " + name);
+    }
     return *found;
 }
 
@@ -139,10 +152,12 @@ const Link& rootNamed(const std::string& name) {
 EVP_PKEY* keyOf(const std::string& name, KeyKind kind) {
     static auto& keys = *new std::map<std::pair<std::string, KeyKind>, EVP_PKEY*>;
     EVP_PKEY*& key = keys[{name, kind}];
-    if (!key)
+    if (!key) {
         key = makeKey(kind);
-    if (!key)
+    }
+    if (!key) {
         throw std::runtime_error("can't make a key");
+    }
     return key;
 }
 
@@ -308,18 +323,22 @@ Shown Chain::make() const {
     for (std::size_t i = 0; i < links.size(); ++i) {
         const bool isWithheld =
             std::find(withheld.begin(), withheld.end(), links[i].name) != withheld.end();
-        if (!isWithheld)
+        if (!isWithheld) {
             shown.certificates.push_back(
                 issue(links[i], i + 1 < links.size() ? links[i + 1] : root));
+        }
     }
-    if (showsRoot)
+    if (showsRoot) {
         shown.certificates.push_back(issue(root, root));
-    for (const Chain& other : others) {
-        for (const Der& certificate : other.make().certificates)
-            shown.certificates.push_back(certificate);
     }
-    if (backwards)
+    for (const Chain& other : others) {
+        for (const Der& certificate : other.make().certificates) {
+            shown.certificates.push_back(certificate);
+        }
+    }
+    if (backwards) {
         std::reverse(shown.certificates.begin() + 1, shown.certificates.end());
+    }
     return shown;
 }
 

@@ -59,8 +59,9 @@ Answer onlyClients() {
 // A chain of so many authorities between leaf and root.
 Chain longChain(int authorities) {
     Chain chain;
-    for (int i = 0; i < authorities; ++i)
+    for (int i = 0; i < authorities; ++i) {
         chain.issuer("authority " + std::to_string(i));
+    }
     return chain;
 }
 
@@ -381,8 +382,9 @@ std::vector<ChainCase> keyCases() {
 std::vector<ChainCase> allCases() {
     std::vector<ChainCase> all;
     for (const auto& cases : {structureCases(), timeCases(), usageCases(), constraintCases(),
-                              nameConstraintCases(), extensionCases(), keyCases()})
+                              nameConstraintCases(), extensionCases(), keyCases()}) {
         all.insert(all.end(), cases.begin(), cases.end());
+    }
     return all;
 }
 
@@ -394,11 +396,13 @@ protected:
         const Der name =
             GetParam().chain.leaf().names.empty() ? Der() : GetParam().chain.leaf().names.front();
         const unsigned char tag = name.empty() ? 0 : static_cast<unsigned char>(name[0]);
-        if (tag == 0x87)
+        if (tag == 0x87) {
             return name[2] == 10 ? L"10.1.2.3" : L"11.1.2.3";
+        }
         std::string text = tag == 0x82 ? name.substr(2) : commonName();
-        if (text.starts_with("*"))
+        if (text.starts_with("*")) {
             text = "www" + text.substr(1);
+        }
         return {text.begin(), text.end()};
     }
 

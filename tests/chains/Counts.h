@@ -15,8 +15,9 @@ class Counts {
 public:
     void note(bool isGood, bool accepted) {
         ++(isGood ? good : bad);
-        if (isGood == accepted)
+        if (isGood == accepted) {
             ++(isGood ? taken : refused);
+        }
     }
     void noteDifference(bool accepted, const std::string& fact, const std::string& reason) {
         ++(accepted ? laxer : stricter);
@@ -26,8 +27,9 @@ public:
 
     // isCompared: with OpenSSL's command.
     void tell(const std::string& suite, bool isCompared = true) const {
-        if (good + bad == 0)
+        if (good + bad == 0) {
             return;
+        }
         const auto of = [](int part, int all) {
             return std::to_string(part) + " of " + std::to_string(all);
         };
@@ -65,8 +67,9 @@ inline void compare(Counts& counts, const std::string& fact, bool isTaken, bool 
     const bool expectedOfOpenSsl = isTaken ? remark.laxer.empty() : !remark.stricter.empty();
     EXPECT_EQ(acceptedByOpenSsl, expectedOfOpenSsl) << output;
     counts.note(isTaken || !remark.harmless.empty(), accepted);
-    if (accepted != acceptedByOpenSsl)
+    if (accepted != acceptedByOpenSsl) {
         counts.noteDifference(accepted, fact, accepted ? remark.laxer : remark.stricter);
+    }
 }
 
 // What the fact of a case becomes in the name of its test.
@@ -75,9 +78,10 @@ inline std::string nameOfFact(std::string fact) {
     bool capital = false;
     for (const char byte : fact) {
         const bool isLetter = std::isalnum(static_cast<unsigned char>(byte)) != 0;
-        if (isLetter)
+        if (isLetter) {
             name +=
                 capital ? static_cast<char>(std::toupper(static_cast<unsigned char>(byte))) : byte;
+        }
         capital = !isLetter;
     }
     return name;

@@ -11,11 +11,13 @@ namespace VexaSsl::test {
 namespace {
 
 Der lengthOf(std::size_t size) {
-    if (size < 0x80)
+    if (size < 0x80) {
         return Der(1, static_cast<char>(size));
+    }
     Der digits;
-    for (; size != 0; size >>= 8)
+    for (; size != 0; size >>= 8) {
         digits.insert(digits.begin(), static_cast<char>(size & 0xFF));
+    }
     return Der(1, static_cast<char>(0x80 | digits.size())) + digits;
 }
 
@@ -27,15 +29,17 @@ Der tlv(unsigned char tag, const Der& content) {
 
 Der sequence(const std::vector<Der>& members) {
     Der content;
-    for (const Der& member : members)
+    for (const Der& member : members) {
         content += member;
+    }
     return tlv(0x30, content);
 }
 
 Der identifier(const std::string& dotted) {
     ASN1_OBJECT* object = OBJ_txt2obj(dotted.c_str(), 1);
-    if (!object)
+    if (!object) {
         throw std::invalid_argument("no object identifier: " + dotted);
+    }
     const Der content(reinterpret_cast<const char*>(OBJ_get0_data(object)), OBJ_length(object));
     ASN1_OBJECT_free(object);
     return tlv(0x06, content);
@@ -67,8 +71,9 @@ Der day(int fromNow) {
 
 Der distinguished(const std::vector<std::string>& commonNames, unsigned char tag) {
     std::vector<Der> attributes;
-    for (const std::string& name : commonNames)
+    for (const std::string& name : commonNames) {
         attributes.push_back(tlv(0x31, sequence({identifier("2.5.4.3"), tlv(tag, name)})));
+    }
     return sequence(attributes);
 }
 
@@ -82,10 +87,12 @@ Der addressBytes(const std::string& bytes) {
 
 Der address(const std::string& literal) {
     char bytes[16];
-    if (inet_pton(AF_INET, literal.c_str(), bytes) == 1)
+    if (inet_pton(AF_INET, literal.c_str(), bytes) == 1) {
         return addressBytes(std::string(bytes, 4));
-    if (inet_pton(AF_INET6, literal.c_str(), bytes) == 1)
+    }
+    if (inet_pton(AF_INET6, literal.c_str(), bytes) == 1) {
         return addressBytes(std::string(bytes, 16));
+    }
     throw std::invalid_argument("no address: " + literal);
 }
 

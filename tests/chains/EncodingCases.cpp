@@ -86,8 +86,9 @@ Edit inside(const Edit& edit) {
 Edit swapped(const Der& from, const Der& to) {
     return [from, to](Der bytes) {
         const std::size_t at = bytes.find(from);
-        if (at == Der::npos)
+        if (at == Der::npos) {
             throw std::logic_error("nothing to swap");
+        }
         return bytes.replace(at, from.size(), to);
     };
 }
@@ -97,8 +98,9 @@ Edit swappedInside(const Der& from, const Der& to) {
 
 Der nested(const Der& opening, std::size_t depth) {
     Der bytes;
-    for (std::size_t i = 0; i < depth; ++i)
+    for (std::size_t i = 0; i < depth; ++i) {
         bytes += opening;
+    }
     return bytes;
 }
 
@@ -164,8 +166,9 @@ std::vector<EncodingCase> wholeCases() {
                 return byteSet(at, 0x04)(bytes);
             }),
     };
-    for (const std::size_t size : {5U, 10U, 20U, 50U, 150U, 200U, 250U, 300U})
+    for (const std::size_t size : {5U, 10U, 20U, 50U, 150U, 200U, 250U, 300U}) {
         rows.push_back(row("its first " + std::to_string(size) + " bytes", cutTo(size)));
+    }
     return rows;
 }
 
@@ -344,8 +347,9 @@ std::vector<EncodingCase> extensionCases() {
         const auto row = [&](const std::string& fact, const Der& content) {
             Chain chain(std::string(kind.name) == "names" ? noNames
                                                           : std::vector<Der>{dns("a.test")});
-            if (std::string(kind.name) == "usages")
+            if (std::string(kind.name) == "usages") {
                 chain.withoutUsages();
+            }
             rows.push_back({fact + " " + kind.name,
                             chain.with(extension(kind.identifier, false, content)), bad});
             return &rows.back();
@@ -356,8 +360,9 @@ std::vector<EncodingCase> extensionCases() {
         row("cut", kind.right.substr(0, kind.right.size() - 1) + "");
         row("too long", kind.right.substr(0, 1) + "\x7F" + kind.right.substr(2));
         Chain twice(std::string(kind.name) == "names" ? noNames : std::vector<Der>{dns("a.test")});
-        if (std::string(kind.name) == "usages")
+        if (std::string(kind.name) == "usages") {
             twice.withoutUsages();
+        }
         rows.push_back({std::string("two times ") + kind.name,
                         twice.with(extension(kind.identifier, false, kind.right))
                             .with(extension(kind.identifier, false, kind.right)),
@@ -428,8 +433,9 @@ std::vector<EncodingCase> oddExtensionCases() {
 std::vector<EncodingCase> allCases() {
     std::vector<EncodingCase> all;
     for (const auto& cases : {wholeCases(), lengthCases(), fieldCases(), keyCases(),
-                              extensionCases(), oddExtensionCases()})
+                              extensionCases(), oddExtensionCases()}) {
         all.insert(all.end(), cases.begin(), cases.end());
+    }
     return all;
 }
 
@@ -442,8 +448,9 @@ std::string pkcs12Of(const Der& bytes, EVP_PKEY* key) {
     STACK_OF(PKCS12_SAFEBAG)* bags = sk_PKCS12_SAFEBAG_new_null();
     PKCS12_SAFEBAG* bag =
         PKCS12_item_pack_safebag(raw, ASN1_ITEM_rptr(ASN1_ANY), NID_x509Certificate, NID_certBag);
-    if (bag) // there is none of no bytes
+    if (bag) { // there is none of no bytes
         sk_PKCS12_SAFEBAG_push(bags, bag);
+    }
     PKCS12_add_key(&bags, key, 0, 0, -1, nullptr);
     STACK_OF(PKCS7)* safes = nullptr;
     PKCS12_add_safe(&safes, bags, -1, 0, nullptr);
@@ -509,8 +516,9 @@ TEST_P(Encodings, lyingInTheStore) {
     const Shown shown = row.chain.make();
     const Der leaf = shown.certificates.front();
     std::string all;
-    for (const Der& certificate : shown.certificates)
+    for (const Der& certificate : shown.certificates) {
         all += armoured(certificate);
+    }
     const Entry asPem = judgedInStore("case.pem", all, shown.key);
     const Entry asDer = judgedInStore("case.cer", leaf, shown.key);
     const Entry asPkcs12 = judgedInStore("case.p12", pkcs12Of(leaf, shown.key), shown.key);

@@ -43,8 +43,9 @@ public:
 private:
     Bench() : socket(static_cast<SOCKET>(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))) {
         std::string anchors;
-        for (const Link& root : roots())
+        for (const Link& root : roots()) {
             anchors += armoured(issue(root, root));
+        }
         folder.write("root/roots.pem", anchors);
         folder.write("roots.pem", anchors);
         const Shown own = Chain().commonName(ownSubject).keyNamed(ownSubject).make();
@@ -76,16 +77,18 @@ LogLine error(const std::wstring& text) {
 }
 
 void sortLines(const CollectingLog& log, Judgement& judgement) {
-    for (const LogLine& line : log.lines)
+    for (const LogLine& line : log.lines) {
         (line.severity == Severity::Debug ? judgement.details : judgement.lines).push_back(line);
+    }
 }
 
 // The command's status, and what it said.
 int run(std::vector<std::string> arguments, std::string& output) {
     const std::string said = Bench::instance().folder.path("said").string();
     std::vector<char*> words;
-    for (std::string& argument : arguments)
+    for (std::string& argument : arguments) {
         words.push_back(argument.data());
+    }
     words.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -96,8 +99,9 @@ int run(std::vector<std::string> arguments, std::string& output) {
         posix_spawn(&child, words.front(), &actions, nullptr, words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     int status = -1;
-    if (started != 0 || waitpid(child, &status, 0) != child)
+    if (started != 0 || waitpid(child, &status, 0) != child) {
         throw std::runtime_error("can't run openssl");
+    }
     std::ifstream file(said, std::ios::binary);
     output.assign(std::istreambuf_iterator<char>(file), {});
     return status;
@@ -127,9 +131,10 @@ Judgement judgedByClient(const Shown& shown, const std::wstring& target) {
 }
 
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target) {
-    if (status == SEC_E_OK)
+    if (status == SEC_E_OK) {
         return {info(L"An encrypted connection has been successfully initialised on " +
                      socketText() + L" (client side)")};
+    }
     std::vector<LogLine> lines = {error(L"InitializeSecurityContext failed with: " +
                                         numberAndText(static_cast<DWORD>(status)))};
     if (status == SEC_E_WRONG_PRINCIPAL) {
@@ -167,15 +172,17 @@ Judgement judgedByServer(const Shown& shown, const std::wstring& acceptable) {
 }
 
 std::vector<LogLine> linesOfServer(const Answer& answer) {
-    if (answer.isGoodClient())
+    if (answer.isGoodClient()) {
         return {info(L"An encrypted connection has been successfully initialised on " +
                      socketText() + L" (server side)")};
-    if (answer.handshake != SEC_E_OK)
+    }
+    if (answer.handshake != SEC_E_OK) {
         return {error(L"AcceptSecurityContext failed with: " +
                       numberAndText(static_cast<DWORD>(answer.handshake))),
                 warning(L"An encrypted connection could not be successfully initialised on " +
                         socketText() + L". Aborting"),
                 error(L"Can't establish a security context. AcceptSecurityContext failed")};
+    }
     return {warning(L"CertVerifyCertificateChainPolicy returned status: " +
                     numberAndText(answer.shownByClient)),
             info(L"The certificate chain is not trusted for client authentication"),
@@ -192,10 +199,12 @@ std::vector<LogLine> linesOfUnacceptable(const std::vector<std::wstring>& names,
                                          const std::wstring& acceptable) {
     std::vector<LogLine> lines;
     std::wstring all;
-    for (const std::wstring& name : names)
+    for (const std::wstring& name : names) {
         all += L"[" + name + L"] ";
-    if (names.empty()) // once for the comparison, once for the report
+    }
+    if (names.empty()) { // once for the comparison, once for the report
         lines.assign(2, warning(L"CertGetNameStringW could not find any names on the certificate"));
+    }
     lines.push_back(info(L"All names on this certificate: " + all));
     lines.push_back(info(L"The names we would accept are: [" + acceptable + L"]"));
     lines.push_back(error(L"The certificate provided by the client is trusted, but not "
@@ -212,13 +221,15 @@ Verification verifiedByOpenSsl(const Shown& shown, Purpose purpose, const std::s
         VEXASSL_OPENSSL, "verify", "-CAfile", folder.path("roots.pem"), "-no-CApath", "-no-CAstore",
         // what a TLS connection asks for unless told otherwise
         "-auth_level", "2", "-purpose", purpose == Purpose::server ? "sslserver" : "sslclient"};
-    if (!target.empty())
+    if (!target.empty()) {
         arguments.insert(arguments.end(),
                          {isAddress(target) ? "-verify_ip" : "-verify_hostname", target});
+    }
     if (shown.certificates.size() > 1) {
         std::string others;
-        for (std::size_t i = 1; i < shown.certificates.size(); ++i)
+        for (std::size_t i = 1; i < shown.certificates.size(); ++i) {
             others += armoured(shown.certificates[i]);
+        }
         folder.write("others.pem", others);
         arguments.insert(arguments.end(), {"-untrusted", folder.path("others.pem")});
     }

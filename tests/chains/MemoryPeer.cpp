@@ -17,8 +17,9 @@ constexpr std::size_t largestRecord = 16384;
 
 std::size_t number(const std::string& bytes, std::size_t at, int count) {
     std::size_t value = 0;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         value = value << 8 | static_cast<unsigned char>(bytes.at(at + static_cast<std::size_t>(i)));
+    }
     return value;
 }
 
@@ -29,8 +30,9 @@ std::string threeBytes(std::size_t value) {
 
 std::string messageShowing(const std::vector<Der>& certificates) {
     std::string list;
-    for (const Der& certificate : certificates)
+    for (const Der& certificate : certificates) {
         list += threeBytes(certificate.size()) + certificate;
+    }
     return static_cast<char>(certificateMessage) + threeBytes(list.size() + 3) +
            threeBytes(list.size()) + list;
 }
@@ -97,8 +99,9 @@ bool showFirst(SSL_CTX* context, const Der& bytes, EVP_PKEY* key, bool isServer)
 bool showFurther(SSL_CTX* context, const Der& bytes) {
     X509* certificate = decoded(bytes);
     if (certificate && encodesTo(certificate, bytes) &&
-        SSL_CTX_add_extra_chain_cert(context, certificate) == 1)
+        SSL_CTX_add_extra_chain_cert(context, certificate) == 1) {
         return true;
+    }
     X509_free(certificate);
     return false;
 }
@@ -127,16 +130,18 @@ MemoryPeer::MemoryPeer(bool isServer, const Shown& shown) {
         prepare();
         replacement = shown.certificates;
         Shown standIn = Chain().keyNamed("leaf").make();
-        if (!show(context.get(), standIn, isServer))
+        if (!show(context.get(), standIn, isServer)) {
             throw std::runtime_error("the peer can't show its own certificate");
+        }
     }
     ssl.reset(SSL_new(context.get()));
     SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
     BIO_set_mem_eof_return(SSL_get_rbio(ssl.get()), -1);
-    if (isServer)
+    if (isServer) {
         SSL_set_accept_state(ssl.get());
-    else
+    } else {
         SSL_set_connect_state(ssl.get());
+    }
     ERR_clear_error();
 }
 
@@ -153,8 +158,9 @@ std::size_t MemoryPeer::say(char* bytes, std::size_t size) {
         BIO* const out = SSL_get_wbio(ssl.get());
         outgoing.resize(BIO_ctrl_pending(out));
         BIO_read(out, outgoing.data(), static_cast<int>(outgoing.size()));
-        if (!replacement.empty())
+        if (!replacement.empty()) {
             outgoing = exchanged(outgoing, replacement);
+        }
         spoke = true;
     }
     const std::size_t count = std::min(size, outgoing.size());

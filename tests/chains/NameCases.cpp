@@ -49,8 +49,9 @@ const Remark otherSpelling{.stricter = "what the resolver takes for an address i
 
 std::string repeated(const std::string& part, std::size_t times) {
     std::string text;
-    for (std::size_t i = 0; i < times; ++i)
+    for (std::size_t i = 0; i < times; ++i) {
         text += part;
+    }
     return text;
 }
 
@@ -393,8 +394,9 @@ std::vector<NameCase> commonNameCases() {
 // So many names "n<number>.t", that of the last one is n9999.t.
 std::vector<Der> manyNames(int count, const std::string& end) {
     std::vector<Der> names;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         names.push_back(dns("n" + std::to_string(i) + end));
+    }
     return names;
 }
 
@@ -409,8 +411,9 @@ std::vector<NameCase> manyCases() {
 std::vector<NameCase> allCases() {
     std::vector<NameCase> all;
     for (const auto& cases : {plainCases(), wildcardCases(), addressCases(), zeroCases(),
-                              internationalCases(), commonNameCases(), manyCases()})
+                              internationalCases(), commonNameCases(), manyCases()}) {
         all.insert(all.end(), cases.begin(), cases.end());
+    }
     return all;
 }
 

@@ -55,23 +55,26 @@ TEST(FullyQualifiedHostName, hostNameWithADotIsTheName) {
     if (child == 0) {
         constexpr int notAllowed = 2;
         const std::string name = "box.shop.example";
-        if (unshare(CLONE_NEWUTS) != 0 || sethostname(name.data(), name.size()) != 0)
+        if (unshare(CLONE_NEWUTS) != 0 || sethostname(name.data(), name.size()) != 0) {
             _exit(notAllowed);
+        }
         _exit(portable::fullyQualifiedHostName() == name ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == 2)
+    if (WEXITSTATUS(status) == 2) {
         GTEST_SKIP() << "this account can't have a host name of its own";
+    }
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(FullyQualifiedHostName, hostNameWithoutADotIsLookedUpInTheHostsFile) {
     char host[256] = {};
     ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    if (std::string(host).find('.') != std::string::npos)
+    if (std::string(host).find('.') != std::string::npos) {
         GTEST_SKIP() << "this machine's host name has a dot";
+    }
     std::ifstream file("/etc/hosts");
     const std::string hosts{std::istreambuf_iterator<char>(file), {}};
     const std::string canonical = canonicalNameIn(hosts, host);

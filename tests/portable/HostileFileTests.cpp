@@ -46,8 +46,9 @@ protected:
     static std::string changed(const Issued& issued, Change change) {
         const portable::Pkcs12Pointer file = archiveOf(issued, 0, 0);
         STACK_OF(PKCS7)* parts = PKCS12_unpack_authsafes(file.get());
-        for (int i = 0; i < sk_PKCS7_num(parts); ++i)
+        for (int i = 0; i < sk_PKCS7_num(parts); ++i) {
             change(sk_PKCS7_value(parts, i));
+        }
         EXPECT_EQ(PKCS12_pack_authsafes(file.get(), parts), 1);
         sk_PKCS7_pop_free(parts, PKCS7_free);
         return written(file.get());
@@ -61,8 +62,9 @@ TEST_F(HostileArchive, archiveWithoutAChecksumIsReadAsItIs) {
 
 TEST_F(HostileArchive, countOfTheCertificatesPartIsBounded) {
     write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
-              if (!PKCS7_type_is_encrypted(part))
+              if (!PKCS7_type_is_encrypted(part)) {
                   return;
+              }
               X509_ALGOR*& algorithm = part->d.encrypted->enc_data->algorithm;
               X509_ALGOR_free(algorithm);
               algorithm = derivedWith(unbearable);
@@ -72,8 +74,9 @@ TEST_F(HostileArchive, countOfTheCertificatesPartIsBounded) {
 
 TEST_F(HostileArchive, countOfTheKeyIsBounded) {
     write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
-              if (!PKCS7_type_is_data(part))
+              if (!PKCS7_type_is_data(part)) {
                   return;
+              }
               STACK_OF(PKCS12_SAFEBAG)* bags = PKCS12_unpack_p7data(part);
               for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
                   X509_SIG* sealed = const_cast<X509_SIG*>(
@@ -95,8 +98,9 @@ TEST_F(HostileArchive, countOfTheKeyIsBounded) {
 TEST_F(HostileArchive, doesNotStopTheFilesBesideIt) {
     install("another.pem", issue(named("another")));
     write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
-              if (!PKCS7_type_is_encrypted(part))
+              if (!PKCS7_type_is_encrypted(part)) {
                   return;
+              }
               X509_ALGOR_free(part->d.encrypted->enc_data->algorithm);
               part->d.encrypted->enc_data->algorithm = derivedWith(unbearable);
           }));
@@ -144,8 +148,9 @@ protected:
         STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(anchors.get());
         for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
             const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
-            if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0)
+            if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0) {
                 return true;
+            }
         }
         return false;
     }

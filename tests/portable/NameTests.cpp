@@ -20,8 +20,9 @@ TEST(DnsNames, commonNameAlreadyThereInWhateverCaseIsLeftOut) {
 
 TEST(DnsNames, commonNameThatDoesNotLookLikeOneIsLeftOut) {
     for (const char* text : {"Test Server", "a..b", ".test", "test.", "-a.test", "a-.test",
-                             "127.0.0.1", "user@mail.test", "a.*.test", "*", "näme.test"})
+                             "127.0.0.1", "user@mail.test", "a.*.test", "*", "näme.test"}) {
         EXPECT_EQ(dnsNames(named(text)), Names{}) << text;
+    }
 }
 
 TEST(DnsNames, nameWithAZeroInsideIsLeftOut) {

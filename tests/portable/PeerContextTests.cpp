@@ -14,8 +14,9 @@ protected:
 
     HeldContext contextWith(const std::vector<const Issued*>& sent) const {
         const portable::BorrowingStack chain(sk_X509_new_null());
-        for (const Issued* certificate : sent)
+        for (const Issued* certificate : sent) {
             sk_X509_push(chain.get(), certificate->certificate.get());
+        }
         return portable::contextOfPeer(leaf.certificate.get(), chain.get());
     }
 };

@@ -26,8 +26,9 @@ PCCERT_CONTEXT pickFrom(HCERTSTORE store, const wchar_t* title) {
 int pickInChild(const wchar_t* title) {
     const OpenedStore store;
     const HeldContext picked = pickFrom(store.get(), title);
-    if (!picked)
+    if (!picked) {
         return platform::GetLastError() == cancelled ? 0 : 99;
+    }
     const std::wstring name = displayName(picked.get());
     return name == L"one" ? 1 : name == L"two" ? 2 : 98;
 }
@@ -38,8 +39,9 @@ std::string readAll(int terminal) {
     char buffer[512];
     for (;;) {
         const ssize_t got = ::read(terminal, buffer, sizeof buffer);
-        if (got <= 0)
+        if (got <= 0) {
             return all;
+        }
         all.append(buffer, static_cast<std::size_t>(got));
     }
 }
@@ -55,8 +57,9 @@ protected:
     static Picked answer(const std::string& typed, const wchar_t* title = nullptr) {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-        if (child == 0)
+        if (child == 0) {
             _exit(pickInChild(title));
+        }
         const std::string all = typed + '\x04';
         EXPECT_EQ(::write(terminal, all.data(), all.size()), static_cast<ssize_t>(all.size()));
         Picked picked;
@@ -64,8 +67,9 @@ protected:
         close(terminal);
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
-        if (WIFEXITED(status))
+        if (WIFEXITED(status)) {
             picked.entry = WEXITSTATUS(status);
+        }
         return picked;
     }
 };

@@ -14,8 +14,9 @@ namespace VexaSsl::test {
 namespace {
 
 TEST(GetUserNameW, userWithoutAnEntryIsANumber) {
-    if (geteuid() != 0)
+    if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become a user without an entry";
+    }
     EXPECT_EXIT(
         {
             constexpr uid_t nobodyKnows = 3'999'999'999;
@@ -40,8 +41,9 @@ TEST(DebugBreak, withoutADebuggerDoesNothing) {
 TEST(DebugBreak, stopsUnderADebugger) {
     const pid_t child = fork();
     if (child == 0) {
-        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
             _exit(2);
+        }
         platform::DebugBreak();
         _exit(0);
     }
@@ -53,8 +55,9 @@ TEST(DebugBreak, stopsUnderADebugger) {
         ptrace(PTRACE_KILL, child, nullptr, nullptr);
         waitpid(child, &status, 0);
     }
-    if (refused)
+    if (refused) {
         GTEST_SKIP() << "this machine allows no tracing";
+    }
 }
 
 // Every byte that belongs to no sequence counts, and so does each that follows it.

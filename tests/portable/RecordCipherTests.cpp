@@ -19,8 +19,9 @@ using namespace portable;
 
 Bytes fromHex(const std::string& text) {
     Bytes bytes(text.size() / 2);
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<unsigned char>(std::stoi(text.substr(2 * i, 2), nullptr, 16));
+    }
     return bytes;
 }
 
@@ -47,8 +48,9 @@ const AeadSuite& suiteOf(const unsigned char (&number)[2]) {
     const ContextPointer context(SSL_CTX_new(TLS_method()));
     const ConnectionPointer connection(SSL_new(context.get()));
     const AeadSuite* suite = aeadSuiteOf(SSL_CIPHER_find(connection.get(), number));
-    if (!suite)
+    if (!suite) {
         throw std::logic_error("no such suite");
+    }
     return *suite;
 }
 
@@ -72,8 +74,9 @@ protected:
     // The explicit nonce that number 0 had, when the recorded one is number 1's.
     std::uint64_t nonceOfNumberZero(const Bytes& record) const {
         std::uint64_t nonce = 0;
-        for (const unsigned char byte : part(record, recordHeaderSize, suite.explicitNonceSize))
+        for (const unsigned char byte : part(record, recordHeaderSize, suite.explicitNonceSize)) {
             nonce = nonce << 8 | byte;
+        }
         return nonce - 1;
     }
 

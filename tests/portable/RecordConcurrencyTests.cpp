@@ -36,8 +36,9 @@ TEST(RecordConcurrency, aFailureOfTheOpenerReachesTheProtector) {
                 started = true;
             }
         });
-        while (!started)
+        while (!started) {
             std::this_thread::yield();
+        }
         EXPECT_EQ(server.open(altered).status, SEC_E_MESSAGE_ALTERED);
         protector.join();
         EXPECT_EQ(last, SEC_E_MESSAGE_ALTERED);

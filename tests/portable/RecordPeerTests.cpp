@@ -112,8 +112,9 @@ TEST_P(ExplicitNonces, areNeverUsedTwice) {
     Meeting meeting = meet();
     std::set<std::uint64_t> nonces = {explicitNonceIn(recordsIn(meeting.ourFlight).back())};
     constexpr std::size_t count = 3000;
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
         nonces.insert(explicitNonceIn(meeting.side.protect("x")));
+    }
     EXPECT_EQ(nonces.size(), count + 1);
 }
 
@@ -215,8 +216,9 @@ TEST_P(Records, withoutEndAndWithoutDataAreIllegal) {
     constexpr std::uint64_t tolerated = 32;
     std::uint64_t number = 1;
     for (int round = 0; round < 2; ++round) { // data in between begins the count anew
-        for (std::uint64_t i = 0; i < tolerated; ++i, ++number)
+        for (std::uint64_t i = 0; i < tolerated; ++i, ++number) {
             EXPECT_EQ(meeting.side.open(forge.seal({.sequence = number}, "")).status, SEC_E_OK);
+        }
         if (round == 0) {
             EXPECT_EQ(meeting.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
         }
@@ -240,11 +242,12 @@ TEST_P(Records, ofWarningsAreToleratedFourTimesOnEnd) {
     const TrafficForge forge = meeting.peersKeys();
     std::uint64_t number = 1;
     for (int round = 0; round < 2; ++round) {
-        for (int i = 0; i < 4; ++i)
+        for (int i = 0; i < 4; ++i) {
             EXPECT_EQ(
                 meeting.side.open(forge.seal({.sequence = number++, .type = alertType}, warning))
                     .status,
                 SEC_E_OK);
+        }
         if (round == 0) {
             EXPECT_EQ(meeting.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
         }
@@ -317,8 +320,9 @@ TEST_F(FinishedMessage, inTwoRecordsOfThePeerCountsAsTwo) {
                    part(finished, 0, 7)) +
         forge.seal({.sequence = 1, .type = handshakeType, .explicitNonce = 501}, part(finished, 7));
     Step last;
-    for (const Bytes& record : flight)
+    for (const Bytes& record : flight) {
         last = server.receive(record);
+    }
     ASSERT_EQ(last.status, SEC_E_OK);
     client.step(last.token);
     EXPECT_EQ(client.openOne(server.protect("answer")), "answer");

@@ -82,8 +82,9 @@ TEST_F(Packages, areListedByBothNames) {
     SecPkgInfoW* packages = nullptr;
     ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
     std::set<std::wstring> names;
-    for (ULONG i = 0; i < count; ++i)
+    for (ULONG i = 0; i < count; ++i) {
         names.insert(packages[i].Name);
+    }
     EXPECT_EQ(platform::FreeContextBuffer(packages), SEC_E_OK);
     const std::set<std::wstring> expected = {L"Schannel",
                                              L"Microsoft Unified Security Protocol Provider"};
@@ -263,8 +264,9 @@ protected:
         CredHandle handle{};
         const SECURITY_STATUS status =
             certificate ? acquire(SECPKG_CRED_INBOUND, certificate, handle) : SEC_E_OK;
-        if (status == SEC_E_OK)
+        if (status == SEC_E_OK) {
             platform::FreeCredentialsHandle(&handle);
+        }
         platform::CertFreeCertificateContext(certificate);
         platform::CertCloseStore(store, 0);
         return status;

@@ -132,18 +132,22 @@ TEST_F(StoreCache, manyThreadsSeeOneOrTheOtherContentWhileFilesChange) {
     install("one.pem", before);
     std::atomic<int> wrong{0};
     std::vector<std::thread> readers;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 4; ++i) {
         readers.emplace_back([&wrong] {
             for (int round = 0; round < 50; ++round) {
                 const Names names = namesInPersonalStore();
-                if (names != Names{L"before"} && names != Names{L"behind"})
+                if (names != Names{L"before"} && names != Names{L"behind"}) {
                     ++wrong;
+                }
             }
         });
-    for (int round = 0; round < 50; ++round)
+    }
+    for (int round = 0; round < 50; ++round) {
         install("one.pem", round % 2 ? before : behind);
-    for (std::thread& reader : readers)
+    }
+    for (std::thread& reader : readers) {
         reader.join();
+    }
     EXPECT_EQ(wrong, 0);
 }
 

@@ -10,8 +10,9 @@ using TextFiles = TextFileTest;
 
 std::wstring everyByteWide() {
     std::wstring text;
-    for (int unit = 0; unit < 256; ++unit)
+    for (int unit = 0; unit < 256; ++unit) {
         text += static_cast<wchar_t>(unit);
+    }
     return text;
 }
 
@@ -49,8 +50,9 @@ TEST(PathToText, isTheTextThatNamesThePath) {
 }
 
 TEST(PathToText, canBeWrittenToALogInTheClassicLocale) {
-    for (const wchar_t unit : platform::pathToText("/\xE2\x82\xAC"))
+    for (const wchar_t unit : platform::pathToText("/\xE2\x82\xAC")) {
         EXPECT_LE(unit, 0xFF);
+    }
 }
 
 TEST(PathToText, isDecodedInAnotherLocale) {
@@ -61,8 +63,9 @@ TEST(PathToText, isDecodedInAnotherLocale) {
 
 TEST_F(TextFiles, everyByteIsOneUnitWhenRead) {
     std::string all;
-    for (int byte = 0; byte < 256; ++byte)
+    for (int byte = 0; byte < 256; ++byte) {
         all += static_cast<char>(byte);
+    }
     putBytes(all);
     std::wifstream stream;
     platform::openTextFile(stream, path());
@@ -73,8 +76,9 @@ TEST_F(TextFiles, everyByteIsOneUnitWhenRead) {
 TEST_F(TextFiles, everyUnitUpTo0xFFIsOneByteWhenWritten) {
     EXPECT_TRUE(append(everyByteWide()));
     std::string expected;
-    for (int byte = 0; byte < 256; ++byte)
+    for (int byte = 0; byte < 256; ++byte) {
         expected += static_cast<char>(byte);
+    }
     EXPECT_EQ(bytes(), expected);
 }
 

@@ -39,10 +39,12 @@ KeyPointer makeDsaKey() {
 // A key by its kind: a curve's name, or what EVP_PKEY_Q_keygen takes.
 KeyPointer makeKey(const std::string& kind) {
     constexpr std::size_t enoughBits = 2048;
-    if (kind == "RSA")
+    if (kind == "RSA") {
         return KeyPointer(EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", enoughBits));
-    if (kind == "DSA")
+    }
+    if (kind == "DSA") {
         return makeDsaKey();
+    }
     if (kind == "RSA-PSS") {
         const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "RSA-PSS", nullptr));
         EVP_PKEY* key = nullptr;
@@ -50,8 +52,9 @@ KeyPointer makeKey(const std::string& kind) {
         EVP_PKEY_keygen(context.get(), &key);
         return KeyPointer(key);
     }
-    if (kind.starts_with("ED"))
+    if (kind.starts_with("ED")) {
         return KeyPointer(EVP_PKEY_Q_keygen(nullptr, nullptr, kind.c_str()));
+    }
     return KeyPointer(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", kind.c_str()));
 }
 
@@ -61,8 +64,9 @@ std::string encodedCertificate(EVP_PKEY* key, const EVP_MD* digest) {
     X509_set_pubkey(certificate.get(), key);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 60);
-    if (X509_sign(certificate.get(), key, digest) == 0)
+    if (X509_sign(certificate.get(), key, digest) == 0) {
         return {};
+    }
     unsigned char* bytes = nullptr;
     const int size = i2d_X509(certificate.get(), &bytes);
     const BytesPointer owner(bytes);

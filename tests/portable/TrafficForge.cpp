@@ -16,14 +16,16 @@ constexpr std::size_t explicitNonceSize = 8;
 constexpr std::size_t tagSize = 16;
 
 void require(bool done) {
-    if (!done)
+    if (!done) {
         throw std::runtime_error("the forge failed");
+    }
 }
 
 Bytes bigEndian(std::uint64_t number, std::size_t size) {
     Bytes bytes(size);
-    for (std::size_t i = size; i > 0; --i, number >>= 8)
+    for (std::size_t i = size; i > 0; --i, number >>= 8) {
         bytes[i - 1] = static_cast<unsigned char>(number);
+    }
     return bytes;
 }
 
@@ -40,8 +42,9 @@ Bytes hmac(const EVP_MD* digest, const Bytes& key, const Bytes& data) {
 Bytes expand(const EVP_MD* digest, const Bytes& secret, const Bytes& seed, std::size_t size) {
     Bytes block;
     for (Bytes round = hmac(digest, secret, seed); block.size() < size;
-         round = hmac(digest, secret, round))
+         round = hmac(digest, secret, round)) {
         block = block + hmac(digest, secret, round + seed);
+    }
     return part(block, 0, size);
 }
 
@@ -102,11 +105,13 @@ TrafficForge::TrafficForge(const RawPeer& peer, Direction direction) {
 }
 
 Bytes TrafficForge::nonceOf(std::uint64_t sequence, const Bytes& explicitNonce) const {
-    if (hasExplicitNonce())
+    if (hasExplicitNonce()) {
         return fixedNonce + explicitNonce;
+    }
     Bytes nonce = bigEndian(sequence, 12);
-    for (std::size_t i = 0; i < nonce.size(); ++i)
+    for (std::size_t i = 0; i < nonce.size(); ++i) {
         nonce[i] ^= fixedNonce[i];
+    }
     return nonce;
 }
 
@@ -135,8 +140,9 @@ Bytes TrafficForge::seal(const RecordFields& fields, const Bytes& plaintext) con
 bool TrafficForge::open(std::uint64_t sequence, const Bytes& record, Bytes& plaintext) const {
     const std::size_t ahead = headerSize + (hasExplicitNonce() ? explicitNonceSize : 0);
     if (record.size() < ahead + tagSize ||
-        part(record, 3, 2) != bigEndian(record.size() - headerSize, 2))
+        part(record, 3, 2) != bigEndian(record.size() - headerSize, 2)) {
         return false;
+    }
     const std::size_t size = record.size() - ahead - tagSize;
     const Bytes nonce = nonceOf(sequence, part(record, headerSize, ahead - headerSize));
     const Bytes additional = authenticated(sequence, part(record, 0, 3), size);
@@ -155,8 +161,9 @@ bool TrafficForge::open(std::uint64_t sequence, const Bytes& record, Bytes& plai
 
 std::uint64_t explicitNonceIn(const Bytes& record) {
     std::uint64_t number = 0;
-    for (const unsigned char byte : part(record, headerSize, explicitNonceSize))
+    for (const unsigned char byte : part(record, headerSize, explicitNonceSize)) {
         number = number << 8 | byte;
+    }
     return number;
 }
 

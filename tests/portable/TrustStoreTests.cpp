@@ -23,8 +23,9 @@ bool hasAnchor(const Issued& authority) {
     STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(portable::trustStore().get());
     for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
         const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
-        if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0)
+        if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0) {
             return true;
+        }
     }
     return false;
 }

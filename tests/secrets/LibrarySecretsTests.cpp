@@ -24,11 +24,12 @@ const std::string goodServer = "case server-ecdsa,";
 class LibrarySecrets : public ::testing::Test {
 public:
     static void tell() {
-        if (total.searches != 0)
+        if (total.searches != 0) {
             tellFigure("Secrets",
                        "library: " + std::to_string(total.lines) +
                            " log lines and exception texts of " + std::to_string(total.searches) +
                            " scenes searched, secrets in " + std::to_string(total.found));
+        }
     }
 
 protected:
@@ -55,8 +56,9 @@ protected:
     }
 
     void inspect(const Peer& peer) {
-        for (const LogLine& line : peer.log->lines())
+        for (const LogLine& line : peer.log->lines()) {
             inspect(line.text);
+        }
     }
 
     void inspect(const Meeting& meeting) {
@@ -87,8 +89,9 @@ protected:
         peer.stack->WSARecv(peer.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
                             nullptr);
         if (!overlapped.wait(peer.socket.handle(), count) ||
-            peer.stack->completeWSARecv(0, &count, nullptr) != 0)
+            peer.stack->completeWSARecv(0, &count, nullptr) != 0) {
             return {};
+        }
         return bytes.substr(0, count);
     }
 
@@ -249,10 +252,11 @@ TEST_P(Damage, ofARecordSaysNothingOfIt) {
     }
     Plan damaged = plan;
     const std::string kind = GetParam();
-    if (kind == "flipped")
+    if (kind == "flipped") {
         damaged.between->toServer.changeAt = start + 40;
-    else
+    } else {
         damaged.between->toServer.cutBehind = start + 40;
+    }
     Meeting meeting = meet(damaged);
     ASSERT_TRUE(meeting.established());
     meeting.client.say(fromClient);
@@ -294,8 +298,9 @@ TEST_F(LibrarySecrets, refusedOptionsTellTheirValueOnly) {
         } catch (const std::exception& refusal) {
             inspect(convertNarrowToWide(refusal.what()));
         }
-        for (const LogLine& line : log.lines())
+        for (const LogLine& line : log.lines()) {
             inspect(line.text);
+        }
     }
 }
 
@@ -322,10 +327,11 @@ TEST_F(LibrarySecrets, filesOfKeysAndPasswordsTakenForConfigurationsAreRepeatedA
         for (const LogLine& line : log.lines) {
             const bool quotes = line.text.starts_with(L"Ignoring ");
             EXPECT_TRUE(!quotes || line.severity == Severity::Debug) << line;
-            if (!quotes)
+            if (!quotes) {
                 inspect(line.text);
-            else
+            } else {
                 repeated += folder.secrets.foundIn(line.text).empty() ? 0 : 1;
+            }
         }
     }
     EXPECT_GT(repeated, 0U);

@@ -44,8 +44,9 @@ std::string textOf(const fs::path& file) {
 
 std::string numberOf(EVP_PKEY* key, const char* parameter) {
     BIGNUM* number = nullptr;
-    if (EVP_PKEY_get_bn_param(key, parameter, &number) != 1)
+    if (EVP_PKEY_get_bn_param(key, parameter, &number) != 1) {
         return {};
+    }
     const Held<BIGNUM> owner(number);
     std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), '\0');
     BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
@@ -90,13 +91,15 @@ SecretFolder::~SecretFolder() {
 
 void SecretFolder::addKey(const std::string& name, const std::string& file) {
     const Held<EVP_PKEY> key = keyIn(pki::file(file, "key"));
-    if (!key)
+    if (!key) {
         throw std::runtime_error("no key of " + file);
+    }
     for (const char* parameter : {OSSL_PKEY_PARAM_PRIV_KEY, OSSL_PKEY_PARAM_RSA_D,
                                   OSSL_PKEY_PARAM_RSA_FACTOR1, OSSL_PKEY_PARAM_RSA_FACTOR2}) {
         const std::string bytes = numberOf(key.get(), parameter);
-        if (!bytes.empty())
+        if (!bytes.empty()) {
             secrets.add(name, bytes);
+        }
     }
 }
 
@@ -113,13 +116,15 @@ void SecretFolder::box(const std::string& from, const std::string& to, const std
     const Held<PKCS12> file(PKCS12_create(password.c_str(), "a name", key.get(), certificate.get(),
                                           nullptr, 0, 0, 1000, 1000, 0));
     const Held<BIO> out(BIO_new_file((folder / "my" / (to + ".p12")).c_str(), "wb"));
-    if (!file || i2d_PKCS12_bio(out.get(), file.get()) != 1)
+    if (!file || i2d_PKCS12_bio(out.get(), file.get()) != 1) {
         throw std::runtime_error("can't write PKCS#12");
+    }
     std::ofstream(folder / "my" / (to + ".p12.password")) << said << "\n";
     addKey("the key in " + to + ".p12", from);
     secrets.add("the password of " + to + ".p12", password);
-    if (said != password)
+    if (said != password) {
         secrets.add("the wrong password of " + to + ".p12", said);
+    }
 }
 
 CapturedOutput::CapturedOutput()
@@ -137,8 +142,9 @@ CapturedOutput::~CapturedOutput() {
 }
 
 std::string CapturedOutput::stop() {
-    if (formerOutput < 0)
+    if (formerOutput < 0) {
         return {};
+    }
     std::cout.flush();
     std::wcout.flush();
     std::wcerr.flush();

@@ -36,8 +36,9 @@ void search(std::string_view text, std::size_t size, const Parts& parts, const c
             std::set<std::string>& found) {
     for (std::size_t at = 0; at + size <= text.size(); ++at) {
         const auto part = parts.find(text.substr(at, size));
-        if (part != parts.end())
+        if (part != parts.end()) {
             found.insert(part->second + " as " + form);
+        }
     }
 }
 
@@ -46,8 +47,9 @@ std::string joinedDigits(std::string_view text) {
     std::string joined;
     for (const char unit : text) {
         const auto byte = static_cast<unsigned char>(unit);
-        if (std::isspace(byte) == 0 && std::ispunct(byte) == 0)
+        if (std::isspace(byte) == 0 && std::ispunct(byte) == 0) {
             joined += static_cast<char>(std::tolower(byte));
+        }
     }
     return joined;
 }
@@ -55,8 +57,9 @@ std::string joinedDigits(std::string_view text) {
 std::string joinedLines(std::string_view text) {
     std::string joined;
     for (const char unit : text) {
-        if (unit != '\n' && unit != '\r')
+        if (unit != '\n' && unit != '\r') {
             joined += unit;
+        }
     }
     return joined;
 }
@@ -65,8 +68,9 @@ std::string joinedLines(std::string_view text) {
 std::string withoutZeros(std::string_view text) {
     std::string narrow;
     for (const char unit : text) {
-        if (unit != '\0')
+        if (unit != '\0') {
             narrow += unit;
+        }
     }
     return narrow;
 }
@@ -74,15 +78,19 @@ std::string withoutZeros(std::string_view text) {
 } // namespace
 
 void Secrets::add(const std::string& name, const std::string& bytes) {
-    if (bytes.size() < base64Part)
+    if (bytes.size() < base64Part) {
         throw std::invalid_argument("too short a secret: " + name);
+    }
     ++names;
-    for (std::size_t at = 0; at + textPart <= bytes.size(); ++at)
+    for (std::size_t at = 0; at + textPart <= bytes.size(); ++at) {
         texts.emplace(bytes.substr(at, textPart), name);
-    for (std::size_t at = 0; at + hexadecimalPart <= bytes.size(); ++at)
+    }
+    for (std::size_t at = 0; at + hexadecimalPart <= bytes.size(); ++at) {
         hexadecimals.emplace(hexadecimal(bytes.substr(at, hexadecimalPart)), name);
-    for (std::size_t at = 0; at + base64Part <= bytes.size(); ++at)
+    }
+    for (std::size_t at = 0; at + base64Part <= bytes.size(); ++at) {
         base64s.emplace(base64(bytes.substr(at, base64Part)), name);
+    }
 }
 
 std::vector<std::string> Secrets::foundIn(std::string_view text) const {
@@ -97,8 +105,9 @@ std::vector<std::string> Secrets::foundIn(std::string_view text) const {
 // A byte of a secret becomes one unit, whatever code page it went through.
 std::vector<std::string> Secrets::foundIn(std::wstring_view text) const {
     std::string narrow;
-    for (const wchar_t unit : text)
+    for (const wchar_t unit : text) {
         narrow += static_cast<char>(unit & 0xFF);
+    }
     return foundIn(std::string_view(narrow));
 }
 
@@ -107,8 +116,9 @@ std::string markedText(unsigned number, std::size_t size) {
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
     std::mt19937 numbers(number);
     std::string text;
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         text += letters[numbers() % letters.size()];
+    }
     return text;
 }
 

@@ -29,15 +29,17 @@ TEST(Secrets, wideTextIsSearchedAsWell) {
 
 TEST(Secrets, hexadecimalDigitsAreFoundInAnySpacing) {
     for (const char* text :
-         {"717569636b20", "71 75 69 63 6B 20", "71:75:69:63:6b:20", "71-75-69-63\n6b-20"})
+         {"717569636b20", "71 75 69 63 6B 20", "71:75:69:63:6b:20", "71-75-69-63\n6b-20"}) {
         EXPECT_THAT(oneSecret().foundIn(text), ElementsAre("it as hexadecimal digits")) << text;
+    }
 }
 
 TEST(Secrets, base64IsFoundAtEveryAlignment) {
     // "the quick brown fox" behind nothing, one byte and two.
     for (const char* text : {"dGhlIHF1aWNrIGJyb3duIGZveA==", "LnRoZSBxdWljayBicm93biBmb3g=",
-                             "Li50aGUgcXVpY2sgYnJvd24gZm94", "dGhlIHF1aW\nNrIGJyb3duIGZveA=="})
+                             "Li50aGUgcXVpY2sgYnJvd24gZm94", "dGhlIHF1aW\nNrIGJyb3duIGZveA=="}) {
         EXPECT_THAT(oneSecret().foundIn(text), ElementsAre("it as base64")) << text;
+    }
 }
 
 TEST(Secrets, othersTextIsNoSecret) {

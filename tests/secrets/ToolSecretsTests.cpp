@@ -94,11 +94,12 @@ TEST_F(ToolSecrets, failedConversations) {
     inspect(
         runTool(Words{"connect", server.target("127.0.0.2")} + here({{"UseEncryption", "True"}}),
                 Command::Input::text(payload)));
-    for (const char* unusable : {"case no-usage,", "case with-intermediate,", "case two-names,"})
+    for (const char* unusable : {"case no-usage,", "case with-intermediate,", "case two-names,"}) {
         inspect(runTool(
             Words{"connect", server.target()} +
                 here({{"UseEncryption", "True"}, {"ClientCertificateToSendName", unusable}}),
             Command::Input::text(payload)));
+    }
     server.command().signal(SIGTERM);
     const Outcome served = runToEnd(server.command());
     inspect(served.output, data);
@@ -149,8 +150,9 @@ TEST_F(ToolSecrets, explainedFiles) {
         inspect(runTool(Words{"explain", "--file", file(name)} + certificates()));
         inspect(runTool(Words{"explain", "--json", "--file", file(name)} + certificates()));
     }
-    for (const char* subject : {"case server-rsa,", "case with-intermediate,", "nobody"})
+    for (const char* subject : {"case server-rsa,", "case with-intermediate,", "nobody"}) {
         inspect(runTool(Words{"explain", "--store", subject} + certificates()));
+    }
 }
 
 } // namespace

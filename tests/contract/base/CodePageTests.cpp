@@ -56,11 +56,12 @@ TEST_F(MultiByteToWideChar, overlongFormsSurrogatesAndTooLargeNumbersAreInvalid)
 }
 
 TEST_F(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
-    for (int first = 0; first < 256; ++first)
+    for (int first = 0; first < 256; ++first) {
         for (int second = 0; second < 256; ++second) {
             const std::string bytes{static_cast<char>(first), static_cast<char>(second)};
             EXPECT_LE(widen(bytes).size(), 2U);
         }
+    }
 }
 
 TEST_F(MultiByteToWideChar, flagForInvalidBytesRefusesThem) {

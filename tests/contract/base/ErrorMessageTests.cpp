@@ -83,8 +83,9 @@ TEST_P(TextOfCode, isOneReadableLine) {
     ASSERT_GT(text.size(), 10U);
     EXPECT_EQ(text.find_first_of(L"\r\n%"), std::wstring::npos);
     EXPECT_TRUE(text.ends_with(L". ")) << text;
-    for (const wchar_t unit : text)
+    for (const wchar_t unit : text) {
         EXPECT_LE(unit, 0x7E); // a log in the classic locale can hold it
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -45,8 +45,9 @@ protected:
         platform::openTextFile(stream, path());
         EXPECT_TRUE(stream.good());
         Lines all;
-        for (std::wstring line; platform::getTextLine(stream, line);)
+        for (std::wstring line; platform::getTextLine(stream, line);) {
             all.push_back(line);
+        }
         return all;
     }
     // Appends text. Result: whether the stream is still good after the flush.

@@ -12,16 +12,19 @@ using TextFiles = TextFileTest;
 // Every byte but those that a text mode treats as line ends or as the end of the file.
 std::string plainBytes() {
     std::string bytes;
-    for (int byte = 0; byte < 256; ++byte)
-        if (byte != '\n' && byte != '\r' && byte != 0x1A)
+    for (int byte = 0; byte < 256; ++byte) {
+        if (byte != '\n' && byte != '\r' && byte != 0x1A) {
             bytes += static_cast<char>(byte);
+        }
+    }
     return bytes;
 }
 
 std::wstring plainUnits() {
     std::wstring units;
-    for (const char byte : plainBytes())
+    for (const char byte : plainBytes()) {
         units += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    }
     return units;
 }
 
@@ -72,8 +75,9 @@ TEST_F(TextFiles, byteOrderMarkIsThreeUnits) {
 
 TEST_F(TextFiles, longFileComesWhole) {
     std::string content;
-    for (int i = 0; i < 20'000; ++i)
+    for (int i = 0; i < 20'000; ++i) {
         content += "\xC3\xA9line " + std::to_string(i) + "\r\n";
+    }
     putBytes(content);
     const Lines all = lines();
     ASSERT_EQ(all.size(), 20'000U);

@@ -26,8 +26,9 @@ protected:
     std::vector<std::wstring> names() const {
         std::vector<std::wstring> found;
         HeldContext current;
-        while ((current = platform::CertEnumCertificatesInStore(store.get(), current.release())))
+        while ((current = platform::CertEnumCertificatesInStore(store.get(), current.release()))) {
             found.push_back(displayName(current.get()));
+        }
         return found;
     }
 

@@ -57,8 +57,9 @@ inline Verdict verdictOn(const HeldChain& chain) {
 inline std::vector<std::wstring> elementsOf(const HeldChain& chain) {
     std::vector<std::wstring> names;
     const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
-    for (DWORD i = 0; i < simple.cElement; ++i)
+    for (DWORD i = 0; i < simple.cElement; ++i) {
         names.push_back(displayName(simple.rgpElement[i]->pCertContext));
+    }
     return names;
 }
 

@@ -23,8 +23,9 @@ inline DWORD ask(PCCERT_CONTEXT certificate, DWORD type, wchar_t* buffer, DWORD 
 // The names in a run of zero-terminated texts that an empty one ends.
 inline std::vector<std::wstring> split(const std::wstring& run) {
     std::vector<std::wstring> names;
-    for (const wchar_t* at = run.c_str(); *at != L'\0'; at += names.back().size() + 1)
+    for (const wchar_t* at = run.c_str(); *at != L'\0'; at += names.back().size() + 1) {
         names.emplace_back(at);
+    }
     return names;
 }
 
@@ -36,8 +37,9 @@ inline std::vector<std::wstring> dnsNames(const Recipe& recipe) {
     EXPECT_EQ(buffer.back(), L'\0');
     const std::vector<std::wstring> names = split(buffer);
     std::size_t size = 1;
-    for (const std::wstring& name : names)
+    for (const std::wstring& name : names) {
         size += name.size() + 1;
+    }
     EXPECT_EQ(needed, size);
     return names;
 }

@@ -101,8 +101,9 @@ TEST_F(UsageSearch, findsTheCertificatesThatNameTheUsage) {
 }
 
 TEST_F(UsageSearch, certificateWithoutTheExtensionIsNoHit) {
-    for (const std::wstring& name : namesFoundByUsage(serverUsage))
+    for (const std::wstring& name : namesFoundByUsage(serverUsage)) {
         EXPECT_NE(name, L"none");
+    }
 }
 
 TEST_F(UsageSearch, severalUsagesMustAllBeNamed) {

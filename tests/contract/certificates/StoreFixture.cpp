@@ -30,9 +30,11 @@ std::wstring displayName(PCCERT_CONTEXT certificate) {
 std::vector<std::wstring> namesIn(HCERTSTORE store) {
     std::vector<std::wstring> names;
     PCCERT_CONTEXT certificate = nullptr;
-    while ((certificate = platform::CertEnumCertificatesInStore(store, certificate)))
-        if (belongsToTheTest(certificate))
+    while ((certificate = platform::CertEnumCertificatesInStore(store, certificate))) {
+        if (belongsToTheTest(certificate)) {
             names.push_back(displayName(certificate));
+        }
+    }
     return names;
 }
 
@@ -47,25 +49,26 @@ HeldContext firstIn(HCERTSTORE store) {
 
 HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous) {
     PCCERT_CONTEXT next = previous;
-    do
+    do {
         next = platform::CertEnumCertificatesInStore(store, next);
-    while (next && !belongsToTheTest(next));
+    } while (next && !belongsToTheTest(next));
     return next;
 }
 
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous) {
     PCCERT_CONTEXT found = previous;
-    do
+    do {
         found = platform::CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
                                                      0, CERT_FIND_SUBJECT_STR_W, text, found);
-    while (found && !belongsToTheTest(found));
+    } while (found && !belongsToTheTest(found));
     return found;
 }
 
 HeldContext findUsages(HCERTSTORE store, std::vector<std::string> usages, PCCERT_CONTEXT previous) {
     std::vector<char*> identifiers;
-    for (std::string& usage : usages)
+    for (std::string& usage : usages) {
         identifiers.push_back(usage.data());
+    }
     const CERT_ENHKEY_USAGE sought{static_cast<DWORD>(identifiers.size()), identifiers.data()};
     return platform::CertFindCertificateInStore(store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0,
                                                 CERT_FIND_ENHKEY_USAGE, &sought, previous);
@@ -75,8 +78,9 @@ std::vector<std::wstring> namesFoundBySubject(const wchar_t* text) {
     const OpenedStore store;
     std::vector<std::wstring> names;
     HeldContext found;
-    while ((found = findSubject(store.get(), text, found.release())))
+    while ((found = findSubject(store.get(), text, found.release()))) {
         names.push_back(displayName(found.get()));
+    }
     return names;
 }
 
@@ -84,8 +88,9 @@ std::vector<std::wstring> namesFoundByUsage(const std::string& usage) {
     const OpenedStore store;
     std::vector<std::wstring> names;
     HeldContext found;
-    while ((found = findUsages(store.get(), {usage}, found.release())))
+    while ((found = findUsages(store.get(), {usage}, found.release()))) {
         names.push_back(displayName(found.get()));
+    }
     return names;
 }
 

@@ -27,13 +27,15 @@ protected:
         PCCERT_CONTEXT certificate = nullptr;
         peer.status = platform::QueryContextAttributesW(
             side.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
-        if (!certificate)
+        if (!certificate) {
             return peer;
+        }
         peer.encoded = {certificate->pbCertEncoded,
                         certificate->pbCertEncoded + certificate->cbCertEncoded};
         PCCERT_CONTEXT walked = nullptr;
-        while ((walked = platform::CertEnumCertificatesInStore(certificate->hCertStore, walked)))
+        while ((walked = platform::CertEnumCertificatesInStore(certificate->hCertStore, walked))) {
             ++peer.inStore;
+        }
         platform::CertFreeCertificateContext(certificate);
         return peer;
     }

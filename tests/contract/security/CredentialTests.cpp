@@ -76,8 +76,9 @@ TEST_F(Packages, areListedWithBothNames) {
     SecPkgInfoW* packages = nullptr;
     ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
     std::set<std::wstring> names;
-    for (ULONG i = 0; i < count; ++i)
+    for (ULONG i = 0; i < count; ++i) {
         names.insert(packages[i].Name);
+    }
     EXPECT_EQ(platform::FreeContextBuffer(packages), SEC_E_OK);
     EXPECT_TRUE(names.contains(L"Schannel"));
     EXPECT_TRUE(names.contains(L"Microsoft Unified Security Protocol Provider"));

@@ -252,8 +252,9 @@ TEST_F(PackageHandshake, everyChangedByteOfAFlightIsNoticed) {
     for (std::size_t at = 0; at < size; ++at) {
         // Nothing vouches for the minor version in the header of a record before the agreement.
         constexpr std::size_t minorVersion = 2;
-        if (at == minorVersion)
+        if (at == minorVersion) {
             continue;
+        }
         Side client = Side::client();
         Side server = Side::server();
         Bytes flight = server.receive(helloOf(client)).token;

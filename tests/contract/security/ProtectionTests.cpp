@@ -104,8 +104,9 @@ TEST_F(Protection, protectingAndOpeningBeforeTheHandshakeIsRefused) {
 bool holdsPart(const Bytes& memory, const std::string& secret) {
     const std::string text = textOf(memory);
     for (std::size_t at = 0; at + 4 <= secret.size(); ++at) {
-        if (text.find(secret.substr(at, 4)) != std::string::npos)
+        if (text.find(secret.substr(at, 4)) != std::string::npos) {
             return true;
+        }
     }
     return false;
 }

@@ -22,22 +22,26 @@ TEST_F(SecurityConcurrency, oneProtectorAndOneOpenerShareAContext) {
     shakeHands(client, server);
     constexpr int records = 2000;
     std::vector<Bytes> toServer;
-    for (int i = 0; i < records; ++i)
+    for (int i = 0; i < records; ++i) {
         toServer.push_back(client.protect("to " + std::to_string(i)));
+    }
     std::vector<Bytes> toClient(records);
     std::thread protector([&] {
-        for (int i = 0; i < records; ++i)
+        for (int i = 0; i < records; ++i) {
             toClient[static_cast<std::size_t>(i)] = server.protect("from " + std::to_string(i));
+        }
     });
     int opened = 0;
-    for (int i = 0; i < records; ++i)
+    for (int i = 0; i < records; ++i) {
         opened +=
             server.openAll(toServer[static_cast<std::size_t>(i)]) == "to " + std::to_string(i);
+    }
     protector.join();
     EXPECT_EQ(opened, records);
-    for (int i = 0; i < records; ++i)
+    for (int i = 0; i < records; ++i) {
         ASSERT_EQ(client.openAll(toClient[static_cast<std::size_t>(i)]),
                   "from " + std::to_string(i));
+    }
 }
 
 TEST_F(SecurityConcurrency, manyThreadsNegotiateAtOnce) {
@@ -57,8 +61,9 @@ TEST_F(SecurityConcurrency, manyThreadsNegotiateAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(established, threadCount * connections);
 }
 
@@ -77,8 +82,9 @@ TEST_F(SecurityConcurrency, oneCredentialServesManyThreads) {
             *server.credential.get() = own;
         });
     }
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(established, 4);
 }
 

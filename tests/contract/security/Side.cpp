@@ -34,8 +34,9 @@ Bytes part(const Bytes& bytes, std::size_t start, std::size_t size) {
 
 std::vector<std::size_t> recordSizes(const Bytes& bytes) {
     std::vector<std::size_t> sizes;
-    for (std::size_t at = 0; at + 5 <= bytes.size(); at += sizes.back())
+    for (std::size_t at = 0; at + 5 <= bytes.size(); at += sizes.back()) {
         sizes.push_back(5U + (static_cast<std::size_t>(bytes[at + 3]) << 8 | bytes[at + 4]));
+    }
     return sizes;
 }
 
@@ -58,9 +59,10 @@ Credential::Credential(ULONG use, const std::string& certificate) {
         const StoreCertificate shown(certificate);
         status = acquire(use, shown.get(), handle);
     }
-    if (status != SEC_E_OK)
+    if (status != SEC_E_OK) {
         throw std::runtime_error("no credentials for " + certificate + ": " +
                                  std::to_string(status));
+    }
 }
 
 Credential Credential::outbound(const std::string& certificate) {
@@ -75,8 +77,9 @@ Credential::Credential(Credential&& other) noexcept
     : handle(std::exchange(other.handle, CredHandle{})) {}
 
 Credential::~Credential() {
-    if (handle.dwLower != 0 || handle.dwUpper != 0)
+    if (handle.dwLower != 0 || handle.dwUpper != 0) {
         platform::FreeCredentialsHandle(&handle);
+    }
 }
 
 Side::Side(bool client, Credential used, std::wstring name, ULONG bits)
@@ -97,17 +100,19 @@ Side::Side(Side&& other) noexcept
       lastStatus(other.lastStatus), held(std::move(other.held)) {}
 
 Side::~Side() {
-    if (handle.dwLower != 0 || handle.dwUpper != 0)
+    if (handle.dwLower != 0 || handle.dwUpper != 0) {
         platform::DeleteSecurityContext(&handle);
+    }
 }
 
 SECURITY_STATUS Side::call(SecBufferDesc* input, SecBufferDesc* output, ULONG* attributes) {
     TimeStamp expiry{};
     CtxtHandle* context = begun ? &handle : nullptr;
-    if (!isClient)
+    if (!isClient) {
         return platform::AcceptSecurityContext(credential.get(), context, input, requirements,
                                                SECURITY_NETWORK_DREP, &handle, output, attributes,
                                                &expiry);
+    }
     CtxtHandle* made = begun ? nullptr : &handle;
     return platform::InitializeSecurityContextW(
         credential.get(), context, target.data(), requirements, 0, SECURITY_NETWORK_DREP,
@@ -128,11 +133,13 @@ Step Side::step(Bytes received) {
     begun = true;
     lastStatus = step.status;
     if (received != before || inputs[0].BufferType != SECBUFFER_TOKEN ||
-        inputs[0].cbBuffer != received.size())
+        inputs[0].cbBuffer != received.size()) {
         throw std::runtime_error("the input's token was changed");
+    }
     step.tokenAllocated = outputs[0].pvBuffer != nullptr;
-    if (const auto* token = static_cast<const unsigned char*>(outputs[0].pvBuffer))
+    if (const auto* token = static_cast<const unsigned char*>(outputs[0].pvBuffer)) {
         step.token.assign(token, token + outputs[0].cbBuffer);
+    }
     platform::FreeContextBuffer(outputs[0].pvBuffer);
     step.alertTouched = outputs[1].BufferType != SECBUFFER_ALERT || outputs[1].cbBuffer != 0 ||
                         outputs[1].pvBuffer != nullptr;
@@ -144,17 +151,19 @@ Step Side::step(Bytes received) {
 Step Side::receive(const Bytes& received) {
     held = std::move(held) + received;
     const Step taken = step(held);
-    if (taken.status == SEC_I_CONTINUE_NEEDED && taken.inputType == SECBUFFER_EXTRA)
+    if (taken.status == SEC_I_CONTINUE_NEEDED && taken.inputType == SECBUFFER_EXTRA) {
         held = part(held, held.size() - taken.inputSize);
-    else if (taken.status != SEC_E_INCOMPLETE_MESSAGE)
+    } else if (taken.status != SEC_E_INCOMPLETE_MESSAGE) {
         held.clear();
+    }
     return taken;
 }
 
 SecPkgContext_StreamSizes Side::sizes() {
     SecPkgContext_StreamSizes sizes{};
-    if (platform::QueryContextAttributesW(&handle, SECPKG_ATTR_STREAM_SIZES, &sizes) != SEC_E_OK)
+    if (platform::QueryContextAttributesW(&handle, SECPKG_ATTR_STREAM_SIZES, &sizes) != SEC_E_OK) {
         throw std::runtime_error("no stream sizes");
+    }
     return sizes;
 }
 
@@ -165,8 +174,9 @@ struct ProtectingBuffers {
     ProtectingBuffers(const SecPkgContext_StreamSizes& sizes, const Bytes& plaintext)
         : memory(sizes.cbHeader + plaintext.size() + sizes.cbTrailer) {
         unsigned char* data = memory.data() + sizes.cbHeader;
-        if (!plaintext.empty())
+        if (!plaintext.empty()) {
             std::memcpy(data, plaintext.data(), plaintext.size());
+        }
         const auto size = static_cast<ULONG>(plaintext.size());
         entries[0] = {sizes.cbHeader, SECBUFFER_STREAM_HEADER, memory.data()};
         entries[1] = {size, SECBUFFER_DATA, data};
@@ -187,8 +197,9 @@ SECURITY_STATUS Side::protectStatus(const Bytes& plaintext) {
 
 Bytes Side::protect(const Bytes& plaintext) {
     ProtectingBuffers buffers(sizes(), plaintext);
-    if (platform::EncryptMessage(&handle, 0, &buffers.message, 0) != SEC_E_OK)
+    if (platform::EncryptMessage(&handle, 0, &buffers.message, 0) != SEC_E_OK) {
         throw std::runtime_error("can't protect");
+    }
     const std::size_t used =
         buffers.entries[0].cbBuffer + plaintext.size() + buffers.entries[2].cbBuffer;
     return part(buffers.memory, 0, used);
@@ -207,10 +218,12 @@ Opened Side::open(Bytes ciphertext) {
             opened.plaintext.assign(data, data + entry.cbBuffer);
             opened.plaintextAt = static_cast<std::size_t>(data - ciphertext.data());
         }
-        if (entry.BufferType == SECBUFFER_EXTRA)
+        if (entry.BufferType == SECBUFFER_EXTRA) {
             opened.extra = entry.cbBuffer;
-        if (entry.BufferType == SECBUFFER_MISSING)
+        }
+        if (entry.BufferType == SECBUFFER_MISSING) {
             opened.missing = entry.cbBuffer;
+        }
     }
     opened.memory = std::move(ciphertext);
     return opened;
@@ -221,8 +234,9 @@ std::string Side::openAll(const Bytes& ciphertext) {
     Bytes rest = ciphertext;
     while (!rest.empty()) {
         const Opened opened = open(rest);
-        if (opened.status != SEC_E_OK)
+        if (opened.status != SEC_E_OK) {
             throw std::runtime_error("can't open");
+        }
         text += textOf(opened.plaintext);
         rest = part(rest, rest.size() - opened.extra);
     }
@@ -238,8 +252,9 @@ Bytes deliver(Side& to, const Bytes& bytes, std::size_t chunk) {
         const Bytes piece = part(bytes, at, chunk);
         at += piece.size();
         const Step step = to.receive(piece);
-        if (step.status < 0 && step.status != SEC_E_INCOMPLETE_MESSAGE)
+        if (step.status < 0 && step.status != SEC_E_INCOMPLETE_MESSAGE) {
             return {};
+        }
         answer = answer + step.token;
     }
     return answer;

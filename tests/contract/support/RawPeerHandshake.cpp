@@ -14,8 +14,9 @@ void shakeHands(Side& client, RawPeer& server) {
     Bytes toServer = client.step().token;
     while (!toServer.empty()) {
         const Bytes toClient = server.step(toServer);
-        if (toClient.empty())
+        if (toClient.empty()) {
             return;
+        }
         toServer = client.receive(toClient).token;
     }
 }

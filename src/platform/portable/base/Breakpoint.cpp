@@ -15,8 +15,9 @@ bool isTraced() {
     char text[8192];
     std::size_t filled = 0;
     const FileDescriptor status(openForReading("/proc/self/status"));
-    if (status.number < 0 || !readUpTo(status.number, text, sizeof text - 1, filled))
+    if (status.number < 0 || !readUpTo(status.number, text, sizeof text - 1, filled)) {
         return false;
+    }
     text[filled] = '\0';
     const std::string_view all(text, filled);
     const std::size_t at = all.find(label);
@@ -30,8 +31,9 @@ namespace VexaSsl::platform {
 
 // Without a debugger the signal would end the process, and a peer can bring this about.
 void DebugBreak() {
-    if (portable::isTraced())
+    if (portable::isTraced()) {
         std::raise(SIGTRAP);
+    }
 }
 
 } // namespace VexaSsl::platform

@@ -32,8 +32,9 @@ char32_t ofAnsi(unsigned char byte) noexcept {
 
 // Result: the byte, or -1 for a code point that the page doesn't have.
 int toAnsi(char32_t codePoint) noexcept {
-    if (codePoint < 0x80 || (codePoint >= 0xA0 && codePoint <= 0xFF))
+    if (codePoint < 0x80 || (codePoint >= 0xA0 && codePoint <= 0xFF)) {
         return static_cast<int>(codePoint);
+    }
     const auto* found = std::find(std::begin(upperControls), std::end(upperControls), codePoint);
     return found == std::end(upperControls)
                ? -1
@@ -48,18 +49,21 @@ public:
         : room(buffer), limit(static_cast<std::size_t>(capacity)) {}
 
     void put(const Unit* units, std::size_t count) noexcept {
-        if (limit != 0 && count <= limit - std::min(written, limit))
+        if (limit != 0 && count <= limit - std::min(written, limit)) {
             std::copy_n(units, count, room + written);
+        }
         written += count;
     }
     void put(Unit unit) noexcept { put(&unit, 1); }
 
     // The result of the conversion: the units written or needed, or 0 when they don't fit.
     int result() const noexcept {
-        if (limit != 0 && written > limit)
+        if (limit != 0 && written > limit) {
             return failWith(ERROR_INSUFFICIENT_BUFFER, 0);
-        if (written > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+        }
+        if (written > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
             return failWith(errorInvalidParameter, 0);
+        }
         return static_cast<int>(written);
     }
 
@@ -78,8 +82,9 @@ bool areUsable(const Source* text, int length, const Target* buffer, int capacit
 int wideFromUtf8(std::string_view text, DWORD flags, Output<wchar_t> output) noexcept {
     while (!text.empty()) {
         const char32_t codePoint = takeCodePoint(text);
-        if (codePoint == invalidSequence && (flags & refuseInvalid))
+        if (codePoint == invalidSequence && (flags & refuseInvalid)) {
             return failWith(ERROR_NO_UNICODE_TRANSLATION, 0);
+        }
         output.put(
             static_cast<wchar_t>(codePoint == invalidSequence ? replacementCharacter : codePoint));
     }
@@ -87,8 +92,9 @@ int wideFromUtf8(std::string_view text, DWORD flags, Output<wchar_t> output) noe
 }
 
 int wideFromAnsi(std::string_view text, Output<wchar_t> output) noexcept {
-    for (const char byte : text)
+    for (const char byte : text) {
         output.put(static_cast<wchar_t>(ofAnsi(static_cast<unsigned char>(byte))));
+    }
     return output.result();
 }
 
@@ -106,12 +112,14 @@ int ansiFromWide(std::wstring_view text, const char* defaultCharacter, BOOL* use
     BOOL used = FALSE;
     for (const wchar_t unit : text) {
         const int byte = toAnsi(static_cast<char32_t>(unit));
-        if (byte < 0)
+        if (byte < 0) {
             used = TRUE;
+        }
         output.put(byte < 0 ? substitute : static_cast<char>(static_cast<unsigned char>(byte)));
     }
-    if (usedDefault)
+    if (usedDefault) {
         *usedDefault = used;
+    }
     return output.result();
 }
 
@@ -124,15 +132,18 @@ using namespace portable;
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* buffer,
                         int capacity) {
-    if (!areUsable(text, length, buffer, capacity))
+    if (!areUsable(text, length, buffer, capacity)) {
         return failWith(errorInvalidParameter, 0);
+    }
     const std::string_view bytes(text, length == untilZero ? std::strlen(text) + 1
                                                            : static_cast<std::size_t>(length));
     const Output<wchar_t> output(buffer, capacity);
-    if (codePage == CP_UTF8)
+    if (codePage == CP_UTF8) {
         return wideFromUtf8(bytes, flags, output);
-    if (codePage == CP_ACP)
+    }
+    if (codePage == CP_ACP) {
         return wideFromAnsi(bytes, output);
+    }
     return failWith(errorInvalidParameter, 0);
 }
 
@@ -140,15 +151,18 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length
 // either has a place in the code page or becomes the default character.
 int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* text, int length, char* buffer,
                         int capacity, const char* defaultCharacter, BOOL* usedDefaultCharacter) {
-    if (!areUsable(text, length, buffer, capacity))
+    if (!areUsable(text, length, buffer, capacity)) {
         return failWith(errorInvalidParameter, 0);
+    }
     const std::wstring_view units(text, length == untilZero ? std::wcslen(text) + 1
                                                             : static_cast<std::size_t>(length));
     const Output<char> output(buffer, capacity);
-    if (codePage == CP_ACP)
+    if (codePage == CP_ACP) {
         return ansiFromWide(units, defaultCharacter, usedDefaultCharacter, output);
-    if (codePage == CP_UTF8 && !defaultCharacter && !usedDefaultCharacter)
+    }
+    if (codePage == CP_UTF8 && !defaultCharacter && !usedDefaultCharacter) {
         return utf8FromWide(units, output);
+    }
     return failWith(errorInvalidParameter, 0);
 }
 

@@ -29,8 +29,9 @@ DWORD writeAllocated(const wchar_t* text, const wchar_t* end, wchar_t* buffer, D
     const std::size_t length = std::wcslen(text) + std::wcslen(end);
     const std::size_t room = std::max<std::size_t>(length + 1, size);
     auto* allocated = static_cast<wchar_t*>(std::malloc(room * sizeof(wchar_t)));
-    if (!allocated)
+    if (!allocated) {
         return failWith(errorNotEnoughMemory, DWORD{0});
+    }
     write(allocated, text, end);
     std::memcpy(buffer, &allocated, sizeof allocated);
     return static_cast<DWORD>(length);
@@ -38,8 +39,9 @@ DWORD writeAllocated(const wchar_t* text, const wchar_t* end, wchar_t* buffer, D
 
 DWORD writeInPlace(const wchar_t* text, const wchar_t* end, wchar_t* buffer, DWORD size) noexcept {
     const std::size_t length = std::wcslen(text) + std::wcslen(end);
-    if (length >= size)
+    if (length >= size) {
         return failWith(ERROR_INSUFFICIENT_BUFFER, DWORD{0});
+    }
     write(buffer, text, end);
     return static_cast<DWORD>(length);
 }
@@ -55,18 +57,21 @@ using namespace portable;
 // matter, and one language.
 DWORD FormatMessageW(DWORD flags, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD size,
                      va_list*) {
-    if (!buffer)
+    if (!buffer) {
         return failWith(errorInvalidParameter, DWORD{0});
+    }
     const bool allocate = (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0;
     if (allocate) {
         const wchar_t* none = nullptr;
         std::memcpy(buffer, &none, sizeof none);
     }
-    if (!(flags & FORMAT_MESSAGE_FROM_SYSTEM))
+    if (!(flags & FORMAT_MESSAGE_FROM_SYSTEM)) {
         return failWith(errorInvalidParameter, DWORD{0});
+    }
     const wchar_t* text = errorText(code);
-    if (!text)
+    if (!text) {
         return failWith(errorMessageNotFound, DWORD{0});
+    }
     return allocate ? writeAllocated(text, endOfText(flags), buffer, size)
                     : writeInPlace(text, endOfText(flags), buffer, size);
 }

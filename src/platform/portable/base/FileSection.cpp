@@ -36,22 +36,25 @@ bool isUsable(const Elf64_Ehdr& header) {
 
 std::vector<Elf64_Shdr> readSections(const FileDescriptor& file, const Elf64_Ehdr& header) {
     std::vector<Elf64_Shdr> sections(header.e_shnum);
-    if (!readAt(file, header.e_shoff, sections.data(), sections.size() * sizeof(Elf64_Shdr)))
+    if (!readAt(file, header.e_shoff, sections.data(), sections.size() * sizeof(Elf64_Shdr))) {
         return {};
+    }
     return sections;
 }
 
 std::string readContent(const FileDescriptor& file, const Elf64_Shdr& section, std::size_t limit) {
-    if (section.sh_size > limit || section.sh_type == SHT_NOBITS)
+    if (section.sh_size > limit || section.sh_type == SHT_NOBITS) {
         return {};
+    }
     std::string content(section.sh_size, '\0');
     return readAt(file, section.sh_offset, content.data(), content.size()) ? content
                                                                            : std::string();
 }
 
 std::string_view nameAt(std::string_view names, std::size_t offset) {
-    if (offset >= names.size())
+    if (offset >= names.size()) {
         return {};
+    }
     const std::string_view rest = names.substr(offset);
     return rest.substr(0, rest.find('\0'));
 }
@@ -61,11 +64,13 @@ std::string_view nameAt(std::string_view names, std::size_t offset) {
 std::string readSection(const char* path, std::string_view name, std::size_t limit) {
     const FileDescriptor file(openForReading(path));
     Elf64_Ehdr header{};
-    if (file.number < 0 || !readAt(file, 0, &header, sizeof header) || !isUsable(header))
+    if (file.number < 0 || !readAt(file, 0, &header, sizeof header) || !isUsable(header)) {
         return {};
+    }
     const std::vector<Elf64_Shdr> sections = readSections(file, header);
-    if (sections.empty())
+    if (sections.empty()) {
         return {};
+    }
     const std::string names = readContent(file, sections[header.e_shstrndx], largestNames);
     const auto found =
         std::find_if(sections.begin(), sections.end(), [&](const Elf64_Shdr& section) {

@@ -53,13 +53,15 @@ std::string ownHostName() {
 std::string canonicalNameIn(std::string_view hosts, std::string_view host) {
     while (!hosts.empty()) {
         const std::vector<std::string_view> words = wordsOf(takeLine(hosts));
-        if (words.size() < 2)
+        if (words.size() < 2) {
             continue;
+        }
         const std::string_view canonical = words[1];
         const bool isHost = std::any_of(words.begin() + 1, words.end(),
                                         [host](auto name) { return areSame(name, host); });
-        if (isHost && canonical.find('.') != canonical.npos && !isLoopbackName(canonical))
+        if (isHost && canonical.find('.') != canonical.npos && !isLoopbackName(canonical)) {
             return std::string(canonical);
+        }
     }
     return {};
 }
@@ -67,8 +69,9 @@ std::string canonicalNameIn(std::string_view hosts, std::string_view host) {
 std::string fullyQualifiedHostName() {
     constexpr std::size_t hostsFileLimit = 1 << 20;
     std::string host = ownHostName();
-    if (host.empty() || host.find('.') != host.npos)
+    if (host.empty() || host.find('.') != host.npos) {
         return host;
+    }
     const std::string canonical = canonicalNameIn(readText("/etc/hosts", hostsFileLimit), host);
     return canonical.empty() ? host : canonical;
 }

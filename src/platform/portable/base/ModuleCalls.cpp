@@ -19,16 +19,19 @@ inline constexpr DWORD errorProcedureNotFound = 127;
 
 // A bare name is the name of a library, as linkers take it; anything else is a file's.
 std::string fileOfLibrary(std::string_view name) {
-    if (name.find_first_of("/.") != name.npos)
+    if (name.find_first_of("/.") != name.npos) {
         return std::string(name);
+    }
     return "lib" + std::string(name) + ".so";
 }
 
 DWORD givePath(const std::string& path, char* buffer, DWORD size) {
-    if (path.empty())
+    if (path.empty()) {
         return failWith(errorModuleNotFound, DWORD{0});
-    if (!buffer || size == 0)
+    }
+    if (!buffer || size == 0) {
         return failWith(ERROR_INSUFFICIENT_BUFFER, DWORD{0});
+    }
     const auto written = static_cast<DWORD>(std::min<std::size_t>(path.size(), size - 1));
     *std::copy_n(path.begin(), written, buffer) = '\0';
     return written == path.size() ? written : failWith(ERROR_INSUFFICIENT_BUFFER, size);
@@ -52,8 +55,9 @@ DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size) {
 }
 
 HMODULE LoadLibraryA(const char* name) {
-    if (!name)
+    if (!name) {
         return failWith(errorInvalidParameter, HMODULE{nullptr});
+    }
     return guarded(HMODULE{nullptr}, [&]() -> HMODULE {
         void* library = dlopen(fileOfLibrary(name).c_str(), RTLD_NOW | RTLD_LOCAL);
         return library ? library : failWith(errorModuleNotFound, HMODULE{nullptr});
@@ -61,8 +65,9 @@ HMODULE LoadLibraryA(const char* name) {
 }
 
 FARPROC GetProcAddress(HMODULE module, const char* name) {
-    if (!module || !name)
+    if (!module || !name) {
         return failWith(errorInvalidParameter, FARPROC{nullptr});
+    }
     void* entry = dlsym(module, name);
     return entry ? reinterpret_cast<FARPROC>(entry)
                  : failWith(errorProcedureNotFound, FARPROC{nullptr});

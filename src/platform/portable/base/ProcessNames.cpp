@@ -34,15 +34,17 @@ std::string effectiveUserName() {
     passwd* found = nullptr;
     std::vector<char> texts(1024);
     while (getpwuid_r(user, &entry, texts.data(), texts.size(), &found) == ERANGE &&
-           texts.size() < largestEntry)
+           texts.size() < largestEntry) {
         texts.resize(texts.size() * 2);
+    }
     return found ? found->pw_name : std::to_string(user);
 }
 
 DWORD giveModuleName(wchar_t* buffer, DWORD size) {
     const std::wstring path = wideOfUtf8(executablePath());
-    if (path.empty() || !buffer || size == 0)
+    if (path.empty() || !buffer || size == 0) {
         return failWith(path.empty() ? errorFileNotFound : ERROR_INSUFFICIENT_BUFFER, DWORD{0});
+    }
     const std::size_t written = writeCut(path, buffer, size);
     return written == path.size() ? static_cast<DWORD>(written)
                                   : failWith(ERROR_INSUFFICIENT_BUFFER, size);
@@ -54,8 +56,9 @@ BOOL giveName(const std::wstring& name, wchar_t* buffer, DWORD* size, DWORD tooS
               DWORD counted) {
     const auto needed = static_cast<DWORD>(name.size() + 1);
     const DWORD room = std::exchange(*size, needed);
-    if (!buffer || room < needed)
+    if (!buffer || room < needed) {
         return failWith(tooSmall, FALSE);
+    }
     writeCut(name, buffer, room);
     *size = needed - 1 + counted;
     return TRUE;
@@ -69,22 +72,25 @@ namespace VexaSsl::platform {
 using namespace portable;
 
 DWORD GetModuleFileNameW(HMODULE module, wchar_t* buffer, DWORD size) {
-    if (module) // only the executable itself is known here
+    if (module) { // only the executable itself is known here
         return failWith(errorInvalidParameter, DWORD{0});
+    }
     return guarded(DWORD{0}, [&] { return giveModuleName(buffer, size); });
 }
 
 BOOL GetComputerNameExW(COMPUTER_NAME_FORMAT format, wchar_t* buffer, DWORD* size) {
-    if (format != ComputerNameDnsFullyQualified || !size)
+    if (format != ComputerNameDnsFullyQualified || !size) {
         return failWith(errorInvalidParameter, FALSE);
+    }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         return giveName(wideOfUtf8(fullyQualifiedHostName()), buffer, size, ERROR_MORE_DATA, 0);
     });
 }
 
 BOOL GetUserNameW(wchar_t* buffer, DWORD* size) {
-    if (!size)
+    if (!size) {
         return failWith(errorInvalidParameter, FALSE);
+    }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         return giveName(wideOfUtf8(effectiveUserName()), buffer, size, ERROR_INSUFFICIENT_BUFFER,
                         1);

@@ -31,19 +31,22 @@ public:
 protected:
     result do_out(std::mbstate_t&, const wchar_t* from, const wchar_t* fromEnd,
                   const wchar_t*& fromNext, char* to, char* toEnd, char*& toNext) const override {
-        for (; from != fromEnd && to != toEnd && isByte(*from); ++from, ++to)
+        for (; from != fromEnd && to != toEnd && isByte(*from); ++from, ++to) {
             *to = static_cast<char>(static_cast<unsigned char>(*from));
+        }
         fromNext = from;
         toNext = to;
-        if (from == fromEnd)
+        if (from == fromEnd) {
             return ok;
+        }
         return to == toEnd ? partial : error;
     }
 
     result do_in(std::mbstate_t&, const char* from, const char* fromEnd, const char*& fromNext,
                  wchar_t* to, wchar_t* toEnd, wchar_t*& toNext) const override {
-        for (; from != fromEnd && to != toEnd; ++from, ++to)
+        for (; from != fromEnd && to != toEnd; ++from, ++to) {
             *to = static_cast<wchar_t>(static_cast<unsigned char>(*from));
+        }
         fromNext = from;
         toNext = to;
         return from == fromEnd ? ok : partial;
@@ -90,8 +93,9 @@ std::optional<std::string> narrowByLocale(const std::wstring& text) {
     char* end = nullptr;
     const auto result = conversion.out(state, text.data(), text.data() + text.size(), rest,
                                        bytes.data(), bytes.data() + bytes.size(), end);
-    if (result != std::codecvt_base::ok)
+    if (result != std::codecvt_base::ok) {
         return std::nullopt;
+    }
     bytes.resize(static_cast<std::size_t>(end - bytes.data()));
     return bytes;
 }
@@ -105,8 +109,9 @@ std::optional<std::wstring> widenByLocale(const std::string& bytes) {
     wchar_t* end = nullptr;
     const auto result = conversion.in(state, bytes.data(), bytes.data() + bytes.size(), rest,
                                       text.data(), text.data() + text.size(), end);
-    if (result != std::codecvt_base::ok)
+    if (result != std::codecvt_base::ok) {
         return std::nullopt;
+    }
     text.resize(static_cast<std::size_t>(end - text.data()));
     return text;
 }
@@ -129,8 +134,9 @@ std::string narrowBytewise(const std::wstring& text) {
 std::wstring widenBytewise(const std::string& bytes) {
     std::wstring text;
     text.reserve(bytes.size());
-    for (const char byte : bytes)
+    for (const char byte : bytes) {
         text += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    }
     return text;
 }
 
@@ -138,8 +144,9 @@ std::wstring widenBytewise(const std::string& bytes) {
 template <class Stream>
 void refuseFolder(Stream& stream, const std::filesystem::path& path) {
     std::error_code ignored;
-    if (!stream.is_open() || !std::filesystem::is_directory(path, ignored))
+    if (!stream.is_open() || !std::filesystem::is_directory(path, ignored)) {
         return;
+    }
     stream.close();
     stream.setstate(std::ios_base::failbit);
 }
@@ -150,8 +157,9 @@ void openPatiently(Stream& stream, const std::filesystem::path& path, Mode... mo
     for (;;) {
         errno = 0;
         stream.open(path, mode...);
-        if (stream.is_open() || errno != EINTR)
+        if (stream.is_open() || errno != EINTR) {
             return;
+        }
         stream.clear();
     }
 }
@@ -175,26 +183,30 @@ void openTextFile(std::wifstream& stream, const std::filesystem::path& path) {
 }
 
 bool getTextLine(std::wistream& stream, std::wstring& line) {
-    if (!std::getline(stream, line))
+    if (!std::getline(stream, line)) {
         return false;
+    }
     const bool endedByLineFeed = !stream.eof();
-    if (endedByLineFeed && !line.empty() && line.back() == L'\r')
+    if (endedByLineFeed && !line.empty() && line.back() == L'\r') {
         line.pop_back();
+    }
     return true;
 }
 
 std::filesystem::path pathFromFileText(const std::wstring& text) {
     if (!portable::convertsClassically(std::locale())) {
-        if (auto bytes = portable::narrowByLocale(text))
+        if (auto bytes = portable::narrowByLocale(text)) {
             return *bytes;
+        }
     }
     return portable::narrowBytewise(text);
 }
 
 std::wstring pathToText(const std::filesystem::path& path) {
     if (!portable::convertsClassically(std::locale())) {
-        if (auto text = portable::widenByLocale(path.native()))
+        if (auto text = portable::widenByLocale(path.native())) {
             return *text;
+        }
     }
     return portable::widenBytewise(path.native());
 }

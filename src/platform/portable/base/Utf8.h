@@ -24,10 +24,12 @@ inline bool isScalarValue(char32_t codePoint) noexcept {
 inline char32_t takeCodePoint(std::string_view& text) noexcept {
     const auto lead = static_cast<unsigned char>(text.front());
     text.remove_prefix(1);
-    if (lead < 0x80)
+    if (lead < 0x80) {
         return lead;
-    if (lead < 0xC2 || lead > 0xF4)
+    }
+    if (lead < 0xC2 || lead > 0xF4) {
         return invalidSequence;
+    }
     const int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
     char32_t codePoint = lead & (0x3Fu >> following);
     // The bounds of the first following byte keep out overlong forms, surrogates and what lies
@@ -35,11 +37,13 @@ inline char32_t takeCodePoint(std::string_view& text) noexcept {
     unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     for (int i = 0; i < following; ++i) {
-        if (text.empty())
+        if (text.empty()) {
             return invalidSequence;
+        }
         const auto byte = static_cast<unsigned char>(text.front());
-        if (byte < low || byte > high)
+        if (byte < low || byte > high) {
             return invalidSequence;
+        }
         codePoint = codePoint << 6 | (byte & 0x3Fu);
         text.remove_prefix(1);
         low = 0x80;
@@ -55,20 +59,24 @@ struct Utf8Sequence {
 
 // What can't be encoded (a lone surrogate, a number above the last code point) becomes U+FFFD.
 inline Utf8Sequence encodeUtf8(char32_t codePoint) noexcept {
-    if (!isScalarValue(codePoint))
+    if (!isScalarValue(codePoint)) {
         codePoint = replacementCharacter;
+    }
     const auto tail = [codePoint](int shift) {
         return static_cast<char>(static_cast<unsigned char>(0x80 | (codePoint >> shift & 0x3F)));
     };
     const auto head = [codePoint](unsigned mark, int shift) {
         return static_cast<char>(static_cast<unsigned char>(mark | codePoint >> shift));
     };
-    if (codePoint < 0x80)
+    if (codePoint < 0x80) {
         return {{head(0, 0)}, 1};
-    if (codePoint < 0x800)
+    }
+    if (codePoint < 0x800) {
         return {{head(0xC0, 6), tail(0)}, 2};
-    if (codePoint < 0x10000)
+    }
+    if (codePoint < 0x10000) {
         return {{head(0xE0, 12), tail(6), tail(0)}, 3};
+    }
     return {{head(0xF0, 18), tail(12), tail(6), tail(0)}, 4};
 }
 

@@ -23,11 +23,13 @@ constexpr std::size_t largestRecord = 1 << 16;
 std::string readRecord(const char* fileName) {
     std::string record = readSection(fileName, VEXASSL_VERSION_SECTION, largestRecord);
     VersionRecordHead head;
-    if (record.size() < sizeof head)
+    if (record.size() < sizeof head) {
         return {};
+    }
     std::copy_n(record.data(), sizeof head, reinterpret_cast<char*>(&head));
-    if (head.size <= sizeof head || head.size > record.size())
+    if (head.size <= sizeof head || head.size > record.size()) {
         return {};
+    }
     record.resize(head.size);
     const bool isSound = record.back() == '\0' && std::count(std::begin(head.translation),
                                                              std::end(head.translation), '\0') > 0;
@@ -44,11 +46,13 @@ std::string_view takeText(std::string_view& row) {
 std::string_view findValue(std::string_view texts, std::string_view key) {
     while (!texts.empty()) {
         const bool isFound = takeText(texts) == key;
-        if (texts.empty())
+        if (texts.empty()) {
             return {};
+        }
         const std::string_view value = takeText(texts);
-        if (isFound)
+        if (isFound) {
             return {value.data(), value.size() + 1};
+        }
     }
     return {};
 }
@@ -56,11 +60,13 @@ std::string_view findValue(std::string_view texts, std::string_view key) {
 // What path leads to, in the block; empty when it leads nowhere.
 std::string_view findEntry(std::string_view block, std::string_view path) {
     const auto& head = *reinterpret_cast<const VersionRecordHead*>(block.data());
-    if (path == "\\")
+    if (path == "\\") {
         return {reinterpret_cast<const char*>(&head.fixed), sizeof head.fixed};
+    }
     const std::string prefix = "\\StringFileInfo\\" + std::string(head.translation) + "\\";
-    if (!path.starts_with(prefix))
+    if (!path.starts_with(prefix)) {
         return {};
+    }
     return findValue(block.substr(sizeof head), path.substr(prefix.size()));
 }
 
@@ -72,8 +78,9 @@ namespace VexaSsl::platform {
 using namespace portable;
 
 DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored) {
-    if (ignored)
+    if (ignored) {
         *ignored = 0;
+    }
     return guarded(DWORD{0}, [&] {
         const std::string record = fileName ? readRecord(fileName) : std::string();
         return record.empty() ? failWith(errorNoVersionRecord, DWORD{0})
@@ -84,24 +91,29 @@ DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored) {
 BOOL GetFileVersionInfoA(const char* fileName, DWORD, DWORD size, void* block) {
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         const std::string record = fileName ? readRecord(fileName) : std::string();
-        if (record.empty())
+        if (record.empty()) {
             return failWith(errorNoVersionRecord, FALSE);
-        if (!block || size < record.size()) // the file may have been replaced since it was measured
+        }
+        if (!block ||
+            size < record.size()) { // the file may have been replaced since it was measured
             return failWith(ERROR_INSUFFICIENT_BUFFER, FALSE);
+        }
         std::copy(record.begin(), record.end(), static_cast<char*>(block));
         return TRUE;
     });
 }
 
 BOOL VerQueryValueA(const void* block, const char* path, void** value, UINT* length) {
-    if (!block || !path || !value || !length)
+    if (!block || !path || !value || !length) {
         return failWith(errorInvalidParameter, FALSE);
+    }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         const auto& head = *static_cast<const VersionRecordHead*>(block);
         const std::string_view found =
             findEntry({static_cast<const char*>(block), head.size}, path);
-        if (found.empty())
+        if (found.empty()) {
             return failWith(errorNoVersionEntry, FALSE);
+        }
         *value = const_cast<char*>(found.data());
         *length = static_cast<UINT>(found.size());
         return TRUE;

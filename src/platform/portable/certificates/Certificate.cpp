@@ -13,8 +13,9 @@ namespace {
 template <class T, class Encode>
 std::vector<BYTE> derOf(T* object, Encode encode) {
     const int size = encode(object, nullptr);
-    if (size <= 0)
+    if (size <= 0) {
         throw std::bad_alloc();
+    }
     std::vector<BYTE> bytes(static_cast<std::size_t>(size));
     unsigned char* at = bytes.data();
     encode(object, &at);
@@ -35,8 +36,9 @@ Certificate::Certificate(X509Pointer given, Companions with)
     X509* x = certificate.get();
     // Decodes the extensions now, on one thread, instead of at the first use on any.
     X509_check_purpose(x, -1, 0);
-    for (const X509Pointer& helper : companions.helpers)
+    for (const X509Pointer& helper : companions.helpers) {
         helperList.push_back(helper.get());
+    }
     der = derOf(x, i2d_X509);
     serialNumber = derOf(X509_get0_serialNumber(x), i2d_ASN1_INTEGER);
     issuer = derOf(X509_get_issuer_name(x), i2d_X509_NAME);

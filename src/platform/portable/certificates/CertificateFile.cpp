@@ -18,8 +18,9 @@ CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates, std::
                              KeyState state, KeyPointer key) {
     Companions companions{state, std::move(key), {}};
     for (std::size_t i = 0; i < certificates.size(); ++i) {
-        if (i != position)
+        if (i != position) {
             companions.helpers.push_back(sharedReference(certificates[i].get()));
+        }
     }
     return std::make_shared<const Certificate>(sharedReference(certificates[position].get()),
                                                std::move(companions));
@@ -30,8 +31,9 @@ KeyPointer takeKeyOf(X509* certificate, std::vector<KeyPointer>& keys) {
     const auto found = std::find_if(keys.begin(), keys.end(), [certificate](const auto& key) {
         return X509_check_private_key(certificate, key.get()) == 1;
     });
-    if (found == keys.end())
+    if (found == keys.end()) {
         return nullptr;
+    }
     KeyPointer key = std::move(*found);
     keys.erase(found);
     return key;
@@ -41,11 +43,13 @@ ParsedFile entriesOf(const std::vector<X509Pointer>& certificates, std::vector<K
                      bool keyIsClosed) {
     ParsedFile parsed;
     for (std::size_t i = 0; i < certificates.size(); ++i) {
-        if (KeyPointer key = takeKeyOf(certificates[i].get(), keys))
+        if (KeyPointer key = takeKeyOf(certificates[i].get(), keys)) {
             parsed.entries.push_back(makeEntry(certificates, i, KeyState::present, std::move(key)));
+        }
     }
-    if (parsed.entries.empty() && keyIsClosed && !certificates.empty())
+    if (parsed.entries.empty() && keyIsClosed && !certificates.empty()) {
         parsed.entries.push_back(makeEntry(certificates, 0, KeyState::unreadable, nullptr));
+    }
     return parsed;
 }
 
@@ -98,32 +102,38 @@ platform::CertificateFileFault faultOf(FileOutcome outcome) noexcept {
 
 ParsedFile parsePersonalFile(const FileText& file, const FileText& keyFile) {
     const ErrorQueueGuard errors;
-    if (file.outcome != FileOutcome::read)
+    if (file.outcome != FileOutcome::read) {
         return nothing(file, faultOf(file.outcome));
+    }
     PemContent content = readPemBlocks(file.bytes.text());
-    if (content.broken)
+    if (content.broken) {
         return nothing(file, Fault::Damaged);
-    if (content.certificates.empty())
+    }
+    if (content.certificates.empty()) {
         return nothing(file, Fault::NoCertificate);
+    }
     if (content.keys.empty() && !content.keyIsClosed) {
         PemContent beside = readPemBlocks(keyFile.bytes.text());
         content.keys = std::move(beside.keys);
         content.keyIsClosed = beside.keyIsClosed || isClosed(keyFile.outcome);
     }
     ParsedFile parsed = entriesOf(content.certificates, content.keys, content.keyIsClosed);
-    if (parsed.entries.empty())
+    if (parsed.entries.empty()) {
         return nothing(file, content.keys.empty() ? Fault::NoKey : Fault::ForeignKey);
+    }
     return parsed;
 }
 
 ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     const ErrorQueueGuard errors;
-    if (file.outcome != FileOutcome::read)
+    if (file.outcome != FileOutcome::read) {
         return nothing(file, faultOf(file.outcome));
+    }
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
     const Password password(passwordFile.bytes.text());
-    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password.text()))
+    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password.text())) {
         return nothing(file, Fault::Damaged);
+    }
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* others = nullptr;
@@ -134,22 +144,27 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
     std::vector<X509Pointer> certificates;
     certificates.emplace_back(certificate);
     const CertificateStack stack(others);
-    if (opened != 1)
+    if (opened != 1) {
         return nothing(file, Fault::WrongPassword);
-    if (!key || !certificate)
+    }
+    if (!key || !certificate) {
         return nothing(file, key ? Fault::NoCertificate : Fault::NoKey);
-    for (int i = 0; i < sk_X509_num(others); ++i)
+    }
+    for (int i = 0; i < sk_X509_num(others); ++i) {
         certificates.push_back(sharedReference(sk_X509_value(others, i)));
+    }
     return entriesOf(certificates, keys, false);
 }
 
 ParsedFile parseAnchorFile(const FileText& file) {
     const ErrorQueueGuard errors;
-    if (file.outcome != FileOutcome::read)
+    if (file.outcome != FileOutcome::read) {
         return nothing(file, faultOf(file.outcome));
+    }
     ParsedFile parsed{{}, readPemBlocks(file.bytes.text()).certificates};
-    if (parsed.anchors.empty())
+    if (parsed.anchors.empty()) {
         return nothing(file, Fault::NoCertificate);
+    }
     return parsed;
 }
 

@@ -35,8 +35,9 @@ std::string_view bytesOf(const ASN1_STRING* string) {
 std::optional<std::wstring> cleanName(std::string_view bytes) {
     const bool isPlain = std::all_of(bytes.begin(), bytes.end(),
                                      [](char byte) { return byte > ' ' && byte < '\x7F'; });
-    if (bytes.empty() || !isPlain)
+    if (bytes.empty() || !isPlain) {
         return std::nullopt;
+    }
     return std::wstring(bytes.begin(), bytes.end());
 }
 
@@ -50,10 +51,12 @@ std::vector<std::wstring> alternativeNamesOf(const X509* certificate, int type) 
     std::vector<std::wstring> found;
     for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
         const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
-        if (name->type != type)
+        if (name->type != type) {
             continue;
-        if (auto text = cleanName(bytesOf(name->d.ia5)))
+        }
+        if (auto text = cleanName(bytesOf(name->d.ia5))) {
             found.push_back(std::move(*text));
+        }
     }
     return found;
 }
@@ -61,8 +64,9 @@ std::vector<std::wstring> alternativeNamesOf(const X509* certificate, int type) 
 // The last of several is the one nearest to the subject itself. Empty if there is none.
 std::wstring attributeOf(const X509_NAME* name, int kind) {
     int position = -1;
-    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, kind, next)) >= 0;)
+    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, kind, next)) >= 0;) {
         position = next;
+    }
     return position < 0 ? std::wstring() : attributeText(X509_NAME_get_entry(name, position));
 }
 
@@ -87,17 +91,21 @@ bool isNumber(std::wstring_view label) {
 // address isn't one: no top domain is a number.
 bool looksLikeDnsName(std::wstring_view name) {
     constexpr std::size_t longestName = 253;
-    if (name.size() > longestName)
+    if (name.size() > longestName) {
         return false;
-    if (name.starts_with(L"*."))
+    }
+    if (name.starts_with(L"*.")) {
         name.remove_prefix(2);
+    }
     for (;;) {
         const std::size_t dot = name.find(L'.');
         const std::wstring_view label = name.substr(0, dot);
-        if (!isLabel(label))
+        if (!isLabel(label)) {
             return false;
-        if (dot == std::wstring_view::npos)
+        }
+        if (dot == std::wstring_view::npos) {
             return !isNumber(label);
+        }
         name.remove_prefix(dot + 1);
     }
 }
@@ -107,8 +115,9 @@ std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
     const ASN1_OBJECT* kind = X509_NAME_ENTRY_get_object(attribute);
     const char* shortName = OBJ_nid2sn(OBJ_obj2nid(kind));
     char text[80] = {};
-    if (OBJ_obj2nid(kind) == NID_undef || !shortName)
+    if (OBJ_obj2nid(kind) == NID_undef || !shortName) {
         OBJ_obj2txt(text, sizeof text, kind, 1);
+    }
     const std::string_view name = *text || !shortName ? text : shortName;
     return {name.begin(), name.end()};
 }
@@ -117,11 +126,13 @@ std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
 std::wstring quotedIfNeeded(const std::wstring& value) {
     const bool isPlain = value.find_first_of(L",+=\"\n<>#;") == std::wstring::npos &&
                          !value.starts_with(L' ') && !value.ends_with(L' ') && !value.empty();
-    if (isPlain)
+    if (isPlain) {
         return value;
+    }
     std::wstring quoted = L"\"";
-    for (const wchar_t unit : value)
+    for (const wchar_t unit : value) {
         quoted += unit == L'"' ? std::wstring(L"\"\"") : std::wstring(1, unit);
+    }
     return quoted + L"\"";
 }
 
@@ -137,8 +148,9 @@ std::vector<std::wstring> dnsNamesOf(const X509* certificate) {
     const ErrorQueueGuard errors;
     std::vector<std::wstring> names = alternativeNamesOf(certificate, GEN_DNS);
     std::wstring commonName = attributeOf(X509_get_subject_name(certificate), NID_commonName);
-    if (looksLikeDnsName(commonName) && !holds(names, commonName))
+    if (looksLikeDnsName(commonName) && !holds(names, commonName)) {
         names.push_back(std::move(commonName));
+    }
     return names;
 }
 
@@ -146,17 +158,21 @@ std::wstring displayNameOf(const X509* certificate) {
     const ErrorQueueGuard errors;
     const X509_NAME* subject = X509_get_subject_name(certificate);
     std::wstring name = attributeOf(subject, NID_commonName);
-    if (name.empty())
+    if (name.empty()) {
         name = attributeOf(subject, NID_organizationName);
-    if (name.empty()) {
-        if (const auto names = alternativeNamesOf(certificate, GEN_DNS); !names.empty())
-            name = names.front();
     }
-    if (name.empty())
-        name = attributeOf(subject, NID_pkcs9_emailAddress);
     if (name.empty()) {
-        if (const auto names = alternativeNamesOf(certificate, GEN_EMAIL); !names.empty())
+        if (const auto names = alternativeNamesOf(certificate, GEN_DNS); !names.empty()) {
             name = names.front();
+        }
+    }
+    if (name.empty()) {
+        name = attributeOf(subject, NID_pkcs9_emailAddress);
+    }
+    if (name.empty()) {
+        if (const auto names = alternativeNamesOf(certificate, GEN_EMAIL); !names.empty()) {
+            name = names.front();
+        }
     }
     return printable(std::move(name));
 }
@@ -165,8 +181,9 @@ std::wstring issuerNameOf(const X509* certificate) {
     const ErrorQueueGuard errors;
     const X509_NAME* issuer = X509_get_issuer_name(certificate);
     std::wstring name = attributeOf(issuer, NID_commonName);
-    if (name.empty())
+    if (name.empty()) {
         name = attributeOf(issuer, NID_organizationName);
+    }
     return printable(std::move(name));
 }
 
@@ -183,8 +200,9 @@ std::wstring distinguishedNameOf(const X509_NAME* name) {
 
 std::wstring printable(std::wstring text) {
     for (wchar_t& unit : text) {
-        if (isControl(unit) || turnsDirection(unit))
+        if (isControl(unit) || turnsDirection(unit)) {
             unit = L'?';
+        }
     }
     return text;
 }

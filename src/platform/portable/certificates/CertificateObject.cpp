@@ -19,18 +19,21 @@ bool holds(const std::vector<X509*>& list, X509* certificate) {
 // The chain as it was sent, with the leaf in front if it isn't in there.
 std::vector<X509*> storeOrder(X509* leaf, const STACK_OF(X509) * chain) {
     std::vector<X509*> all;
-    for (int i = 0; i < sk_X509_num(chain); ++i)
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
         all.push_back(sk_X509_value(chain, i));
-    if (!holds(all, leaf))
+    }
+    if (!holds(all, leaf)) {
         all.insert(all.begin(), leaf);
+    }
     return all;
 }
 
 CertificatePointer makeLeaf(X509* leaf, const std::vector<X509*>& all) {
     Companions companions;
     for (X509* other : all) {
-        if (X509_cmp(leaf, other) != 0)
+        if (X509_cmp(leaf, other) != 0) {
             companions.helpers.push_back(sharedReference(other));
+        }
     }
     return std::make_shared<const Certificate>(sharedReference(leaf), std::move(companions));
 }
@@ -61,8 +64,9 @@ PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509) * chain) {
     std::size_t position = 0;
     for (X509* certificate : all) {
         const bool isLeaf = X509_cmp(leaf, certificate) == 0;
-        if (isLeaf)
+        if (isLeaf) {
             position = certificates.size();
+        }
         certificates.push_back(isLeaf ? shown
                                       : std::make_shared<const Certificate>(
                                             sharedReference(certificate), Companions{}));

@@ -22,17 +22,21 @@ Chain::Chain(PCCERT_CONTEXT leaf, const std::vector<CertificatePointer>& others,
     elementList.reserve(others.size() + 1);
     std::vector<std::unique_ptr<Context>> contexts;
     contexts.reserve(others.size());
-    for (const CertificatePointer& other : others)
+    for (const CertificatePointer& other : others) {
         contexts.push_back(std::make_unique<Context>(other, nullptr, 0));
+    }
 
     addElement(platform::CertDuplicateCertificateContext(leaf), faults.at(0));
-    for (std::size_t i = 0; i < contexts.size(); ++i)
+    for (std::size_t i = 0; i < contexts.size(); ++i) {
         addElement(contexts[i].release(), faults.at(i + 1));
-    for (std::size_t i = elements.size(); i < ChainFaults::capacity; ++i)
+    }
+    for (std::size_t i = elements.size(); i < ChainFaults::capacity; ++i) {
         elements.back().TrustStatus.dwErrorStatus |= faults.at(i);
+    }
 
-    for (const CERT_CHAIN_ELEMENT& element : elements)
+    for (const CERT_CHAIN_ELEMENT& element : elements) {
         simpleChain.TrustStatus.dwErrorStatus |= element.TrustStatus.dwErrorStatus;
+    }
     simpleChain.cbSize = sizeof simpleChain;
     simpleChain.cElement = static_cast<DWORD>(elementList.size());
     simpleChain.rgpElement = elementList.data();
@@ -43,8 +47,9 @@ Chain::Chain(PCCERT_CONTEXT leaf, const std::vector<CertificatePointer>& others,
 }
 
 Chain::~Chain() {
-    for (const CERT_CHAIN_ELEMENT& element : elements)
+    for (const CERT_CHAIN_ELEMENT& element : elements) {
         platform::CertFreeCertificateContext(element.pCertContext);
+    }
 }
 
 void Chain::addElement(PCCERT_CONTEXT certificate, DWORD faults) {

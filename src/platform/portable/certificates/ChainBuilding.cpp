@@ -80,19 +80,24 @@ int noteFault(int accepted, X509_STORE_CTX* verification) noexcept {
 BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
     auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
     const auto add = [&stack](X509* certificate) {
-        if (sk_X509_push(stack.get(), certificate) <= 0)
+        if (sk_X509_push(stack.get(), certificate) <= 0) {
             throw std::bad_alloc();
+        }
     };
     const auto addEntries = [&add](const Store& store) {
-        for (const StoreEntry& entry : store.content->entries)
+        for (const StoreEntry& entry : store.content->entries) {
             add(entry.certificate->x509());
+        }
     };
-    for (X509* helper : leaf.certificate->helpers())
+    for (X509* helper : leaf.certificate->helpers()) {
         add(helper);
-    if (leaf.store && leaf.certificate->keyState() == KeyState::absent)
+    }
+    if (leaf.store && leaf.certificate->keyState() == KeyState::absent) {
         addEntries(*leaf.store);
-    if (request.additional)
+    }
+    if (request.additional) {
         addEntries(*request.additional);
+    }
     return stack;
 }
 
@@ -101,17 +106,19 @@ void requirePurpose(X509_STORE_CTX* verification, const std::vector<std::string>
     const auto asksFor = [&usages](const char* usage) {
         return std::find(usages.begin(), usages.end(), usage) != usages.end();
     };
-    if (asksFor(serverAuthentication))
+    if (asksFor(serverAuthentication)) {
         X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_SERVER);
-    else if (asksFor(clientAuthentication))
+    } else if (asksFor(clientAuthentication)) {
         X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_CLIENT);
+    }
 }
 
 // No extension allows every usage.
 bool allowsUsages(const X509* certificate, const std::vector<std::string>& sought) {
     std::vector<std::string> allowed;
-    if (!readUsages(certificate, allowed))
+    if (!readUsages(certificate, allowed)) {
         return true;
+    }
     const auto isAllowed = [&allowed](const std::string& usage) {
         return std::find(allowed.begin(), allowed.end(), usage) != allowed.end();
     };
@@ -121,9 +128,10 @@ bool allowsUsages(const X509* certificate, const std::vector<std::string>& sough
 std::vector<CertificatePointer> elementsBehindLeaf(X509_STORE_CTX* verification) {
     const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(verification);
     std::vector<CertificatePointer> elements;
-    for (int i = 1; i < sk_X509_num(chain); ++i)
+    for (int i = 1; i < sk_X509_num(chain); ++i) {
         elements.push_back(std::make_shared<const Certificate>(
             sharedReference(sk_X509_value(chain, i)), Companions{}));
+    }
     return elements;
 }
 
@@ -136,8 +144,9 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     const std::shared_ptr<X509_STORE> anchors = trustStore();
     const BorrowingStack helpers = helpersFor(leaf, request);
     const auto verification = orOutOfMemory(StoreContextPointer(X509_STORE_CTX_new()));
-    if (X509_STORE_CTX_init(verification.get(), anchors.get(), certificate, helpers.get()) != 1)
+    if (X509_STORE_CTX_init(verification.get(), anchors.get(), certificate, helpers.get()) != 1) {
         throw std::bad_alloc();
+    }
     ChainFaults faults;
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
     X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
@@ -147,12 +156,15 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     // A common name counts as a name beside the alternative ones, so what the authorities above may
     // name holds for it, too.
     X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_ALWAYS_CHECK_SUBJECT);
-    if (request.time)
+    if (request.time) {
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
-    if (X509_verify_cert(verification.get()) != 1)
+    }
+    if (X509_verify_cert(verification.get()) != 1) {
         return nullptr;
-    if (!allowsUsages(certificate, request.usages))
+    }
+    if (!allowsUsages(certificate, request.usages)) {
         faults.add(0, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
+    }
     return std::make_unique<Chain>(leafContext, elementsBehindLeaf(verification.get()), faults);
 }
 

@@ -35,8 +35,9 @@ constexpr Verdict verdicts[] = {
 bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
                CERT_CHAIN_POLICY_STATUS& status) {
     for (DWORD i = 0; i < chain.cElement; ++i) {
-        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & verdict.trustBits))
+        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & verdict.trustBits)) {
             continue;
+        }
         status.dwError = verdict.status;
         status.lChainIndex = 0;
         status.lElementIndex = static_cast<LONG>(i);
@@ -52,8 +53,9 @@ const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extraOf(const CERT_CHAIN_POLICY_PARA* pa
 
 // Whether the leaf is made out to the name that the caller wants to reach, if there is one.
 bool namesTheServer(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
-    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName)
+    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName) {
         return true;
+    }
     const std::optional<TargetName> target = TargetName::parse(extra->pwszServerName);
     return target && target->isOn(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
 }
@@ -62,8 +64,9 @@ bool namesTheServer(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLIC
 ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
                        const CERT_CHAIN_PARA* parameters) {
     ChainRequest request{{}, std::nullopt, Store::of(additional)};
-    if (time)
+    if (time) {
         request.time = timeOf(*time);
+    }
     if (parameters) {
         const CERT_ENHKEY_USAGE& usage = parameters->RequestedUsage.Usage;
         request.usages.assign(usage.rgpszUsageIdentifier,
@@ -82,13 +85,15 @@ using namespace portable;
 BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILETIME* time,
                              HCERTSTORE additionalStore, CERT_CHAIN_PARA* parameters, DWORD, void*,
                              PCCERT_CHAIN_CONTEXT* chain) {
-    if (!certificate || !chain)
+    if (!certificate || !chain) {
         return failWith(invalidArgument, FALSE);
+    }
     *chain = nullptr;
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         auto built = buildChain(certificate, requestOf(time, additionalStore, parameters));
-        if (!built)
+        if (!built) {
             return failWith(errorNotEnoughMemory, FALSE);
+        }
         *chain = built.release();
         return TRUE;
     });
@@ -97,22 +102,26 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILET
 BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT chain,
                                       CERT_CHAIN_POLICY_PARA* parameters,
                                       CERT_CHAIN_POLICY_STATUS* status) {
-    if (policy != CERT_CHAIN_POLICY_SSL)
+    if (policy != CERT_CHAIN_POLICY_SSL) {
         return failWith(errorFileNotFound, FALSE);
-    if (!chain || !status)
+    }
+    if (!chain || !status) {
         return failWith(invalidArgument, FALSE);
+    }
     status->dwError = 0;
     status->lChainIndex = -1;
     status->lElementIndex = -1;
     const auto* extra = extraOf(parameters);
     const DWORD ignored = extra ? extra->fdwChecks : 0;
     for (const Verdict& verdict : verdicts) {
-        if (!(verdict.ignoredBy & ignored) && findFault(*chain->rgpChain[0], verdict, *status))
+        if (!(verdict.ignoredBy & ignored) && findFault(*chain->rgpChain[0], verdict, *status)) {
             return TRUE;
+        }
     }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
-        if (!namesTheServer(chain, extra))
+        if (!namesTheServer(chain, extra)) {
             *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
+        }
         return TRUE;
     });
 }

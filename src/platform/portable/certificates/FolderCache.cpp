@@ -23,9 +23,9 @@ struct CloseFolder {
 // Null with errno when the folder can't be opened; signals don't count.
 std::unique_ptr<DIR, CloseFolder> openFolder(const std::filesystem::path& folder) {
     DIR* opened = nullptr;
-    do
+    do {
         opened = opendir(folder.c_str());
-    while (!opened && errno == EINTR);
+    } while (!opened && errno == EINTR);
     return std::unique_ptr<DIR, CloseFolder>(opened);
 }
 
@@ -60,8 +60,9 @@ Listing listFolder(const std::filesystem::path& folder) {
         listing.outcome = outcome == FileOutcome::missing ? FileOutcome::unusable : outcome;
         return listing;
     }
-    while (const dirent* entry = nextEntry(open.get()))
+    while (const dirent* entry = nextEntry(open.get())) {
         listing.names.insert(entry->d_name);
+    }
     listing.outcome = errno == 0 ? FileOutcome::read : FileOutcome::temporary;
     return listing;
 }
@@ -81,12 +82,14 @@ FolderContentPointer FolderCache::contentOf(const std::filesystem::path& folder)
         const std::lock_guard lock(guarding);
         return newest;
     };
-    if (const SnapshotPointer kept = copyNewest(); kept && isCurrent(*kept, folder))
+    if (const SnapshotPointer kept = copyNewest(); kept && isCurrent(*kept, folder)) {
         return kept->content;
+    }
     const std::lock_guard oneReader(reading);
     const SnapshotPointer former = copyNewest();
-    if (former && isCurrent(*former, folder)) // another thread has read it meanwhile
+    if (former && isCurrent(*former, folder)) { // another thread has read it meanwhile
         return former->content;
+    }
     SnapshotPointer fresh = read(folder, former.get());
     const std::lock_guard lock(guarding);
     newest = std::move(fresh);
@@ -95,8 +98,9 @@ FolderContentPointer FolderCache::contentOf(const std::filesystem::path& folder)
 
 bool FolderCache::isCurrent(const Snapshot& snapshot, const std::filesystem::path& folder) {
     // As texts: to compare paths piece by piece takes longer than all else here.
-    if (snapshot.folder.path.native() != folder.native() || !isUnchanged(snapshot.folder))
+    if (snapshot.folder.path.native() != folder.native() || !isUnchanged(snapshot.folder)) {
         return false;
+    }
     return std::all_of(snapshot.groups.begin(), snapshot.groups.end(), [](const auto& group) {
         const std::vector<Source>& sources = group.second.sources;
         return std::all_of(sources.begin(), sources.end(), isUnchanged);
@@ -130,10 +134,11 @@ FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& fold
     }
     const bool same = former && former->content->outcome == content->outcome &&
                       former->content->files == content->files;
-    if (same)
+    if (same) {
         snapshot->content = former->content;
-    else
+    } else {
         snapshot->content = std::move(content);
+    }
     return snapshot;
 }
 
@@ -141,8 +146,9 @@ FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& fold
 // that whoever compares pointers sees no change. While the process is short of descriptors or the
 // disk fails, what was read before goes on.
 FolderCache::Group FolderCache::readGroup(const FileGroup& paths, const Group* former) const {
-    if (former && std::all_of(former->sources.begin(), former->sources.end(), isUnchanged))
+    if (former && std::all_of(former->sources.begin(), former->sources.end(), isUnchanged)) {
         return *former;
+    }
     Group group;
     std::vector<FileText> files;
     for (const std::filesystem::path& path : paths) {

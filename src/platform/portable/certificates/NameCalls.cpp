@@ -15,8 +15,9 @@ namespace {
 
 DWORD sizeOf(const std::vector<std::wstring>& names) {
     std::size_t size = 1;
-    for (const std::wstring& name : names)
+    for (const std::wstring& name : names) {
         size += name.size() + 1;
+    }
     return static_cast<DWORD>(size);
 }
 
@@ -25,8 +26,9 @@ DWORD writeNames(const std::vector<std::wstring>& names, wchar_t* buffer, DWORD 
     wchar_t* at = buffer;
     wchar_t* const end = buffer + size - 1; // room for the empty name
     for (const std::wstring& name : names) {
-        if (name.size() + 1 > static_cast<std::size_t>(end - at))
+        if (name.size() + 1 > static_cast<std::size_t>(end - at)) {
             break;
+        }
         at = std::copy(name.begin(), name.end(), at);
         *at++ = L'\0';
     }
@@ -49,8 +51,9 @@ DWORD giveNames(const std::vector<std::wstring>& names, wchar_t* buffer, DWORD s
 }
 
 DWORD giveNothing(wchar_t* buffer, DWORD size) noexcept {
-    if (buffer && size)
+    if (buffer && size) {
         *buffer = L'\0';
+    }
     return 1;
 }
 
@@ -63,23 +66,27 @@ using namespace portable;
 
 DWORD CertGetNameStringW(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void*,
                          wchar_t* buffer, DWORD size) {
-    if (!certificate)
+    if (!certificate) {
         return giveNothing(buffer, size);
+    }
     const DWORD written = guarded(DWORD{0}, [&]() -> DWORD {
         const X509* x509 = Context::of(certificate).certificate->x509();
-        if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE)
+        if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE) {
             return giveName(displayNameOf(x509), buffer, size);
+        }
         if (type == CERT_NAME_RDN_TYPE) {
             const bool ofIssuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
             const X509_NAME* name =
                 ofIssuer ? X509_get_issuer_name(x509) : X509_get_subject_name(x509);
             return giveName(distinguishedNameOf(name), buffer, size);
         }
-        if (type != CERT_NAME_DNS_TYPE)
+        if (type != CERT_NAME_DNS_TYPE) {
             return giveNothing(buffer, size);
+        }
         const std::vector<std::wstring> names = dnsNamesOf(x509);
-        if (flags & CERT_NAME_SEARCH_ALL_NAMES_FLAG)
+        if (flags & CERT_NAME_SEARCH_ALL_NAMES_FLAG) {
             return giveNames(names, buffer, size);
+        }
         return giveName(names.empty() ? std::wstring() : names.front(), buffer, size);
     });
     return written ? written : giveNothing(buffer, size);

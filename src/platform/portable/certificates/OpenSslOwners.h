@@ -49,8 +49,9 @@ inline X509Pointer sharedReference(X509* certificate) noexcept {
 // Most of OpenSSL's constructors fail for want of memory only.
 template <class Pointer>
 Pointer orOutOfMemory(Pointer pointer) {
-    if (!pointer)
+    if (!pointer) {
         throw std::bad_alloc();
+    }
     return pointer;
 }
 

@@ -53,42 +53,49 @@ KeyPointer decodeKey(std::string_view der) {
 }
 
 void takeCertificate(X509Pointer certificate, PemContent& content) {
-    if (certificate)
+    if (certificate) {
         content.certificates.push_back(std::move(certificate));
-    else
+    } else {
         content.broken = true;
+    }
 }
 
 void takeKey(KeyPointer key, PemContent& content) {
-    if (key)
+    if (key) {
         content.keys.push_back(std::move(key));
-    else
+    } else {
         content.broken = true;
+    }
 }
 
 void takeBlock(const Block& block, PemContent& content) {
     const std::string_view title = block.title();
-    if (title == PEM_STRING_X509 || title == PEM_STRING_X509_OLD)
+    if (title == PEM_STRING_X509 || title == PEM_STRING_X509_OLD) {
         return takeCertificate(decodeCertificate(block.content(), false), content);
-    if (title == PEM_STRING_X509_TRUSTED)
+    }
+    if (title == PEM_STRING_X509_TRUSTED) {
         return takeCertificate(decodeCertificate(block.content(), true), content);
-    if (!title.ends_with("PRIVATE KEY"))
+    }
+    if (!title.ends_with("PRIVATE KEY")) {
         return;
+    }
     const bool closed =
         title == PEM_STRING_PKCS8 || block.headerText().find("ENCRYPTED") != std::string_view::npos;
-    if (closed)
+    if (closed) {
         content.keyIsClosed = true;
-    else
+    } else {
         takeKey(decodeKey(block.content()), content);
+    }
 }
 
 // Without the armour: one object and nothing else.
 PemContent readDer(std::string_view der) {
     PemContent content;
-    if (X509Pointer certificate = decodeCertificate(der, false))
+    if (X509Pointer certificate = decodeCertificate(der, false)) {
         content.certificates.push_back(std::move(certificate));
-    else
+    } else {
         takeKey(decodeKey(der), content);
+    }
     return content;
 }
 
@@ -96,10 +103,12 @@ PemContent readDer(std::string_view der) {
 
 PemContent readPemBlocks(std::string_view text) {
     constexpr char sequenceTag = 0x30;
-    if (text.empty())
+    if (text.empty()) {
         return {};
-    if (text.starts_with(sequenceTag) && text.find("-----BEGIN") == std::string_view::npos)
+    }
+    if (text.starts_with(sequenceTag) && text.find("-----BEGIN") == std::string_view::npos) {
         return readDer(text);
+    }
     PemContent content;
     const auto bio =
         orOutOfMemory(BioPointer(BIO_new_mem_buf(text.data(), static_cast<int>(text.size()))));
@@ -110,13 +119,15 @@ PemContent readPemBlocks(std::string_view text) {
             takeBlock(block, content);
             continue;
         }
-        if (reachedEnd())
+        if (reachedEnd()) {
             return content;
+        }
         // Each try takes at least a line, so this ends; what is intact behind the damage still
         // counts where the caller wants it.
         content.broken = true;
-        if (BIO_pending(bio.get()) <= 0)
+        if (BIO_pending(bio.get()) <= 0) {
             return content;
+        }
     }
 }
 

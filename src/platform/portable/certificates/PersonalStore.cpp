@@ -33,15 +33,17 @@ std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
     std::vector<FileGroup> groups;
     for (const std::filesystem::path name : names) {
         std::filesystem::path beside = name;
-        if (isPkcs12(name))
+        if (isPkcs12(name)) {
             beside += ".password";
-        else if (isCertificateFile(name))
+        } else if (isCertificateFile(name)) {
             beside.replace_extension(".key");
-        else
+        } else {
             continue;
+        }
         FileGroup group{folder / name};
-        if (names.contains(beside.native()))
+        if (names.contains(beside.native())) {
             group.push_back(folder / beside);
+        }
         groups.push_back(std::move(group));
     }
     return groups;
@@ -56,8 +58,9 @@ ParsedFile parseGroup(const std::vector<FileText>& files) {
 
 std::vector<CertificatePointer> entriesOf(const FolderContent& folder) {
     std::vector<CertificatePointer> entries;
-    for (const auto& file : folder.files)
+    for (const auto& file : folder.files) {
         entries.insert(entries.end(), file->entries.begin(), file->entries.end());
+    }
     return entries;
 }
 

@@ -16,8 +16,9 @@ namespace {
 
 std::size_t sizeOf(const std::vector<std::string>& usages) {
     std::size_t size = sizeof(CERT_ENHKEY_USAGE) + usages.size() * sizeof(char*);
-    for (const std::string& usage : usages)
+    for (const std::string& usage : usages) {
         size += usage.size() + 1;
+    }
     return size;
 }
 
@@ -44,13 +45,15 @@ BOOL offerRoom(const void* data, DWORD& size, std::size_t needed) {
 BOOL giveHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& size) {
     const bool isLong = property == CERT_SHA256_HASH_PROP_ID;
     const std::size_t needed = isLong ? SHA256_DIGEST_LENGTH : SHA_DIGEST_LENGTH;
-    if (!offerRoom(data, size, needed))
+    if (!offerRoom(data, size, needed)) {
         return FALSE;
+    }
     auto* hash = static_cast<unsigned char*>(data);
-    if (hash && isLong)
+    if (hash && isLong) {
         SHA256(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
-    else if (hash)
+    } else if (hash) {
         SHA1(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
+    }
     return TRUE;
 }
 
@@ -63,26 +66,32 @@ using namespace portable;
 
 BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKEY_USAGE* usage,
                              DWORD* size) {
-    if (!certificate || !size || flags != CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG)
+    if (!certificate || !size || flags != CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG) {
         return failWith(invalidArgument, FALSE);
+    }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         std::vector<std::string> usages;
-        if (!readUsages(Context::of(certificate).certificate->x509(), usages))
+        if (!readUsages(Context::of(certificate).certificate->x509(), usages)) {
             return failWith(CRYPT_E_NOT_FOUND, FALSE);
-        if (!offerRoom(usage, *size, sizeOf(usages)))
+        }
+        if (!offerRoom(usage, *size, sizeOf(usages))) {
             return FALSE;
-        if (usage)
+        }
+        if (usage) {
             writeUsages(usages, *usage);
+        }
         return TRUE;
     });
 }
 
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data,
                                        DWORD* size) {
-    if (!certificate || !size)
+    if (!certificate || !size) {
         return failWith(invalidArgument, FALSE);
-    if (property != CERT_SHA1_HASH_PROP_ID && property != CERT_SHA256_HASH_PROP_ID)
+    }
+    if (property != CERT_SHA1_HASH_PROP_ID && property != CERT_SHA256_HASH_PROP_ID) {
         return failWith(CRYPT_E_NOT_FOUND, FALSE);
+    }
     return giveHash(certificate, property, data, *size);
 }
 

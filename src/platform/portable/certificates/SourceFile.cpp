@@ -36,9 +36,9 @@ bool isSettled(const FileStamp& stamp) noexcept {
 // Result: as fstat. Network file systems let signals interrupt it.
 int factsOf(int descriptor, struct stat& facts) noexcept {
     int result = 0;
-    do
+    do {
         result = fstat(descriptor, &facts);
-    while (result != 0 && errno == EINTR);
+    } while (result != 0 && errno == EINTR);
     return result;
 }
 
@@ -88,9 +88,9 @@ FileOutcome outcomeOfErrno(int error) noexcept {
 
 int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept {
     int result = 0;
-    do
+    do {
         result = stat(path.c_str(), &facts);
-    while (result != 0 && errno == EINTR);
+    } while (result != 0 && errno == EINTR);
     return result;
 }
 
@@ -101,8 +101,9 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     struct stat status {};
     if (descriptor.number < 0 || factsOf(descriptor.number, status) != 0) {
         file.outcome = outcomeOfErrno(errno);
-        if (factsOf(path, status) == 0)
+        if (factsOf(path, status) == 0) {
             file.stamp = stampOf(status);
+        }
         return file;
     }
     file.stamp = stampOf(status);
@@ -139,12 +140,14 @@ Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
 }
 
 bool isUnchanged(const Source& source) noexcept {
-    if (!source.settled)
+    if (!source.settled) {
         return false;
+    }
     struct stat status {};
-    if (factsOf(source.path, status) != 0)
+    if (factsOf(source.path, status) != 0) {
         return source.outcome == FileOutcome::missing &&
                outcomeOfErrno(errno) == FileOutcome::missing;
+    }
     return source.outcome != FileOutcome::missing && source.stamp == stampOf(status);
 }
 

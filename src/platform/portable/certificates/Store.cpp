@@ -18,8 +18,9 @@ StoreEntry entryOf(const CertificatePointer& certificate) {
 } // namespace
 
 StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates) {
-    for (const CertificatePointer& certificate : certificates)
+    for (const CertificatePointer& certificate : certificates) {
         add(certificate);
+    }
 }
 
 void StoreContent::add(const CertificatePointer& certificate) {
@@ -47,15 +48,17 @@ HCERTSTORE Store::openInMemory() {
 
 std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {
     constexpr ULONG_PTR neverOpened = ~ULONG_PTR{0};
-    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == neverOpened)
+    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == neverOpened) {
         return nullptr;
+    }
     return static_cast<Store*>(handle)->self.lock();
 }
 
 bool Store::close(HCERTSTORE handle) noexcept {
     const std::shared_ptr<Store> store = of(handle);
-    if (!store)
+    if (!store) {
         return true;
+    }
     store->handleReference.reset();
     return store->contextsHeld == 0;
 }
@@ -67,13 +70,15 @@ Context::Context(CertificatePointer shown, std::shared_ptr<Store> from, std::siz
     cbCertEncoded = certificate->encoded().cbData;
     pCertInfo = certificate->info();
     hCertStore = store.get();
-    if (store)
+    if (store) {
         ++store->contextsHeld;
+    }
 }
 
 Context::~Context() {
-    if (store)
+    if (store) {
         --store->contextsHeld;
+    }
 }
 
 } // namespace VexaSsl::portable

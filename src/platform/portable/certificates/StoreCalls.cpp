@@ -33,8 +33,9 @@ DWORD errorOf(FileOutcome outcome) noexcept {
 
 HCERTSTORE openPersonalStore() {
     PersonalStore personal = readPersonalStore();
-    if (const DWORD error = errorOf(personal.outcome))
+    if (const DWORD error = errorOf(personal.outcome)) {
         return failWith(error, HCERTSTORE{});
+    }
     return Store::open(std::move(personal.content));
 }
 
@@ -61,12 +62,14 @@ private:
 template <class Match>
 PCCERT_CONTEXT walk(HCERTSTORE handle, const PreviousContext& previous, Match matches) {
     const std::shared_ptr<Store> store = Store::of(handle);
-    if (!store || previous.isForeignTo(*store))
+    if (!store || previous.isForeignTo(*store)) {
         return failWith(invalidArgument, PCCERT_CONTEXT{});
+    }
     const std::vector<StoreEntry>& entries = store->content->entries;
     for (std::size_t i = previous.next(); i < entries.size(); ++i) {
-        if (matches(entries[i]))
+        if (matches(entries[i])) {
             return new Context(entries[i].certificate, store, i);
+        }
     }
     return failWith(CRYPT_E_NOT_FOUND, PCCERT_CONTEXT{});
 }
@@ -80,8 +83,9 @@ PCCERT_CONTEXT findBySubject(HCERTSTORE store, const wchar_t* text,
 }
 
 bool hasAllUsages(const StoreEntry& entry, const CERT_ENHKEY_USAGE& usage) {
-    if (!entry.hasUsages)
+    if (!entry.hasUsages) {
         return false;
+    }
     return std::all_of(usage.rgpszUsageIdentifier,
                        usage.rgpszUsageIdentifier + usage.cUsageIdentifier,
                        [&entry](const char* sought) {
@@ -102,8 +106,9 @@ CertificatePointer decodeAlone(const BYTE* encoded, DWORD size) {
     const ErrorQueueGuard errors;
     const unsigned char* at = encoded;
     X509Pointer certificate(encoded ? d2i_X509(nullptr, &at, static_cast<long>(size)) : nullptr);
-    if (!certificate || at != encoded + size)
+    if (!certificate || at != encoded + size) {
         return nullptr;
+    }
     return std::make_shared<const Certificate>(std::move(certificate), Companions{});
 }
 
@@ -121,11 +126,13 @@ using namespace portable;
 
 HCERTSTORE CertOpenStore(const char* provider, DWORD, HCRYPTPROV_LEGACY, DWORD,
                          const void* parameter) {
-    if (provider == CERT_STORE_PROV_MEMORY)
+    if (provider == CERT_STORE_PROV_MEMORY) {
         return guarded(HCERTSTORE{}, [] { return Store::openInMemory(); });
+    }
     const auto* name = static_cast<const wchar_t*>(parameter);
-    if (provider != CERT_STORE_PROV_SYSTEM_W || !name)
+    if (provider != CERT_STORE_PROV_SYSTEM_W || !name) {
         return failWith(errorFileNotFound, HCERTSTORE{});
+    }
     return guarded(HCERTSTORE{}, [name] {
         return foldCase(name) == L"my" ? openPersonalStore()
                                        : failWith(errorFileNotFound, HCERTSTORE{});
@@ -134,8 +141,9 @@ HCERTSTORE CertOpenStore(const char* provider, DWORD, HCRYPTPROV_LEGACY, DWORD,
 
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
     const bool allReleased = Store::close(store);
-    if (!allReleased && (flags & CERT_CLOSE_STORE_CHECK_FLAG))
+    if (!allReleased && (flags & CERT_CLOSE_STORE_CHECK_FLAG)) {
         return failWith(CRYPT_E_PENDING_CLOSE, FALSE);
+    }
     return TRUE;
 }
 
@@ -143,10 +151,12 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE store, DWORD, DWORD, DWORD 
                                           const void* parameter, PCCERT_CONTEXT previousContext) {
     const PreviousContext previous(previousContext);
     return guarded(PCCERT_CONTEXT{}, [&] {
-        if (findType == CERT_FIND_SUBJECT_STR_W)
+        if (findType == CERT_FIND_SUBJECT_STR_W) {
             return findBySubject(store, static_cast<const wchar_t*>(parameter), previous);
-        if (findType == CERT_FIND_ENHKEY_USAGE)
+        }
+        if (findType == CERT_FIND_ENHKEY_USAGE) {
             return findByUsage(store, static_cast<const CERT_ENHKEY_USAGE*>(parameter), previous);
+        }
         return failWith(invalidArgument, PCCERT_CONTEXT{});
     });
 }
@@ -159,41 +169,49 @@ PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT prev
 
 BOOL CertAddEncodedCertificateToStore(HCERTSTORE handle, DWORD, const BYTE* encoded, DWORD size,
                                       DWORD disposition, PCCERT_CONTEXT* added) {
-    if (added)
+    if (added) {
         *added = nullptr;
+    }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         const std::shared_ptr<Store> store = Store::of(handle);
-        if (!store || !store->growing || disposition != CERT_STORE_ADD_ALWAYS)
+        if (!store || !store->growing || disposition != CERT_STORE_ADD_ALWAYS) {
             return failWith(invalidArgument, FALSE);
+        }
         CertificatePointer certificate = decodeAlone(encoded, size);
-        if (!certificate)
+        if (!certificate) {
             return failWith(CRYPT_E_ASN1_BADTAG, FALSE);
+        }
         const std::size_t position = store->content->entries.size();
         store->growing->add(certificate);
-        if (added)
+        if (added) {
             *added = new Context(std::move(certificate), store, position);
+        }
         return TRUE;
     });
 }
 
 PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT certificate) {
-    if (certificate)
+    if (certificate) {
         Context::of(certificate).references.fetch_add(1, std::memory_order_relaxed);
+    }
     return certificate;
 }
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate) {
-    if (!certificate)
+    if (!certificate) {
         return TRUE;
+    }
     const Context& context = Context::of(certificate);
-    if (context.references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (context.references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         delete &context;
+    }
     return TRUE;
 }
 
 BOOL CertCompareCertificate(DWORD, CERT_INFO* left, CERT_INFO* right) {
-    if (!left || !right)
+    if (!left || !right) {
         return FALSE;
+    }
     return areEqual(left->SerialNumber, right->SerialNumber) &&
            areEqual(left->Issuer, right->Issuer);
 }

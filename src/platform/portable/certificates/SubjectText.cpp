@@ -22,8 +22,9 @@ void releaseUsages(EXTENDED_KEY_USAGE* usages) noexcept {
 std::string identifierText(const ASN1_OBJECT* identifier) {
     char text[128];
     const int length = OBJ_obj2txt(text, sizeof text, identifier, 1);
-    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof text)
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof text) {
         return {};
+    }
     return {text, static_cast<std::size_t>(length)};
 }
 
@@ -40,8 +41,9 @@ std::wstring attributeText(const X509_NAME_ENTRY* attribute) {
     const ErrorQueueGuard errors;
     unsigned char* bytes = nullptr;
     const int size = ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(attribute));
-    if (size < 0)
+    if (size < 0) {
         return {};
+    }
     const BytesPointer owner(bytes);
     return wideOfUtf8({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)});
 }
@@ -50,8 +52,9 @@ std::wstring subjectText(const X509* certificate) {
     const X509_NAME* subject = X509_get_subject_name(certificate);
     std::wstring text;
     for (int i = 0; i < X509_NAME_entry_count(subject); ++i) {
-        if (i > 0)
+        if (i > 0) {
             text += L", ";
+        }
         text += attributeText(X509_NAME_get_entry(subject, i));
     }
     return text;
@@ -72,8 +75,9 @@ bool readUsages(const X509* certificate, std::vector<std::string>& usages) {
     const std::unique_ptr<EXTENDED_KEY_USAGE, Release<releaseUsages>> extension(
         static_cast<EXTENDED_KEY_USAGE*>(
             X509_get_ext_d2i(certificate, NID_ext_key_usage, &critical, nullptr)));
-    for (int i = 0; i < sk_ASN1_OBJECT_num(extension.get()); ++i)
+    for (int i = 0; i < sk_ASN1_OBJECT_num(extension.get()); ++i) {
         usages.push_back(identifierText(sk_ASN1_OBJECT_value(extension.get(), i)));
+    }
     constexpr int noExtension = -1;
     return critical != noExtension;
 }

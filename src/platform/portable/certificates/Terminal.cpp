@@ -13,14 +13,15 @@
 namespace VexaSsl::portable {
 
 Terminal::Terminal() noexcept {
-    do
+    do {
         descriptor = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
-    while (descriptor < 0 && errno == EINTR);
+    } while (descriptor < 0 && errno == EINTR);
 }
 
 Terminal::~Terminal() {
-    if (isOpen())
+    if (isOpen()) {
         close(descriptor);
+    }
 }
 
 void Terminal::writeLine(const std::wstring& text) const {
@@ -28,10 +29,12 @@ void Terminal::writeLine(const std::wstring& text) const {
     std::size_t written = 0;
     while (written < bytes.size()) {
         const ssize_t taken = write(descriptor, bytes.data() + written, bytes.size() - written);
-        if (taken < 0 && errno == EINTR)
+        if (taken < 0 && errno == EINTR) {
             continue;
-        if (taken <= 0)
+        }
+        if (taken <= 0) {
             return;
+        }
         written += static_cast<std::size_t>(taken);
     }
 }
@@ -42,14 +45,18 @@ std::optional<std::string> Terminal::readLine() const {
     for (;;) {
         char byte = 0;
         const ssize_t got = read(descriptor, &byte, 1);
-        if (got < 0 && errno == EINTR)
+        if (got < 0 && errno == EINTR) {
             continue;
-        if (got <= 0)
+        }
+        if (got <= 0) {
             return std::nullopt;
-        if (byte == '\n')
+        }
+        if (byte == '\n') {
             return line;
-        if (line.size() < longestAnswer)
+        }
+        if (line.size() < longestAnswer) {
             line += byte;
+        }
     }
 }
 

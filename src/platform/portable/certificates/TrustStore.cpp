@@ -24,8 +24,9 @@ std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
     std::vector<FileGroup> groups;
     for (const std::filesystem::path name : names) {
         const std::filesystem::path extension = name.extension();
-        if (extension == ".pem" || extension == ".crt" || extension == ".cer")
+        if (extension == ".pem" || extension == ".crt" || extension == ".cer") {
             groups.push_back({folder / name});
+        }
     }
     groups.push_back({systemBundle});
     return groups;
@@ -41,14 +42,16 @@ ParsedFile parseGroup(const std::vector<FileText>& files) {
 std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     const ErrorQueueGuard errors;
     X509_STORE* made = X509_STORE_new();
-    if (!made)
+    if (!made) {
         throw std::bad_alloc();
+    }
     std::shared_ptr<X509_STORE> store(made, X509_STORE_free);
     for (const auto& file : folder.files) {
         for (const X509Pointer& anchor : file->anchors) {
             X509_check_purpose(anchor.get(), -1, 0); // decodes the extensions now, on one thread
-            if (X509_STORE_add_cert(made, anchor.get()) != 1)
+            if (X509_STORE_add_cert(made, anchor.get()) != 1) {
                 throw std::bad_alloc();
+            }
         }
     }
     return store;

@@ -22,11 +22,13 @@ void addFaults(const FolderContent& content, const std::filesystem::path& folder
                Unused& found) {
     const bool isListed = content.outcome == FileOutcome::read ||
                           (content.outcome == FileOutcome::missing && mayBeMissing);
-    if (!isListed)
+    if (!isListed) {
         found.push_back({folder, faultOf(content.outcome)});
+    }
     for (const auto& file : content.files) {
-        if (file->unused)
+        if (file->unused) {
             found.push_back(*file->unused);
+        }
     }
 }
 
@@ -39,11 +41,13 @@ void addUnknownNames(const std::filesystem::path& folder, Unused& found) {
     std::set<std::filesystem::path> names;
     std::error_code unlisted; // told of already
     for (std::filesystem::directory_iterator at(folder, unlisted), end; !unlisted && at != end;
-         at.increment(unlisted))
+         at.increment(unlisted)) {
         names.insert(at->path().filename());
+    }
     for (const std::filesystem::path& name : names) {
-        if (!isHidden(name) && !isReadForPersonalStore(name))
+        if (!isHidden(name) && !isReadForPersonalStore(name)) {
             found.push_back({folder / name, platform::CertificateFileFault::UnknownExtension});
+        }
     }
 }
 

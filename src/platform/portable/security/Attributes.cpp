@@ -36,24 +36,28 @@ PCCERT_CONTEXT contextOf(const EncodedCertificates& peer) {
     const auto chain = orOutOfMemory(CertificateStack(sk_X509_new_null()));
     for (const std::vector<unsigned char>& certificate : peer.chain) {
         X509Pointer link = decoded(certificate);
-        if (sk_X509_push(chain.get(), link.get()) == 0)
+        if (sk_X509_push(chain.get(), link.get()) == 0) {
             throw std::bad_alloc();
+        }
         static_cast<void>(link.release()); // the stack's now
     }
     return contextOfPeer(decoded(peer.leaf).get(), chain.get());
 }
 
 PCCERT_CONTEXT makePeerContext(const TlsConnection& context) {
-    if (const SSL* ssl = context.ssl.get())
+    if (const SSL* ssl = context.ssl.get()) {
         return contextOfPeer(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
-    if (const PeerCertificates& peer = context.decodedPeer; peer.leaf)
+    }
+    if (const PeerCertificates& peer = context.decodedPeer; peer.leaf) {
         return contextOfPeer(peer.leaf.get(), peer.chain.get());
+    }
     return contextOf(context.peer);
 }
 
 SECURITY_STATUS makePeerCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
-    if (!context.hasPeerCertificate())
+    if (!context.hasPeerCertificate()) {
         return SEC_E_NO_CREDENTIALS;
+    }
     certificate = makePeerContext(context);
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
@@ -98,11 +102,13 @@ SECURITY_STATUS platform::QueryContextAttributesW(CtxtHandle* context, ULONG att
                                                   void* buffer) {
     return packageCall([&]() -> SECURITY_STATUS {
         const std::shared_ptr<TlsConnection> found = objectOf<TlsConnection>(context);
-        if (!found)
+        if (!found) {
             return SEC_E_INVALID_HANDLE;
+        }
         const std::lock_guard lock(found->guarding);
-        if (!hasAttribute(*found, attribute))
+        if (!hasAttribute(*found, attribute)) {
             return SEC_E_INVALID_HANDLE;
+        }
         return buffer ? query(*found, attribute, buffer) : SEC_E_INVALID_TOKEN;
     });
 }

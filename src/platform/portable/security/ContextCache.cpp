@@ -36,8 +36,9 @@ public:
         const std::lock_guard lock(guarding);
         const auto entry = std::find_if(entries.begin(), entries.end(),
                                         [&key](const Entry& kept) { return kept.key == key; });
-        if (entry == entries.end())
+        if (entry == entries.end()) {
             return nullptr;
+        }
         std::rotate(entry, entry + 1, entries.end());
         return anotherReference(entries.back().context.get());
     }
@@ -81,12 +82,14 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
                        .key = certificate ? privateKeyOf(certificate) : nullptr,
                        .anchors = anchors.get()};
     found = ContextCache::instance().find(key);
-    if (found)
+    if (found) {
         return SEC_E_OK;
+    }
     SslContextPointer made;
     const SECURITY_STATUS status = makeSslContext(role, library, certificate, anchors.get(), made);
-    if (status != SEC_E_OK)
+    if (status != SEC_E_OK) {
         return status;
+    }
     ContextCache::instance().add(key, made.get());
     found = std::move(made);
     return SEC_E_OK;

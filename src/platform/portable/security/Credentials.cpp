@@ -24,19 +24,23 @@ bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& judge
     certificate = nullptr;
     judgesServer = true;
     const auto* request = static_cast<const SCHANNEL_CRED*>(authData);
-    if (!request)
+    if (!request) {
         return true;
-    if (request->dwVersion != SCHANNEL_CRED_VERSION || request->cCreds > 1)
+    }
+    if (request->dwVersion != SCHANNEL_CRED_VERSION || request->cCreds > 1) {
         return false;
+    }
     judgesServer = (request->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
-    if (request->cCreds == 1)
+    if (request->cCreds == 1) {
         certificate = request->paCred ? *request->paCred : nullptr;
+    }
     return request->cCreds == 0 || certificate;
 }
 
 SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
-    if (!certificate)
+    if (!certificate) {
         return role == Role::server ? SEC_E_NO_CREDENTIALS : SEC_E_OK;
+    }
     switch (keyStateOf(certificate)) {
     case KeyState::present:
         return SEC_E_OK;
@@ -51,14 +55,17 @@ SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
 SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential) {
     PCCERT_CONTEXT certificate = nullptr;
     bool judgesServer = true;
-    if (!readAuthData(authData, certificate, judgesServer))
+    if (!readAuthData(authData, certificate, judgesServer)) {
         return SEC_E_UNSUPPORTED_FUNCTION;
-    if (const SECURITY_STATUS status = judgeKey(role, certificate); status != SEC_E_OK)
+    }
+    if (const SECURITY_STATUS status = judgeKey(role, certificate); status != SEC_E_OK) {
         return status;
+    }
     SslContextPointer settings;
     if (const SECURITY_STATUS status = findSslContext(role, certificate, settings);
-        status != SEC_E_OK)
+        status != SEC_E_OK) {
         return status;
+    }
     credential = addHandle(
         std::make_shared<Credentials>(Credentials{.role = role,
                                                   .hasCertificate = certificate != nullptr,
@@ -74,15 +81,19 @@ SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, 
                                                     void* authData, SEC_GET_KEY_FN, void*,
                                                     CredHandle* credential, TimeStamp* expiry) {
     return packageCall([&]() -> SECURITY_STATUS {
-        if (!credential)
+        if (!credential) {
             return SEC_E_INVALID_HANDLE;
+        }
         *credential = {};
-        if (!package || (package != packageName && package != shortPackageName))
+        if (!package || (package != packageName && package != shortPackageName)) {
             return SEC_E_SECPKG_NOT_FOUND;
-        if (use != SECPKG_CRED_INBOUND && use != SECPKG_CRED_OUTBOUND)
+        }
+        if (use != SECPKG_CRED_INBOUND && use != SECPKG_CRED_OUTBOUND) {
             return SEC_E_UNSUPPORTED_FUNCTION;
-        if (expiry)
+        }
+        if (expiry) {
             *expiry = std::numeric_limits<TimeStamp>::max();
+        }
         const Role role = use == SECPKG_CRED_INBOUND ? Role::server : Role::client;
         return acquire(role, authData, *credential);
     });

@@ -23,18 +23,21 @@ std::size_t maximumMessageOf(const SSL* ssl) {
 PeerCertificates certificatesOf(const SSL* ssl) {
     PeerCertificates peer;
     X509* leaf = SSL_get0_peer_certificate(ssl);
-    if (!leaf)
+    if (!leaf) {
         return peer;
+    }
     peer.leaf = sharedReference(leaf);
-    if (STACK_OF(X509)* chain = SSL_get_peer_cert_chain(ssl))
+    if (STACK_OF(X509)* chain = SSL_get_peer_cert_chain(ssl)) {
         peer.chain.reset(orOutOfMemory(X509_chain_up_ref(chain)));
+    }
     return peer;
 }
 
 std::vector<unsigned char> encoded(X509* certificate) {
     const int size = i2d_X509(certificate, nullptr);
-    if (size <= 0)
+    if (size <= 0) {
         throw std::bad_alloc();
+    }
     std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
     unsigned char* next = bytes.data();
     i2d_X509(certificate, &next);
@@ -43,11 +46,13 @@ std::vector<unsigned char> encoded(X509* certificate) {
 
 EncodedCertificates encoded(const PeerCertificates& certificates) {
     EncodedCertificates peer;
-    if (certificates.leaf)
+    if (certificates.leaf) {
         peer.leaf = encoded(certificates.leaf.get());
+    }
     const STACK_OF(X509)* chain = certificates.chain.get();
-    for (int i = 0; chain && i < sk_X509_num(chain); ++i)
+    for (int i = 0; chain && i < sk_X509_num(chain); ++i) {
         peer.chain.push_back(encoded(sk_X509_value(chain, i)));
+    }
     return peer;
 }
 
@@ -79,11 +84,13 @@ bool isNumberingKnown(const TlsConnection& context) {
 
 SECURITY_STATUS establish(TlsConnection& context) {
     // Something more in the record that held the peer's last handshake message.
-    if (SSL_has_pending(context.ssl.get()))
+    if (SSL_has_pending(context.ssl.get())) {
         return context.fail(SEC_E_ILLEGAL_MESSAGE);
+    }
     const AeadSuite* aead = aeadSuiteOf(SSL_get_current_cipher(context.ssl.get()));
-    if (!aead || !isNumberingKnown(context))
+    if (!aead || !isNumberingKnown(context)) {
         return context.fail(SEC_E_INTERNAL_ERROR);
+    }
     try {
         takeOver(context, *aead);
     } catch (const std::bad_alloc&) {
@@ -105,8 +112,9 @@ SECURITY_STATUS step(TlsConnection& context, ByteView& records, const Token& tok
     context.sent.note(token.bytes().subspan(sentBefore));
     context.received.note(records.first(taken));
     records = records.subspan(taken);
-    if (result == 1)
+    if (result == 1) {
         return establish(context);
+    }
     switch (SSL_get_error(ssl, result)) {
     case SSL_ERROR_WANT_READ:
         return SEC_I_CONTINUE_NEEDED;
@@ -124,8 +132,9 @@ SECURITY_STATUS step(TlsConnection& context, ByteView& records, const Token& tok
 SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token& token,
                                  std::size_t& consumed) {
     consumed = context.consumedBefore;
-    if (consumed > records.size())
+    if (consumed > records.size()) {
         return context.fail(SEC_E_INVALID_TOKEN);
+    }
     context.wire.writeTo(&token);
     ByteView rest = records.subspan(consumed);
     const SECURITY_STATUS status = step(context, rest, token);

@@ -65,8 +65,9 @@ ULONG attributesOf(const Negotiation& call, const TlsConnection& context) {
     ULONG held = call.bits().whileNegotiating;
     if (context.stage == Stage::established) {
         held |= call.bits().whenEstablished;
-        if (context.hasPeerCertificate())
+        if (context.hasPeerCertificate()) {
             held |= call.bits().mutualAuthentication;
+        }
     }
     return held & call.requirements;
 }
@@ -76,8 +77,9 @@ SECURITY_STATUS startContext(const Negotiation& call, const Credentials& credent
     auto started = std::make_shared<TlsConnection>(credentials);
     if (call.role == Role::client) {
         const std::optional<TargetName> target = TargetName::parse(call.targetName);
-        if (!target)
+        if (!target) {
             return SEC_E_WRONG_PRINCIPAL; // a server without a name would go unchecked
+        }
         target->applyTo(started->ssl.get());
     } else if (call.requirements & ASC_REQ_MUTUAL_AUTH) {
         // No list of authorities goes along with the request.
@@ -89,8 +91,9 @@ SECURITY_STATUS startContext(const Negotiation& call, const Credentials& credent
 
 // Finds the context of the call, null for a first one.
 SECURITY_STATUS findContext(const Negotiation& call, std::shared_ptr<TlsConnection>& context) {
-    if (call.isFirst())
+    if (call.isFirst()) {
         return call.newContext ? SEC_E_OK : SEC_E_INVALID_HANDLE;
+    }
     context = objectOf<TlsConnection>(call.context);
     return context && context->role == call.role ? SEC_E_OK : SEC_E_INVALID_HANDLE;
 }
@@ -112,13 +115,16 @@ SECURITY_STATUS judgeStage(const TlsConnection& context) {
 // Result: SEC_E_OK for whole records, and for nothing at a client's start. Nothing is consumed
 // here.
 SECURITY_STATUS judgeInput(const Negotiation& call, ByteView received) {
-    if (call.role == Role::client && call.isFirst())
+    if (call.role == Role::client && call.isFirst()) {
         return received.empty() ? SEC_E_OK : SEC_E_INVALID_TOKEN;
+    }
     const RecordExtent extent = lastRecord(received);
-    if (extent.boundary == Boundary::notTls)
+    if (extent.boundary == Boundary::notTls) {
         return SEC_E_INVALID_TOKEN;
-    if (extent.boundary == Boundary::whole)
+    }
+    if (extent.boundary == Boundary::whole) {
         return SEC_E_OK;
+    }
     tell(call.input, SECBUFFER_MISSING, extent.missing, nullptr);
     return SEC_E_INCOMPLETE_MESSAGE;
 }
@@ -139,68 +145,86 @@ void report(const Negotiation& call, const TlsConnection& context, Received unus
     if (context.stage == Stage::established && !unused.empty()) {
         tell(call.input, SECBUFFER_EXTRA, unused.size(), unused.data());
     }
-    if (call.attributes)
+    if (call.attributes) {
         *call.attributes = attributesOf(call, context);
+    }
 }
 
 SECURITY_STATUS advance(const Negotiation& call, TlsConnection& context, Received received) {
     const std::lock_guard lock(context.guarding);
-    if (const SECURITY_STATUS status = judgeStage(context); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = judgeStage(context); status != SEC_E_OK) {
         return status;
+    }
     const SECURITY_STATUS input = judgeInput(call, received);
-    if (input == SEC_E_INCOMPLETE_MESSAGE)
+    if (input == SEC_E_INCOMPLETE_MESSAGE) {
         return input;
-    if (input != SEC_E_OK)
+    }
+    if (input != SEC_E_OK) {
         return context.fail(input);
+    }
     context.mayGoWithoutCertificate = (call.requirements & ISC_REQ_USE_SUPPLIED_CREDS) != 0;
     Token token;
     std::size_t consumed = 0;
     const SECURITY_STATUS status = advanceHandshake(context, received, token, consumed);
-    if (status >= 0)
+    if (status >= 0) {
         report(call, context, received.subspan(consumed), token);
+    }
     return status;
 }
 
 // The first step: a context comes about only if something was consumed or is to be sent.
 SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, Received received) {
-    if (const SECURITY_STATUS status = judgeInput(call, received); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = judgeInput(call, received); status != SEC_E_OK) {
         return status;
+    }
     std::shared_ptr<TlsConnection> context;
-    if (const SECURITY_STATUS status = startContext(call, credentials, context); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = startContext(call, credentials, context);
+        status != SEC_E_OK) {
         return status;
+    }
     const CtxtHandle handle = addHandle(context);
     const SECURITY_STATUS status = advance(call, *context, received);
-    if (status >= 0)
+    if (status >= 0) {
         *call.newContext = handle;
-    else
+    } else {
         dropHandle<TlsConnection>(&handle);
+    }
     return status;
 }
 
 SECURITY_STATUS negotiate(const Negotiation& call) {
-    if (call.attributes)
+    if (call.attributes) {
         *call.attributes = 0;
-    if (call.expiry)
+    }
+    if (call.expiry) {
         *call.expiry = std::numeric_limits<TimeStamp>::max();
+    }
     const auto credentials = objectOf<Credentials>(call.credential);
-    if (!credentials)
+    if (!credentials) {
         return SEC_E_INVALID_HANDLE;
-    if (credentials->role != call.role)
+    }
+    if (credentials->role != call.role) {
         return SEC_E_NO_CREDENTIALS;
+    }
     std::shared_ptr<TlsConnection> context;
-    if (const SECURITY_STATUS status = findContext(call, context); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = findContext(call, context); status != SEC_E_OK) {
         return status;
+    }
     // Tokens into the caller's own memory have no use here.
-    if (!(call.requirements & call.bits().allocateMemory))
+    if (!(call.requirements & call.bits().allocateMemory)) {
         return SEC_E_UNSUPPORTED_FUNCTION;
-    if (!findEntry(call.output, SECBUFFER_TOKEN))
+    }
+    if (!findEntry(call.output, SECBUFFER_TOKEN)) {
         return SEC_E_INVALID_TOKEN;
+    }
     const Received received = receivedBytes(call);
-    if (!context)
+    if (!context) {
         return begin(call, *credentials, received);
+    }
     const SECURITY_STATUS status = advance(call, *context, received);
-    if (call.newContext)
+    if (call.newContext) {
         *call.newContext = *call.context;
+    }
     return status;
 }
 

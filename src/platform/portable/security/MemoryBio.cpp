@@ -21,8 +21,9 @@ bool Token::write(ByteView bytes) noexcept {
         memory = static_cast<unsigned char*>(larger);
         capacity = wanted;
     }
-    if (!bytes.empty())
+    if (!bytes.empty()) {
         std::memcpy(memory + used, bytes.data(), bytes.size());
+    }
     used += bytes.size();
     return true;
 }
@@ -41,8 +42,9 @@ struct Wire::Callbacks {
         BIO_clear_retry_flags(bio);
         const auto* bytes = reinterpret_cast<const unsigned char*>(data);
         WireOutput* output = static_cast<Wire*>(BIO_get_data(bio))->output;
-        if (output && !output->write({bytes, size}))
+        if (output && !output->write({bytes, size})) {
             return 0;
+        }
         *written = size;
         return 1;
     }
@@ -67,8 +69,9 @@ struct Wire::Callbacks {
     static BIO_METHOD* makeMethod() {
         BIO_METHOD* method =
             BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "caller's buffers");
-        if (!method)
+        if (!method) {
             throw std::bad_alloc();
+        }
         BIO_meth_set_write_ex(method, write);
         BIO_meth_set_read_ex(method, read);
         BIO_meth_set_ctrl(method, control);

@@ -22,8 +22,9 @@ public:
 private:
     // Nearly always there is nothing, and to clear that takes ten times as long as to see it.
     static void clear() noexcept {
-        if (ERR_peek_error() != 0)
+        if (ERR_peek_error() != 0) {
             ERR_clear_error();
+        }
     }
 };
 
@@ -50,8 +51,9 @@ SECURITY_STATUS recordCall(Operation operation) noexcept {
         status = operation();
     } catch (const std::exception&) {
     }
-    if (status < 0 && status != SEC_E_INCOMPLETE_MESSAGE)
+    if (status < 0 && status != SEC_E_INCOMPLETE_MESSAGE) {
         ERR_clear_error();
+    }
     return status;
 }
 

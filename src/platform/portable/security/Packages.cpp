@@ -45,8 +45,9 @@ void writeText(wchar_t* place, std::wstring_view text) {
 
 PackageList* makeList() {
     void* memory = std::malloc(sizeof(PackageList));
-    if (!memory)
+    if (!memory) {
         throw std::bad_alloc();
+    }
     auto* list = new (memory) PackageList;
     writeText(list->commentText, comment);
     for (std::size_t i = 0; i < std::size(names); ++i) {
@@ -65,8 +66,9 @@ PackageList* makeList() {
 
 SECURITY_STATUS platform::EnumerateSecurityPackagesW(ULONG* count, SecPkgInfoW** packages) {
     return packageCall([&]() -> SECURITY_STATUS {
-        if (!count || !packages)
+        if (!count || !packages) {
             return SEC_E_INVALID_TOKEN;
+        }
         *packages = makeList()->packages;
         *count = static_cast<ULONG>(std::size(names));
         return SEC_E_OK;

@@ -21,17 +21,20 @@ SECURITY_STATUS closeByPeer(TlsConnection& context) noexcept {
 }
 
 SECURITY_STATUS takeWarning(TlsConnection& context, int description) noexcept {
-    if (description == SSL_AD_CLOSE_NOTIFY)
+    if (description == SSL_AD_CLOSE_NOTIFY) {
         return closeByPeer(context);
+    }
     // Nobody here asked for a new handshake that could be declined.
-    if (description == SSL_AD_NO_RENEGOTIATION || ++context.warnings > warningLimit)
+    if (description == SSL_AD_NO_RENEGOTIATION || ++context.warnings > warningLimit) {
         return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+    }
     return SEC_E_OK;
 }
 
 SECURITY_STATUS takeAlert(TlsConnection& context, ByteView alert) noexcept {
-    if (alert.size() != alertSize)
+    if (alert.size() != alertSize) {
         return context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
+    }
     const int description = alert[1];
     switch (static_cast<AlertLevel>(alert[0])) {
     case AlertLevel::fatal:
@@ -58,8 +61,9 @@ SECURITY_STATUS takeContent(TlsConnection& context, ContentType type, ByteView c
         return isTolerated ? SEC_E_OK : context.failForgetting(SEC_E_ILLEGAL_MESSAGE);
     }
     context.emptyRecords = 0;
-    if (type == ContentType::alert)
+    if (type == ContentType::alert) {
         return takeAlert(context, content);
+    }
     context.warnings = 0;
     switch (type) {
     case ContentType::applicationData:
@@ -91,8 +95,9 @@ SECURITY_STATUS statusOfUnopened(RecordOpener::Outcome outcome) noexcept {
 
 SECURITY_STATUS protectRecord(TlsConnection& context, RecordSealer::Area header,
                               RecordSealer::Area data, RecordSealer::Area trailer) noexcept {
-    if (context.sealer->seal(ContentType::applicationData, header, data, trailer))
+    if (context.sealer->seal(ContentType::applicationData, header, data, trailer)) {
         return SEC_E_OK;
+    }
     context.sealer.reset();
     return context.fail(SEC_E_ENCRYPT_FAILURE);
 }
@@ -103,11 +108,13 @@ SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> reco
     context.decodedPeer = {};
     std::span<unsigned char> content;
     const RecordOpener::Outcome outcome = context.opener->open(record, content);
-    if (outcome != RecordOpener::Outcome::opened)
+    if (outcome != RecordOpener::Outcome::opened) {
         return context.failForgetting(statusOfUnopened(outcome));
+    }
     const SECURITY_STATUS status = takeContent(context, type, content);
-    if (status == SEC_E_OK)
+    if (status == SEC_E_OK) {
         plaintext = type == ContentType::applicationData ? content : content.first(0);
+    }
     return status;
 }
 

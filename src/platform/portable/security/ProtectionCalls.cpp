@@ -23,26 +23,31 @@ constexpr std::size_t entryCount = 4;
 
 SECURITY_STATUS judgeForProtecting(const TlsConnection& context) {
     const Stage stage = context.stage;
-    if (stage == Stage::negotiating)
+    if (stage == Stage::negotiating) {
         return SEC_E_INVALID_HANDLE;
+    }
     return stage == Stage::failed ? context.failure.load() : SEC_E_OK;
 }
 
 SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
-    if (const SECURITY_STATUS status = judgeForProtecting(context); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = judgeForProtecting(context); status != SEC_E_OK) {
         return status;
+    }
     SecBuffer* header = findEntry(message, SECBUFFER_STREAM_HEADER);
     SecBuffer* data = findEntry(message, SECBUFFER_DATA);
     SecBuffer* trailer = findEntry(message, SECBUFFER_STREAM_TRAILER);
-    if (!header || !data || !trailer || data->cbBuffer > context.shape.maximumMessage)
+    if (!header || !data || !trailer || data->cbBuffer > context.shape.maximumMessage) {
         return SEC_E_INVALID_TOKEN;
-    if (data->cbBuffer == 0)
+    }
+    if (data->cbBuffer == 0) {
         return SEC_E_UNSUPPORTED_FUNCTION;
+    }
     const auto headerArea = bytesOf(*header);
     const auto trailerArea = bytesOf(*trailer);
     const RecordShape& shape = context.shape;
-    if (headerArea.size() < shape.headerSize || trailerArea.size() < shape.trailerSize)
+    if (headerArea.size() < shape.headerSize || trailerArea.size() < shape.trailerSize) {
         return SEC_E_BUFFER_TOO_SMALL;
+    }
     const SECURITY_STATUS status =
         protectRecord(context, headerArea.first(shape.headerSize), bytesOf(*data),
                       trailerArea.first(shape.trailerSize));
@@ -54,8 +59,9 @@ SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
 }
 
 SECURITY_STATUS judgeForOpening(const TlsConnection& context) {
-    if (context.stage == Stage::closed)
+    if (context.stage == Stage::closed) {
         return SEC_I_CONTEXT_EXPIRED;
+    }
     return judgeForProtecting(context);
 }
 
@@ -67,23 +73,27 @@ void takeApart(std::span<SecBuffer> entries, std::span<unsigned char> record,
     setEntry(entries[headerEntry], SECBUFFER_STREAM_HEADER, ahead, record.data());
     setEntry(entries[dataEntry], SECBUFFER_DATA, plaintext.size(), plaintext.data());
     setEntry(entries[trailerEntry], SECBUFFER_STREAM_TRAILER, trailer.size(), trailer.data());
-    if (behind.empty())
+    if (behind.empty()) {
         setEntry(entries[extraEntry], SECBUFFER_EMPTY, 0, nullptr);
-    else
+    } else {
         setEntry(entries[extraEntry], SECBUFFER_EXTRA, behind.size(), behind.data());
+    }
 }
 
 SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
-    if (const SECURITY_STATUS status = judgeForOpening(context); status != SEC_E_OK)
+    if (const SECURITY_STATUS status = judgeForOpening(context); status != SEC_E_OK) {
         return status;
+    }
     const std::span<SecBuffer> entries = entriesOf(message);
     const SecBuffer* data = findEntry(message, SECBUFFER_DATA);
-    if (entries.size() < entryCount || !data)
+    if (entries.size() < entryCount || !data) {
         return SEC_E_INVALID_TOKEN;
+    }
     const std::span<unsigned char> bytes = bytesOf(*data);
     const RecordExtent extent = firstRecord(bytes);
-    if (extent.boundary == Boundary::notTls)
+    if (extent.boundary == Boundary::notTls) {
         return context.failForgetting(SEC_E_INVALID_TOKEN);
+    }
     if (extent.boundary == Boundary::partial) {
         tell(message, SECBUFFER_MISSING, extent.missing, nullptr);
         return SEC_E_INCOMPLETE_MESSAGE;
@@ -91,8 +101,9 @@ SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
     const std::span<unsigned char> record = bytes.first(extent.size);
     std::span<unsigned char> plaintext;
     const SECURITY_STATUS status = openRecord(context, record, plaintext);
-    if (status == SEC_E_OK)
+    if (status == SEC_E_OK) {
         takeApart(entries, record, plaintext, bytes.subspan(extent.size));
+    }
     return status;
 }
 
@@ -101,8 +112,9 @@ template <class Operation>
 SECURITY_STATUS callOn(CtxtHandle* handle, std::mutex TlsConnection::*guard, Operation operation) {
     return recordCall([&]() -> SECURITY_STATUS {
         const std::shared_ptr<TlsConnection> context = objectOf<TlsConnection>(handle);
-        if (!context)
+        if (!context) {
             return SEC_E_INVALID_HANDLE;
+        }
         const std::lock_guard lock((*context).*guard);
         return operation(*context);
     });
@@ -118,8 +130,9 @@ SECURITY_STATUS platform::EncryptMessage(CtxtHandle* context, ULONG, SecBufferDe
 
 SECURITY_STATUS platform::DecryptMessage(CtxtHandle* context, SecBufferDesc* message, ULONG,
                                          ULONG* qualityOfProtection) {
-    if (qualityOfProtection)
+    if (qualityOfProtection) {
         *qualityOfProtection = 0;
+    }
     return callOn(context, &TlsConnection::guarding,
                   [message](TlsConnection& found) { return open(found, message); });
 }

@@ -21,16 +21,20 @@ RecordExtent partial(std::size_t missing) noexcept {
 } // namespace
 
 RecordExtent firstRecord(ByteView bytes) noexcept {
-    if (!mayBeHeader(bytes))
+    if (!mayBeHeader(bytes)) {
         return {};
-    if (bytes.size() < recordHeaderSize)
+    }
+    if (bytes.size() < recordHeaderSize) {
         return partial(recordHeaderSize - bytes.size());
+    }
     const std::size_t payload = static_cast<std::size_t>(bytes[3]) << 8 | bytes[4];
-    if (payload > recordPayloadLimit)
+    if (payload > recordPayloadLimit) {
         return {};
+    }
     const std::size_t size = recordHeaderSize + payload;
-    if (bytes.size() < size)
+    if (bytes.size() < size) {
         return partial(size - bytes.size());
+    }
     return {.boundary = Boundary::whole, .size = size, .missing = 0};
 }
 

@@ -82,8 +82,9 @@ void fillKeyBlock(HandshakeSecrets& secrets, std::span<unsigned char> block) {
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SEED, seed.data(), seed.size()),
         OSSL_PARAM_construct_end()};
     const auto run = orOutOfMemory(KdfContextPointer(EVP_KDF_CTX_new(pseudoRandomFunction())));
-    if (EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) != 1)
+    if (EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) != 1) {
         throw std::bad_alloc();
+    }
 }
 
 } // namespace
@@ -140,8 +141,9 @@ RecordCipher::RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& 
     : context(orOutOfMemory(CipherContextPointer(EVP_CIPHER_CTX_new()))), suite(aead),
       secrets(keys), sequence(firstSequence) {
     if (EVP_CipherInit_ex(context.get(), cipherOf(suite), nullptr, keys.key.data(), nullptr,
-                          static_cast<int>(use)) != 1)
+                          static_cast<int>(use)) != 1) {
         throw std::bad_alloc();
+    }
     OPENSSL_cleanse(secrets.key.data(), secrets.key.size());
 }
 
@@ -157,8 +159,9 @@ RecordCipher::Nonce RecordCipher::nonceWith(std::uint64_t explicitNonce) const n
     }
     Nonce number{};
     writeBigEndian(number, sequence);
-    for (std::size_t i = 0; i < nonce.size(); ++i)
+    for (std::size_t i = 0; i < nonce.size(); ++i) {
         nonce[i] ^= number[i];
+    }
     return nonce;
 }
 
@@ -177,8 +180,9 @@ bool RecordCipher::begin(const Nonce& nonce, unsigned char type,
 }
 
 bool RecordSealer::seal(ContentType type, Area header, Area data, Area trailer) noexcept {
-    if (isExhausted())
+    if (isExhausted()) {
         return false;
+    }
     const std::uint64_t explicitNonce = nonceOfNumberZero + sequence;
     header[0] = static_cast<unsigned char>(type);
     std::copy(std::begin(versionOfTls12), std::end(versionOfTls12), &header[1]);
@@ -197,20 +201,25 @@ bool RecordSealer::seal(ContentType type, Area header, Area data, Area trailer) 
 
 RecordOpener::Outcome RecordOpener::open(std::span<unsigned char> record,
                                          std::span<unsigned char>& plaintext) noexcept {
-    if (isExhausted())
+    if (isExhausted()) {
         return Outcome::broken;
-    if (!std::equal(std::begin(versionOfTls12), std::end(versionOfTls12), &record[1]))
+    }
+    if (!std::equal(std::begin(versionOfTls12), std::end(versionOfTls12), &record[1])) {
         return Outcome::illegal;
+    }
     const std::size_t ahead = recordHeaderSize + suite.explicitNonceSize;
-    if (record.size() < ahead + aeadTagSize)
+    if (record.size() < ahead + aeadTagSize) {
         return Outcome::altered;
+    }
     const std::size_t size = record.size() - ahead - aeadTagSize;
-    if (size > limit)
+    if (size > limit) {
         return Outcome::illegal;
+    }
     const std::uint64_t explicitNonce =
         readBigEndian(record.subspan(recordHeaderSize, suite.explicitNonceSize));
-    if (!begin(nonceWith(explicitNonce), record[0], size))
+    if (!begin(nonceWith(explicitNonce), record[0], size)) {
         return Outcome::broken;
+    }
     const Outcome outcome = decipher(record.subspan(ahead, size), record.last(aeadTagSize));
     if (outcome == Outcome::opened) {
         ++sequence;
@@ -230,8 +239,9 @@ RecordOpener::Outcome RecordOpener::decipher(std::span<unsigned char> data,
     // The tag is compared at the end, in constant time; only then the plaintext is one.
     unsigned char nothingMore[aeadTagSize];
     const bool authentic = deciphered && EVP_CipherFinal_ex(cipher, nothingMore, &count) == 1;
-    if (authentic)
+    if (authentic) {
         return Outcome::opened;
+    }
     OPENSSL_cleanse(data.data(), data.size());
     return deciphered ? Outcome::altered : Outcome::broken;
 }

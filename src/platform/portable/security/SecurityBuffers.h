@@ -10,23 +10,26 @@
 namespace VexaSsl::portable {
 
 inline std::span<SecBuffer> entriesOf(const SecBufferDesc* description) noexcept {
-    if (!description || !description->pBuffers)
+    if (!description || !description->pBuffers) {
         return {};
+    }
     return {description->pBuffers, description->cBuffers};
 }
 
 // The first entry of the type, or null.
 inline SecBuffer* findEntry(const SecBufferDesc* description, ULONG type) noexcept {
     for (SecBuffer& entry : entriesOf(description)) {
-        if (entry.BufferType == type)
+        if (entry.BufferType == type) {
             return &entry;
+        }
     }
     return nullptr;
 }
 
 inline std::span<unsigned char> bytesOf(const SecBuffer& entry) noexcept {
-    if (!entry.pvBuffer)
+    if (!entry.pvBuffer) {
         return {};
+    }
     return {static_cast<unsigned char*>(entry.pvBuffer), entry.cbBuffer};
 }
 
@@ -37,8 +40,9 @@ inline void setEntry(SecBuffer& entry, ULONG type, std::size_t size, void* data)
 // Tells something in the first EMPTY entry; without such an entry it stays untold.
 inline void tell(const SecBufferDesc* description, ULONG type, std::size_t size,
                  void* data) noexcept {
-    if (SecBuffer* entry = findEntry(description, SECBUFFER_EMPTY))
+    if (SecBuffer* entry = findEntry(description, SECBUFFER_EMPTY)) {
         setEntry(*entry, type, size, data);
+    }
 }
 
 } // namespace VexaSsl::portable

@@ -24,16 +24,18 @@ SecHandle addHandle(std::shared_ptr<T> object) {
 // Null for a handle that stands for nothing.
 template <class T>
 std::shared_ptr<T> objectOf(const SecHandle* handle) {
-    if (!handle || handle->dwUpper != handleMark)
+    if (!handle || handle->dwUpper != handleMark) {
         return nullptr;
+    }
     return HandleTable<T>::instance().find(reinterpret_cast<HANDLE>(handle->dwLower));
 }
 
 // The handle stands for nothing from now on. The object goes when the last call on it has ended.
 template <class T>
 SECURITY_STATUS dropHandle(const SecHandle* handle) {
-    if (!handle || handle->dwUpper != handleMark)
+    if (!handle || handle->dwUpper != handleMark) {
         return SEC_E_INVALID_HANDLE;
+    }
     const auto object = HandleTable<T>::instance().take(reinterpret_cast<HANDLE>(handle->dwLower));
     return object ? SEC_E_OK : SEC_E_INVALID_HANDLE;
 }

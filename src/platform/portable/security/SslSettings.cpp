@@ -43,8 +43,9 @@ bool applyClientSettings(SSL_CTX* context, X509_STORE* anchors) {
 BorrowingStack stackOf(const std::vector<X509*>& certificates) {
     auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
     for (X509* certificate : certificates) {
-        if (sk_X509_push(stack.get(), certificate) == 0)
+        if (sk_X509_push(stack.get(), certificate) == 0) {
             throw std::bad_alloc();
+        }
     }
     return stack;
 }
@@ -74,14 +75,17 @@ SECURITY_STATUS makeSslContext(Role role, OSSL_LIB_CTX* library, PCCERT_CONTEXT 
         SSL_CTX_new_ex(library, nullptr, isClient ? TLS_client_method() : TLS_server_method())));
     const bool applied = applyCommonSettings(context.get()) &&
                          (!isClient || applyClientSettings(context.get(), anchors));
-    if (!applied)
+    if (!applied) {
         return SEC_E_INTERNAL_ERROR;
-    if (!isClient)
+    }
+    if (!isClient) {
         SSL_CTX_set_cert_verify_callback(context.get(), takeAnyCertificate, nullptr);
+    }
     const SECURITY_STATUS status =
         certificate ? applyCertificate(context.get(), certificate) : SEC_E_OK;
-    if (status == SEC_E_OK)
+    if (status == SEC_E_OK) {
         made = std::move(context);
+    }
     return status;
 }
 

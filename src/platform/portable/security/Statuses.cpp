@@ -78,23 +78,28 @@ constexpr Outcome reasons[] = {
 template <std::size_t count>
 std::optional<SECURITY_STATUS> find(const Outcome (&table)[count], long number) noexcept {
     for (const Outcome& outcome : table) {
-        if (outcome.number == number)
+        if (outcome.number == number) {
             return outcome.status;
+        }
     }
     return std::nullopt;
 }
 
 std::optional<SECURITY_STATUS> statusOfError(unsigned long error, const SSL* ssl) noexcept {
     const int reason = ERR_GET_REASON(error);
-    if (reason == ERR_R_MALLOC_FAILURE)
+    if (reason == ERR_R_MALLOC_FAILURE) {
         return SEC_E_INSUFFICIENT_MEMORY;
-    if (ERR_GET_LIB(error) != ERR_LIB_SSL)
+    }
+    if (ERR_GET_LIB(error) != ERR_LIB_SSL) {
         return std::nullopt;
-    if (reason == SSL_R_CERTIFICATE_VERIFY_FAILED && ssl)
+    }
+    if (reason == SSL_R_CERTIFICATE_VERIFY_FAILED && ssl) {
         return statusOfVerification(SSL_get_verify_result(ssl));
+    }
     constexpr int alertOffset = SSL_AD_REASON_OFFSET;
-    if (reason >= alertOffset && reason < alertOffset + 256)
+    if (reason >= alertOffset && reason < alertOffset + 256) {
         return statusOfAlert(reason - alertOffset);
+    }
     return find(reasons, reason);
 }
 
@@ -113,8 +118,9 @@ SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept {
     std::optional<SECURITY_STATUS> status;
     while (const unsigned long error = ERR_get_error()) {
         anyCause = true;
-        if (!status)
+        if (!status) {
             status = statusOfError(error, ssl);
+        }
     }
     return status.value_or(anyCause ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
 }

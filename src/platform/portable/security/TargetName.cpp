@@ -39,8 +39,9 @@ std::string withoutZone(const std::string& text) {
 constexpr unsigned hostFlags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
 
 void requireMemory(bool done) {
-    if (!done)
+    if (!done) {
         throw std::bad_alloc();
+    }
 }
 
 } // namespace
@@ -52,12 +53,15 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
     });
     std::string name = isText ? utf8OfWide(units) : std::string();
     // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
-    if (name.ends_with('.'))
+    if (name.ends_with('.')) {
         name.pop_back();
-    if (const std::string address = withoutZone(name); isAddressLiteral(address))
+    }
+    if (const std::string address = withoutZone(name); isAddressLiteral(address)) {
         return TargetName(address, true);
-    if (name.empty() || name.starts_with('.') || spellsAnAddress(name))
+    }
+    if (name.empty() || name.starts_with('.') || spellsAnAddress(name)) {
         return std::nullopt;
+    }
     return TargetName(std::move(name), false);
 }
 
@@ -70,14 +74,16 @@ void TargetName::applyTo(SSL* ssl) const {
     X509_VERIFY_PARAM_set_hostflags(checks, hostFlags);
     requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
     // A longer name has no place in the extension, nor in any certificate.
-    if (name.size() <= TLSEXT_MAXLEN_host_name)
+    if (name.size() <= TLSEXT_MAXLEN_host_name) {
         requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
+    }
 }
 
 bool TargetName::isOn(X509* certificate) const noexcept {
     const ErrorQueueGuard errors;
-    if (isAddress)
+    if (isAddress) {
         return X509_check_ip_asc(certificate, name.c_str(), 0) == 1;
+    }
     return X509_check_host(certificate, name.data(), name.size(), hostFlags, nullptr) == 1;
 }
 

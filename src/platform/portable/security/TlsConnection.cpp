@@ -22,10 +22,12 @@ TlsConnection::TlsConnection(const Credentials& credentials)
         return;
     }
     SSL_set_connect_state(ssl.get());
-    if (!credentials.judgesServer)
+    if (!credentials.judgesServer) {
         SSL_set_verify(ssl.get(), SSL_VERIFY_NONE, nullptr);
-    if (!credentials.hasCertificate)
+    }
+    if (!credentials.hasCertificate) {
         SSL_set_cert_cb(ssl.get(), provideCertificate, this);
+    }
 }
 
 SECURITY_STATUS TlsConnection::fail(SECURITY_STATUS status) noexcept {

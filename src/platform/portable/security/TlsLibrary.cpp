@@ -73,8 +73,9 @@ public:
     NarrowProvider()
         : library(orOutOfMemory(LibraryPointer(OSSL_LIB_CTX_new()))),
           whole(orOutOfMemory(ProviderPointer(OSSL_PROVIDER_load(library.get(), "default")))) {
-        for (const Offer& offer : offers)
+        for (const Offer& offer : offers) {
             shown.push_back({offer.operation, algorithmsOf(offer)});
+        }
     }
 
     const OSSL_ALGORITHM* query(int operation) const noexcept {
@@ -97,8 +98,9 @@ private:
         const OSSL_ALGORITHM* next =
             OSSL_PROVIDER_query_operation(whole.get(), offer.operation, &mustNotBeKept);
         for (; next && next->algorithm_names; ++next) {
-            if (isShown(offer, *next))
+            if (isShown(offer, *next)) {
                 algorithms.push_back(*next);
+            }
         }
         algorithms.push_back({});
         return algorithms;
@@ -148,16 +150,18 @@ OSSL_LIB_CTX* makeLibrary() {
     narrowProvider(); // here, where it may throw
     LibraryPointer library = orOutOfMemory(LibraryPointer(OSSL_LIB_CTX_new()));
     if (OSSL_PROVIDER_add_builtin(library.get(), name, ProviderCalls::start) != 1 ||
-        !OSSL_PROVIDER_load(library.get(), name))
+        !OSSL_PROVIDER_load(library.get(), name)) {
         throw std::bad_alloc();
+    }
     return library.release();
 }
 
 // OpenSSL's own providers besides the default one don't offer anything that TLS uses.
 int takeUsualProvider(OSSL_PROVIDER* provider, void* hasDefault) noexcept {
     const std::string_view name = OSSL_PROVIDER_get0_name(provider);
-    if (name == "default")
+    if (name == "default") {
         *static_cast<bool*>(hasDefault) = true;
+    }
     return name == "default" || name == "base" || name == "legacy";
 }
 
@@ -170,8 +174,9 @@ bool isDefaultContextAsItComes() noexcept {
 } // namespace
 
 OSSL_LIB_CTX* libraryForClients() noexcept {
-    if (!isDefaultContextAsItComes())
+    if (!isDefaultContextAsItComes()) {
         return nullptr;
+    }
     try {
         static OSSL_LIB_CTX* const library = makeLibrary();
         return library;

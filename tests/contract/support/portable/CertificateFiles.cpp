@@ -34,8 +34,9 @@ void TemporaryCertificateFolder::remove(const std::string& name) const {
 void TemporaryCertificateFolder::install(const std::string& name, const Issued& issued,
                                          const std::vector<const Issued*>& helpers) const {
     std::string content = pem(issued) + keyPem(issued);
-    for (const Issued* helper : helpers)
+    for (const Issued* helper : helpers) {
         content += pem(*helper);
+    }
     write("my/" + name, content);
 }
 

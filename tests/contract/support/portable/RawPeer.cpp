@@ -37,18 +37,22 @@ void apply(const PeerSettings& settings, SSL_CTX* context) {
     } else if (!settings.suites.empty() || settings.renegotiates) {
         SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
     }
-    if (!settings.suites.empty())
+    if (!settings.suites.empty()) {
         SSL_CTX_set_cipher_list(context, settings.suites.c_str());
-    if (settings.smallRecords)
+    }
+    if (settings.smallRecords) {
         SSL_CTX_set_tlsext_max_fragment_length(context, TLSEXT_max_fragment_length_1024);
-    if (settings.renegotiates)
+    }
+    if (settings.renegotiates) {
         SSL_CTX_set_options(context, SSL_OP_ALLOW_CLIENT_RENEGOTIATION);
+    }
 }
 
 // A server notes the name that it is asked for.
 int noteName(SSL* ssl, int*, void* place) {
-    if (const char* name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name))
+    if (const char* name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name)) {
         *static_cast<std::string*>(place) = name;
+    }
     return SSL_TLSEXT_ERR_OK;
 }
 
@@ -62,8 +66,9 @@ int noteAuthorities(SSL* ssl, void* place) {
 Bytes outgoing(SSL* ssl) {
     BIO* out = SSL_get_wbio(ssl);
     Bytes bytes(BIO_ctrl_pending(out));
-    if (!bytes.empty())
+    if (!bytes.empty()) {
         BIO_read(out, bytes.data(), static_cast<int>(bytes.size()));
+    }
     return bytes;
 }
 
@@ -72,8 +77,9 @@ Bytes outgoing(SSL* ssl) {
 RawPeer::RawPeer(bool isServer, const PeerSettings& settings) : state(std::make_unique<State>()) {
     state->context.reset(SSL_CTX_new(isServer ? TLS_server_method() : TLS_client_method()));
     SSL_CTX* const context = state->context.get();
-    if (!settings.certificate.empty())
+    if (!settings.certificate.empty()) {
         showCertificate(context, settings.certificate);
+    }
     apply(settings, context);
     SSL_CTX_set_tlsext_servername_arg(context, &state->requestedName);
     SSL_CTX_set_tlsext_servername_callback(context, noteName);
@@ -104,9 +110,10 @@ RawPeer RawPeer::server(const std::string& certificate, const PeerSettings& sett
 }
 
 void RawPeer::incoming(const Bytes& received) {
-    if (!received.empty())
+    if (!received.empty()) {
         BIO_write(SSL_get_rbio(state->ssl.get()), received.data(),
                   static_cast<int>(received.size()));
+    }
 }
 
 Bytes RawPeer::step(const Bytes& received) {
@@ -121,15 +128,17 @@ bool RawPeer::established() const {
 }
 
 Bytes RawPeer::protect(const std::string& text) {
-    if (SSL_write(state->ssl.get(), text.data(), static_cast<int>(text.size())) <= 0)
+    if (SSL_write(state->ssl.get(), text.data(), static_cast<int>(text.size())) <= 0) {
         throw std::runtime_error("the peer can't protect");
+    }
     return outgoing(state->ssl.get());
 }
 
 std::string RawPeer::open(const Bytes& received) {
     std::string text = openOne(received);
-    for (std::string more = text; !more.empty(); text += more)
+    for (std::string more = text; !more.empty(); text += more) {
         more = openOne({});
+    }
     return text;
 }
 

@@ -17,8 +17,9 @@ constexpr std::size_t fixedNonceSize = 4;
 constexpr std::size_t tagSize = 16;
 
 void require(bool done) {
-    if (!done)
+    if (!done) {
         throw std::runtime_error("the forge failed");
+    }
 }
 
 Bytes masterSecret(SSL* peer) {

@@ -16,8 +16,9 @@ PCCERT_CONTEXT findCase(HCERTSTORE store, const std::string& name) {
     for (const std::wstring& text : {start + L", ", start}) {
         if (PCCERT_CONTEXT found = platform::CertFindCertificateInStore(
                 store, X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, CERT_FIND_SUBJECT_STR_W,
-                text.c_str(), nullptr))
+                text.c_str(), nullptr)) {
             return found;
+        }
     }
     throw std::runtime_error("there is no certificate " + name);
 }
@@ -29,8 +30,9 @@ std::filesystem::path certificatesFolder() {
     if (!std::filesystem::exists(folder / "all" / "other-key" / "chain.pem")) {
         std::string command = VEXASSL_MAKE_CERTIFICATES;
         command += " '" + folder.string() + "'";
-        if (std::system(command.c_str()) != 0)
+        if (std::system(command.c_str()) != 0) {
             throw std::runtime_error("can't make the certificates");
+        }
     }
     return folder;
 }

@@ -15,21 +15,24 @@ using portable::KeyPointer;
 using portable::X509Pointer;
 
 void require(bool done) {
-    if (!done)
+    if (!done) {
         throw std::runtime_error("OpenSSL can't make the certificate");
+    }
 }
 
 void setSubject(X509* certificate, const Recipe& recipe) {
     X509_NAME* name = X509_get_subject_name(certificate);
-    for (const auto& [attribute, value] : recipe.subject)
+    for (const auto& [attribute, value] : recipe.subject) {
         require(X509_NAME_add_entry_by_txt(name, attribute.c_str(), MBSTRING_UTF8,
                                            reinterpret_cast<const unsigned char*>(value.data()),
                                            static_cast<int>(value.size()), -1, 0) == 1);
+    }
 }
 
 void addExtension(X509* certificate, X509* issuer, int kind, const std::string& value) {
-    if (value.empty())
+    if (value.empty()) {
         return;
+    }
     X509V3_CTX context;
     X509V3_set_ctx_nodb(&context);
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
@@ -48,20 +51,24 @@ void addName(GENERAL_NAMES* names, int type, const std::string& bytes) {
 }
 
 void addNames(X509* certificate, const Recipe& recipe) {
-    if (recipe.dnsNames.empty() && recipe.emailNames.empty())
+    if (recipe.dnsNames.empty() && recipe.emailNames.empty()) {
         return;
+    }
     GENERAL_NAMES* names = GENERAL_NAMES_new();
-    for (const std::string& dnsName : recipe.dnsNames)
+    for (const std::string& dnsName : recipe.dnsNames) {
         addName(names, GEN_DNS, dnsName);
-    for (const std::string& emailName : recipe.emailNames)
+    }
+    for (const std::string& emailName : recipe.emailNames) {
         addName(names, GEN_EMAIL, emailName);
+    }
     require(X509_add1_ext_i2d(certificate, NID_subject_alt_name, names, 0, X509V3_ADD_APPEND) == 1);
     GENERAL_NAMES_free(names);
 }
 
 void addUnknownExtension(X509* certificate, const std::string& identifier) {
-    if (identifier.empty())
+    if (identifier.empty()) {
         return;
+    }
     ASN1_OBJECT* object = OBJ_txt2obj(identifier.c_str(), 1);
     ASN1_OCTET_STRING* value = ASN1_OCTET_STRING_new();
     ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>("\x05"), 2);
@@ -113,9 +120,10 @@ Issued issue(const Recipe& recipe, const Issued* issuer) {
     addExtension(certificate, signer, NID_authority_key_identifier, issuer ? "keyid" : "");
     addExtension(certificate, signer, NID_basic_constraints, recipe.basicConstraints);
     addExtension(certificate, signer, NID_ext_key_usage, recipe.usages);
-    if (!recipe.permittedDnsName.empty())
+    if (!recipe.permittedDnsName.empty()) {
         addExtension(certificate, signer, NID_name_constraints,
                      "critical,permitted;DNS:" + recipe.permittedDnsName);
+    }
     addNames(certificate, recipe);
     addUnknownExtension(certificate, recipe.criticalExtension);
     require(X509_sign(certificate, (issuer ? *issuer : issued).key.get(), EVP_sha256()) > 0);
@@ -161,8 +169,9 @@ std::string der(const Issued& issued) {
 std::string pkcs12(const Issued& issued, const std::vector<const Issued*>& helpers,
                    const std::string& password) {
     const portable::BorrowingStack others(sk_X509_new_null());
-    for (const Issued* helper : helpers)
+    for (const Issued* helper : helpers) {
         sk_X509_push(others.get(), helper->certificate.get());
+    }
     constexpr int usual = 0;
     constexpr int fewIterations = 1000;
     const portable::Pkcs12Pointer file(PKCS12_create(password.c_str(), "a name", issued.key.get(),

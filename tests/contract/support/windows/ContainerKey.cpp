@@ -9,8 +9,9 @@ namespace {
 constexpr wchar_t providerName[] = L"Microsoft Enhanced RSA and AES Cryptographic Provider";
 
 void require(BOOL done, const char* what) {
-    if (!done)
+    if (!done) {
         throw std::runtime_error(std::string(what) + " failed, " + std::to_string(GetLastError()));
+    }
 }
 
 BYTE* bytesOf(std::string& text) {
@@ -37,8 +38,9 @@ void makeContainer(const std::wstring& name, unsigned bits) {
 HCRYPTPROV openContainer(const std::wstring& name, unsigned bits) {
     const SystemLock lock(L"vexassl-contract-keys");
     HCRYPTPROV provider = 0;
-    if (CryptAcquireContextW(&provider, name.c_str(), providerName, PROV_RSA_AES, 0))
+    if (CryptAcquireContextW(&provider, name.c_str(), providerName, PROV_RSA_AES, 0)) {
         return provider;
+    }
     makeContainer(name, bits);
     require(CryptAcquireContextW(&provider, name.c_str(), providerName, PROV_RSA_AES, 0),
             "CryptAcquireContext");

@@ -10,20 +10,23 @@ namespace VexaSsl::test::der_shapes {
 
 inline std::string tagged(unsigned char tag, const std::string& content) {
     std::string length;
-    for (std::size_t rest = content.size(); rest > 0; rest >>= 8)
+    for (std::size_t rest = content.size(); rest > 0; rest >>= 8) {
         length.insert(length.begin(), static_cast<char>(rest & 0xFF));
+    }
     std::string all(1, static_cast<char>(tag));
-    if (content.size() >= 0x80)
+    if (content.size() >= 0x80) {
         all += static_cast<char>(0x80 | length.size());
-    else if (length.empty())
+    } else if (length.empty()) {
         length.assign(1, '\0');
+    }
     return all + length + content;
 }
 
 inline std::string joined(std::initializer_list<std::string> parts) {
     std::string all;
-    for (const std::string& part : parts)
+    for (const std::string& part : parts) {
         all += part;
+    }
     return all;
 }
 
@@ -69,18 +72,21 @@ inline std::string identifier(std::string_view text) {
     for (int position = 0; !text.empty(); ++position) {
         const std::size_t dot = text.find('.');
         unsigned long number = 0;
-        for (const char digit : text.substr(0, dot))
+        for (const char digit : text.substr(0, dot)) {
             number = number * 10 + static_cast<unsigned long>(digit - '0');
+        }
         text.remove_prefix(dot == std::string_view::npos ? text.size() : dot + 1);
         if (position == 0) {
             first = number * 40;
             continue;
         }
-        if (position == 1)
+        if (position == 1) {
             number += first;
+        }
         std::string groups(1, static_cast<char>(number & 0x7F));
-        for (number >>= 7; number > 0; number >>= 7)
+        for (number >>= 7; number > 0; number >>= 7) {
             groups.insert(groups.begin(), static_cast<char>(0x80 | (number & 0x7F)));
+        }
         content += groups;
     }
     return tagged(0x06, content);

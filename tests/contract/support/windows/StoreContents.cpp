@@ -16,8 +16,9 @@ constexpr wchar_t mark[] = L"a throwaway of the contract suite";
 
 HCERTSTORE openStore(DWORD place, const wchar_t* name) {
     const HCERTSTORE store = ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, place, name);
-    if (!store)
+    if (!store) {
         throw std::runtime_error("can't open a store of the system");
+    }
     return store;
 }
 
@@ -25,8 +26,9 @@ PCCERT_CONTEXT contextFrom(const std::string& encoding) {
     const PCCERT_CONTEXT made = ::CertCreateCertificateContext(
         X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoding.data()),
         static_cast<DWORD>(encoding.size()));
-    if (!made)
+    if (!made) {
         throw std::runtime_error("the certificate is none: " + std::to_string(::GetLastError()));
+    }
     return made;
 }
 
@@ -63,15 +65,17 @@ public:
             store, certificate, CERT_STORE_ADD_REPLACE_EXISTING, nullptr);
         ::CertFreeCertificateContext(certificate);
         commit();
-        if (!added)
+        if (!added) {
             throw std::runtime_error("can't add to a store of the system");
+        }
         encodings[name] = issued.encoding;
     }
 
     void take(const std::string& name) {
         const auto place = encodings.find(name);
-        if (place == encodings.end())
+        if (place == encodings.end()) {
             return;
+        }
         remove([&place](PCCERT_CONTEXT one) { return encodingOf(one) == place->second; });
         encodings.erase(place);
     }
@@ -84,13 +88,17 @@ private:
     void remove(const Condition& isMeant) {
         std::vector<PCCERT_CONTEXT> meant;
         PCCERT_CONTEXT certificate = nullptr;
-        while ((certificate = ::CertEnumCertificatesInStore(store, certificate)))
-            if (isMeant(certificate))
+        while ((certificate = ::CertEnumCertificatesInStore(store, certificate))) {
+            if (isMeant(certificate)) {
                 meant.push_back(::CertDuplicateCertificateContext(certificate));
-        for (const PCCERT_CONTEXT one : meant)
+            }
+        }
+        for (const PCCERT_CONTEXT one : meant) {
             ::CertDeleteCertificateFromStore(one);
-        if (!meant.empty())
+        }
+        if (!meant.empty()) {
             commit();
+        }
     }
 
     void commit() { ::CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr); }
@@ -138,10 +146,11 @@ PCCERT_CONTEXT makeContext(const Issued& issued, const std::vector<const Issued*
     issued.key->giveTo(own);
     ::CertAddCertificateContextToStore(store, own, CERT_STORE_ADD_ALWAYS, &made);
     ::CertFreeCertificateContext(own);
-    for (const Issued* helper : helpers)
+    for (const Issued* helper : helpers) {
         ::CertAddEncodedCertificateToStore(
             store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(helper->encoding.data()),
             static_cast<DWORD>(helper->encoding.size()), CERT_STORE_ADD_ALWAYS, nullptr);
+    }
     ::CertCloseStore(store, 0); // it lives on with its contexts
     return made;
 }

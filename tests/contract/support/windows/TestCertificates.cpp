@@ -30,12 +30,15 @@ const Issued& intermediate() {
 
 Recipe recipeOf(const std::string& name) {
     Recipe recipe = serverNamed("localhost");
-    if (has(name, "wrong-name"))
+    if (has(name, "wrong-name")) {
         recipe = serverNamed("elsewhere.test");
-    if (has(name, "no-names"))
+    }
+    if (has(name, "no-names")) {
         recipe.dnsNames.clear();
-    if (has(name, "client"))
+    }
+    if (has(name, "client")) {
         recipe.usages = "clientAuth";
+    }
     if (has(name, "expired")) {
         recipe.firstDay = -20;
         recipe.lastDay = -10;
@@ -45,10 +48,12 @@ Recipe recipeOf(const std::string& name) {
 }
 
 const Issued* issuerOf(const std::string& name) {
-    if (has(name, "self-signed"))
+    if (has(name, "self-signed")) {
         return nullptr;
-    if (has(name, "untrusted"))
+    }
+    if (has(name, "untrusted")) {
         return &otherAuthority();
+    }
     return has(name, "with-intermediate") ? &intermediate() : &authority();
 }
 
@@ -56,10 +61,12 @@ PCCERT_CONTEXT contextOfCase(const std::string& name) {
     static std::map<std::string, Issued> made;
     static std::mutex guard;
     const std::lock_guard lock(guard);
-    if (!made.contains(name))
+    if (!made.contains(name)) {
         made.emplace(name, issue(recipeOf(name), issuerOf(name)));
-    if (has(name, "with-intermediate"))
+    }
+    if (has(name, "with-intermediate")) {
         return makeContext(made.at(name), {&intermediate()});
+    }
     return makeContext(made.at(name), {});
 }
 

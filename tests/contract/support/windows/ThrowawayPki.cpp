@@ -20,17 +20,20 @@ using namespace der_shapes;
 constexpr unsigned usualBits = 2048;
 
 const char* attributeIdentifier(const std::string& name) {
-    if (name == "CN")
+    if (name == "CN") {
         return "2.5.4.3";
-    if (name == "O")
+    }
+    if (name == "O") {
         return "2.5.4.10";
+    }
     return "1.2.840.113549.1.9.1"; // emailAddress
 }
 
 std::string nameOf(const Recipe& recipe) {
     std::string relative;
-    for (const auto& [attribute, value] : recipe.subject)
+    for (const auto& [attribute, value] : recipe.subject) {
         relative += setOf(sequence({identifier(attributeIdentifier(attribute)), utf8(value)}));
+    }
     return sequence({relative});
 }
 
@@ -47,15 +50,17 @@ std::string serialNumber() {
     std::string number(1, '\x01');
     const unsigned long long unique =
         (static_cast<unsigned long long>(GetCurrentProcessId()) << 32) ^ GetTickCount();
-    for (int shift = 56; shift >= 0; shift -= 8)
+    for (int shift = 56; shift >= 0; shift -= 8) {
         number += static_cast<char>(unique >> shift & 0xFF);
+    }
     number += static_cast<char>(++issued & 0x7F);
     return integer(number);
 }
 
 std::string extension(const char* kind, bool critical, const std::string& value) {
-    if (critical)
+    if (critical) {
         return sequence({identifier(kind), yes(), octets(value)});
+    }
     return sequence({identifier(kind), octets(value)});
 }
 
@@ -64,54 +69,63 @@ bool has(const std::string& text, const char* part) {
 }
 
 std::string constraintsExtension(const std::string& text) {
-    if (text.empty())
+    if (text.empty()) {
         return "";
+    }
     std::string content = yes();
-    if (has(text, "pathlen:0"))
+    if (has(text, "pathlen:0")) {
         content += integer(std::string(1, '\0'));
+    }
     return extension("2.5.29.19", has(text, "critical"), sequence({content}));
 }
 
 std::string usagesExtension(const std::string& text) {
-    if (text.empty())
+    if (text.empty()) {
         return "";
+    }
     std::string content;
     std::istringstream names(text);
     for (std::string name; std::getline(names, name, ',');) {
-        if (name == "serverAuth")
+        if (name == "serverAuth") {
             content += identifier("1.3.6.1.5.5.7.3.1");
-        else if (name == "clientAuth")
+        } else if (name == "clientAuth") {
             content += identifier("1.3.6.1.5.5.7.3.2");
-        else
+        } else {
             content += identifier("2.5.29.37.0"); // any
+        }
     }
     return extension("2.5.29.37", false, sequence({content}));
 }
 
 std::string alternativeNames(const Recipe& recipe) {
     std::string content;
-    for (const std::string& name : recipe.dnsNames)
+    for (const std::string& name : recipe.dnsNames) {
         content += tagged(0x82, name);
-    for (const std::string& name : recipe.emailNames)
+    }
+    for (const std::string& name : recipe.emailNames) {
         content += tagged(0x81, name);
+    }
     return content.empty() ? "" : extension("2.5.29.17", false, sequence({content}));
 }
 
 std::string nameConstraints(const std::string& permitted) {
-    if (permitted.empty())
+    if (permitted.empty()) {
         return "";
+    }
     const std::string tree = sequence({tagged(0x82, permitted)});
     return extension("2.5.29.30", true, sequence({explicitly(0, tree)}));
 }
 
 std::string extensionsOf(const Recipe& recipe, const ContainerKey& own, const Issued* issuer) {
     std::string all = extension("2.5.29.14", false, octets(own.identifier));
-    if (issuer)
+    if (issuer) {
         all += extension("2.5.29.35", false, sequence({tagged(0x80, issuer->key->identifier)}));
+    }
     all += constraintsExtension(recipe.basicConstraints) + usagesExtension(recipe.usages) +
            nameConstraints(recipe.permittedDnsName) + alternativeNames(recipe);
-    if (!recipe.criticalExtension.empty())
+    if (!recipe.criticalExtension.empty()) {
         all += extension(recipe.criticalExtension.c_str(), true, nothing());
+    }
     return explicitly(3, sequence({all}));
 }
 
