@@ -3,8 +3,10 @@
 #include "Text.h"
 #include "VexaPlatform/Certificates.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <set>
 #include <string>
