@@ -7,6 +7,9 @@
 
 #include <filesystem>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace VexaSsl::test {
 namespace {
 
@@ -122,6 +125,34 @@ TEST(Check, defaultThatFindsNoCertificateFailsOnlyForTheRoleAskedFor) {
                                          "find a default certificate, but none were suitable"));
 }
 
+// The superuser may read every folder, so another user is asked.
+TEST(Check, storeThatCannotBeOpenedIsTheCause) {
+    namespace fs = std::filesystem;
+    const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=one.test\n"));
+    const OwnCertificates own;
+    fs::permissions(own.folder / "my", fs::perms::none);
+    for (const fs::path& path : {own.folder, own.folder.parent_path()}) {
+        fs::permissions(path, fs::perms::others_exec, fs::perm_options::add);
+    }
+    for (const fs::path& file : {files.store, files.ini}) {
+        fs::permissions(file, fs::perms::others_read, fs::perm_options::add);
+    }
+    const Words asNobody =
+        ::geteuid() == 0 ? Words{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}
+                         : Words{};
+    const Words check =
+        asNobody + Words{VEXASSL_TOOL,   "check",  "--ini",          files.ini.string(),
+                         "--connection", "Tested", "--certificates", own.folder.string()};
+    Command prose(check);
+    const Outcome told = runToEnd(prose);
+    EXPECT_EQ(told.status, 7) << told.errors;
+    EXPECT_THAT(findings(told, "own-certificate")[0],
+                HasSubstr("as a server: no usable certificate and key: CertOpenStore failed with: "
+                          "5 ("));
+    Command json(check + Words{"--json"});
+    EXPECT_THAT(runToEnd(json).output, HasSubstr("\"cause\":\"CertOpenStore failed with: 5 ("));
+}
+
 TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
     const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=one.test\n"));
     const OwnCertificates own;
@@ -172,6 +203,33 @@ TEST(Check, keyThatEverybodyMayReadIsWorthANote) {
     EXPECT_THAT(exposed(), ElementsAre(StartsWith((my / "two.pem").string())));
     forbid(my, perms::others_exec);
     EXPECT_THAT(exposed(), IsEmpty());
+}
+
+TEST(Check, keyBehindALinkIsJudgedWhereItLies) {
+    using std::filesystem::perms;
+    const Configured files(storeWith("UseEncryption=True\n"));
+    const OwnCertificates own;
+    const std::filesystem::path closed = own.folder / "closed";
+    std::filesystem::create_directory(closed);
+    own.put("one.pem", contents(pki::file("server-rsa", "cert")));
+    std::filesystem::copy_file(pki::file("server-rsa", "key"), closed / "secret");
+    std::filesystem::create_symlink(closed / "secret", own.folder / "my" / "one.key");
+    EXPECT_EQ(::mkfifo((own.folder / "my" / "two.pem").c_str(), 0644), 0);
+    const auto exposed = [&] {
+        return findings(runTool({"check", "--ini", files.ini.string(), "--connection", "Tested",
+                                 "--certificates", own.folder.string()}),
+                        "exposed-key");
+    };
+    const auto add = std::filesystem::perm_options::add;
+    std::filesystem::permissions(closed / "secret", perms::others_read, add);
+    for (const auto& folder : {own.folder.parent_path(), own.folder, own.folder / "my"}) {
+        std::filesystem::permissions(folder, perms::others_exec, add);
+    }
+    std::filesystem::permissions(closed, perms::owner_all);
+    EXPECT_THAT(exposed(), IsEmpty());
+    std::filesystem::permissions(closed, perms::others_exec, add);
+    EXPECT_THAT(exposed(),
+                ElementsAre(StartsWith((own.folder / "my" / "one.key").string() + ": note: ")));
 }
 
 TEST(Check, severalCertificatesOfTheNameAreWorthANote) {

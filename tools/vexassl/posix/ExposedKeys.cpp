@@ -3,11 +3,12 @@
 #include "Text.h"
 #include "VexaPlatform/Certificates.h"
 
+#include <fcntl.h>
+
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <ios>
-#include <iterator>
+#include <memory>
 #include <set>
 #include <string>
 #include <system_error>
@@ -27,34 +28,50 @@ bool allows(const fs::path& path, fs::perms wanted) {
     return (fs::status(path, unknown).permissions() & wanted) == wanted;
 }
 
-// Whoever may not pass a folder above doesn't come to the file.
-bool everybodyReaches(const fs::path& folder) {
-    std::error_code lost;
-    fs::path above = fs::canonical(folder, lost);
-    while (!lost && allows(above, fs::perms::others_exec) && above.has_relative_path()) {
-        above = above.parent_path();
-    }
-    return !lost && !above.has_relative_path() && allows(above, fs::perms::others_exec);
+// Whoever may not pass a folder above doesn't come to the file. Its path is a canonical one.
+bool everybodyReaches(const fs::path& file) {
+    fs::path folder = file;
+    do {
+        folder = folder.parent_path();
+        if (!allows(folder, fs::perms::others_exec)) {
+            return false;
+        }
+    } while (folder.has_relative_path());
+    return true;
+}
+
+struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// Should a pipe have taken the file's place by now, this doesn't wait for its writer.
+std::unique_ptr<std::FILE, Closer> openWithoutWaiting(const fs::path& file) {
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    return std::unique_ptr<std::FILE, Closer>(descriptor < 0 ? nullptr
+                                                             : ::fdopen(descriptor, "rb"));
 }
 
 bool holdsPemKey(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    const auto stream = openWithoutWaiting(file);
+    std::string text(largestFile, '\0');
+    text.resize(stream ? std::fread(text.data(), 1, text.size(), stream.get()) : 0);
     return text.find("PRIVATE KEY-----") != std::string::npos;
 }
 
-bool holdsKey(const fs::path& file) {
+// What an entry of the folder is taken for depends on its own name, wherever it leads.
+bool holdsKey(const fs::path& extension, const fs::path& file) {
     static const std::set<fs::path> secret = {".key", ".p12", ".pfx", ".password"};
     static const std::set<fs::path> pem = {".pem", ".crt", ".cer"};
-    const fs::path extension = file.extension();
     return secret.contains(extension) || (pem.contains(extension) && holdsPemKey(file));
 }
 
-bool isExposed(const fs::path& file) {
+// A link has no rights of its own: those of where it leads count.
+bool isExposed(const fs::path& entry) {
     std::error_code unknown;
-    return fs::is_regular_file(file, unknown) && fs::file_size(file, unknown) <= largestFile &&
-           allows(file, fs::perms::others_read) && everybodyReaches(file.parent_path()) &&
-           holdsKey(file);
+    const fs::path file = fs::canonical(entry, unknown);
+    return !unknown && fs::is_regular_file(file, unknown) &&
+           fs::file_size(file, unknown) <= largestFile && allows(file, fs::perms::others_read) &&
+           everybodyReaches(file) && holdsKey(entry.extension(), file);
 }
 
 } // namespace
