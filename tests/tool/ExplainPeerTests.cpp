@@ -1,5 +1,6 @@
 // vexassl explain HOST:PORT: the chain is seen though a connection refuses it.
 #include "integration/support/HostSocket.h"
+#include "integration/support/Relay.h"
 #include "tool/StarttlsTalk.h"
 #include "tool/Tool.h"
 
@@ -10,6 +11,7 @@
 namespace VexaSsl::test {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -127,6 +129,37 @@ TEST(ExplainPeer, serverThatBeginsInTheClearIsAskedForTlsFirst) {
     EXPECT_THAT(refused.output, HasSubstr("expired: its validity ended at 2021-01-01"));
     EXPECT_THAT(refused.output,
                 HasSubstr("    [Error] InitializeSecurityContext failed with: 2148074280 ("));
+}
+
+// The first connection is for the chain, the second the library's own.
+TEST(ExplainPeer, agreementThatFailsTheSecondTimeIsTold) {
+    RunningServer server(switchableServer() + Words{"--starttls", "smtp"});
+    const Words more = {"--starttls", "smtp", "--timeout", "1"};
+    Relay once(server.port(), {});
+    const std::string target = "localhost:" + std::to_string(once.port());
+    const Outcome person = explained(target, more);
+    EXPECT_EQ(person.status, 0) << person.errors;
+    EXPECT_THAT(
+        person.output,
+        EndsWith("\na connection by the library fails: timed out talking to " + target + "\n"));
+    Relay again(server.port(), {});
+    const std::string other = "localhost:" + std::to_string(again.port());
+    EXPECT_THAT(explained(other, more + Words{"--json"}).output,
+                EndsWith("{\"type\":\"note\",\"chain\":1,\"id\":\"no-connection\",\"message\":\""
+                         "timed out talking to " +
+                         other + "\"}\n"));
+}
+
+TEST(ExplainPeer, serverThatIsGoneTheSecondTimeIsTold) {
+    for (const Words& serving :
+         {secureServer(), switchableServer() + Words{"--starttls", "smtp"}}) {
+        RunningServer server(serving + Words{"--count", "1"});
+        const bool isSwitched = serving.back() == "smtp";
+        const Outcome outcome =
+            explained(server.target(), isSwitched ? Words{"--starttls", "smtp"} : Words{});
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_THAT(outcome.output, HasSubstr("\na connection by the library "));
+    }
 }
 
 TEST(ExplainPeer, serverThatOffersNoTlsSaysSo) {

@@ -81,7 +81,9 @@ ExitStatus explainPeer(const ExplainOptions& options) {
     explained.givenAs = "sent by the server";
     explained.name = question.name;
     explained.explanation = explainChain(chain, question);
-    explained.connection = usualLines(linesOfConnection(peer));
+    const TriedConnection tried = tryConnection(peer);
+    explained.connection = usualLines(tried.lines);
+    explained.connectionFailure = tried.failure;
     print(options, explained);
     return statusOf(options, explained.explanation);
 }

@@ -44,6 +44,9 @@ public:
         if (!chain.connection.empty()) {
             writeLine("\na connection by the library logs:");
             printLines(chain.connection);
+        } else if (!chain.connectionFailure.empty()) {
+            writeLine("\na connection by the library fails: " +
+                      printableText(std::string_view(chain.connectionFailure)));
         }
     }
 
@@ -229,6 +232,12 @@ void printForScript(const ExplainedChain& chain) {
         printLines(chain, purposeWord(purpose), purpose.lines);
     }
     printLines(chain, "connection", chain.connection);
+    if (chain.connection.empty() && !chain.connectionFailure.empty()) {
+        writeLine(objectOf(chain, "note")
+                      .text("id", "no-connection")
+                      .text("message", chain.connectionFailure)
+                      .str());
+    }
 }
 
 } // namespace VexaSsl::tool

@@ -238,8 +238,9 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
     return chain;
 }
 
-std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question) {
+TriedConnection tryConnection(const PeerQuestion& question) {
     LogCollector log;
+    TriedConnection tried;
     const auto switchOver = [&question](ISocketStrategy& strategy, SOCKET socket) {
         agreeOn(question.startTls, strategy, socket);
         switchToTls(strategy);
@@ -250,10 +251,11 @@ std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question) {
         } else {
             connectAndTalk(*makeStrategy(log, L"Opportunistically"), question, switchOver);
         }
-    } catch (const Failure&) {
-        // What the library has to say of it is in the lines.
+    } catch (const Failure& failure) {
+        tried.failure = failure.what();
     }
-    return log.take();
+    tried.lines = log.take();
+    return tried;
 }
 
 } // namespace VexaSsl::tool

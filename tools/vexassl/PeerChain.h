@@ -25,9 +25,12 @@ struct PeerQuestion {
 // peer doesn't agree on TLS or showed no certificate.
 CertificateChain fetchPeerChain(const PeerQuestion& question);
 
-// Connects as a host of the library does, with encryption and its usual checks, and gives the lines
-// that it logged. The connection's fate is in them; it is closed at once. Nobody answering is no
-// line.
-std::vector<LoggedLine> linesOfConnection(const PeerQuestion& question);
+struct TriedConnection {
+    std::vector<LoggedLine> lines; // what the library logged; empty where it didn't come to TLS
+    std::string failure;           // why there is no connection; empty when there was one
+};
+
+// Connects as a host of the library does, with encryption and its usual checks; closes at once.
+TriedConnection tryConnection(const PeerQuestion& question);
 
 } // namespace VexaSsl::tool
