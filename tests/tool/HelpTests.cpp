@@ -24,6 +24,11 @@ TEST(Help, everyCommandIsListed) {
                 ElementsAre("check", "explain", "certificates", "serve", "connect", "version"));
 }
 
+TEST(Help, flagForTheVersionIsNamed) {
+    EXPECT_THAT(runTool({"--help"}).output,
+                HasSubstr("\n\"vexassl --version\" is short for \"vexassl version\".\n"));
+}
+
 TEST(Help, everyCommandShowsFlagsExamplesAndStatuses) {
     for (const std::string& command : helpCommands()) {
         EXPECT_THAT(helpFlags(command), Not(IsEmpty())) << command;

@@ -23,6 +23,15 @@ TEST(Version, isAFlagToo) {
     EXPECT_EQ(outcome.output, runTool({"version"}).output);
 }
 
+TEST(Version, asAFlagStandsAlone) {
+    for (const Words& more : {Words{"x"}, Words{"--json"}, Words{"version"}, Words{"--version"}}) {
+        const Outcome outcome = runTool(Words{"--version"} + more);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_EQ(outcome.errors, "vexassl: --version stands alone (see vexassl --help)\n");
+    }
+}
+
 TEST(Version, jsonIsOneObject) {
     const Outcome outcome = runTool({"version", "--json"});
     EXPECT_EQ(outcome.status, 0);

@@ -64,6 +64,10 @@ TEST(WrongArguments, argumentWithoutANameIsCalledAsInTheHelp) {
     expectLine({"connect"}, "HOST:PORT is required (see vexassl connect --help)");
     expectLine({"explain", "localhost:1", "--file", "x"},
                "HOST:PORT excludes --file (see vexassl explain --help)");
+    expectLine({"explain", "--file", "x", "--starttls", "smtp"},
+               "--starttls requires HOST:PORT (see vexassl explain --help)");
+    expectLine({"explain", "--timeout", "target"},
+               "--timeout: Value target not in range 0 to 1000000 (see vexassl explain --help)");
 }
 
 } // namespace

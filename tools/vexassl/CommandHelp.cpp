@@ -137,7 +137,8 @@ std::string generalHelp(const std::vector<Command>& commands) {
     for (const Command& command : commands) {
         text += listed(command.name, command.summary);
     }
-    text += "\n\"vexassl COMMAND --help\" tells a command's flags and shows examples.\n\n";
+    text += "\n\"vexassl COMMAND --help\" tells a command's flags and shows examples.\n"
+            "\"vexassl --version\" is short for \"vexassl version\".\n\n";
     return text + exitStatusHelp;
 }
 

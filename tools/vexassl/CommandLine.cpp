@@ -111,11 +111,22 @@ std::string mismatch(const Command& command, const std::string& text) {
     return text;
 }
 
-// An argument without a name is called as the help calls it.
-std::string withShownNames(const Command& command, std::string text) {
+// An argument without a name is called as the help calls it: at the start, where each text names
+// the flag that it is about, and at the end of a text on two flags. In between a user's own words
+// may stand.
+std::string withShownNames(const Command& command, const CLI::ParseError& error) {
+    const bool isOnTwo = dynamic_cast<const CLI::RequiresError*>(&error) != nullptr ||
+                         dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr;
+    std::string text = error.what();
     for (const Flag& flag : command.flags) {
-        if (!flag.name.starts_with("-") && text.starts_with(flag.name)) {
+        if (flag.name.starts_with("-")) {
+            continue;
+        }
+        if (text.starts_with(flag.name)) {
             text.replace(0, flag.name.size(), flag.value);
+        }
+        if (isOnTwo && text.ends_with(" " + flag.name)) {
+            text.replace(text.size() - flag.name.size(), flag.name.size(), flag.value);
         }
     }
     return text;
@@ -129,7 +140,7 @@ std::string wording(const CLI::ParseError& error, const CLI::App& app, const Com
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
         return mismatch(command, error.what());
     }
-    return withShownNames(command, error.what());
+    return withShownNames(command, error);
 }
 
 const Command* findParsed(const std::vector<Command>& commands, const CLI::App& app) {
@@ -157,6 +168,9 @@ ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const 
         writeText(asked == nullptr ? generalHelp(commands) : commandHelp(*asked));
         return ExitStatus::Well;
     } catch (const CLI::CallForVersion&) {
+        if (argc > 2) {
+            throw Failure(ExitStatus::Usage, "--version stands alone (see vexassl --help)");
+        }
         return runCommandLine(commands, 2, std::array{*argv, "version"}.data());
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> arguments(argv + 1, argv + argc);
