@@ -67,6 +67,8 @@ TEST(StarttlsServe, verifiesNoAddress) {
     client.hear("\r\n");
     client.say("VRFY somebody\r\n");
     EXPECT_THAT(client.hear("\r\n"), StartsWith("252 "));
+    client.say("VRFY\r\n");
+    EXPECT_EQ(client.hear("\r\n"), "501 5.5.4 an address is missing\r\n");
 }
 
 TEST(StarttlsServe, takesNoMailInTheClear) {

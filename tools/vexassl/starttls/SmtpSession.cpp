@@ -73,7 +73,8 @@ SmtpSession::Answer SmtpSession::command(std::string_view line, bool surplus) {
         return goOn("214 2.0.0 EHLO HELO STARTTLS MAIL RCPT DATA RSET NOOP VRFY HELP QUIT");
     }
     if (verb == "VRFY") {
-        return goOn("252 2.1.5 any address is taken");
+        return argument.empty() ? wrong("501 5.5.4 an address is missing")
+                                : goOn("252 2.1.5 any address is taken");
     }
     if (verb == "QUIT") {
         return {"221 2.0.0 goodbye\r\n", Next::Disconnect};
