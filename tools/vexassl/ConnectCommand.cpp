@@ -19,8 +19,7 @@ public:
     Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
          LinePrinter& printer)
         : options(connectOptions), target(peer), report(printer), log(printer),
-          strategy(makeStrategy(log, config)),
-          staysClear(options.startTls.empty() && isOpportunistic(config)) {}
+          strategy(makeStrategy(log, config)) {}
 
     void run() {
         AddressList addresses;
@@ -92,8 +91,7 @@ private:
         const auto input = makeInput();
         // A blocking recv that meets the peer's closure gives up what it took before: an answer
         // whose closure comes a read later would be lost.
-        const auto receiver = makeOverlappedReceiver(
-            *strategy, s, staysClear ? Passing::Clear : Passing::AsConfigured);
+        const auto receiver = makeOverlappedReceiver(*strategy, s);
         Conversation(*strategy, s, log, guard, *input, *receiver).run();
     }
 
@@ -110,7 +108,6 @@ private:
     ToolLog log;
     Watchdog watchdog;
     std::unique_ptr<ISocketStrategy> strategy;
-    bool staysClear; // although it could be switched
 };
 
 ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {

@@ -84,18 +84,8 @@ void Conversation::sendInput() {
 
 void Conversation::receiveAll() {
     std::vector<char> buffer(bufferSize);
-    while (true) {
-        const unsigned long partialsBefore = log.diagnosis().partialReads();
-        const int count = receiver.receive(buffer.data(), static_cast<int>(bufferSize));
-        if (count < 0) {
-            receiveFailed = true;
-            receiveError = platform::WSAGetLastError();
-            return;
-        }
-        if (count == 0) {
-            cutInRecord = log.diagnosis().partialReads() != partialsBefore;
-            return;
-        }
+    int count = 0;
+    while ((count = receiver.receive(buffer.data(), static_cast<int>(bufferSize))) > 0) {
         if (!writeStandardOutput(buffer.data(), static_cast<std::size_t>(count))) {
             outputFailed = true;
             return;
@@ -104,6 +94,7 @@ void Conversation::receiveAll() {
             guard.restart();
         }
     }
+    receiveError = platform::WSAGetLastError();
 }
 
 void Conversation::judge() const {
@@ -125,12 +116,8 @@ void Conversation::judge() const {
     if (diagnosis.status() != ExitStatus::Well && !closureIsMissed) {
         throw Failure(diagnosis.status(), causeText(diagnosis));
     }
-    // The peer's orderly closure ends an overlapped receive with a failure; it is an end.
-    if (receiveFailed && !diagnosis.peerClosed() && !closureIsMissed) {
-        throw Failure(ExitStatus::CutShort, "connection lost: " + socketErrorText(receiveError));
-    }
-    if (cutInRecord) {
-        throw Failure(ExitStatus::CutShort, "the connection ended inside a record");
+    if (const auto failure = failureOf(receiver.end(), receiveError); failure && !closureIsMissed) {
+        throw Failure(*failure);
     }
     if (inputLeft) {
         throw Failure(ExitStatus::CutShort, "the connection ended before all input was sent");

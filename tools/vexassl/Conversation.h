@@ -46,8 +46,6 @@ private:
     int sendError = 0;
 
     bool outputFailed = false;
-    bool receiveFailed = false;
-    bool cutInRecord = false;
     bool inputLeft = false;
     int receiveError = 0;
 };

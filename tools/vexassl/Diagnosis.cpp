@@ -102,16 +102,8 @@ ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
     return isTrustStatus(code) ? ExitStatus::PeerNotTrusted : ExitStatus::Handshake;
 }
 
-bool Diagnosis::isPartialRead(std::wstring_view text) {
-    return text.starts_with(L"Haven't received enough data to decrypt. ") ||
-           text.starts_with(L"::WSARecv completed asynchronously, but there were too few bytes");
-}
-
 void Diagnosis::observe(std::wstring_view text) {
     observeReversion(text);
-    if (isPartialRead(text)) {
-        ++partials;
-    }
     if (text.starts_with(L"InitializeSecurityContext: Sending token to server")) {
         ++flightsSent;
     }
@@ -137,12 +129,10 @@ void Diagnosis::observe(std::wstring_view text) {
 
 // The peer's orderly closure is logged like a failure; it is an end.
 void Diagnosis::observeRecordFailure(std::uint32_t code, std::wstring_view text) {
-    if (code == contextExpired) {
-        closed = true;
-        return;
+    if (code != contextExpired) {
+        alerted = cause == ExitStatus::Well && code == illegalMessage;
+        conclude(ExitStatus::Handshake, text);
     }
-    alerted = cause == ExitStatus::Well && code == illegalMessage;
-    conclude(ExitStatus::Handshake, text);
 }
 
 void Diagnosis::observeReversion(std::wstring_view text) {

@@ -29,16 +29,6 @@ public:
     bool revertedToPlain() const { return reverted; }
     const std::wstring& reversionReason() const { return reversion; }
 
-    // Whether a line tells of bytes that did not complete a record. It is everyday work:
-    // a record comes in as many pieces as it likes.
-    static bool isPartialRead(std::wstring_view text);
-    // How often there was such a line. A receive that raised this count and then met the end of the
-    // stream was cut inside a record.
-    unsigned long partialReads() const { return partials; }
-
-    // The peer closed the stream in good order.
-    bool peerClosed() const { return closed; }
-
     // The cause is a fatal alert inside the connection (or a record that looks like none). Behind a
     // shut sending side it is how peers complain of the TLS closure that they never get.
     bool peerSentAlert() const { return alerted; }
@@ -54,8 +44,6 @@ private:
     bool reverted = false;
     std::wstring reversion;
     std::wstring previous;
-    unsigned long partials = 0;
-    bool closed = false;
     bool alerted = false;
     int flightsSent = 0;
 };

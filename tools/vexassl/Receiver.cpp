@@ -6,144 +6,168 @@
 #include <chrono>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace VexaSsl::tool {
 
 namespace {
 
-// Whether a recv has something to tell at once: bytes from the network or its end, or what the
-// strategy has decrypted and not delivered.
-bool isReadable(ISocketStrategy& strategy, SOCKET socket) {
-    fd_set readable{};
-    platform::socketSetAdd(socket, readable);
-    const timeval atOnce{};
-    return strategy.select(0, &readable, nullptr, nullptr, &atOnce) > 0;
-}
-
-// What came in one read with the peer's closure, before it, is delivered behind the end: the
-// receive that meets the closure tells of an end, and later ones give the bytes. The network is
-// read only where that doesn't wait: a peer may keep the connection open behind its closure.
-class EndOfStream {
+// The first end that a stream meets, with its number.
+class MetEnd {
 public:
-    EndOfStream(ISocketStrategy& borrowedStrategy, SOCKET s)
-        : strategy(borrowedStrategy), socket(s) {}
+    bool isMet() const { return end != StreamEnd::None; }
+    StreamEnd kind() const { return end; }
 
-    bool isReached() const { return reached; }
-    // result: of the receive that met the end.
-    void reach(int result) {
-        reached = true;
-        endResult = result;
-        endError = platform::WSAGetLastError();
-    }
-    // Result: the bytes that came before the end, and behind the last of them what the end was.
-    int receiveRest(char* buffer, int size) {
-        if (isReadable(strategy, socket)) {
-            if (const int count = strategy.recv(socket, buffer, size, 0); count > 0) {
-                return count;
-            }
+    // Result: whether it is the first.
+    bool meet(StreamEnd met) {
+        if (isMet()) {
+            return false;
         }
-        platform::WSASetLastError(endError);
-        return endResult;
+        end = met;
+        error = platform::WSAGetLastError();
+        return true;
+    }
+    // The result of a receive at the end.
+    int tell() const {
+        platform::WSASetLastError(error);
+        return 0;
     }
 
 private:
-    ISocketStrategy& strategy;
-    SOCKET socket;
-    bool reached = false;
-    int endResult = 0;
-    int endError = 0;
+    StreamEnd end = StreamEnd::None;
+    int error = 0;
 };
 
 class BlockingReceiver : public Receiver {
 public:
     BlockingReceiver(ISocketStrategy& borrowedStrategy, SOCKET s, Passing how)
-        : strategy(borrowedStrategy), socket(s), passing(how), end(strategy, s) {}
+        : strategy(borrowedStrategy), socket(s), passing(how) {}
 
     int receive(char* buffer, int size) override {
-        if (!end.isReached()) {
+        if (!met.isMet()) {
             const int count = strategy.recv(socket, buffer, size, 0);
-            if (count != 0 || passing == Passing::Clear) {
+            if (count > 0) {
                 return count;
             }
-            end.reach(count);
+            met.meet(count == 0 ? StreamEnd::Closed : StreamEnd::Lost);
         }
-        return end.receiveRest(buffer, size);
+        // What came in one read with the peer's closure, before it, is delivered behind the end.
+        // The network is read only where that doesn't wait: a peer may keep the connection open
+        // behind its closure.
+        if (met.kind() == StreamEnd::Closed && passing == Passing::AsConfigured && isReadable()) {
+            if (const int count = strategy.recv(socket, buffer, size, 0); count > 0) {
+                return count;
+            }
+        }
+        return met.tell();
     }
 
+    StreamEnd end() const override { return met.kind(); }
+
 private:
+    // Whether a recv has something to tell at once: bytes from the network or its end, or what the
+    // strategy has decrypted and not delivered.
+    bool isReadable() {
+        fd_set readable{};
+        platform::socketSetAdd(socket, readable);
+        const timeval atOnce{};
+        return strategy.select(0, &readable, nullptr, nullptr, &atOnce) > 0;
+    }
+
     ISocketStrategy& strategy;
     SOCKET socket;
     Passing passing;
-    EndOfStream end;
+    MetEnd met;
 };
 
+// Each receive that is posted is completed by the same call, so that the strategy never fills a
+// buffer of an earlier one.
 class OverlappedReceiver : public Receiver {
 public:
-    OverlappedReceiver(ISocketStrategy& borrowedStrategy, SOCKET s, Passing how)
-        : strategy(borrowedStrategy), socket(s), passing(how), end(strategy, s) {}
+    OverlappedReceiver(ISocketStrategy& borrowedStrategy, SOCKET s)
+        : strategy(borrowedStrategy), socket(s) {}
 
     int receive(char* buffer, int size) override {
-        if (!end.isReached() && mayHoldMore && isReadable(strategy, socket)) {
-            const int count = strategy.recv(socket, buffer, size, 0);
+        while (mayHoldMore || !met.isMet()) {
+            const int count = std::exchange(mayHoldMore, false) ? takeHeld(buffer, size)
+                                                                : receiveOnce(buffer, size);
             if (count > 0) {
-                return noteFilling(count, size);
-            }
-            end.reach(count);
-        }
-        while (!end.isReached()) {
-            DWORD count = 0;
-            bool isEnd = false;
-            const bool hasReceived = receiveOnce(buffer, size, count, isEnd);
-            if (hasReceived && count > 0) {
-                return noteFilling(static_cast<int>(count), size);
-            }
-            if (!hasReceived || isEnd) {
-                const int result = hasReceived ? 0 : -1;
-                if (passing == Passing::Clear) {
-                    return result;
-                }
-                end.reach(result);
+                mayHoldMore = mayHoldMore || count == size;
+                return count;
             }
             // Otherwise what came is no whole record yet.
         }
-        return end.receiveRest(buffer, size);
+        return met.tell();
     }
 
+    StreamEnd end() const override { return met.kind(); }
+
 private:
-    // One receive, from posting it to its application bytes. isEnd: the peer has closed, which
-    // only the count of the completion itself tells; nothing is left to complete then, since each
-    // completion before has delivered all that it had, or left mayHoldMore.
-    bool receiveOnce(char* buffer, int size, DWORD& count, bool& isEnd) {
+    // A full buffer may leave decrypted data behind in the strategy, and so may an end. A recv
+    // would take it, but read on where it is less than the buffer takes, and give it up when it
+    // meets the end there. A receive on no socket reads nothing: it fails at once, but keeps its
+    // place, and to complete it serves what is held.
+    int takeHeld(char* buffer, int size) {
+        WSAOVERLAPPED state{};
+        return post(INVALID_SOCKET, buffer, size, state) == Posting::NotTaken ? 0 : complete(0);
+    }
+
+    // From posting a receive to its application bytes. Only the count of the completion itself
+    // tells the peer's end: 0 application bytes are also a piece of a record.
+    int receiveOnce(char* buffer, int size) {
         event.reset();
-        WSAOVERLAPPED overlapped{};
-        overlapped.hEvent = event.get();
+        WSAOVERLAPPED state{};
+        state.hEvent = event.get();
+        const Posting posting = post(socket, buffer, size, state);
+        DWORD transferred = 0;
+        if (posting != Posting::UnderWay || !wait(state, transferred)) {
+            meet(StreamEnd::Lost);
+        } else if (transferred == 0) {
+            meet(isInsideRecord ? StreamEnd::InsideRecord : StreamEnd::Closed);
+        }
+        const int count = posting == Posting::NotTaken ? 0 : complete(transferred);
+        isInsideRecord = count == 0;
+        return count;
+    }
+
+    enum class Posting {
+        UnderWay,
+        Failed,   // but the strategy will want it completed
+        NotTaken, // the strategy itself ran short; the log tells
+    };
+
+    Posting post(SOCKET s, char* buffer, int size, WSAOVERLAPPED& state) {
         WSABUF description{};
         description.len = static_cast<ULONG>(size);
         description.buf = buffer;
         DWORD flags = 0;
         DWORD ignored = 0;
-        if (strategy.WSARecv(socket, &description, 1, &ignored, &flags, &overlapped, nullptr) ==
-                SOCKET_ERROR &&
-            platform::WSAGetLastError() != WSA_IO_PENDING) {
+        platform::WSASetLastError(0); // as the strategy leaves it then
+        if (strategy.WSARecv(s, &description, 1, &ignored, &flags, &state, nullptr) == 0 ||
+            platform::WSAGetLastError() == WSA_IO_PENDING) {
+            return Posting::UnderWay;
+        }
+        return platform::WSAGetLastError() == 0 ? Posting::NotTaken : Posting::Failed;
+    }
+
+    bool wait(WSAOVERLAPPED& state, DWORD& transferred) const {
+        DWORD flags = 0;
+        if (platform::WSAGetOverlappedResult(socket, &state, &transferred, TRUE, &flags) == FALSE) {
+            finishUnwaited(state);
+            transferred = 0;
             return false;
         }
-        if (platform::WSAGetOverlappedResult(socket, &overlapped, &count, TRUE, &flags) == FALSE) {
-            finishUnwaited(overlapped);
-            return false;
-        }
-        isEnd = count == 0;
-        return isEnd || strategy.completeWSARecv(0, &count, nullptr) == 0;
+        return true;
     }
 
     // A wait can fail for a want of descriptors or memory while the receive is still pending, and
     // the system writes to its state when it ends. Cutting the connection ends it. Keeps the last
     // error.
-    void finishUnwaited(WSAOVERLAPPED& overlapped) const {
+    void finishUnwaited(WSAOVERLAPPED& state) const {
         const int error = platform::WSAGetLastError();
         DWORD count = 0;
         DWORD flags = 0;
-        while (platform::WSAGetOverlappedResult(socket, &overlapped, &count, FALSE, &flags) ==
-                   FALSE &&
+        while (platform::WSAGetOverlappedResult(socket, &state, &count, FALSE, &flags) == FALSE &&
                platform::WSAGetLastError() == WSA_IO_INCOMPLETE) {
             endTraffic(socket);
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -151,20 +175,25 @@ private:
         platform::WSASetLastError(error);
     }
 
-    // A full buffer may leave decrypted data behind in the strategy. No completion ever announces
-    // that: posting again would wait for the network although the answer to a request may be
-    // waiting here, and the peer waits for that answer.
-    int noteFilling(int count, int size) {
-        mayHoldMore = count == size && passing == Passing::AsConfigured;
-        return count;
+    // Result: the application bytes in the buffer of the receive.
+    int complete(DWORD transferred) {
+        const int result = strategy.completeWSARecv(0, &transferred, nullptr);
+        if (result != 0) {
+            meet(result == SOCKET_ERROR ? StreamEnd::Closed : StreamEnd::Broken);
+            return 0;
+        }
+        return static_cast<int>(transferred);
     }
+
+    // What came before the end is still to be delivered.
+    void meet(StreamEnd end) { mayHoldMore = met.meet(end) || mayHoldMore; }
 
     ISocketStrategy& strategy;
     SOCKET socket;
-    Passing passing;
-    EndOfStream end;
+    MetEnd met;
     OwnedEvent event;
     bool mayHoldMore = false;
+    bool isInsideRecord = false;
 };
 
 } // namespace
@@ -174,9 +203,8 @@ std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET
     return std::make_unique<BlockingReceiver>(strategy, s, passing);
 }
 
-std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s,
-                                                 Passing passing) {
-    return std::make_unique<OverlappedReceiver>(strategy, s, passing);
+std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s) {
+    return std::make_unique<OverlappedReceiver>(strategy, s);
 }
 
 } // namespace VexaSsl::tool

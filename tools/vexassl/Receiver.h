@@ -1,10 +1,14 @@
 // The two ways to receive on a strategy, behind one operation: a blocking recv, and an overlapped
 // WSARecv that is waited for. A service written against it runs on either.
 //
+// A blocking recv that meets the peer's closure gives up what it took before; overlapped receives
+// deliver every byte that came.
+//
 // Threads: one receiver per strategy, used by one thread.
 // Ownership: strategy and socket are borrowed and outlive the receiver.
 #pragma once
 
+#include "StreamEnd.h"
 #include "VexaSsl/ISocketStrategy.h"
 
 #include <memory>
@@ -15,9 +19,12 @@ class Receiver {
 public:
     virtual ~Receiver() = default;
 
-    // Waits for application data. Result: the bytes in buffer, 0 at the end of the stream, -1 on a
-    // failure with its number in the last-error slot.
+    // Waits for application data. Result: the bytes in buffer, or 0 at the end of the stream, with
+    // the number of a failure in the last-error slot.
     virtual int receive(char* buffer, int size) = 0;
+
+    // How the stream ended, once a receive has said so.
+    virtual StreamEnd end() const = 0;
 };
 
 // What the stack is at the moment of receiving.
@@ -30,7 +37,6 @@ std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET
                                                Passing passing);
 
 // Throws std::bad_alloc when the system has no event left.
-std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s,
-                                                 Passing passing);
+std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s);
 
 } // namespace VexaSsl::tool

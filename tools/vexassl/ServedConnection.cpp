@@ -103,7 +103,7 @@ void ServedConnection::run() {
 std::unique_ptr<Receiver> ServedConnection::makeReceiver() {
     const bool staysClear = service.options.startTls.empty() && isOpportunistic(service.config);
     const Passing passing = staysClear ? Passing::Clear : Passing::AsConfigured;
-    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get(), passing)
+    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get())
                                       : makeBlockingReceiver(*strategy, socket.get(), passing);
 }
 
@@ -124,10 +124,8 @@ void ServedConnection::serveMail(Watchdog::Guard& guard) {
         reportHandshake(guard);
         break;
     case SmtpService::End::Closed:
-        reportEnd(0, guard);
-        break;
     case SmtpService::End::Lost:
-        reportEnd(SOCKET_ERROR, guard);
+        reportEnd(session.streamEnd(), guard);
         break;
     }
 }
@@ -138,12 +136,12 @@ void ServedConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
     while ((count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()))) > 0) {
         guard.restart();
         if (!sendAll(*strategy, socket.get(), {buffer.data(), static_cast<std::size_t>(count)})) {
-            count = SOCKET_ERROR;
-            break;
+            reportEnd(StreamEnd::Lost, guard);
+            return;
         }
         guard.restart();
     }
-    reportEnd(count, guard);
+    reportEnd(receiver.end(), guard);
 }
 
 // The guard isn't restarted between pieces of a head: a request fed byte by byte has one period.
@@ -154,7 +152,7 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
     while (headSize == 0 && received.size() <= maximumRequestHead) {
         const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
         if (count <= 0) {
-            reportEnd(count, guard);
+            reportEnd(receiver.end(), guard);
             return;
         }
         received.append(buffer.data(), static_cast<std::size_t>(count));
@@ -166,7 +164,7 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
                   : answerRequest(std::string_view(received).substr(0, headSize), facts());
     guard.restart();
     if (!sendAll(*strategy, socket.get(), answer)) {
-        reportEnd(SOCKET_ERROR, guard);
+        reportEnd(StreamEnd::Lost, guard);
         return;
     }
     closeBehindAnswer(receiver);
@@ -208,16 +206,15 @@ void ServedConnection::reportHandshake(const Watchdog::Guard& guard) {
     }
 }
 
-// The peer's orderly closure ends an overlapped receive with a failure; it is an end all the same.
-void ServedConnection::reportEnd(int lastResult, const Watchdog::Guard& guard) {
+void ServedConnection::reportEnd(StreamEnd end, const Watchdog::Guard& guard) {
     const int error = platform::WSAGetLastError();
     const Diagnosis diagnosis = log.diagnosis();
     if (guard.expired()) {
         report(ExitStatus::TimedOut, "timed out");
     } else if (diagnosis.status() != ExitStatus::Well) {
         report(diagnosis.status(), causeText(diagnosis));
-    } else if (lastResult < 0 && !diagnosis.peerClosed()) {
-        report(ExitStatus::CutShort, "connection lost: " + socketErrorText(error));
+    } else if (const auto failure = failureOf(end, error)) {
+        report(failure->status, failure->what());
     }
 }
 

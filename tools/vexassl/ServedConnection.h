@@ -88,7 +88,7 @@ private:
     void closeBehindAnswer(Receiver& receiver);
     ConnectionFacts facts() const;
     void reportHandshake(const Watchdog::Guard& guard);
-    void reportEnd(int lastResult, const Watchdog::Guard& guard);
+    void reportEnd(StreamEnd end, const Watchdog::Guard& guard);
     void reportBreakdown(const char* reason) noexcept;
     void report(ExitStatus outcome, const std::string& text);
 

@@ -12,6 +12,15 @@
 
 namespace VexaSsl::tool {
 
+namespace {
+
+// The library warns of each overlapped receive that delivers nothing.
+bool isOrdinary(std::wstring_view text) {
+    return text.starts_with(L"::WSARecv completed asynchronously, but there were too few bytes");
+}
+
+} // namespace
+
 void LinePrinter::print(std::string_view line) {
     std::string whole(line);
     whole.push_back('\n');
@@ -29,7 +38,7 @@ ToolLog::ToolLog(LinePrinter& linePrinter, std::string linePrefix)
     : printer(linePrinter), prefix(std::move(linePrefix)) {}
 
 void ToolLog::log(Severity severity, const std::wstring& text) {
-    const Severity weight = Diagnosis::isPartialRead(text) ? Severity::Debug : severity;
+    const Severity weight = isOrdinary(text) ? Severity::Debug : severity;
     bool wanted = false;
     {
         const std::lock_guard lock(mutex);

@@ -1,7 +1,8 @@
 // The tool's sink: one per connection, so that causes don't mix. A line at or above the threshold
 // goes to stderr as "[Warning] text", behind the connection's prefix, or as an object; every line,
-// dropped ones included, feeds the diagnosis. Pieces of records are told of at Debug only, whatever
-// the library calls them: on a real network they would be most of the log.
+// dropped ones included, feeds the diagnosis. A receive that delivers nothing is told of at Debug
+// only, whatever the library calls it: records come in pieces on a real network, and such lines
+// would be most of the log.
 //
 // Threads: any; each log has a lock of its own, and all share the one of the printer.
 // Ownership: the printer is borrowed and outlives the log; the log outlives the strategies.

@@ -48,7 +48,7 @@ BufferedReader::Outcome BufferedReader::receiveMore() {
     std::array<char, bufferSize> buffer;
     const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
     if (count <= 0) {
-        return count == 0 ? Outcome::Ended : Outcome::Failed;
+        return receiver.end() == StreamEnd::Closed ? Outcome::Ended : Outcome::Failed;
     }
     held.append(buffer.data(), static_cast<std::size_t>(count));
     return Outcome::Well;

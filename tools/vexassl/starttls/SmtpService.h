@@ -34,6 +34,10 @@ public:
     End run(const std::function<void(const Envelope&)>& taken);
     // What the session read from last.
     Receiver& currentReceiver() { return *receiver; }
+    // How the connection ended behind Closed or Lost; a send that failed has lost it, too.
+    StreamEnd streamEnd() const {
+        return receiver->end() == StreamEnd::None ? StreamEnd::Lost : receiver->end();
+    }
 
 private:
     // One step of the session. Result: false at the end, which lies in end.
