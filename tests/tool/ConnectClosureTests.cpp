@@ -20,11 +20,13 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
+enum class Whom { everybody, whoStaysOpen };
+
 // Takes one client and one request. The answer and the closure of its stream go out in one piece.
 class AnsweringServer {
 public:
-    explicit AnsweringServer(std::string toAnswer)
-        : answer(std::move(toAnswer)), thread([this] { serve(); }) {}
+    explicit AnsweringServer(std::string toAnswer, Whom answered = Whom::everybody)
+        : answer(std::move(toAnswer)), whom(answered), thread([this] { serve(); }) {}
     ~AnsweringServer() { thread.join(); }
 
     std::string target() const { return "localhost:" + std::to_string(listener.port()); }
@@ -42,6 +44,9 @@ private:
             send(client, peer.step(flight));
         }
         peer.open(receive(client));
+        if (whom == Whom::whoStaysOpen && hasShutDown(client)) {
+            return;
+        }
         const Bytes data = peer.protect(answer);
         send(client, data + peer.shutDown());
         while (!receive(client).empty()) {
@@ -54,11 +59,17 @@ private:
         return count > 0 ? bytesOf(std::string(buffer.data(), static_cast<std::size_t>(count)))
                          : Bytes();
     }
+    static bool hasShutDown(const HostSocket& socket) {
+        char byte = 0;
+        limitWaiting(socket.handle(), 1);
+        return receiveBytes(socket.handle(), &byte, 1) == 0;
+    }
     static void send(const HostSocket& socket, const Bytes& bytes) {
         sendBytes(socket.handle(), std::string(bytes.begin(), bytes.end()));
     }
 
     const std::string answer;
+    const Whom whom;
     Listener listener;
     std::thread thread;
 };
@@ -97,6 +108,18 @@ TEST(ConnectClosure, whatCameInTheReadBeforeTheClosureIsPrinted) {
 TEST(ConnectClosure, whatIsHeldWhenTheClosureComesIsPrinted) {
     for (const std::size_t size : {32768, 65536, 98172, 98304, 400000, 1 << 20}) {
         expectToPrint(numbered(size), 1);
+    }
+}
+
+// Servers written in Python do, for instance.
+TEST(ConnectKeepOpen, hasTheAnswerOfAPeerThatGivesUpOnAShutStream) {
+    for (const bool staysOpen : {true, false}) {
+        const AnsweringServer server("the answer\n", Whom::whoStaysOpen);
+        const Words flags = staysOpen ? Words{"--keep-open"} : Words{};
+        const Outcome outcome = runTool(Words{"connect", server.target()} + secureClient() + flags,
+                                        Command::Input::text("a request\n"));
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_EQ(outcome.output, staysOpen ? "the answer\n" : "");
     }
 }
 

@@ -92,7 +92,8 @@ private:
         // A blocking recv that meets the peer's closure gives up what it took before: an answer
         // whose closure comes a read later would be lost.
         const auto receiver = makeOverlappedReceiver(*strategy, s);
-        Conversation(*strategy, s, log, guard, *input, *receiver).run();
+        const AtInputEnd then = options.keepOpen ? AtInputEnd::KeepOpen : AtInputEnd::ShutDown;
+        Conversation(*strategy, s, log, guard, *input, then, *receiver).run();
     }
 
     std::unique_ptr<ConversationInput> makeInput() {
@@ -165,6 +166,10 @@ Command connectCommand() {
                  "Send this file in the place of standard input; on a terminal it shows how far "
                  "it is",
                  &options->sendFile},
+                {"--keep-open", "",
+                 "At the end of the input leave the sending side open, for a peer that answers "
+                 "nobody who has shut it",
+                 &options->keepOpen},
                 {.name = "--count",
                  .value = "N",
                  .text = "Make this many connections, one after another; more than one read no "

@@ -21,9 +21,9 @@ constexpr std::size_t bufferSize = 32768;
 
 Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
                            const ToolLog& connectionLog, Watchdog::Guard& connectionGuard,
-                           ConversationInput& whatToSend, Receiver& whatComes)
+                           ConversationInput& whatToSend, AtInputEnd whatThen, Receiver& whatComes)
     : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard),
-      input(whatToSend), receiver(whatComes) {}
+      input(whatToSend), atInputEnd(whatThen), receiver(whatComes) {}
 
 void Conversation::run() {
     guard.pause();
@@ -79,7 +79,9 @@ void Conversation::sendInput() {
     }
     inputEnded = true;
     guard.restart();
-    platform::shutdown(socket, SD_SEND);
+    if (atInputEnd == AtInputEnd::ShutDown) {
+        platform::shutdown(socket, SD_SEND);
+    }
 }
 
 void Conversation::receiveAll() {
@@ -112,7 +114,8 @@ void Conversation::judge() const {
     const Diagnosis diagnosis = log.diagnosis();
     // The library sends no TLS closure. Some peers answer our shut sending side with a fatal alert
     // then; the end came as asked for all the same.
-    const bool closureIsMissed = inputEnded && diagnosis.peerSentAlert();
+    const bool closureIsMissed =
+        inputEnded && atInputEnd == AtInputEnd::ShutDown && diagnosis.peerSentAlert();
     if (diagnosis.status() != ExitStatus::Well && !closureIsMissed) {
         throw Failure(diagnosis.status(), causeText(diagnosis));
     }

@@ -15,11 +15,15 @@
 
 namespace VexaSsl::tool {
 
+// What becomes of the sending side. A peer sees the end of the input only when it is shut; since no
+// TLS closure is sent, some take that for a broken connection and answer no more.
+enum class AtInputEnd { ShutDown, KeepOpen };
+
 class Conversation {
 public:
     Conversation(ISocketStrategy& borrowedStrategy, SOCKET s, const ToolLog& connectionLog,
                  Watchdog::Guard& connectionGuard, ConversationInput& whatToSend,
-                 Receiver& whatComes);
+                 AtInputEnd whatThen, Receiver& whatComes);
 
     // Returns when the peer has closed and everything has been sent and printed.
     // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output,
@@ -38,6 +42,7 @@ private:
     const ToolLog& log;
     Watchdog::Guard& guard;
     ConversationInput& input;
+    const AtInputEnd atInputEnd;
     Receiver& receiver;
 
     // Written by the sender, read behind the join, or atomic where the receiver looks earlier.
