@@ -21,29 +21,6 @@ Outcome connected(const std::string& target, const Words& arguments,
     return runTool(Words{"connect", target} + arguments, input);
 }
 
-// openssl s_server on a free port, sending every line back reversed.
-class ForeignServer {
-public:
-    explicit ForeignServer(const Words& more)
-        : program(Words{"openssl", "s_server", "-accept", "0", "-rev", "-tls1_2", "-cert",
-                        pki::file("server-rsa", "cert").string(), "-key",
-                        pki::file("server-rsa", "key").string(), "-CAfile",
-                        pki::file("authority", "cert").string()} +
-                      more,
-                  Command::Input::open()) {
-        EXPECT_TRUE(program.shows("ACCEPT ")) << program.errors();
-        EXPECT_TRUE(program.shows("\n"));
-        const std::string output = program.output();
-        port = std::stoi(output.substr(output.rfind(':') + 1));
-    }
-
-    std::string target() const { return "localhost:" + std::to_string(port); }
-
-private:
-    Command program;
-    int port = 0;
-};
-
 TEST(ExitStatus, echoedTextIsWell) {
     RunningServer server(secureServer());
     const Outcome outcome = connected(server.target(), secureClient());

@@ -30,6 +30,7 @@ TEST(ExplainPeer, goodServerIsTrustedForItsName) {
     EXPECT_THAT(outcome.output, HasSubstr("a connection by the library logs:\n"
                                           "    [Info] An encrypted connection has been "
                                           "successfully initialised on socket ["));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("a connection by the library fails")));
 }
 
 TEST(ExplainPeer, expiredServerIsSeenWithCauseAndRemedyAndTheLinesOfAConnection) {
@@ -40,6 +41,8 @@ TEST(ExplainPeer, expiredServerIsSeenWithCauseAndRemedyAndTheLinesOfAConnection)
     EXPECT_THAT(outcome.output, HasSubstr("remedy: have it renewed"));
     EXPECT_THAT(outcome.output,
                 HasSubstr("    [Error] InitializeSecurityContext failed with: 2148074280 ("));
+    EXPECT_THAT(outcome.output, HasSubstr("\na connection by the library fails: the peer's "
+                                          "certificate is not trusted (InitializeSecurityContext"));
 }
 
 TEST(ExplainPeer, wrongNameIsSeen) {
@@ -85,6 +88,17 @@ TEST(ExplainPeer, serverThatWantsACertificateShowsItsOwnAllTheSame) {
     const Outcome outcome = explained(server.target());
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("for server authentication: trusted\n"));
+}
+
+TEST(ExplainPeer, serverThatRefusesAConnectionWithoutACertificateIsToldOf) {
+    const ForeignServer server({"-Verify", "1", "-verify_return_error"});
+    const Outcome outcome = explained(server.target());
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("for server authentication: trusted\n"));
+    EXPECT_THAT(
+        outcome.output,
+        HasSubstr("\na connection by the library fails: the peer refused our certificate, or "
+                  "wants one (InitializeSecurityContext failed with: 2148074278 ("));
 }
 
 TEST(ExplainPeer, anotherTimeIsForTheChainAlone) {

@@ -1,5 +1,7 @@
 #include "tool/Tool.h"
 
+#include <gtest/gtest.h>
+
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -53,6 +55,19 @@ RunningServer::RunningServer(const Words& arguments, const Words& before)
 
 std::string RunningServer::target(const std::string& host) const {
     return host + ":" + std::to_string(boundPort);
+}
+
+ForeignServer::ForeignServer(const Words& more)
+    : program(Words{"openssl", "s_server", "-accept", "0", "-rev", "-tls1_2", "-cert",
+                    pki::file("server-rsa", "cert").string(), "-key",
+                    pki::file("server-rsa", "key").string(), "-CAfile",
+                    pki::file("authority", "cert").string()} +
+                  more,
+              Command::Input::open()) {
+    EXPECT_TRUE(program.shows("ACCEPT ")) << program.errors();
+    EXPECT_TRUE(program.shows("\n"));
+    const std::string output = program.output();
+    boundPort = std::stoi(output.substr(output.rfind(':') + 1));
 }
 
 Words connectTo(const std::string& target, const Words& arguments) {

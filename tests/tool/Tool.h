@@ -36,6 +36,18 @@ private:
     std::uint16_t boundPort = 0;
 };
 
+// openssl s_server on a free port, sending every line back reversed, at TLS 1.2.
+class ForeignServer {
+public:
+    explicit ForeignServer(const Words& more);
+
+    std::string target() const { return "localhost:" + std::to_string(boundPort); }
+
+private:
+    Command program;
+    int boundPort = 0;
+};
+
 // vexassl connect.
 Words connectTo(const std::string& target, const Words& arguments = {});
 

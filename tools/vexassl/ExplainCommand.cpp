@@ -3,6 +3,7 @@
 #include "CertificateFolder.h"
 #include "ChainExplanation.h"
 #include "ConnectionOptions.h"
+#include "Diagnosis.h"
 #include "ExplainOutput.h"
 #include "PeerChain.h"
 #include "Text.h"
@@ -67,6 +68,15 @@ std::vector<LoggedLine> usualLines(std::vector<LoggedLine> lines) {
     return lines;
 }
 
+// Why the library's own connection failed, in the words of connect; empty when it went well.
+std::string failureOf(const TriedConnection& tried) {
+    Diagnosis diagnosis;
+    for (const LoggedLine& line : tried.lines) {
+        diagnosis.observe(line.text);
+    }
+    return diagnosis.status() == ExitStatus::Well ? tried.failure : causeText(diagnosis);
+}
+
 ExitStatus explainPeer(const ExplainOptions& options) {
     const PeerQuestion peer{parseEndpoint(options.target), options.name, options.startTls,
                             std::chrono::seconds(options.timeoutSeconds)};
@@ -82,8 +92,8 @@ ExitStatus explainPeer(const ExplainOptions& options) {
     explained.name = question.name;
     explained.explanation = explainChain(chain, question);
     const TriedConnection tried = tryConnection(peer);
+    explained.connectionFailure = failureOf(tried);
     explained.connection = usualLines(tried.lines);
-    explained.connectionFailure = tried.failure;
     print(options, explained);
     return statusOf(options, explained.explanation);
 }

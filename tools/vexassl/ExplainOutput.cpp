@@ -44,7 +44,8 @@ public:
         if (!chain.connection.empty()) {
             writeLine("\na connection by the library logs:");
             printLines(chain.connection);
-        } else if (!chain.connectionFailure.empty()) {
+        }
+        if (!chain.connectionFailure.empty()) {
             writeLine("\na connection by the library fails: " +
                       printableText(std::string_view(chain.connectionFailure)));
         }
@@ -232,7 +233,7 @@ void printForScript(const ExplainedChain& chain) {
         printLines(chain, purposeWord(purpose), purpose.lines);
     }
     printLines(chain, "connection", chain.connection);
-    if (chain.connection.empty() && !chain.connectionFailure.empty()) {
+    if (!chain.connectionFailure.empty()) {
         writeLine(objectOf(chain, "note")
                       .text("id", "no-connection")
                       .text("message", chain.connectionFailure)

@@ -18,7 +18,7 @@ struct ExplainedChain {
     std::string name;       // asked for; may be empty
     ChainExplanation explanation;
     std::vector<LoggedLine> connection; // of an attempt by the library; may be empty
-    std::string connectionFailure;      // of the attempt; told where no line tells its fate
+    std::string connectionFailure;      // of that attempt; empty when it went well
 };
 
 void printForPerson(const ExplainedChain& chain);

@@ -27,7 +27,7 @@ CertificateChain fetchPeerChain(const PeerQuestion& question);
 
 struct TriedConnection {
     std::vector<LoggedLine> lines; // what the library logged; empty where it didn't come to TLS
-    std::string failure;           // why there is no connection; empty when there was one
+    std::string failure;           // what kept it from TLS, or the host's view of its failure
 };
 
 // Connects as a host of the library does, with encryption and its usual checks; closes at once.
