@@ -16,11 +16,13 @@ namespace {
 // One posted receive into one buffer.
 class PostedReceive {
 public:
-    PostedReceive(Peer& owner, std::size_t size) : peer(owner), bytes(size, '\0') {
+    PostedReceive(Peer& owner, std::size_t size)
+        : PostedReceive(owner, size, owner.socket.handle()) {}
+    PostedReceive(Peer& owner, std::size_t size, SOCKET socket) : peer(owner), bytes(size, '\0') {
         WSABUF buffer{static_cast<ULONG>(size), bytes.data()};
         DWORD count = 0;
-        const int result = peer.stack->WSARecv(peer.socket.handle(), &buffer, 1, &count, &flags,
-                                               overlapped.get(), nullptr);
+        const int result =
+            peer.stack->WSARecv(socket, &buffer, 1, &count, &flags, overlapped.get(), nullptr);
         posted = result == 0 || platform::WSAGetLastError() == WSA_IO_PENDING;
     }
 
@@ -156,6 +158,21 @@ TEST(Overlapped, surplusPlaintextComesWithTheNextCompletion) {
     EXPECT_EQ(meeting.server.readable(3600), 1);
     ASSERT_TRUE(meeting.client.say("ab"));
     EXPECT_EQ(receiveOverlapped(meeting.server, 100), "456789ab");
+}
+
+// The way to what is held that never reads the network, whatever waits there.
+TEST(Overlapped, aReceiveOnNoSocketServesWhatIsHeld) {
+    Meeting meeting = meetEncrypted();
+    ASSERT_TRUE(meeting.established());
+    ASSERT_TRUE(meeting.client.say("0123456789"));
+    EXPECT_EQ(receiveOverlapped(meeting.server, 4), "0123");
+    ASSERT_TRUE(meeting.client.say("ab"));
+    PostedReceive held(meeting.server, 100, INVALID_SOCKET);
+    EXPECT_FALSE(held.posted);
+    EXPECT_EQ(platform::WSAGetLastError(), WSAENOTSOCK);
+    EXPECT_EQ(held.complete(0), "456789");
+    EXPECT_EQ(held.status, 0);
+    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "ab");
 }
 
 TEST(Overlapped, aPartOfARecordIsNothingYetAndWarns) {

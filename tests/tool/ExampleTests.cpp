@@ -1,5 +1,6 @@
 // The example hosts, hosts of the shared library as a user writes them, against each other and
 // against the tool.
+#include "tool/ExampleHost.h"
 #include "tool/StarttlsTalk.h"
 #include "tool/Tool.h"
 
@@ -8,39 +9,10 @@
 namespace VexaSsl::test {
 namespace {
 
-// The ini file of a configuration.
-std::string iniFile(const Words& arguments) {
-    return arguments[1];
-}
-
-std::string example(const std::string& program) {
-    return std::string(VEXASSL_EXAMPLES) + "/" + program;
-}
-
 Words clientHost(const std::string& port, const Words& configuration, const std::string& text) {
     return {example("client_host"), "localhost", port, iniFile(configuration), "Tested",
             pki::folder().string(), text};
 }
-
-class RunningHost {
-public:
-    explicit RunningHost(const Words& configuration, const std::string& name = "server_host",
-                         int clients = 1)
-        : program({example(name), "0", iniFile(configuration), "Tested", pki::folder().string(),
-                   std::to_string(clients)}) {
-        EXPECT_TRUE(program.shows("port ")) << program.errors();
-        EXPECT_TRUE(program.shows("\n"));
-        const std::string output = program.output();
-        portText = std::to_string(std::stoi(output.substr(output.find("port ") + 5)));
-    }
-
-    const std::string& port() const { return portText; }
-    Command& command() { return program; }
-
-private:
-    Command program;
-    std::string portText;
-};
 
 TEST(Examples, clientAndServerTalk) {
     RunningHost server(secureServer());
