@@ -106,6 +106,8 @@ TEST(Serve, configuredPlainTextIsSaidSo) {
 }
 
 TEST(Serve, listensOnIpv6) {
+    RunningServer bracketed(secureServer() + Words{"--listen", "[::1]"});
+    EXPECT_NE(bracketed.command().output().find("listening on [::1]:"), std::string::npos);
     RunningServer server(secureServer() + Words{"--listen", "::1"});
     EXPECT_NE(server.command().output().find("listening on [::1]:"), std::string::npos);
     const Outcome outcome = runTool(Words{"connect", server.target("[::1]")} + secureClient(),

@@ -49,6 +49,12 @@ TEST(WrongArguments, folderInThePlaceOfTheIniFileIsNamed) {
     EXPECT_THAT(outcome.errors, HasSubstr("vexassl: [/tmp] is a folder, no ini file\n"));
 }
 
+TEST(WrongArguments, targetInBracketsLacksItsPort) {
+    expectLine({"connect", "[::1]"}, "[[::1]] is no HOST:PORT: there is no port");
+    expectLine({"connect", "::1"}, "[::1] is no HOST:PORT: an IPv6 address needs brackets, as in "
+                                   "[::1]:443");
+}
+
 TEST(WrongArguments, surplusIsToldInItsOrder) {
     expectLine({"check", "serve", "--port", "0"},
                "not expected here: [serve] [--port] [0] (see vexassl check --help)");

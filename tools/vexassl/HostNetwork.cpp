@@ -43,6 +43,10 @@ bool isPort(const std::string& text) {
     return digits && std::stoi(text) >= 1 && std::stoi(text) <= 65535;
 }
 
+bool isBracketed(const std::string& text) {
+    return text.size() >= 2 && text.front() == '[' && text.back() == ']';
+}
+
 [[noreturn]] void refuseEndpoint(const std::string& text, const std::string& reason) {
     throw Failure(ExitStatus::Usage, "[" + text + "] is no HOST:PORT: " + reason);
 }
@@ -81,17 +85,20 @@ std::string Endpoint::text() const {
     return joined(host, port);
 }
 
+std::string withoutBrackets(const std::string& host) {
+    return isBracketed(host) ? host.substr(1, host.size() - 2) : host;
+}
+
 Endpoint parseEndpoint(const std::string& text) {
     const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos) {
+    if (colon == std::string::npos || isBracketed(text)) {
         refuseEndpoint(text, "there is no port");
     }
     Endpoint result{text.substr(0, colon), text.substr(colon + 1)};
-    if (result.host.size() >= 2 && result.host.front() == '[' && result.host.back() == ']') {
-        result.host = result.host.substr(1, result.host.size() - 2);
-    } else if (result.host.find(':') != std::string::npos) {
+    if (!isBracketed(result.host) && result.host.find(':') != std::string::npos) {
         refuseEndpoint(text, "an IPv6 address needs brackets, as in [::1]:443");
     }
+    result.host = withoutBrackets(result.host);
     if (result.host.empty()) {
         refuseEndpoint(text, "there is no host");
     }

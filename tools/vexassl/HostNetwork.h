@@ -60,6 +60,9 @@ struct Endpoint {
     std::string text() const;
 };
 
+// "::1" for "[::1]"; a host without brackets as it is.
+std::string withoutBrackets(const std::string& host);
+
 // Reads "HOST:PORT" or "[IPV6]:PORT". Throws Failure (Usage) with the reason.
 Endpoint parseEndpoint(const std::string& text);
 

@@ -105,7 +105,8 @@ ExitStatus runServe(const ServeOptions& asked) {
     LoadedConfiguration configuration(asked.connection, printer);
     settle(asked, configuration.config(), printer);
     const ServeOptions options = fittedToSystem(asked, printer);
-    Listener listener = listenOn({options.listenAddress, std::to_string(options.port)});
+    Listener listener =
+        listenOn({withoutBrackets(options.listenAddress), std::to_string(options.port)});
     const std::string address = localAddressText(listener.socket.get());
 
     // Before the other threads, which must leave the signals alone too.
