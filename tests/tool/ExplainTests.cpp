@@ -329,7 +329,8 @@ TEST(Explain, scriptGetsOneObjectALine) {
 TEST(Explain, helpTellsFlagsAndExamples) {
     const Outcome outcome = runTool({"explain", "--help"});
     EXPECT_EQ(outcome.status, 0);
-    for (const char* text : {"--file", "--store", "--name", "--at", "--json", "vexassl explain "}) {
+    for (const char* text : {"--file", "--store", "--name", "--at", "--json", "vexassl explain ",
+                             "whatever --name says."}) {
         EXPECT_THAT(outcome.output, HasSubstr(text));
     }
 }
