@@ -1,14 +1,12 @@
 // What a peer sends right before it closes its TLS stream must come out, in however many reads the
 // two arrive; and records that come in pieces are nothing to warn of.
-#include "contract/support/RawPeer.h"
-#include "integration/support/HostSocket.h"
 #include "integration/support/Relay.h"
+#include "tool/RawTalk.h"
 #include "tool/Tool.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -20,9 +18,10 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-enum class Whom { everybody, whoStaysOpen };
+enum class Whom { everybody, whoStaysOpen, whoIsGreeted };
 
 // Takes one client and one request. The answer and the closure of its stream go out in one piece.
+// Or it speaks first, in one piece with the end of the handshake.
 class AnsweringServer {
 public:
     explicit AnsweringServer(std::string toAnswer, Whom answered = Whom::everybody)
@@ -36,36 +35,27 @@ private:
         const HostSocket client(acceptFrom(listener.handle()));
         limitWaiting(client.handle());
         RawPeer peer = RawPeer::server("server-rsa");
-        while (!peer.established()) {
-            const Bytes flight = receive(client);
-            if (flight.empty()) {
-                return;
-            }
-            send(client, peer.step(flight));
+        const Bytes last = answerHandshake(peer, client);
+        if (whom == Whom::whoIsGreeted) {
+            sendAll(client, last + peer.protect("a greeting\n"));
+            sendAll(client, peer.protect(answer));
+            return;
         }
-        peer.open(receive(client));
+        sendAll(client, last);
+        peer.open(receiveSome(client));
         if (whom == Whom::whoStaysOpen && hasShutDown(client)) {
             return;
         }
         const Bytes data = peer.protect(answer);
-        send(client, data + peer.shutDown());
-        while (!receive(client).empty()) {
+        sendAll(client, data + peer.shutDown());
+        while (!receiveSome(client).empty()) {
         }
     }
 
-    static Bytes receive(const HostSocket& socket) {
-        std::array<char, 16384> buffer;
-        const int count = receiveBytes(socket.handle(), buffer.data(), buffer.size());
-        return count > 0 ? bytesOf(std::string(buffer.data(), static_cast<std::size_t>(count)))
-                         : Bytes();
-    }
     static bool hasShutDown(const HostSocket& socket) {
         char byte = 0;
         limitWaiting(socket.handle(), 1);
         return receiveBytes(socket.handle(), &byte, 1) == 0;
-    }
-    static void send(const HostSocket& socket, const Bytes& bytes) {
-        sendBytes(socket.handle(), std::string(bytes.begin(), bytes.end()));
     }
 
     const std::string answer;
@@ -121,6 +111,15 @@ TEST(ConnectKeepOpen, hasTheAnswerOfAPeerThatGivesUpOnAShutStream) {
         EXPECT_EQ(outcome.status, 0) << outcome.errors;
         EXPECT_EQ(outcome.output, staysOpen ? "the answer\n" : "");
     }
+}
+
+TEST(ConnectGreeting, thatComesWithTheEndOfTheHandshakeIsLostAndSaidToBe) {
+    const AnsweringServer server("and more\n", Whom::whoIsGreeted);
+    Command client(connectTo(server.target(), secureClient()), Command::Input::open());
+    EXPECT_EQ(client.exitStatus(), 4);
+    EXPECT_EQ(client.output(), "");
+    EXPECT_THAT(client.errors(), HasSubstr("; a server that speaks first may also have sent its "
+                                           "first bytes with the end of the handshake"));
 }
 
 Outcome echoedInPieces(const Options& more) {

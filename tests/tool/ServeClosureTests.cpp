@@ -1,13 +1,11 @@
 // What a client sends right before it closes its TLS stream is answered by servers that receive by
 // overlapped operations, in however many reads the two arrive.
-#include "contract/support/RawPeer.h"
-#include "integration/support/HostSocket.h"
 #include "tool/ExampleHost.h"
+#include "tool/RawTalk.h"
 #include "tool/Tool.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,35 +13,19 @@
 namespace VexaSsl::test {
 namespace {
 
-void send(const HostSocket& socket, const Bytes& bytes) {
-    sendBytes(socket.handle(), std::string(bytes.begin(), bytes.end()));
-}
-
-Bytes receive(const HostSocket& socket) {
-    std::array<char, 65536> buffer;
-    const int count = receiveBytes(socket.handle(), buffer.data(), buffer.size());
-    return count > 0 ? bytesOf(std::string(buffer.data(), static_cast<std::size_t>(count)))
-                     : Bytes();
-}
-
 // Sends the text and its closure in one piece. Result: the echo.
 std::string echoOfABurst(std::uint16_t port, const std::string& text) {
     const HostSocket socket = rawConnection(port);
     limitWaiting(socket.handle());
     RawPeer client = RawPeer::client();
-    send(socket, client.step());
-    while (!client.established()) {
-        const Bytes flight = receive(socket);
-        if (flight.empty()) {
-            return "no handshake";
-        }
-        send(socket, client.step(flight));
+    if (!shakeHands(client, socket)) {
+        return "no handshake";
     }
     const Bytes data = client.protect(text);
-    send(socket, data + client.shutDown());
+    sendAll(socket, data + client.shutDown());
     std::string echo;
     while (echo.size() < text.size()) {
-        const Bytes some = receive(socket);
+        const Bytes some = receiveSome(socket);
         if (some.empty()) {
             break;
         }

@@ -17,6 +17,10 @@ namespace {
 
 constexpr std::size_t bufferSize = 32768;
 
+// The record behind what was missed can't be opened, and says so in words of tampering.
+constexpr const char* missed = "; a server that speaks first may also have sent its first bytes "
+                               "with the end of the handshake, where they are lost";
+
 } // namespace
 
 Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
@@ -88,6 +92,7 @@ void Conversation::receiveAll() {
     std::vector<char> buffer(bufferSize);
     int count = 0;
     while ((count = receiver.receive(buffer.data(), static_cast<int>(bufferSize))) > 0) {
+        somethingCame = true;
         if (!writeStandardOutput(buffer.data(), static_cast<std::size_t>(count))) {
             outputFailed = true;
             return;
@@ -117,7 +122,8 @@ void Conversation::judge() const {
     const bool closureIsMissed =
         inputEnded && atInputEnd == AtInputEnd::ShutDown && diagnosis.peerSentAlert();
     if (diagnosis.status() != ExitStatus::Well && !closureIsMissed) {
-        throw Failure(diagnosis.status(), causeText(diagnosis));
+        const bool mayHaveMissed = receiver.end() == StreamEnd::Broken && !somethingCame;
+        throw Failure(diagnosis.status(), causeText(diagnosis) + (mayHaveMissed ? missed : ""));
     }
     if (const auto failure = failureOf(receiver.end(), receiveError); failure && !closureIsMissed) {
         throw Failure(*failure);

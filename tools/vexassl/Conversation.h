@@ -50,6 +50,7 @@ private:
     bool sendFailed = false;
     int sendError = 0;
 
+    bool somethingCame = false;
     bool outputFailed = false;
     bool inputLeft = false;
     int receiveError = 0;
