@@ -121,7 +121,9 @@ private:
         const Posting posting = post(socket, buffer, size, state);
         DWORD transferred = 0;
         if (posting != Posting::UnderWay || !wait(state, transferred)) {
-            meet(StreamEnd::Lost);
+            // Whoever has cut the connection on this side knows why.
+            const bool isCut = platform::WSAGetLastError() == WSA_OPERATION_ABORTED;
+            meet(isCut ? StreamEnd::Closed : StreamEnd::Lost);
         } else if (transferred == 0) {
             meet(isInsideRecord ? StreamEnd::InsideRecord : StreamEnd::Closed);
         }
