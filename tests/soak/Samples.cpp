@@ -66,6 +66,15 @@ double Samples::descriptorsPerThousandConnections() const {
     return slope(&Sample::descriptors);
 }
 
+void Samples::addRest(const Sample& before, const Sample& after) {
+    rests = {before, after};
+}
+
+double Samples::descriptorsGrown() const {
+    return rests.empty() ? thousands() * descriptorsPerThousandConnections()
+                         : rests.back().descriptors - rests.front().descriptors;
+}
+
 double Samples::heapKibPerThousandConnections() const {
     return slope(&Sample::heapKib);
 }
@@ -87,7 +96,12 @@ std::string Samples::text() const {
         std::snprintf(heap, sizeof heap, "; heap in use %.1f to %.1f MiB, slope %+.1f KiB",
                       warm.heapKib / 1024, last.heapKib / 1024, heapKibPerThousandConnections());
     }
-    return std::string(text) + heap;
+    char rest[100] = "";
+    if (!rests.empty()) {
+        std::snprintf(rest, sizeof rest, "; at rest %.0f descriptors before and %.0f behind it",
+                      rests.front().descriptors, rests.back().descriptors);
+    }
+    return std::string(text) + heap + rest;
 }
 
 } // namespace VexaSsl::test

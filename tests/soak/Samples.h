@@ -27,12 +27,18 @@ Sample takeSample(pid_t process, std::size_t connections);
 class Samples {
 public:
     void add(const Sample& sample) { all.push_back(sample); }
+    // What was held before the load and behind it, with nothing under way.
+    void addRest(const Sample& before, const Sample& after);
 
     // By least squares over all but the first third, in which pools and caches fill. 0 where there
     // are too few samples for a line.
     double kibPerThousandConnections() const;
     double descriptorsPerThousandConnections() const;
+    // How many more descriptors are held: at rest, where that is known. A slope holds what is under
+    // way at the moment, too, which changes with what else the machine does.
+    double descriptorsGrown() const;
     double heapKibPerThousandConnections() const;
+    bool hasRest() const { return !rests.empty(); }
     // How many thousands of connections these slopes are over.
     double thousands() const;
 
@@ -43,6 +49,7 @@ private:
     double slope(double Sample::*value) const;
 
     std::vector<Sample> all;
+    std::vector<Sample> rests; // none, or two
 };
 
 } // namespace VexaSsl::test
