@@ -119,6 +119,10 @@ private:
         WSAOVERLAPPED state{};
         state.hEvent = event.get();
         const Posting posting = post(socket, buffer, size, state);
+        if (posting == Posting::NotTaken) {
+            met.meet(StreamEnd::Lost);
+            return 0;
+        }
         DWORD transferred = 0;
         if (posting != Posting::UnderWay || !wait(state, transferred)) {
             // Whoever has cut the connection on this side knows why.
@@ -127,7 +131,7 @@ private:
         } else if (transferred == 0) {
             meet(isInsideRecord ? StreamEnd::InsideRecord : StreamEnd::Closed);
         }
-        const int count = posting == Posting::NotTaken ? 0 : complete(transferred);
+        const int count = complete(transferred);
         isInsideRecord = count == 0;
         return count;
     }
@@ -149,7 +153,9 @@ private:
             platform::WSAGetLastError() == WSA_IO_PENDING) {
             return Posting::UnderWay;
         }
-        return platform::WSAGetLastError() == 0 ? Posting::NotTaken : Posting::Failed;
+        // Without a number of the sockets' own it was no call of theirs that failed.
+        constexpr int firstSocketError = 10000; // WSABASEERR
+        return platform::WSAGetLastError() < firstSocketError ? Posting::NotTaken : Posting::Failed;
     }
 
     bool wait(WSAOVERLAPPED& state, DWORD& transferred) const {
