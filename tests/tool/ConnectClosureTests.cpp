@@ -97,7 +97,7 @@ TEST(ConnectClosure, whatCameInTheReadBeforeTheClosureIsPrinted) {
 
 // More than a receive takes leaves decrypted bytes behind, with the closure right after them.
 TEST(ConnectClosure, whatIsHeldWhenTheClosureComesIsPrinted) {
-    for (const std::size_t size : {32768, 65536, 98172, 98304, 400000, 1 << 20}) {
+    for (const std::size_t size : {32768U, 65536U, 98172U, 98304U, 400000U, 1U << 20U}) {
         expectToPrint(numbered(size), 1);
     }
 }

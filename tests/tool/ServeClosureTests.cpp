@@ -45,7 +45,7 @@ void expectEcho(std::uint16_t port, std::size_t size) {
 
 TEST(ServeClosure, whatCameBeforeItIsEchoed) {
     RunningServer server(secureServer() + Words{"--overlapped"});
-    for (const std::size_t size : {1, 16000, 33000, 100000}) {
+    for (const std::size_t size : {1U, 16000U, 33000U, 100000U}) {
         expectEcho(server.port(), size);
     }
 }
@@ -53,7 +53,7 @@ TEST(ServeClosure, whatCameBeforeItIsEchoed) {
 TEST(ServeClosure, whatCameBeforeItIsEchoedByTheExample) {
     RunningHost server(secureServer(), "overlapped_server", 3);
     const auto port = static_cast<std::uint16_t>(std::stoi(server.port()));
-    for (const std::size_t size : {16000, 33000, 100000}) {
+    for (const std::size_t size : {16000U, 33000U, 100000U}) {
         expectEcho(port, size);
     }
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
