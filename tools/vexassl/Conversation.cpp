@@ -93,7 +93,9 @@ void Conversation::receiveAll() {
     int count = 0;
     while ((count = receiver.receive(buffer.data(), static_cast<int>(bufferSize))) > 0) {
         somethingCame = true;
-        guard.pause(); // whoever reads our output may take his time
+        if (inputEnded) {
+            guard.pause(); // whoever reads our output may take his time
+        }
         if (!writeStandardOutput(buffer.data(), static_cast<std::size_t>(count))) {
             outputFailed = true;
             return;
