@@ -172,5 +172,18 @@ TEST(ConnectSummary, nothingIsSaidOfPlainText) {
     EXPECT_THAT(runTool({"connect", server.target()}).errors, IsEmpty());
 }
 
+// What comes meanwhile gives the sender no more time.
+TEST(ConnectSend, aPeerThatTalksAndTakesNothingTimesOut) {
+    const Listener listener;
+    Command client(Words{VEXASSL_TOOL, "connect", "127.0.0.1:" + std::to_string(listener.port()),
+                         "--timeout", "2", "--send", bigFile(std::size_t{64} << 20)});
+    const HostSocket peer(acceptFrom(listener.handle()));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    sendBytes(peer.handle(), "I talk on\n");
+    EXPECT_TRUE(client.shows("I talk on\n"));
+    EXPECT_EQ(client.exitStatus(), 3);
+    EXPECT_THAT(client.errors(), HasSubstr("timed out: the peer takes no more"));
+}
+
 } // namespace
 } // namespace VexaSsl::test
