@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -132,7 +133,7 @@ struct Course {
 
 // The scenarios, as far as this system and this user can run them.
 const std::vector<Scenario>& scenarios();
-const Scenario& scenario(const std::string& name);
+const Scenario& scenario(std::string_view name);
 
 Course run(const Scenario& scenario, const Watch::Plan& plan);
 

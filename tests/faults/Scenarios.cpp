@@ -163,9 +163,11 @@ const std::vector<Scenario>& scenarios() {
     return all;
 }
 
-const Scenario& scenario(const std::string& name) {
+const Scenario& scenario(std::string_view name) {
     const auto found = std::ranges::find(scenarios(), name, &Scenario::name);
-    return found != scenarios().end() ? *found : throw std::runtime_error("no scenario " + name);
+    return found != scenarios().end()
+               ? *found
+               : throw std::runtime_error("no scenario " + std::string(name));
 }
 
 } // namespace VexaSsl::test
