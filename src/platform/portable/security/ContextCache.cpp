@@ -2,7 +2,6 @@
 
 #include "certificates/CertificateObject.h"
 #include "security/SslSettings.h"
-#include "security/TlsLibrary.h"
 
 #include <algorithm>
 #include <memory>
@@ -17,7 +16,6 @@ namespace {
 // come to lie at their addresses as long as it is kept.
 struct CacheKey {
     Role role = Role::client;
-    const OSSL_LIB_CTX* library = nullptr; // lives as long as the process
     const X509* certificate = nullptr;
     const EVP_PKEY* key = nullptr;
     const X509_STORE* anchors = nullptr;
@@ -75,9 +73,7 @@ private:
 SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContextPointer& found) {
     // A server judges no one inside the handshake, so it needs no anchors.
     const std::shared_ptr<X509_STORE> anchors = role == Role::client ? trustStore() : nullptr;
-    OSSL_LIB_CTX* library = role == Role::client && !certificate ? libraryForClients() : nullptr;
     const CacheKey key{.role = role,
-                       .library = library,
                        .certificate = certificate ? x509Of(certificate) : nullptr,
                        .key = certificate ? privateKeyOf(certificate) : nullptr,
                        .anchors = anchors.get()};
@@ -86,7 +82,7 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
         return SEC_E_OK;
     }
     SslContextPointer made;
-    const SECURITY_STATUS status = makeSslContext(role, library, certificate, anchors.get(), made);
+    const SECURITY_STATUS status = makeSslContext(role, certificate, anchors.get(), made);
     if (status != SEC_E_OK) {
         return status;
     }

@@ -68,11 +68,11 @@ SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
 
 } // namespace
 
-SECURITY_STATUS makeSslContext(Role role, OSSL_LIB_CTX* library, PCCERT_CONTEXT certificate,
-                               X509_STORE* anchors, SslContextPointer& made) {
+SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE* anchors,
+                               SslContextPointer& made) {
     const bool isClient = role == Role::client;
-    auto context = orOutOfMemory(SslContextPointer(
-        SSL_CTX_new_ex(library, nullptr, isClient ? TLS_client_method() : TLS_server_method())));
+    auto context = orOutOfMemory(
+        SslContextPointer(SSL_CTX_new(isClient ? TLS_client_method() : TLS_server_method())));
     const bool applied = applyCommonSettings(context.get()) &&
                          (!isClient || applyClientSettings(context.get(), anchors));
     if (!applied) {

@@ -5,9 +5,8 @@
 
 namespace VexaSsl::portable {
 
-// Outcomes as findSslContext tells them. library: where the connections are made, null for
-// OpenSSL's default; anchors is null on a server.
-SECURITY_STATUS makeSslContext(Role role, OSSL_LIB_CTX* library, PCCERT_CONTEXT certificate,
-                               X509_STORE* anchors, SslContextPointer& made);
+// Outcomes as findSslContext tells them. anchors is null on a server.
+SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE* anchors,
+                               SslContextPointer& made);
 
 } // namespace VexaSsl::portable
