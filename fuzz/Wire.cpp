@@ -1,6 +1,6 @@
 #include "Wire.h"
 
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 #include <algorithm>
 #include <cstring>

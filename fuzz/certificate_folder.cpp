@@ -7,7 +7,7 @@
 #include "certificates/CertificateFile.h"
 #include "certificates/CertificateInspector.h"
 #include "certificates/Store.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <openssl/x509.h>
 

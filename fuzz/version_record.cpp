@@ -1,7 +1,7 @@
 // The version record of a file that may be any file.
 #include "Harness.h"
 #include "VersionRecord.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <vector>
 

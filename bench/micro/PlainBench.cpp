@@ -2,7 +2,7 @@
 // program brings its own platform::send, which takes the place of the library's.
 #include "VexaSsl/Configuration.h"
 #include "VexaSsl/VexaSsl.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 #include <benchmark/benchmark.h>
 

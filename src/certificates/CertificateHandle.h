@@ -8,7 +8,7 @@
 #pragma once
 
 #include "frame/OwnedHandle.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <vector>
 

@@ -2,7 +2,7 @@
 
 #include "certificates/KeyPurpose.h"
 #include "frame/ErrorText.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <stdexcept>
 #include <string>

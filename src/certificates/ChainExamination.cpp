@@ -3,7 +3,7 @@
 #include "certificates/CertificateInspector.h"
 #include "certificates/KeyPurpose.h"
 #include "frame/ErrorText.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 #include <string>
 
 namespace VexaSsl {

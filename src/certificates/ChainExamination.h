@@ -7,7 +7,7 @@
 #pragma once
 
 #include "VexaSsl/ILog.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <string>
 

@@ -3,7 +3,7 @@
 // It holds the addresses of its own fields, so it stays where it was made. Belongs to one thread.
 #pragma once
 
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 namespace VexaSsl {
 

@@ -1,6 +1,6 @@
 #include "config/ConfigFileParser.h"
 
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 #include <cstddef>
 #include <filesystem>

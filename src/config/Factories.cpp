@@ -6,7 +6,7 @@
 #include "config/ObservedConfiguration.h"
 #include "config/SslConfig.h"
 #include "config/Vocabulary.h"
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 #include <filesystem>
 #include <memory>

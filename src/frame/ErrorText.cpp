@@ -1,8 +1,8 @@
 #include "frame/ErrorText.h"
 
 #include "frame/OwnedHandle.h"
-#include "platform/WindowsBase.h"
-#include "platform/Winsock.h"
+#include "platform/contract/WindowsBase.h"
+#include "platform/contract/Winsock.h"
 
 #include <array>
 #include <string>

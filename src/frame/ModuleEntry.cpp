@@ -2,7 +2,7 @@
 
 #include "frame/Module.h"
 #include "frame/ModuleVersion.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "VexaSsl/ModuleVersion.h"
 #include "VexaSsl/VModuleVersion.h"

@@ -3,7 +3,7 @@
 // operations it takes calls through that table for calls that never return, and optimises the
 // catching of the exception away.
 #include "VexaSsl/KelException.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 namespace {
 

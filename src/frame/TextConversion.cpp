@@ -1,6 +1,6 @@
 #include "VexaSsl/TextConversion.h"
 
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 #include <cstddef>
 #include <string>
 

@@ -1,7 +1,7 @@
 // DllGetVersion: the numbers built in, then those of the version record in the library's own file.
 #include "frame/Module.h"
 #include "frame/ModuleVersion.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "VexaSsl/ModuleVersion.h"
 

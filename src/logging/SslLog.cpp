@@ -1,7 +1,7 @@
 #include "VexaSsl/SslLog.h"
 
-#include "platform/TextFiles.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/TextFiles.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <array>
 #include <filesystem>

@@ -1,7 +1,7 @@
 // SecureSocketStrategy: send and recv.
 #include "frame/DecimalText.h"
-#include "platform/WindowsBase.h"
-#include "platform/Winsock.h"
+#include "platform/contract/WindowsBase.h"
+#include "platform/contract/Winsock.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"

@@ -2,7 +2,7 @@
 
 #include "config/SecureChannelOptions.h"
 #include "frame/ErrorText.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "certificates/CertificateHandle.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl {
 

@@ -2,7 +2,7 @@
 // it through FreeContextBuffer.
 #pragma once
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <memory>
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "frame/OwnedHandle.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl {
 

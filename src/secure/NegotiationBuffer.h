@@ -4,7 +4,7 @@
 // with zeros before the memory is freed, on success, on failure and when it grows.
 #pragma once
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/WipingAllocator.h"
 
 namespace VexaSsl {

@@ -2,7 +2,7 @@
 
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/SecureSocketRecord.h"
 

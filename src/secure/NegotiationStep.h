@@ -6,7 +6,7 @@
 #pragma once
 
 #include "VexaSsl/ILog.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/ContextBuffer.h"
 
 #include <array>

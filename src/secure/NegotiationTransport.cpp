@@ -2,7 +2,7 @@
 
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/SecureSocketRecord.h"
 

@@ -5,7 +5,7 @@
 // handshake: the detail goes to the log, then std::runtime_error is thrown.
 #pragma once
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl {
 

@@ -1,7 +1,7 @@
 // SecureSocketStrategy: WSASend, WSARecv and completeWSARecv. Sending is synchronous only,
 // receiving overlapped only.
-#include "platform/WindowsBase.h"
-#include "platform/Winsock.h"
+#include "platform/contract/WindowsBase.h"
+#include "platform/contract/Winsock.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"

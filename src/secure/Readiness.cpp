@@ -1,7 +1,7 @@
 // SecureSocketStrategy: how a connection comes about, and readiness for reading.
 #include "VexaSsl/TextConversion.h"
 #include "frame/ErrorText.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"

@@ -1,7 +1,7 @@
 // What a decryption status means to the receiving operations.
 #pragma once
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl {
 

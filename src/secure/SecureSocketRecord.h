@@ -17,7 +17,7 @@
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/ISocketStrategy.h"
 #include "config/SecureChannelOptions.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/SecurityContext.h"
 #include "secure/WipingAllocator.h"
 

@@ -1,7 +1,7 @@
 #include "secure/SecureSocketStrategy.h"
 
 #include "frame/ErrorText.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "secure/SecurityPackageCheck.h"
 
 #include <memory>

@@ -8,7 +8,7 @@
 // Threads: address() may be used by one EncryptMessage and one DecryptMessage at once.
 #pragma once
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #include "strategies/UnsecureSocketStrategy.h"
 
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 namespace VexaSsl {
 

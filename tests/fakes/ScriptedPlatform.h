@@ -6,10 +6,10 @@
 // functions and LocalFree have working stand-ins, since nearly every line of the log needs them.
 #pragma once
 
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
-#include "platform/WindowsBase.h"
-#include "platform/Winsock.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
+#include "platform/contract/WindowsBase.h"
+#include "platform/contract/Winsock.h"
 
 #include <functional>
 #include <string>

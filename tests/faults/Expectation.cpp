@@ -1,6 +1,6 @@
 #include "faults/Expectation.h"
 
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
 #include <iterator>

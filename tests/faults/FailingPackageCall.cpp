@@ -1,7 +1,7 @@
 // FailingCall: the security package.
 #include "faults/FailingCall.h"
 
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
 #include <array>

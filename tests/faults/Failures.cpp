@@ -1,6 +1,6 @@
 #include "faults/Failures.h"
 
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <initializer_list>
 

@@ -4,7 +4,7 @@
 #include "faults/Scenario.h"
 
 #include "integration/support/LogMatchers.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

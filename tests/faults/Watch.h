@@ -6,8 +6,8 @@
 // and so do calls that the platform makes of itself. One Watch belongs to one thread and one run.
 #pragma once
 
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <array>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // The calls about texts, names and files that the core makes in this program.
 #include "faults/WatchedCall.h"
 
-#include "platform/TextFiles.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/TextFiles.h"
+#include "platform/contract/WindowsBase.h"
 
 namespace VexaSsl::watched {
 

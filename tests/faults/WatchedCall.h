@@ -6,7 +6,7 @@
 
 #include "faults/Watch.h"
 
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 #include <cstdint>
 #include <type_traits>

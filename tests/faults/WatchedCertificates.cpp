@@ -1,7 +1,7 @@
 // The calls about certificates that the core makes in this program.
 #include "faults/WatchedCall.h"
 
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 namespace VexaSsl::watched {
 

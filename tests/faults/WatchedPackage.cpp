@@ -1,7 +1,7 @@
 // The calls of the security package that the core makes in this program.
 #include "faults/WatchedCall.h"
 
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl::watched {
 

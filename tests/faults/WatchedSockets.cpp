@@ -1,7 +1,7 @@
 // The socket calls that the core makes in this program.
 #include "faults/WatchedCall.h"
 
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 namespace VexaSsl::watched {
 

@@ -7,7 +7,7 @@
 // argument that the dump library must have got, or "none" when there must be no such library.
 // Exit status: 0 when all is as expected; else 1 with a line that tells what isn't.
 #include "VexaSsl/KelException.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -2,7 +2,7 @@
 // record read back by the system's own calls. What the record says is changed in copies of the
 // file, so that the numbers can be told from those built in.
 #include "frame/ModuleVersion.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "VexaSsl/ModuleVersion.h"
 

@@ -1,5 +1,5 @@
 // The account, the breakpoint and code points as only this binding knows them.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

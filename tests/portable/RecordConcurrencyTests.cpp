@@ -1,7 +1,7 @@
 // Both directions of a connection at once, when one of them fails.
 #include "contract/security/Side.h"
 #include "contract/support/TestCertificates.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The records of a connection whose other end is OpenSSL's own: every suite, both roles, both
 // directions, and records at fault field by field.
 #include "contract/support/TestCertificates.h"
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
 #include "portable/TrafficForge.h"
 
 #include <gtest/gtest.h>

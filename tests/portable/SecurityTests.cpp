@@ -3,8 +3,8 @@
 #include "CertificateFolder.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 

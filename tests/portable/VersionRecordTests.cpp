@@ -1,7 +1,7 @@
 // Version records in sections of files, and the reader of sections, whose files may be anything.
 #include "VersionRecord.h"
 #include "base/FileSection.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "VexaSsl/TextConversion.h"
 #include "integration/support/LogMatchers.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <algorithm>
 #include <array>

@@ -4,8 +4,8 @@
 #include "frame/ErrorText.h"
 #include "integration/support/Pki.h"
 #include "integration/support/Settings.h"
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/SecureSocketStrategy.h"
 #include "strategies/SometimesSecureSocketStrategy.h"
 

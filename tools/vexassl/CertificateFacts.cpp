@@ -3,7 +3,7 @@
 #include "LogCollector.h"
 #include "Text.h"
 #include "certificates/CertificateInspector.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -6,7 +6,7 @@
 
 #include "certificates/CertificateHandle.h"
 #include "frame/OwnedHandle.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <string>
 

@@ -4,7 +4,7 @@
 
 #include "CertificateFacts.h"
 #include "Moment.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <string>
 #include <vector>

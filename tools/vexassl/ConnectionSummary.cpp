@@ -3,7 +3,7 @@
 #include "CertificateFacts.h"
 #include "Text.h"
 #include "certificates/CertificateHandle.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/SecureSocketRecord.h"
 #include "secure/SecureSocketStrategy.h"
 #include "strategies/LogSocketStrategy.h"

@@ -2,7 +2,7 @@
 // Stateless; any thread.
 #pragma once
 
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <cstdint>
 #include <string>

@@ -5,7 +5,7 @@
 #include "VexaSsl/VexaSsl.h"
 #include "Watchdog.h"
 #include "frame/ErrorText.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "secure/ContextBuffer.h"
 #include "secure/CredentialHandle.h"
 #include "secure/NegotiationBuffer.h"

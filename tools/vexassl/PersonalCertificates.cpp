@@ -8,8 +8,8 @@
 #include "config/SecureChannelOptions.h"
 #include "config/Vocabulary.h"
 #include "frame/ErrorText.h"
-#include "platform/SecuritySupport.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/SecuritySupport.h"
+#include "platform/contract/WindowsBase.h"
 #include "secure/ChannelCredentials.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 // clang-format off
 #include <prsht.h> // cryptuiapi.h needs it and doesn't include it

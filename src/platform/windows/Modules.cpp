@@ -1,4 +1,4 @@
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "ModuleShapes.h"
 

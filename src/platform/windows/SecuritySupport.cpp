@@ -1,4 +1,4 @@
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 namespace VexaSsl::platform {
 

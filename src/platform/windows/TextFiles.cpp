@@ -1,4 +1,4 @@
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 namespace VexaSsl::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 namespace VexaSsl::platform {
 

@@ -1,6 +1,6 @@
 // Conversions between wide text and code pages.
 #include "contract/support/ContractTest.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The texts of error numbers.
 #include "SecurityShapes.h"
 #include "contract/support/ContractTest.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

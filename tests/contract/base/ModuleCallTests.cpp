@@ -1,6 +1,6 @@
 // Modules and version records, as far as any process shows them. What a library's own record says
 // is tested where the library is loaded.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

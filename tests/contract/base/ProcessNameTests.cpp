@@ -1,7 +1,7 @@
 // Names of the executable, the machine and the user.
 #include "contract/support/ContractTest.h"
 #include "contract/support/System.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

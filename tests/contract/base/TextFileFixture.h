@@ -3,7 +3,7 @@
 
 #include "contract/support/ContractTest.h"
 #include "contract/support/System.h"
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 #include <filesystem>
 #include <fstream>

@@ -4,8 +4,8 @@
 #include "contract/support/ContractTest.h"
 #include "contract/support/StoreContents.h"
 #include "contract/support/ThrowawayPki.h"
-#include "platform/CryptoApi.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
 

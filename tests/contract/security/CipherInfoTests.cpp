@@ -2,7 +2,7 @@
 #include "contract/security/Side.h"
 #include "contract/support/ContractTest.h"
 #include "contract/support/TestCertificates.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 #include "contract/security/Side.h"
 #include "contract/support/ContractTest.h"
 #include "contract/support/TestCertificates.h"
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "contract/support/ContractTest.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Making, connecting, accepting, shutting down and closing sockets, and the last error.
 #include "contract/sockets/Loopback.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include <atomic>
 #include <gtest/gtest.h>

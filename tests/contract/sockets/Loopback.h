@@ -4,7 +4,7 @@
 
 #include "HostCalls.h"
 #include "contract/support/ContractTest.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 
 #include <chrono>
 #include <cstdint>

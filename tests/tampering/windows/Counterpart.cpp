@@ -5,7 +5,7 @@
 #include "contract/support/TestCertificates.h"
 #include "integration/support/Pki.h"
 #include "integration/support/System.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <fstream>
 #include <iterator>

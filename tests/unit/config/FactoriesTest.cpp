@@ -4,7 +4,7 @@
 #include "fakes/CollectingLog.h"
 #include "fakes/ScriptedPlatform.h"
 #include "fakes/TemporaryFolder.h"
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The documented numbers and shapes of the platform. A system that brings no headers of its own for
 // them must give them these, or what passes between a host, the core and a binding is misread.
 #include "VexaSsl/Sockets.h"
-#include "platform/CryptoApi.h"
-#include "platform/SecuritySupport.h"
-#include "platform/WindowsBase.h"
-#include "platform/Winsock.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
+#include "platform/contract/WindowsBase.h"
+#include "platform/contract/Winsock.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Between wide text and the code pages: UTF-8, and Windows-1252 as the ANSI code page. A wide unit
 // is a whole code point here.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "base/BaseErrors.h"
 #include "base/Utf8.h"

@@ -1,5 +1,5 @@
 // Libraries that are loaded at run time. A handle is the loader's own.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "base/BaseErrors.h"
 #include "base/ModulePath.h"

@@ -1,5 +1,5 @@
 // Names of the executable, the machine and the user.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "base/BaseErrors.h"
 #include "base/HostName.h"

@@ -1,4 +1,4 @@
-#include "platform/TextFiles.h"
+#include "platform/contract/TextFiles.h"
 
 #include "platform/portable/base/Utf8.h"
 

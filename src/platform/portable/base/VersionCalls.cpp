@@ -1,5 +1,5 @@
 // Version records: a section of the file, which VersionRecord.h describes.
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 #include "VersionRecord.h"
 #include "base/BaseErrors.h"

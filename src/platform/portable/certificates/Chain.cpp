@@ -1,6 +1,6 @@
 #include "certificates/Chain.h"
 
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <algorithm>
 #include <cstddef>

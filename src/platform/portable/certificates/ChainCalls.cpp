@@ -1,5 +1,5 @@
 // Chains of certificates and the policy of TLS that judges them.
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include "base/BaseErrors.h"
 #include "certificates/CertificateObject.h"

@@ -1,5 +1,5 @@
 // Names of certificates in the shapes that callers of CryptoAPI expect.
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include "base/BaseErrors.h"
 #include "certificates/CertificateNames.h"

@@ -1,5 +1,5 @@
 // The picker: a numbered list on the terminal in the place of a dialog.
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include "base/BaseErrors.h"
 #include "certificates/CertificateNames.h"

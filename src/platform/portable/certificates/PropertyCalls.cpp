@@ -1,5 +1,5 @@
 // What administration asks about one certificate: its usages and the hashes it is known by.
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include "base/BaseErrors.h"
 #include "certificates/Store.h"

@@ -1,5 +1,5 @@
 // Opening, searching and closing stores, and the life of contexts.
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include "base/BaseErrors.h"
 #include "certificates/PersonalStore.h"

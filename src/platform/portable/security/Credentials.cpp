@@ -1,7 +1,7 @@
 #include "security/Credentials.h"
 
 #include "certificates/CertificateObject.h"
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 #include "security/PackageCall.h"
 #include "security/SecurityHandles.h"
 

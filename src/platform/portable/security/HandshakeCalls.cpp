@@ -1,4 +1,4 @@
-#include "platform/SecuritySupport.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include "security/Handshake.h"
 #include "security/PackageCall.h"

@@ -1,5 +1,5 @@
-// The Windows base types and constants that src/platform/WindowsBase.h is written in, for a system
-// without them. Names, field order and numbers are those of Microsoft's documentation.
+// The Windows base types and constants that src/platform/contract/WindowsBase.h is written in, for
+// a system without them. Names, field order and numbers are those of Microsoft's documentation.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h" // IWYU pragma: export

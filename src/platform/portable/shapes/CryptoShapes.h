@@ -1,6 +1,6 @@
-// The CryptoAPI types and constants that src/platform/CryptoApi.h is written in, for a system
-// without them. Names, field order and numbers are those of Microsoft's documentation (wincrypt.h,
-// winerror.h); structures carry the fields that the library or the binding uses.
+// The CryptoAPI types and constants that src/platform/contract/CryptoApi.h is written in, for a
+// system without them. Names, field order and numbers are those of Microsoft's documentation
+// (wincrypt.h, winerror.h); structures carry the fields that the library or the binding uses.
 #pragma once
 
 #include "BaseShapes.h" // IWYU pragma: export

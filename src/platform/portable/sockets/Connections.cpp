@@ -1,6 +1,6 @@
 // Making, connecting, accepting, shutting down and closing sockets.
 #include "VexaPlatform/HostSockets.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "sockets/BlockingCall.h"
 #include "sockets/Descriptors.h"
 #include "sockets/SocketNotes.h"

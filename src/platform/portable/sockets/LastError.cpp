@@ -1,7 +1,7 @@
 #include "sockets/LastError.h"
 
 #include "VexaPlatform/HostSockets.h"
-#include "platform/WindowsBase.h"
+#include "platform/contract/WindowsBase.h"
 
 namespace VexaSsl::portable {
 

@@ -1,7 +1,7 @@
 // Names and addresses in both directions, narrow and wide. Wide text is UTF-8 for the resolver.
 #include "VexaPlatform/HostSockets.h"
 #include "base/Utf8.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "sockets/SystemErrors.h"
 
 #include <cerrno>

@@ -1,7 +1,7 @@
 // The operations that may be overlapped: the plain call when they aren't, the queue of the socket
 // when they are.
 #include "VexaPlatform/HostSockets.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "sockets/Descriptors.h"
 #include "sockets/OperationQueue.h"
 #include "sockets/SocketRegistry.h"

@@ -1,6 +1,6 @@
 // select over Winsock's counted sets, and the operations on these sets.
 #include "VexaPlatform/HostSockets.h"
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "sockets/Deadline.h"
 #include "sockets/Descriptors.h"
 #include "sockets/SocketKind.h"

@@ -1,6 +1,6 @@
 #include "sockets/Transfers.h"
 
-#include "platform/Winsock.h"
+#include "platform/contract/Winsock.h"
 #include "sockets/BlockingCall.h"
 #include "sockets/Descriptors.h"
 #include "sockets/SocketKind.h"

@@ -1,5 +1,5 @@
-// The Windows base types and constants that src/platform/WindowsBase.h is written in: the system's
-// own. Winsock's header comes before windows.h, which would else bring in its predecessor.
+// The Windows base types and constants that src/platform/contract/WindowsBase.h is written in: the
+// system's own. Winsock's header comes before windows.h, which would else bring in its predecessor.
 #pragma once
 
 // clang-format off

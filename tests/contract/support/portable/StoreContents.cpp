@@ -2,7 +2,7 @@
 #include "contract/support/StoreContents.h"
 
 #include "CertificateFiles.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 namespace VexaSsl::test {
 

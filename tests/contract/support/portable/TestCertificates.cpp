@@ -2,7 +2,7 @@
 
 #include "CertificateFolder.h"
 #include "VexaPlatform/Certificates.h"
-#include "platform/CryptoApi.h"
+#include "platform/contract/CryptoApi.h"
 
 #include <cstdlib>
 #include <stdexcept>
