@@ -78,4 +78,4 @@ function(vexassl_precompile target)
 endfunction()
 
 set(VEXASSL_CERTIFICATE_FOLDER "/etc/vexassl/certificates" CACHE STRING
-  "Where the portable platform looks for certificates until the host says otherwise")
+  "Where the Linux binding looks for certificates until the host says otherwise")

@@ -4,10 +4,10 @@
 // The input: the kind of file, the size of what lies beside it in two bytes, that, and the file.
 #include "Harness.h"
 
-#include "certificates/CertificateFile.h"
 #include "certificates/CertificateInspector.h"
-#include "certificates/Store.h"
 #include "platform/contract/CryptoApi.h"
+#include "platform/openssl/stores/CertificateFile.h"
+#include "platform/openssl/stores/Store.h"
 
 #include <openssl/x509.h>
 

@@ -5,8 +5,8 @@
 #include "ExitStatus.h"
 #include "HostNetwork.h"
 #include "Moment.h"
-#include "base/HostName.h"
-#include "security/TargetName.h"
+#include "platform/linux/base/HostName.h"
+#include "platform/openssl/stores/TargetName.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Where the portable platform finds certificates.
+// Where the Linux binding finds certificates.
 //
 // A certificate folder holds two folders, either of which may be missing:
 //   my/    the local machine's personal store. PEM files (*.pem, *.crt, *.cer) with a certificate,

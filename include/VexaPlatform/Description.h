@@ -1,4 +1,4 @@
-// What the portable platform is made of, for a program's line about versions.
+// What the Linux binding is made of, for a program's line about versions.
 #pragma once
 
 #include <string>

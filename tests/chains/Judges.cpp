@@ -5,7 +5,7 @@
 #include "CertificateFiles.h"
 #include "certificates/CertificateInspector.h"
 #include "config/SslConfig.h"
-#include "contract/certificates/StoreFixture.h"
+#include "contract/stores/StoreFixture.h"
 #include "fakes/Secrets.h"
 #include "frame/ErrorText.h"
 #include "secure/SecureSocketStrategy.h"

@@ -2,7 +2,7 @@
 // library. Each system has its own (Counterpart.cpp in a folder for each).
 #pragma once
 
-#include "contract/security/Side.h"
+#include "contract/tls/Side.h"
 
 #include <memory>
 #include <string>

@@ -6,7 +6,7 @@
 // One thread. The wire outlives the strategy made by it.
 #pragma once
 
-#include "contract/security/Side.h"
+#include "contract/tls/Side.h"
 #include "integration/support/HostSocket.h"
 #include "strategies/UnsecureSocketStrategy.h"
 

@@ -13,7 +13,7 @@ TEST(Version, libraryPlatformAndItsSecurityLibraryAreShown) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.errors, "");
     EXPECT_THAT(outcome.output, HasSubstr("VexaSsl       22.0.3.2\n"));
-    EXPECT_THAT(outcome.output, HasSubstr("platform      portable\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("platform      linux\n"));
     EXPECT_THAT(outcome.output, HasSubstr("security      OpenSSL 3."));
 }
 
@@ -36,7 +36,7 @@ TEST(Version, jsonIsOneObject) {
     const Outcome outcome = runTool({"version", "--json"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_TRUE(outcome.output.starts_with("{\"type\":\"version\",\"version\":\"22.0.3.2\","
-                                           "\"platform\":\"portable\",\"security\":\"OpenSSL 3."))
+                                           "\"platform\":\"linux\",\"security\":\"OpenSSL 3."))
         << outcome.output;
     EXPECT_TRUE(outcome.output.ends_with("\"}\n"));
 }

@@ -6,7 +6,7 @@
 namespace VexaSsl::tool {
 
 struct PlatformFacts {
-    std::string binding;         // "portable" or "windows"
+    std::string binding;         // "linux" or "windows"
     std::string securityLibrary; // what does the TLS
     std::string certificates;    // where certificates come from by default
 };

@@ -3,7 +3,7 @@
 // std::logic_error; tests that need one are among its exceptions.
 #pragma once
 
-#include "contract/security/Side.h"
+#include "contract/tls/Side.h"
 
 #include <memory>
 #include <string>

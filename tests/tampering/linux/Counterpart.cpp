@@ -2,7 +2,7 @@
 #include "tampering/Counterpart.h"
 
 #include "contract/support/TestCertificates.h"
-#include "contract/support/portable/RawPeerState.h"
+#include "contract/support/linux/RawPeerState.h"
 
 #include <openssl/x509.h>
 

@@ -1,5 +1,5 @@
 // The calls with which a host works on its sockets on a system without Winsock: those of the
-// portable platform, which the tests reach as platform::....
+// Linux binding, which the tests reach as platform::....
 #pragma once
 
 #include "VexaPlatform/HostSockets.h"

@@ -1,0 +1,59 @@
+#include "platform/linux/base/BoundedFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+
+namespace VexaSsl::portable {
+
+FileDescriptor::~FileDescriptor() {
+    if (number >= 0) {
+        close(number);
+    }
+}
+
+// Without O_NONBLOCK, opening a pipe would wait for its writer.
+int openForReading(const char* path) noexcept {
+    int number = -1;
+    do {
+        number = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    } while (number < 0 && errno == EINTR);
+    return number;
+}
+
+bool readUpTo(int descriptor, void* buffer, std::size_t size, std::size_t& filled) noexcept {
+    filled = 0;
+    while (filled < size) {
+        const ssize_t got = read(descriptor, static_cast<char*>(buffer) + filled, size - filled);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got < 0) {
+            return false;
+        }
+        if (got == 0) {
+            break;
+        }
+        filled += static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+std::string readText(const char* path, std::size_t limit) {
+    const FileDescriptor file(openForReading(path));
+    if (file.number < 0) {
+        return {};
+    }
+    std::string text(limit, '\0');
+    std::size_t filled = 0;
+    if (!readUpTo(file.number, text.data(), text.size(), filled)) {
+        return {};
+    }
+    text.resize(filled);
+    return text;
+}
+
+} // namespace VexaSsl::portable

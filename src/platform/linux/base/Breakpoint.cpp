@@ -1,0 +1,39 @@
+#include "platform/contract/WindowsBase.h"
+
+#include "platform/linux/base/BoundedFile.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <string_view>
+
+namespace VexaSsl::portable {
+namespace {
+
+// The system tells in the process's status which process traces it, 0 for none.
+bool isTraced() {
+    constexpr std::string_view label = "\nTracerPid:";
+    char text[8192];
+    std::size_t filled = 0;
+    const FileDescriptor status(openForReading("/proc/self/status"));
+    if (status.number < 0 || !readUpTo(status.number, text, sizeof text - 1, filled)) {
+        return false;
+    }
+    text[filled] = '\0';
+    const std::string_view all(text, filled);
+    const std::size_t at = all.find(label);
+    return at != all.npos && std::strtol(text + at + label.size(), nullptr, 10) != 0;
+}
+
+} // namespace
+} // namespace VexaSsl::portable
+
+namespace VexaSsl::platform {
+
+// Without a debugger the signal would end the process, and a peer can bring this about.
+void DebugBreak() {
+    if (portable::isTraced()) {
+        std::raise(SIGTRAP);
+    }
+}
+
+} // namespace VexaSsl::platform

@@ -1,0 +1,80 @@
+#include "platform/linux/sockets/SocketRegistry.h"
+
+#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/sockets/SocketKind.h"
+#include "platform/linux/sockets/SocketNotes.h"
+#include "platform/linux/sockets/SystemErrors.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <utility>
+
+namespace VexaSsl::portable {
+
+SocketRegistry& SocketRegistry::instance() {
+    static SocketRegistry& registry = *new SocketRegistry; // never destroyed, as threads may wait
+    return registry;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::find(int fd) const {
+    const std::shared_lock lock(mutex);
+    const auto found = queues.find(fd);
+    return found == queues.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::obtain(int fd) {
+    if (auto queue = find(fd)) {
+        return queue;
+    }
+    if (!isSocket(fd)) {
+        return nullptr;
+    }
+    const std::unique_lock lock(mutex);
+    if (const auto found = queues.find(fd); found != queues.end()) {
+        return found->second;
+    }
+    auto queue = std::make_shared<OperationQueue>(fd);
+    queues.emplace(fd, queue); // last, so that without memory there is no entry without a queue
+    return queue;
+}
+
+std::shared_ptr<OperationQueue> SocketRegistry::take(int fd) {
+    const std::unique_lock lock(mutex);
+    const auto node = queues.extract(fd);
+    return node.empty() ? nullptr : std::move(node.mapped());
+}
+
+void SocketRegistry::welcome(int fd) {
+    if (find(fd)) { // rare, and asked first because a look-up is all that others wait for
+        if (const auto stale = take(fd)) {
+            stale->close();
+        }
+    }
+    SocketNotes::instance().forget(fd);
+    forgetKind(fd);
+}
+
+int SocketRegistry::close(int fd) {
+    if (!isSocket(fd)) {
+        return WSAENOTSOCK;
+    }
+    const auto queue = find(fd);
+    if (queue) {
+        queue->close(); // still in the table, so that nobody posts to a queue of his own meanwhile
+    }
+    SocketNotes::instance().forget(fd);
+    forgetKind(fd);
+    const int result = ::close(fd) == 0 || errno == EINTR ? 0 : winsockError(errno);
+    const std::unique_lock lock(mutex);
+    const auto found = queues.find(fd);
+    if (queue && found != queues.end() && found->second == queue) {
+        queues.erase(found); // unless the number has a new socket by now
+    }
+    return result;
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,58 @@
+#include "platform/openssl/stores/Certificate.h"
+
+#include "platform/openssl/stores/FileTime.h"
+
+#include <ctime>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+// i2d functions give the size without a buffer and write into one that they advance.
+template <class T, class Encode>
+std::vector<BYTE> derOf(T* object, Encode encode) {
+    const int size = encode(object, nullptr);
+    if (size <= 0) {
+        throw std::bad_alloc();
+    }
+    std::vector<BYTE> bytes(static_cast<std::size_t>(size));
+    unsigned char* at = bytes.data();
+    encode(object, &at);
+    return bytes;
+}
+
+// A time that can't be read becomes 0.
+FILETIME fileTimeOfAsn1(const ASN1_TIME* time) {
+    std::tm parts{};
+    return ASN1_TIME_to_tm(time, &parts) == 1 ? fileTimeOf(timegm(&parts)) : FILETIME{};
+}
+
+} // namespace
+
+Certificate::Certificate(X509Pointer given, Companions with)
+    : certificate(std::move(given)), companions(std::move(with)) {
+    const ErrorQueueGuard errors;
+    X509* x = certificate.get();
+    // Decodes the extensions now, on one thread, instead of at the first use on any.
+    X509_check_purpose(x, -1, 0);
+    for (const X509Pointer& helper : companions.helpers) {
+        helperList.push_back(helper.get());
+    }
+    der = derOf(x, i2d_X509);
+    serialNumber = derOf(X509_get0_serialNumber(x), i2d_ASN1_INTEGER);
+    issuer = derOf(X509_get_issuer_name(x), i2d_X509_NAME);
+    subject = derOf(X509_get_subject_name(x), i2d_X509_NAME);
+    certificateInfo.dwVersion = static_cast<DWORD>(X509_get_version(x));
+    certificateInfo.SerialNumber = blobOf(serialNumber);
+    certificateInfo.Issuer = blobOf(issuer);
+    certificateInfo.NotBefore = fileTimeOfAsn1(X509_get0_notBefore(x));
+    certificateInfo.NotAfter = fileTimeOfAsn1(X509_get0_notAfter(x));
+    certificateInfo.Subject = blobOf(subject);
+}
+
+CRYPTOAPI_BLOB Certificate::blobOf(const Bytes& bytes) noexcept {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+
+} // namespace VexaSsl::portable

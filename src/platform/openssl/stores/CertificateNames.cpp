@@ -1,0 +1,210 @@
+#include "platform/openssl/stores/CertificateNames.h"
+
+#include "platform/openssl/stores/OpenSslOwners.h"
+#include "platform/openssl/stores/SubjectText.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+using AlternativeNames = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES_free>>;
+
+bool isControl(wchar_t unit) {
+    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
+}
+
+bool turnsDirection(wchar_t unit) {
+    return (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+}
+
+std::string_view bytesOf(const ASN1_STRING* string) {
+    return {reinterpret_cast<const char*>(ASN1_STRING_get0_data(string)),
+            static_cast<std::size_t>(ASN1_STRING_length(string))};
+}
+
+// Nothing for a name that could pass for another one when it is printed or compared. These names
+// are ASCII by their kind (international ones are written as xn--...), so anything else is none.
+std::optional<std::wstring> cleanName(std::string_view bytes) {
+    const bool isPlain = std::all_of(bytes.begin(), bytes.end(),
+                                     [](char byte) { return byte > ' ' && byte < '\x7F'; });
+    if (bytes.empty() || !isPlain) {
+        return std::nullopt;
+    }
+    return std::wstring(bytes.begin(), bytes.end());
+}
+
+AlternativeNames alternativeNames(const X509* certificate) {
+    return AlternativeNames(static_cast<GENERAL_NAMES*>(
+        X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+}
+
+std::vector<std::wstring> alternativeNamesOf(const X509* certificate, int type) {
+    const AlternativeNames names = alternativeNames(certificate);
+    std::vector<std::wstring> found;
+    for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
+        if (name->type != type) {
+            continue;
+        }
+        if (auto text = cleanName(bytesOf(name->d.ia5))) {
+            found.push_back(std::move(*text));
+        }
+    }
+    return found;
+}
+
+// The last of several is the one nearest to the subject itself. Empty if there is none.
+std::wstring attributeOf(const X509_NAME* name, int kind) {
+    int position = -1;
+    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, kind, next)) >= 0;) {
+        position = next;
+    }
+    return position < 0 ? std::wstring() : attributeText(X509_NAME_get_entry(name, position));
+}
+
+bool isLetterOrDigit(wchar_t unit) {
+    return (unit >= L'a' && unit <= L'z') || (unit >= L'A' && unit <= L'Z') ||
+           (unit >= L'0' && unit <= L'9');
+}
+
+bool isLabel(std::wstring_view label) {
+    return !label.empty() && label.size() <= 63 && label.front() != L'-' && label.back() != L'-' &&
+           std::all_of(label.begin(), label.end(), [](wchar_t unit) {
+               return isLetterOrDigit(unit) || unit == L'-' || unit == L'_';
+           });
+}
+
+bool isNumber(std::wstring_view label) {
+    return std::all_of(label.begin(), label.end(),
+                       [](wchar_t unit) { return unit >= L'0' && unit <= L'9'; });
+}
+
+// Labels of letters, digits, hyphens and underscores, the first of several may be "*". An IPv4
+// address isn't one: no top domain is a number.
+bool looksLikeDnsName(std::wstring_view name) {
+    constexpr std::size_t longestName = 253;
+    if (name.size() > longestName) {
+        return false;
+    }
+    if (name.starts_with(L"*.")) {
+        name.remove_prefix(2);
+    }
+    for (;;) {
+        const std::size_t dot = name.find(L'.');
+        const std::wstring_view label = name.substr(0, dot);
+        if (!isLabel(label)) {
+            return false;
+        }
+        if (dot == std::wstring_view::npos) {
+            return !isNumber(label);
+        }
+        name.remove_prefix(dot + 1);
+    }
+}
+
+// "CN", or the identifier's numbers where there is no short name.
+std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
+    const ASN1_OBJECT* kind = X509_NAME_ENTRY_get_object(attribute);
+    const char* shortName = OBJ_nid2sn(OBJ_obj2nid(kind));
+    char text[80] = {};
+    if (OBJ_obj2nid(kind) == NID_undef || !shortName) {
+        OBJ_obj2txt(text, sizeof text, kind, 1);
+    }
+    const std::string_view name = *text || !shortName ? text : shortName;
+    return {name.begin(), name.end()};
+}
+
+// In quotes when the value could pass for several attributes.
+std::wstring quotedIfNeeded(const std::wstring& value) {
+    const bool isPlain = value.find_first_of(L",+=\"\n<>#;") == std::wstring::npos &&
+                         !value.starts_with(L' ') && !value.ends_with(L' ') && !value.empty();
+    if (isPlain) {
+        return value;
+    }
+    std::wstring quoted = L"\"";
+    for (const wchar_t unit : value) {
+        quoted += unit == L'"' ? std::wstring(L"\"\"") : std::wstring(1, unit);
+    }
+    return quoted + L"\"";
+}
+
+bool holds(const std::vector<std::wstring>& names, const std::wstring& sought) {
+    return std::any_of(names.begin(), names.end(), [&sought](const std::wstring& name) {
+        return foldCase(name) == foldCase(sought);
+    });
+}
+
+} // namespace
+
+std::vector<std::wstring> dnsNamesOf(const X509* certificate) {
+    const ErrorQueueGuard errors;
+    std::vector<std::wstring> names = alternativeNamesOf(certificate, GEN_DNS);
+    std::wstring commonName = attributeOf(X509_get_subject_name(certificate), NID_commonName);
+    if (looksLikeDnsName(commonName) && !holds(names, commonName)) {
+        names.push_back(std::move(commonName));
+    }
+    return names;
+}
+
+std::wstring displayNameOf(const X509* certificate) {
+    const ErrorQueueGuard errors;
+    const X509_NAME* subject = X509_get_subject_name(certificate);
+    std::wstring name = attributeOf(subject, NID_commonName);
+    if (name.empty()) {
+        name = attributeOf(subject, NID_organizationName);
+    }
+    if (name.empty()) {
+        if (const auto names = alternativeNamesOf(certificate, GEN_DNS); !names.empty()) {
+            name = names.front();
+        }
+    }
+    if (name.empty()) {
+        name = attributeOf(subject, NID_pkcs9_emailAddress);
+    }
+    if (name.empty()) {
+        if (const auto names = alternativeNamesOf(certificate, GEN_EMAIL); !names.empty()) {
+            name = names.front();
+        }
+    }
+    return printable(std::move(name));
+}
+
+std::wstring issuerNameOf(const X509* certificate) {
+    const ErrorQueueGuard errors;
+    const X509_NAME* issuer = X509_get_issuer_name(certificate);
+    std::wstring name = attributeOf(issuer, NID_commonName);
+    if (name.empty()) {
+        name = attributeOf(issuer, NID_organizationName);
+    }
+    return printable(std::move(name));
+}
+
+std::wstring distinguishedNameOf(const X509_NAME* name) {
+    const ErrorQueueGuard errors;
+    std::wstring text;
+    for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
+        const X509_NAME_ENTRY* attribute = X509_NAME_get_entry(name, i);
+        text += (text.empty() ? L"" : L", ") + attributeName(attribute) + L"=" +
+                quotedIfNeeded(attributeText(attribute));
+    }
+    return printable(std::move(text));
+}
+
+std::wstring printable(std::wstring text) {
+    for (wchar_t& unit : text) {
+        if (isControl(unit) || turnsDirection(unit)) {
+            unit = L'?';
+        }
+    }
+    return text;
+}
+
+} // namespace VexaSsl::portable

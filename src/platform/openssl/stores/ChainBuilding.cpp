@@ -1,0 +1,171 @@
+// OpenSSL's verification, run to its end whatever it finds, so that every element's faults are
+// known.
+#include "platform/openssl/stores/Chain.h"
+
+#include "platform/openssl/stores/SecurityLevel.h"
+#include "platform/openssl/stores/SubjectText.h"
+
+#include <openssl/x509_vfy.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+const char* const serverAuthentication = "1.3.6.1.5.5.7.3.1";
+const char* const clientAuthentication = "1.3.6.1.5.5.7.3.2";
+const char* const anyUsage = "2.5.29.37.0";
+
+// What a fault of OpenSSL's is in a chain's trust status. One that isn't listed counts as a missing
+// link: an unknown fault must never pass for a good chain.
+DWORD trustBitOf(int error) noexcept {
+    switch (error) {
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+    case X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD:
+    case X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD:
+        return CERT_TRUST_IS_NOT_TIME_VALID;
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+    case X509_V_ERR_CERT_UNTRUSTED:
+    case X509_V_ERR_CERT_REJECTED:
+        return CERT_TRUST_IS_UNTRUSTED_ROOT;
+    case X509_V_ERR_CERT_SIGNATURE_FAILURE:
+    case X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE:
+    case X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY:
+    case X509_V_ERR_SIGNATURE_ALGORITHM_MISMATCH:
+    case X509_V_ERR_SIGNATURE_ALGORITHM_INCONSISTENCY:
+    case X509_V_ERR_EE_KEY_TOO_SMALL:
+    case X509_V_ERR_CA_KEY_TOO_SMALL:
+    case X509_V_ERR_CA_MD_TOO_WEAK:
+        return CERT_TRUST_IS_NOT_SIGNATURE_VALID;
+    case X509_V_ERR_INVALID_CA:
+    case X509_V_ERR_INVALID_NON_CA:
+    case X509_V_ERR_PATH_LENGTH_EXCEEDED:
+    case X509_V_ERR_KEYUSAGE_NO_CERTSIGN:
+        return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
+    case X509_V_ERR_PERMITTED_VIOLATION:
+    case X509_V_ERR_EXCLUDED_VIOLATION:
+    case X509_V_ERR_SUBTREE_MINMAX:
+    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_TYPE:
+    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_SYNTAX:
+    case X509_V_ERR_UNSUPPORTED_NAME_SYNTAX:
+        return CERT_TRUST_INVALID_NAME_CONSTRAINTS;
+    case X509_V_ERR_INVALID_EXTENSION:
+    case X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION:
+        return CERT_TRUST_INVALID_EXTENSION;
+    case X509_V_ERR_INVALID_PURPOSE:
+        return CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+    default:
+        return CERT_TRUST_IS_PARTIAL_CHAIN;
+    }
+}
+
+int noteFault(int accepted, X509_STORE_CTX* verification) noexcept {
+    constexpr int goOn = 1;
+    if (!accepted) {
+        auto* faults = static_cast<ChainFaults*>(X509_STORE_CTX_get_app_data(verification));
+        faults->add(X509_STORE_CTX_get_error_depth(verification),
+                    trustBitOf(X509_STORE_CTX_get_error(verification)));
+    }
+    return goOn;
+}
+
+// The certificates that may link the chain; they are borrowed. Of the personal store's these are
+// the leaf's own helpers only: what lies in other files isn't sent with it either, so a peer would
+// miss it. A peer's store is what the peer sent, and all of it counts.
+BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
+    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
+    const auto add = [&stack](X509* certificate) {
+        if (sk_X509_push(stack.get(), certificate) <= 0) {
+            throw std::bad_alloc();
+        }
+    };
+    const auto addEntries = [&add](const Store& store) {
+        for (const StoreEntry& entry : store.content->entries) {
+            add(entry.certificate->x509());
+        }
+    };
+    for (X509* helper : leaf.certificate->helpers()) {
+        add(helper);
+    }
+    if (leaf.store && leaf.certificate->keyState() == KeyState::absent) {
+        addEntries(*leaf.store);
+    }
+    if (request.additional) {
+        addEntries(*request.additional);
+    }
+    return stack;
+}
+
+// OpenSSL looks at the usage of every element for the two purposes of TLS.
+void requirePurpose(X509_STORE_CTX* verification, const std::vector<std::string>& usages) {
+    const auto asksFor = [&usages](const char* usage) {
+        return std::find(usages.begin(), usages.end(), usage) != usages.end();
+    };
+    if (asksFor(serverAuthentication)) {
+        X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_SERVER);
+    } else if (asksFor(clientAuthentication)) {
+        X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_CLIENT);
+    }
+}
+
+// No extension allows every usage.
+bool allowsUsages(const X509* certificate, const std::vector<std::string>& sought) {
+    std::vector<std::string> allowed;
+    if (!readUsages(certificate, allowed)) {
+        return true;
+    }
+    const auto isAllowed = [&allowed](const std::string& usage) {
+        return std::find(allowed.begin(), allowed.end(), usage) != allowed.end();
+    };
+    return isAllowed(anyUsage) || std::all_of(sought.begin(), sought.end(), isAllowed);
+}
+
+std::vector<CertificatePointer> elementsBehindLeaf(X509_STORE_CTX* verification) {
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(verification);
+    std::vector<CertificatePointer> elements;
+    for (int i = 1; i < sk_X509_num(chain); ++i) {
+        elements.push_back(std::make_shared<const Certificate>(
+            sharedReference(sk_X509_value(chain, i)), Companions{}));
+    }
+    return elements;
+}
+
+} // namespace
+
+std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest& request) {
+    const ErrorQueueGuard errors;
+    const Context& leaf = Context::of(leafContext);
+    X509* certificate = leaf.certificate->x509();
+    const std::shared_ptr<X509_STORE> anchors = trustStore();
+    const BorrowingStack helpers = helpersFor(leaf, request);
+    const auto verification = orOutOfMemory(StoreContextPointer(X509_STORE_CTX_new()));
+    if (X509_STORE_CTX_init(verification.get(), anchors.get(), certificate, helpers.get()) != 1) {
+        throw std::bad_alloc();
+    }
+    ChainFaults faults;
+    X509_STORE_CTX_set_app_data(verification.get(), &faults);
+    X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
+    requirePurpose(verification.get(), request.usages);
+    X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(verification.get());
+    X509_VERIFY_PARAM_set_auth_level(parameters, tlsSecurityLevel());
+    // A common name counts as a name beside the alternative ones, so what the authorities above may
+    // name holds for it, too.
+    X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_ALWAYS_CHECK_SUBJECT);
+    if (request.time) {
+        X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
+    }
+    if (X509_verify_cert(verification.get()) != 1) {
+        return nullptr;
+    }
+    if (!allowsUsages(certificate, request.usages)) {
+        faults.add(0, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
+    }
+    return std::make_unique<Chain>(leafContext, elementsBehindLeaf(verification.get()), faults);
+}
+
+} // namespace VexaSsl::portable

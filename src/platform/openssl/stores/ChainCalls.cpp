@@ -1,0 +1,133 @@
+// Chains of certificates and the policy of TLS that judges them.
+#include "platform/contract/CryptoApi.h"
+
+#include "platform/linux/base/BaseErrors.h"
+#include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/stores/Chain.h"
+#include "platform/openssl/stores/FileTime.h"
+#include "platform/openssl/stores/TargetName.h"
+#include <optional>
+
+namespace VexaSsl::portable {
+namespace {
+
+struct Verdict {
+    DWORD trustBits; // any of these
+    DWORD status;
+    DWORD ignoredBy; // the check that the caller can leave out; 0: it can't be left out
+};
+
+// The first that applies to any element is the verdict: whether the chain leads to a trusted root
+// at all comes before what else may be wrong with it.
+constexpr Verdict verdicts[] = {
+    {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+    {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE, 0},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS, TRUST_E_BASIC_CONSTRAINTS, 0},
+    {CERT_TRUST_INVALID_NAME_CONSTRAINTS, CERT_E_INVALID_NAME, 0},
+    {CERT_TRUST_INVALID_EXTENSION, CERT_E_CRITICAL, 0},
+    {CERT_TRUST_IS_NOT_TIME_VALID, CERT_E_EXPIRED, SECURITY_FLAG_IGNORE_CERT_DATE_INVALID},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE, SECURITY_FLAG_IGNORE_WRONG_USAGE},
+};
+
+// A fault of several elements is told of the one nearest to the leaf. Result: false if no element
+// has it.
+bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
+               CERT_CHAIN_POLICY_STATUS& status) {
+    for (DWORD i = 0; i < chain.cElement; ++i) {
+        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & verdict.trustBits)) {
+            continue;
+        }
+        status.dwError = verdict.status;
+        status.lChainIndex = 0;
+        status.lElementIndex = static_cast<LONG>(i);
+        return true;
+    }
+    return false;
+}
+
+const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extraOf(const CERT_CHAIN_POLICY_PARA* parameters) {
+    const void* extra = parameters ? parameters->pvExtraPolicyPara : nullptr;
+    return static_cast<const SSL_EXTRA_CERT_CHAIN_POLICY_PARA*>(extra);
+}
+
+// Whether the leaf is made out to the name that the caller wants to reach, if there is one.
+bool namesTheServer(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
+    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName) {
+        return true;
+    }
+    const std::optional<TargetName> target = TargetName::parse(extra->pwszServerName);
+    return target && target->isOn(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
+}
+
+// The size field of the parameters isn't looked at: the caller may leave it zero.
+ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
+                       const CERT_CHAIN_PARA* parameters) {
+    ChainRequest request{{}, std::nullopt, Store::of(additional)};
+    if (time) {
+        request.time = timeOf(*time);
+    }
+    if (parameters) {
+        const CERT_ENHKEY_USAGE& usage = parameters->RequestedUsage.Usage;
+        request.usages.assign(usage.rgpszUsageIdentifier,
+                              usage.rgpszUsageIdentifier + usage.cUsageIdentifier);
+    }
+    return request;
+}
+
+} // namespace
+} // namespace VexaSsl::portable
+
+namespace VexaSsl::platform {
+
+using namespace portable;
+
+BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILETIME* time,
+                             HCERTSTORE additionalStore, CERT_CHAIN_PARA* parameters, DWORD, void*,
+                             PCCERT_CHAIN_CONTEXT* chain) {
+    if (!certificate || !chain) {
+        return failWith(invalidArgument, FALSE);
+    }
+    *chain = nullptr;
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        auto built = buildChain(certificate, requestOf(time, additionalStore, parameters));
+        if (!built) {
+            return failWith(errorNotEnoughMemory, FALSE);
+        }
+        *chain = built.release();
+        return TRUE;
+    });
+}
+
+BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT chain,
+                                      CERT_CHAIN_POLICY_PARA* parameters,
+                                      CERT_CHAIN_POLICY_STATUS* status) {
+    if (policy != CERT_CHAIN_POLICY_SSL) {
+        return failWith(errorFileNotFound, FALSE);
+    }
+    if (!chain || !status) {
+        return failWith(invalidArgument, FALSE);
+    }
+    status->dwError = 0;
+    status->lChainIndex = -1;
+    status->lElementIndex = -1;
+    const auto* extra = extraOf(parameters);
+    const DWORD ignored = extra ? extra->fdwChecks : 0;
+    for (const Verdict& verdict : verdicts) {
+        if (!(verdict.ignoredBy & ignored) && findFault(*chain->rgpChain[0], verdict, *status)) {
+            return TRUE;
+        }
+    }
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        if (!namesTheServer(chain, extra)) {
+            *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
+        }
+        return TRUE;
+    });
+}
+
+void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT chain) {
+    delete static_cast<const Chain*>(chain);
+}
+
+} // namespace VexaSsl::platform

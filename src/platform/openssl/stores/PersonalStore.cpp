@@ -1,0 +1,111 @@
+#include "platform/openssl/stores/PersonalStore.h"
+
+#include "platform/openssl/stores/CertificateFolder.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+constexpr std::size_t fileSizeLimit = 1 << 20;
+
+bool isPkcs12(const std::filesystem::path& name) {
+    const std::filesystem::path extension = name.extension();
+    return extension == ".p12" || extension == ".pfx";
+}
+
+bool isCertificateFile(const std::filesystem::path& name) {
+    const std::filesystem::path extension = name.extension();
+    return extension == ".pem" || extension == ".crt" || extension == ".cer";
+}
+
+// Each certificate file, followed by the one that opens it: x.pem and x.key, x.p12 and
+// x.p12.password.
+std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
+                                  const std::set<std::string>& names) {
+    std::vector<FileGroup> groups;
+    for (const std::filesystem::path name : names) {
+        std::filesystem::path beside = name;
+        if (isPkcs12(name)) {
+            beside += ".password";
+        } else if (isCertificateFile(name)) {
+            beside.replace_extension(".key");
+        } else {
+            continue;
+        }
+        FileGroup group{folder / name};
+        if (names.contains(beside.native())) {
+            group.push_back(folder / beside);
+        }
+        groups.push_back(std::move(group));
+    }
+    return groups;
+}
+
+ParsedFile parseGroup(const std::vector<FileText>& files) {
+    static const FileText missing;
+    const FileText& beside = files.size() > 1 ? files[1] : missing;
+    return isPkcs12(files[0].path) ? parsePkcs12File(files[0], beside)
+                                   : parsePersonalFile(files[0], beside);
+}
+
+std::vector<CertificatePointer> entriesOf(const FolderContent& folder) {
+    std::vector<CertificatePointer> entries;
+    for (const auto& file : folder.files) {
+        entries.insert(entries.end(), file->entries.begin(), file->entries.end());
+    }
+    return entries;
+}
+
+class PersonalStoreCache {
+public:
+    FolderContentPointer readFiles(const std::filesystem::path& folder) {
+        return cache.contentOf(folder);
+    }
+
+    PersonalStore read(const std::filesystem::path& folder) {
+        FolderContentPointer files = readFiles(folder);
+        const std::lock_guard lock(guarding);
+        if (files != builtFrom) {
+            content = std::make_shared<const StoreContent>(entriesOf(*files));
+            builtFrom = std::move(files);
+        }
+        return {builtFrom->outcome, content};
+    }
+
+private:
+    FolderCache cache{groupFiles, parseGroup, fileSizeLimit};
+    std::mutex guarding;
+    FolderContentPointer builtFrom;
+    StoreContentPointer content;
+};
+
+PersonalStoreCache& storeCache() {
+    static PersonalStoreCache& cache = *new PersonalStoreCache;
+    return cache;
+}
+
+} // namespace
+
+PersonalStore readPersonalStore() {
+    return storeCache().read(folderInForce()->personal);
+}
+
+FolderContentPointer readPersonalFiles() {
+    return storeCache().readFiles(folderInForce()->personal);
+}
+
+bool isReadForPersonalStore(const std::filesystem::path& name) {
+    const std::filesystem::path extension = name.extension();
+    return isPkcs12(name) || isCertificateFile(name) || extension == ".key" ||
+           extension == ".password";
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,137 @@
+// The picker: a numbered list on the terminal in the place of a dialog.
+#include "platform/contract/CryptoApi.h"
+
+#include "platform/linux/base/BaseErrors.h"
+#include "platform/openssl/stores/CertificateNames.h"
+#include "platform/openssl/stores/Store.h"
+#include "platform/openssl/stores/Terminal.h"
+
+#include <charconv>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+std::wstring dateText(const ASN1_TIME* time) {
+    std::tm parts{};
+    char text[sizeof "2000-01-01"] = {};
+    if (ASN1_TIME_to_tm(time, &parts) != 1 ||
+        std::strftime(text, sizeof text, "%Y-%m-%d", &parts) == 0) {
+        return L"?";
+    }
+    return {text, text + sizeof text - 1};
+}
+
+// A certificate can hold names of any length and number; the list is to stay one that can be read.
+std::wstring shortened(std::wstring name) {
+    constexpr std::size_t longest = 100;
+    if (name.size() > longest) {
+        name.replace(longest, std::wstring::npos, L"...");
+    }
+    return name;
+}
+
+std::wstring joined(const std::vector<std::wstring>& names) {
+    constexpr std::size_t most = 9;
+    std::wstring text;
+    for (std::size_t i = 0; i < names.size() && i < most; ++i) {
+        text += (i == 0 ? L"" : L", ") + shortened(names[i]);
+    }
+    if (names.size() > most) {
+        text += L" and " + std::to_wstring(names.size() - most) + L" more";
+    }
+    return text;
+}
+
+std::wstring describe(const Certificate& certificate) {
+    const X509* x509 = certificate.x509();
+    std::wstring text = shortened(displayNameOf(x509));
+    if (const std::wstring names = joined(dnsNamesOf(x509)); !names.empty()) {
+        text += L" [" + printable(names) + L"]";
+    }
+    text += L", issued by " + shortened(issuerNameOf(x509));
+    text += L", valid from " + dateText(X509_get0_notBefore(x509)) + L" to " +
+            dateText(X509_get0_notAfter(x509));
+    if (certificate.keyState() == KeyState::unreadable) {
+        text += L", private key not readable";
+    }
+    return text;
+}
+
+void present(const Terminal& terminal, const std::vector<StoreEntry>& entries, const wchar_t* title,
+             const wchar_t* display) {
+    terminal.writeLine(title ? printable(title) : L"Select a certificate");
+    if (display) {
+        terminal.writeLine(printable(display));
+    }
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        terminal.writeLine(L"  " + std::to_wstring(i + 1) + L". " +
+                           describe(*entries[i].certificate));
+    }
+    terminal.writeLine(L"Number of the certificate (empty or 0 for none):");
+}
+
+// Nothing for an answer that isn't a number of the list; 0 declines.
+std::optional<std::size_t> numberIn(const std::string& answer, std::size_t highest) {
+    std::size_t number = 0;
+    const char* const end = answer.data() + answer.size();
+    const auto result = std::from_chars(answer.data(), end, number);
+    if (result.ec != std::errc() || result.ptr != end || number > highest) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+// The number that the user gave, or 0: an empty line, the end of the input or nonsense three times.
+std::size_t askForNumber(const Terminal& terminal, std::size_t highest) {
+    constexpr int attempts = 3;
+    for (int i = 0; i < attempts; ++i) {
+        const std::optional<std::string> answer = terminal.readLine();
+        if (!answer || answer->empty()) {
+            return 0;
+        }
+        if (const auto number = numberIn(*answer, highest)) {
+            return *number;
+        }
+        terminal.writeLine(L"Please answer with a number from 0 to " + std::to_wstring(highest) +
+                           L".");
+    }
+    return 0;
+}
+
+PCCERT_CONTEXT pick(HCERTSTORE handle, const wchar_t* title, const wchar_t* display) {
+    const std::shared_ptr<Store> store = Store::of(handle);
+    if (!store) {
+        return failWith(invalidArgument, PCCERT_CONTEXT{});
+    }
+    const Terminal terminal;
+    if (!terminal.isOpen()) {
+        return failWith(errorInvalidWindowHandle, PCCERT_CONTEXT{});
+    }
+    const std::vector<StoreEntry>& entries = store->content->entries;
+    present(terminal, entries, title, display);
+    const std::size_t number = askForNumber(terminal, entries.size());
+    if (number == 0) {
+        return failWith(errorCancelled, PCCERT_CONTEXT{});
+    }
+    return new Context(entries[number - 1].certificate, store, number - 1);
+}
+
+} // namespace
+} // namespace VexaSsl::portable
+
+namespace VexaSsl::platform {
+
+using namespace portable;
+
+PCCERT_CONTEXT CryptUIDlgSelectCertificateFromStore(HCERTSTORE store, HWND, const wchar_t* title,
+                                                    const wchar_t* display, DWORD, DWORD, void*) {
+    return guarded(PCCERT_CONTEXT{}, [&] { return pick(store, title, display); });
+}
+
+} // namespace VexaSsl::platform

@@ -1,0 +1,98 @@
+// What administration asks about one certificate: its usages and the hashes it is known by.
+#include "platform/contract/CryptoApi.h"
+
+#include "platform/linux/base/BaseErrors.h"
+#include "platform/openssl/stores/Store.h"
+#include "platform/openssl/stores/SubjectText.h"
+
+#include <openssl/sha.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+std::size_t sizeOf(const std::vector<std::string>& usages) {
+    std::size_t size = sizeof(CERT_ENHKEY_USAGE) + usages.size() * sizeof(char*);
+    for (const std::string& usage : usages) {
+        size += usage.size() + 1;
+    }
+    return size;
+}
+
+// The structure, behind it the list of pointers, behind that the texts.
+void writeUsages(const std::vector<std::string>& usages, CERT_ENHKEY_USAGE& into) {
+    auto** list = reinterpret_cast<char**>(&into + 1);
+    char* text = reinterpret_cast<char*>(list + usages.size());
+    into.cUsageIdentifier = static_cast<DWORD>(usages.size());
+    into.rgpszUsageIdentifier = list;
+    for (const std::string& usage : usages) {
+        *list++ = text;
+        std::memcpy(text, usage.c_str(), usage.size() + 1);
+        text += usage.size() + 1;
+    }
+}
+
+// How the room that the caller has compares with what is needed. TRUE: data may be written.
+BOOL offerRoom(const void* data, DWORD& size, std::size_t needed) {
+    const DWORD room = size;
+    size = static_cast<DWORD>(needed);
+    return !data || room >= needed ? TRUE : failWith(ERROR_MORE_DATA, FALSE);
+}
+
+BOOL giveHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& size) {
+    const bool isLong = property == CERT_SHA256_HASH_PROP_ID;
+    const std::size_t needed = isLong ? SHA256_DIGEST_LENGTH : SHA_DIGEST_LENGTH;
+    if (!offerRoom(data, size, needed)) {
+        return FALSE;
+    }
+    auto* hash = static_cast<unsigned char*>(data);
+    if (hash && isLong) {
+        SHA256(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
+    } else if (hash) {
+        SHA1(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
+    }
+    return TRUE;
+}
+
+} // namespace
+} // namespace VexaSsl::portable
+
+namespace VexaSsl::platform {
+
+using namespace portable;
+
+BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKEY_USAGE* usage,
+                             DWORD* size) {
+    if (!certificate || !size || flags != CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG) {
+        return failWith(invalidArgument, FALSE);
+    }
+    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+        std::vector<std::string> usages;
+        if (!readUsages(Context::of(certificate).certificate->x509(), usages)) {
+            return failWith(CRYPT_E_NOT_FOUND, FALSE);
+        }
+        if (!offerRoom(usage, *size, sizeOf(usages))) {
+            return FALSE;
+        }
+        if (usage) {
+            writeUsages(usages, *usage);
+        }
+        return TRUE;
+    });
+}
+
+BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data,
+                                       DWORD* size) {
+    if (!certificate || !size) {
+        return failWith(invalidArgument, FALSE);
+    }
+    if (property != CERT_SHA1_HASH_PROP_ID && property != CERT_SHA256_HASH_PROP_ID) {
+        return failWith(CRYPT_E_NOT_FOUND, FALSE);
+    }
+    return giveHash(certificate, property, data, *size);
+}
+
+} // namespace VexaSsl::platform

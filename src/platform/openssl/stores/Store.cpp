@@ -1,0 +1,84 @@
+#include "platform/openssl/stores/Store.h"
+
+#include "platform/openssl/stores/SubjectText.h"
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::portable {
+namespace {
+
+StoreEntry entryOf(const CertificatePointer& certificate) {
+    StoreEntry entry{certificate, foldCase(subjectText(certificate->x509())), {}, false};
+    entry.hasUsages = readUsages(certificate->x509(), entry.usages);
+    return entry;
+}
+
+} // namespace
+
+StoreContent::StoreContent(const std::vector<CertificatePointer>& certificates) {
+    for (const CertificatePointer& certificate : certificates) {
+        add(certificate);
+    }
+}
+
+void StoreContent::add(const CertificatePointer& certificate) {
+    entries.push_back(entryOf(certificate));
+}
+
+std::shared_ptr<Store> makeStore(StoreContentPointer content) {
+    auto store = std::make_shared<Store>(std::move(content));
+    store->self = store;
+    return store;
+}
+
+HCERTSTORE Store::open(StoreContentPointer content) {
+    const std::shared_ptr<Store> store = makeStore(std::move(content));
+    store->handleReference = store;
+    return store.get();
+}
+
+HCERTSTORE Store::openInMemory() {
+    auto content = std::make_shared<StoreContent>(std::vector<CertificatePointer>());
+    const HCERTSTORE handle = open(content);
+    static_cast<Store*>(handle)->growing = std::move(content);
+    return handle;
+}
+
+std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {
+    constexpr ULONG_PTR neverOpened = ~ULONG_PTR{0};
+    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == neverOpened) {
+        return nullptr;
+    }
+    return static_cast<Store*>(handle)->self.lock();
+}
+
+bool Store::close(HCERTSTORE handle) noexcept {
+    const std::shared_ptr<Store> store = of(handle);
+    if (!store) {
+        return true;
+    }
+    store->handleReference.reset();
+    return store->contextsHeld == 0;
+}
+
+Context::Context(CertificatePointer shown, std::shared_ptr<Store> from, std::size_t at)
+    : certificate(std::move(shown)), store(std::move(from)), position(at) {
+    dwCertEncodingType = X509_ASN_ENCODING;
+    pbCertEncoded = certificate->encoded().pbData;
+    cbCertEncoded = certificate->encoded().cbData;
+    pCertInfo = certificate->info();
+    hCertStore = store.get();
+    if (store) {
+        ++store->contextsHeld;
+    }
+}
+
+Context::~Context() {
+    if (store) {
+        --store->contextsHeld;
+    }
+}
+
+} // namespace VexaSsl::portable

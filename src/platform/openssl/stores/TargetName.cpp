@@ -1,0 +1,90 @@
+#include "platform/openssl/stores/TargetName.h"
+
+#include "platform/linux/base/Utf8.h"
+#include "platform/openssl/stores/OpenSslOwners.h"
+
+#include <openssl/tls1.h>
+#include <openssl/x509v3.h>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace VexaSsl::portable {
+namespace {
+
+bool isAddressLiteral(const std::string& text) {
+    in6_addr address;
+    return inet_pton(AF_INET, text.c_str(), &address) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), &address) == 1;
+}
+
+// "127.1", "127.0.0.01", "0x7f000001": the resolver takes these for addresses as well, so that a
+// wildcard for the last parts would let the connection go wherever the first ones lead.
+bool spellsAnAddress(const std::string& text) {
+    in_addr address;
+    return inet_aton(text.c_str(), &address) != 0;
+}
+
+// "fe80::1%eth0" is the address fe80::1 to a certificate.
+std::string withoutZone(const std::string& text) {
+    return text.substr(0, text.find('%'));
+}
+
+constexpr unsigned hostFlags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
+
+void requireMemory(bool done) {
+    if (!done) {
+        throw std::bad_alloc();
+    }
+}
+
+} // namespace
+
+std::optional<TargetName> TargetName::parse(const wchar_t* text) {
+    const std::wstring_view units = text ? text : L"";
+    const bool isText = std::all_of(units.begin(), units.end(), [](wchar_t unit) {
+        return isScalarValue(static_cast<char32_t>(unit));
+    });
+    std::string name = isText ? utf8OfWide(units) : std::string();
+    // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
+    if (name.ends_with('.')) {
+        name.pop_back();
+    }
+    if (const std::string address = withoutZone(name); isAddressLiteral(address)) {
+        return TargetName(address, true);
+    }
+    if (name.empty() || name.starts_with('.') || spellsAnAddress(name)) {
+        return std::nullopt;
+    }
+    return TargetName(std::move(name), false);
+}
+
+void TargetName::applyTo(SSL* ssl) const {
+    X509_VERIFY_PARAM* checks = SSL_get0_param(ssl);
+    if (isAddress) {
+        requireMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()) == 1);
+        return;
+    }
+    X509_VERIFY_PARAM_set_hostflags(checks, hostFlags);
+    requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
+    // A longer name has no place in the extension, nor in any certificate.
+    if (name.size() <= TLSEXT_MAXLEN_host_name) {
+        requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
+    }
+}
+
+bool TargetName::isOn(X509* certificate) const noexcept {
+    const ErrorQueueGuard errors;
+    if (isAddress) {
+        return X509_check_ip_asc(certificate, name.c_str(), 0) == 1;
+    }
+    return X509_check_host(certificate, name.data(), name.size(), hostFlags, nullptr) == 1;
+}
+
+} // namespace VexaSsl::portable

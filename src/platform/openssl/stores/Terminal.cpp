@@ -1,0 +1,63 @@
+#include "platform/openssl/stores/Terminal.h"
+
+#include "platform/linux/base/Utf8.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace VexaSsl::portable {
+
+Terminal::Terminal() noexcept {
+    do {
+        descriptor = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR);
+}
+
+Terminal::~Terminal() {
+    if (isOpen()) {
+        close(descriptor);
+    }
+}
+
+void Terminal::writeLine(const std::wstring& text) const {
+    const std::string bytes = utf8OfWide(text) + '\n';
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t taken = write(descriptor, bytes.data() + written, bytes.size() - written);
+        if (taken < 0 && errno == EINTR) {
+            continue;
+        }
+        if (taken <= 0) {
+            return;
+        }
+        written += static_cast<std::size_t>(taken);
+    }
+}
+
+std::optional<std::string> Terminal::readLine() const {
+    constexpr std::size_t longestAnswer = 80;
+    std::string line;
+    for (;;) {
+        char byte = 0;
+        const ssize_t got = read(descriptor, &byte, 1);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return std::nullopt;
+        }
+        if (byte == '\n') {
+            return line;
+        }
+        if (line.size() < longestAnswer) {
+            line += byte;
+        }
+    }
+}
+
+} // namespace VexaSsl::portable

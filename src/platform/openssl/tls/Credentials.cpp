@@ -1,0 +1,106 @@
+#include "platform/openssl/tls/Credentials.h"
+
+#include "platform/contract/SecuritySupport.h"
+#include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/tls/PackageCall.h"
+#include "platform/openssl/tls/SecurityHandles.h"
+
+#include <limits>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace VexaSsl {
+namespace {
+
+using namespace portable;
+
+constexpr std::wstring_view packageName = L"Microsoft Unified Security Protocol Provider";
+constexpr std::wstring_view shortPackageName = L"Schannel";
+
+// The certificate to show, null for none, and who judges a server. Result: false when authData is
+// of another kind.
+bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& judgesServer) {
+    certificate = nullptr;
+    judgesServer = true;
+    const auto* request = static_cast<const SCHANNEL_CRED*>(authData);
+    if (!request) {
+        return true;
+    }
+    if (request->dwVersion != SCHANNEL_CRED_VERSION || request->cCreds > 1) {
+        return false;
+    }
+    judgesServer = (request->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
+    if (request->cCreds == 1) {
+        certificate = request->paCred ? *request->paCred : nullptr;
+    }
+    return request->cCreds == 0 || certificate;
+}
+
+SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
+    if (!certificate) {
+        return role == Role::server ? SEC_E_NO_CREDENTIALS : SEC_E_OK;
+    }
+    switch (keyStateOf(certificate)) {
+    case KeyState::present:
+        return SEC_E_OK;
+    case KeyState::unreadable:
+        return SEC_E_UNKNOWN_CREDENTIALS;
+    case KeyState::absent:
+        break;
+    }
+    return SEC_E_NO_CREDENTIALS;
+}
+
+SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential) {
+    PCCERT_CONTEXT certificate = nullptr;
+    bool judgesServer = true;
+    if (!readAuthData(authData, certificate, judgesServer)) {
+        return SEC_E_UNSUPPORTED_FUNCTION;
+    }
+    if (const SECURITY_STATUS status = judgeKey(role, certificate); status != SEC_E_OK) {
+        return status;
+    }
+    SslContextPointer settings;
+    if (const SECURITY_STATUS status = findSslContext(role, certificate, settings);
+        status != SEC_E_OK) {
+        return status;
+    }
+    credential = addHandle(
+        std::make_shared<Credentials>(Credentials{.role = role,
+                                                  .hasCertificate = certificate != nullptr,
+                                                  .judgesServer = judgesServer,
+                                                  .settings = std::move(settings)}));
+    return SEC_E_OK;
+}
+
+} // namespace
+
+// Principal, logon and key function name an account on Windows; here the process's own is used.
+SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, ULONG use, void*,
+                                                    void* authData, SEC_GET_KEY_FN, void*,
+                                                    CredHandle* credential, TimeStamp* expiry) {
+    return packageCall([&]() -> SECURITY_STATUS {
+        if (!credential) {
+            return SEC_E_INVALID_HANDLE;
+        }
+        *credential = {};
+        if (!package || (package != packageName && package != shortPackageName)) {
+            return SEC_E_SECPKG_NOT_FOUND;
+        }
+        if (use != SECPKG_CRED_INBOUND && use != SECPKG_CRED_OUTBOUND) {
+            return SEC_E_UNSUPPORTED_FUNCTION;
+        }
+        if (expiry) {
+            *expiry = std::numeric_limits<TimeStamp>::max();
+        }
+        const Role role = use == SECPKG_CRED_INBOUND ? Role::server : Role::client;
+        return acquire(role, authData, *credential);
+    });
+}
+
+SECURITY_STATUS platform::FreeCredentialsHandle(CredHandle* credential) {
+    return packageCall([&] { return dropHandle<Credentials>(credential); });
+}
+
+} // namespace VexaSsl

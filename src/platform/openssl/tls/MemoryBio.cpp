@@ -1,0 +1,91 @@
+#include "platform/openssl/tls/MemoryBio.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace VexaSsl::portable {
+
+Token::~Token() {
+    std::free(memory);
+}
+
+bool Token::write(ByteView bytes) noexcept {
+    if (bytes.size() > capacity - used) {
+        const std::size_t wanted = std::max(used + bytes.size(), capacity * 2);
+        void* larger = std::realloc(memory, wanted);
+        if (!larger) {
+            ERR_raise(ERR_LIB_BIO, ERR_R_MALLOC_FAILURE); // the cause that the failure is judged by
+            return false;
+        }
+        memory = static_cast<unsigned char*>(larger);
+        capacity = wanted;
+    }
+    if (!bytes.empty()) {
+        std::memcpy(memory + used, bytes.data(), bytes.size());
+    }
+    used += bytes.size();
+    return true;
+}
+
+void* Token::release() noexcept {
+    void* released = memory;
+    memory = nullptr;
+    used = 0;
+    capacity = 0;
+    return released;
+}
+
+// What OpenSSL calls; the BIO's data is the wire.
+struct Wire::Callbacks {
+    static int write(BIO* bio, const char* data, std::size_t size, std::size_t* written) noexcept {
+        BIO_clear_retry_flags(bio);
+        const auto* bytes = reinterpret_cast<const unsigned char*>(data);
+        WireOutput* output = static_cast<Wire*>(BIO_get_data(bio))->output;
+        if (output && !output->write({bytes, size})) {
+            return 0;
+        }
+        *written = size;
+        return 1;
+    }
+
+    static int read(BIO* bio, char* buffer, std::size_t size, std::size_t* taken) noexcept {
+        BIO_clear_retry_flags(bio);
+        ByteView& input = static_cast<Wire*>(BIO_get_data(bio))->input;
+        if (input.empty()) {
+            BIO_set_retry_read(bio);
+            return 0;
+        }
+        *taken = std::min(size, input.size());
+        std::memcpy(buffer, input.data(), *taken);
+        input = input.subspan(*taken);
+        return 1;
+    }
+
+    static long control(BIO*, int command, long, void*) noexcept {
+        return command == BIO_CTRL_FLUSH ? 1 : 0;
+    }
+
+    static BIO_METHOD* makeMethod() {
+        BIO_METHOD* method =
+            BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "caller's buffers");
+        if (!method) {
+            throw std::bad_alloc();
+        }
+        BIO_meth_set_write_ex(method, write);
+        BIO_meth_set_read_ex(method, read);
+        BIO_meth_set_ctrl(method, control);
+        return method;
+    }
+};
+
+BioPointer Wire::makeBio() {
+    // Never freed: contexts may outlive the static objects of the process.
+    static BIO_METHOD* const method = Callbacks::makeMethod();
+    auto bio = orOutOfMemory(BioPointer(BIO_new(method)));
+    BIO_set_data(bio.get(), this);
+    BIO_set_init(bio.get(), 1);
+    return bio;
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,249 @@
+#include "platform/openssl/tls/RecordCipher.h"
+
+#include "platform/openssl/tls/BigEndian.h"
+
+#include <openssl/core_names.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <span>
+
+namespace VexaSsl::portable {
+namespace {
+
+constexpr AeadSuite aes128Gcm{"AES-128-GCM", 16, 4, 8};
+constexpr AeadSuite aes256Gcm{"AES-256-GCM", 32, 4, 8};
+constexpr AeadSuite chacha20Poly1305{"ChaCha20-Poly1305", 32, 12, 0};
+
+constexpr unsigned char versionOfTls12[] = {3, 3};
+
+using KdfContextPointer = std::unique_ptr<EVP_KDF_CTX, Release<EVP_KDF_CTX_free>>;
+
+struct KeyBlock {
+    KeyBlock() = default;
+    KeyBlock(const KeyBlock&) = delete;
+    KeyBlock& operator=(const KeyBlock&) = delete;
+    ~KeyBlock() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
+
+    std::array<unsigned char, 2 * (aeadKeyLimit + aeadNonceSize)> bytes{};
+};
+
+// Looking an algorithm up costs more than a record, so it is done once. Never freed: OpenSSL cleans
+// up after itself before static objects of ours would go. A look-up that failed is repeated.
+EVP_CIPHER* fetchCipher(const char* name) {
+    return orOutOfMemory(EVP_CIPHER_fetch(nullptr, name, nullptr));
+}
+
+const EVP_CIPHER* cipherOf(const AeadSuite& suite) {
+    if (&suite == &aes128Gcm) {
+        static EVP_CIPHER* const cipher = fetchCipher(aes128Gcm.cipherName);
+        return cipher;
+    }
+    if (&suite == &aes256Gcm) {
+        static EVP_CIPHER* const cipher = fetchCipher(aes256Gcm.cipherName);
+        return cipher;
+    }
+    static EVP_CIPHER* const cipher = fetchCipher(chacha20Poly1305.cipherName);
+    return cipher;
+}
+
+EVP_KDF* pseudoRandomFunction() {
+    static EVP_KDF* const function = orOutOfMemory(EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr));
+    return function;
+}
+
+// The seed of the key block: the label, the server's random and the client's.
+constexpr char label[] = "key expansion";
+constexpr std::size_t labelSize = sizeof label - 1;
+using Seed = std::array<unsigned char, labelSize + 2 * std::size_t{SSL3_RANDOM_SIZE}>;
+
+Seed seedOf(const HandshakeSecrets& secrets) noexcept {
+    Seed seed;
+    unsigned char* next = std::copy_n(label, labelSize, seed.data());
+    next = std::copy(secrets.serverRandom.begin(), secrets.serverRandom.end(), next);
+    std::copy(secrets.clientRandom.begin(), secrets.clientRandom.end(), next);
+    return seed;
+}
+
+void fillKeyBlock(HandshakeSecrets& secrets, std::span<unsigned char> block) {
+    Seed seed = seedOf(secrets);
+    OSSL_PARAM parameters[] = {
+        OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>(secrets.digest),
+                                         0),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SECRET, secrets.master.data(),
+                                          secrets.masterSize),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SEED, seed.data(), seed.size()),
+        OSSL_PARAM_construct_end()};
+    const auto run = orOutOfMemory(KdfContextPointer(EVP_KDF_CTX_new(pseudoRandomFunction())));
+    if (EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) != 1) {
+        throw std::bad_alloc();
+    }
+}
+
+} // namespace
+
+const AeadSuite* aeadSuiteOf(const SSL_CIPHER* suite) noexcept {
+    switch (SSL_CIPHER_get_cipher_nid(suite)) {
+    case NID_aes_128_gcm:
+        return &aes128Gcm;
+    case NID_aes_256_gcm:
+        return &aes256Gcm;
+    case NID_chacha20_poly1305:
+        return &chacha20Poly1305;
+    default:
+        return nullptr;
+    }
+}
+
+DirectionKeys::~DirectionKeys() {
+    OPENSSL_cleanse(key.data(), key.size());
+    OPENSSL_cleanse(fixedNonce.data(), fixedNonce.size());
+}
+
+HandshakeSecrets::~HandshakeSecrets() {
+    OPENSSL_cleanse(master.data(), master.size());
+}
+
+void readSecrets(const SSL* ssl, HandshakeSecrets& secrets) noexcept {
+    secrets.masterSize = SSL_SESSION_get_master_key(SSL_get_session(ssl), secrets.master.data(),
+                                                    secrets.master.size());
+    SSL_get_client_random(ssl, secrets.clientRandom.data(), secrets.clientRandom.size());
+    SSL_get_server_random(ssl, secrets.serverRandom.data(), secrets.serverRandom.size());
+    secrets.digest = EVP_MD_get0_name(SSL_CIPHER_get_handshake_digest(SSL_get_current_cipher(ssl)));
+}
+
+TrafficKeys deriveTrafficKeys(HandshakeSecrets& secrets, const AeadSuite& suite) {
+    KeyBlock block;
+    const std::size_t used = 2 * (suite.keySize + suite.fixedNonceSize);
+    fillKeyBlock(secrets, std::span(block.bytes).first(used));
+    TrafficKeys keys;
+    const unsigned char* next = block.bytes.data();
+    for (DirectionKeys* direction : {&keys.client, &keys.server}) {
+        std::copy_n(next, suite.keySize, direction->key.data());
+        next += suite.keySize;
+    }
+    for (DirectionKeys* direction : {&keys.client, &keys.server}) {
+        std::copy_n(next, suite.fixedNonceSize, direction->fixedNonce.data());
+        next += suite.fixedNonceSize;
+    }
+    return keys;
+}
+
+RecordCipher::RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& keys,
+                           std::uint64_t firstSequence)
+    : context(orOutOfMemory(CipherContextPointer(EVP_CIPHER_CTX_new()))), suite(aead),
+      secrets(keys), sequence(firstSequence) {
+    if (EVP_CipherInit_ex(context.get(), cipherOf(suite), nullptr, keys.key.data(), nullptr,
+                          static_cast<int>(use)) != 1) {
+        throw std::bad_alloc();
+    }
+    OPENSSL_cleanse(secrets.key.data(), secrets.key.size());
+}
+
+bool RecordCipher::isExhausted() const noexcept {
+    return sequence == std::numeric_limits<std::uint64_t>::max();
+}
+
+RecordCipher::Nonce RecordCipher::nonceWith(std::uint64_t explicitNonce) const noexcept {
+    Nonce nonce = secrets.fixedNonce;
+    if (suite.explicitNonceSize > 0) {
+        writeBigEndian(std::span(nonce).last(suite.explicitNonceSize), explicitNonce);
+        return nonce;
+    }
+    Nonce number{};
+    writeBigEndian(number, sequence);
+    for (std::size_t i = 0; i < nonce.size(); ++i) {
+        nonce[i] ^= number[i];
+    }
+    return nonce;
+}
+
+bool RecordCipher::begin(const Nonce& nonce, unsigned char type,
+                         std::size_t plaintextSize) noexcept {
+    std::array<unsigned char, 13> additional;
+    const std::span place(additional);
+    writeBigEndian(place.first(8), sequence);
+    additional[8] = type;
+    std::copy(std::begin(versionOfTls12), std::end(versionOfTls12), &additional[9]);
+    writeBigEndian(place.last(2), plaintextSize);
+    int count = 0;
+    return EVP_CipherInit_ex(context.get(), nullptr, nullptr, nullptr, nonce.data(), -1) == 1 &&
+           EVP_CipherUpdate(context.get(), nullptr, &count, additional.data(),
+                            static_cast<int>(additional.size())) == 1;
+}
+
+bool RecordSealer::seal(ContentType type, Area header, Area data, Area trailer) noexcept {
+    if (isExhausted()) {
+        return false;
+    }
+    const std::uint64_t explicitNonce = nonceOfNumberZero + sequence;
+    header[0] = static_cast<unsigned char>(type);
+    std::copy(std::begin(versionOfTls12), std::end(versionOfTls12), &header[1]);
+    writeBigEndian(header.subspan(3, 2), suite.explicitNonceSize + data.size() + aeadTagSize);
+    writeBigEndian(header.subspan(recordHeaderSize), explicitNonce);
+    const bool begun = begin(nonceWith(explicitNonce), header[0], data.size());
+    ++sequence; // the nonce is used, whatever comes of it
+    EVP_CIPHER_CTX* const cipher = context.get();
+    const int size = static_cast<int>(data.size());
+    int count = 0;
+    return begun &&
+           (size == 0 || EVP_CipherUpdate(cipher, data.data(), &count, data.data(), size) == 1) &&
+           EVP_CipherFinal_ex(cipher, trailer.data(), &count) == 1 &&
+           EVP_CIPHER_CTX_ctrl(cipher, EVP_CTRL_AEAD_GET_TAG, aeadTagSize, trailer.data()) == 1;
+}
+
+RecordOpener::Outcome RecordOpener::open(std::span<unsigned char> record,
+                                         std::span<unsigned char>& plaintext) noexcept {
+    if (isExhausted()) {
+        return Outcome::broken;
+    }
+    if (!std::equal(std::begin(versionOfTls12), std::end(versionOfTls12), &record[1])) {
+        return Outcome::illegal;
+    }
+    const std::size_t ahead = recordHeaderSize + suite.explicitNonceSize;
+    if (record.size() < ahead + aeadTagSize) {
+        return Outcome::altered;
+    }
+    const std::size_t size = record.size() - ahead - aeadTagSize;
+    if (size > limit) {
+        return Outcome::illegal;
+    }
+    const std::uint64_t explicitNonce =
+        readBigEndian(record.subspan(recordHeaderSize, suite.explicitNonceSize));
+    if (!begin(nonceWith(explicitNonce), record[0], size)) {
+        return Outcome::broken;
+    }
+    const Outcome outcome = decipher(record.subspan(ahead, size), record.last(aeadTagSize));
+    if (outcome == Outcome::opened) {
+        ++sequence;
+        plaintext = record.subspan(ahead, size);
+    }
+    return outcome;
+}
+
+RecordOpener::Outcome RecordOpener::decipher(std::span<unsigned char> data,
+                                             std::span<unsigned char> tag) noexcept {
+    EVP_CIPHER_CTX* const cipher = context.get();
+    const int size = static_cast<int>(data.size());
+    int count = 0;
+    const bool deciphered =
+        EVP_CIPHER_CTX_ctrl(cipher, EVP_CTRL_AEAD_SET_TAG, aeadTagSize, tag.data()) == 1 &&
+        (size == 0 || EVP_CipherUpdate(cipher, data.data(), &count, data.data(), size) == 1);
+    // The tag is compared at the end, in constant time; only then the plaintext is one.
+    unsigned char nothingMore[aeadTagSize];
+    const bool authentic = deciphered && EVP_CipherFinal_ex(cipher, nothingMore, &count) == 1;
+    if (authentic) {
+        return Outcome::opened;
+    }
+    OPENSSL_cleanse(data.data(), data.size());
+    return deciphered ? Outcome::altered : Outcome::broken;
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,53 @@
+#include "platform/openssl/tls/TlsConnection.h"
+#include <mutex>
+
+namespace VexaSsl::portable {
+namespace {
+
+// OpenSSL asks for a certificate to send; a negative answer makes the handshake stop here.
+int provideCertificate(SSL*, void* context) noexcept {
+    constexpr int goOn = 1;
+    constexpr int stop = -1;
+    return static_cast<const TlsConnection*>(context)->mayGoWithoutCertificate ? goOn : stop;
+}
+
+} // namespace
+
+TlsConnection::TlsConnection(const Credentials& credentials)
+    : role(credentials.role), ssl(orOutOfMemory(SslPointer(SSL_new(credentials.settings.get())))) {
+    BIO* bio = wire.makeBio().release();
+    SSL_set_bio(ssl.get(), bio, bio);
+    if (role == Role::server) {
+        SSL_set_accept_state(ssl.get());
+        return;
+    }
+    SSL_set_connect_state(ssl.get());
+    if (!credentials.judgesServer) {
+        SSL_set_verify(ssl.get(), SSL_VERIFY_NONE, nullptr);
+    }
+    if (!credentials.hasCertificate) {
+        SSL_set_cert_cb(ssl.get(), provideCertificate, this);
+    }
+}
+
+SECURITY_STATUS TlsConnection::fail(SECURITY_STATUS status) noexcept {
+    SECURITY_STATUS none = SEC_E_OK;
+    failure.compare_exchange_strong(none, status);
+    stage = Stage::failed;
+    return status;
+}
+
+// Failed first: a protector asks for the stage before it uses the sealer.
+SECURITY_STATUS TlsConnection::failForgetting(SECURITY_STATUS status) noexcept {
+    fail(status);
+    opener.reset();
+    const std::lock_guard lock(sending);
+    sealer.reset();
+    return status;
+}
+
+bool TlsConnection::hasPeerCertificate() const noexcept {
+    return ssl ? SSL_get0_peer_certificate(ssl.get()) != nullptr : !peer.leaf.empty();
+}
+
+} // namespace VexaSsl::portable

@@ -1,0 +1,267 @@
+// Opening, searching, walking and closing a store, and comparing what it holds.
+#include "contract/stores/StoreFixture.h"
+
+#include <gmock/gmock.h>
+
+namespace VexaSsl::test {
+namespace {
+
+using ::testing::UnorderedElementsAre;
+
+using Names = std::vector<std::wstring>;
+
+const char* const serverUsage = "1.3.6.1.5.5.7.3.1";
+const char* const clientUsage = "1.3.6.1.5.5.7.3.2";
+constexpr DWORD fileNotFound = 2;
+
+class CertOpenStore : public StoreTest {};
+
+TEST_F(CertOpenStore, nameOfTheStoreCountsInAnyCase) {
+    const OpenedStore store(openPersonalStore(L"My"));
+    EXPECT_NE(store.get(), nullptr);
+}
+
+TEST_F(CertOpenStore, storeThatDoesNotExistIsNotFound) {
+    EXPECT_EQ(openPersonalStore(L"no such store"), nullptr);
+    EXPECT_EQ(platform::GetLastError(), fileNotFound);
+}
+
+class SubjectSearch : public StoreTest {
+protected:
+    SubjectSearch() {
+        Recipe first = named("mail.shop.example");
+        first.subject.insert(first.subject.begin(), {"O", "Bücher Ärmel"});
+        install("a", issue(first));
+        install("b", issue(named("www.shop.example")));
+        install("c", issue(named("other.example")));
+    }
+};
+
+TEST_F(SubjectSearch, textInsideALongerSubjectIsAHit) {
+    EXPECT_EQ(namesFoundBySubject(L"www.shop"), Names{L"www.shop.example"});
+}
+
+TEST_F(SubjectSearch, severalHitsComeInTheOrderOfTheStore) {
+    const Names hits = namesFoundBySubject(L"shop");
+    EXPECT_EQ(hits.size(), 2U);
+    Names expected = namesInPersonalStore();
+    std::erase(expected, L"other.example");
+    EXPECT_EQ(hits, expected);
+}
+
+TEST_F(SubjectSearch, caseDoesNotCount) {
+    EXPECT_EQ(namesFoundBySubject(L"OTHER.Example"), Names{L"other.example"});
+}
+
+TEST_F(SubjectSearch, caseDoesNotCountForAccentedLettersEither) {
+    EXPECT_EQ(namesFoundBySubject(L"bÜCHER äRMEL"), Names{L"mail.shop.example"});
+}
+
+TEST_F(SubjectSearch, valuesAreJoinedByCommaAndBlank) {
+    EXPECT_EQ(namesFoundBySubject(L"ärmel, mail"), Names{L"mail.shop.example"});
+}
+
+TEST_F(SubjectSearch, namesOfAttributesAreNoPartOfTheText) {
+    EXPECT_EQ(namesFoundBySubject(L"CN="), Names{});
+}
+
+TEST_F(SubjectSearch, missGivesNullAndNotFound) {
+    const OpenedStore store;
+    EXPECT_FALSE(findSubject(store.get(), L"nowhere"));
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
+}
+
+TEST_F(SubjectSearch, endOfTheWalkGivesNullAndNotFound) {
+    const OpenedStore store;
+    HeldContext found = findSubject(store.get(), L"other");
+    EXPECT_FALSE(findSubject(store.get(), L"other", found.release()));
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
+}
+
+class UsageSearch : public StoreTest {
+protected:
+    UsageSearch() {
+        install("a", withUsages("server", "serverAuth"));
+        install("b", withUsages("client", "clientAuth"));
+        install("c", withUsages("both", "clientAuth,serverAuth"));
+        install("d", withUsages("none", ""));
+        install("e", withUsages("any", "anyExtendedKeyUsage"));
+    }
+
+    static Issued withUsages(const std::string& name, const std::string& usages) {
+        Recipe recipe = named(name);
+        recipe.usages = usages;
+        return issue(recipe);
+    }
+};
+
+TEST_F(UsageSearch, findsTheCertificatesThatNameTheUsage) {
+    EXPECT_THAT(namesFoundByUsage(serverUsage), UnorderedElementsAre(L"server", L"both"));
+    EXPECT_THAT(namesFoundByUsage(clientUsage), UnorderedElementsAre(L"client", L"both"));
+}
+
+TEST_F(UsageSearch, certificateWithoutTheExtensionIsNoHit) {
+    for (const std::wstring& name : namesFoundByUsage(serverUsage)) {
+        EXPECT_NE(name, L"none");
+    }
+}
+
+TEST_F(UsageSearch, severalUsagesMustAllBeNamed) {
+    const OpenedStore store;
+    HeldContext found = findUsages(store.get(), {serverUsage, clientUsage});
+    EXPECT_EQ(displayName(found.get()), L"both");
+    EXPECT_FALSE(findUsages(store.get(), {serverUsage, clientUsage}, found.release()));
+}
+
+TEST_F(UsageSearch, missGivesNullAndNotFound) {
+    const OpenedStore store;
+    EXPECT_FALSE(findUsages(store.get(), {"1.2.3.4"}));
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
+}
+
+class StoreWalk : public StoreTest {
+protected:
+    StoreWalk() {
+        install("a", issue(named("one")));
+        install("b", issue(named("two")));
+    }
+};
+
+TEST_F(StoreWalk, emptyStoreEndsAtOnceWithNotFound) {
+    uninstall("a");
+    uninstall("b");
+    const OpenedStore store;
+    EXPECT_FALSE(firstIn(store.get()));
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
+}
+
+TEST_F(StoreWalk, releasesThePreviousOne) {
+    OpenedStore store;
+    namesIn(store.get());
+    EXPECT_TRUE(store.close());
+}
+
+TEST_F(StoreWalk, keepsWhatWasDuplicated) {
+    OpenedStore store;
+    const Names names = namesIn(store.get());
+    HeldContext first = firstIn(store.get());
+    const HeldContext kept = platform::CertDuplicateCertificateContext(first.get());
+    const HeldContext second = nextIn(store.get(), first.release());
+    EXPECT_EQ((Names{displayName(kept.get()), displayName(second.get())}), names);
+}
+
+class CertCloseStore : public StoreWalk {};
+
+TEST_F(CertCloseStore, withoutContextsSucceeds) {
+    OpenedStore store;
+    EXPECT_TRUE(store.close());
+}
+
+TEST_F(CertCloseStore, contextStillHeldIsPending) {
+    OpenedStore store;
+    const HeldContext held = firstIn(store.get());
+    EXPECT_FALSE(store.close());
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_PENDING_CLOSE);
+}
+
+TEST_F(CertCloseStore, contextReleasedBeforeIsNotPending) {
+    OpenedStore store;
+    firstIn(store.get());
+    EXPECT_TRUE(store.close());
+}
+
+TEST_F(CertCloseStore, duplicateStillHeldIsPending) {
+    OpenedStore store;
+    HeldContext first = firstIn(store.get());
+    const HeldContext duplicate = platform::CertDuplicateCertificateContext(first.get());
+    first = HeldContext();
+    EXPECT_FALSE(store.close());
+    EXPECT_EQ(platform::GetLastError(), CRYPT_E_PENDING_CLOSE);
+}
+
+TEST_F(CertCloseStore, contextsOfOtherHandlesDoNotCount) {
+    OpenedStore store;
+    const OpenedStore other;
+    const HeldContext held = firstIn(other.get());
+    EXPECT_TRUE(store.close());
+}
+
+TEST_F(CertCloseStore, withoutTheCheckSucceedsWhateverIsHeld) {
+    const HCERTSTORE store = openPersonalStore();
+    const HeldContext held = firstIn(store);
+    EXPECT_TRUE(platform::CertCloseStore(store, 0));
+}
+
+TEST_F(CertCloseStore, contextStaysUsableAfterTheClose) {
+    OpenedStore store;
+    const HeldContext held = firstIn(store.get());
+    const std::wstring name = displayName(held.get());
+    store.close();
+    EXPECT_EQ(displayName(held.get()), name);
+    EXPECT_NE(held.get()->cbCertEncoded, 0U);
+}
+
+TEST_F(CertCloseStore, noStoreIsHarmless) {
+    EXPECT_TRUE(platform::CertCloseStore(nullptr, CERT_CLOSE_STORE_CHECK_FLAG));
+}
+
+using CertificateContext = ContractTest;
+
+TEST_F(CertificateContext, nullIsHarmless) {
+    EXPECT_EQ(platform::CertDuplicateCertificateContext(nullptr), nullptr);
+    EXPECT_TRUE(platform::CertFreeCertificateContext(nullptr));
+}
+
+TEST_F(StoreWalk, contextShowsTheEncodedCertificateAndItsParts) {
+    const Issued issued = issue(named("three"));
+    install("c", issued);
+    const OpenedStore store;
+    const HeldContext found = findSubject(store.get(), L"three");
+    const CERT_CONTEXT& context = *found.get();
+    EXPECT_EQ(std::string(context.pbCertEncoded, context.pbCertEncoded + context.cbCertEncoded),
+              der(issued));
+    EXPECT_EQ(context.dwCertEncodingType, X509_ASN_ENCODING);
+    EXPECT_EQ(context.hCertStore, store.get());
+    EXPECT_EQ(context.pCertInfo->dwVersion, 2U);
+    const auto& subject = context.pCertInfo->Subject;
+    EXPECT_NE(std::string(subject.pbData, subject.pbData + subject.cbData).find("three"),
+              std::string::npos);
+}
+
+class CertCompareCertificate : public StoreWalk {
+protected:
+    static BOOL areSame(const HeldContext& left, const HeldContext& right) {
+        return platform::CertCompareCertificate(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
+                                                left.get()->pCertInfo, right.get()->pCertInfo);
+    }
+};
+
+TEST_F(CertCompareCertificate, oneCertificateFromTwoStoresIsTheSame) {
+    const OpenedStore one;
+    const OpenedStore two;
+    EXPECT_TRUE(areSame(firstIn(one.get()), firstIn(two.get())));
+}
+
+TEST_F(CertCompareCertificate, serialNumberTellsCertificatesOfOneIssuerApart) {
+    const Issued root = issue(authorityNamed("root"));
+    install("c", issue(named("three"), &root));
+    install("d", issue(named("three"), &root));
+    const OpenedStore store;
+    HeldContext third = findSubject(store.get(), L"three");
+    HeldContext again = platform::CertDuplicateCertificateContext(third.get());
+    const HeldContext fourth = findSubject(store.get(), L"three", again.release());
+    EXPECT_FALSE(areSame(third, fourth));
+}
+
+TEST_F(CertCompareCertificate, issuerTellsCertificatesOfOneSerialNumberApart) {
+    const OpenedStore store;
+    const HeldContext one = firstIn(store.get());
+    CERT_INFO other = *one.get()->pCertInfo;
+    std::vector<BYTE> issuer(other.Issuer.pbData, other.Issuer.pbData + other.Issuer.cbData);
+    issuer.back() ^= 1;
+    other.Issuer.pbData = issuer.data();
+    EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, one.get()->pCertInfo, &other));
+}
+
+} // namespace
+} // namespace VexaSsl::test

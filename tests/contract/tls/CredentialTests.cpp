@@ -1,0 +1,112 @@
+// Credentials, the list of packages and handles that stand for nothing.
+#include "contract/support/ContractTest.h"
+#include "contract/support/TestCertificates.h"
+#include "contract/tls/Side.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+namespace VexaSsl::test {
+namespace {
+
+class Credentials : public ContractTest {
+protected:
+    const CertificatesInForce certificates;
+};
+
+TEST_F(Credentials, aClientNeedsNoCertificate) {
+    CredHandle handle{};
+    EXPECT_EQ(acquire(SECPKG_CRED_OUTBOUND, nullptr, handle), SEC_E_OK);
+    EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
+}
+
+TEST_F(Credentials, aServerNeedsOne) {
+    CredHandle handle{};
+    EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, nullptr, handle), SEC_E_NO_CREDENTIALS);
+    EXPECT_EQ(handle.dwLower, 0U);
+}
+
+TEST_F(Credentials, bothUsesTakeOne) {
+    const StoreCertificate certificate("server-ecdsa");
+    for (const ULONG use : {SECPKG_CRED_INBOUND, SECPKG_CRED_OUTBOUND}) {
+        CredHandle handle{};
+        EXPECT_EQ(acquire(use, certificate.get(), handle), SEC_E_OK);
+        EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
+    }
+}
+
+TEST_F(Credentials, theCertificateMayGoBeforeThem) {
+    CredHandle handle{};
+    {
+        const StoreCertificate certificate("server-ecdsa");
+        ASSERT_EQ(acquire(SECPKG_CRED_INBOUND, certificate.get(), handle), SEC_E_OK);
+    }
+    EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
+}
+
+TEST_F(Credentials, contextsOutliveThem) {
+    Side client = Side::client();
+    Side server = Side::server();
+    shakeHands(client, server);
+    platform::FreeCredentialsHandle(client.credential.get());
+    platform::FreeCredentialsHandle(server.credential.get());
+    *client.credential.get() = {};
+    *server.credential.get() = {};
+    EXPECT_EQ(server.openAll(client.protect("still here")), "still here");
+}
+
+TEST_F(Credentials, anotherPackageIsNotFound) {
+    wchar_t package[] = L"no such package";
+    SCHANNEL_CRED request{};
+    request.dwVersion = SCHANNEL_CRED_VERSION;
+    CredHandle handle{};
+    EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                  &request, nullptr, nullptr, &handle, nullptr),
+              SEC_E_SECPKG_NOT_FOUND);
+}
+
+using Packages = Credentials;
+
+TEST_F(Packages, areListedWithBothNames) {
+    ULONG count = 0;
+    SecPkgInfoW* packages = nullptr;
+    ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
+    std::set<std::wstring> names;
+    for (ULONG i = 0; i < count; ++i) {
+        names.insert(packages[i].Name);
+    }
+    EXPECT_EQ(platform::FreeContextBuffer(packages), SEC_E_OK);
+    EXPECT_TRUE(names.contains(L"Schannel"));
+    EXPECT_TRUE(names.contains(L"Microsoft Unified Security Protocol Provider"));
+}
+
+using Handles = Credentials;
+
+TEST_F(Handles, ofADeletedContextAreVoid) {
+    Side client = Side::client();
+    client.step();
+    const CtxtHandle stale = *client.context();
+    EXPECT_EQ(platform::DeleteSecurityContext(client.context()), SEC_E_OK);
+    expectVoidContext(stale);
+    EXPECT_EQ(client.step(Bytes{22}).status, SEC_E_INVALID_HANDLE);
+    *client.context() = {};
+}
+
+TEST_F(Handles, ofFreedCredentialsCanNotBeFreedAgain) {
+    CredHandle handle{};
+    ASSERT_EQ(acquire(SECPKG_CRED_OUTBOUND, nullptr, handle), SEC_E_OK);
+    CredHandle again = handle;
+    ASSERT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
+    EXPECT_EQ(platform::FreeCredentialsHandle(&again), SEC_E_INVALID_HANDLE);
+}
+
+TEST_F(Handles, freeingNothingIsHarmless) {
+    EXPECT_EQ(platform::FreeContextBuffer(nullptr), SEC_E_OK);
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,145 @@
+// Signals that fall on a thread inside a call: they neither end it nor make it longer.
+#include "contract/sockets/Loopback.h"
+#include "linux/SignalStorm.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace VexaSsl::test {
+
+namespace {
+
+constexpr timeval tenSeconds{10, 0};
+
+fd_set setOf(std::initializer_list<const Socket*> sockets) {
+    fd_set set;
+    for (const Socket* socket : sockets) {
+        host::socketSetAdd(socket->get(), set);
+    }
+    return set;
+}
+
+} // namespace
+
+TEST(Transfers, signalsDoNotEndAReceive) {
+    const Pair pair = connectedPair();
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendDropByDrop(pair.client, "calm");
+    });
+    const SignalStorm storm;
+    char bytes[4] = {};
+    EXPECT_EQ(platform::recv(pair.server.get(), bytes, 4, msgWaitAll), 4);
+    EXPECT_EQ(std::string(bytes, 4), "calm");
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Transfers, signalsDoNotExtendATimeout) {
+    const Pair pair = connectedPair();
+    setReceiveTimeout(pair.server, std::chrono::milliseconds(60));
+    const SignalStorm storm;
+    char byte = 0;
+    EXPECT_EQ(platform::recv(pair.server.get(), &byte, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAETIMEDOUT);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Transfers, signalsDoNotEndASend) {
+    const Pair pair = connectedPair();
+    const std::string much(8 << 20, 'm');
+    const std::jthread peer([&] {
+        giveOthersTime();
+        EXPECT_EQ(receiveText(pair.server, much.size()), much);
+    });
+    const SignalStorm storm;
+    EXPECT_EQ(platform::send(pair.client.get(), much.data(), static_cast<int>(much.size()), 0),
+              static_cast<int>(much.size()));
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(CompletionPort, signalsNeitherEndNorExtendTheWait) {
+    const ScopedPort port;
+    const SignalStorm storm;
+    EXPECT_EQ(dequeue(port.get(), 50).error, static_cast<int>(WSA_WAIT_TIMEOUT));
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(SleepEx, signalsDoNotEndIt) {
+    const SignalStorm storm;
+    EXPECT_EQ(host::SleepEx(30, FALSE), 0U);
+    EXPECT_EQ(host::SleepEx(30, TRUE), 0U);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Connections, signalsDoNotEndAnAccept) {
+    const Socket listener = listenOnLoopback();
+    Socket client;
+    const std::jthread peer([&] {
+        giveOthersTime();
+        client = connectedTo(listener);
+    });
+    const SignalStorm storm;
+    EXPECT_TRUE(Socket(platform::accept(listener.get(), nullptr, nullptr)).isValid());
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+// A listener whose queue is full leaves a connect waiting, so that there is something to interrupt.
+TEST(Connections, signalsDoNotEndAConnect) {
+    const Socket listener = listenOnLoopback();
+    host::listen(listener.get(), 0);
+    const Socket queued = connectedTo(listener);
+    const SOCKET listening = listener.get();
+    std::jthread server([listening] {
+        for (int i = 0; i < 3; ++i) {
+            giveOthersTime();
+        }
+        while (Socket(platform::accept(listening, nullptr, nullptr)).isValid()) {
+        }
+    });
+    {
+        const SignalStorm storm;
+        const Socket late = tcpSocket();
+        EXPECT_EQ(connectTo(late, addressOf(listener)), 0);
+        const Socket later = tcpSocket();
+        EXPECT_EQ(connectTo(later, addressOf(listener)), 0);
+        EXPECT_GT(SignalStorm::delivered(), 0);
+    }
+    platform::shutdown(listening, SD_BOTH); // ends the accept
+}
+
+TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
+    const Pair pair = connectedPair();
+    Receive receive(8);
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    const SignalStorm storm;
+    EXPECT_EQ(receive.finish(pair.server, true), 0);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Events, signalsNeitherEndNorExtendAWait) {
+    const ScopedEvent event;
+    const SignalStorm storm;
+    EXPECT_EQ(event.wait(50), WSA_WAIT_TIMEOUT);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+}
+
+TEST(Select, signalsNeitherEndNorExtendTheWait) {
+    const Pair pair = connectedPair();
+    const SignalStorm storm;
+    fd_set readable = setOf({&pair.server});
+    const timeval brief{0, 60000};
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
+    EXPECT_GT(SignalStorm::delivered(), 0);
+    const std::jthread peer([&] {
+        giveOthersTime();
+        sendText(pair.client, "x");
+    });
+    readable = setOf({&pair.server});
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
+}
+
+} // namespace VexaSsl::test

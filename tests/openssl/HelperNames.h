@@ -1,0 +1,21 @@
+// The certificates that travel with another one, by their names.
+#pragma once
+
+#include "openssl/CertificateFolderTest.h"
+
+#include "platform/openssl/stores/CertificateObject.h"
+
+#include <string>
+#include <vector>
+
+namespace VexaSsl::test {
+
+inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
+    std::vector<std::wstring> names;
+    for (X509* helper : portable::helpersOf(certificate)) {
+        names.push_back(displayName(HeldContext(portable::contextOfPeer(helper, nullptr)).get()));
+    }
+    return names;
+}
+
+} // namespace VexaSsl::test

@@ -1,0 +1,60 @@
+// What a certificate that a peer sent is wrapped in.
+#include "openssl/HelperNames.h"
+
+namespace VexaSsl::test {
+namespace {
+
+using Names = std::vector<std::wstring>;
+
+class PeerContext : public ::testing::Test {
+protected:
+    const Issued root = issue(authorityNamed("root"));
+    const Issued between = issue(authorityNamed("between"), &root);
+    const Issued leaf = issue(serverNamed("leaf"), &between);
+
+    HeldContext contextWith(const std::vector<const Issued*>& sent) const {
+        const portable::BorrowingStack chain(sk_X509_new_null());
+        for (const Issued* certificate : sent) {
+            sk_X509_push(chain.get(), certificate->certificate.get());
+        }
+        return portable::contextOfPeer(leaf.certificate.get(), chain.get());
+    }
+};
+
+TEST_F(PeerContext, storeHoldsTheChainAsItWasSent) {
+    const HeldContext peer = contextWith({&leaf, &between, &root});
+    EXPECT_EQ(namesIn(peer.get()->hCertStore), (Names{L"leaf", L"between", L"root"}));
+    EXPECT_EQ(displayName(peer.get()), L"leaf");
+}
+
+TEST_F(PeerContext, leafThatIsNotInTheChainComesFirst) {
+    const HeldContext peer = contextWith({&between, &root});
+    EXPECT_EQ(namesIn(peer.get()->hCertStore), (Names{L"leaf", L"between", L"root"}));
+}
+
+TEST_F(PeerContext, helpersLeaveTheLeafOut) {
+    EXPECT_EQ(namesOfHelpers(contextWith({&leaf, &between, &root}).get()),
+              (Names{L"between", L"root"}));
+}
+
+TEST_F(PeerContext, withoutAChainTheStoreHoldsTheLeaf) {
+    const HeldContext peer = portable::contextOfPeer(leaf.certificate.get(), nullptr);
+    EXPECT_EQ(namesIn(peer.get()->hCertStore), Names{L"leaf"});
+}
+
+TEST_F(PeerContext, hasNoKey) {
+    const HeldContext peer = contextWith({&leaf});
+    EXPECT_EQ(portable::keyStateOf(peer.get()), portable::KeyState::absent);
+    EXPECT_EQ(portable::privateKeyOf(peer.get()), nullptr);
+}
+
+TEST_F(PeerContext, walkOfItsStoreGoesOnBehindIt) {
+    HeldContext peer = contextWith({&leaf, &between});
+    const HeldContext kept = platform::CertDuplicateCertificateContext(peer.get());
+    const HeldContext next =
+        platform::CertEnumCertificatesInStore(kept.get()->hCertStore, peer.release());
+    EXPECT_EQ(displayName(next.get()), L"between");
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,153 @@
+// The picker, on a terminal of its own in a child process.
+#include "openssl/CertificateFolderTest.h"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace VexaSsl::test {
+namespace {
+
+constexpr DWORD cancelled = 1223;
+constexpr DWORD noTerminal = 1400;
+
+struct Picked {
+    int entry = -1; // the number of the entry, 0 if the user declined
+    std::string shown;
+};
+
+PCCERT_CONTEXT pickFrom(HCERTSTORE store, const wchar_t* title) {
+    return platform::CryptUIDlgSelectCertificateFromStore(store, nullptr, title, nullptr, 0, 0,
+                                                          nullptr);
+}
+
+// The child's verdict: the position of what was picked, 0 for a refusal with the right error.
+int pickInChild(const wchar_t* title) {
+    const OpenedStore store;
+    const HeldContext picked = pickFrom(store.get(), title);
+    if (!picked) {
+        return platform::GetLastError() == cancelled ? 0 : 99;
+    }
+    const std::wstring name = displayName(picked.get());
+    return name == L"one" ? 1 : name == L"two" ? 2 : 98;
+}
+
+// Whatever the child writes until it closes its terminal.
+std::string readAll(int terminal) {
+    std::string all;
+    char buffer[512];
+    for (;;) {
+        const ssize_t got = ::read(terminal, buffer, sizeof buffer);
+        if (got <= 0) {
+            return all;
+        }
+        all.append(buffer, static_cast<std::size_t>(got));
+    }
+}
+
+class Picker : public CertificateFolderTest {
+protected:
+    Picker() {
+        install("a.pem", issue(serverNamed("one")));
+        install("b.pem", issue(named("two")));
+    }
+
+    // What comes of the user's typing answer, which ends with the terminal's end-of-file character.
+    static Picked answer(const std::string& typed, const wchar_t* title = nullptr) {
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (child == 0) {
+            _exit(pickInChild(title));
+        }
+        const std::string all = typed + '\x04';
+        EXPECT_EQ(::write(terminal, all.data(), all.size()), static_cast<ssize_t>(all.size()));
+        Picked picked;
+        picked.shown = readAll(terminal);
+        close(terminal);
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        if (WIFEXITED(status)) {
+            picked.entry = WEXITSTATUS(status);
+        }
+        return picked;
+    }
+};
+
+bool contains(const std::string& text, const std::string& sought) {
+    return text.find(sought) != std::string::npos;
+}
+
+TEST_F(Picker, givesTheCertificateOfTheNumber) {
+    EXPECT_EQ(answer("2\n").entry, 2);
+    EXPECT_EQ(answer("1\n").entry, 1);
+}
+
+TEST_F(Picker, emptyLineDeclines) {
+    EXPECT_EQ(answer("\n").entry, 0);
+}
+
+TEST_F(Picker, zeroDeclines) {
+    EXPECT_EQ(answer("0\n").entry, 0);
+}
+
+TEST_F(Picker, endOfFileDeclines) {
+    EXPECT_EQ(answer("").entry, 0);
+}
+
+TEST_F(Picker, nonsenseIsAskedAgain) {
+    EXPECT_EQ(answer("x\n3\n2\n").entry, 2);
+}
+
+TEST_F(Picker, nonsenseThreeTimesDeclines) {
+    EXPECT_EQ(answer("x\n-1\n99999999999999999999999\n2\n").entry, 0);
+}
+
+TEST_F(Picker, lineWithoutEndIsCutAndNonsense) {
+    const std::string longLine(3000, '1');
+    EXPECT_EQ(answer(longLine + "\n1\n").entry, 1);
+}
+
+TEST_F(Picker, showsNamesAndDates) {
+    const std::string shown = answer("\n").shown;
+    EXPECT_TRUE(contains(shown, "Select a certificate"));
+    EXPECT_TRUE(contains(shown, "1. one [one], issued by one, valid from 20")) << shown;
+    EXPECT_TRUE(contains(shown, "2. two [two], issued by two, valid from 20")) << shown;
+}
+
+TEST_F(Picker, showsTheTitleThatIsGiven) {
+    EXPECT_TRUE(contains(answer("\n", L"Choose now").shown, "Choose now"));
+}
+
+TEST_F(Picker, nothingOnACertificateReachesTheTerminalAsAControlCharacter) {
+    install("c.pem", issue(named("evil\x1b[2J")));
+    const std::string shown = answer("\n").shown;
+    EXPECT_FALSE(contains(shown, "\x1b"));
+    EXPECT_TRUE(contains(shown, "evil?[2J"));
+}
+
+TEST_F(Picker, tellsOfAKeyThatCannotBeRead) {
+    const Issued closed = issue(named("closed"));
+    write("my/c.pem", pem(closed) + closedKeyPem(closed, "secret"));
+    EXPECT_TRUE(contains(answer("\n").shown, "private key not readable"));
+}
+
+TEST_F(Picker, emptyStoreCanOnlyBeDeclined) {
+    remove("my/a.pem");
+    remove("my/b.pem");
+    EXPECT_EQ(answer("1\n").entry, 0);
+}
+
+TEST_F(Picker, withoutATerminalNothingIsPicked) {
+    EXPECT_EXIT(
+        {
+            setsid();
+            const OpenedStore store;
+            const bool refused = pickFrom(store.get(), nullptr) == nullptr;
+            _exit(refused && platform::GetLastError() == noTerminal ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace
+} // namespace VexaSsl::test

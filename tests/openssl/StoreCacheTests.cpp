@@ -1,0 +1,155 @@
+// What is kept between openings of the store, and when it is read anew.
+#include "openssl/CertificateFolderTest.h"
+
+#include <atomic>
+#include <thread>
+
+namespace VexaSsl::test {
+namespace {
+
+using Names = std::vector<std::wstring>;
+
+class StoreCache : public CertificateFolderTest {};
+
+// The first entry; contexts of one parsed certificate show the same encoded bytes in one place.
+HeldContext firstEntry() {
+    const OpenedStore store;
+    return firstIn(store.get());
+}
+
+bool areOneObject(const HeldContext& left, const HeldContext& right) {
+    return left.get()->pbCertEncoded == right.get()->pbCertEncoded;
+}
+
+TEST_F(StoreCache, unchangedFilesAreParsedOnce) {
+    install("one.pem", issue(named("one")));
+    const HeldContext before = firstEntry();
+    EXPECT_TRUE(areOneObject(before, firstEntry()));
+}
+
+TEST_F(StoreCache, fileWrittenAnewWithTheSameBytesIsNotParsedAgain) {
+    const Issued one = issue(named("one"));
+    install("one.pem", one);
+    const HeldContext before = firstEntry();
+    install("one.pem", one);
+    EXPECT_TRUE(areOneObject(before, firstEntry()));
+}
+
+TEST_F(StoreCache, changedFileIsReadAnew) {
+    install("one.pem", issue(named("before")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"before"});
+    install("one.pem", issue(named("behind")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"behind"});
+}
+
+TEST_F(StoreCache, changeInPlaceOfTheSameSizeIsNoticedAtOnce) {
+    const Issued one = issue(named("one"));
+    install("one.pem", one);
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+    // The certificate's first letter behind the armour spoils its encoding.
+    const std::string content = pem(one) + keyPem(one);
+    FILE* file = fopen(path("my/one.pem").c_str(), "r+");
+    ASSERT_NE(file, nullptr);
+    fseek(file, static_cast<long>(content.find('\n')) + 1, SEEK_SET);
+    fputc('A', file);
+    fclose(file);
+    EXPECT_EQ(namesInPersonalStore(), Names{});
+}
+
+TEST_F(StoreCache, changeOfOneFileLeavesTheOthersParsed) {
+    install("a.pem", issue(named("stays")));
+    install("b.pem", issue(named("before")));
+    const HeldContext before = firstEntry();
+    install("b.pem", issue(named("behind")));
+    EXPECT_EQ(namesInPersonalStore(), (Names{L"stays", L"behind"}));
+    EXPECT_TRUE(areOneObject(before, firstEntry()));
+}
+
+TEST_F(StoreCache, removedFileIsGone) {
+    install("a.pem", issue(named("one")));
+    install("b.pem", issue(named("two")));
+    EXPECT_EQ(namesInPersonalStore(), (Names{L"one", L"two"}));
+    remove("my/a.pem");
+    EXPECT_EQ(namesInPersonalStore(), Names{L"two"});
+}
+
+TEST_F(StoreCache, fileThatCameBackIsParsedAgain) {
+    const Issued one = issue(named("one"));
+    install("a.pem", one);
+    const HeldContext before = firstEntry();
+    remove("my/a.pem");
+    EXPECT_EQ(namesInPersonalStore(), Names{});
+    install("a.pem", one);
+    EXPECT_FALSE(areOneObject(before, firstEntry()));
+}
+
+TEST_F(StoreCache, keyThatComesLaterMakesAnEntry) {
+    const Issued one = issue(named("one"));
+    write("my/one.pem", pem(one));
+    EXPECT_EQ(namesInPersonalStore(), Names{});
+    write("my/one.key", keyPem(one));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+}
+
+TEST_F(StoreCache, passwordThatComesLaterOpensTheArchive) {
+    write("my/one.p12", pkcs12(issue(named("one")), {}, "secret"));
+    EXPECT_EQ(namesInPersonalStore(), Names{});
+    write("my/one.p12.password", "secret");
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+}
+
+TEST_F(StoreCache, folderThatComesLaterIsRead) {
+    std::filesystem::remove(path("my"));
+    EXPECT_EQ(namesInPersonalStore(), Names{});
+    std::filesystem::create_directory(path("my"));
+    install("one.pem", issue(named("one")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+}
+
+TEST_F(StoreCache, openStoreKeepsWhatItHasRead) {
+    install("one.pem", issue(named("before")));
+    const OpenedStore store;
+    install("one.pem", issue(named("behind")));
+    remove("my/one.pem");
+    EXPECT_EQ(namesIn(store.get()), Names{L"before"});
+}
+
+TEST_F(StoreCache, anotherFolderHasOtherEntries) {
+    install("one.pem", issue(named("here")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"here"});
+    std::filesystem::create_directories(path("other/my"));
+    const Issued there = issue(named("there"));
+    write("other/my/one.pem", pem(there) + keyPem(there));
+    platform::setCertificateFolder(path("other"));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"there"});
+    platform::setCertificateFolder(folder);
+    EXPECT_EQ(namesInPersonalStore(), Names{L"here"});
+}
+
+TEST_F(StoreCache, manyThreadsSeeOneOrTheOtherContentWhileFilesChange) {
+    const Issued before = issue(named("before"));
+    const Issued behind = issue(named("behind"));
+    install("one.pem", before);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < 4; ++i) {
+        readers.emplace_back([&wrong] {
+            for (int round = 0; round < 50; ++round) {
+                const Names names = namesInPersonalStore();
+                if (names != Names{L"before"} && names != Names{L"behind"}) {
+                    ++wrong;
+                }
+            }
+        });
+    }
+    for (int round = 0; round < 50; ++round) {
+        install("one.pem", round % 2 ? before : behind);
+    }
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,86 @@
+// What the store's calls make of arguments that only this binding has an answer for.
+#include "openssl/CertificateFolderTest.h"
+
+namespace VexaSsl::test {
+namespace {
+
+using Names = std::vector<std::wstring>;
+
+constexpr DWORD invalidArgument = 0x80070057;
+constexpr DWORD fileNotFound = 2;
+
+using CertOpenStore = CertificateFolderTest;
+
+class StoreWalk : public CertificateFolderTest {
+protected:
+    StoreWalk() {
+        install("a.pem", issue(named("one")));
+        install("b.pem", issue(named("two")));
+    }
+};
+using CertCompareCertificate = StoreWalk;
+using SubjectSearch = StoreWalk;
+
+TEST_F(CertOpenStore, anotherNameIsNotFound) {
+    EXPECT_EQ(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, 0, L"ROOT"), nullptr);
+    EXPECT_EQ(platform::GetLastError(), fileNotFound);
+}
+
+TEST_F(CertOpenStore, anotherProviderIsNotFound) {
+    const char* const fileProvider = reinterpret_cast<const char*>(ULONG_PTR{7});
+    EXPECT_EQ(platform::CertOpenStore(fileProvider, 0, 0, 0, L"MY"), nullptr);
+    EXPECT_EQ(platform::GetLastError(), fileNotFound);
+}
+
+TEST_F(CertOpenStore, missingNameIsNotFound) {
+    EXPECT_EQ(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, 0, nullptr), nullptr);
+    EXPECT_EQ(platform::GetLastError(), fileNotFound);
+}
+
+TEST_F(SubjectSearch, emptyTextFindsNothing) {
+    EXPECT_EQ(namesFoundBySubject(L""), Names{});
+}
+
+TEST_F(SubjectSearch, unknownKindOfSearchReleasesThePreviousOne) {
+    OpenedStore store;
+    HeldContext found = firstIn(store.get());
+    constexpr DWORD byHash = 0x10000;
+    EXPECT_EQ(platform::CertFindCertificateInStore(store.get(), X509_ASN_ENCODING, 0, byHash,
+                                                   nullptr, found.release()),
+              nullptr);
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_TRUE(store.close());
+}
+
+TEST_F(StoreWalk, previousOneWhoseFileIsGoneStillLeadsOn) {
+    const OpenedStore store;
+    HeldContext first = firstIn(store.get());
+    remove("my/a.pem");
+    const OpenedStore newer;
+    const HeldContext second = platform::CertEnumCertificatesInStore(store.get(), first.release());
+    EXPECT_EQ(displayName(second.get()), L"two");
+}
+
+TEST_F(StoreWalk, storeThatWasNeverOpenedIsRefused) {
+    const HCERTSTORE neverOpened = reinterpret_cast<HCERTSTORE>(~ULONG_PTR{0});
+    for (const HCERTSTORE store : {HCERTSTORE{}, neverOpened}) {
+        EXPECT_EQ(platform::CertEnumCertificatesInStore(store, nullptr), nullptr);
+        EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    }
+}
+
+TEST_F(CertCompareCertificate, nullIsTheSameAsNothing) {
+    EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, nullptr));
+}
+
+TEST_F(StoreWalk, previousOneOfAnotherStoreIsRefusedAndReleased) {
+    OpenedStore here;
+    OpenedStore there;
+    HeldContext foreign = firstIn(there.get());
+    EXPECT_EQ(platform::CertEnumCertificatesInStore(here.get(), foreign.release()), nullptr);
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_TRUE(there.close());
+}
+
+} // namespace
+} // namespace VexaSsl::test

@@ -1,0 +1,19 @@
+#include "PlatformFacts.h"
+
+#include "Text.h"
+#include "VexaPlatform/Certificates.h"
+#include "VexaPlatform/Description.h"
+#include <string>
+
+namespace VexaSsl::tool {
+
+PlatformFacts platformFacts() {
+    const platform::Description platform = platform::describePlatform();
+    std::string library = platform.securityLibrary;
+    if (platform.builtFor != library) {
+        library += " (built for " + platform.builtFor + ")";
+    }
+    return {"linux", library, printableText(pathText(platform::certificateFolder()))};
+}
+
+} // namespace VexaSsl::tool
