@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -201,4 +201,4 @@ TEST(LoadedLibrary, fileNameIsWhereTheLoaderFoundIt) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test

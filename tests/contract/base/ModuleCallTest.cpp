@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-namespace VexaSsl::testing {
+namespace VexaSsl::test {
 namespace {
 
 TEST(GetModuleFileNameA, nullModuleIsTheExecutable) {
@@ -53,4 +53,4 @@ TEST(GetFileVersionInfoA, fileThatIsNotThereIsAFailure) {
 }
 
 } // namespace
-} // namespace VexaSsl::testing
+} // namespace VexaSsl::test
