@@ -167,12 +167,13 @@ TEST(ForeignServer, thatSpeaksNoTlsIsRefused) {
 
 TEST(ForeignServer, openSslThatAsksGetsOurCertificate) {
     VEXASSL_NEEDS("openssl");
-    const ForeignServer server =
-        openSslServer("server-rsa", {"-verify", "2", "-verify_return_error", "-rev"});
+    // Its own way to print names differs between versions.
+    const ForeignServer server = openSslServer(
+        "server-rsa", {"-verify", "2", "-verify_return_error", "-rev", "-nameopt", "RFC2253"});
     Peer client = dial(server.port, Settings::clientSending(pki::client));
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
-    EXPECT_TRUE(server.program->shows("CN = client.test")) << server.program->output();
+    EXPECT_TRUE(server.program->shows("CN=client.test")) << server.program->output();
 }
 
 TEST(ForeignServer, openSslThatAsksGoesOnWithoutOurCertificate) {
