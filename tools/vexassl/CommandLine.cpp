@@ -18,6 +18,14 @@ namespace VexaSsl::tool {
 
 namespace {
 
+// Returns what is wrong with a number, or nothing. CLI11's own text differs between its versions.
+std::string rangeError(const std::string& text, unsigned lowest, unsigned highest) {
+    return CLI::Range(lowest, highest)(text).empty()
+               ? ""
+               : "Value " + text + " not in range " + std::to_string(lowest) + " to " +
+                     std::to_string(highest);
+}
+
 // Binds a flag's target, by its type.
 struct Adder {
     CLI::App& command;
@@ -28,7 +36,9 @@ struct Adder {
     }
     CLI::Option* operator()(unsigned* target) const {
         return command.add_option(flag.name, *target, flag.text)
-            ->check(CLI::Range(flag.lowest, flag.highest));
+            ->check([lowest = flag.lowest, highest = flag.highest](const std::string& text) {
+                return rangeError(text, lowest, highest);
+            });
     }
     // A script's variable that isn't set must not look like a flag that isn't given.
     CLI::Option* operator()(std::string* target) const {
