@@ -81,6 +81,29 @@ std::string dovecotUsers() {
            "\ndefault_login_user = " + user + "\nservice anvil {\n chroot =\n}\n";
 }
 
+// Version 2.4 has other names for settings, and reads no file that doesn't begin with a version.
+bool isDovecotBefore24() {
+    Command version({"/usr/sbin/dovecot", "--version"});
+    version.exitStatus();
+    return version.output().starts_with("2.3.");
+}
+
+std::string settingsOfDovecot23(const fs::path& home) {
+    return "ssl_cert = <" + certificate() + "\nssl_key = <" + key() +
+           "\npassdb {\n driver = static\n args = password=secret\n}\n"
+           "userdb {\n driver = static\n args = home=" +
+           home.string() + "\n}\n";
+}
+
+std::string settingsOfDovecot24(const fs::path& home) {
+    return "dovecot_config_version = 2.4.0\ndovecot_storage_version = 2.4.0\n"
+           "ssl_server_cert_file = " +
+           certificate() + "\nssl_server_key_file = " + key() +
+           "\npassdb static {\n password = secret\n}\n"
+           "userdb static {\n fields {\n  home = " +
+           home.string() + "\n }\n}\n";
+}
+
 std::string dovecotProtocols() {
     std::string protocols;
     for (const char* name : {"imap", "pop3", "submission"}) {
@@ -126,13 +149,11 @@ ForeignMailServer::ForeignMailServer() : ports{freePort(), freePort(), freePort(
     const fs::path folder = freshFolder();
     const fs::path configuration = folder / "dovecot.conf";
     std::ofstream stream(configuration);
-    stream << "base_dir = " << (folder / "run").string()
+    stream << (isDovecotBefore24() ? settingsOfDovecot23(folder) : settingsOfDovecot24(folder))
+           << "base_dir = " << (folder / "run").string()
            << "\nstate_dir = " << (folder / "state").string()
            << "\nlog_path = /dev/stderr\nlisten = 127.0.0.1\nprotocols =" << dovecotProtocols()
-           << "\nssl = yes\nssl_cert = <" << certificate() << "\nssl_key = <" << key()
-           << "\nhostname = localhost\nsubmission_relay_host = 127.0.0.1\n"
-           << "passdb {\n driver = static\n args = password=secret\n}\n"
-           << "userdb {\n driver = static\n args = home=" << folder.string() << "\n}\n"
+           << "\nssl = yes\nhostname = localhost\nsubmission_relay_host = 127.0.0.1\n"
            << dovecotUsers() << dovecotListener("imap", ports[1])
            << dovecotListener("pop3", ports[2]);
     stream << "service submission-login {\n chroot =\n inet_listener submission {\n  port = "
