@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -78,18 +76,14 @@ TEST(Certificates, keysAtFaultAreToldApart) {
 }
 
 // The superuser may read every file, so another user is asked.
-TEST(Certificates, keyOfAnotherAccountIsNotUsable) {
+TEST(Certificates, keyThatThisAccountMayNotReadIsNotUsable) {
     namespace fs = std::filesystem;
     const OwnCertificates own;
     own.put("one.pem", contents(pki::file("server-rsa", "cert")));
     own.put("one.key", contents(pki::file("server-rsa", "key")));
     fs::permissions(own.folder / "my" / "one.key", fs::perms::none);
-    fs::permissions(own.folder.parent_path(), fs::perms::others_exec, fs::perm_options::add);
-    const Words asNobody =
-        ::geteuid() == 0 ? Words{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}
-                         : Words{};
-    Command command(asNobody + Words{VEXASSL_TOOL, "certificates", "--json", "--certificates",
-                                     own.folder.string()});
+    Command command(boundByPermissions() + Words{VEXASSL_TOOL, "certificates", "--json",
+                                                 "--certificates", own.folder.string()});
     const Outcome outcome = runToEnd(command);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("\"key\":\"unreadable\""));

@@ -29,7 +29,7 @@ TEST(CheckFindings, blankLineInsideASectionIsNamed) {
     const Outcome outcome = checked(files.ini);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(linesWith(outcome, "blank-line-in-section", files.store), ElementsAre(5));
-    EXPECT_THAT(findings(outcome, "blank-line-in-section")[0], HasSubstr("[Secure] of line 3"));
+    EXPECT_THAT(firstFinding(outcome, "blank-line-in-section"), HasSubstr("[Secure] of line 3"));
     EXPECT_THAT(linesWith(outcome, "key-outside-section", files.store), ElementsAre(6));
 }
 
@@ -72,7 +72,7 @@ TEST(CheckFindings, lineThatIsTooLong) {
                            std::string(19999, 'v') + "\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "line-too-long", files.store), ElementsAre(5));
-    EXPECT_THAT(findings(outcome, "line-too-long")[0], HasSubstr("a line of 20001 characters"));
+    EXPECT_THAT(firstFinding(outcome, "line-too-long"), HasSubstr("a line of 20001 characters"));
 }
 
 TEST(CheckFindings, lineWithoutEffect) {
@@ -85,10 +85,10 @@ TEST(CheckFindings, unknownOptionWithTheNearestKnownOne) {
                            "[Secure]\nUseEncription=True\nServerCertificateName=a\nColour=red\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "unknown-option", files.store), ElementsAre(4, 5, 6));
-    const auto found = findings(outcome, "unknown-option");
-    EXPECT_THAT(found[0], HasSubstr("did you mean [UseEncryption]?"));
-    EXPECT_THAT(found[1], HasSubstr("did you mean [ServerCertificateToSendName]?"));
-    EXPECT_THAT(found[2], testing::Not(HasSubstr("did you mean")));
+    EXPECT_THAT(findings(outcome, "unknown-option"),
+                ElementsAre(HasSubstr("did you mean [UseEncryption]?"),
+                            HasSubstr("did you mean [ServerCertificateToSendName]?"),
+                            testing::Not(HasSubstr("did you mean"))));
 }
 
 TEST(CheckFindings, unknownKeyInTheIniFile) {
@@ -103,7 +103,7 @@ TEST(CheckFindings, sectionDefinedTwiceWhateverItsCase) {
                            "[Secure]\nUseEncryption=True\n[SECURE]\nInjectLogLayers=True\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "section-defined-twice", files.store), ElementsAre(5));
-    EXPECT_THAT(findings(outcome, "section-defined-twice")[0], HasSubstr("line 3"));
+    EXPECT_THAT(firstFinding(outcome, "section-defined-twice"), HasSubstr("line 3"));
     EXPECT_THAT(outcome.output, testing::ContainsRegex("UseEncryption +False +default"));
 }
 
@@ -139,7 +139,7 @@ TEST(CheckFindings, internalNameThatCannotBeOpportunistic) {
     EXPECT_THAT(linesWith(checked(files.ini), "internal-name", files.store), ElementsAre(3));
     const Outcome asked = runTool({"check", "--ini", files.ini.string(), "--connection", "QLT"});
     EXPECT_EQ(asked.status, 1) << asked.errors;
-    EXPECT_THAT(findings(asked, "start-refused")[0],
+    EXPECT_THAT(firstFinding(asked, "start-refused"),
                 HasSubstr("Internal connection name [QLT] does not support OTLS"));
 }
 
@@ -169,7 +169,7 @@ TEST(CheckFindings, entryOfDefaultIsOnlyWorthANote) {
     const Configured files("[Connections]\nDefault=Secure\n[Secure]\nUseEncryption=False\n");
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
-    EXPECT_THAT(findings(outcome, "default-entry")[0], HasSubstr("note: "));
+    EXPECT_THAT(firstFinding(outcome, "default-entry"), HasSubstr("note: "));
 }
 
 TEST(CheckFindings, blanksAroundANameOrAValue) {
@@ -178,7 +178,8 @@ TEST(CheckFindings, blanksAroundANameOrAValue) {
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "blanks-around-key", files.store), ElementsAre(4));
     EXPECT_THAT(linesWith(outcome, "blanks-around-value", files.store), ElementsAre(5));
-    EXPECT_THAT(findings(outcome, "unknown-option")[0], HasSubstr("did you mean [UseEncryption]?"));
+    EXPECT_THAT(firstFinding(outcome, "unknown-option"),
+                HasSubstr("did you mean [UseEncryption]?"));
 }
 
 TEST(CheckFindings, blanksAndCommasAroundTheNamesOfClients) {
@@ -186,9 +187,8 @@ TEST(CheckFindings, blanksAndCommasAroundTheNamesOfClients) {
                            "[Secure]\nAcceptableClientCertificateToReceiveNames=a, b,,c,d\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "odd-client-name", files.store), ElementsAre(4, 4));
-    const auto found = findings(outcome, "odd-client-name");
-    EXPECT_THAT(found[0], HasSubstr("[ b]"));
-    EXPECT_THAT(found[1], HasSubstr("[,c]"));
+    EXPECT_THAT(findings(outcome, "odd-client-name"),
+                ElementsAre(HasSubstr("[ b]"), HasSubstr("[,c]")));
 }
 
 TEST(CheckFindings, byteOrderMark) {

@@ -8,7 +8,6 @@
 #include <filesystem>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace VexaSsl::test {
 namespace {
@@ -107,7 +106,7 @@ TEST(Check, missingCertificateThatWasAskedForFails) {
         storeWith("UseEncryption=True\nServerCertificateToSendName=nobody at all\n"));
     const Outcome outcome = checked(files.ini);
     EXPECT_EQ(outcome.status, 7) << outcome.errors;
-    EXPECT_THAT(findings(outcome, "own-certificate")[0],
+    EXPECT_THAT(firstFinding(outcome, "own-certificate"),
                 HasSubstr("Was not able to find a certificate with the name [nobody at all]"));
 }
 
@@ -131,22 +130,13 @@ TEST(Check, storeThatCannotBeOpenedIsTheCause) {
     const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=one.test\n"));
     const OwnCertificates own;
     fs::permissions(own.folder / "my", fs::perms::none);
-    for (const fs::path& path : {own.folder, own.folder.parent_path()}) {
-        fs::permissions(path, fs::perms::others_exec, fs::perm_options::add);
-    }
-    for (const fs::path& file : {files.store, files.ini}) {
-        fs::permissions(file, fs::perms::others_read, fs::perm_options::add);
-    }
-    const Words asNobody =
-        ::geteuid() == 0 ? Words{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}
-                         : Words{};
-    const Words check =
-        asNobody + Words{VEXASSL_TOOL,   "check",  "--ini",          files.ini.string(),
-                         "--connection", "Tested", "--certificates", own.folder.string()};
+    const Words check = boundByPermissions() +
+                        Words{VEXASSL_TOOL,   "check",  "--ini",          files.ini.string(),
+                              "--connection", "Tested", "--certificates", own.folder.string()};
     Command prose(check);
     const Outcome told = runToEnd(prose);
     EXPECT_EQ(told.status, 7) << told.errors;
-    EXPECT_THAT(findings(told, "own-certificate")[0],
+    EXPECT_THAT(firstFinding(told, "own-certificate"),
                 HasSubstr("as a server: no usable certificate and key: CertOpenStore failed with: "
                           "5 ("));
     Command json(check + Words{"--json"});
@@ -237,7 +227,7 @@ TEST(Check, severalCertificatesOfTheNameAreWorthANote) {
         storeWith("UseEncryption=True\nServerCertificateToSendName=case client\n"));
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
-    EXPECT_THAT(findings(outcome, "several-certificates")[0],
+    EXPECT_THAT(firstFinding(outcome, "several-certificates"),
                 ContainsRegex("as a server: [0-9]+ certificates have the name; the last one"));
 }
 
@@ -254,7 +244,7 @@ TEST(Check, certificateThatIsNotYetValidIsAWarning) {
         storeWith("UseEncryption=True\nServerCertificateToSendName=" + pki::notYetValid + "\n"));
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 20) << outcome.errors;
-    EXPECT_THAT(findings(outcome, "certificate-not-yet-valid")[0],
+    EXPECT_THAT(firstFinding(outcome, "certificate-not-yet-valid"),
                 HasSubstr("as a server: the certificate of"));
     EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(0));
 }

@@ -33,6 +33,11 @@ std::vector<std::string> findings(const Outcome& outcome, const std::string& ide
     return found;
 }
 
+std::string firstFinding(const Outcome& outcome, const std::string& identifier) {
+    const std::vector<std::string> found = findings(outcome, identifier);
+    return found.empty() ? "" : found.front();
+}
+
 std::vector<int> linesWith(const Outcome& outcome, const std::string& identifier,
                            const std::filesystem::path& file) {
     std::vector<int> numbers;

@@ -24,6 +24,8 @@ Outcome checked(const std::filesystem::path& ini, const Words& more = {});
 
 // The lines of stderr that are findings of this identifier, "FILE:LINE: warning: TEXT".
 std::vector<std::string> findings(const Outcome& outcome, const std::string& identifier);
+// The first of them, or nothing.
+std::string firstFinding(const Outcome& outcome, const std::string& identifier);
 // The numbers of the lines of a file that have a finding of this identifier.
 std::vector<int> linesWith(const Outcome& outcome, const std::string& identifier,
                            const std::filesystem::path& file);

@@ -6,6 +6,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <unistd.h>
+
 namespace VexaSsl::test {
 
 namespace {
@@ -82,6 +84,11 @@ Outcome runToEnd(Command& command) {
 Outcome runTool(const Words& arguments, const Command::Input& input) {
     Command command(tool + arguments, input);
     return runToEnd(command);
+}
+
+Words boundByPermissions() {
+    return ::geteuid() == 0 ? Words{"setpriv", "--bounding-set=-dac_override,-dac_read_search"}
+                            : Words{};
 }
 
 int failureLines(const std::string& errors) {

@@ -60,6 +60,10 @@ struct Outcome {
 Outcome runTool(const Words& arguments, const Command::Input& input = Command::Input::none());
 Outcome runToEnd(Command& command);
 
+// What goes before a command that must not read files without permission. Root reads every file, so
+// these words take that capability away from it; it stays the owner of what the test made.
+Words boundByPermissions();
+
 // How many lines of stderr are the tool's own: a failure is exactly one.
 int failureLines(const std::string& errors);
 
