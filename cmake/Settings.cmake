@@ -26,8 +26,10 @@ if(MSVC)
   add_compile_options(/utf-8 /EHsc /Zc:__cplusplus /permissive-)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
+  # A constructor's parameter may have the name of the member it initialises. Clang's -Wshadow allows
+  # that; GCC's doesn't.
   target_compile_options(vexassl_warnings INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+    -Wall -Wextra -Wpedantic -Wconversion $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 endif()
 # Not inside another project, whose compiler may know warnings that nobody has seen here.
 if(PROJECT_IS_TOP_LEVEL)
