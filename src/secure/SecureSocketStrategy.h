@@ -46,11 +46,15 @@ public:
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override;
 
-    // Readiness.cpp
+    // ConnectionSetup.cpp
     int connect(SOCKET s, const sockaddr* name, int namelen) noexcept override;
     SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept override;
+
+    // Select.cpp
     int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                const timeval* timeout) noexcept override;
+
+    // ConnectionSetup.cpp
     int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints,
                     addrinfo** res) noexcept override;
     int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename, const ADDRINFOW* hints,
@@ -71,7 +75,7 @@ public:
                 LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept override;
     int completeWSARecv(int status, DWORD* bytesTransferred, void* context) noexcept override;
 
-    // Readiness.cpp
+    // ConnectionSetup.cpp
     int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 

@@ -11,16 +11,16 @@ constexpr SOCKET connection = test::SecureStage<>::connection;
 constexpr SOCKET listener = test::SecureStage<>::listener;
 constexpr int untouched = 4711;
 
-class Readiness : public testing::Test {
+class SecureSetup : public testing::Test {
 protected:
-    Readiness() { stage.make(); }
+    SecureSetup() { stage.make(); }
 
     test::SecureStage<> stage;
 };
 
-class ReadinessAccept : public Readiness {
+class SecureAccept : public SecureSetup {
 protected:
-    ReadinessAccept() {
+    SecureAccept() {
         stage.lower->onAccept = [](SOCKET, sockaddr*, int*) { return connection; };
         stage.platform.GetNameInfoW = [](const sockaddr*, int, wchar_t* node, DWORD, wchar_t*,
                                          DWORD, int) {
@@ -32,7 +32,7 @@ protected:
     }
 };
 
-TEST_F(ReadinessAccept, securesTheAcceptedSocketAsServer) {
+TEST_F(SecureAccept, securesTheAcceptedSocketAsServer) {
     sockaddr address{};
     int length = 16;
     stage.lower->onAccept = [&](SOCKET s, sockaddr* a, int* l) {
@@ -48,14 +48,14 @@ TEST_F(ReadinessAccept, securesTheAcceptedSocketAsServer) {
     EXPECT_EQ(stage.strategy->record->targetName, L"p");
 }
 
-TEST_F(ReadinessAccept, withoutAnAddressThePeersNameIsEmpty) {
+TEST_F(SecureAccept, withoutAnAddressThePeersNameIsEmpty) {
     EXPECT_EQ(stage.strategy->accept(listener, nullptr, nullptr), connection);
     ASSERT_NE(stage.strategy->record, nullptr);
     EXPECT_EQ(stage.strategy->record->targetName, L"");
     EXPECT_EQ(stage.platformCalls("GetNameInfoW"), 0);
 }
 
-TEST_F(ReadinessAccept, failedNameLookUpGoesOnWithoutAName) {
+TEST_F(SecureAccept, failedNameLookUpGoesOnWithoutAName) {
     stage.platform.GetNameInfoW = [](auto...) { return -1; };
     sockaddr address{};
     int length = 16;
@@ -64,7 +64,7 @@ TEST_F(ReadinessAccept, failedNameLookUpGoesOnWithoutAName) {
     EXPECT_EQ(stage.strategy->record->targetName, L"");
 }
 
-TEST_F(ReadinessAccept, failedLowerAcceptIsRememberedAsNoSocket) {
+TEST_F(SecureAccept, failedLowerAcceptIsRememberedAsNoSocket) {
     stage.strategy->accept(listener, nullptr, nullptr);
     SecureSocketRecord* const record = stage.strategy->record.get();
     stage.forget();
@@ -76,14 +76,14 @@ TEST_F(ReadinessAccept, failedLowerAcceptIsRememberedAsNoSocket) {
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
 }
 
-TEST_F(ReadinessAccept, whileServingAbandonsTheEarlierRecord) {
+TEST_F(SecureAccept, whileServingAbandonsTheEarlierRecord) {
     stage.strategy->accept(listener, nullptr, nullptr);
     stage.arrive("client hello");
     stage.strategy->accept(listener, nullptr, nullptr);
     EXPECT_EQ(stage.deleted, (std::vector<ULONG_PTR>{1}));
 }
 
-class ReadinessAcceptEx : public Readiness {
+class SecureAcceptEx : public SecureSetup {
 protected:
     BOOL acceptEx(DWORD receiveDataLength) {
         return stage.strategy->AcceptEx(listener, connection, buffer, receiveDataLength, 32, 33,
@@ -95,7 +95,7 @@ protected:
     OVERLAPPED overlapped{};
 };
 
-TEST_F(ReadinessAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {
+TEST_F(SecureAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {
     stage.lower->onAcceptEx = [&](SOCKET l, SOCKET a, void* output, DWORD initial, DWORD local,
                                   DWORD remote, DWORD* bytes, OVERLAPPED* state) {
         EXPECT_EQ(l, listener);
@@ -116,7 +116,7 @@ TEST_F(ReadinessAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {
     EXPECT_EQ(acceptEx(0), TRUE);
 }
 
-TEST_F(ReadinessAcceptEx, withAnInitialReadIsRefusedYetTheSocketIsRemembered) {
+TEST_F(SecureAcceptEx, withAnInitialReadIsRefusedYetTheSocketIsRemembered) {
     EXPECT_EQ(acceptEx(1), FALSE);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_EQ(stage.strategy->socket, connection);
@@ -131,7 +131,7 @@ TEST_F(ReadinessAcceptEx, withAnInitialReadIsRefusedYetTheSocketIsRemembered) {
     EXPECT_NE(stage.strategy->record, nullptr);
 }
 
-TEST_F(ReadinessAcceptEx, completionRunsTheServersHandshakeWithoutAName) {
+TEST_F(SecureAcceptEx, completionRunsTheServersHandshakeWithoutAName) {
     stage.lower->onAcceptEx = [](auto...) { return FALSE; };
     acceptEx(0);
     stage.arrive("client hello");
@@ -143,14 +143,14 @@ TEST_F(ReadinessAcceptEx, completionRunsTheServersHandshakeWithoutAName) {
     EXPECT_EQ(stage.lowerCalls("completeAcceptEx"), 0);
 }
 
-TEST_F(ReadinessAcceptEx, completionOnAFreshStrategyFailsWithoutALine) {
+TEST_F(SecureAcceptEx, completionOnAFreshStrategyFailsWithoutALine) {
     EXPECT_EQ(stage.strategy->completeAcceptEx(), SOCKET_ERROR);
     EXPECT_EQ(stage.platform.lastError, WSAECONNABORTED);
     EXPECT_TRUE(stage.log.lines.empty());
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 
-TEST_F(Readiness, wsaAcceptIsRefusedAndLeavesTheLastError) {
+TEST_F(SecureSetup, wsaAcceptIsRefusedAndLeavesTheLastError) {
     stage.platform.lastError = untouched;
     EXPECT_EQ(stage.strategy->WSAAccept(listener, nullptr, nullptr, nullptr, 0), INVALID_SOCKET);
     EXPECT_EQ(stage.platform.lastError, untouched);
@@ -159,7 +159,7 @@ TEST_F(Readiness, wsaAcceptIsRefusedAndLeavesTheLastError) {
     EXPECT_TRUE(stage.log.lines.empty());
 }
 
-TEST_F(Readiness, wsaConnectIsRefusedAndLeavesTheLastError) {
+TEST_F(SecureSetup, wsaConnectIsRefusedAndLeavesTheLastError) {
     stage.platform.lastError = untouched;
     EXPECT_EQ(
         stage.strategy->WSAConnect(connection, nullptr, 0, nullptr, nullptr, nullptr, nullptr),

@@ -23,9 +23,9 @@ std::vector<SOCKET> shown(const fd_set& set) {
     return {set.fd_array, set.fd_array + set.fd_count};
 }
 
-class ReadinessSelect : public testing::Test {
+class SecureSelect : public testing::Test {
 protected:
-    ReadinessSelect() {
+    SecureSelect() {
         stage.makeConnected();
         stage.lower->onSelect = [this](int nfds, fd_set* r, fd_set* w, fd_set* e,
                                        const timeval* t) {
@@ -50,7 +50,7 @@ protected:
     int lowerResult = 0;
 };
 
-TEST_F(ReadinessSelect, withoutAReadSetPassesThroughInSilence) {
+TEST_F(SecureSelect, withoutAReadSetPassesThroughInSilence) {
     stage.holdPlain("data");
     fd_set set = setOf({9});
     writable = &set;
@@ -60,7 +60,7 @@ TEST_F(ReadinessSelect, withoutAReadSetPassesThroughInSilence) {
     EXPECT_TRUE(stage.log.lines.empty());
 }
 
-TEST_F(ReadinessSelect, withoutTheStrategysSocketPassesThroughAfterAWarning) {
+TEST_F(SecureSelect, withoutTheStrategysSocketPassesThroughAfterAWarning) {
     stage.holdPlain("data");
     fd_set set = setOf({9});
     lowerResult = 1;
@@ -72,7 +72,7 @@ TEST_F(ReadinessSelect, withoutTheStrategysSocketPassesThroughAfterAWarning) {
                                      L"associated with this security context"}}));
 }
 
-TEST_F(ReadinessSelect, socketIsToldAsAnUnsignedNumber) {
+TEST_F(SecureSelect, socketIsToldAsAnUnsignedNumber) {
     stage.strategy->socket = INVALID_SOCKET;
     fd_set set = setOf({9});
     select(&set);
@@ -82,7 +82,7 @@ TEST_F(ReadinessSelect, socketIsToldAsAnUnsignedNumber) {
               L"with this security context");
 }
 
-TEST_F(ReadinessSelect, plaintextInHandIsReadyAtOnce) {
+TEST_F(SecureSelect, plaintextInHandIsReadyAtOnce) {
     stage.holdPlain("data");
     fd_set set = setOf({connection});
     EXPECT_EQ(select(&set), 1);
@@ -91,7 +91,7 @@ TEST_F(ReadinessSelect, plaintextInHandIsReadyAtOnce) {
     EXPECT_EQ(shown(set), (std::vector<SOCKET>{connection}));
 }
 
-TEST_F(ReadinessSelect, recordInHandIsDecryptedToFindOut) {
+TEST_F(SecureSelect, recordInHandIsDecryptedToFindOut) {
     stage.hold(stage.cipher.seal("data"));
     fd_set set = setOf({connection});
     EXPECT_EQ(select(&set), 1);
@@ -99,7 +99,7 @@ TEST_F(ReadinessSelect, recordInHandIsDecryptedToFindOut) {
     EXPECT_EQ(stage.lowerCalls("select"), 0);
 }
 
-TEST_F(ReadinessSelect, plaintextIsntAddedToWhileSomeIsHeld) {
+TEST_F(SecureSelect, plaintextIsntAddedToWhileSomeIsHeld) {
     stage.holdPlain("data");
     stage.hold(stage.cipher.seal("more"));
     fd_set set = setOf({connection});
@@ -107,7 +107,7 @@ TEST_F(ReadinessSelect, plaintextIsntAddedToWhileSomeIsHeld) {
     EXPECT_EQ(stage.cipher.decryptCalls, 0);
 }
 
-TEST_F(ReadinessSelect, otherSocketIsAskedForAndNotReady) {
+TEST_F(SecureSelect, otherSocketIsAskedForAndNotReady) {
     stage.holdPlain("data");
     fd_set set = setOf({connection, 9});
     stage.lower->onSelect = [&](int, fd_set* r, fd_set*, fd_set*, const timeval* t) {
@@ -122,7 +122,7 @@ TEST_F(ReadinessSelect, otherSocketIsAskedForAndNotReady) {
     EXPECT_EQ(set.fd_count, 0U) << "counted, not shown";
 }
 
-TEST_F(ReadinessSelect, otherSocketIsAskedForAndReady) {
+TEST_F(SecureSelect, otherSocketIsAskedForAndReady) {
     stage.holdPlain("data");
     fd_set set = setOf({9, connection, 11});
     lowerResult = 2;
@@ -132,7 +132,7 @@ TEST_F(ReadinessSelect, otherSocketIsAskedForAndReady) {
     EXPECT_EQ(stage.platform.lastError, untouched);
 }
 
-TEST_F(ReadinessSelect, writeSetMakesTheLowerSelectSeeAnEmptyReadSet) {
+TEST_F(SecureSelect, writeSetMakesTheLowerSelectSeeAnEmptyReadSet) {
     stage.holdPlain("data");
     fd_set set = setOf({connection});
     fd_set writing = setOf({connection});
@@ -143,7 +143,7 @@ TEST_F(ReadinessSelect, writeSetMakesTheLowerSelectSeeAnEmptyReadSet) {
     EXPECT_EQ(stage.lowerCalls("select"), 1);
 }
 
-TEST_F(ReadinessSelect, exceptionSetGoesToTheLowerSelectToo) {
+TEST_F(SecureSelect, exceptionSetGoesToTheLowerSelectToo) {
     stage.holdPlain("data");
     fd_set set = setOf({connection});
     fd_set excepting = setOf({connection});
@@ -152,7 +152,7 @@ TEST_F(ReadinessSelect, exceptionSetGoesToTheLowerSelectToo) {
     EXPECT_EQ(stage.lowerCalls("select"), 1);
 }
 
-TEST_F(ReadinessSelect, failedLowerSelectIsTheResultEvenWithPlaintext) {
+TEST_F(SecureSelect, failedLowerSelectIsTheResultEvenWithPlaintext) {
     stage.holdPlain("data");
     fd_set set = setOf({connection, 9});
     lowerResult = SOCKET_ERROR;
@@ -161,7 +161,7 @@ TEST_F(ReadinessSelect, failedLowerSelectIsTheResultEvenWithPlaintext) {
     EXPECT_EQ(shown(set), (std::vector<SOCKET>{9}));
 }
 
-TEST_F(ReadinessSelect, halfRecordLeavesTheDecisionToTheLowerSelect) {
+TEST_F(SecureSelect, halfRecordLeavesTheDecisionToTheLowerSelect) {
     stage.hold(stage.cipher.seal("data").substr(0, 9));
     fd_set set = setOf({connection});
     lowerResult = 0;
@@ -173,7 +173,7 @@ TEST_F(ReadinessSelect, halfRecordLeavesTheDecisionToTheLowerSelect) {
     EXPECT_EQ(select(&set), 1);
 }
 
-TEST_F(ReadinessSelect, nothingHeldPassesThroughWithTheSetsAsTheyWere) {
+TEST_F(SecureSelect, nothingHeldPassesThroughWithTheSetsAsTheyWere) {
     fd_set set = setOf({9, connection});
     lowerResult = 2;
     EXPECT_EQ(select(&set), 2);
@@ -181,7 +181,7 @@ TEST_F(ReadinessSelect, nothingHeldPassesThroughWithTheSetsAsTheyWere) {
     EXPECT_EQ(stage.platform.lastError, untouched);
 }
 
-TEST_F(ReadinessSelect, spoiledCiphertextFailsWithoutACodeOrABreak) {
+TEST_F(SecureSelect, spoiledCiphertextFailsWithoutACodeOrABreak) {
     for (const auto kind : {ToyCipher::Kind::Closure, ToyCipher::Kind::Renegotiation,
                             ToyCipher::Kind::Garbage, ToyCipher::Kind::Altered}) {
         stage.hold(stage.cipher.seal("", kind));
@@ -193,7 +193,7 @@ TEST_F(ReadinessSelect, spoiledCiphertextFailsWithoutACodeOrABreak) {
     }
 }
 
-TEST_F(ReadinessSelect, exceptionsAreLoggedUnderTheirPrefixes) {
+TEST_F(SecureSelect, exceptionsAreLoggedUnderTheirPrefixes) {
     for (const auto kind :
          {ToyCipher::Kind::Failing, ToyCipher::Kind::Exhausting, ToyCipher::Kind::Odd}) {
         stage.hold(stage.cipher.seal("", kind));

@@ -1,34 +1,23 @@
-// SecureSocketStrategy: how a connection comes about, and readiness for reading.
+// SecureSocketStrategy: name resolution, connecting and accepting.
 #include "VexaSsl/TextConversion.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/Winsock.h"
 #include "secure/OperationGuard.h"
-#include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"
 
-#include <algorithm>
 #include <string>
 
 namespace VexaSsl {
 
 namespace {
 
-// What a look-up without a node name asks for.
+// What a lookup without a node name asks for.
 constexpr const wchar_t* localHostName = L"localhost";
 
 // The list that the lower look-up made is in the host's hands by now although the look-up is
 // reported as failed.
 int lookUpFailure(Interruption kind) {
     return kind == Interruption::OutOfMemory ? WSA_NOT_ENOUGH_MEMORY : -1;
-}
-
-void removeFirst(SOCKET s, fd_set& set) {
-    SOCKET* const end = set.fd_array + set.fd_count;
-    SOCKET* const found = std::find(set.fd_array, end, s);
-    if (found != end) {
-        std::copy(found + 1, end, found);
-        --set.fd_count;
-    }
 }
 
 } // namespace
@@ -136,64 +125,6 @@ int SecureSocketStrategy::GetAddrInfoW(const wchar_t* nodename, const wchar_t* s
         return outcome;
     };
     return guardOperation(log, otherExceptionPrefix, body, nothingFirst, lookUpFailure);
-}
-
-int SecureSocketStrategy::select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
-                                 const timeval* timeout) noexcept {
-    return guardOperation(
-        log, L"Can't call select: ",
-        [&] { return selectWithRecord(nfds, readfds, writefds, exceptfds, timeout); }, nothingFirst,
-        [](Interruption) { return SOCKET_ERROR; });
-}
-
-// The system knows neither of plaintext that is waiting here nor that what it reports as readable
-// may be less than a record, so the record is asked first.
-// Result: as the lower select's, with the connection's socket counted as readable when plaintext is
-// waiting; SOCKET_ERROR without an error code when the ciphertext held can't be decrypted (no
-// breakpoint here, unlike recv). A half record counts for nothing: the lower select decides, and
-// when it reports the socket a recv may still block for the rest of the record.
-int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* writefds,
-                                           fd_set* exceptfds, const timeval* timeout) {
-    const auto passThrough = [&] {
-        return underlyingStrategy->select(nfds, readfds, writefds, exceptfds, timeout);
-    };
-    if (readfds == nullptr) {
-        return passThrough();
-    }
-    if (platform::__WSAFDIsSet(socket, readfds) == 0) {
-        log.log(Severity::Warning, L"::select() is not being called for the socket [" +
-                                       std::to_wstring(socket) +
-                                       L"] associated with this security context");
-        return passThrough();
-    }
-    DWORD gained = 0;
-    if (record->plainBytes.empty() && !isUsable(record->decryptAvailable(1, gained))) {
-        return SOCKET_ERROR;
-    }
-    if (record->plainBytes.empty()) {
-        return passThrough();
-    }
-    if (readfds->fd_count <= 1 && writefds == nullptr && exceptfds == nullptr) {
-        platform::WSASetLastError(0);
-        return 1; // the set still shows the socket
-    }
-    return selectBesidePlaintext(nfds, *readfds, writefds, exceptfds, timeout);
-}
-
-// The other sets and sockets are asked below, which may wait for the whole time-out although the
-// connection's socket is ready. That socket is counted in the result but gone from readfds: a host
-// that looks at the set only would miss it.
-int SecureSocketStrategy::selectBesidePlaintext(int nfds, fd_set& readfds, fd_set* writefds,
-                                                fd_set* exceptfds, const timeval* timeout) {
-    removeFirst(socket, readfds);
-    const int others = underlyingStrategy->select(nfds, &readfds, writefds, exceptfds, timeout);
-    if (others == SOCKET_ERROR) {
-        return SOCKET_ERROR;
-    }
-    if (others == 0) {
-        platform::WSASetLastError(0);
-    }
-    return others + 1;
 }
 
 } // namespace VexaSsl

@@ -11,16 +11,16 @@ using test::LogLine;
 
 constexpr SOCKET connection = test::SecureStage<>::connection;
 
-class Readiness : public testing::Test {
+class SecureSetup : public testing::Test {
 protected:
-    Readiness() { stage.make(); }
+    SecureSetup() { stage.make(); }
 
     test::SecureStage<> stage;
 };
 
-class ReadinessNames : public Readiness {};
+class SecureNameResolution : public SecureSetup {};
 
-TEST_F(ReadinessNames, argumentsAndResultOfGetaddrinfoPassThrough) {
+TEST_F(SecureNameResolution, argumentsAndResultOfGetaddrinfoPassThrough) {
     addrinfo hints{};
     addrinfo* list = nullptr;
     stage.lower->onGetaddrinfo = [&](const char* node, const char* service, const addrinfo* h,
@@ -36,13 +36,13 @@ TEST_F(ReadinessNames, argumentsAndResultOfGetaddrinfoPassThrough) {
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
 }
 
-TEST_F(ReadinessNames, wideNamesAreKeptAsTheyStand) {
+TEST_F(SecureNameResolution, wideNamesAreKeptAsTheyStand) {
     EXPECT_EQ(stage.strategy->GetAddrInfoW(L"p\u00e9er", L"https", nullptr, nullptr), 0);
     EXPECT_EQ(stage.strategy->remoteHostName, L"p\u00e9er");
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
 }
 
-TEST_F(ReadinessNames, missingNodeNameMeansLocalhost) {
+TEST_F(SecureNameResolution, missingNodeNameMeansLocalhost) {
     stage.strategy->getaddrinfo(nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(stage.strategy->remoteHostName, L"localhost");
     stage.strategy->remoteHostName.clear();
@@ -50,7 +50,7 @@ TEST_F(ReadinessNames, missingNodeNameMeansLocalhost) {
     EXPECT_EQ(stage.strategy->remoteHostName, L"localhost");
 }
 
-TEST_F(ReadinessNames, missingServiceNameKeepsTheEarlierOne) {
+TEST_F(SecureNameResolution, missingServiceNameKeepsTheEarlierOne) {
     stage.strategy->getaddrinfo("peer", "https", nullptr, nullptr);
     stage.strategy->getaddrinfo(nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
@@ -58,7 +58,7 @@ TEST_F(ReadinessNames, missingServiceNameKeepsTheEarlierOne) {
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
 }
 
-TEST_F(ReadinessNames, failedLookUpChangesNothing) {
+TEST_F(SecureNameResolution, failedLookUpChangesNothing) {
     stage.strategy->getaddrinfo("peer", "https", nullptr, nullptr);
     stage.lower->onGetaddrinfo = [](auto...) { return WSAHOST_NOT_FOUND; };
     stage.lower->onGetAddrInfoW = [](auto...) { return WSAHOST_NOT_FOUND; };
@@ -68,7 +68,7 @@ TEST_F(ReadinessNames, failedLookUpChangesNothing) {
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
 }
 
-TEST_F(ReadinessNames, exhaustedMemoryGivesEightAlthoughTheListIsMade) {
+TEST_F(SecureNameResolution, exhaustedMemoryGivesEightAlthoughTheListIsMade) {
     stage.platform.MultiByteToWideChar = [again = stage.platform.MultiByteToWideChar,
                                           first = true](auto... arguments) mutable {
         return std::exchange(first, false) ? throw std::bad_alloc() : again(arguments...);
@@ -81,7 +81,7 @@ TEST_F(ReadinessNames, exhaustedMemoryGivesEightAlthoughTheListIsMade) {
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
 }
 
-TEST_F(ReadinessNames, everyOtherExceptionGivesMinusOneUnderOnePrefix) {
+TEST_F(SecureNameResolution, everyOtherExceptionGivesMinusOneUnderOnePrefix) {
     stage.lower->onGetaddrinfo = [](auto...) -> int { throw std::runtime_error("toy"); };
     stage.lower->onGetAddrInfoW = [](auto...) -> int { throw std::logic_error("odd"); };
     EXPECT_EQ(stage.strategy->getaddrinfo("peer", nullptr, nullptr, nullptr), -1);
@@ -94,15 +94,15 @@ TEST_F(ReadinessNames, everyOtherExceptionGivesMinusOneUnderOnePrefix) {
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 
-TEST_F(ReadinessNames, exhaustedMemoryOfTheWideLookUpGivesEight) {
+TEST_F(SecureNameResolution, exhaustedMemoryOfTheWideLookUpGivesEight) {
     stage.lower->onGetAddrInfoW = [](auto...) -> int { throw std::bad_alloc(); };
     EXPECT_EQ(stage.strategy->GetAddrInfoW(L"peer", nullptr, nullptr, nullptr),
               WSA_NOT_ENOUGH_MEMORY);
 }
 
-class ReadinessConnect : public Readiness {};
+class SecureConnect : public SecureSetup {};
 
-TEST_F(ReadinessConnect, withoutANameFailsBeforeTheNetwork) {
+TEST_F(SecureConnect, withoutANameFailsBeforeTheNetwork) {
     EXPECT_EQ(stage.strategy->connect(connection, nullptr, 0), SOCKET_ERROR);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_TRUE(stage.lower->calls.empty());
@@ -113,7 +113,7 @@ TEST_F(ReadinessConnect, withoutANameFailsBeforeTheNetwork) {
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 
-TEST_F(ReadinessConnect, authenticatesTheResolvedName) {
+TEST_F(SecureConnect, authenticatesTheResolvedName) {
     stage.resolve("peer");
     EXPECT_EQ(stage.strategy->connect(connection, nullptr, 0), 0);
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"peer"}));
@@ -123,13 +123,13 @@ TEST_F(ReadinessConnect, authenticatesTheResolvedName) {
     EXPECT_EQ(stage.strategy->record->socket, connection);
 }
 
-TEST_F(ReadinessConnect, authenticatesLocalhostAfterANullNode) {
+TEST_F(SecureConnect, authenticatesLocalhostAfterANullNode) {
     stage.resolve(nullptr);
     stage.strategy->connect(connection, nullptr, 0);
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"localhost"}));
 }
 
-TEST_F(ReadinessConnect, argumentsReachTheLowerConnectBeforeTheHandshake) {
+TEST_F(SecureConnect, argumentsReachTheLowerConnectBeforeTheHandshake) {
     stage.resolve("peer");
     sockaddr address{};
     stage.lower->onConnect = [&](SOCKET s, const sockaddr* name, int length) {
@@ -142,7 +142,7 @@ TEST_F(ReadinessConnect, argumentsReachTheLowerConnectBeforeTheHandshake) {
     EXPECT_EQ(stage.strategy->connect(connection, &address, 16), 0);
 }
 
-TEST_F(ReadinessConnect, failedLowerConnectLeavesEverything) {
+TEST_F(SecureConnect, failedLowerConnectLeavesEverything) {
     stage.resolve("peer");
     stage.lower->onConnect = [&](auto...) {
         stage.platform.lastError = WSAEWOULDBLOCK;
