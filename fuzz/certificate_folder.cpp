@@ -18,10 +18,10 @@ namespace {
 using namespace VexaSsl;
 using fuzz::require;
 
-portable::FileText fileOf(std::string_view content) {
-    portable::FileText file;
-    file.outcome = portable::FileOutcome::read;
-    file.bytes = portable::SecretBytes(content.size());
+openssl::FileText fileOf(std::string_view content) {
+    openssl::FileText file;
+    file.outcome = openssl::FileOutcome::read;
+    file.bytes = openssl::SecretBytes(content.size());
     if (!content.empty()) {
         std::memcpy(file.bytes.data(), content.data(), content.size());
     }
@@ -29,18 +29,18 @@ portable::FileText fileOf(std::string_view content) {
 }
 
 // A certificate that was taken in can be given out again.
-void requireEncoding(const portable::Certificate& certificate) {
+void requireEncoding(const openssl::Certificate& certificate) {
     const CRYPTOAPI_BLOB encoded = certificate.encoded();
     const auto* at = static_cast<const unsigned char*>(encoded.pbData);
-    const portable::X509Pointer again(d2i_X509(nullptr, &at, static_cast<long>(encoded.cbData)));
+    const openssl::X509Pointer again(d2i_X509(nullptr, &at, static_cast<long>(encoded.cbData)));
     require(again && X509_cmp(again.get(), certificate.x509()) == 0,
             "a certificate is read as it was written");
 }
 
-void requireEntry(const portable::Certificate& entry) {
-    const bool hasKey = entry.keyState() == portable::KeyState::present;
+void requireEntry(const openssl::Certificate& entry) {
+    const bool hasKey = entry.keyState() == openssl::KeyState::present;
     require(hasKey == (entry.key() != nullptr), "a key is there when it is said to be");
-    require(hasKey || entry.keyState() == portable::KeyState::unreadable,
+    require(hasKey || entry.keyState() == openssl::KeyState::unreadable,
             "a certificate without a key is no entry");
     require(!hasKey || X509_check_private_key(entry.x509(), entry.key()) == 1,
             "a key is the certificate's own");
@@ -48,9 +48,8 @@ void requireEntry(const portable::Certificate& entry) {
 }
 
 // Asks what the library asks of a certificate in the store.
-void inspect(const std::vector<portable::CertificatePointer>& entries) {
-    HCERTSTORE store =
-        portable::Store::open(std::make_shared<const portable::StoreContent>(entries));
+void inspect(const std::vector<openssl::CertificatePointer>& entries) {
+    HCERTSTORE store = openssl::Store::open(std::make_shared<const openssl::StoreContent>(entries));
     fuzz::StrictLog log;
     const CertificateInspector inspector(log);
     std::size_t count = 0;
@@ -71,15 +70,15 @@ void inspect(const std::vector<portable::CertificatePointer>& entries) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::size_t kind = input.byte() % 3;
-    const portable::FileText beside = fileOf(input.take(input.number()));
-    const portable::FileText file = fileOf(input.rest());
-    const portable::ParsedFile parsed = kind == 0   ? portable::parsePersonalFile(file, beside)
-                                        : kind == 1 ? portable::parsePkcs12File(file, beside)
-                                                    : portable::parseAnchorFile(file);
+    const openssl::FileText beside = fileOf(input.take(input.number()));
+    const openssl::FileText file = fileOf(input.rest());
+    const openssl::ParsedFile parsed = kind == 0   ? openssl::parsePersonalFile(file, beside)
+                                       : kind == 1 ? openssl::parsePkcs12File(file, beside)
+                                                   : openssl::parseAnchorFile(file);
     require(kind == 2 ? parsed.entries.empty() : parsed.anchors.empty(),
             "a file gives what it is for");
     require(parsed.entries.size() + parsed.anchors.size() <= size, "the lists are bounded");
-    for (const portable::CertificatePointer& entry : parsed.entries) {
+    for (const openssl::CertificatePointer& entry : parsed.entries) {
         requireEntry(*entry);
     }
     inspect(parsed.entries);

@@ -45,12 +45,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Input input(data, size);
     const std::string name(input.takeTo('\n'));
     const std::string hosts(input.rest());
-    const std::string found = portable::canonicalNameIn(hosts, name);
+    const std::string found = linux::canonicalNameIn(hosts, name);
     require(found.empty() ||
                 (found.find('.') != std::string::npos && hosts.find(found) != std::string::npos),
             "a canonical name is one of the file's, with a dot");
 
-    const auto target = portable::TargetName::parse(fuzz::wideText(name).c_str());
+    const auto target = openssl::TargetName::parse(fuzz::wideText(name).c_str());
     const bool startsLikeOne = !name.empty() && name[0] != '.' && name[0] != '\0';
     const bool maySpellAddress = !name.empty() && name[0] >= '0' && name[0] <= '9';
     require(target.has_value() || !startsLikeOne || maySpellAddress,

@@ -14,7 +14,7 @@
 namespace VexaSsl::test {
 namespace {
 
-using portable::canonicalNameIn;
+using linux::canonicalNameIn;
 
 TEST(HostsFile, firstNameOfTheHostsLineIsCanonical) {
     EXPECT_EQ(canonicalNameIn("127.0.1.1 box.shop.example box\n", "box"), "box.shop.example");
@@ -58,7 +58,7 @@ TEST(FullyQualifiedHostName, hostNameWithADotIsTheName) {
         if (unshare(CLONE_NEWUTS) != 0 || sethostname(name.data(), name.size()) != 0) {
             _exit(notAllowed);
         }
-        _exit(portable::fullyQualifiedHostName() == name ? 0 : 1);
+        _exit(linux::fullyQualifiedHostName() == name ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -78,7 +78,7 @@ TEST(FullyQualifiedHostName, hostNameWithoutADotIsLookedUpInTheHostsFile) {
     std::ifstream file("/etc/hosts");
     const std::string hosts{std::istreambuf_iterator<char>(file), {}};
     const std::string canonical = canonicalNameIn(hosts, host);
-    EXPECT_EQ(portable::fullyQualifiedHostName(), canonical.empty() ? host : canonical);
+    EXPECT_EQ(linux::fullyQualifiedHostName(), canonical.empty() ? host : canonical);
 }
 
 } // namespace

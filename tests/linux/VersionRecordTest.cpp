@@ -79,7 +79,7 @@ protected:
     void write(const std::string& bytes) const { std::ofstream(path, std::ios::binary) << bytes; }
 
     std::string section() const {
-        return portable::readSection(path.c_str(), VEXASSL_VERSION_SECTION, 4096);
+        return linux::readSection(path.c_str(), VEXASSL_VERSION_SECTION, 4096);
     }
 
     DWORD size() const { return platform::GetFileVersionInfoSizeA(path.c_str(), nullptr); }
@@ -107,8 +107,8 @@ std::string textOf(const std::vector<char>& block, const std::string& key) {
 TEST_F(VersionRecord, sectionIsReadByItsName) {
     write(ElfFile("content").bytes());
     EXPECT_EQ(section(), "content");
-    EXPECT_EQ(portable::readSection(path.c_str(), ".other", 4096), "");
-    EXPECT_EQ(portable::readSection(path.c_str(), VEXASSL_VERSION_SECTION, 6), "");
+    EXPECT_EQ(linux::readSection(path.c_str(), ".other", 4096), "");
+    EXPECT_EQ(linux::readSection(path.c_str(), VEXASSL_VERSION_SECTION, 6), "");
 }
 
 TEST_F(VersionRecord, fileCutAnywhereHasNoSection) {
@@ -136,8 +136,8 @@ TEST_F(VersionRecord, everyByteOfTheFileMayBeAnything) {
 }
 
 TEST_F(VersionRecord, folderAndPipeHaveNone) {
-    EXPECT_EQ(portable::readSection("/", VEXASSL_VERSION_SECTION, 4096), "");
-    EXPECT_EQ(portable::readSection("/dev/null", VEXASSL_VERSION_SECTION, 4096), "");
+    EXPECT_EQ(linux::readSection("/", VEXASSL_VERSION_SECTION, 4096), "");
+    EXPECT_EQ(linux::readSection("/dev/null", VEXASSL_VERSION_SECTION, 4096), "");
 }
 
 TEST_F(VersionRecord, textsAreFoundByTheirKeysAlone) {

@@ -4,7 +4,7 @@
 namespace VexaSsl::test {
 namespace {
 
-using portable::KeyState;
+using openssl::KeyState;
 using Names = std::vector<std::wstring>;
 
 class EntryKey : public CertificateFolderTest {
@@ -13,7 +13,7 @@ protected:
         const OpenedStore store;
         return firstIn(store.get());
     }
-    static KeyState keyStateOfEntry() { return portable::keyStateOf(entry().get()); }
+    static KeyState keyStateOfEntry() { return openssl::keyStateOf(entry().get()); }
 };
 
 TEST_F(EntryKey, entryHasTheKeyOfItsCertificate) {
@@ -21,8 +21,8 @@ TEST_F(EntryKey, entryHasTheKeyOfItsCertificate) {
     install("one.pem", one);
     const OpenedStore store;
     const HeldContext entry = firstIn(store.get());
-    EXPECT_EQ(EVP_PKEY_eq(portable::privateKeyOf(entry.get()), one.key.get()), 1);
-    EXPECT_EQ(X509_cmp(portable::x509Of(entry.get()), one.certificate.get()), 0);
+    EXPECT_EQ(EVP_PKEY_eq(openssl::privateKeyOf(entry.get()), one.key.get()), 1);
+    EXPECT_EQ(X509_cmp(openssl::x509Of(entry.get()), one.certificate.get()), 0);
 }
 
 TEST_F(EntryKey, certificateThatMatchesTheKeyIsTheEntryAndTheOthersAreItsHelpers) {
@@ -51,8 +51,8 @@ TEST_F(EntryKey, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
     const OpenedStore store;
     EXPECT_EQ(namesIn(store.get()), Names{L"leaf"});
     const HeldContext entry = firstIn(store.get());
-    EXPECT_EQ(portable::keyStateOf(entry.get()), KeyState::unreadable);
-    EXPECT_EQ(portable::privateKeyOf(entry.get()), nullptr);
+    EXPECT_EQ(openssl::keyStateOf(entry.get()), KeyState::unreadable);
+    EXPECT_EQ(openssl::privateKeyOf(entry.get()), nullptr);
     EXPECT_EQ(namesOfHelpers(entry.get()), Names{L"root"});
 }
 

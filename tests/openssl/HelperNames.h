@@ -12,8 +12,8 @@ namespace VexaSsl::test {
 
 inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
     std::vector<std::wstring> names;
-    for (X509* helper : portable::helpersOf(certificate)) {
-        names.push_back(displayName(HeldContext(portable::contextOfPeer(helper, nullptr)).get()));
+    for (X509* helper : openssl::helpersOf(certificate)) {
+        names.push_back(displayName(HeldContext(openssl::contextOfPeer(helper, nullptr)).get()));
     }
     return names;
 }

@@ -26,16 +26,16 @@ std::string written(PKCS12* file) {
     unsigned char* bytes = nullptr;
     const int size = i2d_PKCS12(file, &bytes);
     EXPECT_GT(size, 0);
-    const portable::BytesPointer owner(bytes);
+    const openssl::BytesPointer owner(bytes);
     return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }
 
 // An archive with an empty password and no checksum, so that nothing refuses the counts in it.
-portable::Pkcs12Pointer archiveOf(const Issued& issued, int ofKey, int ofCertificates) {
+openssl::Pkcs12Pointer archiveOf(const Issued& issued, int ofKey, int ofCertificates) {
     constexpr int noChecksum = -1;
-    return portable::Pkcs12Pointer(PKCS12_create("", "a name", issued.key.get(),
-                                                 issued.certificate.get(), nullptr, ofKey,
-                                                 ofCertificates, 1000, noChecksum, 0));
+    return openssl::Pkcs12Pointer(PKCS12_create("", "a name", issued.key.get(),
+                                                issued.certificate.get(), nullptr, ofKey,
+                                                ofCertificates, 1000, noChecksum, 0));
 }
 
 class HostileArchive : public CertificateFolderTest {
@@ -44,7 +44,7 @@ protected:
     using Change = void (*)(PKCS7* part);
 
     static std::string changed(const Issued& issued, Change change) {
-        const portable::Pkcs12Pointer file = archiveOf(issued, 0, 0);
+        const openssl::Pkcs12Pointer file = archiveOf(issued, 0, 0);
         STACK_OF(PKCS7)* parts = PKCS12_unpack_authsafes(file.get());
         for (int i = 0; i < sk_PKCS7_num(parts); ++i) {
             change(sk_PKCS7_value(parts, i));
@@ -144,7 +144,7 @@ protected:
     }
 
     static bool hasAnchor(const Issued& authority) {
-        const auto anchors = portable::trustStore();
+        const auto anchors = openssl::trustStore();
         STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(anchors.get());
         for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
             const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));

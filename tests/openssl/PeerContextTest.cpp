@@ -13,11 +13,11 @@ protected:
     const Issued leaf = issue(serverNamed("leaf"), &between);
 
     HeldContext contextWith(const std::vector<const Issued*>& sent) const {
-        const portable::BorrowingStack chain(sk_X509_new_null());
+        const openssl::BorrowingStack chain(sk_X509_new_null());
         for (const Issued* certificate : sent) {
             sk_X509_push(chain.get(), certificate->certificate.get());
         }
-        return portable::contextOfPeer(leaf.certificate.get(), chain.get());
+        return openssl::contextOfPeer(leaf.certificate.get(), chain.get());
     }
 };
 
@@ -38,14 +38,14 @@ TEST_F(PeerContext, helpersLeaveTheLeafOut) {
 }
 
 TEST_F(PeerContext, withoutAChainTheStoreHoldsTheLeaf) {
-    const HeldContext peer = portable::contextOfPeer(leaf.certificate.get(), nullptr);
+    const HeldContext peer = openssl::contextOfPeer(leaf.certificate.get(), nullptr);
     EXPECT_EQ(namesIn(peer.get()->hCertStore), Names{L"leaf"});
 }
 
 TEST_F(PeerContext, hasNoKey) {
     const HeldContext peer = contextWith({&leaf});
-    EXPECT_EQ(portable::keyStateOf(peer.get()), portable::KeyState::absent);
-    EXPECT_EQ(portable::privateKeyOf(peer.get()), nullptr);
+    EXPECT_EQ(openssl::keyStateOf(peer.get()), openssl::KeyState::absent);
+    EXPECT_EQ(openssl::privateKeyOf(peer.get()), nullptr);
 }
 
 TEST_F(PeerContext, walkOfItsStoreGoesOnBehindIt) {

@@ -1,8 +1,8 @@
 // The protection of records by itself: against records that OpenSSL once made, and at the limits
 // that no connection lives to see.
+#include "platform/openssl/tls/RecordCipher.h"
 #include "contract/tls/Side.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
-#include "platform/openssl/tls/RecordCipher.h"
 #include "platform/openssl/tls/RecordTally.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 namespace VexaSsl::test {
 namespace {
 
-using namespace portable;
+using namespace openssl;
 
 Bytes fromHex(const std::string& text) {
     Bytes bytes(text.size() / 2);

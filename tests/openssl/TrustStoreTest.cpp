@@ -10,17 +10,17 @@ class TrustStore : public CertificateFolderTest {};
 
 TEST_F(TrustStore, isTheSameObjectWhileNothingChanges) {
     write("root/one.pem", pem(issue(authorityNamed("one"))));
-    EXPECT_EQ(portable::trustStore(), portable::trustStore());
+    EXPECT_EQ(openssl::trustStore(), openssl::trustStore());
 }
 
 TEST_F(TrustStore, isAnotherObjectAfterAChange) {
-    const auto before = portable::trustStore();
+    const auto before = openssl::trustStore();
     write("root/one.pem", pem(issue(authorityNamed("one"))));
-    EXPECT_NE(before, portable::trustStore());
+    EXPECT_NE(before, openssl::trustStore());
 }
 
 bool hasAnchor(const Issued& authority) {
-    STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(portable::trustStore().get());
+    STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(openssl::trustStore().get());
     for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
         const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
         if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0) {
@@ -55,7 +55,7 @@ TEST_F(TrustStore, brokenFileDoesNotStopTheOthers) {
 
 TEST_F(TrustStore, missingFolderIsNoFailure) {
     std::filesystem::remove(path("root"));
-    EXPECT_NE(portable::trustStore(), nullptr);
+    EXPECT_NE(openssl::trustStore(), nullptr);
 }
 
 } // namespace

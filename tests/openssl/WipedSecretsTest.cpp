@@ -10,7 +10,7 @@
 #include <new>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr unsigned char mark = 0xA5;
@@ -63,4 +63,4 @@ TEST(WipedSecrets, aCipherKeepsItsKeyInsideOfOpenSslOnly) {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -1,7 +1,7 @@
 // The real tool with system calls that strace fails from outside: a client and a server, each
 // against an undisturbed counterpart.
-#include "fakes/Sweep.h"
 #include "tool/Tool.h"
+#include "fakes/Sweep.h"
 
 #include <gtest/gtest.h>
 

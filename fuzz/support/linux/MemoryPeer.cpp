@@ -132,23 +132,22 @@ std::string MemoryPeer::sealRenegotiation() {
 }
 
 std::string MemoryPeer::sealAs(std::size_t type, std::string_view content) {
-    const portable::AeadSuite* const suite =
-        portable::aeadSuiteOf(SSL_get_current_cipher(ssl.get()));
+    const openssl::AeadSuite* const suite = openssl::aeadSuiteOf(SSL_get_current_cipher(ssl.get()));
     require(suite != nullptr && content.size() <= largestContent, "the record can be made");
     if (!sealer) {
-        portable::HandshakeSecrets secrets;
-        portable::readSecrets(ssl.get(), secrets);
-        const portable::TrafficKeys keys = portable::deriveTrafficKeys(secrets, *suite);
+        openssl::HandshakeSecrets secrets;
+        openssl::readSecrets(ssl.get(), secrets);
+        const openssl::TrafficKeys keys = openssl::deriveTrafficKeys(secrets, *suite);
         sealer.emplace(*suite, role == Role::Client ? keys.client : keys.server, 1, 0);
     }
-    const std::size_t headerSize = portable::recordHeaderSize + suite->explicitNonceSize;
+    const std::size_t headerSize = openssl::recordHeaderSize + suite->explicitNonceSize;
     std::string record = std::string(headerSize, '\0') + std::string(content) +
-                         std::string(portable::aeadTagSize, '\0');
-    const portable::RecordSealer::Area bytes(reinterpret_cast<unsigned char*>(record.data()),
-                                             record.size());
-    require(sealer->seal(static_cast<portable::ContentType>(type), bytes.first(headerSize),
+                         std::string(openssl::aeadTagSize, '\0');
+    const openssl::RecordSealer::Area bytes(reinterpret_cast<unsigned char*>(record.data()),
+                                            record.size());
+    require(sealer->seal(static_cast<openssl::ContentType>(type), bytes.first(headerSize),
                          bytes.subspan(headerSize, content.size()),
-                         bytes.last(portable::aeadTagSize)),
+                         bytes.last(openssl::aeadTagSize)),
             "the record is made");
     return record;
 }

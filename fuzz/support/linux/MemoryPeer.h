@@ -52,7 +52,7 @@ private:
     };
     std::unique_ptr<SSL, Free> ssl;
     Role role;
-    std::optional<portable::RecordSealer> sealer;
+    std::optional<openssl::RecordSealer> sealer;
 };
 
 // The library's end. The random numbers start anew with it, and the certificates are in force.

@@ -1,7 +1,7 @@
 // What connections leave in the memory that they free: nothing of what they carried, of the
 // handshake's bytes, of keys and of passwords.
-#include "fakes/Sweep.h"
 #include "integration/memory/FreedMemory.h"
+#include "fakes/Sweep.h"
 #include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 

@@ -8,7 +8,7 @@
 #include <new>
 #include <system_error>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 inline constexpr DWORD errorFileNotFound = 2;
 inline constexpr DWORD errorTooManyOpenFiles = 4;
@@ -44,4 +44,4 @@ Result guarded(Result failure, Operation operation) noexcept {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

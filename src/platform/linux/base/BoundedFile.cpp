@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 FileDescriptor::~FileDescriptor() {
     if (number >= 0) {
@@ -56,4 +56,4 @@ std::string readText(const char* path, std::size_t limit) {
     return text;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // Owns a file descriptor; a negative number owns none.
 class FileDescriptor {
@@ -28,4 +28,4 @@ bool readUpTo(int descriptor, void* buffer, std::size_t size, std::size_t& fille
 // The first limit bytes of the file; empty when it can't be read.
 std::string readText(const char* path, std::size_t limit);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 // The system tells in the process's status which process traces it, 0 for none.
@@ -25,13 +25,13 @@ bool isTraced() {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
 // Without a debugger the signal would end the process, and a peer can bring this about.
 void DebugBreak() {
-    if (portable::isTraced()) {
+    if (linux::isTraced()) {
         std::raise(SIGTRAP);
     }
 }

@@ -12,7 +12,7 @@
 #include <limits>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 constexpr DWORD refuseInvalid = 8; // MB_ERR_INVALID_CHARS
@@ -124,11 +124,11 @@ int ansiFromWide(std::wstring_view text, const char* defaultCharacter, BOOL* use
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* buffer,
                         int capacity) {

@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 int descriptorOf(SOCKET s) noexcept {
     return s <= SOCKET{INT_MAX} ? static_cast<int>(s) : -1;
@@ -51,4 +51,4 @@ int Descriptor::release() noexcept {
     return std::exchange(value, -1);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

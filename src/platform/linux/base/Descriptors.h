@@ -3,7 +3,7 @@
 
 #include "VexaPlatform/WinsockShapes.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // The descriptor in s; -1, which no call accepts, when s can't be one (INVALID_SOCKET for example).
 int descriptorOf(SOCKET s) noexcept;
@@ -34,4 +34,4 @@ private:
     int value;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

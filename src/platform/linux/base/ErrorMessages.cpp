@@ -9,7 +9,7 @@
 #include <cstring>
 #include <cwchar>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 constexpr DWORD errorMessageNotFound = 317;
@@ -47,11 +47,11 @@ DWORD writeInPlace(const wchar_t* text, const wchar_t* end, wchar_t* buffer, DWO
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 // Only the system's own texts are known. They have no inserts, so whether to ignore those doesn't
 // matter, and one language.

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 struct CodeText {
@@ -210,4 +210,4 @@ const wchar_t* errorText(DWORD code) noexcept {
     return found != std::end(texts) && found->code == code ? found->text : nullptr;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

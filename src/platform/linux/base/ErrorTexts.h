@@ -3,9 +3,9 @@
 
 #include "BaseShapes.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // One line without an end, or null for a number that has no text.
 const wchar_t* errorText(DWORD code) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 // Linkers write a few dozen sections.
@@ -79,4 +79,4 @@ std::string readSection(const char* path, std::string_view name, std::size_t lim
     return found == sections.end() ? std::string() : readContent(file, *found, limit);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // Result: the bytes of the first section of that name; empty when the file can't be read, is no
 // such file, has no such section, or one that is larger than limit.
 std::string readSection(const char* path, std::string_view name, std::size_t limit);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -2,11 +2,11 @@
 
 #include <atomic>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 HANDLE nextHandle() noexcept {
     static std::atomic<ULONG_PTR> last{0};
     return reinterpret_cast<HANDLE>(last.fetch_add(handleStep) + handleStep);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -12,7 +12,7 @@
 #include <mutex>
 #include <unordered_map>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // Handles are multiples of it, so that their lowest bits are free for marks.
 inline constexpr std::uintptr_t handleStep = 4;
@@ -72,4 +72,4 @@ private:
     std::array<Part, 16> parts;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 bool areSame(std::string_view left, std::string_view right) {
@@ -76,4 +76,4 @@ std::string fullyQualifiedHostName() {
     return canonical.empty() ? host : canonical;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

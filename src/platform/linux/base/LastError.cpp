@@ -3,27 +3,27 @@
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/WindowsBase.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 int& lastErrorSlot() noexcept {
     thread_local int slot = 0;
     return slot;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
 int WSAGetLastError() {
-    return portable::lastErrorSlot();
+    return linux::lastErrorSlot();
 }
 
 void WSASetLastError(int error) {
-    portable::lastErrorSlot() = error;
+    linux::lastErrorSlot() = error;
 }
 
 DWORD GetLastError() {
-    return static_cast<DWORD>(portable::lastErrorSlot());
+    return static_cast<DWORD>(linux::lastErrorSlot());
 }
 
 } // namespace VexaSsl::platform

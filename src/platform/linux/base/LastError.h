@@ -2,9 +2,9 @@
 // through GetLastError or WSAGetLastError. The numbers in it are Winsock's or Windows' own.
 #pragma once
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // The calling thread's slot, for reading and writing; it lives as long as the thread.
 int& lastErrorSlot() noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 inline constexpr DWORD errorModuleNotFound = 126;
@@ -38,11 +38,11 @@ DWORD givePath(const std::string& path, char* buffer, DWORD size) {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 // There are no such notices here.
 BOOL DisableThreadLibraryCalls(HMODULE) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 std::string executablePath() {
     constexpr std::string_view gone = " (deleted)";
@@ -37,4 +37,4 @@ std::string modulePath(HMODULE module) {
     return std::filesystem::absolute(object->l_name, error).native();
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

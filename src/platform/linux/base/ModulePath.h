@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // The path of the running executable; empty when the system doesn't tell.
 std::string executablePath();
@@ -14,4 +14,4 @@ std::string executablePath();
 // doesn't know it. module is a handle of dlopen that is still open.
 std::string modulePath(HMODULE module);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

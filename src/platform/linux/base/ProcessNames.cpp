@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 // Writes as much of text as fits, and a zero behind it. size is at least 1.
@@ -65,11 +65,11 @@ BOOL giveName(const std::wstring& name, wchar_t* buffer, DWORD* size, DWORD tooS
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 DWORD GetModuleFileNameW(HMODULE module, wchar_t* buffer, DWORD size) {
     if (module) { // only the executable itself is known here

@@ -13,7 +13,7 @@
 #include <string>
 #include <system_error>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 using FileConversion = std::codecvt<wchar_t, char, std::mbstate_t>;
@@ -165,21 +165,21 @@ void openPatiently(Stream& stream, const std::filesystem::path& path, Mode... mo
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
 void openTextFile(std::wfstream& stream, const std::filesystem::path& path,
                   std::ios_base::openmode mode) {
-    stream.imbue(portable::fileLocale());
-    portable::openPatiently(stream, path, mode);
-    portable::refuseFolder(stream, path);
+    stream.imbue(linux::fileLocale());
+    linux::openPatiently(stream, path, mode);
+    linux::refuseFolder(stream, path);
 }
 
 void openTextFile(std::wifstream& stream, const std::filesystem::path& path) {
-    stream.imbue(portable::fileLocale());
-    portable::openPatiently(stream, path);
-    portable::refuseFolder(stream, path);
+    stream.imbue(linux::fileLocale());
+    linux::openPatiently(stream, path);
+    linux::refuseFolder(stream, path);
 }
 
 bool getTextLine(std::wistream& stream, std::wstring& line) {
@@ -194,21 +194,21 @@ bool getTextLine(std::wistream& stream, std::wstring& line) {
 }
 
 std::filesystem::path pathFromFileText(const std::wstring& text) {
-    if (!portable::convertsClassically(std::locale())) {
-        if (auto bytes = portable::narrowByLocale(text)) {
+    if (!linux::convertsClassically(std::locale())) {
+        if (auto bytes = linux::narrowByLocale(text)) {
             return *bytes;
         }
     }
-    return portable::narrowBytewise(text);
+    return linux::narrowBytewise(text);
 }
 
 std::wstring pathToText(const std::filesystem::path& path) {
-    if (!portable::convertsClassically(std::locale())) {
-        if (auto text = portable::widenByLocale(path.native())) {
+    if (!linux::convertsClassically(std::locale())) {
+        if (auto text = linux::widenByLocale(path.native())) {
             return *text;
         }
     }
-    return portable::widenBytewise(path.native());
+    return linux::widenBytewise(path.native());
 }
 
 } // namespace VexaSsl::platform

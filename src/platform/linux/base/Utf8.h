@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 inline constexpr char32_t invalidSequence = 0xFFFFFFFF; // no code point
@@ -102,4 +102,4 @@ inline std::string utf8OfWide(std::wstring_view wide) {
     return text;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

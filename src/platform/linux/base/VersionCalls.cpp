@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 namespace {
 
 inline constexpr DWORD errorNoVersionRecord = 1812; // ERROR_RESOURCE_DATA_NOT_FOUND
@@ -71,11 +71,11 @@ std::string_view findEntry(std::string_view block, std::string_view path) {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored) {
     if (ignored) {

@@ -13,7 +13,7 @@
 #include <optional>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -136,4 +136,4 @@ pollfd AcceptOperation::awaited(int fd) const {
     return {isConnected ? place : fd, POLLIN, 0};
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -10,7 +10,7 @@
 #include <chrono>
 #include <ctime>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -81,4 +81,4 @@ bool BlockingCall::isOverdue() const noexcept {
     return deadlineOf(fd, direction, start).hasPassed();
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // Which way a call moves data; the socket's own time-out for that way bounds it.
 enum class Direction { receive, send };
@@ -36,4 +36,4 @@ private:
     int number = 0;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

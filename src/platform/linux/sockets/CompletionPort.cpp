@@ -16,7 +16,7 @@
 #include <span>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 using platform::WSA_WAIT_TIMEOUT;
 
@@ -135,11 +135,11 @@ void CompletionPort::unwatch(int watched) noexcept {
     epoll_ctl(sockets.get(), EPOLL_CTL_DEL, watched, &entry);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 namespace {
 

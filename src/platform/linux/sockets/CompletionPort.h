@@ -14,7 +14,7 @@
 #include <mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 struct Completion {
     OVERLAPPED* overlapped = nullptr; // a number only; never followed here
@@ -59,4 +59,4 @@ private:
     bool closed = false;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

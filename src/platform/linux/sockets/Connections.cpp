@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -175,11 +175,11 @@ void defer(int listener, Descriptor connection) {
 
 } // namespace
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 SOCKET socket(int af, int type, int protocol) {
     Descriptor made;

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class Deadline {
 public:
@@ -56,4 +56,4 @@ private:
     std::optional<Clock::time_point> end;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -9,7 +9,7 @@
 #include <atomic>
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -104,4 +104,4 @@ OverlappedStatus statusOf(OVERLAPPED& overlapped) noexcept {
     return {status == statusPending, static_cast<int>(status), static_cast<DWORD>(bytes)};
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

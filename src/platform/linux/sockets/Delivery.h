@@ -8,7 +8,7 @@
 
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class CompletionPort;
 class Event;
@@ -74,4 +74,4 @@ struct OverlappedStatus {
 };
 OverlappedStatus statusOf(OVERLAPPED& overlapped) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

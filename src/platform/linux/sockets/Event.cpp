@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 void Event::set() {
     const std::lock_guard lock(mutex);
@@ -64,11 +64,11 @@ void Event::removeWaiter(WaitingThread& thread) {
     waiters.remove(thread);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 namespace {
 

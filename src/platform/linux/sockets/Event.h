@@ -9,7 +9,7 @@
 #include <memory>
 #include <mutex>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class Event {
 public:
@@ -37,4 +37,4 @@ private:
     Waiters waiters;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -148,11 +148,11 @@ int lookUpName(const sockaddr* address, socklen_t length, wchar_t* node, DWORD n
 
 } // namespace
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints, addrinfo** res) {
     if (res == nullptr) {

@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class Operation {
 public:
@@ -88,4 +88,4 @@ private:
     bool isConnected = false;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

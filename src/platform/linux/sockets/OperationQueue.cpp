@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -254,7 +254,7 @@ void OperationQueue::removeWaiter(WaitingThread& thread) {
 
 bool OperationQueue::isNonBlocking() const {
     const std::lock_guard lock(mutex);
-    return portable::isNonBlocking(fd);
+    return linux::isNonBlocking(fd);
 }
 
 int OperationQueue::reserve(const std::shared_ptr<OperationQueue>& listener) {
@@ -279,4 +279,4 @@ void OperationQueue::descriptorWasReplaced() {
     armedEvents = 0; // what the port watched is gone with the old socket
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

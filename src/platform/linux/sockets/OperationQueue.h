@@ -16,7 +16,7 @@
 #include <optional>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class OperationQueue : public std::enable_shared_from_this<OperationQueue> {
 public:
@@ -90,4 +90,4 @@ private:
     Waiters waiters;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 ReceiveOperation::ReceiveOperation(std::vector<iovec> receiveBuffers, DWORD receiveFlags)
     : buffers(std::move(receiveBuffers)), cursor(buffers), flags(receiveFlags),
@@ -54,4 +54,4 @@ pollfd ReceiveOperation::awaited(int fd) const {
     return {fd, static_cast<short>((flags & winsockOutOfBand) != 0 ? POLLPRI : POLLIN), 0};
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

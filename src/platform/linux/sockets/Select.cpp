@@ -17,7 +17,7 @@
 #include <optional>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -170,11 +170,11 @@ std::optional<Deadline> deadlineOf(const timeval* timeout) {
 
 } // namespace
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 int select(int, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, const timeval* timeout) {
     Selection selection(readfds, writefds, exceptfds);

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstddef>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -62,4 +62,4 @@ void forgetKind(int fd) noexcept {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

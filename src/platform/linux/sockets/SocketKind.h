@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 enum class SocketKind : std::uint8_t {
     unknown, // not asked yet
@@ -20,4 +20,4 @@ SocketKind kindOf(int fd) noexcept;
 // The number is another socket's from now on, or nobody's.
 void forgetKind(int fd) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

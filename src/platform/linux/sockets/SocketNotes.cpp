@@ -2,7 +2,7 @@
 #include <mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 SocketNotes& SocketNotes::instance() {
     static SocketNotes& notes = *new SocketNotes; // never destroyed: threads may outlive main
@@ -88,4 +88,4 @@ void SocketNotes::forget(int fd) {
     count = notes.size();
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

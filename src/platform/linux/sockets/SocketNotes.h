@@ -10,7 +10,7 @@
 #include <mutex>
 #include <unordered_map>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class SocketNotes {
 public:
@@ -43,4 +43,4 @@ private:
     std::atomic<std::size_t> count{0}; // nearly always 0, and then nothing is locked
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -13,7 +13,7 @@
 #include <shared_mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 SocketRegistry& SocketRegistry::instance() {
     static SocketRegistry& registry = *new SocketRegistry; // never destroyed, as threads may wait
@@ -77,4 +77,4 @@ int SocketRegistry::close(int fd) {
     return result;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

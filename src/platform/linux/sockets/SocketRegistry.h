@@ -8,7 +8,7 @@
 #include <shared_mutex>
 #include <unordered_map>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class SocketRegistry {
 public:
@@ -31,4 +31,4 @@ private:
     std::unordered_map<int, std::shared_ptr<OperationQueue>> queues;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

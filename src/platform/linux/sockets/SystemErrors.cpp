@@ -7,7 +7,7 @@
 #include <netdb.h>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -103,4 +103,4 @@ int failWithErrno() noexcept {
     return fail(winsockError(errno));
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

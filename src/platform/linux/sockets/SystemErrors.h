@@ -1,7 +1,7 @@
 // The one place where the system's error numbers become Winsock's. Any thread.
 #pragma once
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // The Winsock number for an errno value; WSAENETDOWN ("the network subsystem has failed") for one
 // that Winsock has no word for.
@@ -17,4 +17,4 @@ int fail(int number) noexcept;
 // The same with the number that belongs to errno.
 int failWithErrno() noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -17,7 +17,7 @@
 #include <span>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 bool areReceiveFlags(DWORD flags) noexcept {
     const bool known = (flags & ~(winsockOutOfBand | winsockPeek | winsockWaitAll)) == 0;
@@ -198,11 +198,11 @@ int resultOf(const TransferResult& result) noexcept {
 
 } // namespace
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 int send(SOCKET s, const char* buf, int len, int flags) {
     const int fd = descriptorOf(s);

@@ -11,7 +11,7 @@
 #include <span>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // Winsock's transfer flags.
 inline constexpr DWORD winsockOutOfBand = 0x1;
@@ -71,4 +71,4 @@ TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Waiting w
 // WSAECONNRESET if the connection is gone.
 int sendError(int fd, int systemError) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 using platform::WSA_MAXIMUM_WAIT_EVENTS;
 using platform::WSA_WAIT_EVENT_0;
@@ -149,11 +149,11 @@ Events eventsOf(DWORD count, const HANDLE* handles) {
 
 } // namespace
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace linux;
 
 DWORD WSAWaitForMultipleEvents(DWORD count, const HANDLE* events, BOOL waitAll,
                                DWORD timeoutMilliseconds, BOOL alertable) {

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 namespace {
 
@@ -90,4 +90,4 @@ void WaitingThread::appendQueues(OperationQueues& queues) const {
     operations.appendQueues(queues);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

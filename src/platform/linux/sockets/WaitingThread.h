@@ -14,7 +14,7 @@
 #include <mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 // A completion routine with its arguments.
 struct RoutineCall {
@@ -53,4 +53,4 @@ private:
     WatchedOperations operations;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

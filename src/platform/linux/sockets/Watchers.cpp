@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 void WatchedOperations::add(const Delivery* delivery, std::shared_ptr<OperationQueue> queue) {
     operations.emplace(delivery, std::move(queue));
@@ -39,4 +39,4 @@ void Waiters::wakeAll() const noexcept {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::linux {
 
 class Delivery;
 class OperationQueue;
@@ -37,4 +37,4 @@ private:
     std::vector<WaitingThread*> threads;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::linux

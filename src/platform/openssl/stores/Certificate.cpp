@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // i2d functions give the size without a buffer and write into one that they advance.
@@ -55,4 +55,4 @@ CRYPTOAPI_BLOB Certificate::blobOf(const Bytes& bytes) noexcept {
     return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

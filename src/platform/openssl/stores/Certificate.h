@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // What accompanies a certificate: its key and the certificates that travel with it.
 struct Companions {
@@ -47,4 +47,4 @@ private:
 
 using CertificatePointer = std::shared_ptr<const Certificate>;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

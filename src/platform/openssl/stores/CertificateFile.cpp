@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates, std::size_t position,
@@ -168,4 +168,4 @@ ParsedFile parseAnchorFile(const FileText& file) {
     return parsed;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

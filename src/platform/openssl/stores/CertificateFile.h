@@ -11,7 +11,7 @@
 #include <optional>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct ParsedFile {
     std::vector<CertificatePointer> entries; // certificates with a private key
@@ -36,4 +36,4 @@ ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile);
 // file: PEM or DER certificates. What can't be read in it is left out.
 ParsedFile parseAnchorFile(const FileText& file);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

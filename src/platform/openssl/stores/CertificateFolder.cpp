@@ -7,7 +7,7 @@
 #include <mutex>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 using FolderPointer = std::shared_ptr<const CertificateFolder>;
@@ -34,20 +34,20 @@ std::shared_ptr<const CertificateFolder> folderInForce() {
     return setting.folder;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
 void setCertificateFolder(const std::filesystem::path& folder) {
-    portable::FolderPointer resolved =
-        std::make_shared<const portable::CertificateFolder>(std::filesystem::absolute(folder));
-    portable::FolderSetting& setting = portable::folderSetting();
+    openssl::FolderPointer resolved =
+        std::make_shared<const openssl::CertificateFolder>(std::filesystem::absolute(folder));
+    openssl::FolderSetting& setting = openssl::folderSetting();
     const std::lock_guard lock(setting.guarding);
     setting.folder.swap(resolved);
 }
 
 std::filesystem::path certificateFolder() {
-    return portable::folderInForce()->whole;
+    return openssl::folderInForce()->whole;
 }
 
 } // namespace VexaSsl::platform

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct CertificateFolder {
     explicit CertificateFolder(std::filesystem::path folder);
@@ -17,4 +17,4 @@ struct CertificateFolder {
 // Immutable, never null. Any thread.
 std::shared_ptr<const CertificateFolder> folderInForce();
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 using AlternativeNames = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES_free>>;
@@ -207,4 +207,4 @@ std::wstring printable(std::wstring text) {
     return text;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // The DNS names of the alternative names in their order, then the common name if it looks like a
 // DNS name and isn't among them. An empty name and one with anything but visible ASCII
@@ -28,4 +28,4 @@ std::wstring distinguishedNameOf(const X509_NAME* name);
 // Control characters, and those that turn the direction of text, become "?".
 std::wstring printable(std::wstring text);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 bool holds(const std::vector<X509*>& list, X509* certificate) {
@@ -75,4 +75,4 @@ PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509) * chain) {
     return new Context(shown, std::move(store), position);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

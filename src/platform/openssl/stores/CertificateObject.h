@@ -12,7 +12,7 @@
 #include <memory>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 enum class KeyState {
     absent,     // no key was found beside the certificate
@@ -37,4 +37,4 @@ PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509) * chain);
 // long as folder and files are unchanged, so that a cache may compare pointers. Never null.
 std::shared_ptr<X509_STORE> trustStore();
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // A fault that OpenSSL places outside of the chain must not get lost: it falls to the last place.
 void ChainFaults::add(int depth, DWORD bits) noexcept {
@@ -57,4 +57,4 @@ void Chain::addElement(PCCERT_CONTEXT certificate, DWORD faults) {
     elementList.push_back(&elements.back());
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct ChainRequest {
     std::vector<std::string> usages;   // object identifiers that must all be allowed
@@ -53,4 +53,4 @@ private:
 // Null when the verification itself failed; a bad chain is a chain. Throws std::bad_alloc.
 std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leaf, const ChainRequest& request);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

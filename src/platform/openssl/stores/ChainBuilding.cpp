@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 const char* const serverAuthentication = "1.3.6.1.5.5.7.3.1";
@@ -168,4 +168,4 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     return std::make_unique<Chain>(leafContext, elementsBehindLeaf(verification.get()), faults);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -8,7 +8,7 @@
 #include "platform/openssl/stores/TargetName.h"
 #include <optional>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 struct Verdict {
@@ -76,23 +76,23 @@ ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace openssl;
 
 BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILETIME* time,
                              HCERTSTORE additionalStore, CERT_CHAIN_PARA* parameters, DWORD, void*,
                              PCCERT_CHAIN_CONTEXT* chain) {
     if (!certificate || !chain) {
-        return failWith(invalidArgument, FALSE);
+        return linux::failWith(linux::invalidArgument, FALSE);
     }
     *chain = nullptr;
-    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+    return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
         auto built = buildChain(certificate, requestOf(time, additionalStore, parameters));
         if (!built) {
-            return failWith(errorNotEnoughMemory, FALSE);
+            return linux::failWith(linux::errorNotEnoughMemory, FALSE);
         }
         *chain = built.release();
         return TRUE;
@@ -103,10 +103,10 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
                                       CERT_CHAIN_POLICY_PARA* parameters,
                                       CERT_CHAIN_POLICY_STATUS* status) {
     if (policy != CERT_CHAIN_POLICY_SSL) {
-        return failWith(errorFileNotFound, FALSE);
+        return linux::failWith(linux::errorFileNotFound, FALSE);
     }
     if (!chain || !status) {
-        return failWith(invalidArgument, FALSE);
+        return linux::failWith(linux::invalidArgument, FALSE);
     }
     status->dwError = 0;
     status->lChainIndex = -1;
@@ -118,7 +118,7 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
             return TRUE;
         }
     }
-    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+    return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
         if (!namesTheServer(chain, extra)) {
             *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
         }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <ctime>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 inline constexpr std::int64_t secondsFrom1601To1970 = 11'644'473'600;
 inline constexpr std::uint64_t fileTimeUnitsPerSecond = 10'000'000;
@@ -24,4 +24,4 @@ inline std::time_t timeOf(const FILETIME& time) noexcept {
     return static_cast<std::time_t>(units / fileTimeUnitsPerSecond) - secondsFrom1601To1970;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

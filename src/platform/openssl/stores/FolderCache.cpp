@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 struct CloseFolder {
@@ -168,4 +168,4 @@ FolderCache::Group FolderCache::readGroup(const FileGroup& paths, const Group* f
     return group;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // What a folder holds: parsed files in the order of their names (then those outside of the folder).
 struct FolderContent {
@@ -68,4 +68,4 @@ private:
     SnapshotPointer newest;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 DWORD sizeOf(const std::vector<std::wstring>& names) {
@@ -58,18 +58,18 @@ DWORD giveNothing(wchar_t* buffer, DWORD size) noexcept {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace openssl;
 
 DWORD CertGetNameStringW(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void*,
                          wchar_t* buffer, DWORD size) {
     if (!certificate) {
         return giveNothing(buffer, size);
     }
-    const DWORD written = guarded(DWORD{0}, [&]() -> DWORD {
+    const DWORD written = linux::guarded(DWORD{0}, [&]() -> DWORD {
         const X509* x509 = Context::of(certificate).certificate->x509();
         if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE) {
             return giveName(displayNameOf(x509), buffer, size);

@@ -11,7 +11,7 @@
 #include <memory>
 #include <new>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 template <auto release>
 struct Release {
@@ -65,4 +65,4 @@ public:
     ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // One block as OpenSSL's reader hands it out; it may be a key, so it is overwritten at the end.
@@ -131,4 +131,4 @@ PemContent readPemBlocks(std::string_view text) {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct PemContent {
     std::vector<X509Pointer> certificates; // in their order, as are the keys
@@ -18,4 +18,4 @@ struct PemContent {
 // Text outside of blocks and blocks of other kinds are passed over. Never asks for a pass phrase.
 PemContent readPemBlocks(std::string_view text);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

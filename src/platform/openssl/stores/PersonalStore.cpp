@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::size_t fileSizeLimit = 1 << 20;
@@ -108,4 +108,4 @@ bool isReadForPersonalStore(const std::filesystem::path& name) {
            extension == ".password";
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

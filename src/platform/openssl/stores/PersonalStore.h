@@ -7,7 +7,7 @@
 
 #include <filesystem>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct PersonalStore {
     FileOutcome outcome = FileOutcome::missing; // of listing the folder; missing: an empty store
@@ -22,4 +22,4 @@ FolderContentPointer readPersonalFiles();
 // Whether a file of this name is read for the store: for certificates, or for what opens them.
 bool isReadForPersonalStore(const std::filesystem::path& name);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

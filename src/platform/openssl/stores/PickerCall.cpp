@@ -14,7 +14,7 @@
 #include <system_error>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 std::wstring dateText(const ASN1_TIME* time) {
@@ -107,31 +107,31 @@ std::size_t askForNumber(const Terminal& terminal, std::size_t highest) {
 PCCERT_CONTEXT pick(HCERTSTORE handle, const wchar_t* title, const wchar_t* display) {
     const std::shared_ptr<Store> store = Store::of(handle);
     if (!store) {
-        return failWith(invalidArgument, PCCERT_CONTEXT{});
+        return linux::failWith(linux::invalidArgument, PCCERT_CONTEXT{});
     }
     const Terminal terminal;
     if (!terminal.isOpen()) {
-        return failWith(errorInvalidWindowHandle, PCCERT_CONTEXT{});
+        return linux::failWith(linux::errorInvalidWindowHandle, PCCERT_CONTEXT{});
     }
     const std::vector<StoreEntry>& entries = store->content->entries;
     present(terminal, entries, title, display);
     const std::size_t number = askForNumber(terminal, entries.size());
     if (number == 0) {
-        return failWith(errorCancelled, PCCERT_CONTEXT{});
+        return linux::failWith(linux::errorCancelled, PCCERT_CONTEXT{});
     }
     return new Context(entries[number - 1].certificate, store, number - 1);
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace openssl;
 
 PCCERT_CONTEXT CryptUIDlgSelectCertificateFromStore(HCERTSTORE store, HWND, const wchar_t* title,
                                                     const wchar_t* display, DWORD, DWORD, void*) {
-    return guarded(PCCERT_CONTEXT{}, [&] { return pick(store, title, display); });
+    return linux::guarded(PCCERT_CONTEXT{}, [&] { return pick(store, title, display); });
 }
 
 } // namespace VexaSsl::platform

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::int64_t bearable = 10'000'000; // iterations; usual files have some thousands
@@ -146,4 +146,4 @@ bool hasBearableIterations(const PKCS12* file, const std::string& password) {
     return true;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -7,10 +7,10 @@
 
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Whether all derivations together, those for the key inside of an encrypted part included, take no
 // more than a few seconds. False also for ways of deriving a key that no usual program writes.
 bool hasBearableIterations(const PKCS12* file, const std::string& password);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 std::size_t sizeOf(const std::vector<std::string>& usages) {
@@ -39,7 +39,7 @@ void writeUsages(const std::vector<std::string>& usages, CERT_ENHKEY_USAGE& into
 BOOL offerRoom(const void* data, DWORD& size, std::size_t needed) {
     const DWORD room = size;
     size = static_cast<DWORD>(needed);
-    return !data || room >= needed ? TRUE : failWith(ERROR_MORE_DATA, FALSE);
+    return !data || room >= needed ? TRUE : linux::failWith(ERROR_MORE_DATA, FALSE);
 }
 
 BOOL giveHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& size) {
@@ -58,21 +58,21 @@ BOOL giveHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& siz
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace openssl;
 
 BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKEY_USAGE* usage,
                              DWORD* size) {
     if (!certificate || !size || flags != CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG) {
-        return failWith(invalidArgument, FALSE);
+        return linux::failWith(linux::invalidArgument, FALSE);
     }
-    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+    return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
         std::vector<std::string> usages;
         if (!readUsages(Context::of(certificate).certificate->x509(), usages)) {
-            return failWith(CRYPT_E_NOT_FOUND, FALSE);
+            return linux::failWith(CRYPT_E_NOT_FOUND, FALSE);
         }
         if (!offerRoom(usage, *size, sizeOf(usages))) {
             return FALSE;
@@ -87,10 +87,10 @@ BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKE
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data,
                                        DWORD* size) {
     if (!certificate || !size) {
-        return failWith(invalidArgument, FALSE);
+        return linux::failWith(linux::invalidArgument, FALSE);
     }
     if (property != CERT_SHA1_HASH_PROP_ID && property != CERT_SHA256_HASH_PROP_ID) {
-        return failWith(CRYPT_E_NOT_FOUND, FALSE);
+        return linux::failWith(CRYPT_E_NOT_FOUND, FALSE);
     }
     return giveHash(certificate, property, data, *size);
 }

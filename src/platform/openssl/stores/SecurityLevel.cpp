@@ -6,7 +6,7 @@
 
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 int tlsSecurityLevel() {
     static const int level = [] {
@@ -16,4 +16,4 @@ int tlsSecurityLevel() {
     return level;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

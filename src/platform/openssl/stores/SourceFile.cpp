@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
@@ -97,7 +97,7 @@ int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept {
 FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     FileText file;
     file.path = path;
-    const FileDescriptor descriptor(openForReading(path.c_str()));
+    const linux::FileDescriptor descriptor(linux::openForReading(path.c_str()));
     struct stat status {};
     if (descriptor.number < 0 || factsOf(descriptor.number, status) != 0) {
         file.outcome = outcomeOfErrno(errno);
@@ -114,7 +114,8 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     // One byte of room shows a file that has grown since.
     file.bytes = SecretBytes(static_cast<std::size_t>(status.st_size) + 1);
     std::size_t filled = 0;
-    const bool complete = readUpTo(descriptor.number, file.bytes.data(), file.bytes.size(), filled);
+    const bool complete =
+        linux::readUpTo(descriptor.number, file.bytes.data(), file.bytes.size(), filled);
     file.bytes.cut(filled);
     file.outcome = complete ? FileOutcome::read : FileOutcome::temporary;
     return file;
@@ -151,4 +152,4 @@ bool isUnchanged(const Source& source) noexcept {
     return source.outcome != FileOutcome::missing && source.stamp == stampOf(status);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Bytes that may hold a private key; overwritten before they are freed.
 class SecretBytes {
@@ -95,4 +95,4 @@ Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
 // True when the source is settled and one stat call finds it as it was.
 bool isUnchanged(const Source& source) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 StoreEntry entryOf(const CertificatePointer& certificate) {
@@ -81,4 +81,4 @@ Context::~Context() {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct StoreEntry {
     CertificatePointer certificate;
@@ -78,4 +78,4 @@ struct Context : CERT_CONTEXT {
     mutable std::atomic<std::size_t> references{1};
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 DWORD errorOf(FileOutcome outcome) noexcept {
@@ -23,7 +23,7 @@ DWORD errorOf(FileOutcome outcome) noexcept {
     case FileOutcome::missing:
         return 0;
     case FileOutcome::temporary:
-        return errorTooManyOpenFiles;
+        return linux::errorTooManyOpenFiles;
     case FileOutcome::denied:
     case FileOutcome::unusable:
         break;
@@ -34,7 +34,7 @@ DWORD errorOf(FileOutcome outcome) noexcept {
 HCERTSTORE openPersonalStore() {
     PersonalStore personal = readPersonalStore();
     if (const DWORD error = errorOf(personal.outcome)) {
-        return failWith(error, HCERTSTORE{});
+        return linux::failWith(error, HCERTSTORE{});
     }
     return Store::open(std::move(personal.content));
 }
@@ -63,7 +63,7 @@ template <class Match>
 PCCERT_CONTEXT walk(HCERTSTORE handle, const PreviousContext& previous, Match matches) {
     const std::shared_ptr<Store> store = Store::of(handle);
     if (!store || previous.isForeignTo(*store)) {
-        return failWith(invalidArgument, PCCERT_CONTEXT{});
+        return linux::failWith(linux::invalidArgument, PCCERT_CONTEXT{});
     }
     const std::vector<StoreEntry>& entries = store->content->entries;
     for (std::size_t i = previous.next(); i < entries.size(); ++i) {
@@ -71,7 +71,7 @@ PCCERT_CONTEXT walk(HCERTSTORE handle, const PreviousContext& previous, Match ma
             return new Context(entries[i].certificate, store, i);
         }
     }
-    return failWith(CRYPT_E_NOT_FOUND, PCCERT_CONTEXT{});
+    return linux::failWith(CRYPT_E_NOT_FOUND, PCCERT_CONTEXT{});
 }
 
 PCCERT_CONTEXT findBySubject(HCERTSTORE store, const wchar_t* text,
@@ -118,31 +118,31 @@ bool areEqual(const CRYPTOAPI_BLOB& left, const CRYPTOAPI_BLOB& right) noexcept 
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
-using namespace portable;
+using namespace openssl;
 
 HCERTSTORE CertOpenStore(const char* provider, DWORD, HCRYPTPROV_LEGACY, DWORD,
                          const void* parameter) {
     if (provider == CERT_STORE_PROV_MEMORY) {
-        return guarded(HCERTSTORE{}, [] { return Store::openInMemory(); });
+        return linux::guarded(HCERTSTORE{}, [] { return Store::openInMemory(); });
     }
     const auto* name = static_cast<const wchar_t*>(parameter);
     if (provider != CERT_STORE_PROV_SYSTEM_W || !name) {
-        return failWith(errorFileNotFound, HCERTSTORE{});
+        return linux::failWith(linux::errorFileNotFound, HCERTSTORE{});
     }
-    return guarded(HCERTSTORE{}, [name] {
+    return linux::guarded(HCERTSTORE{}, [name] {
         return foldCase(name) == L"my" ? openPersonalStore()
-                                       : failWith(errorFileNotFound, HCERTSTORE{});
+                                       : linux::failWith(linux::errorFileNotFound, HCERTSTORE{});
     });
 }
 
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
     const bool allReleased = Store::close(store);
     if (!allReleased && (flags & CERT_CLOSE_STORE_CHECK_FLAG)) {
-        return failWith(CRYPT_E_PENDING_CLOSE, FALSE);
+        return linux::failWith(CRYPT_E_PENDING_CLOSE, FALSE);
     }
     return TRUE;
 }
@@ -150,21 +150,22 @@ BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
 PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE store, DWORD, DWORD, DWORD findType,
                                           const void* parameter, PCCERT_CONTEXT previousContext) {
     const PreviousContext previous(previousContext);
-    return guarded(PCCERT_CONTEXT{}, [&] {
+    return linux::guarded(PCCERT_CONTEXT{}, [&] {
         if (findType == CERT_FIND_SUBJECT_STR_W) {
             return findBySubject(store, static_cast<const wchar_t*>(parameter), previous);
         }
         if (findType == CERT_FIND_ENHKEY_USAGE) {
             return findByUsage(store, static_cast<const CERT_ENHKEY_USAGE*>(parameter), previous);
         }
-        return failWith(invalidArgument, PCCERT_CONTEXT{});
+        return linux::failWith(linux::invalidArgument, PCCERT_CONTEXT{});
     });
 }
 
 PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previousContext) {
     const PreviousContext previous(previousContext);
-    return guarded(PCCERT_CONTEXT{},
-                   [&] { return walk(store, previous, [](const StoreEntry&) { return true; }); });
+    return linux::guarded(PCCERT_CONTEXT{}, [&] {
+        return walk(store, previous, [](const StoreEntry&) { return true; });
+    });
 }
 
 BOOL CertAddEncodedCertificateToStore(HCERTSTORE handle, DWORD, const BYTE* encoded, DWORD size,
@@ -172,14 +173,14 @@ BOOL CertAddEncodedCertificateToStore(HCERTSTORE handle, DWORD, const BYTE* enco
     if (added) {
         *added = nullptr;
     }
-    return guarded(BOOL{FALSE}, [&]() -> BOOL {
+    return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
         const std::shared_ptr<Store> store = Store::of(handle);
         if (!store || !store->growing || disposition != CERT_STORE_ADD_ALWAYS) {
-            return failWith(invalidArgument, FALSE);
+            return linux::failWith(linux::invalidArgument, FALSE);
         }
         CertificatePointer certificate = decodeAlone(encoded, size);
         if (!certificate) {
-            return failWith(CRYPT_E_ASN1_BADTAG, FALSE);
+            return linux::failWith(CRYPT_E_ASN1_BADTAG, FALSE);
         }
         const std::size_t position = store->content->entries.size();
         store->growing->add(certificate);

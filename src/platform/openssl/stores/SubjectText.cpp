@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 void releaseUsages(EXTENDED_KEY_USAGE* usages) noexcept {
@@ -45,7 +45,8 @@ std::wstring attributeText(const X509_NAME_ENTRY* attribute) {
         return {};
     }
     const BytesPointer owner(bytes);
-    return wideOfUtf8({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)});
+    return linux::wideOfUtf8(
+        {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)});
 }
 
 std::wstring subjectText(const X509* certificate) {
@@ -82,4 +83,4 @@ bool readUsages(const X509* certificate, std::vector<std::string>& usages) {
     return critical != noExtension;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

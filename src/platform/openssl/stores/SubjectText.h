@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // The values of the subject's attributes in their order, joined by ", ".
 std::wstring subjectText(const X509* certificate);
@@ -20,4 +20,4 @@ std::wstring foldCase(std::wstring text);
 // The object identifiers of the extended key usage extension. Result: whether there is one.
 bool readUsages(const X509* certificate, std::vector<std::string>& usages);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 bool isAddressLiteral(const std::string& text) {
@@ -49,9 +49,9 @@ void requireMemory(bool done) {
 std::optional<TargetName> TargetName::parse(const wchar_t* text) {
     const std::wstring_view units = text ? text : L"";
     const bool isText = std::all_of(units.begin(), units.end(), [](wchar_t unit) {
-        return isScalarValue(static_cast<char32_t>(unit));
+        return linux::isScalarValue(static_cast<char32_t>(unit));
     });
-    std::string name = isText ? utf8OfWide(units) : std::string();
+    std::string name = isText ? linux::utf8OfWide(units) : std::string();
     // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
     if (name.ends_with('.')) {
         name.pop_back();
@@ -87,4 +87,4 @@ bool TargetName::isOn(X509* certificate) const noexcept {
     return X509_check_host(certificate, name.data(), name.size(), hostFlags, nullptr) == 1;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

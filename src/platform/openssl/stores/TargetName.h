@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 class TargetName {
 public:
@@ -31,4 +31,4 @@ private:
     bool isAddress;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 Terminal::Terminal() noexcept {
     do {
@@ -25,7 +25,7 @@ Terminal::~Terminal() {
 }
 
 void Terminal::writeLine(const std::wstring& text) const {
-    const std::string bytes = utf8OfWide(text) + '\n';
+    const std::string bytes = linux::utf8OfWide(text) + '\n';
     std::size_t written = 0;
     while (written < bytes.size()) {
         const ssize_t taken = write(descriptor, bytes.data() + written, bytes.size() - written);
@@ -60,4 +60,4 @@ std::optional<std::string> Terminal::readLine() const {
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

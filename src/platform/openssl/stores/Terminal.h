@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 class Terminal {
 public:
@@ -25,4 +25,4 @@ private:
     int descriptor = -1;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -4,9 +4,9 @@
 
 #include "platform/openssl/stores/FolderCache.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // As the files are now; the same content as long as they are unchanged.
 FolderContentPointer readAnchorFiles();
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::size_t fileSizeLimit = 16 << 20;
@@ -95,4 +95,4 @@ FolderContentPointer readAnchorFiles() {
     return storeCache().readFiles(folderInForce()->anchors);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

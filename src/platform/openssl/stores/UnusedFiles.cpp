@@ -12,7 +12,7 @@
 #include <system_error>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 using Unused = std::vector<platform::UnusedCertificateFile>;
@@ -52,16 +52,16 @@ void addUnknownNames(const std::filesystem::path& folder, Unused& found) {
 }
 
 } // namespace
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl
 
 namespace VexaSsl::platform {
 
 std::vector<UnusedCertificateFile> unusedCertificateFiles() {
-    const auto folder = portable::folderInForce();
+    const auto folder = openssl::folderInForce();
     std::vector<UnusedCertificateFile> found;
-    portable::addFaults(*portable::readPersonalFiles(), folder->personal, false, found);
-    portable::addUnknownNames(folder->personal, found);
-    portable::addFaults(*portable::readAnchorFiles(), folder->anchors, true, found);
+    openssl::addFaults(*openssl::readPersonalFiles(), folder->personal, false, found);
+    openssl::addUnknownNames(folder->personal, found);
+    openssl::addFaults(*openssl::readAnchorFiles(), folder->anchors, true, found);
     return found;
 }
 

@@ -14,7 +14,7 @@
 namespace VexaSsl {
 namespace {
 
-using namespace portable;
+using namespace openssl;
 
 constexpr ULONG recordBufferCount = 4; // as both message calls take them
 constexpr ULONG noPadding = 1;         // the suites have no blocks to fill

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Of at most eight bytes.
 inline std::uint64_t readBigEndian(ByteView place) noexcept {
@@ -25,4 +25,4 @@ inline void writeBigEndian(std::span<unsigned char> place, std::uint64_t number)
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

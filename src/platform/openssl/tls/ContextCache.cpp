@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // Pointers are enough: a kept SSL_CTX holds references to the last three, so no other object can
@@ -91,4 +91,4 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
     return SEC_E_OK;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 enum class Role { client, server };
 
@@ -27,4 +27,4 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
 // are not touched by that.
 inline constexpr std::size_t contextCacheLimit = 64;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

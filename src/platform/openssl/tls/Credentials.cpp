@@ -13,7 +13,7 @@
 namespace VexaSsl {
 namespace {
 
-using namespace portable;
+using namespace openssl;
 
 constexpr std::wstring_view packageName = L"Microsoft Unified Security Protocol Provider";
 constexpr std::wstring_view shortPackageName = L"Schannel";

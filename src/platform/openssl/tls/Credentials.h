@@ -4,7 +4,7 @@
 
 #include "platform/openssl/tls/ContextCache.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 struct Credentials {
     Role role = Role::client;
@@ -13,4 +13,4 @@ struct Credentials {
     SslContextPointer settings;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

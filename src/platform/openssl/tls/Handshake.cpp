@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::size_t recordPlaintextLimit = 16384;
@@ -145,4 +145,4 @@ SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token
     return status;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -4,7 +4,7 @@
 #include "platform/openssl/tls/TlsConnection.h"
 #include <cstddef>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Works on whole records (none at a client's start) until they are used up, the handshake is
 // complete or it fails. consumed counts the bytes used; what is behind the last handshake record is
@@ -17,4 +17,4 @@ namespace VexaSsl::portable {
 SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token& token,
                                  std::size_t& consumed);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

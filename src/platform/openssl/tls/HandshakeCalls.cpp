@@ -17,7 +17,7 @@
 namespace VexaSsl {
 namespace {
 
-using namespace portable;
+using namespace openssl;
 
 // The token of the peer, in the caller's memory.
 using Received = std::span<unsigned char>;

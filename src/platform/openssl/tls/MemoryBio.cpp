@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 Token::~Token() {
     std::free(memory);
@@ -88,4 +88,4 @@ BioPointer Wire::makeBio() {
     return bio;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -9,7 +9,7 @@
 #include "platform/openssl/tls/RecordBoundary.h"
 #include <cstddef>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Where written bytes go.
 class WireOutput {
@@ -63,4 +63,4 @@ private:
     WireOutput* output = nullptr;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -8,7 +8,7 @@
 #include <exception>
 #include <new>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // OpenSSL judges an operation by the thread's error queue, so nothing old may lie in there, and
 // nothing of ours may be left behind for the host's own use of OpenSSL.
@@ -57,4 +57,4 @@ SECURITY_STATUS recordCall(Operation operation) noexcept {
     return status;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

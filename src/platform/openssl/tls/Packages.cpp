@@ -11,7 +11,7 @@
 namespace VexaSsl {
 namespace {
 
-using portable::packageCall;
+using openssl::packageCall;
 
 // What the package can do, as bits of fCapabilities.
 constexpr ULONG integrity = 0x1;

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // A peer may send records that mean nothing, but not for ever. These are the limits of OpenSSL.
@@ -118,4 +118,4 @@ SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> reco
     return status;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -4,7 +4,7 @@
 #include "platform/openssl/tls/TlsConnection.h"
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Writes one record with the bytes of data (1 to shape.maximumMessage of them) into the three
 // areas, which hold exactly shape.headerSize, data's and shape.trailerSize bytes; data is where the
@@ -20,4 +20,4 @@ SECURITY_STATUS protectRecord(TlsConnection& context, RecordSealer::Area header,
 SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
                            std::span<unsigned char>& plaintext) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -12,7 +12,7 @@
 namespace VexaSsl {
 namespace {
 
-using namespace portable;
+using namespace openssl;
 
 // The entries of a record that comes apart into its pieces.
 constexpr std::size_t headerEntry = 0;

@@ -1,7 +1,7 @@
 #include "platform/openssl/tls/RecordBoundary.h"
 #include <cstddef>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr unsigned char majorVersion = 3; // of every TLS version
@@ -47,4 +47,4 @@ RecordExtent lastRecord(ByteView bytes) noexcept {
     return extent;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

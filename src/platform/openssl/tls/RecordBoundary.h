@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 using ByteView = std::span<const unsigned char>;
 
@@ -38,4 +38,4 @@ RecordExtent firstRecord(ByteView bytes) noexcept;
 // The verdict on the last record of bytes, or on the first one that is no TLS record.
 RecordExtent lastRecord(ByteView bytes) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -15,7 +15,7 @@
 #include <memory>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr AeadSuite aes128Gcm{"AES-128-GCM", 16, 4, 8};
@@ -246,4 +246,4 @@ RecordOpener::Outcome RecordOpener::decipher(std::span<unsigned char> data,
     return deciphered ? Outcome::altered : Outcome::broken;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -29,7 +29,7 @@
 #include <memory>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // What the negotiated cipher suite makes of a record.
 struct RecordShape {
@@ -159,4 +159,4 @@ private:
     std::size_t limit;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

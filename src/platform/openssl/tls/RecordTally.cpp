@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::size_t nonceSize = 8;
@@ -34,4 +34,4 @@ void RecordTally::noteOne(ByteView record) noexcept {
     isProtected = record[0] == static_cast<unsigned char>(ContentType::changeCipherSpec);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 class RecordTally {
 public:
@@ -31,4 +31,4 @@ private:
     std::uint64_t nonce = 0;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

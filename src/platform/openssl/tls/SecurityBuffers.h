@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <span>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 inline std::span<SecBuffer> entriesOf(const SecBufferDesc* description) noexcept {
     if (!description || !description->pBuffers) {
@@ -45,4 +45,4 @@ inline void tell(const SecBufferDesc* description, ULONG type, std::size_t size,
     }
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

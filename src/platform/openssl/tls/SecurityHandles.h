@@ -6,7 +6,7 @@
 #include "platform/linux/base/HandleTable.h"
 #include <memory>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // The second word of every handle, so that no half of one passes for a whole.
 inline constexpr ULONG_PTR handleMark = 0x56784853;
@@ -17,7 +17,7 @@ inline bool isNone(const SecHandle* handle) noexcept {
 
 template <class T>
 SecHandle addHandle(std::shared_ptr<T> object) {
-    const HANDLE number = HandleTable<T>::instance().add(std::move(object));
+    const HANDLE number = linux::HandleTable<T>::instance().add(std::move(object));
     return {.dwLower = reinterpret_cast<ULONG_PTR>(number), .dwUpper = handleMark};
 }
 
@@ -27,7 +27,7 @@ std::shared_ptr<T> objectOf(const SecHandle* handle) {
     if (!handle || handle->dwUpper != handleMark) {
         return nullptr;
     }
-    return HandleTable<T>::instance().find(reinterpret_cast<HANDLE>(handle->dwLower));
+    return linux::HandleTable<T>::instance().find(reinterpret_cast<HANDLE>(handle->dwLower));
 }
 
 // The handle stands for nothing from now on. The object goes when the last call on it has ended.
@@ -36,8 +36,9 @@ SECURITY_STATUS dropHandle(const SecHandle* handle) {
     if (!handle || handle->dwUpper != handleMark) {
         return SEC_E_INVALID_HANDLE;
     }
-    const auto object = HandleTable<T>::instance().take(reinterpret_cast<HANDLE>(handle->dwLower));
+    const auto object =
+        linux::HandleTable<T>::instance().take(reinterpret_cast<HANDLE>(handle->dwLower));
     return object ? SEC_E_OK : SEC_E_INVALID_HANDLE;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

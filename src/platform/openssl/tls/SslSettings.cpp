@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // Forward secrecy and authenticated encryption, nothing else.
@@ -89,4 +89,4 @@ SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE
     return status;
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -3,10 +3,10 @@
 
 #include "platform/openssl/tls/ContextCache.h"
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // Outcomes as findSslContext tells them. anchors is null on a server.
 SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE* anchors,
                                SslContextPointer& made);
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <optional>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 struct Outcome {
@@ -125,4 +125,4 @@ SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept {
     return status.value_or(anyCause ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

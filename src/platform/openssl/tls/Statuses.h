@@ -5,7 +5,7 @@
 
 #include <openssl/ssl.h>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 // The status for a refused certificate (an X509_V_ERR number).
 SECURITY_STATUS statusOfVerification(long verifyResult) noexcept;
@@ -18,4 +18,4 @@ SECURITY_STATUS statusOfAlert(int alert) noexcept;
 // failure is an internal one. ssl is null when no connection is at work.
 SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept;
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

@@ -1,7 +1,7 @@
 #include "platform/openssl/tls/TlsConnection.h"
 #include <mutex>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 namespace {
 
 // OpenSSL asks for a certificate to send; a negative answer makes the handshake stop here.
@@ -50,4 +50,4 @@ bool TlsConnection::hasPeerCertificate() const noexcept {
     return ssl ? SSL_get0_peer_certificate(ssl.get()) != nullptr : !peer.leaf.empty();
 }
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

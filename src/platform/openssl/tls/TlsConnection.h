@@ -18,7 +18,7 @@
 #include <optional>
 #include <vector>
 
-namespace VexaSsl::portable {
+namespace VexaSsl::openssl {
 
 using SslPointer = std::unique_ptr<SSL, Release<SSL_free>>;
 
@@ -93,4 +93,4 @@ struct TlsConnection {
     unsigned warnings = 0;
 };
 
-} // namespace VexaSsl::portable
+} // namespace VexaSsl::openssl

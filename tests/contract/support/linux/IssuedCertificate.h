@@ -6,8 +6,8 @@
 namespace VexaSsl::test {
 
 struct Issued {
-    portable::X509Pointer certificate;
-    portable::KeyPointer key;
+    openssl::X509Pointer certificate;
+    openssl::KeyPointer key;
 };
 
 } // namespace VexaSsl::test

@@ -10,9 +10,9 @@
 namespace VexaSsl::test {
 namespace {
 
-using portable::BioPointer;
-using portable::KeyPointer;
-using portable::X509Pointer;
+using openssl::BioPointer;
+using openssl::KeyPointer;
+using openssl::X509Pointer;
 
 void require(bool done) {
     if (!done) {
@@ -168,15 +168,15 @@ std::string der(const Issued& issued) {
 
 std::string pkcs12(const Issued& issued, const std::vector<const Issued*>& helpers,
                    const std::string& password) {
-    const portable::BorrowingStack others(sk_X509_new_null());
+    const openssl::BorrowingStack others(sk_X509_new_null());
     for (const Issued* helper : helpers) {
         sk_X509_push(others.get(), helper->certificate.get());
     }
     constexpr int usual = 0;
     constexpr int fewIterations = 1000;
-    const portable::Pkcs12Pointer file(PKCS12_create(password.c_str(), "a name", issued.key.get(),
-                                                     issued.certificate.get(), others.get(), usual,
-                                                     usual, fewIterations, fewIterations, usual));
+    const openssl::Pkcs12Pointer file(PKCS12_create(password.c_str(), "a name", issued.key.get(),
+                                                    issued.certificate.get(), others.get(), usual,
+                                                    usual, fewIterations, fewIterations, usual));
     require(file != nullptr);
     return written([&file](BIO* bio) { return i2d_PKCS12_bio(bio, file.get()); });
 }
