@@ -1,5 +1,5 @@
-// How the tool ends. The numbers are documented in --help and in the README and are never
-// renumbered: scripts depend on them.
+// The exit statuses of the tool. The numbers are documented in --help and in the manual and are never
+// changed: scripts depend on them.
 #pragma once
 
 #include <stdexcept>
