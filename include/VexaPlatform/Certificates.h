@@ -1,15 +1,15 @@
 // Where the Linux binding finds certificates.
 //
-// A certificate folder holds two folders, either of which may be missing:
+// A certificate folder has two subfolders, either of which may be missing:
 //   my/    the local machine's personal store. PEM files (*.pem, *.crt, *.cer) with a certificate,
-//          its private key, and the certificates to be sent with it; the key may lie beside it
-//          (x.pem and x.key). PKCS#12 files (*.p12, *.pfx) with an empty password or the one in
-//          the first line of a file beside it (x.p12 and x.p12.password). A certificate without a
-//          private key is no entry. Entries come in the order of the file names.
-//   root/  further trust anchors beside the system's own bundle: PEM files (*.pem, *.crt, *.cer).
-// Files are read anew when they change; a file that can't be read is skipped and never stops the
-// others. A private key that this account can't read, or that needs a pass phrase, is told of when
-// it is used; nobody is asked for the pass phrase.
+//          its private key, and the certificates to send with it; the key may be in a second file
+//          (x.pem and x.key). PKCS#12 files (*.p12, *.pfx), whose password is empty or the first
+//          line of a second file (x.p12 and x.p12.password). A certificate without a private key is
+//          not in the store. The order is that of the file names.
+//   root/  trust anchors in addition to the system's own bundle: PEM files (*.pem, *.crt, *.cer).
+// Files are read again when they change. A file that can't be read is skipped. A private key that
+// this account can't read, or that has a pass phrase, fails when it is used; nobody is asked for
+// the pass phrase.
 #pragma once
 
 #include <filesystem>
@@ -17,37 +17,38 @@
 
 namespace VexaSsl::platform {
 
-// Sets the certificate folder of the process. Until the first call it is the folder fixed when the
-// platform was built (/etc/vexassl/certificates). Stores that are open keep what they have read.
-// Any thread may call it; a relative path is resolved against the working directory at the call.
+// Sets the certificate folder of the process. The initial one is fixed when the binding is built;
+// /etc/vexassl/certificates is the default. A relative path starts at the current working
+// directory. Stores that are open keep what they have read. Throws
+// std::filesystem::filesystem_error when the working directory can't be determined.
 void setCertificateFolder(const std::filesystem::path& folder);
 
-// The folder in force.
+// Returns the certificate folder of the process.
 std::filesystem::path certificateFolder();
 
-// Why a file, or a whole folder, counts for nothing.
+// Why a file or a folder is not used.
 enum class CertificateFileFault {
-    Missing,         // a link that leads nowhere; of my/ itself: there is no such folder
-    Denied,          // this account may not read it
-    NotAFile,        // no regular file (no folder, where it should be one), or too large
-    Unavailable,     // the process has no descriptor or memory left, or the disk failed
-    Damaged,         // a part of it isn't what its title says
-    NoCertificate,   // there is none in it
-    NoKey,           // certificates, but no private key in it or beside it
-    ForeignKey,      // a private key, but none that belongs to a certificate of it
-    WrongPassword,   // PKCS#12 that the password, or the want of one, doesn't open
-    UnknownExtension // a name that no file of the personal store has
+    Missing,         // a dangling symbolic link, or my/ itself doesn't exist
+    Denied,          // this account has no permission to read it
+    NotAFile,        // not a regular file (not a folder, where one is expected), or too large
+    Unavailable,     // out of descriptors or memory, or an I/O error
+    Damaged,         // a PEM block or the PKCS#12 structure can't be decoded
+    NoCertificate,   // contains no certificate
+    NoKey,           // certificates without a private key in the file or in its key file
+    ForeignKey,      // the private key belongs to none of the certificates
+    WrongPassword,   // neither an empty password nor the password file opens the PKCS#12 file
+    UnknownExtension // not one of the extensions of the personal store
 };
 
-// A file that counts for nothing, though it looks as if it should.
+// A file or folder that is not used although it is in the certificate folder.
 struct UnusedCertificateFile {
-    std::filesystem::path path;                                 // of the file or the folder
-    CertificateFileFault fault = CertificateFileFault::Missing; // why
+    std::filesystem::path path;                                 // of the file or folder
+    CertificateFileFault fault = CertificateFileFault::Missing; // why it is not used
 };
 
-// What in the folder in force counts for nothing, as this account sees it: in the personal store,
-// then among the trust anchors. Files whose names begin with a dot, keys and passwords aren't told
-// of. Any thread may call it.
+// Reads the certificate folder with the rights of this account. Returns what is not used, first in
+// my/, then in root/. Hidden files (with a leading dot), key files and password files are not
+// listed.
 std::vector<UnusedCertificateFile> unusedCertificateFiles();
 
 } // namespace VexaSsl::platform

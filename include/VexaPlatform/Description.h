@@ -1,17 +1,17 @@
-// What the Linux binding is made of, for a program's line about versions.
+// The versions of what the Linux binding uses, for a program's --version.
 #pragma once
 
 #include <string>
 
 namespace VexaSsl::platform {
 
-// Both are for people to read.
+// Texts for people; their form is not fixed.
 struct Description {
-    std::string securityLibrary; // as it calls itself: name, version and date
-    std::string builtFor;        // the one that the platform was compiled against
+    std::string securityLibrary; // of the process: name, version and date
+    std::string builtFor;        // the one that the binding was compiled with
 };
 
-// Any thread may call it. The security library is the one that the process really runs with.
+// Returns both.
 Description describePlatform();
 
 } // namespace VexaSsl::platform

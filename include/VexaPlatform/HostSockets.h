@@ -1,64 +1,62 @@
-// What a host does with sockets outside of an ISocketStrategy, on a system without Winsock: make,
+// What a host does with sockets outside of an ISocketStrategy, on a system without Winsock: create,
 // bind, listen and close a socket, read the last error, free address lists, and wait for overlapped
-// operations. Names, arguments and results are those of Winsock and the Windows base; failures give
-// the failure value and leave a Winsock number in the calling thread's last-error slot.
+// operations. A failure returns the failure value and sets the error code of the calling thread.
 //
-// A SOCKET is the file descriptor, so everything else (setsockopt, getsockname, fcntl) is done with
-// the system's own calls on static_cast<int>(socket). The numbers of af, type and protocol are the
-// system's own.
+// A SOCKET is a file descriptor. Everything else (setsockopt, getsockname, fcntl) is done with the
+// system's own calls on static_cast<int>(socket). The values of af, type and protocol are the
+// system's.
 //
-// Overlapped operations. There is no thread behind them. AcceptEx and an overlapped WSARecv are
-// tried at once; what can't finish is completed by the thread that waits: in
-// WSAWaitForMultipleEvents and WSAGetOverlappedResult for an operation with an event, in
-// GetQueuedCompletionStatus for one whose socket is bound to a port, and in an alertable wait for
-// one with a completion routine (the routine runs inside that wait, on the thread that posted it).
-// A socket must be closed with closesocket, never with close: closesocket completes what is pending
-// on it with WSA_OPERATION_ABORTED and never touches its buffers again. It does not end a blocking
-// call of another thread on the same socket: shut the socket down first, then join that thread.
+// Overlapped operations run without a thread of their own. AcceptEx and an overlapped WSARecv are
+// tried at once; what can't finish is completed by the thread that waits for it:
+//   - an operation with an event: in WSAWaitForMultipleEvents and WSAGetOverlappedResult;
+//   - an operation on a socket that is bound to a port: in GetQueuedCompletionStatus;
+//   - an operation with a completion routine: in an alertable wait of the thread that posted it,
+//     which also runs the routine.
+// An operation that succeeds at once also sets its event, queues its completion or runs its
+// routine; one that fails at once does not. Receives on one socket complete in the order of
+// posting. An overlapped WSASend sends everything before it returns, so it blocks while the peer
+// doesn't read. An event handle whose lowest bit is set keeps the completion from the port. When a
+// thread ends, operations that it has posted with a completion routine are aborted.
 //
-// What succeeds at once is delivered to its event, port or routine as well; what fails at once is
-// not. Receives on one socket complete in the order of posting. An overlapped WSASend sends
-// everything before it returns, so it can block for as long as the peer doesn't read. An event
-// handle with its lowest bit set keeps the completion from the port. A thread that ends aborts what
-// it has posted with a completion routine.
+// A socket must be closed with closesocket, never with close. closesocket completes what is pending
+// on the socket with WSA_OPERATION_ABORTED and never uses its buffers again. It doesn't end a
+// blocking call of another thread: shut the socket down first, then join that thread.
 //
-// AcceptEx puts the connection in the place of the accept socket, which keeps its number, its
-// blocking mode and its time-outs, but no other option. Its output buffer holds, one behind the
-// other: receiveDataLength bytes for the first data, localAddressLength bytes that begin with the
-// local address as a sockaddr, and remoteAddressLength bytes that begin with the peer's. Each
-// address area must be 16 bytes larger than the address.
-//
-// Every function may be called from any thread.
+// AcceptEx moves the connection into the accept socket, which keeps its number, its blocking mode
+// and its timeouts, but no other option. Its output buffer has three parts in this order:
+// receiveDataLength bytes for the first data, localAddressLength bytes that begin with the local
+// address as a sockaddr, and remoteAddressLength bytes that begin with the peer's. The two address
+// lengths must be 16 bytes larger than the address.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
 
 namespace VexaSsl::platform {
 
-// --- Sockets. close-on-exec is always set.
+// --- Sockets. Errors are the system's, by their Winsock number, WSAENOTSOCK for what is no socket.
 
-// Result: the socket, or INVALID_SOCKET (WSAEAFNOSUPPORT, WSAEMFILE, WSAEPROTONOSUPPORT, ...).
+// Creates a socket with close-on-exec set. Returns it or INVALID_SOCKET (WSAEAFNOSUPPORT,
+// WSAEMFILE, WSAEPROTONOSUPPORT, ...).
 SOCKET socket(int af, int type, int protocol);
-// Gives the socket an address of this machine. Result: 0, or SOCKET_ERROR (WSAEADDRINUSE,
-// WSAEACCES, WSAEINVAL, ...).
+// Binds the socket to a local address. Returns 0 or SOCKET_ERROR (WSAEADDRINUSE, WSAEACCES,
+// WSAEFAULT for a null name or a negative length, WSAEINVAL, ...).
 int bind(SOCKET s, const sockaddr* name, int namelen);
-// Lets clients wait to be accepted, about backlog of them. Result: 0, or SOCKET_ERROR.
+// Listens with a queue of about backlog connections. Returns 0 or SOCKET_ERROR.
 int listen(SOCKET s, int backlog);
-// Ends one direction or both: SD_RECEIVE, SD_SEND, SD_BOTH. Result: 0, or SOCKET_ERROR
-// (WSAENOTCONN, ...).
+// Shuts down one direction or both: SD_RECEIVE, SD_SEND, SD_BOTH. Returns 0 or SOCKET_ERROR
+// (WSAENOTCONN, WSAEINVAL for another value, ...).
 int shutdown(SOCKET s, int how);
-// Gives the socket back; what is still posted on it ends with WSA_OPERATION_ABORTED. Result: 0, or
-// SOCKET_ERROR (WSAENOTSOCK).
+// Closes the socket and aborts what is pending on it. Returns 0 or SOCKET_ERROR (WSAENOTSOCK).
 int closesocket(SOCKET s);
 
-// --- The thread's last error.
+// --- The error code of the calling thread.
 
-// Result: the Winsock number that this thread's last failing operation left. A success leaves it.
+// Returns the Winsock number of this thread's last failure. A success doesn't change it.
 int WSAGetLastError();
-// Writes it.
+// Sets it.
 void WSASetLastError(int error);
 
-// --- Address lists from ISocketStrategy::getaddrinfo and GetAddrInfoW. Null is harmless.
+// --- Address lists from ISocketStrategy::getaddrinfo and GetAddrInfoW. Null is allowed.
 
 // Frees a whole list from getaddrinfo.
 void freeaddrinfo(addrinfo* list);
@@ -69,79 +67,87 @@ void FreeAddrInfoW(ADDRINFOW* list);
 
 // Empties the set (FD_ZERO).
 void socketSetClear(fd_set& set);
-// A full set and a socket that is already in it are left as they are, as with FD_SET.
+// Adds the socket (FD_SET). Does nothing if it is in the set or if the set is full.
 void socketSetAdd(SOCKET s, fd_set& set);
-// Takes the socket out, if it is in (FD_CLR).
+// Removes the socket if it is in the set (FD_CLR).
 void socketSetRemove(SOCKET s, fd_set& set);
-// Whether it is in (FD_ISSET).
+// Returns whether the socket is in the set (FD_ISSET).
 bool socketSetHas(SOCKET s, const fd_set& set);
 
-// --- Events (manual reset, as WSACreateEvent makes them) and waiting.
+// --- Events (manual reset) and waiting. Every function fails with WSA_INVALID_HANDLE for a handle
+// that is no event.
 
-inline constexpr DWORD INFINITE = 0xFFFFFFFF;         // milliseconds: for ever
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;         // a timeout in milliseconds: none
 inline constexpr DWORD WSA_INFINITE = INFINITE;       // the same
-inline constexpr DWORD WSA_WAIT_EVENT_0 = 0;          // the first event of those waited for
+inline constexpr DWORD WSA_WAIT_EVENT_0 = 0;          // plus the index of the event
 inline constexpr DWORD WSA_WAIT_IO_COMPLETION = 0xC0; // a completion routine ran
-inline constexpr DWORD WSA_WAIT_TIMEOUT = 258;        // time is up
-inline constexpr DWORD WSA_WAIT_FAILED = 0xFFFFFFFF;  // the last error tells why
-inline constexpr DWORD WSA_MAXIMUM_WAIT_EVENTS = 64;  // in one wait
+inline constexpr DWORD WSA_WAIT_TIMEOUT = 258;        // the timeout has elapsed
+inline constexpr DWORD WSA_WAIT_FAILED = 0xFFFFFFFF;  // see WSAGetLastError
+inline constexpr DWORD WSA_MAXIMUM_WAIT_EVENTS = 64;  // of one wait
 
-// Result: a new event, not set, owned by the caller; null when out of memory.
+// Returns a new event, not set, which the caller must close; null with WSA_NOT_ENOUGH_MEMORY.
 HANDLE WSACreateEvent();
-// Gives the event back; no operation that carries it may be under way. Result: TRUE, or FALSE
-// (WSA_INVALID_HANDLE).
+// Closes the event. No pending operation may use it. Returns TRUE or FALSE.
 BOOL WSACloseEvent(HANDLE event);
-// Ends the waits for it, until it is reset. Result: as above.
+// Sets the event: waits for it end until it is reset. Returns TRUE or FALSE.
 BOOL WSASetEvent(HANDLE event);
-// Makes waits wait again. Result: as above.
+// Resets the event. Returns TRUE or FALSE.
 BOOL WSAResetEvent(HANDLE event);
 
-// Waits until one event (or with waitAll every event) is set, completing pending overlapped
-// operations that carry one of these events. With alertable, completion routines of operations
-// that this thread posted run and end the wait.
-// Result: WSA_WAIT_EVENT_0 + index, WSA_WAIT_IO_COMPLETION, WSA_WAIT_TIMEOUT or WSA_WAIT_FAILED.
+// Waits until one event, or with waitAll every event, is set, and completes pending overlapped
+// operations that use one of these events. With alertable, completion routines of operations that
+// this thread posted run and end the wait.
+// Returns WSA_WAIT_EVENT_0 + index (+ 0 with waitAll), WSA_WAIT_IO_COMPLETION, WSA_WAIT_TIMEOUT, or
+// WSA_WAIT_FAILED (WSA_INVALID_PARAMETER for a null array or a count outside of 1 to
+// WSA_MAXIMUM_WAIT_EVENTS, WSA_NOT_ENOUGH_MEMORY, WSAEMFILE, ...).
 DWORD WSAWaitForMultipleEvents(DWORD count, const HANDLE* events, BOOL waitAll,
                                DWORD timeoutMilliseconds, BOOL alertable);
 
-// Sleeps; with alertable it is the wait for completion routines alone.
-// Result: 0 after the time, WSA_WAIT_IO_COMPLETION when a routine ran.
+// Sleeps. With alertable, completion routines of operations that this thread posted run and end the
+// sleep. Returns 0 after the time, or WSA_WAIT_IO_COMPLETION when a routine ran.
 DWORD SleepEx(DWORD milliseconds, BOOL alertable);
 
-// The outcome of an overlapped operation on s. With wait, completes it first. Result TRUE with the
-// byte count and flags; FALSE with WSA_IO_INCOMPLETE while it is pending (wait FALSE), or with the
-// operation's own error.
+// Reads the result of an overlapped operation on s; with wait, completes the operation first.
+// Returns TRUE and sets *transferred (bytes) and *flags, which may be null; or FALSE, with
+// WSA_IO_INCOMPLETE while the operation is pending, with the error of the operation,
+// WSA_INVALID_PARAMETER when it is not an operation on s, or WSAEFAULT for a null argument.
 BOOL WSAGetOverlappedResult(SOCKET s, WSAOVERLAPPED* overlapped, DWORD* transferred, BOOL wait,
                             DWORD* flags);
 
 // --- Completion ports.
 
 inline constexpr HANDLE noHandle = nullptr; // no port
-// A socket in the place of a file handle.
+// Returns a socket as the file argument of CreateIoCompletionPort.
 inline HANDLE socketHandle(SOCKET s) {
     return reinterpret_cast<HANDLE>(s);
 }
-// In the place of a file handle: make a port and bind no socket (INVALID_HANDLE_VALUE of Windows).
+// Returns the file argument that creates a port without a socket (INVALID_HANDLE_VALUE of Windows).
 inline HANDLE invalidHandle() {
     return reinterpret_cast<HANDLE>(~ULONG_PTR{0});
 }
 
-// With invalidHandle() makes a port; else binds socketHandle(s) to existingPort (or to a new port)
-// under completionKey. concurrentThreads is not used. Result: the port, or null.
+// Creates a port when existingPort is noHandle, and binds the socket to the port, unless file is
+// invalidHandle(). Completions on the socket carry completionKey. concurrentThreads is not used.
+// Returns the port, which the caller must close once, or null (WSA_INVALID_HANDLE for what is no
+// port or no socket, WSA_INVALID_PARAMETER for a socket that is bound already, WSAEMFILE, ...).
 HANDLE CreateIoCompletionPort(HANDLE file, HANDLE existingPort, ULONG_PTR completionKey,
                               DWORD concurrentThreads);
 
-// Takes one completion. TRUE: a success, all out values set. FALSE with *overlapped non-null: a
-// failed operation, its number in the last-error slot, out values set. FALSE with *overlapped null:
-// time-out (WSA_WAIT_TIMEOUT in the last-error slot) or a bad port. An operation that completed at
-// once is delivered here too, as on Windows.
+// Removes one completion from the port, waiting for one if necessary. Returns
+//   - TRUE, all three values set: the operation has succeeded;
+//   - FALSE, *overlapped not null, all three values set: the operation has failed with the error
+//   code;
+//   - FALSE, *overlapped null: no completion (WSA_WAIT_TIMEOUT, WSA_INVALID_HANDLE for what is no
+//     port, also when it is closed during the wait);
+//   - FALSE with WSA_INVALID_PARAMETER: a null argument.
 BOOL GetQueuedCompletionStatus(HANDLE port, DWORD* transferred, ULONG_PTR* completionKey,
                                OVERLAPPED** overlapped, DWORD timeoutMilliseconds);
-// Puts a completion of the host's own into the port, to be taken as it is. Result: TRUE, or FALSE
-// (WSA_INVALID_HANDLE, WSA_NOT_ENOUGH_MEMORY).
+// Adds a completion of the host's own to the port. Returns TRUE or FALSE (WSA_INVALID_HANDLE).
+// overlapped is only passed on.
 BOOL PostQueuedCompletionStatus(HANDLE port, DWORD transferred, ULONG_PTR completionKey,
                                 OVERLAPPED* overlapped);
 
-// Closes a port.
+// Closes a port and drops its completions. Returns TRUE or FALSE (WSA_INVALID_HANDLE).
 BOOL CloseHandle(HANDLE port);
 
 } // namespace VexaSsl::platform

@@ -1,7 +1,5 @@
-// What DllGetVersion fills, on a system whose headers don't declare it. Names and field order are
-// those of Microsoft's documentation.
-//
-// Plain data: any thread may use any of it.
+// The structure that DllGetVersion fills, on a system without Windows' headers: DLLVERSIONINFO of
+// shlwapi.h.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -10,13 +8,13 @@ namespace VexaSsl {
 
 using HRESULT = LONG; // 0 for success, negative for failure
 
-// A version of four numbers.
+// A version such as 22.0.3.2.
 struct DLLVERSIONINFO {
-    DWORD cbSize = 0;         // the caller writes sizeof(DLLVERSIONINFO) here
-    DWORD dwMajorVersion = 0; // the first
-    DWORD dwMinorVersion = 0; // the second
-    DWORD dwBuildNumber = 0;  // the third
-    DWORD dwPlatformID = 0;   // the fourth
+    DWORD cbSize = 0;         // set by the caller: sizeof(DLLVERSIONINFO)
+    DWORD dwMajorVersion = 0; // the first number
+    DWORD dwMinorVersion = 0; // the second number
+    DWORD dwBuildNumber = 0;  // the third number
+    DWORD dwPlatformID = 0;   // the fourth number
 };
 
 } // namespace VexaSsl

@@ -1,9 +1,7 @@
-// The three ways to an IConfig. A problem with a file never stops a host: the reason goes to the
-// log as a Warning, "Reverting to NO ENCRYPTION" follows, and the result is the defaults, which
-// mean plain sockets. Values are not judged here.
-//
-// Throws only what running out of memory throws. May run on several threads at once as far as the
-// log allows.
+// The three ways to get an IConfig. A file that can't be read or parsed never stops a host: the
+// reason and "Reverting to NO ENCRYPTION" are logged as Warnings, and the defaults are returned,
+// which mean plain sockets. The defaults are also what a connection gets whose name the store
+// doesn't list, without a Warning. Values are not checked here.
 #pragma once
 
 #include "VexaSsl/Export.h"
@@ -16,17 +14,17 @@
 
 namespace VexaSsl {
 
-// The defaults, with connectionName recorded.
+// Returns the defaults for the connection.
 VEXASSL_API std::unique_ptr<IConfig>
 constructDefaultSslConfiguration(ILog& log, const std::wstring& connectionName);
 
-// Reads the ini file for the path of the store (section VexaSsl, key ConfigurationStore), then the
-// store.
+// Reads the path of the store file from the ini file (section VexaSsl, key ConfigurationStore),
+// then the store file. Returns the connection's settings.
 VEXASSL_API std::unique_ptr<IConfig>
 constructSslConfigurationFromIniFile(ILog& log, const std::filesystem::path& path,
                                      const std::wstring& connectionName);
 
-// Reads the store file itself.
+// Reads the store file. Returns the connection's settings.
 VEXASSL_API std::unique_ptr<IConfig>
 constructSslConfigurationFromSslConfigStore(ILog& log, const std::filesystem::path& path,
                                             const std::wstring& connectionName);

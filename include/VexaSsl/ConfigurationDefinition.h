@@ -1,8 +1,9 @@
-// Names that a host uses with the configuration: the section and key of the ini file that point to
-// the store, the built-in connection names, and the two options that only a program can set.
+// Names of the configuration that a host uses: the section and key of the ini file that point to
+// the store file, the built-in connection names, and the two options that only a program can set.
+// The manual vexassl.ini(5) describes both files.
 //
-// The constants are made when the library is loaded and live until it is unloaded. Read-only, so
-// any thread may use them. Everything is matched without regard to letter case.
+// The constants are constructed when the library is loaded and destroyed when it is unloaded. The
+// value of each is its own name: ConfigurationStore is L"ConfigurationStore". Exceptions are noted.
 #pragma once
 
 #include "VexaSsl/Export.h"
@@ -15,13 +16,13 @@ namespace VexaSsl::ConfigurationDefinition {
 extern VEXASSL_API const std::wstring VexaSslSection;
 
 namespace VexaSslSectionOptions {
-// Key in that section: the path of the store file. A relative path is taken from the working
-// directory of the process.
+// Key in that section: the path of the store file. A relative path starts at the working directory
+// of the process.
 extern VEXASSL_API const std::wstring ConfigurationStore;
 } // namespace VexaSslSectionOptions
 
-// Connection names, the keys of the store's Connections section. A host may use names of its own;
-// a name without an entry uses the entry Default.
+// Connection names, the keys of the store's Connections section. A host may use names of its own. A
+// name without an entry uses the entry Default.
 namespace ConnectionsSectionOptions {
 extern VEXASSL_API const std::wstring ClientToMox;         // built in
 extern VEXASSL_API const std::wstring QLT;                 // built in
@@ -34,8 +35,8 @@ extern VEXASSL_API const std::wstring VexaTcpIpConnection; // reserved: never en
 
 // Options that no file can set, only IConfig::setValue.
 namespace InternalOnlyUtilityOptions {
-extern VEXASSL_API const std::wstring
-    ConnectionName; // the name that the configuration was made for
+// The name that the configuration was made for.
+extern VEXASSL_API const std::wstring ConnectionName;
 // SecureCommunication, ListCertificates or SelectCertificateFromUI.
 extern VEXASSL_API const std::wstring LibraryInvocationPurpose;
 } // namespace InternalOnlyUtilityOptions

@@ -1,8 +1,8 @@
-// How a name is made visible to a host. The library hides everything that is not marked with it.
+// The mark of what the library exports. Everything else in it is hidden.
 #pragma once
 
-// Stands before each function and constant that leaves the library. A program that links the core's
-// objects instead defines VEXASSL_STATIC_CORE.
+// Precedes each exported function and constant. A program that links the core's objects instead of
+// the library defines VEXASSL_STATIC_CORE.
 #if defined(_WIN32)
 #if defined(VEXASSL_BUILDING_LIBRARY)
 #define VEXASSL_API __declspec(dllexport)

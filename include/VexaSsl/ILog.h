@@ -1,8 +1,7 @@
-// The sink that the library reports to. A host passes its own or a VexaSsl::SslLog.
+// The sink for everything the library reports. A host implements its own or uses VexaSsl/SslLog.h.
 //
-// Lifetime: always borrowed; the sink must outlive every configuration and strategy made from it.
-// Threads: the library calls it on the thread that called the library, without any lock. A host
-// that shares one sink between threads guards it inside its implementation.
+// Threads: the library calls the sink on the thread that called the library and takes no lock. A
+// host that shares one sink between threads guards it in its implementation.
 #pragma once
 
 #include <cstdint>
@@ -10,25 +9,27 @@
 
 namespace VexaSsl {
 
-// How much a line matters, and to whom.
+// The severity of a line. MinimumSeverityToLog can set the threshold to the first three.
 enum class Severity : std::int32_t {
     Debug = 1,   // traffic and the stages of a negotiation
-    Info = 2,    // detail that explains a failure
-    Warning = 3, // a fallback
+    Info = 2,    // details that explain a failure
+    Warning = 3, // a fallback, such as no encryption
     Error = 4,   // a failure
-    Fatal = 5,   // for the host; the library never uses it
+    Fatal = 5,   // for hosts; the library never uses it
 };
 
-// Where the library reports to.
+// Implemented by the host or by SslLog.
 class ILog {
 public:
     virtual ~ILog() = default;
 
-    // Takes one line, without a line end. May be called from inside noexcept socket operations: an
-    // exception that leaves it there ends the process.
+    // Takes one line, without a line end. Lines below the threshold are passed too; dropping them
+    // is the sink's task. The noexcept operations of strategies call it, and an exception that it
+    // throws there ends the process.
     virtual void log(Severity severity, const std::wstring& text) = 0;
 
-    // Lines below the threshold are dropped from now on. Called by instantiateSocketStrategy.
+    // Sets the threshold: from now on lines below it are dropped. instantiateSocketStrategy calls
+    // it, so stacks that share a sink have the threshold of the latest one.
     virtual void setMinimumSeverity(Severity severity) = 0;
 };
 

@@ -1,24 +1,28 @@
-// Opportunistic TLS: the second face of the outermost strategy when UseEncryption is
-// Opportunistically. A host reaches it from the strategy that it holds:
+// Opportunistic TLS: switching a connection from clear text to TLS. The strategy that
+// instantiateSocketStrategy returns implements this interface, too, when UseEncryption is
+// Opportunistically:
 //
 //     auto* otls = dynamic_cast<VexaSsl::IOtlsProvider*>(strategy.get());
 //
-// With InjectLogLayers the outermost object is a log layer and the cast gives null.
+// With InjectLogLayers the outermost object is a log layer, and the cast returns null.
 #pragma once
 
 namespace VexaSsl {
 
-// The switch from the clear to TLS.
+// Part of a strategy, which owns it.
 class IOtlsProvider {
 public:
     virtual ~IOtlsProvider() = default;
 
-    // Runs the handshake of the connection's role on the calling thread: client after a connect,
-    // server after an accept. Result: 0, also when TLS is on already; SOCKET_ERROR on failure, with
-    // the reason in the log. After a failure the socket is open and traffic goes on in the clear;
-    // whether to close is the host's decision. A name must have been resolved through the strategy
-    // before, on a server too. No other operation and no pending receive may be under way, and
-    // clear text that the peer sent behind the agreement must be discarded by the host, never used.
+    // Runs the handshake on the calling thread: as a client after a connect, as a server after an
+    // accept. Returns 0, also when TLS is on already, or SOCKET_ERROR without an error code; the
+    // reason is in the log. After a failure the socket is open and traffic continues in clear text;
+    // whether to close it is the host's decision.
+    //
+    // Before the call the host must have resolved a name through the strategy, on a server too, and
+    // must not have called select for the socket. No other operation may run and no receive may be
+    // pending. Clear text that the peer sent after the agreement to switch must be discarded, never
+    // used: it may be an attacker's.
     virtual int startOtls() = 0;
 };
 

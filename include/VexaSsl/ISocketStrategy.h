@@ -1,104 +1,122 @@
-// The one interface through which a host does the socket work of a connection. Where it would call
-// a Winsock function it calls the operation of the same name here; what stands behind it (plain
-// sockets, TLS, TLS switched on later, log layers) was decided by instantiateSocketStrategy.
+// The interface through which a host does the socket work of one connection: the host calls the
+// operation here instead of the Winsock function of the same name. Which strategies run below it
+// (plain sockets, TLS, TLS switched on later, log layers) was decided by instantiateSocketStrategy.
 //
-// One object serves one connection. Making, binding, configuring, shutting down and closing sockets
-// and freeing address lists stay with the host; no strategy closes a socket.
+// One object serves one connection. The host itself creates, binds, configures, shuts down and
+// closes sockets and frees address lists; no strategy closes a socket.
 //
-// Results are Winsock's: the failure value, and the code in the calling thread's last-error slot.
-// No operation of the library's strategies throws.
+// Results are Winsock's. An operation that fails returns its failure value (SOCKET_ERROR,
+// INVALID_SOCKET or FALSE) and sets the error code that WSAGetLastError returns on the calling
+// thread. No operation of the library's strategies throws. "Encrypted" below means that
+// UseEncryption is True, or that startOtls has succeeded; unencrypted operations do what Winsock
+// does.
 //
-// With encryption:
-//   - resolve through the strategy before connecting: the name given to getaddrinfo or GetAddrInfoW
-//     is the name the server's certificate must carry (a null name means "localhost"); connect
-//     without one fails with WSAEINVAL before touching the network;
-//   - connect, accept and completeAcceptEx run the whole handshake on the calling thread, and need
-//     a blocking socket; against silent peers set a receive time-out on the socket first. A failed
-//     handshake gives WSAECONNABORTED and a socket that is shut down and still to be closed;
-//   - WSAAccept and WSAConnect are refused without touching the last error;
-//   - WSASend works only without overlapped arguments, WSARecv only with them;
-//   - calling a data operation before a handshake has succeeded is a caller's error.
+// Encrypted:
+//   - Resolve through the strategy before connecting. The name last given to getaddrinfo or
+//     GetAddrInfoW is the name that the server's certificate must have; a null name means
+//     "localhost". Without a name connect fails with WSAEINVAL before it uses the network.
+//   - connect, accept and completeAcceptEx run the whole handshake on the calling thread and need a
+//     blocking socket. They have no timeout: against silent peers set a receive timeout on the
+//     socket. A failed handshake is logged, sets WSAECONNABORTED, and leaves the socket shut down
+//     but open.
+//   - WSAAccept and WSAConnect always fail, without setting an error code.
+//   - WSASend must have no overlapped arguments and WSARecv must have them.
+//   - Calling an operation that transfers data before a handshake has succeeded is undefined, as
+//     is completeWSARecv without a pending receive.
+//   - A failure in the TLS layer itself is logged. It may leave the error code of an earlier call.
 //
-// Threads, on one object: one sender (send, WSASend) and one receiver (recv, select, WSARecv,
-// completeWSARecv) may work at once; everything else must be kept apart. Different objects are
-// independent, as far as their ILog is.
+// Threads: on one object one sender (send, WSASend) and one receiver (recv, select, WSARecv,
+// completeWSARecv) may work at the same time; every other operation must run alone.
 #pragma once
 
 #include "VexaSsl/Sockets.h"
 
 namespace VexaSsl {
 
-// The operations are deliberately not declared noexcept here although every implementation is: a
-// call that reaches an abstract slot must be able to throw.
+// The operations are not declared noexcept although every implementation in the library is: a call
+// of an abstract slot must be able to throw (see VexaSsl/KelException.h).
 class ISocketStrategy {
 public:
     virtual ~ISocketStrategy() = default;
 
-    // Result: the bytes accepted, or SOCKET_ERROR. With encryption it is len or SOCKET_ERROR; after
-    // an error part of the data may have gone out and the connection is of no more use.
+    // Returns the number of bytes sent, or SOCKET_ERROR. Encrypted: returns len or SOCKET_ERROR.
+    // After an error part of the data may have been sent and the connection is unusable; a socket
+    // that would block is such an error.
     virtual int send(SOCKET s, const char* buf, int len, int flags) = 0;
 
-    // Result: the bytes delivered, 0 at the end of the stream, or SOCKET_ERROR. With encryption
-    // only msgPeek and msgWaitAll count, both together are refused (WSAEOPNOTSUPP), and the end of
-    // the stream is also the peer's TLS closure, which is not told apart from a cut connection.
+    // Returns the number of bytes received, 0 at the end of the stream, or SOCKET_ERROR. Encrypted:
+    // the end of the stream is also the peer's TLS closure or its request to renegotiate, and the
+    // result doesn't distinguish them from a closed connection. Bytes that the
+    // same call had received before a closure or an error are not reported. A record that can't be
+    // decrypted is dropped and logged. Of the flags only msgPeek and msgWaitAll count; both
+    // together fail with WSAEOPNOTSUPP.
     virtual int recv(SOCKET s, char* buf, int len, int flags) = 0;
 
-    // Result: 0 or SOCKET_ERROR.
+    // Returns 0 or SOCKET_ERROR. Encrypted: also runs the client's handshake. A connect that is in
+    // progress on a nonblocking socket is a failure, and no handshake follows.
     virtual int connect(SOCKET s, const sockaddr* name, int namelen) = 0;
 
-    // Result: the new socket or INVALID_SOCKET. After a failed handshake the accepted socket is
-    // shut down but its number is not returned: a host that must close it uses AcceptEx.
+    // Returns the new socket or INVALID_SOCKET. Encrypted: also runs the server's handshake. When
+    // that fails the accepted socket is not returned, so the host can't close it; AcceptEx avoids
+    // this.
     virtual SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) = 0;
 
-    // Result: the number of ready sockets, 0 on time-out, or SOCKET_ERROR. With encryption,
-    // decrypted data in hand counts as readable: with the connection's socket alone in readfds and
-    // no other set the result is 1 at once and the set still shows it; with other sockets or sets
-    // it is counted in the result but no longer shown in readfds.
+    // Returns the number of ready sockets, 0 on timeout, or SOCKET_ERROR. Encrypted: the socket of
+    // the connection counts as readable while decrypted data is held. If it is the only socket in
+    // readfds and there is no other set, the result is 1 at once and readfds keeps it. Otherwise
+    // the lower select may wait for the whole timeout, and then the socket is counted in the result
+    // but is not in readfds. A socket that is readable may have part of a record only, so that recv
+    // still blocks.
     virtual int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        const timeval* timeout) = 0;
 
-    // Resolves a name. Result: 0, or an error code. The host frees the list.
+    // Resolves a name. Returns 0 and a list in *res, which the host frees, or an error code.
+    // Encrypted: WSA_NOT_ENOUGH_MEMORY or -1 may also mean that the name couldn't be stored; then
+    // *res is a list, too.
     virtual int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints,
                             addrinfo** res) = 0;
-    // The same in wide text.
+    // Like getaddrinfo, in wide text.
     virtual int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename,
                              const ADDRINFOW* hints, ADDRINFOW** result) = 0;
 
-    // Result: TRUE, or FALSE (WSA_IO_PENDING: not finished yet). With encryption receiveDataLength
-    // must be 0.
+    // Returns TRUE, or FALSE, with WSA_IO_PENDING while the accept is pending. Encrypted:
+    // receiveDataLength must be 0, otherwise the call fails with WSAEINVAL.
     virtual BOOL AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, void* outputBuffer,
                           DWORD receiveDataLength, DWORD localAddressLength,
                           DWORD remoteAddressLength, DWORD* bytesReceived,
                           OVERLAPPED* overlapped) = 0;
 
-    // To be called once an AcceptEx has completed and before the accepted socket is used; with
-    // encryption it runs the server handshake. Result: 0 or SOCKET_ERROR.
+    // Must be called once an AcceptEx has completed, before the accepted socket is used. Returns 0
+    // or SOCKET_ERROR. Encrypted: runs the server's handshake.
     virtual int completeAcceptEx() = 0;
 
-    // Result: the new socket or INVALID_SOCKET.
+    // Returns the new socket or INVALID_SOCKET.
     virtual SOCKET WSAAccept(SOCKET s, sockaddr* addr, int* addrlen, LPCONDITIONPROC condition,
                              DWORD_PTR callbackData) = 0;
 
-    // Sends from several buffers. Result: 0 or SOCKET_ERROR. With encryption only without
-    // overlapped arguments.
+    // Sends from several buffers. Returns 0 or SOCKET_ERROR. Encrypted: overlapped arguments are
+    // refused with WSAEINVAL, and errors are as with send.
     virtual int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags,
                         WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;
-    // Posts a receive into several buffers. Result: 0, or SOCKET_ERROR (WSA_IO_PENDING: under way).
-    // With encryption only with an overlapped structure; the buffers are filled by completeWSARecv,
-    // not by the system, and must stay valid until then; bytesReceived and flags must not be null.
+    // Posts a receive into several buffers. Returns 0, or SOCKET_ERROR (WSA_IO_PENDING: it is
+    // pending). With encryption only with an overlapped structure; the buffers are filled by
+    // completeWSARecv, not by the system, and must stay valid until then; bytesReceived and flags
+    // must not be null.
     virtual int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                         DWORD* flags, WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;
 
-    // To be called once for each overlapped WSARecv that has completed, in the order of posting.
-    // *bytesTransferred: on entry what the completion reported, on return the application bytes now
-    // in the buffers. status and context may be anything. Result: 0 or a failure status (-1 or a
-    // negative platform status). With encryption 0 with 0 bytes means "nothing for you yet" or the
-    // end of the stream: the completion's own count of 0 tells the end.
+    // Must be called once for each overlapped WSARecv that has completed, in the order of posting,
+    // before its buffers are read. *bytesTransferred is the completion's byte count on entry, and
+    // on return the number of application bytes in the buffers. status and context are not used.
+    // Returns 0 or a failure. Encrypted: a failure is -1 with WSAECONNRESET when the peer closed
+    // the TLS connection or wants to renegotiate, or a negative SECURITY_STATUS without an error
+    // code. 0 with 0 bytes means that a record is incomplete; the end of the stream is a completion
+    // with a count of 0.
     virtual int completeWSARecv(int status, DWORD* bytesTransferred, void* context) = 0;
 
-    // Result: 0 or SOCKET_ERROR.
+    // Returns 0 or SOCKET_ERROR.
     virtual int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
                            WSABUF* calleeData, QOS* sqos, QOS* gqos) = 0;
 };

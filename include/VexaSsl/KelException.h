@@ -1,27 +1,24 @@
-// What a call through an abstract operation of the library's interfaces ends in. It stands for a
-// state that must not occur: an operation reached through an object that isn't built yet or is
-// destroyed already. Before it is thrown the library has the platform's process-dump library
-// "kelmo" write a dump, if there is such a library.
+// The exception thrown when an abstract operation of one of the library's interfaces is called.
+// That happens only through an object under construction or already destroyed, so it is a defect.
+// The platform's process-dump library "kelmo", if there is one, first writes a dump.
 //
-// It has no base class: a handler for std::exception doesn't catch it. And it is thrown for objects
-// of the library only. The table of operations of a class that a host derives itself, from ILog for
-// instance, lies in the host, and there an abstract slot leads to the handler of the host's
-// runtime, which ends the process.
+// KelException has no base class, so catching std::exception misses it. Only objects of the library
+// throw it: the virtual table of a class that a host derives, from ILog for example, is part of the
+// host, and its abstract slots call the handler of the host's runtime, which ends the process.
 #pragma once
 
 #include <cstdint>
 
 namespace VexaSsl {
 
-// Both numbers have a meaning for the dump's reader only.
+// Two numbers for the reader of a dump. The library throws 1 and 7.
 class KelException {
 public:
-    // Of these two numbers.
-    KelException(std::int32_t firstNumber, std::int32_t secondNumber) noexcept
-        : first(firstNumber), second(secondNumber) {}
+    // Of these numbers.
+    KelException(std::int32_t first, std::int32_t second) noexcept : first(first), second(second) {}
 
-    std::int32_t first;  // for the dump's reader
-    std::int32_t second; // the same
+    std::int32_t first;  // 1
+    std::int32_t second; // 7
 };
 
 } // namespace VexaSsl

@@ -1,11 +1,9 @@
-// Which build of the library a host runs with. Both functions are exported under their plain names,
-// so a host may also look them up at run time; neither needs anything made or configured before.
-//
-// Any thread may call them.
+// The version of the library that a host runs with. Both functions are exported under their plain
+// names, so a host can look them up at run time. They need no log and no configuration.
 #pragma once
 
 #include "VexaSsl/Export.h"
-#include "VexaSsl/Sockets.h" // IWYU pragma: keep: the header below asks for it
+#include "VexaSsl/Sockets.h" // IWYU pragma: keep: must precede shlwapi.h
 
 #include <cstdint>
 
@@ -19,16 +17,15 @@ namespace VexaSsl {
 
 extern "C" {
 
-// The version of the library's file. Set info->cbSize to sizeof(DLLVERSIONINFO) before.
+// Stores the version of the library's file in *info: the four numbers of its version record, or the
+// built-in ones when the record can't be read. The fourth number goes to dwPlatformID, although
+// that field names a platform elsewhere. The caller sets info->cbSize to sizeof(DLLVERSIONINFO).
 //
-// Result: -1 and nothing written when info is null or too small; else 0. The numbers are those of
-// the file's version record, or the ones built in when the record can't be read. The fourth number
-// of a version 1.2.3.4 lands in dwPlatformID, which is a platform's number elsewhere: don't take it
-// for one.
+// Returns 0, or -1 without writing anything when info is null or cbSize is too small.
 VEXASSL_API HRESULT DllGetVersion(DLLVERSIONINFO* info);
 
-// The fourth number of the version. The first three are part of the name, so a host that links or
-// looks up this name runs with this version or not at all.
+// Returns the fourth number of the version. The first three are part of the name, so a host that
+// links or looks up this name runs with this version or not at all.
 VEXASSL_API std::int32_t moduleVersion_VexaSsl_22_0_3();
 
 } // extern "C"

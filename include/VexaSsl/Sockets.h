@@ -1,5 +1,5 @@
-// The socket types that the library's interface is written in: Winsock's own on Windows, the same
-// shapes from VexaPlatform elsewhere.
+// The socket types in the library's interface: Winsock's own on Windows, and on Linux the types of
+// VexaPlatform/WinsockShapes.h, which have the same names.
 #pragma once
 
 #if defined(_WIN32)
@@ -14,11 +14,10 @@
 
 namespace VexaSsl {
 
-// Look at what has come without taking it. One of the two receive flags that a secure connection
-// understands, with Winsock's numbers on every system. (Elsewhere the C library occupies MSG_PEEK
-// and MSG_WAITALL with numbers of its own.)
-inline constexpr int msgPeek = 0x2;
-// Wait until the buffer is full. The other one.
-inline constexpr int msgWaitAll = 0x8;
+// The two receive flags that a secured connection knows, with the values of Winsock's MSG_PEEK and
+// MSG_WAITALL on every system. (The C library on Linux has macros of these names with other
+// values.)
+inline constexpr int msgPeek = 0x2;    // return data without removing it
+inline constexpr int msgWaitAll = 0x8; // wait until the buffer is full
 
 } // namespace VexaSsl

@@ -1,11 +1,12 @@
-// The ready-made sink: every line goes to a text file and to the console (std::wcout) at once.
+// The ready-made sink: writes every line to a text file and to the console (std::wcout), and
+// flushes both.
 //
-// The file lies beside the running executable and is named after it, with the extension ".log";
-// lines are appended. A line is "[Warning] text": no time, no process. It starts with the threshold
-// Info. Trouble with the file is not reported; the console lines go on.
+// The file is beside the running executable and has its name with the extension ".log". Lines are
+// appended. A line is "[Warning] text", without a time or a process number. The threshold is Info
+// at first. A failure to open or write the file is not reported; lines then reach the console only.
 //
-// Threads: no lock. A host that logs from several threads serialises the calls itself.
-// Link with the static library VexaSslLog; libVexaSsl doesn't export it.
+// Threads: no lock. A host that logs from several threads serialises the calls.
+// Linking: the static library VexaSslLog; libVexaSsl doesn't export the class.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -20,17 +21,17 @@ namespace VexaSsl {
 class SslLog : public ILog {
 public:
     SslLog();
-    // With a threshold below Info the last line is "[Debug] closing log".
+    // Writes a last line "[Debug] closing log" when the threshold is below Info.
     ~SslLog() override;
     SslLog(const SslLog&) = delete;
     SslLog& operator=(const SslLog&) = delete;
 
     void log(Severity severity, const std::wstring& text) override;
 
-    // Takes any number: one above Fatal silences everything.
+    // Accepts any number; one above Fatal drops every line.
     void setMinimumSeverity(Severity severity) override;
 
-    // Whether a line of this severity is written.
+    // Returns whether a line of this severity is written.
     bool shouldLog(Severity severity) const;
 
 private:

@@ -1,7 +1,5 @@
-// The two text conversions of the library. They are not each other's inverse.
-//
-// Both report a failure only by an empty result, throw only when memory runs out, and may be called
-// from any thread.
+// The two text conversions of the library. They are not inverses. Empty text is returned for empty
+// text and for a failure.
 #pragma once
 
 #include "VexaSsl/Export.h"
@@ -10,13 +8,12 @@
 
 namespace VexaSsl {
 
-// From UTF-8. The result has as many units as text has bytes: what multi-byte sequences save stands
-// as zero units at its end.
+// Converts UTF-8. The result has as many units as text has bytes: a multi-byte sequence leaves zero
+// units at the end.
 VEXASSL_API std::wstring convertNarrowToWide(const std::string& text);
 
-// To the system's ANSI code page (Windows-1252 where there is no such setting), with its default
-// character for what it can't express. A text that needs more bytes than it has units gives an
-// empty result.
+// Converts to the system's ANSI code page (Windows-1252 on Linux), with its default character for
+// what the code page lacks. Fails when the converted text has more bytes than text has units.
 VEXASSL_API std::string convertWideToNarrow(const std::wstring& text);
 
 } // namespace VexaSsl

@@ -1,7 +1,8 @@
-// The platform's record of how a module's version check ended. It stands in the global namespace
-// and is shared with the platform, which fills it; the library only carries the two members below.
+// The application platform's record of how a module's version check ended. It is in the global
+// namespace because the platform defines it; the library exports the two members below and never
+// creates one.
 //
-// A value: copies are independent, and what is shared between threads is guarded by its owner.
+// Threads: a value; the owner guards a shared one.
 #pragma once
 
 #include "VexaSsl/Export.h"
@@ -11,9 +12,8 @@
 // How a module's version check ended.
 class VModuleVersion {
 public:
-    // A record of this number.
-    explicit VModuleVersion(std::int32_t lastErrorNumber = 0) noexcept
-        : lastError(lastErrorNumber) {}
+    // A record of this error number.
+    explicit VModuleVersion(std::int32_t lastError = 0) noexcept : lastError(lastError) {}
     // A copy.
     VModuleVersion(const VModuleVersion& other) noexcept = default;
     ~VModuleVersion() = default;
@@ -21,7 +21,7 @@ public:
     // Copies the whole record.
     VEXASSL_API VModuleVersion& operator=(const VModuleVersion& other);
 
-    // The number of the last error, 0 for none.
+    // Returns the number of the last error, 0 for none.
     VEXASSL_API std::int32_t getLastError() const;
 
 private:

@@ -4,8 +4,20 @@
 //   3. call instantiateSocketStrategy     below
 //   4. use the strategy for every socket operation of that connection
 //                                         VexaSsl/ISocketStrategy.h
+// and destroy them in the opposite order, before the library is unloaded.
 //
-// The log must outlive the rest; the IConfig may go after step 3.
+// Conventions of all headers; a comment mentions only what differs:
+//   Ownership   A std::unique_ptr belongs to the caller. References and pointers are borrowed for
+//               the call. The one exception is ILog&: configurations and strategies keep it, so the
+//               log must outlive them all. The IConfig may go after step 3.
+//   Threads     Functions may run on several threads at once, as far as the log they are given
+//               allows it. Objects state their own rule.
+//   Failures    Only functions that say so throw anything but std::bad_alloc. The text of an
+//               exception is short; the reason is in the log.
+//   Text        Wide text is UTF-16 on Windows and UTF-32 on Linux, without a terminator. Names and
+//               words of the configuration match in any letter case.
+//   Names       What mirrors a Winsock or Windows function, type or constant has its name,
+//               arguments and value, which Microsoft's documentation describes.
 #pragma once
 
 #include "VexaSsl/Configuration.h"           // IWYU pragma: export
@@ -21,13 +33,13 @@
 
 namespace VexaSsl {
 
-// Builds the stack of strategies that the configuration asks for and returns its outermost object,
-// which owns the rest; never null. Also sets the log's threshold to MinimumSeverityToLog.
+// Builds the stack of strategies that the configuration asks for. Returns its outermost object,
+// which owns the rest; never null. Sets the log's threshold to MinimumSeverityToLog.
 //
 // Throws std::out_of_range("invalid configuration") when UseEncryption, InjectLogLayers or
-// MinimumSeverityToLog has a bad value, or the connection name doesn't allow opportunistic TLS; the
-// reason is in the log. Throws std::runtime_error when encryption is asked for and the system's
-// security package is missing. May run on several threads at once, as far as the log allows.
+// MinimumSeverityToLog has a bad value, or when the connection name doesn't allow opportunistic
+// TLS; std::runtime_error when encryption is asked for and the system's security package is
+// missing.
 VEXASSL_API std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log,
                                                                        const IConfig& config);
 
