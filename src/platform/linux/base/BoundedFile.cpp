@@ -9,19 +9,13 @@
 
 namespace VexaSsl::linux {
 
-FileDescriptor::~FileDescriptor() {
-    if (number >= 0) {
-        close(number);
-    }
-}
-
 // Without O_NONBLOCK, opening a pipe would wait for its writer.
-int openForReading(const char* path) noexcept {
+Descriptor openForReading(const char* path) noexcept {
     int number = -1;
     do {
         number = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     } while (number < 0 && errno == EINTR);
-    return number;
+    return Descriptor(number);
 }
 
 bool readUpTo(int descriptor, void* buffer, std::size_t size, std::size_t& filled) noexcept {
@@ -43,13 +37,13 @@ bool readUpTo(int descriptor, void* buffer, std::size_t size, std::size_t& fille
 }
 
 std::string readText(const char* path, std::size_t limit) {
-    const FileDescriptor file(openForReading(path));
-    if (file.number < 0) {
+    const Descriptor file = openForReading(path);
+    if (!file) {
         return {};
     }
     std::string text(limit, '\0');
     std::size_t filled = 0;
-    if (!readUpTo(file.number, text.data(), text.size(), filled)) {
+    if (!readUpTo(file.get(), text.data(), text.size(), filled)) {
         return {};
     }
     text.resize(filled);

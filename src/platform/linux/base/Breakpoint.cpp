@@ -14,8 +14,8 @@ bool isTraced() {
     constexpr std::string_view label = "\nTracerPid:";
     char text[8192];
     std::size_t filled = 0;
-    const FileDescriptor status(openForReading("/proc/self/status"));
-    if (status.number < 0 || !readUpTo(status.number, text, sizeof text - 1, filled)) {
+    const Descriptor status = openForReading("/proc/self/status");
+    if (!status || !readUpTo(status.get(), text, sizeof text - 1, filled)) {
         return false;
     }
     text[filled] = '\0';

@@ -20,11 +20,11 @@ constexpr std::size_t mostSections = 4096;
 constexpr std::size_t largestNames = 1 << 20;
 
 // Result: false when the file doesn't hold that many bytes there.
-bool readAt(const FileDescriptor& file, Elf64_Off offset, void* buffer, std::size_t size) {
+bool readAt(const Descriptor& file, Elf64_Off offset, void* buffer, std::size_t size) {
     constexpr Elf64_Off furthest = 1ull << 62;
     std::size_t filled = 0;
-    return offset < furthest && lseek(file.number, static_cast<off_t>(offset), SEEK_SET) >= 0 &&
-           readUpTo(file.number, buffer, size, filled) && filled == size;
+    return offset < furthest && lseek(file.get(), static_cast<off_t>(offset), SEEK_SET) >= 0 &&
+           readUpTo(file.get(), buffer, size, filled) && filled == size;
 }
 
 bool isUsable(const Elf64_Ehdr& header) {
@@ -34,7 +34,7 @@ bool isUsable(const Elf64_Ehdr& header) {
            header.e_shstrndx < header.e_shnum;
 }
 
-std::vector<Elf64_Shdr> readSections(const FileDescriptor& file, const Elf64_Ehdr& header) {
+std::vector<Elf64_Shdr> readSections(const Descriptor& file, const Elf64_Ehdr& header) {
     std::vector<Elf64_Shdr> sections(header.e_shnum);
     if (!readAt(file, header.e_shoff, sections.data(), sections.size() * sizeof(Elf64_Shdr))) {
         return {};
@@ -42,7 +42,7 @@ std::vector<Elf64_Shdr> readSections(const FileDescriptor& file, const Elf64_Ehd
     return sections;
 }
 
-std::string readContent(const FileDescriptor& file, const Elf64_Shdr& section, std::size_t limit) {
+std::string readContent(const Descriptor& file, const Elf64_Shdr& section, std::size_t limit) {
     if (section.sh_size > limit || section.sh_type == SHT_NOBITS) {
         return {};
     }
@@ -62,9 +62,9 @@ std::string_view nameAt(std::string_view names, std::size_t offset) {
 } // namespace
 
 std::string readSection(const char* path, std::string_view name, std::size_t limit) {
-    const FileDescriptor file(openForReading(path));
+    const Descriptor file = openForReading(path);
     Elf64_Ehdr header{};
-    if (file.number < 0 || !readAt(file, 0, &header, sizeof header) || !isUsable(header)) {
+    if (!file || !readAt(file, 0, &header, sizeof header) || !isUsable(header)) {
         return {};
     }
     const std::vector<Elf64_Shdr> sections = readSections(file, header);

@@ -1,7 +1,8 @@
 #include "platform/linux/sockets/Operation.h"
 
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/OperationQueue.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketNotes.h"
 #include "platform/linux/sockets/SystemErrors.h"
 

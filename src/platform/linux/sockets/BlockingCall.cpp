@@ -1,7 +1,7 @@
 #include "platform/linux/sockets/BlockingCall.h"
 
-#include "platform/linux/base/Descriptors.h"
 #include "platform/linux/sockets/Deadline.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <poll.h>

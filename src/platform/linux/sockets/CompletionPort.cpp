@@ -3,6 +3,7 @@
 #include "VexaPlatform/HostSockets.h"
 #include "platform/linux/base/HandleTable.h"
 #include "platform/linux/sockets/OperationQueue.h" // IWYU pragma: keep
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketRegistry.h"
 #include "platform/linux/sockets/SystemErrors.h"
 

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/Deadline.h"
 
 #include <deque>

@@ -1,8 +1,9 @@
 // Making, connecting, accepting, shutting down and closing sockets.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/BlockingCall.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketNotes.h"
 #include "platform/linux/sockets/SocketRegistry.h"
 #include "platform/linux/sockets/SystemErrors.h"

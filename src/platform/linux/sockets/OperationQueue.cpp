@@ -1,7 +1,7 @@
 #include "platform/linux/sockets/OperationQueue.h"
 
-#include "platform/linux/base/Descriptors.h"
 #include "platform/linux/sockets/CompletionPort.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/WaitingThread.h"
 
 #include <functional>

@@ -2,8 +2,8 @@
 // when they are.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
-#include "platform/linux/base/Descriptors.h"
 #include "platform/linux/sockets/OperationQueue.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketRegistry.h"
 #include "platform/linux/sockets/SystemErrors.h"
 #include "platform/linux/sockets/WaitingThread.h"
@@ -21,8 +21,8 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// Winsock looks at the socket before it looks at the other arguments.
-int failWith(int fd, int argumentError) {
+// Winsock checks the socket before the other arguments.
+int failArgument(int fd, int argumentError) {
     return fail(isSocket(fd) ? argumentError : WSAENOTSOCK);
 }
 
@@ -168,14 +168,14 @@ int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, 
             WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) {
     const int fd = descriptorOf(s);
     if (flags == nullptr || (bytesReceived == nullptr && overlapped == nullptr)) {
-        return failWith(fd, WSAEFAULT);
+        return failArgument(fd, WSAEFAULT);
     }
     if (!areReceiveFlags(*flags)) {
-        return failWith(fd, WSAEOPNOTSUPP);
+        return failArgument(fd, WSAEOPNOTSUPP);
     }
     std::vector<iovec> copy;
     if (const int error = copyBuffers(buffers, bufferCount, copy)) {
-        return failWith(fd, error);
+        return failArgument(fd, error);
     }
     if (overlapped == nullptr) { // nothing to hand to a routine, either
         const TransferResult result = receiveInto(fd, copy, *flags);
@@ -198,14 +198,14 @@ int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWOR
             WSAOVERLAPPED* overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) {
     const int fd = descriptorOf(s);
     if (bytesSent == nullptr && overlapped == nullptr) {
-        return failWith(fd, WSAEFAULT);
+        return failArgument(fd, WSAEFAULT);
     }
     if (!areSendFlags(flags)) {
-        return failWith(fd, WSAEOPNOTSUPP);
+        return failArgument(fd, WSAEOPNOTSUPP);
     }
     std::vector<iovec> copy;
     if (const int error = copyBuffers(buffers, bufferCount, copy)) {
-        return failWith(fd, error);
+        return failArgument(fd, error);
     }
     if (overlapped == nullptr) {
         const TransferResult result = sendFrom(fd, copy, flags, Waiting::asTheSocket);
@@ -228,7 +228,7 @@ BOOL AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, void* outputBuffer, DWOR
     const int listener = descriptorOf(listenSocket);
     const int place = descriptorOf(acceptSocket);
     if (overlapped == nullptr) {
-        failWith(listener, WSA_INVALID_PARAMETER);
+        failArgument(listener, WSA_INVALID_PARAMETER);
         return FALSE;
     }
     const AcceptBuffer output{static_cast<char*>(outputBuffer), receiveDataLength,

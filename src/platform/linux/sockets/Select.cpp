@@ -1,8 +1,8 @@
 // select over Winsock's counted sets, and the operations on these sets.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
-#include "platform/linux/base/Descriptors.h"
 #include "platform/linux/sockets/Deadline.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketKind.h"
 #include "platform/linux/sockets/SocketNotes.h"
 #include "platform/linux/sockets/SystemErrors.h"

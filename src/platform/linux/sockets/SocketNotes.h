@@ -2,7 +2,7 @@
 // has put off, and that a non-blocking connect is under way. Any thread.
 #pragma once
 
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/base/Descriptor.h"
 
 #include <atomic>
 #include <cstddef>

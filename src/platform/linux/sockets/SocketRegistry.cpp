@@ -1,6 +1,6 @@
 #include "platform/linux/sockets/SocketRegistry.h"
 
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketKind.h"
 #include "platform/linux/sockets/SocketNotes.h"
 #include "platform/linux/sockets/SystemErrors.h"

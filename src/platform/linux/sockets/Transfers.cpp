@@ -1,8 +1,8 @@
 #include "platform/linux/sockets/Transfers.h"
 
 #include "platform/contract/Winsock.h"
-#include "platform/linux/base/Descriptors.h"
 #include "platform/linux/sockets/BlockingCall.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketKind.h"
 #include "platform/linux/sockets/SystemErrors.h"
 

@@ -1,6 +1,7 @@
 #include "platform/linux/sockets/WaitingThread.h"
 
 #include "platform/linux/sockets/OperationQueue.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <sys/eventfd.h>

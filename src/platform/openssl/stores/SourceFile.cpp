@@ -97,9 +97,9 @@ int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept {
 FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     FileText file;
     file.path = path;
-    const linux::FileDescriptor descriptor(linux::openForReading(path.c_str()));
+    const linux::Descriptor descriptor = linux::openForReading(path.c_str());
     struct stat status {};
-    if (descriptor.number < 0 || factsOf(descriptor.number, status) != 0) {
+    if (!descriptor || factsOf(descriptor.get(), status) != 0) {
         file.outcome = outcomeOfErrno(errno);
         if (factsOf(path, status) == 0) {
             file.stamp = stampOf(status);
@@ -115,7 +115,7 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
     file.bytes = SecretBytes(static_cast<std::size_t>(status.st_size) + 1);
     std::size_t filled = 0;
     const bool complete =
-        linux::readUpTo(descriptor.number, file.bytes.data(), file.bytes.size(), filled);
+        linux::readUpTo(descriptor.get(), file.bytes.data(), file.bytes.size(), filled);
     file.bytes.cut(filled);
     file.outcome = complete ? FileOutcome::read : FileOutcome::temporary;
     return file;

@@ -1,4 +1,4 @@
-#include "platform/linux/base/Descriptors.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
 
 #include <cerrno>
 #include <climits>
@@ -6,7 +6,6 @@
 #include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace VexaSsl::linux {
 
@@ -17,8 +16,8 @@ int descriptorOf(SOCKET s) noexcept {
 bool isSocket(int fd) noexcept {
     const int before = errno;
     struct stat facts {};
-    // One that is open stays one while the system is too short of something to say so: a socket
-    // that is taken for none could never be closed.
+    // An open descriptor counts as a socket while the system lacks what it needs to answer: a
+    // socket that is taken for something else could never be closed.
     const bool result = fstat(fd, &facts) == 0 ? S_ISSOCK(facts.st_mode) : errno != EBADF;
     errno = before;
     return result;
@@ -34,21 +33,6 @@ bool isNonBlocking(int fd) noexcept {
 void makeReadable(int eventDescriptor) noexcept {
     while (eventfd_write(eventDescriptor, 1) != 0 && errno == EINTR) {
     }
-}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    std::swap(value, other.value);
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (value >= 0) {
-        ::close(value);
-    }
-}
-
-int Descriptor::release() noexcept {
-    return std::exchange(value, -1);
 }
 
 } // namespace VexaSsl::linux
