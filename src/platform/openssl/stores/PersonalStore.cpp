@@ -1,11 +1,11 @@
 #include "platform/openssl/stores/PersonalStore.h"
 
 #include "platform/openssl/stores/CertificateFolder.h"
+#include "platform/openssl/stores/FolderProduct.h"
 
 #include <cstddef>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
@@ -56,50 +56,28 @@ ParsedFile parseGroup(const std::vector<FileText>& files) {
                                    : parsePersonalFile(files[0], beside);
 }
 
-std::vector<CertificatePointer> entriesOf(const FolderContent& folder) {
+std::shared_ptr<const StoreContent> contentOf(const FolderContent& folder) {
     std::vector<CertificatePointer> entries;
     for (const auto& file : folder.files) {
         entries.insert(entries.end(), file->entries.begin(), file->entries.end());
     }
-    return entries;
+    return std::make_shared<const StoreContent>(std::move(entries));
 }
 
-class PersonalStoreCache {
-public:
-    FolderContentPointer readFiles(const std::filesystem::path& folder) {
-        return cache.contentOf(folder);
-    }
-
-    PersonalStore read(const std::filesystem::path& folder) {
-        FolderContentPointer files = readFiles(folder);
-        const std::lock_guard lock(guarding);
-        if (files != builtFrom) {
-            content = std::make_shared<const StoreContent>(entriesOf(*files));
-            builtFrom = std::move(files);
-        }
-        return {builtFrom->outcome, content};
-    }
-
-private:
-    FolderCache cache{groupFiles, parseGroup, fileSizeLimit};
-    std::mutex guarding;
-    FolderContentPointer builtFrom;
-    StoreContentPointer content;
-};
-
-PersonalStoreCache& storeCache() {
-    static PersonalStoreCache& cache = *new PersonalStoreCache;
-    return cache;
+FolderProduct<const StoreContent>& personalStore() {
+    static auto& store = *new FolderProduct(groupFiles, parseGroup, fileSizeLimit, contentOf);
+    return store;
 }
 
 } // namespace
 
 PersonalStore readPersonalStore() {
-    return storeCache().read(folderInForce()->personal);
+    const auto store = personalStore().read(folderInForce()->personal);
+    return {store.files->outcome, store.product};
 }
 
 FolderContentPointer readPersonalFiles() {
-    return storeCache().readFiles(folderInForce()->personal);
+    return personalStore().readFiles(folderInForce()->personal);
 }
 
 bool isReadForPersonalStore(const std::filesystem::path& name) {

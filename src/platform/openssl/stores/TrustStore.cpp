@@ -2,11 +2,11 @@
 
 #include "platform/openssl/stores/CertificateFolder.h"
 #include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/stores/FolderProduct.h"
 
 #include <cstddef>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
@@ -15,7 +15,7 @@
 namespace VexaSsl::openssl {
 namespace {
 
-constexpr std::size_t fileSizeLimit = 16 << 20;
+constexpr std::size_t fileSizeLimit = std::size_t{16} << 20;
 const char* const systemBundle = "/etc/ssl/certs/ca-certificates.crt";
 
 // The bundle is read with the folder's files, so that one look tells whether anything has changed.
@@ -57,42 +57,19 @@ std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     return store;
 }
 
-class TrustStoreCache {
-public:
-    FolderContentPointer readFiles(const std::filesystem::path& folder) {
-        return cache.contentOf(folder);
-    }
-
-    std::shared_ptr<X509_STORE> read(const std::filesystem::path& folder) {
-        FolderContentPointer files = readFiles(folder);
-        const std::lock_guard lock(guarding);
-        if (files != builtFrom) {
-            store = storeOf(*files);
-            builtFrom = std::move(files);
-        }
-        return store;
-    }
-
-private:
-    FolderCache cache{groupFiles, parseGroup, fileSizeLimit};
-    std::mutex guarding;
-    FolderContentPointer builtFrom;
-    std::shared_ptr<X509_STORE> store;
-};
-
-TrustStoreCache& storeCache() {
-    static TrustStoreCache& cache = *new TrustStoreCache;
-    return cache;
+FolderProduct<X509_STORE>& anchorStore() {
+    static auto& store = *new FolderProduct(groupFiles, parseGroup, fileSizeLimit, storeOf);
+    return store;
 }
 
 } // namespace
 
 std::shared_ptr<X509_STORE> trustStore() {
-    return storeCache().read(folderInForce()->anchors);
+    return anchorStore().read(folderInForce()->anchors).product;
 }
 
 FolderContentPointer readAnchorFiles() {
-    return storeCache().readFiles(folderInForce()->anchors);
+    return anchorStore().readFiles(folderInForce()->anchors);
 }
 
 } // namespace VexaSsl::openssl
