@@ -1,17 +1,18 @@
-// Contract: the socket operations that the library needs of a system.
+// Contract: the socket operations.
 //
-// Each has the name, the arguments, the result and the failure codes of the Winsock function of
-// that name. A binding forwards or imitates single calls and adds no logic of its own. Failures
-// leave a Winsock number in the calling thread's last-error slot; successes may leave it as it was.
+// Each has the name, the arguments, the result and the error codes of the Winsock function of that
+// name. A binding forwards or imitates single calls and adds no logic of its own. A failure stores
+// a Winsock error code as the calling thread's last error; a success may leave it unchanged.
 //
-// What the library relies on:
-//   - send and recv block as the socket blocks; recv gives 0 at the end of the stream; recv asked
-//     for 0 bytes gives 0 or blocks like the system's;
-//   - a peer that has gone never raises a signal;
-//   - select changes the sets to the ready sockets, in their order, and counts them over all sets;
-//     three null sets: WSAEINVAL; something that is no socket: WSAENOTSOCK;
-//   - an overlapped WSARecv or AcceptEx that can't finish at once gives SOCKET_ERROR or FALSE with
-//     WSA_IO_PENDING, and the buffers belong to the system until the operation has completed.
+// The core relies on the following:
+//   - send and recv block on a blocking socket; recv returns 0 at the end of the stream; recv of 0
+//     bytes returns 0 or blocks, as the system does;
+//   - sending on a closed connection raises no signal;
+//   - select reduces the sets to the ready sockets, in their order, and returns their number over
+//     all sets; it fails with WSAEINVAL for three null sets and with WSAENOTSOCK for a member that
+//     isn't a socket;
+//   - an overlapped WSARecv or AcceptEx that doesn't complete at once returns SOCKET_ERROR or FALSE
+//     with WSA_IO_PENDING, and the buffers belong to the system until the operation has completed.
 //
 // Any thread may call any of them.
 #pragma once
@@ -21,7 +22,7 @@
 namespace VexaSsl::platform {
 
 int send(SOCKET s, const char* buf, int len, int flags);
-int recv(SOCKET s, char* buf, int len, int flags); // flags: Winsock's numbers
+int recv(SOCKET s, char* buf, int len, int flags);
 int connect(SOCKET s, const sockaddr* name, int namelen);
 SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen);
 int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, const timeval* timeout);
@@ -41,13 +42,14 @@ int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData, 
                QOS* sqos, QOS* gqos);
 
 int shutdown(SOCKET s, int how); // how: SD_RECEIVE, SD_SEND or SD_BOTH
-// Non-zero when s is in the set.
+// Returns non-zero when s is in the set.
 int __WSAFDIsSet(SOCKET s, fd_set* set);
 void WSASetLastError(int error);
 int WSAGetLastError();
 
-// The host name of an address into node (zero-terminated, at most nodeLength units). Result: 0 or
-// an error code, which the last-error slot shows too. Null service: no service name is asked for.
+// Writes the host name of an address to node, zero-terminated, at most nodeLength units. With a
+// null service no service name is looked up. Returns 0 or an error code, which is also the last
+// error.
 int GetNameInfoW(const sockaddr* address, int addressLength, wchar_t* node, DWORD nodeLength,
                  wchar_t* service, DWORD serviceLength, int flags);
 

@@ -2,8 +2,8 @@
 
 namespace VexaSsl::platform {
 
-// The library's streams open a file so that others may read and write it meanwhile, in text mode,
-// and the classic conversion of this system's library is byte by byte.
+// The runtime's streams open a file in text mode and share it for reading and writing, and the
+// conversion of the classic locale is byte by byte.
 
 void openTextFile(std::wfstream& stream, const std::filesystem::path& path,
                   std::ios_base::openmode mode) {
@@ -14,7 +14,7 @@ void openTextFile(std::wifstream& stream, const std::filesystem::path& path) {
     stream.open(path);
 }
 
-// Text mode has made one LF of every CR LF already.
+// Text mode has already replaced every CR LF by LF.
 bool getTextLine(std::wistream& stream, std::wstring& line) {
     return static_cast<bool>(std::getline(stream, line));
 }

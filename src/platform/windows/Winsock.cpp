@@ -19,7 +19,7 @@ SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) {
 }
 
 int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds, const timeval* timeout) {
-    // Not every header of this call promises what all of them keep: the time is only read.
+    // Some headers declare the time without const; the call only reads it.
     return ::select(nfds, readfds, writefds, exceptfds, const_cast<timeval*>(timeout));
 }
 
@@ -32,7 +32,7 @@ int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename, const ADDR
     return ::GetAddrInfoW(nodename, servicename, hints, result);
 }
 
-// The function that the import library links, not the one that a socket's provider would name.
+// The function in mswsock.dll, not the one that WSAIoctl returns for a socket's provider.
 BOOL AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, void* outputBuffer, DWORD receiveDataLength,
               DWORD localAddressLength, DWORD remoteAddressLength, DWORD* bytesReceived,
               OVERLAPPED* overlapped) {

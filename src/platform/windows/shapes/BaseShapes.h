@@ -1,5 +1,5 @@
-// The Windows base types and constants that src/platform/contract/WindowsBase.h is written in: the
-// system's own. Winsock's header comes before windows.h, which would else bring in its predecessor.
+// The base types and constants of the contract headers: the system's own. winsock2.h comes before
+// windows.h, which would otherwise include winsock.h.
 #pragma once
 
 // clang-format off

@@ -1,5 +1,5 @@
-// The CryptoAPI types and constants that src/platform/contract/CryptoApi.h is written in: the
-// system's own. What a policy may ignore stands in the header of the Internet functions.
+// The CryptoAPI types and constants of src/platform/contract/CryptoApi.h: the system's own.
+// wininet.h defines the SECURITY_FLAG_IGNORE_* flags of the chain policy.
 #pragma once
 
 #include "BaseShapes.h"

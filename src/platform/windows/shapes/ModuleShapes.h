@@ -5,5 +5,5 @@
 
 #include <winver.h>
 
-// What this build runs on, for tools that look for it in the library's file.
+// The target of this build, for tools that search the library's file for it.
 #define VEXASSL_PLATFORM_TAG "x64-msoft-win64"

@@ -1,5 +1,5 @@
-// The SSPI and Schannel types and constants that src/platform/contract/SecuritySupport.h is written
-// in: the system's own. SECURITY_WIN32, which sspi.h asks for, is set where the project is built.
+// The SSPI and Schannel types and constants of src/platform/contract/SecuritySupport.h: the
+// system's own. The build defines SECURITY_WIN32, which sspi.h requires.
 #pragma once
 
 #include "CryptoShapes.h"
