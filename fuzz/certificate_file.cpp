@@ -2,12 +2,12 @@
 // chain.
 #include "Harness.h"
 
-#include "CertificateFacts.h"
-#include "CertificateFile.h"
-#include "ChainExplanation.h"
-#include "ExitStatus.h"
-#include "Text.h"
 #include "VexaPlatform/Certificates.h"
+#include "certificates/CertificateFacts.h"
+#include "common/ExitStatus.h"
+#include "common/Text.h"
+#include "explain/CertificateFile.h"
+#include "explain/ChainExplanation.h"
 #include "tool/JsonReader.h"
 
 #include <algorithm>

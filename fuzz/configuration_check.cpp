@@ -2,9 +2,9 @@
 // line, the beginning of the ini file, a mark, and the store.
 #include "Harness.h"
 
-#include "ConfigurationTrace.h"
-#include "EffectiveOptions.h"
-#include "Text.h"
+#include "check/ConfigurationTrace.h"
+#include "check/EffectiveOptions.h"
+#include "common/Text.h"
 #include "config/ObservedConfiguration.h"
 #include "config/SecureChannelOptions.h"
 #include "config/Vocabulary.h"

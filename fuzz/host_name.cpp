@@ -2,9 +2,9 @@
 // periods that the tool's arguments name. The first line of the input is a name.
 #include "Harness.h"
 
-#include "ExitStatus.h"
-#include "HostNetwork.h"
-#include "Moment.h"
+#include "certificates/Moment.h"
+#include "common/ExitStatus.h"
+#include "common/HostNetwork.h"
 #include "platform/linux/base/HostName.h"
 #include "platform/openssl/stores/TargetName.h"
 

@@ -1,7 +1,7 @@
 // A request to the tool's page. It comes in pieces and is answered as soon as its head is whole.
 #include "Harness.h"
 
-#include "WebAnswer.h"
+#include "serve/WebAnswer.h"
 
 #include <algorithm>
 

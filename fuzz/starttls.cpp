@@ -5,9 +5,9 @@
 // what the peer says.
 #include "Wire.h"
 
-#include "ExitStatus.h"
 #include "Harness.h"
 #include "VexaSsl/IOtlsProvider.h"
+#include "common/ExitStatus.h"
 #include "starttls/Agreements.h"
 #include "starttls/SmtpService.h"
 

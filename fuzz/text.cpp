@@ -1,8 +1,8 @@
 // Texts of any origin on their way through the library and to a terminal or a script.
-#include "Text.h"
+#include "common/Text.h"
 #include "Harness.h"
-#include "JsonLine.h"
 #include "VexaSsl/TextConversion.h"
+#include "common/JsonLine.h"
 #include "tool/JsonReader.h"
 
 #include <algorithm>

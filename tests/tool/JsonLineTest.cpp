@@ -1,4 +1,4 @@
-#include "JsonLine.h"
+#include "common/JsonLine.h"
 
 #include <gtest/gtest.h>
 

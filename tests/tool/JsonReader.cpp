@@ -1,6 +1,6 @@
 #include "tool/JsonReader.h"
 
-#include "Text.h"
+#include "common/Text.h"
 
 #include <cstddef>
 #include <cstdlib>

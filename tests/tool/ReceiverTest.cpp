@@ -1,5 +1,5 @@
 // What the tool's overlapped receive leaves behind when the system denies it the wait.
-#include "Receiver.h"
+#include "common/Receiver.h"
 #include "fakes/CollectingLog.h"
 #include "integration/support/HostSocket.h"
 

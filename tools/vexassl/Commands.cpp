@@ -1,11 +1,11 @@
 #include "Commands.h"
 
-#include "CertificatesCommand.h"
-#include "CheckCommand.h"
-#include "ConnectCommand.h"
-#include "ExplainCommand.h"
-#include "ServeCommand.h"
-#include "VersionCommand.h"
+#include "certificates/CertificatesCommand.h"
+#include "check/CheckCommand.h"
+#include "connect/ConnectCommand.h"
+#include "explain/ExplainCommand.h"
+#include "serve/ServeCommand.h"
+#include "version/VersionCommand.h"
 #include <vector>
 
 namespace VexaSsl::tool {

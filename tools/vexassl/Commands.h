@@ -1,7 +1,7 @@
 // The register of commands, in the order of the help.
 #pragma once
 
-#include "Command.h"
+#include "common/Command.h"
 
 #include <vector>
 

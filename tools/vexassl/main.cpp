@@ -1,9 +1,9 @@
 // vexassl: connections by the library from the command line, and its administration.
-#include "CommandLine.h"
 #include "Commands.h"
-#include "ExitStatus.h"
-#include "ProcessSetup.h"
-#include "Text.h"
+#include "common/CommandLine.h"
+#include "common/ExitStatus.h"
+#include "common/ProcessSetup.h"
+#include "common/Text.h"
 
 #include <algorithm>
 #include <cstdio>

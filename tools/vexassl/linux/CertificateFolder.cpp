@@ -1,8 +1,8 @@
-#include "CertificateFolder.h"
+#include "common/CertificateFolder.h"
 
-#include "ExitStatus.h"
-#include "Text.h"
 #include "VexaPlatform/Certificates.h"
+#include "common/ExitStatus.h"
+#include "common/Text.h"
 
 #include <filesystem>
 #include <string>

@@ -1,7 +1,7 @@
-#include "ExposedKeys.h"
+#include "common/ExposedKeys.h"
 
-#include "Text.h"
 #include "VexaPlatform/Certificates.h"
+#include "common/Text.h"
 
 #include <fcntl.h>
 

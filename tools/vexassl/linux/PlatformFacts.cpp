@@ -1,8 +1,8 @@
-#include "PlatformFacts.h"
+#include "common/PlatformFacts.h"
 
-#include "Text.h"
 #include "VexaPlatform/Certificates.h"
 #include "VexaPlatform/Description.h"
+#include "common/Text.h"
 #include <string>
 
 namespace VexaSsl::tool {

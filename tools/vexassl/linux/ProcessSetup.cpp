@@ -1,4 +1,4 @@
-#include "ProcessSetup.h"
+#include "common/ProcessSetup.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,6 +1,6 @@
-#include "StandardStreams.h"
+#include "common/StandardStreams.h"
 
-#include "ExitStatus.h"
+#include "common/ExitStatus.h"
 
 #include <fcntl.h>
 #include <poll.h>

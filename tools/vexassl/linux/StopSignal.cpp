@@ -1,4 +1,4 @@
-#include "StopSignal.h"
+#include "common/StopSignal.h"
 
 #include <pthread.h>
 

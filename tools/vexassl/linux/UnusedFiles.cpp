@@ -1,7 +1,7 @@
-#include "UnusedFiles.h"
+#include "common/UnusedFiles.h"
 
-#include "Text.h"
 #include "VexaPlatform/Certificates.h"
+#include "common/Text.h"
 
 #include <vector>
 

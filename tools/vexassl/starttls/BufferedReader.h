@@ -5,7 +5,7 @@
 // Threads: one. Ownership: the receiver is borrowed and outlives the reader.
 #pragma once
 
-#include "Receiver.h"
+#include "common/Receiver.h"
 
 #include <cstddef>
 #include <string>

@@ -1,9 +1,9 @@
 #include "starttls/ClearDialog.h"
 
-#include "ExitStatus.h"
-#include "HostNetwork.h"
-#include "Sending.h"
-#include "Text.h"
+#include "common/ExitStatus.h"
+#include "common/HostNetwork.h"
+#include "common/Sending.h"
+#include "common/Text.h"
 
 #include <cstddef>
 #include <string>

@@ -1,9 +1,9 @@
 #include "starttls/OtlsSwitch.h"
 
-#include "ConnectionOptions.h"
-#include "ExitStatus.h"
-#include "Text.h"
 #include "VexaSsl/IOtlsProvider.h"
+#include "common/ConnectionOptions.h"
+#include "common/ExitStatus.h"
+#include "common/Text.h"
 
 namespace VexaSsl::tool {
 

@@ -1,6 +1,6 @@
 #include "starttls/SmtpService.h"
 
-#include "Sending.h"
+#include "common/Sending.h"
 #include "starttls/OtlsSwitch.h"
 
 #include <functional>

@@ -4,8 +4,8 @@
 // Threads: the connection's own. Ownership: everything is borrowed and outlives it.
 #pragma once
 
-#include "Receiver.h"
-#include "Watchdog.h"
+#include "common/Receiver.h"
+#include "common/Watchdog.h"
 #include "starttls/BufferedReader.h"
 #include "starttls/SmtpSession.h"
 

@@ -1,6 +1,6 @@
-#include "CertificateFolder.h"
+#include "common/CertificateFolder.h"
 
-#include "ExitStatus.h"
+#include "common/ExitStatus.h"
 
 namespace VexaSsl::tool {
 

@@ -1,4 +1,4 @@
-#include "ExposedKeys.h"
+#include "common/ExposedKeys.h"
 
 #include <string>
 #include <vector>

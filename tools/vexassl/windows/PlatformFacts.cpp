@@ -1,4 +1,4 @@
-#include "PlatformFacts.h"
+#include "common/PlatformFacts.h"
 
 namespace VexaSsl::tool {
 

@@ -1,7 +1,7 @@
-#include "ProcessSetup.h"
+#include "common/ProcessSetup.h"
 
-#include "ExitStatus.h"
 #include "VexaSsl/Sockets.h"
+#include "common/ExitStatus.h"
 
 #include <fcntl.h>
 #include <io.h>

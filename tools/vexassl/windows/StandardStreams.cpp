@@ -1,4 +1,4 @@
-#include "StandardStreams.h"
+#include "common/StandardStreams.h"
 
 #include "VexaSsl/Sockets.h"
 

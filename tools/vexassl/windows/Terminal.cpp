@@ -1,4 +1,4 @@
-#include "Terminal.h"
+#include "common/Terminal.h"
 
 #include <io.h>
 

@@ -1,4 +1,4 @@
-#include "UnusedFiles.h"
+#include "common/UnusedFiles.h"
 
 #include <vector>
 

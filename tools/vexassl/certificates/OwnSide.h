@@ -1,0 +1,31 @@
+// What a connection would bring of its own in a role: the certificate that the options choose, and
+// a credential built on it and its key. The library's own code does it, without a peer.
+//
+// Stateless; any thread.
+#pragma once
+
+#include "VexaSsl/IConfig.h"
+#include "certificates/CertificateFacts.h"
+#include "common/LogCollector.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+struct OwnSide {
+    bool isServer = false;
+    bool usable = false;
+    std::string choice; // "by-name", "any-suitable", "none", "user-interface"
+    std::optional<CertificateFacts> certificate;
+    std::size_t matches = 0;       // of a choice by name
+    std::vector<LoggedLine> lines; // what the library logged
+    std::wstring cause;            // of a failure: the line that tells it
+};
+
+// The configuration's values must be good.
+OwnSide tryOwnSide(const IConfig& config, bool isServer);
+
+} // namespace VexaSsl::tool

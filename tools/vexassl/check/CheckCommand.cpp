@@ -1,0 +1,94 @@
+#include "check/CheckCommand.h"
+
+#include "check/CheckReport.h"
+#include "common/CertificateFolder.h"
+#include "common/ConnectionOptions.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+constexpr const char* checkNotes =
+    "Nothing is sent over a network. Findings go to standard error, one a line: \"FILE:LINE: "
+    "warning: TEXT [IDENTIFIER]\". An error makes the check fail; a warning does so under "
+    "--strict; "
+    "a note never does.\n\n"
+    "With --json standard output has one object a line, told apart by \"type\": configuration, "
+    "option, role, error, warning, note, result.\n";
+
+std::string counted(std::size_t number, const std::string& thing) {
+    return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
+}
+
+// The first error's status; Warnings under strict when there are any; else Well.
+ExitStatus statusOf(const Findings& findings, bool strict) {
+    ExitStatus status = ExitStatus::Well;
+    for (const Finding& finding : findings) {
+        if (finding.gravity == Gravity::Error) {
+            return finding.status;
+        }
+        if (finding.gravity == Gravity::Warning && strict) {
+            status = ExitStatus::Warnings;
+        }
+    }
+    return status;
+}
+
+} // namespace
+
+ExitStatus runCheck(const CheckOptions& options) {
+    useCertificateFolder(options.certificates);
+    const CheckedConfiguration checked = checkConfiguration(options);
+    const ExitStatus status = statusOf(checked.findings, options.strict);
+    (options.json ? reportForScripts() : reportForPeople())->show(checked, status);
+    if (status == ExitStatus::Well) {
+        return status;
+    }
+    const auto count = [&checked](Gravity gravity) {
+        return static_cast<std::size_t>(
+            std::count_if(checked.findings.begin(), checked.findings.end(),
+                          [gravity](const Finding& each) { return each.gravity == gravity; }));
+    };
+    throw Failure(status, counted(count(Gravity::Error), "error") + " and " +
+                              counted(count(Gravity::Warning), "warning") +
+                              " in the configuration of [" + options.connectionName + "]");
+}
+
+Command checkCommand() {
+    const auto options = std::make_shared<CheckOptions>();
+    return {
+        .name = "check",
+        .summary =
+            "Show a connection's configuration as a start reads it, and what is wrong with it",
+        .flags = {{"--ini", "FILE",
+                   "Ini file that names the configuration store; without it the defaults are shown",
+                   &options->iniFile},
+                  {.name = "--connection",
+                   .value = "NAME",
+                   .text = "Connection name to look up in the store",
+                   .target = &options->connectionName,
+                   .needs = "--ini"},
+                  certificatesFlag(options->certificates),
+                  {.name = "--role",
+                   .value = "ROLE",
+                   .text = "What the connection is used for: its certificate must then be usable",
+                   .target = &options->role,
+                   .words = {"server", "client", "both"}},
+                  {"--strict", "", "Fail when there are warnings", &options->strict},
+                  {"--json", "", "Lines of JSON for scripts", &options->json}},
+        .examples = {{"vexassl check --ini vexassl.ini --connection Secure",
+                      "Shows the nine options of the connection Secure, where each comes from, and "
+                      "what the files hold that is never read"},
+                     {"vexassl check --ini vexassl.ini --connection Secure --role server --strict",
+                      "For a script before a server's restart: fails when anything is amiss"}},
+        .notes = checkNotes,
+        .run = [options] { return runCheck(*options); },
+    };
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,39 @@
+// Everything that can be known of a connection's configuration on this machine alone: what a start
+// reads, what the library thinks of it, and which certificates it would use. No network.
+//
+// Threads: none of this is shared.
+#pragma once
+
+#include "certificates/OwnSide.h"
+#include "check/EffectiveOptions.h"
+#include "check/Findings.h"
+
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+struct CheckOptions {
+    std::string iniFile;
+    std::string connectionName = "Default";
+    std::string certificates;
+    std::string role = "both";
+    bool strict = false;
+    bool json = false;
+};
+
+// What was found out, in the order of showing.
+struct CheckedConfiguration {
+    std::wstring connection;
+    std::string iniFile; // as given; empty: none
+    ConfigurationTrace trace;
+    std::vector<EffectiveOption> options;
+    std::string stack; // "tls", "opportunistic", "plain"; empty when a start is refused
+    std::vector<OwnSide> sides;
+    Findings findings;
+};
+
+// Throws only when memory runs out: everything that is wrong is a finding.
+CheckedConfiguration checkConfiguration(const CheckOptions& options);
+
+} // namespace VexaSsl::tool

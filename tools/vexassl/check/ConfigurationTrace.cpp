@@ -1,0 +1,125 @@
+#include "check/ConfigurationTrace.h"
+
+#include "check/StoreReview.h"
+#include "common/Text.h"
+#include "config/Vocabulary.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+namespace VexaSsl::tool {
+
+namespace Definition = ConfigurationDefinition;
+
+namespace {
+
+const char* kindThatIsNoFile(const std::filesystem::path& path) {
+    std::error_code ignored;
+    switch (std::filesystem::status(path, ignored).type()) {
+    case std::filesystem::file_type::directory:
+        return "is a directory";
+    case std::filesystem::file_type::character:
+        // Of the other devices some never end.
+        return std::filesystem::canonical(path, ignored) == "/dev/null" ? "" : "is a device";
+    case std::filesystem::file_type::block:
+        return "is a device";
+    default:
+        return "";
+    }
+}
+
+} // namespace
+
+void ConfigurationTrace::readingFile(const std::filesystem::path& path) {
+    // Of the ini file one section is read, of the store any.
+    files.emplace_back(path, files.empty() ? Definition::VexaSslSection : std::wstring());
+    unfit = kindThatIsNoFile(path);
+    if (!unfit.empty()) {
+        throw std::runtime_error(unfit);
+    }
+}
+
+void ConfigurationTrace::readLine(const ReadLine& line) {
+    files.back().readLine(line);
+}
+
+// The questions about connection names come before the one section's: the own entry first, and when
+// it is empty that of Default.
+void ConfigurationTrace::askedFor(const std::wstring& section, const std::wstring& key,
+                                  const std::wstring& value) {
+    const bool asksForEntry =
+        files.size() == 2 && sectionName.empty() && section == Definition::ConnectionsSection;
+    if (asksForEntry) {
+        ++entriesAsked;
+        entryName = key;
+        sectionName = value;
+    }
+}
+
+bool ConfigurationTrace::isDefaultEntry() const {
+    return entriesAsked > 1 && !sectionName.empty();
+}
+
+ConfigurationTrace::Origin ConfigurationTrace::origin(const FileTrace* file,
+                                                      const std::wstring& section,
+                                                      const std::wstring& key) const {
+    const FileTrace::Entry* known = file == nullptr ? nullptr : file->findEntry(section, key);
+    if (known == nullptr) {
+        return {};
+    }
+    return {file->name(), file->findSection(section)->name, known->line};
+}
+
+ConfigurationTrace::Origin ConfigurationTrace::storePath() const {
+    return origin(iniFile(), Definition::VexaSslSection,
+                  Definition::VexaSslSectionOptions::ConfigurationStore);
+}
+
+ConfigurationTrace::Origin ConfigurationTrace::entry() const {
+    return sectionName.empty() ? Origin()
+                               : origin(storeFile(), Definition::ConnectionsSection, entryName);
+}
+
+ConfigurationTrace::Origin ConfigurationTrace::option(const std::wstring& name) const {
+    if (sectionName.empty() || Definition::FileUnreadableOptions.contains(name)) {
+        return {};
+    }
+    return origin(storeFile(), sectionName, name);
+}
+
+Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
+    if (files.empty()) {
+        return {};
+    }
+    std::error_code ignored;
+    const bool sameFile =
+        files.size() == 2 && std::filesystem::equivalent(files[0].path(), files[1].path(), ignored);
+    Findings findings = iniFindings(sameFile).told();
+    if (files.size() == 2 && lastFileWasRead) {
+        FindingList list = files[1].findings();
+        reviewStore(files[1], sameFile, list);
+        const Findings more = list.told();
+        findings.insert(findings.end(), more.begin(), more.end());
+    }
+    return findings;
+}
+
+// The lines of a file that is its own store are told of once.
+FindingList ConfigurationTrace::iniFindings(bool isStoreToo) const {
+    const FileTrace& ini = files[0];
+    FindingList findings = isStoreToo ? FindingList() : ini.findings();
+    reviewIniSection(ini, findings);
+    if (files.size() == 2 && files[1].path().is_relative()) {
+        std::error_code ignored;
+        const auto here = std::filesystem::absolute(files[1].path(), ignored);
+        findings.add({Gravity::Warning, "relative-store-path",
+                      "the path of the store is relative, so it depends on the folder that a "
+                      "program is started in; here it is [" +
+                          printableText(pathText(here)) + "]",
+                      ini.name(), storePath().line, ExitStatus::Warnings});
+    }
+    return findings;
+}
+
+} // namespace VexaSsl::tool

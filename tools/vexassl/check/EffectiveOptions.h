@@ -1,0 +1,32 @@
+// The nine options of a connection as a start has them, and the verdict of the library's own
+// holders on each.
+//
+// Stateless; any thread.
+#pragma once
+
+#include "VexaSsl/IConfig.h"
+#include "check/ConfigurationTrace.h"
+#include "check/Findings.h"
+
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+enum class ValueSource { Default, File, Argument };
+
+struct EffectiveOption {
+    std::wstring name;
+    std::wstring value;
+    ValueSource source = ValueSource::Default;
+    ConfigurationTrace::Origin origin; // of a File
+};
+
+// In an order that stays.
+std::vector<EffectiveOption> effectiveOptions(const IConfig& config,
+                                              const ConfigurationTrace& trace);
+
+// An Error for each value that the library refuses. A start tells only the first bad one.
+Findings refusedValues(const std::vector<EffectiveOption>& options);
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,254 @@
+#include "check/FileTrace.h"
+
+#include "common/Text.h"
+#include "config/ConfigFileParser.h"
+#include "config/OptionChecks.h"
+#include "config/Vocabulary.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+constexpr std::size_t longestQuotation = 60; // units
+
+constexpr std::wstring_view blanks = L" \t";
+constexpr std::wstring_view byteOrderMark = L"\u00EF\u00BB\u00BF"; // of UTF-8, byte by byte
+
+bool hasBlanksAround(std::wstring_view text) {
+    return !text.empty() && (blanks.find(text.front()) != std::wstring_view::npos ||
+                             blanks.find(text.back()) != std::wstring_view::npos);
+}
+
+bool startsAsSixteenBits(std::wstring_view text) {
+    return text.starts_with(L"\u00FF\u00FE") || text.starts_with(L"\u00FE\u00FF");
+}
+
+// A path may lead to a key or a password instead of a configuration, and findings are read by many:
+// of a line that says nothing to the library only its place is told, and of a key what can be a
+// name.
+bool canBeName(std::wstring_view key) {
+    constexpr std::size_t longestName = 64;
+    return key.size() <= longestName && std::all_of(key.begin(), key.end(), [](wchar_t unit) {
+               return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z') ||
+                      unit == L' ';
+           });
+}
+
+std::string atLine(std::size_t line) {
+    return "line " + std::to_string(line);
+}
+
+} // namespace
+
+std::string quotedFileText(std::wstring_view text) {
+    std::wstring start(text.substr(0, longestQuotation));
+    std::replace(start.begin(), start.end(), L'\0', L'?');
+    return "[" + printableText(charactersOfFileText(start)) +
+           (start.size() < text.size() ? "...]" : "]");
+}
+
+FileTrace::FileTrace(std::filesystem::path tracedFile, std::wstring theOnlySection)
+    : file(std::move(tracedFile)), onlySection(std::move(theOnlySection)) {}
+
+std::string FileTrace::name() const {
+    return printableText(pathText(file));
+}
+
+void FileTrace::readLine(const ReadLine& line) {
+    noteCharacters(line);
+    switch (line.meaning) {
+    case LineMeaning::TooLong:
+    case LineMeaning::NoDelimiter:
+        noteDropped(line);
+        break;
+    case LineMeaning::Header:
+        noteHeader(line);
+        break;
+    case LineMeaning::KeyAndValue:
+        noteKeyAndValue(line);
+        break;
+    case LineMeaning::Blank:
+        if (place.blankLine == 0) {
+            place.blankLine = line.number;
+        }
+        break;
+    case LineMeaning::NoEffect:
+        add(line.number, "no-effect",
+            "the line has nothing on one side of its \"=\" and no effect");
+        break;
+    }
+}
+
+void FileTrace::noteDropped(const ReadLine& line) {
+    if (line.meaning == LineMeaning::TooLong) {
+        add(line.number, "line-too-long",
+            "a line of " + std::to_string(line.text.size()) +
+                " characters is dropped; 20000 are the most");
+        return;
+    }
+    const bool looksEmpty = line.text.find_first_not_of(blanks) == std::wstring::npos;
+    add(line.number, "no-delimiter",
+        looksEmpty ? "a line of nothing but blanks is dropped; it doesn't end the section"
+                   : "the line is dropped: it has no \"=\" and is no [section]");
+}
+
+// A header that comes again empties the section, as the parser does.
+void FileTrace::noteHeader(const ReadLine& line) {
+    const std::wstring section(line.section);
+    place = {line.number, section};
+    regions.push_back({line.number, onlySection.empty() || sameWord(section, onlySection)});
+    if (!ConfigFileParser::isSectionHeader(line.text)) {
+        add(line.number, "header-inside-line",
+            quotedFileText(line.text) + " opens the section " + quotedFileText(section) +
+                " because of the brackets in it; the rest of the line is dropped");
+    }
+    const auto [known, isNew] = sections.try_emplace(section);
+    if (!isNew) {
+        add(line.number, "section-defined-twice",
+            quotedFileText(section) + " is here again; what the file said at " +
+                atLine(known->second.line) + " is dropped");
+    }
+    known->second = {line.number, section, {}};
+}
+
+void FileTrace::noteKeyAndValue(const ReadLine& line) {
+    if (line.section.empty()) {
+        noteKeyOutside(line);
+        return;
+    }
+    noteBlanksAround(line);
+    const std::wstring key(line.key);
+    auto& entries = sections[std::wstring(line.section)].entries;
+    const auto [known, isNew] = entries.try_emplace(key);
+    if (!isNew) {
+        add(line.number, "key-defined-twice",
+            quotedFileText(key) + " is here again; its value at " + atLine(known->second.line) +
+                " is dropped");
+    }
+    known->second = {line.number, key, std::wstring(line.value)};
+}
+
+void FileTrace::noteKeyOutside(const ReadLine& line) {
+    const std::wstring key(line.key);
+    const bool beforeAnySection = place.headerLine == 0;
+    if (!beforeAnySection && !matters(line.number) &&
+        !sameWord(key, ConfigurationDefinition::VexaSslSectionOptions::ConfigurationStore)) {
+        return;
+    }
+    std::string reason = "no section begins before it";
+    if (!beforeAnySection) {
+        const std::string section = quotedFileText(place.header);
+        reason = "the blank " + atLine(place.blankLine) + " ended " + section;
+        if (!place.blankTold) {
+            add(place.blankLine, "blank-line-in-section",
+                "the blank line ends the section " + section + " of " + atLine(place.headerLine) +
+                    ": the keys behind it are lost");
+            place.blankTold = true;
+        }
+    }
+    add(line.number, "key-outside-section",
+        (canBeName(key) ? quotedFileText(key) : "what stands here") +
+            " belongs to no section and is never read: " + reason);
+}
+
+void FileTrace::noteBlanksAround(const ReadLine& line) {
+    if (hasBlanksAround(line.key)) {
+        add(line.number, "blanks-around-key",
+            "the blanks around " + quotedFileText(line.key) + " belong to the name");
+    }
+    if (hasBlanksAround(line.value)) {
+        add(line.number, "blanks-around-value",
+            "the blanks around " + quotedFileText(line.value) + " belong to the value");
+    }
+}
+
+void FileTrace::noteCharacters(const ReadLine& line) {
+    const std::wstring_view text = line.text;
+    const bool first = line.number == 1;
+    if (first && text.starts_with(byteOrderMark)) {
+        add(1, "byte-order-mark",
+            "the file begins with a byte order mark, which belongs to the first line: it is " +
+                std::string(line.meaning == LineMeaning::Header ? "a section nevertheless"
+                                                                : "no section for that reason"));
+        return;
+    }
+    if (first && startsAsSixteenBits(text)) {
+        add(1, "sixteen-bit-text",
+            "the file seems to hold characters of 16 bits; only single bytes are read, so save it "
+            "as ASCII or UTF-8");
+    }
+    if (text.find(L'\0') != std::wstring_view::npos) {
+        add(line.number, "zero-character", "there are zero bytes in the line: is this a text?");
+        return;
+    }
+    const bool isRead = line.meaning == LineMeaning::KeyAndValue && !line.section.empty();
+    if (isRead && std::any_of(text.begin(), text.end(), [](wchar_t c) { return c > 0x7F; })) {
+        add(line.number, "not-ascii",
+            quotedFileText(text) + " has characters beyond ASCII; every byte of them is taken as a "
+                                   "character, so a name meets its like only in this encoding");
+    }
+}
+
+void FileTrace::add(std::size_t line, const std::string& id, const std::string& text) {
+    found.add({Gravity::Warning, id, text, name(), line, ExitStatus::Warnings});
+}
+
+// What stands before all sections is asked for only where the one section is missing: it may tell
+// why.
+bool FileTrace::matters(std::size_t line) const {
+    if (regions.empty() || line < regions.front().firstLine) {
+        return onlySection.empty() || findSection(onlySection) == nullptr;
+    }
+    const auto next =
+        std::upper_bound(regions.begin(), regions.end(), line,
+                         [](std::size_t number, const Region& r) { return number < r.firstLine; });
+    return std::prev(next)->matters;
+}
+
+// Dropped lines come before the headers are known, so only here it shows where they stand.
+FindingList FileTrace::findings() const {
+    FindingList result;
+    for (const Finding& finding : found.all()) {
+        if (finding.id == "key-outside-section" || finding.id == "blank-line-in-section" ||
+            matters(finding.line)) {
+            result.add(finding);
+        }
+    }
+    return result;
+}
+
+const FileTrace::Section* FileTrace::findSection(const std::wstring& section) const {
+    const auto known = sections.find(section);
+    return known == sections.end() ? nullptr : &known->second;
+}
+
+const FileTrace::Entry* FileTrace::findEntry(const std::wstring& section,
+                                             const std::wstring& key) const {
+    const Section* known = findSection(section);
+    if (known == nullptr) {
+        return nullptr;
+    }
+    const auto entry = known->entries.find(key);
+    return entry == known->entries.end() ? nullptr : &entry->second;
+}
+
+std::vector<const FileTrace::Section*> FileTrace::allSections() const {
+    std::vector<const Section*> result;
+    for (const auto& [key, section] : sections) {
+        result.push_back(&section);
+    }
+    std::sort(result.begin(), result.end(),
+              [](const Section* a, const Section* b) { return a->line < b->line; });
+    return result;
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,243 @@
+#include "check/StoreReview.h"
+
+#include "config/NameList.h"
+#include "config/OptionChecks.h"
+#include "config/Vocabulary.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cwctype>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+namespace Definition = ConfigurationDefinition;
+
+constexpr std::size_t longestName = 80;  // that is compared with the known ones
+constexpr std::size_t mostSought = 1000; // names
+
+std::wstring folded(const std::wstring& text) {
+    std::wstring result = text;
+    std::transform(result.begin(), result.end(), result.begin(), [](wchar_t unit) {
+        return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
+    });
+    return result;
+}
+
+// How many characters must be put in, taken out or replaced to make one text of the other.
+std::size_t distance(const std::wstring& left, const std::wstring& right) {
+    std::vector<std::size_t> row(right.size() + 1);
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        row[column] = column;
+    }
+    for (std::size_t line = 0; line < left.size(); ++line) {
+        std::size_t diagonal = row[0];
+        row[0] = line + 1;
+        for (std::size_t column = 0; column < right.size(); ++column) {
+            const std::size_t replaced = diagonal + (left[line] == right[column] ? 0 : 1);
+            diagonal = row[column + 1];
+            row[column + 1] = std::min({replaced, row[column] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+// The nearest name, when it is near enough for a slip: a third of its letters differ at most.
+std::optional<std::wstring> nearest(const std::wstring& name,
+                                    const std::vector<std::wstring>& known) {
+    std::optional<std::wstring> best;
+    std::size_t fewest = longestName;
+    if (name.size() > longestName) {
+        return best;
+    }
+    for (const std::wstring& candidate : known) {
+        const std::size_t changes = distance(folded(name), folded(candidate));
+        if (changes < fewest && changes * 3 <= candidate.size()) {
+            fewest = changes;
+            best = candidate;
+        }
+    }
+    return best;
+}
+
+std::string suggestion(const std::optional<std::wstring>& known) {
+    return known ? "; did you mean " + quotedFileText(*known) + "?" : "";
+}
+
+std::vector<std::wstring> readableOptions() {
+    std::vector<std::wstring> names;
+    for (const auto& [name, value] : Definition::DefaultOptions) {
+        if (!Definition::FileUnreadableOptions.contains(name)) {
+            names.push_back(name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Of the lines.
+std::vector<const FileTrace::Entry*> inOrder(const FileTrace::Section& section) {
+    std::vector<const FileTrace::Entry*> entries;
+    for (const auto& [key, entry] : section.entries) {
+        entries.push_back(&entry);
+    }
+    std::sort(
+        entries.begin(), entries.end(),
+        [](const FileTrace::Entry* a, const FileTrace::Entry* b) { return a->line < b->line; });
+    return entries;
+}
+
+class Review {
+public:
+    Review(const FileTrace& reviewedFile, FindingList& reviewFindings)
+        : file(reviewedFile), findings(reviewFindings) {}
+
+    void warn(std::size_t line, const std::string& id, const std::string& text) {
+        findings.add({Gravity::Warning, id, text, file.name(), line, ExitStatus::Warnings});
+    }
+
+    // Marks the sections in use.
+    void connections() {
+        const FileTrace::Section* all = file.findSection(Definition::ConnectionsSection);
+        if (all == nullptr) {
+            warn(0, "no-connections",
+                 "the store has no section [Connections], so no connection has any settings");
+            return;
+        }
+        for (const FileTrace::Entry* entry : inOrder(*all)) {
+            connection(*entry);
+        }
+    }
+
+    void options() {
+        for (const FileTrace::Section* section : file.allSections()) {
+            if (used.contains(section->name)) {
+                for (const FileTrace::Entry* entry : inOrder(*section)) {
+                    option(*section, *entry);
+                }
+            }
+        }
+    }
+
+    void unusedSections(bool isIniFileToo) {
+        for (const FileTrace::Section* section : file.allSections()) {
+            const bool pointsToStore = sameWord(section->name, Definition::VexaSslSection);
+            if (used.contains(section->name) ||
+                sameWord(section->name, Definition::ConnectionsSection) ||
+                (pointsToStore && isIniFileToo)) {
+                continue;
+            }
+            warn(section->line, "unused-section",
+                 pointsToStore
+                     ? "the section [VexaSsl] of a store is never read: no store leads to "
+                       "another"
+                     : "no entry of [Connections] leads to the section " +
+                           quotedFileText(section->name));
+        }
+    }
+
+private:
+    void connection(const FileTrace::Entry& entry) {
+        used.insert(entry.value);
+        if (Definition::ReservedConnectionNames.contains(entry.name)) {
+            warn(entry.line, "reserved-name",
+                 "the connection name " + quotedFileText(entry.name) +
+                     " is reserved: its settings are not read, and it is not encrypted");
+            return;
+        }
+        const FileTrace::Section* section = file.findSection(entry.value);
+        if (section == nullptr) {
+            warn(entry.line, "missing-section",
+                 quotedFileText(entry.name) + " leads to the section " +
+                     quotedFileText(entry.value) +
+                     ", which the file doesn't have: every option keeps its default, and nothing "
+                     "is encrypted");
+            return;
+        }
+        const FileTrace::Entry* use =
+            file.findEntry(entry.value, Definition::ConnectionOptions::UseEncryption);
+        // The entry of Default serves other names too.
+        const bool isInternal =
+            Definition::InternalConnectionNames.contains(entry.name) &&
+            !sameWord(entry.name, Definition::ConnectionsSectionOptions::Default);
+        if (isInternal && use != nullptr &&
+            sameWord(use->value, Definition::Values::Opportunistically)) {
+            warn(entry.line, "internal-name",
+                 "the built-in connection name " + quotedFileText(entry.name) +
+                     " can't be protected opportunistically, as line " + std::to_string(use->line) +
+                     " wants: a start with it is refused");
+        }
+    }
+
+    void option(const FileTrace::Section& section, const FileTrace::Entry& entry) {
+        const std::string place = " in the section " + quotedFileText(section.name);
+        if (Definition::FileUnreadableOptions.contains(entry.name)) {
+            warn(entry.line, "internal-option",
+                 quotedFileText(entry.name) + place +
+                     " has no effect: only a program can set this option");
+        } else if (!Definition::DefaultOptions.contains(entry.name)) {
+            // The search takes time, and only the first findings are told.
+            const bool isSought = ++unknownOptions <= mostSought;
+            warn(entry.line, "unknown-option",
+                 quotedFileText(entry.name) + place + " is no option and never read" +
+                     (isSought ? suggestion(nearestOption(entry.name)) : ""));
+        } else if (sameWord(
+                       entry.name,
+                       Definition::ConnectionOptions::AcceptableClientCertificateToReceiveNames)) {
+            clientNames(entry);
+        }
+    }
+
+    // Names are compared as they stand between the commas.
+    void clientNames(const FileTrace::Entry& entry) {
+        for (const std::wstring& name : splitNameList(entry.value)) {
+            if (isBlank(name.front()) || isBlank(name.back()) || name.front() == L',') {
+                warn(entry.line, "odd-client-name",
+                     "the blanks or commas around the client name " + quotedFileText(name) +
+                         " belong to it, so no certificate will bear it");
+            }
+        }
+    }
+
+    static bool isBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
+
+    const FileTrace& file;
+    FindingList& findings;
+    NameSet used;
+    std::size_t unknownOptions = 0;
+};
+
+} // namespace
+
+std::optional<std::wstring> nearestOption(const std::wstring& name) {
+    return nearest(name, readableOptions());
+}
+
+void reviewIniSection(const FileTrace& ini, FindingList& findings) {
+    const FileTrace::Section* section = ini.findSection(Definition::VexaSslSection);
+    if (section == nullptr) {
+        return;
+    }
+    const std::wstring& known = Definition::VexaSslSectionOptions::ConfigurationStore;
+    for (const auto& [key, entry] : section->entries) {
+        if (!sameWord(key, known)) {
+            Review(ini, findings)
+                .warn(entry.line, "unknown-option",
+                      quotedFileText(entry.name) + " in the section [VexaSsl] is never read" +
+                          suggestion(nearest(entry.name, {known})));
+        }
+    }
+}
+
+void reviewStore(const FileTrace& store, bool isIniFileToo, FindingList& findings) {
+    Review review(store, findings);
+    review.connections();
+    review.options();
+    review.unusedSections(isIniFileToo);
+}
+
+} // namespace VexaSsl::tool

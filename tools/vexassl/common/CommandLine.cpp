@@ -1,0 +1,197 @@
+#include "common/CommandLine.h"
+
+#include "common/CommandHelp.h"
+#include "common/Output.h"
+#include "common/Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Returns what is wrong with a number, or nothing. CLI11's own text differs between its versions.
+std::string rangeError(const std::string& text, unsigned lowest, unsigned highest) {
+    return CLI::Range(lowest, highest)(text).empty()
+               ? ""
+               : "Value " + text + " not in range " + std::to_string(lowest) + " to " +
+                     std::to_string(highest);
+}
+
+// Binds a flag's target, by its type.
+struct Adder {
+    CLI::App& command;
+    const Flag& flag;
+
+    CLI::Option* operator()(bool* target) const {
+        return command.add_flag(flag.name, *target, flag.text);
+    }
+    CLI::Option* operator()(unsigned* target) const {
+        return command.add_option(flag.name, *target, flag.text)
+            ->check([lowest = flag.lowest, highest = flag.highest](const std::string& text) {
+                return rangeError(text, lowest, highest);
+            });
+    }
+    // A script's variable that isn't set must not look like a flag that isn't given.
+    CLI::Option* operator()(std::string* target) const {
+        return command.add_option(flag.name, *target, flag.text)
+            ->check([](const std::string& text) {
+                return text.empty() ? std::string("must not be empty") : std::string();
+            });
+    }
+    CLI::Option* operator()(std::vector<std::string>* target) const {
+        return command.add_option(flag.name, *target, flag.text)->allow_extra_args(false);
+    }
+};
+
+void addFlag(CLI::App& command, const Flag& flag) {
+    CLI::Option* option = std::visit(Adder{command, flag}, flag.target);
+    option->required(flag.required);
+    if (!flag.words.empty()) {
+        option->transform(CLI::IsMember(flag.words, CLI::ignore_case));
+    }
+}
+
+void addFlags(CLI::App& command, const Flags& flags) {
+    for (const Flag& flag : flags) {
+        addFlag(command, flag);
+    }
+    // Only now is every flag there that another one names.
+    for (const Flag& flag : flags) {
+        CLI::Option* option = command.get_option(flag.name);
+        if (!flag.needs.empty()) {
+            option->needs(command.get_option(flag.needs));
+        }
+        if (!flag.excludes.empty()) {
+            option->excludes(command.get_option(flag.excludes));
+        }
+    }
+}
+
+// --- What is wrong, in the words of the help.
+
+std::string listed(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "[" : " [") + printableText(std::string_view(word)) + "]";
+    }
+    return text;
+}
+
+std::string noCommand(const std::vector<Command>& commands,
+                      const std::vector<std::string>& arguments) {
+    std::string names;
+    for (const Command& command : commands) {
+        names += (names.empty() ? "" : ", ") + command.name;
+    }
+    if (arguments.empty()) {
+        return "give a command: " + names;
+    }
+    return listed({arguments.front()}) + " is no command; the commands are " + names;
+}
+
+// In the order of the command line, which the parser turns round.
+std::string unexpected(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const std::vector<std::string> left = app.remaining(true);
+    std::vector<std::string> words;
+    std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(words),
+                 [&left](const std::string& argument) {
+                     return std::find(left.begin(), left.end(), argument) != left.end();
+                 });
+    return "not expected here: " + listed(words);
+}
+
+// text begins with the name of the flag that it is about.
+std::string mismatch(const Command& command, const std::string& text) {
+    for (const Flag& flag : command.flags) {
+        if (text.starts_with(flag.name + ":")) {
+            const bool isMissing = text.ends_with("missing");
+            return isMissing ? flag.name + " wants a value: " + flag.name + " " + flag.value
+                             : flag.name + " may be given once only";
+        }
+    }
+    return text;
+}
+
+// An argument without a name is called as the help calls it: at the start, where each text names
+// the flag that it is about, and at the end of a text on two flags. In between a user's own words
+// may stand.
+std::string withShownNames(const Command& command, const CLI::ParseError& error) {
+    const bool isOnTwo = dynamic_cast<const CLI::RequiresError*>(&error) != nullptr ||
+                         dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr;
+    std::string text = error.what();
+    for (const Flag& flag : command.flags) {
+        if (flag.name.starts_with("-")) {
+            continue;
+        }
+        if (text.starts_with(flag.name)) {
+            text.replace(0, flag.name.size(), flag.value);
+        }
+        if (isOnTwo && text.ends_with(" " + flag.name)) {
+            text.replace(text.size() - flag.name.size(), flag.name.size(), flag.value);
+        }
+    }
+    return text;
+}
+
+std::string wording(const CLI::ParseError& error, const CLI::App& app, const Command& command,
+                    const std::vector<std::string>& arguments) {
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+        return unexpected(app, arguments);
+    }
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        return mismatch(command, error.what());
+    }
+    return withShownNames(command, error);
+}
+
+const Command* findParsed(const std::vector<Command>& commands, const CLI::App& app) {
+    for (const Command& command : commands) {
+        if (app.got_subcommand(command.name)) {
+            return &command;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const char* const* argv) {
+    CLI::App app("", "vexassl");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "");
+    for (const Command& command : commands) {
+        addFlags(*app.add_subcommand(command.name, command.summary), command.flags);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        const Command* asked = findParsed(commands, app);
+        writeText(asked == nullptr ? generalHelp(commands) : commandHelp(*asked));
+        return ExitStatus::Well;
+    } catch (const CLI::CallForVersion&) {
+        if (argc > 2) {
+            throw Failure(ExitStatus::Usage, "--version stands alone (see vexassl --help)");
+        }
+        return runCommandLine(commands, 2, std::array{*argv, "version"}.data());
+    } catch (const CLI::ParseError& error) {
+        const std::vector<std::string> arguments(argv + 1, argv + argc);
+        const Command* asked = findParsed(commands, app);
+        const std::string text = asked == nullptr ? noCommand(commands, arguments)
+                                                  : wording(error, app, *asked, arguments);
+        throw Failure(ExitStatus::Usage, text + " (see vexassl " +
+                                             (asked == nullptr ? "" : asked->name + " ") +
+                                             "--help)");
+    }
+    return findParsed(commands, app)->run();
+}
+
+} // namespace VexaSsl::tool

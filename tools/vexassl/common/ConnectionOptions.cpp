@@ -1,0 +1,156 @@
+#include "common/ConnectionOptions.h"
+
+#include "common/CertificateFolder.h"
+#include "common/ExitStatus.h"
+#include "common/Text.h"
+
+#include <algorithm>
+#include <cwctype>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+bool isWord(const std::wstring& value, std::wstring_view lowerWord) {
+    return std::equal(
+        value.begin(), value.end(), lowerWord.begin(), lowerWord.end(), [](wchar_t a, wchar_t b) {
+            return std::towlower(static_cast<std::wint_t>(a)) == static_cast<std::wint_t>(b);
+        });
+}
+
+std::string reversionText(const ConnectionOptions& options, const Diagnosis& diagnosis) {
+    const std::string reason = printableText(diagnosis.reversionReason());
+    const std::filesystem::path path = pathOfText(options.iniFile);
+    std::error_code unknown;
+    if (std::filesystem::is_directory(path, unknown)) { // which some systems open like a file
+        return "[" + options.iniFile + "] is a folder, no ini file";
+    }
+    if (!std::ifstream(path)) {
+        return "cannot open the ini file [" + options.iniFile + "]";
+    }
+    if (reason == "Can't open config file") {
+        return "cannot open the configuration store that [" + options.iniFile + "] names";
+    }
+    return "configuration [" + options.iniFile + "]: " + reason;
+}
+
+const char* causeWords(ExitStatus status) {
+    switch (status) {
+    case ExitStatus::Usage:
+        return "bad configuration";
+    case ExitStatus::TimedOut:
+        return "timed out";
+    case ExitStatus::PeerNotTrusted:
+        return "the peer's certificate is not trusted";
+    case ExitStatus::NameMismatch:
+        return "the peer's certificate is for another name";
+    case ExitStatus::OwnCertificate:
+        return "no usable certificate and key of our own";
+    case ExitStatus::RefusedByPeer:
+        return "the peer refused our certificate, or wants one";
+    case ExitStatus::Well:
+    case ExitStatus::CannotConnect:
+    case ExitStatus::Handshake:
+    case ExitStatus::CutShort:
+    case ExitStatus::Warnings:
+        break;
+    }
+    return "no secure connection";
+}
+
+} // namespace
+
+Flag certificatesFlag(std::string& target) {
+    return {"--certificates", "DIR", "Folder of certificates, with my/ and root/ in it", &target};
+}
+
+Flags connectionFlags(ConnectionOptions& options) {
+    return {
+        {"--ini", "FILE",
+         "Ini file that names the configuration store; without it the defaults hold, which mean "
+         "plain sockets",
+         &options.iniFile},
+        {.name = "--connection",
+         .value = "NAME",
+         .text = "Connection name to look up in the store",
+         .target = &options.connectionName,
+         .needs = "--ini"},
+        certificatesFlag(options.certificates),
+        {.name = "--timeout",
+         .value = "SECONDS",
+         .text = "Seconds for the handshake, and for the peer's silence after it; 0 waits for ever",
+         .target = &options.timeoutSeconds,
+         .highest = 1000000},
+    };
+}
+
+LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer)
+    : log(printer) {
+    useCertificateFolder(options.certificates);
+    const std::wstring name = widenedBytes(options.connectionName);
+    if (options.iniFile.empty()) {
+        loaded = constructDefaultSslConfiguration(log, name);
+        return;
+    }
+    loaded = constructSslConfigurationFromIniFile(log, pathOfText(options.iniFile), name);
+    const Diagnosis diagnosis = log.diagnosis();
+    if (diagnosis.revertedToPlain()) {
+        throw Failure(ExitStatus::Usage, reversionText(options, diagnosis));
+    }
+}
+
+bool isPlain(const IConfig& config) {
+    return isWord(config.getValue(L"UseEncryption"), L"false");
+}
+
+bool isOpportunistic(const IConfig& config) {
+    return isWord(config.getValue(L"UseEncryption"), L"opportunistically");
+}
+
+bool hasLogLayers(const IConfig& config) {
+    return isWord(config.getValue(L"InjectLogLayers"), L"true");
+}
+
+void warnOfClearText(const ConnectionOptions& options, const IConfig& config,
+                     LinePrinter& printer) {
+    if (options.iniFile.empty()) {
+        return;
+    }
+    if (isPlain(config)) {
+        printer.note("plain-text", "the configuration says UseEncryption=False for [" +
+                                       options.connectionName +
+                                       "], or nothing: this is plain text");
+    }
+    if (isOpportunistic(config)) {
+        printer.note("never-switched",
+                     "the configuration says UseEncryption=Opportunistically for [" +
+                         options.connectionName + "]: without --starttls this is plain text");
+    }
+}
+
+std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config) {
+    try {
+        return instantiateSocketStrategy(log, config);
+    } catch (const std::exception& error) {
+        const Diagnosis diagnosis = log.diagnosis();
+        throw Failure(ExitStatus::Usage,
+                      diagnosis.status() == ExitStatus::Well ? error.what() : causeText(diagnosis));
+    }
+}
+
+std::string causeText(const Diagnosis& diagnosis) {
+    std::string text = causeWords(diagnosis.status());
+    if (!diagnosis.causeLine().empty()) {
+        text += " (" + printableText(diagnosis.causeLine()) + ")";
+    }
+    return text;
+}
+
+} // namespace VexaSsl::tool

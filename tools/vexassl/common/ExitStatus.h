@@ -1,0 +1,51 @@
+// The exit statuses of the tool. The numbers are documented in --help and in the manual and are
+// never changed: scripts depend on them.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace VexaSsl::tool {
+
+enum class ExitStatus : int {
+    Well = 0,
+    Usage = 1,          // wrong arguments or configuration, local files
+    CannotConnect = 2,  // cannot resolve, connect or listen
+    TimedOut = 3,       // the deadline of --timeout passed
+    Handshake = 4,      // handshake or protocol
+    PeerNotTrusted = 5, // the peer's certificate chain
+    NameMismatch = 6,   // the peer's certificate is for another name
+    OwnCertificate = 7, // our certificate or its key
+    RefusedByPeer = 8,  // the peer refused our certificate
+    CutShort = 9,       // ended before an announced or sent amount of data was complete
+    Warnings = 20,      // nothing worse than warnings, under --strict
+};
+
+// Its identifier in lines of JSON, "timed-out"; stays as it is too.
+const char* exitStatusName(ExitStatus status);
+
+// The table for --help.
+inline constexpr const char* exitStatusHelp =
+    "Exit status:\n"
+    "  0  well\n"
+    "  1  usage or configuration\n"
+    "  2  cannot resolve or connect (serve: cannot listen)\n"
+    "  3  timed out\n"
+    "  4  handshake or protocol\n"
+    "  5  peer not trusted\n"
+    "  6  name mismatch\n"
+    "  7  own certificate or key\n"
+    "  8  peer refused our certificate\n"
+    "  9  connection ended before an announced or sent amount of data was complete\n"
+    "  20 warnings under --strict\n";
+
+// Ends a command: what() is the one line for stderr.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitStatus endsWith, const std::string& text)
+        : std::runtime_error(text), status(endsWith) {}
+
+    ExitStatus status;
+};
+
+} // namespace VexaSsl::tool

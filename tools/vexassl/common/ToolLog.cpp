@@ -1,0 +1,77 @@
+#include "common/ToolLog.h"
+
+#include "common/JsonLine.h"
+#include "common/LogCollector.h"
+#include "common/Text.h"
+
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// The library warns of each overlapped receive that delivers nothing.
+bool isOrdinary(std::wstring_view text) {
+    return text.starts_with(L"::WSARecv completed asynchronously, but there were too few bytes");
+}
+
+} // namespace
+
+void LinePrinter::print(std::string_view line) {
+    std::string whole(line);
+    whole.push_back('\n');
+    const std::lock_guard lock(mutex);
+    std::fwrite(whole.data(), 1, whole.size(), stderr);
+    std::fflush(stderr);
+}
+
+void LinePrinter::note(const char* id, const std::string& text) {
+    print(isJson() ? JsonLine().text("type", "note").text("id", id).text("message", text).str()
+                   : "vexassl: note: " + text);
+}
+
+ToolLog::ToolLog(LinePrinter& linePrinter, std::string linePrefix)
+    : printer(linePrinter), prefix(std::move(linePrefix)) {}
+
+void ToolLog::log(Severity severity, const std::wstring& text) {
+    const Severity weight = isOrdinary(text) ? Severity::Debug : severity;
+    bool wanted = false;
+    {
+        const std::lock_guard lock(mutex);
+        causes.observe(text);
+        wanted = !silent && weight >= threshold;
+    }
+    if (!wanted) {
+        return;
+    }
+    if (printer.isJson()) {
+        printer.print(JsonLine()
+                          .text("type", "log")
+                          .text("severity", severityName(severity))
+                          .text("text", text)
+                          .str());
+    } else {
+        printer.print(prefix + "[" + severityName(severity) + "] " + printableText(text));
+    }
+}
+
+void ToolLog::setMinimumSeverity(Severity severity) {
+    const std::lock_guard lock(mutex);
+    threshold = severity;
+}
+
+void ToolLog::silence() {
+    const std::lock_guard lock(mutex);
+    silent = true;
+}
+
+Diagnosis ToolLog::diagnosis() const {
+    const std::lock_guard lock(mutex);
+    return causes;
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,197 @@
+#include "connect/ConnectCommand.h"
+
+#include "common/HostNetwork.h"
+#include "connect/ConnectReport.h"
+#include "connect/Conversation.h"
+#include "starttls/Agreements.h"
+#include "starttls/OtlsSwitch.h"
+
+#include <exception>
+#include <memory>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// One connection to the target.
+class Call {
+public:
+    Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
+         LinePrinter& printer)
+        : options(connectOptions), target(peer), report(printer), log(printer),
+          strategy(makeStrategy(log, config)) {}
+
+    void run() {
+        AddressList addresses;
+        resolve(*strategy, target, addresses);
+        int error = 0;
+        for (const addrinfo* address = addresses.first(); address != nullptr;
+             address = address->ai_next) {
+            error = callAddress(*address);
+            if (error == 0) {
+                return;
+            }
+        }
+        const ExitStatus status =
+            error == WSAETIMEDOUT ? ExitStatus::TimedOut : ExitStatus::CannotConnect;
+        throw Failure(status, "cannot connect to " + target.text() + ": " + socketErrorText(error));
+    }
+
+private:
+    // Result: 0 behind the whole talk, or the socket error of an address that didn't answer.
+    int callAddress(const addrinfo& address) {
+        const OwnedSocket socket(platform::socket(address.ai_family, SOCK_STREAM, 0));
+        if (!socket.valid()) {
+            return platform::WSAGetLastError();
+        }
+        Watchdog::Guard guard(watchdog, socket.get(), options.connection.timeout());
+        if (strategy->connect(socket.get(), address.ai_addr,
+                              static_cast<int>(address.ai_addrlen)) != 0) {
+            return judgeConnect(platform::WSAGetLastError(), guard);
+        }
+        if (!options.startTls.empty()) {
+            switchOver(socket.get(), guard);
+        }
+        talk(socket.get(), guard);
+        return 0;
+    }
+
+    // Throws Failure when time is up or the handshake failed: the next address would be the same
+    // peer.
+    int judgeConnect(int error, const Watchdog::Guard& guard) const {
+        if (guard.expired()) {
+            throw Failure(ExitStatus::TimedOut, "timed out connecting to " + target.text());
+        }
+        const Diagnosis diagnosis = log.diagnosis();
+        if (diagnosis.status() != ExitStatus::Well) {
+            throw Failure(diagnosis.status(), target.text() + ": " + causeText(diagnosis));
+        }
+        return error;
+    }
+
+    // The agreement and the handshake have one period together.
+    void switchOver(SOCKET s, const Watchdog::Guard& guard) {
+        try {
+            agreeOn(options.startTls, *strategy, s);
+        } catch (const Failure&) {
+            if (guard.expired()) {
+                throw Failure(ExitStatus::TimedOut,
+                              "timed out agreeing on TLS with " + target.text());
+            }
+            throw;
+        }
+        if (!switchToTls(*strategy)) {
+            judgeConnect(0, guard);
+            throw Failure(ExitStatus::Handshake, target.text() + ": no secure connection");
+        }
+    }
+
+    void talk(SOCKET s, Watchdog::Guard& guard) {
+        report.connected(target.text(), peerAddressText(s), connectionSummary(*strategy));
+        const auto input = makeInput();
+        // A blocking recv that meets the peer's closure gives up what it took before: an answer
+        // whose closure comes a read later would be lost.
+        const auto receiver = makeOverlappedReceiver(*strategy, s);
+        const AtInputEnd then = options.keepOpen ? AtInputEnd::KeepOpen : AtInputEnd::ShutDown;
+        Conversation(*strategy, s, log, guard, *input, then, *receiver).run();
+    }
+
+    std::unique_ptr<ConversationInput> makeInput() {
+        if (!options.sendFile.empty()) {
+            return makeFileInput(options.sendFile, report.tellSent());
+        }
+        return options.count == 1 ? makeStandardInput() : makeNoInput();
+    }
+
+    const ConnectOptions& options;
+    const Endpoint& target;
+    ConnectReport report;
+    ToolLog log;
+    Watchdog watchdog;
+    std::unique_ptr<ISocketStrategy> strategy;
+};
+
+ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
+    const Endpoint target = parseEndpoint(options.target);
+    const LoadedConfiguration configuration(options.connection, printer);
+    if (options.startTls.empty()) {
+        warnOfClearText(options.connection, configuration.config(), printer);
+    } else {
+        requireSwitchable(configuration.config());
+    }
+    if (!options.sendFile.empty()) {
+        makeFileInput(options.sendFile); // one that can't be read is told before anybody is called
+    }
+    for (unsigned made = 0; made < options.count; ++made) {
+        Call(options, target, configuration.config(), printer).run();
+    }
+    return ExitStatus::Well;
+}
+
+} // namespace
+
+ExitStatus runConnect(const ConnectOptions& options) {
+    if (!options.json) {
+        LinePrinter printer;
+        return makeCalls(options, printer);
+    }
+    LinePrinter printer(LinePrinter::Form::Json);
+    try {
+        return makeCalls(options, printer);
+    } catch (const Failure& failure) {
+        return ConnectReport(printer).failed(failure.status, failure.what());
+    } catch (const std::exception& error) {
+        return ConnectReport(printer).failed(ExitStatus::Usage, error.what());
+    }
+}
+
+Command connectCommand() {
+    const auto options = std::make_shared<ConnectOptions>();
+    return {
+        .name = "connect",
+        .summary = "Send standard input to a peer and print what it sends, until it closes",
+        .flags =
+            Flags{
+                {.name = "target",
+                 .value = "HOST:PORT",
+                 .text = "The peer, an IPv6 address as [::1]:443",
+                 .target = &options->target,
+                 .required = true},
+                {.name = "--starttls",
+                 .value = "PROTOCOL",
+                 .text = "Begin in the clear, ask the server for TLS in this protocol, and switch",
+                 .target = &options->startTls,
+                 .words = agreementNames()},
+                {"--send", "FILE",
+                 "Send this file in the place of standard input; on a terminal it shows how far "
+                 "it is",
+                 &options->sendFile},
+                {"--keep-open", "",
+                 "At the end of the input leave the sending side open, for a peer that answers "
+                 "nobody who has shut it",
+                 &options->keepOpen},
+                {.name = "--count",
+                 .value = "N",
+                 .text = "Make this many connections, one after another; more than one read no "
+                         "standard input",
+                 .target = &options->count,
+                 .lowest = 1},
+                {"--json", "", "What is told on standard error as lines of JSON for scripts",
+                 &options->json}} +
+            connectionFlags(options->connection),
+        .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
+                      "Talks to a server as the connection Secure is configured"},
+                     {"vexassl connect mail.example.org:587 --starttls smtp --ini vexassl.ini "
+                      "--connection Mail",
+                      "Talks to a mail server inside TLS; the connection Mail is configured with "
+                      "UseEncryption=Opportunistically"},
+                     {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure "
+                      "--send big.bin",
+                      "Sends a file and shows how far it is"}},
+        .notes = "On a secured connection one line on standard error tells what was negotiated and "
+                 "who the peer is.\n",
+        .run = [options] { return runConnect(*options); },
+    };
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,38 @@
+// What may be wrong with one certificate of a chain: an identifier that never changes, the cause,
+// and what an administrator does about it. Stateless; any thread.
+#pragma once
+
+#include "certificates/CertificateFacts.h"
+#include "certificates/Moment.h"
+#include "platform/contract/CryptoApi.h"
+
+#include <string>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+struct Fault {
+    std::string identifier; // "expired"; scripts depend on it
+    std::string cause;
+    std::string remedy;
+};
+
+// Where a certificate stands in a chain and what the platform found there.
+struct ChainPlace {
+    const CertificateFacts& facts;
+    const CertificateFacts* issued; // the certificate in front of it; null for the first
+    bool isLast;
+    DWORD trustBits; // CERT_TRUST_
+    bool forServer;
+    Moment at;
+};
+
+// Empty for a certificate that is well.
+std::vector<Fault> faultsOf(const ChainPlace& place);
+
+// A certificate that doesn't bear the name that was asked for.
+Fault wrongNameFault(const CertificateFacts& facts, const std::string& name);
+// A verdict of the platform that no certificate accounts for.
+Fault otherFault(DWORD status);
+
+} // namespace VexaSsl::tool

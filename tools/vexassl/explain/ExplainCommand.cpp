@@ -1,0 +1,247 @@
+#include "explain/ExplainCommand.h"
+
+#include "certificates/CertificateStore.h"
+#include "common/CertificateFolder.h"
+#include "common/ConnectionOptions.h"
+#include "common/Diagnosis.h"
+#include "common/Text.h"
+#include "explain/ChainExplanation.h"
+#include "explain/ExplainOutput.h"
+#include "explain/PeerChain.h"
+#include "starttls/Agreements.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+ChainQuestion questionOf(const ExplainOptions& options) {
+    ChainQuestion question;
+    if (options.purpose == "server") {
+        question.purposes = {true};
+    } else if (options.purpose == "client") {
+        question.purposes = {false};
+    }
+    question.name = options.name;
+    if (!options.at.empty()) {
+        question.at = parseMoment(options.at);
+    }
+    return question;
+}
+
+void print(const ExplainOptions& options, const ExplainedChain& chain) {
+    if (options.json) {
+        printForScript(chain);
+    } else {
+        printForPerson(chain);
+    }
+}
+
+// The purposes that decide: the one that was asked for, a server's own, or whichever is good.
+ExitStatus statusOf(const ExplainOptions& options, const ChainExplanation& explanation) {
+    const std::vector<PurposeVerdict>& purposes = explanation.purposes;
+    const bool firstDecides = !options.target.empty() || purposes.size() == 1;
+    const auto end = firstDecides ? purposes.begin() + 1 : purposes.end();
+    const auto isGood = [](const PurposeVerdict& verdict) { return verdict.isGood(); };
+    const auto isTrusted = [](const PurposeVerdict& verdict) { return verdict.trusted; };
+    if (std::any_of(purposes.begin(), end, isGood)) {
+        return ExitStatus::Well;
+    }
+    if (std::any_of(purposes.begin(), end, isTrusted)) {
+        return ExitStatus::NameMismatch;
+    }
+    return options.storeName.empty() ? ExitStatus::PeerNotTrusted : ExitStatus::OwnCertificate;
+}
+
+// The lines that a connection with the usual threshold would leave in the log.
+std::vector<LoggedLine> usualLines(std::vector<LoggedLine> lines) {
+    std::erase_if(lines, [](const LoggedLine& line) { return line.severity == Severity::Debug; });
+    return lines;
+}
+
+// Why the library's own connection failed, in the words of connect; empty when it went well.
+std::string failureOf(const TriedConnection& tried) {
+    Diagnosis diagnosis;
+    for (const LoggedLine& line : tried.lines) {
+        diagnosis.observe(line.text);
+    }
+    return diagnosis.status() == ExitStatus::Well ? tried.failure : causeText(diagnosis);
+}
+
+ExitStatus explainPeer(const ExplainOptions& options) {
+    const PeerQuestion peer{parseEndpoint(options.target), options.name, options.startTls,
+                            std::chrono::seconds(options.timeoutSeconds)};
+    ChainQuestion question = questionOf(options);
+    if (question.name.empty()) {
+        question.name = peer.target.host;
+    }
+    const CertificateChain chain = fetchPeerChain(peer);
+    ExplainedChain explained;
+    explained.title =
+        "the chain that " + printableText(std::string_view(peer.target.text())) + " sends";
+    explained.givenAs = "sent by the server";
+    explained.name = question.name;
+    explained.explanation = explainChain(chain, question);
+    const TriedConnection tried = tryConnection(peer);
+    explained.connectionFailure = failureOf(tried);
+    explained.connection = usualLines(tried.lines);
+    print(options, explained);
+    return statusOf(options, explained.explanation);
+}
+
+ExitStatus explainFile(const ExplainOptions& options) {
+    const CertificateChain chain = readCertificates(options.file);
+    ExplainedChain explained;
+    explained.title = "the chain of the first certificate in [" +
+                      printableText(std::string_view(options.file)) + "]";
+    explained.givenAs = "from the file";
+    explained.name = options.name;
+    explained.explanation = explainChain(chain, questionOf(options));
+    print(options, explained);
+    return statusOf(options, explained.explanation);
+}
+
+std::unique_ptr<CertificateStore> openStore(LogCollector& log) {
+    try {
+        return std::make_unique<CertificateStore>(log);
+    } catch (const std::runtime_error&) {
+        const std::vector<LoggedLine> lines = log.take();
+        throw Failure(ExitStatus::OwnCertificate,
+                      "cannot open the personal store (" + printableText(lines.back().text) + ")");
+    }
+}
+
+// Found as ServerCertificateToSendName and ClientCertificateToSendName find it; of several, a
+// connection takes the last.
+ExitStatus explainStore(const ExplainOptions& options) {
+    LogCollector log;
+    const auto store = openStore(log);
+    const ChainQuestion question = questionOf(options);
+    CertificateHandleList found = store->findByName(widenedBytes(options.storeName));
+    if (found.empty()) {
+        throw Failure(ExitStatus::OwnCertificate, "no certificate with [" + options.storeName +
+                                                      "] in its subject in the personal store");
+    }
+    ExitStatus status = ExitStatus::Well;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        CertificateChain chain;
+        chain.certificates.emplace_back(platform::CertDuplicateCertificateContext(found[i].get()));
+        chain.leaf = std::move(found[i]);
+        const bool isLast = i + 1 == found.size();
+        ExplainedChain explained;
+        explained.number = i + 1;
+        explained.title = "certificate " + std::to_string(i + 1) + " of " +
+                          std::to_string(found.size()) + " in the personal store with [" +
+                          printableText(std::string_view(options.storeName)) + "] in its subject" +
+                          (isLast && i > 0 ? ", the one that a connection takes" : "");
+        explained.givenAs = "from the personal store";
+        explained.name = options.name;
+        explained.explanation = explainChain(chain, question);
+        print(options, explained);
+        status = statusOf(options, explained.explanation);
+    }
+    return status;
+}
+
+const char* const notes =
+    "Each certificate comes with subject, issuer, names, dates, usages and thumbprint; then, for\n"
+    "each purpose, a verdict on every certificate of the chain with cause and remedy, and the "
+    "lines\n"
+    "that the library logs of it. For a server the chain is seen even if a connection would "
+    "refuse\n"
+    "it, and the lines of such a connection stand at the end. That one authenticates the host\n"
+    "of HOST:PORT, whatever --name says.\n"
+    "\n"
+    "With --json, one object a line, told apart by \"type\": chain, certificate, element, name,\n"
+    "verdict, log, note. Faults have identifiers that never change: expired, not-yet-valid, "
+    "usage,\n"
+    "self-signed, untrusted-root, missing-issuer, signature, not-an-authority, name-constraint,\n"
+    "extension, revoked, revocation-unknown, name, other.\n"
+    "\n"
+    "The status is that of the purpose asked for; without --purpose of the server's, or for a "
+    "file\n"
+    "or the store of whichever purpose is well.\n";
+
+Flags explainFlags(ExplainOptions& options) {
+    return {
+        {"target", "HOST:PORT", "A server to ask for its chain, an IPv6 address as [::1]:443",
+         &options.target},
+        {.name = "--starttls",
+         .value = "PROTOCOL",
+         .text = "The server begins in the clear: ask for TLS in this protocol",
+         .target = &options.startTls,
+         .words = agreementNames(),
+         .needs = "target"},
+        {.name = "--file",
+         .value = "FILE",
+         .text = "PEM or DER, the certificate in question first; - for standard input",
+         .target = &options.file,
+         .excludes = "target"},
+        {.name = "--store",
+         .value = "NAME",
+         .text = "Certificates of the personal store with NAME in their subject",
+         .target = &options.storeName,
+         .excludes = "target"},
+        {"--name", "NAME", "Name that the certificate must bear; for a server its host by default",
+         &options.name},
+        {"--at", "TIME",
+         "Judge for this time and not for now: 2026-11-21, 2026-11-21T05:10:00Z, or +30d",
+         &options.at},
+        {.name = "--purpose",
+         .value = "PURPOSE",
+         .text = "Only for server or client authentication",
+         .target = &options.purpose,
+         .words = {"server", "client"}},
+        certificatesFlag(options.certificates),
+        {.name = "--timeout",
+         .value = "SECONDS",
+         .text = "Seconds for the connection and the handshake; 0 waits for ever",
+         .target = &options.timeoutSeconds,
+         .highest = 1000000},
+        {"--json", "", "One JSON object a line", &options.json},
+    };
+}
+
+} // namespace
+
+ExitStatus runExplain(const ExplainOptions& options) {
+    const int sources = (options.target.empty() ? 0 : 1) + (options.file.empty() ? 0 : 1) +
+                        (options.storeName.empty() ? 0 : 1);
+    if (sources != 1) {
+        throw Failure(ExitStatus::Usage,
+                      "give HOST:PORT, --file FILE or --store NAME, and only one of them (see "
+                      "vexassl explain --help)");
+    }
+    useCertificateFolder(options.certificates);
+    if (!options.target.empty()) {
+        return explainPeer(options);
+    }
+    return options.file.empty() ? explainStore(options) : explainFile(options);
+}
+
+Command explainCommand() {
+    const auto options = std::make_shared<ExplainOptions>();
+    return {
+        "explain",
+        "Say why a certificate chain is or isn't trusted, and what to do about it",
+        explainFlags(*options),
+        {{"vexassl explain mail.example.com:465", "what a server sends, as this machine sees it"},
+         {"vexassl explain mail.example.com:25 --starttls smtp", "the same where TLS begins later"},
+         {"vexassl explain --file chain.pem --name www.example.com --at +30d",
+          "whether a chain will still do in a month"},
+         {"vexassl explain --store www.example.com --purpose server --json",
+          "one of our own, for a script"}},
+        notes,
+        [options] { return runExplain(*options); }};
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,31 @@
+// vexassl explain: why the chain of a server, of a file or of our own store is or isn't trusted.
+#pragma once
+
+#include "common/Command.h"
+#include "common/ExitStatus.h"
+
+#include <string>
+
+namespace VexaSsl::tool {
+
+struct ExplainOptions {
+    std::string target;   // HOST:PORT; of this and the next two exactly one
+    std::string startTls; // one of agreementNames for a target that begins in the clear
+    std::string file;
+    std::string storeName; // found anywhere in a subject
+    std::string name;      // empty: the host for a target, else none
+    std::string at;        // empty: now
+    std::string purpose;   // "server", "client", or empty for both
+    std::string certificates;
+    unsigned timeoutSeconds = 30;
+    bool json = false;
+};
+
+// Prints the explanation. Result: Well for a chain that is trusted (without --purpose: for servers
+// when it is a server's, for either purpose otherwise) and bears the name; PeerNotTrusted,
+// NameMismatch or, for our own store, OwnCertificate. Throws Failure.
+ExitStatus runExplain(const ExplainOptions& options);
+
+Command explainCommand();
+
+} // namespace VexaSsl::tool

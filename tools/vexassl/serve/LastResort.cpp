@@ -1,0 +1,44 @@
+#include "serve/LastResort.h"
+
+#include "common/ExitStatus.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Well below the time that supervisors of processes give.
+constexpr DWORD patienceMilliseconds = 5000;
+constexpr DWORD lineMilliseconds = 500;
+
+[[noreturn]] void endAtOnce(HANDLE ended) {
+    // stderr may be what takes no more, so the writing of the line isn't waited for.
+    std::thread([] {
+        std::fputs("vexassl: ended at once: standard output or standard error takes no more\n",
+                   stderr);
+    }).detach();
+    platform::WSAWaitForMultipleEvents(1, &ended, FALSE, lineMilliseconds, FALSE);
+    std::_Exit(static_cast<int>(ExitStatus::Usage));
+}
+
+} // namespace
+
+LastResort::LastResort(OwnedEvent& stop) : stopRequested(stop), thread([this] { watch(); }) {}
+
+LastResort::~LastResort() {
+    ended.set();
+    thread.join();
+}
+
+void LastResort::watch() const {
+    const HANDLE events[] = {ended.get(), stopRequested.get()};
+    platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
+    if (platform::WSAWaitForMultipleEvents(1, events, FALSE, patienceMilliseconds, FALSE) ==
+        platform::WSA_WAIT_TIMEOUT) {
+        endAtOnce(ended.get());
+    }
+}
+
+} // namespace VexaSsl::tool

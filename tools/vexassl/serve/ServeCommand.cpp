@@ -1,0 +1,184 @@
+#include "serve/ServeCommand.h"
+
+#include "common/ProcessSetup.h"
+#include "common/StopSignal.h"
+#include "common/Text.h"
+#include "serve/LastResort.h"
+#include "serve/Server.h"
+#include "starttls/OtlsSwitch.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// Finds a missing certificate, an unreadable key or a bad option before the first client does. A
+// stack remembers the socket of an AcceptEx even when the call fails, and completeAcceptEx makes
+// the server's credentials before it reads anything. So with a socket that was never connected it
+// goes just that far, and without encryption it does nothing.
+void checkCredentials(const IConfig& config, LinePrinter& printer) {
+    ToolLog log(printer);
+    log.silence();
+    const auto strategy = makeStrategy(log, config);
+    const OwnedSocket unconnected(platform::socket(AF_INET, SOCK_STREAM, 0));
+    if (!unconnected.valid()) {
+        throw Failure(ExitStatus::CannotConnect,
+                      "cannot make a socket: " + socketErrorText(platform::WSAGetLastError()));
+    }
+    std::array<char, 2 * (sizeof(sockaddr_storage) + 16)> addresses{};
+    DWORD received = 0;
+    OVERLAPPED state{};
+    constexpr DWORD room = sizeof(sockaddr_storage) + 16;
+    strategy->AcceptEx(INVALID_SOCKET, unconnected.get(), addresses.data(), 0, room, room,
+                       &received, &state);
+    strategy->completeAcceptEx();
+    const Diagnosis diagnosis = log.diagnosis();
+    if (diagnosis.status() == ExitStatus::Usage ||
+        diagnosis.status() == ExitStatus::OwnCertificate) {
+        throw Failure(diagnosis.status(), causeText(diagnosis));
+    }
+}
+
+// A stack that begins in the clear shows its faults at the switch. What it will need there is what
+// an encrypting one needs at once.
+void checkSwitch(IConfig& config, LinePrinter& printer) {
+    const std::wstring encryption = config.getValue(L"UseEncryption");
+    config.setValue(L"UseEncryption", L"True");
+    checkCredentials(config, printer);
+    config.setValue(L"UseEncryption", encryption);
+}
+
+void expectClient(const ServeOptions& options, IConfig& config) {
+    if (options.expectClient.empty()) {
+        return;
+    }
+    if (isPlain(config) || (options.startTls.empty() && isOpportunistic(config))) {
+        throw Failure(ExitStatus::Usage,
+                      "--expect-client needs a configuration with encryption (with --starttls when "
+                      "it says Opportunistically): clear text has no certificates");
+    }
+    config.setValue(L"RequireClientAuthentication", L"True");
+    config.setValue(L"AcceptableClientCertificateToReceiveNames",
+                    widenedBytes(options.expectClient));
+}
+
+// What can be judged before anybody calls.
+void settle(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
+    expectClient(options, config);
+    if (options.startTls.empty()) {
+        warnOfClearText(options.connection, config, printer);
+        checkCredentials(config, printer);
+        return;
+    }
+    requireSwitchable(config);
+    checkCredentials(config, printer);
+    checkSwitch(config, printer);
+}
+
+// Peers beyond what the system grants wait in the queue, instead of taking the descriptors without
+// which those that are served can't go on.
+ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
+    // Standard streams, listener, events, the next connection, and files that are read for one.
+    constexpr std::size_t shared = 40;
+    const std::size_t each = options.overlapped ? 2 : 1; // a wait takes one of its own
+    const std::size_t allowed = allowDescriptors(shared + each * options.maximumConnections);
+    const std::size_t room = allowed > shared + each ? (allowed - shared) / each : 1;
+    if (room < options.maximumConnections) {
+        options.maximumConnections = static_cast<unsigned>(room);
+        printer.note("few-descriptors",
+                     "at most " + std::to_string(room) +
+                         " connections at once: the system grants this process " +
+                         std::to_string(allowed) + " open files");
+    }
+    return options;
+}
+
+} // namespace
+
+ExitStatus runServe(const ServeOptions& asked) {
+    LinePrinter printer;
+    LoadedConfiguration configuration(asked.connection, printer);
+    settle(asked, configuration.config(), printer);
+    const ServeOptions options = fittedToSystem(asked, printer);
+    Listener listener =
+        listenOn({withoutBrackets(options.listenAddress), std::to_string(options.port)});
+    const std::string address = localAddressText(listener.socket.get());
+
+    // Before the other threads, which must leave the signals alone too.
+    OwnedEvent stop;
+    const StopSignal signals([&stop] { stop.set(); });
+    const LastResort lastResort(stop);
+    Watchdog watchdog;
+    ServeReport report(printer, options.json);
+    const Service service{options, configuration.config(), printer, report, watchdog};
+    Server server(service, std::move(listener), stop);
+
+    report.listening(address);
+    const ExitStatus status = server.run();
+    if (!report.isComplete()) {
+        throw Failure(ExitStatus::Usage, "cannot write to standard output");
+    }
+    return status;
+}
+
+Command serveCommand() {
+    const auto options = std::make_shared<ServeOptions>();
+    return {
+        .name = "serve",
+        .summary = "Echo what clients send, answer HTTP GET, or take mail, until SIGTERM or SIGINT",
+        .flags =
+            Flags{{.name = "--port",
+                   .value = "N",
+                   .text = "Port to listen on; 0 takes a free one",
+                   .target = &options->port,
+                   .required = true,
+                   .highest = 65535},
+                  {"--listen", "ADDRESS", "Address to listen on", &options->listenAddress},
+                  {"--www", "", "Answer HTTP GET with a page of connection facts", &options->web},
+                  {.name = "--starttls",
+                   .value = "PROTOCOL",
+                   .text = "Begin in the clear and switch to TLS when the client asks for it in "
+                           "this protocol; messages are taken and thrown away",
+                   .target = &options->startTls,
+                   .words = {"smtp"},
+                   .excludes = "--www"},
+                  {"--overlapped", "", "Receive by overlapped operations", &options->overlapped},
+                  {"--expect-client", "NAMES",
+                   "Require a trusted client certificate that bears one of these names, separated "
+                   "by commas; Any takes every name",
+                   &options->expectClient},
+                  {.name = "--count",
+                   .value = "N",
+                   .text = "End after this many connections, with the status of the first that "
+                           "didn't go well; 0 serves on",
+                   .target = &options->count},
+                  {.name = "--max-connections",
+                   .value = "N",
+                   .text = "Connections at once; more wait in the queue of the system",
+                   .target = &options->maximumConnections,
+                   .lowest = 1,
+                   .highest = 100000},
+                  {"--json", "",
+                   "The address, connections and messages on standard output as lines of JSON for "
+                   "scripts",
+                   &options->json}} +
+            connectionFlags(options->connection),
+        .examples = {{"vexassl serve --port 4433 --ini vexassl.ini --connection Secure",
+                      "Echoes on port 4433 of this machine as the connection Secure is configured"},
+                     {"vexassl serve --port 0 --www",
+                      "Answers browsers in plain text on a free port, which it prints"},
+                     {"vexassl serve --port 2525 --starttls smtp --ini vexassl.ini "
+                      "--connection Mail",
+                      "Takes mail from clients that switch to TLS; the connection Mail is "
+                      "configured with UseEncryption=Opportunistically"}},
+        .notes = "It prints \"listening on ADDRESS:PORT\" when it is ready.\n",
+        .run = [options] { return runServe(*options); },
+    };
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,236 @@
+#include "serve/ServedConnection.h"
+
+#include "common/Sending.h"
+#include "common/Text.h"
+#include "starttls/SmtpService.h"
+
+#include <cstddef>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+constexpr std::size_t bufferSize = 32768;
+
+// How much is read and thrown away behind the last answer: closing while more lies there would
+// reset the connection before the peer has read it.
+constexpr std::size_t maximumDiscarded = 262144;
+
+std::string narrow(const IConfig& config, const std::wstring& key) {
+    return printableText(config.getValue(key));
+}
+
+} // namespace
+
+ServedConnection::ServedConnection(const Service& sharedService, unsigned long connectionNumber)
+    : service(sharedService), number(connectionNumber),
+      log(sharedService.printer, "#" + std::to_string(connectionNumber) + " "),
+      strategy(makeStrategy(log, sharedService.config)) {}
+
+ServedConnection::~ServedConnection() {
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
+
+bool ServedConnection::postAccept(const Listener& listener, HANDLE event) {
+    socket = OwnedSocket(platform::socket(listener.family, SOCK_STREAM, 0));
+    acceptState = {};
+    acceptState.hEvent = event;
+    DWORD received = 0;
+    return socket.valid() &&
+           (strategy->AcceptEx(listener.socket.get(), socket.get(), addresses.data(), 0,
+                               addressRoom, addressRoom, &received, &acceptState) != FALSE ||
+            platform::WSAGetLastError() == WSA_IO_PENDING);
+}
+
+bool ServedConnection::accepted(SOCKET listener) {
+    DWORD received = 0;
+    DWORD flags = 0;
+    return platform::WSAGetOverlappedResult(listener, &acceptState, &received, FALSE, &flags) !=
+               FALSE &&
+           joinListener(socket.get(), listener);
+}
+
+bool ServedConnection::acceptNow(SOCKET listener) {
+    socket = OwnedSocket(strategy->accept(listener, nullptr, nullptr));
+    // Some systems hand the listener's mode down, and the handshake needs calls that wait.
+    return socket.valid() && setWaiting(socket.get(), true);
+}
+
+void ServedConnection::start(std::function<void()> ended) {
+    thread = std::thread([this, ended = std::move(ended)] {
+        try {
+            peer = peerAddressText(socket.get());
+            service.report.begun(number, peer);
+            run();
+        } catch (const std::exception& error) {
+            reportBreakdown(error.what());
+        }
+        strategy.reset();
+        socket.close();
+        service.report.ended(number, peer, status, failureText);
+        isFinished = true;
+        ended();
+    });
+}
+
+void ServedConnection::run() {
+    Watchdog::Guard guard(service.watchdog, socket.get(), service.options.connection.timeout());
+    if (!service.options.startTls.empty()) {
+        serveMail(guard);
+        return;
+    }
+    if (strategy->completeAcceptEx() == SOCKET_ERROR) {
+        reportHandshake(guard);
+        return;
+    }
+    guard.restart();
+    const auto receiver = makeReceiver();
+    if (service.options.web) {
+        answerWebRequest(*receiver, guard);
+    } else {
+        echo(*receiver, guard);
+    }
+}
+
+std::unique_ptr<Receiver> ServedConnection::makeReceiver() {
+    const bool staysClear = service.options.startTls.empty() && isOpportunistic(service.config);
+    const Passing passing = staysClear ? Passing::Clear : Passing::AsConfigured;
+    return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get())
+                                      : makeBlockingReceiver(*strategy, socket.get(), passing);
+}
+
+void ServedConnection::serveMail(Watchdog::Guard& guard) {
+    // No switch without a name that was resolved through the stack, on a server too.
+    AddressList found;
+    strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
+    SmtpService session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
+    switch (session.run([this](const Envelope& mail) { service.report.message(number, mail); })) {
+    case SmtpService::End::Well:
+        closeBehindAnswer(session.currentReceiver());
+        break;
+    case SmtpService::End::Refused:
+        report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
+        closeBehindAnswer(session.currentReceiver());
+        break;
+    case SmtpService::End::NoSwitch:
+        reportHandshake(guard);
+        break;
+    case SmtpService::End::Closed:
+    case SmtpService::End::Lost:
+        reportEnd(session.streamEnd(), guard);
+        break;
+    }
+}
+
+void ServedConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
+    std::vector<char> buffer(bufferSize);
+    int count = 0;
+    while ((count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()))) > 0) {
+        guard.restart();
+        if (!sendAll(*strategy, socket.get(), {buffer.data(), static_cast<std::size_t>(count)})) {
+            reportEnd(StreamEnd::Lost, guard);
+            return;
+        }
+        guard.restart();
+    }
+    reportEnd(receiver.end(), guard);
+}
+
+// The guard isn't restarted between pieces of a head: a request fed byte by byte has one period.
+void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& guard) {
+    std::vector<char> buffer(bufferSize);
+    std::string received;
+    std::size_t headSize = 0;
+    while (headSize == 0 && received.size() <= maximumRequestHead) {
+        const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
+        if (count <= 0) {
+            reportEnd(receiver.end(), guard);
+            return;
+        }
+        received.append(buffer.data(), static_cast<std::size_t>(count));
+        headSize = requestHeadSize(received);
+    }
+    const bool isTooLong = headSize == 0 || headSize > maximumRequestHead;
+    const std::string answer =
+        isTooLong ? answerTooLong()
+                  : answerRequest(std::string_view(received).substr(0, headSize), facts());
+    guard.restart();
+    if (!sendAll(*strategy, socket.get(), answer)) {
+        reportEnd(StreamEnd::Lost, guard);
+        return;
+    }
+    closeBehindAnswer(receiver);
+}
+
+void ServedConnection::closeBehindAnswer(Receiver& receiver) {
+    platform::shutdown(socket.get(), SD_SEND);
+    std::vector<char> buffer(bufferSize);
+    std::size_t discarded = 0;
+    while (discarded < maximumDiscarded) {
+        const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
+        if (count <= 0) {
+            return;
+        }
+        discarded += static_cast<std::size_t>(count);
+    }
+}
+
+ConnectionFacts ServedConnection::facts() const {
+    const IConfig& config = service.config;
+    return {
+        {"connection", std::to_string(number)},
+        {"peer", peer},
+        {"here", localAddressText(socket.get())},
+        {"receives", service.options.overlapped ? "overlapped" : "blocking"},
+        {"UseEncryption", narrow(config, L"UseEncryption")},
+        {"RequireClientAuthentication", narrow(config, L"RequireClientAuthentication")},
+        {"ServerCertificateToSendName", narrow(config, L"ServerCertificateToSendName")},
+        {"ConnectionName", narrow(config, L"ConnectionName")},
+    };
+}
+
+void ServedConnection::reportHandshake(const Watchdog::Guard& guard) {
+    if (guard.expired()) {
+        report(ExitStatus::TimedOut, "timed out during the handshake");
+    } else {
+        const Diagnosis diagnosis = log.diagnosis();
+        report(diagnosis.status(), causeText(diagnosis));
+    }
+}
+
+void ServedConnection::reportEnd(StreamEnd end, const Watchdog::Guard& guard) {
+    const int error = platform::WSAGetLastError();
+    const Diagnosis diagnosis = log.diagnosis();
+    if (guard.expired()) {
+        report(ExitStatus::TimedOut, "timed out");
+    } else if (diagnosis.status() != ExitStatus::Well) {
+        report(diagnosis.status(), causeText(diagnosis));
+    } else if (const auto failure = failureOf(end, error)) {
+        report(failure->status, failure->what());
+    }
+}
+
+// Where memory is wanted even for the words, the status stands for them.
+void ServedConnection::reportBreakdown(const char* reason) noexcept {
+    try {
+        report(ExitStatus::Usage, reason);
+    } catch (const std::exception&) {
+        status = ExitStatus::Usage;
+    }
+}
+
+void ServedConnection::report(ExitStatus outcome, const std::string& text) {
+    status = outcome;
+    failureText = text;
+    service.report.failed(number, text);
+}
+
+} // namespace VexaSsl::tool

@@ -1,0 +1,57 @@
+#include "version/VersionCommand.h"
+
+#include "VexaSsl/ModuleVersion.h"
+#include "common/JsonLine.h"
+#include "common/Output.h"
+#include "common/PlatformFacts.h"
+
+#include <memory>
+#include <string>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+// The fourth number comes in the field for a platform's number.
+std::string libraryVersion() {
+    DLLVERSIONINFO info{};
+    info.cbSize = sizeof info;
+    DllGetVersion(&info);
+    return std::to_string(info.dwMajorVersion) + "." + std::to_string(info.dwMinorVersion) + "." +
+           std::to_string(info.dwBuildNumber) + "." + std::to_string(info.dwPlatformID);
+}
+
+ExitStatus runVersion(bool json) {
+    const PlatformFacts facts = platformFacts();
+    if (json) {
+        writeLine(JsonLine()
+                      .text("type", "version")
+                      .text("version", libraryVersion())
+                      .text("platform", facts.binding)
+                      .text("security", facts.securityLibrary)
+                      .text("certificates", facts.certificates)
+                      .str());
+        return ExitStatus::Well;
+    }
+    writeLine("VexaSsl       " + libraryVersion());
+    writeLine("platform      " + facts.binding);
+    writeLine("security      " + facts.securityLibrary);
+    writeLine("certificates  " + facts.certificates);
+    return ExitStatus::Well;
+}
+
+} // namespace
+
+Command versionCommand() {
+    const auto json = std::make_shared<bool>(false);
+    return {
+        .name = "version",
+        .summary = "Show the versions of the library and of what it stands on",
+        .flags = {{"--json", "", "A line of JSON for scripts", json.get()}},
+        .examples = {{"vexassl version", "Shows what to write into a report of a fault"}},
+        .notes = "",
+        .run = [json] { return runVersion(*json); },
+    };
+}
+
+} // namespace VexaSsl::tool
