@@ -1,5 +1,5 @@
-// A small client: sends one line to a server, by the settings of an ini file, and prints the
-// answer.
+// A small client: sends one line to a server and prints the answer. An ini file configures the
+// connection.
 //
 //   client_host HOST PORT INI-FILE CONNECTION CERTIFICATES TEXT
 #include <VexaPlatform/Certificates.h>
@@ -15,14 +15,15 @@ namespace {
 
 using namespace VexaSsl;
 
-// A peer that falls silent ends an operation, the handshake included, after this time.
-void limitWaiting(SOCKET s) {
+// With a silent peer recv, and so the handshake, fails after 30 seconds.
+void setReceiveTimeout(SOCKET s) {
     const timeval limit{30, 0};
     setsockopt(static_cast<int>(s), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
 }
 
-// Tries the addresses of the host in order. With encryption, the name that is resolved here is the
-// name that the server's certificate must carry, and connect runs the handshake.
+// Tries the addresses of the host in order. Returns INVALID_SOCKET when none can be connected to.
+// With encryption, the server's certificate must have the name that is resolved here, and connect
+// runs the handshake.
 SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
@@ -33,7 +34,7 @@ SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) 
     SOCKET connected = INVALID_SOCKET;
     for (const addrinfo* a = addresses; a && connected == INVALID_SOCKET; a = a->ai_next) {
         const SOCKET s = platform::socket(a->ai_family, SOCK_STREAM, 0);
-        limitWaiting(s);
+        setReceiveTimeout(s);
         if (strategy.connect(s, a->ai_addr, static_cast<int>(a->ai_addrlen)) == 0) {
             connected = s;
         } else {
@@ -44,9 +45,9 @@ SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) 
     return connected;
 }
 
-// Result: false when the connection failed.
-bool talk(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
-    // On a blocking socket send takes everything or fails.
+// Returns whether the answer was received up to the end of the stream.
+bool exchange(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
+    // On a blocking socket send sends everything or fails.
     if (strategy.send(s, line.data(), static_cast<int>(line.size()), 0) == SOCKET_ERROR) {
         return false;
     }
@@ -68,21 +69,21 @@ int main(int argc, char** argv) {
     }
     std::ios::sync_with_stdio(false); // SslLog writes wide text to the same console
     try {
-        SslLog log; // outlives everything made with it
+        SslLog log; // must outlive everything created with it
         platform::setCertificateFolder(argv[5]);
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[3], convertNarrowToWide(argv[4]));
         const auto strategy = instantiateSocketStrategy(log, *config); // one per connection
         const SOCKET s = connectTo(*strategy, argv[1], argv[2]);
         if (s == INVALID_SOCKET) {
-            std::cerr << "no connection; the log tells why\n";
+            std::cerr << "cannot connect: see the log\n";
             return 1;
         }
-        const bool well = talk(*strategy, s, std::string(argv[6]) + "\n");
+        const bool exchanged = exchange(*strategy, s, std::string(argv[6]) + "\n");
         platform::closesocket(s);
-        return well ? 0 : 1;
+        return exchanged ? 0 : 1;
     } catch (const std::exception& error) { // a bad value in the configuration
-        std::cerr << error.what() << "; the log tells more\n";
+        std::cerr << error.what() << ": see the log\n";
         return 1;
     }
 }

@@ -1,5 +1,5 @@
-// What the servers among the examples share: a listening socket on the loopback address, and owners
-// for what must be given back however a function is left.
+// Used by the example servers: a listening socket on the loopback address, and owners of an address
+// list and of a socket.
 #pragma once
 
 #include <VexaPlatform/HostSockets.h>
@@ -8,30 +8,30 @@
 #include <stdexcept>
 #include <string>
 
-struct FreeLater {
+struct AddressList {
     addrinfo* list = nullptr;
-    ~FreeLater() { VexaSsl::platform::freeaddrinfo(list); }
+    ~AddressList() { VexaSsl::platform::freeaddrinfo(list); }
 };
 
-struct CloseLater {
+struct SocketCloser {
     VexaSsl::SOCKET socket;
-    ~CloseLater() { VexaSsl::platform::closesocket(socket); }
+    ~SocketCloser() { VexaSsl::platform::closesocket(socket); }
 };
 
-// Port "0" takes a free one. Throws std::runtime_error.
+// Port "0" chooses a free one. Throws std::runtime_error.
 inline VexaSsl::SOCKET listenLocally(VexaSsl::ISocketStrategy& plain, const char* port) {
     using namespace VexaSsl;
-    FreeLater addresses;
+    AddressList addresses;
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     if (plain.getaddrinfo("127.0.0.1", port, &hints, &addresses.list) != 0) {
-        throw std::runtime_error("bad port");
+        throw std::runtime_error("invalid port");
     }
     const SOCKET s = platform::socket(addresses.list->ai_family, SOCK_STREAM, 0);
     if (platform::bind(s, addresses.list->ai_addr, static_cast<int>(addresses.list->ai_addrlen)) !=
             0 ||
         platform::listen(s, 16) != 0) {
-        throw std::runtime_error("can't listen");
+        throw std::runtime_error("cannot listen");
     }
     return s;
 }

@@ -1,9 +1,9 @@
-// A log of a host's own: safe for several threads, with the time of each line, in UTF-8 on standard
-// error, and with everything that ever went wrong kept for the host to ask about.
+// An ILog of the host's own. Any thread may use it. It writes lines with their time to standard
+// error in UTF-8 and keeps warnings and errors for the host.
 //
 //   own_log INI-FILE CONNECTION
 //
-// Reads the configuration of a connection and says how many problems that had.
+// Reads the configuration of a connection and prints the number of warnings and errors.
 #include <VexaSsl/VexaSsl.h>
 
 #include <chrono>
@@ -18,8 +18,8 @@ namespace {
 
 using namespace VexaSsl;
 
-// Units that stand for no character are shown as "?": the text may come from a peer. On Windows
-// that meets the two halves of a rare character too.
+// Returns the text in UTF-8. The text may come from a peer, so control characters and units that
+// are no code point become "?"; on Windows also characters above U+FFFF, which have two units.
 std::string utf8(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t unit : text) {
@@ -28,7 +28,7 @@ std::string utf8(const std::wstring& text) {
             bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
         };
         if (code < 0x20 || code == 0x7F || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF) {
-            bytes += '?'; // a line end would forge a line
+            bytes += '?'; // a line end could forge a line
         } else if (code < 0x80) {
             bytes += static_cast<char>(code);
         } else if (code < 0x800) {
@@ -77,33 +77,33 @@ const char* word(Severity severity) {
     return "unknown";
 }
 
-// Called inside socket operations that may not throw: whatever goes wrong here ends here.
+// Called from noexcept socket operations, so it throws nothing.
 class OwnLog : public ILog {
 public:
     void log(Severity severity, const std::wstring& text) override try {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(mutex);
         if (severity >= Severity::Warning) {
             kept.push_back(utf8(text));
         }
         if (severity >= threshold) {
             std::cerr << timeText() << " " << word(severity) << " " << utf8(text) << "\n";
         }
-    } catch (const std::exception&) { // out of memory: the line is lost, the connection isn't
+    } catch (const std::exception&) { // out of memory: only the line is lost
     }
 
-    // Each stack that is made sets it; a host may choose to keep its own.
+    // Every instantiateSocketStrategy calls it; a host may ignore it.
     void setMinimumSeverity(Severity severity) override {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(mutex);
         threshold = severity;
     }
 
     std::vector<std::string> problems() const {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(mutex);
         return kept;
     }
 
 private:
-    mutable std::mutex lock;
+    mutable std::mutex mutex;
     Severity threshold = Severity::Info;
     std::vector<std::string> kept;
 };

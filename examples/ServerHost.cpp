@@ -1,10 +1,11 @@
-// A small server: echoes what one client after another sends, by the settings of an ini file.
+// A small server: echoes what clients send, one client at a time. An ini file configures the
+// connections.
 //
 //   server_host PORT INI-FILE CONNECTION CERTIFICATES CLIENTS
 //
-// Prints "port <number>" when it is ready (PORT 0 takes a free one) and ends after that many
-// clients. One client at a time keeps it small; a real server posts AcceptEx and runs
-// completeAcceptEx, which is the handshake, on a thread of the connection's own.
+// Prints "port <number>" when it is ready (PORT 0 chooses a free one) and ends after CLIENTS
+// connections. A larger server runs completeAcceptEx, which is the handshake, on a thread of the
+// connection.
 #include "Listener.h"
 
 #include <VexaPlatform/Certificates.h>
@@ -34,20 +35,21 @@ void echo(ISocketStrategy& strategy, SOCKET s) {
     }
 }
 
-// Result: false when no connection came of it.
+// Returns whether the connection was established.
 bool serveOne(ILog& log, const IConfig& config, SOCKET listener) {
     const auto strategy = instantiateSocketStrategy(log, config);
-    // The accepted socket is known beforehand, so it can be closed even after a failed handshake.
+    // Unlike with accept, the socket is known and can be closed after a failed handshake.
     const SOCKET s = platform::socket(AF_INET, SOCK_STREAM, 0);
-    OVERLAPPED state{};
-    state.hEvent = platform::WSACreateEvent();
-    constexpr DWORD room = sizeof(sockaddr_storage) + 16;
-    char addresses[2 * room];
+    OVERLAPPED overlapped{};
+    overlapped.hEvent = platform::WSACreateEvent();
+    constexpr DWORD addressLength = sizeof(sockaddr_storage) + 16;
+    char addresses[2 * addressLength];
     DWORD transferred = 0;
     DWORD flags = 0;
-    strategy->AcceptEx(listener, s, addresses, 0, room, room, &transferred, &state);
-    const bool accepted =
-        platform::WSAGetOverlappedResult(listener, &state, &transferred, TRUE, &flags) != FALSE;
+    strategy->AcceptEx(listener, s, addresses, 0, addressLength, addressLength, &transferred,
+                       &overlapped);
+    const bool accepted = platform::WSAGetOverlappedResult(listener, &overlapped, &transferred,
+                                                           TRUE, &flags) != FALSE;
     const timeval limit{30, 0}; // against silent clients
     setsockopt(static_cast<int>(s), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const bool secured = accepted && strategy->completeAcceptEx() == 0;
@@ -55,7 +57,7 @@ bool serveOne(ILog& log, const IConfig& config, SOCKET listener) {
         echo(*strategy, s);
     }
     platform::closesocket(s);
-    platform::WSACloseEvent(state.hEvent);
+    platform::WSACloseEvent(overlapped.hEvent);
     return secured;
 }
 
@@ -76,14 +78,14 @@ int main(int argc, char** argv) {
             instantiateSocketStrategy(log, *constructDefaultSslConfiguration(log, L"listener"));
         const SOCKET listener = listenLocally(*plain, argv[1]);
         std::cout << "port " << portOf(listener) << std::endl;
-        bool allWell = true;
+        bool allEstablished = true;
         for (int client = std::stoi(argv[5]); client > 0; --client) {
-            allWell = serveOne(log, *config, listener) && allWell;
+            allEstablished = serveOne(log, *config, listener) && allEstablished;
         }
         platform::closesocket(listener);
-        return allWell ? 0 : 1;
+        return allEstablished ? 0 : 1;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << "; the log tells more\n";
+        std::cerr << error.what() << ": see the log\n";
         return 1;
     }
 }

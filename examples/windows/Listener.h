@@ -1,6 +1,5 @@
-// What the hosts among the examples share: Winsock for as long as the program runs, a listening
-// socket on the loopback address, and owners for what must be given back however a function is
-// left.
+// Used by the examples: Winsock while the program runs, a listening socket on the loopback address,
+// and owners of an address list and of a socket.
 #pragma once
 
 #include <VexaSsl/Sockets.h>
@@ -8,12 +7,12 @@
 #include <stdexcept>
 #include <string>
 
-// The library leaves this to its host. Throws std::runtime_error.
+// Starts Winsock, which is a task of the host. Throws std::runtime_error.
 struct Winsock {
     Winsock() {
         WSADATA data;
         if (WSAStartup(MAKEWORD(2, 2), &data) != 0) {
-            throw std::runtime_error("no Winsock");
+            throw std::runtime_error("cannot start Winsock");
         }
     }
     ~Winsock() { WSACleanup(); }
@@ -21,21 +20,21 @@ struct Winsock {
     Winsock& operator=(const Winsock&) = delete;
 };
 
-struct FreeLater {
+struct AddressList {
     addrinfo* list = nullptr;
-    ~FreeLater() {
+    ~AddressList() {
         if (list != nullptr) {
             freeaddrinfo(list);
         }
     }
 };
 
-struct CloseLater {
+struct SocketCloser {
     SOCKET socket;
-    ~CloseLater() { closesocket(socket); }
+    ~SocketCloser() { closesocket(socket); }
 };
 
-// Port 0 takes a free one. Throws std::runtime_error.
+// Port 0 chooses a free one. Throws std::runtime_error.
 inline SOCKET listenLocally(u_short port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -44,7 +43,7 @@ inline SOCKET listenLocally(u_short port) {
     const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
     if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         listen(s, 16) != 0) {
-        throw std::runtime_error("can't listen");
+        throw std::runtime_error("cannot listen");
     }
     return s;
 }

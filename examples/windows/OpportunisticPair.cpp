@@ -1,9 +1,9 @@
-// A client and a server that begin in the clear, agree to switch, and go on encrypted: both ends in
-// one program, each with its own strategy.
+// A client and a server that start in clear text, agree to switch, and continue encrypted. Both are
+// in this program, each with its own strategy.
 //
 //   opportunistic_pair INI-FILE CONNECTION
 //
-// The connection is configured with UseEncryption=Opportunistically, without log layers.
+// The connection must have UseEncryption=Opportunistically and no log layers.
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
@@ -20,38 +20,38 @@ namespace {
 
 using namespace VexaSsl;
 
-// The two ends log from two threads, and SslLog has no lock.
-class SharedLog : public ILog {
+// Client and server log from two threads, and SslLog has no lock.
+class LockedLog : public ILog {
 public:
     void log(Severity severity, const std::wstring& text) override {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(mutex);
         sink.log(severity, text);
     }
     void setMinimumSeverity(Severity severity) override {
-        const std::lock_guard guard(lock);
+        const std::lock_guard guard(mutex);
         sink.setMinimumSeverity(severity);
     }
 
 private:
-    std::mutex lock;
+    std::mutex mutex;
     SslLog sink;
 };
 
-void say(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
+void sendLine(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
     const int length = static_cast<int>(line.size());
     if (strategy.send(s, line.data(), length, 0) != length) {
-        throw std::runtime_error("the peer takes nothing more");
+        throw std::runtime_error("cannot send");
     }
 }
 
-// Reads one line, byte by byte: what stands behind an agreement to switch must never be read as a
-// part of what comes secured, and so it is never taken in.
-std::string hear(ISocketStrategy& strategy, SOCKET s) {
+// Reads byte by byte, so that nothing after the line is read: clear text that follows the agreement
+// to switch must never be used as if it had been received encrypted.
+std::string receiveLine(ISocketStrategy& strategy, SOCKET s) {
     std::string line;
     char byte = 0;
     while (line.empty() || line.back() != '\n') {
         if (strategy.recv(s, &byte, 1, 0) != 1) {
-            throw std::runtime_error("the peer has gone");
+            throw std::runtime_error("the connection has ended");
         }
         line += byte;
     }
@@ -61,29 +61,29 @@ std::string hear(ISocketStrategy& strategy, SOCKET s) {
 void switchToTls(ISocketStrategy& strategy) {
     auto* otls = dynamic_cast<IOtlsProvider*>(&strategy);
     if (otls == nullptr || otls->startOtls() != 0) {
-        throw std::runtime_error("no encryption; the log tells why");
+        throw std::runtime_error("cannot switch to TLS: see the log");
     }
 }
 
-void resolve(ISocketStrategy& strategy, const std::string& port, FreeLater& addresses) {
+void resolve(ISocketStrategy& strategy, const std::string& port, AddressList& addresses) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     if (strategy.getaddrinfo("localhost", port.c_str(), &hints, &addresses.list) != 0) {
-        throw std::runtime_error("localhost can't be resolved");
+        throw std::runtime_error("cannot resolve localhost");
     }
 }
 
 void serve(ILog& log, const IConfig& config, SOCKET listener) try {
     const auto strategy = instantiateSocketStrategy(log, config);
-    FreeLater own; // a server, too, resolves a name before it switches
+    AddressList own; // a server, too, must resolve a name before it switches
     resolve(*strategy, "0", own);
     const SOCKET s = strategy->accept(listener, nullptr, nullptr);
-    const CloseLater connection{s};
-    if (hear(*strategy, s) == "STARTTLS\n") {
-        say(*strategy, s, "go ahead\n");
+    const SocketCloser connection{s};
+    if (receiveLine(*strategy, s) == "STARTTLS\n") {
+        sendLine(*strategy, s, "go ahead\n");
         switchToTls(*strategy);
-        say(*strategy, s, "you said: " + hear(*strategy, s));
+        sendLine(*strategy, s, "you said: " + receiveLine(*strategy, s));
     }
 } catch (const std::exception& error) {
     std::cerr << "server: " << error.what() << "\n";
@@ -91,22 +91,21 @@ void serve(ILog& log, const IConfig& config, SOCKET listener) try {
 
 std::string ask(ILog& log, const IConfig& config, const std::string& port) {
     const auto strategy = instantiateSocketStrategy(log, config);
-    FreeLater server; // the name resolved here is the one that the certificate must carry
+    AddressList server; // the server's certificate must have the name resolved here
     resolve(*strategy, port, server);
     const SOCKET s = socket(server.list->ai_family, SOCK_STREAM, 0);
-    const CloseLater connection{
-        s}; // also where the switch fails: nothing is said in the clear then
+    const SocketCloser connection{s};
     if (strategy->connect(s, server.list->ai_addr, static_cast<int>(server.list->ai_addrlen)) !=
         0) {
-        throw std::runtime_error("no connection");
+        throw std::runtime_error("cannot connect");
     }
-    say(*strategy, s, "STARTTLS\n");
-    if (hear(*strategy, s) != "go ahead\n") {
-        throw std::runtime_error("the server doesn't switch"); // and so nothing more is said
+    sendLine(*strategy, s, "STARTTLS\n");
+    if (receiveLine(*strategy, s) != "go ahead\n") {
+        throw std::runtime_error("the server refuses TLS"); // never continue in clear text
     }
     switchToTls(*strategy);
-    say(*strategy, s, "in confidence\n");
-    return hear(*strategy, s);
+    sendLine(*strategy, s, "in confidence\n");
+    return receiveLine(*strategy, s);
 }
 
 } // namespace
@@ -118,7 +117,7 @@ int main(int argc, char** argv) {
     }
     try {
         const Winsock winsock;
-        SharedLog log;
+        LockedLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[1], convertNarrowToWide(argv[2]));
         const SOCKET listener = listenLocally(0);
@@ -129,12 +128,12 @@ int main(int argc, char** argv) {
         } catch (const std::exception& error) {
             std::cerr << "client: " << error.what() << "\n";
         }
-        closesocket(listener); // a server that is still waiting ends
+        closesocket(listener); // ends a server that is still waiting in accept
         server.join();
         std::cout << answer << std::flush;
         return answer.empty() ? 1 : 0;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << "; the log tells more\n";
+        std::cerr << error.what() << ": see the log\n";
         return 1;
     }
 }

@@ -1,11 +1,10 @@
-// A server that receives by overlapped operations: one thread, several clients, each echoed as its
-// bytes come.
+// A server with overlapped operations: one thread echoes what several clients send.
 //
 //   overlapped_server PORT INI-FILE CONNECTION CLIENTS
 //
-// Prints "port <number>" when it is ready and ends when that many clients have come and gone. The
-// handshake blocks, so here one slow client holds up the others; a larger server runs
-// completeAcceptEx on a thread of its own.
+// Prints "port <number>" when it is ready and ends after CLIENTS connections. The handshake blocks,
+// so one slow client delays the others here; a larger server runs completeAcceptEx on another
+// thread.
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
@@ -23,55 +22,58 @@ namespace {
 
 using namespace VexaSsl;
 
-// A connection, from the AcceptEx posted for it until its end. Always one operation is under way,
-// and the system writes to its state, so it stays where it is made.
+// A connection, from the AcceptEx posted for it to its end. One operation is always pending and the
+// system writes to its members, so a Client can't be moved.
 class Client {
 public:
-    Client(ILog& log, const IConfig& config, SOCKET listening)
-        : strategy(instantiateSocketStrategy(log, config)), listener(listening),
+    Client(ILog& log, const IConfig& config, SOCKET listener)
+        : strategy(instantiateSocketStrategy(log, config)), listener(listener),
           socket(::socket(AF_INET, SOCK_STREAM, 0)) {
-        state.hEvent = WSACreateEvent();
-        strategy->AcceptEx(listener, socket, buffer, 0, room, room, &count, &state);
+        overlapped.hEvent = WSACreateEvent();
+        strategy->AcceptEx(listener, socket, buffer, 0, addressLength, addressLength, &count,
+                           &overlapped);
     }
     ~Client() {
-        closesocket(socket); // what is still posted ends with it
-        WSACloseEvent(state.hEvent);
+        closesocket(socket); // aborts the pending operation
+        WSACloseEvent(overlapped.hEvent);
     }
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    bool hasCome() const { return come; }
-    HANDLE event() const { return state.hEvent; }
+    bool isAccepted() const { return accepted; }
+    HANDLE event() const { return overlapped.hEvent; }
 
-    // What was under way has completed. Result: false at the end of the connection.
-    bool goOn() {
-        const SOCKET posted = come ? socket : listener;
-        const bool well = WSAGetOverlappedResult(posted, &state, &count, FALSE, &flags) != FALSE;
-        const bool first = !std::exchange(come, true);
+    // Handles the completion of the pending operation and posts the next one. Returns false at the
+    // end of the connection.
+    bool advance() {
+        const SOCKET waitedFor = accepted ? socket : listener;
+        const bool succeeded =
+            WSAGetOverlappedResult(waitedFor, &overlapped, &count, FALSE, &flags) != FALSE;
+        const bool first = !std::exchange(accepted, true);
         if (first) {
             setsockopt(socket, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
                        reinterpret_cast<const char*>(&listener), sizeof listener);
-            return well && strategy->completeAcceptEx() == 0 && post(socket);
+            return succeeded && strategy->completeAcceptEx() == 0 && post(socket);
         }
-        // Only the count of the wire tells the peer's end: 0 bytes of plaintext are also a piece of
-        // a record, whose rest is still to come. What came before an end is echoed all the same.
-        const bool ends = !well || count == 0;
+        // Only a completion with a count of 0 is the end of the stream: 0 bytes of plaintext may be
+        // an incomplete record. Plaintext that is held at the end is still echoed.
+        const bool ends = !succeeded || count == 0;
         if (ends) {
             count = 0;
         }
-        const bool goesOn = complete();
-        const bool holdsMore = !goesOn || ends || count == sizeof buffer;
-        return echo() && (!holdsMore || drain()) && goesOn && !ends && post(socket);
+        const bool isOpen = complete();
+        const bool mayHoldMore = !isOpen || ends || count == sizeof buffer;
+        return echo() && (!mayHoldMore || drain()) && isOpen && !ends && post(socket);
     }
 
 private:
     bool post(SOCKET s) {
         WSABUF space{sizeof buffer, buffer};
-        return strategy->WSARecv(s, &space, 1, &count, &flags, &state, nullptr) == 0 ||
+        return strategy->WSARecv(s, &space, 1, &count, &flags, &overlapped, nullptr) == 0 ||
                WSAGetLastError() == WSA_IO_PENDING;
     }
 
-    // From the bytes on the wire to those in the buffer. Result: false where the stream ends.
+    // Decrypts what was received into the buffer. Returns false at the peer's TLS closure.
     bool complete() { return strategy->completeWSARecv(0, &count, nullptr) == 0; }
 
     bool echo() {
@@ -79,55 +81,56 @@ private:
         return length == 0 || strategy->send(socket, buffer, length, 0) == length;
     }
 
-    // What the strategy holds already is announced by no completion, and a recv would read on
-    // behind it, and lose it at the peer's end. A receive on no socket reads nothing: it fails at
-    // once, but keeps its place, and to complete it serves what is held. An end may come before the
-    // bytes.
+    // Echoes the plaintext that the strategy still holds. No completion announces it, and recv
+    // would also read from the socket and lose it at the peer's closure. A receive on
+    // INVALID_SOCKET fails at once without reading, but stays in the queue, and completing it
+    // delivers what is held. The closure may be reported before the bytes. Returns false at the end
+    // of the connection.
     bool drain() {
-        bool goesOn = true;
+        bool isOpen = true;
         for (;;) {
             post(INVALID_SOCKET);
             count = 0;
             if (!complete()) {
-                if (!std::exchange(goesOn, false)) {
+                if (!std::exchange(isOpen, false)) {
                     return false;
                 }
             } else if (count == 0 || !echo()) {
-                return goesOn && count == 0;
+                return isOpen && count == 0;
             }
         }
     }
 
-    static constexpr DWORD room = sizeof(sockaddr_storage) + 16; // for an address
+    static constexpr DWORD addressLength = sizeof(sockaddr_storage) + 16;
     std::unique_ptr<ISocketStrategy> strategy;
     SOCKET listener;
     SOCKET socket;
-    bool come = false;
-    WSAOVERLAPPED state{};
+    bool accepted = false;
+    WSAOVERLAPPED overlapped{};
     DWORD count = 0;
     DWORD flags = 0;
     char buffer[16384];
 };
 
-// Takes so many clients and serves until the last has ended.
-void serve(ILog& log, const IConfig& config, SOCKET listener, int more) {
+// Accepts that many connections. Returns when the last one has ended.
+void serve(ILog& log, const IConfig& config, SOCKET listener, int remaining) {
     std::vector<std::unique_ptr<Client>> clients;
-    while (more > 0 || !clients.empty()) {
-        if (more > 0 && (clients.empty() || clients.back()->hasCome())) {
+    while (remaining > 0 || !clients.empty()) {
+        if (remaining > 0 && (clients.empty() || clients.back()->isAccepted())) {
             clients.push_back(std::make_unique<Client>(log, config, listener));
-            --more;
+            --remaining;
         }
         std::vector<HANDLE> events;
         for (const auto& client : clients) {
             events.push_back(client->event());
         }
-        const DWORD met = WSAWaitForMultipleEvents(static_cast<DWORD>(events.size()), events.data(),
-                                                   FALSE, WSA_INFINITE, FALSE);
-        if (met >= events.size()) {
-            throw std::runtime_error("can't wait for so many"); // one wait takes 64
+        const DWORD index = WSAWaitForMultipleEvents(static_cast<DWORD>(events.size()),
+                                                     events.data(), FALSE, WSA_INFINITE, FALSE);
+        if (index >= events.size()) {
+            throw std::runtime_error("cannot wait for more than 64 events");
         }
-        if (!clients[met]->goOn()) {
-            clients.erase(clients.begin() + met);
+        if (!clients[index]->advance()) {
+            clients.erase(clients.begin() + index);
         }
     }
 }
@@ -150,7 +153,7 @@ int main(int argc, char** argv) {
         closesocket(listener);
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << "; the log tells more\n";
+        std::cerr << error.what() << ": see the log\n";
         return 1;
     }
 }

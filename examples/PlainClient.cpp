@@ -1,7 +1,7 @@
-// A client as it was before it had this library, on sockets of its own. ClientHost.cpp is the same
-// program with its socket calls swapped for a strategy's; compare the two.
+// A client without this library. ClientHost.cpp is the same program with its socket calls replaced
+// by those of a strategy; compare the two.
 //
-//   before_the_swap HOST PORT TEXT
+//   plain_client HOST PORT TEXT
 #include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -31,7 +31,7 @@ int connectTo(const char* host, const char* port) {
     return connected;
 }
 
-bool talk(int s, const std::string& line) {
+bool exchange(int s, const std::string& line) {
     if (send(s, line.data(), line.size(), MSG_NOSIGNAL) == -1) {
         return false;
     }
@@ -48,15 +48,15 @@ bool talk(int s, const std::string& line) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::cerr << "before_the_swap HOST PORT TEXT\n";
+        std::cerr << "plain_client HOST PORT TEXT\n";
         return 1;
     }
     const int s = connectTo(argv[1], argv[2]);
     if (s == -1) {
-        std::cerr << "no connection\n";
+        std::cerr << "cannot connect\n";
         return 1;
     }
-    const bool well = talk(s, std::string(argv[3]) + "\n");
+    const bool exchanged = exchange(s, std::string(argv[3]) + "\n");
     close(s);
-    return well ? 0 : 1;
+    return exchanged ? 0 : 1;
 }
