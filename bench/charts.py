@@ -5,7 +5,7 @@ import pathlib
 COLOURS = ["#1b6ca8", "#c0392b", "#e59866", "#7d3c98", "#239b56", "#b7950b", "#5d6d7e", "#aab7b8"]
 WIDTH = 760
 MARGIN = 20
-LABELS = 270  # where bars begin
+LABELS = 270  # start of the bars
 BAR = 16
 
 
@@ -41,7 +41,7 @@ def bars(title, groups):
 
 
 def lines(title, unit, what, counts, series):
-    """series: (name, [value], colour), one value for each of counts; counts stand evenly."""
+    """series: (name, [value], colour), one value for each of counts, which are spaced evenly."""
     height, left, top, bottom = 300, 70, 60, 250
     largest = max(value for _, values, _ in series for value in values) * 1.1
     parts = [text(MARGIN, 28, title, 16, weight="bold"), text(MARGIN, 48, unit)]
@@ -97,7 +97,7 @@ def piece_growth(results, prefix):
 
 BAR_CHARTS = {
     "bulk": ("Bulk transfer", ["bulk, 16 KiB writes", "bulk, 1 MiB writes", "bulk, 1 KiB writes"]),
-    "ping-pong": ("There and back", ["ping-pong of 64 B", "ping-pong of 4 KiB"]),
+    "ping-pong": ("Round trips", ["ping-pong of 64 B", "ping-pong of 4 KiB"]),
     "handshakes": ("Handshakes (longer is better)", ["handshakes, RSA-2048", "handshakes, P-256",
                                                      "handshakes, P-256, 140 roots"]),
     "memory": ("Memory", ["memory of an idle connection",
@@ -106,11 +106,11 @@ BAR_CHARTS = {
 LINE_CHARTS = {
     "growth-memory": ("Memory of a connection", "idle connections",
                       "memory of a connection, idle ones: "),
-    "growth-trip": ("A trip of 1 KiB beside idle connections", "idle connections",
+    "growth-trip": ("Round trip of 1 KiB with idle connections", "idle connections",
                     "ping-pong of 1 KiB, idle connections beside it: "),
-    "growth-handshake": ("One more connection beside idle ones", "idle connections",
+    "growth-handshake": ("New connection with idle ones", "idle connections",
                          "one more connection, idle ones before it: "),
-    "growth-busy": ("Bulk transfer, several connections at once", "busy connections",
+    "growth-busy": ("Bulk transfer over several connections at the same time", "busy connections",
                     "bulk, 16 KiB writes, connections at once: "),
 }
 PIECE_CHARTS = {

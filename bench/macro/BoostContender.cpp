@@ -41,7 +41,7 @@ private:
 
 class BoostContender : public Contender {
 public:
-    void settle(const Terms& terms) override {
+    void setTerms(const Terms& terms) override {
         client.emplace(asio::ssl::context::tlsv12_client);
         applyTerms(client->native_handle(), terms);
         client->set_verify_mode(asio::ssl::verify_peer);

@@ -1,4 +1,5 @@
-// The cells of the table: what is measured of whom, how large a portion, and in which unit.
+// The cells of the table: what is measured, of which contenders, with how much work and in which
+// unit.
 #pragma once
 
 #include "Certificates.h"
@@ -11,14 +12,13 @@
 namespace VexaSsl::bench {
 
 struct Cell {
-    std::string name; // in the table and in the results
+    std::string name; // in the table and in the results file
     std::string unit;
     bool moreIsBetter;
     KeyKind key;
     bool bundle;
-    // Which contenders are asked.
-    std::function<bool(const Entry&)> asks;
-    // One run: the figure, and the megabytes a second beside it, or 0.
+    std::function<bool(const Entry&)> includes; // whether a contender is measured
+    // The result of one run: the figure in unit, and the throughput, or 0.
     struct Figure {
         double value;
         double megabytesPerSecond;
@@ -26,7 +26,7 @@ struct Cell {
     std::function<Figure(Contender&)> run;
 };
 
-// full: for figures to be kept; quick: shows a tendency; smoke: shows that the programs work.
+// full: figures to be published; quick: a rough idea; smoke: only checks that the programs run.
 enum class Effort { smoke, quick, full };
 
 std::vector<Cell> cells(Effort effort);

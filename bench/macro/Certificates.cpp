@@ -29,7 +29,7 @@ constexpr long validFor = 3600L * 24 * 365;
 
 template <typename Pointer>
 Pointer* orThrow(Pointer* pointer) {
-    return pointer != nullptr ? pointer : throw std::runtime_error("can't make a certificate");
+    return pointer != nullptr ? pointer : throw std::runtime_error("cannot create a certificate");
 }
 
 Key makeKey(KeyKind kind) {
@@ -44,8 +44,8 @@ void addExtension(X509* certificate, X509* issuer, int kind, const char* value) 
     X509_EXTENSION_free(made);
 }
 
-// Everything but extensions and signature.
-Certificate blank(const std::string& name, EVP_PKEY* key) {
+// Returns a certificate without extensions and signature.
+Certificate unsignedCertificate(const std::string& name, EVP_PKEY* key) {
     static long serial = 1;
     Certificate made(orThrow(X509_new()));
     X509_set_version(made.get(), X509_VERSION_3);
@@ -62,12 +62,12 @@ void sign(X509* certificate, X509* issuer, EVP_PKEY* issuerKey) {
     X509_set_issuer_name(certificate, X509_get_subject_name(issuer));
     addExtension(certificate, issuer, NID_subject_key_identifier, "hash");
     if (X509_sign(certificate, issuerKey, EVP_sha256()) == 0) {
-        throw std::runtime_error("can't sign a certificate");
+        throw std::runtime_error("cannot sign a certificate");
     }
 }
 
 Certificate makeAuthority(const std::string& name, EVP_PKEY* key) {
-    Certificate made = blank(name, key);
+    Certificate made = unsignedCertificate(name, key);
     addExtension(made.get(), made.get(), NID_basic_constraints, "critical,CA:true");
     addExtension(made.get(), made.get(), NID_key_usage, "critical,keyCertSign,cRLSign");
     sign(made.get(), made.get(), key);
@@ -75,7 +75,7 @@ Certificate makeAuthority(const std::string& name, EVP_PKEY* key) {
 }
 
 Certificate makeServer(const std::string& name, EVP_PKEY* key, X509* issuer, EVP_PKEY* issuerKey) {
-    Certificate made = blank(name, key);
+    Certificate made = unsignedCertificate(name, key);
     addExtension(made.get(), issuer, NID_basic_constraints, "critical,CA:false");
     addExtension(made.get(), issuer, NID_key_usage, "critical,digitalSignature");
     addExtension(made.get(), issuer, NID_ext_key_usage, "serverAuth");
@@ -88,7 +88,7 @@ template <typename Write>
 void append(const fs::path& file, Write write) {
     const std::unique_ptr<BIO, FreeIt> bio(orThrow(BIO_new_file(file.c_str(), "a")));
     if (write(bio.get()) != 1) {
-        throw std::runtime_error("can't write " + file.string());
+        throw std::runtime_error("cannot write " + file.string());
     }
 }
 
@@ -153,7 +153,7 @@ Terms termsOf(const fs::path& folder, KeyKind kind, bool bundle) {
     return terms;
 }
 
-void letFilesSettle() {
+void waitForStableFileTimes() {
     std::this_thread::sleep_for(std::chrono::milliseconds(2100));
 }
 

@@ -1,5 +1,5 @@
-// The benchmark's own authority and certificates, written as PEM files and as the certificate
-// folder that the library reads. Nothing of it outlives a run.
+// The benchmark's own authority and certificates, as PEM files and as certificate folders for the
+// library. They are created for each run.
 #pragma once
 
 #include "Contender.h"
@@ -8,18 +8,20 @@ namespace VexaSsl::bench {
 
 enum class KeyKind { rsa2048, p256 };
 
-// Fills folder, which exists: two server certificates of one authority, and trust/one and
-// trust/bundle, certificate folders with that authority alone and among 139 others.
+// Writes to an existing folder two server certificates of one authority, and two certificate
+// folders: trust/one, whose root/ has only that authority, and trust/bundle, with 139 others in
+// addition.
 void makeCertificates(const std::filesystem::path& folder);
 
-// What of it a server with such a key and a client with such trust use. Suite and group are open.
+// Returns the terms for a server with a key of that kind and a client that trusts one authority or
+// the bundle, without cipher suites and groups.
 Terms termsOf(const std::filesystem::path& folder, KeyKind kind, bool bundle);
 
-// Waits until the files made are old enough to be trusted by their times: younger ones are read
-// anew for each connection.
-void letFilesSettle();
+// Waits until the files are old enough for the binding's cache: younger ones are read again for
+// each connection, since a second change might have the same time.
+void waitForStableFileTimes();
 
-// Fills folder with count server certificates that share one key, named "number <n>".
+// Writes a certificate folder with count server certificates named "number <n>" that share one key.
 void makePersonalStore(const std::filesystem::path& folder, int count);
 
 } // namespace VexaSsl::bench

@@ -1,10 +1,8 @@
-// What the benchmark asks of everybody who is measured: connections over loopback, and bytes
-// through them. Each contender is one file that registers itself, so the build leaves one out by
-// leaving out its file.
+// The interface of everything that is measured: connections over the loopback address. Each
+// contender is one file that registers itself, so the build can leave it out.
 //
-// Threads: accept runs on one thread while connect runs on another, and the two ends of a
-// connection are used on one thread each. Failures are exceptions: a benchmark has no use for a
-// connection that half works.
+// Threads: accept and connect run on different threads at the same time; each end of a connection
+// is used by one thread. Every failure is an exception.
 #pragma once
 
 #include <cstddef>
@@ -17,28 +15,28 @@
 
 namespace VexaSsl::bench {
 
-// What all agree upon, so that only the code between the caller and the socket differs. TLS 1.2,
-// no session is taken up again, and the client checks the server's chain and that the certificate
-// is made out to 127.0.0.1.
+// The settings that are the same for all contenders, so that only their code differs. In addition:
+// TLS 1.2, no session resumption, and the client verifies the server's chain and that the
+// certificate is for 127.0.0.1.
 struct Terms {
-    std::string suite;  // that comes of it, as OpenSSL calls it
-    std::string group;  // as OpenSSL calls it
-    std::string suites; // what a client offers, in OpenSSL's form of a list
-    std::string groups;
+    std::string cipherSuite;           // the one to be negotiated, by its OpenSSL name
+    std::string group;                 // the same
+    std::string cipherSuites;          // the client's offer, as an OpenSSL list
+    std::string groups;                // the same
     std::string subject;               // the server certificate's common name
     std::filesystem::path certificate; // PEM
     std::filesystem::path key;         // PEM
-    std::filesystem::path trust;       // PEM, all trust anchors
-    std::filesystem::path folder;      // the same, as a certificate folder
+    std::filesystem::path trust;       // PEM file of all trust anchors
+    std::filesystem::path folder;      // certificate folder with all of these
 };
 
 class Connection {
 public:
-    virtual ~Connection() = default; // closes
+    virtual ~Connection() = default; // closes the socket
 
     // Sends everything.
     virtual void send(const char* data, std::size_t size) = 0;
-    // Waits for something and gives at most size bytes. Result: how many, never 0.
+    // Waits for data. Returns the number of bytes stored, from 1 to size.
     virtual std::size_t recv(char* data, std::size_t size) = 0;
 };
 
@@ -46,30 +44,31 @@ class Contender {
 public:
     virtual ~Contender() = default;
 
-    // Before the first connection; may come again with other terms.
-    virtual void settle(const Terms& terms) = 0;
-    // Each gives a connection with a finished handshake.
+    // Called before the first connection, and again whenever the terms change.
+    virtual void setTerms(const Terms& terms) = 0;
+    // Both return a connection after its handshake.
     virtual std::unique_ptr<Connection> connect(std::uint16_t port) = 0;
     virtual std::unique_ptr<Connection> accept(int listener) = 0;
 };
 
-// Which questions a contender is asked.
+// What is measured of a contender.
 enum class Field {
     everything,
-    handshakes, // differs from another contender only in how a connection is made
-    transfers,  // has no handshake
+    handshakes, // its transfers are those of another contender
+    transfers,  // it has no handshake
 };
 
 struct Entry {
-    int place; // in tables
+    int place; // order in the tables
     std::string name;
     Field field;
     std::function<std::unique_ptr<Contender>()> make;
 };
 
-// Everybody built in, by place.
+// Returns all contenders of this build in the order of their place.
 std::vector<Entry> contenders();
 
+// A global object that adds a contender.
 struct Registration {
     explicit Registration(Entry entry);
 };

@@ -1,4 +1,4 @@
-// GnuTLS on the socket.
+// GnuTLS, which reads and writes the socket itself.
 #include "Contender.h"
 #include "Loopback.h"
 
@@ -19,20 +19,20 @@ int orError(int result, const char* what) {
     return result;
 }
 
-// The terms in GnuTLS' words.
-std::string wordsOf(const Terms& terms) {
-    static const std::map<std::string, std::string> words{
+// Returns the terms as a GnuTLS priority string.
+std::string priorityOf(const Terms& terms) {
+    static const std::map<std::string, std::string> names{
         {"ECDHE-RSA-AES256-GCM-SHA384", "+ECDHE-RSA:+AES-256-GCM"},
         {"ECDHE-ECDSA-AES256-GCM-SHA384", "+ECDHE-ECDSA:+AES-256-GCM"},
         {"ECDHE-RSA-AES128-GCM-SHA256", "+ECDHE-RSA:+AES-128-GCM"},
         {"ECDHE-ECDSA-AES128-GCM-SHA256", "+ECDHE-ECDSA:+AES-128-GCM"},
         {"ECDHE-RSA-CHACHA20-POLY1305", "+ECDHE-RSA:+CHACHA20-POLY1305"},
         {"ECDHE-ECDSA-CHACHA20-POLY1305", "+ECDHE-ECDSA:+CHACHA20-POLY1305"},
-        {"X25519", "+GROUP-X25519:+GROUP-SECP256R1"}, // the second for the certificate's key
+        {"X25519", "+GROUP-X25519:+GROUP-SECP256R1"}, // P-256 for the key of the certificate
         {"prime256v1", "+GROUP-SECP256R1"},
     };
-    return "NONE:+VERS-TLS1.2:+AEAD:+SIGN-ALL:+COMP-NULL:+CTYPE-X509:" + words.at(terms.suite) +
-           ":" + words.at(terms.group);
+    return "NONE:+VERS-TLS1.2:+AEAD:+SIGN-ALL:+COMP-NULL:+CTYPE-X509:" +
+           names.at(terms.cipherSuite) + ":" + names.at(terms.group);
 }
 
 class Credentials {
@@ -50,11 +50,11 @@ private:
 
 class GnuTlsConnection : public Connection {
 public:
-    GnuTlsConnection(unsigned role, const Credentials& credentials, const std::string& words,
+    GnuTlsConnection(unsigned role, const Credentials& credentials, const std::string& priority,
                      Descriptor connected)
         : socket(std::move(connected)) {
         orError(gnutls_init(&session, role | GNUTLS_NO_TICKETS), "init");
-        orError(gnutls_priority_set_direct(session, words.c_str(), nullptr), "priority");
+        orError(gnutls_priority_set_direct(session, priority.c_str(), nullptr), "priority");
         orError(gnutls_credentials_set(session, GNUTLS_CRD_CERTIFICATE, credentials.get()),
                 "credentials");
         gnutls_transport_set_int(session, socket.get());
@@ -83,8 +83,8 @@ private:
 
 class GnuTlsContender : public Contender {
 public:
-    void settle(const Terms& terms) override {
-        words = wordsOf(terms);
+    void setTerms(const Terms& terms) override {
+        priority = priorityOf(terms);
         client = std::make_unique<Credentials>();
         server = std::make_unique<Credentials>();
         orError(gnutls_certificate_set_x509_trust_file(client->get(), terms.trust.c_str(),
@@ -96,20 +96,20 @@ public:
     }
     std::unique_ptr<Connection> connect(std::uint16_t port) override {
         auto made =
-            std::make_unique<GnuTlsConnection>(GNUTLS_CLIENT, *client, words, connectTo(port));
+            std::make_unique<GnuTlsConnection>(GNUTLS_CLIENT, *client, priority, connectTo(port));
         made->checkName();
         made->handshake();
         return made;
     }
     std::unique_ptr<Connection> accept(int listener) override {
-        auto made =
-            std::make_unique<GnuTlsConnection>(GNUTLS_SERVER, *server, words, acceptFrom(listener));
+        auto made = std::make_unique<GnuTlsConnection>(GNUTLS_SERVER, *server, priority,
+                                                       acceptFrom(listener));
         made->handshake();
         return made;
     }
 
 private:
-    std::string words;
+    std::string priority;
     std::unique_ptr<Credentials> client;
     std::unique_ptr<Credentials> server;
 };

@@ -24,7 +24,7 @@ int orFail(int result, const char* what) {
 
 Descriptor makeSocket() {
     Descriptor made(orFail(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
-    setUsualOptions(made.get());
+    setOptions(made.get());
     return made;
 }
 
@@ -53,7 +53,7 @@ sockaddr_in loopbackAddress(std::uint16_t port) {
     return address;
 }
 
-void setUsualOptions(int socket) {
+void setOptions(int socket) {
     const int on = 1;
     orFail(::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on), "TCP_NODELAY");
     const linger reset{1, 0};

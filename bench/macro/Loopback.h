@@ -1,5 +1,5 @@
 // Sockets on 127.0.0.1 with TCP_NODELAY. Closing one sends a reset, so that thousands of
-// connections leave no ports behind that wait for late packets.
+// connections leave no port in TIME_WAIT. All functions throw std::system_error.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace VexaSsl::bench {
 class Descriptor {
 public:
     Descriptor() = default;
-    explicit Descriptor(int number) : descriptor(number) {}
+    explicit Descriptor(int descriptor) : descriptor(descriptor) {}
     Descriptor(Descriptor&& other) noexcept : descriptor(other.release()) {}
     Descriptor& operator=(Descriptor&& other) noexcept;
     ~Descriptor();
@@ -26,10 +26,9 @@ private:
 
 sockaddr_in loopbackAddress(std::uint16_t port);
 
-// Sets what every socket of the benchmark has. What is accepted has it from the listener.
-void setUsualOptions(int socket);
+// Sets the options of every socket of the benchmark. Accepted sockets inherit them.
+void setOptions(int socket);
 
-// Throw std::system_error.
 Descriptor listenOnLoopback();
 std::uint16_t portOf(int listener);
 Descriptor connectTo(std::uint16_t port);

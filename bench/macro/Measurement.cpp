@@ -54,7 +54,7 @@ void pinToOneCore() {
     CPU_ZERO(&allowed);
     CPU_SET(core, &allowed);
     if (sched_setaffinity(0, sizeof allowed, &allowed) != 0) {
-        throw std::runtime_error("can't stay on one core");
+        throw std::runtime_error("cannot restrict the process to one core");
     }
 }
 
@@ -74,7 +74,7 @@ double residentMemory() {
             return amount * kibibyte;
         }
     }
-    throw std::runtime_error("the system doesn't tell the memory of a process");
+    throw std::runtime_error("cannot read /proc/self/smaps_rollup");
 }
 
 Stopwatch::Stopwatch() : cpuStart(cpuSeconds()), wallStart(std::chrono::steady_clock::now()) {}
@@ -84,7 +84,7 @@ Cost Stopwatch::elapsed() const {
     return {cpuSeconds() - cpuStart, wall.count()};
 }
 
-Pair meet(Contender& contender) {
+Pair connectPair(Contender& contender) {
     const Descriptor listener = listenOnLoopback();
     Pair pair;
     auto accepted =
@@ -102,7 +102,7 @@ void receiveAll(Connection& connection, std::size_t size) {
 }
 
 Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t total) {
-    Pair pair = meet(contender);
+    Pair pair = connectPair(contender);
     pass(*pair.client, *pair.server, writeSize, warmUpSize);
     const Stopwatch watch;
     pass(*pair.client, *pair.server, writeSize, total);
@@ -113,7 +113,7 @@ Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize,
                    std::size_t total) {
     std::vector<Pair> pairs(static_cast<std::size_t>(connections));
     for (Pair& pair : pairs) {
-        pair = meet(contender);
+        pair = connectPair(contender);
     }
     const Stopwatch watch;
     std::vector<std::future<void>> running;
@@ -128,22 +128,22 @@ Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize,
     return watch.elapsed();
 }
 
-Cost runPingPong(Contender& contender, std::size_t size, int trips) {
-    Pair pair = meet(contender);
+Cost runPingPong(Contender& contender, std::size_t size, int roundTrips) {
+    Pair pair = connectPair(contender);
     runPingPong(pair, size, 10);
-    return runPingPong(pair, size, trips);
+    return runPingPong(pair, size, roundTrips);
 }
 
-Cost runPingPong(Pair& pair, std::size_t size, int trips) {
+Cost runPingPong(Pair& pair, std::size_t size, int roundTrips) {
     const std::vector<char> message(size, 'x');
     const Stopwatch watch;
     auto answered = std::async(std::launch::async, [&] {
-        for (int i = 0; i < trips; ++i) {
+        for (int i = 0; i < roundTrips; ++i) {
             receiveAll(*pair.server, size);
             pair.server->send(message.data(), size);
         }
     });
-    for (int i = 0; i < trips; ++i) {
+    for (int i = 0; i < roundTrips; ++i) {
         pair.client->send(message.data(), size);
         receiveAll(*pair.client, size);
     }
@@ -151,8 +151,8 @@ Cost runPingPong(Pair& pair, std::size_t size, int trips) {
     return watch.elapsed();
 }
 
-// The server keeps its end until the next one has come, since a client may have something of the
-// handshake still to read.
+// The server keeps an end until the next connection is accepted, since the client may still be
+// reading the last handshake message.
 Cost runHandshakes(Contender& contender, int count) {
     const Descriptor listener = listenOnLoopback();
     const std::uint16_t port = portOf(listener.get());
@@ -170,10 +170,10 @@ Cost runHandshakes(Contender& contender, int count) {
     return watch.elapsed();
 }
 
-IdleConnections::IdleConnections(Contender& asked, std::size_t size)
-    : contender(asked), messageSize(size), listener(listenOnLoopback()) {}
+IdleConnections::IdleConnections(Contender& contender, std::size_t messageSize)
+    : contender(contender), messageSize(messageSize), listener(listenOnLoopback()) {}
 
-// One thread takes all connections, as a server's would, so that the memory lies as it does there.
+// One thread accepts all connections, as in a server, so that the heap is laid out as there.
 void IdleConnections::growTo(std::size_t count) {
     const std::size_t before = pairs.size();
     pairs.resize(count);

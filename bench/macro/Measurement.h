@@ -1,6 +1,5 @@
-// How things are measured: CPU time of both ends, which share one process and one core, and the
-// memory of a process. Wall-clock time stands beside it for those who want to see it; on a machine
-// with other work it says little.
+// What is measured: the CPU time of both ends, which share one process and one core, and the memory
+// of a process. Wall-clock time is recorded too, but depends on the other work of the machine.
 #pragma once
 
 #include "Contender.h"
@@ -11,16 +10,16 @@
 
 namespace VexaSsl::bench {
 
-// Everything that the process does from now on happens on one core.
+// Restricts the process to one core. Throws std::runtime_error.
 void pinToOneCore();
 
-// As many descriptors as the system gives.
+// Raises the limit of open descriptors to the highest one allowed.
 void raiseDescriptorLimit();
 
-// Physical memory of the process in bytes, its own share of what is shared.
+// Returns the proportional set size of the process in bytes. Throws std::runtime_error.
 double residentMemory();
 
-// What one run took, in seconds.
+// The cost of one run in seconds.
 struct Cost {
     double cpu = 0; // of all threads of the process
     double wall = 0;
@@ -41,27 +40,26 @@ struct Pair {
     std::unique_ptr<Connection> server;
 };
 
-// Two ends of one connection.
-Pair meet(Contender& contender);
+// Returns both ends of a new connection.
+Pair connectPair(Contender& contender);
 
-// Reads size bytes, in portions of at most one full TLS record.
+// Receives size bytes, at most 16 KiB at a time.
 void receiveAll(Connection& connection, std::size_t size);
 
-// The client writes total bytes, write by write; the time ends when the server has them all.
+// The client sends total bytes in writes of writeSize. Measured until the server has received them.
 Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t total);
-// The same over several connections at once; total bytes on each.
+// The same over several connections at the same time, with total bytes on each.
 Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize, std::size_t total);
-// size bytes there and back.
-Cost runPingPong(Contender& contender, std::size_t size, int trips);
-Cost runPingPong(Pair& pair, std::size_t size, int trips);
-// One connection after another, from the client's socket to its closing.
+// size bytes to the server and back, roundTrips times.
+Cost runPingPong(Contender& contender, std::size_t size, int roundTrips);
+Cost runPingPong(Pair& pair, std::size_t size, int roundTrips);
+// count connections, one after another, from the client's connect to its close.
 Cost runHandshakes(Contender& contender, int count);
 
-// Connections that are made, used for one message of so many bytes there and back, and then left
-// alone.
+// Connections that are idle after one message to the server and back.
 class IdleConnections {
 public:
-    IdleConnections(Contender& asked, std::size_t size);
+    IdleConnections(Contender& contender, std::size_t messageSize);
 
     void growTo(std::size_t count);
     Pair& last() { return pairs.back(); }

@@ -1,6 +1,5 @@
-// OpenSSL as a program uses it by hand: SSL_set_fd, SSL_write, SSL_read. Once with a context for
-// all connections and once with a context for each, which is what new credentials for each
-// connection are there.
+// OpenSSL used directly: SSL_set_fd, SSL_write, SSL_read. Once with one context for all connections
+// and once with a new context for each, which corresponds to new credentials for each connection.
 #include "Contender.h"
 #include "Loopback.h"
 #include "OpenSslSettings.h"
@@ -17,23 +16,23 @@ class OpenSslConnection : public Connection {
 public:
     OpenSslConnection(SSL_CTX* context, Descriptor connected)
         : socket(std::move(connected)), ssl(SSL_new(context)) {
-        orOpenSslError(SSL_set_fd(ssl.get(), socket.get()), "SSL_set_fd");
+        checkOpenSsl(SSL_set_fd(ssl.get(), socket.get()), "SSL_set_fd");
     }
 
     void connect() {
         X509_VERIFY_PARAM* const checks = SSL_get0_param(ssl.get());
-        orOpenSslError(X509_VERIFY_PARAM_set1_ip_asc(checks, "127.0.0.1"), "name");
-        orOpenSslError(SSL_connect(ssl.get()), "SSL_connect");
+        checkOpenSsl(X509_VERIFY_PARAM_set1_ip_asc(checks, "127.0.0.1"), "name");
+        checkOpenSsl(SSL_connect(ssl.get()), "SSL_connect");
     }
-    void accept() { orOpenSslError(SSL_accept(ssl.get()), "SSL_accept"); }
+    void accept() { checkOpenSsl(SSL_accept(ssl.get()), "SSL_accept"); }
 
     void send(const char* data, std::size_t size) override {
         std::size_t sent = 0;
-        orOpenSslError(SSL_write_ex(ssl.get(), data, size, &sent), "SSL_write");
+        checkOpenSsl(SSL_write_ex(ssl.get(), data, size, &sent), "SSL_write");
     }
     std::size_t recv(char* data, std::size_t size) override {
         std::size_t received = 0;
-        orOpenSslError(SSL_read_ex(ssl.get(), data, size, &received), "SSL_read");
+        checkOpenSsl(SSL_read_ex(ssl.get(), data, size, &received), "SSL_read");
         return received;
     }
 
@@ -44,7 +43,7 @@ private:
 
 class OpenSslContender : public Contender {
 public:
-    void settle(const Terms& agreed) override {
+    void setTerms(const Terms& agreed) override {
         client = makeClientContext(agreed);
         server = makeServerContext(agreed);
     }
@@ -74,7 +73,7 @@ private:
 
 class FreshOpenSslContender : public OpenSslContender {
 public:
-    void settle(const Terms& agreed) override { terms = agreed; }
+    void setTerms(const Terms& agreed) override { terms = agreed; }
     std::unique_ptr<Connection> connect(std::uint16_t port) override {
         return connected(makeClientContext(terms).get(), port);
     }

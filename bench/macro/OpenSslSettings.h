@@ -1,4 +1,4 @@
-// OpenSSL contexts by the terms, for raw OpenSSL and for the wrappers over it.
+// OpenSSL contexts for given terms, used by raw OpenSSL and by the wrappers of OpenSSL.
 #pragma once
 
 #include "Contender.h"
@@ -16,13 +16,13 @@ struct FreeOpenSsl {
 using ContextPointer = std::unique_ptr<SSL_CTX, FreeOpenSsl>;
 using SslPointer = std::unique_ptr<SSL, FreeOpenSsl>;
 
-// Throws std::runtime_error with OpenSSL's reason when the result isn't 1.
-void orOpenSslError(long result, const char* what);
+// Throws std::runtime_error with OpenSSL's reason unless result is 1.
+void checkOpenSsl(long result, const char* what);
 
-// Protocol, suite, group, and no session kept for later.
+// Sets protocol version, cipher suites and groups, and turns session resumption off.
 void applyTerms(SSL_CTX* context, const Terms& terms);
 
-// Complete contexts, all files read anew.
+// Return complete contexts; all files are read.
 ContextPointer makeClientContext(const Terms& terms);
 ContextPointer makeServerContext(const Terms& terms);
 

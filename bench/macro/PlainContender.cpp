@@ -1,4 +1,4 @@
-// TCP without anything: what the sockets alone cost.
+// TCP without TLS: the cost of the sockets alone.
 #include "Contender.h"
 #include "Loopback.h"
 
@@ -23,7 +23,7 @@ private:
 
 class PlainContender : public Contender {
 public:
-    void settle(const Terms&) override {}
+    void setTerms(const Terms&) override {}
     std::unique_ptr<Connection> connect(std::uint16_t port) override {
         return std::make_unique<PlainConnection>(connectTo(port));
     }

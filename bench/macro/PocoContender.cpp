@@ -53,7 +53,7 @@ SslContext::Params parametersOf(const Terms& terms) {
     parameters.caLocation = terms.trust.string();
     parameters.verificationMode = SslContext::VERIFY_RELAXED;
     parameters.loadDefaultCAs = false;
-    parameters.cipherList = terms.suites;
+    parameters.cipherList = terms.cipherSuites;
     return parameters;
 }
 
@@ -73,7 +73,7 @@ public:
         Poco::Net::uninitializeSSL();
     }
 
-    void settle(const Terms& terms) override {
+    void setTerms(const Terms& terms) override {
         SslContext::Params parameters = parametersOf(terms);
         client = made(SslContext::TLSV1_2_CLIENT_USE, parameters, terms);
         parameters.certificateFile = terms.certificate.string();

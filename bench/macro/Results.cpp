@@ -21,7 +21,7 @@ void writeList(std::ostream& stream, const std::vector<double>& values) {
 Results::Results(const std::filesystem::path& file) : stream(file) {
     stream << "[";
     if (!stream) {
-        throw std::runtime_error("can't write " + file.string());
+        throw std::runtime_error("cannot write " + file.string());
     }
 }
 
@@ -53,7 +53,7 @@ void Results::endCell(const std::string& name, const std::string& unit, bool mor
 void Results::finish() {
     stream << "\n]\n" << std::flush;
     if (!stream) {
-        throw std::runtime_error("can't write the results");
+        throw std::runtime_error("cannot write the results");
     }
 }
 

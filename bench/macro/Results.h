@@ -1,5 +1,5 @@
-// The results as JSON: a list of cells, each with the figures of every round by contender. What a
-// reader wants of them (medians, ratios) is made by bench/report.
+// The results as JSON: a list of cells, each with the figures of every round by contender.
+// bench/report computes medians and ratios.
 #pragma once
 
 #include <filesystem>
@@ -16,9 +16,9 @@ public:
     explicit Results(const std::filesystem::path& file);
 
     void add(const std::string& contender, double value, double megabytesPerSecond);
-    // What was added since the last cell belongs to this one.
+    // Writes the cell with the figures added since the previous one.
     void endCell(const std::string& name, const std::string& unit, bool moreIsBetter);
-    // Throws std::runtime_error when something couldn't be written.
+    // Throws std::runtime_error when a write has failed.
     void finish();
 
 private:

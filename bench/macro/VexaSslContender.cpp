@@ -1,4 +1,4 @@
-// The library, as a host uses it: one configuration, and a stack for each connection.
+// The library, used as a host does: one configuration, and a stack for each connection.
 #include "Contender.h"
 #include "Loopback.h"
 
@@ -14,14 +14,14 @@ namespace VexaSsl::bench {
 
 namespace {
 
-// Takes everything and shows nothing, like a host whose threshold nothing reaches.
+// Drops every line, as a host does with lines below its threshold.
 class SilentLog : public ILog {
 public:
     void log(Severity, const std::wstring&) override {}
     void setMinimumSeverity(Severity) override {}
 };
 
-int orFailed(int result, const char* what) {
+int orThrow(int result, const char* what) {
     if (result == SOCKET_ERROR) {
         throw std::runtime_error(what);
     }
@@ -43,11 +43,11 @@ public:
             throw std::runtime_error("getaddrinfo");
         }
         socket = platform::socket(AF_INET, SOCK_STREAM, 0);
-        setUsualOptions(static_cast<int>(socket));
+        setOptions(static_cast<int>(socket));
         const int result =
             stack->connect(socket, found->ai_addr, static_cast<int>(found->ai_addrlen));
         platform::freeaddrinfo(found);
-        orFailed(result, "connect");
+        orThrow(result, "connect");
     }
     void accept(int listener) {
         socket = stack->accept(static_cast<SOCKET>(listener), nullptr, nullptr);
@@ -58,7 +58,7 @@ public:
 
     void send(const char* data, std::size_t size) override {
         for (std::size_t done = 0; done < size;) {
-            done += static_cast<std::size_t>(orFailed(
+            done += static_cast<std::size_t>(orThrow(
                 stack->send(socket, data + done, static_cast<int>(size - done), 0), "send"));
         }
     }
@@ -82,7 +82,7 @@ public:
         config->setValue(L"UseEncryption", encrypting ? L"True" : L"False");
     }
 
-    void settle(const Terms& terms) override {
+    void setTerms(const Terms& terms) override {
         platform::setCertificateFolder(terms.folder);
         config->setValue(L"ServerCertificateToSendName", convertNarrowToWide(terms.subject));
     }

@@ -1,18 +1,20 @@
-// The library beside others that do the same work, over loopback.
+// Compares the library with other TLS libraries over the loopback address.
 //
 //   macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] [--who NAME] RESULTS
 //
-// Writes the results as JSON and tells its progress on the standard error. Each cell is measured in
-// rounds, and in each round all contenders one after another, so that what else the machine does
-// falls on all of them. With --only TEXT just the cells with TEXT in their name, with --who NAME
-// just that contender, for a profiler.
+// Writes the results as JSON and its progress to standard error. Each cell is measured in rounds,
+// and in each round all contenders in turn, so that other work of the machine affects all of them.
+// --only TEXT measures the cells with TEXT in their name, --who NAME that contender alone, for a
+// profiler.
 //
-// Memory is measured in processes of their own, which this program starts from itself:
+// Memory is measured in separate processes, which this program starts as
 //
-//   macro_bench --memory CONTENDER FOLDER SUITE GROUP SUITES GROUPS MESSAGE CONNECTIONS...
-#include "Agreement.h"
+//   macro_bench --memory CONTENDER FOLDER CIPHER-SUITE GROUP CIPHER-SUITES GROUPS MESSAGE
+//   CONNECTIONS
+//       QUANTITY
 #include "Cells.h"
 #include "MemoryProcess.h"
+#include "Negotiation.h"
 #include "Results.h"
 
 #include <array>
@@ -28,7 +30,7 @@ namespace {
 
 using namespace VexaSsl::bench;
 
-struct Wishes {
+struct Options {
     Effort effort = Effort::full;
     int rounds = 0;
     std::string only;
@@ -36,40 +38,42 @@ struct Wishes {
     std::string results;
 };
 
-Wishes wishesOf(int argc, char** argv) {
-    Wishes wishes;
+Options parseOptions(int argc, char** argv) {
+    Options options;
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (word == "--quick") {
-            wishes.effort = Effort::quick;
+            options.effort = Effort::quick;
         } else if (word == "--smoke") {
-            wishes.effort = Effort::smoke;
+            options.effort = Effort::smoke;
         } else if (word == "--rounds" && i + 1 < argc) {
-            wishes.rounds = std::atoi(argv[++i]);
+            options.rounds = std::atoi(argv[++i]);
         } else if (word == "--only" && i + 1 < argc) {
-            wishes.only = argv[++i];
+            options.only = argv[++i];
         } else if (word == "--who" && i + 1 < argc) {
-            wishes.who = argv[++i];
+            options.who = argv[++i];
         } else {
-            wishes.results = word;
+            options.results = word;
         }
     }
-    if (wishes.results.empty()) {
+    if (options.results.empty()) {
         throw std::runtime_error(
             "macro_bench [--quick | --smoke] [--rounds N] [--only TEXT] [--who NAME] RESULTS");
     }
-    if (wishes.rounds <= 0) {
-        constexpr std::array<int, 3> usual{1, 3, 9};
-        wishes.rounds = usual[static_cast<std::size_t>(wishes.effort)];
+    if (options.rounds <= 0) {
+        constexpr std::array<int, 3> rounds{1, 3, 9}; // smoke, quick, full
+        options.rounds = rounds[static_cast<std::size_t>(options.effort)];
     }
-    return wishes;
+    return options;
 }
 
 class Folder {
 public:
     Folder() {
         std::string name = std::filesystem::temp_directory_path() / "vexassl-bench-XXXXXX";
-        path = ::mkdtemp(name.data()) ? name : throw std::runtime_error("no temporary folder");
+        path = ::mkdtemp(name.data())
+                   ? name
+                   : throw std::runtime_error("cannot create a temporary folder");
     }
     ~Folder() {
         std::error_code ignored;
@@ -83,31 +87,31 @@ public:
 
 class Benchmark {
 public:
-    explicit Benchmark(Wishes asked) : wishes(std::move(asked)), results(wishes.results) {
+    explicit Benchmark(Options given) : options(std::move(given)), results(options.results) {
         makeCertificates(folder.path);
-        if (wishes.effort != Effort::smoke) {
-            letFilesSettle();
+        if (options.effort != Effort::smoke) {
+            waitForStableFileTimes();
         }
         for (const Entry& entry : contenders()) {
             made[entry.name] = entry.make();
         }
         for (const KeyKind key : {KeyKind::p256, KeyKind::rsa2048}) {
             Terms terms = termsOf(folder.path, key, false);
-            learnAgreement(*made.at("VexaSsl"), terms);
-            agreements[key] = terms;
-            std::cerr << terms.subject << ": " << terms.suite << ", " << terms.group << " out of "
-                      << terms.suites << " and " << terms.groups << "\n";
+            negotiateTerms(*made.at("VexaSsl"), terms);
+            negotiated[key] = terms;
+            std::cerr << terms.subject << ": " << terms.cipherSuite << ", " << terms.group << " of "
+                      << terms.cipherSuites << " and " << terms.groups << "\n";
         }
     }
 
     void run() {
-        for (const Cell& cell : cells(wishes.effort)) {
-            if (cell.name.find(wishes.only) != std::string::npos) {
+        for (const Cell& cell : cells(options.effort)) {
+            if (cell.name.find(options.only) != std::string::npos) {
                 measure(cell);
             }
         }
-        for (const MemoryCell& cell : memoryCells(wishes.effort)) {
-            if (cell.name.find(wishes.only) != std::string::npos) {
+        for (const MemoryCell& cell : memoryCells(options.effort)) {
+            if (cell.name.find(options.only) != std::string::npos) {
                 measure(cell);
             }
         }
@@ -116,29 +120,29 @@ public:
 
 private:
     template <typename AnyCell>
-    bool asks(const AnyCell& cell, const Entry& entry) const {
-        return cell.asks(entry) && (wishes.who.empty() || wishes.who == entry.name);
+    bool isMeasured(const AnyCell& cell, const Entry& entry) const {
+        return cell.includes(entry) && (options.who.empty() || options.who == entry.name);
     }
 
     Terms termsFor(KeyKind key, bool bundle) const {
         Terms terms = termsOf(folder.path, key, bundle);
-        terms.suite = agreements.at(key).suite;
-        terms.group = agreements.at(key).group;
-        terms.suites = agreements.at(key).suites;
-        terms.groups = agreements.at(key).groups;
+        terms.cipherSuite = negotiated.at(key).cipherSuite;
+        terms.group = negotiated.at(key).group;
+        terms.cipherSuites = negotiated.at(key).cipherSuites;
+        terms.groups = negotiated.at(key).groups;
         return terms;
     }
 
-    // The first run of each contender is for its caches and counts for nothing.
+    // The first run of each contender fills its caches and is not counted.
     void measure(const Cell& cell) {
         std::cerr << cell.name << std::flush;
-        for (int round = 0; round <= wishes.rounds; ++round) {
+        for (int round = 0; round <= options.rounds; ++round) {
             for (const Entry& entry : contenders()) {
-                if (!asks(cell, entry)) {
+                if (!isMeasured(cell, entry)) {
                     continue;
                 }
                 Contender& contender = *made.at(entry.name);
-                contender.settle(termsFor(cell.key, cell.bundle));
+                contender.setTerms(termsFor(cell.key, cell.bundle));
                 const Cell::Figure figure = cell.run(contender);
                 if (round != 0) {
                     results.add(entry.name, figure.value, figure.megabytesPerSecond);
@@ -153,7 +157,7 @@ private:
     void measure(const MemoryCell& cell) {
         std::cerr << cell.name << std::flush;
         for (const Entry& entry : contenders()) {
-            if (asks(cell, entry)) {
+            if (isMeasured(cell, entry)) {
                 results.add(entry.name,
                             runMemoryProcess(cell, entry.name, termsFor(KeyKind::p256, false)), 0);
                 std::cerr << "." << std::flush;
@@ -163,11 +167,11 @@ private:
         std::cerr << "\n";
     }
 
-    Wishes wishes;
+    Options options;
     Folder folder;
     Results results;
     std::map<std::string, std::unique_ptr<Contender>> made;
-    std::map<KeyKind, Terms> agreements;
+    std::map<KeyKind, Terms> negotiated;
 };
 
 } // namespace
@@ -180,7 +184,7 @@ int main(int argc, char** argv) {
         if (argc > 1 && std::strcmp(argv[1], "--memory") == 0) {
             return memoryProcess({argv + 2, argv + argc});
         }
-        Benchmark(wishesOf(argc, argv)).run();
+        Benchmark(parseOptions(argc, argv)).run();
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "macro_bench: " << error.what() << "\n";

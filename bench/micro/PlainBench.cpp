@@ -1,5 +1,5 @@
-// A send through the plain stack beside the bare call, over a platform that does nothing: this
-// program brings its own platform::send, which takes the place of the library's.
+// A send through the plain stack compared with the bare call. The program defines its own
+// platform::send, which does nothing and replaces the library's.
 #include "VexaSsl/Configuration.h"
 #include "VexaSsl/VexaSsl.h"
 #include "platform/contract/Winsock.h"
@@ -16,7 +16,7 @@ std::atomic<long> allocations{0};
 
 } // namespace
 
-// Not inlined: the compiler would see memory of one kind given back as another.
+// Not inlined: otherwise GCC warns that memory of malloc is freed by another function.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     void* const memory = std::malloc(size == 0 ? 1 : size);

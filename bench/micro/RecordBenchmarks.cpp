@@ -1,5 +1,5 @@
-// What the library does with records above a network that costs nothing: protect, open, and put
-// together what comes in pieces that fit nobody's buffer.
+// The cost of records without that of the network: encryption, decryption, and reassembly of data
+// whose pieces fit neither records nor buffers.
 #include "Secured.h"
 
 #include "VexaPlatform/HostSockets.h"
@@ -17,7 +17,7 @@ constexpr int fullRecord = 16384;
 constexpr int batch = 64;
 using Buffer = std::array<char, fullRecord>;
 
-// count records of size bytes each, as the client sends them; the server is at the same place.
+// Returns count records of size bytes from the client, the next one for the server last.
 std::vector<std::string> makeRecords(int count, int size) {
     static const Buffer data{};
     Secured& client = securedPair().client;
@@ -29,11 +29,11 @@ std::vector<std::string> makeRecords(int count, int size) {
         records.push_back(client.wire->collected);
     }
     client.wire->collects = false;
-    std::reverse(records.begin(), records.end()); // the wire gives the last one first
+    std::reverse(records.begin(), records.end());
     return records;
 }
 
-// The server sends, so that what the client has sent stays what the server expects next.
+// The server sends and nobody reads; the client's records must all reach the server, in order.
 void encrypt(benchmark::State& state) {
     static const Buffer data{};
     const int size = static_cast<int>(state.range(0));
@@ -61,7 +61,7 @@ void decrypt(benchmark::State& state) {
 }
 BENCHMARK(decrypt)->Name("decrypt a record/bytes")->Arg(64)->Arg(1024)->Arg(fullRecord);
 
-// Fifteen records of 1 KiB arrive at once, and a part of the next; the host takes one at a time.
+// Fifteen records of 1 KiB and part of the next one arrive at once; the host reads 1 KiB at a time.
 void surplusOfCiphertext(benchmark::State& state) {
     constexpr int size = 1024;
     constexpr int together = 15;
@@ -83,7 +83,7 @@ void surplusOfCiphertext(benchmark::State& state) {
 }
 BENCHMARK(surplusOfCiphertext)->Name("reassembly: recv of 1 KiB out of 16 records at once");
 
-// A full record arrives; the host takes little of it at a time.
+// A full record arrives; the host reads small portions of it.
 void surplusOfPlaintext(benchmark::State& state) {
     const int portion = static_cast<int>(state.range(0));
     const int portions = fullRecord / portion;

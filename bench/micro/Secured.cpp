@@ -26,8 +26,8 @@ SilentLog& silentLog() {
 
 class WireStrategy : public UnsecureSocketStrategy {
 public:
-    explicit WireStrategy(std::shared_ptr<Wire> below)
-        : UnsecureSocketStrategy(silentLog()), wire(std::move(below)) {}
+    explicit WireStrategy(std::shared_ptr<Wire> wire)
+        : UnsecureSocketStrategy(silentLog()), wire(std::move(wire)) {}
 
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override {
         if (wire->isNetwork) {
@@ -38,7 +38,7 @@ public:
         }
         return len;
     }
-    // A piece fits a read: the library reads a whole record at a time.
+    // A piece fits one read: the library reads up to a full record at a time.
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override {
         if (wire->isNetwork) {
             return UnsecureSocketStrategy::recv(s, buf, len, flags);
@@ -67,7 +67,7 @@ public:
     Folder() {
         name = std::filesystem::temp_directory_path() / "vexassl-bench-XXXXXX";
         if (!::mkdtemp(name.data())) {
-            throw std::runtime_error("no temporary folder");
+            throw std::runtime_error("cannot create a temporary folder");
         }
     }
     ~Folder() {
@@ -104,7 +104,7 @@ SecuredPair makePair() {
         pair.client.socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     pair.server.socket = accepted.get();
     if (connected != 0 || pair.server.socket == INVALID_SOCKET) {
-        throw std::runtime_error("no handshake");
+        throw std::runtime_error("the handshake failed");
     }
     pair.client.wire->isNetwork = false;
     pair.server.wire->isNetwork = false;

@@ -1,5 +1,5 @@
-// Two ends of one secured connection whose network can be replaced after the handshake, so that the
-// library's own work is measured and not the sockets'.
+// Both ends of an encrypted connection whose network is replaced after the handshake, so that only
+// the library's own work is measured.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -11,21 +11,21 @@
 
 namespace VexaSsl::bench {
 
-// Takes everything and shows nothing; its lines stay below the threshold.
+// Drops every line, as a host does with lines below its threshold.
 class SilentLog : public ILog {
 public:
     void log(Severity, const std::wstring&) override {}
     void setMinimumSeverity(Severity) override {}
 };
 
-// What lies below a stack: the sockets, until the handshake is done. From then on what is sent is
-// collected or dropped, and what is received is what was put here, a piece for each read.
+// The network below a stack: sockets during the handshake. After it sent data is collected or
+// dropped, and each read receives one of the pieces.
 class Wire {
 public:
     bool isNetwork = true;
     bool collects = false;
     std::string collected;
-    std::vector<std::string> pieces; // to be read, the next one last
+    std::vector<std::string> pieces; // to be received, the next one last
 };
 
 struct Secured {
@@ -42,10 +42,10 @@ struct SecuredPair {
     Secured server;
 };
 
-// Made once, used by one benchmark after another. Nothing is in flight between them.
+// Returns the one pair, which all benchmarks use in turn. Nothing is in transit between them.
 SecuredPair& securedPair();
 
-// A folder that lasts as long as the program.
+// Returns a folder that exists until the program ends.
 const std::string& temporaryFolder();
 
 } // namespace VexaSsl::bench

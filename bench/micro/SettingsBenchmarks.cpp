@@ -1,5 +1,5 @@
-// What a connection needs before its handshake: a configuration and a certificate. And the layer
-// that tells of traffic, when nobody listens.
+// What a connection needs before its handshake, a configuration and a certificate; and a log layer
+// whose lines are dropped.
 #include "Secured.h"
 
 #include "../macro/Certificates.h"
@@ -50,7 +50,7 @@ BENCHMARK(storeOfSections)
     ->Arg(1000)
     ->Unit(benchmark::kMicrosecond);
 
-// Lines as they usually are.
+// Lines of a usual length.
 void storeOfBytes(benchmark::State& state) {
     const std::string file = temporaryFolder() + "/bytes";
     {
@@ -63,7 +63,7 @@ void storeOfBytes(benchmark::State& state) {
     }
     loadStore(state, file);
 }
-// The longest lines that count, each a key and a value.
+// Lines near the length limit, each a key and a value.
 void storeOfLongLines(benchmark::State& state) {
     const std::string file = temporaryFolder() + "/long";
     {
@@ -102,11 +102,11 @@ void makeStores() {
     for (const int size : storeSizes) {
         makePersonalStore(storeOf(size), size);
     }
-    letFilesSettle();
+    waitForStableFileTimes();
 }
 
-// As each connection does it: the store is opened, searched and closed. The files are known from
-// the connection before.
+// Opens, searches and closes the store, as each connection does. The files are in the binding's
+// cache.
 void chooseCertificate(benchmark::State& state) {
     static const bool made = (makeStores(), true);
     const int size = static_cast<int>(state.range(0));
@@ -127,16 +127,16 @@ BENCHMARK(chooseCertificate)
     ->ArgsProduct({{storeSizes.begin(), storeSizes.end()}})
     ->Unit(benchmark::kMicrosecond);
 
-class Nothing : public UnsecureSocketStrategy {
+class NullStrategy : public UnsecureSocketStrategy {
 public:
     using UnsecureSocketStrategy::UnsecureSocketStrategy;
     int send(SOCKET, const char*, int len, int) noexcept override { return len; }
 };
 
-// A line of the severity that the layer uses, below the threshold of a usual log.
+// The layer logs at Debug, which is below the usual threshold.
 void logLayer(benchmark::State& state) {
     SilentLog log;
-    LogSocketStrategy layer(log, std::make_unique<Nothing>(log), L"Application Layer");
+    LogSocketStrategy layer(log, std::make_unique<NullStrategy>(log), L"Application Layer");
     ISocketStrategy& stack = layer;
     char data[16384] = {};
     for (auto step : state) {

@@ -1,4 +1,4 @@
-#include "Agreement.h"
+#include "Negotiation.h"
 
 #include "Loopback.h"
 #include "OpenSslSettings.h"
@@ -14,7 +14,7 @@ std::string nameOfGroup(SSL* ssl) {
     return OBJ_nid2sn(static_cast<int>(SSL_get_negotiated_group(ssl)));
 }
 
-std::string offeredSuites(const SSL* ssl) {
+std::string offeredCipherSuites(const SSL* ssl) {
     const STACK_OF(SSL_CIPHER)* offer = SSL_get_client_ciphers(ssl);
     std::string list;
     for (int i = 0; i < sk_SSL_CIPHER_num(offer); ++i) {
@@ -38,22 +38,22 @@ void serveOne(Terms& terms, int listener) {
     const ContextPointer context = makeServerContext(terms);
     const Descriptor socket = acceptFrom(listener);
     const SslPointer ssl(SSL_new(context.get()));
-    orOpenSslError(SSL_set_fd(ssl.get(), socket.get()), "SSL_set_fd");
-    orOpenSslError(SSL_accept(ssl.get()), "SSL_accept");
-    terms.suite = SSL_get_cipher_name(ssl.get());
+    checkOpenSsl(SSL_set_fd(ssl.get(), socket.get()), "SSL_set_fd");
+    checkOpenSsl(SSL_accept(ssl.get()), "SSL_accept");
+    terms.cipherSuite = SSL_get_cipher_name(ssl.get());
     terms.group = nameOfGroup(ssl.get());
-    terms.suites = offeredSuites(ssl.get());
+    terms.cipherSuites = offeredCipherSuites(ssl.get());
     terms.groups = offeredGroups(ssl.get());
-    char waitForTheEnd = 0;
-    SSL_read(ssl.get(), &waitForTheEnd, 1);
+    char ignored = 0;
+    SSL_read(ssl.get(), &ignored, 1); // until the client closes
 }
 
 } // namespace
 
-void learnAgreement(Contender& client, Terms& terms) {
-    terms.suites = "ALL";
+void negotiateTerms(Contender& client, Terms& terms) {
+    terms.cipherSuites = "ALL";
     terms.groups.clear();
-    client.settle(terms);
+    client.setTerms(terms);
     const Descriptor listener = listenOnLoopback();
     auto served = std::async(std::launch::async, [&] { serveOne(terms, listener.get()); });
     client.connect(portOf(listener.get()));
