@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     require(platform::GetFileVersionInfoA(path, 0, recordSize - 1, block.data()) == 0,
             "too little room is refused");
-    const auto& head = *reinterpret_cast<const VersionRecordHead*>(block.data());
+    const auto& head = *reinterpret_cast<const VersionRecordHeader*>(block.data());
     require(head.size == recordSize, "the record tells its own size");
     const std::string texts = "\\StringFileInfo\\" + std::string(head.translation) + "\\";
     for (const char* const key : {"FileVersion", "ProductName", ""}) {

@@ -31,7 +31,7 @@ std::string bytesOf(const void* data, std::size_t size) {
 }
 
 std::string record(std::string_view words = texts) {
-    VersionRecordHead head;
+    VersionRecordHeader head;
     head.size = static_cast<DWORD>(sizeof head + words.size());
     std::strcpy(head.translation, "040904E4");
     head.fixed.dwSignature = VS_FFI_SIGNATURE;

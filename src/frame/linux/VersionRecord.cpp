@@ -21,7 +21,7 @@ namespace {
     "ProductVersion\0" VEXASSL_VERSION_TEXT
 
 struct LibraryRecord {
-    VersionRecordHead head;
+    VersionRecordHeader head;
     char texts[sizeof VEXASSL_VERSION_TEXTS];
 };
 

@@ -1,5 +1,5 @@
-// Base error numbers of Windows that only the inside of the binding names, and the guard that turns
-// an exhausted heap into one of them.
+// Windows error codes that only the binding itself names, and the conversion of C++ exceptions to
+// the last error.
 #pragma once
 
 #include "BaseShapes.h"
@@ -24,15 +24,15 @@ inline void setLastError(DWORD error) noexcept {
     lastErrorSlot() = static_cast<int>(error);
 }
 
-// Sets the last error and gives the value that tells the caller of it.
+// Sets the last error and returns result.
 template <class Result>
 Result failWith(DWORD error, Result result) noexcept {
     setLastError(error);
     return result;
 }
 
-// Runs operation behind a platform function, none of which throws. Result: the operation's, or
-// failure with ERROR_NOT_ENOUGH_MEMORY when it ran out of memory or of a system resource.
+// Returns operation(). If it runs out of memory or of a system resource, returns failure and sets
+// ERROR_NOT_ENOUGH_MEMORY. Platform functions use it because none of them throws.
 template <class Result, class Operation>
 Result guarded(Result failure, Operation operation) noexcept {
     try {

@@ -9,7 +9,7 @@
 
 namespace VexaSsl::linux {
 
-// Without O_NONBLOCK, opening a pipe would wait for its writer.
+// Without O_NONBLOCK, opening a FIFO would wait for its writer.
 Descriptor openForReading(const char* path) noexcept {
     int number = -1;
     do {
@@ -21,17 +21,17 @@ Descriptor openForReading(const char* path) noexcept {
 bool readUpTo(int descriptor, void* buffer, std::size_t size, std::size_t& filled) noexcept {
     filled = 0;
     while (filled < size) {
-        const ssize_t got = read(descriptor, static_cast<char*>(buffer) + filled, size - filled);
-        if (got < 0 && errno == EINTR) {
+        const ssize_t count = read(descriptor, static_cast<char*>(buffer) + filled, size - filled);
+        if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (got < 0) {
+        if (count < 0) {
             return false;
         }
-        if (got == 0) {
+        if (count == 0) {
             break;
         }
-        filled += static_cast<std::size_t>(got);
+        filled += static_cast<std::size_t>(count);
     }
     return true;
 }

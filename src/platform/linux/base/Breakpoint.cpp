@@ -9,7 +9,7 @@
 namespace VexaSsl::linux {
 namespace {
 
-// The system tells in the process's status which process traces it, 0 for none.
+// TracerPid in /proc/self/status is the process that traces this one, 0 for none.
 bool isTraced() {
     constexpr std::string_view label = "\nTracerPid:";
     char text[8192];
@@ -29,7 +29,7 @@ bool isTraced() {
 
 namespace VexaSsl::platform {
 
-// Without a debugger the signal would end the process, and a peer can bring this about.
+// Without a tracer SIGTRAP would end the process, and a peer can cause this call.
 void DebugBreak() {
     if (linux::isTraced()) {
         std::raise(SIGTRAP);

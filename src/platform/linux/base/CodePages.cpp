@@ -1,5 +1,5 @@
-// Between wide text and the code pages: UTF-8, and Windows-1252 as the ANSI code page. A wide unit
-// is a whole code point here.
+// Conversion between wide text and the code pages: UTF-8, and Windows-1252 as the ANSI code page. A
+// wchar_t holds a whole code point.
 #include "platform/contract/WindowsBase.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -15,50 +15,52 @@
 namespace VexaSsl::linux {
 namespace {
 
-constexpr DWORD refuseInvalid = 8; // MB_ERR_INVALID_CHARS
-constexpr int untilZero = -1;
+constexpr DWORD mbErrInvalidChars = 8;
+constexpr int zeroTerminated = -1;
 
-// What Windows-1252 has from 0x80 on, where it differs from the code points of the same numbers.
-// The five places that it leaves open keep their number, as on Windows.
-constexpr char32_t upperControls[32] = {
+// The code points of the bytes 0x80 to 0x9F in Windows-1252. The five unassigned bytes map to the
+// code point of the same number, as on Windows.
+constexpr char32_t codePointsFrom80[32] = {
     0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
     0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178,
 };
 
-char32_t ofAnsi(unsigned char byte) noexcept {
-    return byte >= 0x80 && byte < 0xA0 ? upperControls[byte - 0x80] : byte;
+char32_t fromAnsi(unsigned char byte) noexcept {
+    return byte >= 0x80 && byte < 0xA0 ? codePointsFrom80[byte - 0x80] : byte;
 }
 
-// Result: the byte, or -1 for a code point that the page doesn't have.
+// Returns the byte, or -1 for a code point that isn't in the code page.
 int toAnsi(char32_t codePoint) noexcept {
     if (codePoint < 0x80 || (codePoint >= 0xA0 && codePoint <= 0xFF)) {
         return static_cast<int>(codePoint);
     }
-    const auto* found = std::find(std::begin(upperControls), std::end(upperControls), codePoint);
-    return found == std::end(upperControls)
+    const auto* found =
+        std::find(std::begin(codePointsFrom80), std::end(codePointsFrom80), codePoint);
+    return found == std::end(codePointsFrom80)
                ? -1
-               : static_cast<int>(0x80 + (found - std::begin(upperControls)));
+               : static_cast<int>(0x80 + (found - std::begin(codePointsFrom80)));
 }
 
-// A caller's buffer that is filled unit by unit; with capacity 0 the units are only counted.
+// The caller's buffer. With capacity 0 the units are only counted.
 template <class Unit>
 class Output {
 public:
     Output(Unit* buffer, int capacity) noexcept
-        : room(buffer), limit(static_cast<std::size_t>(capacity)) {}
+        : buffer(buffer), capacity(static_cast<std::size_t>(capacity)) {}
 
+    // Copies the units if they fit, and counts them.
     void put(const Unit* units, std::size_t count) noexcept {
-        if (limit != 0 && count <= limit - std::min(written, limit)) {
-            std::copy_n(units, count, room + written);
+        if (capacity != 0 && count <= capacity - std::min(written, capacity)) {
+            std::copy_n(units, count, buffer + written);
         }
         written += count;
     }
     void put(Unit unit) noexcept { put(&unit, 1); }
 
-    // The result of the conversion: the units written or needed, or 0 when they don't fit.
+    // Returns the units written, or with capacity 0 the units needed; 0 when they don't fit.
     int result() const noexcept {
-        if (limit != 0 && written > limit) {
+        if (capacity != 0 && written > capacity) {
             return failWith(ERROR_INSUFFICIENT_BUFFER, 0);
         }
         if (written > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
@@ -68,21 +70,21 @@ public:
     }
 
 private:
-    Unit* const room;
-    const std::size_t limit;
+    Unit* const buffer;
+    const std::size_t capacity;
     std::size_t written = 0;
 };
 
 template <class Source, class Target>
-bool areUsable(const Source* text, int length, const Target* buffer, int capacity) noexcept {
-    const bool lengthIsGood = length > 0 || length == untilZero;
-    return text && lengthIsGood && capacity >= 0 && (buffer || capacity == 0);
+bool areValid(const Source* text, int length, const Target* buffer, int capacity) noexcept {
+    const bool isValidLength = length > 0 || length == zeroTerminated;
+    return text && isValidLength && capacity >= 0 && (buffer || capacity == 0);
 }
 
 int wideFromUtf8(std::string_view text, DWORD flags, Output<wchar_t> output) noexcept {
     while (!text.empty()) {
         const char32_t codePoint = takeCodePoint(text);
-        if (codePoint == invalidSequence && (flags & refuseInvalid)) {
+        if (codePoint == invalidSequence && (flags & mbErrInvalidChars)) {
             return failWith(ERROR_NO_UNICODE_TRANSLATION, 0);
         }
         output.put(
@@ -93,7 +95,7 @@ int wideFromUtf8(std::string_view text, DWORD flags, Output<wchar_t> output) noe
 
 int wideFromAnsi(std::string_view text, Output<wchar_t> output) noexcept {
     for (const char byte : text) {
-        output.put(static_cast<wchar_t>(ofAnsi(static_cast<unsigned char>(byte))));
+        output.put(static_cast<wchar_t>(fromAnsi(static_cast<unsigned char>(byte))));
     }
     return output.result();
 }
@@ -132,11 +134,11 @@ using namespace linux;
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, wchar_t* buffer,
                         int capacity) {
-    if (!areUsable(text, length, buffer, capacity)) {
+    if (!areValid(text, length, buffer, capacity)) {
         return failWith(errorInvalidParameter, 0);
     }
-    const std::string_view bytes(text, length == untilZero ? std::strlen(text) + 1
-                                                           : static_cast<std::size_t>(length));
+    const std::string_view bytes(text, length == zeroTerminated ? std::strlen(text) + 1
+                                                                : static_cast<std::size_t>(length));
     const Output<wchar_t> output(buffer, capacity);
     if (codePage == CP_UTF8) {
         return wideFromUtf8(bytes, flags, output);
@@ -147,15 +149,15 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length
     return failWith(errorInvalidParameter, 0);
 }
 
-// No best-fit characters are ever chosen and no combining marks joined, whatever the flags: a unit
-// either has a place in the code page or becomes the default character.
+// The flags are ignored: a unit that isn't in the code page becomes the default character, without
+// best-fit mapping and without composition.
 int WideCharToMultiByte(UINT codePage, DWORD, const wchar_t* text, int length, char* buffer,
                         int capacity, const char* defaultCharacter, BOOL* usedDefaultCharacter) {
-    if (!areUsable(text, length, buffer, capacity)) {
+    if (!areValid(text, length, buffer, capacity)) {
         return failWith(errorInvalidParameter, 0);
     }
-    const std::wstring_view units(text, length == untilZero ? std::wcslen(text) + 1
-                                                            : static_cast<std::size_t>(length));
+    const std::wstring_view units(
+        text, length == zeroTerminated ? std::wcslen(text) + 1 : static_cast<std::size_t>(length));
     const Output<char> output(buffer, capacity);
     if (codePage == CP_ACP) {
         return ansiFromWide(units, defaultCharacter, usedDefaultCharacter, output);

@@ -1,11 +1,11 @@
-// The sole owner of a file descriptor. Any thread.
+// The sole owner of a file descriptor. One thread at a time.
 #pragma once
 
 #include <utility>
 
 namespace VexaSsl::linux {
 
-// Closes its descriptor at the end of its life; a negative number owns none.
+// Closes its descriptor when it is destroyed. A negative value owns none.
 class Descriptor {
 public:
     explicit Descriptor(int fd = -1) noexcept : value(fd) {}

@@ -14,7 +14,7 @@ namespace {
 
 constexpr DWORD errorMessageNotFound = 317;
 
-// What FormatMessageW puts behind a text: a line end, or with the mask for long lines a blank.
+// FormatMessageW ends a text with a line end, or with FORMAT_MESSAGE_MAX_WIDTH_MASK with a space.
 const wchar_t* endOfText(DWORD flags) noexcept {
     const bool onOneLine = (flags & FORMAT_MESSAGE_MAX_WIDTH_MASK) == FORMAT_MESSAGE_MAX_WIDTH_MASK;
     return onOneLine ? L" " : L"\r\n";
@@ -27,8 +27,8 @@ void write(wchar_t* buffer, const wchar_t* text, const wchar_t* end) noexcept {
 
 DWORD writeAllocated(const wchar_t* text, const wchar_t* end, wchar_t* buffer, DWORD size) {
     const std::size_t length = std::wcslen(text) + std::wcslen(end);
-    const std::size_t room = std::max<std::size_t>(length + 1, size);
-    auto* allocated = static_cast<wchar_t*>(std::malloc(room * sizeof(wchar_t)));
+    const std::size_t capacity = std::max<std::size_t>(length + 1, size);
+    auto* allocated = static_cast<wchar_t*>(std::malloc(capacity * sizeof(wchar_t)));
     if (!allocated) {
         return failWith(errorNotEnoughMemory, DWORD{0});
     }
@@ -53,8 +53,8 @@ namespace VexaSsl::platform {
 
 using namespace linux;
 
-// Only the system's own texts are known. They have no inserts, so whether to ignore those doesn't
-// matter, and one language.
+// Only FORMAT_MESSAGE_FROM_SYSTEM is supported. The texts exist in one language and have no
+// inserts, so FORMAT_MESSAGE_IGNORE_INSERTS makes no difference.
 DWORD FormatMessageW(DWORD flags, const void*, DWORD code, DWORD, wchar_t* buffer, DWORD size,
                      va_list*) {
     if (!buffer) {

@@ -1,11 +1,11 @@
-// The texts of error numbers and security statuses. Any thread.
+// The texts of error codes and security statuses. Any thread.
 #pragma once
 
 #include "BaseShapes.h"
 
 namespace VexaSsl::linux {
 
-// One line without an end, or null for a number that has no text.
+// Returns one line without a line end; null for a code that has no text.
 const wchar_t* errorText(DWORD code) noexcept;
 
 } // namespace VexaSsl::linux

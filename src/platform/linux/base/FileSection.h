@@ -1,5 +1,5 @@
-// Reads a named section of a 64-bit ELF file, which may be any file: what doesn't fit together has
-// no section. Any thread.
+// Reads a named section of a 64-bit ELF file. The file isn't trusted: a malformed one has no
+// sections. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace VexaSsl::linux {
 
-// Result: the bytes of the first section of that name; empty when the file can't be read, is no
-// such file, has no such section, or one that is larger than limit.
+// Returns the bytes of the first section of that name; empty when the file can't be read or isn't
+// such a file, when it has no such section, and when the section is larger than limit.
 std::string readSection(const char* path, std::string_view name, std::size_t limit);
 
 } // namespace VexaSsl::linux

@@ -1,6 +1,6 @@
-// Handles of events, completion ports, credentials and connections: numbers that are never used
-// twice, so that a handle which outlived its object is told from every other. Any thread;
-// neighbours in number share no lock, and a lock is held for a look-up.
+// Handles of events, completion ports, credentials and security contexts. A handle value is never
+// reused, so a stale handle is always recognised. Any thread; a lock is held for one lookup only,
+// and consecutive handles have different locks.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -14,17 +14,17 @@
 
 namespace VexaSsl::linux {
 
-// Handles are multiples of it, so that their lowest bits are free for marks.
+// Handles are multiples of this, so their lowest bits are free for flags.
 inline constexpr std::uintptr_t handleStep = 4;
 
-// The next handle value.
+// Returns a new handle value.
 HANDLE nextHandle() noexcept;
 
-// The objects of one kind. An object lives as long as the table or a user of it holds it.
+// The objects of one type by handle. An object is shared by the table and its users.
 template <typename T>
 class HandleTable {
 public:
-    // The one table of T. Never destroyed: threads may still wait while the process ends.
+    // Returns the one table of T. Never destroyed, as threads may still wait at the process's end.
     static HandleTable& instance() {
         static HandleTable& table = *new HandleTable;
         return table;
@@ -32,44 +32,44 @@ public:
 
     HANDLE add(std::shared_ptr<T> object) {
         const HANDLE handle = nextHandle();
-        Part& part = partOf(handle);
-        const std::lock_guard lock(part.mutex);
-        part.objects.emplace(handle, std::move(object));
+        Shard& shard = shardOf(handle);
+        const std::lock_guard lock(shard.mutex);
+        shard.objects.emplace(handle, std::move(object));
         return handle;
     }
 
-    // Null when no object has this handle, or not any more.
+    // Returns null for a handle that is unknown or has been removed.
     std::shared_ptr<T> find(HANDLE handle) {
-        Part& part = partOf(handle);
-        const std::lock_guard lock(part.mutex);
-        const auto found = part.objects.find(handle);
-        return found == part.objects.end() ? nullptr : found->second;
+        Shard& shard = shardOf(handle);
+        const std::lock_guard lock(shard.mutex);
+        const auto found = shard.objects.find(handle);
+        return found == shard.objects.end() ? nullptr : found->second;
     }
 
-    // Takes the object out; its handle is void from now on.
+    // Removes the object and returns it; null as above.
     std::shared_ptr<T> take(HANDLE handle) {
-        Part& part = partOf(handle);
-        const std::lock_guard lock(part.mutex);
-        const auto node = part.objects.extract(handle);
+        Shard& shard = shardOf(handle);
+        const std::lock_guard lock(shard.mutex);
+        const auto node = shard.objects.extract(handle);
         return node.empty() ? nullptr : std::move(node.mapped());
     }
 
 private:
     static constexpr std::size_t cacheLine = 64;
-    struct alignas(cacheLine) Part {
-        // Room from the start, so that what the process holds doesn't grow with the handles it has
-        // had until each part has had one.
-        Part() { objects.reserve(8); }
+    struct alignas(cacheLine) Shard {
+        // Allocated at once, so that the memory use of the process doesn't depend on how many
+        // shards have had a handle.
+        Shard() { objects.reserve(8); }
 
         std::mutex mutex;
         std::unordered_map<HANDLE, std::shared_ptr<T>> objects;
     };
 
-    Part& partOf(HANDLE handle) {
-        return parts[reinterpret_cast<std::uintptr_t>(handle) / handleStep % parts.size()];
+    Shard& shardOf(HANDLE handle) {
+        return shards[reinterpret_cast<std::uintptr_t>(handle) / handleStep % shards.size()];
     }
 
-    std::array<Part, 16> parts;
+    std::array<Shard, 16> shards;
 };
 
 } // namespace VexaSsl::linux

@@ -1,4 +1,4 @@
-// The machine's name without asking a name server. Any thread.
+// The machine's name, without a DNS query. Any thread.
 #pragma once
 
 #include <string>
@@ -6,11 +6,13 @@
 
 namespace VexaSsl::linux {
 
-// The first name of the line in hosts (the text of a hosts file) that names host, whatever the
-// case. A name without a dot and those of the loopback are passed over. Empty if there is none.
+// Returns the canonical name of host in hosts, the text of a hosts file: the first name of a line
+// that contains host, in any letter case. Skips lines whose first name has no dot or is a loopback
+// name. Returns an empty text when no line is left.
 std::string canonicalNameIn(std::string_view hosts, std::string_view host);
 
-// The host name if it has a dot, else its canonical name from the hosts file, else the bare name.
+// Returns the host name if it has a dot, else its canonical name from the hosts file, else the bare
+// name.
 std::string fullyQualifiedHostName();
 
 } // namespace VexaSsl::linux

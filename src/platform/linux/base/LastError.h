@@ -1,10 +1,10 @@
-// The last-error slot of each thread, shared by everything in this binding that reports failures
-// through GetLastError or WSAGetLastError. The numbers in it are Winsock's or Windows' own.
+// The last error of each thread, which GetLastError and WSAGetLastError share. Its values are
+// Windows and Winsock error codes.
 #pragma once
 
 namespace VexaSsl::linux {
 
-// The calling thread's slot, for reading and writing; it lives as long as the thread.
+// Returns the calling thread's last error, for reading and writing. Valid until the thread ends.
 int& lastErrorSlot() noexcept;
 
 } // namespace VexaSsl::linux

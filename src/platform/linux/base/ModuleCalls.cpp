@@ -1,4 +1,4 @@
-// Libraries that are loaded at run time. A handle is the loader's own.
+// Libraries loaded at run time. An HMODULE is a handle of dlopen.
 #include "platform/contract/WindowsBase.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -14,18 +14,18 @@
 namespace VexaSsl::linux {
 namespace {
 
-inline constexpr DWORD errorModuleNotFound = 126;
-inline constexpr DWORD errorProcedureNotFound = 127;
+constexpr DWORD errorModuleNotFound = 126;
+constexpr DWORD errorProcedureNotFound = 127;
 
-// A bare name is the name of a library, as linkers take it; anything else is a file's.
-std::string fileOfLibrary(std::string_view name) {
+// A name without a slash or a dot is a library name as with ld's -l; any other is a file name.
+std::string libraryFileName(std::string_view name) {
     if (name.find_first_of("/.") != name.npos) {
         return std::string(name);
     }
     return "lib" + std::string(name) + ".so";
 }
 
-DWORD givePath(const std::string& path, char* buffer, DWORD size) {
+DWORD copyPath(const std::string& path, char* buffer, DWORD size) {
     if (path.empty()) {
         return failWith(errorModuleNotFound, DWORD{0});
     }
@@ -44,14 +44,14 @@ namespace VexaSsl::platform {
 
 using namespace linux;
 
-// There are no such notices here.
+// The loader sends no such notifications.
 BOOL DisableThreadLibraryCalls(HMODULE) {
     return TRUE;
 }
 
-// The bytes of the path as they are: they name a file to the system's own calls.
+// The bytes of the path are not converted: the system's calls take them as they are.
 DWORD GetModuleFileNameA(HMODULE module, char* buffer, DWORD size) {
-    return guarded(DWORD{0}, [&] { return givePath(modulePath(module), buffer, size); });
+    return guarded(DWORD{0}, [&] { return copyPath(modulePath(module), buffer, size); });
 }
 
 HMODULE LoadLibraryA(const char* name) {
@@ -59,7 +59,7 @@ HMODULE LoadLibraryA(const char* name) {
         return failWith(errorInvalidParameter, HMODULE{nullptr});
     }
     return guarded(HMODULE{nullptr}, [&]() -> HMODULE {
-        void* library = dlopen(fileOfLibrary(name).c_str(), RTLD_NOW | RTLD_LOCAL);
+        void* library = dlopen(libraryFileName(name).c_str(), RTLD_NOW | RTLD_LOCAL);
         return library ? library : failWith(errorModuleNotFound, HMODULE{nullptr});
     });
 }

@@ -11,12 +11,12 @@
 namespace VexaSsl::linux {
 
 std::string executablePath() {
-    constexpr std::string_view gone = " (deleted)";
+    constexpr std::string_view deletedSuffix = " (deleted)";
     std::error_code error;
     std::string path = std::filesystem::read_symlink("/proc/self/exe", error).native();
-    // An update of the host replaces its file while it runs; the name is still the old one.
-    if (path.ends_with(gone) && !std::filesystem::exists(path, error)) {
-        path.resize(path.size() - gone.size());
+    // The kernel appends the suffix when the host's file was replaced while it runs.
+    if (path.ends_with(deletedSuffix) && !std::filesystem::exists(path, error)) {
+        path.resize(path.size() - deletedSuffix.size());
     }
     return path;
 }
@@ -32,7 +32,7 @@ std::string modulePath(HMODULE module) {
     if (*object->l_name == '\0') { // the executable, by its own handle
         return executablePath();
     }
-    // What was loaded by a relative path is found again from the same working directory only.
+    // A relative path stays valid only in the same working directory.
     std::error_code error;
     return std::filesystem::absolute(object->l_name, error).native();
 }

@@ -1,4 +1,4 @@
-// Where the files of the executable and of loaded libraries lie. Any thread.
+// The paths of the executable and of loaded libraries. Any thread.
 #pragma once
 
 #include "BaseShapes.h"
@@ -7,11 +7,11 @@
 
 namespace VexaSsl::linux {
 
-// The path of the running executable; empty when the system doesn't tell.
+// Returns the path of the running executable; empty when /proc/self/exe can't be read.
 std::string executablePath();
 
-// The path of the file of a loaded library, or of the executable for null; empty when the loader
-// doesn't know it. module is a handle of dlopen that is still open.
+// Returns the path of a loaded library, or of the executable for null; empty when the loader
+// doesn't know it. module is an open handle of dlopen.
 std::string modulePath(HMODULE module);
 
 } // namespace VexaSsl::linux

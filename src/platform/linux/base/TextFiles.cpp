@@ -22,11 +22,11 @@ bool isByte(wchar_t unit) {
     return static_cast<char32_t>(unit) <= 0xFF;
 }
 
-// One byte is one unit. The classic locale of this system's library knows ASCII only and fails the
-// stream at the first byte above it, so a file in any 8-bit encoding or in UTF-8 would end there.
+// One byte is one unit. The classic locale of the C++ library converts ASCII only: at the first
+// byte above 0x7F the stream would fail, in a file in UTF-8 or any 8-bit encoding.
 class ByteConversion : public FileConversion {
 public:
-    ByteConversion() : FileConversion(1) {} // no locale deletes it
+    ByteConversion() : FileConversion(1) {} // 1: locales don't delete the facet
 
 protected:
     result do_out(std::mbstate_t&, const wchar_t* from, const wchar_t* fromEnd,
@@ -58,9 +58,9 @@ protected:
     }
 
     int do_length(std::mbstate_t&, const char* from, const char* end,
-                  std::size_t most) const override {
-        const auto there = static_cast<std::size_t>(end - from);
-        return static_cast<int>(there < most ? there : most);
+                  std::size_t maxUnits) const override {
+        const auto available = static_cast<std::size_t>(end - from);
+        return static_cast<int>(available < maxUnits ? available : maxUnits);
     }
 
     int do_encoding() const noexcept override { return 1; }
@@ -68,22 +68,21 @@ protected:
     bool do_always_noconv() const noexcept override { return false; }
 };
 
-// A host that put another conversion into the global locale keeps it; whatever else it changed
-// there (numbers, collation) doesn't count.
-bool convertsClassically(const std::locale& locale) {
+// Only the conversion facet is compared: a host may have changed others, for numbers or collation.
+bool hasClassicConversion(const std::locale& locale) {
     return &std::use_facet<FileConversion>(locale) ==
            &std::use_facet<FileConversion>(std::locale::classic());
 }
 
-// The conversion is never destroyed, since a stream may outlive everything here; and one for all
-// can't be lost when there is no memory for the locale that is to take it.
+// The facet is never destroyed, as a stream may outlive all static objects. There is one for all
+// streams, so none leaks when the construction of a locale throws.
 std::locale fileLocale() {
-    static ByteConversion& bytewise = *new ByteConversion;
+    static ByteConversion& conversion = *new ByteConversion;
     const std::locale global;
-    return convertsClassically(global) ? std::locale(global, &bytewise) : global;
+    return hasClassicConversion(global) ? std::locale(global, &conversion) : global;
 }
 
-// The bytes of text in the global locale's own conversion; nothing if that can't express it.
+// Returns text converted by the global locale; nothing when the locale can't express it.
 std::optional<std::string> narrowByLocale(const std::wstring& text) {
     const std::locale global;
     const auto& conversion = std::use_facet<FileConversion>(global);
@@ -116,8 +115,8 @@ std::optional<std::wstring> widenByLocale(const std::string& bytes) {
     return text;
 }
 
-// A unit above 0xFF can't have come out of a file read in the classic locale; the host put it into
-// the text itself, and UTF-8 is what it can have meant.
+// A unit above 0xFF can't come from a file read in the classic locale. The host has put it there,
+// and it is encoded as UTF-8.
 std::string narrowBytewise(const std::wstring& text) {
     std::string bytes;
     for (const wchar_t unit : text) {
@@ -140,9 +139,9 @@ std::wstring widenBytewise(const std::string& bytes) {
     return text;
 }
 
-// The library opens a folder for reading like a file and fails at the first read only.
+// The C++ library opens a folder for reading like a file and fails only at the first read.
 template <class Stream>
-void refuseFolder(Stream& stream, const std::filesystem::path& path) {
+void failForFolder(Stream& stream, const std::filesystem::path& path) {
     std::error_code ignored;
     if (!stream.is_open() || !std::filesystem::is_directory(path, ignored)) {
         return;
@@ -151,9 +150,9 @@ void refuseFolder(Stream& stream, const std::filesystem::path& path) {
     stream.setstate(std::ios_base::failbit);
 }
 
-// Opens the file, as often as signals interrupt that.
+// Opens the file; tries again after an interruption by a signal.
 template <class Stream, class... Mode>
-void openPatiently(Stream& stream, const std::filesystem::path& path, Mode... mode) {
+void openRetrying(Stream& stream, const std::filesystem::path& path, Mode... mode) {
     for (;;) {
         errno = 0;
         stream.open(path, mode...);
@@ -172,14 +171,14 @@ namespace VexaSsl::platform {
 void openTextFile(std::wfstream& stream, const std::filesystem::path& path,
                   std::ios_base::openmode mode) {
     stream.imbue(linux::fileLocale());
-    linux::openPatiently(stream, path, mode);
-    linux::refuseFolder(stream, path);
+    linux::openRetrying(stream, path, mode);
+    linux::failForFolder(stream, path);
 }
 
 void openTextFile(std::wifstream& stream, const std::filesystem::path& path) {
     stream.imbue(linux::fileLocale());
-    linux::openPatiently(stream, path);
-    linux::refuseFolder(stream, path);
+    linux::openRetrying(stream, path);
+    linux::failForFolder(stream, path);
 }
 
 bool getTextLine(std::wistream& stream, std::wstring& line) {
@@ -194,7 +193,7 @@ bool getTextLine(std::wistream& stream, std::wstring& line) {
 }
 
 std::filesystem::path pathFromFileText(const std::wstring& text) {
-    if (!linux::convertsClassically(std::locale())) {
+    if (!linux::hasClassicConversion(std::locale())) {
         if (auto bytes = linux::narrowByLocale(text)) {
             return *bytes;
         }
@@ -203,7 +202,7 @@ std::filesystem::path pathFromFileText(const std::wstring& text) {
 }
 
 std::wstring pathToText(const std::filesystem::path& path) {
-    if (!linux::convertsClassically(std::locale())) {
+    if (!linux::hasClassicConversion(std::locale())) {
         if (auto text = linux::widenByLocale(path.native())) {
             return *text;
         }

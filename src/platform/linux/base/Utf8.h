@@ -1,7 +1,4 @@
-// UTF-8 to and from wide text whose unit is a whole code point, as wchar_t is on this system.
-//
-// Header only, so that files which must not depend on the rest of the binding can use it.
-// Stateless.
+// Conversion between UTF-8 and wide text, whose units are whole code points. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -11,16 +8,16 @@
 namespace VexaSsl::linux {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
-inline constexpr char32_t invalidSequence = 0xFFFFFFFF; // no code point
+inline constexpr char32_t invalidSequence = 0xFFFFFFFF; // not a code point
 
 inline bool isScalarValue(char32_t codePoint) noexcept {
     const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
     return codePoint <= 0x10FFFF && !surrogate;
 }
 
-// Takes one code point off the front of text, which must not be empty. Result: the code point, or
-// invalidSequence for bytes that begin none; then the bytes up to the first one that could begin a
-// code point anew are taken, one at least.
+// Removes one code point from the front of text, which must not be empty, and returns it. Returns
+// invalidSequence for an invalid sequence, and removes at least one byte, up to the next byte that
+// can't continue the sequence.
 inline char32_t takeCodePoint(std::string_view& text) noexcept {
     const auto lead = static_cast<unsigned char>(text.front());
     text.remove_prefix(1);
@@ -32,8 +29,8 @@ inline char32_t takeCodePoint(std::string_view& text) noexcept {
     }
     const int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
     char32_t codePoint = lead & (0x3Fu >> following);
-    // The bounds of the first following byte keep out overlong forms, surrogates and what lies
-    // above the last code point.
+    // The bounds of the second byte exclude overlong forms, surrogates and values above the last
+    // code point.
     unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     for (int i = 0; i < following; ++i) {
@@ -57,7 +54,7 @@ struct Utf8Sequence {
     std::size_t size = 0;
 };
 
-// What can't be encoded (a lone surrogate, a number above the last code point) becomes U+FFFD.
+// A surrogate or a value above the last code point becomes U+FFFD.
 inline Utf8Sequence encodeUtf8(char32_t codePoint) noexcept {
     if (!isScalarValue(codePoint)) {
         codePoint = replacementCharacter;
@@ -80,8 +77,8 @@ inline Utf8Sequence encodeUtf8(char32_t codePoint) noexcept {
     return {{head(0xF0, 18), tail(12), tail(6), tail(0)}, 4};
 }
 
-// Invalid bytes become U+FFFD.
-inline std::wstring wideOfUtf8(std::string_view text) {
+// An invalid sequence becomes U+FFFD.
+inline std::wstring utf8ToWide(std::string_view text) {
     std::wstring wide;
     wide.reserve(text.size());
     while (!text.empty()) {
@@ -92,7 +89,7 @@ inline std::wstring wideOfUtf8(std::string_view text) {
     return wide;
 }
 
-inline std::string utf8OfWide(std::wstring_view wide) {
+inline std::string wideToUtf8(std::wstring_view wide) {
     std::string text;
     text.reserve(wide.size());
     for (const wchar_t unit : wide) {

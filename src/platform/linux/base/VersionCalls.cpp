@@ -1,4 +1,4 @@
-// Version records: a section of the file, which VersionRecord.h describes.
+// Version records, which shapes/VersionRecord.h describes.
 #include "platform/contract/WindowsBase.h"
 
 #include "VersionRecord.h"
@@ -14,60 +14,63 @@
 namespace VexaSsl::linux {
 namespace {
 
-inline constexpr DWORD errorNoVersionRecord = 1812; // ERROR_RESOURCE_DATA_NOT_FOUND
-inline constexpr DWORD errorNoVersionEntry = 1813;  // ERROR_RESOURCE_TYPE_NOT_FOUND
-constexpr std::size_t largestRecord = 1 << 16;
+constexpr DWORD errorResourceDataNotFound = 1812;
+constexpr DWORD errorResourceTypeNotFound = 1813;
+constexpr std::size_t maxRecordSize = 1 << 16;
 
-// Empty when the file has no record, or one that contradicts itself. What a linker or a sanitizer
-// leaves behind the record in its section doesn't count.
+// Returns the record; empty when the file has no valid one. Padding by a linker or a sanitizer at
+// the end of the section is dropped.
 std::string readRecord(const char* fileName) {
-    std::string record = readSection(fileName, VEXASSL_VERSION_SECTION, largestRecord);
-    VersionRecordHead head;
-    if (record.size() < sizeof head) {
+    std::string record = readSection(fileName, VEXASSL_VERSION_SECTION, maxRecordSize);
+    VersionRecordHeader header;
+    if (record.size() < sizeof header) {
         return {};
     }
-    std::copy_n(record.data(), sizeof head, reinterpret_cast<char*>(&head));
-    if (head.size <= sizeof head || head.size > record.size()) {
+    std::copy_n(record.data(), sizeof header, reinterpret_cast<char*>(&header));
+    if (header.size <= sizeof header || header.size > record.size()) {
         return {};
     }
-    record.resize(head.size);
-    const bool isSound = record.back() == '\0' && std::count(std::begin(head.translation),
-                                                             std::end(head.translation), '\0') > 0;
-    return isSound ? record : std::string();
+    record.resize(header.size);
+    const bool isValid =
+        record.back() == '\0' &&
+        std::count(std::begin(header.translation), std::end(header.translation), '\0') > 0;
+    return isValid ? record : std::string();
 }
 
-std::string_view takeText(std::string_view& row) {
-    const std::string_view text = row.substr(0, row.find('\0'));
-    row.remove_prefix(std::min(text.size() + 1, row.size()));
+// Removes the first string from strings and returns it without its terminator.
+std::string_view takeString(std::string_view& strings) {
+    const std::string_view text = strings.substr(0, strings.find('\0'));
+    strings.remove_prefix(std::min(text.size() + 1, strings.size()));
     return text;
 }
 
-// The value behind a key, with its end; empty when there is no such key, or nothing behind it.
-std::string_view findValue(std::string_view texts, std::string_view key) {
-    while (!texts.empty()) {
-        const bool isFound = takeText(texts) == key;
-        if (texts.empty()) {
+// Returns the value that follows key, with its terminator; empty when the key or its value is
+// missing.
+std::string_view findValue(std::string_view strings, std::string_view key) {
+    while (!strings.empty()) {
+        const bool isMatch = takeString(strings) == key;
+        if (strings.empty()) {
             return {};
         }
-        const std::string_view value = takeText(texts);
-        if (isFound) {
+        const std::string_view value = takeString(strings);
+        if (isMatch) {
             return {value.data(), value.size() + 1};
         }
     }
     return {};
 }
 
-// What path leads to, in the block; empty when it leads nowhere.
+// Returns the entry of the block at path; empty when there is none.
 std::string_view findEntry(std::string_view block, std::string_view path) {
-    const auto& head = *reinterpret_cast<const VersionRecordHead*>(block.data());
+    const auto& header = *reinterpret_cast<const VersionRecordHeader*>(block.data());
     if (path == "\\") {
-        return {reinterpret_cast<const char*>(&head.fixed), sizeof head.fixed};
+        return {reinterpret_cast<const char*>(&header.fixed), sizeof header.fixed};
     }
-    const std::string prefix = "\\StringFileInfo\\" + std::string(head.translation) + "\\";
+    const std::string prefix = "\\StringFileInfo\\" + std::string(header.translation) + "\\";
     if (!path.starts_with(prefix)) {
         return {};
     }
-    return findValue(block.substr(sizeof head), path.substr(prefix.size()));
+    return findValue(block.substr(sizeof header), path.substr(prefix.size()));
 }
 
 } // namespace
@@ -83,7 +86,7 @@ DWORD GetFileVersionInfoSizeA(const char* fileName, DWORD* ignored) {
     }
     return guarded(DWORD{0}, [&] {
         const std::string record = fileName ? readRecord(fileName) : std::string();
-        return record.empty() ? failWith(errorNoVersionRecord, DWORD{0})
+        return record.empty() ? failWith(errorResourceDataNotFound, DWORD{0})
                               : static_cast<DWORD>(record.size());
     });
 }
@@ -92,10 +95,10 @@ BOOL GetFileVersionInfoA(const char* fileName, DWORD, DWORD size, void* block) {
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
         const std::string record = fileName ? readRecord(fileName) : std::string();
         if (record.empty()) {
-            return failWith(errorNoVersionRecord, FALSE);
+            return failWith(errorResourceDataNotFound, FALSE);
         }
-        if (!block ||
-            size < record.size()) { // the file may have been replaced since it was measured
+        // The file may have been replaced since GetFileVersionInfoSizeA.
+        if (!block || size < record.size()) {
             return failWith(ERROR_INSUFFICIENT_BUFFER, FALSE);
         }
         std::copy(record.begin(), record.end(), static_cast<char*>(block));
@@ -108,11 +111,11 @@ BOOL VerQueryValueA(const void* block, const char* path, void** value, UINT* len
         return failWith(errorInvalidParameter, FALSE);
     }
     return guarded(BOOL{FALSE}, [&]() -> BOOL {
-        const auto& head = *static_cast<const VersionRecordHead*>(block);
+        const auto& header = *static_cast<const VersionRecordHeader*>(block);
         const std::string_view found =
-            findEntry({static_cast<const char*>(block), head.size}, path);
+            findEntry({static_cast<const char*>(block), header.size}, path);
         if (found.empty()) {
-            return failWith(errorNoVersionEntry, FALSE);
+            return failWith(errorResourceTypeNotFound, FALSE);
         }
         *value = const_cast<char*>(found.data());
         *length = static_cast<UINT>(found.size());

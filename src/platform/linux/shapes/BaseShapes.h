@@ -1,5 +1,6 @@
-// The Windows base types and constants that src/platform/contract/WindowsBase.h is written in, for
-// a system without them. Names, field order and numbers are those of Microsoft's documentation.
+// The Windows base types and constants of src/platform/contract/WindowsBase.h. As in all headers of
+// this folder, names, field order and values are those of Microsoft's documentation, and structures
+// have the fields that the core or the binding uses.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h" // IWYU pragma: export

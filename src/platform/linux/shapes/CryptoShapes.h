@@ -1,6 +1,5 @@
-// The CryptoAPI types and constants that src/platform/contract/CryptoApi.h is written in, for a
-// system without them. Names, field order and numbers are those of Microsoft's documentation
-// (wincrypt.h, winerror.h); structures carry the fields that the library or the binding uses.
+// The CryptoAPI types and constants of src/platform/contract/CryptoApi.h (wincrypt.h, wininet.h,
+// winerror.h).
 #pragma once
 
 #include "BaseShapes.h" // IWYU pragma: export
@@ -21,7 +20,7 @@ struct CRYPTOAPI_BLOB {
     BYTE* pbData = nullptr;
 };
 
-// The decoded parts of a certificate; DER encodings, owned by its context.
+// Parts of a certificate. The blobs are DER encodings owned by its context.
 struct CERT_INFO {
     DWORD dwVersion = 0;
     CRYPTOAPI_BLOB SerialNumber;
@@ -43,7 +42,7 @@ using PCCERT_CONTEXT = const CERT_CONTEXT*;
 inline constexpr DWORD X509_ASN_ENCODING = 0x1;
 inline constexpr DWORD PKCS_7_ASN_ENCODING = 0x10000;
 
-// Store providers and chain policies are small numbers in the place of a name.
+// Store providers and chain policies are identified by small numbers instead of a name.
 inline const char* const CERT_STORE_PROV_MEMORY = reinterpret_cast<const char*>(ULONG_PTR{2});
 inline const char* const CERT_STORE_PROV_SYSTEM_W = reinterpret_cast<const char*>(ULONG_PTR{10});
 inline const char* const CERT_CHAIN_POLICY_SSL = reinterpret_cast<const char*>(ULONG_PTR{4});
@@ -118,7 +117,7 @@ struct CERT_CHAIN_POLICY_PARA {
     void* pvExtraPolicyPara = nullptr;
 };
 
-// The extra parameters of CERT_CHAIN_POLICY_SSL.
+// CERT_CHAIN_POLICY_PARA::pvExtraPolicyPara of CERT_CHAIN_POLICY_SSL.
 struct SSL_EXTRA_CERT_CHAIN_POLICY_PARA {
     DWORD cbSize = 0;
     DWORD dwAuthType = 0;

@@ -1,11 +1,10 @@
-// The Windows types and constants of modules and version records, for a system without them. Names,
-// field order and numbers are those of Microsoft's documentation.
+// The Windows types and constants of modules and version records.
 #pragma once
 
 #include "BaseShapes.h"                 // IWYU pragma: export
 #include "VexaPlatform/VersionShapes.h" // IWYU pragma: export
 
-// What this build runs on, for tools that look for it in the library's file.
+// The target of this build, for tools that search the library's file for it.
 #define VEXASSL_PLATFORM_TAG "x64-gnu-linux64"
 
 namespace VexaSsl {
@@ -26,7 +25,7 @@ inline constexpr DWORD VOS__WINDOWS32 = 4;
 inline constexpr DWORD VFT_APP = 1;
 inline constexpr DWORD VFT2_UNKNOWN = 0;
 
-// The part of a version record that is numbers.
+// The numeric part of a version record.
 struct VS_FIXEDFILEINFO {
     DWORD dwSignature = 0;
     DWORD dwStrucVersion = 0;

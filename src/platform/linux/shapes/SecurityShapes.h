@@ -1,6 +1,5 @@
-// The SSPI and Schannel types and constants that src/platform/contract/SecuritySupport.h is written
-// in, for a system without them. Names, field order and numbers are those of Microsoft's
-// documentation (sspi.h, schannel.h, winerror.h).
+// The SSPI and Schannel types and constants of src/platform/contract/SecuritySupport.h (sspi.h,
+// schannel.h, winerror.h).
 #pragma once
 
 #include "CryptoShapes.h" // IWYU pragma: export

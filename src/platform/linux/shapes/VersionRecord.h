@@ -1,8 +1,6 @@
-// How a shared object carries its version record where there are no resources: a section of the
-// file, read back from the file as a Windows resource is. The section is the head and, behind it, a
-// row of zero-terminated texts, key and value in turn, up to the size that the head tells.
-//
-// Plain data.
+// The version record of a shared object: a section of the file, which takes the role of a Windows
+// version resource. The section holds the header, then zero-terminated strings, key and value
+// alternately, up to the size in the header.
 #pragma once
 
 #include "ModuleShapes.h"
@@ -11,9 +9,9 @@
 
 namespace VexaSsl {
 
-struct VersionRecordHead {
+struct VersionRecordHeader {
     DWORD size = 0;            // of the whole record in bytes
-    char translation[12] = {}; // language and code page of the texts, as in their paths
+    char translation[12] = {}; // language and code page of the strings, as in their paths
     VS_FIXEDFILEINFO fixed;
 };
 

@@ -61,7 +61,7 @@ void fillEntry(WideEntry& entry, const addrinfo& narrow) {
     std::memcpy(&entry.address, narrow.ai_addr, narrow.ai_addrlen);
     entry.ai_addr = reinterpret_cast<sockaddr*>(&entry.address);
     if (narrow.ai_canonname != nullptr) {
-        entry.canonicalName = wideOfUtf8(narrow.ai_canonname);
+        entry.canonicalName = utf8ToWide(narrow.ai_canonname);
         entry.ai_canonname = entry.canonicalName.data();
     }
 }
@@ -82,9 +82,9 @@ ADDRINFOW* widen(const addrinfo* list) {
 
 int resolveWide(const wchar_t* node, const wchar_t* service, const ADDRINFOW* hints,
                 ADDRINFOW** result) {
-    const auto narrowNode = node != nullptr ? std::optional(utf8OfWide(node)) : std::nullopt;
+    const auto narrowNode = node != nullptr ? std::optional(wideToUtf8(node)) : std::nullopt;
     const auto narrowService =
-        service != nullptr ? std::optional(utf8OfWide(service)) : std::nullopt;
+        service != nullptr ? std::optional(wideToUtf8(service)) : std::nullopt;
     const auto systemHints = hints != nullptr ? std::optional(narrowHints(*hints)) : std::nullopt;
     addrinfo* narrow = nullptr;
     const int error = resolve(narrowNode ? narrowNode->c_str() : nullptr,
@@ -118,7 +118,7 @@ int copyName(const char* name, wchar_t* target, DWORD capacity) {
     if (target == nullptr || capacity == 0) {
         return 0;
     }
-    const std::wstring wide = wideOfUtf8(name);
+    const std::wstring wide = utf8ToWide(name);
     if (wide.size() >= capacity) {
         return WSAEFAULT;
     }

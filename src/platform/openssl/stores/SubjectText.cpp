@@ -45,7 +45,7 @@ std::wstring attributeText(const X509_NAME_ENTRY* attribute) {
         return {};
     }
     const BytesPointer owner(bytes);
-    return linux::wideOfUtf8(
+    return linux::utf8ToWide(
         {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)});
 }
 

@@ -51,7 +51,7 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
     const bool isText = std::all_of(units.begin(), units.end(), [](wchar_t unit) {
         return linux::isScalarValue(static_cast<char32_t>(unit));
     });
-    std::string name = isText ? linux::utf8OfWide(units) : std::string();
+    std::string name = isText ? linux::wideToUtf8(units) : std::string();
     // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
     if (name.ends_with('.')) {
         name.pop_back();

@@ -25,7 +25,7 @@ Terminal::~Terminal() {
 }
 
 void Terminal::writeLine(const std::wstring& text) const {
-    const std::string bytes = linux::utf8OfWide(text) + '\n';
+    const std::string bytes = linux::wideToUtf8(text) + '\n';
     std::size_t written = 0;
     while (written < bytes.size()) {
         const ssize_t taken = write(descriptor, bytes.data() + written, bytes.size() - written);
