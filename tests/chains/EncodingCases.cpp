@@ -188,6 +188,8 @@ std::vector<EncodingCase> lengthCases() {
 
 std::vector<EncodingCase> fieldCases() {
     const Answer wrongTime{SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_EXPIRED), "leaf"};
+    // Since version 3.3 OpenSSL doesn't read what is too short for a time.
+    const Answer tooShort = OPENSSL_VERSION_PREREQ(3, 3) ? unreadable : wrongTime;
     const auto times = [](const Der& first, const Der& last) {
         return Chain().validity(sequence({first, last}));
     };
@@ -220,12 +222,12 @@ std::vector<EncodingCase> fieldCases() {
         {"time of the thirteenth month", times(time("20201301000000Z"), day(10)), wrongTime},
         {"time of the thirtieth of February", times(day(-10), time("20990230000000Z")), wrongTime},
         {"time of the 25th hour", times(day(-10), time("20990101250000Z")), wrongTime},
-        {"time without a zone", times(day(-10), time("20990101000000")), wrongTime},
+        {"time without a zone", times(day(-10), time("20990101000000")), tooShort},
         {"time with an offset", times(day(-10), time("20990101000000+0100")), wrongTime},
         {"time with a fraction", times(day(-10), time("20990101000000.5Z")), wrongTime},
-        {"time in short without seconds", times(shortTime("2001010000Z"), day(10)), wrongTime},
-        {"empty time", times(day(-10), time("")), wrongTime},
-        {"time in words", times(day(-10), time("tomorrow")), wrongTime},
+        {"time in short without seconds", times(shortTime("2001010000Z"), day(10)), tooShort},
+        {"empty time", times(day(-10), time("")), tooShort},
+        {"time in words", times(day(-10), time("tomorrow")), tooShort},
         {"time with a zero inside", times(day(-10), time("2099010100000\0Z"s)), wrongTime},
         {"time with a sign", times(day(-10), time("-0990101000000Z")), wrongTime},
         {"time as a number", times(day(-10), integer(5)), unreadable},
