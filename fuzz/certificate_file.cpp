@@ -73,7 +73,8 @@ void requireFaults(const std::vector<tool::Fault>& faults) {
 
 void requireExplained(const tool::CertificateChain& chain) {
     const tool::ChainExplanation explained = tool::explainChain(
-        chain, {.purposes = {true, false}, .name = "localhost", .at = tool::Moment{1'800'000'000}});
+        chain,
+        {.purposes = {true, false}, .name = "localhost", .at = tool::UtcTime{1'800'000'000}});
     require(explained.certificates.size() >= chain.certificates.size(),
             "every certificate at hand is known");
     for (const tool::PurposeVerdict& verdict : explained.purposes) {

@@ -2,7 +2,7 @@
 // periods that the tool's arguments name. The first line of the input is a name.
 #include "Harness.h"
 
-#include "certificates/Moment.h"
+#include "certificates/UtcTime.h"
 #include "common/ExitStatus.h"
 #include "common/HostNetwork.h"
 #include "platform/linux/base/HostName.h"
@@ -31,9 +31,9 @@ void readArguments(const std::string& text) {
                 "an endpoint is read as it is shown");
     });
     readArgument([&] {
-        const tool::Moment moment = tool::parseMoment(text);
+        const tool::UtcTime moment = tool::parseUtcTime(text);
         require(text.starts_with('+') ||
-                    tool::parseMoment(tool::momentForScripts(moment)) == moment,
+                    tool::parseUtcTime(tool::utcTextForScripts(moment)) == moment,
                 "a moment is read as it is shown");
     });
     readArgument([&] { require(tool::parseDays(text) >= 0, "a period doesn't run backwards"); });

@@ -1,7 +1,7 @@
 // A request to the tool's page. It comes in pieces and is answered as soon as its head is whole.
 #include "Harness.h"
 
-#include "serve/WebAnswer.h"
+#include "serve/HttpResponse.h"
 
 #include <algorithm>
 
@@ -32,7 +32,7 @@ void requireAnswer(std::string_view answer, std::string_view head) {
                 [](unsigned char c) { return c == '\r' || c == '\n' || (c >= 0x20 && c < 0x7F); }),
             "an answer is printable");
     const auto tags = std::count(body.begin(), body.end(), '<');
-    static const std::string plain = tool::answerRequest("GET / HTTP/1.1\r\n\r\n", {});
+    static const std::string plain = tool::httpResponse("GET / HTTP/1.1\r\n\r\n", {});
     require(!isPage || isHead || tags == std::count(plain.begin(), plain.end(), '<'),
             "a request adds no tag to the page");
 }
@@ -44,8 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t headSize = tool::requestHeadSize(request);
     require(headSize <= request.size(), "a head is part of the request");
     // Also what is no whole head: whoever asks may have closed.
-    requireAnswer(tool::answerRequest(request.substr(0, headSize), {}), request);
-    requireAnswer(tool::answerRequest(request, {}), request);
+    requireAnswer(tool::httpResponse(request.substr(0, headSize), {}), request);
+    requireAnswer(tool::httpResponse(request, {}), request);
     for (std::size_t i = 0; headSize != 0 && i < std::min<std::size_t>(headSize, 64); ++i) {
         require(tool::requestHeadSize(request.substr(0, headSize - 1 - i)) == 0,
                 "a head isn't whole before its last byte");

@@ -8,8 +8,8 @@
 #include "Harness.h"
 #include "VexaSsl/IOtlsProvider.h"
 #include "common/ExitStatus.h"
-#include "starttls/Agreements.h"
-#include "starttls/SmtpService.h"
+#include "starttls/Protocols.h"
+#include "starttls/SmtpServer.h"
 
 #include <algorithm>
 #include <chrono>
@@ -34,7 +34,7 @@ Ending agree(const std::string& protocol, std::string_view server, std::string_v
     wire.pieceSizes = pieceSizes;
     Ending ending;
     try {
-        tool::agreeOn(protocol, wire, fuzz::Wire::socket);
+        tool::requestTls(protocol, wire, fuzz::Wire::socket);
     } catch (const tool::Failure& failure) {
         ending.refusal = failure.what();
         require(failure.status == tool::ExitStatus::Handshake, "a refusal is one of the protocol");
@@ -131,13 +131,13 @@ void serveMail(std::string_view client, std::string_view pieceSizes, bool switch
     wire.incoming = client;
     wire.pieceSizes = pieceSizes;
     wire.sendLimit = 5;
-    tool::SmtpService service(wire, fuzz::Wire::socket, guard, [&wire] {
+    tool::SmtpServer service(wire, fuzz::Wire::socket, guard, [&wire] {
         return tool::makeBlockingReceiver(wire, fuzz::Wire::socket, tool::Passing::AsConfigured);
     });
     const auto end =
         service.run([&wire](const tool::Envelope& mail) { requireEnvelope(mail, wire); });
-    require(end != tool::SmtpService::End::Lost, "a connection that works isn't lost");
-    require(end != tool::SmtpService::End::NoSwitch || !switchSucceeds, "the switch is believed");
+    require(end != tool::SmtpServer::End::Lost, "a connection that works isn't lost");
+    require(end != tool::SmtpServer::End::NoSwitch || !switchSucceeds, "the switch is believed");
     requireAnswers(wire.written,
                    static_cast<std::size_t>(std::count(client.begin(), client.end(), '\n')));
 }
@@ -146,7 +146,7 @@ void serveMail(std::string_view client, std::string_view pieceSizes, bool switch
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
-    const std::vector<std::string> protocols = tool::agreementNames();
+    const std::vector<std::string> protocols = tool::startTlsProtocols();
     const std::size_t choice = input.byte() % (protocols.size() + 1);
     const bool switchSucceeds = input.byte() % 2 == 0;
     const std::string_view pieceSizes = input.takeTo('\xFF');

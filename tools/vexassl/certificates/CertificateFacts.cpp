@@ -93,8 +93,8 @@ CertificateFacts factsOf(PCCERT_CONTEXT certificate) {
     facts.subject = nameOf(certificate, CERT_NAME_RDN_TYPE, 0);
     facts.issuer = nameOf(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG);
     facts.names = CertificateInspector(unheard).getAllNames(certificate);
-    facts.notBefore = momentOf(certificate->pCertInfo->NotBefore);
-    facts.notAfter = momentOf(certificate->pCertInfo->NotAfter);
+    facts.notBefore = utcTimeOf(certificate->pCertInfo->NotBefore);
+    facts.notAfter = utcTimeOf(certificate->pCertInfo->NotAfter);
     readUsages(certificate, facts);
     facts.thumbprint = hashOf(certificate, CERT_SHA1_HASH_PROP_ID);
     facts.sha256 = hashOf(certificate, CERT_SHA256_HASH_PROP_ID);
@@ -162,7 +162,7 @@ std::vector<std::string> factLines(const CertificateFacts& facts) {
         "subject     " + shownName(facts.subject),
         "issuer      " + shownName(facts.issuer),
         "names       " + shownNames(facts.names),
-        "valid       " + momentText(facts.notBefore) + " to " + momentText(facts.notAfter),
+        "valid       " + utcText(facts.notBefore) + " to " + utcText(facts.notAfter),
         "usages      " + shownUsages(facts),
         "thumbprint  " + facts.thumbprint,
     };
@@ -177,8 +177,8 @@ void addFacts(JsonLine& line, const CertificateFacts& facts) {
         .text("subject", facts.subject)
         .text("issuer", facts.issuer)
         .list("names", facts.names)
-        .text("notBefore", momentForScripts(facts.notBefore))
-        .text("notAfter", momentForScripts(facts.notAfter));
+        .text("notBefore", utcTextForScripts(facts.notBefore))
+        .text("notAfter", utcTextForScripts(facts.notAfter));
     if (facts.restricted) {
         line.list("usages", facts.usages);
     } else {

@@ -4,7 +4,7 @@
 // Plain values; any thread.
 #pragma once
 
-#include "certificates/Moment.h"
+#include "certificates/UtcTime.h"
 #include "common/JsonLine.h"
 
 #include <string>
@@ -18,8 +18,8 @@ struct CertificateFacts {
     std::wstring subject; // "CN=one, O=two"
     std::wstring issuer;
     std::vector<std::wstring> names; // DNS names
-    Moment notBefore = 0;
-    Moment notAfter = 0;
+    UtcTime notBefore = 0;
+    UtcTime notAfter = 0;
     bool restricted = false;         // it has the extension that lists usages; without it, any
     std::vector<std::string> usages; // object identifiers
     std::string thumbprint;          // SHA-1 as Windows' consoles show it, in hexadecimal

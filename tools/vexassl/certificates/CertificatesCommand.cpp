@@ -2,8 +2,8 @@
 
 #include "certificates/CertificatesOutput.h"
 #include "certificates/ConfiguredConnections.h"
-#include "certificates/Moment.h"
 #include "certificates/PersonalCertificates.h"
+#include "certificates/UtcTime.h"
 #include "common/CertificateFolder.h"
 #include "common/ConnectionOptions.h"
 #include "common/UnusedFiles.h"
@@ -38,9 +38,9 @@ std::vector<RoleChoice> choicesOf(const CertificatesOptions& options,
 // The places of the certificates that the user wants to see.
 std::vector<std::size_t> wantedPlaces(const CertificatesOptions& options,
                                       const std::vector<PersonalCertificate>& all) {
-    const std::optional<Moment> horizon =
+    const std::optional<UtcTime> horizon =
         options.expiring.empty() ? std::nullopt
-                                 : std::optional(currentMoment() + parseDays(options.expiring));
+                                 : std::optional(currentTime() + parseDays(options.expiring));
     const bool forServer = options.usableFor == "server";
     std::vector<std::size_t> places;
     for (std::size_t i = 0; i < all.size(); ++i) {

@@ -47,11 +47,11 @@ std::string trustLine(const PersonalCertificate& certificate, bool forServer) {
 }
 
 std::string expiryNote(const CertificateFacts& facts) {
-    const Moment now = currentMoment();
+    const UtcTime now = currentTime();
     if (now > facts.notAfter) {
         return " (expired)";
     }
-    constexpr Moment day = Moment{24} * 60 * 60;
+    constexpr UtcTime day = UtcTime{24} * 60 * 60;
     return " (" + std::to_string((facts.notAfter - now) / day) + " days left)";
 }
 

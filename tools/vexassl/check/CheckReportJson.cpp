@@ -57,7 +57,7 @@ public:
             addOrigin(line, option.origin);
             writeLine(line.str());
         }
-        for (const OwnSide& side : checked.sides) {
+        for (const CredentialTrial& side : checked.sides) {
             showSide(side);
         }
         for (const Finding& finding : checked.findings) {
@@ -74,7 +74,7 @@ private:
         if (!checked.iniFile.empty()) {
             line.text("ini", checked.iniFile);
         }
-        if (const FileTrace* store = checked.trace.storeFile()) {
+        if (const ParsedFile* store = checked.trace.storeFile()) {
             line.text("store", store->name());
         }
         if (!checked.trace.section().empty()) {
@@ -90,7 +90,7 @@ private:
         writeLine(line.str());
     }
 
-    static void showSide(const OwnSide& side) {
+    static void showSide(const CredentialTrial& side) {
         JsonLine line;
         line.text("type", "role")
             .text("role", side.isServer ? "server" : "client")

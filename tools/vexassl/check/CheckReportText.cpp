@@ -51,7 +51,7 @@ std::string stackText(const std::string& stack) {
     return stack == "plain" ? "plain text" : "none: a start is refused";
 }
 
-std::string sideText(const OwnSide& side) {
+std::string sideText(const CredentialTrial& side) {
     if (!side.usable) {
         return "no usable certificate: " + printableText(side.cause);
     }
@@ -59,7 +59,7 @@ std::string sideText(const OwnSide& side) {
         return "sends no certificate";
     }
     return shownTitle(*side.certificate) + " (names: " + shownNames(side.certificate->names) +
-           "; valid until " + momentText(side.certificate->notAfter) + "), its key can be used";
+           "; valid until " + utcText(side.certificate->notAfter) + "), its key can be used";
 }
 
 class ReportForPeople : public CheckReport {
@@ -106,7 +106,7 @@ private:
     void showSource(const CheckedConfiguration& checked) const {
         line("connection", shown(checked.connection));
         line("ini file", checked.iniFile.empty() ? "none" : printableText(checked.iniFile));
-        if (const FileTrace* store = checked.trace.storeFile()) {
+        if (const ParsedFile* store = checked.trace.storeFile()) {
             line("store", store->name() + " (" + place(checked.trace.storePath()) + ")");
         }
         if (!checked.trace.section().empty()) {
@@ -135,7 +135,7 @@ private:
 
     void showStart(const CheckedConfiguration& checked) const {
         line("start", stackText(checked.stack));
-        for (const OwnSide& side : checked.sides) {
+        for (const CredentialTrial& side : checked.sides) {
             line(side.isServer ? "as a server" : "as a client", sideText(side));
         }
     }

@@ -87,7 +87,7 @@ private:
 
     // The library went on with its defaults: the file read last was of no use.
     void tellFallback(const std::wstring& reason) {
-        const FileTrace& last = checked.trace.lastFile();
+        const ParsedFile& last = checked.trace.lastFile();
         std::string text = checked.trace.unfitness();
         std::string id = "unreadable-file";
         if (text.empty() && reason == L"Can't open config file") {
@@ -171,7 +171,7 @@ private:
         if (options.role != "both" && !isAsked(isServer)) {
             return;
         }
-        const OwnSide side = tryOwnSide(*config, isServer);
+        const CredentialTrial side = tryCredentials(*config, isServer);
         const std::string role = isServer ? "as a server: " : "as a client: ";
         if (!side.usable && checked.stack != "plain") {
             add(isNeeded(isServer) ? Gravity::Error : Gravity::Note, "own-certificate",
@@ -222,15 +222,15 @@ private:
     void judgeDates(const CertificateFacts& certificate, const std::string& role, bool needed) {
         const Gravity gravity = needed ? Gravity::Warning : Gravity::Note;
         const std::string which = role + "the certificate of [" + shownTitle(certificate) + "] is ";
-        if (certificate.notAfter < currentMoment()) {
+        if (certificate.notAfter < currentTime()) {
             add(gravity, "certificate-expired", which + "no longer valid");
-        } else if (certificate.notBefore > currentMoment()) {
+        } else if (certificate.notBefore > currentTime()) {
             add(gravity, "certificate-not-yet-valid", which + "not valid yet");
         }
     }
 
     // With the line that tells an administrator what to do, where the library has one.
-    static std::string causeText(const OwnSide& side) {
+    static std::string causeText(const CredentialTrial& side) {
         std::string text = printableText(side.cause);
         for (const LoggedLine& line : side.lines) {
             if (line.text.find(L"Probable cause: ") != std::wstring::npos) {

@@ -4,9 +4,9 @@
 // Threads: none of this is shared.
 #pragma once
 
-#include "certificates/OwnSide.h"
+#include "certificates/CredentialTrial.h"
+#include "check/CheckFindings.h"
 #include "check/EffectiveOptions.h"
-#include "check/Findings.h"
 
 #include <string>
 #include <vector>
@@ -29,7 +29,7 @@ struct CheckedConfiguration {
     ConfigurationTrace trace;
     std::vector<EffectiveOption> options;
     std::string stack; // "tls", "opportunistic", "plain"; empty when a start is refused
-    std::vector<OwnSide> sides;
+    std::vector<CredentialTrial> sides;
     Findings findings;
 };
 

@@ -1,6 +1,6 @@
 #include "check/ConfigurationTrace.h"
 
-#include "check/StoreReview.h"
+#include "check/UnreadSettings.h"
 #include "common/Text.h"
 #include "config/Vocabulary.h"
 
@@ -61,10 +61,10 @@ bool ConfigurationTrace::isDefaultEntry() const {
     return entriesAsked > 1 && !sectionName.empty();
 }
 
-ConfigurationTrace::Origin ConfigurationTrace::origin(const FileTrace* file,
+ConfigurationTrace::Origin ConfigurationTrace::origin(const ParsedFile* file,
                                                       const std::wstring& section,
                                                       const std::wstring& key) const {
-    const FileTrace::Entry* known = file == nullptr ? nullptr : file->findEntry(section, key);
+    const ParsedFile::Entry* known = file == nullptr ? nullptr : file->findEntry(section, key);
     if (known == nullptr) {
         return {};
     }
@@ -98,7 +98,7 @@ Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
     Findings findings = iniFindings(sameFile).told();
     if (files.size() == 2 && lastFileWasRead) {
         FindingList list = files[1].findings();
-        reviewStore(files[1], sameFile, list);
+        findUnreadInStore(files[1], sameFile, list);
         const Findings more = list.told();
         findings.insert(findings.end(), more.begin(), more.end());
     }
@@ -107,9 +107,9 @@ Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
 
 // The lines of a file that is its own store are told of once.
 FindingList ConfigurationTrace::iniFindings(bool isStoreToo) const {
-    const FileTrace& ini = files[0];
+    const ParsedFile& ini = files[0];
     FindingList findings = isStoreToo ? FindingList() : ini.findings();
-    reviewIniSection(ini, findings);
+    findUnreadInIniSection(ini, findings);
     if (files.size() == 2 && files[1].path().is_relative()) {
         std::error_code ignored;
         const auto here = std::filesystem::absolute(files[1].path(), ignored);

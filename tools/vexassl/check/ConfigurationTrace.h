@@ -4,8 +4,8 @@
 // Threads: none of this is shared.
 #pragma once
 
-#include "check/FileTrace.h"
-#include "check/Findings.h"
+#include "check/CheckFindings.h"
+#include "check/ParsedFile.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -24,11 +24,11 @@ public:
                   const std::wstring& value) override;
 
     // Null when the reading didn't come so far.
-    const FileTrace* iniFile() const { return files.empty() ? nullptr : &files[0]; }
-    const FileTrace* storeFile() const { return files.size() < 2 ? nullptr : &files[1]; }
+    const ParsedFile* iniFile() const { return files.empty() ? nullptr : &files[0]; }
+    const ParsedFile* storeFile() const { return files.size() < 2 ? nullptr : &files[1]; }
 
     // The one that was read last; to be asked only when there is one.
-    const FileTrace& lastFile() const { return files.back(); }
+    const ParsedFile& lastFile() const { return files.back(); }
 
     // Where a value that a start took stands; an empty file means nowhere.
     struct Origin {
@@ -51,11 +51,11 @@ public:
     Findings findings(bool lastFileWasRead) const;
 
 private:
-    Origin origin(const FileTrace* file, const std::wstring& section,
+    Origin origin(const ParsedFile* file, const std::wstring& section,
                   const std::wstring& key) const;
     FindingList iniFindings(bool isStoreToo) const;
 
-    std::vector<FileTrace> files; // the ini file, then the store
+    std::vector<ParsedFile> files; // the ini file, then the store
     std::wstring sectionName;
     std::wstring entryName;
     std::size_t entriesAsked = 0;

@@ -5,8 +5,8 @@
 #pragma once
 
 #include "VexaSsl/IConfig.h"
+#include "check/CheckFindings.h"
 #include "check/ConfigurationTrace.h"
-#include "check/Findings.h"
 
 #include <string>
 #include <vector>

@@ -3,8 +3,8 @@
 #include "common/HostNetwork.h"
 #include "connect/ConnectReport.h"
 #include "connect/Conversation.h"
-#include "starttls/Agreements.h"
 #include "starttls/OtlsSwitch.h"
+#include "starttls/Protocols.h"
 
 #include <exception>
 #include <memory>
@@ -72,7 +72,7 @@ private:
     // The agreement and the handshake have one period together.
     void switchOver(SOCKET s, const Watchdog::Guard& guard) {
         try {
-            agreeOn(options.startTls, *strategy, s);
+            requestTls(options.startTls, *strategy, s);
         } catch (const Failure&) {
             if (guard.expired()) {
                 throw Failure(ExitStatus::TimedOut,
@@ -161,7 +161,7 @@ Command connectCommand() {
                  .value = "PROTOCOL",
                  .text = "Begin in the clear, ask the server for TLS in this protocol, and switch",
                  .target = &options->startTls,
-                 .words = agreementNames()},
+                 .words = startTlsProtocols()},
                 {"--send", "FILE",
                  "Send this file in the place of standard input; on a terminal it shows how far "
                  "it is",

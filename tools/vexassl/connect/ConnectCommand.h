@@ -12,7 +12,7 @@ namespace VexaSsl::tool {
 struct ConnectOptions {
     ConnectionOptions connection;
     std::string target;    // HOST:PORT
-    std::string startTls;  // one of agreementNames, or empty
+    std::string startTls;  // one of startTlsProtocols, or empty
     std::string sendFile;  // empty: standard input
     bool keepOpen = false; // the sending side, at the end of the input
     unsigned count = 1;

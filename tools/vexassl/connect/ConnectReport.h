@@ -7,7 +7,7 @@
 #include "common/ExitStatus.h"
 #include "common/ToolLog.h"
 #include "connect/ConnectionSummary.h"
-#include "connect/ConversationProgress.h"
+#include "connect/SendProgress.h"
 
 #include <optional>
 #include <string>

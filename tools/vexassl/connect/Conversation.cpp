@@ -3,7 +3,7 @@
 #include "common/ConnectionOptions.h"
 #include "common/ExitStatus.h"
 #include "common/HostNetwork.h"
-#include "common/Sending.h"
+#include "common/SendAll.h"
 #include "common/StandardStreams.h"
 
 #include <cstddef>

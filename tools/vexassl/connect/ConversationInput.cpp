@@ -73,7 +73,7 @@ public:
 
 private:
     std::ifstream file;
-    ConversationProgress progress;
+    SendProgress progress;
     std::uintmax_t given = 0;
     bool isBroken = false;
     std::atomic<bool> isCancelled = false;

@@ -3,7 +3,7 @@
 // Threads: one reader; cancel from any thread; hasMore when nobody reads any more.
 #pragma once
 
-#include "connect/ConversationProgress.h"
+#include "connect/SendProgress.h"
 
 #include <cstddef>
 #include <memory>

@@ -20,7 +20,7 @@ class Explainer {
 public:
     Explainer(const CertificateChain& examined, const ChainQuestion& asked)
         : chain(examined), question(asked) {
-        explanation.at = question.at.value_or(currentMoment());
+        explanation.at = question.at.value_or(currentTime());
         for (const CertificateHandle& certificate : chain.certificates) {
             know(certificate.get(), true);
         }

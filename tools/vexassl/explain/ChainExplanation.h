@@ -5,7 +5,7 @@
 #pragma once
 
 #include "certificates/CertificateFacts.h"
-#include "certificates/Moment.h"
+#include "certificates/UtcTime.h"
 #include "common/LogCollector.h"
 #include "explain/CertificateFile.h"
 #include "explain/ChainFaults.h"
@@ -20,7 +20,7 @@ namespace VexaSsl::tool {
 struct ChainQuestion {
     std::vector<bool> purposes = {true, false}; // true: for server authentication
     std::string name;                           // empty: no name is asked for
-    std::optional<Moment> at;                   // now if there is none
+    std::optional<UtcTime> at;                  // now if there is none
 };
 
 // A certificate that was at hand or that the platform added to a chain.
@@ -56,7 +56,7 @@ struct PurposeVerdict {
 };
 
 struct ChainExplanation {
-    Moment at = 0;
+    UtcTime at = 0;
     std::vector<KnownCertificate> certificates; // those at hand first, in their order
     std::vector<PurposeVerdict> purposes;
 

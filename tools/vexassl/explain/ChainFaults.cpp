@@ -21,11 +21,11 @@ bool isLeaf(const ChainPlace& place) {
 
 Fault timeFault(const ChainPlace& place) {
     if (place.at < place.facts.notBefore) {
-        return {"not-yet-valid", "it isn't valid before " + momentText(place.facts.notBefore),
+        return {"not-yet-valid", "it isn't valid before " + utcText(place.facts.notBefore),
                 "check the clock of this machine; if it is right, wait until then or have a "
                 "certificate issued that is valid now"};
     }
-    const std::string cause = "its validity ended at " + momentText(place.facts.notAfter);
+    const std::string cause = "its validity ended at " + utcText(place.facts.notAfter);
     if (isLeaf(place)) {
         return {
             "expired", cause,

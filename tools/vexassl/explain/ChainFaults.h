@@ -3,7 +3,7 @@
 #pragma once
 
 #include "certificates/CertificateFacts.h"
-#include "certificates/Moment.h"
+#include "certificates/UtcTime.h"
 #include "platform/contract/CryptoApi.h"
 
 #include <string>
@@ -24,7 +24,7 @@ struct ChainPlace {
     bool isLast;
     DWORD trustBits; // CERT_TRUST_
     bool forServer;
-    Moment at;
+    UtcTime at;
 };
 
 // Empty for a certificate that is well.

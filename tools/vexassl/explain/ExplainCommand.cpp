@@ -8,7 +8,7 @@
 #include "explain/ChainExplanation.h"
 #include "explain/ExplainOutput.h"
 #include "explain/PeerChain.h"
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <algorithm>
 #include <chrono>
@@ -33,7 +33,7 @@ ChainQuestion questionOf(const ExplainOptions& options) {
     }
     question.name = options.name;
     if (!options.at.empty()) {
-        question.at = parseMoment(options.at);
+        question.at = parseUtcTime(options.at);
     }
     return question;
 }
@@ -179,7 +179,7 @@ Flags explainFlags(ExplainOptions& options) {
          .value = "PROTOCOL",
          .text = "The server begins in the clear: ask for TLS in this protocol",
          .target = &options.startTls,
-         .words = agreementNames(),
+         .words = startTlsProtocols(),
          .needs = "target"},
         {.name = "--file",
          .value = "FILE",

@@ -10,7 +10,7 @@ namespace VexaSsl::tool {
 
 struct ExplainOptions {
     std::string target;   // HOST:PORT; of this and the next two exactly one
-    std::string startTls; // one of agreementNames for a target that begins in the clear
+    std::string startTls; // one of startTlsProtocols for a target that begins in the clear
     std::string file;
     std::string storeName; // found anywhere in a subject
     std::string name;      // empty: the host for a target, else none

@@ -34,7 +34,7 @@ public:
 
     void print() {
         writeLine((chain.number > 1 ? "\n" : "") + painter.paint(Colour::Bold, chain.title) +
-                  ", judged for " + momentText(explanation.at));
+                  ", judged for " + utcText(explanation.at));
         for (std::size_t i = 0; i < explanation.certificates.size(); ++i) {
             printCertificate(i);
         }
@@ -222,7 +222,7 @@ void printForPerson(const ExplainedChain& chain) {
 void printForScript(const ExplainedChain& chain) {
     writeLine(objectOf(chain, "chain")
                   .text("title", chain.title)
-                  .text("at", momentForScripts(chain.explanation.at))
+                  .text("at", utcTextForScripts(chain.explanation.at))
                   .str());
     for (std::size_t i = 0; i < chain.explanation.certificates.size(); ++i) {
         printCertificate(chain, i);

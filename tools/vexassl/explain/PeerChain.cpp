@@ -11,8 +11,8 @@
 #include "secure/NegotiationBuffer.h"
 #include "secure/NegotiationStep.h"
 #include "secure/SecurityContext.h"
-#include "starttls/Agreements.h"
 #include "starttls/OtlsSwitch.h"
+#include "starttls/Protocols.h"
 
 #include <functional>
 #include <memory>
@@ -218,7 +218,7 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
     connectAndTalk(*makeStrategy(log, L"False"), question,
                    [&](ISocketStrategy& strategy, SOCKET socket) {
                        if (!question.startTls.empty()) {
-                           agreeOn(question.startTls, strategy, socket);
+                           requestTls(question.startTls, strategy, socket);
                        }
                        Probe probe(strategy, socket,
                                    question.name.empty() ? question.target.host : question.name);
@@ -242,7 +242,7 @@ TriedConnection tryConnection(const PeerQuestion& question) {
     LogCollector log;
     TriedConnection tried;
     const auto switchOver = [&question](ISocketStrategy& strategy, SOCKET socket) {
-        agreeOn(question.startTls, strategy, socket);
+        requestTls(question.startTls, strategy, socket);
         switchToTls(strategy);
     };
     try {

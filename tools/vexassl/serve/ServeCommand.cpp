@@ -3,7 +3,7 @@
 #include "common/ProcessSetup.h"
 #include "common/StopSignal.h"
 #include "common/Text.h"
-#include "serve/LastResort.h"
+#include "serve/ForcedExit.h"
 #include "serve/Server.h"
 #include "starttls/OtlsSwitch.h"
 
@@ -112,7 +112,7 @@ ExitStatus runServe(const ServeOptions& asked) {
     // Before the other threads, which must leave the signals alone too.
     OwnedEvent stop;
     const StopSignal signals([&stop] { stop.set(); });
-    const LastResort lastResort(stop);
+    const ForcedExit forcedExit(stop);
     Watchdog watchdog;
     ServeReport report(printer, options.json);
     const Service service{options, configuration.config(), printer, report, watchdog};

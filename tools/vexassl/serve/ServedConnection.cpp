@@ -1,8 +1,8 @@
 #include "serve/ServedConnection.h"
 
-#include "common/Sending.h"
+#include "common/SendAll.h"
 #include "common/Text.h"
-#include "starttls/SmtpService.h"
+#include "starttls/SmtpServer.h"
 
 #include <cstddef>
 #include <exception>
@@ -111,20 +111,20 @@ void ServedConnection::serveMail(Watchdog::Guard& guard) {
     // No switch without a name that was resolved through the stack, on a server too.
     AddressList found;
     strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
-    SmtpService session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
+    SmtpServer session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
     switch (session.run([this](const Envelope& mail) { service.report.message(number, mail); })) {
-    case SmtpService::End::Well:
+    case SmtpServer::End::Well:
         closeBehindAnswer(session.currentReceiver());
         break;
-    case SmtpService::End::Refused:
+    case SmtpServer::End::Refused:
         report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
         closeBehindAnswer(session.currentReceiver());
         break;
-    case SmtpService::End::NoSwitch:
+    case SmtpServer::End::NoSwitch:
         reportHandshake(guard);
         break;
-    case SmtpService::End::Closed:
-    case SmtpService::End::Lost:
+    case SmtpServer::End::Closed:
+    case SmtpServer::End::Lost:
         reportEnd(session.streamEnd(), guard);
         break;
     }
@@ -160,8 +160,8 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
     }
     const bool isTooLong = headSize == 0 || headSize > maximumRequestHead;
     const std::string answer =
-        isTooLong ? answerTooLong()
-                  : answerRequest(std::string_view(received).substr(0, headSize), facts());
+        isTooLong ? httpHeadTooLong()
+                  : httpResponse(std::string_view(received).substr(0, headSize), facts());
     guard.restart();
     if (!sendAll(*strategy, socket.get(), answer)) {
         reportEnd(StreamEnd::Lost, guard);

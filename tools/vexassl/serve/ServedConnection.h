@@ -15,8 +15,8 @@
 #include "common/HostNetwork.h"
 #include "common/Receiver.h"
 #include "common/Watchdog.h"
+#include "serve/HttpResponse.h"
 #include "serve/ServeReport.h"
-#include "serve/WebAnswer.h"
 
 #include <array>
 #include <atomic>

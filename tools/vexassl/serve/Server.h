@@ -7,7 +7,7 @@
 #include "common/HostNetwork.h"
 #include "common/OwnedEvent.h"
 #include "serve/ServedConnection.h"
-#include "serve/TroubleReport.h"
+#include "serve/ThrottledMessages.h"
 
 #include <list>
 #include <memory>
@@ -60,7 +60,7 @@ private:
     OwnedEvent acceptCompleted;
     OwnedEvent connectionEnded;
     ToolLog log;
-    TroubleReport trouble;
+    ThrottledMessages trouble;
     std::unique_ptr<ISocketStrategy> plain; // for waiting on the listener
     std::unique_ptr<ServedConnection> pending;
     std::list<std::unique_ptr<ServedConnection>> connections;

@@ -16,10 +16,10 @@
 
 namespace VexaSsl::tool {
 
-class ClearDialog {
+class CleartextDialog {
 public:
     // protocol: for the lines to the user.
-    ClearDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol);
+    CleartextDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol);
 
     void send(std::string_view bytes);
     // The next line, without its end.

@@ -1,4 +1,4 @@
-#include "serve/TroubleReport.h"
+#include "serve/ThrottledMessages.h"
 #include <chrono>
 #include <cstddef>
 #include <string>
@@ -14,7 +14,7 @@ constexpr std::size_t mostTexts = 100;
 
 } // namespace
 
-void TroubleReport::tell(const std::string& text) {
+void ThrottledMessages::tell(const std::string& text) {
     const auto now = Clock::now();
     const auto before = told.find(text);
     if (before != told.end() && now - before->second < quietTime) {

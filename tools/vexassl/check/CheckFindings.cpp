@@ -1,4 +1,4 @@
-#include "check/Findings.h"
+#include "check/CheckFindings.h"
 
 #include <algorithm>
 #include <cstddef>

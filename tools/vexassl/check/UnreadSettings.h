@@ -4,8 +4,8 @@
 // Stateless; any thread.
 #pragma once
 
-#include "check/FileTrace.h"
-#include "check/Findings.h"
+#include "check/CheckFindings.h"
+#include "check/ParsedFile.h"
 
 #include <optional>
 #include <string>
@@ -16,10 +16,10 @@ namespace VexaSsl::tool {
 std::optional<std::wstring> nearestOption(const std::wstring& name);
 
 // The section of an ini file that points to the store.
-void reviewIniSection(const FileTrace& ini, FindingList& findings);
+void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings);
 
 // The connection names of a store and the sections they lead to. isIniFileToo: its section that
 // points to a store is then in use.
-void reviewStore(const FileTrace& store, bool isIniFileToo, FindingList& findings);
+void findUnreadInStore(const ParsedFile& store, bool isIniFileToo, FindingList& findings);
 
 } // namespace VexaSsl::tool

@@ -1,8 +1,8 @@
-#include "starttls/ClearDialog.h"
+#include "starttls/CleartextDialog.h"
 
 #include "common/ExitStatus.h"
 #include "common/HostNetwork.h"
-#include "common/Sending.h"
+#include "common/SendAll.h"
 #include "common/Text.h"
 
 #include <cstddef>
@@ -22,17 +22,17 @@ constexpr std::size_t longestQuote = 160;
 
 } // namespace
 
-ClearDialog::ClearDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol)
+CleartextDialog::CleartextDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol)
     : strategy(borrowedStrategy), socket(s), protocolName(std::move(protocol)),
       receiver(makeBlockingReceiver(strategy, s, Passing::Clear)), reader(*receiver) {}
 
-void ClearDialog::send(std::string_view bytes) {
+void CleartextDialog::send(std::string_view bytes) {
     if (!sendAll(strategy, socket, bytes)) {
         refuse("connection lost before TLS: " + socketErrorText(platform::WSAGetLastError()));
     }
 }
 
-std::string ClearDialog::readLine() {
+std::string CleartextDialog::readLine() {
     if (++lines > mostLines) {
         refuse("the server talks without end before TLS");
     }
@@ -45,27 +45,27 @@ std::string ClearDialog::readLine() {
     return line;
 }
 
-std::string ClearDialog::readBytes(std::size_t count) {
+std::string CleartextDialog::readBytes(std::size_t count) {
     std::string bytes;
     judge(reader.readBytes(count, bytes));
     return bytes;
 }
 
-void ClearDialog::refuse(const std::string& reason, std::string_view answer) const {
+void CleartextDialog::refuse(const std::string& reason, std::string_view answer) const {
     refuse(reason + " [" + printableText(answer.substr(0, longestQuote)) + "]");
 }
 
-void ClearDialog::refuse(const std::string& reason) const {
+void CleartextDialog::refuse(const std::string& reason) const {
     throw Failure(ExitStatus::Handshake, protocolName + ": " + reason);
 }
 
-void ClearDialog::expectNothingMore() const {
+void CleartextDialog::expectNothingMore() const {
     if (reader.holdsSurplus()) {
         refuse("the server sent clear text behind its agreement to TLS");
     }
 }
 
-void ClearDialog::judge(BufferedReader::Outcome outcome) const {
+void CleartextDialog::judge(BufferedReader::Outcome outcome) const {
     switch (outcome) {
     case BufferedReader::Outcome::Well:
         return;

@@ -12,9 +12,9 @@
 
 namespace VexaSsl::tool {
 
-class TroubleReport {
+class ThrottledMessages {
 public:
-    explicit TroubleReport(LinePrinter& errorPrinter) : printer(errorPrinter) {}
+    explicit ThrottledMessages(LinePrinter& errorPrinter) : printer(errorPrinter) {}
 
     void tell(const std::string& text);
 

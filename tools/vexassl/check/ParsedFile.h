@@ -5,7 +5,7 @@
 // Threads: none of this is shared.
 #pragma once
 
-#include "check/Findings.h"
+#include "check/CheckFindings.h"
 #include "config/IConfigurationObserver.h"
 #include "config/OptionMap.h"
 
@@ -21,7 +21,7 @@ namespace VexaSsl::tool {
 // A text out of a file for a message: in brackets, printable, cut when it is long.
 std::string quotedFileText(std::wstring_view text);
 
-class FileTrace {
+class ParsedFile {
 public:
     template <typename Value>
     using ByName =
@@ -39,7 +39,7 @@ public:
 
     // onlySection: the one section that is read of this file, so that the others are nobody's
     // business; empty when all are.
-    FileTrace(std::filesystem::path file, std::wstring onlySection);
+    ParsedFile(std::filesystem::path file, std::wstring onlySection);
 
     void readLine(const ReadLine& line);
 

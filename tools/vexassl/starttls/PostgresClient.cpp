@@ -1,4 +1,4 @@
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <string>
 #include <string_view>
@@ -16,7 +16,7 @@ constexpr std::string_view request = "\x00\x00\x00\x08\x04\xd2\x16\x2f"sv;
 
 // One byte is the answer: S for yes, N for no; an old server, or one that is in trouble, sends an
 // error message, which is not worth trusting and not read.
-void agreeOverPostgres(ClearDialog& dialog) {
+void requestTlsOverPostgres(CleartextDialog& dialog) {
     dialog.send(request);
     const std::string answer = dialog.readBytes(1);
     if (answer == "N") {

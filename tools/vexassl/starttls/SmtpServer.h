@@ -14,7 +14,7 @@
 
 namespace VexaSsl::tool {
 
-class SmtpService {
+class SmtpServer {
 public:
     enum class End {
         Well,     // the client said goodbye, or was told it
@@ -26,8 +26,8 @@ public:
     using MakeReceiver = std::function<std::unique_ptr<Receiver>()>;
 
     // receiverInTls: makes the receiver for the talk inside TLS; nothing may be posted before.
-    SmtpService(ISocketStrategy& borrowedStrategy, SOCKET s, Watchdog::Guard& connectionGuard,
-                MakeReceiver receiverInTls);
+    SmtpServer(ISocketStrategy& borrowedStrategy, SOCKET s, Watchdog::Guard& connectionGuard,
+               MakeReceiver receiverInTls);
 
     // taken: called for each message. Every line starts the guard's period anew, the switch has a
     // period of its own.

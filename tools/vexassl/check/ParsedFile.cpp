@@ -1,4 +1,4 @@
-#include "check/FileTrace.h"
+#include "check/ParsedFile.h"
 
 #include "common/Text.h"
 #include "config/ConfigFileParser.h"
@@ -56,14 +56,14 @@ std::string quotedFileText(std::wstring_view text) {
            (start.size() < text.size() ? "...]" : "]");
 }
 
-FileTrace::FileTrace(std::filesystem::path tracedFile, std::wstring theOnlySection)
+ParsedFile::ParsedFile(std::filesystem::path tracedFile, std::wstring theOnlySection)
     : file(std::move(tracedFile)), onlySection(std::move(theOnlySection)) {}
 
-std::string FileTrace::name() const {
+std::string ParsedFile::name() const {
     return printableText(pathText(file));
 }
 
-void FileTrace::readLine(const ReadLine& line) {
+void ParsedFile::readLine(const ReadLine& line) {
     noteCharacters(line);
     switch (line.meaning) {
     case LineMeaning::TooLong:
@@ -88,7 +88,7 @@ void FileTrace::readLine(const ReadLine& line) {
     }
 }
 
-void FileTrace::noteDropped(const ReadLine& line) {
+void ParsedFile::noteDropped(const ReadLine& line) {
     if (line.meaning == LineMeaning::TooLong) {
         add(line.number, "line-too-long",
             "a line of " + std::to_string(line.text.size()) +
@@ -102,7 +102,7 @@ void FileTrace::noteDropped(const ReadLine& line) {
 }
 
 // A header that comes again empties the section, as the parser does.
-void FileTrace::noteHeader(const ReadLine& line) {
+void ParsedFile::noteHeader(const ReadLine& line) {
     const std::wstring section(line.section);
     place = {line.number, section};
     regions.push_back({line.number, onlySection.empty() || sameWord(section, onlySection)});
@@ -120,7 +120,7 @@ void FileTrace::noteHeader(const ReadLine& line) {
     known->second = {line.number, section, {}};
 }
 
-void FileTrace::noteKeyAndValue(const ReadLine& line) {
+void ParsedFile::noteKeyAndValue(const ReadLine& line) {
     if (line.section.empty()) {
         noteKeyOutside(line);
         return;
@@ -137,7 +137,7 @@ void FileTrace::noteKeyAndValue(const ReadLine& line) {
     known->second = {line.number, key, std::wstring(line.value)};
 }
 
-void FileTrace::noteKeyOutside(const ReadLine& line) {
+void ParsedFile::noteKeyOutside(const ReadLine& line) {
     const std::wstring key(line.key);
     const bool beforeAnySection = place.headerLine == 0;
     if (!beforeAnySection && !matters(line.number) &&
@@ -160,7 +160,7 @@ void FileTrace::noteKeyOutside(const ReadLine& line) {
             " belongs to no section and is never read: " + reason);
 }
 
-void FileTrace::noteBlanksAround(const ReadLine& line) {
+void ParsedFile::noteBlanksAround(const ReadLine& line) {
     if (hasBlanksAround(line.key)) {
         add(line.number, "blanks-around-key",
             "the blanks around " + quotedFileText(line.key) + " belong to the name");
@@ -171,7 +171,7 @@ void FileTrace::noteBlanksAround(const ReadLine& line) {
     }
 }
 
-void FileTrace::noteCharacters(const ReadLine& line) {
+void ParsedFile::noteCharacters(const ReadLine& line) {
     const std::wstring_view text = line.text;
     const bool first = line.number == 1;
     if (first && text.starts_with(byteOrderMark)) {
@@ -198,13 +198,13 @@ void FileTrace::noteCharacters(const ReadLine& line) {
     }
 }
 
-void FileTrace::add(std::size_t line, const std::string& id, const std::string& text) {
+void ParsedFile::add(std::size_t line, const std::string& id, const std::string& text) {
     found.add({Gravity::Warning, id, text, name(), line, ExitStatus::Warnings});
 }
 
 // What stands before all sections is asked for only where the one section is missing: it may tell
 // why.
-bool FileTrace::matters(std::size_t line) const {
+bool ParsedFile::matters(std::size_t line) const {
     if (regions.empty() || line < regions.front().firstLine) {
         return onlySection.empty() || findSection(onlySection) == nullptr;
     }
@@ -215,7 +215,7 @@ bool FileTrace::matters(std::size_t line) const {
 }
 
 // Dropped lines come before the headers are known, so only here it shows where they stand.
-FindingList FileTrace::findings() const {
+FindingList ParsedFile::findings() const {
     FindingList result;
     for (const Finding& finding : found.all()) {
         if (finding.id == "key-outside-section" || finding.id == "blank-line-in-section" ||
@@ -226,13 +226,13 @@ FindingList FileTrace::findings() const {
     return result;
 }
 
-const FileTrace::Section* FileTrace::findSection(const std::wstring& section) const {
+const ParsedFile::Section* ParsedFile::findSection(const std::wstring& section) const {
     const auto known = sections.find(section);
     return known == sections.end() ? nullptr : &known->second;
 }
 
-const FileTrace::Entry* FileTrace::findEntry(const std::wstring& section,
-                                             const std::wstring& key) const {
+const ParsedFile::Entry* ParsedFile::findEntry(const std::wstring& section,
+                                               const std::wstring& key) const {
     const Section* known = findSection(section);
     if (known == nullptr) {
         return nullptr;
@@ -241,7 +241,7 @@ const FileTrace::Entry* FileTrace::findEntry(const std::wstring& section,
     return entry == known->entries.end() ? nullptr : &entry->second;
 }
 
-std::vector<const FileTrace::Section*> FileTrace::allSections() const {
+std::vector<const ParsedFile::Section*> ParsedFile::allSections() const {
     std::vector<const Section*> result;
     for (const auto& [key, section] : sections) {
         result.push_back(&section);

@@ -1,6 +1,6 @@
-#include "starttls/SmtpService.h"
+#include "starttls/SmtpServer.h"
 
-#include "common/Sending.h"
+#include "common/SendAll.h"
 #include "starttls/OtlsSwitch.h"
 
 #include <functional>
@@ -10,14 +10,14 @@
 
 namespace VexaSsl::tool {
 
-SmtpService::SmtpService(ISocketStrategy& borrowedStrategy, SOCKET s,
-                         Watchdog::Guard& connectionGuard, MakeReceiver receiverInTls)
+SmtpServer::SmtpServer(ISocketStrategy& borrowedStrategy, SOCKET s,
+                       Watchdog::Guard& connectionGuard, MakeReceiver receiverInTls)
     : strategy(borrowedStrategy), socket(s), guard(connectionGuard),
       makeReceiver(std::move(receiverInTls)),
       receiver(makeBlockingReceiver(strategy, s, Passing::Clear)),
       reader(std::make_unique<BufferedReader>(*receiver)) {}
 
-SmtpService::End SmtpService::run(const std::function<void(const Envelope&)>& taken) {
+SmtpServer::End SmtpServer::run(const std::function<void(const Envelope&)>& taken) {
     bool goesOn = perform(session.greeting());
     while (goesOn) {
         guard.restart();
@@ -26,7 +26,7 @@ SmtpService::End SmtpService::run(const std::function<void(const Envelope&)>& ta
     return end;
 }
 
-bool SmtpService::step(const std::function<void(const Envelope&)>& taken) {
+bool SmtpServer::step(const std::function<void(const Envelope&)>& taken) {
     const bool inContent = next == SmtpSession::Next::Content;
     std::string text;
     const auto outcome = inContent ? reader->readPiece(SmtpSession::longestLine, text)
@@ -49,7 +49,7 @@ bool SmtpService::step(const std::function<void(const Envelope&)>& taken) {
     return perform(answer);
 }
 
-bool SmtpService::perform(const SmtpSession::Answer& answer) {
+bool SmtpServer::perform(const SmtpSession::Answer& answer) {
     if (!sendAll(strategy, socket, answer.text)) {
         return stop(End::Lost);
     }
@@ -69,7 +69,7 @@ bool SmtpService::perform(const SmtpSession::Answer& answer) {
 }
 
 // Nothing that was received in the clear goes past this: the reader is a new one.
-bool SmtpService::startTls() {
+bool SmtpServer::startTls() {
     guard.restart();
     if (!switchToTls(strategy)) {
         return stop(End::NoSwitch);
@@ -81,7 +81,7 @@ bool SmtpService::startTls() {
     return true;
 }
 
-bool SmtpService::stop(End why) {
+bool SmtpServer::stop(End why) {
     end = why;
     return false;
 }

@@ -1,4 +1,4 @@
-#include "certificates/Moment.h"
+#include "certificates/UtcTime.h"
 
 #include "common/ExitStatus.h"
 
@@ -27,11 +27,11 @@ struct Parts {
     int year, month, day, hour, minute, second;
 };
 
-Parts partsOf(Moment moment) {
-    const std::chrono::sys_seconds time{std::chrono::seconds(moment)};
-    const auto midnight = std::chrono::floor<std::chrono::days>(time);
+Parts partsOf(UtcTime time) {
+    const std::chrono::sys_seconds seconds{std::chrono::seconds(time)};
+    const auto midnight = std::chrono::floor<std::chrono::days>(seconds);
     const std::chrono::year_month_day date(midnight);
-    const auto inDay = static_cast<int>((time - midnight).count());
+    const auto inDay = static_cast<int>((seconds - midnight).count());
     return {static_cast<int>(date.year()),
             static_cast<int>(static_cast<unsigned>(date.month())),
             static_cast<int>(static_cast<unsigned>(date.day())),
@@ -40,8 +40,8 @@ Parts partsOf(Moment moment) {
             inDay % 60};
 }
 
-std::string formatted(Moment moment, const char* form) {
-    const Parts parts = partsOf(moment);
+std::string formatted(UtcTime time, const char* form) {
+    const Parts parts = partsOf(time);
     char text[64] = {};
     std::snprintf(text, sizeof text, form, parts.year, parts.month, parts.day, parts.hour,
                   parts.minute, parts.second);
@@ -84,7 +84,7 @@ bool takeTimeOfDay(std::string_view& text, Parts& parts) {
     return hasMinutes && hasSeconds && parts.hour < 24 && parts.minute < 60 && parts.second < 60;
 }
 
-std::optional<Moment> momentOfDate(std::string_view text) {
+std::optional<UtcTime> utcTimeOfDate(std::string_view text) {
     Parts parts{};
     if (!takeDate(text, parts) || !takeTimeOfDay(text, parts) || !text.empty()) {
         return std::nullopt;
@@ -116,40 +116,40 @@ std::optional<std::int64_t> secondsOfDays(std::string_view text) {
 
 } // namespace
 
-Moment currentMoment() {
+UtcTime currentTime() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::floor<std::chrono::seconds>(now).count();
 }
 
-Moment momentOf(const FILETIME& time) {
+UtcTime utcTimeOf(const FILETIME& time) {
     const std::uint64_t units = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-    return static_cast<Moment>(units / unitsPerSecond) - secondsFrom1601To1970;
+    return static_cast<UtcTime>(units / unitsPerSecond) - secondsFrom1601To1970;
 }
 
-FILETIME fileTimeOf(Moment moment) {
-    const auto units = static_cast<std::uint64_t>(moment + secondsFrom1601To1970) * unitsPerSecond;
-    FILETIME time{};
-    time.dwLowDateTime = static_cast<DWORD>(units & 0xFFFFFFFF);
-    time.dwHighDateTime = static_cast<DWORD>(units >> 32);
-    return time;
+FILETIME fileTimeOf(UtcTime time) {
+    const auto units = static_cast<std::uint64_t>(time + secondsFrom1601To1970) * unitsPerSecond;
+    FILETIME result{};
+    result.dwLowDateTime = static_cast<DWORD>(units & 0xFFFFFFFF);
+    result.dwHighDateTime = static_cast<DWORD>(units >> 32);
+    return result;
 }
 
-std::string momentText(Moment moment) {
-    return formatted(moment, "%04d-%02d-%02d %02d:%02d:%02d UTC");
+std::string utcText(UtcTime time) {
+    return formatted(time, "%04d-%02d-%02d %02d:%02d:%02d UTC");
 }
 
-std::string momentForScripts(Moment moment) {
-    return formatted(moment, "%04d-%02d-%02dT%02d:%02d:%02dZ");
+std::string utcTextForScripts(UtcTime time) {
+    return formatted(time, "%04d-%02d-%02dT%02d:%02d:%02dZ");
 }
 
-Moment parseMoment(const std::string& text) {
+UtcTime parseUtcTime(const std::string& text) {
     if (text.starts_with('+')) {
         if (const auto seconds = secondsOfDays(std::string_view(text).substr(1))) {
-            return currentMoment() + *seconds;
+            return currentTime() + *seconds;
         }
     }
-    if (const auto moment = momentOfDate(text)) {
-        return *moment;
+    if (const auto time = utcTimeOfDate(text)) {
+        return *time;
     }
     throw Failure(ExitStatus::Usage, "[" + text +
                                          "] is no time: write 2026-11-21, 2026-11-21T05:10:00Z, or "

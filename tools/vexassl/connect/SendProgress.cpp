@@ -1,4 +1,4 @@
-#include "connect/ConversationProgress.h"
+#include "connect/SendProgress.h"
 
 #include "common/Terminal.h"
 
@@ -48,10 +48,10 @@ std::string progressText(std::uintmax_t gone, std::uintmax_t total,
     return text;
 }
 
-ConversationProgress::ConversationProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd)
+SendProgress::SendProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd)
     : total(totalSize), tell(std::move(tellAtTheEnd)), isShown(!tell && isTerminal(stderr)) {}
 
-void ConversationProgress::sent(std::uintmax_t bytes) {
+void SendProgress::sent(std::uintmax_t bytes) {
     gone = bytes;
     const auto now = Clock::now();
     if (now - lastShown >= pause) {
@@ -59,7 +59,7 @@ void ConversationProgress::sent(std::uintmax_t bytes) {
     }
 }
 
-void ConversationProgress::finish() {
+void SendProgress::finish() {
     if (tell) {
         tell(gone, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun));
     }
@@ -69,7 +69,7 @@ void ConversationProgress::finish() {
     }
 }
 
-void ConversationProgress::show(Clock::time_point now) {
+void SendProgress::show(Clock::time_point now) {
     lastShown = now;
     if (isShown) {
         std::fprintf(stderr, "%s%s", lineStart, progressText(gone, total, now - begun).c_str());

@@ -1,4 +1,4 @@
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <string>
 
@@ -6,7 +6,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-void expectOk(ClearDialog& dialog, const std::string& what) {
+void expectOk(CleartextDialog& dialog, const std::string& what) {
     const std::string line = dialog.readLine();
     if (!line.starts_with("+OK")) {
         dialog.refuse("expected " + what + " [+OK ...], got", line);
@@ -15,7 +15,7 @@ void expectOk(ClearDialog& dialog, const std::string& what) {
 
 } // namespace
 
-void agreeOverPop3(ClearDialog& dialog) {
+void requestTlsOverPop3(CleartextDialog& dialog) {
     expectOk(dialog, "a greeting");
     dialog.send("STLS\r\n");
     expectOk(dialog, "consent to STLS");

@@ -1,4 +1,4 @@
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -26,7 +26,7 @@ unsigned valueOf(char byte) {
 }
 
 // A length: one byte below 128, or the count of the bytes behind it with the top bit.
-std::size_t readLength(ClearDialog& dialog) {
+std::size_t readLength(CleartextDialog& dialog) {
     const unsigned first = valueOf(dialog.readBytes(1)[0]);
     if (first < 0x80) {
         return first;
@@ -53,7 +53,7 @@ std::string_view contentOf(std::string_view text) {
 
 } // namespace
 
-void agreeOverLdap(ClearDialog& dialog) {
+void requestTlsOverLdap(CleartextDialog& dialog) {
     dialog.send(request);
     if (dialog.readBytes(1)[0] != sequenceTag) {
         dialog.refuse("the server's answer is no LDAP message");

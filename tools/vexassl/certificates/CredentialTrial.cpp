@@ -1,4 +1,4 @@
-#include "certificates/OwnSide.h"
+#include "certificates/CredentialTrial.h"
 
 #include "certificates/CertificateStore.h"
 #include "config/SecureChannelOptions.h"
@@ -51,10 +51,10 @@ std::wstring causeOf(const std::vector<LoggedLine>& lines) {
 
 } // namespace
 
-OwnSide tryOwnSide(const IConfig& config, bool isServer) {
+CredentialTrial tryCredentials(const IConfig& config, bool isServer) {
     LogCollector log;
     const SecureChannelOptions options(log, config);
-    OwnSide side;
+    CredentialTrial side;
     side.isServer = isServer;
     side.choice = choiceName(options.certificateChoice(isServer));
     try {

@@ -1,4 +1,4 @@
-#include "check/StoreReview.h"
+#include "check/UnreadSettings.h"
 
 #include "config/NameList.h"
 #include "config/OptionChecks.h"
@@ -80,20 +80,20 @@ std::vector<std::wstring> readableOptions() {
 }
 
 // Of the lines.
-std::vector<const FileTrace::Entry*> inOrder(const FileTrace::Section& section) {
-    std::vector<const FileTrace::Entry*> entries;
+std::vector<const ParsedFile::Entry*> inOrder(const ParsedFile::Section& section) {
+    std::vector<const ParsedFile::Entry*> entries;
     for (const auto& [key, entry] : section.entries) {
         entries.push_back(&entry);
     }
     std::sort(
         entries.begin(), entries.end(),
-        [](const FileTrace::Entry* a, const FileTrace::Entry* b) { return a->line < b->line; });
+        [](const ParsedFile::Entry* a, const ParsedFile::Entry* b) { return a->line < b->line; });
     return entries;
 }
 
 class Review {
 public:
-    Review(const FileTrace& reviewedFile, FindingList& reviewFindings)
+    Review(const ParsedFile& reviewedFile, FindingList& reviewFindings)
         : file(reviewedFile), findings(reviewFindings) {}
 
     void warn(std::size_t line, const std::string& id, const std::string& text) {
@@ -102,21 +102,21 @@ public:
 
     // Marks the sections in use.
     void connections() {
-        const FileTrace::Section* all = file.findSection(Definition::ConnectionsSection);
+        const ParsedFile::Section* all = file.findSection(Definition::ConnectionsSection);
         if (all == nullptr) {
             warn(0, "no-connections",
                  "the store has no section [Connections], so no connection has any settings");
             return;
         }
-        for (const FileTrace::Entry* entry : inOrder(*all)) {
+        for (const ParsedFile::Entry* entry : inOrder(*all)) {
             connection(*entry);
         }
     }
 
     void options() {
-        for (const FileTrace::Section* section : file.allSections()) {
+        for (const ParsedFile::Section* section : file.allSections()) {
             if (used.contains(section->name)) {
-                for (const FileTrace::Entry* entry : inOrder(*section)) {
+                for (const ParsedFile::Entry* entry : inOrder(*section)) {
                     option(*section, *entry);
                 }
             }
@@ -124,7 +124,7 @@ public:
     }
 
     void unusedSections(bool isIniFileToo) {
-        for (const FileTrace::Section* section : file.allSections()) {
+        for (const ParsedFile::Section* section : file.allSections()) {
             const bool pointsToStore = sameWord(section->name, Definition::VexaSslSection);
             if (used.contains(section->name) ||
                 sameWord(section->name, Definition::ConnectionsSection) ||
@@ -141,7 +141,7 @@ public:
     }
 
 private:
-    void connection(const FileTrace::Entry& entry) {
+    void connection(const ParsedFile::Entry& entry) {
         used.insert(entry.value);
         if (Definition::ReservedConnectionNames.contains(entry.name)) {
             warn(entry.line, "reserved-name",
@@ -149,7 +149,7 @@ private:
                      " is reserved: its settings are not read, and it is not encrypted");
             return;
         }
-        const FileTrace::Section* section = file.findSection(entry.value);
+        const ParsedFile::Section* section = file.findSection(entry.value);
         if (section == nullptr) {
             warn(entry.line, "missing-section",
                  quotedFileText(entry.name) + " leads to the section " +
@@ -158,7 +158,7 @@ private:
                      "is encrypted");
             return;
         }
-        const FileTrace::Entry* use =
+        const ParsedFile::Entry* use =
             file.findEntry(entry.value, Definition::ConnectionOptions::UseEncryption);
         // The entry of Default serves other names too.
         const bool isInternal =
@@ -173,7 +173,7 @@ private:
         }
     }
 
-    void option(const FileTrace::Section& section, const FileTrace::Entry& entry) {
+    void option(const ParsedFile::Section& section, const ParsedFile::Entry& entry) {
         const std::string place = " in the section " + quotedFileText(section.name);
         if (Definition::FileUnreadableOptions.contains(entry.name)) {
             warn(entry.line, "internal-option",
@@ -193,7 +193,7 @@ private:
     }
 
     // Names are compared as they stand between the commas.
-    void clientNames(const FileTrace::Entry& entry) {
+    void clientNames(const ParsedFile::Entry& entry) {
         for (const std::wstring& name : splitNameList(entry.value)) {
             if (isBlank(name.front()) || isBlank(name.back()) || name.front() == L',') {
                 warn(entry.line, "odd-client-name",
@@ -205,7 +205,7 @@ private:
 
     static bool isBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
 
-    const FileTrace& file;
+    const ParsedFile& file;
     FindingList& findings;
     NameSet used;
     std::size_t unknownOptions = 0;
@@ -217,8 +217,8 @@ std::optional<std::wstring> nearestOption(const std::wstring& name) {
     return nearest(name, readableOptions());
 }
 
-void reviewIniSection(const FileTrace& ini, FindingList& findings) {
-    const FileTrace::Section* section = ini.findSection(Definition::VexaSslSection);
+void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings) {
+    const ParsedFile::Section* section = ini.findSection(Definition::VexaSslSection);
     if (section == nullptr) {
         return;
     }
@@ -233,7 +233,7 @@ void reviewIniSection(const FileTrace& ini, FindingList& findings) {
     }
 }
 
-void reviewStore(const FileTrace& store, bool isIniFileToo, FindingList& findings) {
+void findUnreadInStore(const ParsedFile& store, bool isIniFileToo, FindingList& findings) {
     Review review(store, findings);
     review.connections();
     review.options();

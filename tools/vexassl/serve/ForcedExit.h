@@ -12,15 +12,15 @@
 
 namespace VexaSsl::tool {
 
-class LastResort {
+class ForcedExit {
 public:
     // From stop on there are five seconds for the destructor to be called. Behind them a line on
     // stderr, if that takes it, and exit status 1 at once, without a destructor.
-    explicit LastResort(OwnedEvent& stop);
+    explicit ForcedExit(OwnedEvent& stop);
     // The good end has come.
-    ~LastResort();
-    LastResort(const LastResort&) = delete;
-    LastResort& operator=(const LastResort&) = delete;
+    ~ForcedExit();
+    ForcedExit(const ForcedExit&) = delete;
+    ForcedExit& operator=(const ForcedExit&) = delete;
 
 private:
     void watch() const;

@@ -1,4 +1,4 @@
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <string>
 
@@ -8,7 +8,7 @@ namespace {
 
 // Untagged lines come before the answer and are passed over. What the server says of its abilities
 // before TLS is worth nothing, so it is asked to switch and not for what it can do.
-void expectOk(ClearDialog& dialog, const std::string& tag) {
+void expectOk(CleartextDialog& dialog, const std::string& tag) {
     while (true) {
         const std::string line = dialog.readLine();
         if (line.starts_with(tag + " OK")) {
@@ -22,7 +22,7 @@ void expectOk(ClearDialog& dialog, const std::string& tag) {
 
 } // namespace
 
-void agreeOverImap(ClearDialog& dialog) {
+void requestTlsOverImap(CleartextDialog& dialog) {
     const std::string greeting = dialog.readLine();
     if (!greeting.starts_with("* OK")) {
         dialog.refuse("expected a greeting [* OK ...], got", greeting);

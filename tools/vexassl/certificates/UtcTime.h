@@ -9,21 +9,21 @@
 
 namespace VexaSsl::tool {
 
-using Moment = std::int64_t; // seconds since the beginning of 1970
+using UtcTime = std::int64_t; // seconds since the beginning of 1970
 
-Moment currentMoment();
-// A moment that the platform couldn't read is the beginning of 1601.
-Moment momentOf(const FILETIME& time);
-FILETIME fileTimeOf(Moment moment);
+UtcTime currentTime();
+// A time that the platform couldn't read is the beginning of 1601.
+UtcTime utcTimeOf(const FILETIME& time);
+FILETIME fileTimeOf(UtcTime time);
 
 // "2026-11-21 05:10:00 UTC"
-std::string momentText(Moment moment);
+std::string utcText(UtcTime time);
 // "2026-11-21T05:10:00Z"
-std::string momentForScripts(Moment moment);
+std::string utcTextForScripts(UtcTime time);
 
 // "2026-11-21", with or without a time of day ("2026-11-21 05:10", "2026-11-21T05:10:00Z"), or
 // "+30d" for so many days from now. Throws Failure (Usage).
-Moment parseMoment(const std::string& text);
+UtcTime parseUtcTime(const std::string& text);
 
 // "30d" in seconds. Throws Failure (Usage).
 std::int64_t parseDays(const std::string& text);

@@ -23,9 +23,9 @@ std::size_t requestHeadSize(std::string_view received);
 
 // The whole answer to a head: the page for GET, the same without it for HEAD, 405 for another
 // method, 400 for what is no HTTP/1 request line.
-std::string answerRequest(std::string_view head, const ConnectionFacts& facts);
+std::string httpResponse(std::string_view head, const ConnectionFacts& facts);
 
 // The answer to a head that is too long.
-std::string answerTooLong();
+std::string httpHeadTooLong();
 
 } // namespace VexaSsl::tool

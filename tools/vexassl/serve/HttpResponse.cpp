@@ -1,4 +1,4 @@
-#include "serve/WebAnswer.h"
+#include "serve/HttpResponse.h"
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -59,7 +59,7 @@ std::size_t requestHeadSize(std::string_view received) {
     return end == std::string_view::npos ? 0 : end + blankLine.size();
 }
 
-std::string answerRequest(std::string_view head, const ConnectionFacts& facts) {
+std::string httpResponse(std::string_view head, const ConnectionFacts& facts) {
     const std::string_view line = head.substr(0, head.find("\r\n"));
     const std::size_t methodEnd = line.find(' ');
     const std::size_t targetEnd = line.rfind(' ');
@@ -76,7 +76,7 @@ std::string answerRequest(std::string_view head, const ConnectionFacts& facts) {
     return answer("200 OK", page(shown), method == "GET");
 }
 
-std::string answerTooLong() {
+std::string httpHeadTooLong() {
     return refusal("431 Request Header Fields Too Large");
 }
 

@@ -15,10 +15,10 @@ namespace VexaSsl::tool {
 // Takes how many bytes have gone in all, and the time that they took.
 using TellSent = std::function<void(std::uintmax_t bytes, std::chrono::milliseconds taken)>;
 
-class ConversationProgress {
+class SendProgress {
 public:
     // tellAtTheEnd: called in the place of every writing, when it isn't empty.
-    ConversationProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd);
+    SendProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd);
 
     // So many bytes have gone. Writes now and then.
     void sent(std::uintmax_t bytes);

@@ -1,4 +1,4 @@
-#include "common/Sending.h"
+#include "common/SendAll.h"
 
 #include <algorithm>
 #include <cstddef>

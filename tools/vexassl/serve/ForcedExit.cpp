@@ -1,4 +1,4 @@
-#include "serve/LastResort.h"
+#include "serve/ForcedExit.h"
 
 #include "common/ExitStatus.h"
 
@@ -25,14 +25,14 @@ constexpr DWORD lineMilliseconds = 500;
 
 } // namespace
 
-LastResort::LastResort(OwnedEvent& stop) : stopRequested(stop), thread([this] { watch(); }) {}
+ForcedExit::ForcedExit(OwnedEvent& stop) : stopRequested(stop), thread([this] { watch(); }) {}
 
-LastResort::~LastResort() {
+ForcedExit::~ForcedExit() {
     ended.set();
     thread.join();
 }
 
-void LastResort::watch() const {
+void ForcedExit::watch() const {
     const HANDLE events[] = {ended.get(), stopRequested.get()};
     platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
     if (platform::WSAWaitForMultipleEvents(1, events, FALSE, patienceMilliseconds, FALSE) ==

@@ -1,4 +1,4 @@
-#include "starttls/Agreements.h"
+#include "starttls/Protocols.h"
 
 #include <algorithm>
 #include <cctype>
@@ -17,7 +17,7 @@ bool isWord(std::string_view text, std::string_view upperWord) {
 
 // A reply is lines "250-text" and a last one "250 text". Result: whether one of its texts begins
 // with the keyword.
-bool expectReply(ClearDialog& dialog, std::string_view code, std::string_view keyword = "") {
+bool expectReply(CleartextDialog& dialog, std::string_view code, std::string_view keyword = "") {
     bool found = false;
     while (true) {
         const std::string line = dialog.readLine();
@@ -37,7 +37,7 @@ bool expectReply(ClearDialog& dialog, std::string_view code, std::string_view ke
 } // namespace
 
 // The name in the greeting says who we are to no one: the server forgets it at the switch.
-void agreeOverSmtp(ClearDialog& dialog) {
+void requestTlsOverSmtp(CleartextDialog& dialog) {
     expectReply(dialog, "220");
     dialog.send("EHLO vexassl.invalid\r\n");
     if (!expectReply(dialog, "250", "STARTTLS")) {

@@ -15,7 +15,7 @@
 
 namespace VexaSsl::tool {
 
-struct OwnSide {
+struct CredentialTrial {
     bool isServer = false;
     bool usable = false;
     std::string choice; // "by-name", "any-suitable", "none", "user-interface"
@@ -26,6 +26,6 @@ struct OwnSide {
 };
 
 // The configuration's values must be good.
-OwnSide tryOwnSide(const IConfig& config, bool isServer);
+CredentialTrial tryCredentials(const IConfig& config, bool isServer);
 
 } // namespace VexaSsl::tool
