@@ -22,7 +22,7 @@ endif()
 add_library(vexassl_warnings INTERFACE)
 if(MSVC)
   target_compile_options(vexassl_warnings INTERFACE /W4)
-  # Sources are UTF-8, exceptions are the language's own, and __cplusplus tells the truth.
+  # Sources are UTF-8; C++ exceptions only; __cplusplus has the true value.
   add_compile_options(/utf-8 /EHsc /Zc:__cplusplus /permissive-)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
 else()
@@ -31,14 +31,13 @@ else()
   target_compile_options(vexassl_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 endif()
-# Not inside another project, whose compiler may know warnings that nobody has seen here.
+# Not inside another project, whose compiler may have other warnings.
 if(PROJECT_IS_TOP_LEVEL)
   target_compile_options(vexassl_warnings INTERFACE $<IF:$<BOOL:${MSVC}>,/WX,-Werror>)
 endif()
 
-# What makes a fault in shipped code hard to use against the host, for the libraries and the tool.
-# Builds for debugging and with a sanitizer do without: fortified calls need an optimised build, and
-# a sanitizer watches the same places.
+# Hardening of the libraries and the tool. Not in debug builds, since fortified calls need optimisation,
+# nor with a sanitizer, which checks the same errors.
 add_library(vexassl_hardening INTERFACE)
 if(NOT MSVC AND NOT VEXASSL_SANITIZE)
   target_compile_options(vexassl_hardening INTERFACE
@@ -51,8 +50,8 @@ if(NOT MSVC AND NOT VEXASSL_SANITIZE)
       -Wl,--high-entropy-va -Wl,--dynamicbase -Wl,--nxcompat)
   else()
     target_compile_options(vexassl_hardening INTERFACE -fstack-clash-protection)
-    # Shadow stacks are claimed, since what the C library adds to our code only calls and returns. The
-    # tracking of indirect branches can't be: its start-up code has no landing instructions.
+    # Shadow stacks are enabled: the code that the C library adds only calls and returns. Indirect branch
+    # tracking can't be, since the C library's start-up code has no endbr instructions.
     target_link_options(vexassl_hardening INTERFACE
       -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,separate-code -Wl,-z,text -Wl,-z,shstk)
   endif()
@@ -63,14 +62,13 @@ elseif(MSVC)
 endif()
 
 if(WIN32)
-  # The interface of Windows 10, without the macros that take common names. SECURITY_WIN32 is what
-  # sspi.h asks a program for.
+  # The interface of Windows 10, without the macros min and max. sspi.h requires SECURITY_WIN32.
   add_compile_definitions(_WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN
     SECURITY_WIN32)
 endif()
 
-option(VEXASSL_PRECOMPILE "Read the standard library's headers once for a whole target" OFF)
-# Nearly halves the time of a build. A build without it shows that each file includes what it uses.
+option(VEXASSL_PRECOMPILE "Precompile the headers of the standard library" OFF)
+# Nearly halves the build time. A build without it shows that each file includes what it uses.
 function(vexassl_precompile target)
   if(VEXASSL_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE <algorithm> <atomic> <filesystem> <fstream>
@@ -80,4 +78,4 @@ function(vexassl_precompile target)
 endfunction()
 
 set(VEXASSL_CERTIFICATE_FOLDER "/etc/vexassl/certificates" CACHE STRING
-  "Where the Linux binding looks for certificates until the host says otherwise")
+  "Default certificate folder of the Linux binding")

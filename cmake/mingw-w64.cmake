@@ -1,8 +1,8 @@
-# Cross-builds Windows programs with MinGW-w64 and runs their tests under Wine.
+# Cross-compiles for Windows with MinGW-w64 and runs the tests under Wine.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
-# The variant with threads of its own: the other lacks std::thread.
+# The variant with POSIX threads: the other one lacks std::thread.
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
@@ -13,14 +13,14 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The compiler's runtime goes into each program and library, so that nothing has to lie beside them.
+# The compiler's runtime is linked into each program and library, so no further DLL is needed.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static")
 
-# One Wine prefix for a build folder.
+# One Wine prefix for each build folder.
 set(CMAKE_CROSSCOMPILING_EMULATOR
   env WINEPREFIX=${CMAKE_BINARY_DIR}/wineprefix ${CMAKE_CURRENT_LIST_DIR}/../script/run-wine)
 
-# Packages of the build machine that serve here in a form of their own.
+# Packages of the build machine that can be used for Windows.
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/mingw-w64)

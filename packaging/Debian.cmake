@@ -1,10 +1,10 @@
-# What Debian's packages need beyond the files: names, dependencies, change log and copyright.
+# Metadata of the Debian packages: names, dependencies, change log and copyright.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The library needs its platform library, which is in the same package.
+# The platform library is in the same package.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
@@ -15,29 +15,29 @@ set(tool_package vexassl)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-# Without the system's authorities only those of the certificate folder are trusted.
+# Without the system's trust anchors only those of the certificate folder are trusted.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/triggers)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
   "A host does its socket work on an object with Winsock's operations.
-Whether plain sockets, TLS, or TLS switched on in mid-stream stand
-behind it is said by a file.")
+A configuration file chooses plain sockets, TLS, or TLS switched on in
+mid-stream for each connection.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION 
-  "Headers, the ready-made log, what CMake and pkg-config look for,
-the guides and the examples.")
+  "Headers, the ready-made log, files for CMake and pkg-config, guides and
+examples.")
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME ${tool_package})
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${library_package} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION 
-  "The companion tool serves and connects as a configuration says, checks
-configurations, lists certificates, and explains why a chain of
-certificates is or is not trusted. With the pages for administrators.")
+  "The companion tool serves and connects with a given configuration,
+checks configurations, lists certificates, and explains why a certificate
+chain is or is not trusted. Includes the documents for administrators.")
 
 # The change log in Debian's form and the copyright, for each package.
 string(TIMESTAMP date "%a, %d %b %Y 00:00:00 +0000" UTC)

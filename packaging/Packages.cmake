@@ -1,5 +1,5 @@
-# The packages that cpack makes: on Linux three for Debian (library, development files, tool), on
-# Windows one ZIP file with everything.
+# The packages that cpack creates: on Linux three Debian packages (library, development files, tool), on
+# Windows one ZIP file.
 set(CPACK_PACKAGE_NAME vexassl)
 set(CPACK_PACKAGE_VENDOR "VEXA")
 set(CPACK_PACKAGE_CONTACT "VexaSsl maintainers <maintainers@vexassl.example>")
@@ -13,7 +13,7 @@ set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/ReadableFolders.cmake)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME VexaSsl-${PROJECT_VERSION}-windows-x64)
-  # Its symbols lie beside the library already.
+  # The symbols are in a separate file already.
   set(CPACK_STRIP_FILES OFF)
   set(CPACK_MONOLITHIC_INSTALL ON)
 else()

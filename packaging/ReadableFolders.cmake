@@ -1,6 +1,5 @@
-# Run by cpack when the files lie where a package is made of them. Files get their permissions from the
-# rules of installation, but new folders those that are left to whoever calls cpack: with a strict
-# umask nobody but root could use what was installed.
+# Run by cpack before it creates a package. The install rules set the permissions of files, but those of
+# folders depend on the umask of the caller: with a strict one only root could use the package.
 file(GLOB_RECURSE folders LIST_DIRECTORIES true "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*")
 foreach(folder "${CPACK_TEMPORARY_INSTALL_DIRECTORY}" ${folders})
   if(IS_DIRECTORY "${folder}" AND NOT IS_SYMLINK "${folder}")

@@ -1,5 +1,5 @@
-# The build machine's headers of CLI11, which know no system. They are linked into a folder of their
-# own, since the rest of the folder they lie in is for another system.
+# The build machine's headers of CLI11, which are the same for all systems. A symbolic link in a separate
+# folder keeps the rest of /usr/include out of the search path.
 find_path(CLI11_SYSTEM_FOLDER CLI/CLI.hpp PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(CLI11 REQUIRED_VARS CLI11_SYSTEM_FOLDER)

@@ -1,5 +1,4 @@
-# GoogleTest built for the system that is built for, from the sources that Debian's package
-# "googletest" brings.
+# GoogleTest, built for the target system from the sources in Debian's package "googletest".
 find_path(GTest_SOURCES googletest/CMakeLists.txt PATHS /usr/src/googletest
   NO_CMAKE_FIND_ROOT_PATH)
 include(FindPackageHandleStandardArgs)

@@ -17,7 +17,7 @@ namespace VexaSsl::test {
 class Thinning {
 public:
     explicit Thinning(std::size_t usualStep)
-        : limit(most / static_cast<std::uint32_t>(sweepStep(usualStep * VEXASSL_DEARNESS))) {}
+        : limit(most / static_cast<std::uint32_t>(sweepStep(usualStep * VEXASSL_STEP_FACTOR))) {}
 
     bool takesNext() {
         constexpr std::uint32_t goldenSection = 2654435769U;
