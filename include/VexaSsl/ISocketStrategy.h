@@ -20,7 +20,8 @@
 //     socket. A failed handshake is logged, sets WSAECONNABORTED, and leaves the socket shut down
 //     but open.
 //   - WSAAccept and WSAConnect always fail, without setting an error code.
-//   - WSASend must have no overlapped arguments and WSARecv must have them.
+//   - WSASend must have neither an overlapped structure nor a completion routine, and WSARecv must
+//     have at least one of them.
 //   - Calling an operation that transfers data before a handshake has succeeded is undefined, as
 //     is completeWSARecv without a pending receive.
 //   - A failure in the TLS layer itself is logged. It may leave the error code of an earlier call.
@@ -100,9 +101,9 @@ public:
                         WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;
     // Posts a receive into several buffers. Returns 0, or SOCKET_ERROR (WSA_IO_PENDING: it is
-    // pending). With encryption only with an overlapped structure; the buffers are filled by
-    // completeWSARecv, not by the system, and must stay valid until then; bytesReceived and flags
-    // must not be null.
+    // pending). Encrypted: without an overlapped structure and a completion routine it fails with
+    // WSAEINVAL; a completion routine alone is accepted. The buffers are filled by completeWSARecv,
+    // not by the system, and must stay valid until then. bytesReceived and flags must not be null.
     virtual int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                         DWORD* flags, WSAOVERLAPPED* overlapped,
                         LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) = 0;

@@ -6,6 +6,16 @@
 //                                         VexaSsl/ISocketStrategy.h
 // and destroy them in the opposite order, before the library is unloaded.
 //
+// The other headers, in reading order:
+//   VexaSsl/Sockets.h            the types of the socket operations
+//   VexaPlatform/WinsockShapes.h the same on Linux
+//   VexaPlatform/HostSockets.h   on Linux: creating and closing sockets, waiting, last errors
+//   VexaPlatform/Certificates.h  on Linux: the certificate folder
+//   VexaSsl/IOtlsProvider.h      TLS switched on mid-stream
+//   VexaSsl/TextConversion.h     wide and narrow text
+//   VexaSsl/ModuleVersion.h, VexaSsl/VModuleVersion.h    the version of the loaded library
+//   VexaSsl/KelException.h       what a call of an abstract operation throws
+//
 // Conventions of all headers; a comment mentions only what differs:
 //   Ownership   A std::unique_ptr belongs to the caller. References and pointers are borrowed for
 //               the call. The one exception is ILog&: configurations and strategies keep it, so the

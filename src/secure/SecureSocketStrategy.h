@@ -2,9 +2,10 @@
 // socket work and holds at most one record, made by connect, accept or completeAcceptEx when the
 // handshake has succeeded; the next success replaces it.
 //
-// What the host sees of each operation is told in VexaSsl/ISocketStrategy.h. Every exception stops
-// in the operation and becomes an Error line and a failure value. An exception of the log itself,
-// met while that line is written, ends the process, as the operations are noexcept.
+// VexaSsl/ISocketStrategy.h documents each operation for the host. An exception ends in the
+// operation that throws it and becomes an Error line and a failure value. An exception of the log
+// while that line is written ends the process, because the operations are noexcept; so does any
+// exception of the log in AcceptEx, which logs outside of the guard.
 //
 // No operation closes the socket or tells the peer that the stream ends, the destructor included.
 // The data operations take for granted that a handshake has succeeded: they don't test record.
