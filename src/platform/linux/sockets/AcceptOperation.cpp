@@ -3,7 +3,7 @@
 #include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/OperationQueue.h"
 #include "platform/linux/sockets/SocketDescriptor.h"
-#include "platform/linux/sockets/SocketNotes.h"
+#include "platform/linux/sockets/SocketStates.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <fcntl.h>
@@ -18,18 +18,19 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// For its lifetime calls on fd return at once. The mode belongs to the socket, not to the call, so
-// whoever blocks in accept on fd must not trust it: OperationQueue::isNonBlocking waits this out.
-class NonBlockingMoment {
+// Makes fd non-blocking for the object's lifetime. The mode is a property of the socket, so another
+// thread's accept on fd sees it too. OperationQueue::isNonBlocking returns the host's mode: it
+// takes the lock that is held meanwhile.
+class ScopedNonBlocking {
 public:
-    explicit NonBlockingMoment(int socket) : fd(socket), flags(fcntl(socket, F_GETFL)) {
+    explicit ScopedNonBlocking(int fd) : fd(fd), flags(fcntl(fd, F_GETFL)) {
         if (changes()) {
             fcntl(fd, F_SETFL, flags | O_NONBLOCK);
         }
     }
-    NonBlockingMoment(const NonBlockingMoment&) = delete;
-    NonBlockingMoment& operator=(const NonBlockingMoment&) = delete;
-    ~NonBlockingMoment() {
+    ScopedNonBlocking(const ScopedNonBlocking&) = delete;
+    ScopedNonBlocking& operator=(const ScopedNonBlocking&) = delete;
+    ~ScopedNonBlocking() {
         if (changes()) {
             fcntl(fd, F_SETFL, flags);
         }
@@ -47,13 +48,13 @@ bool isReadable(int fd) {
     return poll(&entry, 1, 0) != 0; // a failure shows in accept
 }
 
-// A connection that is there, or none with error as errno; EAGAIN when there is none yet.
-Descriptor acceptPresent(int listener, int& error) {
+// Returns a pending connection; or none, and sets error to errno, EAGAIN when none is pending.
+Descriptor acceptPending(int listener, int& error) {
     error = EAGAIN;
     if (!isReadable(listener)) {
         return Descriptor{};
     }
-    const NonBlockingMoment moment(listener);
+    const ScopedNonBlocking nonBlocking(listener);
     for (;;) {
         Descriptor connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
         error = errno;
@@ -63,8 +64,8 @@ Descriptor acceptPresent(int listener, int& error) {
     }
 }
 
-// What the host has set on the socket that the connection replaces.
-void carryOver(int from, int to) {
+// Copies the blocking mode and the timeouts, which the host may have set on the accept socket.
+void copyHostOptions(int from, int to) {
     if (isNonBlocking(from)) {
         fcntl(to, F_SETFL, fcntl(to, F_GETFL) | O_NONBLOCK);
     }
@@ -79,31 +80,31 @@ void carryOver(int from, int to) {
 
 } // namespace
 
-AcceptOperation::AcceptOperation(int acceptSocket, const AcceptBuffer& outputBuffer)
-    : place(acceptSocket), output(outputBuffer) {}
+AcceptOperation::AcceptOperation(int acceptSocket, const AcceptBuffer& output)
+    : acceptSocket(acceptSocket), output(output) {}
 
 AcceptOperation::~AcceptOperation() {
-    if (placeQueue) {
-        placeQueue->endReservation();
+    if (acceptQueue) {
+        acceptQueue->endReservation();
     }
 }
 
-void AcceptOperation::hold(std::shared_ptr<OperationQueue> acceptQueue) {
-    placeQueue = std::move(acceptQueue);
+void AcceptOperation::setAcceptQueue(std::shared_ptr<OperationQueue> queue) {
+    acceptQueue = std::move(queue);
 }
 
 std::optional<TransferResult> AcceptOperation::attempt(int fd) {
     if (!isConnected) {
-        Descriptor connection = SocketNotes::instance().takeDeferred(fd);
+        Descriptor connection = SocketStates::instance().takeDeferred(fd);
         int error = 0;
         if (!connection) {
-            connection = acceptPresent(fd, error);
+            connection = acceptPending(fd, error);
         }
         if (!connection) {
             return error == EAGAIN ? std::nullopt
                                    : std::optional(TransferResult{winsockError(error), 0});
         }
-        if (const int failure = takePlace(connection.get())) {
+        if (const int failure = replaceAcceptSocket(connection.get())) {
             return TransferResult{failure, 0};
         }
         isConnected = true;
@@ -111,30 +112,30 @@ std::optional<TransferResult> AcceptOperation::attempt(int fd) {
     return output.dataLength == 0 ? TransferResult{} : attemptFirstData();
 }
 
-// Result: 0 or the number of the failure.
-int AcceptOperation::takePlace(int connection) const {
-    carryOver(place, connection);
-    while (dup3(connection, place, O_CLOEXEC) < 0) {
+// Returns 0 or a Winsock error code.
+int AcceptOperation::replaceAcceptSocket(int connection) const {
+    copyHostOptions(acceptSocket, connection);
+    while (dup3(connection, acceptSocket, O_CLOEXEC) < 0) {
         if (errno != EINTR && errno != EBUSY) {
             return winsockError(errno);
         }
     }
-    placeQueue->descriptorWasReplaced();
+    acceptQueue->descriptorWasReplaced();
     socklen_t length = output.localLength;
-    getsockname(place, reinterpret_cast<sockaddr*>(output.local()), &length);
+    getsockname(acceptSocket, reinterpret_cast<sockaddr*>(output.local()), &length);
     length = output.remoteLength;
-    getpeername(place, reinterpret_cast<sockaddr*>(output.remote()), &length);
+    getpeername(acceptSocket, reinterpret_cast<sockaddr*>(output.remote()), &length);
     return 0;
 }
 
 std::optional<TransferResult> AcceptOperation::attemptFirstData() const {
     const iovec buffer{output.memory, output.dataLength};
-    ReceiveOperation firstData({buffer}, 0);
-    return firstData.attempt(place);
+    ReceiveOperation receive({buffer}, 0);
+    return receive.attempt(acceptSocket);
 }
 
-pollfd AcceptOperation::awaited(int fd) const {
-    return {isConnected ? place : fd, POLLIN, 0};
+pollfd AcceptOperation::pollEntry(int fd) const {
+    return {isConnected ? acceptSocket : fd, POLLIN, 0};
 }
 
 } // namespace VexaSsl::linux

@@ -14,8 +14,8 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// The socket's SO_RCVTIMEO or SO_SNDTIMEO; zero when it has none.
-std::chrono::microseconds timeLimit(int fd, Direction direction) {
+// Returns the socket's SO_RCVTIMEO or SO_SNDTIMEO; zero when it has none.
+std::chrono::microseconds socketTimeout(int fd, Direction direction) {
     timeval limit{};
     socklen_t size = sizeof(limit);
     const int option = direction == Direction::receive ? SO_RCVTIMEO : SO_SNDTIMEO;
@@ -26,14 +26,14 @@ std::chrono::microseconds timeLimit(int fd, Direction direction) {
 }
 
 Deadline deadlineOf(int fd, Direction direction, Deadline::Clock::time_point start) {
-    const auto limit = timeLimit(fd, direction);
+    const auto limit = socketTimeout(fd, direction);
     const auto spent =
         std::chrono::duration_cast<std::chrono::microseconds>(Deadline::Clock::now() - start);
     return limit == limit.zero() ? Deadline::never() : Deadline::after(limit - spent);
 }
 
-// The steady clock as of the system's last tick, for a fifth of the price: nearly every call ends
-// without ever asking when it began.
+// The steady clock at the last tick. It takes a fifth of the time of an exact reading, and nearly
+// no call needs its start time.
 Deadline::Clock::time_point coarseNow() noexcept {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -43,16 +43,16 @@ Deadline::Clock::time_point coarseNow() noexcept {
 
 } // namespace
 
-BlockingCall::BlockingCall(int socket, Direction way) noexcept
-    : fd(socket), direction(way), start(coarseNow()) {}
+BlockingCall::BlockingCall(int fd, Direction direction) noexcept
+    : fd(fd), direction(direction), start(coarseNow()) {}
 
-bool BlockingCall::mayRetry() noexcept {
+bool BlockingCall::prepareRetry() noexcept {
     if (errno != EINTR && errno != EAGAIN) {
-        number = winsockError(errno);
+        errorCode = winsockError(errno);
         return false;
     }
     if (isNonBlocking(fd)) {
-        number = WSAEWOULDBLOCK;
+        errorCode = WSAEWOULDBLOCK;
         return errno == EINTR;
     }
     return waitUntilReady();
@@ -67,17 +67,17 @@ bool BlockingCall::waitUntilReady() noexcept {
             return true;
         }
         if (ready < 0 && errno != EINTR && errno != EAGAIN) {
-            number = winsockError(errno);
+            errorCode = winsockError(errno);
             return false;
         }
         if (deadline.hasPassed()) {
-            number = WSAETIMEDOUT;
+            errorCode = WSAETIMEDOUT;
             return false;
         }
     }
 }
 
-bool BlockingCall::isOverdue() const noexcept {
+bool BlockingCall::hasTimedOut() const noexcept {
     return deadlineOf(fd, direction, start).hasPassed();
 }
 

@@ -1,39 +1,40 @@
-// What a blocking socket call does when the system gives up early. Winsock knows neither signals
-// nor a would-block on a blocking socket: such a call waits on. Any thread, any socket.
+// Winsock's blocking calls over POSIX calls: a call that a signal interrupts, or that fails with
+// EAGAIN on a blocking socket, is continued until it completes or the socket's timeout ends. One
+// thread at a time.
 #pragma once
 
 #include <chrono>
 
 namespace VexaSsl::linux {
 
-// Which way a call moves data; the socket's own time-out for that way bounds it.
+// The direction of a call, which selects the socket's timeout.
 enum class Direction { receive, send };
 
-// One call from its first attempt to its outcome.
+// One call, from its first attempt to its result.
 class BlockingCall {
 public:
-    BlockingCall(int socket, Direction way) noexcept;
+    BlockingCall(int fd, Direction direction) noexcept;
 
-    // After an attempt failed with errno. True: attempt again; a wait, if one was needed, is over.
-    // False: it has failed for good, error() is the Winsock number: WSAEWOULDBLOCK on a
-    // non-blocking socket, WSAETIMEDOUT when the socket's time-out is over.
-    bool mayRetry() noexcept;
+    // Called after an attempt that failed with errno; waits until the socket is ready if it must.
+    // Returns true when the caller is to try again; false when the call has failed, with error():
+    // WSAEWOULDBLOCK on a non-blocking socket, WSAETIMEDOUT, or the code for errno.
+    bool prepareRetry() noexcept;
 
-    // Waits until the socket is ready. Used where an attempt must not be repeated.
-    // Result: true when it is ready; false with error() as above.
+    // Waits until the socket is ready, also a non-blocking one. Returns false on failure, with
+    // error().
     bool waitUntilReady() noexcept;
 
-    // Whether the socket's time-out, counted from the first attempt, is over; some milliseconds
-    // early at the most.
-    bool isOverdue() const noexcept;
+    // Returns whether the socket's timeout has passed since the first attempt; true may come some
+    // milliseconds early.
+    bool hasTimedOut() const noexcept;
 
-    int error() const noexcept { return number; }
+    int error() const noexcept { return errorCode; }
 
 private:
     int fd;
     Direction direction;
     std::chrono::steady_clock::time_point start;
-    int number = 0;
+    int errorCode = 0;
 };
 
 } // namespace VexaSsl::linux

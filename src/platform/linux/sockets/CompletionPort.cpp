@@ -34,17 +34,17 @@ std::uint64_t tokenOf(int owner, int watched) {
 } // namespace
 
 std::shared_ptr<CompletionPort> CompletionPort::create() {
-    Descriptor pollSet(epoll_create1(EPOLL_CLOEXEC));
+    Descriptor epollDescriptor(epoll_create1(EPOLL_CLOEXEC));
     Descriptor wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    epoll_event wakes{};
-    wakes.events = EPOLLIN;
-    wakes.data.u64 = wakeToken;
-    if (!pollSet || !wakeDescriptor ||
-        epoll_ctl(pollSet.get(), EPOLL_CTL_ADD, wakeDescriptor.get(), &wakes) != 0) {
+    epoll_event wakeEvent{};
+    wakeEvent.events = EPOLLIN;
+    wakeEvent.data.u64 = wakeToken;
+    if (!epollDescriptor || !wakeDescriptor ||
+        epoll_ctl(epollDescriptor.get(), EPOLL_CTL_ADD, wakeDescriptor.get(), &wakeEvent) != 0) {
         failWithErrno();
         return nullptr;
     }
-    return std::make_shared<CompletionPort>(std::move(pollSet), std::move(wakeDescriptor));
+    return std::make_shared<CompletionPort>(std::move(epollDescriptor), std::move(wakeDescriptor));
 }
 
 void CompletionPort::push(const Completion& completion) {
@@ -55,7 +55,7 @@ void CompletionPort::push(const Completion& completion) {
     completions.push_back(completion);
     if (waiting > 0 && !signalled) {
         signalled = true;
-        makeReadable(wakeUp.get());
+        makeReadable(wakeDescriptor.get());
     }
 }
 
@@ -63,7 +63,7 @@ void CompletionPort::close() {
     const std::lock_guard lock(mutex);
     closed = true;
     completions.clear();
-    makeReadable(wakeUp.get()); // stays readable, so that every waiter comes out
+    makeReadable(wakeDescriptor.get()); // stays readable, so every waiting thread returns
 }
 
 bool CompletionPort::takeQueued(Completion& completion, int& outcome) {
@@ -80,7 +80,7 @@ bool CompletionPort::takeQueued(Completion& completion, int& outcome) {
     completions.pop_front();
     if (completions.empty() && signalled) {
         eventfd_t count = 0;
-        eventfd_read(wakeUp.get(), &count);
+        eventfd_read(wakeDescriptor.get(), &count);
         signalled = false;
     }
     outcome = 0;
@@ -89,27 +89,27 @@ bool CompletionPort::takeQueued(Completion& completion, int& outcome) {
 
 int CompletionPort::take(Completion& completion, const Deadline& deadline) {
     int outcome = 0;
-    bool isLate = false;
+    bool hasTimedOut = false;
     while (!takeQueued(completion, outcome)) {
-        const bool anyReady = !isLate && serveSockets(deadline);
+        const bool anyReady = !hasTimedOut && advanceReadySockets(deadline);
         {
             const std::lock_guard lock(mutex);
             --waiting;
         }
-        if (isLate) {
+        if (hasTimedOut) {
             return WSA_WAIT_TIMEOUT;
         }
-        isLate = !anyReady && deadline.hasPassed(); // one more look at what has come by now
+        hasTimedOut = !anyReady && deadline.hasPassed(); // then checks the queue a last time
     }
     return outcome;
 }
 
-bool CompletionPort::serveSockets(const Deadline& deadline) {
+bool CompletionPort::advanceReadySockets(const Deadline& deadline) {
     epoll_event ready[8];
-    const int count = epoll_wait(sockets.get(), ready, static_cast<int>(std::size(ready)),
+    const int count = epoll_wait(epollDescriptor.get(), ready, static_cast<int>(std::size(ready)),
                                  deadline.milliseconds());
     if (count <= 0) {
-        return false; // time is over, or a signal
+        return false; // the deadline or a signal
     }
     for (const epoll_event& entry : std::span(ready, static_cast<std::size_t>(count))) {
         if (entry.data.u64 == wakeToken) {
@@ -117,7 +117,8 @@ bool CompletionPort::serveSockets(const Deadline& deadline) {
         }
         const int owner = static_cast<int>(entry.data.u64 >> watchedBits);
         if (const auto queue = SocketRegistry::instance().find(owner)) {
-            queue->serve(*this, static_cast<int>(static_cast<std::uint32_t>(entry.data.u64)));
+            queue->advanceReady(*this,
+                                static_cast<int>(static_cast<std::uint32_t>(entry.data.u64)));
         }
     }
     return true;
@@ -127,13 +128,13 @@ bool CompletionPort::watch(int owner, int watched, short pollEvents) noexcept {
     epoll_event entry{};
     entry.events = static_cast<std::uint32_t>(pollEvents) | EPOLLONESHOT;
     entry.data.u64 = tokenOf(owner, watched);
-    return epoll_ctl(sockets.get(), EPOLL_CTL_MOD, watched, &entry) == 0 ||
-           epoll_ctl(sockets.get(), EPOLL_CTL_ADD, watched, &entry) == 0;
+    return epoll_ctl(epollDescriptor.get(), EPOLL_CTL_MOD, watched, &entry) == 0 ||
+           epoll_ctl(epollDescriptor.get(), EPOLL_CTL_ADD, watched, &entry) == 0;
 }
 
 void CompletionPort::unwatch(int watched) noexcept {
     epoll_event entry{};
-    epoll_ctl(sockets.get(), EPOLL_CTL_DEL, watched, &entry);
+    epoll_ctl(epollDescriptor.get(), EPOLL_CTL_DEL, watched, &entry);
 }
 
 } // namespace VexaSsl::linux
@@ -146,7 +147,7 @@ namespace {
 
 using PortTable = HandleTable<CompletionPort>;
 
-HANDLE noPort(int error) {
+HANDLE failWithNull(int error) {
     fail(error);
     return nullptr;
 }
@@ -154,11 +155,11 @@ HANDLE noPort(int error) {
 HANDLE bindTo(const std::shared_ptr<CompletionPort>& port, HANDLE handle, HANDLE file,
               ULONG_PTR key) {
     const int fd = descriptorOf(reinterpret_cast<SOCKET>(file));
-    const auto queue = SocketRegistry::instance().obtain(fd);
+    const auto queue = SocketRegistry::instance().findOrCreate(fd);
     if (!queue) {
-        return noPort(WSA_INVALID_HANDLE);
+        return failWithNull(WSA_INVALID_HANDLE);
     }
-    return queue->bind({port, key}) ? handle : noPort(WSA_INVALID_PARAMETER);
+    return queue->bind({port, key}) ? handle : failWithNull(WSA_INVALID_PARAMETER);
 }
 
 } // namespace
@@ -168,10 +169,10 @@ HANDLE CreateIoCompletionPort(HANDLE file, HANDLE existingPort, ULONG_PTR comple
     if (existingPort != noHandle) {
         const auto port = PortTable::instance().find(existingPort);
         if (!port) {
-            return noPort(WSA_INVALID_HANDLE);
+            return failWithNull(WSA_INVALID_HANDLE);
         }
         return isForSocket ? bindTo(port, existingPort, file, completionKey)
-                           : noPort(WSA_INVALID_PARAMETER);
+                           : failWithNull(WSA_INVALID_PARAMETER);
     }
     const auto port = CompletionPort::create();
     if (!port) {

@@ -1,8 +1,8 @@
-// A completion port: finished operations in their order, and the sockets on which some are still
-// pending. The threads that take completions move the pending ones on. Any thread.
+// A completion port: a queue of completions, and an epoll set of the sockets with pending
+// operations. The threads that take completions also advance the pending operations. Any thread.
 //
-// Each socket is watched for one readiness at a time, so that one of many waiting threads gets it.
-// Its lock is taken after that of an operation queue, never before.
+// Descriptors are watched with EPOLLONESHOT, so that one event wakes one of the waiting threads.
+// The port's lock is taken after that of an operation queue, never before.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -17,7 +17,7 @@
 namespace VexaSsl::linux {
 
 struct Completion {
-    OVERLAPPED* overlapped = nullptr; // a number only; never followed here
+    OVERLAPPED* overlapped = nullptr; // never dereferenced by the port
     ULONG_PTR key = 0;
     DWORD transferred = 0;
     int error = 0;
@@ -25,33 +25,34 @@ struct Completion {
 
 class CompletionPort {
 public:
-    // Null with the cause in the last-error slot when the process is out of descriptors or memory.
+    // Returns null and sets the last error when the process is out of descriptors or memory.
     static std::shared_ptr<CompletionPort> create();
 
-    CompletionPort(Descriptor pollSet, Descriptor wakeDescriptor)
-        : sockets(std::move(pollSet)), wakeUp(std::move(wakeDescriptor)) {}
+    CompletionPort(Descriptor epollDescriptor, Descriptor wakeDescriptor)
+        : epollDescriptor(std::move(epollDescriptor)), wakeDescriptor(std::move(wakeDescriptor)) {}
 
     void push(const Completion& completion);
 
-    // Result: 0, WSA_WAIT_TIMEOUT, or WSA_INVALID_HANDLE once the port is closed.
+    // Waits for a completion. Returns 0, WSA_WAIT_TIMEOUT, or WSA_INVALID_HANDLE for a closed port.
     int take(Completion& completion, const Deadline& deadline);
 
-    // Ends every wait; later completions are dropped.
+    // Ends every wait. Later completions are dropped.
     void close();
 
-    // Lets a waiting thread move on the queue of the socket owner as soon as watched is ready for
-    // pollEvents; for one time. Result: false when the system is out of memory or watches for it.
+    // When watched has one of pollEvents, a waiting thread advances the operation queue of the
+    // socket owner, once. Returns false when the system is out of memory or epoll watches.
     [[nodiscard]] bool watch(int owner, int watched, short pollEvents) noexcept;
     void unwatch(int watched) noexcept;
 
 private:
-    // Whether the wait is over; then outcome is take's result.
+    // Returns whether the wait has ended, with take's result in outcome. Otherwise the thread
+    // counts as waiting.
     bool takeQueued(Completion& completion, int& outcome);
-    // Waits for one batch of ready sockets and moves them on. Result: whether there was any.
-    bool serveSockets(const Deadline& deadline);
+    // Waits for ready descriptors and advances their queues. Returns whether there were any.
+    bool advanceReadySockets(const Deadline& deadline);
 
-    Descriptor sockets;
-    Descriptor wakeUp;
+    Descriptor epollDescriptor;
+    Descriptor wakeDescriptor;
     std::mutex mutex;
     std::deque<Completion> completions;
     unsigned int waiting = 0;

@@ -1,11 +1,11 @@
-// Making, connecting, accepting, shutting down and closing sockets.
+// Creating, connecting, accepting, shutting down and closing sockets.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
 #include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/BlockingCall.h"
 #include "platform/linux/sockets/SocketDescriptor.h"
-#include "platform/linux/sockets/SocketNotes.h"
 #include "platform/linux/sockets/SocketRegistry.h"
+#include "platform/linux/sockets/SocketStates.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <algorithm>
@@ -31,31 +31,31 @@ struct Accepted {
     Address peer;
 };
 
-SOCKET noSocket(int error) {
+SOCKET failWithInvalidSocket(int error) {
     fail(error);
     return INVALID_SOCKET;
 }
 
-// The descriptor of a new socket as the host's; whatever is known of its number is out of date.
-SOCKET handOver(Descriptor descriptor) {
-    SocketRegistry::instance().welcome(descriptor.get());
+// Returns the new socket for the host, and discards what is stored about an earlier one with the
+// same descriptor.
+SOCKET registerSocket(Descriptor descriptor) {
+    SocketRegistry::instance().forgetPrevious(descriptor.get());
     return static_cast<SOCKET>(descriptor.release());
 }
 
-// A connect. One that a signal has interrupted goes on by itself: when it is ready, asking again
-// tells its outcome, or begins it where it had not begun. "Not yet" means that the system was short
-// of something, and is said once more before it counts.
-// Result: as connect, with errno; or SOCKET_ERROR with error as the Winsock number.
-int connectPatiently(int fd, const sockaddr* name, socklen_t length, int& error) {
+// Connects. A connect that a signal interrupts continues in the background; once the socket is
+// ready, a second call returns its result. EAGAIN is a shortage of resources, tried again once.
+// Returns as connect does, with errno; or SOCKET_ERROR with a Winsock code in error.
+int connectRetrying(int fd, const sockaddr* name, socklen_t length, int& error) {
     BlockingCall call(fd, Direction::send);
-    bool mayBeShort = true;
+    bool mayRetryShortage = true;
     bool wasInterrupted = false;
     for (;;) {
         if (::connect(fd, name, length) == 0 || (wasInterrupted && errno == EISCONN)) {
             return 0;
         }
-        const bool wasShort = errno == EAGAIN && std::exchange(mayBeShort, false);
-        if (errno != EINTR && !wasShort) {
+        const bool isFirstShortage = errno == EAGAIN && std::exchange(mayRetryShortage, false);
+        if (errno != EINTR && !isFirstShortage) {
             return SOCKET_ERROR;
         }
         if (errno == EINTR) {
@@ -69,41 +69,41 @@ int connectPatiently(int fd, const sockaddr* name, socklen_t length, int& error)
 }
 
 int connectTo(int fd, const sockaddr* name, socklen_t length) {
-    SocketNotes& notes = SocketNotes::instance();
+    SocketStates& states = SocketStates::instance();
     int error = 0;
-    if (connectPatiently(fd, name, length, error) == 0) {
-        notes.connectEnded(fd);
+    if (connectRetrying(fd, name, length, error) == 0) {
+        states.connectEnded(fd);
         return 0;
     }
     if (error != 0) {
         return fail(error);
     }
-    if (errno == EAGAIN) { // a host that reads WSAEWOULDBLOCK waits for a connect in progress
+    if (errno == EAGAIN) { // not WSAEWOULDBLOCK, on which a host waits for a connect in progress
         return fail(WSAENOBUFS);
     }
     if (errno == EINPROGRESS && isNonBlocking(fd)) {
-        notes.connectStarted(fd);
+        states.connectStarted(fd);
         return fail(WSAEWOULDBLOCK);
     }
-    if (errno == EINPROGRESS) { // how a send time-out shows in connect
+    if (errno == EINPROGRESS) { // SO_SNDTIMEO has passed
         return fail(WSAETIMEDOUT);
     }
     if (errno != EALREADY) {
-        notes.connectEnded(fd);
+        states.connectEnded(fd);
     }
     return failWithErrno();
 }
 
-// While an AcceptEx tries its luck the listening socket is non-blocking for a moment.
+// An AcceptEx makes the listening socket non-blocking for a moment; see ScopedNonBlocking.
 bool isNonBlockingForHost(int listener) {
     const auto queue = SocketRegistry::instance().find(listener);
     return queue ? queue->isNonBlocking() : isNonBlocking(listener);
 }
 
-// One connection, a deferred one first. Result: 0 or the number of the failure. The new socket
-// blocks, whatever the listening one does.
+// Takes one connection, a deferred one first. The new socket is blocking, also from a non-blocking
+// listener. Returns 0 or a Winsock error code.
 int takeConnection(int listener, Accepted& accepted) {
-    accepted.connection = SocketNotes::instance().takeDeferred(listener);
+    accepted.connection = SocketStates::instance().takeDeferred(listener);
     if (accepted.connection) {
         getpeername(accepted.connection.get(), accepted.peer.get(), &accepted.peer.length);
         return 0;
@@ -116,18 +116,19 @@ int takeConnection(int listener, Accepted& accepted) {
         if (accepted.connection) {
             return 0;
         }
-        if (errno == ECONNABORTED) { // gone before it was taken: the next one
+        if (errno == ECONNABORTED) { // reset while in the listen queue
             continue;
         }
         const bool blocks = errno == EAGAIN && !isNonBlockingForHost(listener);
-        if (!(blocks ? call.waitUntilReady() : call.mayRetry())) {
+        if (!(blocks ? call.waitUntilReady() : call.prepareRetry())) {
             return call.error();
         }
     }
 }
 
-// Result: 0 or WSAEFAULT when a peer's address doesn't fit; asked before a connection is taken.
-int addressSpaceError(int listener, const sockaddr* addr, const int* addrlen) {
+// Checks, before a connection is taken, that a peer's address fits. Returns 0, WSAEFAULT, or the
+// error code for an invalid listener.
+int addressBufferError(int listener, const sockaddr* addr, const int* addrlen) {
     if (addr == nullptr) {
         return 0;
     }
@@ -149,13 +150,13 @@ void copyPeer(const Address& peer, sockaddr* addr, int* addrlen) {
     *addrlen = static_cast<int>(length);
 }
 
-// Ends a connection so that the peer sees a refusal instead of an orderly end.
+// Closes a connection with a reset instead of an orderly shutdown.
 void reject(Descriptor connection) {
-    const linger atOnce{1, 0};
-    setsockopt(connection.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
+    const linger abortive{1, 0};
+    setsockopt(connection.get(), SOL_SOCKET, SO_LINGER, &abortive, sizeof(abortive));
 }
 
-int askCondition(Accepted& accepted, LPCONDITIONPROC condition, DWORD_PTR callbackData) {
+int callCondition(Accepted& accepted, LPCONDITIONPROC condition, DWORD_PTR callbackData) {
     Address own;
     getsockname(accepted.connection.get(), own.get(), &own.length);
     WSABUF callerId = accepted.peer.asBuffer();
@@ -168,9 +169,9 @@ int askCondition(Accepted& accepted, LPCONDITIONPROC condition, DWORD_PTR callba
 }
 
 void defer(int listener, Descriptor connection) {
-    SocketNotes::instance().deferConnection(listener, std::move(connection));
+    SocketStates::instance().deferConnection(listener, std::move(connection));
     if (const auto queue = SocketRegistry::instance().find(listener)) {
-        queue->advance(); // an AcceptEx may be waiting
+        queue->advance(); // an AcceptEx may be pending
     }
 }
 
@@ -183,11 +184,12 @@ namespace VexaSsl::platform {
 using namespace linux;
 
 SOCKET socket(int af, int type, int protocol) {
-    Descriptor made;
+    Descriptor descriptor;
     do {
-        made = Descriptor(::socket(af, type | SOCK_CLOEXEC, protocol));
-    } while (!made && errno == EINTR);
-    return made ? handOver(std::move(made)) : noSocket(winsockError(errno));
+        descriptor = Descriptor(::socket(af, type | SOCK_CLOEXEC, protocol));
+    } while (!descriptor && errno == EINTR);
+    return descriptor ? registerSocket(std::move(descriptor))
+                      : failWithInvalidSocket(winsockError(errno));
 }
 
 int bind(SOCKET s, const sockaddr* name, int namelen) {
@@ -233,8 +235,7 @@ int connect(SOCKET s, const sockaddr* name, int namelen) {
     return connectTo(fd, name, static_cast<socklen_t>(namelen));
 }
 
-// Data that travels with the connection request is unknown to TCP and UDP; quality of service isn't
-// acted upon.
+// TCP and UDP send no data with a connection request. Quality of service is ignored.
 int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData, WSABUF* calleeData,
                QOS*, QOS*) {
     if (callerData != nullptr && callerData->len != 0) {
@@ -249,45 +250,45 @@ int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData, 
 
 SOCKET accept(SOCKET s, sockaddr* addr, int* addrlen) {
     const int listener = descriptorOf(s);
-    if (const int error = addressSpaceError(listener, addr, addrlen)) {
-        return noSocket(error);
+    if (const int error = addressBufferError(listener, addr, addrlen)) {
+        return failWithInvalidSocket(error);
     }
     Accepted accepted;
     if (const int error = takeConnection(listener, accepted)) {
-        return noSocket(error);
+        return failWithInvalidSocket(error);
     }
     copyPeer(accepted.peer, addr, addrlen);
-    return handOver(std::move(accepted.connection));
+    return registerSocket(std::move(accepted.connection));
 }
 
-// The system tells of a peer only together with its connection, so the connection exists already
-// when the condition is asked.
+// The system reports a peer only by accepting its connection, so the connection is established
+// before the condition function is called.
 SOCKET WSAAccept(SOCKET s, sockaddr* addr, int* addrlen, LPCONDITIONPROC condition,
                  DWORD_PTR callbackData) {
     if (condition == nullptr) {
         return accept(s, addr, addrlen);
     }
     const int listener = descriptorOf(s);
-    if (const int error = addressSpaceError(listener, addr, addrlen)) {
-        return noSocket(error);
+    if (const int error = addressBufferError(listener, addr, addrlen)) {
+        return failWithInvalidSocket(error);
     }
     Accepted accepted;
     if (const int error = takeConnection(listener, accepted)) {
-        return noSocket(error);
+        return failWithInvalidSocket(error);
     }
-    switch (askCondition(accepted, condition, callbackData)) {
+    switch (callCondition(accepted, condition, callbackData)) {
     case CF_ACCEPT:
         copyPeer(accepted.peer, addr, addrlen);
-        return handOver(std::move(accepted.connection));
+        return registerSocket(std::move(accepted.connection));
     case CF_DEFER:
         defer(listener, std::move(accepted.connection));
-        return noSocket(WSATRY_AGAIN);
+        return failWithInvalidSocket(WSATRY_AGAIN);
     case CF_REJECT:
         reject(std::move(accepted.connection));
-        return noSocket(WSAECONNREFUSED);
+        return failWithInvalidSocket(WSAECONNREFUSED);
     default:
         reject(std::move(accepted.connection));
-        return noSocket(WSAEINVAL);
+        return failWithInvalidSocket(WSAEINVAL);
     }
 }
 

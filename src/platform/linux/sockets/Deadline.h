@@ -1,5 +1,5 @@
-// A point in time up to which a call may wait, so that an interrupted wait goes on with what is
-// left of its time. Plain value, any thread.
+// The time until which a call may wait. An interrupted wait continues with the time that is left.
+// Immutable: any thread.
 #pragma once
 
 #include <algorithm>
@@ -16,12 +16,12 @@ public:
 
     static Deadline never() { return Deadline{}; }
 
-    // So long from now; more than a hundred years is never. No time at all needs no clock, neither
-    // here nor later: who only wants to look asks often.
+    // More than a hundred years is never. Zero doesn't read the clock, here or later, as hosts poll
+    // often.
     static Deadline after(std::chrono::microseconds time) {
         constexpr std::chrono::hours longest{24 * 365 * 100};
         if (time <= time.zero()) {
-            return Deadline{always};
+            return Deadline{passed};
         }
         return time > longest ? never() : Deadline{Clock::now() + time};
     }
@@ -32,15 +32,15 @@ public:
                                           : after(std::chrono::milliseconds(milliseconds));
     }
 
-    bool hasPassed() const { return end && (*end == always || Clock::now() >= *end); }
+    bool hasPassed() const { return end && (*end == passed || Clock::now() >= *end); }
 
-    // What is left, as poll and epoll_wait take it: rounded up, -1 for ever. A longer time than an
-    // int holds comes in pieces: the caller waits again as long as the deadline hasn't passed.
+    // Returns the time left as poll and epoll_wait take it: rounded up, -1 for never, at most
+    // INT_MAX. The caller waits again until the deadline has passed.
     int milliseconds() const {
         if (!end) {
             return -1;
         }
-        if (*end == always) {
+        if (*end == passed) {
             return 0;
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - Clock::now()).count();
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    static constexpr Clock::time_point always = Clock::time_point::min(); // has passed
+    static constexpr Clock::time_point passed = Clock::time_point::min();
 
     Deadline() = default;
     explicit Deadline(Clock::time_point when) : end(when) {}

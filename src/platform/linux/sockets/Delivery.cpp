@@ -13,7 +13,7 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// As on Windows, an event handle with its lowest bit set keeps the completion from the port.
+// As on Windows, the lowest bit of the event handle suppresses the completion at the port.
 constexpr ULONG_PTR skipPortBit = 1;
 
 } // namespace
@@ -22,7 +22,7 @@ int Delivery::prepare(OVERLAPPED& overlapped,
                       LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) {
     target = &overlapped;
     routine = completionRoutine;
-    if (routine != nullptr) { // the event then is the host's to use as it likes
+    if (routine != nullptr) { // hEvent is then free for the host's use
         thread = WaitingThread::current();
         return thread ? 0 : lastErrorSlot();
     }
@@ -44,17 +44,17 @@ Delivery::~Delivery() {
     }
 }
 
-void Delivery::setAnswerPlaces(DWORD* transferred, DWORD* flags) noexcept {
-    transferredPlace = transferred;
-    flagsPlace = flags;
+void Delivery::setResultPointers(DWORD* transferred, DWORD* flags) noexcept {
+    transferredPointer = transferred;
+    flagsPointer = flags;
 }
 
-void Delivery::answerCaller(const TransferResult& result) const noexcept {
-    if (transferredPlace != nullptr) {
-        *transferredPlace = static_cast<DWORD>(result.bytes);
+void Delivery::storeResults(const TransferResult& result) const noexcept {
+    if (transferredPointer != nullptr) {
+        *transferredPointer = static_cast<DWORD>(result.bytes);
     }
-    if (flagsPlace != nullptr) {
-        *flagsPlace = 0; // a stream has none to tell
+    if (flagsPointer != nullptr) {
+        *flagsPointer = 0; // a stream has none to return
     }
 }
 
@@ -83,7 +83,7 @@ void Delivery::record(const TransferResult& result) noexcept {
 }
 
 void Delivery::finish(const TransferResult& result, const PortBinding& binding) {
-    record(result); // from here on the structure may be gone: target is but a number
+    record(result); // from here on target may be dangling and is not dereferenced
     const auto bytes = static_cast<DWORD>(result.bytes);
     if (routine != nullptr) {
         thread->addRoutine({routine, static_cast<DWORD>(result.error), bytes, target});

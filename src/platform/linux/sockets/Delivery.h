@@ -1,6 +1,6 @@
-// How the end of one overlapped operation reaches its host: through the overlapped structure, and
-// then by a completion routine, or an event, a completion port, or both. Guarded by the lock of the
-// operation queue in which the operation stands.
+// How the host learns of the completion of one overlapped operation: through the OVERLAPPED
+// structure and a completion routine, or through the structure and an event, a completion port or
+// both. Guarded by the lock of the operation queue.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -15,10 +15,10 @@ class Event;
 class OperationQueue;
 class WaitingThread;
 
-// What OVERLAPPED::Internal holds while the operation is pending.
+// OVERLAPPED::Internal while the operation is pending (STATUS_PENDING).
 inline constexpr ULONG_PTR statusPending = 0x103;
 
-// The port that a socket is bound to, if any, and the key that its completions carry.
+// The port to which a socket is bound, or null, and the completion key.
 struct PortBinding {
     std::shared_ptr<CompletionPort> port;
     ULONG_PTR key = 0;
@@ -26,32 +26,31 @@ struct PortBinding {
 
 class Delivery {
 public:
-    // Looks up the event of overlapped and, for a routine, the calling thread.
-    // Result: 0, WSA_INVALID_HANDLE for an event that isn't one, or WSAEMFILE. overlapped must
-    // stay in place until finish.
+    // Looks up the event of overlapped or, for a routine, the calling thread. Returns 0,
+    // WSA_INVALID_HANDLE for an invalid event, or WSAEMFILE. overlapped must live until finish.
     int prepare(OVERLAPPED& overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine);
 
     Delivery() = default;
     Delivery(const Delivery&) = delete;
     Delivery& operator=(const Delivery&) = delete;
-    ~Delivery(); // takes back what watch did
+    ~Delivery(); // undoes watch
 
     bool isFor(const OVERLAPPED* overlapped) const noexcept { return target == overlapped; }
     bool isFor(const WaitingThread& other) const noexcept { return thread.get() == &other; }
     bool hasRoutine() const noexcept { return routine != nullptr; }
 
-    // Where a success at once is to be written, each perhaps null. The places are used by
-    // answerCaller and never afterwards: once the host has been told they may be gone.
-    void setAnswerPlaces(DWORD* transferred, DWORD* flags) noexcept;
-    void answerCaller(const TransferResult& result) const noexcept;
+    // The variables of the caller that receive the result of an operation that succeeds at once;
+    // each may be null. Only storeResults writes to them, before the caller's call returns.
+    void setResultPointers(DWORD* transferred, DWORD* flags) noexcept;
+    void storeResults(const TransferResult& result) const noexcept;
 
     // Marks the operation as pending and resets its event.
     void begin();
-    // Tells whoever waits for the event or for routines that queue has this operation.
+    // Tells the threads that wait for the event or for routines that queue has this operation.
     void watch(const std::shared_ptr<OperationQueue>& queue);
-    // Writes the outcome, the last touch of the overlapped structure, and tells nobody.
+    // Writes the result to the OVERLAPPED structure, which isn't accessed afterwards.
     void record(const TransferResult& result) noexcept;
-    // Writes the outcome and tells the host.
+    // The same, and notifies the host.
     void finish(const TransferResult& result, const PortBinding& binding);
 
 private:
@@ -59,14 +58,14 @@ private:
     LPWSAOVERLAPPED_COMPLETION_ROUTINE routine = nullptr;
     std::shared_ptr<Event> event;
     std::shared_ptr<WaitingThread> thread;
-    DWORD* transferredPlace = nullptr;
-    DWORD* flagsPlace = nullptr;
+    DWORD* transferredPointer = nullptr;
+    DWORD* flagsPointer = nullptr;
     bool skipsPort = false;
     bool isWatched = false;
 };
 
-// The state of an operation as a host on any thread sees it. Reading a finished one also makes
-// visible what the operation wrote.
+// The state of an operation, for any thread. Reading it synchronises with the operation's writes to
+// its buffers.
 struct OverlappedStatus {
     bool isPending;
     int error;

@@ -74,7 +74,7 @@ namespace {
 
 using EventTable = HandleTable<Event>;
 
-BOOL badHandle() {
+BOOL failWithInvalidHandle() {
     fail(WSA_INVALID_HANDLE);
     return FALSE;
 }
@@ -93,7 +93,7 @@ HANDLE WSACreateEvent() {
 BOOL WSACloseEvent(HANDLE event) {
     const auto object = EventTable::instance().take(event);
     if (!object) {
-        return badHandle();
+        return failWithInvalidHandle();
     }
     object->close();
     return TRUE;
@@ -102,7 +102,7 @@ BOOL WSACloseEvent(HANDLE event) {
 BOOL WSASetEvent(HANDLE event) {
     const auto object = EventTable::instance().find(event);
     if (!object) {
-        return badHandle();
+        return failWithInvalidHandle();
     }
     object->set();
     return TRUE;
@@ -111,7 +111,7 @@ BOOL WSASetEvent(HANDLE event) {
 BOOL WSAResetEvent(HANDLE event) {
     const auto object = EventTable::instance().find(event);
     if (!object) {
-        return badHandle();
+        return failWithInvalidHandle();
     }
     object->reset();
     return TRUE;

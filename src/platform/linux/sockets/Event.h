@@ -1,7 +1,7 @@
-// A manual-reset event: it stays set until it is reset. Any thread.
+// A manual-reset event. Any thread.
 //
-// It knows the pending operations that will set it, because nobody but a waiter moves them on.
-// Its lock is taken after that of an operation queue, never before.
+// It knows the pending operations that will set it, because the threads that wait for it advance
+// them. Its lock is taken after that of an operation queue, never before.
 #pragma once
 
 #include "platform/linux/sockets/Watchers.h"
@@ -17,11 +17,11 @@ public:
     void reset();
     bool isSet() const;
 
-    // After closing, waits for it fail.
+    // Ends every wait for it with a failure.
     void close();
     bool isClosed() const;
 
-    // A new pending operation wakes the waiters, so that they wait for its socket, too.
+    // Wakes the waiting threads, so that they wait for the socket of the new operation too.
     void watch(const Delivery* delivery, std::shared_ptr<OperationQueue> queue);
     void unwatch(const Delivery* delivery);
     void appendQueues(OperationQueues& queues) const;

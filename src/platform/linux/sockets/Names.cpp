@@ -1,4 +1,5 @@
-// Names and addresses in both directions, narrow and wide. Wide text is UTF-8 for the resolver.
+// Name resolution in both directions, narrow and wide. Wide text is passed to the resolver in
+// UTF-8.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
 #include "platform/linux/base/Utf8.h"
@@ -15,7 +16,7 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// One entry of a wide list. All entries of a list are one array, which its first entry stands for.
+// One entry of a wide list. The entries of a list are one array, so the first one owns all.
 struct WideEntry : ADDRINFOW {
     sockaddr_storage address{};
     std::wstring canonicalName;
@@ -26,7 +27,7 @@ struct NarrowListDeleter {
 };
 using NarrowList = std::unique_ptr<addrinfo, NarrowListDeleter>;
 
-// The resolver's answer; a signal doesn't end the question.
+// Calls getaddrinfo; tries again after a signal. Returns 0 or a Winsock error code.
 int resolve(const char* node, const char* service, const addrinfo* hints, addrinfo** result) {
     int outcome = 0;
     do {
@@ -35,8 +36,8 @@ int resolve(const char* node, const char* service, const addrinfo* hints, addrin
     return resolverError(outcome);
 }
 
-// Keeps the number in the last-error slot, too, as Winsock does.
-int reported(int error) {
+// Returns error, and makes a failure the last error, as Winsock does.
+int storeError(int error) {
     if (error != 0) {
         fail(error);
     }
@@ -97,7 +98,7 @@ int resolveWide(const wchar_t* node, const wchar_t* service, const ADDRINFOW* hi
     return error;
 }
 
-// Winsock's numbers for what is asked of a name look-up.
+// Returns the system's values of Winsock's NI_* flags.
 int systemNameFlags(int flags) {
     constexpr struct {
         int winsock;
@@ -113,7 +114,7 @@ int systemNameFlags(int flags) {
     return result;
 }
 
-// Copies a name with its terminator. Result: 0, or WSAEFAULT when it doesn't fit.
+// Copies a name with its terminator. Returns 0, or WSAEFAULT when it doesn't fit.
 int copyName(const char* name, wchar_t* target, DWORD capacity) {
     if (target == nullptr || capacity == 0) {
         return 0;
@@ -156,22 +157,22 @@ using namespace linux;
 
 int getaddrinfo(const char* nodename, const char* servname, const addrinfo* hints, addrinfo** res) {
     if (res == nullptr) {
-        return reported(WSAEFAULT);
+        return storeError(WSAEFAULT);
     }
     *res = nullptr;
-    return reported(resolve(nodename, servname, hints, res));
+    return storeError(resolve(nodename, servname, hints, res));
 }
 
 int GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename, const ADDRINFOW* hints,
                  ADDRINFOW** result) {
     if (result == nullptr) {
-        return reported(WSAEFAULT);
+        return storeError(WSAEFAULT);
     }
     *result = nullptr;
     try {
-        return reported(resolveWide(nodename, servicename, hints, result));
+        return storeError(resolveWide(nodename, servicename, hints, result));
     } catch (const std::bad_alloc&) {
-        return reported(WSA_NOT_ENOUGH_MEMORY);
+        return storeError(WSA_NOT_ENOUGH_MEMORY);
     }
 }
 
@@ -188,13 +189,13 @@ void FreeAddrInfoW(ADDRINFOW* list) {
 int GetNameInfoW(const sockaddr* address, int addressLength, wchar_t* node, DWORD nodeLength,
                  wchar_t* service, DWORD serviceLength, int flags) {
     if (address == nullptr || addressLength < 0) {
-        return reported(WSAEFAULT);
+        return storeError(WSAEFAULT);
     }
     try {
-        return reported(lookUpName(address, static_cast<socklen_t>(addressLength), node, nodeLength,
-                                   service, serviceLength, flags));
+        return storeError(lookUpName(address, static_cast<socklen_t>(addressLength), node,
+                                     nodeLength, service, serviceLength, flags));
     } catch (const std::bad_alloc&) {
-        return reported(WSA_NOT_ENOUGH_MEMORY);
+        return storeError(WSA_NOT_ENOUGH_MEMORY);
     }
 }
 

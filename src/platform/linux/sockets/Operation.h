@@ -1,5 +1,5 @@
-// One overlapped operation as it stands in the queue of its socket: how it is tried, and what it
-// waits for. Guarded by that queue's lock.
+// The overlapped operations: how each is attempted and what it waits for. Guarded by the lock of
+// the operation queue.
 #pragma once
 
 #include "platform/linux/sockets/Delivery.h"
@@ -21,26 +21,26 @@ public:
     Operation& operator=(const Operation&) = delete;
     virtual ~Operation() = default;
 
-    // Tries on, never blocks. Empty: not yet.
+    // Continues the operation without blocking. Returns nothing while it is pending.
     virtual std::optional<TransferResult> attempt(int fd) = 0;
 
-    // The descriptor and the readiness that make a further attempt worth while. A descriptor other
-    // than fd, the queue's own, means that the operation no longer holds up those behind it.
-    virtual pollfd awaited(int fd) const = 0;
+    // Returns the descriptor and the events that the operation waits for. If the descriptor isn't
+    // fd, the queue's own, the operations that follow in the queue don't wait for this one.
+    virtual pollfd pollEntry(int fd) const = 0;
 
-    // Whether it would put something in the place of this descriptor.
-    virtual bool isFilling(int) const { return false; }
+    // Returns whether the operation will replace the socket of this descriptor.
+    virtual bool acceptsInto(int) const { return false; }
 
     Delivery delivery;
 };
 
-// WSARecv. The array that describes the buffers is copied, the buffers are the host's.
+// WSARecv. The operation owns the array of buffers; their memory is the host's.
 class ReceiveOperation : public Operation {
 public:
-    ReceiveOperation(std::vector<iovec> receiveBuffers, DWORD receiveFlags);
+    ReceiveOperation(std::vector<iovec> buffers, DWORD flags);
 
     std::optional<TransferResult> attempt(int fd) override;
-    pollfd awaited(int fd) const override;
+    pollfd pollEntry(int fd) const override;
 
 private:
     std::optional<TransferResult> attemptRead(int fd, msghdr& message);
@@ -48,12 +48,12 @@ private:
     std::vector<iovec> buffers;
     BufferCursor cursor;
     DWORD flags;
-    bool onlyProbes; // no room for a single byte: the host waits for readiness
+    bool isReadinessProbe; // all buffers are empty: the host waits for data without reading it
     std::uint64_t received = 0;
 };
 
-// AcceptEx's buffer: received data, then the area of the local and of the remote address. An area
-// begins with the address in the system's sockaddr shape.
+// AcceptEx's buffer: received data, the area of the local address, and that of the remote one. An
+// area begins with the address as the system's sockaddr.
 struct AcceptBuffer {
     char* memory;
     DWORD dataLength;
@@ -64,26 +64,26 @@ struct AcceptBuffer {
     char* remote() const { return local() + localLength; }
 };
 
-// AcceptEx: takes a connection, puts it in the place of the accept socket, and then perhaps waits
-// for the first data on it.
+// AcceptEx: takes a connection, which replaces the accept socket, and waits for the first data if
+// the buffer has room for data.
 class AcceptOperation : public Operation {
 public:
-    AcceptOperation(int acceptSocket, const AcceptBuffer& outputBuffer);
+    AcceptOperation(int acceptSocket, const AcceptBuffer& output);
     ~AcceptOperation() override; // ends the reservation
 
-    // acceptQueue, that of the accept socket, has been reserved for this operation.
-    void hold(std::shared_ptr<OperationQueue> acceptQueue);
+    // queue is that of the accept socket and has been reserved for this operation.
+    void setAcceptQueue(std::shared_ptr<OperationQueue> queue);
 
     std::optional<TransferResult> attempt(int fd) override;
-    pollfd awaited(int fd) const override;
-    bool isFilling(int fd) const override { return fd == place; }
+    pollfd pollEntry(int fd) const override;
+    bool acceptsInto(int fd) const override { return fd == acceptSocket; }
 
 private:
-    int takePlace(int connection) const;
+    int replaceAcceptSocket(int connection) const;
     std::optional<TransferResult> attemptFirstData() const;
 
-    int place;
-    std::shared_ptr<OperationQueue> placeQueue;
+    int acceptSocket;
+    std::shared_ptr<OperationQueue> acceptQueue;
     AcceptBuffer output;
     bool isConnected = false;
 };

@@ -16,8 +16,8 @@ namespace VexaSsl::linux {
 namespace {
 
 constexpr TransferResult aborted{WSA_OPERATION_ABORTED, 0};
-// Of an operation that the completion port can't watch: it would stay pending for ever.
-constexpr TransferResult unwatched{WSAENOBUFS, 0};
+// For an operation that the completion port can't watch, and that would stay pending forever.
+constexpr TransferResult watchFailed{WSAENOBUFS, 0};
 
 } // namespace
 
@@ -33,7 +33,7 @@ OperationQueue::postAccept(std::unique_ptr<AcceptOperation> operation,
     if (const int error = acceptQueue->reserve(shared_from_this())) {
         return TransferResult{error, 0};
     }
-    operation->hold(std::move(acceptQueue));
+    operation->setAcceptQueue(std::move(acceptQueue));
     return postLocked(std::move(operation));
 }
 
@@ -45,13 +45,13 @@ std::optional<TransferResult> OperationQueue::postLocked(std::unique_ptr<Operati
         return TransferResult{WSAEINVAL, 0};
     }
     operation->delivery.begin();
-    advanceLine();
-    if (line.empty()) {
+    advanceQueued();
+    if (queued.empty()) {
         if (const auto result = operation->attempt(fd)) {
             if (result->error != 0) {
                 operation->delivery.record(*result);
             } else {
-                operation->delivery.answerCaller(*result);
+                operation->delivery.storeResults(*result);
                 finish(std::move(operation), *result);
             }
             return result;
@@ -65,19 +65,19 @@ std::optional<TransferResult> OperationQueue::postLocked(std::unique_ptr<Operati
 
 void OperationQueue::deliver(Delivery& delivery, const TransferResult& result) {
     const std::lock_guard lock(mutex);
-    delivery.answerCaller(result);
+    delivery.storeResults(result);
     delivery.finish(result, binding);
 }
 
 void OperationQueue::enqueue(std::unique_ptr<Operation> operation) {
-    const pollfd awaited = operation->awaited(fd);
-    if (awaited.fd == fd) {
-        line.push_back(std::move(operation));
-        armLine();
+    const pollfd entry = operation->pollEntry(fd);
+    if (entry.fd == fd) {
+        queued.push_back(std::move(operation));
+        armQueued();
         return;
     }
-    aside[awaited.fd] = std::move(operation);
-    armAside(awaited.fd);
+    awaitingData[entry.fd] = std::move(operation);
+    armAwaitingData(entry.fd);
 }
 
 void OperationQueue::finish(std::unique_ptr<Operation> operation, const TransferResult& result) {
@@ -85,14 +85,14 @@ void OperationQueue::finish(std::unique_ptr<Operation> operation, const Transfer
     waiters.wakeAll();
 }
 
-void OperationQueue::advanceLine() {
-    while (!line.empty()) {
-        const auto result = line.front()->attempt(fd);
-        if (!result && line.front()->awaited(fd).fd == fd) {
+void OperationQueue::advanceQueued() {
+    while (!queued.empty()) {
+        const auto result = queued.front()->attempt(fd);
+        if (!result && queued.front()->pollEntry(fd).fd == fd) {
             return;
         }
-        auto operation = std::move(line.front());
-        line.pop_front();
+        auto operation = std::move(queued.front());
+        queued.pop_front();
         if (result) {
             finish(std::move(operation), *result);
         } else {
@@ -101,70 +101,70 @@ void OperationQueue::advanceLine() {
     }
 }
 
-void OperationQueue::advanceAside(int watched) {
-    const auto found = aside.find(watched);
-    if (found == aside.end()) {
+void OperationQueue::advanceAwaitingData(int watched) {
+    const auto found = awaitingData.find(watched);
+    if (found == awaitingData.end()) {
         return;
     }
     if (const auto result = found->second->attempt(fd)) {
-        finish(std::move(aside.extract(found).mapped()), *result);
+        finish(std::move(awaitingData.extract(found).mapped()), *result);
     } else {
-        armAside(watched);
+        armAwaitingData(watched);
     }
 }
 
-void OperationQueue::armLine() {
-    while (binding.port && !line.empty()) {
-        const short events = line.front()->awaited(fd).events;
+void OperationQueue::armQueued() {
+    while (binding.port && !queued.empty()) {
+        const short events = queued.front()->pollEntry(fd).events;
         if (armedEvents == events || binding.port->watch(fd, fd, events)) {
             armedEvents = events;
             return;
         }
-        auto operation = std::move(line.front());
-        line.pop_front();
-        finish(std::move(operation), unwatched);
+        auto operation = std::move(queued.front());
+        queued.pop_front();
+        finish(std::move(operation), watchFailed);
     }
 }
 
-void OperationQueue::armAside(int watched) {
-    const auto found = aside.find(watched);
-    if (binding.port && !binding.port->watch(fd, watched, found->second->awaited(fd).events)) {
-        finish(std::move(aside.extract(found).mapped()), unwatched);
+void OperationQueue::armAwaitingData(int watched) {
+    const auto found = awaitingData.find(watched);
+    if (binding.port && !binding.port->watch(fd, watched, found->second->pollEntry(fd).events)) {
+        finish(std::move(awaitingData.extract(found).mapped()), watchFailed);
     }
 }
 
 void OperationQueue::advance() {
     const std::lock_guard lock(mutex);
-    advanceLine();
-    armLine();
-    for (auto next = aside.begin(); next != aside.end();) {
-        advanceAside((next++)->first);
+    advanceQueued();
+    armQueued();
+    for (auto next = awaitingData.begin(); next != awaitingData.end();) {
+        advanceAwaitingData((next++)->first);
     }
 }
 
-void OperationQueue::serve(const CompletionPort& port, int watched) {
+void OperationQueue::advanceReady(const CompletionPort& port, int watched) {
     const std::lock_guard lock(mutex);
     if (binding.port.get() != &port) {
-        return; // an old message about a descriptor that is another socket now
+        return; // the event was for an earlier socket with this descriptor
     }
     if (watched != fd) {
-        advanceAside(watched);
+        advanceAwaitingData(watched);
         return;
     }
     armedEvents = 0;
-    advanceLine();
-    armLine();
+    advanceQueued();
+    armQueued();
 }
 
-bool OperationQueue::bind(PortBinding newBinding) {
+bool OperationQueue::bind(PortBinding portBinding) {
     const std::lock_guard lock(mutex);
     if (isClosed || binding.port) {
         return false;
     }
-    binding = std::move(newBinding);
-    armLine();
-    for (auto next = aside.begin(); next != aside.end();) {
-        armAside((next++)->first);
+    binding = std::move(portBinding);
+    armQueued();
+    for (auto next = awaitingData.begin(); next != awaitingData.end();) {
+        armAwaitingData((next++)->first);
     }
     return true;
 }
@@ -174,19 +174,20 @@ bool OperationQueue::isBound() const {
     return binding.port != nullptr;
 }
 
-void OperationQueue::abortIf(const std::function<bool(const Operation&)>& isMeant) {
-    for (Line remaining = std::exchange(line, {}); !remaining.empty(); remaining.pop_front()) {
+void OperationQueue::abortIf(const std::function<bool(const Operation&)>& matches) {
+    for (Operations remaining = std::exchange(queued, {}); !remaining.empty();
+         remaining.pop_front()) {
         auto& operation = remaining.front();
-        if (isMeant(*operation)) {
+        if (matches(*operation)) {
             finish(std::move(operation), aborted);
         } else {
-            line.push_back(std::move(operation));
+            queued.push_back(std::move(operation));
         }
     }
-    for (auto next = aside.begin(); next != aside.end();) {
+    for (auto next = awaitingData.begin(); next != awaitingData.end();) {
         const auto current = next++;
-        if (isMeant(*current->second)) {
-            finish(std::move(aside.extract(current).mapped()), aborted);
+        if (matches(*current->second)) {
+            finish(std::move(awaitingData.extract(current).mapped()), aborted);
         }
     }
 }
@@ -200,16 +201,17 @@ void OperationQueue::close() {
         if (binding.port) {
             binding.port->unwatch(fd);
         }
-        listener = filler.lock();
+        listener = acceptingListener.lock();
     }
     if (listener) {
-        listener->abortFilling(fd);
+        listener->abortAcceptsInto(fd);
     }
 }
 
-void OperationQueue::abortFilling(int place) {
+void OperationQueue::abortAcceptsInto(int acceptSocket) {
     const std::lock_guard lock(mutex);
-    abortIf([place](const Operation& operation) { return operation.isFilling(place); });
+    abortIf(
+        [acceptSocket](const Operation& operation) { return operation.acceptsInto(acceptSocket); });
 }
 
 void OperationQueue::abortRoutinesOf(const WaitingThread& thread) {
@@ -217,14 +219,14 @@ void OperationQueue::abortRoutinesOf(const WaitingThread& thread) {
     abortIf([&thread](const Operation& operation) { return operation.delivery.isFor(thread); });
 }
 
-bool OperationQueue::has(const OVERLAPPED* overlapped) const {
+bool OperationQueue::contains(const OVERLAPPED* overlapped) const {
     const std::lock_guard lock(mutex);
-    for (const auto& operation : line) {
+    for (const auto& operation : queued) {
         if (operation->delivery.isFor(overlapped)) {
             return true;
         }
     }
-    for (const auto& [watched, operation] : aside) {
+    for (const auto& [watched, operation] : awaitingData) {
         if (operation->delivery.isFor(overlapped)) {
             return true;
         }
@@ -232,13 +234,13 @@ bool OperationQueue::has(const OVERLAPPED* overlapped) const {
     return false;
 }
 
-void OperationQueue::appendAwaited(std::vector<pollfd>& entries) const {
+void OperationQueue::appendPollEntries(std::vector<pollfd>& entries) const {
     const std::lock_guard lock(mutex);
-    if (!line.empty()) {
-        entries.push_back(line.front()->awaited(fd));
+    if (!queued.empty()) {
+        entries.push_back(queued.front()->pollEntry(fd));
     }
-    for (const auto& [watched, operation] : aside) {
-        entries.push_back(operation->awaited(fd));
+    for (const auto& [watched, operation] : awaitingData) {
+        entries.push_back(operation->pollEntry(fd));
     }
 }
 
@@ -262,21 +264,21 @@ int OperationQueue::reserve(const std::shared_ptr<OperationQueue>& listener) {
     if (isClosed) {
         return WSAENOTSOCK;
     }
-    if (!filler.expired() || !line.empty()) {
+    if (!acceptingListener.expired() || !queued.empty()) {
         return WSAEINVAL;
     }
-    filler = listener;
+    acceptingListener = listener;
     return 0;
 }
 
 void OperationQueue::endReservation() {
     const std::lock_guard lock(mutex);
-    filler.reset();
+    acceptingListener.reset();
 }
 
 void OperationQueue::descriptorWasReplaced() {
     const std::lock_guard lock(mutex);
-    armedEvents = 0; // what the port watched is gone with the old socket
+    armedEvents = 0; // the port's watch has ended with the old socket
 }
 
 } // namespace VexaSsl::linux

@@ -1,8 +1,9 @@
-// The pending overlapped operations of one socket, in the order of posting, and the port that the
-// socket is bound to. Any thread; whoever waits for one of them moves all of them on.
+// The pending overlapped operations of one socket in the order of posting, and the completion port
+// to which the socket is bound. No thread of ours runs them: to advance an operation is to attempt
+// it again, which every thread does that waits for one. Any thread.
 //
-// Locks, outer to inner: the queue of a listening socket, the queue of a socket that it fills,
-// then an event, a port, a waiting thread. No lock is held while a thread waits.
+// Lock order: the queue of a listening socket, the queue of its accept socket, then an event, a
+// port or a waiting thread. No lock is held while a thread waits.
 #pragma once
 
 #include "platform/linux/sockets/Operation.h"
@@ -20,73 +21,72 @@ namespace VexaSsl::linux {
 
 class OperationQueue : public std::enable_shared_from_this<OperationQueue> {
 public:
-    explicit OperationQueue(int socket) : fd(socket) {}
+    explicit OperationQueue(int fd) : fd(fd) {}
 
-    // Tries operation at once, if none is pending before it, and else keeps it.
-    // Result: empty when it is pending; an error that nobody else is told of; or a success, which
-    // has been delivered, too.
+    // Attempts operation at once if none is pending, otherwise queues it. Returns nothing when it
+    // is pending; an error, which is not delivered; or a success, which has been delivered as well.
     std::optional<TransferResult> post(std::unique_ptr<Operation> operation);
 
-    // post for an operation that fills acceptQueue's socket, which must not be in use by another
-    // (WSAEINVAL) nor closed (WSAENOTSOCK).
+    // The same for an AcceptEx. Fails with WSAEINVAL when the socket of acceptQueue has pending
+    // operations or is the accept socket of another AcceptEx, with WSAENOTSOCK when it is closed.
     std::optional<TransferResult> postAccept(std::unique_ptr<AcceptOperation> operation,
                                              std::shared_ptr<OperationQueue> acceptQueue);
 
-    // Delivers the success of an operation that never stood in the queue.
+    // Delivers the success of an operation that was never queued.
     void deliver(Delivery& delivery, const TransferResult& result);
 
-    // Moves on what can move.
+    // Advances the operations.
     void advance();
-    // The same for the operations that a port watched for by this descriptor.
-    void serve(const CompletionPort& port, int watched);
+    // Advances the operations that wait for watched, which port has found ready.
+    void advanceReady(const CompletionPort& port, int watched);
 
-    // Result: false when the socket is bound already.
-    bool bind(PortBinding newBinding);
+    // Returns false when the socket is already bound or closed.
+    bool bind(PortBinding portBinding);
     bool isBound() const;
 
-    // Completes everything with WSA_OPERATION_ABORTED and refuses whatever comes later.
+    // Completes every operation with WSA_OPERATION_ABORTED. Later ones fail.
     void close();
     void abortRoutinesOf(const WaitingThread& thread);
 
-    bool has(const OVERLAPPED* overlapped) const;
-    void appendAwaited(std::vector<pollfd>& entries) const;
+    bool contains(const OVERLAPPED* overlapped) const;
+    void appendPollEntries(std::vector<pollfd>& entries) const;
     void addWaiter(WaitingThread& thread);
     void removeWaiter(WaitingThread& thread);
 
-    // Whether the host has made the socket non-blocking; a passing change by AcceptOperation isn't
-    // seen.
+    // Returns whether the host has made the socket non-blocking, without the temporary change by
+    // AcceptOperation.
     bool isNonBlocking() const;
 
-    // For AcceptOperation, on the queue of the socket that it fills.
+    // For AcceptOperation, on the queue of its accept socket.
     void endReservation();
     void descriptorWasReplaced();
 
 private:
-    using Line = std::deque<std::unique_ptr<Operation>>;
+    using Operations = std::deque<std::unique_ptr<Operation>>;
 
-    // All of these are called with the lock held.
+    // Called with the lock held. "Arm" sets the port's one-shot watch; an operation for which that
+    // fails is completed with WSAENOBUFS.
     std::optional<TransferResult> postLocked(std::unique_ptr<Operation> operation);
     void enqueue(std::unique_ptr<Operation> operation);
     void finish(std::unique_ptr<Operation> operation, const TransferResult& result);
-    void advanceLine();
-    void advanceAside(int watched);
-    // What the port can't watch ends with WSAENOBUFS.
-    void armLine();
-    void armAside(int watched);
-    void abortIf(const std::function<bool(const Operation&)>& isMeant);
+    void advanceQueued();
+    void advanceAwaitingData(int watched);
+    void armQueued();
+    void armAwaitingData(int watched);
+    void abortIf(const std::function<bool(const Operation&)>& matches);
 
     int reserve(const std::shared_ptr<OperationQueue>& listener);
-    void abortFilling(int place);
+    void abortAcceptsInto(int acceptSocket);
 
     const int fd;
     mutable std::mutex mutex;
-    Line line;
-    // Operations that wait for another descriptor, by that descriptor.
-    std::map<int, std::unique_ptr<Operation>> aside;
+    Operations queued;
+    // Accepted connections that wait for their first data, by accept socket.
+    std::map<int, std::unique_ptr<Operation>> awaitingData;
     PortBinding binding;
-    short armedEvents = 0; // what the port watches fd for
+    short armedEvents = 0; // the events for which the port watches fd
     bool isClosed = false;
-    std::weak_ptr<OperationQueue> filler; // the listening socket whose AcceptEx will fill this one
+    std::weak_ptr<OperationQueue> acceptingListener; // whose AcceptEx has this as accept socket
     Waiters waiters;
 };
 

@@ -1,5 +1,5 @@
-// The operations that may be overlapped: the plain call when they aren't, the queue of the socket
-// when they are.
+// The operations that may be overlapped. With an OVERLAPPED structure they use the socket's
+// operation queue, otherwise the blocking call.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
 #include "platform/linux/sockets/OperationQueue.h"
@@ -26,13 +26,13 @@ int failArgument(int fd, int argumentError) {
     return fail(isSocket(fd) ? argumentError : WSAENOTSOCK);
 }
 
-void store(DWORD* place, std::uint64_t value) {
-    if (place != nullptr) {
-        *place = static_cast<DWORD>(value);
+void store(DWORD* variable, std::uint64_t value) {
+    if (variable != nullptr) {
+        *variable = static_cast<DWORD>(value);
     }
 }
 
-// What a posted operation returns; of a success the caller's variables tell already.
+// Returns the result of the Winsock call. After a success the caller's variables are already set.
 int postResult(const std::optional<TransferResult>& result) {
     if (!result) {
         return fail(WSA_IO_PENDING);
@@ -42,7 +42,7 @@ int postResult(const std::optional<TransferResult>& result) {
 
 int postReceive(int fd, std::vector<iovec> buffers, DWORD* bytesReceived, DWORD* flags,
                 OVERLAPPED& overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE routine) {
-    const auto queue = SocketRegistry::instance().obtain(fd);
+    const auto queue = SocketRegistry::instance().findOrCreate(fd);
     if (!queue) {
         return fail(WSAENOTSOCK);
     }
@@ -50,14 +50,14 @@ int postReceive(int fd, std::vector<iovec> buffers, DWORD* bytesReceived, DWORD*
     if (const int error = operation->delivery.prepare(overlapped, routine)) {
         return fail(error);
     }
-    operation->delivery.setAnswerPlaces(bytesReceived, flags);
+    operation->delivery.setResultPointers(bytesReceived, flags);
     return postResult(queue->post(std::move(operation)));
 }
 
-// A send is done at once, whatever it takes, and its completion follows.
+// Sends everything, blocking if necessary, and then delivers the completion.
 int sendAndDeliver(int fd, std::span<iovec> buffers, DWORD* bytesSent, DWORD flags,
                    OVERLAPPED& overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE routine) {
-    const auto queue = SocketRegistry::instance().obtain(fd);
+    const auto queue = SocketRegistry::instance().findOrCreate(fd);
     if (!queue) {
         return fail(WSAENOTSOCK);
     }
@@ -69,24 +69,25 @@ int sendAndDeliver(int fd, std::span<iovec> buffers, DWORD* bytesSent, DWORD fla
         return fail(error);
     }
     delivery.begin();
-    const TransferResult result = sendFrom(fd, buffers, flags, Waiting::always);
+    const TransferResult result = sendFrom(fd, buffers, flags, Blocking::always);
     if (result.error != 0) {
         delivery.record(result);
         return fail(result.error);
     }
-    delivery.setAnswerPlaces(bytesSent, nullptr);
+    delivery.setResultPointers(bytesSent, nullptr);
     queue->deliver(delivery, result);
     return 0;
 }
 
-// Result: 0 or what is wrong with the arguments of AcceptEx, apart from the accept socket's state.
-int acceptArgumentError(int listener, int place, const AcceptBuffer& output) {
-    constexpr DWORD addressMargin = 16; // beyond the largest address, as Winsock asks for
+// Checks the arguments of AcceptEx, except the accept socket's pending operations. Returns 0 or a
+// Winsock error code.
+int acceptArgumentError(int listener, int acceptSocket, const AcceptBuffer& output) {
+    constexpr DWORD addressMargin = 16; // Winsock's, in addition to the largest address
     sockaddr_storage address;
     socklen_t length = sizeof(address);
     int isListening = 0;
     socklen_t optionSize = sizeof(isListening);
-    if (!isSocket(place) ||
+    if (!isSocket(acceptSocket) ||
         getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
         getsockopt(listener, SOL_SOCKET, SO_ACCEPTCONN, &isListening, &optionSize) != 0) {
         return WSAENOTSOCK;
@@ -97,46 +98,45 @@ int acceptArgumentError(int listener, int place, const AcceptBuffer& output) {
     }
     length = sizeof(address);
     const bool isConnected =
-        getpeername(place, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-    return isListening == 0 || isConnected || listener == place ? WSAEINVAL : 0;
+        getpeername(acceptSocket, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+    return isListening == 0 || isConnected || listener == acceptSocket ? WSAEINVAL : 0;
 }
 
-int postAccept(int listener, int place, const AcceptBuffer& output, DWORD* bytesReceived,
+int postAccept(int listener, int acceptSocket, const AcceptBuffer& output, DWORD* bytesReceived,
                OVERLAPPED& overlapped) {
-    const auto queue = SocketRegistry::instance().obtain(listener);
-    auto acceptQueue = SocketRegistry::instance().obtain(place);
+    const auto queue = SocketRegistry::instance().findOrCreate(listener);
+    auto acceptQueue = SocketRegistry::instance().findOrCreate(acceptSocket);
     if (!queue || !acceptQueue) {
         return fail(WSAENOTSOCK);
     }
-    auto operation = std::make_unique<AcceptOperation>(place, output);
+    auto operation = std::make_unique<AcceptOperation>(acceptSocket, output);
     if (const int error = operation->delivery.prepare(overlapped, nullptr)) {
         return fail(error);
     }
-    operation->delivery.setAnswerPlaces(bytesReceived, nullptr);
+    operation->delivery.setResultPointers(bytesReceived, nullptr);
     return postResult(queue->postAccept(std::move(operation), std::move(acceptQueue)));
 }
 
-// A thread among those that a queue wakes, for the lifetime of this object.
+// A wait for one operation. The queue wakes the thread during the object's lifetime.
 class QueueWait {
 public:
-    QueueWait(OperationQueue& waitedFor, WaitingThread& waitingThread)
-        : queue(waitedFor), thread(waitingThread) {
+    QueueWait(OperationQueue& queue, WaitingThread& thread) : queue(queue), thread(thread) {
         queue.addWaiter(thread);
     }
     QueueWait(const QueueWait&) = delete;
     QueueWait& operator=(const QueueWait&) = delete;
     ~QueueWait() { queue.removeWaiter(thread); }
 
-    // Moves the queue on until the operation isn't in it any more.
+    // Advances the queue until the operation is no longer in it.
     void run(const OVERLAPPED* overlapped) {
         for (;;) {
             thread.clearWakes();
             queue.advance();
-            if (!queue.has(overlapped)) {
+            if (!queue.contains(overlapped)) {
                 return;
             }
             std::vector<pollfd> entries{{thread.descriptor(), POLLIN, 0}};
-            queue.appendAwaited(entries);
+            queue.appendPollEntries(entries);
             poll(entries.data(), entries.size(), -1);
         }
     }
@@ -146,7 +146,7 @@ private:
     WaitingThread& thread;
 };
 
-// Result: false with the cause in the last-error slot when the thread can't wait.
+// Returns false and sets the last error when the thread can't wait.
 bool waitFor(OperationQueue& queue, const OVERLAPPED* overlapped) {
     const auto thread = WaitingThread::current();
     if (!thread) {
@@ -170,14 +170,14 @@ int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, 
     if (flags == nullptr || (bytesReceived == nullptr && overlapped == nullptr)) {
         return failArgument(fd, WSAEFAULT);
     }
-    if (!areReceiveFlags(*flags)) {
+    if (!areValidReceiveFlags(*flags)) {
         return failArgument(fd, WSAEOPNOTSUPP);
     }
     std::vector<iovec> copy;
     if (const int error = copyBuffers(buffers, bufferCount, copy)) {
         return failArgument(fd, error);
     }
-    if (overlapped == nullptr) { // nothing to hand to a routine, either
+    if (overlapped == nullptr) { // a routine alone is ignored
         const TransferResult result = receiveInto(fd, copy, *flags);
         if (result.error != 0) {
             return fail(result.error);
@@ -200,7 +200,7 @@ int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWOR
     if (bytesSent == nullptr && overlapped == nullptr) {
         return failArgument(fd, WSAEFAULT);
     }
-    if (!areSendFlags(flags)) {
+    if (!areValidSendFlags(flags)) {
         return failArgument(fd, WSAEOPNOTSUPP);
     }
     std::vector<iovec> copy;
@@ -208,7 +208,7 @@ int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWOR
         return failArgument(fd, error);
     }
     if (overlapped == nullptr) {
-        const TransferResult result = sendFrom(fd, copy, flags, Waiting::asTheSocket);
+        const TransferResult result = sendFrom(fd, copy, flags, Blocking::asSocket);
         if (result.error != 0) {
             return fail(result.error);
         }
@@ -226,19 +226,21 @@ BOOL AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, void* outputBuffer, DWOR
               DWORD localAddressLength, DWORD remoteAddressLength, DWORD* bytesReceived,
               OVERLAPPED* overlapped) {
     const int listener = descriptorOf(listenSocket);
-    const int place = descriptorOf(acceptSocket);
+    const int acceptDescriptor = descriptorOf(acceptSocket);
     if (overlapped == nullptr) {
         failArgument(listener, WSA_INVALID_PARAMETER);
         return FALSE;
     }
     const AcceptBuffer output{static_cast<char*>(outputBuffer), receiveDataLength,
                               localAddressLength, remoteAddressLength};
-    if (const int error = acceptArgumentError(listener, place, output)) {
+    if (const int error = acceptArgumentError(listener, acceptDescriptor, output)) {
         fail(error);
         return FALSE;
     }
     try {
-        return postAccept(listener, place, output, bytesReceived, *overlapped) == 0 ? TRUE : FALSE;
+        return postAccept(listener, acceptDescriptor, output, bytesReceived, *overlapped) == 0
+                   ? TRUE
+                   : FALSE;
     } catch (const std::bad_alloc&) {
         fail(WSAENOBUFS);
         return FALSE;
@@ -261,7 +263,7 @@ BOOL WSAGetOverlappedResult(SOCKET s, WSAOVERLAPPED* overlapped, DWORD* transfer
             queue->advance();
         }
         status = statusOf(*overlapped);
-        if (status.isPending) { // with wait: it isn't an operation on s
+        if (status.isPending) { // after a wait: the operation isn't one on s
             fail(wait != FALSE ? WSA_INVALID_PARAMETER : WSA_IO_INCOMPLETE);
             return FALSE;
         }

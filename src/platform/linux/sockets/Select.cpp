@@ -1,10 +1,10 @@
-// select over Winsock's counted sets, and the operations on these sets.
+// select on Winsock's fd_set, a counted array, and the operations on these sets.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/contract/Winsock.h"
 #include "platform/linux/sockets/Deadline.h"
 #include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketKind.h"
-#include "platform/linux/sockets/SocketNotes.h"
+#include "platform/linux/sockets/SocketStates.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <poll.h>
@@ -24,24 +24,25 @@ namespace {
 constexpr std::size_t setCount = 3;
 
 struct SetKind {
-    short asked;
-    short ready; // what the system reports for a socket that belongs in the set
+    short requested;
+    short ready; // any of these puts a socket into the set
 };
 constexpr SetKind reading{POLLIN, POLLIN | POLLHUP | POLLERR};
 constexpr SetKind writing{POLLOUT, POLLOUT | POLLERR};
 constexpr SetKind exceptional{POLLPRI, POLLPRI};
 
-// The sockets in the valid part of a set; none for a null set.
+// Returns the sockets of a set; none for a null set.
 std::span<SOCKET> socketsOf(fd_set* set) {
     return set == nullptr ? std::span<SOCKET>{} : std::span(set->fd_array, set->fd_count);
 }
 
-// The members of up to three sets as poll takes them, one entry a member.
+// The members of up to three sets as entries for poll, one for each member.
 class Selection {
 public:
     Selection(fd_set* read, fd_set* write, fd_set* except) : sets{read, write, except} {}
 
-    // Result: 0; WSAEINVAL when nothing is asked for or a count is beyond its array; WSAENOTSOCK.
+    // Returns 0; WSAEINVAL when the sets have no member or a count exceeds its array; WSAENOTSOCK
+    // for a member that isn't a socket.
     int fill() {
         for (std::size_t kind = 0; kind < setCount; ++kind) {
             if (sets[kind] != nullptr && sets[kind]->fd_count > socketSetCapacity) {
@@ -49,26 +50,25 @@ public:
             }
             for (const SOCKET s : socketsOf(sets[kind])) {
                 const int fd = descriptorOf(s);
-                if (kindOf(fd) ==
-                    SocketKind::none) { // poll would pass over a negative one in silence
+                if (kindOf(fd) == SocketKind::none) { // poll ignores a negative descriptor
                     return WSAENOTSOCK;
                 }
-                entries[count++] = {fd, kinds[kind].asked, 0};
+                entries[count++] = {fd, kinds[kind].requested, 0};
             }
         }
         return count == 0 ? WSAEINVAL : 0;
     }
 
-    // Result: 0 when something is ready or the time is over, else a Winsock number.
+    // Returns 0 when a socket is ready or the deadline has passed, else a Winsock error code.
     int wait(const Deadline& deadline) {
-        const bool hasDeferred = anyDeferred();
+        const bool anyDeferred = hasDeferredConnection();
         for (;;) {
             const int ready =
-                poll(entries.data(), count, hasDeferred ? 0 : deadline.milliseconds());
-            if (ready > 0 && hasClosed()) {
+                poll(entries.data(), count, anyDeferred ? 0 : deadline.milliseconds());
+            if (ready > 0 && hasInvalid()) {
                 return WSAENOTSOCK;
             }
-            if (ready > 0 || hasDeferred || (ready == 0 && deadline.hasPassed())) {
+            if (ready > 0 || anyDeferred || (ready == 0 && deadline.hasPassed())) {
                 return 0;
             }
             if (ready < 0 && errno != EINTR && errno != EAGAIN) {
@@ -81,7 +81,7 @@ public:
         }
     }
 
-    // Leaves the ready sockets in the sets, in their order. Result: how many, over all sets.
+    // Reduces the sets to the ready sockets, in their order. Returns their number over all sets.
     int keepReady() {
         unsigned int total = 0;
         std::size_t entry = 0;
@@ -105,7 +105,7 @@ private:
 
     std::span<pollfd> used() { return std::span(entries).first(count); }
 
-    bool hasClosed() {
+    bool hasInvalid() {
         return std::ranges::any_of(used(),
                                    [](const pollfd& entry) { return entry.revents & POLLNVAL; });
     }
@@ -116,31 +116,31 @@ private:
         }
     }
 
-    // Whether a listening socket that is asked for reading has a connection that was put off.
-    bool anyDeferred() {
+    // Returns whether a listening socket in the read set has a deferred connection.
+    bool hasDeferredConnection() {
         return std::ranges::any_of(used(), [](const pollfd& entry) { return isDeferred(entry); });
     }
 
     static bool isDeferred(const pollfd& entry) {
-        return entry.events == reading.asked && SocketNotes::instance().hasDeferred(entry.fd);
+        return entry.events == reading.requested && SocketStates::instance().hasDeferred(entry.fd);
     }
 
-    bool isAskedForExceptions(int fd) {
+    bool isInExceptSet(int fd) {
         return std::ranges::any_of(used(), [fd](const pollfd& entry) {
-            return entry.fd == fd && entry.events == exceptional.asked;
+            return entry.fd == fd && entry.events == exceptional.requested;
         });
     }
 
-    // A non-blocking connect that failed is an exception in Winsock and nothing else. A host that
-    // doesn't ask for exceptions would then wait in vain: it finds the socket in its other sets.
+    // Winsock reports a failed non-blocking connect in the except set only. For a host that doesn't
+    // pass the socket in that set, it is reported in the others, as the host would wait forever.
     bool isReady(const pollfd& entry, std::size_t kind) {
-        const bool isExceptional = entry.events == exceptional.asked;
+        const bool isExceptional = entry.events == exceptional.requested;
         const bool hasFailed = (entry.revents & POLLERR) != 0;
         if (!hasFailed && (entry.revents & POLLOUT) != 0) {
-            SocketNotes::instance().connectEnded(entry.fd); // a later failure is none of connect's
+            SocketStates::instance().connectEnded(entry.fd); // later failures aren't the connect's
         }
-        const bool connectFailed = hasFailed && SocketNotes::instance().isConnecting(entry.fd);
-        if (connectFailed && (isExceptional || isAskedForExceptions(entry.fd))) {
+        const bool connectFailed = hasFailed && SocketStates::instance().isConnecting(entry.fd);
+        if (connectFailed && (isExceptional || isInExceptSet(entry.fd))) {
             return isExceptional;
         }
         return (entry.revents & kinds[kind].ready) != 0 || isDeferred(entry);
@@ -151,17 +151,17 @@ private:
     nfds_t count = 0;
 };
 
-// Empty for a time that is none.
+// Returns nothing for an invalid timeout.
 std::optional<Deadline> deadlineOf(const timeval* timeout) {
     constexpr long microsecondsInSecond = 1'000'000;
-    constexpr long longest = 1'000'000'000; // seconds; as good as for ever
+    constexpr long maxSeconds = 1'000'000'000; // more counts as never
     if (timeout == nullptr) {
         return Deadline::never();
     }
     if (timeout->tv_sec < 0 || timeout->tv_usec < 0 || timeout->tv_usec >= microsecondsInSecond) {
         return std::nullopt;
     }
-    if (timeout->tv_sec > longest) {
+    if (timeout->tv_sec > maxSeconds) {
         return Deadline::never();
     }
     return Deadline::after(std::chrono::seconds(timeout->tv_sec) +

@@ -16,8 +16,8 @@ int descriptorOf(SOCKET s) noexcept {
 bool isSocket(int fd) noexcept {
     const int before = errno;
     struct stat facts {};
-    // An open descriptor counts as a socket while the system lacks what it needs to answer: a
-    // socket that is taken for something else could never be closed.
+    // If fstat fails for lack of resources, an open descriptor counts as a socket: otherwise
+    // closesocket would refuse it.
     const bool result = fstat(fd, &facts) == 0 ? S_ISSOCK(facts.st_mode) : errno != EBADF;
     errno = before;
     return result;

@@ -1,21 +1,21 @@
-// A SOCKET as the file descriptor that it holds. Any thread.
+// The file descriptor in a SOCKET. Any thread.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
 
 namespace VexaSsl::linux {
 
-// The descriptor in s; -1, which no call accepts, when s can't be one (INVALID_SOCKET for example).
+// Returns the descriptor in s; -1, which every call refuses, for a value that is no descriptor,
+// such as INVALID_SOCKET.
 int descriptorOf(SOCKET s) noexcept;
 
-// Whether fd is an open socket. errno stays as it was.
+// Returns whether fd is an open socket. Preserves errno.
 bool isSocket(int fd) noexcept;
 
-// Whether calls on fd return at once. False for a descriptor that isn't open.
+// Returns whether fd has O_NONBLOCK; false for a descriptor that isn't open. Preserves errno.
 bool isNonBlocking(int fd) noexcept;
 
-// Makes an eventfd readable, so that its poller wakes up. Repeated after an interruption: otherwise
-// the poller would sleep for ever.
+// Makes an eventfd readable, so that the thread that polls it wakes up. Tries again after a signal.
 void makeReadable(int eventDescriptor) noexcept;
 
 } // namespace VexaSsl::linux

@@ -13,18 +13,18 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// A byte for each number that a process usually has; beyond them the system is asked each time.
-// Relaxed, since a byte says everything and stands for itself.
-constexpr std::size_t remembered = 65536;
-std::array<std::atomic<SocketKind>, remembered> kinds{};
+// One byte for each descriptor that a process usually has; for higher ones the system is queried
+// each time. Relaxed accesses suffice: a byte guards no other data.
+constexpr std::size_t cachedDescriptors = 65536;
+std::array<std::atomic<SocketKind>, cachedDescriptors> kinds{};
 
-std::atomic<SocketKind>* placeOf(int fd) noexcept {
-    const auto number = static_cast<std::size_t>(fd);
-    return fd >= 0 && number < remembered ? &kinds[number] : nullptr;
+std::atomic<SocketKind>* cacheEntry(int fd) noexcept {
+    const auto index = static_cast<std::size_t>(fd);
+    return fd >= 0 && index < cachedDescriptors ? &kinds[index] : nullptr;
 }
 
-// Unknown for a socket while the system is too short of something to say what it is.
-SocketKind askSystem(int fd) noexcept {
+// Returns unknown for a socket whose type the system can't report for lack of resources.
+SocketKind queryKind(int fd) noexcept {
     const int before = errno;
     int type = 0;
     socklen_t size = sizeof type;
@@ -39,26 +39,27 @@ SocketKind askSystem(int fd) noexcept {
 } // namespace
 
 SocketKind kindOf(int fd) noexcept {
-    std::atomic<SocketKind>* const place = placeOf(fd);
-    if (place != nullptr) {
-        const SocketKind kind = place->load(std::memory_order_relaxed);
+    std::atomic<SocketKind>* const entry = cacheEntry(fd);
+    if (entry != nullptr) {
+        const SocketKind kind = entry->load(std::memory_order_relaxed);
         if (kind != SocketKind::unknown) {
             return kind;
         }
     }
-    const SocketKind kind = askSystem(fd);
+    const SocketKind kind = queryKind(fd);
     if (kind == SocketKind::unknown) {
         return SocketKind::other;
     }
-    if (place != nullptr && kind != SocketKind::none) { // any call may make a socket of that number
-        place->store(kind, std::memory_order_relaxed);
+    // none isn't cached: any call may create a socket with this descriptor.
+    if (entry != nullptr && kind != SocketKind::none) {
+        entry->store(kind, std::memory_order_relaxed);
     }
     return kind;
 }
 
 void forgetKind(int fd) noexcept {
-    if (std::atomic<SocketKind>* const place = placeOf(fd)) {
-        place->store(SocketKind::unknown, std::memory_order_relaxed);
+    if (std::atomic<SocketKind>* const entry = cacheEntry(fd)) {
+        entry->store(SocketKind::unknown, std::memory_order_relaxed);
     }
 }
 

@@ -1,6 +1,5 @@
-// What sort of socket a descriptor is, asked of the system once for each socket: that calls are
-// cheap enough to be made before every read. A socket is closed by closesocket and by nothing
-// else, as hosts are told, so what was found out holds until then. Any thread.
+// The type of a socket, cached until closesocket, so that every receive can ask for it. Hosts must
+// close sockets with closesocket only. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,16 +7,16 @@
 namespace VexaSsl::linux {
 
 enum class SocketKind : std::uint8_t {
-    unknown, // not asked yet
-    none,    // no socket, or not open
-    stream,  // a stream of bytes, of which no read cuts anything off
+    unknown, // not queried yet
+    none,    // not a socket, or not open
+    stream,  // SOCK_STREAM: a receive never truncates
     other,
 };
 
-// Never unknown. errno stays as it was.
+// Never returns unknown. Preserves errno.
 SocketKind kindOf(int fd) noexcept;
 
-// The number is another socket's from now on, or nobody's.
+// Called when the socket is closed and when a new one has the descriptor.
 void forgetKind(int fd) noexcept;
 
 } // namespace VexaSsl::linux

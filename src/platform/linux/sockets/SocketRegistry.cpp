@@ -2,7 +2,7 @@
 
 #include "platform/linux/sockets/SocketDescriptor.h"
 #include "platform/linux/sockets/SocketKind.h"
-#include "platform/linux/sockets/SocketNotes.h"
+#include "platform/linux/sockets/SocketStates.h"
 #include "platform/linux/sockets/SystemErrors.h"
 
 #include <unistd.h>
@@ -26,7 +26,7 @@ std::shared_ptr<OperationQueue> SocketRegistry::find(int fd) const {
     return found == queues.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<OperationQueue> SocketRegistry::obtain(int fd) {
+std::shared_ptr<OperationQueue> SocketRegistry::findOrCreate(int fd) {
     if (auto queue = find(fd)) {
         return queue;
     }
@@ -38,23 +38,23 @@ std::shared_ptr<OperationQueue> SocketRegistry::obtain(int fd) {
         return found->second;
     }
     auto queue = std::make_shared<OperationQueue>(fd);
-    queues.emplace(fd, queue); // last, so that without memory there is no entry without a queue
+    queues.emplace(fd, queue); // after the allocation, so that no entry is left without a queue
     return queue;
 }
 
-std::shared_ptr<OperationQueue> SocketRegistry::take(int fd) {
+std::shared_ptr<OperationQueue> SocketRegistry::remove(int fd) {
     const std::unique_lock lock(mutex);
     const auto node = queues.extract(fd);
     return node.empty() ? nullptr : std::move(node.mapped());
 }
 
-void SocketRegistry::welcome(int fd) {
-    if (find(fd)) { // rare, and asked first because a look-up is all that others wait for
-        if (const auto stale = take(fd)) {
+void SocketRegistry::forgetPrevious(int fd) {
+    if (find(fd)) { // rare; find takes the shared lock only
+        if (const auto stale = remove(fd)) {
             stale->close();
         }
     }
-    SocketNotes::instance().forget(fd);
+    SocketStates::instance().forget(fd);
     forgetKind(fd);
 }
 
@@ -64,15 +64,15 @@ int SocketRegistry::close(int fd) {
     }
     const auto queue = find(fd);
     if (queue) {
-        queue->close(); // still in the table, so that nobody posts to a queue of his own meanwhile
+        queue->close(); // before its removal, so that no other thread creates a second queue
     }
-    SocketNotes::instance().forget(fd);
+    SocketStates::instance().forget(fd);
     forgetKind(fd);
     const int result = ::close(fd) == 0 || errno == EINTR ? 0 : winsockError(errno);
     const std::unique_lock lock(mutex);
     const auto found = queues.find(fd);
     if (queue && found != queues.end() && found->second == queue) {
-        queues.erase(found); // unless the number has a new socket by now
+        queues.erase(found); // unless a new socket has the descriptor by now
     }
     return result;
 }

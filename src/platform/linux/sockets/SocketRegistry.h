@@ -1,5 +1,5 @@
-// The operation queues of the sockets that have needed one. Any thread; its lock is held for a
-// look-up only.
+// The operation queues by socket, created on first use. Any thread; a lock is held for one lookup
+// or change only.
 #pragma once
 
 #include "platform/linux/sockets/OperationQueue.h"
@@ -14,18 +14,18 @@ class SocketRegistry {
 public:
     static SocketRegistry& instance();
 
-    // Null when the socket has no queue.
+    // Returns null when the socket has no queue.
     std::shared_ptr<OperationQueue> find(int fd) const;
-    // Makes a queue if there is none; null when fd is no socket.
-    std::shared_ptr<OperationQueue> obtain(int fd);
+    // Returns null when fd isn't a socket.
+    std::shared_ptr<OperationQueue> findOrCreate(int fd);
 
-    // fd is a new socket: whatever is known of an earlier one with this number is void.
-    void welcome(int fd);
-    // Closes the socket after completing what is pending on it. Result: 0 or an error number.
+    // Discards what is stored about an earlier socket with the descriptor of a new one.
+    void forgetPrevious(int fd);
+    // Aborts the pending operations and closes the socket. Returns 0 or a Winsock error code.
     int close(int fd);
 
 private:
-    std::shared_ptr<OperationQueue> take(int fd);
+    std::shared_ptr<OperationQueue> remove(int fd);
 
     mutable std::shared_mutex mutex;
     std::unordered_map<int, std::shared_ptr<OperationQueue>> queues;

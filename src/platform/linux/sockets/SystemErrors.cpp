@@ -16,7 +16,7 @@ struct Translation {
     int winsock;
 };
 
-// A descriptor that isn't open is WSAENOTSOCK: Winsock answers so for a bad socket handle.
+// EBADF becomes WSAENOTSOCK, Winsock's error for an invalid socket handle.
 constexpr Translation systemErrors[] = {
     {EBADF, WSAENOTSOCK},
     {ENOTSOCK, WSAENOTSOCK},
@@ -74,24 +74,24 @@ constexpr Translation resolverErrors[] = {
     {EAI_SOCKTYPE, WSAESOCKTNOSUPPORT},
 };
 
-int translated(std::span<const Translation> table, int system, int otherwise) noexcept {
+int translate(std::span<const Translation> table, int system, int fallback) noexcept {
     for (const Translation& entry : table) {
         if (entry.system == system) {
             return entry.winsock;
         }
     }
-    return otherwise;
+    return fallback;
 }
 
 } // namespace
 
 int winsockError(int systemError) noexcept {
-    return translated(systemErrors, systemError, WSAENETDOWN);
+    return translate(systemErrors, systemError, WSAENETDOWN);
 }
 
 int resolverError(int result) noexcept {
     return result == EAI_SYSTEM ? winsockError(errno)
-                                : translated(resolverErrors, result, WSANO_RECOVERY);
+                                : translate(resolverErrors, result, WSANO_RECOVERY);
 }
 
 int fail(int number) noexcept {

@@ -1,20 +1,20 @@
-// The one place where the system's error numbers become Winsock's. Any thread.
+// Translates the system's errors to Winsock's. Any thread.
 #pragma once
 
 namespace VexaSsl::linux {
 
-// The Winsock number for an errno value; WSAENETDOWN ("the network subsystem has failed") for one
-// that Winsock has no word for.
+// Returns the Winsock error code for an errno value; WSAENETDOWN ("the network subsystem has
+// failed") for one that Winsock doesn't have.
 int winsockError(int systemError) noexcept;
 
-// The Winsock number for a result of getaddrinfo or getnameinfo. EAI_SYSTEM is looked up by errno.
-// 0 stays 0.
+// Returns the Winsock error code for a result of getaddrinfo or getnameinfo; for EAI_SYSTEM that of
+// errno, for 0 it is 0.
 int resolverError(int result) noexcept;
 
-// Puts number into the last-error slot. Result: SOCKET_ERROR, to be returned on.
+// Sets the last error. Returns SOCKET_ERROR.
 int fail(int number) noexcept;
 
-// The same with the number that belongs to errno.
+// The same with the Winsock error code for errno.
 int failWithErrno() noexcept;
 
 } // namespace VexaSsl::linux

@@ -19,13 +19,13 @@
 
 namespace VexaSsl::linux {
 
-bool areReceiveFlags(DWORD flags) noexcept {
+bool areValidReceiveFlags(DWORD flags) noexcept {
     const bool known = (flags & ~(winsockOutOfBand | winsockPeek | winsockWaitAll)) == 0;
     const bool waitsForAll = (flags & winsockWaitAll) != 0;
     return known && (!waitsForAll || flags == winsockWaitAll);
 }
 
-bool areSendFlags(DWORD flags) noexcept {
+bool areValidSendFlags(DWORD flags) noexcept {
     return (flags & ~(winsockOutOfBand | winsockDontRoute)) == 0;
 }
 
@@ -39,21 +39,21 @@ int systemFlags(DWORD flags) noexcept {
 }
 
 void BufferCursor::advance(std::size_t bytes) noexcept {
-    while (!rest.empty() && bytes >= rest.front().iov_len) {
-        bytes -= rest.front().iov_len;
-        rest = rest.subspan(1);
+    while (!remaining.empty() && bytes >= remaining.front().iov_len) {
+        bytes -= remaining.front().iov_len;
+        remaining = remaining.subspan(1);
     }
     if (bytes > 0) {
-        iovec& front = rest.front();
+        iovec& front = remaining.front();
         front.iov_base = static_cast<char*>(front.iov_base) + bytes;
         front.iov_len -= bytes;
     }
 }
 
-msghdr BufferCursor::message() const noexcept {
+msghdr BufferCursor::header() const noexcept {
     msghdr result{};
-    result.msg_iov = rest.data();
-    result.msg_iovlen = std::min<std::size_t>(rest.size(), IOV_MAX);
+    result.msg_iov = remaining.data();
+    result.msg_iovlen = std::min<std::size_t>(remaining.size(), IOV_MAX);
     return result;
 }
 
@@ -88,22 +88,22 @@ std::uint64_t totalSize(std::span<const iovec> buffers) noexcept {
 
 namespace {
 
-// One attempt. Result: as recvmsg; error tells of what was cut off.
+// One attempt. Returns as recvmsg does; error becomes WSAEMSGSIZE for a truncated datagram, else 0.
 ssize_t attemptReceive(int fd, const BufferCursor& cursor, int flags, int& error) noexcept {
     error = 0;
-    const iovec* const single = cursor.single();
+    const iovec* const single = cursor.singleBuffer();
     if (single != nullptr && kindOf(fd) == SocketKind::stream) { // cuts nothing off, costs less
         return ::recv(fd, single->iov_base, single->iov_len, flags);
     }
-    msghdr message = cursor.message();
-    const ssize_t count = recvmsg(fd, &message, flags);
-    if (count >= 0 && (message.msg_flags & MSG_TRUNC) != 0) {
+    msghdr header = cursor.header();
+    const ssize_t count = recvmsg(fd, &header, flags);
+    if (count >= 0 && (header.msg_flags & MSG_TRUNC) != 0) {
         error = WSAEMSGSIZE;
     }
     return count;
 }
 
-// One receive into what is left of the buffers, repeated until it has an outcome.
+// Receives once into the remaining buffers. Tries again as BlockingCall requires.
 TransferResult receiveOnce(BlockingCall& call, int fd, const BufferCursor& cursor,
                            int flags) noexcept {
     for (;;) {
@@ -112,15 +112,15 @@ TransferResult receiveOnce(BlockingCall& call, int fd, const BufferCursor& curso
         if (count >= 0) {
             return {error, static_cast<std::uint64_t>(count)};
         }
-        if (!call.mayRetry()) {
+        if (!call.prepareRetry()) {
             return {call.error(), 0};
         }
     }
 }
 
-// A pending failure must stay for the next call when this one has bytes to report: a receive would
-// take it away.
-bool hasPendingFailure(int fd) noexcept {
+// Returns whether the socket has a pending error. When bytes have been received, the error is left
+// for the next call; another receive would clear it.
+bool hasPendingError(int fd) noexcept {
     pollfd entry{fd, 0, 0};
     return poll(&entry, 1, 0) > 0 && (entry.revents & POLLERR) != 0;
 }
@@ -135,10 +135,10 @@ TransferResult receiveInto(int fd, std::span<iovec> buffers, DWORD flags) noexce
     if ((flags & winsockWaitAll) == 0 || result.error != 0) {
         return result;
     }
-    // The system gives up waiting for all when a signal arrives, which a host must not see.
+    // A signal ends the system's MSG_WAITALL early; continue until all bytes have arrived.
     for (std::uint64_t last = result.bytes; last > 0; result.bytes += last) {
         cursor.advance(last);
-        if (cursor.isEmpty() || hasPendingFailure(fd) || call.isOverdue()) {
+        if (cursor.isEmpty() || hasPendingError(fd) || call.hasTimedOut()) {
             break;
         }
         last = receiveOnce(call, fd, cursor, bits).bytes;
@@ -155,21 +155,21 @@ int sendError(int fd, int systemError) noexcept {
     return winsockError(systemError);
 }
 
-TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Waiting waiting) noexcept {
+TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Blocking blocking) noexcept {
     BufferCursor cursor(buffers);
     BlockingCall call(fd, Direction::send);
     TransferResult result;
     do {
-        const msghdr message = cursor.message();
-        const ssize_t count = sendmsg(fd, &message, systemFlags(flags));
+        const msghdr header = cursor.header();
+        const ssize_t count = sendmsg(fd, &header, systemFlags(flags));
         if (count >= 0) {
             result.bytes += static_cast<std::uint64_t>(count);
             cursor.advance(static_cast<std::size_t>(count));
         } else if (errno == EPIPE) {
             result.error = sendError(fd, EPIPE);
-        } else if (errno == EAGAIN && waiting == Waiting::always) {
+        } else if (errno == EAGAIN && blocking == Blocking::always) {
             result.error = call.waitUntilReady() ? 0 : call.error();
-        } else if (!call.mayRetry()) {
+        } else if (!call.prepareRetry()) {
             result.error = call.error();
         }
     } while (!cursor.isEmpty() && result.error == 0);
@@ -181,18 +181,18 @@ TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Waiting w
 
 namespace {
 
-// The checks that Winsock makes before it looks at the connection. Result: 0 or the number.
-int argumentError(int fd, const char* buffer, int length, bool knownFlags) noexcept {
-    if (length >= 0 && (buffer != nullptr || length == 0) && knownFlags) {
+// The checks that Winsock makes before it uses the connection. Returns 0 or a Winsock error code.
+int argumentError(int fd, const char* buffer, int length, bool hasValidFlags) noexcept {
+    if (length >= 0 && (buffer != nullptr || length == 0) && hasValidFlags) {
         return 0;
     }
     if (!isSocket(fd)) {
         return WSAENOTSOCK;
     }
-    return knownFlags ? WSAEFAULT : WSAEOPNOTSUPP;
+    return hasValidFlags ? WSAEFAULT : WSAEOPNOTSUPP;
 }
 
-int resultOf(const TransferResult& result) noexcept {
+int winsockResult(const TransferResult& result) noexcept {
     return result.error != 0 ? fail(result.error) : static_cast<int>(result.bytes);
 }
 
@@ -207,21 +207,21 @@ using namespace linux;
 int send(SOCKET s, const char* buf, int len, int flags) {
     const int fd = descriptorOf(s);
     const auto bits = static_cast<DWORD>(flags);
-    if (const int error = argumentError(fd, buf, len, areSendFlags(bits))) {
+    if (const int error = argumentError(fd, buf, len, areValidSendFlags(bits))) {
         return fail(error);
     }
     iovec buffer{const_cast<char*>(buf), static_cast<std::size_t>(len)};
-    return resultOf(sendFrom(fd, {&buffer, 1}, bits, Waiting::asTheSocket));
+    return winsockResult(sendFrom(fd, {&buffer, 1}, bits, Blocking::asSocket));
 }
 
 int recv(SOCKET s, char* buf, int len, int flags) {
     const int fd = descriptorOf(s);
     const auto bits = static_cast<DWORD>(flags);
-    if (const int error = argumentError(fd, buf, len, areReceiveFlags(bits))) {
+    if (const int error = argumentError(fd, buf, len, areValidReceiveFlags(bits))) {
         return fail(error);
     }
     iovec buffer{buf, static_cast<std::size_t>(len)};
-    return resultOf(receiveInto(fd, {&buffer, 1}, bits));
+    return winsockResult(receiveInto(fd, {&buffer, 1}, bits));
 }
 
 } // namespace VexaSsl::platform

@@ -1,5 +1,5 @@
-// Moving bytes over a stream or datagram socket: the caller's buffers as a cursor, the flags, and
-// one receive or send over scattered buffers. Nothing here knows of overlapped operations.
+// Receiving and sending on a stream or datagram socket, with scattered buffers. Independent of
+// overlapped operations. Any thread.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -19,56 +19,56 @@ inline constexpr DWORD winsockPeek = 0x2;
 inline constexpr DWORD winsockDontRoute = 0x4;
 inline constexpr DWORD winsockWaitAll = 0x8;
 
-// Whether receiving (or sending) knows all the bits of flags and their combination: a receive that
-// waits for all it was asked for can neither peek nor be out of band.
-bool areReceiveFlags(DWORD flags) noexcept;
-bool areSendFlags(DWORD flags) noexcept;
+// Return whether flags are known and may be combined: MSG_WAITALL excludes the other receive flags.
+bool areValidReceiveFlags(DWORD flags) noexcept;
+bool areValidSendFlags(DWORD flags) noexcept;
 
-// The same bits with the system's numbers.
+// Returns the system's values of the flags, with MSG_NOSIGNAL.
 int systemFlags(DWORD flags) noexcept;
 
-// A list of buffers of which the front is used up step by step. Refers to the entries and changes
-// them; the memory is the caller's.
+// A position in a list of buffers. Refers to the caller's entries and changes them.
 class BufferCursor {
 public:
-    explicit BufferCursor(std::span<iovec> buffers) noexcept : rest(buffers) { advance(0); }
+    explicit BufferCursor(std::span<iovec> buffers) noexcept : remaining(buffers) { advance(0); }
 
-    bool isEmpty() const noexcept { return rest.empty(); }
+    bool isEmpty() const noexcept { return remaining.empty(); }
     void advance(std::size_t bytes) noexcept;
-    // The one buffer that is left; null for none and for several.
-    const iovec* single() const noexcept { return rest.size() == 1 ? rest.data() : nullptr; }
-    // A header for one system call; it takes no more buffers than the system does at once.
-    msghdr message() const noexcept;
+    // Returns the buffer that remains; null for none or several.
+    const iovec* singleBuffer() const noexcept {
+        return remaining.size() == 1 ? remaining.data() : nullptr;
+    }
+    // Returns the remaining buffers for one system call, at most IOV_MAX.
+    msghdr header() const noexcept;
 
 private:
-    std::span<iovec> rest;
+    std::span<iovec> remaining;
 };
 
-// The buffers as the system takes them. Result: 0; WSAEFAULT for a null array or a null buffer with
-// a length; WSAEINVAL for no buffer at all; WSAENOBUFS when out of memory.
+// Copies the array of buffers to the system's type. Returns 0; WSAEFAULT for a null array or a null
+// buffer with a length; WSAEINVAL for an empty array; WSAENOBUFS when out of memory.
 int copyBuffers(const WSABUF* buffers, DWORD count, std::vector<iovec>& copy) noexcept;
 
 std::uint64_t totalSize(std::span<const iovec> buffers) noexcept;
 
-// The outcome of a transfer: bytes when error is 0. With WSAEMSGSIZE the buffers are filled and the
-// rest of the datagram is lost.
+// The result of a transfer. error is a Winsock error code; bytes counts when it is 0. With
+// WSAEMSGSIZE the buffers are full and the rest of the datagram is lost.
 struct TransferResult {
     int error = 0;
     std::uint64_t bytes = 0;
 };
 
-// Blocks as the socket blocks. End of stream: 0 bytes.
+// Receives into the buffers; waits on a blocking socket. 0 bytes at the end of the stream.
 TransferResult receiveInto(int fd, std::span<iovec> buffers, DWORD flags) noexcept;
 
-// Whether a call waits only if the socket blocks, or in any case, as overlapped operations do.
-enum class Waiting { asTheSocket, always };
+// Whether a send waits only on a blocking socket, or always, as overlapped sends do.
+enum class Blocking { asSocket, always };
 
-// A call that waits sends everything; bytes that were accepted before a failure make a success, and
-// the failure shows in the next call.
-TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Waiting waiting) noexcept;
+// Sends the buffers; a send that waits sends everything. If it fails after some bytes were sent,
+// the result is a success with these bytes, and the next call fails.
+TransferResult sendFrom(int fd, std::span<iovec> buffers, DWORD flags, Blocking blocking) noexcept;
 
-// What a failed send means: a broken pipe is WSAESHUTDOWN if this side has ended its sending and
-// WSAECONNRESET if the connection is gone.
+// Returns the Winsock error code for the errno of a failed send. EPIPE is WSAESHUTDOWN after a
+// shutdown of this side's sending and WSAECONNRESET when the connection no longer exists.
 int sendError(int fd, int systemError) noexcept;
 
 } // namespace VexaSsl::linux

@@ -1,4 +1,4 @@
-// Waiting for events and for completion routines, and moving on what they wait for.
+// Waiting for events and for completion routines. A wait advances the operations it waits for.
 #include "VexaPlatform/HostSockets.h"
 #include "platform/linux/base/HandleTable.h"
 #include "platform/linux/sockets/Deadline.h"
@@ -29,13 +29,13 @@ namespace {
 
 using Events = std::vector<std::shared_ptr<Event>>;
 
-// One wait of one thread. It is known to its events from its construction to its end.
+// One wait of one thread. Its events wake the thread during the object's lifetime.
 class EventWait {
 public:
-    EventWait(Events awaitedEvents, bool forAll, bool runsRoutines,
-              std::shared_ptr<WaitingThread> waitingThread)
-        : events(std::move(awaitedEvents)), waitsForAll(forAll), isAlertable(runsRoutines),
-          thread(std::move(waitingThread)) {
+    EventWait(Events events, bool waitsForAll, bool isAlertable,
+              std::shared_ptr<WaitingThread> thread)
+        : events(std::move(events)), waitsForAll(waitsForAll), isAlertable(isAlertable),
+          thread(std::move(thread)) {
         for (const auto& event : events) {
             event->addWaiter(*thread);
         }
@@ -48,11 +48,11 @@ public:
         }
     }
 
-    // Result: as WSAWaitForMultipleEvents.
+    // Returns as WSAWaitForMultipleEvents does.
     DWORD run(const Deadline& deadline) {
         for (;;) {
             thread->clearWakes();
-            const OperationQueues queues = concernedQueues();
+            const OperationQueues queues = affectedQueues();
             for (const auto& queue : queues) {
                 queue->advance();
             }
@@ -67,7 +67,7 @@ public:
     }
 
 private:
-    OperationQueues concernedQueues() const {
+    OperationQueues affectedQueues() const {
         OperationQueues queues;
         for (const auto& event : events) {
             event->appendQueues(queues);
@@ -80,7 +80,7 @@ private:
         return queues;
     }
 
-    // A set event comes before a routine that is due.
+    // Returns nothing while the wait continues. A set event takes precedence over a due routine.
     std::optional<DWORD> outcome() const {
         DWORD set = 0;
         for (std::size_t index = 0; index < events.size(); ++index) {
@@ -108,7 +108,7 @@ private:
     void waitForChange(const OperationQueues& queues, const Deadline& deadline) const {
         std::vector<pollfd> entries{{thread->descriptor(), POLLIN, 0}};
         for (const auto& queue : queues) {
-            queue->appendAwaited(entries);
+            queue->appendPollEntries(entries);
         }
         poll(entries.data(), entries.size(), deadline.milliseconds());
     }
@@ -119,18 +119,18 @@ private:
     std::shared_ptr<WaitingThread> thread;
 };
 
-// Result: as WSAWaitForMultipleEvents.
-DWORD waitFor(Events events, bool forAll, bool isAlertable, DWORD timeoutMilliseconds) {
+// Returns as WSAWaitForMultipleEvents does.
+DWORD waitFor(Events events, bool waitsForAll, bool isAlertable, DWORD timeoutMilliseconds) {
     auto thread = WaitingThread::current();
     if (!thread) {
         return WSA_WAIT_FAILED;
     }
-    EventWait wait(std::move(events), forAll, isAlertable, std::move(thread));
+    EventWait wait(std::move(events), waitsForAll, isAlertable, std::move(thread));
     return wait.run(Deadline::afterMilliseconds(timeoutMilliseconds));
 }
 
-// Empty with the cause in the last-error slot when one of the handles is no event.
-Events eventsOf(DWORD count, const HANDLE* handles) {
+// Returns an empty vector and sets the last error for an invalid count or handle.
+Events findEvents(DWORD count, const HANDLE* handles) {
     if (count == 0 || count > WSA_MAXIMUM_WAIT_EVENTS || handles == nullptr) {
         fail(WSA_INVALID_PARAMETER);
         return {};
@@ -158,7 +158,7 @@ using namespace linux;
 DWORD WSAWaitForMultipleEvents(DWORD count, const HANDLE* events, BOOL waitAll,
                                DWORD timeoutMilliseconds, BOOL alertable) {
     try {
-        Events objects = eventsOf(count, events);
+        Events objects = findEvents(count, events);
         if (objects.empty()) {
             return WSA_WAIT_FAILED;
         }

@@ -16,7 +16,7 @@ namespace VexaSsl::linux {
 
 namespace {
 
-// A thread that ends takes its operations with routines along, as nobody could run those any more.
+// Aborts the thread's operations with routines when the thread ends: no other thread may run them.
 struct ThreadSlot {
     std::shared_ptr<WaitingThread> thread;
 
@@ -48,12 +48,12 @@ std::shared_ptr<WaitingThread> WaitingThread::current() {
 }
 
 void WaitingThread::wake() noexcept {
-    makeReadable(wakeUp.get());
+    makeReadable(wakeDescriptor.get());
 }
 
 void WaitingThread::clearWakes() noexcept {
     eventfd_t count = 0;
-    eventfd_read(wakeUp.get(), &count);
+    eventfd_read(wakeDescriptor.get(), &count);
 }
 
 void WaitingThread::addRoutine(const RoutineCall& call) {
@@ -65,7 +65,7 @@ void WaitingThread::addRoutine(const RoutineCall& call) {
 bool WaitingThread::runRoutines() {
     std::unique_lock lock(mutex);
     const std::size_t due = routines.size();
-    // One by one: a routine that waits alertably itself runs the ones behind it.
+    // One by one: an alertable wait in a routine runs the remaining ones.
     for (std::size_t left = due; left > 0 && !routines.empty(); --left) {
         const RoutineCall call = routines.front();
         routines.pop_front();

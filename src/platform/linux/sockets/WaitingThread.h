@@ -1,8 +1,8 @@
-// What a thread needs to wait: a descriptor that wakes it out of poll, and the completion routines
-// that are due on it. One for each thread that ever waits or posts an operation with a routine.
+// A thread that waits for events or posts operations with completion routines: a descriptor that
+// wakes it from poll, and the routines that are due.
 //
-// The thread itself waits and runs routines; any thread may wake it or hand it a routine.
-// Its lock is taken after that of an operation queue, never before.
+// Only the thread itself waits and runs routines; any thread may wake it or add a routine. Its lock
+// is taken after that of an operation queue, never before.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
@@ -26,20 +26,20 @@ struct RoutineCall {
 
 class WaitingThread {
 public:
-    // The calling thread's own. It outlives the thread as long as an operation refers to it.
-    // Null with WSAEMFILE in the last-error slot when the process is out of descriptors.
+    // Returns the calling thread's object, which lives as long as the thread or an operation refers
+    // to it. Returns null and sets the last error when the process is out of descriptors.
     static std::shared_ptr<WaitingThread> current();
 
-    explicit WaitingThread(Descriptor wakeDescriptor) : wakeUp(std::move(wakeDescriptor)) {}
+    explicit WaitingThread(Descriptor wakeDescriptor) : wakeDescriptor(std::move(wakeDescriptor)) {}
 
     void wake() noexcept;
-    // Forgets earlier wakes. Whoever waits does this first and looks at everything afterwards.
+    // Clears earlier wakes. A wait calls it before it checks its conditions, so it misses no wake.
     void clearWakes() noexcept;
-    int descriptor() const noexcept { return wakeUp.get(); }
+    int descriptor() const noexcept { return wakeDescriptor.get(); }
 
     void addRoutine(const RoutineCall& call);
-    // Runs what is due now, on the calling thread; what a routine adds itself waits for the next
-    // time. Result: whether there was any.
+    // Runs the routines that are due now on the calling thread, not those that become due
+    // meanwhile. Returns whether there were any.
     bool runRoutines();
 
     void watch(const Delivery* delivery, std::shared_ptr<OperationQueue> queue);
@@ -47,7 +47,7 @@ public:
     void appendQueues(OperationQueues& queues) const;
 
 private:
-    Descriptor wakeUp;
+    Descriptor wakeDescriptor;
     mutable std::mutex mutex;
     std::deque<RoutineCall> routines;
     WatchedOperations operations;

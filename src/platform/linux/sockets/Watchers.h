@@ -1,5 +1,5 @@
-// Who waits for what: the pending operations that a waiter has to move on itself, and the threads
-// that are to be woken when that changes. Neither type has a lock of its own: its owner guards it.
+// The pending operations that a waiting thread must advance, and the threads to wake when these
+// change. Neither type has a lock; its owner guards it.
 #pragma once
 
 #include <map>
@@ -14,19 +14,19 @@ class WaitingThread;
 
 using OperationQueues = std::vector<std::shared_ptr<OperationQueue>>;
 
-// Pending operations by their Delivery, and the queue of the socket where each of them stands.
+// Pending operations by their Delivery, with the operation queue of each.
 class WatchedOperations {
 public:
     void add(const Delivery* delivery, std::shared_ptr<OperationQueue> queue);
     void remove(const Delivery* delivery);
-    // Appends every queue once for each operation.
+    // Appends the queue of each operation; a queue may occur more than once.
     void appendQueues(OperationQueues& queues) const;
 
 private:
     std::map<const Delivery*, std::shared_ptr<OperationQueue>> operations;
 };
 
-// Threads inside a wait. A thread may be in it more than once, when a completion routine waits.
+// Threads inside a wait. A thread occurs more than once when a completion routine waits.
 class Waiters {
 public:
     void add(WaitingThread& thread);
