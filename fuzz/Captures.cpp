@@ -1,6 +1,6 @@
-// Writes what honest ends say in a negotiation as inputs of the two harnesses: the seeds from which
-// a fuzzer gets past the first message. To be run again when the ends have come to say something
-// else, for instance with another OpenSSL.
+// Records the messages of honest peers as inputs of the two harnesses, so that a fuzzer can get
+// past the first message. Must be run again when the messages change, for example with another
+// OpenSSL.
 //
 //   fuzz_captures FOLDER      writes FOLDER/negotiation_client/* and FOLDER/negotiation_server/*
 #include "Negotiation.h"

@@ -35,7 +35,7 @@ std::wstring wideText(std::string_view bytes) {
 }
 
 void StrictLog::log(Severity severity, const std::wstring& text) {
-    require(++lines <= most, "the log isn't flooded");
+    require(++lines <= maxLines, "the number of log lines is bounded");
     units += text.size();
     if (severity == Severity::Warning) {
         warnings.push_back(text);
@@ -45,7 +45,7 @@ void StrictLog::log(Severity severity, const std::wstring& text) {
 }
 
 MemoryFile::MemoryFile() : descriptor(memfd_create("fuzz", MFD_CLOEXEC)) {
-    require(descriptor >= 0, "there is memory for a file");
+    require(descriptor >= 0, "memfd_create succeeds");
     name = "/proc/self/fd/" + std::to_string(descriptor);
 }
 
@@ -57,7 +57,7 @@ void MemoryFile::write(std::string_view content) {
     const auto size = static_cast<ssize_t>(content.size());
     require(ftruncate(descriptor, size) == 0 &&
                 pwrite(descriptor, content.data(), content.size(), 0) == size,
-            "the file in memory takes its content");
+            "the memory file can be written");
 }
 
 } // namespace VexaSsl::fuzz

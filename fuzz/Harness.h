@@ -1,7 +1,6 @@
-// What the harnesses share. A harness is one function, LLVMFuzzerTestOneInput: it feeds the bytes
-// to one part of the library or the tool that takes them from a stranger, and says by `require`
-// what must hold whatever they are. It keeps nothing from one input to the next, so that an input
-// alone repeats what it did.
+// Used by all harnesses. A harness is a function LLVMFuzzerTestOneInput that passes the input to a
+// part of the library or the tool which reads untrusted data, and checks invariants by `require`.
+// It keeps no state between inputs, so that each input can be reproduced alone.
 //
 // Threads: one.
 #pragma once
@@ -21,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace VexaSsl::fuzz {
 
-// Ends the process, which is a finding, with the invariant that doesn't hold.
+// Reports a broken invariant by ending the process, which is a finding.
 inline void require(bool holds, const char* invariant) {
     if (!holds) {
         std::fprintf(stderr, "broken: %s\n", invariant);
@@ -29,8 +28,8 @@ inline void require(bool holds, const char* invariant) {
     }
 }
 
-// Takes an input apart from its front: small numbers that steer a harness, then texts. Behind the
-// end every number is 0 and every text is empty.
+// Reads an input from the front: numbers that control a harness, then texts. At the end all numbers
+// are 0 and all texts are empty.
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size)
@@ -40,14 +39,14 @@ public:
 
     bool atEnd() const { return left.empty(); }
     std::size_t byte();
-    // Of two bytes, the high one first.
+    // Two bytes, big-endian.
     std::size_t number() {
         const std::size_t high = byte();
         return high << 8 | byte();
     }
-    // Up to count bytes.
+    // At most count bytes.
     std::string_view take(std::size_t count);
-    // What comes up to the mark, which is passed over.
+    // The text before the next mark, which is skipped.
     std::string_view takeTo(char mark);
     std::string_view rest() { return std::exchange(left, std::string_view()); }
 
@@ -55,13 +54,13 @@ private:
     std::string_view left;
 };
 
-// A unit a byte. The last two values of a byte stand for the line terminators beyond a byte.
+// One unit for each byte. The two highest bytes become the line terminators U+2028 and U+2029.
 std::wstring wideText(std::string_view bytes);
 
-// Counts lines and bounds their number; keeps what is worse than Info.
+// Counts lines, bounds their number, and keeps warnings and errors.
 class StrictLog : public ILog {
 public:
-    explicit StrictLog(std::size_t mostLines = 100'000) : most(mostLines) {}
+    explicit StrictLog(std::size_t maxLines = 100'000) : maxLines(maxLines) {}
 
     void log(Severity severity, const std::wstring& text) override;
     void setMinimumSeverity(Severity) override {}
@@ -72,11 +71,10 @@ public:
     std::vector<std::wstring> errors;
 
 private:
-    std::size_t most;
+    std::size_t maxLines;
 };
 
-// A file in memory under a path that anybody in the process can open. Its content is replaced, the
-// path stays.
+// A file in memory with a path that the process can open. write replaces its content.
 class MemoryFile {
 public:
     MemoryFile();

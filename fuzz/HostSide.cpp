@@ -8,10 +8,10 @@ namespace {
 
 constexpr char untouched = '#';
 
-// Whether bytes are one beginning of text, or several behind each other. (A peek that reads from
-// the network starts again from the front.)
-bool areBeginnings(std::string_view bytes, std::string_view text) {
-    std::vector<bool> reached(text.size() + 1, false); // behind the bytes so far
+// Returns whether bytes are one or several prefixes of text. (A peek that reads from the network
+// copies again from the front.)
+bool arePrefixes(std::string_view bytes, std::string_view text) {
+    std::vector<bool> reached(text.size() + 1, false); // after the bytes so far
     reached[0] = true;
     for (const char byte : bytes) {
         std::vector<bool> next(text.size() + 1, false);
@@ -44,7 +44,7 @@ bool HostSide::step(Input& input) {
         char byte = untouched;
         require(strategy.recv(Wire::socket, &byte, 1, msgPeek | msgWaitAll) == SOCKET_ERROR &&
                     byte == untouched,
-                "peeking for all is refused");
+                "msgPeek with msgWaitAll is refused");
         return true;
     }
     case 4:
@@ -74,13 +74,13 @@ bool HostSide::receive(std::size_t length, int flags) {
     std::string buffer(length, untouched);
     const int result = strategy.recv(Wire::socket, buffer.data(), static_cast<int>(length), flags);
     require(result >= SOCKET_ERROR && result <= static_cast<int>(length),
-            "no more bytes than there is room for");
+            "the result is within the buffer");
     if (result <= 0 && length != 0) {
         return failed(length);
     }
     const std::size_t count = static_cast<std::size_t>(result);
     require(buffer.find_first_not_of(untouched, count) == std::string::npos,
-            "nothing is written behind the bytes given");
+            "nothing is written after the result");
     return take(std::string_view(buffer).substr(0, count));
 }
 
@@ -89,21 +89,21 @@ bool HostSide::peek(std::size_t length) {
     const int result =
         strategy.recv(Wire::socket, buffer.data(), static_cast<int>(length), msgPeek);
     require(result >= SOCKET_ERROR && result <= static_cast<int>(length),
-            "no more bytes than there is room for");
+            "the result is within the buffer");
     if (result <= 0 && length != 0) {
         return failed(0);
     }
     const std::size_t count = static_cast<std::size_t>(result);
-    require(slack != 0 || areBeginnings(std::string_view(buffer).substr(0, count),
-                                        std::string_view(source).substr(consumed, length)),
-            "a peek shows the next bytes");
+    require(slack != 0 || arePrefixes(std::string_view(buffer).substr(0, count),
+                                      std::string_view(source).substr(consumed, length)),
+            "a peek returns the next bytes");
     return requireHeld();
 }
 
-bool HostSide::select(bool besideOthers) {
+bool HostSide::select(bool withOthers) {
     fd_set readable{};
     readable.fd_array[readable.fd_count++] = Wire::socket;
-    if (besideOthers) {
+    if (withOthers) {
         readable.fd_array[readable.fd_count++] = Wire::socket + 1;
     }
     const timeval noTime{};
@@ -134,12 +134,12 @@ bool HostSide::post(Input& input) {
     const int result =
         strategy.WSARecv(Wire::socket, buffers.data(), static_cast<DWORD>(buffers.size()),
                          &received, &flags, &posted->state, nullptr);
-    require(result == SOCKET_ERROR && received == 0, "a posted receive waits");
+    require(result == SOCKET_ERROR && received == 0, "a posted receive is pending");
     posts.push_back(std::move(posted));
     return requireHeld();
 }
 
-// Completions come in the order of the posts, each with as much as the input says.
+// Receives complete in the order of posting, each with a number of bytes from the input.
 bool HostSide::completePost(Input& input) {
     if (posts.empty()) {
         return true;
@@ -155,25 +155,24 @@ bool HostSide::completePost(Input& input) {
     for (const std::string& memory : oldest->memory) {
         gathered += memory;
     }
-    require(transferred <= gathered.size(), "no more bytes than there is room for");
+    require(transferred <= gathered.size(), "the result is within the buffer");
     if (result != 0) {
-        require(transferred == 0, "a failure gives no bytes");
+        require(transferred == 0, "a failure delivers no bytes");
         isForgotten = true;
         return failed(gathered.size());
     }
     require(gathered.find_first_not_of(untouched, transferred) == std::string::npos,
-            "nothing is written behind the bytes given");
+            "nothing is written after the result");
     return take(std::string_view(gathered).substr(0, transferred));
 }
 
 bool HostSide::take(std::string_view bytes) {
-    require(comesNext(bytes), "the host gets what was sent, in its order");
+    require(comesNext(bytes), "the host receives what was sent, in order");
     consumed += bytes.size();
     return requireHeld();
 }
 
-// Whether the bytes are the next ones of the source, or could be, as far as a failure has left it
-// open how much the host has lost.
+// Returns whether the bytes are the next ones of the source, after up to slack lost ones.
 bool HostSide::comesNext(std::string_view bytes) const {
     for (std::size_t from = consumed; from <= consumed + slack && from <= source.size(); ++from) {
         if (std::string_view(source).substr(from, bytes.size()) == bytes) {
@@ -183,13 +182,12 @@ bool HostSide::comesNext(std::string_view bytes) const {
     return false;
 }
 
-// What is held must go on behind what the host has got.
+// The bytes held must follow those that the host has received.
 bool HostSide::requireHeld() const {
     const auto& plain = strategy.securedConnection()->plainBytes;
     const std::string_view held(plain.data(), plain.size());
-    require(comesNext(held), "what is held is what comes next");
-    require(!isReleased || consumed + held.size() == source.size(),
-            "nothing that was released is lost");
+    require(comesNext(held), "the bytes held are the next ones");
+    require(!isReleased || consumed + held.size() == source.size(), "no released byte is lost");
     return true;
 }
 
@@ -197,7 +195,7 @@ bool HostSide::failed(std::size_t most) {
     if (isReleased) {
         const std::size_t held = strategy.securedConnection()->plainBytes.size();
         require(consumed + held <= source.size() && source.size() - held - consumed <= most,
-                "a failure loses no more than it was asked for");
+                "a failure loses at most the bytes requested");
         consumed = source.size() - held;
     } else {
         slack += most;

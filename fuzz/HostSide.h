@@ -1,8 +1,8 @@
-// A host that receives on a secured connection in every way there is, as an input steers it, and
-// holds what it is given against what the peer sent.
+// A host that receives on a secured connection by all operations, as the input chooses, and
+// compares the bytes with those that the peer sent. The bytes received and those held by the
+// strategy must be a part of the source without a gap.
 //
-// The plaintext is one stream: what the host was given, then what the strategy holds. Both must be
-// a run of the source without a gap. Threads: one.
+// Threads: one.
 #pragma once
 
 #include "Harness.h"
@@ -20,16 +20,16 @@ namespace VexaSsl::fuzz {
 class HostSide {
 public:
     enum class Source {
-        Sealed,  // all that the peer protected: the host gets a beginning of it
-        Released // what the package has given out so far: the host gets it, or it is still held
+        Sealed,  // everything that the peer encrypted: the host receives a prefix of it
+        Released // everything that the package has decrypted: the host received it, or it is held
     };
 
-    // Everything is borrowed.
+    // All references must outlive the object.
     HostSide(SecureSocketStrategy& strategy, Wire& wire, const std::string& source, Source kind);
 
-    // One operation, chosen by the input. Result: false when the stream is over.
+    // Runs one operation that the input chooses. Returns false at the end of the stream.
     bool step(Input& input);
-    // Receives until the end or the first failure.
+    // Receives until the end of the stream or the first failure.
     void drain();
 
     std::size_t given() const { return consumed; }
@@ -37,7 +37,7 @@ public:
 private:
     bool receive(std::size_t length, int flags);
     bool peek(std::size_t length);
-    bool select(bool besideOthers);
+    bool select(bool withOthers);
     bool post(Input& input);
     bool completePost(Input& input);
     bool take(std::string_view bytes);
@@ -54,9 +54,9 @@ private:
     Wire& wire;
     const std::string& source;
     const bool isReleased;
-    std::size_t consumed = 0; // bytes of the source that the host has got or lost
-    std::size_t slack = 0;    // how many more it may have lost, where the source doesn't tell
-    // After a failed overlapped operation the strategy may not know its socket any more.
+    std::size_t consumed = 0; // bytes of the source that the host has received or lost
+    std::size_t slack = 0;    // further bytes that it may have lost
+    // A failed overlapped operation may make the strategy forget its socket.
     bool isForgotten = false;
     std::vector<std::unique_ptr<Posted>> posts; // oldest first
 };

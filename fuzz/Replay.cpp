@@ -1,9 +1,9 @@
-// Runs a harness on every input in a folder, each once, in the order of their names.
+// Runs a harness on each input of a folder, in the order of their names.
 //
 //   fuzz_replay HARNESS FOLDER
 //
-// An input that breaks an invariant ends the process, its name being the last line. No input at all
-// is a failure too: the harness would have shown nothing.
+// Prints each input's name first, so that the last one is that of a finding. A folder without
+// inputs is an error.
 #include "Replay.h"
 
 #include "fakes/Sweep.h"
@@ -40,12 +40,12 @@ std::vector<char> contentOf(const files::path& file) {
 int replay(const fuzz::NamedHarness& harness, const files::path& folder) {
     const std::vector<files::path> inputs = inputsIn(folder);
     if (inputs.empty()) {
-        std::cerr << "no input in " << folder << '\n';
+        std::cerr << "no inputs in " << folder << '\n';
         return 1;
     }
     for (const files::path& input : inputs) {
         std::cout << input.filename().string() << std::endl;
-        // On the heap and no larger than the input, so that a sanitizer sees a byte too many.
+        // On the heap with the exact size, so that a sanitizer finds reads beyond the end.
         const std::vector<char> content = contentOf(input);
         harness.run(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
     }

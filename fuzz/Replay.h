@@ -1,4 +1,4 @@
-// The harnesses that are linked into a replaying program.
+// The harnesses of a replay program.
 #pragma once
 
 #include <cstddef>

@@ -7,9 +7,8 @@
 
 namespace VexaSsl::fuzz {
 
-// The next piece, when everything before it was read. Result: whether there is anything to read.
-// After many pieces the rest comes at once: a long stream in single bytes would show no more and
-// take its time.
+// Makes the next piece available when all before it has been read. Returns whether there is data.
+// After many pieces the rest comes at once, to keep runs short.
 bool Wire::arrive() {
     constexpr std::size_t mostPieces = 500;
     if (taken == visible) {
@@ -65,7 +64,7 @@ SOCKET Wire::accept(SOCKET, sockaddr*, int*) noexcept {
     return socket;
 }
 
-// The end of the stream is readable too.
+// The end of the stream is readable, too.
 int Wire::select(int, fd_set*, fd_set*, fd_set*, const timeval*) noexcept {
     return taken < visible || taken == incoming.size() ? 1 : 0;
 }

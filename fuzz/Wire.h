@@ -1,5 +1,5 @@
-// The strategy below, over memory: what the peer sends is a text that comes in pieces, what is sent
-// gathers in another. Behind its last byte the peer has closed, so nothing ever waits.
+// The lower strategy in memory: the peer's data arrives in pieces, and sent data is collected. The
+// peer has closed after its last byte, so no call waits.
 //
 // Threads: one.
 #pragma once
@@ -16,25 +16,26 @@ namespace VexaSsl::fuzz {
 
 class Wire : public UnsecureSocketStrategy {
 public:
-    static constexpr SOCKET socket = 0x7FFF0001; // open nowhere
+    static constexpr SOCKET socket = 0x7FFF0001; // not an open descriptor
 
-    explicit Wire(ILog& sink) : UnsecureSocketStrategy(sink) {}
+    explicit Wire(ILog& log) : UnsecureSocketStrategy(log) {}
 
-    // What the peer sends. A piece is what a read finds, or several reads when they are small.
+    // The peer's data. A read returns at most one piece.
     std::string incoming;
-    // The pieces' sizes, taken in turn; 0 is all that is there. None: everything is one piece.
+    // The sizes of the pieces, used in turn; 0 means the rest. Empty: one piece.
     std::string pieceSizes;
-    // How much a send takes at once; 0: everything.
+    // The most bytes that one send accepts; 0: all.
     std::size_t sendLimit = 0;
-    // Called with what was sent, and when a read finds nothing more: each may add to incoming.
+    // Called with sent data, and with an empty text when a read finds no data. It may append to
+    // incoming.
     std::function<void(std::string_view)> onSent;
 
     std::string written;
-    std::size_t taken = 0;       // bytes of incoming that were read
+    std::size_t taken = 0;       // bytes of incoming that have been read
     std::size_t reads = 0;       // calls of recv
-    std::size_t largestRead = 0; // the most that one of them asked for
+    std::size_t largestRead = 0; // the largest size requested
 
-    // Reads as the system does for a posted receive.
+    // Fills the buffers of a posted receive, as the system does. Returns the number of bytes.
     std::size_t fill(std::vector<WSABUF>& buffers, std::size_t most);
     std::vector<std::vector<WSABUF>> posted; // oldest first
 

@@ -1,5 +1,4 @@
-// A file of certificates that the tool explains: its reading, and everything that is said about the
-// chain.
+// A file of certificates that the tool explains: reading it and explaining the chain.
 #include "Harness.h"
 
 #include "VexaPlatform/Certificates.h"
@@ -26,7 +25,7 @@ bool isOneLine(const std::string& text) {
            });
 }
 
-// By way of standard input, which needs no file. Nothing for a file that is refused.
+// Reads the certificates through standard input. Returns nothing when they are refused.
 std::optional<tool::CertificateChain> read(std::string_view content) {
     std::istringstream stream{std::string(content)};
     std::streambuf* const usual = std::cin.rdbuf(stream.rdbuf());
@@ -36,7 +35,7 @@ std::optional<tool::CertificateChain> read(std::string_view content) {
         chain = tool::readCertificates("-");
     } catch (const tool::Failure& failure) {
         require(failure.status == tool::ExitStatus::Usage && isOneLine(failure.what()),
-                "a refusal is one line");
+                "an error is one line");
     }
     std::cin.rdbuf(usual);
     return chain;
@@ -54,20 +53,20 @@ std::string encodingOf(const tool::CertificateChain& chain) {
 void requireFacts(PCCERT_CONTEXT certificate) {
     const tool::CertificateFacts facts = tool::factsOf(certificate);
     for (const std::string& line : tool::factLines(facts)) {
-        require(isOneLine(line), "a fact is a line that steers no terminal");
+        require(isOneLine(line), "a fact is one line without control characters");
     }
     require(isOneLine(tool::shownTitle(facts)) && isOneLine(tool::shownNames(facts.names)),
-            "names are shown as one line");
+            "names are one line");
     tool::JsonLine line;
     tool::addFacts(line, facts);
-    require(!test::readObject(line.str()).empty(), "the facts for a script are JSON");
-    require(tool::areSame(certificate, certificate), "a certificate is itself");
+    require(!test::readObject(line.str()).empty(), "the facts are JSON");
+    require(tool::areSame(certificate, certificate), "a certificate equals itself");
 }
 
 void requireFaults(const std::vector<tool::Fault>& faults) {
     for (const tool::Fault& fault : faults) {
         require(!fault.identifier.empty() && isOneLine(fault.cause) && isOneLine(fault.remedy),
-                "a fault is put into words");
+                "a fault has a text");
     }
 }
 
@@ -76,17 +75,18 @@ void requireExplained(const tool::CertificateChain& chain) {
         chain,
         {.purposes = {true, false}, .name = "localhost", .at = tool::UtcTime{1'800'000'000}});
     require(explained.certificates.size() >= chain.certificates.size(),
-            "every certificate at hand is known");
+            "every certificate is listed");
     for (const tool::PurposeVerdict& verdict : explained.purposes) {
         std::size_t faults = verdict.faults.size();
         requireFaults(verdict.faults);
         for (const tool::ElementVerdict& element : verdict.elements) {
-            require(element.certificate < explained.certificates.size(), "an element is known");
+            require(element.certificate < explained.certificates.size(),
+                    "an element refers to a certificate");
             requireFaults(element.faults);
             faults += element.faults.size();
         }
-        require(verdict.trusted == (faults == 0), "what isn't trusted has a fault, and only that");
-        require(!verdict.trusted || !verdict.elements.empty(), "what is trusted has a chain");
+        require(verdict.trusted == (faults == 0), "exactly the untrusted chains have faults");
+        require(!verdict.trusted || !verdict.elements.empty(), "a trusted certificate has a chain");
     }
 }
 
@@ -99,16 +99,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     require(!chain->certificates.empty() && chain->certificates.size() <= size,
-            "there are certificates, and no more than there is room for");
+            "the number of certificates is within the limits");
     require(tool::areSame(chain->leaf.get(), chain->certificates.front().get()),
-            "the first one is asked about");
+            "the first certificate is explained");
     for (const CertificateHandle& certificate : chain->certificates) {
         requireFacts(certificate.get());
     }
     if (chain->certificates.size() == 1) {
         const auto again = read(encodingOf(*chain));
         require(again && encodingOf(*again) == encodingOf(*chain),
-                "a certificate is read as it was written");
+                "a certificate is parsed and encoded unchanged");
     }
     requireExplained(*chain);
     return 0;

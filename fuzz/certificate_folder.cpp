@@ -1,7 +1,8 @@
-// The files of a certificate folder: PEM and DER with a key in or beside them, PKCS#12 with its
-// password beside, trust anchors.
+// The files of a certificate folder: PEM and DER with a key in the file or a key file, PKCS#12 with
+// a password file, trust anchors.
 //
-// The input: the kind of file, the size of what lies beside it in two bytes, that, and the file.
+// The input: the kind of file, the size of the key or password file in two bytes, that file, and
+// the file.
 #include "Harness.h"
 
 #include "certificates/CertificateInspector.h"
@@ -28,26 +29,25 @@ openssl::FileText fileOf(std::string_view content) {
     return file;
 }
 
-// A certificate that was taken in can be given out again.
+// The certificate can be encoded unchanged.
 void requireEncoding(const openssl::Certificate& certificate) {
     const CRYPTOAPI_BLOB encoded = certificate.encoded();
     const auto* at = static_cast<const unsigned char*>(encoded.pbData);
     const openssl::X509Pointer again(d2i_X509(nullptr, &at, static_cast<long>(encoded.cbData)));
     require(again && X509_cmp(again.get(), certificate.x509()) == 0,
-            "a certificate is read as it was written");
+            "a certificate is parsed and encoded unchanged");
 }
 
 void requireEntry(const openssl::Certificate& entry) {
     const bool hasKey = entry.keyState() == openssl::KeyState::present;
-    require(hasKey == (entry.key() != nullptr), "a key is there when it is said to be");
-    require(hasKey || entry.keyState() == openssl::KeyState::unreadable,
-            "a certificate without a key is no entry");
+    require(hasKey == (entry.key() != nullptr), "the key exists exactly when the property says so");
+    require(hasKey || entry.keyState() == openssl::KeyState::unreadable, "every entry has a key");
     require(!hasKey || X509_check_private_key(entry.x509(), entry.key()) == 1,
-            "a key is the certificate's own");
+            "the key belongs to the certificate");
     requireEncoding(entry);
 }
 
-// Asks what the library asks of a certificate in the store.
+// Calls what the library calls for certificates in the store.
 void inspect(const std::vector<openssl::CertificatePointer>& entries) {
     HCERTSTORE store = openssl::Store::open(std::make_shared<const openssl::StoreContent>(entries));
     fuzz::StrictLog log;
@@ -57,12 +57,12 @@ void inspect(const std::vector<openssl::CertificatePointer>& entries) {
          (found = platform::CertEnumCertificatesInStore(store, found)) != nullptr;) {
         ++count;
         for (const std::wstring& name : inspector.getAllNames(found)) {
-            require(!name.empty(), "a name isn't empty");
+            require(!name.empty(), "no name is empty");
         }
         inspector.getFriendlyName(found);
     }
     require(count == entries.size(), "every entry is in the store");
-    require(platform::CertCloseStore(store, 0) != 0, "the store closes");
+    require(platform::CertCloseStore(store, 0) != 0, "the store can be closed");
 }
 
 } // namespace
@@ -76,8 +76,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                        : kind == 1 ? openssl::parsePkcs12File(file, beside)
                                                    : openssl::parseAnchorFile(file);
     require(kind == 2 ? parsed.entries.empty() : parsed.anchors.empty(),
-            "a file gives what it is for");
-    require(parsed.entries.size() + parsed.anchors.size() <= size, "the lists are bounded");
+            "a file gives entries or anchors by its kind");
+    require(parsed.entries.size() + parsed.anchors.size() <= size,
+            "the number of certificates is bounded");
     for (const openssl::CertificatePointer& entry : parsed.entries) {
         requireEntry(*entry);
     }

@@ -1,4 +1,4 @@
-// A file of sections and keys, read by the parser that both the ini file and the store go through.
+// The parser of ini files and stores.
 #include "Harness.h"
 #include "config/ConfigFileParser.h"
 
@@ -11,7 +11,7 @@ using namespace VexaSsl;
 using Sections =
     std::unordered_map<std::wstring, OptionMap, CaseInsensitiveHash, CaseInsensitiveEqual>;
 
-// Builds the sections anew from what the parser tells of each line.
+// Collects the sections from the events of the parser.
 class Told : public IConfigurationObserver {
 public:
     void readingFile(const std::filesystem::path&) override {}
@@ -24,10 +24,10 @@ public:
         if (line.meaning == LineMeaning::Header) {
             sections[std::wstring(line.section)].clear();
         } else if (line.meaning == LineMeaning::KeyAndValue) {
-            fuzz::require(!line.key.empty() && !line.value.empty(), "key and value have units");
+            fuzz::require(!line.key.empty() && !line.value.empty(), "key and value are not empty");
             sections[std::wstring(line.section)][std::wstring(line.key)] = line.value;
         } else if (line.meaning == LineMeaning::TooLong) {
-            fuzz::require(line.text.size() > 20'000, "only long lines are too long");
+            fuzz::require(line.text.size() > 20'000, "only long lines are reported as too long");
         }
     }
 
@@ -39,12 +39,12 @@ public:
 
 void append(std::string& text, std::wstring_view units) {
     for (const wchar_t unit : units) {
-        fuzz::require(unit <= 0xFF, "a file's units are bytes");
+        fuzz::require(unit <= 0xFF, "units of a file are bytes");
         text += static_cast<char>(static_cast<unsigned char>(unit));
     }
 }
 
-// A file that says the same. The section without a name comes first: no header opens it.
+// Returns an equivalent file. The section without a name is first, since it has no header.
 std::string written(const Sections& sections) {
     std::string text;
     for (const bool named : {false, true}) {
@@ -68,7 +68,7 @@ void requireAnswers(const ConfigFileParser& parser, const Sections& sections) {
         for (const auto& [key, value] : options) {
             fuzz::require(parser.getValue(name, key) == value, "the last value of a key counts");
         }
-        fuzz::require(parser.getValue(name, L"").empty(), "there is no key without a name");
+        fuzz::require(parser.getValue(name, L"").empty(), "there is no empty key");
     }
 }
 
@@ -77,21 +77,22 @@ void requireAnswers(const ConfigFileParser& parser, const Sections& sections) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static fuzz::MemoryFile file;
     const std::string_view content = fuzz::Input(data, size).rest();
-    fuzz::StrictLog log(size + 1); // a line of the log for a line of the file, never more
+    fuzz::StrictLog log(size + 1); // at most one log line for each line of the file
     Told told;
     file.write(content);
     const ConfigFileParser parser(log, file.path(), &told);
-    fuzz::require(told.units <= size && told.lines <= size, "each line is told once");
-    fuzz::require(log.warnings.empty() && log.errors.empty(), "a line is never worse than Debug");
+    fuzz::require(told.units <= size && told.lines <= size, "each line is reported once");
+    fuzz::require(log.warnings.empty() && log.errors.empty(), "parsing logs at Debug only");
     requireAnswers(parser, told.sections);
 
-    // What was understood, written down and read again, is understood in the same way.
+    // The settings, written to a file and parsed again, are the same.
     const std::string again = written(told.sections);
-    fuzz::require(again.size() <= 2 * size + 1, "nothing grows");
+    fuzz::require(again.size() <= 2 * size + 1, "the written file is bounded");
     file.write(again);
     Told toldAgain;
     const ConfigFileParser second(log, file.path(), &toldAgain);
     requireAnswers(second, told.sections);
-    fuzz::require(written(toldAgain.sections).size() == again.size(), "nothing is added");
+    fuzz::require(written(toldAgain.sections).size() == again.size(),
+                  "nothing is added when it is parsed again");
     return 0;
 }

@@ -1,5 +1,5 @@
-// Names of machines: the hosts file, a name that a client looks for, and the addresses, moments and
-// periods that the tool's arguments name. The first line of the input is a name.
+// Host names: the hosts file and the name that a client requires; and the tool's arguments for
+// addresses, times and periods. The first line of the input is a name.
 #include "Harness.h"
 
 #include "certificates/UtcTime.h"
@@ -18,7 +18,7 @@ void readArgument(Read read) {
     try {
         read();
     } catch (const tool::Failure& failure) {
-        require(failure.status == tool::ExitStatus::Usage, "a wrong argument is one of usage");
+        require(failure.status == tool::ExitStatus::Usage, "an invalid argument is a usage error");
     }
 }
 
@@ -28,15 +28,15 @@ void readArguments(const std::string& text) {
         require(!endpoint.port.empty(), "an endpoint has a port");
         const tool::Endpoint again = tool::parseEndpoint(endpoint.text());
         require(again.host == endpoint.host && again.port == endpoint.port,
-                "an endpoint is read as it is shown");
+                "an endpoint is parsed as it is printed");
     });
     readArgument([&] {
         const tool::UtcTime moment = tool::parseUtcTime(text);
         require(text.starts_with('+') ||
                     tool::parseUtcTime(tool::utcTextForScripts(moment)) == moment,
-                "a moment is read as it is shown");
+                "a time is parsed as it is printed");
     });
-    readArgument([&] { require(tool::parseDays(text) >= 0, "a period doesn't run backwards"); });
+    readArgument([&] { require(tool::parseDays(text) >= 0, "a period is not negative"); });
 }
 
 } // namespace
@@ -48,13 +48,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string found = linux::canonicalNameIn(hosts, name);
     require(found.empty() ||
                 (found.find('.') != std::string::npos && hosts.find(found) != std::string::npos),
-            "a canonical name is one of the file's, with a dot");
+            "a canonical name is in the file and has a dot");
 
     const auto target = openssl::TargetName::parse(fuzz::wideText(name).c_str());
     const bool startsLikeOne = !name.empty() && name[0] != '.' && name[0] != '\0';
     const bool maySpellAddress = !name.empty() && name[0] >= '0' && name[0] <= '9';
     require(target.has_value() || !startsLikeOne || maySpellAddress,
-            "a text is a name, unless it is empty, begins with a dot or spells an address oddly");
+            "a text is a name unless it is empty, begins with a dot or is an unusual address");
     readArguments(name);
     return 0;
 }

@@ -1,4 +1,4 @@
-// A request to the tool's page. It comes in pieces and is answered as soon as its head is whole.
+// A request to the tool's web page, which is answered as soon as its header is complete.
 #include "Harness.h"
 
 #include "serve/HttpResponse.h"
@@ -12,25 +12,25 @@ using fuzz::require;
 
 void requireAnswer(std::string_view answer, std::string_view head) {
     const std::size_t end = answer.find("\r\n\r\n");
-    require(end != std::string_view::npos, "an answer has a head");
+    require(end != std::string_view::npos, "a response has a header");
     const std::string_view answered = answer.substr(0, end);
     const std::string_view body = answer.substr(end + 4);
     const bool isPage = answered.starts_with("HTTP/1.1 200 OK\r\n");
     require(isPage || answered.starts_with("HTTP/1.1 400 ") ||
                 answered.starts_with("HTTP/1.1 405 "),
-            "an answer is one of three");
+            "the status is one of three");
     const auto lines = std::count(answered.begin(), answered.end(), '\n');
     require(lines == (answered.starts_with("HTTP/1.1 405 ") ? 5 : 4),
-            "a request adds no field to the answer");
+            "a request adds no header field to the response");
     const bool isHead = isPage && head.starts_with("HEAD ");
-    require(body.empty() == isHead, "the page is there unless only its head is wanted");
+    require(body.empty() == isHead, "only a response to HEAD has no body");
     require(isHead || answered.find("\r\nContent-Length: " + std::to_string(body.size()) +
                                     "\r\n") != std::string_view::npos,
-            "the length is the body's");
+            "Content-Length is the size of the body");
     require(std::all_of(
                 answer.begin(), answer.end(),
                 [](unsigned char c) { return c == '\r' || c == '\n' || (c >= 0x20 && c < 0x7F); }),
-            "an answer is printable");
+            "a response is printable");
     const auto tags = std::count(body.begin(), body.end(), '<');
     static const std::string plain = tool::httpResponse("GET / HTTP/1.1\r\n\r\n", {});
     require(!isPage || isHead || tags == std::count(plain.begin(), plain.end(), '<'),
@@ -42,13 +42,13 @@ void requireAnswer(std::string_view answer, std::string_view head) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view request = fuzz::Input(data, size).rest();
     const std::size_t headSize = tool::requestHeadSize(request);
-    require(headSize <= request.size(), "a head is part of the request");
-    // Also what is no whole head: whoever asks may have closed.
+    require(headSize <= request.size(), "a header is part of the request");
+    // Also an incomplete header: the client may have closed.
     requireAnswer(tool::httpResponse(request.substr(0, headSize), {}), request);
     requireAnswer(tool::httpResponse(request, {}), request);
     for (std::size_t i = 0; headSize != 0 && i < std::min<std::size_t>(headSize, 64); ++i) {
         require(tool::requestHeadSize(request.substr(0, headSize - 1 - i)) == 0,
-                "a head isn't whole before its last byte");
+                "a header is incomplete before its last byte");
     }
     return 0;
 }

@@ -1,4 +1,4 @@
-// A list of names out of a configuration file.
+// A list of names in a configuration file.
 #include "Harness.h"
 #include "config/NameList.h"
 
@@ -19,8 +19,8 @@ std::wstring joined(const Names& names) {
     return text;
 }
 
-// What the format is defined by. The standard library's engine is slow and knows two of the
-// terminators only, so it judges short texts without the others.
+// Compares with the regular expression that defines the format. The standard library's engine is
+// slow and knows only two of the terminators, so only short texts without the others are compared.
 void compareWithExpression(const std::wstring& text, const Names& names) {
     constexpr std::size_t longest = 40;
     if (text.size() > longest || text.find_first_of(L"\u2028\u2029") != std::wstring::npos) {
@@ -31,7 +31,7 @@ void compareWithExpression(const std::wstring& text, const Names& names) {
     for (std::wsregex_iterator at(text.begin(), text.end(), expression), end; at != end; ++at) {
         expected.push_back((*at)[1].str());
     }
-    fuzz::require(names == expected, "names are the expression's matches");
+    fuzz::require(names == expected, "names are the matches of the expression");
 }
 
 void requireSound(const std::wstring& text, const Names& names) {
@@ -39,10 +39,10 @@ void requireSound(const std::wstring& text, const Names& names) {
     for (const std::wstring& name : names) {
         units += name.size();
         fuzz::require(!name.empty(), "no name is empty");
-        fuzz::require(name.find(L',', 1) == std::wstring::npos, "no delimiter inside of a name");
+        fuzz::require(name.find(L',', 1) == std::wstring::npos, "no name contains a delimiter");
         fuzz::require(name.find_first_of(terminators) == std::wstring::npos, "a name is one line");
     }
-    fuzz::require(units <= text.size(), "names hold no more than the text");
+    fuzz::require(units <= text.size(), "names are not longer than the text");
 }
 
 } // namespace
@@ -52,18 +52,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Names names = splitNameList(text);
     requireSound(text, names);
     compareWithExpression(text, names);
-    fuzz::require(splitNameList(joined(names)) == names, "a list of the names gives the names");
+    fuzz::require(splitNameList(joined(names)) == names,
+                  "names joined and split again are the same");
 
     const std::size_t end = text.find_first_of(terminators);
     if (end == std::wstring::npos) {
         fuzz::require(text == joined(names) || text == joined(names) + L',',
-                      "nothing of a single line is lost but a delimiter at its end");
+                      "only a delimiter at the end of a line is lost");
         return 0;
     }
     Names pieces = splitNameList(text.substr(0, end + 1));
     for (std::wstring& name : splitNameList(text.substr(end + 1))) {
         pieces.push_back(std::move(name));
     }
-    fuzz::require(pieces == names, "a line ends what stands before it");
+    fuzz::require(pieces == names, "a line end ends a name");
     return 0;
 }

@@ -1,4 +1,4 @@
-// What a server says to the library's client, up to the end of the negotiation.
+// A server's handshake messages to the library's client.
 #include "Negotiation.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

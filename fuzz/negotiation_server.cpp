@@ -1,4 +1,4 @@
-// What a client says to the library's server, up to the end of the negotiation.
+// A client's handshake messages to the library's server.
 #include "Negotiation.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

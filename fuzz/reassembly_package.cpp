@@ -1,9 +1,9 @@
-// A stream of ciphertext over the real package: a peer's records, which somebody on the way cuts,
-// flips, drops, repeats, swaps and mixes with records of his own. The peer is an honest one, or
-// somebody with the keys who protects what he likes.
+// Ciphertext through the real package: a peer's records, which an attacker on the network cuts,
+// changes, drops, repeats, swaps and mixes with other records. The peer is honest, or knows the
+// keys and encrypts anything.
 //
-// The input: the library's role, the suite and the peer's kind in a byte, what happens on the way,
-// a mark, the sizes of the pieces, a mark, and the operations of the host.
+// The input: a byte with the library's role, the cipher suite and the kind of peer; the attacks; a
+// mark; the sizes of the pieces; a mark; and the operations of the host.
 #include "HostSide.h"
 #include "MemoryPeer.h"
 
@@ -16,7 +16,7 @@ namespace {
 
 using namespace VexaSsl;
 
-// A byte of the plaintext by its place: a run of it is found at one place only.
+// Returns the byte of the plaintext at a position. Every sequence occurs at one position only.
 char patternAt(std::size_t place) {
     return static_cast<char>(place * 0x9E3779B1U >> 13);
 }
@@ -35,8 +35,8 @@ public:
         return std::accumulate(records.begin(), records.end(), std::string());
     }
 
-    std::string sealed;  // the plaintext of all records, whatever became of them
-    bool isWhole = true; // nothing but data was sent, and all of it
+    std::string sealed;  // the plaintext of all records, also of lost ones
+    bool isWhole = true; // only data was sent, and all of it arrives
 
 private:
     void step(fuzz::Input& script) {
@@ -74,7 +74,7 @@ private:
     }
 
     void seal(std::size_t size) {
-        // A record without content means something else when it comes too often.
+        // OpenSSL limits the number of consecutive empty records.
         size = isHonest ? size : std::clamp(size, std::size_t{1}, fuzz::MemoryPeer::largestContent);
         std::string plain;
         while (plain.size() < size) {
@@ -126,22 +126,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t choice = input.byte();
     const Role role = choice % 2 == 0 ? Role::Client : Role::Server;
     const bool isHonest = choice / 2 % 2 == 0;
-    constexpr const char* suites[] = {"ECDHE-ECDSA-AES128-GCM-SHA256",
-                                      "ECDHE-ECDSA-AES256-GCM-SHA384",
-                                      "ECDHE-ECDSA-CHACHA20-POLY1305"};
+    constexpr const char* cipherSuites[] = {"ECDHE-ECDSA-AES128-GCM-SHA256",
+                                            "ECDHE-ECDSA-AES256-GCM-SHA384",
+                                            "ECDHE-ECDSA-CHACHA20-POLY1305"};
     fuzz::LibrarySide side(role, false);
     fuzz::MemoryPeer peer(role == Role::Client ? Role::Server : Role::Client, false,
-                          suites[choice / 4 % std::size(suites)]);
-    fuzz::require(side.secureWith(peer), "an honest negotiation goes well");
+                          cipherSuites[choice / 4 % std::size(cipherSuites)]);
+    fuzz::require(side.secureWith(peer), "a handshake with an honest peer succeeds");
 
     const std::size_t negotiated = side.wire->written.size();
-    const std::string text = "what the host sends";
+    const std::string text = "sent by the host";
     side.wire->sendLimit = 7;
     fuzz::require(side.strategy->send(fuzz::Wire::socket, text.data(),
                                       static_cast<int>(text.size()),
                                       0) == static_cast<int>(text.size()) &&
                       peer.open(side.wire->written.substr(negotiated)) == text,
-                  "what is sent in small pieces arrives");
+                  "data sent in small pieces arrives");
 
     const TamperedStream stream(peer, isHonest, fuzz::Input(input.takeTo('\xFF')));
     side.wire->pieceSizes = input.takeTo('\xFF');
@@ -151,6 +151,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     host.drain();
     fuzz::require(!stream.isWhole || host.given() == stream.sealed.size(),
-                  "a whole stream arrives whole");
+                  "an unchanged stream arrives completely");
     return 0;
 }

@@ -1,8 +1,7 @@
-// A stream of ciphertext, put together again by the receiving operations, over the toy package of
-// the unit tests: records of every kind, whole and cut, in pieces of any size.
+// Reassembly by the receiving operations over the toy package of the unit tests: records of all
+// kinds, complete and cut, in pieces of any size.
 //
-// The input: what the wire is made of, a mark, the sizes of the pieces, a mark, and the operations
-// of the host.
+// The input: the stream, a mark, the sizes of the pieces, a mark, and the operations of the host.
 #include "HostSide.h"
 #include "config/SslConfig.h"
 #include "fakes/GoodHandshake.h"
@@ -19,7 +18,7 @@ namespace {
 using namespace VexaSsl;
 using test::ToyCipher;
 
-// A byte of the plaintext by its place: a run of it is found at one place only.
+// Returns the byte of the plaintext at a position. Every sequence occurs at one position only.
 char patternAt(std::size_t place) {
     return static_cast<char>(place * 0x9E3779B1U >> 13);
 }
@@ -27,14 +26,15 @@ char patternAt(std::size_t place) {
 class ToyConnection {
 public:
     explicit ToyConnection(fuzz::Input& input) {
-        testing::GTEST_FLAG(break_on_failure) = true; // what the fakes expect is an invariant too
+        testing::GTEST_FLAG(break_on_failure) =
+            true; // a failed expectation of the fakes is a finding
         prepare();
         auto below = std::make_unique<fuzz::Wire>(log);
         wire = below.get();
         strategy = std::make_unique<SecureSocketStrategy>(log, handshake.config, std::move(below));
         addrinfo* none = nullptr;
         strategy->getaddrinfo("peer.test", nullptr, nullptr, &none);
-        fuzz::require(strategy->connect(fuzz::Wire::socket, nullptr, 0) == 0, "the toy connects");
+        fuzz::require(strategy->connect(fuzz::Wire::socket, nullptr, 0) == 0, "connect succeeds");
         fuzz::Input script(input.takeTo('\xFF'));
         while (!script.atEnd() && wire->incoming.size() < 30'000) {
             addToWire(script);
@@ -47,7 +47,7 @@ public:
         while (!input.atEnd() && host.step(input)) {
         }
         host.drain();
-        fuzz::require(!isWhole || host.given() == place, "a whole stream arrives whole");
+        fuzz::require(!isWhole || host.given() == place, "an unchanged stream arrives completely");
     }
 
 private:
@@ -68,7 +68,7 @@ private:
             };
     }
 
-    // As a real package does, opens nothing but what was sealed, and a record only once.
+    // Like a real package, opens only sealed records, and each once.
     template <typename Opening>
     SECURITY_STATUS decrypt(const Opening& opening, CtxtHandle* context, SecBufferDesc* message,
                             ULONG sequence, ULONG* quality) {
@@ -138,7 +138,7 @@ private:
     std::multiset<std::string> sealed; // not opened yet
     std::string released;
     std::size_t place = 0; // bytes of plaintext so far
-    bool isWhole = true;   // nothing but data was sent, and all of it
+    bool isWhole = true;   // only data was sent, and all of it arrives
     std::unique_ptr<SecureSocketStrategy> strategy;
     fuzz::Wire* wire = nullptr; // owned by strategy
 };

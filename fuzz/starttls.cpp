@@ -1,8 +1,8 @@
-// The talk in the clear before TLS: what a server says to the tool's client in five protocols, and
-// what a client says to the tool's mail server, in the clear and inside of TLS.
+// The dialogue in clear text before TLS: a server's messages to the tool's client in five
+// protocols, and a client's messages to the tool's mail server, before and after the switch.
 //
 // The input: the protocol, whether the switch to TLS succeeds, the sizes of the pieces, a mark, and
-// what the peer says.
+// the peer's messages.
 #include "Wire.h"
 
 #include "Harness.h"
@@ -20,7 +20,7 @@ namespace {
 using namespace VexaSsl;
 using fuzz::require;
 
-// How a client's talk ended: "" when the server agreed, else the line for the user.
+// The end of a client's dialogue: the line for the user, empty when the server agreed.
 struct Ending {
     std::string refusal;
     std::string said;
@@ -37,7 +37,8 @@ Ending agree(const std::string& protocol, std::string_view server, std::string_v
         tool::requestTls(protocol, wire, fuzz::Wire::socket);
     } catch (const tool::Failure& failure) {
         ending.refusal = failure.what();
-        require(failure.status == tool::ExitStatus::Handshake, "a refusal is one of the protocol");
+        require(failure.status == tool::ExitStatus::Handshake,
+                "a refusal has the status of a failed handshake");
     }
     ending.said = wire.written;
     ending.read = wire.taken;
@@ -53,30 +54,30 @@ void requireSound(const Ending& ending, const std::string& protocol) {
     require(ending.refusal.size() < longestRefusal, "a refusal is short");
     require(std::none_of(ending.refusal.begin(), ending.refusal.end(),
                          [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; }),
-            "a refusal is one line and steers no terminal");
-    require(ending.read <= mostRead, "a server is listened to for so long only");
-    require(ending.said.size() <= mostSaid, "a client says little");
+            "a refusal is one line without control characters");
+    require(ending.read <= mostRead, "the bytes read are bounded");
+    require(ending.said.size() <= mostSaid, "the bytes sent are bounded");
 }
 
-// Pieces matter for one thing only: clear text behind the consent is seen when it came with it.
+// Pieces make only one difference: clear text after the agreement is found if it arrives with it.
 void requireSameInPieces(const Ending& ending, const std::string& protocol,
                          std::string_view server) {
-    constexpr std::size_t longest = 500; // beyond, the wire doesn't give single bytes
+    constexpr std::size_t longest = 500; // longer texts don't arrive in single bytes
     if (server.size() > longest) {
         return;
     }
     const Ending whole = agree(protocol, server, "");
     const Ending single = agree(protocol, server, "\x01");
-    // The whole line: a server may say any part of it, and is quoted.
+    // Compared as a whole, since a server's text is quoted and may contain any part of it.
     const bool isSurplus =
         whole.refusal == protocol + ": the server sent clear text behind its agreement to TLS";
     require(whole.said == single.said && whole.said == ending.said,
-            "a client says the same whatever the pieces");
+            "pieces don't change what a client sends");
     require(whole.refusal == single.refusal || (isSurplus && single.refusal.empty()),
-            "what a server says means the same in pieces");
+            "pieces don't change the result");
     require(!single.refusal.empty() || isSurplus || single.read == whole.read,
-            "nothing behind the consent is taken");
-    require(!isSurplus || single.read < whole.read, "surplus is what came behind the consent");
+            "nothing after the agreement is read");
+    require(!isSurplus || single.read < whole.read, "surplus follows the agreement");
 }
 
 // A connection that can be switched.
@@ -85,11 +86,11 @@ public:
     MailWire(ILog& sink, bool succeeds) : Wire(sink), switchSucceeds(succeeds) {}
 
     int startOtls() override {
-        require(!isSwitched, "the switch comes once");
-        require(taken != 0 && incoming[taken - 1] == '\n', "nothing is read behind STARTTLS");
+        require(!isSwitched, "the switch happens once");
+        require(taken != 0 && incoming[taken - 1] == '\n', "nothing after STARTTLS is read");
         require(written.find("250 2.1.0") == std::string::npos &&
                     written.find("\r\n354") == std::string::npos,
-                "no mail is taken in the clear");
+                "no mail is accepted in clear text");
         isSwitched = switchSucceeds;
         return switchSucceeds ? 0 : SOCKET_ERROR;
     }
@@ -101,24 +102,25 @@ private:
 };
 
 void requireEnvelope(const tool::Envelope& mail, const MailWire& wire) {
-    require(wire.isSwitched, "mail is taken inside TLS only");
-    require(mail.sender.starts_with('<') && mail.sender.ends_with('>'), "a sender has brackets");
+    require(wire.isSwitched, "mail is accepted only over TLS");
+    require(mail.sender.starts_with('<') && mail.sender.ends_with('>'),
+            "a sender has angle brackets");
     require(!mail.recipients.empty() && mail.recipients.size() <= tool::SmtpSession::mostRecipients,
-            "there are recipients, and not too many");
+            "the number of recipients is within the limits");
     require(mail.size <= tool::SmtpSession::largestMessage && mail.size <= wire.incoming.size(),
-            "a message has no more bytes than were sent");
+            "a message is not longer than what was sent");
 }
 
-// Each answer is whole lines that begin with a number.
+// Replies must be complete lines that begin with a number.
 void requireAnswers(std::string_view said, std::size_t linesHeard) {
     constexpr std::size_t longestAnswer = 200;
     require(said.size() <= (linesHeard + 2) * longestAnswer,
-            "an answer for a line, and a short one");
+            "there is one short reply for each line");
     while (!said.empty()) {
         const std::size_t end = said.find("\r\n");
         require(end != std::string_view::npos && end > 3 &&
                     said.substr(0, 3).find_first_not_of("0123456789") == std::string_view::npos,
-                "an answer is a line that begins with a number");
+                "a reply line begins with a number");
         said.remove_prefix(end + 2);
     }
 }
@@ -136,8 +138,9 @@ void serveMail(std::string_view client, std::string_view pieceSizes, bool switch
     });
     const auto end =
         service.run([&wire](const tool::Envelope& mail) { requireEnvelope(mail, wire); });
-    require(end != tool::SmtpServer::End::Lost, "a connection that works isn't lost");
-    require(end != tool::SmtpServer::End::NoSwitch || !switchSucceeds, "the switch is believed");
+    require(end != tool::SmtpServer::End::Lost, "a working connection is not lost");
+    require(end != tool::SmtpServer::End::NoSwitch || !switchSucceeds,
+            "a successful switch is accepted");
     requireAnswers(wire.written,
                    static_cast<std::size_t>(std::count(client.begin(), client.end(), '\n')));
 }

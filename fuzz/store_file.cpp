@@ -1,5 +1,5 @@
-// A store: the settings of a connection out of a file, and what a secure connection makes of them.
-// The first line of the input is the connection's name.
+// A store file: the settings of a connection and their validation. The first line of the input is
+// the connection's name.
 #include "Harness.h"
 #include "VexaSsl/Configuration.h"
 #include "config/SecureChannelOptions.h"
@@ -17,7 +17,7 @@ void requireSound(const IConfig& config, const std::wstring& connection) {
     for (const auto& [name, value] : Definition::DefaultOptions) {
         const std::wstring got = config.getValue(name);
         if (name == Definition::InternalOnlyUtilityOptions::ConnectionName) {
-            fuzz::require(got == connection, "a file doesn't rename the connection");
+            fuzz::require(got == connection, "a file can't change the connection's name");
         } else {
             fuzz::require(!got.empty(), "every option has a value");
         }
@@ -25,7 +25,7 @@ void requireSound(const IConfig& config, const std::wstring& connection) {
             Definition::ReservedConnectionNames.contains(connection)) {
             fuzz::require(got == value ||
                               name == Definition::InternalOnlyUtilityOptions::ConnectionName,
-                          "what a file can't set keeps its default");
+                          "a file can't set internal options");
         }
     }
 }
@@ -35,7 +35,8 @@ void requireFixedPoint(const IConfig& config) {
     const SslConfig copy(log, config);
     const SslConfig copyOfCopy(log, copy);
     for (const auto& [name, value] : Definition::DefaultOptions) {
-        fuzz::require(copy.getValue(name) == copyOfCopy.getValue(name), "a copy is a copy");
+        fuzz::require(copy.getValue(name) == copyOfCopy.getValue(name),
+                      "a copy of a copy is the same");
         fuzz::require(copy.getValue(name) == config.getValue(name) || config.getValue(name).empty(),
                       "a copy has the same values");
     }
@@ -43,12 +44,13 @@ void requireFixedPoint(const IConfig& config) {
 
 void requireSoundOptions(const SecureChannelOptions& options, std::size_t size) {
     fuzz::require(options.libraryInvocationPurpose == LibraryInvocationPurpose::SecureCommunication,
-                  "a file starts no dialogue");
+                  "a file can't ask for the certificate picker");
     fuzz::require(options.anyClientAcceptable == options.acceptableClientNames.empty(),
-                  "either any client or a list");
-    fuzz::require(options.acceptableClientNames.size() <= size, "the list is bounded by the file");
+                  "any client or a list of names");
+    fuzz::require(options.acceptableClientNames.size() <= size,
+                  "the list is not longer than the file");
     fuzz::require(options.certificateChoice(true) != CertificateChoice::NoCertificate,
-                  "a server sends a certificate");
+                  "a server always sends a certificate");
     fuzz::require(options.certificateChoice(true) != CertificateChoice::FromUserInterface &&
                       options.certificateChoice(false) != CertificateChoice::FromUserInterface,
                   "nobody is asked");
@@ -65,13 +67,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto config = constructSslConfigurationFromSslConfigStore(log, file.path(), connection);
     requireSound(*config, connection);
     requireFixedPoint(*config);
-    fuzz::require(log.errors.empty(), "reading judges nothing");
+    fuzz::require(log.errors.empty(), "reading logs no error");
     try {
         const SecureChannelOptions options(log, *config);
-        fuzz::require(log.errors.empty(), "good options are no error");
+        fuzz::require(log.errors.empty(), "valid options log no error");
         requireSoundOptions(options, size);
     } catch (const std::out_of_range&) {
-        fuzz::require(log.errors.size() == 1, "one line tells the first bad option");
+        fuzz::require(log.errors.size() == 1, "one line reports the first invalid option");
     }
     return 0;
 }

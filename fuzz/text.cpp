@@ -1,4 +1,4 @@
-// Texts of any origin on their way through the library and to a terminal or a script.
+// Untrusted text in conversions, on a terminal and in JSON.
 #include "common/Text.h"
 #include "Harness.h"
 #include "VexaSsl/TextConversion.h"
@@ -14,11 +14,12 @@ using fuzz::require;
 
 void convert(const std::string& bytes) {
     const std::wstring wide = convertNarrowToWide(bytes);
-    require(wide.empty() || wide.size() == bytes.size(), "a unit for each byte, or nothing");
-    require(convertWideToNarrow(wide).size() <= wide.size(), "a conversion doesn't grow");
+    require(wide.empty() || wide.size() == bytes.size(), "one unit for each byte, or empty");
+    require(convertWideToNarrow(wide).size() <= wide.size(),
+            "the result has at most as many bytes as units");
     const std::wstring units = fuzz::wideText(bytes);
     const std::string narrow = convertWideToNarrow(units);
-    require(narrow.empty() || narrow.size() == units.size(), "a byte for each unit, or nothing");
+    require(narrow.empty() || narrow.size() == units.size(), "one byte for each unit, or empty");
 }
 
 bool steers(unsigned char unit) {
@@ -26,24 +27,25 @@ bool steers(unsigned char unit) {
 }
 
 void requireShown(const std::string& shown) {
-    require(tool::isUtf8(shown), "what is shown is UTF-8");
-    require(std::none_of(shown.begin(), shown.end(), steers), "what is shown steers no terminal");
+    require(tool::isUtf8(shown), "printed text is UTF-8");
+    require(std::none_of(shown.begin(), shown.end(), steers),
+            "printed text has no control characters");
     require(tool::printableText(std::string_view(shown)) == shown,
-            "what is shown is shown as it is");
+            "printed text is printed unchanged");
 }
 
 void show(const std::string& bytes) {
     const std::u32string text = tool::characters(std::string_view(bytes));
     const std::string again = tool::toUtf8(text);
     require(tool::isUtf8(again), "characters are written as UTF-8");
-    require(tool::isUtf8(bytes) == (again == bytes), "UTF-8 is read as it is, and nothing else is");
-    require(tool::characters(std::string_view(again)) == text, "what was written is read again");
-    require(text.size() <= bytes.size(), "a character has a byte or more");
+    require(tool::isUtf8(bytes) == (again == bytes), "exactly UTF-8 is read unchanged");
+    require(tool::characters(std::string_view(again)) == text, "written characters are read again");
+    require(text.size() <= bytes.size(), "a character has at least one byte");
 
     const std::wstring widened = tool::widenedBytes(bytes);
     require(widened.size() == bytes.size(), "a unit a byte");
     require(!tool::isUtf8(bytes) || tool::charactersOfFileText(widened) == text,
-            "a text out of a file is what was written there");
+            "text from a file is what was written");
     requireShown(tool::printableText(std::string_view(bytes)));
     requireShown(tool::printableText(std::wstring_view(fuzz::wideText(bytes))));
     requireShown(tool::printableText(tool::charactersOfFileText(widened)));
@@ -51,7 +53,7 @@ void show(const std::string& bytes) {
     tool::JsonLine line;
     line.text("bytes", bytes).list("list", std::vector<std::string>{bytes, "next"});
     require(line.str().find('\n') == std::string::npos, "a line of JSON is one line");
-    require(test::readObject(line.str()).at("bytes") == again, "JSON gives the text back");
+    require(test::readObject(line.str()).at("bytes") == again, "JSON returns the text");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// The version record of a file that may be any file.
+// The version record of an arbitrary file.
 #include "Harness.h"
 #include "VersionRecord.h"
 #include "platform/contract/WindowsBase.h"
@@ -18,9 +18,9 @@ void requireEntry(const std::vector<char>& block, const std::string& path) {
     }
     const char* const start = static_cast<const char*>(value);
     require(start >= block.data() && length > 0 && start + length <= block.data() + block.size(),
-            "an entry lies in the record");
-    require(path == "\\" || start[length - 1] == '\0', "a text has its end");
-    require(path != "\\" || length == sizeof(VS_FIXEDFILEINFO), "the fixed numbers are whole");
+            "an entry is inside the record");
+    require(path == "\\" || start[length - 1] == '\0', "a text is terminated");
+    require(path != "\\" || length == sizeof(VS_FIXEDFILEINFO), "the fixed numbers are complete");
 }
 
 } // namespace
@@ -39,9 +39,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     require(platform::GetFileVersionInfoA(path, 0, recordSize - 1, block.data()) == 0,
-            "too little room is refused");
+            "a too small buffer is refused");
     const auto& head = *reinterpret_cast<const VersionRecordHeader*>(block.data());
-    require(head.size == recordSize, "the record tells its own size");
+    require(head.size == recordSize, "the record has its own size");
     const std::string texts = "\\StringFileInfo\\" + std::string(head.translation) + "\\";
     for (const char* const key : {"FileVersion", "ProductName", ""}) {
         requireEntry(block, texts + key);

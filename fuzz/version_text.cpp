@@ -1,5 +1,5 @@
-// The version that the library reads out of its own file: the record's fixed numbers, or the
-// numbers in its text when those are zero.
+// The version that the library reads from its own file: the fixed numbers of the record, or those
+// in its text when the fixed ones are zero.
 #include "Harness.h"
 #include "VexaSsl/ModuleVersion.h"
 #include "fakes/ScriptedPlatform.h"
@@ -14,7 +14,7 @@ namespace {
 
 using namespace VexaSsl;
 
-// One block, in which the text follows the fixed numbers without a byte of room behind it.
+// One block with the fixed numbers and the text at its very end.
 class File {
 public:
     File(std::string_view fixedBytes, std::string_view versionText) : text(versionText) {
@@ -46,7 +46,7 @@ public:
     const std::string text;
 };
 
-// The number at the front, in 32 bits, and one character behind it.
+// Removes a 32-bit number and one more character from the front.
 DWORD expectedNumber(std::string_view& text) {
     const std::string_view digits =
         text.substr(0, std::min(text.find_first_not_of("0123456789"), text.size()));
@@ -65,7 +65,7 @@ void requireVersion(const File& file, const DLLVERSIONINFO& info) {
         fuzz::require(info.dwMajorVersion == file.fixed.dwFileVersionMS >> 16 &&
                           info.dwMinorVersion == (file.fixed.dwFileVersionMS & 0xFFFF) &&
                           info.dwBuildNumber == file.fixed.dwFileVersionLS >> 16,
-                      "fixed numbers count before the text");
+                      "fixed numbers have precedence over the text");
     } else if (file.fixed.dwSignature == VS_FFI_SIGNATURE) {
         std::string_view text = file.text;
         const DWORD major = expectedNumber(text);
@@ -73,10 +73,10 @@ void requireVersion(const File& file, const DLLVERSIONINFO& info) {
         const DWORD build = expectedNumber(text);
         fuzz::require(info.dwMajorVersion == major && info.dwMinorVersion == minor &&
                           info.dwBuildNumber == build,
-                      "the text's first three numbers count");
+                      "the first three numbers of the text are used");
     } else {
         fuzz::require(info.dwMajorVersion == VEXASSL_MAJOR && info.dwBuildNumber == VEXASSL_BUILD,
-                      "without a sound record the numbers built in count");
+                      "without a valid record the built-in numbers are used");
     }
 }
 
@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const File file(fixedBytes, input.rest());
     DLLVERSIONINFO info{};
     info.cbSize = sizeof info;
-    fuzz::require(DllGetVersion(&info) == 0, "the question is answered");
+    fuzz::require(DllGetVersion(&info) == 0, "the call succeeds");
     requireVersion(file, info);
     return 0;
 }

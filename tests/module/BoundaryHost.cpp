@@ -1,8 +1,8 @@
-// A host that has everything cross the boundary that may: texts, owned objects, exceptions, its own
-// log called from the library, a stack in use. Built with the compiler's runtime inside it and
-// beside it, against a library built either way.
+// A host that passes across the library's boundary everything that may cross it: texts, owned
+// objects, exceptions, calls of its log, a stack in use. Built with a static and with a dynamic
+// runtime of the compiler, against a library built either way.
 //
-// Exit status: 0; else 1 with a line for each thing that isn't as it must be.
+// Exit status: 0; 1 with a line for each failed expectation.
 #include "VexaSsl/ModuleVersion.h"
 #include "VexaSsl/VModuleVersion.h"
 #include "VexaSsl/VexaSsl.h"
@@ -79,7 +79,7 @@ void crossExceptions() {
         expect(false, "the exception's type");
     }
     log.isFull = true;
-    try { // out of the host, through the library, back into the host
+    try { // from the host's log through the library back to the host
         instantiateSocketStrategy(log, *config);
         expect(false, "an exception of the host's log comes through");
     } catch (const std::length_error& error) {

@@ -1,6 +1,6 @@
-// A host that only reads the exported constants and ends with 0 when all are as documented. Built
-// twice, position independent and at a fixed address, because the two reach a library's data by
-// different ways.
+// A host that reads the exported constants. Exit status: 0 when all have the documented values.
+// Built twice, position-independent and at a fixed address, since the two access a library's data
+// differently.
 #include "VexaSsl/ConfigurationDefinition.h"
 
 #include <cstdio>

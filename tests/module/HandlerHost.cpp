@@ -1,11 +1,11 @@
-// Calls the library's pure-virtual handler, as an abstract slot would, and expects KelException. A
-// program of its own, since the search for the dump library depends on its environment.
+// Calls the library's pure-virtual handler and expects KelException. A separate program, since the
+// search for the dump library depends on the environment.
 //
 //   handler_host LIBRARY DISTANCE DUMP
 //
-// DISTANCE is how far the handler lies behind DllGetVersion in the library's memory. DUMP is the
-// argument that the dump library must have got, or "none" when there must be no such library.
-// Exit status: 0 when all is as expected; else 1 with a line that tells what isn't.
+// DISTANCE is the handler's address minus that of DllGetVersion. DUMP is the argument that the dump
+// library must have received, or "none" when there must be no such library. Exit status: 0 when
+// everything is as expected; 1 with a line that says what isn't.
 #include "VexaSsl/KelException.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -32,7 +32,7 @@ Handler findHandler(HMODULE library, const char* distance) {
     return place == 0 ? nullptr : reinterpret_cast<Handler>(place + offset);
 }
 
-// What the dump library says it was asked; "none" when it can't be found.
+// Returns the argument that the dump library has received, or "none" when it can't be found.
 std::string dumpAsked() {
     const HMODULE library = platform::LoadLibraryA("kelmo");
     if (library == nullptr) {
@@ -40,8 +40,8 @@ std::string dumpAsked() {
     }
     using Asked = int (*)();
     const auto asked = reinterpret_cast<Asked>(
-        reinterpret_cast<void (*)()>(platform::GetProcAddress(library, "kelDumpsAsked")));
-    return asked == nullptr ? "no test library" : std::to_string(asked());
+        reinterpret_cast<void (*)()>(platform::GetProcAddress(library, "kelLastDump")));
+    return asked == nullptr ? "not the test library" : std::to_string(asked());
 }
 
 } // namespace
@@ -53,21 +53,21 @@ int main(int argc, char** argv) {
     const HMODULE library = platform::LoadLibraryA(argv[1]);
     const Handler handler = library == nullptr ? nullptr : findHandler(library, argv[2]);
     if (handler == nullptr) {
-        return fail("the library can't be loaded");
+        return fail("cannot load the library");
     }
     try {
         handler();
-        return fail("the handler came back");
+        return fail("the handler returned");
     } catch (const std::exception&) {
         return fail("the handler threw a standard exception");
     } catch (const KelException& exception) {
         if (exception.first != 1 || exception.second != 7) {
-            return fail("the exception has other numbers");
+            return fail("the exception has wrong numbers");
         }
     }
     const std::string asked = dumpAsked();
     if (asked != argv[3]) {
-        return fail(("the dump library was asked: " + asked).c_str());
+        return fail(("argument of the dump library: " + asked).c_str());
     }
     return 0;
 }

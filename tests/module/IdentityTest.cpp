@@ -1,6 +1,6 @@
-// The library as a loader meets it: loaded by its file's name, its functions looked up, its version
-// record read back by the system's own calls. What the record says is changed in copies of the
-// file, so that the numbers can be told from those built in.
+// The library loaded at run time: its functions are looked up, and its version record is read by
+// the system's calls. Copies of the file have other version records, which distinguishes the
+// numbers read from those built in.
 #include "frame/ModuleVersion.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -64,7 +64,7 @@ TEST_F(Identity, versionIs22032) {
     EXPECT_EQ(versionOf(library), (Numbers{22, 0, 3, 2}));
 }
 
-TEST_F(Identity, versionOfAStructureTooSmallIsRefused) {
+TEST_F(Identity, versionQueryRefusesATooSmallStructure) {
     const auto query = lookUp<VersionQuery>(library, "DllGetVersion");
     DLLVERSIONINFO info{19, 1, 2, 3, 4};
     EXPECT_EQ(query(&info), -1);
@@ -72,13 +72,13 @@ TEST_F(Identity, versionOfAStructureTooSmallIsRefused) {
     EXPECT_EQ(query(nullptr), -1);
 }
 
-TEST_F(Identity, theFunctionWithTheVersionInItsNameGivesTheFourthNumber) {
+TEST_F(Identity, versionFunctionReturnsTheFourthNumber) {
     const auto number = lookUp<std::int32_t (*)()>(library, "moduleVersion_VexaSsl_22_0_3");
     ASSERT_NE(number, nullptr);
     EXPECT_EQ(number(), 2);
 }
 
-TEST_F(Identity, theEntryPointTakesEveryNotice) {
+TEST_F(Identity, entryPointAcceptsEveryReason) {
     using Entry = BOOL (*)(HINSTANCE, DWORD, void*);
     const auto entry = lookUp<Entry>(library, "DllMain");
     ASSERT_NE(entry, nullptr);
@@ -86,11 +86,11 @@ TEST_F(Identity, theEntryPointTakesEveryNotice) {
     for (const DWORD notice : notices) {
         EXPECT_EQ(entry(nullptr, notice, nullptr), 1);
     }
-    // The handle of the first notice still leads to the library's file.
+    // The handle of the first attachment is still used for the library's file.
     EXPECT_EQ(versionOf(library), (Numbers{22, 0, 3, 2}));
 }
 
-// The version record of a file, read by the system's own calls.
+// The version record of a file, read by the system's calls.
 class Record {
 public:
     explicit Record(const std::string& file) {
@@ -145,7 +145,7 @@ TEST_F(Identity, recordHasEveryText) {
     EXPECT_EQ(record.text("CompanyName"), "(none)");
 }
 
-TEST_F(Identity, recordHasTheNumbersForTheFileAndTheProduct) {
+TEST_F(Identity, recordHasTheFileAndProductVersion) {
     const Record record(fileOf(library));
     ASSERT_TRUE(record.isThere());
     const auto fixed = record.fixed();
@@ -163,16 +163,17 @@ TEST_F(Identity, recordHasTheNumbersForTheFileAndTheProduct) {
     EXPECT_EQ(fixed->dwFileSubtype, 0U);
 }
 
-TEST_F(Identity, filesWithoutARecordHaveNone) {
+TEST_F(Identity, fileWithoutAVersionRecordGivesNone) {
     EXPECT_FALSE(Record("no such file").isThere());
     EXPECT_FALSE(Record(fileOf(nullptr)).isThere());
 }
 
-// A copy of the library's file whose record says another version; loaded beside the original.
+// A copy of the library's file with another version in its record, loaded in addition to the
+// original.
 class ChangedCopy : public Identity {
 protected:
     ~ChangedCopy() override {
-        std::error_code ignored; // a loaded file can't be removed everywhere
+        std::error_code ignored; // Windows can't remove a loaded file
         fs::remove(copy, ignored);
     }
 
@@ -196,14 +197,14 @@ protected:
     fs::path copy;
 };
 
-TEST_F(ChangedCopy, numbersOfTheFileCountMoreThanTheBuiltInOnes) {
+TEST_F(ChangedCopy, recordHasPrecedenceOverTheBuiltInNumbers) {
     const HMODULE changed = load("numbers", 0x00090008, 0x00070006);
     ASSERT_NE(changed, nullptr);
     EXPECT_EQ(versionOf(changed), (Numbers{9, 8, 7, 6}));
     EXPECT_EQ(versionOf(library), (Numbers{22, 0, 3, 2}));
 }
 
-TEST_F(ChangedCopy, textOfTheFileCountsWhenTheNumbersSay00) {
+TEST_F(ChangedCopy, textOfTheRecordIsUsedWhenItsNumbersAre00) {
     const HMODULE changed = load("text", 0, 0x00070006);
     ASSERT_NE(changed, nullptr);
     EXPECT_EQ(versionOf(changed), (Numbers{22, 0, 3, 6}));

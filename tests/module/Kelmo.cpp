@@ -1,4 +1,4 @@
-// A dump library for the tests: it writes no dump but tells what it was asked.
+// A dump library for the tests. It writes no dump but records the argument of its calls.
 
 namespace {
 
@@ -15,8 +15,8 @@ int kelProcessDump(int argument) {
     return 0;
 }
 
-// The argument of the last call, negative when there was more than one; 0 for none.
-int kelDumpsAsked() {
+// Returns the argument of the last call, negative after more than one call, 0 after none.
+int kelLastDump() {
     return times > 1 ? -times : asked;
 }
 

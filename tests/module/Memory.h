@@ -1,15 +1,15 @@
-// What the process holds. One source a system.
+// The memory and handles of the process. One source for each system.
 #pragma once
 
 #include <cstddef>
 
 namespace VexaSsl::test {
 
-// Bytes that belong to the process alone; what its allocator could give back isn't counted.
+// Returns the private memory of the process in bytes, without what its allocator could return.
 std::size_t memoryInUse();
 
-// The number that the system gives the next handle. It grows with handles that are left behind,
-// since numbers that are free come first.
+// Returns the number of the next handle. It grows with leaked handles, since the system uses the
+// lowest free number.
 std::size_t nextHandle();
 
 } // namespace VexaSsl::test

@@ -1,5 +1,5 @@
-// A host whose threads come and go: what each of them leaves behind in the library and beneath it.
-// The library gets no notice of a thread's end, so nothing may depend on one.
+// Many threads that use the library and end: none may leak memory or handles. The library is not
+// notified when a thread ends.
 #include "integration/support/Meeting.h"
 #include "module/Memory.h"
 
@@ -16,13 +16,13 @@
 namespace VexaSsl::test {
 namespace {
 
-// One that leaves even the smallest allocation behind in each thread makes this much of them.
-constexpr std::size_t mostBytesAThread = 8;
-// Handles that the system keeps for later may come and go.
-constexpr std::size_t mostHandles = 4;
+// Less than the smallest allocation for each thread.
+constexpr std::size_t maxBytesPerThread = 8;
+// The system itself may open and close a few handles.
+constexpr std::size_t maxHandles = 4;
 constexpr int warmUpThreads = VEXASSL_THREADS / 20;
-// Of so many threads one works on a connection that outlives it.
-constexpr int sharingOne = 10;
+// One of so many threads uses a connection that outlives the thread.
+constexpr int threadsPerConnection = 10;
 
 class Drop : public ILog {
 public:
@@ -30,14 +30,14 @@ public:
     void setMinimumSeverity(Severity) override {}
 };
 
-// Texts, an exception thrown inside the library and caught outside, and the thread's last error.
+// Text conversions, an exception of the library that the host catches, and the thread's error code.
 void visit() {
     Drop log;
     const auto config = constructDefaultSslConfiguration(log, convertNarrowToWide("visitor"));
     config->setValue(L"UseEncryption", L"perhaps");
     try {
         instantiateSocketStrategy(log, *config);
-        ADD_FAILURE() << "the bad value was taken";
+        ADD_FAILURE() << "the bad value was accepted";
     } catch (const std::out_of_range&) {
         platform::WSASetLastError(1);
     }
@@ -63,7 +63,7 @@ void makeThreads(Meeting& meeting, int count) {
     for (int i = 1; i <= count; ++i) {
         std::thread([&, i] {
             visit();
-            if (i % sharingOne == 0) {
+            if (i % threadsPerConnection == 0) {
                 exchange(meeting);
             }
             if (makesConnection(i)) {
@@ -73,7 +73,7 @@ void makeThreads(Meeting& meeting, int count) {
     }
 }
 
-TEST(Threads, manyThatEndLeaveNothingBehind) {
+TEST(Threads, endedThreadsLeakNothing) {
     Meeting meeting = meetEncrypted();
     ASSERT_TRUE(meeting.established());
     meeting.client.log->setMinimumSeverity(Severity::Warning);
@@ -89,8 +89,8 @@ TEST(Threads, manyThatEndLeaveNothingBehind) {
               << memoryAfter / 1024 << " KiB after; next handle " << handlesBefore << " before, "
               << handlesAfter << " after\n";
     ASSERT_GT(memoryBefore, 0U);
-    EXPECT_LE(memoryAfter, memoryBefore + mostBytesAThread * VEXASSL_THREADS);
-    EXPECT_LE(handlesAfter, handlesBefore + mostHandles);
+    EXPECT_LE(memoryAfter, memoryBefore + maxBytesPerThread * VEXASSL_THREADS);
+    EXPECT_LE(handlesAfter, handlesBefore + maxHandles);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#define OPENSSL_SUPPRESS_DEPRECATED // the method of random numbers has no other way to be set
+#define OPENSSL_SUPPRESS_DEPRECATED // RAND_set_rand_method has no replacement
 #include "MemoryPeer.h"
 
 #include "VexaPlatform/Certificates.h"
@@ -13,8 +13,7 @@ namespace VexaSsl::fuzz {
 
 namespace {
 
-// One stream of numbers for each end, so that the library's doesn't depend on what the peer asks
-// for.
+// Each end has its own stream of numbers, so that the library's don't depend on the peer's.
 std::array<std::uint64_t, 2> streams;
 std::size_t current = 0;
 
@@ -33,15 +32,15 @@ int isReady() {
 void restartNumbers() {
     static const RAND_METHOD method{nullptr, giveBytes, nullptr, nullptr, giveBytes, isReady};
     RAND_set_rand_method(&method);
-    // Each release has numbers of its own. The messages of OpenSSL's ends differ between releases:
-    // one that was recorded with another release would fit the numbers here, so that a connection
-    // comes about, and yet not be what an honest end says.
+    // The numbers depend on the release of OpenSSL. Messages differ between releases: with the same
+    // numbers a recorded message of another release would lead to a connection, although it is not
+    // what an honest peer of this release sends.
     const std::uint64_t release = (std::uint64_t{OPENSSL_version_major()} - 3) << 48 |
                                   std::uint64_t{OPENSSL_version_minor()} << 32;
     streams = {release + 1, release + 2};
 }
 
-// The numbers are the peer's as long as it lives.
+// Uses the peer's stream of numbers during its lifetime.
 struct PeersTurn {
     PeersTurn() { current = 1; }
     ~PeersTurn() { current = 0; }
@@ -56,7 +55,7 @@ void useCertificate(SSL_CTX* context, const std::string& name) {
     const std::string file = std::string(VEXASSL_FUZZ_KEYS) + "/my/" + name + ".pem";
     require(SSL_CTX_use_certificate_file(context, file.c_str(), SSL_FILETYPE_PEM) == 1 &&
                 SSL_CTX_use_PrivateKey_file(context, file.c_str(), SSL_FILETYPE_PEM) == 1,
-            "the peer has its certificate");
+            "the peer can load its certificate");
 }
 
 Context makeContext(Role role, bool mutual) {
@@ -96,10 +95,11 @@ SslConfig configurationOf(ILog& log, Role role, bool mutual) {
 
 } // namespace
 
-MemoryPeer::MemoryPeer(Role peerRole, bool mutual, const char* suite) : role(peerRole) {
+MemoryPeer::MemoryPeer(Role role, bool mutual, const char* cipherSuite) : role(role) {
     const PeersTurn turn;
     ssl.reset(SSL_new(contextOf(role, mutual)));
-    require(*suite == '\0' || SSL_set_cipher_list(ssl.get(), suite) == 1, "the suite is known");
+    require(*cipherSuite == '\0' || SSL_set_cipher_list(ssl.get(), cipherSuite) == 1,
+            "the cipher suite is known");
     SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
     if (role == Role::Client) {
         SSL_set_connect_state(ssl.get());
@@ -138,7 +138,7 @@ std::string MemoryPeer::sealRenegotiation() {
 
 std::string MemoryPeer::sealAs(std::size_t type, std::string_view content) {
     const openssl::AeadSuite* const suite = openssl::aeadSuiteOf(SSL_get_current_cipher(ssl.get()));
-    require(suite != nullptr && content.size() <= largestContent, "the record can be made");
+    require(suite != nullptr && content.size() <= largestContent, "the record can be sealed");
     if (!sealer) {
         openssl::HandshakeSecrets secrets;
         openssl::readSecrets(ssl.get(), secrets);
@@ -153,7 +153,7 @@ std::string MemoryPeer::sealAs(std::size_t type, std::string_view content) {
     require(sealer->seal(static_cast<openssl::ContentType>(type), bytes.first(headerSize),
                          bytes.subspan(headerSize, content.size()),
                          bytes.last(openssl::aeadTagSize)),
-            "the record is made");
+            "the record is sealed");
     return record;
 }
 

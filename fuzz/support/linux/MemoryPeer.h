@@ -1,6 +1,5 @@
-// Connections of the real package on memory, the same in every run: the other end, played by
-// OpenSSL, and the library's end. Keys and certificates are those in keys/, and the random numbers
-// are no random numbers.
+// Reproducible connections of the real package in memory: the peer, which is OpenSSL, and the
+// library's end. Keys and certificates are those in keys/; the random numbers are fixed.
 //
 // Threads: one.
 #pragma once
@@ -25,23 +24,24 @@ enum class Role { Client, Server };
 
 class MemoryPeer {
 public:
-    // mutual: a client shows a certificate, a server asks for one. suite: the only one it takes, by
-    // OpenSSL's name; empty: any.
-    MemoryPeer(Role role, bool mutual, const char* suite = "");
+    // mutual: a client sends a certificate, a server requests one. cipherSuite: the only one
+    // accepted, by its OpenSSL name; empty: any.
+    MemoryPeer(Role role, bool mutual, const char* cipherSuite = "");
 
-    // Takes what came and gives the answer; the first words of a client, with nothing taken.
+    // Processes received bytes and returns the reply. Without bytes a client returns its first
+    // message.
     std::string answer(std::string_view received);
     bool isEstablished() const { return SSL_is_init_finished(ssl.get()) == 1; }
-    // The record that protects a text.
+    // Returns the text in an encrypted record.
     std::string seal(std::string_view plain);
-    // The records of an orderly closure, and of the wish for another handshake.
+    // Return the records of a closure and of a request to renegotiate.
     std::string sealClosure();
     std::string sealRenegotiation();
-    // A record of any type with any content, as only somebody with the keys can make it. A peer
-    // seals all of its records in this way, or none.
+    // Returns an encrypted record of any type and content. A peer must seal all of its records by
+    // this function, or none.
     static constexpr std::size_t largestContent = 1 << 14;
     std::string sealAs(std::size_t type, std::string_view content);
-    // The text in records.
+    // Returns the text in the records.
     std::string open(std::string_view wire);
 
 private:
@@ -55,14 +55,14 @@ private:
     std::optional<openssl::RecordSealer> sealer;
 };
 
-// The library's end. The random numbers start anew with it, and the certificates are in force.
+// The library's end. Restarts the random numbers and sets the certificate folder.
 class LibrarySide {
 public:
     LibrarySide(Role role, bool mutual);
 
-    // Runs the handshake on what the wire gives. Result: whether there is a secured connection.
+    // Runs the handshake with the data of the wire. Returns whether it has succeeded.
     bool secure();
-    // The same with a peer, which answers.
+    // The same with a peer that replies.
     bool secureWith(MemoryPeer& peer);
 
     StrictLog log;

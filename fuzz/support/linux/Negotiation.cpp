@@ -15,8 +15,9 @@ constexpr char changeOfCipher = 20;
 std::string recordFlights(Role role, bool mutual) {
     LibrarySide side(role, mutual);
     MemoryPeer peer(role == Role::Client ? Role::Server : Role::Client, mutual);
-    require(side.secureWith(peer) && peer.isEstablished(), "an honest negotiation goes well");
-    require(side.wire->taken == side.wire->incoming.size(), "nothing comes behind its end");
+    require(side.secureWith(peer) && peer.isEstablished(),
+            "a handshake with an honest peer succeeds");
+    require(side.wire->taken == side.wire->incoming.size(), "nothing follows its end");
     return side.wire->incoming;
 }
 
@@ -25,8 +26,7 @@ std::size_t sizeAt(std::string_view bytes, std::size_t place) {
     return static_cast<std::size_t>(at(place)) << 8 | at(place + 1);
 }
 
-// Takes a greeting that asks for what is going on anyway off the front: it counts for nothing, to
-// nobody. Result: the message that comes first, or what there is of it.
+// Removes the first handshake message, or its part, from the front and returns it.
 std::string_view takeMessage(std::string_view& messages) {
     constexpr std::size_t headerSize = 4;
     const std::size_t size =
@@ -40,9 +40,9 @@ std::string_view takeMessage(std::string_view& messages) {
     return message;
 }
 
-// What a negotiation is about: its messages, however they are cut into records, without what both
-// ends pass over. The record behind the change of the cipher is one message of its own.
-std::string essence(std::string_view flights) {
+// Returns the messages of a handshake, independent of their records and without what both ends
+// ignore. The record that follows ChangeCipherSpec counts as one message.
+std::string messagesOf(std::string_view flights) {
     constexpr std::size_t headerSize = 5;
     std::string clear;
     std::string protectedPart;
@@ -73,12 +73,12 @@ const std::string& honestFlights(Role role, bool mutual) {
     static std::map<std::pair<Role, bool>, std::string> known;
     std::string& flights = known[{role, mutual}];
     if (flights.empty()) {
-        // What is made once in a process takes numbers too, so the first time doesn't count.
+        // Objects that are created once in a process use random numbers, so the first run differs.
         recordFlights(role, mutual);
         flights = recordFlights(role, mutual);
         LibrarySide again(role, mutual);
         again.wire->incoming = flights;
-        require(again.secure(), "the same flights lead to a connection again");
+        require(again.secure(), "the same messages lead to a connection again");
     }
     return flights;
 }
@@ -93,17 +93,17 @@ int negotiate(Role role, const std::uint8_t* data, std::size_t size) {
     side.wire->pieceSizes.assign(1, static_cast<char>(choice >> 1 << 1));
     const bool isSecured = side.secure();
     const std::string_view read = std::string_view(side.wire->incoming).substr(0, side.wire->taken);
-    require(side.wire->reads <= size + 2, "each read brings bytes or is the last");
-    constexpr std::size_t mostAtOnce = 10'000 + 65'540; // the buffer, and a record behind it
-    require(side.wire->largestRead <= mostAtOnce, "the buffer grows by no more than a record");
-    require(isSecured == side.log.errors.empty(), "a failure is told, and nothing else");
+    require(side.wire->reads <= size + 2, "every read but the last returns bytes");
+    constexpr std::size_t maxRead = 10'000 + 65'540; // the buffer and one record
+    require(side.wire->largestRead <= maxRead, "the buffer grows by at most one record");
+    require(isSecured == side.log.errors.empty(), "exactly a failure is logged");
     if (!isSecured) {
         require(side.strategy->securedConnection() == nullptr, "a failure leaves no connection");
         return 0;
     }
-    require(essence(read) == essence(honest), "nobody gets in without the keys");
+    require(messagesOf(read) == messagesOf(honest), "no connection without the keys");
     char byte = 0;
-    require(side.strategy->recv(Wire::socket, &byte, 1, 0) <= 0, "nothing unsealed is delivered");
+    require(side.strategy->recv(Wire::socket, &byte, 1, 0) <= 0, "no unsealed data is delivered");
     return 0;
 }
 

@@ -1,5 +1,5 @@
-// What both harnesses of the negotiation do: the peer says whatever the input holds, where an
-// honest one would have said something else.
+// Used by both harnesses of the handshake: the peer sends the input instead of what an honest one
+// sends.
 #pragma once
 
 #include "MemoryPeer.h"
@@ -10,12 +10,12 @@
 
 namespace VexaSsl::fuzz {
 
-// What the library's end receives in a negotiation that goes well.
+// Returns what the library's end receives in a successful handshake.
 const std::string& honestFlights(Role role, bool mutual);
 
-// The first byte of the input chooses whether the client shows a certificate, and the size of the
-// pieces in which the rest comes. Who doesn't know the keys can't get further than an honest peer
-// would: a connection comes about only when the peer said exactly what an honest one says.
+// The first byte of the input chooses whether the client sends a certificate, and the size of the
+// pieces of the rest. Without the keys the input can succeed only if it is exactly what an honest
+// peer sends.
 int negotiate(Role role, const std::uint8_t* data, std::size_t size);
 
 } // namespace VexaSsl::fuzz

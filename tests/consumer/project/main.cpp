@@ -1,5 +1,5 @@
-// Uses something of each part: the library's functions, a constant that it exports, the ready-made
-// log, and the version. Says what went wrong by its status.
+// Uses each part of the library: a function, a constant, the ready-made log, and the version. The
+// exit status shows what failed.
 #include <VexaSsl/ModuleVersion.h>
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
@@ -22,6 +22,6 @@ int main() {
     if (DllGetVersion(&version) != 0 || version.dwMajorVersion != 22) {
         return 3;
     }
-    std::cout << "a strategy was made\n";
+    std::cout << "strategy created\n";
     return 0;
 }

@@ -1,5 +1,5 @@
-// Compiled with full debug information so that the binary interface can be described: every type
-// that crosses between a host and the library is named by a function, the rest follows from these.
+// Compiled with full debug information, from which the binary interface is described. Functions
+// name every type of the interface.
 #include <VexaPlatform/HostSockets.h>
 #include <VexaSsl/KelException.h>
 #include <VexaSsl/ModuleVersion.h>
@@ -17,7 +17,7 @@ void describe(VexaSsl::ILog& log, VexaSsl::IConfig& config, VexaSsl::ISocketStra
               VexaSsl::DLLVERSIONINFO&, VexaSsl::fd_set&, VexaSsl::WSABUF&, VexaSsl::OVERLAPPED&,
               VexaSsl::QOS&, VexaSsl::ADDRINFOW&, VexaSsl::LPCONDITIONPROC,
               VexaSsl::LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
-    // Calls through every class, so that the compiler tells of them in full.
+    // Calls of every class, so that the debug information has their definitions.
     log.log(VexaSsl::Severity::Debug, L"");
     config.getValue(L"");
     strategy.completeAcceptEx();

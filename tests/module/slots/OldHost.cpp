@@ -1,6 +1,6 @@
-// A host that was compiled against the interfaces as they were fixed, run with the library of
-// today: every operation that it calls through a slot must be the one that answers. The log layer
-// names the operation in its line; the others are told by what they do.
+// A host compiled against the fixed order of virtual operations: every call must reach the
+// operation meant. The log layer names some operations in its lines; the others are recognised by
+// their effect.
 #include "SlotOrder.h"
 
 #include <VexaPlatform/HostSockets.h>
@@ -105,7 +105,7 @@ void talk(const IConfig& config, Lines& lines) {
     expect(server->completeAcceptEx() == 0, "completeAcceptEx");
     transfer(*client, *server, pair, lines);
 
-    // The remaining ones are refused by a socket that is none, each in its own way.
+    // The remaining ones fail differently on an invalid socket.
     expect(client->WSAConnect(INVALID_SOCKET, place, sizeof address, nullptr, nullptr, nullptr,
                               nullptr) == SOCKET_ERROR,
            "WSAConnect");

@@ -1,6 +1,5 @@
-// The interfaces between a host and the library as hosts were compiled against them: the order of
-// the virtual operations, written down once and for all. It is not made from the public headers and
-// doesn't change with them. Whoever has to change it has broken every host.
+// The interfaces between a host and the library with their fixed order of virtual operations. This
+// copy is independent of the public headers and must never change: a change breaks every host.
 #pragma once
 
 #include <VexaSsl/Sockets.h>

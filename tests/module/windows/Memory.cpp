@@ -23,8 +23,7 @@ std::size_t bytesInUse(HANDLE heap) {
 
 } // namespace
 
-// The blocks of all heaps, one by one: what the system tells of a process's private memory is 0
-// under Wine.
+// Adds up the blocks of all heaps, since Wine reports 0 bytes of private memory for a process.
 std::size_t memoryInUse() {
     std::array<HANDLE, 256> heaps{};
     const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
@@ -37,7 +36,7 @@ std::size_t memoryInUse() {
 std::size_t nextHandle() {
     const HANDLE next = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     CloseHandle(next);
-    return reinterpret_cast<std::uintptr_t>(next) / 4; // the step from one to the next
+    return reinterpret_cast<std::uintptr_t>(next) / 4; // handles are multiples of 4
 }
 
 } // namespace VexaSsl::test
