@@ -1,4 +1,4 @@
-// What tests of the base need to know from the system itself; defined in
+// What tests need to know from the system itself; defined in
 // support/<system>/System.cpp.
 #pragma once
 
@@ -11,5 +11,8 @@ std::filesystem::path pathOfThisProgram();
 std::wstring userOfThisProcess();
 // A new folder that nobody else uses; the caller removes it.
 std::filesystem::path makeTemporaryFolder();
+// Which call of the system's security library failed last in this thread, and why; empty on a
+// system that reports nothing but statuses.
+std::string reasonOfSecurityFailure();
 
 } // namespace VexaSsl::test

@@ -1,5 +1,6 @@
 // Credentials, the list of packages and handles that stand for nothing.
 #include "contract/support/ContractTest.h"
+#include "contract/support/System.h"
 #include "contract/support/TestCertificates.h"
 #include "contract/tls/Side.h"
 #include "platform/contract/CryptoApi.h"
@@ -7,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <set>
 #include <string>
 
@@ -18,25 +20,44 @@ protected:
     const CertificatesInForce certificates;
 };
 
-TEST_F(Credentials, aClientNeedsNoCertificate) {
+struct AcquiredCase {
+    const char* name;
+    ULONG use;
+    const char* certificate; // empty: none
+
+    friend void PrintTo(const AcquiredCase& tested, std::ostream* out) { *out << tested.name; }
+};
+
+class AcquiredCredentials : public Credentials,
+                            public ::testing::WithParamInterface<AcquiredCase> {};
+
+TEST_P(AcquiredCredentials, areMade) {
     CredHandle handle{};
-    EXPECT_EQ(acquire(SECPKG_CRED_OUTBOUND, nullptr, handle), SEC_E_OK);
+    SECURITY_STATUS status = SEC_E_OK;
+    if (const std::string name = GetParam().certificate; name.empty()) {
+        status = acquire(GetParam().use, nullptr, handle);
+    } else {
+        const StoreCertificate certificate(name);
+        status = acquire(GetParam().use, certificate.get(), handle);
+    }
+    ASSERT_EQ(status, SEC_E_OK) << reasonOfSecurityFailure();
     EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
 }
 
-TEST_F(Credentials, aServerNeedsOne) {
-    CredHandle handle{};
-    EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, nullptr, handle), SEC_E_NO_CREDENTIALS);
-    EXPECT_EQ(handle.dwLower, 0U);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Credentials, AcquiredCredentials,
+    ::testing::Values(AcquiredCase{"client", SECPKG_CRED_OUTBOUND, ""},
+                      AcquiredCase{"clientWithRsa", SECPKG_CRED_OUTBOUND, "server-rsa"},
+                      AcquiredCase{"clientWithEcdsa", SECPKG_CRED_OUTBOUND, "server-ecdsa"},
+                      AcquiredCase{"serverWithRsa", SECPKG_CRED_INBOUND, "server-rsa"},
+                      AcquiredCase{"serverWithEcdsa", SECPKG_CRED_INBOUND, "server-ecdsa"}),
+    [](const auto& tested) { return tested.param.name; });
 
-TEST_F(Credentials, bothUsesTakeOne) {
-    const StoreCertificate certificate("server-ecdsa");
-    for (const ULONG use : {SECPKG_CRED_INBOUND, SECPKG_CRED_OUTBOUND}) {
-        CredHandle handle{};
-        EXPECT_EQ(acquire(use, certificate.get(), handle), SEC_E_OK);
-        EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
-    }
+TEST_F(Credentials, aServerNeedsACertificate) {
+    CredHandle handle{};
+    EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, nullptr, handle), SEC_E_NO_CREDENTIALS)
+        << reasonOfSecurityFailure();
+    EXPECT_EQ(handle.dwLower, 0U);
 }
 
 TEST_F(Credentials, theCertificateMayGoBeforeThem) {

@@ -1,6 +1,7 @@
 #include "certificates/CredentialTrial.h"
 
 #include "certificates/CertificateStore.h"
+#include "common/SecurityFailure.h"
 #include "config/SecureChannelOptions.h"
 #include "secure/ChannelCredentials.h"
 
@@ -72,6 +73,7 @@ CredentialTrial tryCredentials(const IConfig& config, bool isServer) {
     }
     side.lines = log.take();
     side.cause = side.usable ? std::wstring() : causeOf(side.lines);
+    side.reason = securityFailureSuffix(side.cause);
     return side;
 }
 

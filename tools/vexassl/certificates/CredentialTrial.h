@@ -23,6 +23,7 @@ struct CredentialTrial {
     std::size_t matches = 0;       // of a choice by name
     std::vector<LoggedLine> lines; // what the library logged
     std::wstring cause;            // of a failure: the line that tells it
+    std::string reason;            // of a failure of the security library: ": REASON"
 };
 
 // The configuration's values must be good.

@@ -231,7 +231,7 @@ private:
 
     // With the line that tells an administrator what to do, where the library has one.
     static std::string causeText(const CredentialTrial& side) {
-        std::string text = printableText(side.cause);
+        std::string text = printableText(side.cause) + side.reason;
         for (const LoggedLine& line : side.lines) {
             if (line.text.find(L"Probable cause: ") != std::wstring::npos) {
                 text += " " + printableText(line.text);

@@ -148,7 +148,7 @@ std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& confi
 std::string causeText(const Diagnosis& diagnosis) {
     std::string text = causeWords(diagnosis.status());
     if (!diagnosis.causeLine().empty()) {
-        text += " (" + printableText(diagnosis.causeLine()) + ")";
+        text += " (" + printableText(diagnosis.causeLine()) + ")" + diagnosis.causeReason();
     }
     return text;
 }

@@ -1,5 +1,7 @@
 #include "common/Diagnosis.h"
 
+#include "common/SecurityFailure.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -148,6 +150,7 @@ void Diagnosis::conclude(ExitStatus status, std::wstring_view text) {
     if (cause == ExitStatus::Well) {
         cause = status;
         line = text;
+        reason = securityFailureSuffix(text);
     }
 }
 

@@ -24,6 +24,9 @@ public:
     // The line that told the cause; empty when there is none.
     const std::wstring& causeLine() const { return line; }
 
+    // ": REASON" of the security library, where the line tells only that it failed; else empty.
+    const std::string& causeReason() const { return reason; }
+
     // The configuration could not be read, so the library fell back to plain sockets. The reason is
     // the Warning before or the line itself.
     bool revertedToPlain() const { return reverted; }
@@ -41,6 +44,7 @@ private:
 
     ExitStatus cause = ExitStatus::Well;
     std::wstring line;
+    std::string reason;
     bool reverted = false;
     std::wstring reversion;
     std::wstring previous;

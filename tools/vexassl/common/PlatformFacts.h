@@ -13,4 +13,8 @@ struct PlatformFacts {
 
 PlatformFacts platformFacts();
 
+// What the security library reported when it last failed in the calling thread, for people to read;
+// empty where its statuses say all there is.
+std::string securityFailure();
+
 } // namespace VexaSsl::tool

@@ -2,6 +2,7 @@
 
 #include "VexaSsl/VexaSsl.h"
 #include "common/ExitStatus.h"
+#include "common/SecurityFailure.h"
 #include "common/Text.h"
 #include "common/Watchdog.h"
 #include "frame/ErrorText.h"
@@ -31,7 +32,8 @@ constexpr ULONG contextRequirements = ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
 
 std::string statusText(SECURITY_STATUS status) {
     const auto code = static_cast<DWORD>(status);
-    return std::to_string(code) + " (" + printableText(systemErrorText(code)) + ")";
+    return std::to_string(code) + " (" + printableText(systemErrorText(code)) + ")" +
+           securityFailureSuffix(code);
 }
 
 // Nobody is judged by a handshake on it, so nothing may be sent over one.

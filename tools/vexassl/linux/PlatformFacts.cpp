@@ -2,6 +2,7 @@
 
 #include "VexaPlatform/Certificates.h"
 #include "VexaPlatform/Description.h"
+#include "VexaPlatform/SecurityFailure.h"
 #include "common/Text.h"
 #include <string>
 
@@ -14,6 +15,10 @@ PlatformFacts platformFacts() {
         library += " (built for " + platform.builtFor + ")";
     }
     return {"linux", library, printableText(pathText(platform::certificateFolder()))};
+}
+
+std::string securityFailure() {
+    return platform::lastSecurityFailure();
 }
 
 } // namespace VexaSsl::tool

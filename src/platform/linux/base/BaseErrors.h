@@ -5,6 +5,7 @@
 #include "BaseShapes.h"
 #include "platform/linux/base/LastError.h"
 
+#include <exception>
 #include <new>
 #include <system_error>
 
@@ -17,6 +18,7 @@ inline constexpr DWORD errorNotSupported = 50;
 inline constexpr DWORD errorInvalidParameter = 87;
 inline constexpr DWORD errorInvalidFlags = 1004;
 inline constexpr DWORD errorCancelled = 1223;
+inline constexpr DWORD errorInternalError = 1359;
 inline constexpr DWORD errorInvalidWindowHandle = 1400;
 inline constexpr DWORD invalidArgument = 0x80070057; // E_INVALIDARG
 
@@ -32,7 +34,8 @@ Result failWith(DWORD error, Result result) noexcept {
 }
 
 // Returns operation(). If it runs out of memory or of a system resource, returns failure and sets
-// ERROR_NOT_ENOUGH_MEMORY. Platform functions use it because none of them throws.
+// ERROR_NOT_ENOUGH_MEMORY; if it fails otherwise, ERROR_INTERNAL_ERROR. Platform functions use it
+// because none of them throws.
 template <class Result, class Operation>
 Result guarded(Result failure, Operation operation) noexcept {
     try {
@@ -41,6 +44,8 @@ Result guarded(Result failure, Operation operation) noexcept {
         return failWith(errorNotEnoughMemory, failure);
     } catch (const std::system_error&) {
         return failWith(errorNotEnoughMemory, failure);
+    } catch (const std::exception&) {
+        return failWith(errorInternalError, failure);
     }
 }
 

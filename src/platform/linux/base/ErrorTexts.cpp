@@ -44,6 +44,7 @@ constexpr CodeText texts[] = {
     {ERROR_NO_UNICODE_TRANSLATION, L"The bytes aren't text in the given code page."},
     {errorCancelled, L"The user declined."},
     {1236, L"The local system ended the connection."},
+    {errorInternalError, L"The system failed inside."},
     {errorInvalidWindowHandle, L"There is no terminal or window to ask the user in."},
 
     // Sockets.

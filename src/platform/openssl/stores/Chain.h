@@ -50,7 +50,8 @@ private:
 };
 
 // Builds the chain against the trust anchors, linked by the certificates that travel with the leaf.
-// Null when the verification itself failed; a bad chain is a chain. Throws std::bad_alloc.
+// A bad chain is a chain. Throws std::bad_alloc, and OpenSslFailure when the verification itself
+// failed.
 std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leaf, const ChainRequest& request);
 
 } // namespace VexaSsl::openssl

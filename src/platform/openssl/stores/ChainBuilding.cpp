@@ -2,6 +2,7 @@
 // known.
 #include "platform/openssl/stores/Chain.h"
 
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/stores/SecurityLevel.h"
 #include "platform/openssl/stores/SubjectText.h"
 
@@ -144,9 +145,8 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     const std::shared_ptr<X509_STORE> anchors = trustStore();
     const BorrowingStack helpers = helpersFor(leaf, request);
     const auto verification = orOutOfMemory(StoreContextPointer(X509_STORE_CTX_new()));
-    if (X509_STORE_CTX_init(verification.get(), anchors.get(), certificate, helpers.get()) != 1) {
-        throw std::bad_alloc();
-    }
+    requireSuccess("X509_STORE_CTX_init", X509_STORE_CTX_init(verification.get(), anchors.get(),
+                                                              certificate, helpers.get()) == 1);
     ChainFaults faults;
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
     X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
@@ -159,9 +159,7 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     if (request.time) {
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
     }
-    if (X509_verify_cert(verification.get()) != 1) {
-        return nullptr;
-    }
+    requireSuccess("X509_verify_cert", X509_verify_cert(verification.get()) == 1);
     if (!allowsUsages(certificate, request.usages)) {
         faults.add(0, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
     }

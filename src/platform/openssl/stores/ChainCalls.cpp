@@ -90,11 +90,7 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILET
     }
     *chain = nullptr;
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
-        auto built = buildChain(certificate, requestOf(time, additionalStore, parameters));
-        if (!built) {
-            return linux::failWith(linux::errorNotEnoughMemory, FALSE);
-        }
-        *chain = built.release();
+        *chain = buildChain(certificate, requestOf(time, additionalStore, parameters)).release();
         return TRUE;
     });
 }

@@ -20,7 +20,8 @@ using SslContextPointer = std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>>;
 // certificate: what this side shows, with its key; null for a client without one. Result: SEC_E_OK
 // and a reference in found; SEC_E_UNKNOWN_CREDENTIALS when the key isn't the certificate's,
 // SEC_E_ALGORITHM_MISMATCH for a key or signature that the security level forbids,
-// SEC_E_INTERNAL_ERROR when OpenSSL refuses the settings. Throws std::bad_alloc.
+// SEC_E_INSUFFICIENT_MEMORY. Throws std::bad_alloc, and OpenSslFailure when OpenSSL refuses the
+// settings.
 SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContextPointer& found);
 
 // How many contexts are kept at most; the one used longest ago goes first. Connections that use it

@@ -2,6 +2,7 @@
 
 #include "platform/contract/SecuritySupport.h"
 #include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/PackageCall.h"
 #include "platform/openssl/tls/SecurityHandles.h"
 
@@ -85,6 +86,7 @@ SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, 
             return SEC_E_INVALID_HANDLE;
         }
         *credential = {};
+        forgetFailure();
         if (!package || (package != packageName && package != shortPackageName)) {
             return SEC_E_SECPKG_NOT_FOUND;
         }

@@ -1,5 +1,6 @@
 #include "platform/openssl/tls/Handshake.h"
 
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/Statuses.h"
 #include <cstddef>
 #include <cstdint>
@@ -95,6 +96,8 @@ SECURITY_STATUS establish(TlsConnection& context) {
         takeOver(context, *aead);
     } catch (const std::bad_alloc&) {
         return context.fail(SEC_E_INSUFFICIENT_MEMORY); // the token with our Finished is lost
+    } catch (const OpenSslFailure&) {
+        return context.fail(SEC_E_INTERNAL_ERROR);
     }
     context.ssl.reset();
     context.stage = Stage::established;
@@ -123,7 +126,7 @@ SECURITY_STATUS step(TlsConnection& context, ByteView& records, const Token& tok
     case SSL_ERROR_ZERO_RETURN: // a closure in the place of a handshake message
         return context.fail(SEC_E_CONTEXT_EXPIRED);
     default:
-        return context.fail(statusOfFailure(ssl));
+        return context.fail(statusOfFailure("SSL_do_handshake", ssl));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/contract/SecuritySupport.h"
 
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/stores/TargetName.h"
 #include "platform/openssl/tls/Handshake.h"
 #include "platform/openssl/tls/PackageCall.h"
@@ -193,6 +194,7 @@ SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, R
 }
 
 SECURITY_STATUS negotiate(const Negotiation& call) {
+    forgetFailure();
     if (call.attributes) {
         *call.attributes = 0;
     }

@@ -1,5 +1,6 @@
 #include "platform/openssl/tls/RecordCipher.h"
 
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/BigEndian.h"
 
 #include <openssl/core_names.h>
@@ -38,7 +39,7 @@ struct KeyBlock {
 // Looking an algorithm up costs more than a record, so it is done once. Never freed: OpenSSL cleans
 // up after itself before static objects of ours would go. A look-up that failed is repeated.
 EVP_CIPHER* fetchCipher(const char* name) {
-    return orOutOfMemory(EVP_CIPHER_fetch(nullptr, name, nullptr));
+    return requireResult("EVP_CIPHER_fetch", EVP_CIPHER_fetch(nullptr, name, nullptr));
 }
 
 const EVP_CIPHER* cipherOf(const AeadSuite& suite) {
@@ -55,7 +56,8 @@ const EVP_CIPHER* cipherOf(const AeadSuite& suite) {
 }
 
 EVP_KDF* pseudoRandomFunction() {
-    static EVP_KDF* const function = orOutOfMemory(EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr));
+    static EVP_KDF* const function =
+        requireResult("EVP_KDF_fetch", EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr));
     return function;
 }
 
@@ -81,10 +83,10 @@ void fillKeyBlock(HandshakeSecrets& secrets, std::span<unsigned char> block) {
                                           secrets.masterSize),
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SEED, seed.data(), seed.size()),
         OSSL_PARAM_construct_end()};
-    const auto run = orOutOfMemory(KdfContextPointer(EVP_KDF_CTX_new(pseudoRandomFunction())));
-    if (EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) != 1) {
-        throw std::bad_alloc();
-    }
+    const auto run = requireResult("EVP_KDF_CTX_new",
+                                   KdfContextPointer(EVP_KDF_CTX_new(pseudoRandomFunction())));
+    requireSuccess("EVP_KDF_derive",
+                   EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) == 1);
 }
 
 } // namespace
@@ -140,10 +142,9 @@ RecordCipher::RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& 
                            std::uint64_t firstSequence)
     : context(orOutOfMemory(CipherContextPointer(EVP_CIPHER_CTX_new()))), suite(aead),
       secrets(keys), sequence(firstSequence) {
-    if (EVP_CipherInit_ex(context.get(), cipherOf(suite), nullptr, keys.key.data(), nullptr,
-                          static_cast<int>(use)) != 1) {
-        throw std::bad_alloc();
-    }
+    requireSuccess("EVP_CipherInit_ex",
+                   EVP_CipherInit_ex(context.get(), cipherOf(suite), nullptr, keys.key.data(),
+                                     nullptr, static_cast<int>(use)) == 1);
     OPENSSL_cleanse(secrets.key.data(), secrets.key.size());
 }
 

@@ -85,8 +85,7 @@ struct HandshakeSecrets {
 // Of a connection whose handshake is complete.
 void readSecrets(const SSL* ssl, HandshakeSecrets& secrets) noexcept;
 
-// Throws std::bad_alloc, also when OpenSSL fails for another reason (it has just done the same
-// itself).
+// Throws std::bad_alloc and OpenSslFailure.
 TrafficKeys deriveTrafficKeys(HandshakeSecrets& secrets, const AeadSuite& suite);
 
 using CipherContextPointer = std::unique_ptr<EVP_CIPHER_CTX, Release<EVP_CIPHER_CTX_free>>;
@@ -100,7 +99,7 @@ public:
 protected:
     enum class Use { opening = 0, sealing = 1 }; // as OpenSSL counts them
 
-    // Throws std::bad_alloc.
+    // Throws std::bad_alloc and OpenSslFailure.
     RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& keys,
                  std::uint64_t firstSequence);
     ~RecordCipher() = default;

@@ -1,6 +1,7 @@
 #include "platform/openssl/tls/SslSettings.h"
 
 #include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/Statuses.h"
 #include <cstdint>
 #include <utility>
@@ -25,19 +26,22 @@ int takeAnyCertificate(X509_STORE_CTX*, void*) {
     return 1;
 }
 
-bool applyCommonSettings(SSL_CTX* context) {
+void applyCommonSettings(SSL_CTX* context) {
     SSL_CTX_set_options(context, options);
     SSL_CTX_set_mode(context, modes);
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF | SSL_SESS_CACHE_NO_INTERNAL);
-    return SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1 &&
-           SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION) == 1 &&
-           SSL_CTX_set_cipher_list(context, cipherSuites) == 1;
+    requireSuccess("SSL_CTX_set_min_proto_version",
+                   SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1);
+    requireSuccess("SSL_CTX_set_max_proto_version",
+                   SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION) == 1);
+    requireSuccess("SSL_CTX_set_cipher_list", SSL_CTX_set_cipher_list(context, cipherSuites) == 1);
 }
 
-bool applyClientSettings(SSL_CTX* context, X509_STORE* anchors) {
+void applyClientSettings(SSL_CTX* context, X509_STORE* anchors) {
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
     SSL_CTX_set1_cert_store(context, anchors);
-    return SSL_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER) == 1;
+    requireSuccess("SSL_CTX_set_purpose",
+                   SSL_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER) == 1);
 }
 
 BorrowingStack stackOf(const std::vector<X509*>& certificates) {
@@ -53,7 +57,7 @@ BorrowingStack stackOf(const std::vector<X509*>& certificates) {
 // Why OpenSSL doesn't take a certificate: too weak, no memory, another certificate's key, or of no
 // use for TLS.
 SECURITY_STATUS statusOfRefusedCertificate() {
-    const SECURITY_STATUS status = statusOfFailure(nullptr);
+    const SECURITY_STATUS status = statusOfFailure("SSL_CTX_use_cert_and_key", nullptr);
     const bool tellsWhy = status == SEC_E_ALGORITHM_MISMATCH || status == SEC_E_INSUFFICIENT_MEMORY;
     return tellsWhy ? status : SEC_E_UNKNOWN_CREDENTIALS;
 }
@@ -71,14 +75,13 @@ SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
 SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE* anchors,
                                SslContextPointer& made) {
     const bool isClient = role == Role::client;
-    auto context = orOutOfMemory(
+    auto context = requireResult(
+        "SSL_CTX_new",
         SslContextPointer(SSL_CTX_new(isClient ? TLS_client_method() : TLS_server_method())));
-    const bool applied = applyCommonSettings(context.get()) &&
-                         (!isClient || applyClientSettings(context.get(), anchors));
-    if (!applied) {
-        return SEC_E_INTERNAL_ERROR;
-    }
-    if (!isClient) {
+    applyCommonSettings(context.get());
+    if (isClient) {
+        applyClientSettings(context.get(), anchors);
+    } else {
         SSL_CTX_set_cert_verify_callback(context.get(), takeAnyCertificate, nullptr);
     }
     const SECURITY_STATUS status =

@@ -1,5 +1,7 @@
 #include "platform/openssl/tls/Statuses.h"
 
+#include "platform/openssl/stores/OpenSslFailure.h"
+
 #include <openssl/err.h>
 #include <openssl/tls1.h>
 #include <openssl/x509_vfy.h>
@@ -113,7 +115,8 @@ SECURITY_STATUS statusOfAlert(int alert) noexcept {
     return find(alerts, alert).value_or(SEC_E_ILLEGAL_MESSAGE);
 }
 
-SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept {
+SECURITY_STATUS statusOfFailure(const char* call, const SSL* ssl) noexcept {
+    keepFailureOf(call);
     bool anyCause = false;
     std::optional<SECURITY_STATUS> status;
     while (const unsigned long error = ERR_get_error()) {
@@ -122,7 +125,12 @@ SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept {
             status = statusOfError(error, ssl);
         }
     }
-    return status.value_or(anyCause ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
+    const SECURITY_STATUS found =
+        status.value_or(anyCause ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
+    if (found != SEC_E_INTERNAL_ERROR) {
+        forgetFailure();
+    }
+    return found;
 }
 
 } // namespace VexaSsl::openssl

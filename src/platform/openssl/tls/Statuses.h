@@ -15,7 +15,8 @@ SECURITY_STATUS statusOfAlert(int alert) noexcept;
 
 // The status for a TLS operation that failed for good. Takes the causes out of the calling
 // thread's error queue: the first one that has a status of its own counts. Without any cause the
-// failure is an internal one. ssl is null when no connection is at work.
-SECURITY_STATUS statusOfFailure(const SSL* ssl) noexcept;
+// failure is an internal one, and the reason of an internal one is kept with the name of the call.
+// ssl is null when no connection is at work.
+SECURITY_STATUS statusOfFailure(const char* call, const SSL* ssl) noexcept;
 
 } // namespace VexaSsl::openssl

@@ -1,4 +1,7 @@
 #include "platform/openssl/tls/TlsConnection.h"
+
+#include "platform/openssl/stores/OpenSslFailure.h"
+
 #include <mutex>
 
 namespace VexaSsl::openssl {
@@ -14,7 +17,8 @@ int provideCertificate(SSL*, void* context) noexcept {
 } // namespace
 
 TlsConnection::TlsConnection(const Credentials& credentials)
-    : role(credentials.role), ssl(orOutOfMemory(SslPointer(SSL_new(credentials.settings.get())))) {
+    : role(credentials.role),
+      ssl(requireResult("SSL_new", SslPointer(SSL_new(credentials.settings.get())))) {
     BIO* bio = wire.makeBio().release();
     SSL_set_bio(ssl.get(), bio, bio);
     if (role == Role::server) {

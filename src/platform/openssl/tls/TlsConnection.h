@@ -46,7 +46,7 @@ struct EncodedCertificates {
 };
 
 struct TlsConnection {
-    // A connection that hasn't begun. Throws std::bad_alloc.
+    // A connection that hasn't begun. Throws std::bad_alloc and OpenSslFailure.
     explicit TlsConnection(const Credentials& credentials);
 
     // Marks the connection as failed; guarding or sending is held. The first failure counts, when

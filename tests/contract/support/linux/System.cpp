@@ -1,5 +1,7 @@
 #include "contract/support/System.h"
 
+#include "VexaPlatform/SecurityFailure.h"
+
 #include <cstdlib>
 #include <pwd.h>
 #include <stdexcept>
@@ -24,6 +26,10 @@ std::filesystem::path makeTemporaryFolder() {
     }
     std::filesystem::permissions(name, std::filesystem::perms(0755));
     return name;
+}
+
+std::string reasonOfSecurityFailure() {
+    return platform::lastSecurityFailure();
 }
 
 } // namespace VexaSsl::test

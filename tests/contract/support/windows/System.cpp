@@ -29,4 +29,8 @@ std::filesystem::path makeTemporaryFolder() {
     return path;
 }
 
+std::string reasonOfSecurityFailure() {
+    return {};
+}
+
 } // namespace VexaSsl::test

@@ -1,0 +1,138 @@
+// What a failure of OpenSSL becomes: a status, and a reason for people to read.
+#include "VexaPlatform/SecurityFailure.h"
+#include "CertificateFolderTest.h"
+#include "contract/tls/Side.h"
+#include "platform/contract/SecuritySupport.h"
+#include "platform/openssl/stores/OpenSslFailure.h"
+#include "platform/openssl/tls/PackageCall.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+
+#include <ostream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace VexaSsl::test {
+namespace {
+
+using openssl::packageCall;
+using openssl::throwFailureOf;
+using platform::lastSecurityFailure;
+using ::testing::StartsWith;
+
+struct RaisedError {
+    int library;
+    int reason;
+    const char* data = "";
+};
+
+struct FailureCase {
+    const char* name;
+    std::vector<RaisedError> queue; // the earliest first
+    SECURITY_STATUS status;
+    const char* reason;
+
+    friend void PrintTo(const FailureCase& tested, std::ostream* out) { *out << tested.name; }
+};
+
+class FailedCall : public ::testing::TestWithParam<FailureCase> {};
+
+TEST_P(FailedCall, hasItsStatusAndTheFirstError) {
+    const SECURITY_STATUS status = packageCall([]() -> SECURITY_STATUS {
+        for (const RaisedError& error : GetParam().queue) {
+            ERR_raise_data(error.library, error.reason, "%s", error.data);
+        }
+        throwFailureOf("EVP_KDF_derive");
+    });
+    EXPECT_EQ(status, GetParam().status);
+    EXPECT_EQ(lastSecurityFailure(), GetParam().reason);
+    EXPECT_EQ(ERR_peek_error(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SecurityFailure, FailedCall,
+    ::testing::Values(
+        FailureCase{
+            "outOfMemory", {{ERR_LIB_EVP, ERR_R_MALLOC_FAILURE}}, SEC_E_INSUFFICIENT_MEMORY, ""},
+        FailureCase{"outOfMemoryInside",
+                    {{ERR_LIB_CRYPTO, ERR_R_MALLOC_FAILURE}, {ERR_LIB_EVP, ERR_R_INTERNAL_ERROR}},
+                    SEC_E_INSUFFICIENT_MEMORY,
+                    ""},
+        FailureCase{"outOfMemoryBehindAnotherError",
+                    {{ERR_LIB_EVP, ERR_R_UNSUPPORTED}, {ERR_LIB_CRYPTO, ERR_R_MALLOC_FAILURE}},
+                    SEC_E_INSUFFICIENT_MEMORY,
+                    ""},
+        FailureCase{"another",
+                    {{ERR_LIB_EVP, ERR_R_UNSUPPORTED}},
+                    SEC_E_INTERNAL_ERROR,
+                    "EVP_KDF_derive: error:0308010C:digital envelope routines::unsupported"},
+        FailureCase{"severalWithData",
+                    {{ERR_LIB_EVP, ERR_R_UNSUPPORTED, "Algorithm (MD5)"},
+                     {ERR_LIB_CRYPTO, ERR_R_INTERNAL_ERROR, "later"}},
+                    SEC_E_INTERNAL_ERROR,
+                    "EVP_KDF_derive: error:0308010C:digital envelope routines::unsupported "
+                    "(Algorithm (MD5))"},
+        FailureCase{"withoutAnyError",
+                    {},
+                    SEC_E_INTERNAL_ERROR,
+                    "EVP_KDF_derive: OpenSSL gives no reason"}),
+    [](const auto& tested) { return tested.param.name; });
+
+// While it lives OpenSSL offers no algorithms: they must be FIPS-approved, and no provider that is
+// loaded has any.
+class NoAlgorithms {
+public:
+    NoAlgorithms() { EVP_default_properties_enable_fips(nullptr, 1); }
+    ~NoAlgorithms() { EVP_default_properties_enable_fips(nullptr, 0); }
+    NoAlgorithms(const NoAlgorithms&) = delete;
+    NoAlgorithms& operator=(const NoAlgorithms&) = delete;
+};
+
+// A folder of its own, so that no SSL context is kept from another test.
+class SecurityFailure : public CertificateFolderTest {
+protected:
+    static SECURITY_STATUS acquireClient() {
+        CredHandle handle{};
+        const SECURITY_STATUS status = acquire(SECPKG_CRED_OUTBOUND, nullptr, handle);
+        platform::FreeCredentialsHandle(&handle);
+        return status;
+    }
+
+    SecurityFailure() {
+        const NoAlgorithms now;
+        statusWithoutAlgorithms = acquireClient();
+    }
+
+    SECURITY_STATUS statusWithoutAlgorithms = SEC_E_OK;
+};
+
+TEST_F(SecurityFailure, isAnInternalErrorAndNamesTheCall) {
+    EXPECT_EQ(statusWithoutAlgorithms, SEC_E_INTERNAL_ERROR);
+    EXPECT_THAT(lastSecurityFailure(), StartsWith("SSL_CTX_new: error:"));
+}
+
+TEST_F(SecurityFailure, isKeptForItsThreadAlone) {
+    std::string elsewhere = "unread";
+    std::thread([&elsewhere] { elsewhere = lastSecurityFailure(); }).join();
+    EXPECT_EQ(elsewhere, "");
+}
+
+TEST_F(SecurityFailure, isForgottenWhenTheNextCredentialsAreAcquired) {
+    EXPECT_EQ(acquireClient(), SEC_E_OK);
+    EXPECT_EQ(lastSecurityFailure(), "");
+}
+
+TEST_F(SecurityFailure, isForgottenWhenTheNextHandshakeBegins) {
+    CtxtHandle none{};
+    platform::InitializeSecurityContextW(nullptr, nullptr, nullptr, 0, 0, 0, nullptr, 0, &none,
+                                         nullptr, nullptr, nullptr);
+    EXPECT_EQ(lastSecurityFailure(), "");
+}
+
+} // namespace
+} // namespace VexaSsl::test
