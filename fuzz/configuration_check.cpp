@@ -7,8 +7,8 @@
 #include "common/Text.h"
 #include "config/ObservedConfiguration.h"
 #include "config/SecureChannelOptions.h"
+#include "config/StrategyOptions.h"
 #include "config/Vocabulary.h"
-#include "strategies/StrategyOptions.h"
 
 #include <stdexcept>
 

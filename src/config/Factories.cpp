@@ -2,7 +2,6 @@
 
 #include "VexaSsl/TextConversion.h"
 #include "config/ConfigFileParser.h"
-#include "config/FallbackNotice.h"
 #include "config/ObservedConfiguration.h"
 #include "config/SslConfig.h"
 #include "config/Vocabulary.h"

@@ -1,6 +1,5 @@
 #include "config/SslConfig.h"
 
-#include "config/FallbackNotice.h"
 #include "config/Vocabulary.h"
 #include <string>
 #include <utility>

@@ -1,5 +1,5 @@
-// The IConfig of the library: the nine options of one connection as a flat table of texts, each
-// with a default. Nothing is judged here; a bad value stays until somebody uses it.
+// The IConfig of the library: the options of one connection as a flat table of texts, each with a
+// default. Nothing is validated here; StrategyOptions and SecureChannelOptions do that.
 //
 // The log is borrowed and must outlive the object. Threads: getValue may run on several at once,
 // setValue beside nothing else.
@@ -13,6 +13,9 @@
 #include <string>
 
 namespace VexaSsl {
+
+// What the log says when a configuration is unusable and the defaults take its place.
+inline constexpr const wchar_t* fallbackNotice = L"Reverting to NO ENCRYPTION";
 
 class SslConfig : public IConfig {
 public:

@@ -1,5 +1,12 @@
-// Every word that the configuration can say. Code compares against these constants, never against
-// a literal of its own. The names that a host needs are in VexaSsl/ConfigurationDefinition.h.
+// Every word of the configuration: sections, options, their values and defaults. Code compares
+// against these constants, never against a literal. The names that a host needs are in
+// VexaSsl/ConfigurationDefinition.h.
+//
+// To add an option:
+//   1. Here: its name, its default and the sets that contain it. SslConfig then holds its text.
+//   2. Its check and typed field: in StrategyOptions if it decides which strategies a connection
+//      has, in SecureChannelOptions if it concerns TLS. OptionChecks has what both share.
+//   3. docs/man/vexassl.ini.5, which a test compares with this file.
 //
 // All of them are made while the library is loaded, in one translation unit: constants first, then
 // the defaults and the sets, which are copies of them. No other object of static lifetime may be

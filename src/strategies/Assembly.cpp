@@ -1,10 +1,10 @@
 // The one place that turns a configuration into a stack of strategies. What is decided here holds
 // for the stack's whole life.
 #include "VexaSsl/VexaSsl.h"
+#include "config/StrategyOptions.h"
 #include "secure/SecureSocketStrategy.h"
 #include "strategies/LogSocketStrategy.h"
 #include "strategies/SometimesSecureSocketStrategy.h"
-#include "strategies/StrategyOptions.h"
 #include "strategies/UnsecureSocketStrategy.h"
 
 #include <memory>

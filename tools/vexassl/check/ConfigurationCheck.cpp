@@ -8,8 +8,8 @@
 #include "common/UnusedFiles.h"
 #include "config/ObservedConfiguration.h"
 #include "config/OptionChecks.h"
+#include "config/StrategyOptions.h"
 #include "config/Vocabulary.h"
-#include "strategies/StrategyOptions.h"
 
 #include <algorithm>
 #include <cerrno>

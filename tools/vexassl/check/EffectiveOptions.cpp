@@ -4,8 +4,8 @@
 #include "common/Text.h"
 #include "config/SecureChannelOptions.h"
 #include "config/SslConfig.h"
+#include "config/StrategyOptions.h"
 #include "config/Vocabulary.h"
-#include "strategies/StrategyOptions.h"
 
 #include <optional>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "strategies/StrategyOptions.h"
+#include "config/StrategyOptions.h"
 
 #include "config/OptionChecks.h"
 #include "config/Vocabulary.h"
