@@ -1,11 +1,8 @@
 #include "strategies/LogSocketStrategy.h"
 
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <cstddef>
+#include "frame/DecimalText.h"
+
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,38 +10,16 @@
 
 namespace VexaSsl {
 
-namespace {
+LogSocketStrategy::LogSocketStrategy(ILog& log, std::unique_ptr<ISocketStrategy> underlyingStrategy,
+                                     const std::wstring& label)
+    : log(log), underlyingStrategy(std::move(underlyingStrategy)), label(label) {}
 
-constexpr std::size_t longestNumber = 20; // digits of a 64-bit number, or its sign and digits
-// The words and numbers of the longest line.
-constexpr std::size_t roomBesideLabel =
-    sizeof " using socket [] to WSARecv [] byte message" + 2 * longestNumber;
-
-template <typename Number>
-void appendNumber(std::wstring& line, Number number) {
-    std::array<char, longestNumber> digits;
-    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-    std::copy(digits.data(), written.ptr, std::back_inserter(line));
-}
-
-} // namespace
-
-LogSocketStrategy::LogSocketStrategy(ILog& logSink, std::unique_ptr<ISocketStrategy> underlying,
-                                     const std::wstring& layerLabel)
-    : log(logSink), underlyingStrategy(std::move(underlying)), label(layerLabel) {}
-
-// The line is made in full each time: a log can't be asked for its threshold. So it is made in one
-// piece of memory, and the numbers without the standard library's formatting of wide text.
+// The line is built whatever the log's threshold, which can't be queried. The sizes are those that
+// the caller gave. Compatibility: log-counts-what-was-asked
 void LogSocketStrategy::logTransfer(const wchar_t* verb, SOCKET s, const wchar_t* operation,
                                     std::int64_t size) {
-    std::wstring line;
-    line.reserve(label.size() + roomBesideLabel);
-    line.append(label).append(L" ").append(verb).append(L" socket [");
-    appendNumber(line, s);
-    line.append(L"] to ").append(operation).append(L" [");
-    appendNumber(line, size);
-    line.append(L"] byte message");
-    log.log(Severity::Debug, line);
+    log.log(Severity::Debug, joined({label, L" ", verb, L" socket [", DecimalText(s), L"] to ",
+                                     operation, L" [", DecimalText(size), L"] byte message"}));
 }
 
 int LogSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
@@ -102,7 +77,7 @@ int LogSocketStrategy::WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWO
                                DWORD flags, WSAOVERLAPPED* overlapped,
                                LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept {
     const std::vector<WSABUF> pieces(buffers, buffers + bufferCount);
-    ULONG total = 0; // wraps round in silence
+    ULONG total = 0; // wraps
     for (const WSABUF& piece : pieces) {
         total += piece.len;
     }
@@ -114,7 +89,7 @@ int LogSocketStrategy::WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWO
 int LogSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                                DWORD* flags, WSAOVERLAPPED* overlapped,
                                LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) noexcept {
-    // How much will come is told with the completion, which doesn't name the socket.
+    // Logged at the completion, which has the size but not the socket.
     receiveSocket = s;
     return underlyingStrategy->WSARecv(s, buffers, bufferCount, bytesReceived, flags, overlapped,
                                        completionRoutine);
@@ -122,7 +97,7 @@ int LogSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWO
 
 int LogSocketStrategy::completeWSARecv(int status, DWORD* bytesTransferred,
                                        void* context) noexcept {
-    // "used": the others announce, this one has happened.
+    // "used", since it has happened.
     logTransfer(L"used", receiveSocket, L"WSARecv", *bytesTransferred);
     return underlyingStrategy->completeWSARecv(status, bytesTransferred, context);
 }

@@ -23,8 +23,8 @@ namespace VexaSsl {
 
 class LogSocketStrategy : public ISocketStrategy {
 public:
-    LogSocketStrategy(ILog& logSink, std::unique_ptr<ISocketStrategy> underlying,
-                      const std::wstring& layerLabel);
+    LogSocketStrategy(ILog& log, std::unique_ptr<ISocketStrategy> underlyingStrategy,
+                      const std::wstring& label);
 
     // The layer's neighbour, for administration.
     ISocketStrategy& below() const noexcept { return *underlyingStrategy; }

@@ -1,9 +1,11 @@
-// An ILog that keeps every line, whatever the threshold, and every threshold it was given.
+// Logs for tests. CollectingLog keeps every line, whatever the threshold, and every threshold that
+// was set.
 #pragma once
 
 #include "VexaSsl/ILog.h"
 #include "fakes/Secrets.h"
 
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -34,6 +36,32 @@ public:
 
     std::vector<LogLine> lines;
     std::vector<Severity> thresholds;
+};
+
+// Keeps the lines at or above its threshold, as a real log does.
+class ThresholdLog : public CollectingLog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        if (severity >= threshold) {
+            CollectingLog::log(severity, text);
+        }
+    }
+    void setMinimumSeverity(Severity severity) override { threshold = severity; }
+
+private:
+    Severity threshold = Severity::Debug;
+};
+
+// Calls onLine with each line, then keeps it. onLine may throw.
+class CallbackLog : public CollectingLog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        if (onLine) {
+            onLine(severity, text);
+        }
+        CollectingLog::log(severity, text);
+    }
+    std::function<void(Severity, const std::wstring&)> onLine;
 };
 
 } // namespace VexaSsl::test

@@ -9,7 +9,11 @@
 namespace VexaSsl::test {
 
 ScriptedStrategy::ScriptedStrategy() = default;
-ScriptedStrategy::~ScriptedStrategy() = default;
+ScriptedStrategy::~ScriptedStrategy() {
+    if (onDestroyed) {
+        onDestroyed();
+    }
+}
 
 template <typename Result, typename... Arguments>
 Result ScriptedStrategy::play(const char* name, const std::function<Result(Arguments...)>& step,

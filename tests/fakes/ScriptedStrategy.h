@@ -37,6 +37,8 @@ public:
     std::function<int(int, DWORD*, void*)> onCompleteWSARecv;
     std::function<int(SOCKET, const sockaddr*, int, WSABUF*, WSABUF*, QOS*, QOS*)> onWSAConnect;
 
+    std::function<void()> onDestroyed;
+
     std::vector<std::string> calls;
 
     int send(SOCKET s, const char* buf, int len, int flags) override;

@@ -18,7 +18,6 @@
 #include <algorithm>
 #include <cstring>
 #include <deque>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -28,17 +27,10 @@ namespace VexaSsl::test {
 // Lets the one-time check pass; it runs in the first test of the process that makes a strategy.
 void installSecurityPackage(ScriptedPlatform& platform);
 
-// A log that tells its test of each line as it comes.
-class TellingLog : public CollectingLog {
-public:
-    void log(Severity severity, const std::wstring& text) override {
-        CollectingLog::log(severity, text);
-        if (onLine) {
-            onLine(text);
-        }
-    }
-    std::function<void(const std::wstring&)> onLine;
-};
+// What connect and startOtls log when no host name has been resolved.
+inline const LogLine noHostNameLine{Severity::Error,
+                                    L"No remote hostname has been supplied. Server authentication "
+                                    L"will be impossible. Aborting connection attempt"};
 
 // Shows the fields that a derived class can see.
 class OpenSecureSocketStrategy : public SecureSocketStrategy {
@@ -136,7 +128,7 @@ public:
     GoodHandshake handshake;
     ScriptedPlatform& platform = handshake.platform;
     SslConfig& config = handshake.config;
-    TellingLog log;
+    CallbackLog log;
     ToyCipher cipher;
     std::vector<std::wstring> targets; // the names that clients authenticated, in order
     ULONG_PTR established = 0;         // contexts made; it is the last one's first word

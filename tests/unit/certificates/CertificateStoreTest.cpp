@@ -156,15 +156,13 @@ TEST_F(CertificateStoreTest, errorOfClosingIsReadBehindTheClosedLine) {
 }
 
 TEST_F(CertificateStoreTest, closingNeverThrows) {
-    struct RefusingLog : ILog {
-        void log(Severity, const std::wstring& text) override {
-            if (text == L"Closed Cert Store") {
-                throw std::runtime_error("the sink is full");
-            }
+    CallbackLog failing;
+    failing.onLine = [](Severity, const std::wstring& text) {
+        if (text == L"Closed Cert Store") {
+            throw std::runtime_error("the disk is full");
         }
-        void setMinimumSeverity(Severity) override {}
-    } sink;
-    { const CertificateStore store(sink); }
+    };
+    { const CertificateStore store(failing); }
     EXPECT_EQ(platform.calls, (Calls{"CertOpenStore", "CertCloseStore"}));
 }
 

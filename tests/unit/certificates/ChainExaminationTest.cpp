@@ -69,13 +69,10 @@ TEST_F(ChainExaminationTest, withoutAChainIsNeitherJudgedNorTrusted) {
     EXPECT_EQ(examination.chain(), nullptr);
 }
 
-// The chain must not leak when the sink fails halfway.
-TEST_F(ChainExaminationTest, givesTheChainBackWhenALineCannotBeWritten) {
-    struct RefusingLog : ILog {
-        void log(Severity, const std::wstring&) override { throw std::bad_alloc(); }
-        void setMinimumSeverity(Severity) override {}
-    } sink;
-    EXPECT_THROW(ChainExamination(sink, certificate, true), std::bad_alloc);
+TEST_F(ChainExaminationTest, chainIsReleasedWhenALineCannotBeWritten) {
+    CallbackLog failing;
+    failing.onLine = [](auto&&...) { throw std::bad_alloc(); };
+    EXPECT_THROW(ChainExamination(failing, certificate, true), std::bad_alloc);
     EXPECT_EQ(freed.size(), 1U);
 }
 

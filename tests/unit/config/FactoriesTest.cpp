@@ -22,25 +22,21 @@ const char* const fullStore = "[Connections]\nFoo=Secure\n[Secure]\nUseEncryptio
                               "AcceptableClientCertificateToReceiveNames=a\n"
                               "MinimumSeverityToLog=Warning\n";
 
-// A log whose disk is full, so to speak.
-template <typename Failure>
-class FailingLog : public ILog {
-public:
-    explicit FailingLog(Severity at) : failing(at) {}
-    void log(Severity severity, const std::wstring&) override {
-        if (severity == failing) {
-            throw Failure();
-        }
-    }
-    void setMinimumSeverity(Severity) override {}
-
-private:
-    Severity failing;
-};
-
 struct LogFailure : std::runtime_error {
     LogFailure() : std::runtime_error("the log failed") {}
 };
+
+// A log that throws a Failure for each line of the severity.
+template <typename Failure>
+CallbackLog failingLog(Severity severity) {
+    CallbackLog log;
+    log.onLine = [severity](Severity given, const std::wstring&) {
+        if (given == severity) {
+            throw Failure();
+        }
+    };
+    return log;
+}
 
 class Factories : public testing::Test {
 protected:
@@ -203,13 +199,13 @@ TEST_F(Factories, reservedConnectionIsTwoWarningsAndDefaults) {
 }
 
 TEST_F(Factories, exhaustedHeapReachesTheCaller) {
-    FailingLog<std::bad_alloc> failing(Severity::Debug);
+    CallbackLog failing = failingLog<std::bad_alloc>(Severity::Debug);
     EXPECT_THROW(constructSslConfigurationFromSslConfigStore(failing, folder.path("x"), L"Foo"),
                  std::bad_alloc);
 }
 
 TEST_F(Factories, failureWhileFallingBackReachesTheCaller) {
-    FailingLog<LogFailure> failing(Severity::Warning);
+    CallbackLog failing = failingLog<LogFailure>(Severity::Warning);
     EXPECT_THROW(constructSslConfigurationFromIniFile(failing, folder.path("missing"), L"Foo"),
                  LogFailure);
 }

@@ -106,10 +106,7 @@ TEST_F(SecureConnect, withoutANameFailsBeforeTheNetwork) {
     EXPECT_EQ(stage.strategy->connect(connection, nullptr, 0), SOCKET_ERROR);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_TRUE(stage.lower->calls.empty());
-    EXPECT_EQ(stage.log.lines,
-              (std::vector<LogLine>{{Severity::Error,
-                                     L"No remote hostname has been supplied. Server authentication "
-                                     L"will be impossible. Aborting connection attempt"}}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 

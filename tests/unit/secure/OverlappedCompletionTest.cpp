@@ -188,7 +188,7 @@ TEST_F(OverlappedCompletion, exceptionsForgetTheSocketBeforeTheirLine) {
         stage.strategy->socket = connection;
         post({100});
         stage.platform.lastError = test::unrelatedError;
-        stage.log.onLine = [&](const std::wstring&) {
+        stage.log.onLine = [&](Severity, const std::wstring&) {
             EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);
         };
         EXPECT_EQ(fillAndComplete(stage.cipher.seal("", kind)), SOCKET_ERROR);

@@ -98,23 +98,15 @@ TEST_F(OverlappedSend, sendOfADerivedClassIsCalledOncePerBuffer) {
     EXPECT_EQ(sent, 2U);
 }
 
-class ThrowingLog : public test::CollectingLog {
-public:
-    void log(Severity severity, const std::wstring& text) override {
-        if (armed && text.starts_with(L"WSASend")) {
+TEST_F(OverlappedSend, exceptionIsLoggedUnderTheOverlappedPrefix) {
+    stage.log.onLine = [](Severity, const std::wstring& text) {
+        if (text.starts_with(L"WSASend")) {
             throw std::runtime_error("full");
         }
-        CollectingLog::log(severity, text);
-    }
-    bool armed = true;
-};
-
-TEST_F(OverlappedSend, exceptionIsLoggedUnderTheOverlappedPrefix) {
-    ThrowingLog log;
-    SecureSocketStrategy strategy(log, stage.config, std::make_unique<test::ScriptedStrategy>());
-    log.lines.clear();
-    EXPECT_EQ(strategy.WSASend(connection, nullptr, 0, &sent, 0, &state, nullptr), SOCKET_ERROR);
-    EXPECT_EQ(log.lines,
+    };
+    EXPECT_EQ(stage.strategy->WSASend(connection, nullptr, 0, &sent, 0, &state, nullptr),
+              SOCKET_ERROR);
+    EXPECT_EQ(stage.log.lines,
               (std::vector<LogLine>{{Severity::Error, L"Couldn't acquire a resource. full"}}));
     EXPECT_EQ(stage.platform.lastError, test::unrelatedError);
 }

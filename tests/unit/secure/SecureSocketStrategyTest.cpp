@@ -188,48 +188,26 @@ TEST_F(SecureSocketStrategyFrame, destructionLeavesTheSocketOpenAndUnshut) {
     EXPECT_EQ(stage.platformCalls("DeleteSecurityContext"), 1);
 }
 
-// Tells when it goes.
-class MortalStrategy : public test::ScriptedStrategy {
-public:
-    explicit MortalStrategy(std::vector<std::string>& sink) : events(sink) {
-        onGetaddrinfo = [](auto...) { return 0; };
-        onConnect = [](auto...) { return 0; };
-    }
-    ~MortalStrategy() override { events.emplace_back("strategy below"); }
-
-private:
-    std::vector<std::string>& events;
-};
-
 TEST(SecureSocketStrategy, destructionEndsTheRecordBeforeTheStrategyBelow) {
     test::SecureStage<> stage;
-    test::OpenSecureSocketStrategy* strategy = new test::OpenSecureSocketStrategy(
-        stage.log, stage.config, std::make_unique<MortalStrategy>(stage.platform.calls));
-    strategy->getaddrinfo("peer", nullptr, nullptr, nullptr);
-    strategy->connect(connection, nullptr, 0);
-    stage.platform.calls.clear();
-    delete strategy;
+    stage.makeConnected();
+    stage.lower->onDestroyed = [&] { stage.platform.calls.emplace_back("strategy below"); };
+    stage.strategy.reset();
     ASSERT_GE(stage.platform.calls.size(), 2U);
     EXPECT_EQ(stage.platform.calls.back(), "strategy below");
     EXPECT_EQ(stage.platform.calls.end()[-2], "DeleteSecurityContext");
 }
 
-class DeafLog : public test::CollectingLog {
-public:
-    void log(Severity severity, const std::wstring&) override {
-        if (severity == Severity::Error) {
-            throw std::runtime_error("the log is full");
-        }
-    }
-};
-
 TEST(SecureSocketStrategyDeathTest, logThatThrowsWhileItTakesAFailureEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     test::SecureStage<> stage;
-    DeafLog log;
-    SecureSocketStrategy strategy(log, stage.config,
-                                  std::make_unique<MortalStrategy>(stage.platform.calls));
-    EXPECT_DEATH(strategy.connect(connection, nullptr, 0), "terminate");
+    stage.make();
+    stage.log.onLine = [](Severity severity, const std::wstring&) {
+        if (severity == Severity::Error) {
+            throw std::runtime_error("the log is full");
+        }
+    };
+    EXPECT_DEATH(stage.strategy->connect(connection, nullptr, 0), "terminate");
 }
 
 } // namespace

@@ -124,19 +124,8 @@ TEST_F(Assembly, thresholdIsSetBeforeAnythingIsBuiltAndStays) {
     EXPECT_EQ(log.thresholds, (std::vector<Severity>{Severity::Warning}));
 }
 
-class QuietLog : public test::CollectingLog {
-public:
-    void log(Severity severity, const std::wstring& text) override {
-        if (severity >= threshold) {
-            CollectingLog::log(severity, text);
-        }
-    }
-    void setMinimumSeverity(Severity severity) override { threshold = severity; }
-    Severity threshold = Severity::Debug;
-};
-
 TEST_F(Assembly, logLayersUnderThresholdInfoWriteNothing) {
-    QuietLog quiet;
+    test::ThresholdLog quiet;
     configure(L"False", L"True", L"Info");
     const auto stack = instantiateSocketStrategy(quiet, config);
     EXPECT_TRUE(is<LogSocketStrategy>(stack));

@@ -14,17 +14,6 @@ using test::LogLine;
 constexpr SOCKET socketNumber = 7;
 constexpr int answer = 4711;
 
-// Drops lines below its threshold, as a real sink does.
-class ThresholdLog : public test::CollectingLog {
-public:
-    void log(Severity severity, const std::wstring& text) override {
-        if (severity >= threshold) {
-            CollectingLog::log(severity, text);
-        }
-    }
-    Severity threshold = Severity::Debug;
-};
-
 class LogLayer : public testing::Test {
 protected:
     LogLayer() {
@@ -40,7 +29,7 @@ protected:
         EXPECT_TRUE(log.lines.empty());
     }
 
-    ThresholdLog log;
+    test::ThresholdLog log;
     test::ScriptedStrategy* lower = nullptr;
     std::unique_ptr<LogSocketStrategy> layer;
     char data[8] = {};
@@ -287,7 +276,7 @@ TEST_F(LogLayer, wsaConnectIsSilent) {
 }
 
 TEST_F(LogLayer, withThresholdInfoOnlyResultsAreLeft) {
-    log.threshold = Severity::Info;
+    log.setMinimumSeverity(Severity::Info);
     lower->onSend = [](auto...) { return answer; };
     lower->onRecv = [](auto...) { return SOCKET_ERROR; };
     EXPECT_EQ(layer->send(socketNumber, data, 8, 0), answer);
@@ -318,23 +307,11 @@ TEST_F(LogLayer, lastErrorIsThatOfTheForwardedCall) {
     EXPECT_TRUE(platform.calls.empty()) << "the layer itself calls nothing";
 }
 
-class MortalStrategy : public test::ScriptedStrategy {
-public:
-    explicit MortalStrategy(bool& flag) : gone(flag) {}
-    ~MortalStrategy() override { gone = true; }
-
-private:
-    bool& gone;
-};
-
-TEST(LogSocketStrategy, ownsTheStrategyBelow) {
-    test::CollectingLog log;
-    bool gone = false;
-    auto layer =
-        std::make_unique<LogSocketStrategy>(log, std::make_unique<MortalStrategy>(gone), L"Layer");
-    EXPECT_FALSE(gone);
+TEST_F(LogLayer, ownsTheStrategyBelow) {
+    bool destroyed = false;
+    lower->onDestroyed = [&] { destroyed = true; };
     layer.reset();
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(destroyed);
 }
 
 } // namespace

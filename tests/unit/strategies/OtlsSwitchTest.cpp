@@ -11,16 +11,12 @@ using Stage = test::OtlsStage;
 constexpr SOCKET connection = Stage::connection;
 constexpr int answer = 4711;
 
-const LogLine noName{Severity::Error, L"No remote hostname has been supplied. Server "
-                                      L"authentication will be impossible. Aborting connection "
-                                      L"attempt"};
-
 class OtlsSwitch : public test::OtlsTest {};
 
 TEST_F(OtlsSwitch, startWithoutANameFailsAndCanBeRepeatedAfterALookUp) {
     stage.strategy->connect(connection, nullptr, 0);
     EXPECT_EQ(stage.strategy->startOtls(), SOCKET_ERROR);
-    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{noName}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
     EXPECT_EQ(stage.send("clear"), 5);
     EXPECT_EQ(stage.written, "clear");
@@ -32,7 +28,7 @@ TEST_F(OtlsSwitch, startWithoutANameFailsAndCanBeRepeatedAfterALookUp) {
 TEST_F(OtlsSwitch, serverNeedsANameToo) {
     acceptOne();
     EXPECT_EQ(stage.strategy->startOtls(), SOCKET_ERROR);
-    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{noName}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
 }
 
 TEST_F(OtlsSwitch, nullNodeThatResolvedIsNameEnough) {

@@ -11,10 +11,6 @@ using Stage = test::OtlsStage;
 static_assert(noexcept(std::declval<SometimesSecureSocketStrategy&>().startOtls()));
 static_assert(std::has_virtual_destructor_v<IOtlsProvider>);
 
-const LogLine noName{Severity::Error, L"No remote hostname has been supplied. Server "
-                                      L"authentication will be impossible. Aborting connection "
-                                      L"attempt"};
-
 class Otls : public test::OtlsTest {};
 
 void expectRefused(const wchar_t* connectionName) {
@@ -48,23 +44,20 @@ TEST(SometimesSecureSocketStrategy, everyBuiltInNameIsRefused) {
     }
 }
 
-class MortalStrategy : public test::ScriptedStrategy {
-public:
-    explicit MortalStrategy(bool& flag) : gone(flag) {}
-    ~MortalStrategy() override { gone = true; }
-
-private:
-    bool& gone;
-};
+// A strategy that sets a flag when it is destroyed.
+std::unique_ptr<test::ScriptedStrategy> watchedStrategy(bool& destroyed) {
+    auto strategy = std::make_unique<test::ScriptedStrategy>();
+    strategy->onDestroyed = [&destroyed] { destroyed = true; };
+    return strategy;
+}
 
 TEST(SometimesSecureSocketStrategy, refusalDestroysTheWrappedStrategy) {
     Stage stage;
     stage.config.setValue(L"ConnectionName", L"Default");
-    bool gone = false;
-    EXPECT_THROW(SometimesSecureSocketStrategy(stage.log, stage.config,
-                                               std::make_unique<MortalStrategy>(gone)),
+    bool destroyed = false;
+    EXPECT_THROW(SometimesSecureSocketStrategy(stage.log, stage.config, watchedStrategy(destroyed)),
                  std::out_of_range);
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(destroyed);
 }
 
 TEST_F(Otls, isReachedByACrossCast) {
@@ -72,16 +65,16 @@ TEST_F(Otls, isReachedByACrossCast) {
     IOtlsProvider* const provider = dynamic_cast<IOtlsProvider*>(held);
     ASSERT_NE(provider, nullptr);
     EXPECT_EQ(provider->startOtls(), SOCKET_ERROR);
-    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{noName}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
 }
 
 TEST(SometimesSecureSocketStrategy, canBeDestroyedThroughEitherBase) {
     Stage stage;
-    bool gone = false;
-    const IOtlsProvider* const provider = new SometimesSecureSocketStrategy(
-        stage.log, stage.config, std::make_unique<MortalStrategy>(gone));
+    bool destroyed = false;
+    const IOtlsProvider* const provider =
+        new SometimesSecureSocketStrategy(stage.log, stage.config, watchedStrategy(destroyed));
     delete provider;
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(destroyed);
 }
 
 } // namespace

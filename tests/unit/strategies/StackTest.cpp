@@ -76,20 +76,6 @@ TEST(EncryptedStackAlone, securesAConnectionAfterItsConfigurationHasGone) {
     EXPECT_EQ(stack->send(7, "hello", 5, 0), 5);
 }
 
-// Drops lines below its threshold, as a real sink does.
-class ThresholdLog : public test::CollectingLog {
-public:
-    void log(Severity severity, const std::wstring& text) override {
-        if (severity >= threshold) {
-            CollectingLog::log(severity, text);
-        }
-    }
-    void setMinimumSeverity(Severity severity) override { threshold = severity; }
-
-private:
-    Severity threshold = Severity::Debug;
-};
-
 // Every call of the system fails with a code of its own.
 class FailingStack : public testing::TestWithParam<bool> {
 protected:
@@ -132,7 +118,7 @@ protected:
     }
 
     test::ScriptedPlatform platform;
-    ThresholdLog log;
+    test::ThresholdLog log;
     std::unique_ptr<ISocketStrategy> stack;
 };
 
