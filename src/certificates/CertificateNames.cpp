@@ -48,7 +48,7 @@ std::vector<std::wstring> CertificateInspector::getAllNames(PCCERT_CONTEXT certi
 std::wstring CertificateInspector::getFriendlyName(PCCERT_CONTEXT certificate) const {
     const DWORD size = sizeOfNames(certificate, CERT_NAME_FRIENDLY_DISPLAY_TYPE, 0);
     if (size == onlyTheTerminator) {
-        // Without the W, unlike the line of getAllNames; whoever searches a log looks for both.
+        // Without the W, unlike the line of getAllNames. Compatibility: misspelt-texts
         log.log(Severity::Warning,
                 L"CertGetNameString could not find any names on the certificate");
     }

@@ -54,8 +54,8 @@ void CertificateStore::close() {
     if (closed) {
         return;
     }
-    // Asked for only now: a sink that makes system calls of its own can have replaced the number,
-    // and the Warning is then missing or another error is shown.
+    // Read only now: a log that makes system calls may have replaced the number.
+    // Compatibility: late-error-of-closing
     const DWORD error = platform::GetLastError();
     if (error == static_cast<DWORD>(CRYPT_E_PENDING_CLOSE)) {
         log.log(Severity::Warning, L"On calling CertCloseStore, not all certs or contexts were "
@@ -101,7 +101,7 @@ CertificateHandleList CertificateStore::findAll(DWORD findType, const void* para
     }
 }
 
-// A plain miss is an Error line too: the platform reports both in the same way.
+// The platform reports a miss and a failure alike. Compatibility: miss-is-an-error
 void CertificateStore::reportNothingFound(const std::wstring& search,
                                           const std::wstring& hint) const {
     logSystemError(log, search, platform::GetLastError());

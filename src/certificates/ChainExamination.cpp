@@ -15,8 +15,8 @@ namespace {
 BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time, HCERTSTORE helpers,
                 PCCERT_CHAIN_CONTEXT* chain) {
     KeyPurpose purpose(forServer);
-    // cbSize stays 0, as it always has been here. A platform that goes by it may overlook the
-    // requested usage.
+    // cbSize stays 0. A platform that reads it may ignore the requested usage.
+    // Compatibility: chain-parameters-size
     CERT_CHAIN_PARA parameters{};
     parameters.RequestedUsage.dwType = USAGE_MATCH_TYPE_AND;
     parameters.RequestedUsage.Usage = purpose.usage();
@@ -56,8 +56,8 @@ ChainExamination::ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool 
                                    FILETIME* time, HCERTSTORE helpers)
     : log(sink) {
     if (!buildChain(certificate, forServer, time, helpers, &owner.chain)) {
-        // Always with the number 0, so the line doesn't tell the cause; the policy then gets a null
-        // chain and what it says of that follows in the log.
+        // The code is always 0 and the policy then judges a null chain.
+        // Compatibility: chain-failure-code-zero
         logSystemError(log, L"CertGetCertificateChain", 0);
     }
     judged = judgeChain(owner.chain, verdict) != FALSE;
@@ -71,8 +71,8 @@ ChainExamination::ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool 
     }
 }
 
-// The number shown is the status structure's and not the thread's last error, whatever the line
-// says; the last error is asked for and dropped.
+// The number shown is that of the status structure; the last error is read and dropped.
+// Compatibility: status-as-last-error
 void ChainExamination::reportCheckThatDidNotRun() const {
     static_cast<void>(platform::GetLastError());
     log.log(Severity::Warning,
@@ -92,8 +92,8 @@ void ChainExamination::reportFault(const std::wstring& purpose) const {
     reportPlaceOfFault();
 }
 
-// An index of -1 means that the fault has no such place. "begining" is how the line has always been
-// written; administrators search for it.
+// An index of -1 means that the fault has no such place. "begining" stays as it is.
+// Compatibility: misspelt-texts
 void ChainExamination::reportPlaceOfFault() const {
     if (verdict.lChainIndex == -1 && verdict.lElementIndex == -1) {
         log.log(Severity::Info, L"This error applies to the entire certificate chain");

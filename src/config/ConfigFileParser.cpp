@@ -97,8 +97,9 @@ void ConfigFileParser::parseLines() {
     lineNumbers.clear();
 }
 
-// A header is searched for, not matched: "key=[x]" opens the section x. A line with nothing on one
-// side of its only delimiter has no effect.
+// A line with nothing on one side of its only delimiter has no effect.
+// Compatibility: header-anywhere
+// Compatibility: empty-line-ends-section
 LineMeaning ConfigFileParser::parseLine(const std::wstring& line, Place& place,
                                         LineExpressions::KeyAndValue& pair) {
     if (const auto name = LineExpressions::findSectionName(line)) {

@@ -60,8 +60,8 @@ std::unique_ptr<IConfig> configurationFromStore(ILog& log, const std::filesystem
     }
 }
 
-// The line on the opening is written here and once more by the store's own factory. A failure to
-// open the store is dealt with there and is no failure here.
+// The line about the opening is written here and again by the store's own factory, which also
+// handles a store that can't be opened. Compatibility: store-opened-twice
 std::unique_ptr<IConfig> readIniFile(ILog& log, const std::filesystem::path& path,
                                      const std::wstring& connectionName,
                                      IConfigurationObserver* observer) {

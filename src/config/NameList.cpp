@@ -18,7 +18,7 @@ std::size_t takeDelimitedNames(std::wstring_view segment, std::vector<std::wstri
     const std::wstring& delimiter = ConfigurationDefinition::NameListDelimiter;
     std::size_t begin = 0;
     for (;;) {
-        // At least one unit, a delimiter too, belongs to the name.
+        // The first unit belongs to the name, a delimiter too. Compatibility: delimiter-in-name
         const std::size_t end = segment.find(delimiter, begin + 1);
         if (end == std::wstring_view::npos) {
             return begin;

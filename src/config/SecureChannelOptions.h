@@ -44,8 +44,8 @@ private:
     bool checkAcceptableClientNames();
     bool checkLibraryInvocationPurpose();
 
+    // The texts as configured, needed during construction only. Compatibility: field-order
     ILog& log;
-    // The texts as configured; needed during construction only.
     std::wstring requireClientAuthenticationText;
     std::wstring serverCertificateToSendNameText;
     std::wstring clientCertificateToSendNameText;

@@ -21,6 +21,7 @@ private:
     bool checkInjectLogLayers();
     bool checkMinimumSeverityToLog();
 
+    // Compatibility: field-order
     ILog& log;
     std::wstring useEncryptionText;
     std::wstring injectLogLayersText;

@@ -38,8 +38,8 @@ void logSystemError(ILog& log, const std::wstring& what, DWORD code) {
                                  systemErrorText(code) + L")");
 }
 
-// Only a result of -1 is told to the log. The call reports its failures as positive error numbers,
-// so in practice a failed look-up just leaves the name empty, without a line.
+// Only a result of -1 is logged; the call reports failures as positive error numbers, so in
+// practice a failed lookup only leaves the name empty. Compatibility: silent-peer-name
 std::wstring peerHostName(ILog& log, const sockaddr* address, int addressLength) {
     std::array<wchar_t, hostNameCapacity> name{};
     const int result = platform::GetNameInfoW(address, addressLength, name.data(), hostNameCapacity,

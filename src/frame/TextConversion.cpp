@@ -15,8 +15,8 @@ constexpr DWORD narrowingFlags =
 
 } // namespace
 
-// The result is not cut to the units written: size() is always the number of bytes of the text, and
-// hosts rely on it. Whoever needs the text alone stops at the first zero unit behind it.
+// The result is not cut to the units written: size() is the number of bytes of the text. A caller
+// that needs the text alone stops at the first zero unit. Compatibility: uncut-conversion
 std::wstring convertNarrowToWide(const std::string& text) {
     const int length = static_cast<int>(text.size());
     std::wstring wide(static_cast<std::size_t>(length), L'\0');
@@ -25,8 +25,8 @@ std::wstring convertNarrowToWide(const std::string& text) {
     return written == 0 ? std::wstring() : wide;
 }
 
-// The buffer is never enlarged, so with a code page of several bytes a character a text may fail to
-// fit and gives an empty result; like above nothing is cut.
+// The buffer is not enlarged, so in a multi-byte code page a text may not fit, which gives an empty
+// result. As above, nothing is cut.
 std::string convertWideToNarrow(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
     std::string narrow(static_cast<std::size_t>(length), '\0');

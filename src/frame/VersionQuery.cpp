@@ -18,7 +18,7 @@ namespace {
 constexpr DWORD smallestInfo = 20;
 static_assert(sizeof(DLLVERSIONINFO) == smallestInfo);
 
-constexpr DWORD fileNameRoom = 261; // the longest path without special forms, and its end
+constexpr DWORD fileNameCapacity = 261; // the longest ordinary path and its terminator
 
 struct Freed {
     void operator()(void* memory) const { std::free(memory); }
@@ -32,10 +32,10 @@ void takeBuiltInNumbers(DLLVERSIONINFO& info) {
     info.dwPlatformID = VEXASSL_REVISION;
 }
 
-// Result: empty when the file, its record or the memory isn't to be had.
+// Returns null if the file or its record can't be read, or memory runs out.
 VersionBlock readVersionBlock() {
-    char fileName[fileNameRoom + 1] = {}; // a path that is cut may come without its end
-    if (platform::GetModuleFileNameA(vexaSslModule.moduleHandle, fileName, fileNameRoom) == 0) {
+    char fileName[fileNameCapacity + 1] = {}; // a path that was cut may lack its terminator
+    if (platform::GetModuleFileNameA(vexaSslModule.moduleHandle, fileName, fileNameCapacity) == 0) {
         return nullptr;
     }
     DWORD ignored = 0;
@@ -50,7 +50,7 @@ VersionBlock readVersionBlock() {
     return block;
 }
 
-// The fourth number goes where callers expect a platform's number: hosts know it there.
+// The fourth number is returned as the platform. Compatibility: revision-as-platform
 void takeFixedNumbers(const VersionBlock& block, DLLVERSIONINFO& info) {
     void* value = nullptr;
     UINT length = 0;
@@ -67,8 +67,8 @@ void takeFixedNumbers(const VersionBlock& block, DLLVERSIONINFO& info) {
     info.dwPlatformID = fixed.dwFileVersionLS & 0xFFFF;
 }
 
-// Takes a number, which may have no digits and may overflow, and one character behind it off the
-// front of the text, whatever that character is. Behind the end of the text everything is 0.
+// Removes a number and the one character that follows it from the front of the text and returns the
+// number. It may have no digits, and wraps at 32 bits.
 DWORD takeNumber(std::string_view& text) {
     DWORD number = 0;
     std::size_t digits = 0;
@@ -86,9 +86,7 @@ void takeTextNumbers(VersionBlock block, DLLVERSIONINFO& info) {
     if (platform::VerQueryValueA(block.get(),
                                  "\\StringFileInfo\\" VEXASSL_TRANSLATION "\\FileVersion", &value,
                                  &length) == FALSE) {
-        // A record without this text is given up to the process, as it always has been: a few
-        // hundred bytes a call. A host that asks often for the version of such a file should keep
-        // the answer.
+        // The block is not freed. Compatibility: version-block-kept
         static_cast<void>(block.release());
         return;
     }

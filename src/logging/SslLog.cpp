@@ -65,8 +65,7 @@ const wchar_t* tagOf(Severity severity) {
 
 SslLog::SslLog() : stream(std::make_unique<std::wfstream>()), minimumSeverity(Severity::Info) {
     openLogFile(*stream);
-    // Never true, since the threshold starts at Info: no file shows this line, and none should
-    // begin to.
+    // Never true, since the threshold starts at Info. Compatibility: opening-log-line
     if (minimumSeverity < Severity::Info) {
         writeLine(Severity::Debug, L"opening log");
     }

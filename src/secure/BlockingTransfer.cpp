@@ -12,8 +12,7 @@ namespace VexaSsl {
 
 namespace {
 
-// recv says "send" too, and the exception's text follows without a blank: whoever searches logs
-// relies on the line as it is.
+// Of recv too, and without a space before the exception's text. Compatibility: recv-says-send
 constexpr const wchar_t* transferPrefix = L"Can't send encrypted message";
 
 int socketError(Interruption) {
@@ -41,9 +40,8 @@ int SecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept
         nothingFirst, socketError);
 }
 
-// Result: len, or SOCKET_ERROR with part of the data possibly sent. After an error inside a record
-// the peer can't read on, so the connection is of no more use; that includes a socket that doesn't
-// block and took only part of a record.
+// Returns len, or SOCKET_ERROR with part of the data possibly sent. After an error inside a record,
+// such as a non-blocking socket that took part of it, the connection is unusable.
 int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int flags) {
     if (len < 0) {
         return SOCKET_ERROR; // no memory has such a size
@@ -63,8 +61,8 @@ int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int 
     return sent;
 }
 
-// Writes size bytes of sendBuffer. A lower send that takes nothing is asked again, without limit.
-// Result: 0 or SOCKET_ERROR, with the error code as the lower send left it.
+// Writes size bytes of sendBuffer; a send below that takes nothing is repeated without limit.
+// Returns 0, or SOCKET_ERROR with the error code of the send below.
 int SecureSocketStrategy::writeRecord(SOCKET s, DWORD size, int flags) {
     DWORD written = 0;
     while (written != size) {
@@ -87,16 +85,16 @@ int SecureSocketStrategy::receivePlain(ReceiveCall call) {
         return SOCKET_ERROR; // no memory has such a size
     }
     if (!isUsable(serveHeld(call))) {
-        platform::DebugBreak();
+        platform::DebugBreak(); // Compatibility: debug-break
         return 0;
     }
     return call.delivered == call.len ? call.delivered : receiveFromNetwork(call);
 }
 
-// Reads until the caller has something and nothing more is ready, or has everything.
-// Result: the bytes delivered; 0 also when the peer ended or wants to renegotiate the TLS stream,
-// even if bytes were delivered; SOCKET_ERROR when a read fails, and what this call had delivered by
-// then is lost to the caller.
+// Reads until the caller has everything, or has something and nothing more is ready. Returns the
+// bytes delivered, 0 at the end of the stream, or SOCKET_ERROR if a read fails. What this call has
+// delivered before a failure is lost, and also before the peer's TLS closure or request to
+// renegotiate. Compatibility: zero-after-data
 int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
     for (;;) {
         const bool mustWait = call.waitAll && call.delivered != call.len;
@@ -121,7 +119,7 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
             if (endsStream(status)) {
                 return 0;
             }
-            continue; // the spoiled ciphertext is gone; the stream goes on from the next bytes
+            continue; // without the damaged record. Compatibility: damaged-record-skipped
         }
         if (call.delivered == 0) {
             log.log(Severity::Debug,
@@ -131,9 +129,8 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
     }
 }
 
-// Serves the caller from the record. With peek nothing leaves plainBytes, so when a peek gets here
-// a second time the bytes are copied again from the front, behind those already copied, and are
-// counted twice: a host that peeks looks only at what one record can have brought.
+// Serves the caller from the record. A peek leaves plainBytes as it is, so its second pass copies
+// and counts the first bytes again. Compatibility: peek-counts-twice
 SECURITY_STATUS SecureSocketStrategy::serveHeld(ReceiveCall& call) {
     const DWORD rest = static_cast<DWORD>(call.len - call.delivered);
     DWORD served = 0;
@@ -143,7 +140,7 @@ SECURITY_STATUS SecureSocketStrategy::serveHeld(ReceiveCall& call) {
     return status;
 }
 
-// Asks without waiting. A failing select counts as "yes": the read that follows tells the reason.
+// Doesn't wait. A select that fails counts as true: the read that follows reports the reason.
 bool SecureSocketStrategy::moreAtSocket() {
     fd_set readable{};
     readable.fd_count = 1;

@@ -172,7 +172,7 @@ void ChannelCredentials::refuseCredentials(SECURITY_STATUS status) const {
                 L"cause: user [" +
                     user + L"] requires read access to the certificate private key.");
     }
-    // The misspelling is what hosts have always been given.
+    // Compatibility: misspelt-texts
     throw std::runtime_error("aquire credentials failed");
 }
 

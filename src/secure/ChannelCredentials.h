@@ -31,6 +31,7 @@ public:
     ChannelCredentials& operator=(const ChannelCredentials&) = delete;
 
 private:
+    // Compatibility: field-order
     ILog& log;
     const SecureChannelOptions& options;
     CertificateStore store;

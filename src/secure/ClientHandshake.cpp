@@ -91,9 +91,10 @@ bool ClientNegotiation::advance() {
         expectMissingBytes(input, buffer);
         return false;
     }
-    // Everything received counts as consumed: nobody asks whether the package left bytes over
-    // (SECBUFFER_EXTRA). What a server sends right behind its last handshake record, so early that
-    // it comes with the same read, is lost, and the connection fails at the next record.
+    // Everything received counts as consumed: SECBUFFER_EXTRA is not read, and data that arrived
+    // with the last handshake record is lost.
+    // Compatibility: handshake-extra
+    // Compatibility: data-after-handshake
     buffer.reset();
     const SECURITY_STATUS deciding = decidingValue(status, output);
     passToken();
@@ -131,15 +132,15 @@ void ClientNegotiation::fail() {
                        L"cause: None of the names on the certificate that the server supplied to "
                        L"us match the address we connected to [" +
                            record.targetName + L"]");
-        // Said always; nobody tries to read the certificate.
+        // Logged always, without an attempt to read the certificate. Compatibility: misspelt-texts
         record.log.log(Severity::Info,
                        L"It is not possible to report the names on the certificate.");
     }
     abandonNegotiation(record, "InitializeSecurityContext failed");
 }
 
-// The server asks for a certificate and the credential has none. The handshake isn't tried again
-// with another one. The three tabs belong to the line.
+// The server asks for a certificate and the credential has none. The handshake is not repeated with
+// another one. The line contains three tabs. Compatibility: misspelt-texts
 void ClientNegotiation::failWithoutCredentials() {
     record.log.log(Severity::Error,
                    L"InitializeSecurityContext returned [SEC_I_INCOMPLETE_CREDENTIALS]. Probable "

@@ -14,9 +14,9 @@ namespace {
 // What a lookup without a node name asks for.
 constexpr const wchar_t* localHostName = L"localhost";
 
-// The list that the lower look-up made is in the host's hands by now although the look-up is
-// reported as failed.
-int lookUpFailure(Interruption kind) {
+// The host's pointer shows the list of the lower lookup although a failure is returned.
+// Compatibility: lookup-failure-with-list
+int lookupFailure(Interruption kind) {
     return kind == Interruption::OutOfMemory ? WSA_NOT_ENOUGH_MEMORY : -1;
 }
 
@@ -29,8 +29,8 @@ int SecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) n
             platform::WSASetLastError(WSAEINVAL);
             return SOCKET_ERROR;
         }
-        // A connect in progress on a socket that doesn't block is a failure here too, and nothing
-        // secures the connection later.
+        // On a non-blocking socket a connect in progress is a failure: nothing secures the
+        // connection later.
         const int result = underlyingStrategy->connect(s, name, namelen);
         if (result != SOCKET_ERROR) {
             socket = s;
@@ -42,6 +42,8 @@ int SecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) n
                           [this](Interruption) { return failHandshake(), SOCKET_ERROR; });
 }
 
+// After a failed handshake the accepted socket is shut down and its number lost.
+// Compatibility: accept-loses-socket
 SOCKET SecureSocketStrategy::accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept {
     const auto body = [&] {
         socket = underlyingStrategy->accept(s, addr, addrlen);
@@ -58,8 +60,8 @@ BOOL SecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, vo
                                     DWORD receiveDataLength, DWORD localAddressLength,
                                     DWORD remoteAddressLength, DWORD* bytesReceived,
                                     OVERLAPPED* overlapped) noexcept {
-    // Noted before a connection exists and even when the call is refused: completeAcceptEx has
-    // nothing else to go by.
+    // Stored before a connection exists, since completeAcceptEx has no argument, and even when the
+    // call is refused. Compatibility: refused-acceptex-keeps-socket
     socket = acceptSocket;
     if (receiveDataLength != 0) {
         log.log(Severity::Error,
@@ -85,7 +87,7 @@ int SecureSocketStrategy::completeAcceptEx() noexcept {
                           [this](Interruption) { return failHandshake(), SOCKET_ERROR; });
 }
 
-// A host that wants encryption uses accept or AcceptEx, and connect. The last error stays as it is.
+// The last error stays as it is, here and in WSAConnect. Compatibility: refusal-without-error-code
 SOCKET SecureSocketStrategy::WSAAccept(SOCKET, sockaddr*, int*, LPCONDITIONPROC,
                                        DWORD_PTR) noexcept {
     return INVALID_SOCKET;
@@ -102,14 +104,14 @@ int SecureSocketStrategy::getaddrinfo(const char* nodename, const char* servname
         const int result = underlyingStrategy->getaddrinfo(nodename, servname, hints, res);
         if (result == 0) {
             remoteHostName = nodename == nullptr ? localHostName : convertNarrowToWide(nodename);
-            // Unlike the host's, a service name of an earlier look-up stays when none is given.
+            // Without a service name the earlier one is kept. Compatibility: service-name-kept
             if (servname != nullptr) {
                 remoteServiceName = convertNarrowToWide(servname);
             }
         }
         return result;
     };
-    return guardOperation(log, otherExceptionPrefix, body, nothingFirst, lookUpFailure);
+    return guardOperation(log, otherExceptionPrefix, body, nothingFirst, lookupFailure);
 }
 
 int SecureSocketStrategy::GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename,
@@ -124,7 +126,7 @@ int SecureSocketStrategy::GetAddrInfoW(const wchar_t* nodename, const wchar_t* s
         }
         return outcome;
     };
-    return guardOperation(log, otherExceptionPrefix, body, nothingFirst, lookUpFailure);
+    return guardOperation(log, otherExceptionPrefix, body, nothingFirst, lookupFailure);
 }
 
 } // namespace VexaSsl

@@ -75,6 +75,8 @@ SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output) 
     if (alert == nullptr || alert->cbBuffer == 0) {
         return status;
     }
+    // Compatibility: unsent-alert
+    // Compatibility: debug-break
     platform::DebugBreak();
     return undecided;
 }

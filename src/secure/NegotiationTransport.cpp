@@ -24,8 +24,8 @@ DWORD sizeToReceive(const NegotiationBuffer& buffer) {
     if (buffer.hasMissing) {
         return buffer.missing;
     }
-    // The package found the message incomplete and didn't say by how much. Nothing can be asked for
-    // then; the receive of 0 bytes that follows usually gives 0 and ends the handshake.
+    // The package found the message incomplete and didn't say by how much. The receive of 0 bytes
+    // usually returns 0, which ends the handshake. Compatibility: receive-of-zero-bytes
     if (buffer.have > 0) {
         return 0;
     }

@@ -14,8 +14,9 @@
 
 namespace VexaSsl {
 
-// A failure makes the strategy forget its socket, though nothing shuts the socket down: select and
-// the look for more bytes in recv no longer work, and the host should close the connection.
+// After an exception the strategy forgets its socket, which stays open: select and recv no longer
+// work, and the host should close the connection.
+// Compatibility: refused-overlapped-forgets-socket
 template <typename Body>
 int SecureSocketStrategy::guardOverlapped(Body body) {
     return guardOperation(
@@ -42,8 +43,8 @@ int SecureSocketStrategy::WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, 
     });
 }
 
-// Each buffer makes records of its own; an empty one makes none. The call of send is virtual, so
-// that a derived class's send applies.
+// Each buffer makes records of its own, an empty one none. send is called virtually, so that a
+// derived class's send applies.
 int SecureSocketStrategy::sendEach(SOCKET s, const WSABUF* buffers, DWORD bufferCount,
                                    DWORD* bytesSent, DWORD flags) {
     const std::vector<WSABUF> pieces(buffers, buffers + bufferCount);
@@ -72,16 +73,15 @@ int SecureSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount,
     });
 }
 
-// The post goes to the socket even while plaintext is held, which waits for the completion.
-// *bytesReceived of a receive that completed at once counts ciphertext; the true count comes from
-// completeWSARecv. The entry stays in the queue even when the post fails, and the next completion
-// is then matched with it: after such a failure a host does well to give the strategy up.
+// Posts even while plaintext is held, which is delivered at the completion. *bytesReceived of a
+// receive that completes at once counts ciphertext. The entry stays in the queue even when the post
+// fails, and the next completion is matched with it. Compatibility: failed-post-stays-queued
 int SecureSocketStrategy::postReceive(SOCKET s, const WSABUF* buffers, DWORD bufferCount,
                                       DWORD* bytesReceived, DWORD* flags, WSAOVERLAPPED* overlapped,
                                       LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) {
     constexpr DWORD waitAll = msgWaitAll;
     if ((*flags & waitAll) != 0) {
-        // The system would hold the completion back until the larger buffers here are full.
+        // The system would delay the completion until the larger shadow buffers are full.
         log.log(Severity::Debug, L"Stripping MSG_WAITALL from WSARecv");
         *flags &= ~waitAll;
     }
@@ -108,8 +108,8 @@ int SecureSocketStrategy::completeReceive(DWORD* bytesTransferred) {
     const int result = finishPendingReceive(transferred, delivered);
     *bytesTransferred = delivered;
     if (delivered == 0) {
-        // The number is what was delivered, so it is always 0, whatever had come. The line follows
-        // a failed decryption and the end of the stream as well.
+        // The number is the delivered count, always 0. The line also follows a failed decryption
+        // and the end of the stream. Compatibility: too-few-bytes-zero
         log.log(Severity::Warning, L"::WSARecv completed asynchronously, but there were too few "
                                    L"bytes transferred [" +
                                        std::to_wstring(delivered) +
@@ -150,7 +150,7 @@ int SecureSocketStrategy::finishPendingReceive(DWORD transferred, DWORD& deliver
         DWORD served = 0;
         const SECURITY_STATUS status = record->readPlain(buffer.buf, buffer.len, false, served);
         if (!isUsable(status)) {
-            // What earlier buffers have got is not counted, and so lost to the host.
+            // What earlier buffers hold is not counted, so the host loses it.
             return reportSpoiledReceive(status);
         }
         total += served;
@@ -160,7 +160,7 @@ int SecureSocketStrategy::finishPendingReceive(DWORD transferred, DWORD& deliver
 }
 
 int SecureSocketStrategy::reportSpoiledReceive(SECURITY_STATUS status) {
-    platform::DebugBreak();
+    platform::DebugBreak(); // Compatibility: debug-break
     if (endsStream(status)) {
         platform::WSASetLastError(WSAECONNRESET);
         return -1;

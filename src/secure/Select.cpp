@@ -30,12 +30,10 @@ int SecureSocketStrategy::select(int nfds, fd_set* readfds, fd_set* writefds, fd
         [](Interruption) { return SOCKET_ERROR; });
 }
 
-// The system knows neither of plaintext that is waiting here nor that what it reports as readable
-// may be less than a record, so the record is asked first.
-// Result: as the lower select's, with the connection's socket counted as readable when plaintext is
-// waiting; SOCKET_ERROR without an error code when the ciphertext held can't be decrypted (no
-// breakpoint here, unlike recv). A half record counts for nothing: the lower select decides, and
-// when it reports the socket a recv may still block for the rest of the record.
+// Returns what the select below returns, with the connection's socket counted as readable while
+// plaintext is held. Returns SOCKET_ERROR without an error code if the ciphertext held can't be
+// decrypted; unlike recv it doesn't break then. A partial record doesn't count: if the select below
+// reports the socket, a recv may still block for the rest of the record.
 int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* writefds,
                                            fd_set* exceptfds, const timeval* timeout) {
     const auto passThrough = [&] {
@@ -64,9 +62,8 @@ int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* wr
     return selectBesidePlaintext(nfds, *readfds, writefds, exceptfds, timeout);
 }
 
-// The other sets and sockets are asked below, which may wait for the whole time-out although the
-// connection's socket is ready. That socket is counted in the result but gone from readfds: a host
-// that looks at the set only would miss it.
+// The select below checks the other sets and sockets, and may wait for the whole time-out. The
+// connection's socket is counted but removed from readfds. Compatibility: select-hides-socket
 int SecureSocketStrategy::selectBesidePlaintext(int nfds, fd_set& readfds, fd_set* writefds,
                                                 fd_set* exceptfds, const timeval* timeout) {
     removeFirst(socket, readfds);

@@ -94,14 +94,15 @@ bool ServerNegotiation::advance() {
         expectMissingBytes(input, buffer);
         return false;
     }
-    // Means nothing on this side and is passed over: the bytes held stay, and the next receive asks
-    // for 0 bytes as long as some are held.
+    // Ignored on this side: the bytes held stay, and while there are some the next receive asks for
+    // 0 bytes. Compatibility: ignored-incomplete-credentials
     if (status == SEC_I_INCOMPLETE_CREDENTIALS) {
         return false;
     }
-    // Everything received counts as consumed: nobody asks whether the package left bytes over
-    // (SECBUFFER_EXTRA). What a client sends right behind its last handshake record, so early that
-    // it comes with the same read, is lost, and the connection fails at the next record.
+    // Everything received counts as consumed: SECBUFFER_EXTRA is not read, and data that arrived
+    // with the last handshake record is lost.
+    // Compatibility: handshake-extra
+    // Compatibility: data-after-handshake
     buffer.reset();
     const SECURITY_STATUS deciding = decidingValue(status, output);
     passToken();
@@ -119,7 +120,8 @@ void ServerNegotiation::passToken() {
     memoryOfToken.reset();
 }
 
-// The last token is out by now: a client that is turned away here may think itself connected.
+// The last token has been sent: a client that is rejected here may believe that it is connected.
+// Compatibility: late-client-check
 void ServerNegotiation::complete() {
     requireConfidentiality(record.log, attributes);
     authenticateClient(record, *context.address());

@@ -22,10 +22,9 @@ SometimesSecureSocketStrategy::SometimesSecureSocketStrategy(
     }
 }
 
-// The test for a name holds for a server too, which needs to have resolved one through this
-// strategy. Unlike a connect that fails, a failure here leaves the socket open, sets no error code
-// and lets traffic go on in the clear, on a connection where a failed handshake may have moved
-// bytes.
+// A server needs a name too, resolved through this strategy. A failure leaves the socket open, sets
+// no error code and lets traffic continue in the clear, although a failed handshake may have moved
+// bytes. Compatibility: clear-after-failed-start
 int SometimesSecureSocketStrategy::startOtls() noexcept {
     const auto body = [this] {
         if (encrypting) {
@@ -51,7 +50,8 @@ int SometimesSecureSocketStrategy::stopOtls() noexcept {
     return 0;
 }
 
-// A failed accept overwrites the socket all the same and leaves the role.
+// A failed accept replaces the socket and keeps the role.
+// Compatibility: failed-accept-overwrites-socket
 SOCKET SometimesSecureSocketStrategy::noteAccepted(SOCKET accepted) {
     socket = accepted;
     if (accepted != INVALID_SOCKET) {
@@ -94,8 +94,8 @@ BOOL SometimesSecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptS
     const BOOL result = underlyingStrategy->AcceptEx(
         listenSocket, acceptSocket, outputBuffer, receiveDataLength, localAddressLength,
         remoteAddressLength, bytesReceived, overlapped);
-    // Only one that has finished at once counts: there is nothing later to note it by, since
-    // completeAcceptEx passes through. A server with pending accepts can't use opportunistic TLS.
+    // A pending accept can't be noted later, since completeAcceptEx passes through: a server with
+    // pending accepts can't use opportunistic TLS.
     if (result == TRUE) {
         socket = acceptSocket;
         isServer = true;
