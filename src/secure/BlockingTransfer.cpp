@@ -23,7 +23,7 @@ int socketError(Interruption) {
 
 int SecureSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
     return guardOperation(
-        log, transferPrefix, [&] { return sendProtected(s, buf, len, flags); }, nothingFirst,
+        log, transferPrefix, [&] { return sendProtected(s, buf, len, flags); }, noCleanup,
         socketError);
 }
 
@@ -37,7 +37,7 @@ int SecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept
                                  .peek = (flags & msgPeek) != 0,
                                  .waitAll = (flags & msgWaitAll) != 0});
         },
-        nothingFirst, socketError);
+        noCleanup, socketError);
 }
 
 // Returns len, or SOCKET_ERROR with part of the data possibly sent. After an error inside a record,

@@ -8,14 +8,14 @@ namespace VexaSsl {
 
 namespace {
 
-// On some processors copying more than 2 KiB at once is twenty times slower when the target lies 1
-// to 31 bytes further in its memory page than the source in its own: just where a record header of
-// 13 bytes puts the data. Shorter copies are not slower there, but they are everywhere else.
+// Some processors copy more than 2 KiB twenty times slower if the destination is 1 to 31 bytes
+// further into its memory page than the source, as a record header of 13 bytes makes it. Shorter
+// copies are not affected, but slower otherwise.
 constexpr std::uintptr_t pageSize = 4096;
 constexpr std::uintptr_t slowDistance = 31;
 constexpr std::size_t pieceSize = 2048;
 
-bool isSlowAtOnce(const char* data, const char* destination) noexcept {
+bool isSlowInOnePiece(const char* data, const char* destination) noexcept {
     const std::uintptr_t distance =
         (reinterpret_cast<std::uintptr_t>(destination) - reinterpret_cast<std::uintptr_t>(data)) %
         pageSize;
@@ -25,7 +25,7 @@ bool isSlowAtOnce(const char* data, const char* destination) noexcept {
 } // namespace
 
 void copyBytes(const char* data, std::size_t size, char* destination) noexcept {
-    const std::size_t step = isSlowAtOnce(data, destination) ? pieceSize : size;
+    const std::size_t step = isSlowInOnePiece(data, destination) ? pieceSize : size;
     for (std::size_t done = 0; done < size; done += step) {
         std::memcpy(destination + done, data + done, std::min(step, size - done));
     }

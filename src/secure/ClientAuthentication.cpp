@@ -23,7 +23,7 @@ std::wstring listInBrackets(const std::vector<std::wstring>& names) {
     return list;
 }
 
-[[noreturn]] void turnAway(ILog& log, const wchar_t* line, const char* text) {
+[[noreturn]] void reject(ILog& log, const wchar_t* line, const char* text) {
     log.log(Severity::Error, line);
     throw std::runtime_error(text);
 }
@@ -36,16 +36,16 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
     }
     const CertificateHandle certificate = fetchRemoteCertificate(record, context);
     if (!certificate) {
-        turnAway(record.log,
-                 L"Unable to obtain a certificate to authenticate the client by. Terminating "
-                 L"connection",
-                 "client authentication failed: can't get client cert");
+        reject(record.log,
+               L"Unable to obtain a certificate to authenticate the client by. Terminating "
+               L"connection",
+               "client authentication failed: can't get client cert");
     }
     const CertificateInspector inspector(record.log);
     if (!inspector.verifyCertificateChain(certificate.get(), false)) {
-        turnAway(record.log,
-                 L"The certificate provided by the client is not trusted. Terminating connection",
-                 "client authentication failed: cert not trusted");
+        reject(record.log,
+               L"The certificate provided by the client is not trusted. Terminating connection",
+               "client authentication failed: cert not trusted");
     }
     if (isAcceptableClientCertificate(record, certificate)) {
         return;
@@ -53,17 +53,17 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
     inspector.reportAllNames(certificate.get());
     record.log.log(Severity::Info, L"The names we would accept are: " +
                                        listInBrackets(record.options.acceptableClientNames));
-    turnAway(record.log,
-             L"The certificate provided by the client is trusted, but not acceptable. Terminating "
-             L"connection",
-             "client authentication failed: cert not acceptable");
+    reject(record.log,
+           L"The certificate provided by the client is trusted, but not acceptable. Terminating "
+           L"connection",
+           "client authentication failed: cert not acceptable");
 }
 
 CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle& context) {
     PCCERT_CONTEXT certificate = nullptr;
     const SECURITY_STATUS status =
         platform::QueryContextAttributesW(&context, SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate);
-    // Owned before a line is written; whatever the status, what stands here is the answer.
+    // Owned before a line is written; used whatever the status.
     CertificateHandle owner(certificate);
     if (status == SEC_E_NO_CREDENTIALS) {
         record.log.log(Severity::Warning,

@@ -1,4 +1,4 @@
-// Decides, at the end of a server's negotiation, whether the client may stay.
+// A server's authentication of its client, at the end of the handshake.
 #pragma once
 
 #include "certificates/CertificateHandle.h"
@@ -8,18 +8,17 @@ namespace VexaSsl {
 
 class SecureSocketRecord;
 
-// Returns when the client may stay: no authentication is required (then nothing is asked of the
-// context, whatever the client sent), or its certificate is trusted and bears an acceptable name.
-// Throws std::runtime_error otherwise, with the reason in the log. Trust comes first: the names of
-// an untrusted certificate are neither compared nor reported.
+// Returns if no authentication is required, without reading the client's certificate, or if its
+// certificate is trusted and has an acceptable name. Throws std::runtime_error otherwise, with the
+// reason in the log. The names of an untrusted certificate are neither compared nor logged.
 void authenticateClient(SecureSocketRecord& record, CtxtHandle& context);
 
-// The client's certificate; empty, with the reason in the log, when it sent none or it can't be
-// had.
+// Returns the client's certificate, or an empty handle, with the reason in the log, if it sent none
+// or the query failed.
 CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle& context);
 
-// True when any client is acceptable, else when a name on the certificate is an acceptable one,
-// whole and whatever its case. No wildcards.
+// Whether the options accept any client or a name on the certificate. Whole names are compared,
+// without regard to case and without wildcards.
 bool isAcceptableClientCertificate(SecureSocketRecord& record,
                                    const CertificateHandle& certificate);
 

@@ -16,31 +16,31 @@ namespace VexaSsl {
 
 namespace {
 
-// Checking the server's certificate by hand isn't among them: the package does it, chain and name.
+// The package itself checks the server's certificate: manual validation is not among them.
 constexpr ULONG contextRequirements =
     ISC_REQ_STREAM               // a stream of records, not single messages
-    | ISC_REQ_EXTENDED_ERROR     // the package may tell the peer why it fails
-    | ISC_REQ_ALLOCATE_MEMORY    // tokens come in the package's own memory
+    | ISC_REQ_EXTENDED_ERROR     // alerts for the peer
+    | ISC_REQ_ALLOCATE_MEMORY    // the package allocates tokens
     | ISC_REQ_USE_SUPPLIED_CREDS // never send a certificate that the credential doesn't hold
     | ISC_REQ_CONFIDENTIALITY    // encryption
-    | ISC_REQ_REPLAY_DETECT;     // a repeated record is noticed
+    | ISC_REQ_REPLAY_DETECT;     // repeated records are detected
 static_assert(contextRequirements == 0xC194);
 
 const wchar_t* const callName = L"InitializeSecurityContext";
 
-// One run. The fields are released in the reverse of their order: first a token that wasn't sent,
-// then the received bytes, which are wiped, then a context that wasn't handed over.
+// One handshake. The order of the fields releases an unsent token first, then the received bytes,
+// then a context that was not moved to the record.
 class ClientNegotiation {
 public:
-    explicit ClientNegotiation(SecureSocketRecord& target) : record(target) {}
+    explicit ClientNegotiation(SecureSocketRecord& record) : record(record) {}
 
     void run() {
         callPackage(nullptr, nullptr, context.address());
         while (!advance()) {
             receiveNegotiationData(record, buffer);
             input.offerReceived(buffer);
-            // No address for a new context from the second call on: the package goes on with the
-            // one it made. The server's side passes its address always.
+            // Without an address for a new context, unlike on a server: the package continues with
+            // the one it created.
             callPackage(context.address(), input.description(), nullptr);
         }
         complete();
@@ -76,8 +76,8 @@ void ClientNegotiation::callPackage(CtxtHandle* current, SecBufferDesc* received
     memoryOfToken = tokenMemory(output);
 }
 
-// Deals with what the call gave. True: the negotiation is complete; false: the server has to say
-// something first.
+// Handles the result of the call. Returns whether the handshake is complete; if not, the next step
+// is to receive.
 bool ClientNegotiation::advance() {
     if (!continuesNegotiation(status)) {
         fail();
@@ -115,15 +115,14 @@ void ClientNegotiation::passToken() {
     memoryOfToken.reset();
 }
 
-// The last token is out by now, so the server may be content while the client gives up here.
+// The last token has been sent: if this fails the server may believe that it is connected.
 void ClientNegotiation::complete() {
     requireConfidentiality(record.log, attributes);
     reportCompletion(record, L"client", callName, iterations);
     record.securityContext = std::move(context);
 }
 
-// A token that comes with a failure goes back unsent: the server learns nothing but the end of the
-// connection.
+// A token that comes with a failure is freed without being sent.
 void ClientNegotiation::fail() {
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     if (status == SEC_E_WRONG_PRINCIPAL) {

@@ -1,17 +1,17 @@
-// The client's side of the TLS negotiation.
+// The client side of the TLS handshake.
 #pragma once
 
 namespace VexaSsl {
 
 class SecureSocketRecord;
 
-// Negotiates on the record's connected socket until there is a security context that encrypts, and
-// leaves it in the record's securityContext. Needs log, socket, targetName, underlyingStrategy and
-// credentials of the record. The package checks the server's certificate against targetName.
+// Runs the handshake on the record's connected socket and stores the context in the record's
+// securityContext. Needs log, socket, targetName, underlyingStrategy and credentials of the record.
+// The package checks the server's certificate and its name against targetName.
 //
-// Blocks the calling thread for as long as the peer takes: no limit of rounds, no time-out but the
-// socket's own. Throws std::runtime_error on every failure, with the reason in the log; the context
-// is then deleted, and nothing is sent to tell the peer.
+// Blocks the calling thread; there is no limit of round trips and no time-out but the socket's.
+// Throws std::runtime_error on every failure, with the reason in the log; the context is then
+// deleted and no alert is sent.
 void runClientHandshake(SecureSocketRecord& record);
 
 } // namespace VexaSsl

@@ -1,5 +1,4 @@
-// Memory that the security package allocated (a token, the list of packages) and that goes back to
-// it through FreeContextBuffer.
+// Memory that the security package allocated, such as a token; freed by FreeContextBuffer.
 #pragma once
 
 #include "platform/contract/SecuritySupport.h"

@@ -1,6 +1,5 @@
-// Owns one credential of the security package, from AcquireCredentialsHandleW to
-// FreeCredentialsHandle. The package may use the credential for several contexts at once; its owner
-// belongs to one thread.
+// The owner of one credential of the security package. The package may use the credential for
+// several contexts at once; its owner belongs to one thread.
 #pragma once
 
 #include "frame/OwnedHandle.h"

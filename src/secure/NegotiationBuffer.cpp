@@ -27,7 +27,7 @@ void NegotiationBuffer::expectMissing(DWORD count) {
         throw std::length_error("negotiation buffer too long");
     }
     if (needed > bytes.size()) {
-        // First reserve, which gives exactly that much; resize alone might take more.
+        // reserve allocates exactly that much; resize alone may allocate more.
         bytes.reserve(static_cast<std::size_t>(needed));
         const auto before = static_cast<std::ptrdiff_t>(bytes.size());
         bytes.resize(static_cast<std::size_t>(needed));

@@ -1,7 +1,6 @@
-// Collects the bytes that a peer sends during one handshake.
+// The bytes received during one handshake. Wiped before the memory is freed, also when it grows.
 //
-// Lives on the stack of a handshake driver and belongs to its thread. What it held is overwritten
-// with zeros before the memory is freed, on success, on failure and when it grows.
+// Threads: the one that runs the handshake.
 #pragma once
 
 #include "platform/contract/SecuritySupport.h"
@@ -11,26 +10,25 @@ namespace VexaSsl {
 
 class NegotiationBuffer {
 public:
-    // 10,000 zero bytes, nothing held, nothing missing.
+    // Has 10,000 zero bytes, none held and none missing.
     NegotiationBuffer();
     NegotiationBuffer(const NegotiationBuffer&) = delete;
     NegotiationBuffer& operator=(const NegotiationBuffer&) = delete;
 
-    // Bytes, not what is held of them.
+    // In bytes.
     DWORD capacity() const { return static_cast<DWORD>(bytes.size()); }
 
-    // Takes note that the package lacks count bytes behind those held. Afterwards they fit: the
-    // capacity grows to exactly have + count if it is smaller, with the content kept. Throws
-    // std::length_error when no single receive could ask for them, and std::bad_alloc; then nothing
-    // has changed.
+    // Sets the number of bytes that the package needs in addition to those held; the capacity grows
+    // to have + count if it is smaller. Throws std::length_error, with nothing changed, if have +
+    // count is more than a receive can ask for.
     void expectMissing(DWORD count);
 
-    // Everything received counts as consumed. The capacity stays.
+    // Drops the bytes held. The capacity stays.
     void reset();
 
     WipedBytes bytes;        // its size is the capacity
-    bool hasMissing = false; // the package has said how many bytes it lacks
-    DWORD missing = 0;       // that number; have + missing <= capacity while hasMissing
+    bool hasMissing = false; // the package has given a missing count
+    DWORD missing = 0;       // that count; have + missing <= capacity while hasMissing
     DWORD have = 0;          // bytes held, from the start of bytes
 };
 

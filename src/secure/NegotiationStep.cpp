@@ -18,7 +18,7 @@ namespace {
 
 constexpr SECURITY_STATUS undecided = -1;
 
-static_assert(ISC_RET_CONFIDENTIALITY == ASC_RET_CONFIDENTIALITY, "one test serves both sides");
+static_assert(ISC_RET_CONFIDENTIALITY == ASC_RET_CONFIDENTIALITY, "one check for both sides");
 
 SecBuffer makeBuffer(ULONG type, ULONG size = 0, void* data = nullptr) {
     SecBuffer buffer{};

@@ -1,8 +1,7 @@
-// What the drivers of the two handshakes share: the buffers of one call of the package, the lines
-// and exceptions that are alike on both sides, and the rules for alerts, tokens and missing bytes.
-// Where client and server differ, each driver says so itself.
+// What both handshake drivers share: the buffers of one call of the package, the common log lines
+// and exceptions, and the rules for alerts, tokens and missing bytes.
 //
-// Everything here belongs to the one thread that runs the handshake.
+// Threads: the one that runs the handshake.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -18,17 +17,16 @@ namespace VexaSsl {
 class NegotiationBuffer;
 class SecureSocketRecord;
 
-// Two buffers as the package takes them: their types tell what they hold, and a call may change
-// types, sizes and places.
+// Two buffers in the package's form. A call may change their types, sizes and pointers.
 class BufferPair {
 public:
     BufferPair() = default;
     BufferPair(const BufferPair&) = delete;
     BufferPair& operator=(const BufferPair&) = delete;
 
-    // In: the bytes held, then an empty entry.
+    // Input: the bytes held, then an empty entry.
     void offerReceived(NegotiationBuffer& buffer);
-    // Out: a token and an alert, both to be allocated by the package.
+    // Output: a token and an alert, both to be allocated by the package.
     void expectTokenAndAlert();
 
     SecBufferDesc* description() { return &shape; }
@@ -42,36 +40,35 @@ private:
     SecBufferDesc shape{};
 };
 
-// One of the four statuses with which a negotiation isn't lost. All others, positive ones included,
-// end it.
+// Whether the status is one of the four that don't end the handshake. All others end it, positive
+// ones included.
 bool continuesNegotiation(SECURITY_STATUS status);
 
-// "<call> succeeded with: <status> (<text>)" as a Debug line, also for a status that asks for more.
+// Logs "<call> succeeded with: <status> (<text>)" at Debug.
 void logStep(ILog& log, std::wstring_view call, SECURITY_STATUS status);
 
-// After an incomplete message: has the buffer expect the number of bytes that the package put into
-// its input. Without such a number nothing changes, and the receive that follows asks for 0 bytes.
+// After an incomplete message: gives the buffer the number of missing bytes that the package has
+// stored in its input. Without one nothing changes, and the next receive asks for 0 bytes.
 void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer);
 
-// The value that says whether the negotiation is complete (SEC_E_OK: yes): the status, but -1 when
-// the package made an alert. That alert is neither sent nor freed; the process stops in a debugger,
-// if there is one, and the negotiation goes on and waits for the peer.
+// Returns the status, or -1 if the package produced an alert: then calls DebugBreak, and the
+// handshake waits for the peer. The alert is neither sent nor freed. SEC_E_OK means that the
+// handshake is complete.
 SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output);
 
-// The memory of the token that a call has brought, to be owned from then on; null without one. Even
-// a failing call may bring one, which isn't sent, and nothing between the call and the sending may
-// lose it: a peer could make the process grow by negotiations that fail.
+// Returns the memory of the token in output, now owned, or null. A failing call may produce a token
+// too; if that leaked, a peer could exhaust the memory by failing handshakes.
 ContextBuffer<void> tokenMemory(const BufferPair& output);
 
-// Throws std::runtime_error("no confidentiality"), after an Error line, when the attributes of the
-// established context don't promise encryption.
+// Throws std::runtime_error("no confidentiality"), after an Error line, if the attributes of the
+// established context lack encryption.
 void requireConfidentiality(ILog& log, ULONG attributes);
 
-// The two lines of a finished negotiation; side is "client" or "server".
+// Writes the two lines of a successful handshake; side is "client" or "server".
 void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
                       std::wstring_view call, std::uint32_t iterations);
 
-// The Warning line of a negotiation that the package ended, and std::runtime_error(text).
+// Throws std::runtime_error(text) after the Warning line of a failed handshake.
 [[noreturn]] void abandonNegotiation(const SecureSocketRecord& record, const char* text);
 
 } // namespace VexaSsl

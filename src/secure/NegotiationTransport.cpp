@@ -54,7 +54,7 @@ DWORD sendNegotiationData(SecureSocketRecord& record, const void* data, DWORD le
         if (result == SOCKET_ERROR) {
             failTransport(record.log, L"::send (during negotiation)", "can't send");
         }
-        sent += static_cast<DWORD>(result); // 0 is no failure: the same bytes are offered again
+        sent += static_cast<DWORD>(result); // 0 is not a failure: the same bytes are sent again
     }
     return sent;
 }

@@ -1,9 +1,8 @@
-// Where exceptions end. A socket operation runs its body in guardOperation and so can't throw: what
-// the body throws becomes one Error line and the operation's failure value.
+// Where exceptions end: a socket operation runs its body in guardOperation, which turns an
+// exception into one Error line and the operation's failure value.
 //
-// The line tells of the exception only; the detail has been logged where it was thrown. If the log
-// throws while it takes the line, or memory runs out while the line is made, nothing catches: the
-// operations are noexcept and the process ends. A host's log must be able to take a line.
+// The line has the exception's text only; the reason was logged where it was thrown. If the log
+// throws, or memory runs out for the line, the process ends, since the operations are noexcept.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -15,7 +14,7 @@
 
 namespace VexaSsl {
 
-// What an operation met, for those whose result depends on it.
+// The class of the exception that ended an operation.
 enum class Interruption { RuntimeError, OutOfMemory, Other };
 
 inline constexpr const wchar_t* noSecurityContextPrefix = L"Can't establish a security context. ";
@@ -23,19 +22,19 @@ inline constexpr const wchar_t* outOfMemoryPrefix = L"A memory allocation failed
 inline constexpr const wchar_t* otherExceptionPrefix =
     L"An unexpected C++ standard library exception occurred: ";
 
-inline void nothingFirst() {}
+inline void noCleanup() {}
 
-// Result: the body's; or, when it throws: beforeLine runs, the Error line is written, and the
-// result is that of afterLine. runtimeErrorPrefix begins the line of a std::runtime_error, the one
-// class whose meaning differs between the operations.
-template <typename Body, typename BeforeLine, typename AfterLine>
-auto guardOperation(ILog& log, const wchar_t* runtimeErrorPrefix, Body body, BeforeLine beforeLine,
-                    AfterLine afterLine) -> decltype(body()) {
+// Returns what body returns. If it throws: runs cleanUp, logs the Error line and returns what
+// failureValue returns. runtimeErrorPrefix starts the line of a std::runtime_error, which means
+// something different in each operation.
+template <typename Body, typename CleanUp, typename FailureValue>
+auto guardOperation(ILog& log, const wchar_t* runtimeErrorPrefix, Body body, CleanUp cleanUp,
+                    FailureValue failureValue) -> decltype(body()) {
     const auto interrupted = [&](Interruption kind, const wchar_t* prefix,
                                  const std::exception& exception) -> decltype(body()) {
-        beforeLine();
+        cleanUp();
         log.log(Severity::Error, prefix + convertNarrowToWide(exception.what()));
-        return afterLine(kind);
+        return failureValue(kind);
     };
     try {
         return body();

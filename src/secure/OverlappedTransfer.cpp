@@ -75,7 +75,7 @@ int SecureSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount,
 
 // Posts even while plaintext is held, which is delivered at the completion. *bytesReceived of a
 // receive that completes at once counts ciphertext. The entry stays in the queue even when the post
-// fails, and the next completion is matched with it. Compatibility: failed-post-stays-queued
+// fails, so the next completion gets it. Compatibility: failed-post-stays-queued
 int SecureSocketStrategy::postReceive(SOCKET s, const WSABUF* buffers, DWORD bufferCount,
                                       DWORD* bytesReceived, DWORD* flags, WSAOVERLAPPED* overlapped,
                                       LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) {
@@ -151,15 +151,15 @@ int SecureSocketStrategy::finishPendingReceive(DWORD transferred, DWORD& deliver
         const SECURITY_STATUS status = record->readPlain(buffer.buf, buffer.len, false, served);
         if (!isUsable(status)) {
             // What earlier buffers hold is not counted, so the host loses it.
-            return reportSpoiledReceive(status);
+            return failReceive(status);
         }
         total += served;
     }
     delivered = total;
-    return 0; // a partial record is no failure; it waits for the next completion
+    return 0; // also if a partial record waits for the next completion
 }
 
-int SecureSocketStrategy::reportSpoiledReceive(SECURITY_STATUS status) {
+int SecureSocketStrategy::failReceive(SECURITY_STATUS status) {
     platform::DebugBreak(); // Compatibility: debug-break
     if (endsStream(status)) {
         platform::WSASetLastError(WSAECONNRESET);

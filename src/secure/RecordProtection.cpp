@@ -1,5 +1,4 @@
-// The protection of data: the part of SecureSocketRecord that turns plaintext into records and
-// records into plaintext. It never touches the socket.
+// SecureSocketRecord: encryption and decryption of records. Never touches the socket.
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "secure/ByteCopy.h"
@@ -15,7 +14,7 @@ namespace VexaSsl {
 
 namespace {
 
-using RecordBuffers = std::array<SecBuffer, 4>; // the number that the package works with
+using RecordBuffers = std::array<SecBuffer, 4>; // as many as the package uses
 
 SecBuffer bufferOf(ULONG type, DWORD size, void* data) {
     SecBuffer buffer{};
@@ -53,8 +52,7 @@ SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length
         logSystemError(log, L"EncryptMessage", static_cast<DWORD>(status));
         return status;
     }
-    // The trailer is the last thing in the record, so a shorter one leaves no gap. The next record
-    // starts again from the full size.
+    // A trailer that came back shorter leaves no gap, since it is at the end of the record.
     const DWORD used = buffers[2].cbBuffer;
     outputSize = headerSize + length + used;
     if (trailerSize != used) {
@@ -105,7 +103,7 @@ void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, const char* end)
         appendBytes(plainBytes, static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
     } else if (buffer.BufferType == SECBUFFER_EXTRA) {
         log.log(Severity::Debug, lineAround(L"Found [", buffer.cbBuffer, L"] extra useful bytes"));
-        // Only the size counts: not every package sets the pointer.
+        // Only the size is used: not every package sets the pointer.
         cipherBytes.clear();
         appendBytes(cipherBytes, end - buffer.cbBuffer, buffer.cbBuffer);
     }
@@ -117,8 +115,8 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
         if (cipherBytes.empty() || incompleteRecord) {
             return SEC_E_OK;
         }
-        // Decryption spoils the bytes it works on and may put those behind the record back, so they
-        // are taken out first; that copies nothing.
+        // Moved out first: decryption overwrites them and appends what follows the record to
+        // cipherBytes.
         WipedBytes taken = std::exchange(cipherBytes, {});
         const std::size_t before = plainBytes.size();
         DWORD missing = 0;
@@ -128,7 +126,7 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
             cipherBytes = std::move(taken);
         }
         if (status != SEC_E_OK) {
-            return status; // on a failure all ciphertext held is lost
+            return status; // a failure loses all ciphertext held
         }
         gained += static_cast<DWORD>(plainBytes.size() - before);
     }

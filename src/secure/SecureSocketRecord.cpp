@@ -13,15 +13,15 @@
 
 namespace VexaSsl {
 
-StreamSizes::StreamSizes(ILog& logSink, CtxtHandle* context)
-    : log(logSink), securityContext(context), block(std::make_unique<SecPkgContext_StreamSizes>()) {
-}
+StreamSizes::StreamSizes(ILog& log, CtxtHandle* securityContext)
+    : log(log), securityContext(securityContext),
+      block(std::make_unique<SecPkgContext_StreamSizes>()) {}
 
-SecureSocketRecord::SecureSocketRecord(ILog& logSink, const IConfig& config, SOCKET connection,
-                                       ISocketStrategy& underlying, bool serverRole,
-                                       std::wstring target)
-    : log(logSink), socket(connection), options(logSink, config), targetName(std::move(target)),
-      isServer(serverRole), underlyingStrategy(underlying),
+SecureSocketRecord::SecureSocketRecord(ILog& log, const IConfig& config, SOCKET socket,
+                                       ISocketStrategy& underlyingStrategy, bool isServer,
+                                       std::wstring targetName)
+    : log(log), socket(socket), options(log, config), targetName(std::move(targetName)),
+      isServer(isServer), underlyingStrategy(underlyingStrategy),
       credentials(std::make_unique<ChannelCredentials>(log, isServer, options)) {
     if (isServer) {
         runServerHandshake(*this);
@@ -31,8 +31,7 @@ SecureSocketRecord::SecureSocketRecord(ILog& logSink, const IConfig& config, SOC
     queryStreamSizes();
 }
 
-// The fields are declared so that their natural order of destruction is the required one: the
-// context goes after the credentials that it was made with.
+// The order of the fields makes the context outlive the credentials.
 SecureSocketRecord::~SecureSocketRecord() = default;
 
 void SecureSocketRecord::queryStreamSizes() {

@@ -10,19 +10,18 @@
 
 namespace VexaSsl {
 
-SecureSocketStrategy::SecureSocketStrategy(ILog& logSink, const IConfig& configuration,
-                                           std::unique_ptr<ISocketStrategy> underlying)
-    : log(logSink), config(logSink, configuration), underlyingStrategy(std::move(underlying)) {
+SecureSocketStrategy::SecureSocketStrategy(ILog& log, const IConfig& config,
+                                           std::unique_ptr<ISocketStrategy> underlyingStrategy)
+    : log(log), config(log, config), underlyingStrategy(std::move(underlyingStrategy)) {
     checkSecurityPackage(log);
 }
 
-// From the last field to the first: receives that are still pending lose their memory here, so a
-// host cancels or finishes them before.
+// Frees the buffers of receives that are still pending: a host cancels or completes them before.
 SecureSocketStrategy::~SecureSocketStrategy() = default;
 
-void SecureSocketStrategy::secureConnection(bool serverRole, std::wstring target) {
+void SecureSocketStrategy::secureConnection(bool isServer, std::wstring targetName) {
     record = std::make_unique<SecureSocketRecord>(log, config, socket, *underlyingStrategy,
-                                                  serverRole, std::move(target));
+                                                  isServer, std::move(targetName));
 }
 
 void SecureSocketStrategy::abortConnection(SOCKET& connection) {

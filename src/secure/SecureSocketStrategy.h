@@ -1,19 +1,16 @@
-// The strategy that protects one connection with TLS. It wraps the strategy that does the raw
-// socket work and holds at most one record, made by connect, accept or completeAcceptEx when the
-// handshake has succeeded; the next success replaces it.
+// The strategy that protects one connection with TLS. It owns the strategy below, which does the
+// socket work, and at most one record, made by a successful handshake in connect, accept or
+// completeAcceptEx and replaced by the next one.
 //
-// VexaSsl/ISocketStrategy.h documents each operation for the host. An exception ends in the
-// operation that throws it and becomes an Error line and a failure value. An exception of the log
-// while that line is written ends the process, because the operations are noexcept; so does any
-// exception of the log in AcceptEx, which logs outside of the guard.
+// VexaSsl/ISocketStrategy.h documents the operations. An exception inside one becomes an Error line
+// and a failure value. If the log throws while it takes that line, or in AcceptEx, which logs
+// outside of the guard, the process ends, since the operations are noexcept.
 //
-// No operation closes the socket or tells the peer that the stream ends, the destructor included.
-// The data operations take for granted that a handshake has succeeded: they don't test record.
+// No operation closes the socket or sends a TLS closure, the destructor included. The data
+// operations need a record and don't check for one.
 //
-// Threads: one sender (send, WSASend) beside one receiver (recv, select, WSARecv, completeWSARecv);
-// WSARecv and completeWSARecv apart from each other; everything else alone.
-//
-// Ownership: the log is borrowed and outlives the strategy; the configuration is a copy.
+// Threads: one sender (send, WSASend) and one receiver (recv, select, WSARecv, completeWSARecv) at
+// a time; WSARecv and completeWSARecv not at the same time; everything else alone.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -32,15 +29,15 @@ namespace VexaSsl {
 
 class SecureSocketStrategy : public ISocketStrategy {
 public:
-    // Throws std::runtime_error when the system has no suitable security package.
-    SecureSocketStrategy(ILog& logSink, const IConfig& configuration,
-                         std::unique_ptr<ISocketStrategy> underlying);
+    // Copies config. Throws std::runtime_error if the system has no suitable security package.
+    SecureSocketStrategy(ILog& log, const IConfig& config,
+                         std::unique_ptr<ISocketStrategy> underlyingStrategy);
     ~SecureSocketStrategy() override;
     SecureSocketStrategy(const SecureSocketStrategy&) = delete;
     SecureSocketStrategy& operator=(const SecureSocketStrategy&) = delete;
 
-    // What was negotiated, for administration; null while there is no secured connection. Valid
-    // until the next operation that connects, accepts or stops encrypting.
+    // For administration; null if no connection is secured. Valid until the next operation that
+    // connects, accepts or stops encrypting.
     SecureSocketRecord* securedConnection() const noexcept { return record.get(); }
 
     // BlockingTransfer.cpp
@@ -85,26 +82,26 @@ protected:
         L"No remote hostname has been supplied. Server authentication will be impossible. "
         L"Aborting connection attempt";
 
-    // Runs the handshake on socket and puts the new record in the place of the old one, which stays
-    // if the handshake fails. Throws what the record's constructor throws.
-    void secureConnection(bool serverRole, std::wstring target);
-    // Takes the oldest pending receive out of the queue and apart: all of the host's buffers, and
-    // of the shadow buffers only those that the transfer reached. The queue must not be empty.
+    // Runs the handshake on socket and replaces the record; a failure keeps the old one. Throws
+    // what the record's constructor throws.
+    void secureConnection(bool isServer, std::wstring targetName);
+    // Removes the oldest pending receive from the queue, which must not be empty. Returns all of
+    // the host's buffers, and those shadow buffers that the transfer reached.
     void takePendingReceive(DWORD transferred, std::vector<WSABUF>& callerBuffers,
                             std::vector<ShadowBuffer>& shadowBuffers);
 
     ILog& log;
-    SslConfig config; // handed to every record
+    SslConfig config; // of every record
     std::unique_ptr<ISocketStrategy> underlyingStrategy;
     std::unique_ptr<SecureSocketRecord> record;
     SOCKET socket = INVALID_SOCKET;
-    std::wstring remoteHostName;    // resolved last; what the server's certificate must carry
-    std::wstring remoteServiceName; // noted with it; nothing reads it
-    // Oldest first. A deque leaves its entries in place while others come and go.
+    std::wstring remoteHostName;    // resolved last; the server's certificate must match it
+    std::wstring remoteServiceName; // not read
+    // Oldest first. A deque keeps its entries in place while others are added and removed.
     std::deque<PendingReceive> pendingReceives;
 
 private:
-    // One call of recv under way.
+    // One call of recv.
     struct ReceiveCall {
         SOCKET s;
         char* buf;
@@ -115,9 +112,10 @@ private:
         DWORD wireBytes = 0; // ciphertext bytes read by this call
     };
 
-    // Shuts the connection down in both directions and forgets the socket, which stays open.
+    // Shuts the connection down in both directions and sets it to INVALID_SOCKET; the socket stays
+    // open.
     void abortConnection(SOCKET& connection);
-    // What a failed handshake leads to once it has been logged.
+    // Aborts the connection and sets WSAECONNABORTED.
     void failHandshake();
 
     int sendProtected(SOCKET s, const char* buf, int len, int flags);
@@ -139,11 +137,12 @@ private:
     int postReceive(SOCKET s, const WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived,
                     DWORD* flags, WSAOVERLAPPED* overlapped,
                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine);
-    // Decrypts a completed receive into the host's buffers. Result: 0, -1 with the last error set,
-    // or a status of the security package; delivered: the plaintext bytes, 0 after a failure.
+    // Decrypts a completed receive into the host's buffers. Returns 0, -1 with the last error set,
+    // or a status of the security package. delivered is the number of plaintext bytes, 0 after a
+    // failure.
     int finishPendingReceive(DWORD transferred, DWORD& delivered);
     int completeReceive(DWORD* bytesTransferred);
-    static int reportSpoiledReceive(SECURITY_STATUS status);
+    static int failReceive(SECURITY_STATUS status);
 };
 
 } // namespace VexaSsl

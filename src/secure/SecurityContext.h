@@ -1,11 +1,8 @@
-// The sole owner of one security context of the platform. An empty one is two zero words, which the
-// platform takes for "no context" when it is passed by address. (No OwnedHandle: the platform makes
-// the context in place, so only the words themselves tell whether there is one.)
+// The owner of one security context of the platform. An empty one is two zero words, which the
+// platform treats as no context when they are passed by address. (Not an OwnedHandle: the platform
+// creates the context in place, so only the words show whether there is one.)
 //
-// A handshake makes one locally, lets the platform fill it through address(), and moves it into the
-// record when the peer has been accepted; whoever holds it last deletes it.
-//
-// Threads: address() may be used by one EncryptMessage and one DecryptMessage at once.
+// Threads: address() may be used by one EncryptMessage and one DecryptMessage at the same time.
 #pragma once
 
 #include "platform/contract/SecuritySupport.h"
@@ -32,10 +29,10 @@ public:
         }
     }
 
-    // One non-zero word is enough to make a context.
+    // One non-zero word is a context.
     bool isPresent() const noexcept { return handle.dwLower != 0 || handle.dwUpper != 0; }
 
-    // For the platform's calls. What they store here is owned from then on.
+    // For calls of the platform; a context stored here is owned.
     CtxtHandle* address() noexcept { return &handle; }
 
 private:

@@ -16,7 +16,7 @@ namespace {
 // In exactly this letter case. Compatibility: package-name-case
 constexpr std::wstring_view packageName = L"Schannel";
 
-// The installed packages, as long as it lives.
+// The installed packages.
 class SecurityPackageList {
 public:
     explicit SecurityPackageList(ILog& log) {
@@ -37,7 +37,7 @@ public:
 
 private:
     ULONG count = 0;
-    ContextBuffer<SecPkgInfoW> packages; // owns the names that the copies point to
+    ContextBuffer<SecPkgInfoW> packages; // owns the names in copies
     std::vector<SecPkgInfoW> copies;
 };
 
@@ -56,8 +56,7 @@ bool requireSecurityPackage(ILog& log) {
 } // namespace
 
 void checkSecurityPackage(ILog& log) {
-    // The language makes other threads wait for an initialiser under way and runs it again after
-    // one that threw, which is all the synchronisation there is in the library.
+    // The language makes other threads wait for the initialiser and repeats it after an exception.
     [[maybe_unused]] static const bool present = requireSecurityPackage(log);
 }
 

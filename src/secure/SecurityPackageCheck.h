@@ -5,10 +5,9 @@
 
 namespace VexaSsl {
 
-// Looks once in a process; a look that failed is repeated by the next caller. Any thread may call
-// it: the others wait for the one that looks.
-// Throws std::runtime_error: "schannel package not present", or the status as a decimal number when
-// the packages can't be listed. The reason is in the log.
+// Checks once in a process; after a failure the next caller checks again. Any thread; others wait
+// for a check that is running. Throws std::runtime_error after an Error line: "schannel package not
+// present", or the status as a decimal number if the packages can't be listed.
 void checkSecurityPackage(ILog& log);
 
 } // namespace VexaSsl

@@ -26,7 +26,7 @@ int SecureSocketStrategy::select(int nfds, fd_set* readfds, fd_set* writefds, fd
                                  const timeval* timeout) noexcept {
     return guardOperation(
         log, L"Can't call select: ",
-        [&] { return selectWithRecord(nfds, readfds, writefds, exceptfds, timeout); }, nothingFirst,
+        [&] { return selectWithRecord(nfds, readfds, writefds, exceptfds, timeout); }, noCleanup,
         [](Interruption) { return SOCKET_ERROR; });
 }
 

@@ -16,12 +16,11 @@ namespace VexaSsl {
 
 namespace {
 
-constexpr ULONG plainRequirements =
-    ASC_REQ_STREAM            // a stream of records, not single messages
-    | ASC_REQ_EXTENDED_ERROR  // the package may tell the peer why it fails
-    | ASC_REQ_ALLOCATE_MEMORY // tokens come in the package's own memory
-    | ASC_REQ_CONFIDENTIALITY // encryption
-    | ASC_REQ_REPLAY_DETECT;  // a repeated record is noticed
+constexpr ULONG plainRequirements = ASC_REQ_STREAM // a stream of records, not single messages
+                                    | ASC_REQ_EXTENDED_ERROR  // alerts for the peer
+                                    | ASC_REQ_ALLOCATE_MEMORY // the package allocates tokens
+                                    | ASC_REQ_CONFIDENTIALITY // encryption
+                                    | ASC_REQ_REPLAY_DETECT;  // repeated records are detected
 static_assert(plainRequirements == 0x18114);
 
 constexpr ULONG authenticatingRequirements =
@@ -30,12 +29,12 @@ static_assert(authenticatingRequirements == 0x18116);
 
 const wchar_t* const callName = L"AcceptSecurityContext";
 
-// One run. The fields are released in the reverse of their order: first a token that wasn't sent,
-// then the received bytes, which are wiped, then a context that wasn't handed over.
+// One handshake. The order of the fields releases an unsent token first, then the received bytes,
+// then a context that was not moved to the record.
 class ServerNegotiation {
 public:
-    explicit ServerNegotiation(SecureSocketRecord& target)
-        : record(target), contextRequirements(target.options.requireClientAuthentication
+    explicit ServerNegotiation(SecureSocketRecord& record)
+        : record(record), contextRequirements(record.options.requireClientAuthentication
                                                   ? authenticatingRequirements
                                                   : plainRequirements) {}
 
@@ -44,8 +43,7 @@ public:
         callPackage(nullptr);
         while (!advance()) {
             receiveNegotiationData(record, buffer);
-            // Also when the first call made no context yet: the address then leads to two zero
-            // words, which the package takes for none.
+            // Also if the first call created no context: the package treats two zero words as none.
             callPackage(context.address());
         }
         complete();
@@ -70,7 +68,7 @@ private:
     SECURITY_STATUS status = SEC_E_OK;
 };
 
-// The address for a new context is passed on every call, unlike on the client's side.
+// The address for a new context is passed on every call, unlike on a client.
 void ServerNegotiation::callPackage(CtxtHandle* current) {
     input.offerReceived(buffer);
     output.expectTokenAndAlert();
@@ -82,8 +80,8 @@ void ServerNegotiation::callPackage(CtxtHandle* current) {
     memoryOfToken = tokenMemory(output);
 }
 
-// Deals with what the call gave. True: the negotiation is complete; false: the client has to say
-// something first.
+// Handles the result of the call. Returns whether the handshake is complete; if not, the next step
+// is to receive.
 bool ServerNegotiation::advance() {
     if (!continuesNegotiation(status)) {
         fail();
@@ -109,7 +107,7 @@ bool ServerNegotiation::advance() {
     return deciding == SEC_E_OK;
 }
 
-// An empty token is passed over without a line; the client's side has one.
+// An empty token is ignored without a line; a client logs one.
 void ServerNegotiation::passToken() {
     const SecBuffer* token = output.find(SECBUFFER_TOKEN);
     if (token == nullptr || token->cbBuffer == 0) {
@@ -129,8 +127,8 @@ void ServerNegotiation::complete() {
     record.securityContext = std::move(context);
 }
 
-// A token that comes with a failure goes back unsent: the client learns nothing but the end of the
-// connection. No status is explained further, unlike on the client's side.
+// A token that comes with a failure is freed without being sent. No status is explained further,
+// unlike on a client.
 void ServerNegotiation::fail() {
     logSystemError(record.log, callName, static_cast<DWORD>(status));
     abandonNegotiation(record, "AcceptSecurityContext failed");

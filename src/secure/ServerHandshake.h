@@ -1,18 +1,18 @@
-// The server's side of the TLS negotiation.
+// The server side of the TLS handshake.
 #pragma once
 
 namespace VexaSsl {
 
 class SecureSocketRecord;
 
-// Negotiates on the record's accepted socket until there is a security context that encrypts,
-// decides whether the client may stay, and leaves the context in the record's securityContext.
-// Needs log, socket, options, underlyingStrategy and credentials of the record.
+// Runs the handshake on the record's accepted socket, authenticates the client if the options
+// require it, and stores the context in the record's securityContext. Needs log, socket, options,
+// underlyingStrategy and credentials of the record.
 //
-// Blocks the calling thread for as long as the peer takes: no limit of rounds, no time-out but the
-// socket's own. Throws std::runtime_error on every failure, with the reason in the log; the context
-// is then deleted, and nothing is sent to tell the peer. A client that is turned away after the
-// last token may have taken the handshake for finished.
+// Blocks the calling thread; there is no limit of round trips and no time-out but the socket's.
+// Throws std::runtime_error on every failure, with the reason in the log; the context is then
+// deleted and no alert is sent. The client is rejected after the last token, so it may believe that
+// the handshake succeeded.
 void runServerHandshake(SecureSocketRecord& record);
 
 } // namespace VexaSsl

@@ -6,8 +6,8 @@ namespace VexaSsl {
 
 namespace {
 
-// Read anew at each call, so the compiler can't know that it leads to memset and can't find out
-// that nobody reads the zeros.
+// Read at each call, so that the compiler doesn't know that it is memset and that the zeros are not
+// read.
 void* (*volatile const overwrite)(void*, int, std::size_t) = std::memset;
 
 } // namespace

@@ -1,6 +1,5 @@
-// The allocator of containers that hold bytes of a handshake or plaintext: memory is overwritten
-// with zeros before it goes back, all of the capacity, on every path: release, growth (the old
-// copy) and unwinding. Stateless; any thread.
+// An allocator for plaintext and handshake bytes: all of the capacity is overwritten with zeros
+// before it is freed, also when a container grows or an exception unwinds. Stateless; any thread.
 #pragma once
 
 #include <cstddef>
@@ -10,11 +9,11 @@
 
 namespace VexaSsl {
 
-// Overwrites size bytes with zeros. Defined in a file of its own behind a call that the compiler
-// can't see through, so it isn't dropped although the memory is about to be freed.
+// Overwrites size bytes with zeros. The compiler can't remove the call although the memory is about
+// to be freed.
 void wipeMemory(void* memory, std::size_t size);
 
-// Base is where the memory comes from and goes to.
+// Base allocates and frees the memory.
 template <typename Value, typename Base = std::allocator<Value>>
 class WipingAllocator {
 public:
@@ -36,9 +35,8 @@ public:
         Base().deallocate(memory, count);
     }
 
-    // A container that grows by bytes without being told their value leaves them as they are:
-    // whoever makes it grow writes them. Setting them to zero first, one by one, would cost more
-    // than what is done with them afterwards.
+    // resize leaves new bytes uninitialised: setting them to zero one by one would cost more than
+    // what is done with them.
     template <typename Other>
     void construct(Other* place) noexcept {
         ::new (static_cast<void*>(place)) Other;

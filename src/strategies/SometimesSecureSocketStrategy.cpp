@@ -38,7 +38,7 @@ int SometimesSecureSocketStrategy::startOtls() noexcept {
         encrypting = true;
         return 0;
     };
-    return guardOperation(log, noSecurityContextPrefix, body, nothingFirst,
+    return guardOperation(log, noSecurityContextPrefix, body, noCleanup,
                           [](Interruption) { return SOCKET_ERROR; });
 }
 
