@@ -16,7 +16,7 @@ namespace VexaSsl {
 
 using CertificateHandle = OwnedHandle<PCCERT_CONTEXT, platform::CertFreeCertificateContext>;
 
-// In the order in which the store gave them.
+// In the order of the store.
 using CertificateHandleList = std::vector<CertificateHandle>;
 
 } // namespace VexaSsl

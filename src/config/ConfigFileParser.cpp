@@ -12,9 +12,9 @@
 
 namespace VexaSsl {
 
-ConfigFileParser::ConfigFileParser(ILog& sink, const std::filesystem::path& path,
-                                   IConfigurationObserver* told)
-    : log(sink), checker(log), observer(told) {
+ConfigFileParser::ConfigFileParser(ILog& log, const std::filesystem::path& path,
+                                   IConfigurationObserver* observer)
+    : log(log), checker(log), observer(observer) {
     if (observer != nullptr) {
         observer->readingFile(path);
     }
@@ -40,12 +40,12 @@ bool ConfigFileParser::isSectionHeader(const std::wstring& line) {
     return LineExpressions::isSectionHeader(line);
 }
 
-bool ConfigFileParser::isBlankLine(const std::wstring& line) {
-    return LineExpressions::isBlank(line);
+bool ConfigFileParser::isEmptyLine(const std::wstring& line) {
+    return LineExpressions::isEmpty(line);
 }
 
-// A read error ends the file. Exhausted memory must not, since what asks for encryption may stand
-// in the rest: a stream keeps it to itself unless it is told to pass its failures on.
+// A read error ends the file. Exhausted memory must not, since the rest of the file may ask for
+// encryption: the stream reports it only with badbit among its exceptions.
 void ConfigFileParser::readLines(const std::filesystem::path& path) {
     std::wifstream stream;
     platform::openTextFile(stream, path);
@@ -56,7 +56,7 @@ void ConfigFileParser::readLines(const std::filesystem::path& path) {
         stream.exceptions(std::ios_base::badbit);
         std::wstring line;
         while (platform::getTextLine(stream, line)) {
-            lines.push_back(line); // a copy takes one piece of memory, growing anew several
+            lines.push_back(line); // a copy allocates once, a line that grows several times
         }
     } catch (const std::ios_base::failure&) {
         return; // with what was read
@@ -68,7 +68,7 @@ void ConfigFileParser::dropUnusableLines() {
     std::erase_if(lines, [&](const std::wstring& line) {
         ++number;
         if (const auto reason = reasonToDrop(line)) {
-            tell({number, *reason, line});
+            notify({number, *reason, line});
             return true;
         }
         lineNumbers.push_back(number);
@@ -80,50 +80,50 @@ std::optional<LineMeaning> ConfigFileParser::reasonToDrop(const std::wstring& li
     if (checker.isTooLong(line)) {
         return LineMeaning::TooLong;
     }
-    if (isSectionHeader(line) || isBlankLine(line) || checker.hasDelimiter(line)) {
+    if (isSectionHeader(line) || isEmptyLine(line) || checker.hasDelimiter(line)) {
         return std::nullopt;
     }
     return LineMeaning::NoDelimiter;
 }
 
 void ConfigFileParser::parseLines() {
-    Place place;
+    CurrentSection current;
     for (std::size_t index = 0; index < lines.size(); ++index) {
         const std::wstring& line = lines[index];
         LineExpressions::KeyAndValue pair{};
-        const LineMeaning meaning = parseLine(line, place, pair);
-        tell({lineNumbers[index], meaning, line, place.section, pair.key, pair.value});
+        const LineMeaning meaning = parseLine(line, current, pair);
+        notify({lineNumbers[index], meaning, line, current.name, pair.key, pair.value});
     }
     lineNumbers.clear();
 }
 
-// A line with nothing on one side of its only delimiter has no effect.
+// A line whose only delimiter is its first or last unit has no effect.
 // Compatibility: header-anywhere
 // Compatibility: empty-line-ends-section
-LineMeaning ConfigFileParser::parseLine(const std::wstring& line, Place& place,
+LineMeaning ConfigFileParser::parseLine(const std::wstring& line, CurrentSection& current,
                                         LineExpressions::KeyAndValue& pair) {
     if (const auto name = LineExpressions::findSectionName(line)) {
-        place.section = *name;
-        place.options = &sections[place.section];
-        place.options->clear();
+        current.name = *name;
+        current.options = &sections[current.name];
+        current.options->clear();
         return LineMeaning::Header;
     }
     if (const auto found = LineExpressions::findKeyAndValue(line)) {
         pair = *found;
-        if (place.options == nullptr) {
-            place.options = &sections[place.section];
+        if (current.options == nullptr) {
+            current.options = &sections[current.name];
         }
-        (*place.options)[std::wstring(pair.key)] = pair.value;
+        (*current.options)[std::wstring(pair.key)] = pair.value;
         return LineMeaning::KeyAndValue;
     }
-    if (isBlankLine(line)) {
-        place = {};
+    if (isEmptyLine(line)) {
+        current = {};
         return LineMeaning::Blank;
     }
     return LineMeaning::NoEffect;
 }
 
-void ConfigFileParser::tell(const ReadLine& line) const {
+void ConfigFileParser::notify(const ReadLine& line) const {
     if (observer != nullptr) {
         observer->readLine(line);
     }

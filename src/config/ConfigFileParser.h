@@ -1,15 +1,14 @@
-// Reads a file of sections and "key=value" lines into memory and answers from there. Both the ini
-// file and the store have this format.
+// Reads a file of sections and "key=value" lines, the format of the ini file and of the store.
 //
-// The format has rules of its own. A blank line ends a section: keys behind it, like those before
-// the first header, belong to the section with the empty name, so a section must not have blank
-// lines inside. A header that comes again empties its section. There is no comment syntax and
-// nothing is trimmed. A "[...]" anywhere in a line that has passed the screening makes it a header.
-// A byte order mark belongs to the first line.
+//   - An empty line ends a section. Keys that follow it, like keys before the first header, are in
+//   a
+//     section whose name is empty.
+//   - A repeated header empties its section.
+//   - "[...]" anywhere in a line that isn't dropped makes it a header.
+//   - There are no comments, nothing is trimmed, and a byte order mark is part of the first line.
+//   - A line of more than 20000 units or without a delimiter is dropped: LineChecker.h.
 //
-// The constructor does all the work; the object never changes afterwards and keeps no file open, so
-// any thread may ask it. The log is borrowed and used only during construction. An observer is
-// borrowed too and must outlive the object; it is told of questions on the thread that asks.
+// Threads: after construction any thread may call getValue, on which an observer is called.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -30,46 +29,44 @@ namespace VexaSsl {
 
 class ConfigFileParser : public ITwoLevelConfig {
 public:
-    // Throws std::runtime_error("Can't open config file"). A read error later on is the end of the
-    // file: what was read is parsed. Exhausted memory is std::bad_alloc. The path is not a wide
-    // text: where paths are bytes, a name that isn't text would be lost on the way. Wide texts
-    // convert to it.
+    // Throws std::runtime_error("Can't open config file"). A later read error ends the file: what
+    // was read is parsed. (The path isn't a wide text, since a file name need not be text on
+    // Linux.)
     ConfigFileParser(ILog& log, const std::filesystem::path& path,
                      IConfigurationObserver* observer = nullptr);
     ~ConfigFileParser() override = default;
 
     std::wstring getValue(const std::wstring& section, const std::wstring& key) const override;
 
-    // Whether the line, taken as a whole, is "[name]".
+    // Whether the whole line is "[name]".
     static bool isSectionHeader(const std::wstring& line);
-    // Whether the line has no characters at all.
-    static bool isBlankLine(const std::wstring& line);
+    static bool isEmptyLine(const std::wstring& line);
 
 private:
     using SectionMap =
         std::unordered_map<std::wstring, OptionMap, CaseInsensitiveHash, CaseInsensitiveEqual>;
 
-    // The section that keys belong to, and its options when it has any yet.
-    struct Place {
-        std::wstring section;
+    // The section that keys are added to; options is null until it has one.
+    struct CurrentSection {
+        std::wstring name;
         OptionMap* options = nullptr;
     };
 
     void readLines(const std::filesystem::path& path);
     void dropUnusableLines();
-    // Empty for a line that passes the screening.
+    // Returns nothing for a line that is kept.
     std::optional<LineMeaning> reasonToDrop(const std::wstring& line) const;
     void parseLines();
-    LineMeaning parseLine(const std::wstring& line, Place& place,
+    LineMeaning parseLine(const std::wstring& line, CurrentSection& current,
                           LineExpressions::KeyAndValue& pair);
-    void tell(const ReadLine& line) const;
+    void notify(const ReadLine& line) const;
 
     SectionMap sections;
-    std::vector<std::wstring> lines; // after construction: those that passed the screening
+    std::vector<std::wstring> lines; // after construction those that were kept
     ILog& log;
     LineChecker checker;
     IConfigurationObserver* observer;
-    std::vector<std::size_t> lineNumbers; // of the lines, while they are parsed; from 1
+    std::vector<std::size_t> lineNumbers; // of lines, from 1; empty after construction
 };
 
 } // namespace VexaSsl

@@ -18,7 +18,7 @@ namespace Definition = ConfigurationDefinition;
 
 namespace {
 
-// VexaSsl.ConfigurationStore, as the log names the key.
+// "VexaSsl.ConfigurationStore"
 std::wstring storeOptionName() {
     return Definition::VexaSslSection + L"." +
            Definition::VexaSslSectionOptions::ConfigurationStore;
@@ -29,7 +29,7 @@ void logOpening(ILog& log, const std::wstring& storePath) {
             L"Opening " + Definition::ConfigurationStoreLabel + L" at [" + storePath + L"]");
 }
 
-// What failed becomes a Warning and the connection stays plain.
+// Logs the reason as a Warning and returns the defaults.
 std::unique_ptr<IConfig> fallBack(ILog& log, const std::runtime_error& reason,
                                   const std::wstring& connectionName) {
     log.log(Severity::Warning, convertNarrowToWide(reason.what()));

@@ -1,8 +1,8 @@
-// Told what is read of a configuration and what is asked of it, while it happens: for a tool that
-// shows where a value comes from and what the format drops. A start has none.
+// Is notified of each line that is read and each value that is requested: for a tool that shows
+// where a value comes from and what is dropped.
 //
-// Called on the thread that reads, from inside the constructors; texts and views last as long as
-// the call. An exception ends the reading and reaches whoever asked for the configuration.
+// Called on the thread that reads. Texts and views are valid during the call. An exception ends the
+// reading and reaches the caller.
 #pragma once
 
 #include <cstddef>
@@ -15,17 +15,17 @@ namespace VexaSsl {
 enum class LineMeaning {
     TooLong,     // dropped
     NoDelimiter, // dropped
-    Header,      // opens a section, which loses what it had
+    Header,      // opens a section and empties it
     KeyAndValue, // replaces an earlier value of the key
-    Blank,       // ends the section
-    NoEffect,    // nothing on one side of the only delimiter
+    Blank,       // empty; ends the section
+    NoEffect,    // the only delimiter is the first or last unit
 };
 
 struct ReadLine {
     std::size_t number; // from 1
     LineMeaning meaning;
     const std::wstring& text;
-    std::wstring_view section = {}; // in force behind the line; not told of dropped lines
+    std::wstring_view section = {}; // current after the line; empty for dropped lines
     std::wstring_view key = {};     // of a KeyAndValue
     std::wstring_view value = {};
 };
@@ -34,14 +34,13 @@ class IConfigurationObserver {
 public:
     virtual ~IConfigurationObserver() = default;
 
-    // A file is about to be opened. What follows belongs to it.
+    // A file is about to be opened; later calls are about this file.
     virtual void readingFile(const std::filesystem::path& path) = 0;
 
-    // First the dropped lines in order, when all of the file has been read, then the others in
-    // order.
+    // Called after the file has been read: for the dropped lines in order, then for the others.
     virtual void readLine(const ReadLine& line) = 0;
 
-    // A value was asked for, of the file read last. Empty: there is none.
+    // A value of the file was requested; an empty value means that there is none.
     virtual void askedFor(const std::wstring& section, const std::wstring& key,
                           const std::wstring& value) = 0;
 };

@@ -1,4 +1,4 @@
-// A source of settings: a text for a section and a key in it. Empty text means absent.
+// A source of settings: a text for each section and key.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ class ITwoLevelConfig {
 public:
     virtual ~ITwoLevelConfig() = default;
 
-    // The value; empty when the section or the key doesn't exist.
+    // Returns the value, or an empty text if there is none.
     virtual std::wstring getValue(const std::wstring& section, const std::wstring& key) const = 0;
 };
 

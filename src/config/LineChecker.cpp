@@ -10,7 +10,7 @@ namespace {
 
 enum class Finding { nothing, match, matchWithGroups };
 
-// An expression without any sign of the grammar matches itself and nothing else.
+// An expression without special characters matches only itself.
 bool isPlainText(const std::wstring& expression) {
     return expression.find_first_of(L"^$\\.*+?()[]{}|") == std::wstring::npos;
 }
@@ -19,11 +19,9 @@ Finding searchPlainText(const std::wstring& line, const std::wstring& text) {
     return line.find(text) == std::wstring::npos ? Finding::nothing : Finding::match;
 }
 
-// Compiled for each line, which takes longer than everything else that is done with the line; the
-// delimiter of the files, "=", never gets here. The standard library's engine is safe on a small
-// stack for an expression of one character: it tries place after place and never goes deeper. It
-// counts groups, not occurrences, so "too many delimiters" is told only of an expression with a
-// group in it.
+// Compiled for each line, which is slow; "=", the delimiter of the files, never gets here. The
+// standard library's engine doesn't recurse for an expression of one character. Groups are counted,
+// not occurrences, so "too many delimiters" is logged only for an expression with a group.
 Finding searchExpression(const std::wstring& line, const std::wstring& expression) {
     std::wsmatch match;
     if (!std::regex_search(line, match, std::wregex(expression))) {
@@ -34,8 +32,8 @@ Finding searchExpression(const std::wstring& line, const std::wstring& expressio
 
 } // namespace
 
-LineChecker::LineChecker(ILog& sink, std::wstring delimiterExpression)
-    : log(sink), delimiter(std::move(delimiterExpression)),
+LineChecker::LineChecker(ILog& log, std::wstring delimiter)
+    : log(log), delimiter(std::move(delimiter)),
       label(ConfigurationDefinition::ConfigurationStoreLabel) {}
 
 bool LineChecker::isTooLong(const std::wstring& line) const {

@@ -1,5 +1,6 @@
-// The screening of a configuration file's lines: what is too long or has no delimiter is told to
-// the log and dropped. The log is borrowed. No state changes: any thread, as far as the log allows.
+// Checks the lines of a configuration file: too long, or without a delimiter.
+//
+// Threads: any, as far as the log allows.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -12,16 +13,16 @@ namespace VexaSsl {
 
 class LineChecker {
 public:
-    // delimiter is an ECMAScript expression.
+    // delimiter is an ECMAScript regular expression.
     explicit LineChecker(ILog& log,
                          std::wstring delimiter = ConfigurationDefinition::KeyValueDelimiter);
 
-    // True, with a Debug line, for more than 20000 units.
+    // Returns true, after a Debug line, for more than 20000 units.
     bool isTooLong(const std::wstring& line) const;
 
-    // Whether the delimiter is found in the line. False, with a Debug line, when it is not found,
-    // and when it is found by an expression with a capture group. How often it occurs doesn't
-    // matter: "a=b=c" has its delimiter. Throws std::regex_error for a broken expression.
+    // Whether the line contains the delimiter, once or more. Returns false, after a Debug line, if
+    // it doesn't, and also if the expression has a capture group. Throws std::regex_error for an
+    // invalid expression.
     bool hasDelimiter(const std::wstring& line) const;
 
 private:

@@ -11,12 +11,12 @@ namespace {
 
 using View = std::wstring_view;
 
-// Not a function: by its address it would be called for each unit.
+// A lambda, so that it is inlined.
 constexpr auto isLineTerminator = [](wchar_t unit) {
     return unit == L'\n' || unit == L'\r' || unit == L'\u2028' || unit == L'\u2029';
 };
 
-// The first result of find over the pieces between line terminators, from left to right.
+// Returns the first result of find for the segments between line terminators.
 template <typename Find>
 auto findInSegments(View line, Find find) -> decltype(find(line)) {
     for (std::size_t begin = 0; begin < line.size();) {
@@ -29,7 +29,7 @@ auto findInSegments(View line, Find find) -> decltype(find(line)) {
     return std::nullopt;
 }
 
-// When the first "[" has no "]" far enough behind it, no later one has.
+// If the first "[" has no "]" after it, no later one has.
 std::optional<View> sectionNameIn(View segment) {
     const std::size_t open = segment.find(L'[');
     const std::size_t close = segment.rfind(L']');
@@ -39,7 +39,7 @@ std::optional<View> sectionNameIn(View segment) {
     return segment.substr(open + 1, close - open - 1);
 }
 
-// The leftmost match starts where the segment starts, whatever stands there, a "=" included.
+// The leftmost match starts with the segment, even if that starts with "=".
 std::optional<KeyAndValue> keyAndValueIn(View segment) {
     constexpr std::size_t shortest = 3;
     if (segment.size() < shortest) {
@@ -60,7 +60,7 @@ bool isSectionHeader(View line) {
            segmentAt(line, 0).size() == line.size();
 }
 
-// Most lines hold no "[" at all, which is found out faster than where their segments end.
+// Most lines contain no "[", which is found faster than the ends of their segments.
 std::optional<View> findSectionName(View line) {
     if (line.find(L'[') == View::npos) {
         return std::nullopt;
@@ -72,11 +72,11 @@ std::optional<KeyAndValue> findKeyAndValue(View line) {
     return findInSegments(line, keyAndValueIn);
 }
 
-bool isBlank(View line) {
+bool isEmpty(View line) {
     return line.empty();
 }
 
-// By hand: a search for one of a set of units is a call for each unit in some standard libraries.
+// find_first_of would call a function for each unit in some standard libraries.
 View segmentAt(View text, std::size_t position) {
     const auto begin = text.begin() + static_cast<std::ptrdiff_t>(position);
     const auto end = std::find_if(begin, text.end(), isLineTerminator);

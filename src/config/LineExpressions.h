@@ -1,10 +1,9 @@
-// The three fixed expressions of the file format, with exactly the results that the ECMAScript
-// grammar gives them, found in one pass and without recursion: the standard library's engine
-// recurses for every character, so a long line of a hostile file would overflow a small stack, and
-// needs quadratic time for a line of nothing but "[".
+// The three regular expressions of the file format, with the results of the ECMAScript grammar, in
+// one pass and without recursion. (The standard library's engine recurses for each character, so a
+// hostile file would overflow a small stack, and takes quadratic time for a line of "[" only.)
 //
-// A dot stands for any unit but the line terminators LF, CR, U+2028 and U+2029; a match therefore
-// lies between two of them. Results are views into the line. Any thread.
+// A dot doesn't match the line terminators LF, CR, U+2028 and U+2029, so a match doesn't contain
+// them. Results are views into the line. Threads: any.
 #pragma once
 
 #include <cstddef>
@@ -18,22 +17,21 @@ struct KeyAndValue {
     std::wstring_view value;
 };
 
-// "\[(.+)\]" on the whole line.
+// Whether "\[(.+)\]" matches the whole line.
 bool isSectionHeader(std::wstring_view line);
 
-// "\[(.+)\]" searched for: the name of the leftmost match, which runs up to the last "]" it can
-// reach.
+// Searches for "\[(.+)\]" and returns the name in the leftmost match, which ends at the last "]"
+// before a line terminator.
 std::optional<std::wstring_view> findSectionName(std::wstring_view line);
 
-// "(.+)=(.+)" searched for: in the leftmost match the key runs up to the last "=" that leaves a
-// unit for the value.
+// Searches for "(.+)=(.+)". The delimiter of the leftmost match is the last "=" that is followed by
+// a value.
 std::optional<KeyAndValue> findKeyAndValue(std::wstring_view line);
 
-// "$[\s]*^", on the whole line or searched for: end and beginning must meet, so only a line without
-// any unit is blank; a line of spaces is not.
-bool isBlank(std::wstring_view line);
+// Whether "$[\s]*^" matches: only for a line without units, not for a line of spaces.
+bool isEmpty(std::wstring_view line);
 
-// The part of text from position up to the next line terminator or the end.
+// Returns the part of text from position up to the next line terminator or the end.
 std::wstring_view segmentAt(std::wstring_view text, std::size_t position);
 
 } // namespace VexaSsl::LineExpressions

@@ -12,8 +12,7 @@ namespace VexaSsl {
 
 namespace {
 
-// The names that end with a delimiter, from the start of the segment on. Result: how much of the
-// segment they and their delimiters take.
+// Appends the names that end with a delimiter. Returns the length of the names and delimiters.
 std::size_t takeDelimitedNames(std::wstring_view segment, std::vector<std::wstring>& names) {
     const std::wstring& delimiter = ConfigurationDefinition::NameListDelimiter;
     std::size_t begin = 0;
@@ -30,7 +29,7 @@ std::size_t takeDelimitedNames(std::wstring_view segment, std::vector<std::wstri
 
 } // namespace
 
-// What stands behind the last delimiter of a segment is a name only at the end of the whole text.
+// The text after the last delimiter of a segment is a name only at the end of the whole text.
 std::vector<std::wstring> splitNameList(const std::wstring& text) {
     std::vector<std::wstring> names;
     for (std::size_t begin = 0; begin < text.size();) {

@@ -1,12 +1,11 @@
-// The names in a list such as "alpha,beta", exactly as the successive matches of the expression
-// "(.+?)(,|$)" give them, in one pass and without recursion.
+// The names in a list such as "alpha,beta": the successive matches of the expression "(.+?)(,|$)",
+// found in one pass and without recursion.
 //
-// Nothing is trimmed. A name has at least one unit, so a delimiter at the place where a name starts
-// belongs to the name: "a,,b" holds "a" and ",b". A delimiter at the end adds nothing. Line
-// terminators (LF, CR, U+2028, U+2029) can't be part of a name: what stands between the last
-// delimiter and a terminator is lost, and the next name starts behind the terminator.
+// Nothing is trimmed. A name has at least one unit, so "a,,b" contains "a" and ",b", and a
+// delimiter at the end adds nothing. Text between the last delimiter and a line terminator (LF, CR,
+// U+2028, U+2029) is lost, and the next name starts after the terminator.
 //
-// Any thread.
+// Threads: any.
 #pragma once
 
 #include <string>

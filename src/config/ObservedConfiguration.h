@@ -1,4 +1,4 @@
-// The way from an ini file to a configuration, with somebody looking on.
+// The configuration of an ini file, read with an observer.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -11,9 +11,8 @@
 
 namespace VexaSsl {
 
-// constructSslConfigurationFromIniFile itself, step by step and line by line of the log; the
-// observer is told what is read and asked. An observer's exception goes the way of any other: a
-// std::runtime_error gives the defaults, the others reach the caller.
+// As constructSslConfigurationFromIniFile, with the same log lines. If the observer throws a
+// std::runtime_error the result is the defaults; other exceptions reach the caller.
 std::unique_ptr<IConfig> observedConfigurationFromIniFile(ILog& log,
                                                           const std::filesystem::path& path,
                                                           const std::wstring& connectionName,

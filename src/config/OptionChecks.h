@@ -1,6 +1,6 @@
-// What the holders of typed options share: how words compare and how a bad value is refused.
+// What StrategyOptions and SecureChannelOptions share: comparing words and refusing values.
 //
-// No shared state: any thread may call any of them.
+// Threads: any.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -9,18 +9,16 @@
 
 namespace VexaSsl {
 
-// Letter case aside, whole texts, nothing trimmed.
+// Whether two whole texts are equal without regard to case. Nothing is trimmed.
 bool sameWord(const std::wstring& left, const std::wstring& right);
 
-// True or False into result. Result: false for any other text, which leaves result alone.
+// Stores True or False in result. Returns false for any other text, with result unchanged.
 bool parseBoolean(const std::wstring& text, bool& result);
 
-// Logs "Supplied value [<value>] of <optionName> is invalid" as an Error. Result: false, so that a
-// check can end with it.
+// Logs "Supplied value [<value>] of <optionName> is invalid" at Error. Always returns false.
 bool refuseValue(ILog& log, const std::wstring& optionName, const std::wstring& value);
 
-// Throws std::out_of_range("invalid configuration"): the one outcome of every bad configuration.
-// The class says nothing about an index; the reason is in the log.
+// Throws std::out_of_range("invalid configuration"), the exception for every invalid configuration.
 [[noreturn]] void throwInvalidConfiguration();
 
 } // namespace VexaSsl

@@ -15,8 +15,8 @@ constexpr std::uint64_t offsetBasis = 0xcbf29ce484222325;
 constexpr std::uint64_t prime = 0x100000001b3;
 constexpr unsigned bitsOfByte = 8;
 
-// The system is asked for capital letters only: no locale has a lower case for the other units of
-// ASCII, and most texts consist of them. For a capital letter the locale decides ("I").
+// In ASCII only capital letters have a lower case, which depends on the locale ("I"); most texts
+// consist of other units, for which towlower is not called.
 wchar_t fold(wchar_t unit) {
     const bool staysAsItIs = unit < L'A' || (unit > L'Z' && unit <= L'\x7F');
     return staysAsItIs ? unit : static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
@@ -30,8 +30,7 @@ constexpr std::uint64_t toThePower(std::uint64_t base, std::size_t exponent) {
     return result;
 }
 
-// A byte of zero just multiplies. So the bytes of a unit that has only one other byte, the lowest,
-// are one multiplication.
+// A byte of zero only multiplies, so the upper bytes of a unit below 0x100 are one multiplication.
 std::uint64_t hashUnit(std::uint64_t hash, wchar_t unit) {
     std::uint64_t rest = static_cast<std::make_unsigned_t<wchar_t>>(unit);
     if (rest <= 0xFF) {

@@ -1,8 +1,8 @@
-// The containers of everything that the configuration names: sections, keys and words are matched
-// without regard to letter case. A key keeps the spelling of its first insertion.
+// Containers of names and words without regard to case. A key keeps the spelling of its first
+// insertion.
 //
-// Case is folded unit by unit with towlower in the process's C locale, so a host must not change
-// that locale while maps live. The hash never leaves the process.
+// Case is folded unit by unit by towlower in the process's C locale, so a host must not change that
+// locale while maps exist.
 #pragma once
 
 #include <cstddef>
@@ -12,13 +12,12 @@
 
 namespace VexaSsl {
 
-// 64-bit FNV-1a over the bytes of the folded units, the low byte of each unit first.
+// FNV-1a, 64 bits, of the folded units in little-endian order.
 struct CaseInsensitiveHash {
     std::size_t operator()(const std::wstring& key) const;
 };
 
-// Equal length, and each pair of units is the same as it stands or after folding. Nothing is
-// trimmed.
+// Whether the texts have equal length and each pair of units is equal, as is or folded.
 struct CaseInsensitiveEqual {
     bool operator()(const std::wstring& left, const std::wstring& right) const;
 };

@@ -10,9 +10,9 @@ namespace VexaSsl {
 
 namespace Definition = ConfigurationDefinition;
 
-SecureChannelOptions::SecureChannelOptions(ILog& sink, const IConfig& config)
-    : log(sink), requireClientAuthenticationText(
-                     config.getValue(Definition::ConnectionOptions::RequireClientAuthentication)),
+SecureChannelOptions::SecureChannelOptions(ILog& log, const IConfig& config)
+    : log(log), requireClientAuthenticationText(
+                    config.getValue(Definition::ConnectionOptions::RequireClientAuthentication)),
       serverCertificateToSendNameText(
           config.getValue(Definition::ConnectionOptions::ServerCertificateToSendName)),
       clientCertificateToSendNameText(

@@ -1,7 +1,7 @@
-// The security options of one connection as typed fields, checked when a secure connection is set
-// up: a bad value therefore shows on the first connection, not when the program starts.
+// The security options of one connection as typed fields. They are checked for each connection, so
+// an invalid value shows on the first one, not when the program starts.
 //
-// The log is borrowed. After construction nothing here changes by itself: any thread may read.
+// Threads: after construction any thread may read.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -13,12 +13,12 @@
 
 namespace VexaSsl {
 
-// How the own certificate of a connection is picked.
+// How the certificate that a connection sends is chosen.
 enum class CertificateChoice : std::int32_t {
-    FromUserInterface = 0, // the user is asked
-    AnySuitable = 1,       // the store is searched for a suitable one
-    ByName = 2,            // the store is searched for the configured name
-    NoCertificate = 3,     // none is sent
+    FromUserInterface = 0, // by the user
+    AnySuitable = 1,       // any suitable one in the store
+    ByName = 2,            // the configured name in the store
+    NoCertificate = 3,
 };
 
 enum class LibraryInvocationPurpose : std::int32_t {
@@ -29,15 +29,15 @@ enum class LibraryInvocationPurpose : std::int32_t {
 
 class SecureChannelOptions {
 public:
-    // Throws std::out_of_range("invalid configuration") at the first bad option, which is the only
-    // one that the log tells of. No bad value is replaced by a default.
+    // Throws std::out_of_range("invalid configuration") after an Error line for the first invalid
+    // option. No default replaces an invalid value.
     SecureChannelOptions(ILog& log, const IConfig& config);
 
-    // The choice for the role. The user is asked only on a server.
+    // The choice of the given role; FromUserInterface only on a server.
     CertificateChoice certificateChoice(bool isServer) const;
 
 private:
-    // Each gives false, with an Error line, for a bad value.
+    // Each returns false, after an Error line, for an invalid value.
     bool checkRequireClientAuthentication();
     bool checkServerCertificateToSendName();
     bool checkClientCertificateToSendName();
@@ -59,7 +59,7 @@ public:
     std::wstring serverCertificateName;              // or the word Any
     std::wstring clientCertificateName;              // or one of the words Any and None
     std::vector<std::wstring> acceptableClientNames; // in the order of the option's text
-    bool anyClientAcceptable = false;                // acceptableClientNames is then empty
+    bool anyClientAcceptable = false;                // if true, acceptableClientNames is empty
 };
 
 } // namespace VexaSsl

@@ -10,7 +10,7 @@ namespace Definition = ConfigurationDefinition;
 
 namespace {
 
-// The section of the connection, or else the one of the entry Default; empty when there is neither.
+// Returns the section of the connection, or else that of Default, or an empty text.
 std::wstring sectionOfConnection(const ITwoLevelConfig& source, const std::wstring& connection) {
     std::wstring own = source.getValue(Definition::ConnectionsSection, connection);
     if (!own.empty()) {
@@ -22,13 +22,13 @@ std::wstring sectionOfConnection(const ITwoLevelConfig& source, const std::wstri
 
 } // namespace
 
-SslConfig::SslConfig(ILog& sink, const std::wstring& connectionName)
-    : log(sink), options(Definition::DefaultOptions) {
+SslConfig::SslConfig(ILog& log, const std::wstring& connectionName)
+    : log(log), options(Definition::DefaultOptions) {
     options[Definition::InternalOnlyUtilityOptions::ConnectionName] = connectionName;
 }
 
-SslConfig::SslConfig(ILog& sink, const ITwoLevelConfig& source, const std::wstring& connectionName)
-    : SslConfig(sink, connectionName) {
+SslConfig::SslConfig(ILog& log, const ITwoLevelConfig& source, const std::wstring& connectionName)
+    : SslConfig(log, connectionName) {
     if (Definition::ReservedConnectionNames.contains(connectionName)) {
         log.log(Severity::Warning,
                 L"The connection name [" + connectionName +
@@ -42,8 +42,8 @@ SslConfig::SslConfig(ILog& sink, const ITwoLevelConfig& source, const std::wstri
     }
 }
 
-SslConfig::SslConfig(ILog& sink, const IConfig& other)
-    : log(sink), options(Definition::DefaultOptions) {
+SslConfig::SslConfig(ILog& log, const IConfig& other)
+    : log(log), options(Definition::DefaultOptions) {
     for (auto& [name, value] : options) {
         std::wstring given = other.getValue(name);
         if (given.empty()) {
@@ -63,8 +63,8 @@ void SslConfig::setValue(const std::wstring& key, const std::wstring& value) {
     options[key] = value;
 }
 
-// An empty value can't be told from a missing one, so a file can't set an option to nothing. A
-// section that the source doesn't have looks like one with nothing in it.
+// An empty value counts as missing, so a file can't empty an option. A missing section is like an
+// empty one.
 void SslConfig::readSection(const ITwoLevelConfig& source, const std::wstring& sectionName) {
     const std::wstring prefix = sectionName + L".";
     for (auto& [name, value] : options) {

@@ -1,8 +1,7 @@
 // The IConfig of the library: the options of one connection as a flat table of texts, each with a
 // default. Nothing is validated here; StrategyOptions and SecureChannelOptions do that.
 //
-// The log is borrowed and must outlive the object. Threads: getValue may run on several at once,
-// setValue beside nothing else.
+// Threads: getValue on several at once, setValue alone.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -19,17 +18,15 @@ inline constexpr const wchar_t* fallbackNotice = L"Reverting to NO ENCRYPTION";
 
 class SslConfig : public IConfig {
 public:
-    // The defaults with ConnectionName set. Logs nothing.
+    // Has the defaults and the ConnectionName.
     SslConfig(ILog& log, const std::wstring& connectionName);
 
-    // The same, then the options of the section that source's Connections section names for the
-    // connection (or else for Default). A reserved name gives two Warnings and the defaults; no
-    // section named, the defaults; an option missing in the section, its default and a Debug line.
-    // source is needed only during the call.
+    // Reads the section that source's section Connections names for the connection, or else for
+    // Default. A missing option has its default, with a Debug line. Has the defaults if no section
+    // is named, and for a reserved name, after two Warnings. source is used only during the call.
     SslConfig(ILog& log, const ITwoLevelConfig& source, const std::wstring& connectionName);
 
-    // The defaults, then all nine options of other; a Debug line for each that is empty there.
-    // Options under other names are not copied.
+    // Copies the nine options of other, with the default and a Debug line for each that is empty.
     SslConfig(ILog& log, const IConfig& other);
 
     std::wstring getValue(const std::wstring& key) const override;

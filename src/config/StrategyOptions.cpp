@@ -8,8 +8,8 @@ namespace VexaSsl {
 namespace Options = ConfigurationDefinition::ConnectionOptions;
 namespace Values = ConfigurationDefinition::Values;
 
-StrategyOptions::StrategyOptions(ILog& logSink, const IConfig& config)
-    : log(logSink), useEncryptionText(config.getValue(Options::UseEncryption)),
+StrategyOptions::StrategyOptions(ILog& log, const IConfig& config)
+    : log(log), useEncryptionText(config.getValue(Options::UseEncryption)),
       injectLogLayersText(config.getValue(Options::InjectLogLayers)),
       minimumSeverityToLogText(config.getValue(Options::MinimumSeverityToLog)) {
     if (!checkUseEncryption() || !checkInjectLogLayers() || !checkMinimumSeverityToLog()) {

@@ -1,5 +1,4 @@
-// The three options that decide the shape of a stack, as typed fields. It lives for one call of
-// instantiateSocketStrategy; the log is borrowed.
+// The three options that decide which strategies a connection has, as typed fields.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -12,11 +11,11 @@ namespace VexaSsl {
 class StrategyOptions {
 public:
     // Reads all three, then checks them in order. Throws std::out_of_range("invalid configuration")
-    // at the first bad one, which is the only one that the log tells of. Nothing is defaulted here.
-    StrategyOptions(ILog& logSink, const IConfig& config);
+    // after an Error line for the first invalid one. No default replaces an invalid value.
+    StrategyOptions(ILog& log, const IConfig& config);
 
 private:
-    // Each gives false, with an Error line, for a bad value.
+    // Each returns false, after an Error line, for an invalid value.
     bool checkUseEncryption();
     bool checkInjectLogLayers();
     bool checkMinimumSeverityToLog();
@@ -30,7 +29,7 @@ private:
 public:
     bool useEncryption = false;
     bool injectLogLayers = false;
-    bool opportunistic = false; // with useEncryption: only when the host starts it
+    bool opportunistic = false; // with useEncryption: from startOtls on
     Severity minimumSeverity = Severity::Info;
 };
 

@@ -1,4 +1,4 @@
-// The order of the definitions matters: what is built from a constant stands behind it.
+// The order of the definitions matters: a constant precedes what is built from it.
 #include "config/Vocabulary.h"
 #include <string>
 

@@ -8,9 +8,9 @@
 //      has, in SecureChannelOptions if it concerns TLS. OptionChecks has what both share.
 //   3. docs/man/vexassl.ini.5, which a test compares with this file.
 //
-// All of them are made while the library is loaded, in one translation unit: constants first, then
-// the defaults and the sets, which are copies of them. No other object of static lifetime may be
-// built from them, since the order between translation units is open. Read-only: any thread.
+// The constants are built when the library is loaded, in one translation unit, in their order. No
+// other object with static storage may be built from them, since the order between translation
+// units is undefined. Threads: any.
 #pragma once
 
 #include "VexaSsl/ConfigurationDefinition.h" // IWYU pragma: export
@@ -22,17 +22,16 @@ namespace VexaSsl::ConfigurationDefinition {
 
 // Section of the store that maps connection names to the sections with their options.
 extern const std::wstring ConnectionsSection;
-// What the log calls the store, and the parser any file that it reads.
+// The name of the store, and of any file that the parser reads, in log lines.
 extern const std::wstring ConfigurationStoreLabel;
 extern const std::wstring KeyValueDelimiter; // used as a regular expression
 extern const std::wstring NameListDelimiter;
 
 namespace ConnectionsSectionOptions {
-extern const std::wstring Default; // the entry of connections without one of their own
+extern const std::wstring Default; // for connections without an entry
 } // namespace ConnectionsSectionOptions
 
-// The options that a store can set; the two that only a program sets are in
-// InternalOnlyUtilityOptions.
+// The options in a store. InternalOnlyUtilityOptions has the two that only a program sets.
 namespace ConnectionOptions {
 extern const std::wstring UseEncryption;
 extern const std::wstring RequireClientAuthentication;
@@ -52,7 +51,7 @@ extern const std::wstring None;
 extern const std::wstring SecureCommunication;
 extern const std::wstring ListCertificates;
 extern const std::wstring SelectCertificateFromUI;
-// The severities Error and Fatal have no word: a configuration can't silence warnings.
+// Error and Fatal have no word: a configuration can't suppress warnings.
 extern const std::wstring Warning;
 extern const std::wstring Info;
 extern const std::wstring Debug;
@@ -61,8 +60,8 @@ extern const std::wstring Debug;
 namespace Defaults {
 extern const std::wstring UseEncryption;
 extern const std::wstring RequireClientAuthentication;
-extern const std::wstring ServerCertificateToSendName; // a server sends any suitable certificate,
-extern const std::wstring ClientCertificateToSendName; // a client none
+extern const std::wstring ServerCertificateToSendName; // Any
+extern const std::wstring ClientCertificateToSendName; // None
 extern const std::wstring AcceptableClientCertificateToReceiveNames;
 extern const std::wstring MinimumSeverityToLog;
 extern const std::wstring InjectLogLayers;
@@ -74,8 +73,8 @@ extern const std::wstring LibraryInvocationPurpose;
 extern const OptionMap DefaultOptions;
 
 extern const NameSet InternalConnectionNames;  // refused for opportunistic TLS
-extern const NameSet ReservedConnectionNames;  // their settings are not read
-extern const NameSet FileUnreadableOptions;    // a store can't set them
-extern const NameSet SilentlyDefaultedOptions; // no line when a store leaves them out
+extern const NameSet ReservedConnectionNames;  // always have the defaults
+extern const NameSet FileUnreadableOptions;    // ignored in a store
+extern const NameSet SilentlyDefaultedOptions; // no log line if a store lacks them
 
 } // namespace VexaSsl::ConfigurationDefinition

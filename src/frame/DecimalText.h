@@ -1,6 +1,5 @@
-// Numbers in log lines that are made for every connection or every other record: std::to_wstring
-// goes through the formatting of printf, which takes longer than all else that is done with such a
-// line.
+// Fast text with numbers, for the log lines of every connection and every transfer: std::to_wstring
+// uses the formatting of printf, which takes longer than the rest of such a line.
 #pragma once
 
 #include <algorithm>
@@ -34,7 +33,7 @@ private:
     std::size_t size;
 };
 
-// The parts one behind the other, in one piece of memory. Throws std::bad_alloc.
+// Concatenates the parts, with one allocation.
 inline std::wstring joined(std::initializer_list<std::wstring_view> parts) {
     std::size_t size = 0;
     for (const std::wstring_view part : parts) {
@@ -48,7 +47,7 @@ inline std::wstring joined(std::initializer_list<std::wstring_view> parts) {
     return line;
 }
 
-// before, the number in decimal, and after, as one text. Throws std::bad_alloc.
+// Concatenates before, the number in decimal, and after.
 inline std::wstring lineAround(std::wstring_view before, std::integral auto number,
                                std::wstring_view after) {
     return joined({before, DecimalText(number), after});

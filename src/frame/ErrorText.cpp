@@ -14,19 +14,19 @@ namespace {
 using SystemText = OwnedHandle<wchar_t*, platform::LocalFree>;
 
 constexpr DWORD systemTextFlags =
-    FORMAT_MESSAGE_ALLOCATE_BUFFER   // the system sizes the buffer; LocalFree gives it back
-    | FORMAT_MESSAGE_IGNORE_INSERTS  // there are no arguments for a text's placeholders
-    | FORMAT_MESSAGE_FROM_SYSTEM     // the number is the system's, not a module's
-    | FORMAT_MESSAGE_MAX_WIDTH_MASK; // one line, so that a failure is one line of the log
+    FORMAT_MESSAGE_ALLOCATE_BUFFER   // the system allocates; LocalFree frees
+    | FORMAT_MESSAGE_IGNORE_INSERTS  // there are no arguments
+    | FORMAT_MESSAGE_FROM_SYSTEM     // the number is one of the system
+    | FORMAT_MESSAGE_MAX_WIDTH_MASK; // in one line
 
-// The longest host name and its zero.
+// The longest host name and its terminator.
 constexpr DWORD hostNameCapacity = 1025;
 
 } // namespace
 
 std::wstring systemErrorText(DWORD code) {
     wchar_t* buffer = nullptr;
-    // With FORMAT_MESSAGE_ALLOCATE_BUFFER the argument is the address of the pointer to be set.
+    // With FORMAT_MESSAGE_ALLOCATE_BUFFER the argument is the address of a pointer.
     platform::FormatMessageW(systemTextFlags, nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer),
                              0, nullptr);
     const SystemText text(buffer);

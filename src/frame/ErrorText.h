@@ -1,9 +1,7 @@
-// How a failure of a system call reaches the log, and the name of a peer for a log line.
+// Logging of system errors, and the name of a peer.
 //
-// The library's way with a failed call: logSystemError with the call's name and code, then
-// std::runtime_error with a short fixed text. The log has the detail, the exception only the class.
-//
-// No shared state: any thread may call any of them. They throw only when memory runs out.
+// After a system call has failed the library calls logSystemError, then throws std::runtime_error
+// with a short fixed text: the reason is in the log only. Threads: any.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -13,14 +11,14 @@
 
 namespace VexaSsl {
 
-// The system's one-line text for an error number or a security status; empty when it has none.
+// Returns the system's text for an error number or a security status in one line, or an empty text.
 std::wstring systemErrorText(DWORD code);
 
-// Logs "<what> failed with: <code> (<text>)" as an Error. The code is written unsigned.
+// Logs "<what> failed with: <code> (<text>)" at Error. The code is unsigned.
 void logSystemError(ILog& log, const std::wstring& what, DWORD code);
 
-// The host name of a socket address. A failed look-up gives an empty text; see the definition for
-// which failures also give an Error line.
+// Returns the host name of a socket address. If the lookup fails, returns an empty text, after an
+// Error line for some failures; see the definition.
 std::wstring peerHostName(ILog& log, const sockaddr* address, int addressLength);
 
 } // namespace VexaSsl

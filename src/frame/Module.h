@@ -1,19 +1,17 @@
-// The library's record of itself: what it is called, which version it is, and where the loader has
-// put it.
+// The library's record of itself: its name, its version and its handle.
 //
-// Threads: written once, by the entry point under the loader's lock; read by any thread after that.
+// Threads: written once, by the entry point under the loader's lock; then any thread may read.
 #pragma once
 
 #include "ModuleShapes.h" // IWYU pragma: export
 
 namespace VexaSsl {
 
-// The shape is shared with the platform's other modules: the operations' table first, which holds
-// nothing but the destructor, and then these three fields in this order.
+// Its layout is common to the modules of the host's platform: the virtual table, which has only the
+// destructor, then the three fields in this order.
 class Module {
 public:
-    constexpr Module(const wchar_t* moduleName, const wchar_t* moduleVersion)
-        : name(moduleName), version(moduleVersion) {}
+    constexpr Module(const wchar_t* name, const wchar_t* version) : name(name), version(version) {}
     constexpr virtual ~Module() = default;
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
@@ -23,10 +21,10 @@ public:
     HMODULE moduleHandle = nullptr; // null until the entry point stores it
 };
 
-// The one record. It is there before any code of the library runs.
+// Initialised before any code of the library runs.
 extern constinit Module vexaSslModule;
 
-// Whether the record holds the handle.
+// Whether moduleHandle is set.
 extern constinit bool moduleInitialised;
 
 } // namespace VexaSsl

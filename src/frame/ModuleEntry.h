@@ -1,4 +1,4 @@
-// What the loader calls in the library.
+// The library's entry point.
 #pragma once
 
 #include "ModuleShapes.h" // IWYU pragma: export
@@ -6,15 +6,14 @@
 
 namespace VexaSsl {
 
-// The entry point. At the attachment of the process it keeps the instance handle, the first one
-// only, and asks for no notices of threads that come and go; other reasons are nothing to it.
-// Result: always 1, the library can always be loaded.
+// Called by the loader. When the process attaches, stores the first instance handle and disables
+// thread notifications; ignores other reasons. Always returns 1.
 //
-// Runs under the loader's lock, after the library's constants have been made.
+// Runs under the loader's lock, after the library's constants have been built.
 extern "C" VEXASSL_API BOOL DllMain(HINSTANCE instance, DWORD reason, void* reserved);
 
-// The same for callers inside the library, who would meet another library's entry point by the
-// exported name where the loader joins equal names.
+// The same for callers inside the library: on Linux the exported name may lead to the entry point
+// of another library.
 BOOL enterModule(HINSTANCE instance, DWORD reason);
 
 } // namespace VexaSsl

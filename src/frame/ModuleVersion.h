@@ -1,6 +1,5 @@
-// The library's name and version, for C++ and for the resource compiler alike, which is why these
-// are macros. The first three numbers also stand in the name of an exported function: whoever
-// changes one of them renames that function too.
+// The library's name and version; macros, since the resource compiler reads them too. The first
+// three numbers are also part of the name of an exported function, moduleVersion_VexaSsl_22_0_3.
 #pragma once
 
 #define VEXASSL_MAJOR 22
@@ -13,5 +12,5 @@
 #define VEXASSL_PRODUCT "VEXA"
 #define VEXASSL_DESCRIPTION "VEXA SSL library"
 
-// The language and code page that the texts of the version record are filed under.
+// The language and code page of the texts in the version record.
 #define VEXASSL_TRANSLATION "040904E4"

@@ -1,13 +1,12 @@
-// The one owner of a foreign handle: a value and the function that gives it back. Certificate
-// contexts, stores and credential handles are held by it, so no class writes moves of its own.
+// The owner of a system handle: a value and the function that releases it.
 //
 //     using CertificateHandle = OwnedHandle<PCCERT_CONTEXT, platform::CertFreeCertificateContext>;
 //     using ErrorTextMemory = OwnedHandle<wchar_t*, [](wchar_t* text) { ... }>;
 //
-// release takes a Value or a Value&; its result is ignored and it must not throw. It is called
-// exactly once for each value owned, never for an empty owner; a null pointer makes an empty owner.
+// releaseValue takes a Value or a Value&; its result is ignored and it must not throw. It is called
+// once for each owned value. A null pointer makes an empty owner.
 //
-// Threads: as safe as a plain Value; keep changes apart from everything else.
+// Threads: as safe as a plain Value.
 #pragma once
 
 #include <type_traits>
@@ -19,13 +18,12 @@ template <typename Value, auto releaseValue>
 class OwnedHandle {
 public:
     OwnedHandle() noexcept = default; // owns nothing
-    // Takes over value; nobody else may release it from now on.
-    explicit OwnedHandle(Value taken) noexcept : value(taken), owned(isHandle(taken)) {}
+    explicit OwnedHandle(Value value) noexcept : value(value), owned(isHandle(value)) {}
     ~OwnedHandle() { reset(); }
 
     OwnedHandle(OwnedHandle&& other) noexcept
         : value(std::exchange(other.value, Value{})), owned(std::exchange(other.owned, false)) {}
-    // Releases what it owned before. Assigning an owner to itself changes nothing.
+    // Releases the value owned before, except in self-assignment.
     OwnedHandle& operator=(OwnedHandle&& other) noexcept {
         OwnedHandle incoming(std::move(other));
         std::swap(value, incoming.value);
@@ -37,19 +35,18 @@ public:
 
     explicit operator bool() const noexcept { return owned; }
 
-    // The value, still owned here; Value{} in an empty owner.
+    // The value, which stays owned; Value{} if empty.
     const Value& get() const noexcept { return value; }
-    // For foreign calls that take a handle by address and may change it. It mustn't be released
-    // through this.
+    // For calls that take a handle by address and may change it, but not release it.
     Value* address() noexcept { return &value; }
 
-    // Hands the value to the caller, who releases it; the owner is empty afterwards.
+    // Returns the value, which the caller releases; the owner is then empty.
     [[nodiscard]] Value take() noexcept {
         owned = false;
         return std::exchange(value, Value{});
     }
 
-    // Releases the value now, if there is one.
+    // Releases the value, if there is one.
     void reset() noexcept {
         if (!std::exchange(owned, false)) {
             return;

@@ -1,7 +1,6 @@
-// The one function behind every abstract slot of the library's interfaces, in the place of the
-// runtime's. It stands alone in this file on purpose: where the compiler sees it beside a table of
-// operations it takes calls through that table for calls that never return, and optimises the
-// catching of the exception away.
+// The handler of calls to pure virtual functions, instead of the runtime's. Alone in its file: if
+// the compiler sees it together with a virtual table, it assumes that calls through the table don't
+// return and removes the handlers of the exception.
 #include "VexaSsl/KelException.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -9,11 +8,10 @@ namespace {
 
 using DumpProcess = int (*)(int);
 
-// The argument is handed on to the dump library, which alone knows its meaning.
-constexpr int dumpArgument = 2;
+constexpr int dumpArgument = 2; // defined by the dump library
 
-// The dump library stays loaded: whoever looks at the process afterwards may need it.
-void leaveEvidence() {
+// The dump library stays loaded, for a debugger.
+void writeProcessDump() {
     const auto library = VexaSsl::platform::LoadLibraryA("kelmo");
     if (library == nullptr) {
         return;
@@ -27,12 +25,12 @@ void leaveEvidence() {
 
 } // namespace
 
-// The name by which the compiler's tables reach it.
+// The name that the compiler's virtual tables refer to.
 #if defined(_MSC_VER)
 extern "C" int _purecall() {
 #else
 extern "C" void __cxa_pure_virtual() {
 #endif
-    leaveEvidence();
+    writeProcessDump();
     throw VexaSsl::KelException(1, 7);
 }

@@ -9,9 +9,9 @@ namespace VexaSsl {
 namespace {
 
 constexpr DWORD narrowingFlags =
-    WC_NO_BEST_FIT_CHARS // a look-alike must not stand for a character that can't be expressed
+    WC_NO_BEST_FIT_CHARS // no similar character instead of one that the code page lacks
     | WC_COMPOSITECHECK  // a letter and its combining accent become one character
-    | WC_DEFAULTCHAR;    // and where there is none, the code page's default character
+    | WC_DEFAULTCHAR;    // or else the default character of the code page
 
 } // namespace
 

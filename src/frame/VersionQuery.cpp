@@ -1,4 +1,5 @@
-// DllGetVersion: the numbers built in, then those of the version record in the library's own file.
+// DllGetVersion: the built-in numbers, replaced by those of the version record in the library's
+// file.
 #include "frame/Module.h"
 #include "frame/ModuleVersion.h"
 #include "platform/contract/WindowsBase.h"
@@ -14,7 +15,7 @@ namespace VexaSsl {
 
 namespace {
 
-// The structure without what later versions of it have added.
+// Without the fields of later versions of the structure.
 constexpr DWORD smallestInfo = 20;
 static_assert(sizeof(DLLVERSIONINFO) == smallestInfo);
 

@@ -14,28 +14,28 @@ namespace VexaSsl {
 
 namespace {
 
-// A longer path arrives cut and is used as it is: the file then lies wherever that path leads.
+// A longer path is cut and used as it is.
 constexpr DWORD pathCapacity = 260;
 
 std::filesystem::path logFilePath() {
-    // One unit more than the system may fill, so that a path that was cut ends as well.
+    // One unit more than the system may fill, so that a cut path is terminated.
     std::array<wchar_t, pathCapacity + 1> executable{};
     platform::GetModuleFileNameW(nullptr, executable.data(), pathCapacity);
     return std::filesystem::path(executable.data()).replace_extension(L".log");
 }
 
-// Existing lines stay, and several processes of one executable share the file.
+// Appends: several processes of one executable share the file.
 void openLogFile(std::wfstream& stream) {
     try {
         platform::openTextFile(stream, logFilePath(), std::ios_base::out | std::ios_base::app);
     } catch (const std::system_error&) {
-        // The path, cut perhaps, is no file name here. That counts as a file that can't be opened.
+        // The path, perhaps cut, is not a valid file name: treated as a file that can't be opened.
         stream.setstate(std::ios_base::failbit);
     }
 }
 
-// Whatever its exception mask says, a stream throws here when characters that it couldn't convert
-// are still waiting to be written.
+// Throws, whatever the stream's exception mask, if characters that couldn't be converted are still
+// buffered.
 void closeLogFile(std::wfstream& stream) {
     try {
         stream.close();
@@ -44,7 +44,7 @@ void closeLogFile(std::wfstream& stream) {
     }
 }
 
-// A severity of a host's own invention has no tag; its line starts with the blank.
+// A severity outside the enumeration has no tag; its line starts with the space.
 const wchar_t* tagOf(Severity severity) {
     switch (severity) {
     case Severity::Debug:
@@ -92,13 +92,13 @@ bool SslLog::shouldLog(Severity severity) const {
     return severity >= minimumSeverity;
 }
 
-// A character that the file's conversion can't express fails the file stream for good: this line
-// and all later ones are missing there. The console goes on.
+// A character that the file's conversion can't express fails the file stream permanently: this line
+// and all later ones are missing in the file, but not on the console.
 void SslLog::writeLine(Severity severity, const std::wstring& text) {
     const std::wstring line = tagOf(severity) + (L" " + text);
     *stream << line << std::endl;
-    // An earlier line may have failed the console, and so may the host: that must not silence it
-    // for ever. (A host that unties wcout from stdio gets the file's behaviour there too.)
+    // An earlier line or the host may have failed the console stream; that must not silence it
+    // permanently.
     std::wcout.clear();
     std::wcout << line << std::endl;
     if (severity >= Severity::Warning) {

@@ -1,5 +1,4 @@
-// The one place that turns a configuration into a stack of strategies. What is decided here holds
-// for the stack's whole life.
+// Builds the stack of strategies that a configuration asks for.
 #include "VexaSsl/VexaSsl.h"
 #include "config/StrategyOptions.h"
 #include "secure/SecureSocketStrategy.h"
@@ -14,9 +13,9 @@ namespace VexaSsl {
 
 namespace {
 
-// Directly above the sockets: what goes over the wire, encrypted or not.
+// Directly above the sockets, encrypted or not.
 constexpr const wchar_t* wireLabel = L"Encryption Layer";
-// Above an encrypting strategy: what the host sends and receives.
+// Above an encrypting strategy.
 constexpr const wchar_t* hostLabel = L"Application Layer";
 
 std::unique_ptr<ISocketStrategy> logged(ILog& log, std::unique_ptr<ISocketStrategy> stack,
@@ -36,13 +35,13 @@ std::unique_ptr<ISocketStrategy> secured(ILog& log, const IConfig& config, bool 
 
 std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log, const IConfig& config) {
     const StrategyOptions options(log, config);
-    log.setMinimumSeverity(options.minimumSeverity); // stays, whatever happens below
+    log.setMinimumSeverity(options.minimumSeverity); // stays if the rest fails
     std::unique_ptr<ISocketStrategy> stack = std::make_unique<UnsecureSocketStrategy>(log);
     if (options.injectLogLayers) {
         stack = logged(log, std::move(stack), wireLabel);
     }
     if (!options.useEncryption) {
-        return stack; // works on a machine without the security package, too
+        return stack; // also on a system without the security package
     }
     stack = secured(log, config, options.opportunistic, std::move(stack));
     return options.injectLogLayers ? logged(log, std::move(stack), hostLabel) : std::move(stack);

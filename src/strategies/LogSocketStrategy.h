@@ -1,15 +1,14 @@
-// A layer that tells what passes at its height of the stack and changes none of it: one Debug line
-// for each transfer with the socket and the number of bytes. Never content, results or errors.
+// A layer that writes one Debug line for each transfer, with the socket and the number of bytes,
+// and forwards everything to the strategy below, which it owns. It never logs content, results or
+// errors.
 //
-// The lines tell what was asked for: recv the size of the buffer offered, send the size of the
-// data, and a completed receive the count that the completion brought to this layer, which above an
-// encrypting strategy counts encrypted bytes.
+// The sizes are those given by the caller: for recv that of the buffer, for a completed receive the
+// count on entry, which above an encrypting strategy is the number of encrypted bytes.
 //
-// The layer handles no failure: when memory runs out while a line is made, the process ends.
+// If memory runs out for a line, the process ends.
 //
 // Threads: send, recv and WSASend are as safe as the log and the strategy below; WSARecv and
-// completeWSARecv share the remembered socket and must be kept apart.
-// Ownership: the log is borrowed, the strategy below owned.
+// completeWSARecv not at the same time.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -26,7 +25,7 @@ public:
     LogSocketStrategy(ILog& log, std::unique_ptr<ISocketStrategy> underlyingStrategy,
                       const std::wstring& label);
 
-    // The layer's neighbour, for administration.
+    // For administration.
     ISocketStrategy& below() const noexcept { return *underlyingStrategy; }
 
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
@@ -61,7 +60,7 @@ private:
     ILog& log;
     std::unique_ptr<ISocketStrategy> underlyingStrategy; // never null
     std::wstring label;
-    SOCKET receiveSocket = INVALID_SOCKET; // of the latest WSARecv
+    SOCKET receiveSocket = INVALID_SOCKET; // of the last WSARecv
 };
 
 } // namespace VexaSsl

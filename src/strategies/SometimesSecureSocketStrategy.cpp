@@ -11,10 +11,10 @@
 namespace VexaSsl {
 
 SometimesSecureSocketStrategy::SometimesSecureSocketStrategy(
-    ILog& logSink, const IConfig& configuration, std::unique_ptr<ISocketStrategy> underlying)
-    : SecureSocketStrategy(logSink, configuration, std::move(underlying)) {
+    ILog& log, const IConfig& config, std::unique_ptr<ISocketStrategy> underlyingStrategy)
+    : SecureSocketStrategy(log, config, std::move(underlyingStrategy)) {
     const std::wstring connectionName =
-        configuration.getValue(ConfigurationDefinition::InternalOnlyUtilityOptions::ConnectionName);
+        config.getValue(ConfigurationDefinition::InternalOnlyUtilityOptions::ConnectionName);
     if (ConfigurationDefinition::InternalConnectionNames.contains(connectionName)) {
         log.log(Severity::Error,
                 L"Internal connection name [" + connectionName + L"] does not support OTLS");
@@ -94,7 +94,7 @@ BOOL SometimesSecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptS
     const BOOL result = underlyingStrategy->AcceptEx(
         listenSocket, acceptSocket, outputBuffer, receiveDataLength, localAddressLength,
         remoteAddressLength, bytesReceived, overlapped);
-    // A pending accept can't be noted later, since completeAcceptEx passes through: a server with
+    // A pending accept can't be stored later, since completeAcceptEx passes through: a server with
     // pending accepts can't use opportunistic TLS.
     if (result == TRUE) {
         socket = acceptSocket;

@@ -1,14 +1,12 @@
-// A connection that begins in the clear and turns into a TLS connection when the host says so,
-// through IOtlsProvider. Until then data passes through; from then on the data operations are those
-// of SecureSocketStrategy.
+// Opportunistic TLS: data passes in the clear until the host calls startOtls, and from then on the
+// data operations are those of SecureSocketStrategy.
 //
-// None of the connecting operations runs a handshake here: they note the socket and the role that
-// startOtls will use. Name look-up and select are those of SecureSocketStrategy in every state.
-// select needs a record as soon as its read set holds the connection's socket and doesn't test for
-// one, so a host must not call it like that before startOtls has succeeded.
+// The connecting operations run no handshake: they store the socket and the role for startOtls.
+// Name resolution and select are those of SecureSocketStrategy in every state. select needs a
+// record if its read set contains the connection's socket and doesn't check for one, so a host must
+// not call it like that before startOtls has succeeded.
 //
-// Threads: while startOtls runs nothing else may, and no receive may be pending. Otherwise as
-// SecureSocketStrategy.
+// Threads: as SecureSocketStrategy; nothing else while startOtls runs, and no receive pending.
 #pragma once
 
 #include "VexaSsl/IOtlsProvider.h"
@@ -20,14 +18,14 @@ namespace VexaSsl {
 
 class SometimesSecureSocketStrategy : public SecureSocketStrategy, public IOtlsProvider {
 public:
-    // Throws std::out_of_range("invalid configuration"), after an Error line, for one of the
-    // built-in connection names: only a connection that the host has named itself can do this.
-    SometimesSecureSocketStrategy(ILog& logSink, const IConfig& configuration,
-                                  std::unique_ptr<ISocketStrategy> underlying);
+    // Throws std::out_of_range("invalid configuration"), after an Error line, if the connection has
+    // a built-in name.
+    SometimesSecureSocketStrategy(ILog& log, const IConfig& config,
+                                  std::unique_ptr<ISocketStrategy> underlyingStrategy);
 
     int startOtls() noexcept override;
-    // Back to the clear: drops the record without a word to the peer. Result: 0. Nothing in the
-    // library calls it.
+    // Returns to the clear and drops the record; the peer is not notified. Returns 0. The library
+    // doesn't call it.
     int stopOtls() noexcept;
 
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
@@ -51,12 +49,12 @@ public:
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 
 private:
-    // What a connecting operation leaves behind for startOtls.
+    // Store the socket and the role for startOtls and return the result of the operation.
     SOCKET noteAccepted(SOCKET accepted);
     int noteConnected(SOCKET connected, int result);
 
-    bool encrypting = false; // a record stands and the data operations go through it
-    bool isServer = false;   // the role of the handshake to come
+    bool encrypting = false; // the data operations use the record
+    bool isServer = false;   // the role in the next handshake
 };
 
 } // namespace VexaSsl

@@ -4,7 +4,7 @@
 
 namespace VexaSsl {
 
-UnsecureSocketStrategy::UnsecureSocketStrategy(ILog& logSink) : log(logSink) {}
+UnsecureSocketStrategy::UnsecureSocketStrategy(ILog& log) : log(log) {}
 
 int UnsecureSocketStrategy::send(SOCKET s, const char* buf, int len, int flags) noexcept {
     return platform::send(s, buf, len, flags);

@@ -1,9 +1,7 @@
-// The bottom of every stack: each operation is the system's own, with all arguments as they came
-// and nothing before or behind it, so the last error is the system's too. Only the two completion
-// operations call nothing: there is nothing to do for a plain socket.
+// The bottom of every stack: each operation is that of the system, with the same arguments, result
+// and last error. The two completion operations do nothing.
 //
-// Threads: no state, so whatever the system allows for the socket. The log is borrowed and not
-// used.
+// Threads: stateless, so whatever the system allows for the socket.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -13,7 +11,7 @@ namespace VexaSsl {
 
 class UnsecureSocketStrategy : public ISocketStrategy {
 public:
-    explicit UnsecureSocketStrategy(ILog& logSink);
+    explicit UnsecureSocketStrategy(ILog& log);
 
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override;
     int recv(SOCKET s, char* buf, int len, int flags) noexcept override;

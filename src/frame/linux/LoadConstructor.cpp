@@ -1,5 +1,5 @@
-// Calls the entry point where the loader doesn't know of one: when the shared object is loaded.
-// Notices of threads and of the end aren't imitated, since the entry point ignores them.
+// Calls the entry point when the shared object is loaded. It ignores other notifications, which are
+// therefore not imitated.
 #include "frame/Module.h"
 #include "frame/ModuleEntry.h"
 
@@ -10,8 +10,8 @@ namespace VexaSsl {
 
 namespace {
 
-// The loader's handle of the object that this code lies in. It counts as no use of the object,
-// which can be unloaded all the same. Null when the loader doesn't tell.
+// Returns the loader's handle of this shared object, or null. The handle doesn't keep the object
+// loaded.
 HMODULE ownHandle() {
     Dl_info place{};
     link_map* object = nullptr;
@@ -25,7 +25,7 @@ HMODULE ownHandle() {
     return handle;
 }
 
-[[gnu::constructor]] void announceProcess() {
+[[gnu::constructor]] void callEntryPoint() {
     enterModule(ownHandle(), DLL_PROCESS_ATTACH);
 }
 

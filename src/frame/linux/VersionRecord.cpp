@@ -1,6 +1,6 @@
-// The version record of the shared object: what the version resource is on Windows, with the same
-// keys and the same numbers, the kind of system and of file included, so that one tool can compare
-// both. Nothing in the process reads it; DllGetVersion reads it from the file.
+// The version record of the shared object, with the keys and numbers of the version resource on
+// Windows, those of the system and file type included, so that one tool can compare both.
+// DllGetVersion reads it from the file.
 #include "VersionRecord.h"
 
 #include "frame/ModuleVersion.h"
@@ -9,7 +9,7 @@ namespace VexaSsl {
 
 namespace {
 
-// The end of the last value is the end of the literal.
+// The last value ends with the literal.
 #define VEXASSL_VERSION_TEXTS                                                                      \
     "Build Type\0" VEXASSL_PLATFORM_TAG "-ansi release build\0"                                    \
     "FileDescription\0" VEXASSL_DESCRIPTION "\0"                                                   \

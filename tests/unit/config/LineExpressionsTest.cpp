@@ -17,7 +17,7 @@ namespace {
 
 using LineExpressions::findKeyAndValue;
 using LineExpressions::findSectionName;
-using LineExpressions::isBlank;
+using LineExpressions::isEmpty;
 using LineExpressions::isSectionHeader;
 
 using Check = std::function<void(const std::wstring&)>;
@@ -90,9 +90,9 @@ TEST(LineExpressions, keyAndValueAreTheExpressionsGroups) {
 TEST(LineExpressions, blankIsTheExpressionMatchedAndSearchedFor) {
     const std::wregex expression(L"$[\\s]*^");
     checkLines(L" \ta\n\r", [&expression](const std::wstring& line) {
-        ASSERT_EQ(isBlank(line), std::regex_match(line, expression))
+        ASSERT_EQ(isEmpty(line), std::regex_match(line, expression))
             << testing::PrintToString(line);
-        ASSERT_EQ(isBlank(line), std::regex_search(line, expression))
+        ASSERT_EQ(isEmpty(line), std::regex_search(line, expression))
             << testing::PrintToString(line);
     });
 }
@@ -141,7 +141,7 @@ TEST(LineExpressions, lineOf20000LineTerminatorsMatchesNothing) {
         EXPECT_FALSE(isSectionHeader(line));
         EXPECT_FALSE(findSectionName(line));
         EXPECT_FALSE(findKeyAndValue(line));
-        EXPECT_FALSE(isBlank(line));
+        EXPECT_FALSE(isEmpty(line));
     });
 }
 
