@@ -1,8 +1,8 @@
 // Sends and receives handshake tokens through the strategy below, as TLS bytes without framing of
 // our own, so that a log layer below sees the handshake too.
 //
-// Both functions block and need a blocking socket. On every failure they log the reason and throw
-// std::runtime_error with the text given.
+// Both functions block and need a blocking socket. A failure is logged, then thrown as
+// std::runtime_error.
 #pragma once
 
 #include "platform/contract/SecuritySupport.h"

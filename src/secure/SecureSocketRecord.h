@@ -74,7 +74,7 @@ public:
     // partial record kept, or a failure, after which cipherBytes is empty.
     SECURITY_STATUS decryptAvailable(DWORD wanted, DWORD& gained);
 
-    // Moves up to length bytes from the front of plainBytes to buffer and returns their number.
+    // Moves at most length bytes from plainBytes to buffer. Returns their number.
     DWORD consumePlain(char* buffer, DWORD length);
 
     // Delivers held bytes, decrypting no more records than needed. With peek the bytes stay in
@@ -104,7 +104,7 @@ public:
 private:
     // Takes one output buffer of DecryptMessage; end is the end of the input.
     void takeDecrypted(const SecBuffer& buffer, const char* end);
-    // Copies up to length bytes from the front of plainBytes and returns their number.
+    // Copies at most length bytes of plainBytes to buffer. Returns their number.
     DWORD copyPlain(char* buffer, DWORD length) const;
 };
 
