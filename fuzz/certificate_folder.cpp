@@ -19,8 +19,8 @@ namespace {
 using namespace VexaSsl;
 using fuzz::require;
 
-openssl::FileText fileOf(std::string_view content) {
-    openssl::FileText file;
+openssl::FileContents fileOf(std::string_view content) {
+    openssl::FileContents file;
     file.outcome = openssl::FileOutcome::read;
     file.bytes = openssl::SecretBytes(content.size());
     if (!content.empty()) {
@@ -70,8 +70,8 @@ void inspect(const std::vector<openssl::CertificatePointer>& entries) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::size_t kind = input.byte() % 3;
-    const openssl::FileText beside = fileOf(input.take(input.number()));
-    const openssl::FileText file = fileOf(input.rest());
+    const openssl::FileContents beside = fileOf(input.take(input.number()));
+    const openssl::FileContents file = fileOf(input.rest());
     const openssl::ParsedFile parsed = kind == 0   ? openssl::parsePersonalFile(file, beside)
                                        : kind == 1 ? openssl::parsePkcs12File(file, beside)
                                                    : openssl::parseAnchorFile(file);

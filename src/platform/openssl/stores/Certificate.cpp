@@ -9,7 +9,7 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// i2d functions give the size without a buffer and write into one that they advance.
+// i2d functions return the size when called without a buffer, and advance the pointer to one.
 template <class T, class Encode>
 std::vector<BYTE> derOf(T* object, Encode encode) {
     const int size = encode(object, nullptr);
@@ -17,12 +17,12 @@ std::vector<BYTE> derOf(T* object, Encode encode) {
         throw std::bad_alloc();
     }
     std::vector<BYTE> bytes(static_cast<std::size_t>(size));
-    unsigned char* at = bytes.data();
-    encode(object, &at);
+    unsigned char* end = bytes.data();
+    encode(object, &end);
     return bytes;
 }
 
-// A time that can't be read becomes 0.
+// A time that can't be decoded becomes 0.
 FILETIME fileTimeOfAsn1(const ASN1_TIME* time) {
     std::tm parts{};
     return ASN1_TIME_to_tm(time, &parts) == 1 ? fileTimeOf(timegm(&parts)) : FILETIME{};
@@ -30,14 +30,14 @@ FILETIME fileTimeOfAsn1(const ASN1_TIME* time) {
 
 } // namespace
 
-Certificate::Certificate(X509Pointer given, Companions with)
-    : certificate(std::move(given)), companions(std::move(with)) {
+Certificate::Certificate(X509Pointer certificate, KeyAndChain keyAndChain)
+    : certificate(std::move(certificate)), keyAndChain(std::move(keyAndChain)) {
     const ErrorQueueGuard errors;
-    X509* x = certificate.get();
-    // Decodes the extensions now, on one thread, instead of at the first use on any.
+    X509* const x = this->certificate.get();
+    // Makes OpenSSL decode and cache the extensions before other threads use the certificate.
     X509_check_purpose(x, -1, 0);
-    for (const X509Pointer& helper : companions.helpers) {
-        helperList.push_back(helper.get());
+    for (const X509Pointer& extra : this->keyAndChain.extraCertificates) {
+        extraList.push_back(extra.get());
     }
     der = derOf(x, i2d_X509);
     serialNumber = derOf(X509_get0_serialNumber(x), i2d_ASN1_INTEGER);

@@ -1,5 +1,5 @@
-// One certificate with what was found beside it. Immutable once made, so any thread may read it;
-// held through shared_ptr by the caches and by every context that shows it.
+// A certificate with its private key and the other certificates of its file or its chain.
+// Immutable: any thread. Shared by the caches and the contexts.
 #pragma once
 
 #include "platform/openssl/stores/CertificateObject.h"
@@ -10,27 +10,26 @@
 
 namespace VexaSsl::openssl {
 
-// What accompanies a certificate: its key and the certificates that travel with it.
-struct Companions {
+struct KeyAndChain {
     KeyState keyState = KeyState::absent;
-    KeyPointer key; // null unless the state is present
-    std::vector<X509Pointer> helpers;
+    KeyPointer key;                             // null unless the state is present
+    std::vector<X509Pointer> extraCertificates; // to be sent with the certificate
 };
 
 class Certificate {
 public:
-    // Throws std::bad_alloc, also when the certificate can't be encoded again.
-    Certificate(X509Pointer certificate, Companions companions);
+    // Throws std::bad_alloc, also when OpenSSL can't encode the certificate.
+    Certificate(X509Pointer certificate, KeyAndChain keyAndChain);
     Certificate(const Certificate&) = delete;
     Certificate& operator=(const Certificate&) = delete;
 
     X509* x509() const noexcept { return certificate.get(); }
-    KeyState keyState() const noexcept { return companions.keyState; }
-    EVP_PKEY* key() const noexcept { return companions.key.get(); }
-    const std::vector<X509*>& helpers() const noexcept { return helperList; }
+    KeyState keyState() const noexcept { return keyAndChain.keyState; }
+    EVP_PKEY* key() const noexcept { return keyAndChain.key.get(); }
+    const std::vector<X509*>& extraCertificates() const noexcept { return extraList; }
 
-    // The encoding and decoded parts for a CERT_CONTEXT; they live as long as this object. Windows'
-    // structures have no const members, nobody writes through them.
+    // The encoding and the decoded parts for a CERT_CONTEXT; they live as long as this object. They
+    // are never written through, although the Windows structures have no const members.
     CRYPTOAPI_BLOB encoded() const noexcept { return blobOf(der); }
     CERT_INFO* info() const noexcept { return &certificateInfo; }
 
@@ -39,8 +38,8 @@ private:
     static CRYPTOAPI_BLOB blobOf(const Bytes& bytes) noexcept;
 
     X509Pointer certificate;
-    Companions companions;
-    std::vector<X509*> helperList; // of companions.helpers
+    KeyAndChain keyAndChain;
+    std::vector<X509*> extraList; // of keyAndChain.extraCertificates
     Bytes der, serialNumber, issuer, subject;
     mutable CERT_INFO certificateInfo;
 };

@@ -1,7 +1,7 @@
 #include "platform/openssl/stores/CertificateFile.h"
 
 #include "platform/openssl/stores/PemBlocks.h"
-#include "platform/openssl/stores/Pkcs12Effort.h"
+#include "platform/openssl/stores/Pkcs12Limits.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -16,18 +16,18 @@ namespace {
 
 CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates, std::size_t position,
                              KeyState state, KeyPointer key) {
-    Companions companions{state, std::move(key), {}};
+    KeyAndChain keyAndChain{state, std::move(key), {}};
     for (std::size_t i = 0; i < certificates.size(); ++i) {
         if (i != position) {
-            companions.helpers.push_back(sharedReference(certificates[i].get()));
+            keyAndChain.extraCertificates.push_back(sharedReference(certificates[i].get()));
         }
     }
     return std::make_shared<const Certificate>(sharedReference(certificates[position].get()),
-                                               std::move(companions));
+                                               std::move(keyAndChain));
 }
 
-// Takes the first of keys that belongs to certificate out of them. Null if there is none.
-KeyPointer takeKeyOf(X509* certificate, std::vector<KeyPointer>& keys) {
+// Removes the first key that matches the certificate from keys and returns it; null when none does.
+KeyPointer takeMatchingKey(X509* certificate, std::vector<KeyPointer>& keys) {
     const auto found = std::find_if(keys.begin(), keys.end(), [certificate](const auto& key) {
         return X509_check_private_key(certificate, key.get()) == 1;
     });
@@ -39,15 +39,15 @@ KeyPointer takeKeyOf(X509* certificate, std::vector<KeyPointer>& keys) {
     return key;
 }
 
-ParsedFile entriesOf(const std::vector<X509Pointer>& certificates, std::vector<KeyPointer>& keys,
-                     bool keyIsClosed) {
+ParsedFile parsedEntries(const std::vector<X509Pointer>& certificates,
+                         std::vector<KeyPointer>& keys, bool hasUnreadableKey) {
     ParsedFile parsed;
     for (std::size_t i = 0; i < certificates.size(); ++i) {
-        if (KeyPointer key = takeKeyOf(certificates[i].get(), keys)) {
+        if (KeyPointer key = takeMatchingKey(certificates[i].get(), keys)) {
             parsed.entries.push_back(makeEntry(certificates, i, KeyState::present, std::move(key)));
         }
     }
-    if (parsed.entries.empty() && keyIsClosed && !certificates.empty()) {
+    if (parsed.entries.empty() && hasUnreadableKey && !certificates.empty()) {
         parsed.entries.push_back(makeEntry(certificates, 0, KeyState::unreadable, nullptr));
     }
     return parsed;
@@ -55,16 +55,16 @@ ParsedFile entriesOf(const std::vector<X509Pointer>& certificates, std::vector<K
 
 using Fault = platform::CertificateFileFault;
 
-ParsedFile nothing(const FileText& file, Fault fault) {
+ParsedFile unusedFile(const FileContents& file, Fault fault) {
     return {{}, {}, platform::UnusedCertificateFile{file.path, fault}};
 }
 
-// A key file is there and this account can't open it now.
-bool isClosed(FileOutcome outcome) {
+// Returns whether a key file exists that this account can't read now.
+bool isUnreadable(FileOutcome outcome) {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
 }
 
-// The first line of a password file; overwritten when it goes, however that comes about.
+// The first line of a password file, overwritten before it is freed.
 class Password {
 public:
     explicit Password(std::string_view file) : line(file.substr(0, file.find_first_of("\r\n"))) {}
@@ -100,70 +100,70 @@ platform::CertificateFileFault faultOf(FileOutcome outcome) noexcept {
     return Fault::Unavailable;
 }
 
-ParsedFile parsePersonalFile(const FileText& file, const FileText& keyFile) {
+ParsedFile parsePersonalFile(const FileContents& file, const FileContents& keyFile) {
     const ErrorQueueGuard errors;
     if (file.outcome != FileOutcome::read) {
-        return nothing(file, faultOf(file.outcome));
+        return unusedFile(file, faultOf(file.outcome));
     }
     PemContent content = readPemBlocks(file.bytes.text());
-    if (content.broken) {
-        return nothing(file, Fault::Damaged);
+    if (content.isDamaged) {
+        return unusedFile(file, Fault::Damaged);
     }
     if (content.certificates.empty()) {
-        return nothing(file, Fault::NoCertificate);
+        return unusedFile(file, Fault::NoCertificate);
     }
-    if (content.keys.empty() && !content.keyIsClosed) {
-        PemContent beside = readPemBlocks(keyFile.bytes.text());
-        content.keys = std::move(beside.keys);
-        content.keyIsClosed = beside.keyIsClosed || isClosed(keyFile.outcome);
+    if (content.keys.empty() && !content.hasUnreadableKey) {
+        PemContent keyContent = readPemBlocks(keyFile.bytes.text());
+        content.keys = std::move(keyContent.keys);
+        content.hasUnreadableKey = keyContent.hasUnreadableKey || isUnreadable(keyFile.outcome);
     }
-    ParsedFile parsed = entriesOf(content.certificates, content.keys, content.keyIsClosed);
+    ParsedFile parsed = parsedEntries(content.certificates, content.keys, content.hasUnreadableKey);
     if (parsed.entries.empty()) {
-        return nothing(file, content.keys.empty() ? Fault::NoKey : Fault::ForeignKey);
+        return unusedFile(file, content.keys.empty() ? Fault::NoKey : Fault::ForeignKey);
     }
     return parsed;
 }
 
-ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile) {
+ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwordFile) {
     const ErrorQueueGuard errors;
     if (file.outcome != FileOutcome::read) {
-        return nothing(file, faultOf(file.outcome));
+        return unusedFile(file, faultOf(file.outcome));
     }
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
     const Password password(passwordFile.bytes.text());
-    if (!pkcs12 || !hasBearableIterations(pkcs12.get(), password.text())) {
-        return nothing(file, Fault::Damaged);
+    if (!pkcs12 || !iterationsWithinLimit(pkcs12.get(), password.text())) {
+        return unusedFile(file, Fault::Damaged);
     }
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
-    STACK_OF(X509)* others = nullptr;
-    const int opened =
-        PKCS12_parse(pkcs12.get(), password.text().c_str(), &key, &certificate, &others);
+    STACK_OF(X509)* chain = nullptr;
+    const int parsed =
+        PKCS12_parse(pkcs12.get(), password.text().c_str(), &key, &certificate, &chain);
     std::vector<KeyPointer> keys;
     keys.emplace_back(key);
     std::vector<X509Pointer> certificates;
     certificates.emplace_back(certificate);
-    const CertificateStack stack(others);
-    if (opened != 1) {
-        return nothing(file, Fault::WrongPassword);
+    const CertificateStack stack(chain);
+    if (parsed != 1) {
+        return unusedFile(file, Fault::WrongPassword);
     }
     if (!key || !certificate) {
-        return nothing(file, key ? Fault::NoCertificate : Fault::NoKey);
+        return unusedFile(file, key ? Fault::NoCertificate : Fault::NoKey);
     }
-    for (int i = 0; i < sk_X509_num(others); ++i) {
-        certificates.push_back(sharedReference(sk_X509_value(others, i)));
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
+        certificates.push_back(sharedReference(sk_X509_value(chain, i)));
     }
-    return entriesOf(certificates, keys, false);
+    return parsedEntries(certificates, keys, false);
 }
 
-ParsedFile parseAnchorFile(const FileText& file) {
+ParsedFile parseAnchorFile(const FileContents& file) {
     const ErrorQueueGuard errors;
     if (file.outcome != FileOutcome::read) {
-        return nothing(file, faultOf(file.outcome));
+        return unusedFile(file, faultOf(file.outcome));
     }
     ParsedFile parsed{{}, readPemBlocks(file.bytes.text()).certificates};
     if (parsed.anchors.empty()) {
-        return nothing(file, Fault::NoCertificate);
+        return unusedFile(file, Fault::NoCertificate);
     }
     return parsed;
 }

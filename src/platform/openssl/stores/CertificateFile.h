@@ -1,7 +1,5 @@
-// What the files of a certificate folder hold.
-//
-// Reading asks nobody for a pass phrase: a key that needs one is an unreadable key. Any thread may
-// call these functions; they leave OpenSSL's error queue alone.
+// Parses the files of a certificate folder. No pass phrase is asked for: a key that has one is
+// unreadable. Any thread; the functions preserve OpenSSL's error queue.
 #pragma once
 
 #include "VexaPlatform/Certificates.h"
@@ -16,24 +14,24 @@ namespace VexaSsl::openssl {
 struct ParsedFile {
     std::vector<CertificatePointer> entries; // certificates with a private key
     std::vector<X509Pointer> anchors;        // certificates of a file of trust anchors
-    // Where it gives neither.
+    // The reason when there are neither entries nor anchors.
     std::optional<platform::UnusedCertificateFile> unused = std::nullopt;
 };
 
-// Why a file that couldn't be read counts for nothing.
+// Returns why a file that couldn't be read is not used.
 platform::CertificateFileFault faultOf(FileOutcome outcome) noexcept;
 
-// file: PEM or DER certificates, and keys if it is PEM. keyFile: the one beside it, outcome missing
-// if there is none; it counts when the file itself holds no key. The first certificate that matches
-// a key is its entry, the others of the file are the entry's helpers; without a match the first
-// certificate is the entry if a key is there that can't be read. Otherwise there are no entries, as
-// for a broken file.
-ParsedFile parsePersonalFile(const FileText& file, const FileText& keyFile);
+// Parses a PEM file of certificates and keys, or one DER object. keyFile is used when file has no
+// key; its outcome is missing when it doesn't exist. Each key's first matching certificate becomes
+// an entry, with the file's other certificates as extra ones. Without a match, the first
+// certificate becomes an entry if a key can't be read. Otherwise, and for a damaged file, there are
+// no entries.
+ParsedFile parsePersonalFile(const FileContents& file, const FileContents& keyFile);
 
-// file: PKCS#12. passwordFile: its first line is the password, which is empty if there is none.
-ParsedFile parsePkcs12File(const FileText& file, const FileText& passwordFile);
+// Parses a PKCS#12 file. The password is the first line of passwordFile, or empty.
+ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwordFile);
 
-// file: PEM or DER certificates. What can't be read in it is left out.
-ParsedFile parseAnchorFile(const FileText& file);
+// Parses a PEM file of certificates, or one DER certificate. Damaged blocks are skipped.
+ParsedFile parseAnchorFile(const FileContents& file);
 
 } // namespace VexaSsl::openssl

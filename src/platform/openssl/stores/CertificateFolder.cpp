@@ -13,7 +13,7 @@ namespace {
 using FolderPointer = std::shared_ptr<const CertificateFolder>;
 
 struct FolderSetting {
-    std::mutex guarding;
+    std::mutex mutex;
     FolderPointer folder = std::make_shared<const CertificateFolder>(VEXASSL_CERTIFICATE_FOLDER);
 };
 
@@ -25,12 +25,12 @@ FolderSetting& folderSetting() {
 
 } // namespace
 
-CertificateFolder::CertificateFolder(std::filesystem::path folder)
-    : whole(std::move(folder)), personal(whole / "my"), anchors(whole / "root") {}
+CertificateFolder::CertificateFolder(std::filesystem::path path)
+    : path(std::move(path)), personal(this->path / "my"), anchors(this->path / "root") {}
 
-std::shared_ptr<const CertificateFolder> folderInForce() {
+std::shared_ptr<const CertificateFolder> currentFolder() {
     FolderSetting& setting = folderSetting();
-    const std::lock_guard lock(setting.guarding);
+    const std::lock_guard lock(setting.mutex);
     return setting.folder;
 }
 
@@ -42,12 +42,12 @@ void setCertificateFolder(const std::filesystem::path& folder) {
     openssl::FolderPointer resolved =
         std::make_shared<const openssl::CertificateFolder>(std::filesystem::absolute(folder));
     openssl::FolderSetting& setting = openssl::folderSetting();
-    const std::lock_guard lock(setting.guarding);
+    const std::lock_guard lock(setting.mutex);
     setting.folder.swap(resolved);
 }
 
 std::filesystem::path certificateFolder() {
-    return openssl::folderInForce()->whole;
+    return openssl::currentFolder()->path;
 }
 
 } // namespace VexaSsl::platform

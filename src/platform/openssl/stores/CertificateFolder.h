@@ -1,4 +1,5 @@
-// The certificate folder in force, taken apart once and not for each connection.
+// The certificate folder and its subfolders, whose paths are built once and not for each
+// connection.
 #pragma once
 
 #include <filesystem>
@@ -7,14 +8,14 @@
 namespace VexaSsl::openssl {
 
 struct CertificateFolder {
-    explicit CertificateFolder(std::filesystem::path folder);
+    explicit CertificateFolder(std::filesystem::path path);
 
-    const std::filesystem::path whole;
+    const std::filesystem::path path;
     const std::filesystem::path personal; // my/
     const std::filesystem::path anchors;  // root/
 };
 
-// Immutable, never null. Any thread.
-std::shared_ptr<const CertificateFolder> folderInForce();
+// Returns the certificate folder of the process; never null. Any thread.
+std::shared_ptr<const CertificateFolder> currentFolder();
 
 } // namespace VexaSsl::openssl

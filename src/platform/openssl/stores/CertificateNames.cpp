@@ -21,7 +21,7 @@ bool isControl(wchar_t unit) {
     return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
 }
 
-bool turnsDirection(wchar_t unit) {
+bool isBidiControl(wchar_t unit) {
     return (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
 }
 
@@ -30,9 +30,10 @@ std::string_view bytesOf(const ASN1_STRING* string) {
             static_cast<std::size_t>(ASN1_STRING_length(string))};
 }
 
-// Nothing for a name that could pass for another one when it is printed or compared. These names
-// are ASCII by their kind (international ones are written as xn--...), so anything else is none.
-std::optional<std::wstring> cleanName(std::string_view bytes) {
+// Returns nothing for a name that could be mistaken for another one when it is printed or compared.
+// These names are IA5 strings (internationalised ones are in xn-- form), so only visible ASCII is
+// valid.
+std::optional<std::wstring> validName(std::string_view bytes) {
     const bool isPlain = std::all_of(bytes.begin(), bytes.end(),
                                      [](char byte) { return byte > ' ' && byte < '\x7F'; });
     if (bytes.empty() || !isPlain) {
@@ -54,17 +55,18 @@ std::vector<std::wstring> alternativeNamesOf(const X509* certificate, int type) 
         if (name->type != type) {
             continue;
         }
-        if (auto text = cleanName(bytesOf(name->d.ia5))) {
+        if (auto text = validName(bytesOf(name->d.ia5))) {
             found.push_back(std::move(*text));
         }
     }
     return found;
 }
 
-// The last of several is the one nearest to the subject itself. Empty if there is none.
-std::wstring attributeOf(const X509_NAME* name, int kind) {
+// Returns the value of the attribute; of several, the last, which is the most specific. Empty when
+// the name doesn't have it.
+std::wstring attributeOf(const X509_NAME* name, int nid) {
     int position = -1;
-    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, kind, next)) >= 0;) {
+    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, nid, next)) >= 0;) {
         position = next;
     }
     return position < 0 ? std::wstring() : attributeText(X509_NAME_get_entry(name, position));
@@ -87,11 +89,11 @@ bool isNumber(std::wstring_view label) {
                        [](wchar_t unit) { return unit >= L'0' && unit <= L'9'; });
 }
 
-// Labels of letters, digits, hyphens and underscores, the first of several may be "*". An IPv4
-// address isn't one: no top domain is a number.
+// Labels of letters, digits, hyphens and underscores; the first of several may be "*". The last one
+// is not a number, which excludes IPv4 addresses.
 bool looksLikeDnsName(std::wstring_view name) {
-    constexpr std::size_t longestName = 253;
-    if (name.size() > longestName) {
+    constexpr std::size_t maxNameLength = 253;
+    if (name.size() > maxNameLength) {
         return false;
     }
     if (name.starts_with(L"*.")) {
@@ -110,19 +112,19 @@ bool looksLikeDnsName(std::wstring_view name) {
     }
 }
 
-// "CN", or the identifier's numbers where there is no short name.
+// Returns the attribute's short name, such as "CN", or its object identifier.
 std::wstring attributeName(const X509_NAME_ENTRY* attribute) {
-    const ASN1_OBJECT* kind = X509_NAME_ENTRY_get_object(attribute);
-    const char* shortName = OBJ_nid2sn(OBJ_obj2nid(kind));
+    const ASN1_OBJECT* object = X509_NAME_ENTRY_get_object(attribute);
+    const char* shortName = OBJ_nid2sn(OBJ_obj2nid(object));
     char text[80] = {};
-    if (OBJ_obj2nid(kind) == NID_undef || !shortName) {
-        OBJ_obj2txt(text, sizeof text, kind, 1);
+    if (OBJ_obj2nid(object) == NID_undef || !shortName) {
+        OBJ_obj2txt(text, sizeof text, object, 1);
     }
     const std::string_view name = *text || !shortName ? text : shortName;
     return {name.begin(), name.end()};
 }
 
-// In quotes when the value could pass for several attributes.
+// Returns the value, in quotes if it has characters that separate attributes.
 std::wstring quotedIfNeeded(const std::wstring& value) {
     const bool isPlain = value.find_first_of(L",+=\"\n<>#;") == std::wstring::npos &&
                          !value.starts_with(L' ') && !value.ends_with(L' ') && !value.empty();
@@ -136,9 +138,9 @@ std::wstring quotedIfNeeded(const std::wstring& value) {
     return quoted + L"\"";
 }
 
-bool holds(const std::vector<std::wstring>& names, const std::wstring& sought) {
-    return std::any_of(names.begin(), names.end(), [&sought](const std::wstring& name) {
-        return foldCase(name) == foldCase(sought);
+bool contains(const std::vector<std::wstring>& names, const std::wstring& wanted) {
+    return std::any_of(names.begin(), names.end(), [&wanted](const std::wstring& name) {
+        return foldCase(name) == foldCase(wanted);
     });
 }
 
@@ -148,7 +150,7 @@ std::vector<std::wstring> dnsNamesOf(const X509* certificate) {
     const ErrorQueueGuard errors;
     std::vector<std::wstring> names = alternativeNamesOf(certificate, GEN_DNS);
     std::wstring commonName = attributeOf(X509_get_subject_name(certificate), NID_commonName);
-    if (looksLikeDnsName(commonName) && !holds(names, commonName)) {
+    if (looksLikeDnsName(commonName) && !contains(names, commonName)) {
         names.push_back(std::move(commonName));
     }
     return names;
@@ -200,7 +202,7 @@ std::wstring distinguishedNameOf(const X509_NAME* name) {
 
 std::wstring printable(std::wstring text) {
     for (wchar_t& unit : text) {
-        if (isControl(unit) || turnsDirection(unit)) {
+        if (isControl(unit) || isBidiControl(unit)) {
             unit = L'?';
         }
     }

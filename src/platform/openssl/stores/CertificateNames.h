@@ -1,5 +1,4 @@
-// The names on a certificate as texts that are safe in a log line, in a comparison and on a
-// terminal. Stateless; any thread.
+// The names in a certificate, safe for a log line, a comparison and a terminal. Any thread.
 #pragma once
 
 #include <openssl/x509.h>
@@ -9,23 +8,23 @@
 
 namespace VexaSsl::openssl {
 
-// The DNS names of the alternative names in their order, then the common name if it looks like a
-// DNS name and isn't among them. An empty name and one with anything but visible ASCII
-// characters in it are left out.
+// Returns the DNS names of the subject alternative name extension in their order, then the common
+// name if it looks like a DNS name and isn't among them. Empty names and names with other than
+// visible ASCII characters are skipped.
 std::vector<std::wstring> dnsNamesOf(const X509* certificate);
 
-// The common name, else the organisation, else the first DNS name, else the e-mail address; empty
-// if there is none of them. Control characters become "?".
+// Returns the common name, else the organisation, the first DNS name or the e-mail address, made
+// printable; empty when the certificate has none of them.
 std::wstring displayNameOf(const X509* certificate);
 
-// The same for the certificate's issuer, of its common name or organisation.
+// Returns the issuer's common name, else its organisation, made printable.
 std::wstring issuerNameOf(const X509* certificate);
 
-// The whole subject or issuer, the attributes in their order: "CN=one, O=two", values with special
-// characters in quotes. Control characters become "?".
+// Returns all attributes in their order, "CN=one, O=two", made printable. Values with special
+// characters are in quotes.
 std::wstring distinguishedNameOf(const X509_NAME* name);
 
-// Control characters, and those that turn the direction of text, become "?".
+// Returns text with "?" for each control character and each one that changes the text's direction.
 std::wstring printable(std::wstring text);
 
 } // namespace VexaSsl::openssl

@@ -1,7 +1,5 @@
-// What a PCCERT_CONTEXT of the Linux binding points to, for its security package.
-//
-// The X509, key and helpers belong to the context and live as long as it is referenced. Everything
-// is immutable once made; any thread may read it.
+// The OpenSSL objects of a PCCERT_CONTEXT, for the security package. They belong to the context and
+// are immutable: any thread.
 #pragma once
 
 #include "CryptoShapes.h"
@@ -15,26 +13,25 @@
 namespace VexaSsl::openssl {
 
 enum class KeyState {
-    absent,     // no key was found beside the certificate
-    unreadable, // a key file is there, but this account can't read or open it
+    absent,     // the certificate has no key
+    unreadable, // the key file exists, but this account can't read it or the key has a pass phrase
     present,
 };
 
 X509* x509Of(PCCERT_CONTEXT certificate);
 KeyState keyStateOf(PCCERT_CONTEXT certificate);
-// Null unless the state is present.
+// Returns null unless the state is present.
 EVP_PKEY* privateKeyOf(PCCERT_CONTEXT certificate);
-// The certificates that travel with this one (further ones of its file, or the peer's chain as
-// sent), in their order, the certificate itself left out.
-const std::vector<X509*>& helpersOf(PCCERT_CONTEXT certificate);
+// Returns the other certificates of its file, or of the chain that the peer sent, in their order.
+const std::vector<X509*>& extraCertificatesOf(PCCERT_CONTEXT certificate);
 
-// A new context for a peer's certificate whose store holds chain (leaf included or not; may be null
-// or empty). Takes references of its own. Result: owned by the caller, released with
-// CertFreeCertificateContext.
-PCCERT_CONTEXT contextOfPeer(X509* leaf, const STACK_OF(X509) * chain);
+// Returns a new context for a peer's certificate, with a store that holds chain and leaf; chain may
+// contain leaf, be empty or null. The context takes references of its own; the caller releases it
+// with CertFreeCertificateContext.
+PCCERT_CONTEXT newPeerContext(X509* leaf, const STACK_OF(X509) * chain);
 
-// The trust anchors: the system's bundle and root/ of the certificate folder. The same object as
-// long as folder and files are unchanged, so that a cache may compare pointers. Never null.
+// Returns the trust anchors: the system's bundle and root/ of the certificate folder; never null.
+// The object is the same until the folder or a file changes, so that a cache can compare pointers.
 std::shared_ptr<X509_STORE> trustStore();
 
 } // namespace VexaSsl::openssl

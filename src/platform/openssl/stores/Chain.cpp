@@ -9,7 +9,7 @@
 
 namespace VexaSsl::openssl {
 
-// A fault that OpenSSL places outside of the chain must not get lost: it falls to the last place.
+// A fault whose depth is beyond the capacity is recorded in the last place, never dropped.
 void ChainFaults::add(int depth, DWORD bits) noexcept {
     const auto place = static_cast<std::size_t>(std::max(depth, 0));
     bitsAt[std::min(place, capacity - 1)] |= bits;
@@ -17,7 +17,8 @@ void ChainFaults::add(int depth, DWORD bits) noexcept {
 
 Chain::Chain(PCCERT_CONTEXT leaf, const std::vector<CertificatePointer>& others,
              const ChainFaults& faults) {
-    // Elements are pointed to, so they must not move; the contexts must not leak when memory ends.
+    // elementList points to the elements, so they must not move; the contexts must not leak when
+    // an allocation fails.
     elements.reserve(others.size() + 1);
     elementList.reserve(others.size() + 1);
     std::vector<std::unique_ptr<Context>> contexts;

@@ -1,5 +1,5 @@
-// The chain of one certificate, from itself to its root as far as it was found, with the faults of
-// each element. Immutable once built; owns everything that its Windows shape points to.
+// The chain of a certificate, from itself to its root or the last issuer found, with the faults of
+// each element. Immutable; owns everything that its CERT_CHAIN_CONTEXT points to.
 #pragma once
 
 #include "platform/openssl/stores/Store.h"
@@ -15,17 +15,17 @@
 namespace VexaSsl::openssl {
 
 struct ChainRequest {
-    std::vector<std::string> usages;   // object identifiers that must all be allowed
-    std::optional<std::time_t> time;   // now if there is none
-    std::shared_ptr<Store> additional; // may be null
+    std::vector<std::string> usages;   // object identifiers, all of which must be permitted
+    std::optional<std::time_t> time;   // default: now
+    std::shared_ptr<Store> additional; // more intermediates; may be null
 };
 
-// The CERT_TRUST_ bits of each element, leaf first.
+// The CERT_TRUST_* bits of each element, leaf first.
 class ChainFaults {
 public:
     void add(int depth, DWORD bits) noexcept;
     DWORD at(std::size_t depth) const noexcept { return bitsAt[std::min(depth, capacity - 1)]; }
-    static constexpr std::size_t capacity = 128; // above OpenSSL's own limit of depth
+    static constexpr std::size_t capacity = 128; // more than OpenSSL's default depth limit
 
 private:
     std::array<DWORD, capacity> bitsAt{};
@@ -33,7 +33,7 @@ private:
 
 class Chain : public CERT_CHAIN_CONTEXT {
 public:
-    // Takes a reference to leaf. others: the elements behind it.
+    // Takes a reference to leaf. others: its issuers in order.
     Chain(PCCERT_CONTEXT leaf, const std::vector<CertificatePointer>& others,
           const ChainFaults& faults);
     ~Chain();
@@ -49,9 +49,9 @@ private:
     CERT_SIMPLE_CHAIN* chainList = &simpleChain;
 };
 
-// Builds the chain against the trust anchors, linked by the certificates that travel with the leaf.
-// A bad chain is a chain. Throws std::bad_alloc, and OpenSslFailure when the verification itself
-// failed.
+// Builds the chain from the leaf's extra certificates and the trust anchors. Returns a chain also
+// if it is invalid. Throws std::bad_alloc, and OpenSslFailure when OpenSSL couldn't run the
+// verification.
 std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leaf, const ChainRequest& request);
 
 } // namespace VexaSsl::openssl

@@ -1,5 +1,4 @@
-// OpenSSL's verification, run to its end whatever it finds, so that every element's faults are
-// known.
+// Runs OpenSSL's verification past every error, to collect the faults of all elements.
 #include "platform/openssl/stores/Chain.h"
 
 #include "platform/openssl/stores/OpenSslFailure.h"
@@ -20,9 +19,9 @@ const char* const serverAuthentication = "1.3.6.1.5.5.7.3.1";
 const char* const clientAuthentication = "1.3.6.1.5.5.7.3.2";
 const char* const anyUsage = "2.5.29.37.0";
 
-// What a fault of OpenSSL's is in a chain's trust status. One that isn't listed counts as a missing
-// link: an unknown fault must never pass for a good chain.
-DWORD trustBitOf(int error) noexcept {
+// Returns the trust status bit of an OpenSSL verification error. One that isn't listed counts as a
+// partial chain: an unknown error must never result in a valid chain.
+DWORD trustErrorBit(int error) noexcept {
     switch (error) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
     case X509_V_ERR_CERT_NOT_YET_VALID:
@@ -65,20 +64,21 @@ DWORD trustBitOf(int error) noexcept {
     }
 }
 
-int noteFault(int accepted, X509_STORE_CTX* verification) noexcept {
-    constexpr int goOn = 1;
+int recordFault(int accepted, X509_STORE_CTX* verification) noexcept {
+    constexpr int continueVerification = 1;
     if (!accepted) {
         auto* faults = static_cast<ChainFaults*>(X509_STORE_CTX_get_app_data(verification));
         faults->add(X509_STORE_CTX_get_error_depth(verification),
-                    trustBitOf(X509_STORE_CTX_get_error(verification)));
+                    trustErrorBit(X509_STORE_CTX_get_error(verification)));
     }
-    return goOn;
+    return continueVerification;
 }
 
-// The certificates that may link the chain; they are borrowed. Of the personal store's these are
-// the leaf's own helpers only: what lies in other files isn't sent with it either, so a peer would
-// miss it. A peer's store is what the peer sent, and all of it counts.
-BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
+// Returns the untrusted certificates for the chain; the stack borrows them. For a certificate of
+// the personal store these are only its extra certificates: certificates in other files aren't sent
+// with it, so a peer couldn't build the chain. For a peer's certificate they include its store,
+// which is what the peer sent.
+BorrowingStack untrustedCertificates(const Context& leaf, const ChainRequest& request) {
     auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
     const auto add = [&stack](X509* certificate) {
         if (sk_X509_push(stack.get(), certificate) <= 0) {
@@ -90,8 +90,8 @@ BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
             add(entry.certificate->x509());
         }
     };
-    for (X509* helper : leaf.certificate->helpers()) {
-        add(helper);
+    for (X509* extra : leaf.certificate->extraCertificates()) {
+        add(extra);
     }
     if (leaf.store && leaf.certificate->keyState() == KeyState::absent) {
         addEntries(*leaf.store);
@@ -102,20 +102,21 @@ BorrowingStack helpersFor(const Context& leaf, const ChainRequest& request) {
     return stack;
 }
 
-// OpenSSL looks at the usage of every element for the two purposes of TLS.
+// With a purpose, OpenSSL checks the usages of every element; it has one for TLS servers and
+// clients.
 void requirePurpose(X509_STORE_CTX* verification, const std::vector<std::string>& usages) {
-    const auto asksFor = [&usages](const char* usage) {
+    const auto isRequested = [&usages](const char* usage) {
         return std::find(usages.begin(), usages.end(), usage) != usages.end();
     };
-    if (asksFor(serverAuthentication)) {
+    if (isRequested(serverAuthentication)) {
         X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_SERVER);
-    } else if (asksFor(clientAuthentication)) {
+    } else if (isRequested(clientAuthentication)) {
         X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_CLIENT);
     }
 }
 
-// No extension allows every usage.
-bool allowsUsages(const X509* certificate, const std::vector<std::string>& sought) {
+// A certificate without the extension permits every usage.
+bool allowsUsages(const X509* certificate, const std::vector<std::string>& required) {
     std::vector<std::string> allowed;
     if (!readUsages(certificate, allowed)) {
         return true;
@@ -123,15 +124,15 @@ bool allowsUsages(const X509* certificate, const std::vector<std::string>& sough
     const auto isAllowed = [&allowed](const std::string& usage) {
         return std::find(allowed.begin(), allowed.end(), usage) != allowed.end();
     };
-    return isAllowed(anyUsage) || std::all_of(sought.begin(), sought.end(), isAllowed);
+    return isAllowed(anyUsage) || std::all_of(required.begin(), required.end(), isAllowed);
 }
 
-std::vector<CertificatePointer> elementsBehindLeaf(X509_STORE_CTX* verification) {
+std::vector<CertificatePointer> issuersInChain(X509_STORE_CTX* verification) {
     const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(verification);
     std::vector<CertificatePointer> elements;
     for (int i = 1; i < sk_X509_num(chain); ++i) {
         elements.push_back(std::make_shared<const Certificate>(
-            sharedReference(sk_X509_value(chain, i)), Companions{}));
+            sharedReference(sk_X509_value(chain, i)), KeyAndChain{}));
     }
     return elements;
 }
@@ -143,18 +144,18 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     const Context& leaf = Context::of(leafContext);
     X509* certificate = leaf.certificate->x509();
     const std::shared_ptr<X509_STORE> anchors = trustStore();
-    const BorrowingStack helpers = helpersFor(leaf, request);
+    const BorrowingStack untrusted = untrustedCertificates(leaf, request);
     const auto verification = orOutOfMemory(StoreContextPointer(X509_STORE_CTX_new()));
     requireSuccess("X509_STORE_CTX_init", X509_STORE_CTX_init(verification.get(), anchors.get(),
-                                                              certificate, helpers.get()) == 1);
+                                                              certificate, untrusted.get()) == 1);
     ChainFaults faults;
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
-    X509_STORE_CTX_set_verify_cb(verification.get(), noteFault);
+    X509_STORE_CTX_set_verify_cb(verification.get(), recordFault);
     requirePurpose(verification.get(), request.usages);
     X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(verification.get());
     X509_VERIFY_PARAM_set_auth_level(parameters, tlsSecurityLevel());
-    // A common name counts as a name beside the alternative ones, so what the authorities above may
-    // name holds for it, too.
+    // The common name is used as a DNS name even if there are alternative names, so name
+    // constraints must apply to it too.
     X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_ALWAYS_CHECK_SUBJECT);
     if (request.time) {
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
@@ -163,7 +164,7 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     if (!allowsUsages(certificate, request.usages)) {
         faults.add(0, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
     }
-    return std::make_unique<Chain>(leafContext, elementsBehindLeaf(verification.get()), faults);
+    return std::make_unique<Chain>(leafContext, issuersInChain(verification.get()), faults);
 }
 
 } // namespace VexaSsl::openssl

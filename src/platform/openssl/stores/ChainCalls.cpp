@@ -1,4 +1,4 @@
-// Chains of certificates and the policy of TLS that judges them.
+// Certificate chains, and their check against the SSL chain policy.
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -11,15 +11,15 @@
 namespace VexaSsl::openssl {
 namespace {
 
-struct Verdict {
+struct PolicyError {
     DWORD trustBits; // any of these
     DWORD status;
-    DWORD ignoredBy; // the check that the caller can leave out; 0: it can't be left out
+    DWORD ignoreFlag; // in fdwChecks; 0: can't be ignored
 };
 
-// The first that applies to any element is the verdict: whether the chain leads to a trusted root
-// at all comes before what else may be wrong with it.
-constexpr Verdict verdicts[] = {
+// The first that applies to any element is the result. A missing trusted root comes before all
+// other errors.
+constexpr PolicyError policyErrors[] = {
     {CERT_TRUST_IS_UNTRUSTED_ROOT, CERT_E_UNTRUSTEDROOT, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
     {CERT_TRUST_IS_PARTIAL_CHAIN, CERT_E_CHAINING, SECURITY_FLAG_IGNORE_UNKNOWN_CA},
     {CERT_TRUST_IS_NOT_SIGNATURE_VALID, TRUST_E_CERT_SIGNATURE, 0},
@@ -30,15 +30,15 @@ constexpr Verdict verdicts[] = {
     {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, CERT_E_WRONG_USAGE, SECURITY_FLAG_IGNORE_WRONG_USAGE},
 };
 
-// A fault of several elements is told of the one nearest to the leaf. Result: false if no element
-// has it.
-bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
+// Reports the error for the first element that has it, counted from the leaf. Returns false when
+// none has.
+bool findFault(const CERT_SIMPLE_CHAIN& chain, const PolicyError& error,
                CERT_CHAIN_POLICY_STATUS& status) {
     for (DWORD i = 0; i < chain.cElement; ++i) {
-        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & verdict.trustBits)) {
+        if (!(chain.rgpElement[i]->TrustStatus.dwErrorStatus & error.trustBits)) {
             continue;
         }
-        status.dwError = verdict.status;
+        status.dwError = error.status;
         status.lChainIndex = 0;
         status.lElementIndex = static_cast<LONG>(i);
         return true;
@@ -46,23 +46,23 @@ bool findFault(const CERT_SIMPLE_CHAIN& chain, const Verdict& verdict,
     return false;
 }
 
-const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extraOf(const CERT_CHAIN_POLICY_PARA* parameters) {
+const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* sslParameters(const CERT_CHAIN_POLICY_PARA* parameters) {
     const void* extra = parameters ? parameters->pvExtraPolicyPara : nullptr;
     return static_cast<const SSL_EXTRA_CERT_CHAIN_POLICY_PARA*>(extra);
 }
 
-// Whether the leaf is made out to the name that the caller wants to reach, if there is one.
-bool namesTheServer(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
+// Returns whether the leaf matches the requested server name; true when none is requested.
+bool matchesServerName(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
     if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName) {
         return true;
     }
     const std::optional<TargetName> target = TargetName::parse(extra->pwszServerName);
-    return target && target->isOn(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
+    return target && target->matches(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
 }
 
-// The size field of the parameters isn't looked at: the caller may leave it zero.
-ChainRequest requestOf(const FILETIME* time, HCERTSTORE additional,
-                       const CERT_CHAIN_PARA* parameters) {
+// cbSize of the parameters is ignored: the core leaves it 0.
+ChainRequest chainRequest(const FILETIME* time, HCERTSTORE additional,
+                          const CERT_CHAIN_PARA* parameters) {
     ChainRequest request{{}, std::nullopt, Store::of(additional)};
     if (time) {
         request.time = timeOf(*time);
@@ -90,7 +90,7 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILET
     }
     *chain = nullptr;
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
-        *chain = buildChain(certificate, requestOf(time, additionalStore, parameters)).release();
+        *chain = buildChain(certificate, chainRequest(time, additionalStore, parameters)).release();
         return TRUE;
     });
 }
@@ -107,15 +107,15 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
     status->dwError = 0;
     status->lChainIndex = -1;
     status->lElementIndex = -1;
-    const auto* extra = extraOf(parameters);
+    const auto* extra = sslParameters(parameters);
     const DWORD ignored = extra ? extra->fdwChecks : 0;
-    for (const Verdict& verdict : verdicts) {
-        if (!(verdict.ignoredBy & ignored) && findFault(*chain->rgpChain[0], verdict, *status)) {
+    for (const PolicyError& error : policyErrors) {
+        if (!(error.ignoreFlag & ignored) && findFault(*chain->rgpChain[0], error, *status)) {
             return TRUE;
         }
     }
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
-        if (!namesTheServer(chain, extra)) {
+        if (!matchesServerName(chain, extra)) {
             *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
         }
         return TRUE;

@@ -1,4 +1,4 @@
-// Times as Windows counts them: in 100 nanoseconds since the year 1601. Stateless; any thread.
+// Conversion between time_t and FILETIME, which counts 100 nanoseconds since 1601. Any thread.
 #pragma once
 
 #include "CryptoShapes.h"

@@ -20,7 +20,7 @@ struct CloseFolder {
     void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
 
-// Null with errno when the folder can't be opened; signals don't count.
+// Returns null with errno when the folder can't be opened. Tries again after a signal.
 std::unique_ptr<DIR, CloseFolder> openFolder(const std::filesystem::path& folder) {
     DIR* opened = nullptr;
     do {
@@ -29,11 +29,11 @@ std::unique_ptr<DIR, CloseFolder> openFolder(const std::filesystem::path& folder
     return std::unique_ptr<DIR, CloseFolder>(opened);
 }
 
-// The next entry; null at the end with errno 0, and with another where reading failed.
+// Returns the next entry; null at the end, with errno 0, and on failure, with another errno.
 const dirent* nextEntry(DIR* folder) {
     const dirent* entry = nullptr;
     do {
-        errno = 0; // the only sign that the end is none
+        errno = 0; // readdir sets it on failure only
         entry = readdir(folder);
     } while (!entry && errno == EINTR);
     return entry;
@@ -45,11 +45,11 @@ struct Listing {
     std::set<std::string> names;
 };
 
-// The stamp is taken first, so that what comes in while the names are read is noticed later.
+// The stamp is taken first, so that a change while the names are read is noticed later.
 Listing listFolder(const std::filesystem::path& folder) {
     Listing listing;
     struct stat status {};
-    if (factsOf(folder, status) != 0) {
+    if (statRetrying(folder, status) != 0) {
         listing.outcome = outcomeOfErrno(errno);
         return listing;
     }
@@ -74,30 +74,31 @@ bool haveSameContent(const std::vector<Source>& left, const std::vector<Source>&
 
 } // namespace
 
-FolderCache::FolderCache(Grouping groupingRule, Parsing parsingRule, std::size_t limit)
-    : grouping(std::move(groupingRule)), parsing(std::move(parsingRule)), fileSizeLimit(limit) {}
+FolderCache::FolderCache(GroupFiles groupFiles, ParseGroup parseGroup, std::size_t fileSizeLimit)
+    : groupFiles(std::move(groupFiles)), parseGroup(std::move(parseGroup)),
+      fileSizeLimit(fileSizeLimit) {}
 
 FolderContentPointer FolderCache::contentOf(const std::filesystem::path& folder) {
     const auto copyNewest = [this] {
-        const std::lock_guard lock(guarding);
+        const std::lock_guard lock(mutex);
         return newest;
     };
-    if (const SnapshotPointer kept = copyNewest(); kept && isCurrent(*kept, folder)) {
-        return kept->content;
+    if (const SnapshotPointer current = copyNewest(); current && isCurrent(*current, folder)) {
+        return current->content;
     }
-    const std::lock_guard oneReader(reading);
-    const SnapshotPointer former = copyNewest();
-    if (former && isCurrent(*former, folder)) { // another thread has read it meanwhile
-        return former->content;
+    const std::lock_guard readLock(readMutex);
+    const SnapshotPointer previous = copyNewest();
+    if (previous && isCurrent(*previous, folder)) { // read by another thread meanwhile
+        return previous->content;
     }
-    SnapshotPointer fresh = read(folder, former.get());
-    const std::lock_guard lock(guarding);
-    newest = std::move(fresh);
+    SnapshotPointer snapshot = read(folder, previous.get());
+    const std::lock_guard lock(mutex);
+    newest = std::move(snapshot);
     return newest->content;
 }
 
 bool FolderCache::isCurrent(const Snapshot& snapshot, const std::filesystem::path& folder) {
-    // As texts: to compare paths piece by piece takes longer than all else here.
+    // As strings: comparing paths by element takes longer than everything else here.
     if (snapshot.folder.path.native() != folder.native() || !isUnchanged(snapshot.folder)) {
         return false;
     }
@@ -108,63 +109,64 @@ bool FolderCache::isCurrent(const Snapshot& snapshot, const std::filesystem::pat
 }
 
 FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& folder,
-                                               const Snapshot* former) const {
+                                               const Snapshot* previous) const {
     const Listing listing = listFolder(folder);
-    // While the folder can't be listed for want of descriptors, what was in it goes on: nobody must
-    // lose the trust anchors by that.
-    if (listing.outcome == FileOutcome::temporary && former && former->folder.path == folder &&
-        former->folder.outcome == FileOutcome::read) {
-        auto kept = std::make_shared<Snapshot>(*former);
-        kept->folder.settled = false;
-        return kept;
+    // While the folder can't be listed for lack of resources, its previous content stays valid: the
+    // process must not lose its trust anchors.
+    if (listing.outcome == FileOutcome::temporary && previous && previous->folder.path == folder &&
+        previous->folder.outcome == FileOutcome::read) {
+        auto current = std::make_shared<Snapshot>(*previous);
+        current->folder.stampIsReliable = false;
+        return current;
     }
     auto snapshot = std::make_shared<Snapshot>();
     snapshot->folder = sourceOfFolder(folder, listing.outcome, listing.stamp);
     auto content = std::make_shared<FolderContent>();
     content->outcome = listing.outcome;
-    for (const FileGroup& paths : grouping(folder, listing.names)) {
-        const Group* formerGroup = nullptr;
-        if (former) {
-            const auto found = former->groups.find(paths);
-            formerGroup = found == former->groups.end() ? nullptr : &found->second;
+    for (const FileGroup& paths : groupFiles(folder, listing.names)) {
+        const Group* previousGroup = nullptr;
+        if (previous) {
+            const auto found = previous->groups.find(paths);
+            previousGroup = found == previous->groups.end() ? nullptr : &found->second;
         }
-        Group group = readGroup(paths, formerGroup);
+        Group group = readGroup(paths, previousGroup);
         content->files.push_back(group.parsed);
         snapshot->groups.emplace(paths, std::move(group));
     }
-    const bool same = former && former->content->outcome == content->outcome &&
-                      former->content->files == content->files;
-    if (same) {
-        snapshot->content = former->content;
+    const bool isSame = previous && previous->content->outcome == content->outcome &&
+                        previous->content->files == content->files;
+    if (isSame) {
+        snapshot->content = previous->content;
     } else {
         snapshot->content = std::move(content);
     }
     return snapshot;
 }
 
-// An unchanged group isn't even opened; one with new times and the old bytes isn't parsed again, so
-// that whoever compares pointers sees no change. While the process is short of descriptors or the
-// disk fails, what was read before goes on.
-FolderCache::Group FolderCache::readGroup(const FileGroup& paths, const Group* former) const {
-    if (former && std::all_of(former->sources.begin(), former->sources.end(), isUnchanged)) {
-        return *former;
+// An unchanged group isn't opened. One with new times but the same bytes isn't parsed again, so
+// that its pointer stays the same. While a file can't be read for lack of resources or because of
+// an I/O error, the previous content stays valid.
+FolderCache::Group FolderCache::readGroup(const FileGroup& paths, const Group* previous) const {
+    if (previous && std::all_of(previous->sources.begin(), previous->sources.end(), isUnchanged)) {
+        return *previous;
     }
     Group group;
-    std::vector<FileText> files;
+    std::vector<FileContents> files;
     for (const std::filesystem::path& path : paths) {
         files.push_back(readFile(path, fileSizeLimit));
         group.sources.push_back(sourceOf(files.back()));
     }
-    const bool failedForNow = std::any_of(files.begin(), files.end(), [](const FileText& file) {
+    const bool anyTemporary = std::any_of(files.begin(), files.end(), [](const FileContents& file) {
         return file.outcome == FileOutcome::temporary;
     });
-    if (former && failedForNow) {
-        group = *former;
-        group.sources.front().settled = false;
+    if (previous && anyTemporary) {
+        group = *previous;
+        group.sources.front().stampIsReliable = false;
         return group;
     }
-    const bool same = former && haveSameContent(former->sources, group.sources);
-    group.parsed = same ? former->parsed : std::make_shared<const ParsedFile>(parsing(files));
+    const bool isSame = previous && haveSameContent(previous->sources, group.sources);
+    group.parsed =
+        isSame ? previous->parsed : std::make_shared<const ParsedFile>(parseGroup(files));
     return group;
 }
 

@@ -1,9 +1,8 @@
-// The certificate files of one folder, read once and kept until they change.
+// The certificate files of one folder, read once and cached until they change.
 //
-// While nothing has changed, asking costs one stat call for the folder and one for each file. Only
-// the files now in the folder are kept. A cache may be used by any thread; the answers are
-// immutable and shared. Caches are made once and never destroyed: OpenSSL cleans up at exit before
-// static objects do.
+// A lookup without a change costs one stat call for the folder and one for each file. Only the
+// files that are in the folder now are cached. Any thread; the results are immutable and shared.
+// Caches are never destroyed, as OpenSSL cleans up at exit before static objects are destroyed.
 #pragma once
 
 #include "platform/openssl/stores/CertificateFile.h"
@@ -21,27 +20,28 @@
 
 namespace VexaSsl::openssl {
 
-// What a folder holds: parsed files in the order of their names (then those outside of the folder).
+// The parsed files of a folder in the order of their names, then those from outside of the folder.
 struct FolderContent {
     FileOutcome outcome = FileOutcome::missing; // of listing the folder
     std::vector<std::shared_ptr<const ParsedFile>> files;
 };
 using FolderContentPointer = std::shared_ptr<const FolderContent>;
 
-// Files that are parsed together: a certificate file and, for instance, its key.
+// Files that are parsed together, such as a certificate file and its key file.
 using FileGroup = std::vector<std::filesystem::path>;
 
 class FolderCache {
 public:
-    // The groups of interest among the names in folder.
-    using Grouping = std::function<std::vector<FileGroup>(const std::filesystem::path& folder,
-                                                          const std::set<std::string>& names)>;
-    // Parses the files of one group; must not fail but by std::bad_alloc.
-    using Parsing = std::function<ParsedFile(const std::vector<FileText>& files)>;
+    // Returns the groups to parse, given the names in folder.
+    using GroupFiles = std::function<std::vector<FileGroup>(const std::filesystem::path& folder,
+                                                            const std::set<std::string>& names)>;
+    // Parses the files of one group. May throw std::bad_alloc only.
+    using ParseGroup = std::function<ParsedFile(const std::vector<FileContents>& files)>;
 
-    FolderCache(Grouping grouping, Parsing parsing, std::size_t fileSizeLimit);
+    FolderCache(GroupFiles groupFiles, ParseGroup parseGroup, std::size_t fileSizeLimit);
 
-    // The same object as long as folder and files have the same content.
+    // Returns the content of folder; the same object until the folder or a file changes. Throws
+    // std::bad_alloc.
     FolderContentPointer contentOf(const std::filesystem::path& folder);
 
 private:
@@ -57,14 +57,14 @@ private:
     using SnapshotPointer = std::shared_ptr<const Snapshot>;
 
     static bool isCurrent(const Snapshot& snapshot, const std::filesystem::path& folder);
-    SnapshotPointer read(const std::filesystem::path& folder, const Snapshot* former) const;
-    Group readGroup(const FileGroup& paths, const Group* former) const;
+    SnapshotPointer read(const std::filesystem::path& folder, const Snapshot* previous) const;
+    Group readGroup(const FileGroup& paths, const Group* previous) const;
 
-    const Grouping grouping;
-    const Parsing parsing;
+    const GroupFiles groupFiles;
+    const ParseGroup parseGroup;
     const std::size_t fileSizeLimit;
-    std::mutex reading;  // held while files are read
-    std::mutex guarding; // held while newest is copied or replaced
+    std::mutex readMutex; // held while files are read
+    std::mutex mutex;     // held while newest is copied or replaced
     SnapshotPointer newest;
 };
 

@@ -1,4 +1,4 @@
-// Names of certificates in the shapes that callers of CryptoAPI expect.
+// CertGetNameStringW.
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -21,19 +21,19 @@ DWORD sizeOf(const std::vector<std::wstring>& names) {
     return static_cast<DWORD>(size);
 }
 
-// Names that don't fit as a whole are left out, so that no name is taken for another one.
+// Stops at the first name that doesn't fit: a truncated name could be mistaken for another one.
 DWORD writeNames(const std::vector<std::wstring>& names, wchar_t* buffer, DWORD size) {
-    wchar_t* at = buffer;
-    wchar_t* const end = buffer + size - 1; // room for the empty name
+    wchar_t* next = buffer;
+    wchar_t* const end = buffer + size - 1; // leaves room for the empty name
     for (const std::wstring& name : names) {
-        if (name.size() + 1 > static_cast<std::size_t>(end - at)) {
+        if (name.size() + 1 > static_cast<std::size_t>(end - next)) {
             break;
         }
-        at = std::copy(name.begin(), name.end(), at);
-        *at++ = L'\0';
+        next = std::copy(name.begin(), name.end(), next);
+        *next++ = L'\0';
     }
-    *at++ = L'\0';
-    return static_cast<DWORD>(at - buffer);
+    *next++ = L'\0';
+    return static_cast<DWORD>(next - buffer);
 }
 
 DWORD writeName(const std::wstring& name, wchar_t* buffer, DWORD size) {
@@ -42,15 +42,15 @@ DWORD writeName(const std::wstring& name, wchar_t* buffer, DWORD size) {
     return static_cast<DWORD>(length + 1);
 }
 
-DWORD giveName(const std::wstring& name, wchar_t* buffer, DWORD size) {
+DWORD copyName(const std::wstring& name, wchar_t* buffer, DWORD size) {
     return buffer && size ? writeName(name, buffer, size) : static_cast<DWORD>(name.size() + 1);
 }
 
-DWORD giveNames(const std::vector<std::wstring>& names, wchar_t* buffer, DWORD size) {
+DWORD copyNames(const std::vector<std::wstring>& names, wchar_t* buffer, DWORD size) {
     return buffer && size ? writeNames(names, buffer, size) : sizeOf(names);
 }
 
-DWORD giveNothing(wchar_t* buffer, DWORD size) noexcept {
+DWORD copyEmptyName(wchar_t* buffer, DWORD size) noexcept {
     if (buffer && size) {
         *buffer = L'\0';
     }
@@ -67,29 +67,29 @@ using namespace openssl;
 DWORD CertGetNameStringW(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void*,
                          wchar_t* buffer, DWORD size) {
     if (!certificate) {
-        return giveNothing(buffer, size);
+        return copyEmptyName(buffer, size);
     }
     const DWORD written = linux::guarded(DWORD{0}, [&]() -> DWORD {
         const X509* x509 = Context::of(certificate).certificate->x509();
         if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE) {
-            return giveName(displayNameOf(x509), buffer, size);
+            return copyName(displayNameOf(x509), buffer, size);
         }
         if (type == CERT_NAME_RDN_TYPE) {
             const bool ofIssuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
             const X509_NAME* name =
                 ofIssuer ? X509_get_issuer_name(x509) : X509_get_subject_name(x509);
-            return giveName(distinguishedNameOf(name), buffer, size);
+            return copyName(distinguishedNameOf(name), buffer, size);
         }
         if (type != CERT_NAME_DNS_TYPE) {
-            return giveNothing(buffer, size);
+            return copyEmptyName(buffer, size);
         }
         const std::vector<std::wstring> names = dnsNamesOf(x509);
         if (flags & CERT_NAME_SEARCH_ALL_NAMES_FLAG) {
-            return giveNames(names, buffer, size);
+            return copyNames(names, buffer, size);
         }
-        return giveName(names.empty() ? std::wstring() : names.front(), buffer, size);
+        return copyName(names.empty() ? std::wstring() : names.front(), buffer, size);
     });
-    return written ? written : giveNothing(buffer, size);
+    return written ? written : copyEmptyName(buffer, size);
 }
 
 } // namespace VexaSsl::platform

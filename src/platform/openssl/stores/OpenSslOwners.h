@@ -1,4 +1,4 @@
-// Owners for OpenSSL's objects, and a guard that keeps its error queue as it was.
+// Owners of OpenSSL objects, and a guard that preserves OpenSSL's error queue.
 #pragma once
 
 #include <openssl/bio.h>
@@ -27,7 +27,7 @@ inline void releaseBytes(unsigned char* bytes) noexcept {
 inline void releaseCertificateStack(STACK_OF(X509) * stack) noexcept {
     sk_X509_pop_free(stack, X509_free);
 }
-// The stack alone; its certificates belong to someone else.
+// Frees the stack without its certificates.
 inline void releaseBorrowingStack(STACK_OF(X509) * stack) noexcept {
     sk_X509_free(stack);
 }
@@ -41,12 +41,14 @@ using CertificateStack = std::unique_ptr<STACK_OF(X509), Release<releaseCertific
 using BorrowingStack = std::unique_ptr<STACK_OF(X509), Release<releaseBorrowingStack>>;
 using StoreContextPointer = std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>>;
 
+// Returns a new reference to the certificate.
 inline X509Pointer sharedReference(X509* certificate) noexcept {
     X509_up_ref(certificate);
     return X509Pointer(certificate);
 }
 
-// Most of OpenSSL's constructors fail for want of memory only.
+// Returns the pointer; throws std::bad_alloc when it is null. For the many OpenSSL functions that
+// fail only when out of memory.
 template <class Pointer>
 Pointer orOutOfMemory(Pointer pointer) {
     if (!pointer) {
@@ -55,8 +57,8 @@ Pointer orOutOfMemory(Pointer pointer) {
     return pointer;
 }
 
-// What fails under this guard leaves nothing in the thread's error queue, where the next look at
-// the outcome of a TLS operation would mistake it for its own.
+// Removes the errors that are queued during its lifetime. They would otherwise be attributed to the
+// thread's next TLS operation.
 class ErrorQueueGuard {
 public:
     ErrorQueueGuard() noexcept { ERR_set_mark(); }

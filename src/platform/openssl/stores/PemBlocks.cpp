@@ -9,7 +9,7 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// One block as OpenSSL's reader hands it out; it may be a key, so it is overwritten at the end.
+// One PEM block. It may be a key, so it is overwritten before it is freed.
 class Block {
 public:
     Block() = default;
@@ -21,7 +21,7 @@ public:
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
 
-    bool read(BIO* from) { return PEM_read_bio(from, &name, &header, &bytes, &size) == 1; }
+    bool read(BIO* bio) { return PEM_read_bio(bio, &name, &header, &bytes, &size) == 1; }
 
     std::string_view title() const { return name; }
     std::string_view headerText() const { return header; }
@@ -52,49 +52,49 @@ KeyPointer decodeKey(std::string_view der) {
     return KeyPointer(d2i_AutoPrivateKey(nullptr, &at, static_cast<long>(der.size())));
 }
 
-void takeCertificate(X509Pointer certificate, PemContent& content) {
+void addCertificate(X509Pointer certificate, PemContent& content) {
     if (certificate) {
         content.certificates.push_back(std::move(certificate));
     } else {
-        content.broken = true;
+        content.isDamaged = true;
     }
 }
 
-void takeKey(KeyPointer key, PemContent& content) {
+void addKey(KeyPointer key, PemContent& content) {
     if (key) {
         content.keys.push_back(std::move(key));
     } else {
-        content.broken = true;
+        content.isDamaged = true;
     }
 }
 
-void takeBlock(const Block& block, PemContent& content) {
+void addBlock(const Block& block, PemContent& content) {
     const std::string_view title = block.title();
     if (title == PEM_STRING_X509 || title == PEM_STRING_X509_OLD) {
-        return takeCertificate(decodeCertificate(block.content(), false), content);
+        return addCertificate(decodeCertificate(block.content(), false), content);
     }
     if (title == PEM_STRING_X509_TRUSTED) {
-        return takeCertificate(decodeCertificate(block.content(), true), content);
+        return addCertificate(decodeCertificate(block.content(), true), content);
     }
     if (!title.ends_with("PRIVATE KEY")) {
         return;
     }
-    const bool closed =
+    const bool isEncrypted =
         title == PEM_STRING_PKCS8 || block.headerText().find("ENCRYPTED") != std::string_view::npos;
-    if (closed) {
-        content.keyIsClosed = true;
+    if (isEncrypted) {
+        content.hasUnreadableKey = true;
     } else {
-        takeKey(decodeKey(block.content()), content);
+        addKey(decodeKey(block.content()), content);
     }
 }
 
-// Without the armour: one object and nothing else.
+// A DER file contains one object.
 PemContent readDer(std::string_view der) {
     PemContent content;
     if (X509Pointer certificate = decodeCertificate(der, false)) {
         content.certificates.push_back(std::move(certificate));
     } else {
-        takeKey(decodeKey(der), content);
+        addKey(decodeKey(der), content);
     }
     return content;
 }
@@ -116,15 +116,15 @@ PemContent readPemBlocks(std::string_view text) {
         const ErrorQueueGuard errors;
         Block block;
         if (block.read(bio.get())) {
-            takeBlock(block, content);
+            addBlock(block, content);
             continue;
         }
         if (reachedEnd()) {
             return content;
         }
-        // Each try takes at least a line, so this ends; what is intact behind the damage still
-        // counts where the caller wants it.
-        content.broken = true;
+        // Each attempt consumes at least one line, so the loop ends. Intact blocks that follow are
+        // still returned; a file of trust anchors uses them.
+        content.isDamaged = true;
         if (BIO_pending(bio.get()) <= 0) {
             return content;
         }

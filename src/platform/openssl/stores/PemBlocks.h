@@ -1,4 +1,4 @@
-// The certificates and private keys in the text of a PEM file (or in one DER object).
+// The certificates and private keys in a PEM file, or the one in a DER file. Any thread.
 #pragma once
 
 #include "platform/openssl/stores/OpenSslOwners.h"
@@ -9,13 +9,14 @@
 namespace VexaSsl::openssl {
 
 struct PemContent {
-    std::vector<X509Pointer> certificates; // in their order, as are the keys
-    std::vector<KeyPointer> keys;
-    bool keyIsClosed = false; // a key is there that needs a pass phrase
-    bool broken = false;      // a block is damaged, or not what its title says
+    std::vector<X509Pointer> certificates; // in the order of the file
+    std::vector<KeyPointer> keys;          // in the order of the file
+    bool hasUnreadableKey = false;         // a key has a pass phrase
+    bool isDamaged = false;                // a block can't be decoded
 };
 
-// Text outside of blocks and blocks of other kinds are passed over. Never asks for a pass phrase.
+// Skips text outside of blocks and blocks of other types. Never asks for a pass phrase. Throws
+// std::bad_alloc.
 PemContent readPemBlocks(std::string_view text);
 
 } // namespace VexaSsl::openssl

@@ -1,7 +1,7 @@
 #include "platform/openssl/stores/PersonalStore.h"
 
 #include "platform/openssl/stores/CertificateFolder.h"
-#include "platform/openssl/stores/FolderProduct.h"
+#include "platform/openssl/stores/FolderValue.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -26,34 +26,34 @@ bool isCertificateFile(const std::filesystem::path& name) {
     return extension == ".pem" || extension == ".crt" || extension == ".cer";
 }
 
-// Each certificate file, followed by the one that opens it: x.pem and x.key, x.p12 and
-// x.p12.password.
+// Returns each certificate file, with its key or password file if that exists: x.pem and x.key,
+// x.p12 and x.p12.password.
 std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
                                   const std::set<std::string>& names) {
     std::vector<FileGroup> groups;
     for (const std::filesystem::path name : names) {
-        std::filesystem::path beside = name;
+        std::filesystem::path secondFile = name;
         if (isPkcs12(name)) {
-            beside += ".password";
+            secondFile += ".password";
         } else if (isCertificateFile(name)) {
-            beside.replace_extension(".key");
+            secondFile.replace_extension(".key");
         } else {
             continue;
         }
         FileGroup group{folder / name};
-        if (names.contains(beside.native())) {
-            group.push_back(folder / beside);
+        if (names.contains(secondFile.native())) {
+            group.push_back(folder / secondFile);
         }
         groups.push_back(std::move(group));
     }
     return groups;
 }
 
-ParsedFile parseGroup(const std::vector<FileText>& files) {
-    static const FileText missing;
-    const FileText& beside = files.size() > 1 ? files[1] : missing;
-    return isPkcs12(files[0].path) ? parsePkcs12File(files[0], beside)
-                                   : parsePersonalFile(files[0], beside);
+ParsedFile parseGroup(const std::vector<FileContents>& files) {
+    static const FileContents missing;
+    const FileContents& secondFile = files.size() > 1 ? files[1] : missing;
+    return isPkcs12(files[0].path) ? parsePkcs12File(files[0], secondFile)
+                                   : parsePersonalFile(files[0], secondFile);
 }
 
 std::shared_ptr<const StoreContent> contentOf(const FolderContent& folder) {
@@ -64,23 +64,23 @@ std::shared_ptr<const StoreContent> contentOf(const FolderContent& folder) {
     return std::make_shared<const StoreContent>(std::move(entries));
 }
 
-FolderProduct<const StoreContent>& personalStore() {
-    static auto& store = *new FolderProduct(groupFiles, parseGroup, fileSizeLimit, contentOf);
+FolderValue<const StoreContent>& personalStore() {
+    static auto& store = *new FolderValue(groupFiles, parseGroup, fileSizeLimit, contentOf);
     return store;
 }
 
 } // namespace
 
 PersonalStore readPersonalStore() {
-    const auto store = personalStore().read(folderInForce()->personal);
-    return {store.files->outcome, store.product};
+    const auto store = personalStore().read(currentFolder()->personal);
+    return {store.files->outcome, store.value};
 }
 
 FolderContentPointer readPersonalFiles() {
-    return personalStore().readFiles(folderInForce()->personal);
+    return personalStore().readFiles(currentFolder()->personal);
 }
 
-bool isReadForPersonalStore(const std::filesystem::path& name) {
+bool isPersonalStoreFile(const std::filesystem::path& name) {
     const std::filesystem::path extension = name.extension();
     return isPkcs12(name) || isCertificateFile(name) || extension == ".key" ||
            extension == ".password";

@@ -10,16 +10,16 @@
 namespace VexaSsl::openssl {
 
 struct PersonalStore {
-    FileOutcome outcome = FileOutcome::missing; // of listing the folder; missing: an empty store
+    FileOutcome outcome = FileOutcome::missing; // of listing the folder; missing: empty store
     StoreContentPointer content;                // never null
 };
 
-// As the files are now; the same content as long as they are unchanged.
+// Returns the store as the files are now; the same content object until one of them changes.
 PersonalStore readPersonalStore();
 
-// The files that it is made of.
+// Returns the parsed files of the store.
 FolderContentPointer readPersonalFiles();
-// Whether a file of this name is read for the store: for certificates, or for what opens them.
-bool isReadForPersonalStore(const std::filesystem::path& name);
+// Returns whether the store reads files of this name: certificate, key and password files.
+bool isPersonalStoreFile(const std::filesystem::path& name);
 
 } // namespace VexaSsl::openssl

@@ -1,4 +1,4 @@
-// The picker: a numbered list on the terminal in the place of a dialog.
+// The certificate picker: a numbered list on the terminal instead of a dialog.
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -27,23 +27,23 @@ std::wstring dateText(const ASN1_TIME* time) {
     return {text, text + sizeof text - 1};
 }
 
-// A certificate can hold names of any length and number; the list is to stay one that can be read.
+// Certificates can have names of any length and number; shortening keeps the list readable.
 std::wstring shortened(std::wstring name) {
-    constexpr std::size_t longest = 100;
-    if (name.size() > longest) {
-        name.replace(longest, std::wstring::npos, L"...");
+    constexpr std::size_t maxLength = 100;
+    if (name.size() > maxLength) {
+        name.replace(maxLength, std::wstring::npos, L"...");
     }
     return name;
 }
 
 std::wstring joined(const std::vector<std::wstring>& names) {
-    constexpr std::size_t most = 9;
+    constexpr std::size_t maxNames = 9;
     std::wstring text;
-    for (std::size_t i = 0; i < names.size() && i < most; ++i) {
+    for (std::size_t i = 0; i < names.size() && i < maxNames; ++i) {
         text += (i == 0 ? L"" : L", ") + shortened(names[i]);
     }
-    if (names.size() > most) {
-        text += L" and " + std::to_wstring(names.size() - most) + L" more";
+    if (names.size() > maxNames) {
+        text += L" and " + std::to_wstring(names.size() - maxNames) + L" more";
     }
     return text;
 }
@@ -63,8 +63,8 @@ std::wstring describe(const Certificate& certificate) {
     return text;
 }
 
-void present(const Terminal& terminal, const std::vector<StoreEntry>& entries, const wchar_t* title,
-             const wchar_t* display) {
+void showList(const Terminal& terminal, const std::vector<StoreEntry>& entries,
+              const wchar_t* title, const wchar_t* display) {
     terminal.writeLine(title ? printable(title) : L"Select a certificate");
     if (display) {
         terminal.writeLine(printable(display));
@@ -76,29 +76,30 @@ void present(const Terminal& terminal, const std::vector<StoreEntry>& entries, c
     terminal.writeLine(L"Number of the certificate (empty or 0 for none):");
 }
 
-// Nothing for an answer that isn't a number of the list; 0 declines.
-std::optional<std::size_t> numberIn(const std::string& answer, std::size_t highest) {
+// Returns nothing for an answer that isn't a number from 0 to count.
+std::optional<std::size_t> parseNumber(const std::string& answer, std::size_t count) {
     std::size_t number = 0;
     const char* const end = answer.data() + answer.size();
     const auto result = std::from_chars(answer.data(), end, number);
-    if (result.ec != std::errc() || result.ptr != end || number > highest) {
+    if (result.ec != std::errc() || result.ptr != end || number > count) {
         return std::nullopt;
     }
     return number;
 }
 
-// The number that the user gave, or 0: an empty line, the end of the input or nonsense three times.
-std::size_t askForNumber(const Terminal& terminal, std::size_t highest) {
+// Returns the number of the chosen certificate; 0 when the user declines: 0, an empty line, the end
+// of input, or three invalid answers.
+std::size_t askForNumber(const Terminal& terminal, std::size_t count) {
     constexpr int attempts = 3;
     for (int i = 0; i < attempts; ++i) {
         const std::optional<std::string> answer = terminal.readLine();
         if (!answer || answer->empty()) {
             return 0;
         }
-        if (const auto number = numberIn(*answer, highest)) {
+        if (const auto number = parseNumber(*answer, count)) {
             return *number;
         }
-        terminal.writeLine(L"Please answer with a number from 0 to " + std::to_wstring(highest) +
+        terminal.writeLine(L"Please answer with a number from 0 to " + std::to_wstring(count) +
                            L".");
     }
     return 0;
@@ -114,7 +115,7 @@ PCCERT_CONTEXT pick(HCERTSTORE handle, const wchar_t* title, const wchar_t* disp
         return linux::failWith(linux::errorInvalidWindowHandle, PCCERT_CONTEXT{});
     }
     const std::vector<StoreEntry>& entries = store->content->entries;
-    present(terminal, entries, title, display);
+    showList(terminal, entries, title, display);
     const std::size_t number = askForNumber(terminal, entries.size());
     if (number == 0) {
         return linux::failWith(linux::errorCancelled, PCCERT_CONTEXT{});

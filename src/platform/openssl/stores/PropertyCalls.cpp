@@ -1,4 +1,4 @@
-// What administration asks about one certificate: its usages and the hashes it is known by.
+// The extended key usages and the hashes of a certificate, for tools.
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -22,12 +22,12 @@ std::size_t sizeOf(const std::vector<std::string>& usages) {
     return size;
 }
 
-// The structure, behind it the list of pointers, behind that the texts.
-void writeUsages(const std::vector<std::string>& usages, CERT_ENHKEY_USAGE& into) {
-    auto** list = reinterpret_cast<char**>(&into + 1);
+// Writes the structure, followed by the array of pointers and the texts.
+void writeUsages(const std::vector<std::string>& usages, CERT_ENHKEY_USAGE& target) {
+    auto** list = reinterpret_cast<char**>(&target + 1);
     char* text = reinterpret_cast<char*>(list + usages.size());
-    into.cUsageIdentifier = static_cast<DWORD>(usages.size());
-    into.rgpszUsageIdentifier = list;
+    target.cUsageIdentifier = static_cast<DWORD>(usages.size());
+    target.rgpszUsageIdentifier = list;
     for (const std::string& usage : usages) {
         *list++ = text;
         std::memcpy(text, usage.c_str(), usage.size() + 1);
@@ -35,21 +35,21 @@ void writeUsages(const std::vector<std::string>& usages, CERT_ENHKEY_USAGE& into
     }
 }
 
-// How the room that the caller has compares with what is needed. TRUE: data may be written.
-BOOL offerRoom(const void* data, DWORD& size, std::size_t needed) {
-    const DWORD room = size;
+// Sets size to the size needed. Returns FALSE with ERROR_MORE_DATA when data is smaller.
+BOOL checkCapacity(const void* data, DWORD& size, std::size_t needed) {
+    const DWORD capacity = size;
     size = static_cast<DWORD>(needed);
-    return !data || room >= needed ? TRUE : linux::failWith(ERROR_MORE_DATA, FALSE);
+    return !data || capacity >= needed ? TRUE : linux::failWith(ERROR_MORE_DATA, FALSE);
 }
 
-BOOL giveHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& size) {
-    const bool isLong = property == CERT_SHA256_HASH_PROP_ID;
-    const std::size_t needed = isLong ? SHA256_DIGEST_LENGTH : SHA_DIGEST_LENGTH;
-    if (!offerRoom(data, size, needed)) {
+BOOL copyHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& size) {
+    const bool isSha256 = property == CERT_SHA256_HASH_PROP_ID;
+    const std::size_t needed = isSha256 ? SHA256_DIGEST_LENGTH : SHA_DIGEST_LENGTH;
+    if (!checkCapacity(data, size, needed)) {
         return FALSE;
     }
     auto* hash = static_cast<unsigned char*>(data);
-    if (hash && isLong) {
+    if (hash && isSha256) {
         SHA256(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
     } else if (hash) {
         SHA1(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
@@ -74,7 +74,7 @@ BOOL CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, CERT_ENHKE
         if (!readUsages(Context::of(certificate).certificate->x509(), usages)) {
             return linux::failWith(CRYPT_E_NOT_FOUND, FALSE);
         }
-        if (!offerRoom(usage, *size, sizeOf(usages))) {
+        if (!checkCapacity(usage, *size, sizeOf(usages))) {
             return FALSE;
         }
         if (usage) {
@@ -92,7 +92,7 @@ BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD propert
     if (property != CERT_SHA1_HASH_PROP_ID && property != CERT_SHA256_HASH_PROP_ID) {
         return linux::failWith(CRYPT_E_NOT_FOUND, FALSE);
     }
-    return giveHash(certificate, property, data, *size);
+    return copyHash(certificate, property, data, *size);
 }
 
 } // namespace VexaSsl::platform

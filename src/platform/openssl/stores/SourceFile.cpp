@@ -17,32 +17,32 @@ namespace VexaSsl::openssl {
 namespace {
 
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-// Longer than the coarsest time stamp of a usual file system.
-constexpr std::int64_t settlingTime = 2 * nanosecondsPerSecond;
+// Longer than the coarsest timestamp resolution of common file systems.
+constexpr std::int64_t minimumAge = 2 * nanosecondsPerSecond;
 
 std::int64_t nanoseconds(const timespec& time) noexcept {
     return std::int64_t{time.tv_sec} * nanosecondsPerSecond + time.tv_nsec;
 }
 
-// A time in the future says nothing about when the file was written; waiting for it to pass would
-// mean reading the file anew for every connection until then.
-bool isSettled(const FileStamp& stamp) noexcept {
+// A timestamp is unreliable while another write could leave the same one. One further in the future
+// counts as reliable: otherwise the file would be read for every connection until that time.
+bool isReliable(const FileStamp& stamp) noexcept {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     const std::int64_t age = nanoseconds(now) - std::max(stamp.modified, stamp.changed);
-    return age > settlingTime || age < -settlingTime;
+    return age > minimumAge || age < -minimumAge;
 }
 
-// Result: as fstat. Network file systems let signals interrupt it.
-int factsOf(int descriptor, struct stat& facts) noexcept {
+// Returns as fstat does; a signal can interrupt fstat on a network file system.
+int statRetrying(int descriptor, struct stat& status) noexcept {
     int result = 0;
     do {
-        result = fstat(descriptor, &facts);
+        result = fstat(descriptor, &status);
     } while (result != 0 && errno == EINTR);
     return result;
 }
 
-bool mayChangeWithoutTheFile(FileOutcome outcome) noexcept {
+bool mayChangeWithFileUnchanged(FileOutcome outcome) noexcept {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
 }
 
@@ -81,27 +81,27 @@ FileOutcome outcomeOfErrno(int error) noexcept {
     case ENODEV:
     case EINVAL:
         return FileOutcome::unusable;
-    default: // the process or the system is short of something, or the disk fails
+    default: // lack of resources or an I/O error
         return FileOutcome::temporary;
     }
 }
 
-int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept {
+int statRetrying(const std::filesystem::path& path, struct stat& status) noexcept {
     int result = 0;
     do {
-        result = stat(path.c_str(), &facts);
+        result = stat(path.c_str(), &status);
     } while (result != 0 && errno == EINTR);
     return result;
 }
 
-FileText readFile(const std::filesystem::path& path, std::size_t limit) {
-    FileText file;
+FileContents readFile(const std::filesystem::path& path, std::size_t limit) {
+    FileContents file;
     file.path = path;
     const linux::Descriptor descriptor = linux::openForReading(path.c_str());
     struct stat status {};
-    if (!descriptor || factsOf(descriptor.get(), status) != 0) {
+    if (!descriptor || statRetrying(descriptor.get(), status) != 0) {
         file.outcome = outcomeOfErrno(errno);
-        if (factsOf(path, status) == 0) {
+        if (statRetrying(path, status) == 0) {
             file.stamp = stampOf(status);
         }
         return file;
@@ -111,41 +111,41 @@ FileText readFile(const std::filesystem::path& path, std::size_t limit) {
         file.outcome = FileOutcome::unusable;
         return file;
     }
-    // One byte of room shows a file that has grown since.
+    // One more byte, so that a file that has grown since differs.
     file.bytes = SecretBytes(static_cast<std::size_t>(status.st_size) + 1);
     std::size_t filled = 0;
-    const bool complete =
+    const bool isComplete =
         linux::readUpTo(descriptor.get(), file.bytes.data(), file.bytes.size(), filled);
-    file.bytes.cut(filled);
-    file.outcome = complete ? FileOutcome::read : FileOutcome::temporary;
+    file.bytes.truncate(filled);
+    file.outcome = isComplete ? FileOutcome::read : FileOutcome::temporary;
     return file;
 }
 
-Source sourceOf(const FileText& file) {
+Source sourceOf(const FileContents& file) {
     Source source{file.path, file.outcome, file.stamp, {}, false};
     if (file.outcome == FileOutcome::read) {
         const std::string_view text = file.bytes.text();
         SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
                source.digest.data());
     }
-    source.settled = !mayChangeWithoutTheFile(file.outcome) &&
-                     (file.outcome == FileOutcome::missing || isSettled(file.stamp));
+    source.stampIsReliable = !mayChangeWithFileUnchanged(file.outcome) &&
+                             (file.outcome == FileOutcome::missing || isReliable(file.stamp));
     return source;
 }
 
 Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
                       const FileStamp& stamp) {
-    const bool settled =
-        !mayChangeWithoutTheFile(outcome) && (outcome == FileOutcome::missing || isSettled(stamp));
-    return {folder, outcome, stamp, {}, settled};
+    const bool stampIsReliable = !mayChangeWithFileUnchanged(outcome) &&
+                                 (outcome == FileOutcome::missing || isReliable(stamp));
+    return {folder, outcome, stamp, {}, stampIsReliable};
 }
 
 bool isUnchanged(const Source& source) noexcept {
-    if (!source.settled) {
+    if (!source.stampIsReliable) {
         return false;
     }
     struct stat status {};
-    if (factsOf(source.path, status) != 0) {
+    if (statRetrying(source.path, status) != 0) {
         return source.outcome == FileOutcome::missing &&
                outcomeOfErrno(errno) == FileOutcome::missing;
     }

@@ -1,8 +1,8 @@
-// Reading the files of a certificate folder, and telling later by one stat call whether a file is
-// still what it was.
+// Reads the files of a certificate folder, and detects later, by one stat call, whether a file has
+// changed.
 //
-// The files are taken as hostile: a read is bounded, and what isn't a regular file is refused
-// without waiting for it. Plain values; any thread may use them.
+// The files are not trusted: reads are bounded, and a file that isn't a regular one is refused
+// without waiting for it. Any thread.
 #pragma once
 
 #include <sys/stat.h>
@@ -28,7 +28,7 @@ public:
     std::string_view text() const noexcept;
     unsigned char* data() noexcept { return bytes.data(); }
     std::size_t size() const noexcept { return bytes.size(); }
-    void cut(std::size_t size) { bytes.resize(size); } // only ever shorter
+    void truncate(std::size_t size) { bytes.resize(size); } // size is at most size()
 
 private:
     std::vector<unsigned char> bytes;
@@ -39,10 +39,10 @@ enum class FileOutcome {
     missing,
     denied,    // this account may not read it
     unusable,  // not a regular file, or too large
-    temporary, // the process has run out of descriptors or memory, or the disk failed
+    temporary, // out of descriptors or memory, or an I/O error
 };
 
-// What changes when the file behind a path does.
+// The facts about a file that change when it is written or replaced.
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -53,46 +53,46 @@ struct FileStamp {
     bool operator==(const FileStamp&) const = default;
 };
 
-struct FileText {
+struct FileContents {
     std::filesystem::path path;
     FileOutcome outcome = FileOutcome::missing;
     FileStamp stamp;
     SecretBytes bytes;
 };
 
-// Never throws for a bad file: the outcome tells. A file of more than limit bytes is unusable.
-FileText readFile(const std::filesystem::path& path, std::size_t limit);
+// Reads a file of at most limit bytes; the outcome says whether it succeeded. Throws std::bad_alloc
+// only.
+FileContents readFile(const std::filesystem::path& path, std::size_t limit);
 
 FileStamp stampOf(const struct stat& status) noexcept;
-// The outcome that an errno of open, stat or opendir stands for.
+// Returns the outcome for an errno of open, stat or opendir.
 FileOutcome outcomeOfErrno(int error) noexcept;
-// As stat, whatever signals come. Result: 0, or -1 with errno.
-int factsOf(const std::filesystem::path& path, struct stat& facts) noexcept;
+// Returns as stat does. Tries again after a signal.
+int statRetrying(const std::filesystem::path& path, struct stat& status) noexcept;
 
 using Digest = std::array<unsigned char, 32>;
 
-// A file or folder as it was read, without its content.
+// The state of a file or folder when it was read.
 struct Source {
     std::filesystem::path path;
     FileOutcome outcome = FileOutcome::missing;
     FileStamp stamp;
     Digest digest{};
-    // False while the stamp can't be relied on: the file was written so shortly before it was read
-    // that another write could have left the same times, or the outcome may change without the
-    // file.
-    bool settled = false;
+    // False when the file was written so shortly before it was read that another write could leave
+    // the same stamp, or when the outcome may change without the file.
+    bool stampIsReliable = false;
 
-    // The same bytes, whatever the times say.
+    // Compares the bytes, not the times.
     bool hasContentOf(const Source& other) const noexcept {
         return outcome == other.outcome && digest == other.digest;
     }
 };
 
-Source sourceOf(const FileText& file);
+Source sourceOf(const FileContents& file);
 Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
                       const FileStamp& stamp);
 
-// True when the source is settled and one stat call finds it as it was.
+// Returns whether the stamp is reliable and stat returns the same one.
 bool isUnchanged(const Source& source) noexcept;
 
 } // namespace VexaSsl::openssl

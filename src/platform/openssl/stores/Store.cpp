@@ -42,13 +42,13 @@ HCERTSTORE Store::open(StoreContentPointer content) {
 HCERTSTORE Store::openInMemory() {
     auto content = std::make_shared<StoreContent>(std::vector<CertificatePointer>());
     const HCERTSTORE handle = open(content);
-    static_cast<Store*>(handle)->growing = std::move(content);
+    static_cast<Store*>(handle)->mutableContent = std::move(content);
     return handle;
 }
 
 std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {
-    constexpr ULONG_PTR neverOpened = ~ULONG_PTR{0};
-    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == neverOpened) {
+    constexpr ULONG_PTR invalidHandleValue = ~ULONG_PTR{0};
+    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == invalidHandleValue) {
         return nullptr;
     }
     return static_cast<Store*>(handle)->self.lock();
@@ -63,15 +63,15 @@ bool Store::close(HCERTSTORE handle) noexcept {
     return store->contextsHeld == 0;
 }
 
-Context::Context(CertificatePointer shown, std::shared_ptr<Store> from, std::size_t at)
-    : certificate(std::move(shown)), store(std::move(from)), position(at) {
+Context::Context(CertificatePointer certificate, std::shared_ptr<Store> store, std::size_t position)
+    : certificate(std::move(certificate)), store(std::move(store)), position(position) {
     dwCertEncodingType = X509_ASN_ENCODING;
-    pbCertEncoded = certificate->encoded().pbData;
-    cbCertEncoded = certificate->encoded().cbData;
-    pCertInfo = certificate->info();
-    hCertStore = store.get();
-    if (store) {
-        ++store->contextsHeld;
+    pbCertEncoded = this->certificate->encoded().pbData;
+    cbCertEncoded = this->certificate->encoded().cbData;
+    pCertInfo = this->certificate->info();
+    hCertStore = this->store.get();
+    if (this->store) {
+        ++this->store->contextsHeld;
     }
 }
 

@@ -1,9 +1,9 @@
-// An open store, and the contexts through which its certificates leave it.
+// An open store, and the contexts of its certificates.
 //
-// What a store holds is fixed when it is opened, but for a store in memory, which grows while
-// nobody else uses it. The handle keeps the store until it is closed, and each context keeps its
-// store for as long as it is referenced, so contexts stay usable after the close. Any thread may
-// use a store or a context that its caller keeps open.
+// The content of a store is fixed when it is opened, except for a store in memory, to which one
+// thread may add while no other uses it. The handle owns the store until it is closed, and each
+// context shares its store, so contexts stay valid after the close. Any thread may use an open
+// store or a context to which it has a reference.
 #pragma once
 
 #include "platform/openssl/stores/Certificate.h"
@@ -19,9 +19,9 @@ namespace VexaSsl::openssl {
 
 struct StoreEntry {
     CertificatePointer certificate;
-    std::wstring foldedSubject;      // the subject's values, prepared for a search
+    std::wstring foldedSubject;      // subjectText, case-folded
     std::vector<std::string> usages; // object identifiers of the extended key usage extension
-    bool hasUsages = false;          // whether there is such an extension
+    bool hasUsages = false;          // the certificate has that extension
 };
 
 struct StoreContent {
@@ -35,34 +35,33 @@ using StoreContentPointer = std::shared_ptr<const StoreContent>;
 
 class Store {
 public:
-    explicit Store(StoreContentPointer held) : content(std::move(held)) {}
+    explicit Store(StoreContentPointer content) : content(std::move(content)) {}
 
     const StoreContentPointer content;
-    std::shared_ptr<StoreContent> growing; // the same, in a store in memory; else null
-    // Contexts that were handed out and aren't released yet.
-    std::atomic<std::size_t> contextsHeld{0};
+    std::shared_ptr<StoreContent> mutableContent; // the same, for a store in memory; else null
+    std::atomic<std::size_t> contextsHeld{0};     // contexts that aren't released yet
 
-    // A handle is the store's address; it keeps the store until it is closed.
+    // A handle is the store's address.
     static HCERTSTORE open(StoreContentPointer content);
     static HCERTSTORE openInMemory();
-    // Null for a value that is no handle.
+    // Returns null for a null handle and INVALID_HANDLE_VALUE.
     static std::shared_ptr<Store> of(HCERTSTORE handle) noexcept;
-    // Result: whether every context was released.
+    // Returns whether every context has been released.
     static bool close(HCERTSTORE handle) noexcept;
 
 private:
-    std::shared_ptr<Store> handleReference; // to itself while the handle is open
+    std::shared_ptr<Store> handleReference; // to this store while the handle is open
     std::weak_ptr<Store> self;
 
     friend std::shared_ptr<Store> makeStore(StoreContentPointer content);
 };
 
-// A store without a handle: it lives as long as its contexts.
+// Returns a store without a handle, which lives as long as its contexts.
 std::shared_ptr<Store> makeStore(StoreContentPointer content);
 
-// What a PCCERT_CONTEXT of this binding points to.
+// The object of a PCCERT_CONTEXT.
 struct Context : CERT_CONTEXT {
-    // store may be null: an element of a chain belongs to none. position: the entry in the store.
+    // store is null for an element of a chain. position: of the entry in the store.
     Context(CertificatePointer certificate, std::shared_ptr<Store> store, std::size_t position);
     ~Context();
     Context(const Context&) = delete;

@@ -1,4 +1,4 @@
-// Opening, searching and closing stores, and the life of contexts.
+// Opening, searching and closing stores; reference counting of contexts.
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
@@ -39,16 +39,18 @@ HCERTSTORE openPersonalStore() {
     return Store::open(std::move(personal.content));
 }
 
-// A context's hold on the previous one of a walk, given up when the next one is known.
+// The context with which a search continues, released when the search has returned.
 class PreviousContext {
 public:
-    explicit PreviousContext(PCCERT_CONTEXT given) noexcept : context(given) {}
+    explicit PreviousContext(PCCERT_CONTEXT context) noexcept : context(context) {}
     ~PreviousContext() { platform::CertFreeCertificateContext(context); }
     PreviousContext(const PreviousContext&) = delete;
     PreviousContext& operator=(const PreviousContext&) = delete;
 
-    // Where a walk of store goes on.
-    std::size_t next() const noexcept { return context ? Context::of(context).position + 1 : 0; }
+    // The position at which the search continues.
+    std::size_t nextPosition() const noexcept {
+        return context ? Context::of(context).position + 1 : 0;
+    }
     bool isForeignTo(const Store& store) const noexcept {
         return context && Context::of(context).store.get() != &store;
     }
@@ -57,16 +59,16 @@ private:
     const PCCERT_CONTEXT context;
 };
 
-// The first entry behind previous that matches. Null at the end (CRYPT_E_NOT_FOUND), or for a bad
-// handle or a previous certificate of another store (E_INVALIDARG).
+// Returns the first matching entry after previous; null at the end (CRYPT_E_NOT_FOUND), and for an
+// invalid handle or a previous certificate of another store (E_INVALIDARG).
 template <class Match>
-PCCERT_CONTEXT walk(HCERTSTORE handle, const PreviousContext& previous, Match matches) {
+PCCERT_CONTEXT findNext(HCERTSTORE handle, const PreviousContext& previous, Match matches) {
     const std::shared_ptr<Store> store = Store::of(handle);
     if (!store || previous.isForeignTo(*store)) {
         return linux::failWith(linux::invalidArgument, PCCERT_CONTEXT{});
     }
     const std::vector<StoreEntry>& entries = store->content->entries;
-    for (std::size_t i = previous.next(); i < entries.size(); ++i) {
+    for (std::size_t i = previous.nextPosition(); i < entries.size(); ++i) {
         if (matches(entries[i])) {
             return new Context(entries[i].certificate, store, i);
         }
@@ -76,9 +78,9 @@ PCCERT_CONTEXT walk(HCERTSTORE handle, const PreviousContext& previous, Match ma
 
 PCCERT_CONTEXT findBySubject(HCERTSTORE store, const wchar_t* text,
                              const PreviousContext& previous) {
-    const std::wstring sought = foldCase(text ? text : L"");
-    return walk(store, previous, [&sought](const StoreEntry& entry) {
-        return !sought.empty() && entry.foldedSubject.find(sought) != std::wstring::npos;
+    const std::wstring wanted = foldCase(text ? text : L"");
+    return findNext(store, previous, [&wanted](const StoreEntry& entry) {
+        return !wanted.empty() && entry.foldedSubject.find(wanted) != std::wstring::npos;
     });
 }
 
@@ -88,28 +90,28 @@ bool hasAllUsages(const StoreEntry& entry, const CERT_ENHKEY_USAGE& usage) {
     }
     return std::all_of(usage.rgpszUsageIdentifier,
                        usage.rgpszUsageIdentifier + usage.cUsageIdentifier,
-                       [&entry](const char* sought) {
-                           return std::find(entry.usages.begin(), entry.usages.end(), sought) !=
+                       [&entry](const char* required) {
+                           return std::find(entry.usages.begin(), entry.usages.end(), required) !=
                                   entry.usages.end();
                        });
 }
 
 PCCERT_CONTEXT findByUsage(HCERTSTORE store, const CERT_ENHKEY_USAGE* usage,
                            const PreviousContext& previous) {
-    return walk(store, previous, [usage](const StoreEntry& entry) {
+    return findNext(store, previous, [usage](const StoreEntry& entry) {
         return usage ? hasAllUsages(entry, *usage) : entry.hasUsages;
     });
 }
 
-// One certificate and nothing behind it. Null for anything else.
-CertificatePointer decodeAlone(const BYTE* encoded, DWORD size) {
+// Returns the certificate; null unless encoded is exactly one certificate.
+CertificatePointer decodeSingle(const BYTE* encoded, DWORD size) {
     const ErrorQueueGuard errors;
-    const unsigned char* at = encoded;
-    X509Pointer certificate(encoded ? d2i_X509(nullptr, &at, static_cast<long>(size)) : nullptr);
-    if (!certificate || at != encoded + size) {
+    const unsigned char* end = encoded;
+    X509Pointer certificate(encoded ? d2i_X509(nullptr, &end, static_cast<long>(size)) : nullptr);
+    if (!certificate || end != encoded + size) {
         return nullptr;
     }
-    return std::make_shared<const Certificate>(std::move(certificate), Companions{});
+    return std::make_shared<const Certificate>(std::move(certificate), KeyAndChain{});
 }
 
 bool areEqual(const CRYPTOAPI_BLOB& left, const CRYPTOAPI_BLOB& right) noexcept {
@@ -164,7 +166,7 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE store, DWORD, DWORD, DWORD 
 PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previousContext) {
     const PreviousContext previous(previousContext);
     return linux::guarded(PCCERT_CONTEXT{}, [&] {
-        return walk(store, previous, [](const StoreEntry&) { return true; });
+        return findNext(store, previous, [](const StoreEntry&) { return true; });
     });
 }
 
@@ -175,15 +177,15 @@ BOOL CertAddEncodedCertificateToStore(HCERTSTORE handle, DWORD, const BYTE* enco
     }
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
         const std::shared_ptr<Store> store = Store::of(handle);
-        if (!store || !store->growing || disposition != CERT_STORE_ADD_ALWAYS) {
+        if (!store || !store->mutableContent || disposition != CERT_STORE_ADD_ALWAYS) {
             return linux::failWith(linux::invalidArgument, FALSE);
         }
-        CertificatePointer certificate = decodeAlone(encoded, size);
+        CertificatePointer certificate = decodeSingle(encoded, size);
         if (!certificate) {
             return linux::failWith(CRYPT_E_ASN1_BADTAG, FALSE);
         }
         const std::size_t position = store->content->entries.size();
-        store->growing->add(certificate);
+        store->mutableContent->add(certificate);
         if (added) {
             *added = new Context(std::move(certificate), store, position);
         }

@@ -28,8 +28,8 @@ std::string identifierText(const ASN1_OBJECT* identifier) {
     return {text, static_cast<std::size_t>(length)};
 }
 
-// The C library's table for all of Unicode, whatever locale the host has set. Null if the system
-// lacks it. Never freed.
+// A locale with all of Unicode, independent of the host's. Null if the system doesn't have it.
+// Never freed.
 locale_t unicodeLocale() {
     static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     return locale;
@@ -64,8 +64,9 @@ std::wstring subjectText(const X509* certificate) {
 std::wstring foldCase(std::wstring text) {
     const locale_t locale = unicodeLocale();
     for (wchar_t& unit : text) {
-        const auto given = static_cast<std::wint_t>(unit);
-        unit = static_cast<wchar_t>(locale ? towlower_l(given, locale) : std::towlower(given));
+        const auto original = static_cast<std::wint_t>(unit);
+        unit =
+            static_cast<wchar_t>(locale ? towlower_l(original, locale) : std::towlower(original));
     }
     return text;
 }

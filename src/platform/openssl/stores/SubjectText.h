@@ -1,4 +1,4 @@
-// Texts and usages that the searches look at, taken from a certificate. Stateless; any thread.
+// The texts and usages of a certificate on which searches work. Any thread.
 #pragma once
 
 #include <openssl/x509.h>
@@ -8,16 +8,17 @@
 
 namespace VexaSsl::openssl {
 
-// The values of the subject's attributes in their order, joined by ", ".
+// Returns the values of the subject's attributes in their order, joined by ", ".
 std::wstring subjectText(const X509* certificate);
 
-// One attribute's value as wide text; empty when it can't be read.
+// Returns the attribute's value; empty when it can't be decoded.
 std::wstring attributeText(const X509_NAME_ENTRY* attribute);
 
-// For comparisons that don't tell small letters from capitals, in any script.
+// Returns text in lower case, in any script, for case-insensitive comparisons.
 std::wstring foldCase(std::wstring text);
 
-// The object identifiers of the extended key usage extension. Result: whether there is one.
+// Appends the object identifiers of the extended key usage extension to usages. Returns whether the
+// certificate has the extension.
 bool readUsages(const X509* certificate, std::vector<std::string>& usages);
 
 } // namespace VexaSsl::openssl

@@ -24,14 +24,14 @@ bool isAddressLiteral(const std::string& text) {
            inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
-// "127.1", "127.0.0.01", "0x7f000001": the resolver takes these for addresses as well, so that a
-// wildcard for the last parts would let the connection go wherever the first ones lead.
-bool spellsAnAddress(const std::string& text) {
+// The resolver also accepts addresses such as "127.1", "127.0.0.01" and "0x7f000001". As a DNS name
+// one of these could match a wildcard.
+bool isOtherAddressForm(const std::string& text) {
     in_addr address;
     return inet_aton(text.c_str(), &address) != 0;
 }
 
-// "fe80::1%eth0" is the address fe80::1 to a certificate.
+// Certificates contain addresses without the zone: for "fe80::1%eth0", fe80::1.
 std::string withoutZone(const std::string& text) {
     return text.substr(0, text.find('%'));
 }
@@ -52,14 +52,14 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
         return linux::isScalarValue(static_cast<char32_t>(unit));
     });
     std::string name = isText ? linux::wideToUtf8(units) : std::string();
-    // Before the look at addresses: "10.0.0.1." must not be compared with DNS names.
+    // Before the check for addresses: "10.0.0.1." must not be compared with DNS names.
     if (name.ends_with('.')) {
         name.pop_back();
     }
     if (const std::string address = withoutZone(name); isAddressLiteral(address)) {
         return TargetName(address, true);
     }
-    if (name.empty() || name.starts_with('.') || spellsAnAddress(name)) {
+    if (name.empty() || name.starts_with('.') || isOtherAddressForm(name)) {
         return std::nullopt;
     }
     return TargetName(std::move(name), false);
@@ -73,13 +73,13 @@ void TargetName::applyTo(SSL* ssl) const {
     }
     X509_VERIFY_PARAM_set_hostflags(checks, hostFlags);
     requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
-    // A longer name has no place in the extension, nor in any certificate.
+    // A longer name doesn't fit into the server_name extension, and no certificate has it.
     if (name.size() <= TLSEXT_MAXLEN_host_name) {
         requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
     }
 }
 
-bool TargetName::isOn(X509* certificate) const noexcept {
+bool TargetName::matches(X509* certificate) const noexcept {
     const ErrorQueueGuard errors;
     if (isAddress) {
         return X509_check_ip_asc(certificate, name.c_str(), 0) == 1;

@@ -1,4 +1,4 @@
-// The name that a client wants to reach, as its handshake uses it.
+// The name of the server that a client connects to, for the handshake and for checks. Any thread.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -11,21 +11,22 @@ namespace VexaSsl::openssl {
 
 class TargetName {
 public:
-    // Reads up to the first zero unit and takes the name as it stands, without converting
-    // international names; one dot at its end is left out. Empty for names that no certificate can
-    // be checked against: no name, one that isn't text, one that begins with a dot (OpenSSL would
-    // take that for any name below), and an address in another spelling than the usual one.
+    // Takes the zero-terminated text as it is, without IDNA conversion; removes one trailing dot.
+    // Returns nothing for a name that no certificate may match: an empty one, invalid UTF-32, one
+    // with a leading dot (which OpenSSL matches with every subdomain), and an address that isn't in
+    // the canonical form.
     static std::optional<TargetName> parse(const wchar_t* text);
 
-    // Lets the handshake check the server's certificate for this name (an address literal against
-    // its addresses only) and, for a DNS name, send it as the server's name. Throws std::bad_alloc.
+    // Makes the handshake check the server's certificate for this name (an address is compared with
+    // the certificate's addresses only) and, for a DNS name, send it as server name indication.
+    // Throws std::bad_alloc.
     void applyTo(SSL* ssl) const;
 
-    // The same check of a certificate outside of a handshake.
-    bool isOn(X509* certificate) const noexcept;
+    // Returns whether the certificate matches, by the rules of the handshake.
+    bool matches(X509* certificate) const noexcept;
 
 private:
-    TargetName(std::string target, bool address) : name(std::move(target)), isAddress(address) {}
+    TargetName(std::string name, bool isAddress) : name(std::move(name)), isAddress(isAddress) {}
 
     std::string name;
     bool isAddress;

@@ -28,33 +28,33 @@ void Terminal::writeLine(const std::wstring& text) const {
     const std::string bytes = linux::wideToUtf8(text) + '\n';
     std::size_t written = 0;
     while (written < bytes.size()) {
-        const ssize_t taken = write(descriptor, bytes.data() + written, bytes.size() - written);
-        if (taken < 0 && errno == EINTR) {
+        const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (taken <= 0) {
+        if (count <= 0) {
             return;
         }
-        written += static_cast<std::size_t>(taken);
+        written += static_cast<std::size_t>(count);
     }
 }
 
 std::optional<std::string> Terminal::readLine() const {
-    constexpr std::size_t longestAnswer = 80;
+    constexpr std::size_t maxAnswerLength = 80;
     std::string line;
     for (;;) {
         char byte = 0;
-        const ssize_t got = read(descriptor, &byte, 1);
-        if (got < 0 && errno == EINTR) {
+        const ssize_t count = read(descriptor, &byte, 1);
+        if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (got <= 0) {
+        if (count <= 0) {
             return std::nullopt;
         }
         if (byte == '\n') {
             return line;
         }
-        if (line.size() < longestAnswer) {
+        if (line.size() < maxAnswerLength) {
             line += byte;
         }
     }

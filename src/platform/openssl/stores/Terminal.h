@@ -1,4 +1,4 @@
-// The process's controlling terminal, for a question to the user. Used by one thread.
+// The process's controlling terminal. One thread at a time.
 #pragma once
 
 #include <optional>
@@ -8,17 +8,16 @@ namespace VexaSsl::openssl {
 
 class Terminal {
 public:
-    // isOpen tells whether the process has a terminal.
+    // isOpen returns false when the process has no terminal.
     Terminal() noexcept;
     ~Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
     bool isOpen() const noexcept { return descriptor >= 0; }
-    // A line; what can't be written is lost.
+    // Writes a line. A failure is ignored.
     void writeLine(const std::wstring& text) const;
-    // The next line without its end, cut to a length that no answer needs. Nothing at the end of
-    // the input.
+    // Returns the next line without its end, truncated to 80 bytes; nothing at the end of input.
     std::optional<std::string> readLine() const;
 
 private:

@@ -1,12 +1,12 @@
-// The files of trust anchors: the folder root/ of the certificate folder, and the system's bundle.
-// Any thread.
+// The files of the trust anchors: root/ of the certificate folder, and the system's bundle. Any
+// thread.
 #pragma once
 
 #include "platform/openssl/stores/FolderCache.h"
 
 namespace VexaSsl::openssl {
 
-// As the files are now; the same content as long as they are unchanged.
+// Returns the files as they are now; the same object until one of them changes.
 FolderContentPointer readAnchorFiles();
 
 } // namespace VexaSsl::openssl

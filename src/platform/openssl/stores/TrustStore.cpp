@@ -2,7 +2,7 @@
 
 #include "platform/openssl/stores/CertificateFolder.h"
 #include "platform/openssl/stores/CertificateObject.h"
-#include "platform/openssl/stores/FolderProduct.h"
+#include "platform/openssl/stores/FolderValue.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t fileSizeLimit = std::size_t{16} << 20;
 const char* const systemBundle = "/etc/ssl/certs/ca-certificates.crt";
 
-// The bundle is read with the folder's files, so that one look tells whether anything has changed.
+// The bundle is in the same cache as the folder's files, so that one check covers all.
 std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
                                   const std::set<std::string>& names) {
     std::vector<FileGroup> groups;
@@ -32,8 +32,8 @@ std::vector<FileGroup> groupFiles(const std::filesystem::path& folder,
     return groups;
 }
 
-// A machine may do without the bundle.
-ParsedFile parseGroup(const std::vector<FileText>& files) {
+// A machine may have no bundle.
+ParsedFile parseGroup(const std::vector<FileContents>& files) {
     const bool isAbsentBundle =
         files[0].outcome == FileOutcome::missing && files[0].path == systemBundle;
     return isAbsentBundle ? ParsedFile() : parseAnchorFile(files[0]);
@@ -41,15 +41,15 @@ ParsedFile parseGroup(const std::vector<FileText>& files) {
 
 std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     const ErrorQueueGuard errors;
-    X509_STORE* made = X509_STORE_new();
-    if (!made) {
+    X509_STORE* x509Store = X509_STORE_new();
+    if (!x509Store) {
         throw std::bad_alloc();
     }
-    std::shared_ptr<X509_STORE> store(made, X509_STORE_free);
+    std::shared_ptr<X509_STORE> store(x509Store, X509_STORE_free);
     for (const auto& file : folder.files) {
         for (const X509Pointer& anchor : file->anchors) {
-            X509_check_purpose(anchor.get(), -1, 0); // decodes the extensions now, on one thread
-            if (X509_STORE_add_cert(made, anchor.get()) != 1) {
+            X509_check_purpose(anchor.get(), -1, 0); // as in Certificate's constructor
+            if (X509_STORE_add_cert(x509Store, anchor.get()) != 1) {
                 throw std::bad_alloc();
             }
         }
@@ -57,19 +57,19 @@ std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     return store;
 }
 
-FolderProduct<X509_STORE>& anchorStore() {
-    static auto& store = *new FolderProduct(groupFiles, parseGroup, fileSizeLimit, storeOf);
+FolderValue<X509_STORE>& anchorStore() {
+    static auto& store = *new FolderValue(groupFiles, parseGroup, fileSizeLimit, storeOf);
     return store;
 }
 
 } // namespace
 
 std::shared_ptr<X509_STORE> trustStore() {
-    return anchorStore().read(folderInForce()->anchors).product;
+    return anchorStore().read(currentFolder()->anchors).value;
 }
 
 FolderContentPointer readAnchorFiles() {
-    return anchorStore().readFiles(folderInForce()->anchors);
+    return anchorStore().readFiles(currentFolder()->anchors);
 }
 
 } // namespace VexaSsl::openssl

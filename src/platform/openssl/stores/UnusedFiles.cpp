@@ -17,7 +17,7 @@ namespace {
 
 using Unused = std::vector<platform::UnusedCertificateFile>;
 
-// mayBeMissing: a machine without trust anchors of its own has those of the system.
+// mayBeMissing: root/ may, as a machine can do without trust anchors of its own.
 void addFaults(const FolderContent& content, const std::filesystem::path& folder, bool mayBeMissing,
                Unused& found) {
     const bool isListed = content.outcome == FileOutcome::read ||
@@ -36,16 +36,16 @@ bool isHidden(const std::filesystem::path& name) {
     return name.native().front() == '.';
 }
 
-// Files that are never looked into, in the order of their names.
+// Adds the files with other extensions, which are never opened, in the order of their names.
 void addUnknownNames(const std::filesystem::path& folder, Unused& found) {
     std::set<std::filesystem::path> names;
-    std::error_code unlisted; // told of already
-    for (std::filesystem::directory_iterator at(folder, unlisted), end; !unlisted && at != end;
-         at.increment(unlisted)) {
-        names.insert(at->path().filename());
+    std::error_code error; // reported by addFaults
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        names.insert(entry->path().filename());
     }
     for (const std::filesystem::path& name : names) {
-        if (!isHidden(name) && !isReadForPersonalStore(name)) {
+        if (!isHidden(name) && !isPersonalStoreFile(name)) {
             found.push_back({folder / name, platform::CertificateFileFault::UnknownExtension});
         }
     }
@@ -57,7 +57,7 @@ void addUnknownNames(const std::filesystem::path& folder, Unused& found) {
 namespace VexaSsl::platform {
 
 std::vector<UnusedCertificateFile> unusedCertificateFiles() {
-    const auto folder = openssl::folderInForce();
+    const auto folder = openssl::currentFolder();
     std::vector<UnusedCertificateFile> found;
     openssl::addFaults(*openssl::readPersonalFiles(), folder->personal, false, found);
     openssl::addUnknownNames(folder->personal, found);

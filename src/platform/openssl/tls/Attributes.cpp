@@ -41,15 +41,15 @@ PCCERT_CONTEXT contextOf(const EncodedCertificates& peer) {
         }
         static_cast<void>(link.release()); // the stack's now
     }
-    return contextOfPeer(decoded(peer.leaf).get(), chain.get());
+    return newPeerContext(decoded(peer.leaf).get(), chain.get());
 }
 
 PCCERT_CONTEXT makePeerContext(const TlsConnection& context) {
     if (const SSL* ssl = context.ssl.get()) {
-        return contextOfPeer(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
+        return newPeerContext(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
     }
     if (const PeerCertificates& peer = context.decodedPeer; peer.leaf) {
-        return contextOfPeer(peer.leaf.get(), peer.chain.get());
+        return newPeerContext(peer.leaf.get(), peer.chain.get());
     }
     return contextOf(context.peer);
 }

@@ -63,7 +63,7 @@ SECURITY_STATUS statusOfRefusedCertificate() {
 }
 
 SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
-    const BorrowingStack helpers = stackOf(helpersOf(certificate));
+    const BorrowingStack helpers = stackOf(extraCertificatesOf(certificate));
     constexpr int replaceWhatIsThere = 1;
     const int taken = SSL_CTX_use_cert_and_key(
         context, x509Of(certificate), privateKeyOf(certificate), helpers.get(), replaceWhatIsThere);

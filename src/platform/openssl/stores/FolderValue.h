@@ -1,5 +1,5 @@
-// What is made of all files of a certificate folder, made again only when one of them has changed.
-// Any thread; what it returns is shared and doesn't change.
+// A value made from the files of a certificate folder, and made again only when one of them has
+// changed. Any thread; the values are immutable and shared.
 #pragma once
 
 #include "platform/openssl/stores/FolderCache.h"
@@ -12,18 +12,18 @@
 
 namespace VexaSsl::openssl {
 
-template <class Product>
-class FolderProduct {
+template <class Value>
+class FolderValue {
 public:
-    using Making = std::shared_ptr<Product> (*)(const FolderContent& files);
+    using Make = std::shared_ptr<Value> (*)(const FolderContent& files);
     struct Result {
         FolderContentPointer files;
-        std::shared_ptr<Product> product;
+        std::shared_ptr<Value> value;
     };
 
-    FolderProduct(FolderCache::Grouping grouping, FolderCache::Parsing parsing,
-                  std::size_t fileSizeLimit, Making make)
-        : cache(std::move(grouping), std::move(parsing), fileSizeLimit), make(make) {}
+    FolderValue(FolderCache::GroupFiles groupFiles, FolderCache::ParseGroup parseGroup,
+                std::size_t fileSizeLimit, Make make)
+        : cache(std::move(groupFiles), std::move(parseGroup), fileSizeLimit), make(make) {}
 
     FolderContentPointer readFiles(const std::filesystem::path& folder) {
         return cache.contentOf(folder);
@@ -32,9 +32,9 @@ public:
     // Throws std::bad_alloc.
     Result read(const std::filesystem::path& folder) {
         FolderContentPointer files = readFiles(folder);
-        const std::lock_guard lock(guarding);
+        const std::lock_guard lock(mutex);
         if (files != newest.files) {
-            newest.product = make(*files);
+            newest.value = make(*files);
             newest.files = std::move(files);
         }
         return newest;
@@ -42,8 +42,8 @@ public:
 
 private:
     FolderCache cache;
-    const Making make;
-    std::mutex guarding; // held while newest is read or replaced
+    const Make make;
+    std::mutex mutex; // held while newest is read or replaced
     Result newest;
 };
 
