@@ -24,8 +24,8 @@ fd_set setOf(std::initializer_list<const Socket*> sockets) {
 TEST(Transfers, signalsDoNotEndAReceive) {
     const Pair pair = connectedPair();
     const std::jthread peer([&] {
-        giveOthersTime();
-        sendDropByDrop(pair.client, "calm");
+        yieldToOtherThreads();
+        sendByteByByte(pair.client, "calm");
     });
     const SignalStorm storm;
     char bytes[4] = {};
@@ -48,7 +48,7 @@ TEST(Transfers, signalsDoNotEndASend) {
     const Pair pair = connectedPair();
     const std::string much(8 << 20, 'm');
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         EXPECT_EQ(receiveText(pair.server, much.size()), much);
     });
     const SignalStorm storm;
@@ -75,7 +75,7 @@ TEST(Connections, signalsDoNotEndAnAccept) {
     const Socket listener = listenOnLoopback();
     Socket client;
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         client = connectedTo(listener);
     });
     const SignalStorm storm;
@@ -91,7 +91,7 @@ TEST(Connections, signalsDoNotEndAConnect) {
     const SOCKET listening = listener.get();
     std::jthread server([listening] {
         for (int i = 0; i < 3; ++i) {
-            giveOthersTime();
+            yieldToOtherThreads();
         }
         while (Socket(platform::accept(listening, nullptr, nullptr)).isValid()) {
         }
@@ -112,7 +112,7 @@ TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     const SignalStorm storm;
@@ -135,7 +135,7 @@ TEST(Select, signalsNeitherEndNorExtendTheWait) {
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
     EXPECT_GT(SignalStorm::delivered(), 0);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     readable = setOf({&pair.server});

@@ -47,7 +47,7 @@ TEST_F(EntryKey, furtherCertificatesOfPkcs12AreHelpersInTheirOrder) {
 TEST_F(EntryKey, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
     const Issued root = issue(authorityNamed("root"));
     const Issued leaf = issue(serverNamed("leaf"), &root);
-    write("my/leaf.pem", pem(leaf) + pem(root) + closedKeyPem(leaf, "secret"));
+    write("my/leaf.pem", pem(leaf) + pem(root) + encryptedKeyPem(leaf, "secret"));
     const OpenedStore store;
     EXPECT_EQ(namesIn(store.get()), Names{L"leaf"});
     const HeldContext entry = firstIn(store.get());
@@ -59,7 +59,7 @@ TEST_F(EntryKey, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
 TEST_F(EntryKey, keyWithAPassPhraseBesideTheCertificateIsUnreadable) {
     const Issued one = issue(named("one"));
     write("my/one.pem", pem(one));
-    write("my/one.key", closedKeyPem(one, "secret"));
+    write("my/one.key", encryptedKeyPem(one, "secret"));
     EXPECT_EQ(keyStateOfEntry(), KeyState::unreadable);
 }
 

@@ -128,7 +128,7 @@ TEST_F(Picker, nothingOnACertificateReachesTheTerminalAsAControlCharacter) {
 
 TEST_F(Picker, tellsOfAKeyThatCannotBeRead) {
     const Issued closed = issue(named("closed"));
-    write("my/c.pem", pem(closed) + closedKeyPem(closed, "secret"));
+    write("my/c.pem", pem(closed) + encryptedKeyPem(closed, "secret"));
     EXPECT_TRUE(contains(answer("\n").shown, "private key not readable"));
 }
 

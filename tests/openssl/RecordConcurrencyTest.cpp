@@ -13,11 +13,11 @@ namespace {
 
 // The opener's failure ends the protector too, in the middle of its work.
 TEST(RecordConcurrency, aFailureOfTheOpenerReachesTheProtector) {
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
     for (int round = 0; round < 20; ++round) {
         Side client = Side::client();
         Side server = Side::server();
-        shakeHands(client, server);
+        runHandshake(client, server);
         const SecPkgContext_StreamSizes sizes = server.sizes();
         Bytes altered = client.protect("hello");
         altered.back() ^= 1;

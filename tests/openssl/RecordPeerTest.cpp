@@ -60,7 +60,7 @@ protected:
         return opened.status;
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
 // The suites whose records carry a part of their nonce.
@@ -300,7 +300,7 @@ INSTANTIATE_TEST_SUITE_P(All, ExplicitNonces,
 
 class FinishedMessage : public ::testing::Test {
 protected:
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
 // A peer may cut its Finished message into several records. Each of them takes a number.

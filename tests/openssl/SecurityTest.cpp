@@ -21,7 +21,7 @@ namespace {
 
 class Credentials : public ::testing::Test {
 protected:
-    const FolderInForce folder;
+    const ScopedCertificateFolder folder;
 };
 using Packages = Credentials;
 using PackageHandshake = Credentials;
@@ -29,7 +29,7 @@ using Handles = Credentials;
 
 class Protection : public Credentials {
 protected:
-    Protection() { shakeHands(client, server); }
+    Protection() { runHandshake(client, server); }
 
     Side client = Side::client();
     Side server = Side::server();
@@ -40,7 +40,7 @@ protected:
     static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
         Side client = Side::client(target);
         RawPeer server = RawPeer::server(certificate);
-        shakeHands(client, server);
+        runHandshake(client, server);
         return client.status();
     }
 };
@@ -141,7 +141,7 @@ TEST_F(Handles, ofAClientAreNoneForAServer) {
 TEST_F(Handles, unknownAttributesAreUnsupported) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     Bytes place(256);
     EXPECT_EQ(platform::QueryContextAttributesW(client.context(), 5, place.data()),
               SEC_E_UNSUPPORTED_FUNCTION);
@@ -154,7 +154,7 @@ TEST_F(Handles, oldErrorsOfTheThreadDontMatterAndNoneAreLeft) {
     ERR_raise(ERR_LIB_USER, 1);
     Side client = Side::client();
     Side server = Side::server("untrusted");
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(client.status(), SEC_E_UNTRUSTED_ROOT);
     EXPECT_EQ(ERR_peek_error(), 0U);
 }
@@ -233,7 +233,7 @@ TEST_F(ServerTrust, aSelfSignedServerAmongTheAnchorsIsTrusted) {
                                own / "root" / "self-signed.pem",
                                std::filesystem::copy_options::overwrite_existing);
     {
-        const FolderInForce anchors(own);
+        const ScopedCertificateFolder anchors(own);
         EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_OK);
         EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_UNTRUSTED_ROOT);
     }
@@ -256,7 +256,7 @@ protected:
 
     // The status of acquiring the only certificate of the store; nothing when there is none.
     static SECURITY_STATUS acquireOnly(const std::filesystem::path& root) {
-        const FolderInForce folder(root);
+        const ScopedCertificateFolder folder(root);
         const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
                                                          CERT_SYSTEM_STORE_LOCAL_MACHINE, L"MY");
         const PCCERT_CONTEXT certificate = platform::CertEnumCertificatesInStore(store, nullptr);
@@ -304,7 +304,7 @@ TEST_F(FaultyKeys, aCredentialOutlivesWhatIsKeptForIt) {
     std::filesystem::copy(certificatesFolder() / "root", own / "root");
     std::filesystem::copy_file(certificatesFolder() / "my" / "server-ecdsa.pem",
                                own / "my" / "server-ecdsa.pem");
-    const FolderInForce folder(own);
+    const ScopedCertificateFolder folder(own);
     Side server = Side::server();
     std::filesystem::remove(own / "my" / "server-ecdsa.pem");
     for (int change = 0; change < 80; ++change) {
@@ -314,7 +314,7 @@ TEST_F(FaultyKeys, aCredentialOutlivesWhatIsKeptForIt) {
         std::filesystem::remove(own / "my" / "only.key");
     }
     Side client = Side::client();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     EXPECT_EQ(server.openAll(client.protect("still served")), "still served");
 }

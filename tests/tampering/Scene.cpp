@@ -54,7 +54,7 @@ const IConfig& configurationOf(const Casting& casting) {
 
 Scene::Scene(const Casting& cast, const Tampering& what)
     : counterpart(cast), casting(cast), tampering(what) {
-    wire.turn = [this](const Bytes& received) { return shakeHands(received); };
+    wire.turn = [this](const Bytes& received) { return runHandshake(received); };
     wire.resetBehindSent = tampering.cutBehindSent;
     if (tampering.farewell == Farewell::silence) {
         wire.receiveMilliseconds = shortPatience;
@@ -74,7 +74,7 @@ Scene::Scene(const Casting& cast, const Tampering& what)
     error = platform::WSAGetLastError();
     wire.resetBehindSent.reset();
     if (isEstablished) {
-        shakeHands(wire.collect()); // the last flight of a server, for which it awaits no answer
+        runHandshake(wire.collect()); // the last flight of a server, for which it awaits no answer
     }
 }
 
@@ -122,7 +122,7 @@ bool Scene::startOtls() {
     return dynamic_cast<IOtlsProvider&>(*strategy).startOtls() == 0;
 }
 
-Move Scene::shakeHands(const Bytes& received) {
+Move Scene::runHandshake(const Bytes& received) {
     Bytes toCounterpart = received;
     change(toCounterpart, fromStackSoFar, true);
     fromStackSoFar = std::move(fromStackSoFar) + received;

@@ -76,7 +76,7 @@ public:
     Counterpart counterpart;
 
 private:
-    Move shakeHands(const Bytes& received);
+    Move runHandshake(const Bytes& received);
     void change(Bytes& bytes, const Bytes& before, bool fromStack);
     Move cut(const Bytes& bytes);
     bool connect();

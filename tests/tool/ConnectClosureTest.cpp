@@ -48,7 +48,7 @@ private:
             return;
         }
         const Bytes data = peer.protect(answer);
-        sendAll(client, data + peer.shutDown());
+        sendAll(client, data + peer.sendClosure());
         while (!receiveSome(client).empty()) {
         }
     }

@@ -28,7 +28,7 @@ Bytes answerHandshake(RawPeer& server, const HostSocket& socket) {
     return {};
 }
 
-bool shakeHands(RawPeer& client, const HostSocket& socket) {
+bool runHandshake(RawPeer& client, const HostSocket& socket) {
     sendAll(socket, client.step());
     while (!client.established()) {
         const Bytes flight = receiveSome(socket);

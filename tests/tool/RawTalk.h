@@ -14,6 +14,6 @@ void sendAll(const HostSocket& socket, const Bytes& bytes);
 // client gave up.
 Bytes answerHandshake(RawPeer& server, const HostSocket& socket);
 // A client's handshake. Result: whether it was well.
-bool shakeHands(RawPeer& client, const HostSocket& socket);
+bool runHandshake(RawPeer& client, const HostSocket& socket);
 
 } // namespace VexaSsl::test

@@ -18,11 +18,11 @@ std::string echoOfABurst(std::uint16_t port, const std::string& text) {
     const HostSocket socket = rawConnection(port);
     limitWaiting(socket.handle());
     RawPeer client = RawPeer::client();
-    if (!shakeHands(client, socket)) {
+    if (!runHandshake(client, socket)) {
         return "no handshake";
     }
     const Bytes data = client.protect(text);
-    sendAll(socket, data + client.shutDown());
+    sendAll(socket, data + client.sendClosure());
     std::string echo;
     while (echo.size() < text.size()) {
         const Bytes some = receiveSome(socket);

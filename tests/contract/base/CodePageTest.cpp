@@ -35,7 +35,7 @@ TEST_F(MultiByteToWideChar, utf8SequencesBecomeTheirCodePoints) {
     EXPECT_EQ(widen("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92z"), L"a\u00E9\u20AC\U0001F512z");
 }
 
-TEST_F(MultiByteToWideChar, firstAndLastCodePointsOfEachLength) {
+TEST_F(MultiByteToWideChar, firstAndLastCodePointsOfEachLengthAreDecoded) {
     EXPECT_EQ(widen("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"),
               L"\x7F\x80\u07FF\u0800\uFFFF\U00010000\U0010FFFF");
 }
@@ -55,7 +55,7 @@ TEST_F(MultiByteToWideChar, overlongFormsSurrogatesAndTooLargeNumbersAreInvalid)
     }
 }
 
-TEST_F(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
+TEST_F(MultiByteToWideChar, unitsNeverOutnumberBytes) {
     for (int first = 0; first < 256; ++first) {
         for (int second = 0; second < 256; ++second) {
             const std::string bytes{static_cast<char>(first), static_cast<char>(second)};
@@ -64,14 +64,14 @@ TEST_F(MultiByteToWideChar, neverGivesMoreUnitsThanBytes) {
     }
 }
 
-TEST_F(MultiByteToWideChar, flagForInvalidBytesRefusesThem) {
+TEST_F(MultiByteToWideChar, invalidBytesAreRefusedWithTheFlag) {
     wchar_t buffer[8];
     constexpr DWORD refuseInvalid = 8;
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, refuseInvalid, "a\xFF", 2, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
 }
 
-TEST_F(MultiByteToWideChar, capacityZeroGivesTheUnitsNeeded) {
+TEST_F(MultiByteToWideChar, zeroCapacityGivesTheUnitsNeeded) {
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "\xC3\xA9x", 3, nullptr, 0), 2);
 }
 
@@ -87,23 +87,23 @@ TEST_F(MultiByteToWideChar, explicitLengthAddsNoZero) {
     EXPECT_EQ(std::wcscmp(buffer, L"abxx"), 0);
 }
 
-TEST_F(MultiByteToWideChar, tooSmallABufferGivesZero) {
+TEST_F(MultiByteToWideChar, tooSmallBufferGivesZero) {
     wchar_t buffer[] = L"xxx";
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "abc", 3, buffer, 2), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(buffer[2], L'x');
 }
 
-TEST_F(MultiByteToWideChar, lengthZeroIsAWrongArgument) {
+TEST_F(MultiByteToWideChar, zeroLengthIsInvalidParameter) {
     wchar_t buffer[8];
     EXPECT_EQ(platform::MultiByteToWideChar(CP_UTF8, 0, "", 0, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
-TEST_F(MultiByteToWideChar, unknownCodePageIsAWrongArgument) {
+TEST_F(MultiByteToWideChar, unknownCodePageIsInvalidParameter) {
     wchar_t buffer[8];
-    constexpr UINT nobodys = 12345;
-    EXPECT_EQ(platform::MultiByteToWideChar(nobodys, 0, "a", 1, buffer, 8), 0);
+    constexpr UINT unknownCodePage = 12345;
+    EXPECT_EQ(platform::MultiByteToWideChar(unknownCodePage, 0, "a", 1, buffer, 8), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
@@ -111,14 +111,14 @@ TEST_F(WideCharToMultiByte, ansiIsWindows1252) {
     EXPECT_EQ(narrow(L"a\u00E9\u20AC\u2019\u0178"), "a\xE9\x80\x92\x9F");
 }
 
-TEST_F(WideCharToMultiByte, everyAnsiByteGoesThereAndBack) {
+TEST_F(WideCharToMultiByte, everyAnsiByteSurvivesTheRoundTrip) {
     for (int byte = 1; byte < 256; ++byte) {
         const std::string text(1, static_cast<char>(byte));
         EXPECT_EQ(narrow(widen(text, CP_ACP)), text) << byte;
     }
 }
 
-TEST_F(WideCharToMultiByte, unitWithoutAPlaceBecomesAQuestionMark) {
+TEST_F(WideCharToMultiByte, unmappableUnitBecomesQuestionMark) {
     EXPECT_EQ(narrow(L"a\u4E00z"), "a?z");
     EXPECT_EQ(narrow(L"\u0100"), "?"); // no best fit: not "A"
     EXPECT_EQ(narrow(L"\u0080"), "?");
@@ -138,24 +138,24 @@ TEST_F(WideCharToMultiByte, utf8EncodesEveryCodePoint) {
     EXPECT_EQ(narrow(L"a\u00E9\u20AC\U0001F512", CP_UTF8), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92");
 }
 
-TEST_F(WideCharToMultiByte, utf8EncodesALoneSurrogateAsTheReplacementCharacter) {
+TEST_F(WideCharToMultiByte, utf8EncodesLoneSurrogateAsReplacementCharacter) {
     EXPECT_EQ(narrow({static_cast<wchar_t>(0xD800), L'x'}, CP_UTF8), "\xEF\xBF\xBDx");
 }
 
-TEST_F(WideCharToMultiByte, utf8KnowsNoDefaultCharacter) {
+TEST_F(WideCharToMultiByte, utf8RefusesDefaultCharacter) {
     char buffer[8];
     EXPECT_EQ(platform::WideCharToMultiByte(CP_UTF8, 0, L"a", 1, buffer, 8, "#", nullptr), 0);
     EXPECT_EQ(platform::GetLastError(), invalidParameter);
 }
 
-TEST_F(WideCharToMultiByte, tooSmallABufferGivesZero) {
+TEST_F(WideCharToMultiByte, tooSmallBufferGivesZero) {
     char buffer[] = "xxx";
     EXPECT_EQ(platform::WideCharToMultiByte(CP_ACP, 0, L"abc", 3, buffer, 2, nullptr, nullptr), 0);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(buffer[2], 'x');
 }
 
-TEST_F(WideCharToMultiByte, capacityZeroGivesTheBytesNeeded) {
+TEST_F(WideCharToMultiByte, zeroCapacityGivesTheBytesNeeded) {
     EXPECT_EQ(
         platform::WideCharToMultiByte(CP_UTF8, 0, L"\u20ACx", 2, nullptr, 0, nullptr, nullptr), 4);
 }

@@ -32,7 +32,7 @@ Message messageOf(DWORD code, DWORD flags = libraryFlags) {
 using FormatMessageW = ContractTest;
 using LocalFree = ContractTest;
 
-TEST_F(FormatMessageW, zeroIsSuccess) {
+TEST_F(FormatMessageW, zeroHasTheSuccessText) {
     EXPECT_EQ(messageOf(0).text, L"The operation completed successfully. ");
 }
 
@@ -41,19 +41,19 @@ TEST_F(FormatMessageW, resultCountsTheUnitsOfTheText) {
     EXPECT_EQ(message.units, message.text.size());
 }
 
-TEST_F(FormatMessageW, unknownCodeGivesNothing) {
+TEST_F(FormatMessageW, unknownCodeHasNoText) {
     const Message message = messageOf(unknownCode);
     EXPECT_EQ(message.units, 0U);
     EXPECT_EQ(message.text, L"");
 }
 
-TEST_F(FormatMessageW, withoutTheMaskForOneLineTheTextEndsWithALineEnd) {
+TEST_F(FormatMessageW, textEndsWithLineEndWithoutTheWidthMask) {
     const std::wstring text =
         messageOf(0, FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM).text;
     EXPECT_EQ(text, L"The operation completed successfully.\r\n");
 }
 
-TEST_F(FormatMessageW, writesIntoTheCallersBuffer) {
+TEST_F(FormatMessageW, callersBufferReceivesTheText) {
     wchar_t buffer[64];
     const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_MAX_WIDTH_MASK;
     const DWORD units = platform::FormatMessageW(flags, nullptr, 0, 0, buffer, 64, nullptr);
@@ -61,24 +61,24 @@ TEST_F(FormatMessageW, writesIntoTheCallersBuffer) {
     EXPECT_EQ(units, std::wstring(buffer).size());
 }
 
-TEST_F(FormatMessageW, tooSmallABufferGivesZero) {
+TEST_F(FormatMessageW, tooSmallBufferGivesZero) {
     wchar_t buffer[2];
     const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_MAX_WIDTH_MASK;
     EXPECT_EQ(platform::FormatMessageW(flags, nullptr, 0, 0, buffer, 2, nullptr), 0U);
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST_F(FormatMessageW, onlyTheSystemsTextsAreKnown) {
+TEST_F(FormatMessageW, textIsFoundOnlyWithTheSystemFlag) {
     EXPECT_EQ(messageOf(0, FORMAT_MESSAGE_ALLOCATE_BUFFER).units, 0U);
 }
 
-TEST_F(LocalFree, nullIsHarmless) {
+TEST_F(LocalFree, freeingNullIsHarmless) {
     EXPECT_EQ(platform::LocalFree(nullptr), nullptr);
 }
 
 class TextOfCode : public ContractTest, public ::testing::WithParamInterface<DWORD> {};
 
-TEST_P(TextOfCode, isOneReadableLine) {
+TEST_P(TextOfCode, errorTextIsOneReadableLine) {
     const std::wstring text = messageOf(GetParam()).text;
     ASSERT_GT(text.size(), 10U);
     EXPECT_EQ(text.find_first_of(L"\r\n%"), std::wstring::npos);

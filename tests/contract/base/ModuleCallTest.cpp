@@ -1,5 +1,5 @@
-// Modules and version records, as far as any process shows them. What a library's own record says
-// is tested where the library is loaded.
+// Modules and version records. The library's own record is tested where the library is loaded, in
+// tests/module.
 #include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
@@ -19,35 +19,35 @@ TEST(GetModuleFileNameA, nullModuleIsTheExecutable) {
     EXPECT_TRUE(std::filesystem::exists(buffer)) << buffer;
 }
 
-TEST(GetModuleFileNameA, longerPathIsCut) {
+TEST(GetModuleFileNameA, longerPathIsTruncated) {
     char whole[4096] = {};
     platform::GetModuleFileNameA(nullptr, whole, sizeof whole);
     char buffer[] = "xxxxxxxx";
     EXPECT_EQ(platform::GetModuleFileNameA(nullptr, buffer, 4), 4U);
     EXPECT_EQ(platform::GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(std::string(buffer, 3), std::string(whole, 3)); // its end may be missing
+    EXPECT_EQ(std::string(buffer, 3), std::string(whole, 3)); // termination isn't guaranteed
     EXPECT_EQ(buffer[4], 'x');
 }
 
-TEST(LoadLibraryA, anUnknownNameGivesNull) {
+TEST(LoadLibraryA, unknownNameGivesNull) {
     EXPECT_EQ(platform::LoadLibraryA("vexassl-no-such-library"), nullptr);
     EXPECT_NE(platform::GetLastError(), 0U);
 }
 
-TEST(GetFileVersionInfoSizeA, fileThatIsNotThereHasNoRecord) {
+TEST(GetFileVersionInfoSizeA, missingFileHasNoVersionRecord) {
     DWORD ignored = 7;
     EXPECT_EQ(platform::GetFileVersionInfoSizeA("vexassl-no-such-file", &ignored), 0U);
     EXPECT_EQ(ignored, 0U);
 }
 
-TEST(GetFileVersionInfoSizeA, executableOfTheTestsHasNoRecord) {
+TEST(GetFileVersionInfoSizeA, testExecutableHasNoVersionRecord) {
     char name[4096] = {};
     platform::GetModuleFileNameA(nullptr, name, sizeof name);
     DWORD ignored = 7;
     EXPECT_EQ(platform::GetFileVersionInfoSizeA(name, &ignored), 0U);
 }
 
-TEST(GetFileVersionInfoA, fileThatIsNotThereIsAFailure) {
+TEST(GetFileVersionInfoA, missingFileFails) {
     char block[64];
     EXPECT_EQ(platform::GetFileVersionInfoA("vexassl-no-such-file", 0, sizeof block, block), FALSE);
 }

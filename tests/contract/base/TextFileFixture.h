@@ -1,4 +1,4 @@
-// A text file of its own for each test, and another global locale for as long as one needs it.
+// A text file for each test, and a scoped global locale.
 #pragma once
 
 #include "contract/support/ContractTest.h"
@@ -16,7 +16,7 @@ namespace VexaSsl::test {
 
 using Lines = std::vector<std::wstring>;
 
-// Another global locale for the length of a test.
+// Sets the global locale while it lives.
 class GlobalLocale {
 public:
     explicit GlobalLocale(const std::locale& locale) : former(std::locale::global(locale)) {}
@@ -50,7 +50,7 @@ protected:
         }
         return all;
     }
-    // Appends text. Result: whether the stream is still good after the flush.
+    // Appends text. Returns whether the stream is still good after the flush.
     bool append(const std::wstring& text) const {
         std::wfstream stream;
         platform::openTextFile(stream, path(), std::ios::out | std::ios::app);

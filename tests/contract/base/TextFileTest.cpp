@@ -9,7 +9,7 @@ namespace {
 using PathToText = ContractTest;
 using TextFiles = TextFileTest;
 
-// Every byte but those that a text mode treats as line ends or as the end of the file.
+// Every byte except those that text mode treats as line ends or as the end of the file.
 std::string plainBytes() {
     std::string bytes;
     for (int byte = 0; byte < 256; ++byte) {
@@ -28,12 +28,12 @@ std::wstring plainUnits() {
     return units;
 }
 
-TEST_F(TextFiles, plainBytesAreOneUnitEachWhenRead) {
+TEST_F(TextFiles, everyByteIsReadAsOneUnit) {
     putBytes(plainBytes());
     EXPECT_EQ(lines(), Lines{plainUnits()});
 }
 
-TEST_F(TextFiles, plainUnitsUpTo0xFFAreOneByteEachWhenWritten) {
+TEST_F(TextFiles, unitUpTo0xFFIsWrittenAsOneByte) {
     EXPECT_TRUE(append(plainUnits()));
     EXPECT_EQ(bytes(), plainBytes());
 }
@@ -48,12 +48,12 @@ TEST_F(TextFiles, linesEndWithLineFeedOrBoth) {
     EXPECT_EQ(lines(), (Lines{L"one", L"two", L"three"}));
 }
 
-TEST_F(TextFiles, lastLineWithItsEndIsNotFollowedByAnEmptyOne) {
+TEST_F(TextFiles, lineEndAtEndOfFileAddsNoLine) {
     putBytes("one\r\n");
     EXPECT_EQ(lines(), Lines{L"one"});
 }
 
-TEST_F(TextFiles, emptyLinesCount) {
+TEST_F(TextFiles, emptyLinesAreLines) {
     putBytes("\r\n\none\n\n");
     EXPECT_EQ(lines(), (Lines{L"", L"", L"one", L""}));
 }
@@ -73,7 +73,7 @@ TEST_F(TextFiles, byteOrderMarkIsThreeUnits) {
     EXPECT_EQ(lines(), Lines{L"\xEF\xBB\xBFx"});
 }
 
-TEST_F(TextFiles, longFileComesWhole) {
+TEST_F(TextFiles, longFileIsReadWhole) {
     std::string content;
     for (int i = 0; i < 20'000; ++i) {
         content += "\xC3\xA9line " + std::to_string(i) + "\r\n";
@@ -84,7 +84,7 @@ TEST_F(TextFiles, longFileComesWhole) {
     EXPECT_EQ(all.back(), L"\xC3\xA9line 19999");
 }
 
-TEST_F(TextFiles, appendingKeepsWhatIsThere) {
+TEST_F(TextFiles, appendingKeepsTheContent) {
     putBytes("one\n");
     EXPECT_TRUE(append(L"two\n"));
     EXPECT_EQ(lines(), (Lines{L"one", L"two"}));
@@ -101,13 +101,13 @@ TEST_F(TextFiles, twoWritersMayHaveTheFileOpen) {
     EXPECT_EQ(lines(), (Lines{L"one", L"two", L"three"}));
 }
 
-TEST_F(TextFiles, missingFileFails) {
+TEST_F(TextFiles, openingMissingFileFails) {
     std::wifstream stream;
     platform::openTextFile(stream, path());
     EXPECT_TRUE(stream.fail());
 }
 
-TEST_F(TextFiles, folderFails) {
+TEST_F(TextFiles, openingFolderFails) {
     std::wifstream reading;
     platform::openTextFile(reading, folder);
     EXPECT_TRUE(reading.fail());
@@ -121,13 +121,13 @@ class Numbers : public std::numpunct<wchar_t> {
     wchar_t do_decimal_point() const override { return L','; }
 };
 
-TEST_F(TextFiles, globalLocaleThatOnlyWritesNumbersInItsWayKeepsTheBytes) {
+TEST_F(TextFiles, globalLocaleOfNumbersKeepsTheBytes) {
     const GlobalLocale locale(std::locale(std::locale::classic(), new Numbers));
     putBytes("\xC3\xA9\n");
     EXPECT_EQ(lines(), Lines{L"\xC3\xA9"});
 }
 
-TEST_F(PathToText, isTheTextThatNamesThePath) {
+TEST_F(PathToText, textNamesTheSamePath) {
     const std::filesystem::path path = "a folder/and its file.txt";
     EXPECT_EQ(platform::pathFromFileText(platform::pathToText(path)), path);
 }

@@ -1,4 +1,4 @@
-// One call of AcceptEx for the contract tests, with all that has to outlive it.
+// A call of AcceptEx together with everything that has to outlive it.
 #pragma once
 
 #include "contract/sockets/Loopback.h"
@@ -7,10 +7,10 @@
 
 namespace VexaSsl::test {
 
-// What Winsock asks for each address area.
+// The size that Winsock requires of each address area.
 inline constexpr DWORD addressSpace = sizeof(sockaddr_in) + 16;
 
-// One AcceptEx with all that belongs to it.
+// One AcceptEx with its accept socket, output buffer and overlapped structure.
 struct Accept {
     explicit Accept(DWORD firstDataSize = 0, HANDLE event = nullptr)
         : socket(tcpSocket()), dataSize(firstDataSize),
@@ -20,7 +20,7 @@ struct Accept {
     Accept(const Accept&) = delete;
     Accept& operator=(const Accept&) = delete;
 
-    // 0, or the last error after FALSE.
+    // Returns 0, or the last error after FALSE.
     int post(const Socket& listener) {
         const BOOL done = platform::AcceptEx(listener.get(), socket.get(), output.data(), dataSize,
                                              addressSpace, addressSpace, &count, &overlapped);

@@ -1,4 +1,4 @@
-// AcceptEx: the connection in the place of the accept socket, the addresses, the first data.
+// AcceptEx: the connection that replaces the accept socket, the addresses, the first data.
 #include "contract/sockets/AcceptCall.h"
 
 #include <array>
@@ -11,7 +11,7 @@ namespace VexaSsl::test {
 
 using AcceptEx = ContractTest;
 
-TEST_F(AcceptEx, takesAWaitingConnectionAtOnce) {
+TEST_F(AcceptEx, waitingConnectionIsAcceptedAtOnce) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     const ScopedEvent event;
@@ -24,7 +24,7 @@ TEST_F(AcceptEx, takesAWaitingConnectionAtOnce) {
     EXPECT_EQ(receiveText(client, 10), "hello back");
 }
 
-TEST_F(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
+TEST_F(AcceptEx, acceptCompletesWhenTheHostWaitsForItsEvent) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(0, event.get());
@@ -32,7 +32,7 @@ TEST_F(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
     EXPECT_EQ(accept.finish(listener, false), WSA_IO_INCOMPLETE);
     Socket client;
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         client = connectedTo(listener);
         sendText(client, "x");
     });
@@ -42,7 +42,7 @@ TEST_F(AcceptEx, completesWhenTheHostWaitsForItsEvent) {
     EXPECT_EQ(receiveText(accept.socket, 1), "x");
 }
 
-TEST_F(AcceptEx, completesOnTheListenersPort) {
+TEST_F(AcceptEx, acceptCompletesOnTheListenersPort) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 77));
@@ -55,7 +55,7 @@ TEST_F(AcceptEx, completesOnTheListenersPort) {
     EXPECT_EQ(got.overlapped, &accept.overlapped);
 }
 
-TEST_F(AcceptEx, laysOutDataThenLocalThenRemoteAddress) {
+TEST_F(AcceptEx, outputHoldsDataThenLocalThenRemoteAddress) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     sendText(client, "data");
@@ -90,7 +90,7 @@ TEST_F(AcceptEx, acceptedSocketKeepsModeAndTimeouts) {
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
 }
 
-TEST_F(AcceptEx, waitsForTheFirstDataWhenAsked) {
+TEST_F(AcceptEx, acceptWaitsForFirstDataWhenAsked) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -105,7 +105,7 @@ TEST_F(AcceptEx, waitsForTheFirstDataWhenAsked) {
     EXPECT_EQ(accept.output.substr(0, 5), "first");
 }
 
-TEST_F(AcceptEx, silentConnectionDoesNotHoldUpTheNext) {
+TEST_F(AcceptEx, silentConnectionDoesNotDelayTheNext) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -129,7 +129,7 @@ TEST_F(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
     EXPECT_EQ(event.wait(20), WSA_WAIT_TIMEOUT);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(client, "late");
     });
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
@@ -137,7 +137,7 @@ TEST_F(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
     EXPECT_EQ(accept.count, 4U);
 }
 
-TEST_F(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
+TEST_F(AcceptEx, connectionClosedBeforeFirstDataGivesNoBytes) {
     const Socket listener = listenOnLoopback();
     Accept accept(8);
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
@@ -147,7 +147,7 @@ TEST_F(AcceptEx, connectionThatEndsBeforeItsFirstDataGivesNoBytes) {
     EXPECT_EQ(accept.count, 0U);
 }
 
-TEST_F(AcceptEx, severalAreServedInTheOrderOfPosting) {
+TEST_F(AcceptEx, acceptsCompleteInOrderOfPosting) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -164,7 +164,7 @@ TEST_F(AcceptEx, severalAreServedInTheOrderOfPosting) {
     }
 }
 
-TEST_F(AcceptEx, acceptedSocketGoesOnOverlapped) {
+TEST_F(AcceptEx, acceptedSocketReceivesOverlapped) {
     const Socket listener = listenOnLoopback();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(listener, 1));
@@ -181,7 +181,7 @@ TEST_F(AcceptEx, acceptedSocketGoesOnOverlapped) {
     EXPECT_EQ(got.overlapped, &receive.overlapped);
 }
 
-TEST_F(AcceptEx, argumentsAreChecked) {
+TEST_F(AcceptEx, acceptRefusesInvalidArguments) {
     const Socket listener = listenOnLoopback();
     const Socket unbound = tcpSocket();
     const Pair pair = connectedPair();
@@ -211,7 +211,7 @@ TEST_F(AcceptEx, argumentsAreChecked) {
     EXPECT_EQ(post(good, pair.server.get(), buffer, space, space, &overlapped), WSAEINVAL);
 }
 
-TEST_F(AcceptEx, acceptSocketInUseByAnotherIsInvalid) {
+TEST_F(AcceptEx, acceptSocketOfPendingAcceptIsInvalid) {
     const Socket listener = listenOnLoopback();
     Accept accept;
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);

@@ -1,4 +1,4 @@
-// Completion ports themselves: posting, taking, binding, closing.
+// Completion ports: posting, dequeuing, binding, closing.
 #include "contract/sockets/Loopback.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@ namespace VexaSsl::test {
 
 using CompletionPort = ContractTest;
 
-TEST_F(CompletionPort, givesPostedCompletionsInTheirOrder) {
+TEST_F(CompletionPort, postedCompletionsKeepTheirOrder) {
     const ScopedPort port;
     OVERLAPPED overlapped{};
     EXPECT_NE(host::PostQueuedCompletionStatus(port.get(), 1, 10, &overlapped), FALSE);
@@ -25,7 +25,7 @@ TEST_F(CompletionPort, givesPostedCompletionsInTheirOrder) {
     EXPECT_EQ(second.overlapped, nullptr);
 }
 
-TEST_F(CompletionPort, emptyOneTimesOut) {
+TEST_F(CompletionPort, waitOnEmptyPortTimesOut) {
     const ScopedPort port;
     for (const DWORD milliseconds : {0U, 20U}) {
         const Dequeued got = dequeue(port.get(), milliseconds);
@@ -35,14 +35,14 @@ TEST_F(CompletionPort, emptyOneTimesOut) {
     }
 }
 
-TEST_F(CompletionPort, postingWakesAWaitingThread) {
+TEST_F(CompletionPort, postingWakesWaitingThread) {
     const ScopedPort port;
     const std::jthread waiter([&] { EXPECT_EQ(dequeue(port.get()).key, 5U); });
-    giveOthersTime();
+    yieldToOtherThreads();
     host::PostQueuedCompletionStatus(port.get(), 0, 5, nullptr);
 }
 
-TEST_F(CompletionPort, closingEndsEveryWait) {
+TEST_F(CompletionPort, closingThePortEndsEveryWait) {
     const HANDLE port = host::CreateIoCompletionPort(host::invalidHandle(), host::noHandle, 0, 0);
     std::vector<std::jthread> waiters;
     for (int i = 0; i < 4; ++i) {
@@ -53,11 +53,11 @@ TEST_F(CompletionPort, closingEndsEveryWait) {
             EXPECT_EQ(got.error, WSA_INVALID_HANDLE);
         });
     }
-    giveOthersTime();
+    yieldToOtherThreads();
     EXPECT_NE(host::CloseHandle(port), FALSE);
 }
 
-TEST_F(CompletionPort, staleHandlesAreInvalid) {
+TEST_F(CompletionPort, closedPortIsInvalidHandle) {
     const HANDLE stale = host::CreateIoCompletionPort(host::invalidHandle(), host::noHandle, 0, 0);
     EXPECT_NE(host::CloseHandle(stale), FALSE);
     EXPECT_EQ(host::CloseHandle(stale), FALSE);
@@ -72,13 +72,13 @@ TEST_F(CompletionPort, staleHandlesAreInvalid) {
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
 }
 
-TEST_F(CompletionPort, eventIsNoPort) {
+TEST_F(CompletionPort, eventIsNotAcceptedAsPort) {
     const ScopedEvent event;
     EXPECT_EQ(dequeue(event.get()).error, WSA_INVALID_HANDLE);
     EXPECT_EQ(host::CloseHandle(event.get()), FALSE);
 }
 
-TEST_F(CompletionPort, bindingChecksItsArguments) {
+TEST_F(CompletionPort, bindingRefusesInvalidArguments) {
     const ScopedPort port;
     EXPECT_EQ(
         host::CreateIoCompletionPort(host::socketHandle(INVALID_SOCKET - 1), port.get(), 0, 0),
@@ -92,7 +92,7 @@ TEST_F(CompletionPort, bindingChecksItsArguments) {
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
 }
 
-TEST_F(CompletionPort, isMadeTogetherWithItsFirstSocket) {
+TEST_F(CompletionPort, portIsCreatedWithItsFirstSocket) {
     const Pair pair = connectedPair();
     const HANDLE port =
         host::CreateIoCompletionPort(host::socketHandle(pair.server.get()), host::noHandle, 7, 0);
@@ -104,7 +104,7 @@ TEST_F(CompletionPort, isMadeTogetherWithItsFirstSocket) {
     host::CloseHandle(port);
 }
 
-TEST_F(CompletionPort, dequeueNeedsItsOutPlaces) {
+TEST_F(CompletionPort, dequeueRefusesNullOutputs) {
     const ScopedPort port;
     EXPECT_EQ(host::GetQueuedCompletionStatus(port.get(), nullptr, nullptr, nullptr, 0), FALSE);
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);

@@ -1,5 +1,5 @@
-// Overlapped receives that end with a completion routine, run in an alertable wait of the thread
-// that posted them.
+// Overlapped receives with a completion routine, which runs in an alertable wait of the thread that
+// posted them.
 #include "contract/sockets/Loopback.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// What the routine was called with, on this thread; the tests look at their own thread's.
+// The calls of the routine on this thread and the arguments of the last one.
 thread_local int calls = 0;
 thread_local DWORD lastStatus = 0;
 thread_local DWORD lastCount = 0;
@@ -50,7 +50,7 @@ protected:
 
 using SleepEx = ContractTest;
 
-TEST_F(CompletionRoutines, runInAnAlertableSleep) {
+TEST_F(CompletionRoutines, routinesRunInAlertableSleep) {
     const Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
@@ -62,14 +62,14 @@ TEST_F(CompletionRoutines, runInAnAlertableSleep) {
     EXPECT_EQ(lastOverlapped, &receive.overlapped);
 }
 
-TEST_F(CompletionRoutines, runInAnAlertableWaitForEvents) {
+TEST_F(CompletionRoutines, routinesRunInAlertableWaitForEvents) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     const HANDLE handle = event.get();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     EXPECT_EQ(host::WSAWaitForMultipleEvents(1, &handle, FALSE, 10000, TRUE),
@@ -77,7 +77,7 @@ TEST_F(CompletionRoutines, runInAnAlertableWaitForEvents) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(CompletionRoutines, doNotRunInOtherWaits) {
+TEST_F(CompletionRoutines, routinesDoNotRunInOtherWaits) {
     const Pair pair = connectedPair();
     sendText(pair.client, "x");
     char byte = 0;
@@ -92,7 +92,7 @@ TEST_F(CompletionRoutines, doNotRunInOtherWaits) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(CompletionRoutines, doNotRunOnOtherThreads) {
+TEST_F(CompletionRoutines, routinesDoNotRunOnOtherThreads) {
     const Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
@@ -105,7 +105,7 @@ TEST_F(CompletionRoutines, doNotRunOnOtherThreads) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(CompletionRoutines, leaveTheEventFieldAlone) {
+TEST_F(CompletionRoutines, eventFieldIsFreeForTheHost) {
     const Pair pair = connectedPair();
     int anything = 0;
     Receive receive(8, &anything);
@@ -115,14 +115,14 @@ TEST_F(CompletionRoutines, leaveTheEventFieldAlone) {
     EXPECT_EQ(receive.overlapped.hEvent, &anything);
 }
 
-TEST_F(CompletionRoutines, mayPostAgain) {
+TEST_F(CompletionRoutines, routineMayPostAgain) {
     Pair pair = connectedPair();
     Relay relay;
     relay.receive.overlapped.hEvent = &relay;
     relay.socket = &pair.server;
     ASSERT_EQ(relay.receive.post(pair.server, Relay::run), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        sendDropByDrop(pair.client, "relay");
+        sendByteByByte(pair.client, "relay");
         pair.client.close();
     });
     while (!relay.isOver) {
@@ -131,7 +131,7 @@ TEST_F(CompletionRoutines, mayPostAgain) {
     EXPECT_EQ(relay.text, "relay");
 }
 
-TEST_F(CompletionRoutines, tellOfAClosedSocket) {
+TEST_F(CompletionRoutines, routineReportsClosedSocket) {
     Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
@@ -141,19 +141,19 @@ TEST_F(CompletionRoutines, tellOfAClosedSocket) {
     EXPECT_EQ(lastCount, 0U);
 }
 
-TEST_F(CompletionRoutines, wakeTheirThreadWhenAnotherThreadCloses) {
+TEST_F(CompletionRoutines, closingOnAnotherThreadWakesTheRoutinesThread) {
     Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server, note), WSA_IO_PENDING);
     const std::jthread other([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         pair.server.close();
     });
     EXPECT_EQ(host::SleepEx(10000, TRUE), WSA_WAIT_IO_COMPLETION);
     EXPECT_TRUE(isAborted(static_cast<int>(lastStatus)));
 }
 
-TEST_F(CompletionRoutines, areRefusedOnASocketThatIsBoundToAPort) {
+TEST_F(CompletionRoutines, routineIsRefusedOnSocketBoundToPort) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -161,7 +161,7 @@ TEST_F(CompletionRoutines, areRefusedOnASocketThatIsBoundToAPort) {
     EXPECT_EQ(receive.post(pair.server, note), WSAEINVAL);
 }
 
-TEST_F(CompletionRoutines, setEventComesBeforeThem) {
+TEST_F(CompletionRoutines, setEventEndsTheWaitBeforeRoutinesRun) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     const HANDLE handle = event.get();
@@ -175,7 +175,7 @@ TEST_F(CompletionRoutines, setEventComesBeforeThem) {
     EXPECT_EQ(host::SleepEx(0, TRUE), WSA_WAIT_IO_COMPLETION);
 }
 
-TEST_F(CompletionRoutines, endWithTheirThread) {
+TEST_F(CompletionRoutines, pendingRoutinesEndWithTheirThread) {
     const Pair pair = connectedPair();
     auto receive = std::make_unique<Receive>(8);
     std::thread([&] { ASSERT_EQ(receive->post(pair.server, note), WSA_IO_PENDING); }).join();
@@ -185,7 +185,7 @@ TEST_F(CompletionRoutines, endWithTheirThread) {
     EXPECT_EQ(receiveText(pair.server, 1), "x");
 }
 
-TEST_F(CompletionRoutines, followASendToo) {
+TEST_F(CompletionRoutines, routineRunsAfterSend) {
     const Pair pair = connectedPair();
     WSAOVERLAPPED overlapped{};
     char text[] = "sent";
@@ -196,7 +196,7 @@ TEST_F(CompletionRoutines, followASendToo) {
     EXPECT_EQ(lastCount, 4U);
 }
 
-TEST_F(SleepEx, withoutRoutinesEndsWithItsTime) {
+TEST_F(SleepEx, sleepWithoutRoutinesLastsItsTime) {
     EXPECT_EQ(host::SleepEx(5, TRUE), 0U);
     EXPECT_EQ(host::SleepEx(5, FALSE), 0U);
 }

@@ -10,8 +10,8 @@ namespace VexaSsl::test {
 
 namespace {
 
-// An address where nobody listens.
-sockaddr_in deadAddress() {
+// An address that no socket listens on.
+sockaddr_in addressWithoutListener() {
     return addressOf(listenOnLoopback());
 }
 
@@ -43,8 +43,8 @@ using Connections = ContractTest;
 using WsaConnect = ContractTest;
 using WsaAccept = ContractTest;
 
-// Nothing is called between setting and looking but what leaves the error alone.
-TEST_F(LastError, isKeptPerThread) {
+// Between setting and reading the error only functions that leave it alone are called.
+TEST_F(LastError, lastErrorIsKeptPerThread) {
     std::atomic<int> turn{0};
     int seenByTheOther = 0;
     std::thread other([&turn, &seenByTheOther] {
@@ -73,7 +73,7 @@ TEST_F(Connections, unknownFamilyIsRefused) {
     EXPECT_EQ(lastError(), WSAEPROTONOSUPPORT);
 }
 
-TEST_F(Connections, acceptTellsThePeersAddress) {
+TEST_F(Connections, acceptGivesThePeersAddress) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     sockaddr_in peer{};
@@ -85,7 +85,7 @@ TEST_F(Connections, acceptTellsThePeersAddress) {
     EXPECT_EQ(peer.sin_port, addressOf(client).sin_port);
 }
 
-TEST_F(Connections, acceptWithTooLittleRoomForTheAddressCostsNoConnection) {
+TEST_F(Connections, acceptWithTooSmallAddressKeepsTheConnection) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     sockaddr_in peer{};
@@ -100,27 +100,27 @@ TEST_F(Connections, acceptWithTooLittleRoomForTheAddressCostsNoConnection) {
     EXPECT_TRUE(Socket(platform::accept(listener.get(), nullptr, nullptr)).isValid());
 }
 
-TEST_F(Connections, acceptOnANonBlockingSocketWouldBlock) {
+TEST_F(Connections, acceptOnNonBlockingSocketWouldBlock) {
     const Socket listener = listenOnLoopback();
     setNonBlocking(listener);
     EXPECT_EQ(platform::accept(listener.get(), nullptr, nullptr), INVALID_SOCKET);
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
 }
 
-TEST_F(Connections, acceptOnASocketThatDoesNotListenIsInvalid) {
+TEST_F(Connections, acceptWithoutListenIsInvalid) {
     const Socket socket = tcpSocket();
     EXPECT_EQ(platform::accept(socket.get(), nullptr, nullptr), INVALID_SOCKET);
     EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
-TEST_F(Connections, acceptOnNoSocketIsToldApart) {
+TEST_F(Connections, acceptRefusesNonSockets) {
     EXPECT_EQ(platform::accept(INVALID_SOCKET, nullptr, nullptr), INVALID_SOCKET);
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
-TEST_F(Connections, refusedConnectIsTold) {
+TEST_F(Connections, refusedConnectIsReported) {
     const Socket socket = tcpSocket();
-    EXPECT_EQ(connectTo(socket, deadAddress()), SOCKET_ERROR);
+    EXPECT_EQ(connectTo(socket, addressWithoutListener()), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAECONNREFUSED);
 }
 
@@ -139,9 +139,9 @@ TEST_F(Connections, nonBlockingConnectWouldBlock) {
     EXPECT_EQ(lastError(), WSAEISCONN);
 }
 
-TEST_F(Connections, connectArgumentsAreChecked) {
+TEST_F(Connections, connectRefusesInvalidArguments) {
     const Socket socket = tcpSocket();
-    const sockaddr_in address = deadAddress();
+    const sockaddr_in address = addressWithoutListener();
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
     EXPECT_EQ(platform::connect(socket.get(), nullptr, sizeof(address)), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEFAULT);
@@ -151,7 +151,7 @@ TEST_F(Connections, connectArgumentsAreChecked) {
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
-TEST_F(Connections, shutdownEndsOneWay) {
+TEST_F(Connections, shutdownEndsOneDirection) {
     const Pair pair = connectedPair();
     ASSERT_EQ(platform::shutdown(pair.client.get(), SD_SEND), 0);
     char byte = 0;
@@ -160,7 +160,7 @@ TEST_F(Connections, shutdownEndsOneWay) {
     EXPECT_EQ(receiveText(pair.client, 5), "still");
 }
 
-TEST_F(Connections, shutdownChecksItsArguments) {
+TEST_F(Connections, shutdownRefusesInvalidArguments) {
     const Pair pair = connectedPair();
     EXPECT_EQ(platform::shutdown(pair.client.get(), 3), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEINVAL);
@@ -171,14 +171,14 @@ TEST_F(Connections, shutdownChecksItsArguments) {
     EXPECT_EQ(lastError(), WSAENOTCONN);
 }
 
-TEST_F(Connections, closingWhatIsNoSocketIsToldApart) {
-    for (const SOCKET none : {INVALID_SOCKET, openButNoSocket()}) {
-        EXPECT_EQ(host::closesocket(none), SOCKET_ERROR);
+TEST_F(Connections, closeRefusesNonSockets) {
+    for (const SOCKET nonSocket : {INVALID_SOCKET, openNonSocket()}) {
+        EXPECT_EQ(host::closesocket(nonSocket), SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAENOTSOCK);
     }
 }
 
-TEST_F(Connections, secondBindToAnAddressIsInUse) {
+TEST_F(Connections, secondBindFindsTheAddressInUse) {
     const Socket listener = listenOnLoopback();
     const sockaddr_in address = addressOf(listener);
     const Socket other = tcpSocket();
@@ -191,7 +191,7 @@ TEST_F(Connections, secondBindToAnAddressIsInUse) {
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
-TEST_F(WsaConnect, connectsAndLeavesNoCalleeData) {
+TEST_F(WsaConnect, connectLeavesNoCalleeData) {
     const Socket listener = listenOnLoopback();
     const Socket socket = tcpSocket();
     const sockaddr_in address = addressOf(listener);
@@ -206,7 +206,7 @@ TEST_F(WsaConnect, connectsAndLeavesNoCalleeData) {
 
 TEST_F(WsaConnect, callerDataIsNotSupported) {
     const Socket socket = tcpSocket();
-    const sockaddr_in address = deadAddress();
+    const sockaddr_in address = addressWithoutListener();
     char byte = 0;
     WSABUF callerData{1, &byte};
     EXPECT_EQ(platform::WSAConnect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
@@ -215,7 +215,7 @@ TEST_F(WsaConnect, callerDataIsNotSupported) {
     EXPECT_EQ(lastError(), WSAEPROTONOSUPPORT);
 }
 
-TEST_F(WsaAccept, withoutConditionIsAccept) {
+TEST_F(WsaAccept, nullConditionAcceptsEveryConnection) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     EXPECT_TRUE(
@@ -233,7 +233,7 @@ TEST_F(WsaAccept, conditionSeesBothAddresses) {
     EXPECT_EQ(asked.calleePort, addressOf(listener).sin_port);
 }
 
-TEST_F(WsaAccept, rejectionRefusesTheConnection) {
+TEST_F(WsaAccept, rejectedConnectionIsRefused) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     Asked asked{CF_REJECT};
@@ -244,7 +244,7 @@ TEST_F(WsaAccept, rejectionRefusesTheConnection) {
     EXPECT_EQ(lastError(), WSAECONNRESET);
 }
 
-TEST_F(WsaAccept, unknownAnswerIsInvalid) {
+TEST_F(WsaAccept, unknownConditionResultIsInvalid) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     Asked asked{7};
@@ -252,7 +252,7 @@ TEST_F(WsaAccept, unknownAnswerIsInvalid) {
     EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
-TEST_F(WsaAccept, deferredConnectionComesAgainAndIsReadyForSelect) {
+TEST_F(WsaAccept, deferredConnectionIsOfferedAgainAndReadyForSelect) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     Asked asked{CF_DEFER};

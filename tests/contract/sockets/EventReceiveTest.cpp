@@ -1,4 +1,4 @@
-// Overlapped receives and sends that end with an event or are asked for their result.
+// Overlapped receives and sends whose completion sets an event or is queried.
 #include "contract/sockets/Loopback.h"
 
 #include <atomic>
@@ -12,7 +12,7 @@ namespace VexaSsl::test {
 using EventReceive = ContractTest;
 using EventSend = ContractTest;
 
-TEST_F(EventReceive, completesAtOnceWhenDataIsThere) {
+TEST_F(EventReceive, receiveCompletesAtOnceWhenDataWaits) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     sendText(pair.client, "here");
@@ -40,13 +40,13 @@ TEST_F(EventReceive, postingResetsTheEvent) {
     EXPECT_EQ(receive.text(), "later");
 }
 
-TEST_F(EventReceive, dataIsThereWhenTheWaitEnds) {
+TEST_F(EventReceive, dataIsInTheBufferWhenTheWaitEnds) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(16, event.get());
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
@@ -54,7 +54,7 @@ TEST_F(EventReceive, dataIsThereWhenTheWaitEnds) {
     EXPECT_EQ(receive.text(), "x");
 }
 
-TEST_F(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
+TEST_F(EventReceive, receiveScattersAndKeepsNoReferenceToItsArray) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     WSAOVERLAPPED overlapped{};
@@ -79,13 +79,13 @@ TEST_F(EventReceive, scattersOverItsBuffersAndForgetsTheArray) {
     EXPECT_EQ(std::string(second, 3), "cde");
 }
 
-TEST_F(EventReceive, waitAllGathersFromAPeerThatSendsByteByByte) {
+TEST_F(EventReceive, waitAllGathersSingleBytes) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     receive.flags = msgWaitAll;
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
-    const std::jthread peer([&] { sendDropByDrop(pair.client, "all of it"); });
+    const std::jthread peer([&] { sendByteByByte(pair.client, "all of it"); });
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receive.finish(pair.server, false), 0);
     EXPECT_EQ(receive.text(), "all of i");
@@ -103,7 +103,7 @@ TEST_F(EventReceive, peekLeavesTheBytes) {
     EXPECT_EQ(receiveText(pair.server, 1), "x");
 }
 
-TEST_F(EventReceive, withoutRoomWaitsForReadiness) {
+TEST_F(EventReceive, emptyReceiveWaitsForReadiness) {
     const Pair pair = connectedPair();
     Receive receive(0);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -124,7 +124,7 @@ TEST_F(EventReceive, endOfStreamCompletesWithZeroBytes) {
     EXPECT_EQ(receive.count, 0U);
 }
 
-TEST_F(EventReceive, resetCompletesWithItsNumber) {
+TEST_F(EventReceive, resetCompletesWithItsErrorCode) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
@@ -135,7 +135,7 @@ TEST_F(EventReceive, resetCompletesWithItsNumber) {
     EXPECT_EQ(receive.finish(pair.server, false), WSAECONNRESET);
 }
 
-TEST_F(EventReceive, failureAtOnceHasNoCompletion) {
+TEST_F(EventReceive, immediateFailureHasNoCompletion) {
     const Socket unconnected = tcpSocket();
     const ScopedEvent event;
     Receive receive(8, event.get());
@@ -143,12 +143,12 @@ TEST_F(EventReceive, failureAtOnceHasNoCompletion) {
     EXPECT_EQ(event.wait(0), WSA_WAIT_TIMEOUT);
 }
 
-TEST_F(EventReceive, onNoSocketIsToldApart) {
+TEST_F(EventReceive, receiveRefusesNonSockets) {
     Receive receive(8);
     EXPECT_EQ(receive.post(Socket()), WSAENOTSOCK);
 }
 
-TEST_F(EventReceive, completesInTheOrderOfPosting) {
+TEST_F(EventReceive, receivesCompleteInOrderOfPosting) {
     const Pair pair = connectedPair();
     const ScopedEvent last;
     std::vector<std::unique_ptr<Receive>> receives;
@@ -156,7 +156,7 @@ TEST_F(EventReceive, completesInTheOrderOfPosting) {
         receives.push_back(std::make_unique<Receive>(1, i == 19 ? last.get() : nullptr));
         ASSERT_EQ(receives.back()->post(pair.server), WSA_IO_PENDING);
     }
-    const std::jthread peer([&] { sendDropByDrop(pair.client, "abcdefghijklmnopqrst"); });
+    const std::jthread peer([&] { sendByteByByte(pair.client, "abcdefghijklmnopqrst"); });
     EXPECT_EQ(last.wait(), WSA_WAIT_EVENT_0);
     std::string text;
     for (const auto& receive : receives) {
@@ -166,7 +166,7 @@ TEST_F(EventReceive, completesInTheOrderOfPosting) {
     EXPECT_EQ(text, "abcdefghijklmnopqrst");
 }
 
-TEST_F(EventReceive, closingTheSocketAbortsWhatIsPending) {
+TEST_F(EventReceive, closingTheSocketAbortsPendingReceives) {
     Pair pair = connectedPair();
     const ScopedEvent event;
     auto receive = std::make_unique<Receive>(8, event.get());
@@ -174,7 +174,7 @@ TEST_F(EventReceive, closingTheSocketAbortsWhatIsPending) {
     pair.server.close();
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
     EXPECT_TRUE(isAborted(receive->finish(pair.server, false)));
-    receive.reset(); // a sanitizer tells if anything still refers to it
+    receive.reset(); // a sanitizer reports any later access
     sendText(pair.client, "x");
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
 }
@@ -188,11 +188,11 @@ TEST_F(EventReceive, closingTheSocketEndsTheWaitOfAnotherThread) {
         EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
         EXPECT_TRUE(isAborted(receive.finish(pair.client, false)));
     });
-    giveOthersTime();
+    yieldToOtherThreads();
     pair.server.close();
 }
 
-TEST_F(EventReceive, closingTheSocketEndsAWaitForTheResult) {
+TEST_F(EventReceive, closingTheSocketEndsTheWaitForTheResult) {
     Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -204,37 +204,37 @@ TEST_F(EventReceive, closingTheSocketEndsAWaitForTheResult) {
                   FALSE);
         EXPECT_TRUE(isAborted(lastError()));
     });
-    giveOthersTime();
+    yieldToOtherThreads();
     pair.server.close();
 }
 
-TEST_F(EventReceive, postingWakesAThreadThatWaitsAlready) {
+TEST_F(EventReceive, postingWakesWaitingThread) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     sendText(pair.client, "x");
     const std::jthread waiter([&] { EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); });
-    giveOthersTime();
+    yieldToOtherThreads();
     EXPECT_EQ(receive.post(pair.server), 0);
 }
 
-TEST_F(EventReceive, waitingThreadServesWhatIsPostedMeanwhile) {
+TEST_F(EventReceive, waitingThreadCompletesReceivesPostedMeanwhile) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
     const std::jthread waiter([&] { EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); });
-    giveOthersTime();
+    yieldToOtherThreads();
     EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
-    giveOthersTime();
+    yieldToOtherThreads();
     sendText(pair.client, "x");
 }
 
-TEST_F(EventReceive, waitForTheResultCompletesIt) {
+TEST_F(EventReceive, waitForTheResultCompletesTheReceive) {
     const Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     EXPECT_EQ(receive.finish(pair.server, true), 0);
@@ -255,7 +255,7 @@ TEST_F(EventReceive, manyThreadsMayWaitForTheSameEvent) {
                 ++woken;
             });
         }
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     }
     EXPECT_EQ(woken, 4);
@@ -263,8 +263,8 @@ TEST_F(EventReceive, manyThreadsMayWaitForTheSameEvent) {
     EXPECT_EQ(receive.text(), "x");
 }
 
-TEST_F(EventReceive, resultOfAnOperationOnAnotherSocketIsInvalid) {
-    // Closing the sockets completes what is pending: the receives must outlive them.
+TEST_F(EventReceive, resultForAnotherSocketIsInvalid) {
+    // Closing the sockets completes the receives, which must outlive them.
     Receive receive(8);
     Receive other(8);
     const Pair pair = connectedPair();
@@ -276,7 +276,7 @@ TEST_F(EventReceive, resultOfAnOperationOnAnotherSocketIsInvalid) {
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST_F(EventSend, completesAtOnceAndSetsTheEvent) {
+TEST_F(EventSend, sendCompletesAtOnceAndSetsItsEvent) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     WSAOVERLAPPED overlapped{};
@@ -290,12 +290,12 @@ TEST_F(EventSend, completesAtOnceAndSetsTheEvent) {
     EXPECT_EQ(receiveText(pair.server, 4), "sent");
 }
 
-TEST_F(EventSend, sendsEverythingEvenOnANonBlockingSocket) {
+TEST_F(EventSend, overlappedSendOnNonBlockingSocketSendsAll) {
     const Pair pair = connectedPair();
     setNonBlocking(pair.client);
     std::string much(16 << 20, 'm');
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         EXPECT_EQ(receiveText(pair.server, much.size()), much);
     });
     WSAOVERLAPPED overlapped{};

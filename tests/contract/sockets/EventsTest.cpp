@@ -1,4 +1,4 @@
-// Events and the waits for them.
+// Events and waiting for them.
 #include "contract/sockets/Loopback.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@ namespace VexaSsl::test {
 
 using Events = ContractTest;
 
-TEST_F(Events, stayAsTheyAreSet) {
+TEST_F(Events, eventStaysSetUntilReset) {
     const ScopedEvent event;
     EXPECT_EQ(event.wait(0), WSA_WAIT_TIMEOUT);
     EXPECT_NE(host::WSASetEvent(event.get()), FALSE);
@@ -19,7 +19,7 @@ TEST_F(Events, stayAsTheyAreSet) {
     EXPECT_EQ(event.wait(0), WSA_WAIT_TIMEOUT);
 }
 
-TEST_F(Events, waitForOneTellsTheFirstThatIsSet) {
+TEST_F(Events, waitForAnyReturnsTheFirstSetEvent) {
     const ScopedEvent one;
     const ScopedEvent two;
     const ScopedEvent three;
@@ -29,20 +29,20 @@ TEST_F(Events, waitForOneTellsTheFirstThatIsSet) {
     EXPECT_EQ(host::WSAWaitForMultipleEvents(3, events, FALSE, 0, FALSE), WSA_WAIT_EVENT_0 + 1);
 }
 
-TEST_F(Events, waitForAllNeedsEveryOne) {
+TEST_F(Events, waitForAllNeedsEveryEvent) {
     const ScopedEvent one;
     const ScopedEvent two;
     const HANDLE events[] = {one.get(), two.get()};
     host::WSASetEvent(one.get());
     EXPECT_EQ(host::WSAWaitForMultipleEvents(2, events, TRUE, 10, FALSE), WSA_WAIT_TIMEOUT);
     const std::jthread other([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         host::WSASetEvent(two.get());
     });
     EXPECT_EQ(host::WSAWaitForMultipleEvents(2, events, TRUE, 10000, FALSE), WSA_WAIT_EVENT_0);
 }
 
-TEST_F(Events, waitHasAtMostSixtyFour) {
+TEST_F(Events, waitTakesAtMostSixtyFourEvents) {
     const ScopedEvent event;
     const std::vector<HANDLE> events(65, event.get());
     host::WSASetEvent(event.get());
@@ -53,7 +53,7 @@ TEST_F(Events, waitHasAtMostSixtyFour) {
     EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
 }
 
-TEST_F(Events, staleHandlesAreInvalid) {
+TEST_F(Events, closedEventIsInvalidHandle) {
     const HANDLE stale = host::WSACreateEvent();
     EXPECT_NE(host::WSACloseEvent(stale), FALSE);
     EXPECT_EQ(host::WSACloseEvent(stale), FALSE);
@@ -72,16 +72,16 @@ TEST_F(Events, staleHandlesAreInvalid) {
     EXPECT_EQ(receive.post(pair.server), WSA_INVALID_HANDLE);
 }
 
-TEST_F(Events, portIsNoEvent) {
+TEST_F(Events, portIsNotAcceptedAsEvent) {
     const ScopedPort port;
     EXPECT_EQ(host::WSASetEvent(port.get()), FALSE);
     EXPECT_EQ(lastError(), WSA_INVALID_HANDLE);
 }
 
-TEST_F(Events, closingOneFailsTheWaitForIt) {
+TEST_F(Events, closingAnEventFailsTheWaitForIt) {
     const HANDLE event = host::WSACreateEvent();
     const std::jthread other([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         host::WSACloseEvent(event);
     });
     EXPECT_EQ(host::WSAWaitForMultipleEvents(1, &event, FALSE, 10000, FALSE), WSA_WAIT_FAILED);

@@ -7,8 +7,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr std::chrono::seconds patience{10};
-constexpr std::chrono::milliseconds moment{20};
+constexpr std::chrono::seconds receiveTimeout{10};
 
 void require(bool condition, const char* what) {
     if (!condition) {
@@ -49,7 +48,7 @@ int connectTo(const Socket& socket, const sockaddr_in& address) {
 Socket connectedTo(const Socket& listener) {
     Socket socket = tcpSocket();
     require(connectTo(socket, addressOf(listener)) == 0, "no connection");
-    setReceiveTimeout(socket, patience);
+    setReceiveTimeout(socket, receiveTimeout);
     return socket;
 }
 
@@ -59,7 +58,7 @@ Pair connectedPair() {
     pair.client = connectedTo(listener);
     pair.server = Socket(platform::accept(listener.get(), nullptr, nullptr));
     require(pair.server.isValid(), "no accept");
-    setReceiveTimeout(pair.server, patience);
+    setReceiveTimeout(pair.server, receiveTimeout);
     return pair;
 }
 
@@ -67,14 +66,14 @@ std::size_t fillUp(const Socket& socket) {
     setNonBlocking(socket);
     const std::string block(65536, 'f');
     std::size_t total = 0;
-    for (int pauses = 0; pauses < 5;) { // the peer's window opens and closes with a delay
+    for (int pauses = 0; pauses < 5;) { // the peer's window is updated with a delay
         const int sent =
             platform::send(socket.get(), block.data(), static_cast<int>(block.size()), 0);
         if (sent > 0) {
             total += static_cast<std::size_t>(sent);
         } else {
             ++pauses;
-            giveOthersTime();
+            yieldToOtherThreads();
         }
     }
     return total;
@@ -100,15 +99,15 @@ std::string receiveText(const Socket& socket, std::size_t size) {
     return text;
 }
 
-void sendDropByDrop(const Socket& socket, std::string_view text) {
+void sendByteByByte(const Socket& socket, std::string_view text) {
     for (const char& letter : text) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         sendText(socket, {&letter, 1});
     }
 }
 
-void giveOthersTime() {
-    std::this_thread::sleep_for(moment);
+void yieldToOtherThreads() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
 }
 
 DWORD ScopedEvent::wait(DWORD milliseconds) const {

@@ -1,5 +1,5 @@
-// Sockets over the loopback interface for the contract tests: owners, connected pairs, and what a
-// test needs to let a peer act while the test waits.
+// Sockets over the loopback interface: owners, connected pairs, and helpers that let a peer act
+// while the test waits.
 #pragma once
 
 #include "HostCalls.h"
@@ -36,7 +36,7 @@ private:
     SOCKET handle = INVALID_SOCKET;
 };
 
-// Two ends of one connection. Receives on either end give up after ten seconds.
+// The two ends of one connection. Receives on either end time out after ten seconds.
 struct Pair {
     Socket client;
     Socket server;
@@ -52,46 +52,49 @@ int connectTo(const Socket& socket, const sockaddr_in& address);
 Socket connectedTo(const Socket& listener);
 Pair connectedPair();
 
-// What each system has calls of its own for; defined in support/<system>/Sockets.cpp.
+// The following are defined in support/<system>/Sockets.cpp.
 
 sockaddr_in addressOf(const Socket& socket);
-// Whether there is a peer.
+// Returns whether the socket has a peer.
 bool isConnected(const Socket& socket);
 void setReceiveTimeout(const Socket& socket, std::chrono::milliseconds time);
 void setSendTimeout(const Socket& socket, std::chrono::milliseconds time);
 void setNonBlocking(const Socket& socket);
-// So that the other end sees a reset when this one is closed.
+// Makes closing the socket send a reset.
 void resetWhenClosed(const Socket& socket);
-// What AcceptEx has written behind the first data of size dataSize, two areas of size area.
+// The addresses that AcceptEx wrote after the first data of size dataSize, in two areas of size
+// area.
 struct AcceptedAddresses {
     sockaddr_in local{};
     sockaddr_in remote{};
 };
 AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area);
-// Something open that is no socket, in the place of one; closed at the end of the process.
-SOCKET openButNoSocket();
-// How many connections the process may have at once, at most wanted.
-std::size_t affordablePairs(std::size_t wanted);
-// Ends the accepts that other threads are in; the listener is of no use afterwards.
+// Returns an open handle that isn't a socket, closed at the end of the process.
+SOCKET openNonSocket();
+// Returns how many connections the process may have at once, at most wanted.
+std::size_t pairsWithinLimit(std::size_t wanted);
+// Ends the accepts that other threads are blocked in. The listener is unusable afterwards.
 void endAccepts(Socket& listener);
-// Whether an overlapped operation that finds all it needs was started well, by what its post gave.
+// Returns whether posting an operation that can complete at once succeeded.
 bool startedReady(int posted);
-// Whether an operation ended because its socket was closed.
+// Returns whether the error is that of an operation whose socket was closed.
 bool isAborted(int error);
 
-// Fills the way from this end until nothing more goes in; the socket is non-blocking afterwards.
+// Sends until the buffers of both ends are full and returns the number of bytes. The socket is
+// non-blocking afterwards.
 std::size_t fillUp(const Socket& socket);
 
 void sendText(const Socket& socket, std::string_view text);
-// What arrives, up to size bytes or the end of the stream.
+// Returns the next size bytes, fewer at the end of the stream or after a failure.
 std::string receiveText(const Socket& socket, std::size_t size);
 // Sends text one byte at a time with a pause before each.
-void sendDropByDrop(const Socket& socket, std::string_view text);
+void sendByteByByte(const Socket& socket, std::string_view text);
 
-// Long enough for another thread to get into its call; nothing depends on it but the likelihood.
-void giveOthersTime();
+// Sleeps long enough for another thread to reach its call. No result depends on it, only how likely
+// a race is.
+void yieldToOtherThreads();
 
-// An event, closed at the end of its life.
+// Owner of an event.
 class ScopedEvent {
 public:
     ScopedEvent() : handle(host::WSACreateEvent()) {}
@@ -100,14 +103,14 @@ public:
     ~ScopedEvent() { host::WSACloseEvent(handle); }
 
     HANDLE get() const { return handle; }
-    // Waits for this event alone, for at most ten seconds unless told otherwise.
+    // Waits for this event alone.
     DWORD wait(DWORD milliseconds = 10000) const;
 
 private:
     HANDLE handle;
 };
 
-// A completion port, closed at the end of its life.
+// Owner of a completion port.
 class ScopedPort {
 public:
     ScopedPort();
@@ -122,7 +125,7 @@ private:
     HANDLE handle;
 };
 
-// What GetQueuedCompletionStatus gave.
+// The outcome of GetQueuedCompletionStatus.
 struct Dequeued {
     BOOL result = FALSE;
     DWORD transferred = 0;
@@ -140,16 +143,16 @@ struct Receive {
     Receive(const Receive&) = delete;
     Receive& operator=(const Receive&) = delete;
 
-    // Result: as WSARecv, with the last error of a failure instead of SOCKET_ERROR.
+    // Returns 0, or the last error if WSARecv failed.
     int post(const Socket& socket, LPWSAOVERLAPPED_COMPLETION_ROUTINE routine = nullptr);
     std::string text() const { return buffer.substr(0, count); }
 
     OVERLAPPED overlapped{};
     std::string buffer;
-    DWORD count = 0; // set by a post that completed at once, and by finish
+    DWORD count = 0; // set by a post that completes at once and by finish
     DWORD flags = 0;
 
-    // WSAGetOverlappedResult; the last error of a failure, else 0.
+    // Returns 0, or the last error if WSAGetOverlappedResult failed.
     int finish(const Socket& socket, bool wait);
 };
 

@@ -1,4 +1,4 @@
-// Name look-up in both directions, narrow and wide.
+// Name lookup in both directions, narrow and wide.
 #include "contract/sockets/Loopback.h"
 
 #include <cstring>
@@ -40,7 +40,7 @@ TEST_F(Names, literalAddressResolves) {
     host::freeaddrinfo(list);
 }
 
-TEST_F(Names, nullNodeIsTheLoopback) {
+TEST_F(Names, nullNodeIsLoopback) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
     addrinfo* list = nullptr;
@@ -50,7 +50,7 @@ TEST_F(Names, nullNodeIsTheLoopback) {
     host::freeaddrinfo(list);
 }
 
-TEST_F(Names, failuresAreWinsockNumbersInResultAndSlot) {
+TEST_F(Names, failuresAreWinsockCodesInResultAndLastError) {
     addrinfo numeric{};
     numeric.ai_flags = AI_NUMERICHOST;
     addrinfo* list = nullptr;
@@ -75,12 +75,12 @@ TEST_F(Names, failuresAreWinsockNumbersInResultAndSlot) {
     EXPECT_EQ(platform::getaddrinfo("127.0.0.1", nullptr, nullptr, nullptr), WSAEFAULT);
 }
 
-TEST_F(Names, freeingNothingIsHarmless) {
+TEST_F(Names, freeingNullIsHarmless) {
     EXPECT_NO_THROW(host::freeaddrinfo(nullptr));
     EXPECT_NO_THROW(host::FreeAddrInfoW(nullptr));
 }
 
-TEST_F(Names, wideListHoldsWhatTheNarrowOneHolds) {
+TEST_F(Names, wideListEqualsNarrowList) {
     addrinfo* narrow = nullptr;
     ADDRINFOW* wide = nullptr;
     ASSERT_EQ(platform::getaddrinfo("127.0.0.1", "443", nullptr, &narrow), 0);
@@ -110,7 +110,7 @@ TEST_F(Names, wideListCarriesTheCanonicalName) {
     host::FreeAddrInfoW(list);
 }
 
-TEST_F(Names, wideFailuresAreWinsockNumbersInResultAndSlot) {
+TEST_F(Names, wideFailuresAreWinsockCodesInResultAndLastError) {
     ADDRINFOW hints{};
     hints.ai_flags = AI_NUMERICHOST;
     ADDRINFOW* list = nullptr;
@@ -123,7 +123,7 @@ TEST_F(Names, wideFailuresAreWinsockNumbersInResultAndSlot) {
     EXPECT_EQ(platform::GetAddrInfoW(L"127.0.0.1", nullptr, nullptr, nullptr), WSAEFAULT);
 }
 
-TEST_F(Names, addressGivesItsNumbersWithWinsockFlags) {
+TEST_F(Names, numericFlagsGiveNumericNames) {
     wchar_t node[64];
     wchar_t service[16];
     ASSERT_EQ(nameOf(loopbackAddress(443), node, 64, service, 16,
@@ -133,19 +133,19 @@ TEST_F(Names, addressGivesItsNumbersWithWinsockFlags) {
     EXPECT_STREQ(service, L"443");
 }
 
-TEST_F(Names, addressGivesANameWithoutFlags) {
+TEST_F(Names, nodeNameIsGivenWithoutFlags) {
     wchar_t node[1025] = L"";
     ASSERT_EQ(nameOf(loopbackAddress(0), node, 1025, nullptr, 0, 0), 0);
     EXPECT_GT(std::wstring(node).size(), 0U);
 }
 
-TEST_F(Names, tooSmallABufferIsAFault) {
+TEST_F(Names, tooSmallBufferIsFault) {
     wchar_t node[4];
     EXPECT_EQ(nameOf(loopbackAddress(0), node, 4, nullptr, 0, winsockNumericHost), WSAEFAULT);
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST_F(Names, addressThatIsNoneFails) {
+TEST_F(Names, invalidAddressFails) {
     sockaddr_in address = loopbackAddress(0);
     address.sin_family = 9999;
     wchar_t node[64];

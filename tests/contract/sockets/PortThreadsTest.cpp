@@ -2,6 +2,7 @@
 #include "contract/sockets/Loopback.h"
 
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
@@ -13,16 +14,46 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr ULONG_PTR stopKey = 99;
+// Threads that dequeue completions and handle them until their destructor.
+class Workers {
+public:
+    Workers(const ScopedPort& port, int count, const std::function<void(const Dequeued&)>& handle)
+        : port(port) {
+        for (int i = 0; i < count; ++i) {
+            threads.emplace_back([&port, handle] {
+                for (;;) {
+                    const Dequeued got = dequeue(port.get());
+                    if (got.key == stopKey) {
+                        return;
+                    }
+                    handle(got);
+                }
+            });
+        }
+    }
+    ~Workers() {
+        for (std::size_t i = 0; i < threads.size(); ++i) {
+            host::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
+        }
+    }
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+
+private:
+    static constexpr ULONG_PTR stopKey = 99;
+
+    const ScopedPort& port;
+    std::vector<std::jthread> threads;
+};
 
 } // namespace
 
-// Each connection receives a text that its peer drips; the threads take turns on the connections.
+// Each connection receives a text whose bytes are sent one at a time; every thread serves every
+// connection.
 using PortThreads = ContractTest;
 
 TEST_F(PortThreads, everyCompletionIsDeliveredOnce) {
     constexpr std::size_t connections = 20;
-    constexpr int threads = 6;
     const std::string text = "each byte once, and in order";
     const ScopedPort port;
     struct Connection {
@@ -39,26 +70,17 @@ TEST_F(PortThreads, everyCompletionIsDeliveredOnce) {
         ASSERT_TRUE(port.bind(all.back()->pair.server, 1));
     }
     std::atomic<std::size_t> ended{0};
-    std::vector<std::jthread> workers;
-    for (int i = 0; i < threads; ++i) {
-        workers.emplace_back([&] {
-            for (;;) {
-                const Dequeued got = dequeue(port.get());
-                if (got.key == stopKey) {
-                    return;
-                }
-                ASSERT_NE(got.result, FALSE);
-                Connection& connection = *byStructure.at(got.overlapped);
-                if (got.transferred == 0) {
-                    ++ended;
-                    continue;
-                }
-                connection.text += connection.receive.buffer.substr(0, got.transferred);
-                const int posted = connection.receive.post(connection.pair.server);
-                ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
-            }
-        });
-    }
+    auto workers = std::make_unique<Workers>(port, 6, [&](const Dequeued& got) {
+        ASSERT_NE(got.result, FALSE);
+        Connection& connection = *byStructure.at(got.overlapped);
+        if (got.transferred == 0) {
+            ++ended;
+            return;
+        }
+        connection.text += connection.receive.buffer.substr(0, got.transferred);
+        const int posted = connection.receive.post(connection.pair.server);
+        ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
+    });
     for (const auto& connection : all) {
         const int posted = connection->receive.post(connection->pair.server);
         ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
@@ -72,39 +94,26 @@ TEST_F(PortThreads, everyCompletionIsDeliveredOnce) {
         connection->pair.client.close();
     }
     while (ended < connections) {
-        giveOthersTime();
+        yieldToOtherThreads();
     }
-    for (int i = 0; i < threads; ++i) {
-        host::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
-    }
-    workers.clear();
+    workers.reset();
     for (const auto& connection : all) {
         EXPECT_EQ(connection->text, text);
     }
     EXPECT_EQ(ended, connections);
 }
 
-TEST_F(PortThreads, socketsMayBeClosedWhileOthersWait) {
+TEST_F(PortThreads, socketsMayBeClosedWhileThreadsWait) {
     constexpr int rounds = 100;
-    constexpr int threads = 4;
     const ScopedPort port;
     std::atomic<int> completions{0};
-    std::vector<std::jthread> workers;
-    for (int i = 0; i < threads; ++i) {
-        workers.emplace_back([&] {
-            for (;;) {
-                const Dequeued got = dequeue(port.get());
-                if (got.key == stopKey) {
-                    return;
-                }
-                delete reinterpret_cast<Receive*>(got.key);
-                ++completions;
-            }
-        });
-    }
+    auto workers = std::make_unique<Workers>(port, 4, [&](const Dequeued& got) {
+        delete reinterpret_cast<Receive*>(got.key);
+        ++completions;
+    });
     for (int i = 0; i < rounds; ++i) {
         Pair pair = connectedPair();
-        auto* receive = new Receive(8); // the thread that takes its completion deletes it
+        auto* receive = new Receive(8); // deleted by the thread that dequeues its completion
         ASSERT_TRUE(port.bind(pair.server, reinterpret_cast<ULONG_PTR>(receive)));
         ASSERT_EQ(receive->post(pair.server), WSA_IO_PENDING);
         if (i % 2 == 0) {
@@ -113,17 +122,14 @@ TEST_F(PortThreads, socketsMayBeClosedWhileOthersWait) {
         pair.server.close();
     }
     while (completions < rounds) {
-        giveOthersTime();
+        yieldToOtherThreads();
     }
-    for (int i = 0; i < threads; ++i) {
-        host::PostQueuedCompletionStatus(port.get(), 0, stopKey, nullptr);
-    }
-    workers.clear();
+    workers.reset();
     EXPECT_EQ(completions, rounds);
 }
 
 TEST_F(PortThreads, thousandsOfSocketsShareOnePort) {
-    const std::size_t count = affordablePairs(5000);
+    const std::size_t count = pairsWithinLimit(5000);
     const ScopedPort port;
     const Socket listener = listenOnLoopback();
     std::vector<Socket> clients;

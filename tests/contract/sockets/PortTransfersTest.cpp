@@ -1,4 +1,4 @@
-// Overlapped receives and sends on sockets that are bound to a completion port.
+// Overlapped receives and sends on sockets bound to a completion port.
 #include "contract/sockets/Loopback.h"
 
 #include <gtest/gtest.h>
@@ -11,14 +11,14 @@ namespace VexaSsl::test {
 using PortReceive = ContractTest;
 using PortSend = ContractTest;
 
-TEST_F(PortReceive, completesWithKeyCountAndStructure) {
+TEST_F(PortReceive, completionCarriesKeyCountAndStructure) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 42));
     Receive receive(16);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "abc");
     });
     const Dequeued got = dequeue(port.get());
@@ -31,7 +31,7 @@ TEST_F(PortReceive, completesWithKeyCountAndStructure) {
     EXPECT_EQ(receive.count, 3U);
 }
 
-TEST_F(PortReceive, completedAtOnceIsDeliveredToo) {
+TEST_F(PortReceive, immediateCompletionIsDelivered) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -45,7 +45,7 @@ TEST_F(PortReceive, completedAtOnceIsDeliveredToo) {
     EXPECT_EQ(dequeue(port.get(), 0).overlapped, nullptr);
 }
 
-TEST_F(PortReceive, failureAtOnceIsNotDelivered) {
+TEST_F(PortReceive, immediateFailureIsNotDelivered) {
     const Socket unconnected = tcpSocket();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(unconnected, 1));
@@ -54,7 +54,7 @@ TEST_F(PortReceive, failureAtOnceIsNotDelivered) {
     EXPECT_EQ(dequeue(port.get(), 0).overlapped, nullptr);
 }
 
-TEST_F(PortReceive, setsItsEventAsWell) {
+TEST_F(PortReceive, completionAlsoSetsTheEvent) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     const ScopedEvent event;
@@ -62,11 +62,11 @@ TEST_F(PortReceive, setsItsEventAsWell) {
     Receive receive(16, event.get());
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     sendText(pair.client, "x");
-    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); // the event's waiter completes it
+    EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); // this wait completes the receive
     EXPECT_EQ(dequeue(port.get(), 0).overlapped, &receive.overlapped);
 }
 
-TEST_F(PortReceive, markedEventKeepsItFromThePort) {
+TEST_F(PortReceive, eventWithLowBitSetKeepsCompletionFromThePort) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     const ScopedEvent event;
@@ -78,7 +78,7 @@ TEST_F(PortReceive, markedEventKeepsItFromThePort) {
     EXPECT_EQ(dequeue(port.get(), 0).overlapped, nullptr);
 }
 
-TEST_F(PortReceive, failureCarriesItsNumber) {
+TEST_F(PortReceive, failedCompletionCarriesItsErrorCode) {
     Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -92,7 +92,7 @@ TEST_F(PortReceive, failureCarriesItsNumber) {
     EXPECT_EQ(got.error, WSAECONNRESET);
 }
 
-TEST_F(PortReceive, closingTheSocketAbortsWhatIsPending) {
+TEST_F(PortReceive, closingTheSocketAbortsPendingReceives) {
     Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 3));
@@ -100,7 +100,7 @@ TEST_F(PortReceive, closingTheSocketAbortsWhatIsPending) {
     ASSERT_EQ(receive->post(pair.server), WSA_IO_PENDING);
     const OVERLAPPED* const address = &receive->overlapped;
     const std::jthread other([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         pair.server.close();
     });
     const Dequeued got = dequeue(port.get());
@@ -112,7 +112,7 @@ TEST_F(PortReceive, closingTheSocketAbortsWhatIsPending) {
     EXPECT_EQ(dequeue(port.get(), 20).overlapped, nullptr);
 }
 
-TEST_F(PortReceive, structureMayGoBeforeItsCompletionIsTaken) {
+TEST_F(PortReceive, structureMayBeFreedBeforeItsCompletionIsTaken) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     const ScopedEvent event;
@@ -125,7 +125,7 @@ TEST_F(PortReceive, structureMayGoBeforeItsCompletionIsTaken) {
     EXPECT_EQ(dequeue(port.get(), 0).transferred, 1U);
 }
 
-TEST_F(PortReceive, completesInTheOrderOfPostingThoughThePeerDrips) {
+TEST_F(PortReceive, receivesOfSingleBytesCompleteInOrderOfPosting) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -134,7 +134,7 @@ TEST_F(PortReceive, completesInTheOrderOfPostingThoughThePeerDrips) {
         receives.push_back(std::make_unique<Receive>(1));
         ASSERT_EQ(receives.back()->post(pair.server), WSA_IO_PENDING);
     }
-    const std::jthread peer([&] { sendDropByDrop(pair.client, "0123456789"); });
+    const std::jthread peer([&] { sendByteByByte(pair.client, "0123456789"); });
     for (int i = 0; i < 10; ++i) {
         const auto& expected = receives[static_cast<std::size_t>(i)];
         EXPECT_EQ(dequeue(port.get()).overlapped, &expected->overlapped);
@@ -142,7 +142,7 @@ TEST_F(PortReceive, completesInTheOrderOfPostingThoughThePeerDrips) {
     }
 }
 
-TEST_F(PortReceive, socketBoundWithAReceivePendingIsServed) {
+TEST_F(PortReceive, socketBoundAfterPostingIsServed) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     Receive receive(16);
@@ -152,7 +152,7 @@ TEST_F(PortReceive, socketBoundWithAReceivePendingIsServed) {
     EXPECT_EQ(dequeue(port.get()).overlapped, &receive.overlapped);
 }
 
-TEST_F(PortReceive, resultMayBeWaitedForBesideThePort) {
+TEST_F(PortReceive, resultMayBeWaitedForInAdditionToThePort) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -163,7 +163,7 @@ TEST_F(PortReceive, resultMayBeWaitedForBesideThePort) {
     EXPECT_EQ(dequeue(port.get(), 0).overlapped, &receive.overlapped);
 }
 
-TEST_F(PortReceive, newSocketWithAnOldNumberIsNotBound) {
+TEST_F(PortReceive, socketWithReusedNumberIsNotBound) {
     Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.server, 1));
@@ -174,7 +174,7 @@ TEST_F(PortReceive, newSocketWithAnOldNumberIsNotBound) {
     EXPECT_TRUE(port.bind(next.client, 2));
 }
 
-TEST_F(PortSend, completionFollows) {
+TEST_F(PortSend, sendCompletionIsDelivered) {
     const Pair pair = connectedPair();
     const ScopedPort port;
     ASSERT_TRUE(port.bind(pair.client, 8));

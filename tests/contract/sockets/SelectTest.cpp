@@ -27,14 +27,14 @@ fd_set setOf(std::initializer_list<const Socket*> sockets) {
 using Select = ContractTest;
 using SocketSet = ContractTest;
 
-TEST_F(Select, keepsTheReadySocketsInTheirOrder) {
+TEST_F(Select, readySocketsKeepTheirOrder) {
     const Pair one = connectedPair();
     const Pair two = connectedPair();
     const Pair three = connectedPair();
     sendText(one.client, "x");
     sendText(three.client, "x");
     fd_set readable = setOf({&three.server, &two.server, &one.server});
-    while (readable.fd_count != 2) { // both bytes have to arrive
+    while (readable.fd_count != 2) { // until both bytes have arrived
         readable = setOf({&three.server, &two.server, &one.server});
         ASSERT_GT(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 0);
     }
@@ -42,7 +42,7 @@ TEST_F(Select, keepsTheReadySocketsInTheirOrder) {
     EXPECT_EQ(readable.fd_array[1], one.server.get());
 }
 
-TEST_F(Select, countsOverAllSets) {
+TEST_F(Select, resultCountsAllSets) {
     const Pair pair = connectedPair();
     sendText(pair.client, "x");
     fd_set readable = setOf({&pair.server});
@@ -66,22 +66,22 @@ TEST_F(Select, threeNullSetsAreInvalid) {
     EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
-TEST_F(Select, nothingButEmptySetsIsInvalid) {
+TEST_F(Select, onlyEmptySetsAreInvalid) {
     fd_set empty{};
     EXPECT_EQ(platform::select(0, &empty, &empty, nullptr, &atOnce), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
-TEST_F(Select, emptyReadSetBesideAnotherIsFine) {
+TEST_F(Select, emptyReadSetWithAnotherSetIsValid) {
     const Pair pair = connectedPair();
     fd_set empty{};
     fd_set writable = setOf({&pair.server});
     EXPECT_EQ(platform::select(0, &empty, &writable, nullptr, &tenSeconds), 1);
 }
 
-TEST_F(Select, whatIsNoSocketIsToldApartAndTheSetsStay) {
+TEST_F(Select, nonSocketFailsAndLeavesTheSets) {
     const Pair pair = connectedPair();
-    for (const SOCKET bad : {INVALID_SOCKET, SOCKET{99999}, openButNoSocket()}) {
+    for (const SOCKET bad : {INVALID_SOCKET, SOCKET{99999}, openNonSocket()}) {
         fd_set readable = setOf({&pair.server});
         host::socketSetAdd(bad, readable);
         EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &atOnce), SOCKET_ERROR);
@@ -97,7 +97,7 @@ TEST_F(Select, countBeyondTheArrayIsInvalid) {
     EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
-TEST_F(Select, timesThatAreNoneAreInvalid) {
+TEST_F(Select, malformedTimeoutIsInvalid) {
     const Pair pair = connectedPair();
     for (const timeval bad :
          {timeval{-1, 0}, timeval{0, -1}, timeval{0, 1000000}, timeval{-1, 2000000}}) {
@@ -108,17 +108,17 @@ TEST_F(Select, timesThatAreNoneAreInvalid) {
     }
 }
 
-TEST_F(Select, waitsForEverWithoutATime) {
+TEST_F(Select, nullTimeoutWaitsForever) {
     const Pair pair = connectedPair();
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     fd_set readable = setOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, nullptr), 1);
 }
 
-TEST_F(Select, longestTimeIsNoOverflow) {
+TEST_F(Select, longestTimeoutDoesNotOverflow) {
     const Pair pair = connectedPair();
     sendText(pair.client, "x");
     fd_set readable = setOf({&pair.server});
@@ -126,7 +126,7 @@ TEST_F(Select, longestTimeIsNoOverflow) {
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &longest), 1);
 }
 
-TEST_F(Select, takesMoreSocketsOverAllSetsThanOneSetHolds) {
+TEST_F(Select, setsTogetherMayExceedTheCapacityOfOne) {
     std::vector<Pair> pairs;
     fd_set readable{};
     fd_set writable{};
@@ -156,14 +156,14 @@ TEST_F(Select, resetConnectionIsReadable) {
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 
-TEST_F(Select, waitingConnectionMakesAListenerReadable) {
+TEST_F(Select, waitingConnectionMakesListenerReadable) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     fd_set readable = setOf({&listener});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 
-TEST_F(Select, failedConnectIsAnExceptionAndNothingElse) {
+TEST_F(Select, failedConnectIsInTheExceptionSetOnly) {
     const sockaddr_in dead = addressOf(listenOnLoopback());
     const Socket socket = tcpSocket();
     setNonBlocking(socket);
@@ -178,7 +178,7 @@ TEST_F(Select, failedConnectIsAnExceptionAndNothingElse) {
     EXPECT_EQ(exceptional.fd_count, 1U);
 }
 
-TEST_F(Select, resetAfterANonBlockingConnectIsReadableAgain) {
+TEST_F(Select, resetAfterNonBlockingConnectIsReadable) {
     const Socket listener = listenOnLoopback();
     const Socket socket = tcpSocket();
     setNonBlocking(socket);
@@ -194,7 +194,7 @@ TEST_F(Select, resetAfterANonBlockingConnectIsReadableAgain) {
     EXPECT_EQ(readable.fd_count, 1U);
 }
 
-TEST_F(Select, failedConnectEndsAWaitThatAsksForWritingOnly) {
+TEST_F(Select, failedConnectEndsTheWaitForWriting) {
     const sockaddr_in dead = addressOf(listenOnLoopback());
     const Socket socket = tcpSocket();
     setNonBlocking(socket);
@@ -203,7 +203,7 @@ TEST_F(Select, failedConnectEndsAWaitThatAsksForWritingOnly) {
     EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &tenSeconds), 1);
 }
 
-TEST_F(SocketSet, addsEachSocketOnceAndStopsWhenFull) {
+TEST_F(SocketSet, setAddsEachSocketOnceUntilFull) {
     fd_set set{};
     for (SOCKET s = 0; s < 100; ++s) {
         host::socketSetAdd(s, set);

@@ -11,14 +11,14 @@ namespace {
 
 constexpr int outOfBand = 1;
 constexpr int dontRoute = 4;
-constexpr int unknownFlag = 0x100; // MSG_WAITALL of some C libraries, nothing in Winsock
+constexpr int unknownFlag = 0x100; // MSG_WAITALL in some C libraries, undefined in Winsock
 
 } // namespace
 
 using Transfers = ContractTest;
 using ScatteredTransfers = ContractTest;
 
-TEST_F(Transfers, bytesArriveInOrderBothWays) {
+TEST_F(Transfers, bytesArriveInOrderInBothDirections) {
     const Pair pair = connectedPair();
     sendText(pair.client, "question");
     EXPECT_EQ(receiveText(pair.server, 8), "question");
@@ -26,7 +26,7 @@ TEST_F(Transfers, bytesArriveInOrderBothWays) {
     EXPECT_EQ(receiveText(pair.client, 6), "answer");
 }
 
-TEST_F(Transfers, endOfStreamIsZero) {
+TEST_F(Transfers, receiveAtEndOfStreamReturnsZero) {
     Pair pair = connectedPair();
     pair.client.close();
     char byte = 'x';
@@ -43,9 +43,9 @@ TEST_F(Transfers, peekLeavesTheBytes) {
     EXPECT_EQ(receiveText(pair.server, 3), "abc");
 }
 
-TEST_F(Transfers, waitAllGathersFromAPeerThatSendsByteByByte) {
+TEST_F(Transfers, waitAllGathersSingleBytes) {
     const Pair pair = connectedPair();
-    const std::jthread peer([&] { sendDropByDrop(pair.client, "drop by drop"); });
+    const std::jthread peer([&] { sendByteByByte(pair.client, "drop by drop"); });
     char bytes[12] = {};
     EXPECT_EQ(platform::recv(pair.server.get(), bytes, 12, msgWaitAll), 12);
     EXPECT_EQ(std::string(bytes, 12), "drop by drop");
@@ -59,7 +59,7 @@ TEST_F(Transfers, waitAllEndsEarlyAtTheEndOfTheStream) {
     EXPECT_EQ(platform::recv(pair.server.get(), bytes, 12, msgWaitAll), 3);
 }
 
-TEST_F(Transfers, waitAllThatRunsOutOfTimeGivesWhatHasCome) {
+TEST_F(Transfers, timedOutWaitAllReturnsWhatArrived) {
     const Pair pair = connectedPair();
     setReceiveTimeout(pair.server, std::chrono::milliseconds(50));
     sendText(pair.client, "abc");
@@ -76,7 +76,7 @@ TEST_F(Transfers, waitAllCannotPeek) {
     EXPECT_EQ(lastError(), WSAEOPNOTSUPP);
 }
 
-TEST_F(Transfers, outOfBandByteHasAWayOfItsOwn) {
+TEST_F(Transfers, outOfBandByteIsReceivedSeparately) {
     const Pair pair = connectedPair();
     ASSERT_EQ(platform::send(pair.client.get(), "!", 1, outOfBand), 1);
     fd_set urgent{};
@@ -88,7 +88,7 @@ TEST_F(Transfers, outOfBandByteHasAWayOfItsOwn) {
     EXPECT_EQ(byte, '!');
 }
 
-TEST_F(Transfers, sendTakesDontRoute) {
+TEST_F(Transfers, sendAcceptsDontRoute) {
     const Pair pair = connectedPair();
     EXPECT_EQ(platform::send(pair.client.get(), "x", 1, dontRoute), 1);
     EXPECT_EQ(receiveText(pair.server, 1), "x");
@@ -105,7 +105,7 @@ TEST_F(Transfers, unknownFlagBitsAreRefused) {
     EXPECT_EQ(lastError(), WSAEOPNOTSUPP);
 }
 
-TEST_F(Transfers, negativeLengthIsAFault) {
+TEST_F(Transfers, negativeLengthIsFault) {
     const Pair pair = connectedPair();
     char byte = 0;
     EXPECT_EQ(platform::recv(pair.server.get(), &byte, -1, 0), SOCKET_ERROR);
@@ -114,7 +114,7 @@ TEST_F(Transfers, negativeLengthIsAFault) {
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST_F(Transfers, nullBufferIsAFault) {
+TEST_F(Transfers, nullBufferIsFault) {
     const Pair pair = connectedPair();
     EXPECT_EQ(platform::recv(pair.server.get(), nullptr, 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEFAULT);
@@ -122,12 +122,12 @@ TEST_F(Transfers, nullBufferIsAFault) {
     EXPECT_EQ(lastError(), WSAEFAULT);
 }
 
-TEST_F(Transfers, sendingNothingIsASuccess) {
+TEST_F(Transfers, sendingNothingSucceeds) {
     const Pair pair = connectedPair();
     EXPECT_EQ(platform::send(pair.client.get(), nullptr, 0, 0), 0);
 }
 
-TEST_F(Transfers, whatIsNoSocketIsToldApart) {
+TEST_F(Transfers, transfersRefuseNonSockets) {
     char byte = 0;
     for (const SOCKET s : {INVALID_SOCKET, SOCKET{1} << 40, SOCKET{99999}}) {
         EXPECT_EQ(platform::recv(s, &byte, 1, 0), SOCKET_ERROR);
@@ -135,11 +135,11 @@ TEST_F(Transfers, whatIsNoSocketIsToldApart) {
         EXPECT_EQ(platform::send(s, nullptr, 1, 0), SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAENOTSOCK);
     }
-    EXPECT_EQ(platform::recv(openButNoSocket(), &byte, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(platform::recv(openNonSocket(), &byte, 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
-TEST_F(Transfers, unconnectedSocketIsNotConnected) {
+TEST_F(Transfers, receiveOnUnconnectedSocketIsNotConnected) {
     const Socket socket = tcpSocket();
     char byte = 0;
     EXPECT_EQ(platform::recv(socket.get(), &byte, 1, 0), SOCKET_ERROR);
@@ -154,24 +154,24 @@ TEST_F(Transfers, emptyNonBlockingSocketWouldBlock) {
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
 }
 
-TEST_F(Transfers, fullNonBlockingSocketWouldBlockAfterTakingAPart) {
+TEST_F(Transfers, fullNonBlockingSocketWouldBlock) {
     const Pair pair = connectedPair();
     EXPECT_GT(fillUp(pair.client), 0U);
     EXPECT_EQ(platform::send(pair.client.get(), "x", 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
 }
 
-TEST_F(Transfers, receiveTimeoutOnABlockingSocketIsTimedOut) {
+TEST_F(Transfers, receiveTimeoutKeepsTheConnection) {
     const Pair pair = connectedPair();
     setReceiveTimeout(pair.server, std::chrono::milliseconds(30));
     char byte = 0;
     EXPECT_EQ(platform::recv(pair.server.get(), &byte, 1, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAETIMEDOUT);
     sendText(pair.client, "x");
-    EXPECT_EQ(receiveText(pair.server, 1), "x"); // the connection is as good as before
+    EXPECT_EQ(receiveText(pair.server, 1), "x");
 }
 
-TEST_F(Transfers, sendTimeoutOnABlockingSocketIsTimedOut) {
+TEST_F(Transfers, blockingSendTimesOut) {
     const Pair pair = connectedPair();
     setSendTimeout(pair.client, std::chrono::milliseconds(30));
     const std::string block(1 << 20, 's');
@@ -183,7 +183,7 @@ TEST_F(Transfers, sendTimeoutOnABlockingSocketIsTimedOut) {
     EXPECT_EQ(lastError(), WSAETIMEDOUT);
 }
 
-TEST_F(Transfers, blockingSendTakesEverything) {
+TEST_F(Transfers, blockingSendSendsAll) {
     const Pair pair = connectedPair();
     const std::string much(16 << 20, 'm');
     const std::jthread peer([&] { EXPECT_EQ(receiveText(pair.server, much.size()), much); });
@@ -191,7 +191,7 @@ TEST_F(Transfers, blockingSendTakesEverything) {
               static_cast<int>(much.size()));
 }
 
-TEST_F(Transfers, resetByThePeerIsTold) {
+TEST_F(Transfers, resetByPeerIsReported) {
     Pair pair = connectedPair();
     resetWhenClosed(pair.client);
     pair.client.close();
@@ -200,7 +200,7 @@ TEST_F(Transfers, resetByThePeerIsTold) {
     EXPECT_EQ(lastError(), WSAECONNRESET);
 }
 
-TEST_F(Transfers, sendingToAPeerThatHasGoneRaisesNoSignal) {
+TEST_F(Transfers, sendingAfterResetRaisesNoSignal) {
     Pair pair = connectedPair();
     resetWhenClosed(pair.client);
     pair.client.close();
@@ -210,7 +210,7 @@ TEST_F(Transfers, sendingToAPeerThatHasGoneRaisesNoSignal) {
     }
 }
 
-TEST_F(Transfers, sendingAfterTheOwnShutdownIsShutDown) {
+TEST_F(Transfers, sendingAfterShutdownFails) {
     const Pair pair = connectedPair();
     ASSERT_EQ(platform::shutdown(pair.client.get(), SD_SEND), 0);
     EXPECT_EQ(platform::send(pair.client.get(), "x", 1, 0), SOCKET_ERROR);
@@ -252,7 +252,7 @@ TEST_F(ScatteredTransfers, sendGathersAndReceiveScatters) {
     EXPECT_EQ(std::string(first, 5) + std::string(second, 2), "onetwos");
 }
 
-TEST_F(ScatteredTransfers, moreBuffersThanTheSystemTakesAtOnceAreAllSent) {
+TEST_F(ScatteredTransfers, moreBuffersThanOneSystemCallTakesAreSent) {
     const Pair pair = connectedPair();
     char letter = 'n';
     std::vector<WSABUF> out(5000, WSABUF{1, &letter});
@@ -263,10 +263,10 @@ TEST_F(ScatteredTransfers, moreBuffersThanTheSystemTakesAtOnceAreAllSent) {
     EXPECT_EQ(receiveText(pair.server, 5000), std::string(5000, 'n'));
 }
 
-TEST_F(ScatteredTransfers, receiveWithARoutineAndNoStructureIsAPlainOne) {
+TEST_F(ScatteredTransfers, receiveWithRoutineButNoStructureBlocks) {
     const Pair pair = connectedPair();
     const std::jthread peer([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         sendText(pair.client, "x");
     });
     char byte = 0;
@@ -279,7 +279,7 @@ TEST_F(ScatteredTransfers, receiveWithARoutineAndNoStructureIsAPlainOne) {
     EXPECT_EQ(host::SleepEx(0, TRUE), 0U);
 }
 
-TEST_F(ScatteredTransfers, badArgumentsAreFaults) {
+TEST_F(ScatteredTransfers, transfersRefuseInvalidArguments) {
     const Pair pair = connectedPair();
     char byte = 0;
     WSABUF good{1, &byte};

@@ -1,5 +1,5 @@
-// What only administration asks of the platform: certificates from elsewhere, whole names, usages,
-// hashes, and whether a certificate bears a name.
+// The calls that only the administration of certificates makes: certificates in memory, whole
+// names, usages, hashes, and the check of a server name.
 #include "contract/stores/ChainFixture.h"
 
 #include <algorithm>
@@ -8,21 +8,19 @@
 namespace VexaSsl::test {
 namespace {
 
+// Adds an encoded certificate; null if it is refused.
+HeldContext addTo(HCERTSTORE store, const std::string& encoding) {
+    PCCERT_CONTEXT added = nullptr;
+    const BOOL done = platform::CertAddEncodedCertificateToStore(
+        store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoding.data()),
+        static_cast<DWORD>(encoding.size()), CERT_STORE_ADD_ALWAYS, &added);
+    EXPECT_EQ(done != FALSE, added != nullptr);
+    return added;
+}
+
 class MemoryStore : public StoreTest {
 protected:
-    HeldContext add(const Issued& issued) const {
-        const std::string bytes = der(issued);
-        PCCERT_CONTEXT added = nullptr;
-        EXPECT_TRUE(platform::CertAddEncodedCertificateToStore(
-            store.get(), X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()),
-            static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, &added));
-        return added;
-    }
-    BOOL addBytes(const std::string& bytes) const {
-        return platform::CertAddEncodedCertificateToStore(
-            store.get(), X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()),
-            static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, nullptr);
-    }
+    HeldContext add(const Issued& issued) const { return addTo(store.get(), der(issued)); }
     std::vector<std::wstring> names() const {
         std::vector<std::wstring> found;
         HeldContext current;
@@ -35,59 +33,50 @@ protected:
     OpenedStore store{platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)};
 };
 
-TEST_F(MemoryStore, isEmptyAtFirst) {
+TEST_F(MemoryStore, newMemoryStoreIsEmpty) {
     ASSERT_NE(store.get(), nullptr);
     EXPECT_TRUE(names().empty());
 }
 
-TEST_F(MemoryStore, holdsEverythingThatWasAddedEvenTwice) {
+TEST_F(MemoryStore, memoryStoreKeepsDuplicates) {
     const Issued one = issue(named("one"));
     add(one);
     add(issue(named("two")));
     add(one);
     std::vector<std::wstring> found = names();
-    std::sort(found.begin(), found.end()); // a store in memory may have any order
+    std::sort(found.begin(), found.end()); // a memory store has no defined order
     EXPECT_EQ(found, (std::vector<std::wstring>{L"one", L"one", L"two"}));
 }
 
-TEST_F(MemoryStore, givesTheAddedCertificate) {
+TEST_F(MemoryStore, addingReturnsTheCertificate) {
     const HeldContext added = add(issue(named("one")));
     ASSERT_TRUE(added);
     EXPECT_EQ(displayName(added.get()), L"one");
 }
 
-TEST_F(MemoryStore, refusesWhatIsNoCertificate) {
-    EXPECT_FALSE(addBytes(""));
-    EXPECT_FALSE(addBytes("no certificate"));
+TEST_F(MemoryStore, invalidEncodingIsRefused) {
+    EXPECT_FALSE(addTo(store.get(), ""));
+    EXPECT_FALSE(addTo(store.get(), "no certificate"));
     const std::string whole = der(issue(named("one")));
-    EXPECT_FALSE(addBytes(whole.substr(0, whole.size() - 1)));
+    EXPECT_FALSE(addTo(store.get(), whole.substr(0, whole.size() - 1)));
     EXPECT_TRUE(names().empty());
 }
 
-TEST_F(MemoryStore, certificateStaysUsableBehindTheStore) {
+TEST_F(MemoryStore, certificateOutlivesTheStore) {
     const HeldContext added = add(issue(named("one")));
     store.close();
     EXPECT_EQ(displayName(added.get()), L"one");
 }
 
-class MemoryStoreChain : public ChainTest {
-protected:
-    static void addTo(HCERTSTORE store, const Issued& issued, PCCERT_CONTEXT* added = nullptr) {
-        const std::string bytes = der(issued);
-        EXPECT_TRUE(platform::CertAddEncodedCertificateToStore(
-            store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()),
-            static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_ALWAYS, added));
-    }
-};
+using MemoryStoreChain = ChainTest;
 
-TEST_F(MemoryStoreChain, certificatesOfTheStoreLinkTheChain) {
+TEST_F(MemoryStoreChain, memoryStoreCompletesTheChain) {
     OpenedStore store(platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
-    PCCERT_CONTEXT added = nullptr;
-    addTo(store.get(), issue(serverNamed("leaf.test"), &between), &added);
-    const HeldContext leaf(added);
+    const HeldContext leaf = addTo(store.get(), der(issue(serverNamed("leaf.test"), &between)));
+    ASSERT_TRUE(leaf);
     EXPECT_EQ(elementsOf(chainOf(leaf.get(), serverUsage, nullptr, store.get())),
               std::vector<std::wstring>{L"leaf.test"});
-    addTo(store.get(), between);
+    addTo(store.get(), der(between));
     const HeldChain chain = chainOf(leaf.get(), serverUsage, nullptr, store.get());
     EXPECT_EQ(verdictOn(chain), trusted);
     EXPECT_EQ(elementsOf(chain), (std::vector<std::wstring>{L"leaf.test", L"between", L"root"}));
@@ -111,25 +100,25 @@ protected:
     }
 };
 
-TEST_F(WholeName, hasEveryAttributeOfTheSubject) {
+TEST_F(WholeName, wholeNameHasEveryAttributeOfTheSubject) {
     Recipe recipe;
     recipe.subject = {{"O", "two"}, {"CN", "one"}};
     EXPECT_EQ(of(contextOf(issue(recipe)).get()), L"O=two, CN=one");
 }
 
-TEST_F(WholeName, withTheFlagIsTheIssuers) {
+TEST_F(WholeName, issuerFlagGivesTheIssuersName) {
     const Issued issuer = issue(authorityNamed("the issuer"));
     EXPECT_EQ(of(contextOf(issue(named("one"), &issuer)).get(), CERT_NAME_ISSUER_FLAG),
               L"CN=the issuer");
 }
 
-TEST_F(WholeName, valueThatCouldPassForAnAttributeIsQuoted) {
+TEST_F(WholeName, valueThatLooksLikeAttributeIsQuoted) {
     EXPECT_EQ(of(contextOf(issue(named("one, O=two"))).get()), L"CN=\"one, O=two\"");
 }
 
 // --- Usages and hashes.
 
-class UsagesOfACertificate : public StoreTest {
+class CertificateUsages : public StoreTest {
 protected:
     static BOOL ask(PCCERT_CONTEXT certificate, CERT_ENHKEY_USAGE* usage, DWORD& size) {
         return platform::CertGetEnhancedKeyUsage(certificate, CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG,
@@ -137,7 +126,7 @@ protected:
     }
 };
 
-TEST_F(UsagesOfACertificate, areThoseOfItsExtension) {
+TEST_F(CertificateUsages, usagesAreThoseOfTheExtension) {
     Recipe recipe = named("one");
     recipe.usages = "serverAuth,clientAuth";
     const HeldContext certificate = contextOf(issue(recipe));
@@ -153,14 +142,14 @@ TEST_F(UsagesOfACertificate, areThoseOfItsExtension) {
     EXPECT_EQ(usages, (std::vector<std::string>{serverUsage, clientUsage}));
 }
 
-TEST_F(UsagesOfACertificate, withoutTheExtensionAreNotFound) {
+TEST_F(CertificateUsages, missingExtensionIsNotFound) {
     const HeldContext certificate = contextOf(issue(named("one")));
     DWORD size = 0;
     EXPECT_FALSE(ask(certificate.get(), nullptr, size));
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
 }
 
-class HashOfACertificate : public StoreTest {
+class CertificateHash : public StoreTest {
 protected:
     static std::vector<BYTE> of(PCCERT_CONTEXT certificate) {
         DWORD size = 0;
@@ -174,7 +163,7 @@ protected:
     }
 };
 
-TEST_F(HashOfACertificate, tellsCertificatesApart) {
+TEST_F(CertificateHash, hashesOfDifferentCertificatesDiffer) {
     const Issued one = issue(named("one"));
     const HeldContext first = contextOf(one);
     const HeldContext again = contextOf(one);
@@ -183,7 +172,7 @@ TEST_F(HashOfACertificate, tellsCertificatesApart) {
     EXPECT_NE(of(first.get()), of(other.get()));
 }
 
-TEST_F(HashOfACertificate, tooLittleRoomTellsHowMuchIsNeeded) {
+TEST_F(CertificateHash, tooSmallBufferGivesTheSizeNeeded) {
     const HeldContext certificate = contextOf(issue(named("one")));
     BYTE room[4];
     DWORD size = sizeof room;
@@ -195,7 +184,7 @@ TEST_F(HashOfACertificate, tooLittleRoomTellsHowMuchIsNeeded) {
 
 // --- The policy with a name.
 
-class PolicyWithAName : public ChainTest {
+class NamedPolicy : public ChainTest {
 protected:
     static DWORD judge(PCCERT_CONTEXT leaf, const std::wstring& name, DWORD ignored = 0) {
         const HeldChain chain = chainOf(leaf, serverUsage);
@@ -225,28 +214,28 @@ protected:
     static constexpr DWORD wrongName = static_cast<DWORD>(CERT_E_CN_NO_MATCH);
 };
 
-TEST_F(PolicyWithAName, isContentWithANameOnTheCertificate) {
+TEST_F(NamedPolicy, nameOfTheCertificateIsAccepted) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf.test"), &root));
     EXPECT_EQ(judge(leaf.get(), L"leaf.test"), 0U);
     EXPECT_EQ(judge(leaf.get(), L"LEAF.test"), 0U);
 }
 
-TEST_F(PolicyWithAName, refusesAnotherName) {
+TEST_F(NamedPolicy, otherNameIsRefused) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf.test"), &root));
     EXPECT_EQ(judge(leaf.get(), L"other.test"), wrongName);
 }
 
-TEST_F(PolicyWithAName, wildcardStandsForOneLabel) {
+TEST_F(NamedPolicy, wildcardMatchesOneLabel) {
     const HeldContext leaf = contextOf(issue(serverNamed("*.wild.test"), &root));
     EXPECT_EQ(judge(leaf.get(), L"a.wild.test"), 0U);
     EXPECT_EQ(judge(leaf.get(), L"a.b.wild.test"), wrongName);
 }
 
-TEST_F(PolicyWithAName, otherFaultsComeFirst) {
+TEST_F(NamedPolicy, chainFaultsComeBeforeTheName) {
     EXPECT_EQ(judge(expired().get(), L"other.test"), static_cast<DWORD>(CERT_E_EXPIRED));
 }
 
-TEST_F(PolicyWithAName, faultsThatAreIgnoredLeaveTheName) {
+TEST_F(NamedPolicy, nameIsCheckedWhenOtherFaultsAreIgnored) {
     EXPECT_EQ(judge(expired().get(), L"other.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID),
               wrongName);
     EXPECT_EQ(judge(expired().get(), L"leaf.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID), 0U);

@@ -1,4 +1,4 @@
-// Chains, the verdicts on them, and an authority that is trusted beside one that isn't.
+// Chains, the verdicts on them, a trusted authority and one that isn't trusted.
 #pragma once
 
 #include "contract/stores/StoreFixture.h"
@@ -11,16 +11,13 @@
 
 namespace VexaSsl::test {
 
-inline constexpr char serverUsage[] = "1.3.6.1.5.5.7.3.1";
-inline constexpr char clientUsage[] = "1.3.6.1.5.5.7.3.2";
-
 struct FreeChain {
     void operator()(PCCERT_CHAIN_CONTEXT chain) const { platform::CertFreeCertificateChain(chain); }
 };
 using HeldChain = std::unique_ptr<const CERT_CHAIN_CONTEXT, FreeChain>;
 
 struct Verdict {
-    // The codes are of a signed type on some systems.
+    // Some systems define the codes with a signed type.
     constexpr Verdict(std::int64_t code, LONG at) : error(static_cast<DWORD>(code)), element(at) {}
 
     DWORD error;
@@ -63,7 +60,7 @@ inline std::vector<std::wstring> elementsOf(const HeldChain& chain) {
     return names;
 }
 
-// The verdict on a chain whose links are looked for in what was sent, as a handshake does.
+// The verdict on a chain that is built from the certificates sent, as in a handshake.
 inline Verdict judge(const Issued& leaf, const std::vector<const Issued*>& sent = {},
                      const char* usage = serverUsage) {
     const HeldContext certificate = contextOf(leaf, sent);

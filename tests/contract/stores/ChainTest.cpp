@@ -1,4 +1,4 @@
-// Chains and the verdict on them: the status and the element at fault.
+// Chains and the verdicts on them: the status and the element at fault.
 #include "contract/stores/ChainFixture.h"
 
 namespace VexaSsl::test {
@@ -12,25 +12,25 @@ TEST_F(ChainPolicy, leafOfATrustedRootIsTrusted) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &root)), trusted);
 }
 
-TEST_F(ChainPolicy, helperThatWasSentLinksTheChain) {
+TEST_F(ChainPolicy, sentIntermediateCompletesTheChain) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &between), {&between}), trusted);
 }
 
-TEST_F(ChainPolicy, additionalStoreLinksTheChain) {
+TEST_F(ChainPolicy, additionalStoreCompletesTheChain) {
     install("between", between);
     const OpenedStore additional;
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &between));
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, nullptr, additional.get())), trusted);
 }
 
-TEST_F(ChainPolicy, selfSignedAnchorIsTrustedItself) {
+TEST_F(ChainPolicy, selfSignedAnchorIsTrusted) {
     Recipe recipe = serverNamed("alone");
     const Issued alone = issue(recipe);
     trust("alone", alone);
     EXPECT_EQ(judge(alone), trusted);
 }
 
-TEST_F(ChainPolicy, missingIssuerIsTheFaultOfTheLastOnePresent) {
+TEST_F(ChainPolicy, missingIssuerIsReportedAtTheLastElement) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &between)), (Verdict{CERT_E_CHAINING, 0}));
     const Issued below = issue(authorityNamed("below"), &between);
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &below), {&below}), (Verdict{CERT_E_CHAINING, 1}));
@@ -40,25 +40,25 @@ TEST_F(ChainPolicy, selfSignedLeafIsAnUntrustedRoot) {
     EXPECT_EQ(judge(issue(serverNamed("alone"))), (Verdict{CERT_E_UNTRUSTEDROOT, 0}));
 }
 
-TEST_F(ChainPolicy, untrustedRootThatWasSentIsTheElementAtFault) {
+TEST_F(ChainPolicy, sentUntrustedRootIsAtFault) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &stranger), {&stranger}),
               (Verdict{CERT_E_UNTRUSTEDROOT, 1}));
 }
 
-TEST_F(ChainPolicy, expiredLeaf) {
+TEST_F(ChainPolicy, expiredLeafIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
     EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
-TEST_F(ChainPolicy, leafThatIsNotYetValid) {
+TEST_F(ChainPolicy, leafNotYetValidIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = 10;
     EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
-TEST_F(ChainPolicy, expiredIntermediateIsTheElementAtFault) {
+TEST_F(ChainPolicy, expiredIntermediateIsAtFault) {
     Recipe recipe = authorityNamed("expired");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
@@ -67,28 +67,28 @@ TEST_F(ChainPolicy, expiredIntermediateIsTheElementAtFault) {
               (Verdict{CERT_E_EXPIRED, 1}));
 }
 
-TEST_F(ChainPolicy, usageThatIsNotNamedIsWrong) {
+TEST_F(ChainPolicy, usageNotListedIsWrong) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, clientUsage),
               (Verdict{CERT_E_WRONG_USAGE, 0}));
 }
 
-TEST_F(ChainPolicy, certificateWithoutTheExtensionSuitsEveryUsage) {
+TEST_F(ChainPolicy, missingExtensionAllowsEveryUsage) {
     const Issued leaf = issue(named("leaf"), &root);
     EXPECT_EQ(judge(leaf, {}, clientUsage), trusted);
     EXPECT_EQ(judge(leaf, {}, serverUsage), trusted);
     EXPECT_EQ(judge(leaf, {}, "1.3.6.1.5.5.7.3.3"), trusted);
 }
 
-TEST_F(ChainPolicy, usageOtherThanThoseOfTlsIsLookedAtToo) {
+TEST_F(ChainPolicy, usageUnrelatedToTlsIsChecked) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, "1.3.6.1.5.5.7.3.3"),
               (Verdict{CERT_E_WRONG_USAGE, 0}));
 }
 
-TEST_F(ChainPolicy, withoutARequestEveryUsageWillDo) {
+TEST_F(ChainPolicy, missingRequestAllowsEveryUsage) {
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, ""), trusted);
 }
 
-TEST_F(ChainPolicy, usageThatTheIntermediateExcludesIsItsFault) {
+TEST_F(ChainPolicy, usageExcludedByIntermediateIsItsFault) {
     Recipe recipe = authorityNamed("between");
     recipe.usages = "clientAuth";
     const Issued clientsOnly = issue(recipe, &root);
@@ -96,18 +96,18 @@ TEST_F(ChainPolicy, usageThatTheIntermediateExcludesIsItsFault) {
               (Verdict{CERT_E_WRONG_USAGE, 1}));
 }
 
-TEST_F(ChainPolicy, brokenSignatureIsTheFaultOfTheCertificateThatBearsIt) {
+TEST_F(ChainPolicy, brokenSignatureIsTheFaultOfItsCertificate) {
     EXPECT_EQ(judge(withBrokenSignature(issue(serverNamed("leaf"), &root))),
               (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
 }
 
-TEST_F(ChainPolicy, issuerThatIsNoAuthorityIsTheElementAtFault) {
+TEST_F(ChainPolicy, issuerThatIsNoAuthorityIsAtFault) {
     const Issued server = issue(serverNamed("server"), &root);
     EXPECT_EQ(judge(issue(serverNamed("leaf"), &server), {&server}),
               (Verdict{TRUST_E_BASIC_CONSTRAINTS, 1}));
 }
 
-TEST_F(ChainPolicy, chainLongerThanItsAuthorityAllows) {
+TEST_F(ChainPolicy, chainBeyondThePathLengthIsRefused) {
     Recipe recipe = authorityNamed("short");
     recipe.basicConstraints = "critical,CA:TRUE,pathlen:0";
     const Issued shortOne = issue(recipe, &root);
@@ -116,7 +116,7 @@ TEST_F(ChainPolicy, chainLongerThanItsAuthorityAllows) {
               static_cast<DWORD>(TRUST_E_BASIC_CONSTRAINTS));
 }
 
-TEST_F(ChainPolicy, nameThatTheIssuerDoesNotPermit) {
+TEST_F(ChainPolicy, nameOutsideTheConstraintsIsRefused) {
     Recipe recipe = authorityNamed("inside only");
     recipe.permittedDnsName = "inside.test";
     const Issued insideOnly = issue(recipe, &root);
@@ -125,7 +125,7 @@ TEST_F(ChainPolicy, nameThatTheIssuerDoesNotPermit) {
               static_cast<DWORD>(CERT_E_INVALID_NAME));
 }
 
-TEST_F(ChainPolicy, criticalExtensionThatNobodyKnows) {
+TEST_F(ChainPolicy, unknownCriticalExtensionIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.criticalExtension = "1.2.3.4.5";
     EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_CRITICAL, 0}));
@@ -152,12 +152,12 @@ TEST_F(ChainPolicy, expiredComesBeforeWrongUsage) {
     EXPECT_EQ(judge(issue(recipe, &root), {}, clientUsage), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
-TEST_F(ChainPolicy, impostorWithTheNameOfATrustedRootIsNotTrusted) {
+TEST_F(ChainPolicy, impostorNamedLikeTrustedRootIsNotTrusted) {
     const Issued impostor = issue(authorityNamed("root"));
     EXPECT_NE(judge(issue(serverNamed("leaf"), &impostor), {&impostor}).error, 0U);
 }
 
-TEST_F(CertGetCertificateChain, elementsGoFromTheLeafToItsRoot) {
+TEST_F(CertGetCertificateChain, elementsRunFromLeafToRoot) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &between), {&between});
     const HeldChain chain = chainOf(leaf.get(), serverUsage);
     EXPECT_EQ(chain->cChain, 1U);
@@ -165,20 +165,20 @@ TEST_F(CertGetCertificateChain, elementsGoFromTheLeafToItsRoot) {
     EXPECT_EQ(chain->TrustStatus.dwErrorStatus, CERT_TRUST_NO_ERROR);
 }
 
-TEST_F(CertGetCertificateChain, firstElementIsTheCertificateThatWasGiven) {
+TEST_F(CertGetCertificateChain, firstElementIsTheGivenCertificate) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     EXPECT_EQ(chainOf(leaf.get(), serverUsage)->rgpChain[0]->rgpElement[0]->pCertContext,
               leaf.get());
 }
 
-TEST_F(CertGetCertificateChain, partialChainEndsAtTheLastOnePresent) {
+TEST_F(CertGetCertificateChain, partialChainEndsAtTheLastCertificateFound) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &stranger));
     const HeldChain chain = chainOf(leaf.get(), serverUsage);
     EXPECT_EQ(elementsOf(chain), Names{L"leaf"});
     EXPECT_TRUE(chain->TrustStatus.dwErrorStatus & CERT_TRUST_IS_PARTIAL_CHAIN);
 }
 
-TEST_F(CertGetCertificateChain, everyFaultStandsAtItsElement) {
+TEST_F(CertGetCertificateChain, everyFaultIsReportedAtItsElement) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
@@ -197,7 +197,7 @@ TEST_F(CertGetCertificateChain, chainOutlivesTheCertificate) {
     EXPECT_EQ(elementsOf(chain), (Names{L"leaf", L"between", L"root"}));
 }
 
-TEST_F(CertGetCertificateChain, chainHoldsTheCertificateOfAStore) {
+TEST_F(CertGetCertificateChain, chainHoldsTheCertificateOfTheStore) {
     install("leaf", issue(serverNamed("leaf"), &root));
     OpenedStore store;
     const HeldChain chain = chainOf(firstIn(store.get()).get(), serverUsage);
@@ -205,21 +205,21 @@ TEST_F(CertGetCertificateChain, chainHoldsTheCertificateOfAStore) {
     EXPECT_EQ(elementsOf(chain), (Names{L"leaf", L"root"}));
 }
 
-TEST_F(CertGetCertificateChain, chainThatWasReleasedHoldsNothingOfTheStore) {
+TEST_F(CertGetCertificateChain, releasedChainHoldsNothingOfTheStore) {
     install("leaf", issue(serverNamed("leaf"), &root));
     OpenedStore store;
     chainOf(firstIn(store.get()).get(), serverUsage);
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(CertGetCertificateChain, givenTimeIsTheTimeOfTheCheck) {
+TEST_F(CertGetCertificateChain, chainIsCheckedAtTheGivenTime) {
     constexpr FILETIME longAgo{0, 27'000'000}; // in the year 1968
     FILETIME time = longAgo;
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, &time)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
-TEST_F(CertGetCertificateChain, certificateIsGoodFromItsFirstSecondOn) {
+TEST_F(CertGetCertificateChain, certificateIsValidFromItsFirstSecond) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
     FILETIME first = leaf.get()->pCertInfo->NotBefore;
     EXPECT_EQ(verdictOn(chainOf(leaf.get(), serverUsage, &first)), trusted);
@@ -234,7 +234,7 @@ TEST_F(CertGetCertificateChain, freeingNullIsHarmless) {
     SUCCEED();
 }
 
-TEST_F(CertGetCertificateChain, newAnchorCountsAtOnce) {
+TEST_F(CertGetCertificateChain, newAnchorIsTrustedAtOnce) {
     const Issued leaf = issue(serverNamed("leaf"), &stranger);
     EXPECT_EQ(judge(leaf, {&stranger}).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
     trust("stranger", stranger);

@@ -1,4 +1,4 @@
-// Asking for the names that a certificate is known by.
+// Queries for the names of a certificate.
 #pragma once
 
 #include "contract/stores/StoreFixture.h"
@@ -20,7 +20,7 @@ inline DWORD ask(PCCERT_CONTEXT certificate, DWORD type, wchar_t* buffer, DWORD 
                                         buffer, size);
 }
 
-// The names in a run of zero-terminated texts that an empty one ends.
+// The names in a sequence of zero-terminated texts that ends with an empty one.
 inline std::vector<std::wstring> split(const std::wstring& run) {
     std::vector<std::wstring> names;
     for (const wchar_t* at = run.c_str(); *at != L'\0'; at += names.back().size() + 1) {

@@ -1,4 +1,4 @@
-// Opening, searching, walking and closing a store, and comparing what it holds.
+// Opening, searching, enumerating and closing a store, and comparing certificates.
 #include "contract/stores/StoreFixture.h"
 
 #include <gmock/gmock.h>
@@ -10,18 +10,16 @@ using ::testing::UnorderedElementsAre;
 
 using Names = std::vector<std::wstring>;
 
-const char* const serverUsage = "1.3.6.1.5.5.7.3.1";
-const char* const clientUsage = "1.3.6.1.5.5.7.3.2";
 constexpr DWORD fileNotFound = 2;
 
 class CertOpenStore : public StoreTest {};
 
-TEST_F(CertOpenStore, nameOfTheStoreCountsInAnyCase) {
+TEST_F(CertOpenStore, storeNameIgnoresCase) {
     const OpenedStore store(openPersonalStore(L"My"));
     EXPECT_NE(store.get(), nullptr);
 }
 
-TEST_F(CertOpenStore, storeThatDoesNotExistIsNotFound) {
+TEST_F(CertOpenStore, missingStoreIsNotFound) {
     EXPECT_EQ(openPersonalStore(L"no such store"), nullptr);
     EXPECT_EQ(platform::GetLastError(), fileNotFound);
 }
@@ -37,11 +35,11 @@ protected:
     }
 };
 
-TEST_F(SubjectSearch, textInsideALongerSubjectIsAHit) {
+TEST_F(SubjectSearch, textInsideTheSubjectMatches) {
     EXPECT_EQ(namesFoundBySubject(L"www.shop"), Names{L"www.shop.example"});
 }
 
-TEST_F(SubjectSearch, severalHitsComeInTheOrderOfTheStore) {
+TEST_F(SubjectSearch, matchesComeInStoreOrder) {
     const Names hits = namesFoundBySubject(L"shop");
     EXPECT_EQ(hits.size(), 2U);
     Names expected = namesInPersonalStore();
@@ -49,29 +47,29 @@ TEST_F(SubjectSearch, severalHitsComeInTheOrderOfTheStore) {
     EXPECT_EQ(hits, expected);
 }
 
-TEST_F(SubjectSearch, caseDoesNotCount) {
+TEST_F(SubjectSearch, searchIgnoresCase) {
     EXPECT_EQ(namesFoundBySubject(L"OTHER.Example"), Names{L"other.example"});
 }
 
-TEST_F(SubjectSearch, caseDoesNotCountForAccentedLettersEither) {
+TEST_F(SubjectSearch, searchIgnoresCaseOfAccentedLetters) {
     EXPECT_EQ(namesFoundBySubject(L"bÜCHER äRMEL"), Names{L"mail.shop.example"});
 }
 
-TEST_F(SubjectSearch, valuesAreJoinedByCommaAndBlank) {
+TEST_F(SubjectSearch, valuesAreJoinedByCommaAndSpace) {
     EXPECT_EQ(namesFoundBySubject(L"ärmel, mail"), Names{L"mail.shop.example"});
 }
 
-TEST_F(SubjectSearch, namesOfAttributesAreNoPartOfTheText) {
+TEST_F(SubjectSearch, attributeNamesAreNotSearched) {
     EXPECT_EQ(namesFoundBySubject(L"CN="), Names{});
 }
 
-TEST_F(SubjectSearch, missGivesNullAndNotFound) {
+TEST_F(SubjectSearch, missingMatchGivesNullAndNotFound) {
     const OpenedStore store;
     EXPECT_FALSE(findSubject(store.get(), L"nowhere"));
     EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
 }
 
-TEST_F(SubjectSearch, endOfTheWalkGivesNullAndNotFound) {
+TEST_F(SubjectSearch, endOfSearchGivesNullAndNotFound) {
     const OpenedStore store;
     HeldContext found = findSubject(store.get(), L"other");
     EXPECT_FALSE(findSubject(store.get(), L"other", found.release()));
@@ -95,39 +93,39 @@ protected:
     }
 };
 
-TEST_F(UsageSearch, findsTheCertificatesThatNameTheUsage) {
+TEST_F(UsageSearch, certificatesListingTheUsageMatch) {
     EXPECT_THAT(namesFoundByUsage(serverUsage), UnorderedElementsAre(L"server", L"both"));
     EXPECT_THAT(namesFoundByUsage(clientUsage), UnorderedElementsAre(L"client", L"both"));
 }
 
-TEST_F(UsageSearch, certificateWithoutTheExtensionIsNoHit) {
+TEST_F(UsageSearch, certificateWithoutTheExtensionDoesNotMatch) {
     for (const std::wstring& name : namesFoundByUsage(serverUsage)) {
         EXPECT_NE(name, L"none");
     }
 }
 
-TEST_F(UsageSearch, severalUsagesMustAllBeNamed) {
+TEST_F(UsageSearch, everyRequestedUsageMustBeListed) {
     const OpenedStore store;
     HeldContext found = findUsages(store.get(), {serverUsage, clientUsage});
     EXPECT_EQ(displayName(found.get()), L"both");
     EXPECT_FALSE(findUsages(store.get(), {serverUsage, clientUsage}, found.release()));
 }
 
-TEST_F(UsageSearch, missGivesNullAndNotFound) {
+TEST_F(UsageSearch, missingMatchGivesNullAndNotFound) {
     const OpenedStore store;
     EXPECT_FALSE(findUsages(store.get(), {"1.2.3.4"}));
     EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
 }
 
-class StoreWalk : public StoreTest {
+class StoreEnumeration : public StoreTest {
 protected:
-    StoreWalk() {
+    StoreEnumeration() {
         install("a", issue(named("one")));
         install("b", issue(named("two")));
     }
 };
 
-TEST_F(StoreWalk, emptyStoreEndsAtOnceWithNotFound) {
+TEST_F(StoreEnumeration, emptyStoreGivesNotFound) {
     uninstall("a");
     uninstall("b");
     const OpenedStore store;
@@ -135,13 +133,13 @@ TEST_F(StoreWalk, emptyStoreEndsAtOnceWithNotFound) {
     EXPECT_EQ(platform::GetLastError(), CRYPT_E_NOT_FOUND);
 }
 
-TEST_F(StoreWalk, releasesThePreviousOne) {
+TEST_F(StoreEnumeration, enumerationReleasesThePreviousContext) {
     OpenedStore store;
     namesIn(store.get());
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(StoreWalk, keepsWhatWasDuplicated) {
+TEST_F(StoreEnumeration, duplicatedContextOutlivesTheEnumeration) {
     OpenedStore store;
     const Names names = namesIn(store.get());
     HeldContext first = firstIn(store.get());
@@ -150,27 +148,27 @@ TEST_F(StoreWalk, keepsWhatWasDuplicated) {
     EXPECT_EQ((Names{displayName(kept.get()), displayName(second.get())}), names);
 }
 
-class CertCloseStore : public StoreWalk {};
+class CertCloseStore : public StoreEnumeration {};
 
-TEST_F(CertCloseStore, withoutContextsSucceeds) {
+TEST_F(CertCloseStore, closingWithoutContextsSucceeds) {
     OpenedStore store;
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(CertCloseStore, contextStillHeldIsPending) {
+TEST_F(CertCloseStore, heldContextMakesTheClosePending) {
     OpenedStore store;
     const HeldContext held = firstIn(store.get());
     EXPECT_FALSE(store.close());
     EXPECT_EQ(platform::GetLastError(), CRYPT_E_PENDING_CLOSE);
 }
 
-TEST_F(CertCloseStore, contextReleasedBeforeIsNotPending) {
+TEST_F(CertCloseStore, releasedContextDoesNotMakeTheClosePending) {
     OpenedStore store;
     firstIn(store.get());
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(CertCloseStore, duplicateStillHeldIsPending) {
+TEST_F(CertCloseStore, heldDuplicateMakesTheClosePending) {
     OpenedStore store;
     HeldContext first = firstIn(store.get());
     const HeldContext duplicate = platform::CertDuplicateCertificateContext(first.get());
@@ -186,13 +184,13 @@ TEST_F(CertCloseStore, contextsOfOtherHandlesDoNotCount) {
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(CertCloseStore, withoutTheCheckSucceedsWhateverIsHeld) {
+TEST_F(CertCloseStore, uncheckedCloseSucceedsWithHeldContexts) {
     const HCERTSTORE store = openPersonalStore();
     const HeldContext held = firstIn(store);
     EXPECT_TRUE(platform::CertCloseStore(store, 0));
 }
 
-TEST_F(CertCloseStore, contextStaysUsableAfterTheClose) {
+TEST_F(CertCloseStore, contextOutlivesTheStore) {
     OpenedStore store;
     const HeldContext held = firstIn(store.get());
     const std::wstring name = displayName(held.get());
@@ -201,18 +199,18 @@ TEST_F(CertCloseStore, contextStaysUsableAfterTheClose) {
     EXPECT_NE(held.get()->cbCertEncoded, 0U);
 }
 
-TEST_F(CertCloseStore, noStoreIsHarmless) {
+TEST_F(CertCloseStore, closingNullIsHarmless) {
     EXPECT_TRUE(platform::CertCloseStore(nullptr, CERT_CLOSE_STORE_CHECK_FLAG));
 }
 
 using CertificateContext = ContractTest;
 
-TEST_F(CertificateContext, nullIsHarmless) {
+TEST_F(CertificateContext, nullContextIsHarmless) {
     EXPECT_EQ(platform::CertDuplicateCertificateContext(nullptr), nullptr);
     EXPECT_TRUE(platform::CertFreeCertificateContext(nullptr));
 }
 
-TEST_F(StoreWalk, contextShowsTheEncodedCertificateAndItsParts) {
+TEST_F(StoreEnumeration, contextHoldsTheEncodedCertificateAndItsParts) {
     const Issued issued = issue(named("three"));
     install("c", issued);
     const OpenedStore store;
@@ -228,7 +226,7 @@ TEST_F(StoreWalk, contextShowsTheEncodedCertificateAndItsParts) {
               std::string::npos);
 }
 
-class CertCompareCertificate : public StoreWalk {
+class CertCompareCertificate : public StoreEnumeration {
 protected:
     static BOOL areSame(const HeldContext& left, const HeldContext& right) {
         return platform::CertCompareCertificate(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
@@ -236,13 +234,13 @@ protected:
     }
 };
 
-TEST_F(CertCompareCertificate, oneCertificateFromTwoStoresIsTheSame) {
+TEST_F(CertCompareCertificate, sameCertificateFromTwoStoresIsEqual) {
     const OpenedStore one;
     const OpenedStore two;
     EXPECT_TRUE(areSame(firstIn(one.get()), firstIn(two.get())));
 }
 
-TEST_F(CertCompareCertificate, serialNumberTellsCertificatesOfOneIssuerApart) {
+TEST_F(CertCompareCertificate, certificatesOfOneIssuerDifferBySerialNumber) {
     const Issued root = issue(authorityNamed("root"));
     install("c", issue(named("three"), &root));
     install("d", issue(named("three"), &root));
@@ -253,7 +251,7 @@ TEST_F(CertCompareCertificate, serialNumberTellsCertificatesOfOneIssuerApart) {
     EXPECT_FALSE(areSame(third, fourth));
 }
 
-TEST_F(CertCompareCertificate, issuerTellsCertificatesOfOneSerialNumberApart) {
+TEST_F(CertCompareCertificate, certificatesWithOneSerialNumberDifferByIssuer) {
     const OpenedStore store;
     const HeldContext one = firstIn(store.get());
     CERT_INFO other = *one.get()->pCertInfo;

@@ -1,4 +1,4 @@
-// Certificates in the machine's store for each test, and owners for what the platform hands out.
+// Certificates in the machine's store for each test, and owners of the platform's handles.
 #pragma once
 
 #include "contract/support/ContractTest.h"
@@ -14,6 +14,9 @@
 #include <vector>
 
 namespace VexaSsl::test {
+
+inline constexpr char serverUsage[] = "1.3.6.1.5.5.7.3.1";
+inline constexpr char clientUsage[] = "1.3.6.1.5.5.7.3.2";
 
 // One reference to a context.
 class HeldContext {
@@ -34,7 +37,7 @@ private:
     PCCERT_CONTEXT context;
 };
 
-// As the library opens it; null on failure.
+// Opens the store as the library does. Returns null on failure.
 HCERTSTORE openPersonalStore(const wchar_t* name = L"MY");
 
 class OpenedStore {
@@ -46,19 +49,19 @@ public:
     OpenedStore& operator=(const OpenedStore&) = delete;
 
     HCERTSTORE get() const { return handle; }
-    // With the check for contexts that are still held. TRUE if the store is closed already.
+    // Closes with the check for contexts still held. Returns TRUE if the store is closed already.
     BOOL close();
 
 private:
     HCERTSTORE handle;
 };
 
-// The display names of everything in the store that belongs to the test, in its order.
+// The display names of the test's certificates in the store, in its order.
 std::vector<std::wstring> namesIn(HCERTSTORE store);
 std::vector<std::wstring> namesInPersonalStore();
 std::wstring displayName(PCCERT_CONTEXT certificate);
 
-// The first one, and the one behind previous, which is released.
+// The first context, and the one after previous, which is released.
 HeldContext firstIn(HCERTSTORE store);
 HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous);
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous = nullptr);
@@ -69,7 +72,7 @@ std::vector<std::wstring> namesFoundByUsage(const std::string& usage);
 
 class StoreTest : public ContractTest, protected StoreContents {};
 
-// A context of the certificate, whose helpers travel with it.
+// A context of the certificate. Its store also holds the helpers.
 HeldContext contextOf(const Issued& issued, const std::vector<const Issued*>& helpers = {});
 
 } // namespace VexaSsl::test

@@ -4,7 +4,7 @@
 
 namespace VexaSsl::test {
 
-bool Exception::covers(const std::string& name) const {
+bool SkippedTest::covers(const std::string& name) const {
     std::string_view pattern = test;
     if (pattern.ends_with('*')) {
         pattern.remove_suffix(1);
@@ -19,9 +19,9 @@ std::string nameOf(const ::testing::TestInfo& test) {
 
 void ContractTest::SetUp() {
     const std::string name = nameOf(*::testing::UnitTest::GetInstance()->current_test_info());
-    for (const Exception& exception : exceptionsOfThisSystem()) {
-        if (exception.covers(name)) {
-            GTEST_SKIP() << exception.reason;
+    for (const SkippedTest& skipped : skippedTests()) {
+        if (skipped.covers(name)) {
+            GTEST_SKIP() << skipped.reason;
         }
     }
 }

@@ -1,5 +1,5 @@
-// The base of every test of the contract suite. What the system at hand can't show is named in a
-// table of that system (support/<system>/Exceptions.cpp) and skipped with the reason beside it.
+// The base of every contract test. Tests that a system can't pass are listed with the reason in
+// support/<system>/SkippedTests.cpp and skipped there.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,9 +9,10 @@
 
 namespace VexaSsl::test {
 
-// One test, or all that begin alike when the name ends with "*".
-struct Exception {
-    const char* test; // "Suite.test", a value-parameterised one as "Values/Suite.test/0"
+// One test, or all tests with a common prefix if the name ends with "*".
+struct SkippedTest {
+    const char*
+        test; // "CipherSuite.test", a value-parameterised one as "Values/CipherSuite.test/0"
     const char* reason;
 
     bool covers(const std::string& name) const;
@@ -19,8 +20,8 @@ struct Exception {
 
 std::string nameOf(const ::testing::TestInfo& test);
 
-// The tests that can't run on this system; each names at least one test of the suite.
-const std::vector<Exception>& exceptionsOfThisSystem();
+// The tests skipped on this system. Each entry covers at least one test.
+const std::vector<SkippedTest>& skippedTests();
 
 class ContractTest : public ::testing::Test {
 protected:

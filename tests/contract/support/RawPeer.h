@@ -1,6 +1,6 @@
-// The other end played by a foreign TLS library on memory, set up as a test likes, so that what the
-// contract's functions make is judged by something that isn't them. A system that has none throws
-// std::logic_error; tests that need one are among its exceptions.
+// A peer implemented with another TLS library on memory buffers, so that the output of the
+// contract's functions is checked by an independent implementation. On a system without such a
+// library the constructors throw std::logic_error, and the tests that need a peer are skipped.
 #pragma once
 
 #include "contract/tls/Side.h"
@@ -14,50 +14,50 @@ enum class Protocol { any, tls11, tls12, tls13 };
 
 struct PeerSettings {
     Protocol only = Protocol::any;
-    std::string suites = {};      // in OpenSSL's writing; with TLS 1.2 at most
-    std::string certificate = {}; // a client's; a server is given its own
-    bool smallRecords = false;    // a client asks for records of at most 1,024 bytes
-    bool renegotiates = false;    // with TLS 1.2 at most
+    std::string suites = {};      // in OpenSSL's notation; limits the version to TLS 1.2
+    std::string certificate = {}; // a client's; server() has a parameter for its own
+    bool smallRecords = false;    // a client requests records of at most 1,024 bytes
+    bool renegotiates = false;    // limits the version to TLS 1.2
 };
 
 class RawPeer {
 public:
     static RawPeer client(const PeerSettings& settings = {});
-    // With the certificate and chain of one case.
+    // With the certificate and chain of one test case.
     static RawPeer server(const std::string& certificate = "server-ecdsa",
                           const PeerSettings& settings = {});
     RawPeer(RawPeer&& other) noexcept;
     ~RawPeer();
 
-    // Takes bytes in and goes on with the handshake; what it wants to send.
+    // Continues the handshake with the received bytes. Returns the bytes to send.
     Bytes step(const Bytes& received = {});
     bool established() const;
 
     Bytes protect(const std::string& text);
-    // The text of all records in the bytes.
+    // Returns the text of all records in the bytes.
     std::string open(const Bytes& received);
-    // The text of the first record only; nothing else that waits is looked at.
+    // Returns the text of the first record only; later records stay unread.
     std::string openOne(const Bytes& received);
-    // Bytes that it is to read later.
+    // Adds bytes to the input without reading them.
     void incoming(const Bytes& received);
 
-    // Says that it will send no more; the bytes that tell so.
-    Bytes shutDown();
-    // Asks for a new handshake; the bytes that ask so, maybe none.
+    // Returns a close_notify alert.
+    Bytes sendClosure();
+    // Requests a renegotiation. Returns the bytes to send, which may be none.
     Bytes renegotiate();
 
     bool speaksTls12() const;
-    bool sawShutDown() const;
-    // A server: the name that the client asked for, "(none)" without one.
+    bool receivedClosure() const;
+    // On a server: the client's server name indication, "(none)" if it sent none.
     std::string requestedName() const;
-    // A client: how many authorities the server named when it asked for a certificate, -1 when it
-    // didn't ask.
+    // On a client: the number of authorities in the server's certificate request, -1 without a
+    // request.
     int namedAuthorities() const;
 
-    // A client: offers to take up the session of another one again.
-    void takeUp(const RawPeer& other);
+    // On a client: offers to resume the session of another client.
+    void offerSessionOf(const RawPeer& other);
     bool hasTicket() const;
-    bool tookUp() const;
+    bool resumedSession() const;
 
     struct State;
     State& inside() const { return *state; }
@@ -68,9 +68,9 @@ private:
     std::unique_ptr<State> state;
 };
 
-// Carries the tokens until neither has anything to send or one fails. The side's last status tells
-// how it went.
-void shakeHands(RawPeer& client, Side& server);
-void shakeHands(Side& client, RawPeer& server);
+// Exchanges tokens until neither end has anything to send or one fails. side.status() is the
+// outcome.
+void runHandshake(RawPeer& client, Side& server);
+void runHandshake(Side& client, RawPeer& server);
 
 } // namespace VexaSsl::test

@@ -2,7 +2,7 @@
 
 namespace VexaSsl::test {
 
-void shakeHands(RawPeer& client, Side& server) {
+void runHandshake(RawPeer& client, Side& server) {
     Bytes toServer = client.step();
     while (!toServer.empty() && server.status() != SEC_E_OK) {
         const Step step = server.receive(toServer);
@@ -10,7 +10,7 @@ void shakeHands(RawPeer& client, Side& server) {
     }
 }
 
-void shakeHands(Side& client, RawPeer& server) {
+void runHandshake(Side& client, RawPeer& server) {
     Bytes toServer = client.step().token;
     while (!toServer.empty()) {
         const Bytes toClient = server.step(toServer);

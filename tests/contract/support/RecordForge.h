@@ -1,6 +1,5 @@
-// Makes single records with the keys of a raw peer, byte by byte as a test wants them: what a TLS
-// library would never send. The peer must have negotiated forgeableSuite and have protected nothing
-// yet.
+// Makes single records that a TLS library would never send, protected with the keys of a raw peer.
+// The peer must have negotiated forgeableSuite and have sent no record after its Finished message.
 #pragma once
 
 #include "contract/support/RawPeer.h"
@@ -13,7 +12,7 @@ class RecordForge {
 public:
     explicit RecordForge(const RawPeer& peer);
 
-    // The peer's next record: type 20 change of cipher specs, 21 alert, 22 handshake, 23 data.
+    // The peer's next record. type: 20 change_cipher_spec, 21 alert, 22 handshake, 23 data.
     Bytes record(unsigned char type, const Bytes& plaintext);
 
 private:

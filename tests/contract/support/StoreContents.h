@@ -1,5 +1,5 @@
-// What the machine's personal store and its trust anchors hold while a test runs, and contexts that
-// lie in no store of the machine; defined in support/<system>/StoreContents.cpp.
+// The contents of the machine's personal store and its trust anchors during a test, and contexts
+// outside of the machine's stores. Defined in support/<system>/StoreContents.cpp.
 #pragma once
 
 #include "CryptoShapes.h"
@@ -11,8 +11,8 @@
 
 namespace VexaSsl::test {
 
-// Everything put in goes out again at the end of its life. One at a time in the whole system: the
-// store belongs to the machine.
+// Its destructor removes everything that was added. Only one exists at a time in the whole system,
+// because the store belongs to the machine.
 class StoreContents {
 public:
     StoreContents();
@@ -20,10 +20,10 @@ public:
     StoreContents(const StoreContents&) = delete;
     StoreContents& operator=(const StoreContents&) = delete;
 
-    // A certificate of the personal store. name: what to call it here; the same one replaces it.
+    // Adds a certificate to the personal store. A second one under the same name replaces it.
     void install(const std::string& name, const Issued& issued);
     void uninstall(const std::string& name);
-    // A trust anchor.
+    // Adds a trust anchor.
     void trust(const std::string& name, const Issued& issued);
     void distrust(const std::string& name);
 
@@ -32,10 +32,10 @@ private:
     const std::unique_ptr<State> state;
 };
 
-// Whether the certificate is there because of a StoreContents; a machine may have others.
+// Returns whether a StoreContents added the certificate; the machine may have others.
 bool belongsToTheTest(PCCERT_CONTEXT certificate);
 
-// A context of the certificate, to be freed by the caller; helpers lie in its store with it.
+// Returns a context of the certificate, freed by the caller. Its store also holds the helpers.
 PCCERT_CONTEXT makeContext(const Issued& issued, const std::vector<const Issued*>& helpers);
 
 } // namespace VexaSsl::test

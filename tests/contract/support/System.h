@@ -1,4 +1,4 @@
-// What tests need to know from the system itself; defined in
+// Facts about the system that tests compare with; defined in
 // support/<system>/System.cpp.
 #pragma once
 
@@ -9,9 +9,9 @@ namespace VexaSsl::test {
 
 std::filesystem::path pathOfThisProgram();
 std::wstring userOfThisProcess();
-// A new folder that nobody else uses; the caller removes it.
+// Creates a new folder, which the caller removes.
 std::filesystem::path makeTemporaryFolder();
-// Which call of the system's security library failed last in this thread, and why; empty on a
+// Returns the last failed call of the security library on this thread with its reason; empty on a
 // system that reports nothing but statuses.
 std::string reasonOfSecurityFailure();
 

@@ -1,5 +1,5 @@
-// The throwaway certificates with their keys, one a case: "server-ecdsa", "client", "untrusted" and
-// so on. Where the security package doesn't take a kind of key, a case has another kind.
+// The test certificates with their keys, one per test case: "server-ecdsa", "client", "untrusted"
+// and so on. If the security package doesn't support the type of key, the case has another type.
 #pragma once
 
 #include "CryptoShapes.h"
@@ -9,20 +9,20 @@
 
 namespace VexaSsl::test {
 
-// Has the certificates where the platform finds them as long as it lives.
-class CertificatesInForce {
+// Keeps the certificates where the platform finds them while it lives.
+class ScopedCertificates {
 public:
-    CertificatesInForce();
-    ~CertificatesInForce();
-    CertificatesInForce(const CertificatesInForce&) = delete;
-    CertificatesInForce& operator=(const CertificatesInForce&) = delete;
+    ScopedCertificates();
+    ~ScopedCertificates();
+    ScopedCertificates(const ScopedCertificates&) = delete;
+    ScopedCertificates& operator=(const ScopedCertificates&) = delete;
 
 private:
     struct State;
     const std::unique_ptr<State> state;
 };
 
-// The certificate of one case, as it lies in a store.
+// The certificate of one test case, with its key, from a store.
 class StoreCertificate {
 public:
     explicit StoreCertificate(const std::string& name);

@@ -1,4 +1,4 @@
-// What an established context tells of its protocol and suite.
+// The protocol version and cipher suite that an established context reports.
 #include "contract/support/ContractTest.h"
 #include "contract/support/TestCertificates.h"
 #include "contract/tls/Side.h"
@@ -19,19 +19,19 @@ protected:
         return platform::QueryContextAttributesW(side.context(), SECPKG_ATTR_CIPHER_INFO, &info);
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-TEST_F(CipherInfo, tellsBothSidesTheSameVersionAndSuite) {
+TEST_F(CipherInfo, bothSidesReportTheSameVersionAndCipherSuite) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     ASSERT_TRUE(server.established());
     SecPkgContext_CipherInfo ours{};
     const SECURITY_STATUS status = query(client, ours);
     if (status == SEC_E_UNSUPPORTED_FUNCTION) {
-        GTEST_SKIP() << "this system's security package doesn't tell";
+        GTEST_SKIP() << "the security package doesn't support the query";
     }
     ASSERT_EQ(status, SEC_E_OK);
     SecPkgContext_CipherInfo theirs{};
@@ -44,7 +44,7 @@ TEST_F(CipherInfo, tellsBothSidesTheSameVersionAndSuite) {
     EXPECT_EQ(std::wstring(theirs.szCipherSuite), ours.szCipherSuite);
 }
 
-TEST_F(CipherInfo, isNotThereBeforeTheHandshakeEnds) {
+TEST_F(CipherInfo, cipherInfoNeedsEstablishedContext) {
     Side client = Side::client();
     client.step();
     SecPkgContext_CipherInfo info{};

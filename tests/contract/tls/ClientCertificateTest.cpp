@@ -1,5 +1,5 @@
-// Client authentication: the server asks, takes any certificate or none, and hands the peer's
-// certificate with its chain to the library.
+// Client authentication: the server requests a certificate, accepts any or none, and passes the
+// peer's certificate with its chain to the library.
 #include "contract/support/ContractTest.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -11,7 +11,7 @@
 namespace VexaSsl::test {
 namespace {
 
-constexpr ULONG askingServer = serverRequirements | ASC_REQ_MUTUAL_AUTH;
+constexpr ULONG requestingServer = serverRequirements | ASC_REQ_MUTUAL_AUTH;
 
 class ClientCertificate : public ContractTest {
 protected:
@@ -21,7 +21,7 @@ protected:
         std::size_t inStore = 0;
     };
 
-    // What the attribute of the peer's certificate gives, and how many lie in its store.
+    // The attribute of the peer's certificate, and the number of certificates in its store.
     static Peer peerOf(Side& side) {
         Peer peer;
         PCCERT_CONTEXT certificate = nullptr;
@@ -46,15 +46,16 @@ protected:
                 certificate.get()->pbCertEncoded + certificate.get()->cbCertEncoded};
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-class Taken : public ClientCertificate, public ::testing::WithParamInterface<std::string> {};
+class PresentedCertificate : public ClientCertificate,
+                             public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(Taken, isNotJudgedInTheHandshake) {
+TEST_P(PresentedCertificate, clientCertificateIsNotJudgedInTheHandshake) {
     Side client = Side::client(L"localhost", GetParam());
-    Side server = Side::server("server-ecdsa", askingServer);
-    shakeHands(client, server);
+    Side server = Side::server("server-ecdsa", requestingServer);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     ASSERT_TRUE(server.established());
     const Peer peer = peerOf(server);
@@ -62,35 +63,35 @@ TEST_P(Taken, isNotJudgedInTheHandshake) {
     EXPECT_EQ(peer.encoded, encodedCase(GetParam()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Certificates, Taken,
+INSTANTIATE_TEST_SUITE_P(Certificates, PresentedCertificate,
                          ::testing::Values("client", "client-rsa", "client-expired",
                                            "client-untrusted", "client-self-signed",
                                            "client-no-names", "server-ecdsa"));
 
-TEST_F(ClientCertificate, theChainAsSentLiesInItsStore) {
+TEST_F(ClientCertificate, storeHoldsTheChainAsSent) {
     Side client = Side::client(L"localhost", "client-with-intermediate");
-    Side server = Side::server("server-ecdsa", askingServer);
-    shakeHands(client, server);
+    Side server = Side::server("server-ecdsa", requestingServer);
+    runHandshake(client, server);
     ASSERT_TRUE(server.established());
     EXPECT_EQ(peerOf(server).inStore, 2U);
 }
 
-TEST_F(ClientCertificate, aClientSeesTheServersChain) {
+TEST_F(ClientCertificate, clientSeesTheServersChain) {
     Side client = Side::client();
     Side server = Side::server("with-intermediate");
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     const Peer peer = peerOf(client);
     EXPECT_EQ(peer.encoded, encodedCase("with-intermediate"));
     EXPECT_EQ(peer.inStore, 2U);
 }
 
-TEST_F(ClientCertificate, outlivesTheContext) {
+TEST_F(ClientCertificate, peerCertificateOutlivesTheContext) {
     PCCERT_CONTEXT certificate = nullptr;
     {
         Side client = Side::client(L"localhost", "client");
-        Side server = Side::server("server-ecdsa", askingServer);
-        shakeHands(client, server);
+        Side server = Side::server("server-ecdsa", requestingServer);
+        runHandshake(client, server);
         ASSERT_EQ(platform::QueryContextAttributesW(server.context(),
                                                     SECPKG_ATTR_REMOTE_CERT_CONTEXT, &certificate),
                   SEC_E_OK);
@@ -101,27 +102,27 @@ TEST_F(ClientCertificate, outlivesTheContext) {
     platform::CertFreeCertificateContext(certificate);
 }
 
-TEST_F(ClientCertificate, aClientWithoutOneIsTakenToo) {
+TEST_F(ClientCertificate, clientWithoutCertificateIsAccepted) {
     Side client = Side::client();
-    Side server = Side::server("server-ecdsa", askingServer);
-    shakeHands(client, server);
+    Side server = Side::server("server-ecdsa", requestingServer);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     ASSERT_TRUE(server.established());
     EXPECT_EQ(peerOf(server).status, SEC_E_NO_CREDENTIALS);
 }
 
-TEST_F(ClientCertificate, isNotSentUnasked) {
+TEST_F(ClientCertificate, certificateIsNotSentUnasked) {
     Side client = Side::client(L"localhost", "client");
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(server.established());
     EXPECT_EQ(peerOf(server).status, SEC_E_NO_CREDENTIALS);
 }
 
-TEST_F(ClientCertificate, mutualAuthenticationIsClaimedOnlyWithOne) {
+TEST_F(ClientCertificate, mutualAuthenticationIsClaimedOnlyWithCertificate) {
     for (const std::string name : {"", "client"}) {
         Side client = Side::client(L"localhost", name);
-        Side server = Side::server("server-ecdsa", askingServer);
+        Side server = Side::server("server-ecdsa", requestingServer);
         const Bytes answer = client.receive(server.receive(client.step().token).token).token;
         const Step last = server.receive(answer);
         ASSERT_EQ(last.status, SEC_E_OK);
@@ -131,20 +132,20 @@ TEST_F(ClientCertificate, mutualAuthenticationIsClaimedOnlyWithOne) {
 
 TEST_F(ClientCertificate, noListOfAuthoritiesIsSent) {
     RawPeer client = RawPeer::client();
-    Side server = Side::server("server-ecdsa", askingServer);
-    shakeHands(client, server);
+    Side server = Side::server("server-ecdsa", requestingServer);
+    runHandshake(client, server);
     EXPECT_EQ(client.namedAuthorities(), 0);
 }
 
-TEST_F(ClientCertificate, aClientThatDoesNotHoldTheKeyIsRefused) {
-    // The raw peer shows the certificate and signs with another key of the same kind.
+TEST_F(ClientCertificate, clientWithoutThePrivateKeyIsRefused) {
+    // A changed signature stands for one made with another key.
     PeerSettings settings;
     settings.certificate = "client";
     RawPeer client = RawPeer::client(settings);
-    Side server = Side::server("server-ecdsa", askingServer);
+    Side server = Side::server("server-ecdsa", requestingServer);
     const Bytes flight = server.receive(client.step()).token;
     Bytes answer = client.step(flight);
-    // Certificate, key exchange and proof each have a record of their own; the proof is the third.
+    // Certificate, ClientKeyExchange and CertificateVerify each have a record.
     const std::vector<std::size_t> records = recordSizes(answer);
     ASSERT_GE(records.size(), 5U);
     answer[records[0] + records[1] + records[2] - 1] ^= 0x01;
@@ -155,18 +156,18 @@ TEST_F(ClientCertificate, aClientThatDoesNotHoldTheKeyIsRefused) {
 
 using SuppliedCredentials = ClientCertificate;
 
-TEST_F(SuppliedCredentials, withoutTheBitTheCallerIsAsked) {
+TEST_F(SuppliedCredentials, callerIsAskedWithoutTheFlag) {
     Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
-    Side server = Side::server("server-ecdsa", askingServer);
+    Side server = Side::server("server-ecdsa", requestingServer);
     const Bytes flight = server.receive(client.step().token).token;
     const Step asked = client.step(flight);
     EXPECT_EQ(asked.status, SEC_I_INCOMPLETE_CREDENTIALS);
     EXPECT_TRUE(asked.token.empty());
 }
 
-TEST_F(SuppliedCredentials, theSameTokenWithTheBitGoesOnWithoutACertificate) {
+TEST_F(SuppliedCredentials, sameTokenWithTheFlagContinuesWithoutCertificate) {
     Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
-    Side server = Side::server("server-ecdsa", askingServer);
+    Side server = Side::server("server-ecdsa", requestingServer);
     const Bytes flight = server.receive(client.step().token).token;
     ASSERT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
     client.requirements = clientRequirements;
@@ -177,19 +178,19 @@ TEST_F(SuppliedCredentials, theSameTokenWithTheBitGoesOnWithoutACertificate) {
     EXPECT_TRUE(server.established());
 }
 
-TEST_F(SuppliedCredentials, askingAgainWithoutTheBitGivesTheSameAnswer) {
+TEST_F(SuppliedCredentials, sameTokenWithoutTheFlagIsAskedAgain) {
     Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
-    Side server = Side::server("server-ecdsa", askingServer);
+    Side server = Side::server("server-ecdsa", requestingServer);
     const Bytes flight = server.receive(client.step().token).token;
     ASSERT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
     EXPECT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
 }
 
-TEST_F(SuppliedCredentials, theBitIsNotNeededWithACertificate) {
+TEST_F(SuppliedCredentials, flagIsNotNeededWithCertificate) {
     Side client =
         Side::client(L"localhost", "client", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
-    Side server = Side::server("server-ecdsa", askingServer);
-    shakeHands(client, server);
+    Side server = Side::server("server-ecdsa", requestingServer);
+    runHandshake(client, server);
     EXPECT_TRUE(client.established());
     EXPECT_EQ(peerOf(server).status, SEC_E_OK);
 }

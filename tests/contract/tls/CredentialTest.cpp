@@ -1,4 +1,4 @@
-// Credentials, the list of packages and handles that stand for nothing.
+// Credentials, the list of packages and invalid handles.
 #include "contract/support/ContractTest.h"
 #include "contract/support/System.h"
 #include "contract/support/TestCertificates.h"
@@ -17,13 +17,13 @@ namespace {
 
 class Credentials : public ContractTest {
 protected:
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
 struct AcquiredCase {
     const char* name;
     ULONG use;
-    const char* certificate; // empty: none
+    const char* certificate; // empty: no certificate
 
     friend void PrintTo(const AcquiredCase& tested, std::ostream* out) { *out << tested.name; }
 };
@@ -31,7 +31,7 @@ struct AcquiredCase {
 class AcquiredCredentials : public Credentials,
                             public ::testing::WithParamInterface<AcquiredCase> {};
 
-TEST_P(AcquiredCredentials, areMade) {
+TEST_P(AcquiredCredentials, credentialsAreAcquired) {
     CredHandle handle{};
     SECURITY_STATUS status = SEC_E_OK;
     if (const std::string name = GetParam().certificate; name.empty()) {
@@ -53,14 +53,14 @@ INSTANTIATE_TEST_SUITE_P(
                       AcquiredCase{"serverWithEcdsa", SECPKG_CRED_INBOUND, "server-ecdsa"}),
     [](const auto& tested) { return tested.param.name; });
 
-TEST_F(Credentials, aServerNeedsACertificate) {
+TEST_F(Credentials, serverNeedsCertificate) {
     CredHandle handle{};
     EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, nullptr, handle), SEC_E_NO_CREDENTIALS)
         << reasonOfSecurityFailure();
     EXPECT_EQ(handle.dwLower, 0U);
 }
 
-TEST_F(Credentials, theCertificateMayGoBeforeThem) {
+TEST_F(Credentials, credentialsOutliveTheCertificate) {
     CredHandle handle{};
     {
         const StoreCertificate certificate("server-ecdsa");
@@ -69,10 +69,10 @@ TEST_F(Credentials, theCertificateMayGoBeforeThem) {
     EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
 }
 
-TEST_F(Credentials, contextsOutliveThem) {
+TEST_F(Credentials, contextsOutliveTheCredentials) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     platform::FreeCredentialsHandle(client.credential.get());
     platform::FreeCredentialsHandle(server.credential.get());
     *client.credential.get() = {};
@@ -80,7 +80,7 @@ TEST_F(Credentials, contextsOutliveThem) {
     EXPECT_EQ(server.openAll(client.protect("still here")), "still here");
 }
 
-TEST_F(Credentials, anotherPackageIsNotFound) {
+TEST_F(Credentials, unknownPackageIsNotFound) {
     wchar_t package[] = L"no such package";
     SCHANNEL_CRED request{};
     request.dwVersion = SCHANNEL_CRED_VERSION;
@@ -92,7 +92,7 @@ TEST_F(Credentials, anotherPackageIsNotFound) {
 
 using Packages = Credentials;
 
-TEST_F(Packages, areListedWithBothNames) {
+TEST_F(Packages, packageIsListedWithBothNames) {
     ULONG count = 0;
     SecPkgInfoW* packages = nullptr;
     ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
@@ -107,7 +107,7 @@ TEST_F(Packages, areListedWithBothNames) {
 
 using Handles = Credentials;
 
-TEST_F(Handles, ofADeletedContextAreVoid) {
+TEST_F(Handles, deletedContextIsInvalidHandle) {
     Side client = Side::client();
     client.step();
     const CtxtHandle stale = *client.context();
@@ -117,7 +117,7 @@ TEST_F(Handles, ofADeletedContextAreVoid) {
     *client.context() = {};
 }
 
-TEST_F(Handles, ofFreedCredentialsCanNotBeFreedAgain) {
+TEST_F(Handles, freedCredentialsCannotBeFreedAgain) {
     CredHandle handle{};
     ASSERT_EQ(acquire(SECPKG_CRED_OUTBOUND, nullptr, handle), SEC_E_OK);
     CredHandle again = handle;
@@ -125,7 +125,7 @@ TEST_F(Handles, ofFreedCredentialsCanNotBeFreedAgain) {
     EXPECT_EQ(platform::FreeCredentialsHandle(&again), SEC_E_INVALID_HANDLE);
 }
 
-TEST_F(Handles, freeingNothingIsHarmless) {
+TEST_F(Handles, freeingNullIsHarmless) {
     EXPECT_EQ(platform::FreeContextBuffer(nullptr), SEC_E_OK);
 }
 

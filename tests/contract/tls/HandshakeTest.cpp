@@ -1,5 +1,5 @@
-// Handshakes of both roles in memory: cut anywhere, refused when they are no TLS, and never a byte
-// too many consumed.
+// Handshakes of both roles in memory: flights cut anywhere, input that isn't TLS, and the exact
+// number of bytes consumed.
 #include "contract/support/ContractTest.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -12,59 +12,58 @@ namespace {
 
 class HandshakeTest : public ContractTest {
 protected:
-    // The client's hello, the server's answer to it and so on, as far as a test needs them.
-    Bytes helloOf(Side& side) { return side.step().token; }
+    static Bytes helloOf(Side& side) { return side.step().token; }
 
-    static void expectConversation(Side& client, Side& server) {
+    static void expectDataInBothDirections(Side& client, Side& server) {
         EXPECT_EQ(server.openAll(client.protect("ping")), "ping");
         EXPECT_EQ(client.openAll(server.protect("pong")), "pong");
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
 using PackageHandshake = HandshakeTest;
 
-TEST_F(PackageHandshake, bothRolesEstablishAConversation) {
+TEST_F(PackageHandshake, bothRolesEstablishConnections) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     ASSERT_TRUE(server.established());
-    expectConversation(client, server);
+    expectDataInBothDirections(client, server);
 }
 
-TEST_F(PackageHandshake, aServerWithAnRsaCertificateServesToo) {
+TEST_F(PackageHandshake, serverWithRsaCertificateEstablishes) {
     Side client = Side::client();
     Side server = Side::server("server-rsa");
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
-    expectConversation(client, server);
+    expectDataInBothDirections(client, server);
 }
 
 class ChunkedHandshake : public HandshakeTest, public ::testing::WithParamInterface<std::size_t> {};
 
-TEST_P(ChunkedHandshake, anyPieceSizeEstablishes) {
+TEST_P(ChunkedHandshake, handshakeEstablishesWithAnyPieceSize) {
     Side client = Side::client();
     Side server = Side::server("with-intermediate");
-    shakeHands(client, server, GetParam());
+    runHandshake(client, server, GetParam());
     ASSERT_TRUE(client.established());
     ASSERT_TRUE(server.established());
-    expectConversation(client, server);
+    expectDataInBothDirections(client, server);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ChunkedHandshake,
                          ::testing::Values(1, 2, 3, 4, 5, 6, 7, 16, 63, 100, 511, 4096),
                          ::testing::PrintToStringParamName());
 
-TEST_F(PackageHandshake, aFlightCutAnywhereIsReadInFull) {
+TEST_F(PackageHandshake, flightCutAnywhereIsReadInFull) {
     const Credential credential = Credential::inbound();
     const std::size_t whole = [] {
         Side client = Side::client();
         Side server = Side::server();
         return server.receive(client.step().token).token.size();
     }();
-    // Signatures differ by a byte or two in length between runs.
+    // The length of a signature varies by a byte or two.
     for (std::size_t cut = 1; cut + 4 < whole; ++cut) {
         Side client = Side::client();
         Side server = Side::server();
@@ -78,7 +77,7 @@ TEST_F(PackageHandshake, aFlightCutAnywhereIsReadInFull) {
     }
 }
 
-TEST_F(PackageHandshake, theMissingCountIsExactAtEveryByteOfTheHello) {
+TEST_F(PackageHandshake, missingCountIsExactAtEveryByteOfTheHello) {
     Side client = Side::client();
     const Bytes hello = helloOf(client);
     ASSERT_EQ(recordSizes(hello).size(), 1U);
@@ -90,7 +89,7 @@ TEST_F(PackageHandshake, theMissingCountIsExactAtEveryByteOfTheHello) {
     }
 }
 
-TEST_F(PackageHandshake, theMissingCountIsThatOfTheLastRecordInHand) {
+TEST_F(PackageHandshake, missingCountIsThatOfTheLastRecord) {
     Side client = Side::client();
     Side server = Side::server();
     const Bytes flight = server.receive(helloOf(client)).token;
@@ -100,7 +99,7 @@ TEST_F(PackageHandshake, theMissingCountIsThatOfTheLastRecordInHand) {
     EXPECT_TRUE(step.asksFor(3));
 }
 
-TEST_F(PackageHandshake, anIncompleteRecordConsumesAndCreatesNothing) {
+TEST_F(PackageHandshake, incompleteRecordConsumesAndCreatesNothing) {
     Side client = Side::client();
     const Bytes hello = helloOf(client);
     Side server = Side::server();
@@ -112,12 +111,12 @@ TEST_F(PackageHandshake, anIncompleteRecordConsumesAndCreatesNothing) {
     EXPECT_EQ(server.step(hello).status, SEC_I_CONTINUE_NEEDED);
 }
 
-TEST_F(PackageHandshake, nothingReceivedMissesAWholeHeader) {
+TEST_F(PackageHandshake, emptyInputMissesWholeHeader) {
     Side server = Side::server();
     EXPECT_TRUE(server.step().asksFor(5));
 }
 
-TEST_F(PackageHandshake, anUnfinishedFlightOfWholeRecordsGivesAnEmptyToken) {
+TEST_F(PackageHandshake, unfinishedFlightOfWholeRecordsGivesEmptyToken) {
     Side client = Side::client();
     Side server = Side::server();
     const Bytes flight = server.receive(helloOf(client)).token;
@@ -138,7 +137,7 @@ TEST_F(PackageHandshake, severalRecordsInOneCallAreAllConsumed) {
     EXPECT_FALSE(step.token.empty());
 }
 
-TEST_F(PackageHandshake, bytesBehindTheLastRecordAreReportedAsExtra) {
+TEST_F(PackageHandshake, bytesAfterTheLastRecordAreExtra) {
     Side client = Side::client();
     RawPeer server = RawPeer::server();
     const Bytes flight = server.step(client.step().token);
@@ -152,13 +151,12 @@ TEST_F(PackageHandshake, bytesBehindTheLastRecordAreReportedAsExtra) {
     EXPECT_EQ(client.openAll(early), "spoke first");
 }
 
-TEST_F(PackageHandshake, aFinishedServerReportsAClientsEarlyDataAsExtra) {
+TEST_F(PackageHandshake, dataAfterTheClientsFinishedIsExtra) {
     RawPeer client = RawPeer::client();
     Side server = Side::server();
     const Bytes flight = server.receive(client.step()).token;
     const Bytes answer = client.step(flight);
-    // A client that doesn't wait for the server's last flight can't be OpenSSL: a record that it
-    // would send is only pretended.
+    // OpenSSL sends no data before the server's last flight, so the record is made up.
     const Bytes early = {23, 3, 3, 0, 2, 'x', 'y'};
     const Step step = server.step(answer + early);
     EXPECT_EQ(step.status, SEC_E_OK);
@@ -167,7 +165,7 @@ TEST_F(PackageHandshake, aFinishedServerReportsAClientsEarlyDataAsExtra) {
     EXPECT_EQ(step.inputSize, early.size());
 }
 
-TEST_F(PackageHandshake, theServersLastFlightComesWithSuccess) {
+TEST_F(PackageHandshake, serversLastFlightComesWithSuccess) {
     Side client = Side::client();
     Side server = Side::server();
     const Bytes answer = client.receive(server.receive(helloOf(client)).token).token;
@@ -180,7 +178,7 @@ TEST_F(PackageHandshake, theServersLastFlightComesWithSuccess) {
     EXPECT_FALSE(end.tokenAllocated);
 }
 
-TEST_F(PackageHandshake, theAlertEntryIsNeverTouched) {
+TEST_F(PackageHandshake, alertEntryIsNeverTouched) {
     Side client = Side::client();
     Side server = Side::server("wrong-name");
     const Step hello = client.step();
@@ -190,7 +188,7 @@ TEST_F(PackageHandshake, theAlertEntryIsNeverTouched) {
     EXPECT_FALSE(hello.alertTouched || flight.alertTouched || refusal.alertTouched);
 }
 
-TEST_F(PackageHandshake, aRefusalBringsNoToken) {
+TEST_F(PackageHandshake, refusalGivesNoToken) {
     Side client = Side::client();
     Side server = Side::server("untrusted");
     const Step refusal = client.receive(server.receive(helloOf(client)).token);
@@ -198,7 +196,7 @@ TEST_F(PackageHandshake, aRefusalBringsNoToken) {
     EXPECT_FALSE(refusal.tokenAllocated);
 }
 
-TEST_F(PackageHandshake, aFailedContextGivesTheSameStatusAgain) {
+TEST_F(PackageHandshake, failedContextRepeatsItsStatus) {
     Side client = Side::client();
     Side server = Side::server("untrusted");
     const Bytes flight = server.receive(helloOf(client)).token;
@@ -206,16 +204,16 @@ TEST_F(PackageHandshake, aFailedContextGivesTheSameStatusAgain) {
     EXPECT_EQ(client.receive(flight).status, refusal);
 }
 
-TEST_F(PackageHandshake, anEstablishedContextNegotiatesNoMore) {
+TEST_F(PackageHandshake, establishedContextRefusesHandshakeCalls) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(client.step(Bytes{22, 3, 3, 0, 4, 0, 0, 0, 0}).status, SEC_E_UNSUPPORTED_FUNCTION);
 }
 
-class NoTls : public HandshakeTest, public ::testing::WithParamInterface<std::string> {};
+class NonTlsInput : public HandshakeTest, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(NoTls, isRefusedAtOnceAndNotWaitedFor) {
+TEST_P(NonTlsInput, nonTlsInputIsRefusedAtOnce) {
     Side server = Side::server();
     const Step refused = server.step(bytesOf(GetParam()));
     EXPECT_EQ(refused.status, SEC_E_INVALID_TOKEN);
@@ -225,32 +223,32 @@ TEST_P(NoTls, isRefusedAtOnceAndNotWaitedFor) {
     EXPECT_EQ(client.step(bytesOf(GetParam())).status, SEC_E_INVALID_TOKEN);
 }
 
-INSTANTIATE_TEST_SUITE_P(Starts, NoTls,
+INSTANTIATE_TEST_SUITE_P(Starts, NonTlsInput,
                          ::testing::Values("G", "GET / HTTP/1.0\r\n\r\n", "\x80\x2e\x01\x03\x01",
                                            "\x16\x02", "\x13\x03", "\x18\x03",
                                            std::string("\x16\x03\x03\x48\x01", 5),
                                            "\x16\x03\x03\xff\xff"));
 
-TEST_F(PackageHandshake, theLongestRecordIsWaitedFor) {
+TEST_F(PackageHandshake, longestRecordIsWaitedFor) {
     Side server = Side::server();
     EXPECT_TRUE(server.step(Bytes{22, 3, 1, 0x48, 0}).asksFor(16384 + 2048));
 }
 
-TEST_F(PackageHandshake, aTlsRecordThatHoldsNonsenseIsIllegal) {
+TEST_F(PackageHandshake, recordWithoutHandshakeMessageIsIllegal) {
     Side server = Side::server();
     EXPECT_EQ(server.step(Bytes{22, 3, 1, 0, 4, 99, 0, 0, 0}).status, SEC_E_ILLEGAL_MESSAGE);
     EXPECT_EQ(server.context()->dwLower, 0U);
 }
 
-TEST_F(PackageHandshake, applicationDataBeforeAHelloIsRefused) {
+TEST_F(PackageHandshake, applicationDataBeforeTheHelloIsRefused) {
     Side server = Side::server();
     EXPECT_LT(server.step(Bytes{23, 3, 3, 0, 2, 'h', 'i'}).status, 0);
 }
 
-TEST_F(PackageHandshake, everyChangedByteOfAFlightIsNoticed) {
+TEST_F(PackageHandshake, everyChangedByteOfFlightIsDetected) {
     std::size_t size = 1;
     for (std::size_t at = 0; at < size; ++at) {
-        // Nothing vouches for the minor version in the header of a record before the agreement.
+        // The handshake doesn't authenticate the minor version in a record's header.
         constexpr std::size_t minorVersion = 2;
         if (at == minorVersion) {
             continue;
@@ -267,7 +265,7 @@ TEST_F(PackageHandshake, everyChangedByteOfAFlightIsNoticed) {
     }
 }
 
-TEST_F(PackageHandshake, theAttributesHoldWhatWasAskedFor) {
+TEST_F(PackageHandshake, attributesHoldWhatWasRequested) {
     Side client = Side::client();
     Side server = Side::server();
     const Bytes answer = client.receive(server.receive(helloOf(client)).token).token;
@@ -276,7 +274,7 @@ TEST_F(PackageHandshake, theAttributesHoldWhatWasAskedFor) {
     EXPECT_EQ(client.receive(last.token).attributes & clientRequirements, clientRequirements);
 }
 
-TEST_F(PackageHandshake, confidentialityThatWasNotAskedForIsNotClaimed) {
+TEST_F(PackageHandshake, confidentialityIsNotClaimedUnrequested) {
     Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_CONFIDENTIALITY);
     Side server = Side::server();
     const Bytes answer = client.receive(server.receive(helloOf(client)).token).token;
@@ -285,7 +283,7 @@ TEST_F(PackageHandshake, confidentialityThatWasNotAskedForIsNotClaimed) {
     EXPECT_EQ(end.attributes & ISC_RET_CONFIDENTIALITY, 0U);
 }
 
-TEST_F(PackageHandshake, aHandshakeThatIsDroppedInTheMiddleLeavesNothing) {
+TEST_F(PackageHandshake, abandonedHandshakeLeavesNothing) {
     Side client = Side::client();
     Side server = Side::server();
     server.receive(helloOf(client));

@@ -1,4 +1,4 @@
-// Handshakes that judge no server, through which a tool gets to see the chain that a judging one
+// Handshakes without server validation, with which the tool inspects a chain that validation
 // refuses.
 #include "contract/support/ContractTest.h"
 #include "contract/support/TestCertificates.h"
@@ -14,7 +14,7 @@ namespace {
 
 class ManualValidation : public ContractTest {
 protected:
-    // A client whose credential leaves the judging to its caller.
+    // A client whose credential leaves the validation to its caller.
     static Side lenientClient(const std::wstring& target = L"localhost",
                               ULONG requirements = clientRequirements) {
         Side client = Side::client(target, "", requirements);
@@ -40,30 +40,30 @@ protected:
         return status;
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-TEST_F(ManualValidation, takesServersThatAreRefusedOtherwise) {
+TEST_F(ManualValidation, serversThatValidationRefusesAreAccepted) {
     for (const char* name : {"expired", "untrusted", "self-signed", "wrong-name", "wrong-usage"}) {
         Side client = lenientClient();
         Side server = Side::server(name);
-        shakeHands(client, server);
+        runHandshake(client, server);
         EXPECT_EQ(client.status(), SEC_E_OK) << name;
         EXPECT_EQ(askForCertificate(client), SEC_E_OK) << name;
     }
 }
 
-TEST_F(ManualValidation, leavesOtherCredentialsAsStrictAsBefore) {
+TEST_F(ManualValidation, otherCredentialsStayStrict) {
     Side lenient = lenientClient();
     Side first = Side::server("expired");
-    shakeHands(lenient, first);
+    runHandshake(lenient, first);
     Side strict = Side::client();
     Side second = Side::server("expired");
-    shakeHands(strict, second);
+    runHandshake(strict, second);
     EXPECT_EQ(strict.status(), SEC_E_CERT_EXPIRED);
     Side third = lenientClient();
     Side fourth = Side::server("expired");
-    shakeHands(third, fourth);
+    runHandshake(third, fourth);
     EXPECT_EQ(third.status(), SEC_E_OK);
 }
 

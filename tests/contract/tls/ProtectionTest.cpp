@@ -1,4 +1,4 @@
-// Records: protected and opened in place, one a call, exact in every count.
+// Records: protected and opened in place, one per call, with exact counts.
 #include "contract/support/ContractTest.h"
 #include "contract/support/RecordForge.h"
 #include "contract/support/TestCertificates.h"
@@ -11,14 +11,14 @@ namespace {
 
 class Protection : public ContractTest {
 protected:
-    Protection() { shakeHands(client, server); }
+    Protection() { runHandshake(client, server); }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
     Side client = Side::client();
     Side server = Side::server();
 };
 
-TEST_F(Protection, everyLengthUpToTheMaximumPasses) {
+TEST_F(Protection, everyLengthUpToTheMaximumIsOpened) {
     for (const std::size_t length : {1U, 2U, 15U, 16U, 17U, 255U, 4096U, 16383U, 16384U}) {
         const std::string text(length, static_cast<char>('a' + length % 26));
         const Bytes record = client.protect(text);
@@ -28,12 +28,12 @@ TEST_F(Protection, everyLengthUpToTheMaximumPasses) {
     }
 }
 
-TEST_F(Protection, moreThanTheMaximumIsRefusedAndHarmsNothing) {
+TEST_F(Protection, tooLongMessageIsRefusedAndHarmsNothing) {
     EXPECT_EQ(client.protectStatus(Bytes(16385)), SEC_E_INVALID_TOKEN);
     EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
 }
 
-TEST_F(Protection, anEmptyMessageIsMadeOrRefusedAndHarmsNothing) {
+TEST_F(Protection, emptyMessageIsProtectedOrRefusedAndHarmsNothing) {
     const SECURITY_STATUS status = client.protectStatus({});
     EXPECT_TRUE(status == SEC_E_OK || status == SEC_E_UNSUPPORTED_FUNCTION) << status;
     if (status != SEC_E_OK) {
@@ -41,7 +41,7 @@ TEST_F(Protection, anEmptyMessageIsMadeOrRefusedAndHarmsNothing) {
     }
 }
 
-TEST_F(Protection, thePlaintextLiesInsideTheInput) {
+TEST_F(Protection, plaintextLiesInsideTheInput) {
     const Opened opened = server.open(client.protect("in place"));
     EXPECT_EQ(opened.plaintextAt, 13U);
     EXPECT_EQ(textOf(opened.plaintext), "in place");
@@ -65,7 +65,7 @@ TEST_F(Protection, exactlyOneRecordLeavesNoExtra) {
     EXPECT_EQ(server.open(client.protect("all")).extra, 0U);
 }
 
-TEST_F(Protection, theMissingCountIsExactAtEveryByte) {
+TEST_F(Protection, missingCountIsExactAtEveryByte) {
     const Bytes record = client.protect("hello");
     for (std::size_t have = 0; have < record.size(); ++have) {
         const Opened opened = server.open(part(record, 0, have));
@@ -86,7 +86,7 @@ TEST_F(Protection, tooFewEntriesAreRefused) {
     EXPECT_EQ(server.openAll(record), "hello");
 }
 
-TEST_F(Protection, protectingAndOpeningBeforeTheHandshakeIsRefused) {
+TEST_F(Protection, contextInHandshakeIsInvalidHandle) {
     Side early = Side::client();
     early.step();
     Bytes memory(100);
@@ -111,16 +111,16 @@ bool holdsPart(const Bytes& memory, const std::string& secret) {
     return false;
 }
 
-TEST_F(Protection, everyChangedByteIsNoticedAndShowsNoPlaintext) {
+TEST_F(Protection, everyChangedByteIsDetectedWithoutPlaintext) {
     const std::string secret = "a secret of some length";
     const std::size_t size = client.protect(secret).size();
     for (std::size_t at = 0; at < size; ++at) {
         Side sender = Side::client();
         Side receiver = Side::server();
-        shakeHands(sender, receiver);
+        runHandshake(sender, receiver);
         Bytes record = sender.protect(secret);
         record[at] ^= 0x40;
-        const Bytes changed = record + Bytes(70000); // a longer length is complete too
+        const Bytes changed = record + Bytes(70000); // a changed length must not be incomplete
         const Opened opened = receiver.open(changed);
         ASSERT_LT(opened.status, 0) << "byte " << at;
         ASSERT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE) << "byte " << at;
@@ -130,24 +130,24 @@ TEST_F(Protection, everyChangedByteIsNoticedAndShowsNoPlaintext) {
     }
 }
 
-TEST_F(Protection, aChangedTagIsAnAlteredMessage) {
+TEST_F(Protection, changedTagIsAlteredMessage) {
     Bytes record = client.protect("hello");
     record.back() ^= 1;
     EXPECT_EQ(server.open(record).status, SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_F(Protection, aRepeatedRecordIsAnAlteredMessage) {
+TEST_F(Protection, repeatedRecordIsAlteredMessage) {
     const Bytes record = client.protect("once");
     EXPECT_EQ(server.openAll(record), "once");
     EXPECT_EQ(server.open(record).status, SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_F(Protection, aLeftOutRecordIsAnAlteredMessage) {
+TEST_F(Protection, omittedRecordIsAlteredMessage) {
     client.protect("lost");
     EXPECT_EQ(server.open(client.protect("next")).status, SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_F(Protection, afterAFailureBothDirectionsFailWithItsStatus) {
+TEST_F(Protection, failureIsRepeatedInBothDirections) {
     Bytes record = server.protect("hello");
     record.back() ^= 1;
     ASSERT_EQ(client.open(record).status, SEC_E_MESSAGE_ALTERED);
@@ -161,16 +161,16 @@ TEST_F(Protection, afterAFailureBothDirectionsFailWithItsStatus) {
     EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_F(Protection, bytesThatAreNoTlsAreRefusedAtOnce) {
+TEST_F(Protection, nonTlsBytesAreRefusedAtOnce) {
     EXPECT_EQ(server.open(bytesOf("G")).status, SEC_E_INVALID_TOKEN);
     EXPECT_EQ(server.open(client.protect("hello")).status, SEC_E_INVALID_TOKEN);
 }
 
-TEST_F(Protection, recordsTooShortToBeAuthenticAreRefused) {
+TEST_F(Protection, recordsTooShortForTheTagAreRefused) {
     for (const std::size_t payload : {0U, 1U, 8U, 23U}) {
         Side receiver = Side::server();
         Side sender = Side::client();
-        shakeHands(sender, receiver);
+        runHandshake(sender, receiver);
         const Bytes record =
             Bytes{23, 3, 3, 0, static_cast<unsigned char>(payload)} + Bytes(payload);
         const Opened opened = receiver.open(record);
@@ -179,7 +179,7 @@ TEST_F(Protection, recordsTooShortToBeAuthenticAreRefused) {
     }
 }
 
-// Alerts, by the numbers of the protocol.
+// Alert descriptions.
 enum Alert : unsigned char {
     unexpectedMessage = 10,
     badRecordMac = 20,
@@ -192,10 +192,10 @@ enum Alert : unsigned char {
     userCancelled = 90,
 };
 
-// Records as no TLS library makes them.
+// Records that no TLS library sends.
 class ForgedRecords : public ContractTest {
 protected:
-    // A client and a server, and the forge that has the client's keys.
+    // A client, a server, and a forge with the client's keys.
     struct Forgery {
         static PeerSettings settings() {
             PeerSettings forgeable;
@@ -203,7 +203,7 @@ protected:
             return forgeable;
         }
         static const RawPeer& agreed(RawPeer& client, Side& receiver) {
-            shakeHands(client, receiver);
+            runHandshake(client, receiver);
             return client;
         }
         Opened open(unsigned char type, const Bytes& plaintext) {
@@ -215,19 +215,19 @@ protected:
         RecordForge forge{agreed(peer, server)};
     };
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-TEST_F(ForgedRecords, anEmptyRecordGivesEmptyData) {
+TEST_F(ForgedRecords, emptyRecordGivesEmptyData) {
     Forgery forged;
     const Opened opened = forged.open(23, {});
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_TRUE(opened.plaintext.empty());
     EXPECT_EQ(opened.types[1], SECBUFFER_DATA);
-    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("behind it"))), "behind it");
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("next"))), "next");
 }
 
-TEST_F(ForgedRecords, anEmptyRecordLeavesTheNextOneAsExtra) {
+TEST_F(ForgedRecords, emptyRecordLeavesTheNextAsExtra) {
     Forgery forged;
     const Bytes empty = forged.forge.record(23, {});
     const Bytes next = forged.forge.record(23, bytesOf("next"));
@@ -237,34 +237,34 @@ TEST_F(ForgedRecords, anEmptyRecordLeavesTheNextOneAsExtra) {
     EXPECT_EQ(forged.server.openAll(next), "next");
 }
 
-TEST_F(ForgedRecords, aRecordOfMoreThanTheMaximumIsRefused) {
+TEST_F(ForgedRecords, recordAboveTheMaximumIsRefused) {
     Forgery forged;
     const Opened opened = forged.open(23, Bytes(16385));
     EXPECT_LT(opened.status, 0);
     EXPECT_NE(opened.status, SEC_E_INCOMPLETE_MESSAGE);
 }
 
-TEST_F(ForgedRecords, aWarningAlertCountsAsNoData) {
+TEST_F(ForgedRecords, warningAlertGivesEmptyData) {
     Forgery forged;
     constexpr unsigned char warning = 1;
     const Opened opened = forged.open(21, {warning, userCancelled});
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_TRUE(opened.plaintext.empty());
-    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("goes on"))), "goes on");
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("more"))), "more");
 }
 
-TEST_F(ForgedRecords, aChangeOfCipherSpecsIsIllegal) {
+TEST_F(ForgedRecords, changeCipherSpecIsIllegal) {
     Forgery forged;
     EXPECT_EQ(forged.open(20, {1}).status, SEC_E_ILLEGAL_MESSAGE);
 }
 
-TEST_F(ForgedRecords, aHelloRequestToAServerChangesNothing) {
+TEST_F(ForgedRecords, helloRequestToServerChangesNothing) {
     Forgery forged;
     EXPECT_EQ(forged.open(22, {0, 0, 0, 0}).status, SEC_I_RENEGOTIATE);
-    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("goes on"))), "goes on");
+    EXPECT_EQ(forged.server.openAll(forged.forge.record(23, bytesOf("more"))), "more");
 }
 
-TEST_F(ForgedRecords, aMessageFromTheMiddleOfAHandshakeIsIllegal) {
+TEST_F(ForgedRecords, otherHandshakeMessageIsIllegal) {
     constexpr unsigned char serverHello = 2;
     constexpr unsigned char certificate = 11;
     constexpr unsigned char finished = 20;
@@ -275,21 +275,21 @@ TEST_F(ForgedRecords, aMessageFromTheMiddleOfAHandshakeIsIllegal) {
     }
 }
 
-TEST_F(ForgedRecords, aFatalAlertTellsItsCauseNowAndLater) {
-    struct Told {
+TEST_F(ForgedRecords, fatalAlertGivesItsStatusPermanently) {
+    struct AlertStatus {
         unsigned char alert;
         SECURITY_STATUS status;
     };
-    const Told table[] = {
+    const AlertStatus table[] = {
         {unexpectedMessage, SEC_E_ILLEGAL_MESSAGE}, {badRecordMac, SEC_E_MESSAGE_ALTERED},
         {badCertificate, SEC_E_CERT_UNKNOWN},       {certificateExpired, SEC_E_CERT_EXPIRED},
         {unknownAuthority, SEC_E_UNTRUSTED_ROOT},   {accessDenied, SEC_E_LOGON_DENIED},
         {decryptError, SEC_E_DECRYPT_FAILURE},      {internalError, SEC_E_INTERNAL_ERROR}};
     constexpr unsigned char fatal = 2;
-    for (const Told& told : table) {
+    for (const AlertStatus& expected : table) {
         Forgery forged;
-        EXPECT_EQ(forged.open(21, {fatal, told.alert}).status, told.status);
-        EXPECT_EQ(forged.open(23, bytesOf("more")).status, told.status);
+        EXPECT_EQ(forged.open(21, {fatal, expected.alert}).status, expected.status);
+        EXPECT_EQ(forged.open(23, bytesOf("more")).status, expected.status);
     }
 }
 

@@ -1,4 +1,4 @@
-// One thread that protects and one that opens on the same context, and many connections at once.
+// A sending and a receiving thread on the same context, and concurrent connections.
 #include "contract/support/ContractTest.h"
 #include "contract/support/TestCertificates.h"
 #include "contract/tls/Side.h"
@@ -13,13 +13,13 @@ namespace {
 
 class SecurityConcurrency : public ContractTest {
 protected:
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-TEST_F(SecurityConcurrency, oneProtectorAndOneOpenerShareAContext) {
+TEST_F(SecurityConcurrency, senderAndReceiverShareOneContext) {
     Side client = Side::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     constexpr int records = 2000;
     std::vector<Bytes> toServer;
     for (int i = 0; i < records; ++i) {
@@ -55,7 +55,7 @@ TEST_F(SecurityConcurrency, manyThreadsNegotiateAtOnce) {
                 Side client = Side::client(L"localhost", j % 2 ? "client" : "");
                 Side server =
                     Side::server("server-ecdsa", serverRequirements | ASC_REQ_MUTUAL_AUTH);
-                shakeHands(client, server, 100);
+                runHandshake(client, server, 100);
                 established += client.established() && server.established() &&
                                server.openAll(client.protect("hello")) == "hello";
             }
@@ -77,7 +77,7 @@ TEST_F(SecurityConcurrency, oneCredentialServesManyThreads) {
             Side server = Side::server();
             const CredHandle own = *server.credential.get();
             *server.credential.get() = *shared.get();
-            shakeHands(client, server);
+            runHandshake(client, server);
             established += server.established();
             *server.credential.get() = own;
         });

@@ -1,4 +1,4 @@
-// What a client makes of a server's certificate and name.
+// How a client validates a server's certificate and name.
 #include "contract/support/ContractTest.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -13,94 +13,94 @@ protected:
     static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
         Side client = Side::client(target);
         RawPeer server = RawPeer::server(certificate);
-        shakeHands(client, server);
+        runHandshake(client, server);
         return client.status();
     }
 
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
-TEST_F(ServerTrust, aDnsNameIsAccepted) {
+TEST_F(ServerTrust, dnsNameIsAccepted) {
     EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, caseOfTheNameDoesNotMatter) {
+TEST_F(ServerTrust, nameIgnoresCase) {
     EXPECT_EQ(judge("server-ecdsa", L"LocalHost"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, aTrailingDotDoesNotMatter) {
+TEST_F(ServerTrust, trailingDotIsIgnored) {
     EXPECT_EQ(judge("server-ecdsa", L"localhost."), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, theNameEndsAtItsFirstZeroUnit) {
+TEST_F(ServerTrust, nameEndsAtItsFirstZeroUnit) {
     using namespace std::string_literals;
     EXPECT_EQ(judge("server-ecdsa", L"localhost\0\0\0"s), SEC_E_OK);
     EXPECT_EQ(judge("server-ecdsa", L"localhost\0.evil"s), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, anIpv4LiteralMatchesAnAddressName) {
+TEST_F(ServerTrust, ipv4LiteralMatchesAddressName) {
     EXPECT_EQ(judge("server-ecdsa", L"127.0.0.1"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, anIpv6LiteralMatchesAnAddressName) {
+TEST_F(ServerTrust, ipv6LiteralMatchesAddressName) {
     EXPECT_EQ(judge("server-ecdsa", L"::1"), SEC_E_OK);
     EXPECT_EQ(judge("server-ecdsa", L"0:0:0:0:0:0:0:1"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, theZoneOfAnIpv6LiteralIsNoPartOfIt) {
+TEST_F(ServerTrust, zoneOfIpv6LiteralIsIgnored) {
     EXPECT_EQ(judge("server-ecdsa", L"::1%lo"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, anIpLiteralNeverMatchesADnsName) {
+TEST_F(ServerTrust, ipLiteralNeverMatchesDnsName) {
     EXPECT_EQ(judge("wrong-name", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
     EXPECT_EQ(judge("wildcard", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, anotherAddressIsRefused) {
+TEST_F(ServerTrust, otherAddressIsRefused) {
     EXPECT_EQ(judge("server-ecdsa", L"127.0.0.2"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, theSecondDnsNameCountsToo) {
+TEST_F(ServerTrust, secondDnsNameMatches) {
     EXPECT_EQ(judge("two-names", L"two.test"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, aWildcardStandsForOneLabel) {
+TEST_F(ServerTrust, wildcardMatchesOneLabel) {
     EXPECT_EQ(judge("wildcard", L"www.wild.test"), SEC_E_OK);
     EXPECT_EQ(judge("wildcard", L"a.www.wild.test"), SEC_E_WRONG_PRINCIPAL);
     EXPECT_EQ(judge("wildcard", L"wild.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, aPartialWildcardMatchesNothing) {
+TEST_F(ServerTrust, partialWildcardMatchesNothing) {
     EXPECT_EQ(judge("partial-wildcard", L"www.wild.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, theCommonNameCountsWithoutAlternativeNames) {
+TEST_F(ServerTrust, commonNameMatchesWithoutAlternativeNames) {
     EXPECT_EQ(judge("common-name", L"common.test"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, aCertificateWithoutNamesIsForNobody) {
+TEST_F(ServerTrust, certificateWithoutNamesMatchesNothing) {
     EXPECT_EQ(judge("no-names", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, aZeroInACertificatesNameMatchesNothing) {
+TEST_F(ServerTrust, certificateNameWithZeroMatchesNothing) {
     EXPECT_EQ(judge("zero-in-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, anotherNameIsRefused) {
+TEST_F(ServerTrust, otherNameIsRefused) {
     EXPECT_EQ(judge("wrong-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, aNameLongerThanAnyDnsNameIsRefusedLikeAnother) {
+TEST_F(ServerTrust, nameLongerThanAnyDnsNameIsRefused) {
     EXPECT_EQ(judge("server-ecdsa", std::wstring(300, L'a')), SEC_E_WRONG_PRINCIPAL);
 }
 
-TEST_F(ServerTrust, aNameInAnotherScriptIsTakenAsItStands) {
+TEST_F(ServerTrust, nonAsciiNameIsNotConverted) {
     EXPECT_EQ(judge("server-ecdsa", L"b\u00FCcher.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
-class NoName : public ServerTrust, public ::testing::WithParamInterface<std::wstring> {};
+class InvalidTarget : public ServerTrust, public ::testing::WithParamInterface<std::wstring> {};
 
-TEST_P(NoName, isRefusedBeforeAnythingIsSent) {
+TEST_P(InvalidTarget, invalidTargetIsRefusedBeforeAnythingIsSent) {
     Side client = Side::client(GetParam());
     const Step step = client.step();
     EXPECT_EQ(step.status, SEC_E_WRONG_PRINCIPAL);
@@ -108,43 +108,43 @@ TEST_P(NoName, isRefusedBeforeAnythingIsSent) {
     EXPECT_EQ(client.context()->dwLower, 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, NoName,
+INSTANTIATE_TEST_SUITE_P(Names, InvalidTarget,
                          ::testing::Values(L"", L".", L".wild.test", std::wstring(1, L'\0'),
                                            std::wstring(1, static_cast<wchar_t>(0xD800))));
 
-TEST_F(ServerTrust, anIntermediateThatIsSentCompletesTheChain) {
+TEST_F(ServerTrust, sentIntermediateCompletesTheChain) {
     EXPECT_EQ(judge("with-intermediate", L"localhost"), SEC_E_OK);
 }
 
-TEST_F(ServerTrust, aMissingIntermediateIsUntrusted) {
+TEST_F(ServerTrust, missingIntermediateIsUntrusted) {
     EXPECT_EQ(judge("missing-intermediate", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
-TEST_F(ServerTrust, anUnknownAuthorityIsUntrusted) {
+TEST_F(ServerTrust, unknownAuthorityIsUntrusted) {
     EXPECT_EQ(judge("untrusted", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
-TEST_F(ServerTrust, aSelfSignedServerIsUntrusted) {
+TEST_F(ServerTrust, selfSignedServerIsUntrusted) {
     EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
-TEST_F(ServerTrust, aLeafThatSignsIsNoAuthority) {
+TEST_F(ServerTrust, leafIsNotAcceptedAsIssuer) {
     EXPECT_EQ(judge("not-authority", L"localhost"), SEC_E_CERT_UNKNOWN);
 }
 
-TEST_F(ServerTrust, anExpiredServerIsRefused) {
+TEST_F(ServerTrust, expiredServerIsRefused) {
     EXPECT_EQ(judge("expired", L"localhost"), SEC_E_CERT_EXPIRED);
 }
 
-TEST_F(ServerTrust, aServerNotYetValidIsRefused) {
+TEST_F(ServerTrust, serverNotYetValidIsRefused) {
     EXPECT_EQ(judge("not-yet-valid", L"localhost"), SEC_E_CERT_EXPIRED);
 }
 
-TEST_F(ServerTrust, aClientsCertificateIsNoServers) {
+TEST_F(ServerTrust, clientCertificateIsRefusedForServer) {
     EXPECT_EQ(judge("wrong-usage", L"localhost"), SEC_E_CERT_WRONG_USAGE);
 }
 
-TEST_F(ServerTrust, aCertificateWithoutUsagesServes) {
+TEST_F(ServerTrust, certificateWithoutUsagesIsAccepted) {
     EXPECT_EQ(judge("no-usage", L"localhost"), SEC_E_OK);
 }
 
@@ -157,16 +157,16 @@ std::string nameSeenBy(const std::wstring& target) {
 
 using ServerNameIndication = ServerTrust;
 
-TEST_F(ServerNameIndication, aDnsNameGoesOut) {
+TEST_F(ServerNameIndication, dnsNameIsSent) {
     EXPECT_EQ(nameSeenBy(L"localhost"), "localhost");
     EXPECT_EQ(nameSeenBy(L"some.Where.test"), "some.Where.test");
 }
 
-TEST_F(ServerNameIndication, goesOutWithoutATrailingDot) {
+TEST_F(ServerNameIndication, dnsNameIsSentWithoutTrailingDot) {
     EXPECT_EQ(nameSeenBy(L"localhost."), "localhost");
 }
 
-TEST_F(ServerNameIndication, anAddressLiteralDoesNotGoOut) {
+TEST_F(ServerNameIndication, addressLiteralIsNotSent) {
     EXPECT_EQ(nameSeenBy(L"127.0.0.1"), "(none)");
     EXPECT_EQ(nameSeenBy(L"::1"), "(none)");
 }

@@ -198,7 +198,7 @@ SECURITY_STATUS Side::protectStatus(const Bytes& plaintext) {
 Bytes Side::protect(const Bytes& plaintext) {
     ProtectingBuffers buffers(sizes(), plaintext);
     if (platform::EncryptMessage(&handle, 0, &buffers.message, 0) != SEC_E_OK) {
-        throw std::runtime_error("can't protect");
+        throw std::runtime_error("cannot protect");
     }
     const std::size_t used =
         buffers.entries[0].cbBuffer + plaintext.size() + buffers.entries[2].cbBuffer;
@@ -235,7 +235,7 @@ std::string Side::openAll(const Bytes& ciphertext) {
     while (!rest.empty()) {
         const Opened opened = open(rest);
         if (opened.status != SEC_E_OK) {
-            throw std::runtime_error("can't open");
+            throw std::runtime_error("cannot open");
         }
         text += textOf(opened.plaintext);
         rest = part(rest, rest.size() - opened.extra);
@@ -245,7 +245,7 @@ std::string Side::openAll(const Bytes& ciphertext) {
 
 namespace {
 
-// Hands the bytes over piece by piece; the tokens that come back.
+// Passes the bytes on in chunks. Returns the tokens, none after a failure.
 Bytes deliver(Side& to, const Bytes& bytes, std::size_t chunk) {
     Bytes answer;
     for (std::size_t at = 0; at < bytes.size() && to.status() != SEC_E_OK;) {
@@ -275,7 +275,7 @@ void expectVoidContext(CtxtHandle handle) {
     EXPECT_EQ(platform::DeleteSecurityContext(&handle), SEC_E_INVALID_HANDLE);
 }
 
-void shakeHands(Side& client, Side& server, std::size_t chunk) {
+void runHandshake(Side& client, Side& server, std::size_t chunk) {
     Bytes toServer = client.step().token;
     while (!toServer.empty()) {
         const Bytes toClient = deliver(server, toServer, chunk);

@@ -1,5 +1,5 @@
-// One end of a TLS connection, driven through the contract's calls alone. Bytes travel only where a
-// test carries them.
+// One end of a TLS connection, driven through the contract's calls alone. The test carries the
+// bytes between the ends.
 #pragma once
 
 #include "SecurityShapes.h"
@@ -16,7 +16,7 @@ Bytes bytesOf(const std::string& text);
 std::string textOf(const Bytes& bytes);
 Bytes operator+(Bytes left, const Bytes& right);
 Bytes part(const Bytes& bytes, std::size_t start, std::size_t size = std::string::npos);
-// The sizes of the TLS records that bytes hold, one behind the other.
+// The sizes of the consecutive TLS records in bytes.
 std::vector<std::size_t> recordSizes(const Bytes& bytes);
 
 inline constexpr ULONG clientRequirements = ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
@@ -43,14 +43,14 @@ private:
 
 SECURITY_STATUS acquire(ULONG use, PCCERT_CONTEXT certificate, CredHandle& handle);
 
-// What one handshake call gave.
+// The outcome of one handshake call.
 struct Step {
     SECURITY_STATUS status = SEC_E_OK;
     Bytes token = {};
     ULONG attributes = 0;
     bool tokenAllocated = false;
     bool alertTouched = false;
-    // The second entry of the input, as the call left it.
+    // The second entry of the input after the call.
     ULONG inputType = SECBUFFER_EMPTY;
     ULONG inputSize = 0;
 
@@ -60,14 +60,14 @@ struct Step {
     }
 };
 
-// What one DecryptMessage gave.
+// The outcome of one DecryptMessage.
 struct Opened {
     SECURITY_STATUS status = SEC_E_OK;
     Bytes plaintext = {};
     std::size_t plaintextAt = 0; // from the start of the input
     std::size_t extra = 0;
     ULONG missing = 0;
-    Bytes memory = {}; // the input as the call left it
+    Bytes memory = {}; // the input after the call
     std::vector<ULONG> types = {};
 };
 
@@ -81,23 +81,23 @@ public:
     Side(Side&& other) noexcept;
     ~Side();
 
-    // One handshake call on exactly these bytes. The first of a client takes none.
+    // Makes one handshake call with exactly these bytes. A client's first call takes none.
     Step step(Bytes received = {});
-    // Bytes are kept while a record is incomplete, and so is the beginning of a record that a
-    // system leaves behind whole ones.
+    // Makes one handshake call with the bytes held and these. Keeps them while a record is
+    // incomplete, and keeps a partial record that the call reports as extra.
     Step receive(const Bytes& received);
 
     bool established() const { return lastStatus == SEC_E_OK; }
     SECURITY_STATUS status() const { return lastStatus; }
     SecPkgContext_StreamSizes sizes();
 
-    // One record with the text. protectStatus tells the call's own outcome.
+    // Returns one record with the plaintext; throws on failure. protectStatus returns the status.
     Bytes protect(const Bytes& plaintext);
     Bytes protect(const std::string& text) { return protect(bytesOf(text)); }
     SECURITY_STATUS protectStatus(const Bytes& plaintext);
-    // One DecryptMessage on the bytes.
+    // Calls DecryptMessage once.
     Opened open(Bytes ciphertext);
-    // Opens record by record until the bytes are used up; the plaintext of all.
+    // Returns the plaintext of all records; throws on failure.
     std::string openAll(const Bytes& ciphertext);
 
     CtxtHandle* context() { return &handle; }
@@ -116,10 +116,10 @@ private:
     Bytes held;
 };
 
-// Expects that a handle stands for no context, whatever it is asked for.
+// Expects every call to refuse the handle as invalid.
 void expectVoidContext(CtxtHandle handle);
 
-// Carries the tokens between both, at most chunk bytes at once, until neither has anything to send.
-void shakeHands(Side& client, Side& server, std::size_t chunk = std::string::npos);
+// Exchanges tokens, at most chunk bytes at once, until neither end has anything to send.
+void runHandshake(Side& client, Side& server, std::size_t chunk = std::string::npos);
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// The folder of throwaway certificates that make-certificates.sh makes, and folders in force.
+// The folder of certificates made by make-certificates.sh, and a scoped certificate folder.
 #pragma once
 
 #include <filesystem>
@@ -6,18 +6,18 @@
 
 namespace VexaSsl::test {
 
-// The folder made by make-certificates.sh; made now if it never was.
+// The folder made by make-certificates.sh, which runs now if the folder is missing.
 std::filesystem::path certificatesFolder();
-// A file of one case: "cert", "key" or "chain".
+// The path of a file of one test case. kind: "cert", "key" or "chain".
 std::string certificateFile(const std::string& name, const std::string& kind);
 
-// Has another certificate folder in force as long as it lives.
-class FolderInForce {
+// Makes the platform use this certificate folder while it lives.
+class ScopedCertificateFolder {
 public:
-    explicit FolderInForce(const std::filesystem::path& folder = certificatesFolder());
-    ~FolderInForce();
-    FolderInForce(const FolderInForce&) = delete;
-    FolderInForce& operator=(const FolderInForce&) = delete;
+    explicit ScopedCertificateFolder(const std::filesystem::path& folder = certificatesFolder());
+    ~ScopedCertificateFolder();
+    ScopedCertificateFolder(const ScopedCertificateFolder&) = delete;
+    ScopedCertificateFolder& operator=(const ScopedCertificateFolder&) = delete;
 
 private:
     std::filesystem::path former;

@@ -1,5 +1,5 @@
-// What a host calls of its system beside the contract: on a system without Winsock, the functions
-// of VexaPlatform.
+// The system's functions that a host calls in addition to the contract: on a system without
+// Winsock, those of VexaPlatform.
 #pragma once
 
 #include "VexaPlatform/HostSockets.h"

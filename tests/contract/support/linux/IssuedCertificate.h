@@ -1,4 +1,4 @@
-// A throwaway certificate and its key, as OpenSSL holds them.
+// A test certificate and its key as OpenSSL objects.
 #pragma once
 
 #include "platform/openssl/stores/OpenSslOwners.h"

@@ -31,7 +31,7 @@ void showCertificate(SSL_CTX* context, const std::string& name) {
 
 void apply(const PeerSettings& settings, SSL_CTX* context) {
     if (settings.only != Protocol::any) {
-        SSL_CTX_set_security_level(context, 0); // TLS 1.1 is below the default one
+        SSL_CTX_set_security_level(context, 0); // the default level refuses TLS 1.1
         SSL_CTX_set_min_proto_version(context, versionOf(settings.only));
         SSL_CTX_set_max_proto_version(context, versionOf(settings.only));
     } else if (!settings.suites.empty() || settings.renegotiates) {
@@ -48,7 +48,7 @@ void apply(const PeerSettings& settings, SSL_CTX* context) {
     }
 }
 
-// A server notes the name that it is asked for.
+// Called on a server; stores the requested server name.
 int noteName(SSL* ssl, int*, void* place) {
     if (const char* name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name)) {
         *static_cast<std::string*>(place) = name;
@@ -56,7 +56,7 @@ int noteName(SSL* ssl, int*, void* place) {
     return SSL_TLSEXT_ERR_OK;
 }
 
-// A client that is asked for a certificate notes the authorities.
+// Called on a client that is asked for a certificate; stores the number of authorities.
 int noteAuthorities(SSL* ssl, void* place) {
     const STACK_OF(X509_NAME)* list = SSL_get_client_CA_list(ssl);
     *static_cast<int*>(place) = list ? sk_X509_NAME_num(list) : 0;
@@ -129,7 +129,7 @@ bool RawPeer::established() const {
 
 Bytes RawPeer::protect(const std::string& text) {
     if (SSL_write(state->ssl.get(), text.data(), static_cast<int>(text.size())) <= 0) {
-        throw std::runtime_error("the peer can't protect");
+        throw std::runtime_error("the peer cannot send");
     }
     return outgoing(state->ssl.get());
 }
@@ -150,7 +150,7 @@ std::string RawPeer::openOne(const Bytes& received) {
     return {piece, static_cast<std::size_t>(count > 0 ? count : 0)};
 }
 
-Bytes RawPeer::shutDown() {
+Bytes RawPeer::sendClosure() {
     SSL_shutdown(state->ssl.get());
     return outgoing(state->ssl.get());
 }
@@ -164,7 +164,7 @@ bool RawPeer::speaksTls12() const {
     return SSL_version(state->ssl.get()) == TLS1_2_VERSION;
 }
 
-bool RawPeer::sawShutDown() const {
+bool RawPeer::receivedClosure() const {
     return (SSL_get_shutdown(state->ssl.get()) & SSL_RECEIVED_SHUTDOWN) != 0;
 }
 
@@ -176,7 +176,7 @@ int RawPeer::namedAuthorities() const {
     return state->namedAuthorities;
 }
 
-void RawPeer::takeUp(const RawPeer& other) {
+void RawPeer::offerSessionOf(const RawPeer& other) {
     SSL_set_session(state->ssl.get(), SSL_get_session(other.state->ssl.get()));
 }
 
@@ -184,7 +184,7 @@ bool RawPeer::hasTicket() const {
     return SSL_SESSION_has_ticket(SSL_get_session(state->ssl.get())) == 1;
 }
 
-bool RawPeer::tookUp() const {
+bool RawPeer::resumedSession() const {
     return SSL_session_reused(state->ssl.get()) == 1;
 }
 

@@ -1,4 +1,4 @@
-// What a raw peer is made of.
+// The OpenSSL objects of a raw peer.
 #pragma once
 
 #include "contract/support/RawPeer.h"

@@ -18,7 +18,7 @@ constexpr std::size_t tagSize = 16;
 
 void require(bool done) {
     if (!done) {
-        throw std::runtime_error("the forge failed");
+        throw std::runtime_error("cannot forge a record");
     }
 }
 

@@ -59,12 +59,12 @@ AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area) {
     return addresses;
 }
 
-SOCKET openButNoSocket() {
+SOCKET openNonSocket() {
     static const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
     return static_cast<SOCKET>(file);
 }
 
-std::size_t affordablePairs(std::size_t wanted) {
+std::size_t pairsWithinLimit(std::size_t wanted) {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;

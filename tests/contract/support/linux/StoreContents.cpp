@@ -31,12 +31,12 @@ void StoreContents::distrust(const std::string& name) {
 }
 
 bool belongsToTheTest(PCCERT_CONTEXT) {
-    return true; // a folder of the test's own holds nothing else
+    return true; // the folder holds nothing else
 }
 
 PCCERT_CONTEXT makeContext(const Issued& issued, const std::vector<const Issued*>& helpers) {
     const TemporaryCertificateFolder folder;
-    folder.install("it.pem", issued, helpers);
+    folder.install("certificate.pem", issued, helpers);
     const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
                                                      CERT_SYSTEM_STORE_LOCAL_MACHINE, L"MY");
     const PCCERT_CONTEXT made = platform::CertEnumCertificatesInStore(store, nullptr);

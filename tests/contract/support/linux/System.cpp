@@ -22,7 +22,7 @@ std::wstring userOfThisProcess() {
 std::filesystem::path makeTemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "vexassl-XXXXXX").native();
     if (!mkdtemp(name.data())) {
-        throw std::runtime_error("can't make a folder for the test");
+        throw std::runtime_error("cannot create a temporary folder");
     }
     std::filesystem::permissions(name, std::filesystem::perms(0755));
     return name;

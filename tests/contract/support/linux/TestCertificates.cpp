@@ -10,7 +10,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// The subject is "case <name>", with a common name behind it in most.
+// The subject is "case <name>", in most cases followed by a common name.
 PCCERT_CONTEXT findCase(HCERTSTORE store, const std::string& name) {
     const std::wstring start = L"case " + std::wstring(name.begin(), name.end());
     for (const std::wstring& text : {start + L", ", start}) {
@@ -20,7 +20,7 @@ PCCERT_CONTEXT findCase(HCERTSTORE store, const std::string& name) {
             return found;
         }
     }
-    throw std::runtime_error("there is no certificate " + name);
+    throw std::runtime_error("no certificate " + name);
 }
 
 } // namespace
@@ -31,7 +31,7 @@ std::filesystem::path certificatesFolder() {
         std::string command = VEXASSL_MAKE_CERTIFICATES;
         command += " '" + folder.string() + "'";
         if (std::system(command.c_str()) != 0) {
-            throw std::runtime_error("can't make the certificates");
+            throw std::runtime_error("cannot make the certificates");
         }
     }
     return folder;
@@ -41,22 +41,22 @@ std::string certificateFile(const std::string& name, const std::string& kind) {
     return (certificatesFolder() / "all" / name / (kind + ".pem")).string();
 }
 
-FolderInForce::FolderInForce(const std::filesystem::path& folder)
+ScopedCertificateFolder::ScopedCertificateFolder(const std::filesystem::path& folder)
     : former(platform::certificateFolder()) {
     platform::setCertificateFolder(folder);
 }
 
-FolderInForce::~FolderInForce() {
+ScopedCertificateFolder::~ScopedCertificateFolder() {
     platform::setCertificateFolder(former);
 }
 
-struct CertificatesInForce::State {
-    FolderInForce folder;
+struct ScopedCertificates::State {
+    ScopedCertificateFolder folder;
 };
 
-CertificatesInForce::CertificatesInForce() : state(std::make_unique<State>()) {}
+ScopedCertificates::ScopedCertificates() : state(std::make_unique<State>()) {}
 
-CertificatesInForce::~CertificatesInForce() = default;
+ScopedCertificates::~ScopedCertificates() = default;
 
 StoreCertificate::StoreCertificate(const std::string& name)
     : store(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,

@@ -16,7 +16,7 @@ using openssl::X509Pointer;
 
 void require(bool done) {
     if (!done) {
-        throw std::runtime_error("OpenSSL can't make the certificate");
+        throw std::runtime_error("OpenSSL cannot make the certificate");
     }
 }
 
@@ -154,7 +154,7 @@ std::string keyPem(const Issued& issued) {
     });
 }
 
-std::string closedKeyPem(const Issued& issued, const std::string& passPhrase) {
+std::string encryptedKeyPem(const Issued& issued, const std::string& passPhrase) {
     return written([&](BIO* bio) {
         return PEM_write_bio_PrivateKey(bio, issued.key.get(), EVP_aes_256_cbc(),
                                         reinterpret_cast<const unsigned char*>(passPhrase.data()),

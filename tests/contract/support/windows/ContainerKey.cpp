@@ -22,7 +22,7 @@ const BYTE* bytesOf(const std::string& text) {
     return reinterpret_cast<const BYTE*>(text.data());
 }
 
-// A container may be written no sooner than it is let go.
+// The container is written only when its handle is released.
 void makeContainer(const std::wstring& name, unsigned bits) {
     HCRYPTPROV provider = 0;
     require(

@@ -1,5 +1,5 @@
-// An RSA key in a container of the user's. Containers are kept: making a key takes long, and tests
-// need only that keys of one test differ.
+// An RSA key in a container of the user. Containers are kept, because making a key is slow and only
+// the keys of one test have to differ.
 #pragma once
 
 // clang-format off
@@ -13,15 +13,15 @@
 namespace VexaSsl::test {
 
 struct ContainerKey {
-    // The key number `number` of so many bits, made when it was never asked for.
+    // Opens the key with this size and number, and makes it if it is missing.
     ContainerKey(unsigned bits, unsigned number);
     ~ContainerKey();
     ContainerKey(const ContainerKey&) = delete;
     ContainerKey& operator=(const ContainerKey&) = delete;
 
-    // An RSA signature with SHA-256, as certificates hold it.
+    // Returns an RSA signature with SHA-256 in the byte order of certificates.
     std::string sign(const std::string& bytes) const;
-    // Tells the system that this is the key of the certificate.
+    // Makes this the private key of the certificate.
     void giveTo(PCCERT_CONTEXT certificate) const;
 
     std::string publicKey;  // the encoded SubjectPublicKeyInfo
@@ -32,7 +32,7 @@ private:
     HCRYPTPROV provider = 0;
 };
 
-// Holds a mutex of the whole system.
+// Holds a system-wide mutex while it lives.
 class SystemLock {
 public:
     explicit SystemLock(const wchar_t* name);

@@ -1,4 +1,4 @@
-// The few shapes of DER that a certificate is written in. Each function gives a whole encoding.
+// The DER types that a certificate consists of. Each function returns a complete encoding.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace VexaSsl::test::der_shapes {
+namespace VexaSsl::test {
 
 inline std::string tagged(unsigned char tag, const std::string& content) {
     std::string length;
@@ -22,7 +22,7 @@ inline std::string tagged(unsigned char tag, const std::string& content) {
     return all + length + content;
 }
 
-inline std::string joined(std::initializer_list<std::string> parts) {
+inline std::string concatenated(std::initializer_list<std::string> parts) {
     std::string all;
     for (const std::string& part : parts) {
         all += part;
@@ -31,42 +31,39 @@ inline std::string joined(std::initializer_list<std::string> parts) {
 }
 
 inline std::string sequence(std::initializer_list<std::string> parts) {
-    return tagged(0x30, joined(parts));
+    return tagged(0x30, concatenated(parts));
 }
 inline std::string setOf(const std::string& content) {
     return tagged(0x31, content);
 }
-inline std::string explicitly(unsigned char number, const std::string& content) {
+inline std::string explicitTag(unsigned char number, const std::string& content) {
     return tagged(static_cast<unsigned char>(0xA0 | number), content);
 }
-inline std::string octets(const std::string& content) {
+inline std::string octetString(const std::string& content) {
     return tagged(0x04, content);
 }
-inline std::string bits(const std::string& content) {
+inline std::string bitString(const std::string& content) {
     return tagged(0x03, std::string(1, '\0') + content);
 }
-inline std::string utf8(const std::string& text) {
+inline std::string utf8String(const std::string& text) {
     return tagged(0x0C, text);
-}
-inline std::string asciiText(const std::string& text) {
-    return tagged(0x16, text);
 }
 inline std::string generalizedTime(const std::string& text) {
     return tagged(0x18, text);
 }
-// bytes: the most significant first, and not negative.
+// bytes: big-endian, not negative.
 inline std::string integer(const std::string& bytes) {
     return tagged(0x02, bytes);
 }
-inline std::string yes() {
+inline std::string booleanTrue() {
     return tagged(0x01, "\xFF");
 }
-inline std::string nothing() {
+inline std::string nullValue() {
     return tagged(0x05, "");
 }
 
-// "1.2.840"
-inline std::string identifier(std::string_view text) {
+// text: "1.2.840".
+inline std::string objectIdentifier(std::string_view text) {
     std::string content;
     unsigned long first = 0;
     for (int position = 0; !text.empty(); ++position) {
@@ -92,4 +89,4 @@ inline std::string identifier(std::string_view text) {
     return tagged(0x06, content);
 }
 
-} // namespace VexaSsl::test::der_shapes
+} // namespace VexaSsl::test

@@ -1,5 +1,5 @@
-// What a host calls of its system beside the contract: Winsock's own functions and those of the
-// Windows base.
+// The system's functions that a host calls in addition to the contract: those of Winsock and of
+// the Windows base.
 #pragma once
 
 #include "VexaSsl/Sockets.h"
@@ -28,7 +28,7 @@ using ::WSAResetEvent;
 using ::WSASetEvent;
 using ::WSAWaitForMultipleEvents;
 
-// The operations on sets are macros here.
+// The operations on sets are macros in Winsock.
 inline void socketSetClear(fd_set& set) {
     FD_ZERO(&set);
 }

@@ -1,4 +1,4 @@
-// A throwaway certificate and its key, which lies in a container of the system's.
+// A test certificate and its key, which is in a key container.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@ struct ContainerKey;
 
 struct Issued {
     std::string encoding; // DER
-    std::string subject;  // its name as it stands in there
+    std::string subject;  // the encoded name
     std::shared_ptr<const ContainerKey> key;
 };
 

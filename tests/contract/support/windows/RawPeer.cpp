@@ -1,4 +1,4 @@
-// There is no foreign TLS library to link here: what needs a peer in memory can't run, and says so.
+// Windows tests link no other TLS library: every constructor throws.
 #include "contract/support/RawPeer.h"
 
 #include "contract/support/RecordForge.h"
@@ -55,7 +55,7 @@ void RawPeer::incoming(const Bytes&) {
     refuse();
 }
 
-Bytes RawPeer::shutDown() {
+Bytes RawPeer::sendClosure() {
     refuse();
 }
 
@@ -67,7 +67,7 @@ bool RawPeer::speaksTls12() const {
     refuse();
 }
 
-bool RawPeer::sawShutDown() const {
+bool RawPeer::receivedClosure() const {
     refuse();
 }
 
@@ -79,7 +79,7 @@ int RawPeer::namedAuthorities() const {
     refuse();
 }
 
-void RawPeer::takeUp(const RawPeer&) {
+void RawPeer::offerSessionOf(const RawPeer&) {
     refuse();
 }
 
@@ -87,7 +87,7 @@ bool RawPeer::hasTicket() const {
     refuse();
 }
 
-bool RawPeer::tookUp() const {
+bool RawPeer::resumedSession() const {
     refuse();
 }
 

@@ -6,7 +6,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// Winsock is a host's to start before its first call.
+// The host starts Winsock before its first call.
 class Winsock : public ::testing::Environment {
 public:
     void SetUp() override {
@@ -67,14 +67,14 @@ AcceptedAddresses addressesIn(std::string& output, DWORD dataSize, DWORD area) {
             *reinterpret_cast<const sockaddr_in*>(remote)};
 }
 
-SOCKET openButNoSocket() {
+SOCKET openNonSocket() {
     static const HANDLE file =
         ::CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     return reinterpret_cast<SOCKET>(file);
 }
 
-std::size_t affordablePairs(std::size_t wanted) {
-    constexpr std::size_t enough = 500; // there is no limit to ask for
+std::size_t pairsWithinLimit(std::size_t wanted) {
+    constexpr std::size_t enough = 500; // the system has no limit to query
     return std::min(wanted, enough);
 }
 
@@ -82,12 +82,12 @@ void endAccepts(Socket& listener) {
     listener.close();
 }
 
-// An operation that could end at once may also say that it is pending, and end right away.
+// An operation that completes at once may also be reported as pending.
 bool startedReady(int posted) {
     return posted == 0 || posted == WSA_IO_PENDING;
 }
 
-// The cancelling of an operation and the end of its connection are told apart by luck only.
+// Which code is returned depends on whether the cancellation or the connection's end comes first.
 bool isAborted(int error) {
     return error == WSA_OPERATION_ABORTED || error == WSAECONNABORTED ||
            error == ERROR_CONNECTION_ABORTED;

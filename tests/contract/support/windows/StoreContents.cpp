@@ -1,6 +1,6 @@
-// The personal store is the local machine's own, the trust anchors are the current user's, since
-// those of the machine need not last. What a test adds bears a mark, by which it is removed again,
-// also when the test before it has died.
+// The personal store is the local machine's. The trust anchors are the current user's, because
+// those of the machine may not persist. What a test adds carries a mark, so that it is removed
+// later even if the test crashes.
 #include "contract/support/StoreContents.h"
 
 #include "ContainerKey.h"
@@ -17,7 +17,7 @@ constexpr wchar_t mark[] = L"a throwaway of the contract suite";
 HCERTSTORE openStore(DWORD place, const wchar_t* name) {
     const HCERTSTORE store = ::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, place, name);
     if (!store) {
-        throw std::runtime_error("can't open a store of the system");
+        throw std::runtime_error("cannot open a system store");
     }
     return store;
 }
@@ -27,7 +27,7 @@ PCCERT_CONTEXT contextFrom(const std::string& encoding) {
         X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoding.data()),
         static_cast<DWORD>(encoding.size()));
     if (!made) {
-        throw std::runtime_error("the certificate is none: " + std::to_string(::GetLastError()));
+        throw std::runtime_error("invalid certificate: " + std::to_string(::GetLastError()));
     }
     return made;
 }
@@ -44,7 +44,7 @@ bool isMarked(PCCERT_CONTEXT certificate) {
            std::wstring(text) == mark;
 }
 
-// One of the two stores that a test may fill.
+// A system store whose marked certificates are removed at the start and at the end.
 class Shelf {
 public:
     Shelf(DWORD place, const wchar_t* name) : store(openStore(place, name)) { clear(); }
@@ -66,7 +66,7 @@ public:
         ::CertFreeCertificateContext(certificate);
         commit();
         if (!added) {
-            throw std::runtime_error("can't add to a store of the system");
+            throw std::runtime_error("cannot add to a system store");
         }
         encodings[name] = issued.encoding;
     }
@@ -83,7 +83,7 @@ public:
 private:
     void clear() { remove(isMarked); }
 
-    // Walking and deleting at once isn't everywhere possible.
+    // Not every system allows deleting during the enumeration.
     template <class Condition>
     void remove(const Condition& isMeant) {
         std::vector<PCCERT_CONTEXT> meant;
@@ -151,7 +151,7 @@ PCCERT_CONTEXT makeContext(const Issued& issued, const std::vector<const Issued*
             store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(helper->encoding.data()),
             static_cast<DWORD>(helper->encoding.size()), CERT_STORE_ADD_ALWAYS, nullptr);
     }
-    ::CertCloseStore(store, 0); // it lives on with its contexts
+    ::CertCloseStore(store, 0); // its contexts keep it alive
     return made;
 }
 

@@ -24,7 +24,7 @@ std::filesystem::path makeTemporaryFolder() {
     const std::wstring name =
         L"vexassl-" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(++folders);
     const std::filesystem::path path = std::filesystem::temp_directory_path() / name;
-    std::filesystem::remove_all(path); // what a process of the same number has left
+    std::filesystem::remove_all(path); // left by an earlier process with the same number
     std::filesystem::create_directory(path);
     return path;
 }

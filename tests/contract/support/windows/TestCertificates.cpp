@@ -1,5 +1,5 @@
-// The cases with RSA keys, made on the spot: not every system's package takes elliptic ones from a
-// container.
+// The test certificates, made with RSA keys: not every security package takes elliptic curve keys
+// from a container.
 #include "contract/support/TestCertificates.h"
 
 #include "contract/support/StoreContents.h"
@@ -14,7 +14,7 @@ bool has(const std::string& name, const char* part) {
     return name.find(part) != std::string::npos;
 }
 
-// The authorities are made once a process.
+// The authorities are made once per process.
 const Issued& authority() {
     static const Issued made = issue(authorityNamed("contract authority"));
     return made;
@@ -72,15 +72,15 @@ PCCERT_CONTEXT contextOfCase(const std::string& name) {
 
 } // namespace
 
-struct CertificatesInForce::State {
+struct ScopedCertificates::State {
     State() { contents.trust("authority", authority()); }
 
     StoreContents contents;
 };
 
-CertificatesInForce::CertificatesInForce() : state(std::make_unique<State>()) {}
+ScopedCertificates::ScopedCertificates() : state(std::make_unique<State>()) {}
 
-CertificatesInForce::~CertificatesInForce() = default;
+ScopedCertificates::~ScopedCertificates() = default;
 
 StoreCertificate::StoreCertificate(const std::string& name) : certificate(contextOfCase(name)) {}
 

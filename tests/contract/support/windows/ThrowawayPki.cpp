@@ -1,5 +1,5 @@
-// Certificates written field by field and signed with keys of the system's provider, so that no
-// other library is needed.
+// Certificates encoded here and signed with keys of the system's provider, so that no other library
+// is needed.
 #include "contract/support/ThrowawayPki.h"
 
 #include "ContainerKey.h"
@@ -15,9 +15,7 @@
 namespace VexaSsl::test {
 namespace {
 
-using namespace der_shapes;
-
-constexpr unsigned usualBits = 2048;
+constexpr unsigned defaultKeyBits = 2048;
 
 const char* attributeIdentifier(const std::string& name) {
     if (name == "CN") {
@@ -32,7 +30,8 @@ const char* attributeIdentifier(const std::string& name) {
 std::string nameOf(const Recipe& recipe) {
     std::string relative;
     for (const auto& [attribute, value] : recipe.subject) {
-        relative += setOf(sequence({identifier(attributeIdentifier(attribute)), utf8(value)}));
+        relative +=
+            setOf(sequence({objectIdentifier(attributeIdentifier(attribute)), utf8String(value)}));
     }
     return sequence({relative});
 }
@@ -59,9 +58,9 @@ std::string serialNumber() {
 
 std::string extension(const char* kind, bool critical, const std::string& value) {
     if (critical) {
-        return sequence({identifier(kind), yes(), octets(value)});
+        return sequence({objectIdentifier(kind), booleanTrue(), octetString(value)});
     }
-    return sequence({identifier(kind), octets(value)});
+    return sequence({objectIdentifier(kind), octetString(value)});
 }
 
 bool has(const std::string& text, const char* part) {
@@ -72,7 +71,7 @@ std::string constraintsExtension(const std::string& text) {
     if (text.empty()) {
         return "";
     }
-    std::string content = yes();
+    std::string content = booleanTrue();
     if (has(text, "pathlen:0")) {
         content += integer(std::string(1, '\0'));
     }
@@ -87,11 +86,11 @@ std::string usagesExtension(const std::string& text) {
     std::istringstream names(text);
     for (std::string name; std::getline(names, name, ',');) {
         if (name == "serverAuth") {
-            content += identifier("1.3.6.1.5.5.7.3.1");
+            content += objectIdentifier("1.3.6.1.5.5.7.3.1");
         } else if (name == "clientAuth") {
-            content += identifier("1.3.6.1.5.5.7.3.2");
+            content += objectIdentifier("1.3.6.1.5.5.7.3.2");
         } else {
-            content += identifier("2.5.29.37.0"); // any
+            content += objectIdentifier("2.5.29.37.0"); // any
         }
     }
     return extension("2.5.29.37", false, sequence({content}));
@@ -113,26 +112,26 @@ std::string nameConstraints(const std::string& permitted) {
         return "";
     }
     const std::string tree = sequence({tagged(0x82, permitted)});
-    return extension("2.5.29.30", true, sequence({explicitly(0, tree)}));
+    return extension("2.5.29.30", true, sequence({explicitTag(0, tree)}));
 }
 
 std::string extensionsOf(const Recipe& recipe, const ContainerKey& own, const Issued* issuer) {
-    std::string all = extension("2.5.29.14", false, octets(own.identifier));
+    std::string all = extension("2.5.29.14", false, octetString(own.identifier));
     if (issuer) {
         all += extension("2.5.29.35", false, sequence({tagged(0x80, issuer->key->identifier)}));
     }
     all += constraintsExtension(recipe.basicConstraints) + usagesExtension(recipe.usages) +
            nameConstraints(recipe.permittedDnsName) + alternativeNames(recipe);
     if (!recipe.criticalExtension.empty()) {
-        all += extension(recipe.criticalExtension.c_str(), true, nothing());
+        all += extension(recipe.criticalExtension.c_str(), true, nullValue());
     }
-    return explicitly(3, sequence({all}));
+    return explicitTag(3, sequence({all}));
 }
 
-// Each certificate of a process has a key of its own.
+// Returns a different key for each certificate of a process.
 std::shared_ptr<const ContainerKey> nextKey(unsigned bits) {
     static std::atomic<unsigned> used{0};
-    return std::make_shared<const ContainerKey>(bits ? bits : usualBits, used++);
+    return std::make_shared<const ContainerKey>(bits ? bits : defaultKeyBits, used++);
 }
 
 } // namespace
@@ -141,14 +140,15 @@ Issued issue(const Recipe& recipe, const Issued* issuer) {
     Issued issued;
     issued.key = nextKey(recipe.rsaBits);
     issued.subject = nameOf(recipe);
-    const std::string algorithm = sequence({identifier("1.2.840.113549.1.1.11"), nothing()});
+    const std::string algorithm =
+        sequence({objectIdentifier("1.2.840.113549.1.1.11"), nullValue()});
     const std::string body =
-        sequence({explicitly(0, integer(std::string(1, '\x02'))), serialNumber(), algorithm,
+        sequence({explicitTag(0, integer(std::string(1, '\x02'))), serialNumber(), algorithm,
                   issuer ? issuer->subject : issued.subject,
                   sequence({timeOf(recipe.firstDay), timeOf(recipe.lastDay)}), issued.subject,
                   issued.key->publicKey, extensionsOf(recipe, *issued.key, issuer)});
     const ContainerKey& signer = issuer ? *issuer->key : *issued.key;
-    issued.encoding = sequence({body, algorithm, bits(signer.sign(body))});
+    issued.encoding = sequence({body, algorithm, bitString(signer.sign(body))});
     return issued;
 }
 

@@ -1,4 +1,4 @@
-// Protocol versions, cipher suites and what they make of the stream sizes.
+// Protocol versions, cipher suites and the stream sizes that follow from them.
 #include "contract/support/ContractTest.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -10,9 +10,9 @@
 namespace VexaSsl::test {
 namespace {
 
-class Suites : public ContractTest {
+class CipherSuites : public ContractTest {
 protected:
-    const CertificatesInForce certificates;
+    const ScopedCertificates certificates;
 };
 
 PeerSettings only(Protocol protocol) {
@@ -21,85 +21,86 @@ PeerSettings only(Protocol protocol) {
     return settings;
 }
 
-PeerSettings onlySuite(const char* suite) {
+PeerSettings onlyCipherSuite(const char* suite) {
     PeerSettings settings;
     settings.suites = suite;
     return settings;
 }
 
-TEST_F(Suites, aClientThatOffersTls13TooGetsTls12) {
+TEST_F(CipherSuites, clientOfferingTls13GetsTls12) {
     RawPeer client = RawPeer::client();
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(server.established());
     EXPECT_TRUE(client.speaksTls12());
 }
 
-TEST_F(Suites, aServerThatKnowsTls13GetsTls12) {
+TEST_F(CipherSuites, serverSupportingTls13GetsTls12) {
     Side client = Side::client();
     RawPeer server = RawPeer::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
     EXPECT_TRUE(server.speaksTls12());
 }
 
-TEST_F(Suites, aTls13OnlyClientIsRefused) {
+TEST_F(CipherSuites, tls13OnlyClientIsRefused) {
     RawPeer client = RawPeer::client(only(Protocol::tls13));
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(server.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
-TEST_F(Suites, aTls11ClientIsRefused) {
+TEST_F(CipherSuites, tls11ClientIsRefused) {
     RawPeer client = RawPeer::client(only(Protocol::tls11));
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(server.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
-TEST_F(Suites, aTls13OnlyServerRefusesAndTheAlertTellsWhy) {
+TEST_F(CipherSuites, alertOfTls13OnlyServerGivesItsStatus) {
     Side client = Side::client();
     RawPeer server = RawPeer::server("server-ecdsa", only(Protocol::tls13));
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(client.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
-TEST_F(Suites, aTls11ServerFindsNothingToAgreeOn) {
+TEST_F(CipherSuites, tls11ServerRefusesTheHello) {
     Side client = Side::client();
     RawPeer server = RawPeer::server("server-ecdsa", only(Protocol::tls11));
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(client.status(), SEC_E_ILLEGAL_MESSAGE); // the peer's handshake_failure alert
     EXPECT_FALSE(server.established());
 }
 
-TEST_F(Suites, aServersHelloOfTls11IsRefused) {
+TEST_F(CipherSuites, tls11ServerHelloIsRefused) {
     Side client = Side::client();
     RawPeer server = RawPeer::server();
     Bytes flight = server.step(client.step().token);
-    constexpr std::size_t minorVersionOfHello = 10; // behind two headers and the major version
+    constexpr std::size_t minorVersionOfHello = 10; // after two headers and the major version
     ASSERT_EQ(flight.at(minorVersionOfHello), 3);
     flight[minorVersionOfHello] = 2;
     EXPECT_EQ(client.receive(flight).status, SEC_E_ALGORITHM_MISMATCH);
 }
 
-struct Suite {
+struct CipherSuite {
     const char* name;
     const char* certificate;
     ULONG header;
 };
 
-std::string printed(const ::testing::TestParamInfo<Suite>& suite) {
+std::string printed(const ::testing::TestParamInfo<CipherSuite>& suite) {
     std::string name = suite.param.name;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
 
-class GoodSuite : public Suites, public ::testing::WithParamInterface<Suite> {};
+class SupportedCipherSuite : public CipherSuites,
+                             public ::testing::WithParamInterface<CipherSuite> {};
 
-TEST_P(GoodSuite, givesItsOwnStreamSizes) {
-    RawPeer client = RawPeer::client(onlySuite(GetParam().name));
+TEST_P(SupportedCipherSuite, cipherSuiteDeterminesTheStreamSizes) {
+    RawPeer client = RawPeer::client(onlyCipherSuite(GetParam().name));
     Side server = Side::server(GetParam().certificate);
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(server.established());
     const SecPkgContext_StreamSizes sizes = server.sizes();
     EXPECT_EQ(sizes.cbHeader, GetParam().header);
@@ -113,64 +114,66 @@ TEST_P(GoodSuite, givesItsOwnStreamSizes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    All, GoodSuite,
-    ::testing::Values(Suite{"ECDHE-ECDSA-AES128-GCM-SHA256", "server-ecdsa", 13},
-                      Suite{"ECDHE-ECDSA-AES256-GCM-SHA384", "server-ecdsa", 13},
-                      Suite{"ECDHE-ECDSA-CHACHA20-POLY1305", "server-ecdsa", 5},
-                      Suite{"ECDHE-RSA-AES128-GCM-SHA256", "server-rsa", 13},
-                      Suite{"ECDHE-RSA-AES256-GCM-SHA384", "server-rsa", 13},
-                      Suite{"ECDHE-RSA-CHACHA20-POLY1305", "server-rsa", 5}),
+    All, SupportedCipherSuite,
+    ::testing::Values(CipherSuite{"ECDHE-ECDSA-AES128-GCM-SHA256", "server-ecdsa", 13},
+                      CipherSuite{"ECDHE-ECDSA-AES256-GCM-SHA384", "server-ecdsa", 13},
+                      CipherSuite{"ECDHE-ECDSA-CHACHA20-POLY1305", "server-ecdsa", 5},
+                      CipherSuite{"ECDHE-RSA-AES128-GCM-SHA256", "server-rsa", 13},
+                      CipherSuite{"ECDHE-RSA-AES256-GCM-SHA384", "server-rsa", 13},
+                      CipherSuite{"ECDHE-RSA-CHACHA20-POLY1305", "server-rsa", 5}),
     printed);
 
-class BadSuite : public Suites, public ::testing::WithParamInterface<Suite> {};
+class UnsupportedCipherSuite : public CipherSuites,
+                               public ::testing::WithParamInterface<CipherSuite> {};
 
-TEST_P(BadSuite, isRefusedFromAClient) {
-    RawPeer client = RawPeer::client(onlySuite(GetParam().name));
+TEST_P(UnsupportedCipherSuite, cipherSuiteIsRefusedFromClient) {
+    RawPeer client = RawPeer::client(onlyCipherSuite(GetParam().name));
     Side server = Side::server(GetParam().certificate);
-    shakeHands(client, server);
+    runHandshake(client, server);
     EXPECT_EQ(server.status(), SEC_E_ALGORITHM_MISMATCH);
 }
 
-TEST_P(BadSuite, isNotOfferedToAServer) {
+TEST_P(UnsupportedCipherSuite, cipherSuiteIsNotOfferedToServer) {
     Side client = Side::client();
-    RawPeer server = RawPeer::server(GetParam().certificate, onlySuite(GetParam().name));
-    shakeHands(client, server);
+    RawPeer server = RawPeer::server(GetParam().certificate, onlyCipherSuite(GetParam().name));
+    runHandshake(client, server);
     EXPECT_EQ(client.status(), SEC_E_ILLEGAL_MESSAGE); // the peer's handshake_failure alert
     EXPECT_FALSE(server.established());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BadSuite,
-                         ::testing::Values(Suite{"ECDHE-ECDSA-AES128-SHA256", "server-ecdsa", 0},
-                                           Suite{"ECDHE-RSA-AES256-SHA", "server-rsa", 0},
-                                           Suite{"AES128-GCM-SHA256", "server-rsa", 0},
-                                           Suite{"DHE-RSA-AES128-GCM-SHA256", "server-rsa", 0}),
-                         printed);
+INSTANTIATE_TEST_SUITE_P(
+    All, UnsupportedCipherSuite,
+    ::testing::Values(CipherSuite{"ECDHE-ECDSA-AES128-SHA256", "server-ecdsa", 0},
+                      CipherSuite{"ECDHE-RSA-AES256-SHA", "server-rsa", 0},
+                      CipherSuite{"AES128-GCM-SHA256", "server-rsa", 0},
+                      CipherSuite{"DHE-RSA-AES128-GCM-SHA256", "server-rsa", 0}),
+    printed);
 
-TEST_F(Suites, aPeerThatAsksForSmallRecordsGetsThem) {
+TEST_F(CipherSuites, requestedFragmentLengthIsKept) {
     PeerSettings settings;
     settings.smallRecords = true;
     RawPeer client = RawPeer::client(settings);
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(server.established());
     EXPECT_EQ(server.sizes().cbMaximumMessage, 1024U);
     EXPECT_EQ(client.open(server.protect(std::string(1024, 'x'))), std::string(1024, 'x'));
 }
 
-TEST_F(Suites, noSessionIsTakenUpAgain) {
+TEST_F(CipherSuites, sessionsAreNotResumed) {
     RawPeer before = RawPeer::client();
     {
         Side server = Side::server();
-        shakeHands(before, server);
+        runHandshake(before, server);
         ASSERT_TRUE(before.established());
         EXPECT_FALSE(before.hasTicket());
     }
     RawPeer client = RawPeer::client();
-    client.takeUp(before);
+    client.offerSessionOf(before);
     Side server = Side::server();
-    shakeHands(client, server);
+    runHandshake(client, server);
     ASSERT_TRUE(client.established());
-    EXPECT_FALSE(client.tookUp());
+    EXPECT_FALSE(client.resumedSession());
 }
 
 } // namespace

@@ -7,15 +7,15 @@
 
 namespace VexaSsl::test {
 
-using AcceptExNeighbours = ContractTest;
+using AcceptExConcurrency = ContractTest;
 
-TEST_F(AcceptExNeighbours, closingTheListenerAborts) {
+TEST_F(AcceptExConcurrency, closingTheListenerAbortsTheAccept) {
     Socket listener = listenOnLoopback();
     const ScopedEvent event;
     auto accept = std::make_unique<Accept>(0, event.get());
     ASSERT_EQ(accept->post(listener), WSA_IO_PENDING);
     const std::jthread other([&] {
-        giveOthersTime();
+        yieldToOtherThreads();
         listener.close();
     });
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
@@ -24,7 +24,7 @@ TEST_F(AcceptExNeighbours, closingTheListenerAborts) {
     EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
 }
 
-TEST_F(AcceptExNeighbours, closingTheListenerAbortsTheWaitForFirstData) {
+TEST_F(AcceptExConcurrency, closingTheListenerAbortsTheWaitForFirstData) {
     Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(8, event.get());
@@ -35,7 +35,7 @@ TEST_F(AcceptExNeighbours, closingTheListenerAbortsTheWaitForFirstData) {
     EXPECT_TRUE(isAborted(accept.finish(accept.socket, false)));
 }
 
-TEST_F(AcceptExNeighbours, closingTheAcceptSocketAbortsTheWaitForFirstData) {
+TEST_F(AcceptExConcurrency, closingTheAcceptSocketAbortsTheWaitForFirstData) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(8, event.get());
@@ -48,7 +48,7 @@ TEST_F(AcceptExNeighbours, closingTheAcceptSocketAbortsTheWaitForFirstData) {
     EXPECT_EQ(platform::recv(client.get(), &byte, 1, 0), 0); // the connection has ended with it
 }
 
-TEST_F(AcceptExNeighbours, deferredConnectionIsTakenByAPendingOne) {
+TEST_F(AcceptExConcurrency, pendingAcceptTakesDeferredConnection) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     const Socket client = connectedTo(listener);
@@ -62,7 +62,7 @@ TEST_F(AcceptExNeighbours, deferredConnectionIsTakenByAPendingOne) {
     EXPECT_EQ(accept.remote().sin_port, addressOf(client).sin_port);
 }
 
-TEST_F(AcceptExNeighbours, blockingAcceptBesideItGetsItsConnection) {
+TEST_F(AcceptExConcurrency, blockingAcceptSharesTheListener) {
     Socket listener = listenOnLoopback();
     constexpr int connections = 200;
     int plain = 0;
@@ -91,7 +91,7 @@ TEST_F(AcceptExNeighbours, blockingAcceptBesideItGetsItsConnection) {
             ASSERT_TRUE(posted == 0 || posted == WSA_IO_PENDING);
         }
     }
-    giveOthersTime();
+    yieldToOtherThreads();
     endAccepts(listener);
     acceptor.join();
     while (dequeue(port.get(), 0).result != FALSE) {
