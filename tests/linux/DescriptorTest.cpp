@@ -1,4 +1,4 @@
-// Sockets are descriptors: their numbers, their flags, and what else a number may stand for.
+// Sockets as file descriptors: their numbers, their flags, and the reuse of numbers.
 #include "contract/sockets/AcceptCall.h"
 
 #include <fcntl.h>
@@ -18,7 +18,7 @@ bool closesOnExec(const Socket& socket) {
     return (fcntl(descriptorOf(socket), F_GETFD) & FD_CLOEXEC) != 0;
 }
 
-// As many as it takes until the last one has the number, which is free.
+// Opens sockets until the last one has the number, which is free.
 std::vector<Socket> datagramSocketsUpTo(SOCKET number) {
     std::vector<Socket> sockets;
     do {
@@ -42,7 +42,7 @@ TEST(Connections, socketsCloseOnExec) {
     EXPECT_TRUE(closesOnExec(pair.server));
 }
 
-TEST(Connections, closingWhatIsNoSocketClosesNothing) {
+TEST(Connections, closingNonSocketLeavesItOpen) {
     const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(host::closesocket(static_cast<SOCKET>(file)), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAENOTSOCK);
@@ -51,8 +51,8 @@ TEST(Connections, closingWhatIsNoSocketClosesNothing) {
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
-// What is known of a socket is known of nothing else with its number.
-TEST(Select, fileWithTheNumberOfAClosedSocketIsNoSocket) {
+// What the binding remembers of a socket doesn't apply to another file with its number.
+TEST(Select, fileWithReusedNumberIsNotSocket) {
     Pair pair = connectedPair();
     const SOCKET number = pair.server.get();
     EXPECT_EQ(selectAtOnce(number), 0);
@@ -66,7 +66,7 @@ TEST(Select, fileWithTheNumberOfAClosedSocketIsNoSocket) {
     close(file);
 }
 
-TEST(Transfers, datagramIsCutOnTheNumberOfAClosedStreamToo) {
+TEST(Transfers, datagramIsTruncatedOnReusedNumberOfStream) {
     Pair pair = connectedPair();
     const SOCKET number = pair.server.get();
     sendText(pair.client, "text");
@@ -97,7 +97,7 @@ TEST(AcceptEx, acceptedSocketKeepsItsNumberAndClosesOnExec) {
     EXPECT_NE(fcntl(descriptorOf(accept.socket), F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST(AcceptEx, leavesTheListenersModeAlone) {
+TEST(AcceptEx, acceptLeavesTheListenerBlocking) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
     Accept accept;
@@ -105,7 +105,7 @@ TEST(AcceptEx, leavesTheListenersModeAlone) {
     EXPECT_EQ(fcntl(descriptorOf(listener), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(EventReceive, newSocketWithTheSameNumberHasNothingPending) {
+TEST(EventReceive, socketWithReusedNumberHasNothingPending) {
     Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -120,26 +120,26 @@ TEST(EventReceive, newSocketWithTheSameNumberHasNothingPending) {
     EXPECT_EQ(receive.finish(next.server, false), WSA_OPERATION_ABORTED);
 }
 
-TEST(EventReceive, failureAtOnceIsToldByTheResultToo) {
+TEST(EventReceive, immediateFailureIsAlsoTheResult) {
     const Socket unconnected = tcpSocket();
     Receive receive(8);
     EXPECT_EQ(receive.post(unconnected), WSAENOTCONN);
     EXPECT_EQ(receive.finish(unconnected, true), WSAENOTCONN);
 }
 
-TEST(AcceptExNeighbours, closingTheAcceptSocketAbortsAndItsNumberIsFree) {
+TEST(AcceptExConcurrency, closingTheAcceptSocketFreesItsNumber) {
     const Socket listener = listenOnLoopback();
     const ScopedEvent event;
     Accept accept(0, event.get());
     ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
     const SOCKET number = accept.socket.get();
     accept.socket.close();
-    const Socket other = tcpSocket(); // before a wait, which may need a descriptor of its own
+    const Socket other = tcpSocket(); // before a wait, which may open a descriptor
     EXPECT_EQ(other.get(), number);
     EXPECT_EQ(event.wait(0), WSA_WAIT_EVENT_0);
     EXPECT_EQ(accept.finish(listener, false), WSA_OPERATION_ABORTED);
     const Socket client = connectedTo(listener);
-    const Socket server(platform::accept(listener.get(), nullptr, nullptr)); // still to be had
+    const Socket server(platform::accept(listener.get(), nullptr, nullptr));
     EXPECT_TRUE(server.isValid());
     EXPECT_FALSE(isConnected(other));
 }

@@ -1,4 +1,4 @@
-// The machine's name out of the hosts file.
+// The machine's name from the hosts file.
 #include "platform/linux/base/HostName.h"
 
 #include <gtest/gtest.h>
@@ -20,43 +20,43 @@ TEST(HostsFile, firstNameOfTheHostsLineIsCanonical) {
     EXPECT_EQ(canonicalNameIn("127.0.1.1 box.shop.example box\n", "box"), "box.shop.example");
 }
 
-TEST(HostsFile, caseOfTheHostNameDoesNotCount) {
+TEST(HostsFile, hostNameIgnoresCase) {
     EXPECT_EQ(canonicalNameIn("127.0.1.1 Box.shop.example BOX", "box"), "Box.shop.example");
 }
 
-TEST(HostsFile, commentsBlanksAndCarriageReturnsAreNoNames) {
+TEST(HostsFile, commentsSpacesAndCarriageReturnsAreIgnored) {
     EXPECT_EQ(
         canonicalNameIn("#127.0.1.1 no.example box\n\n  10.0.0.1\tbox.example\t box\r\n", "box"),
         "box.example");
     EXPECT_EQ(canonicalNameIn("10.0.0.1 no.example other # box\n", "box"), "");
 }
 
-TEST(HostsFile, nameWithoutADotIsPassedOver) {
+TEST(HostsFile, nameWithoutDotIsSkipped) {
     EXPECT_EQ(canonicalNameIn("127.0.0.1 box\n10.0.0.1 box.example box\n", "box"), "box.example");
     EXPECT_EQ(canonicalNameIn("127.0.0.1 localhost box\n", "box"), "");
 }
 
-TEST(HostsFile, loopbackIsNoName) {
+TEST(HostsFile, localhostIsSkipped) {
     EXPECT_EQ(canonicalNameIn("127.0.0.1 localhost.localdomain localhost box\n", "box"), "");
 }
 
-TEST(HostsFile, partOfANameIsNoName) {
+TEST(HostsFile, partOfNameDoesNotMatch) {
     EXPECT_EQ(canonicalNameIn("10.0.0.1 toolbox.example toolbox\n", "box"), "");
 }
 
-TEST(HostsFile, addressAloneAndEmptyTextNameNothing) {
+TEST(HostsFile, lineWithoutNamesGivesNoName) {
     EXPECT_EQ(canonicalNameIn("box\n", "box"), "");
     EXPECT_EQ(canonicalNameIn("", "box"), "");
 }
 
-// Runs where the machine lets the test have a host name of its own.
-TEST(FullyQualifiedHostName, hostNameWithADotIsTheName) {
+// Runs where the account may set a host name in a new namespace.
+TEST(FullyQualifiedHostName, hostNameWithDotIsFullyQualified) {
     const pid_t child = fork();
     if (child == 0) {
-        constexpr int notAllowed = 2;
+        constexpr int notPermitted = 2;
         const std::string name = "box.shop.example";
         if (unshare(CLONE_NEWUTS) != 0 || sethostname(name.data(), name.size()) != 0) {
-            _exit(notAllowed);
+            _exit(notPermitted);
         }
         _exit(linux::fullyQualifiedHostName() == name ? 0 : 1);
     }
@@ -64,12 +64,12 @@ TEST(FullyQualifiedHostName, hostNameWithADotIsTheName) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
     if (WEXITSTATUS(status) == 2) {
-        GTEST_SKIP() << "this account can't have a host name of its own";
+        GTEST_SKIP() << "this account cannot set a host name in a namespace";
     }
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-TEST(FullyQualifiedHostName, hostNameWithoutADotIsLookedUpInTheHostsFile) {
+TEST(FullyQualifiedHostName, hostNameWithoutDotIsLookedUpInTheHostsFile) {
     char host[256] = {};
     ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
     if (std::string(host).find('.') != std::string::npos) {

@@ -1,4 +1,4 @@
-// The account, the breakpoint and code points as only this binding knows them.
+// User names, breakpoints and code points where the Linux binding is stricter than the contract.
 #include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
@@ -13,23 +13,23 @@
 namespace VexaSsl::test {
 namespace {
 
-TEST(GetUserNameW, userWithoutAnEntryIsANumber) {
+TEST(GetUserNameW, userWithoutEntryIsNumber) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become a user without an entry";
     }
     EXPECT_EXIT(
         {
-            constexpr uid_t nobodyKnows = 3'999'999'999;
+            constexpr uid_t userWithoutEntry = 3'999'999'999;
             wchar_t buffer[257] = {};
             DWORD size = 257;
-            const bool became = setuid(nobodyKnows) == 0;
+            const bool became = setuid(userWithoutEntry) == 0;
             const BOOL done = platform::GetUserNameW(buffer, &size);
             _exit(became && done && std::wstring(buffer) == L"3999999999" ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(DebugBreak, withoutADebuggerDoesNothing) {
+TEST(DebugBreak, breakWithoutDebuggerDoesNothing) {
     EXPECT_EXIT(
         {
             platform::DebugBreak();
@@ -38,7 +38,7 @@ TEST(DebugBreak, withoutADebuggerDoesNothing) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(DebugBreak, stopsUnderADebugger) {
+TEST(DebugBreak, breakStopsUnderDebugger) {
     const pid_t child = fork();
     if (child == 0) {
         if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
@@ -56,12 +56,12 @@ TEST(DebugBreak, stopsUnderADebugger) {
         waitpid(child, &status, 0);
     }
     if (refused) {
-        GTEST_SKIP() << "this machine allows no tracing";
+        GTEST_SKIP() << "this machine does not permit tracing";
     }
 }
 
-// Every byte that belongs to no sequence counts, and so does each that follows it.
-TEST(MultiByteToWideChar, everyByteOfAnInvalidFormIsAReplacementCharacter) {
+// Each byte of an invalid sequence is replaced, not the sequence as a whole.
+TEST(MultiByteToWideChar, everyByteOfInvalidFormIsReplacementCharacter) {
     for (const std::string bytes :
          {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
         wchar_t buffer[8];
@@ -72,7 +72,7 @@ TEST(MultiByteToWideChar, everyByteOfAnInvalidFormIsAReplacementCharacter) {
     }
 }
 
-TEST(WideCharToMultiByte, utf8EncodesWhatIsNoCodePointAsTheReplacementCharacter) {
+TEST(WideCharToMultiByte, utf8EncodesInvalidCodePointAsReplacementCharacter) {
     const std::wstring noCodePoints{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)};
     char buffer[16];
     const int written = platform::WideCharToMultiByte(CP_UTF8, 0, noCodePoints.data(), 2, buffer,

@@ -1,4 +1,4 @@
-// Signals that fall on the thread of a test.
+// Signals sent to the thread of a test.
 #pragma once
 
 #include <thread>

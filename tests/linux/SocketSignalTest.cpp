@@ -1,4 +1,4 @@
-// Signals that fall on a thread inside a call: they neither end it nor make it longer.
+// Signals that arrive during a call neither end nor extend it.
 #include "contract/sockets/Loopback.h"
 #include "linux/SignalStorm.h"
 
@@ -7,21 +7,7 @@
 
 namespace VexaSsl::test {
 
-namespace {
-
-constexpr timeval tenSeconds{10, 0};
-
-fd_set setOf(std::initializer_list<const Socket*> sockets) {
-    fd_set set;
-    for (const Socket* socket : sockets) {
-        host::socketSetAdd(socket->get(), set);
-    }
-    return set;
-}
-
-} // namespace
-
-TEST(Transfers, signalsDoNotEndAReceive) {
+TEST(Transfers, signalsDoNotEndReceive) {
     const Pair pair = connectedPair();
     const std::jthread peer([&] {
         yieldToOtherThreads();
@@ -34,7 +20,7 @@ TEST(Transfers, signalsDoNotEndAReceive) {
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(Transfers, signalsDoNotExtendATimeout) {
+TEST(Transfers, signalsDoNotExtendTheTimeout) {
     const Pair pair = connectedPair();
     setReceiveTimeout(pair.server, std::chrono::milliseconds(60));
     const SignalStorm storm;
@@ -44,7 +30,7 @@ TEST(Transfers, signalsDoNotExtendATimeout) {
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(Transfers, signalsDoNotEndASend) {
+TEST(Transfers, signalsDoNotEndSend) {
     const Pair pair = connectedPair();
     const std::string much(8 << 20, 'm');
     const std::jthread peer([&] {
@@ -57,21 +43,21 @@ TEST(Transfers, signalsDoNotEndASend) {
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(CompletionPort, signalsNeitherEndNorExtendTheWait) {
+TEST(CompletionPort, signalsNeitherEndNorExtendDequeuing) {
     const ScopedPort port;
     const SignalStorm storm;
     EXPECT_EQ(dequeue(port.get(), 50).error, static_cast<int>(WSA_WAIT_TIMEOUT));
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(SleepEx, signalsDoNotEndIt) {
+TEST(SleepEx, signalsDoNotEndSleep) {
     const SignalStorm storm;
     EXPECT_EQ(host::SleepEx(30, FALSE), 0U);
     EXPECT_EQ(host::SleepEx(30, TRUE), 0U);
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(Connections, signalsDoNotEndAnAccept) {
+TEST(Connections, signalsDoNotEndAccept) {
     const Socket listener = listenOnLoopback();
     Socket client;
     const std::jthread peer([&] {
@@ -83,8 +69,8 @@ TEST(Connections, signalsDoNotEndAnAccept) {
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-// A listener whose queue is full leaves a connect waiting, so that there is something to interrupt.
-TEST(Connections, signalsDoNotEndAConnect) {
+// The listener's queue is full, so that the connect blocks and can be interrupted.
+TEST(Connections, signalsDoNotEndConnect) {
     const Socket listener = listenOnLoopback();
     host::listen(listener.get(), 0);
     const Socket queued = connectedTo(listener);
@@ -107,7 +93,7 @@ TEST(Connections, signalsDoNotEndAConnect) {
     platform::shutdown(listening, SD_BOTH); // ends the accept
 }
 
-TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
+TEST(EventReceive, signalsDoNotEndTheWaitForTheResult) {
     const Pair pair = connectedPair();
     Receive receive(8);
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
@@ -120,17 +106,17 @@ TEST(EventReceive, signalsDoNotEndAWaitForTheResult) {
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(Events, signalsNeitherEndNorExtendAWait) {
+TEST(Events, signalsNeitherEndNorExtendTheWaitForEvents) {
     const ScopedEvent event;
     const SignalStorm storm;
     EXPECT_EQ(event.wait(50), WSA_WAIT_TIMEOUT);
     EXPECT_GT(SignalStorm::delivered(), 0);
 }
 
-TEST(Select, signalsNeitherEndNorExtendTheWait) {
+TEST(Select, signalsNeitherEndNorExtendSelect) {
     const Pair pair = connectedPair();
     const SignalStorm storm;
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     const timeval brief{0, 60000};
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
     EXPECT_GT(SignalStorm::delivered(), 0);
@@ -138,7 +124,7 @@ TEST(Select, signalsNeitherEndNorExtendTheWait) {
         yieldToOtherThreads();
         sendText(pair.client, "x");
     });
-    readable = setOf({&pair.server});
+    readable = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 

@@ -1,4 +1,4 @@
-// Wide text in files where a path is bytes and the locale may be UTF-8.
+// Wide text in files on a system whose paths are bytes and whose locale may be UTF-8.
 #include "contract/base/TextFileFixture.h"
 
 #include <gtest/gtest.h>
@@ -8,27 +8,35 @@ namespace {
 
 using TextFiles = TextFileTest;
 
-std::wstring everyByteWide() {
-    std::wstring text;
-    for (int unit = 0; unit < 256; ++unit) {
-        text += static_cast<wchar_t>(unit);
+std::string everyByte() {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
     }
-    return text;
+    return bytes;
 }
 
-TEST_F(TextFiles, anotherGlobalLocaleConvertsInItsOwnWay) {
+std::wstring everyUnitUpTo0xFF() {
+    std::wstring units;
+    for (int unit = 0; unit < 256; ++unit) {
+        units += static_cast<wchar_t>(unit);
+    }
+    return units;
+}
+
+TEST_F(TextFiles, globalLocaleDeterminesTheConversion) {
     const GlobalLocale locale(std::locale("C.UTF-8"));
     EXPECT_TRUE(append(L"\u20AC\n"));
     EXPECT_EQ(bytes(), "\xE2\x82\xAC\n");
     EXPECT_EQ(lines(), Lines{L"\u20AC"});
 }
 
-TEST_F(TextFiles, pathOutOfAFileOpensTheFileOfThoseBytes) {
+TEST_F(TextFiles, pathReadFromFileKeepsItsBytes) {
     putBytes("/caf\xC3\xA9/\xFF\n");
     EXPECT_EQ(platform::pathFromFileText(lines().front()).native(), "/caf\xC3\xA9/\xFF");
 }
 
-TEST_F(TextFiles, pathOutOfAFileInAnotherLocaleOpensTheFileOfThoseBytes) {
+TEST_F(TextFiles, pathReadFromFileInOtherLocaleKeepsItsBytes) {
     const GlobalLocale locale(std::locale("C.UTF-8"));
     putBytes("/caf\xC3\xA9\n");
     EXPECT_EQ(platform::pathFromFileText(lines().front()).native(), "/caf\xC3\xA9");
@@ -39,47 +47,39 @@ TEST(PathFromFileText, unitAbove0xFFIsUtf8) {
               "/\xE2\x82\xAC\xF0\x9F\x94\x92");
 }
 
-TEST(PathFromFileText, whatIsNoCodePointThrowsNothing) {
+TEST(PathFromFileText, invalidCodePointDoesNotThrow) {
     const std::wstring text{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x7FFFFFFF)};
     EXPECT_EQ(platform::pathFromFileText(text).native(), "\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
-TEST(PathToText, isTheTextThatNamesThePath) {
+TEST(PathToText, textNamesTheSamePath) {
     const std::filesystem::path path = "/caf\xC3\xA9/\xFF";
     EXPECT_EQ(platform::pathFromFileText(platform::pathToText(path)), path);
 }
 
-TEST(PathToText, canBeWrittenToALogInTheClassicLocale) {
+TEST(PathToText, textFitsLogInTheClassicLocale) {
     for (const wchar_t unit : platform::pathToText("/\xE2\x82\xAC")) {
         EXPECT_LE(unit, 0xFF);
     }
 }
 
-TEST(PathToText, isDecodedInAnotherLocale) {
+TEST(PathToText, otherLocaleDecodesThePath) {
     const GlobalLocale locale(std::locale("C.UTF-8"));
     EXPECT_EQ(platform::pathToText("/\xE2\x82\xAC"), L"/\u20AC");
     EXPECT_EQ(platform::pathToText("/\xFF"), L"/\xFF");
 }
 
-TEST_F(TextFiles, everyByteIsOneUnitWhenRead) {
-    std::string all;
-    for (int byte = 0; byte < 256; ++byte) {
-        all += static_cast<char>(byte);
-    }
-    putBytes(all);
+TEST_F(TextFiles, everyByteIsReadAsOneUnit) {
+    putBytes(everyByte());
     std::wifstream stream;
     platform::openTextFile(stream, path());
     const std::wstring text{std::istreambuf_iterator<wchar_t>(stream), {}};
-    EXPECT_EQ(text, everyByteWide());
+    EXPECT_EQ(text, everyUnitUpTo0xFF());
 }
 
-TEST_F(TextFiles, everyUnitUpTo0xFFIsOneByteWhenWritten) {
-    EXPECT_TRUE(append(everyByteWide()));
-    std::string expected;
-    for (int byte = 0; byte < 256; ++byte) {
-        expected += static_cast<char>(byte);
-    }
-    EXPECT_EQ(bytes(), expected);
+TEST_F(TextFiles, unitUpTo0xFFIsWrittenAsOneByte) {
+    EXPECT_TRUE(append(everyUnitUpTo0xFF()));
+    EXPECT_EQ(bytes(), everyByte());
 }
 
 } // namespace

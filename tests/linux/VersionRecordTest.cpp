@@ -1,4 +1,4 @@
-// Version records in sections of files, and the reader of sections, whose files may be anything.
+// Version records in sections of files, and the reader of sections, which accepts any file.
 #include "VersionRecord.h"
 #include "platform/contract/WindowsBase.h"
 #include "platform/linux/base/FileSection.h"
@@ -104,14 +104,14 @@ std::string textOf(const std::vector<char>& block, const std::string& key) {
     return std::string(static_cast<const char*>(value), length);
 }
 
-TEST_F(VersionRecord, sectionIsReadByItsName) {
+TEST_F(VersionRecord, sectionIsFoundByItsName) {
     write(ElfFile("content").bytes());
     EXPECT_EQ(section(), "content");
     EXPECT_EQ(linux::readSection(path.c_str(), ".other", 4096), "");
     EXPECT_EQ(linux::readSection(path.c_str(), VEXASSL_VERSION_SECTION, 6), "");
 }
 
-TEST_F(VersionRecord, fileCutAnywhereHasNoSection) {
+TEST_F(VersionRecord, truncatedFileHasNoSection) {
     const std::string whole = ElfFile("content").bytes();
     for (std::size_t size = 0; size < whole.size(); ++size) {
         write(whole.substr(0, size));
@@ -119,7 +119,7 @@ TEST_F(VersionRecord, fileCutAnywhereHasNoSection) {
     }
 }
 
-TEST_F(VersionRecord, everyByteOfTheFileMayBeAnything) {
+TEST_F(VersionRecord, everyByteOfTheFileMayBeWrong) {
     const std::string whole = ElfFile(record()).bytes();
     for (std::size_t place = 0; place < whole.size(); ++place) {
         for (const char value : {'\0', '\x7F', '\xFF'}) {
@@ -135,12 +135,12 @@ TEST_F(VersionRecord, everyByteOfTheFileMayBeAnything) {
     }
 }
 
-TEST_F(VersionRecord, folderAndPipeHaveNone) {
+TEST_F(VersionRecord, folderAndPipeHaveNoSection) {
     EXPECT_EQ(linux::readSection("/", VEXASSL_VERSION_SECTION, 4096), "");
     EXPECT_EQ(linux::readSection("/dev/null", VEXASSL_VERSION_SECTION, 4096), "");
 }
 
-TEST_F(VersionRecord, textsAreFoundByTheirKeysAlone) {
+TEST_F(VersionRecord, textsAreFoundByWholeKeysOnly) {
     write(ElfFile(record()).bytes());
     const std::vector<char> block = read();
     const std::string prefix = "\\StringFileInfo\\040904E4\\";
@@ -152,26 +152,26 @@ TEST_F(VersionRecord, textsAreFoundByTheirKeysAlone) {
     EXPECT_EQ(textOf(block, ""), "(none)");
 }
 
-TEST_F(VersionRecord, whatStandsBehindTheRecordDoesNotCount) {
+TEST_F(VersionRecord, bytesAfterTheRecordAreIgnored) {
     write(ElfFile(record() + "padding").bytes());
     EXPECT_EQ(size(), record().size());
 }
 
-TEST_F(VersionRecord, recordWithoutAnEndToItsTextsIsNone) {
+TEST_F(VersionRecord, recordWithUnterminatedTextsIsRefused) {
     write(ElfFile(record("FileVersion\0"
                          "1.2"))
               .bytes());
     EXPECT_EQ(size(), 0U);
 }
 
-TEST_F(VersionRecord, recordLargerThanItsSectionIsNone) {
+TEST_F(VersionRecord, recordLargerThanItsSectionIsRefused) {
     std::string content = record();
     content.resize(content.size() - 1);
     write(ElfFile(content).bytes());
     EXPECT_EQ(size(), 0U);
 }
 
-TEST_F(VersionRecord, tooSmallABlockIsRefused) {
+TEST_F(VersionRecord, tooSmallBlockIsRefused) {
     write(ElfFile(record()).bytes());
     std::vector<char> block(size() - 1);
     EXPECT_EQ(platform::GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(block.size()),
@@ -180,19 +180,19 @@ TEST_F(VersionRecord, tooSmallABlockIsRefused) {
     EXPECT_EQ(platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(LoadedLibrary, bareNameIsTheNameOfALibrary) {
+TEST(LoadedLibrary, bareNameNamesLibrary) {
     EXPECT_NE(platform::LoadLibraryA("libc.so.6"), nullptr);
     EXPECT_EQ(platform::LoadLibraryA("c.so.6"), nullptr);
 }
 
-TEST(LoadedLibrary, functionsAreLookedUpByName) {
+TEST(LoadedLibrary, functionsAreFoundByName) {
     const HMODULE library = platform::LoadLibraryA("libc.so.6");
     EXPECT_NE(platform::GetProcAddress(library, "getpid"), nullptr);
     EXPECT_EQ(platform::GetProcAddress(library, "vexassl_no_such_function"), nullptr);
     EXPECT_EQ(platform::GetProcAddress(nullptr, "getpid"), nullptr);
 }
 
-TEST(LoadedLibrary, fileNameIsWhereTheLoaderFoundIt) {
+TEST(LoadedLibrary, fileNameIsThatOfTheLoader) {
     char name[4096] = {};
     const HMODULE library = platform::LoadLibraryA("libc.so.6");
     ASSERT_GT(platform::GetModuleFileNameA(library, name, sizeof name), 0U);

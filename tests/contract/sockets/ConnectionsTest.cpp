@@ -132,8 +132,7 @@ TEST_F(Connections, nonBlockingConnectWouldBlock) {
     EXPECT_EQ(lastError(), WSAEWOULDBLOCK);
     fd_set writable{};
     host::socketSetAdd(socket.get(), writable);
-    const timeval limit{10, 0};
-    EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &limit), 1);
+    EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &tenSeconds), 1);
     EXPECT_EQ(connectTo(socket, addressOf(listener)), 0);
     EXPECT_EQ(connectTo(socket, addressOf(listener)), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEISCONN);

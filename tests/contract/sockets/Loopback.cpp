@@ -79,6 +79,14 @@ std::size_t fillUp(const Socket& socket) {
     return total;
 }
 
+fd_set fdSetOf(std::initializer_list<const Socket*> sockets) {
+    fd_set set;
+    for (const Socket* socket : sockets) {
+        host::socketSetAdd(socket->get(), set);
+    }
+    return set;
+}
+
 void sendText(const Socket& socket, std::string_view text) {
     ASSERT_EQ(platform::send(socket.get(), text.data(), static_cast<int>(text.size()), 0),
               static_cast<int>(text.size()));

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -83,6 +84,10 @@ bool isAborted(int error);
 // Sends until the buffers of both ends are full and returns the number of bytes. The socket is
 // non-blocking afterwards.
 std::size_t fillUp(const Socket& socket);
+
+// A set of these sockets.
+fd_set fdSetOf(std::initializer_list<const Socket*> sockets);
+inline constexpr timeval tenSeconds{10, 0};
 
 void sendText(const Socket& socket, std::string_view text);
 // Returns the next size bytes, fewer at the end of the stream or after a failure.

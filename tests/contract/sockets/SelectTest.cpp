@@ -11,16 +11,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr timeval tenSeconds{10, 0};
 constexpr timeval atOnce{0, 0};
-
-fd_set setOf(std::initializer_list<const Socket*> sockets) {
-    fd_set set{};
-    for (const Socket* socket : sockets) {
-        host::socketSetAdd(socket->get(), set);
-    }
-    return set;
-}
 
 } // namespace
 
@@ -33,9 +24,9 @@ TEST_F(Select, readySocketsKeepTheirOrder) {
     const Pair three = connectedPair();
     sendText(one.client, "x");
     sendText(three.client, "x");
-    fd_set readable = setOf({&three.server, &two.server, &one.server});
+    fd_set readable = fdSetOf({&three.server, &two.server, &one.server});
     while (readable.fd_count != 2) { // until both bytes have arrived
-        readable = setOf({&three.server, &two.server, &one.server});
+        readable = fdSetOf({&three.server, &two.server, &one.server});
         ASSERT_GT(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 0);
     }
     EXPECT_EQ(readable.fd_array[0], three.server.get());
@@ -45,17 +36,17 @@ TEST_F(Select, readySocketsKeepTheirOrder) {
 TEST_F(Select, resultCountsAllSets) {
     const Pair pair = connectedPair();
     sendText(pair.client, "x");
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     ASSERT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
-    fd_set writable = setOf({&pair.server, &pair.client});
-    fd_set exceptional = setOf({&pair.server});
+    fd_set writable = fdSetOf({&pair.server, &pair.client});
+    fd_set exceptional = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, &writable, &exceptional, &tenSeconds), 3);
     EXPECT_EQ(exceptional.fd_count, 0U);
 }
 
 TEST_F(Select, timeoutEmptiesTheSets) {
     const Pair pair = connectedPair();
-    fd_set readable = setOf({&pair.server, &pair.client});
+    fd_set readable = fdSetOf({&pair.server, &pair.client});
     const timeval brief{0, 10000};
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &brief), 0);
     EXPECT_EQ(readable.fd_count, 0U);
@@ -75,14 +66,14 @@ TEST_F(Select, onlyEmptySetsAreInvalid) {
 TEST_F(Select, emptyReadSetWithAnotherSetIsValid) {
     const Pair pair = connectedPair();
     fd_set empty{};
-    fd_set writable = setOf({&pair.server});
+    fd_set writable = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &empty, &writable, nullptr, &tenSeconds), 1);
 }
 
 TEST_F(Select, nonSocketFailsAndLeavesTheSets) {
     const Pair pair = connectedPair();
     for (const SOCKET bad : {INVALID_SOCKET, SOCKET{99999}, openNonSocket()}) {
-        fd_set readable = setOf({&pair.server});
+        fd_set readable = fdSetOf({&pair.server});
         host::socketSetAdd(bad, readable);
         EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &atOnce), SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAENOTSOCK);
@@ -101,7 +92,7 @@ TEST_F(Select, malformedTimeoutIsInvalid) {
     const Pair pair = connectedPair();
     for (const timeval bad :
          {timeval{-1, 0}, timeval{0, -1}, timeval{0, 1000000}, timeval{-1, 2000000}}) {
-        fd_set readable = setOf({&pair.server});
+        fd_set readable = fdSetOf({&pair.server});
         EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &bad), SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAEINVAL);
         EXPECT_EQ(readable.fd_count, 1U);
@@ -114,14 +105,14 @@ TEST_F(Select, nullTimeoutWaitsForever) {
         yieldToOtherThreads();
         sendText(pair.client, "x");
     });
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, nullptr), 1);
 }
 
 TEST_F(Select, longestTimeoutDoesNotOverflow) {
     const Pair pair = connectedPair();
     sendText(pair.client, "x");
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     const timeval longest{std::numeric_limits<decltype(timeval::tv_sec)>::max(), 999999};
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &longest), 1);
 }
@@ -144,7 +135,7 @@ TEST_F(Select, setsTogetherMayExceedTheCapacityOfOne) {
 TEST_F(Select, endOfStreamIsReadable) {
     Pair pair = connectedPair();
     pair.client.close();
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 
@@ -152,14 +143,14 @@ TEST_F(Select, resetConnectionIsReadable) {
     Pair pair = connectedPair();
     resetWhenClosed(pair.client);
     pair.client.close();
-    fd_set readable = setOf({&pair.server});
+    fd_set readable = fdSetOf({&pair.server});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 
 TEST_F(Select, waitingConnectionMakesListenerReadable) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
-    fd_set readable = setOf({&listener});
+    fd_set readable = fdSetOf({&listener});
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &tenSeconds), 1);
 }
 
@@ -169,9 +160,9 @@ TEST_F(Select, failedConnectIsInTheExceptionSetOnly) {
     setNonBlocking(socket);
     ASSERT_EQ(connectTo(socket, dead), SOCKET_ERROR);
     ASSERT_EQ(lastError(), WSAEWOULDBLOCK);
-    fd_set readable = setOf({&socket});
-    fd_set writable = setOf({&socket});
-    fd_set exceptional = setOf({&socket});
+    fd_set readable = fdSetOf({&socket});
+    fd_set writable = fdSetOf({&socket});
+    fd_set exceptional = fdSetOf({&socket});
     EXPECT_EQ(platform::select(0, &readable, &writable, &exceptional, &tenSeconds), 1);
     EXPECT_EQ(readable.fd_count, 0U);
     EXPECT_EQ(writable.fd_count, 0U);
@@ -183,13 +174,13 @@ TEST_F(Select, resetAfterNonBlockingConnectIsReadable) {
     const Socket socket = tcpSocket();
     setNonBlocking(socket);
     ASSERT_EQ(connectTo(socket, addressOf(listener)), SOCKET_ERROR);
-    fd_set writable = setOf({&socket});
+    fd_set writable = fdSetOf({&socket});
     ASSERT_EQ(platform::select(0, nullptr, &writable, nullptr, &tenSeconds), 1);
     Socket server(platform::accept(listener.get(), nullptr, nullptr));
     resetWhenClosed(server);
     server.close();
-    fd_set readable = setOf({&socket});
-    fd_set exceptional = setOf({&socket});
+    fd_set readable = fdSetOf({&socket});
+    fd_set exceptional = fdSetOf({&socket});
     EXPECT_EQ(platform::select(0, &readable, nullptr, &exceptional, &tenSeconds), 1);
     EXPECT_EQ(readable.fd_count, 1U);
 }
@@ -199,7 +190,7 @@ TEST_F(Select, failedConnectEndsTheWaitForWriting) {
     const Socket socket = tcpSocket();
     setNonBlocking(socket);
     EXPECT_EQ(connectTo(socket, dead), SOCKET_ERROR);
-    fd_set writable = setOf({&socket});
+    fd_set writable = fdSetOf({&socket});
     EXPECT_EQ(platform::select(0, nullptr, &writable, nullptr, &tenSeconds), 1);
 }
 

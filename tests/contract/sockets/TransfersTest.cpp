@@ -81,8 +81,7 @@ TEST_F(Transfers, outOfBandByteIsReceivedSeparately) {
     ASSERT_EQ(platform::send(pair.client.get(), "!", 1, outOfBand), 1);
     fd_set urgent{};
     host::socketSetAdd(pair.server.get(), urgent);
-    const timeval limit{10, 0};
-    ASSERT_EQ(platform::select(0, nullptr, nullptr, &urgent, &limit), 1);
+    ASSERT_EQ(platform::select(0, nullptr, nullptr, &urgent, &tenSeconds), 1);
     char byte = 0;
     EXPECT_EQ(platform::recv(pair.server.get(), &byte, 1, outOfBand), 1);
     EXPECT_EQ(byte, '!');
