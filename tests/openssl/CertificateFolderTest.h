@@ -1,4 +1,4 @@
-// A certificate folder of its own for each test, and a child process that permissions hold back.
+// A certificate folder for each test, and a child process without root's permissions.
 #pragma once
 
 #include "CertificateFiles.h"
@@ -10,8 +10,10 @@ namespace VexaSsl::test {
 
 class CertificateFolderTest : public ::testing::Test, protected TemporaryCertificateFolder {};
 
-// Makes this process an account that permissions hold back, as root reads everything. For a child
-// process only. Result: false if that isn't possible.
+// Gives up root's permissions in a child process. Returns false if that isn't possible.
 bool becomeUnprivileged();
+
+// Returns whether the trust store holds the authority.
+bool hasAnchor(const Issued& authority);
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// Chains of what lies in files, at the strength that TLS asks for, and of nothing at all.
+// Chains of certificates in files, the strength that TLS requires, and null arguments.
 #include "contract/stores/ChainFixture.h"
 #include "openssl/CertificateFolderTest.h"
 
@@ -18,13 +18,13 @@ protected:
 };
 using CertGetCertificateChain = ChainPolicy;
 
-TEST_F(ChainPolicy, entryOfThePersonalStoreIsLinkedByTheHelpersOfItsFile) {
+TEST_F(ChainPolicy, helpersOfTheFileCompleteTheChain) {
     install("leaf.pem", issue(serverNamed("leaf"), &between), {&between});
     const OpenedStore store;
     EXPECT_EQ(verdictOn(chainOf(firstIn(store.get()).get(), serverUsage)), trusted);
 }
 
-TEST_F(ChainPolicy, certificatesOfOtherFilesLinkNoChain) {
+TEST_F(ChainPolicy, certificatesOfOtherFilesDoNotCompleteTheChain) {
     install("a.pem", issue(serverNamed("linked"), &between), {&between});
     install("b.pem", issue(serverNamed("alone"), &between));
     const OpenedStore store;
@@ -35,22 +35,22 @@ TEST_F(ChainPolicy, certificatesOfOtherFilesLinkNoChain) {
 TEST_F(ChainPolicy, keyTooWeakForTlsIsRefused) {
     Recipe weak = serverNamed("leaf");
     weak.rsaBits = 1024;
-    EXPECT_EQ(judge(issue(weak, &root)), (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
+    EXPECT_EQ(verdictOf(issue(weak, &root)), (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
     weak.rsaBits = 2048;
-    EXPECT_EQ(judge(issue(weak, &root)), trusted);
+    EXPECT_EQ(verdictOf(issue(weak, &root)), trusted);
 }
 
-TEST_F(ChainPolicy, authorityWithAKeyTooWeakForTlsIsTheElementAtFault) {
+TEST_F(ChainPolicy, authorityWithKeyTooWeakForTlsIsAtFault) {
     Recipe weak = authorityNamed("weak");
     weak.rsaBits = 1024;
     const Issued authority = issue(weak, &root);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &authority), {&authority}),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &authority), {&authority}),
               (Verdict{TRUST_E_CERT_SIGNATURE, 1}));
 }
 
 TEST_F(CertGetCertificateChain, badChainLeavesTheErrorQueueAlone) {
     ERR_clear_error();
-    judge(withBrokenSignature(issue(serverNamed("leaf"), &root)));
+    verdictOf(withBrokenSignature(issue(serverNamed("leaf"), &root)));
     EXPECT_EQ(ERR_get_error(), 0UL);
 }
 
@@ -67,7 +67,7 @@ TEST_F(CertGetCertificateChain, chainOutlivesTheCertificateAndTheStore) {
     EXPECT_EQ(elementsOf(chain), (Names{L"leaf", L"between", L"root"}));
 }
 
-TEST_F(ChainPolicy, nullChainCannotBeJudged) {
+TEST_F(ChainPolicy, nullChainIsRefused) {
     CERT_CHAIN_POLICY_PARA parameters{};
     CERT_CHAIN_POLICY_STATUS status{};
     EXPECT_FALSE(platform::CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, nullptr,
@@ -76,7 +76,7 @@ TEST_F(ChainPolicy, nullChainCannotBeJudged) {
     EXPECT_EQ(status.dwError, 0U);
 }
 
-TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
+TEST_F(ChainPolicy, otherPolicyIsRefused) {
     const HeldChain chain = chainOf(contextOf(root).get(), "");
     CERT_CHAIN_POLICY_PARA parameters{};
     CERT_CHAIN_POLICY_STATUS status{};
@@ -85,7 +85,7 @@ TEST_F(ChainPolicy, anotherPolicyCannotBeJudged) {
         platform::CertVerifyCertificateChainPolicy(basePolicy, chain.get(), &parameters, &status));
 }
 
-TEST_F(CertGetCertificateChain, noCertificateGivesNoChain) {
+TEST_F(CertGetCertificateChain, nullCertificateGivesNoChain) {
     PCCERT_CHAIN_CONTEXT chain = nullptr;
     CERT_CHAIN_PARA parameters{};
     EXPECT_FALSE(platform::CertGetCertificateChain(nullptr, nullptr, nullptr, nullptr, &parameters,

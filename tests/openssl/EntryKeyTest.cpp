@@ -1,4 +1,4 @@
-// The keys and helpers that entries of the personal store have.
+// The keys and helpers of the entries of the personal store.
 #include "openssl/HelperNames.h"
 
 namespace VexaSsl::test {
@@ -25,7 +25,7 @@ TEST_F(EntryKey, entryHasTheKeyOfItsCertificate) {
     EXPECT_EQ(X509_cmp(openssl::x509Of(entry.get()), one.certificate.get()), 0);
 }
 
-TEST_F(EntryKey, certificateThatMatchesTheKeyIsTheEntryAndTheOthersAreItsHelpers) {
+TEST_F(EntryKey, certificateMatchingTheKeyIsTheEntryAndTheOthersAreHelpers) {
     const Issued root = issue(authorityNamed("root"));
     const Issued between = issue(authorityNamed("between"), &root);
     const Issued leaf = issue(serverNamed("leaf"), &between);
@@ -35,7 +35,7 @@ TEST_F(EntryKey, certificateThatMatchesTheKeyIsTheEntryAndTheOthersAreItsHelpers
     EXPECT_EQ(namesOfHelpers(firstIn(store.get()).get()), (Names{L"between", L"root"}));
 }
 
-TEST_F(EntryKey, furtherCertificatesOfPkcs12AreHelpersInTheirOrder) {
+TEST_F(EntryKey, furtherCertificatesOfPkcs12AreHelpersInOrder) {
     const Issued root = issue(authorityNamed("root"));
     const Issued between = issue(authorityNamed("between"), &root);
     const Issued leaf = issue(serverNamed("leaf"), &between);
@@ -44,7 +44,7 @@ TEST_F(EntryKey, furtherCertificatesOfPkcs12AreHelpersInTheirOrder) {
     EXPECT_EQ(namesOfHelpers(firstIn(store.get()).get()), (Names{L"between", L"root"}));
 }
 
-TEST_F(EntryKey, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
+TEST_F(EntryKey, firstCertificateWithEncryptedKeyIsUnreadableEntry) {
     const Issued root = issue(authorityNamed("root"));
     const Issued leaf = issue(serverNamed("leaf"), &root);
     write("my/leaf.pem", pem(leaf) + pem(root) + encryptedKeyPem(leaf, "secret"));
@@ -56,14 +56,14 @@ TEST_F(EntryKey, keyWithAPassPhraseIsUnreadableAndItsFirstCertificateTheEntry) {
     EXPECT_EQ(namesOfHelpers(entry.get()), Names{L"root"});
 }
 
-TEST_F(EntryKey, keyWithAPassPhraseBesideTheCertificateIsUnreadable) {
+TEST_F(EntryKey, encryptedKeyInSeparateFileIsUnreadable) {
     const Issued one = issue(named("one"));
     write("my/one.pem", pem(one));
     write("my/one.key", encryptedKeyPem(one, "secret"));
     EXPECT_EQ(keyStateOfEntry(), KeyState::unreadable);
 }
 
-TEST_F(EntryKey, keyThatThisAccountMayNotReadIsUnreadable) {
+TEST_F(EntryKey, keyWithoutReadPermissionIsUnreadable) {
     const Issued one = issue(named("one"));
     write("my/one.pem", pem(one));
     write("my/one.key", keyPem(one));

@@ -1,4 +1,4 @@
-// The certificates that travel with another one, by their names.
+// The names of the certificates that are sent with another one.
 #pragma once
 
 #include "openssl/CertificateFolderTest.h"

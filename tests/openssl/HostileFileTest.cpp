@@ -1,4 +1,4 @@
-// Files of a certificate folder that were made to harm, and a process that is short of descriptors.
+// Hostile files in a certificate folder, and a process that is out of file descriptors.
 #include "openssl/CertificateFolderTest.h"
 
 #include "platform/openssl/stores/CertificateObject.h"
@@ -13,10 +13,10 @@ namespace {
 
 using Names = std::vector<std::wstring>;
 
-// --- Counts that would keep the derivation of a key busy for an hour. A test that meets them all
-// the same doesn't end before its time limit.
+// --- Iteration counts with which deriving a key takes an hour: a test that derives it runs into
+// its time limit.
 
-constexpr int unbearable = 2'000'000'000;
+constexpr int hostileIterations = 2'000'000'000;
 
 X509_ALGOR* derivedWith(int iterations) {
     return PKCS5_pbe_set(NID_pbe_WithSHA1And3_Key_TripleDES_CBC, iterations, nullptr, 0);
@@ -30,21 +30,28 @@ std::string written(PKCS12* file) {
     return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }
 
-// An archive with an empty password and no checksum, so that nothing refuses the counts in it.
-openssl::Pkcs12Pointer archiveOf(const Issued& issued, int ofKey, int ofCertificates) {
-    constexpr int noChecksum = -1;
-    return openssl::Pkcs12Pointer(PKCS12_create("", "a name", issued.key.get(),
-                                                issued.certificate.get(), nullptr, ofKey,
-                                                ofCertificates, 1000, noChecksum, 0));
+// An archive with an empty password and without a MAC, which would refuse the changed counts.
+openssl::Pkcs12Pointer archiveOf(const Issued& issued) {
+    constexpr int noMac = -1;
+    return openssl::Pkcs12Pointer(PKCS12_create(
+        "", "a name", issued.key.get(), issued.certificate.get(), nullptr, 0, 0, 1000, noMac, 0));
+}
+
+void setHostileIterationsOfCertificates(PKCS7* part) {
+    if (PKCS7_type_is_encrypted(part)) {
+        X509_ALGOR*& algorithm = part->d.encrypted->enc_data->algorithm;
+        X509_ALGOR_free(algorithm);
+        algorithm = derivedWith(hostileIterations);
+    }
 }
 
 class HostileArchive : public CertificateFolderTest {
 protected:
-    // The parts of the archive, to be changed; put back by the caller.
+    // Changes one part of the archive in place.
     using Change = void (*)(PKCS7* part);
 
     static std::string changed(const Issued& issued, Change change) {
-        const openssl::Pkcs12Pointer file = archiveOf(issued, 0, 0);
+        const openssl::Pkcs12Pointer file = archiveOf(issued);
         STACK_OF(PKCS7)* parts = PKCS12_unpack_authsafes(file.get());
         for (int i = 0; i < sk_PKCS7_num(parts); ++i) {
             change(sk_PKCS7_value(parts, i));
@@ -55,24 +62,17 @@ protected:
     }
 };
 
-TEST_F(HostileArchive, archiveWithoutAChecksumIsReadAsItIs) {
+TEST_F(HostileArchive, archiveWithoutChecksumIsRead) {
     write("my/one.p12", changed(issue(named("one")), [](PKCS7*) {}));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(HostileArchive, countOfTheCertificatesPartIsBounded) {
-    write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
-              if (!PKCS7_type_is_encrypted(part)) {
-                  return;
-              }
-              X509_ALGOR*& algorithm = part->d.encrypted->enc_data->algorithm;
-              X509_ALGOR_free(algorithm);
-              algorithm = derivedWith(unbearable);
-          }));
+TEST_F(HostileArchive, iterationsOfTheCertificatesAreLimited) {
+    write("my/one.p12", changed(issue(named("one")), setHostileIterationsOfCertificates));
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
-TEST_F(HostileArchive, countOfTheKeyIsBounded) {
+TEST_F(HostileArchive, iterationsOfTheKeyAreLimited) {
     write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
               if (!PKCS7_type_is_data(part)) {
                   return;
@@ -83,9 +83,9 @@ TEST_F(HostileArchive, countOfTheKeyIsBounded) {
                       PKCS12_SAFEBAG_get0_pkcs8(sk_PKCS12_SAFEBAG_value(bags, i)));
                   X509_ALGOR* algorithm = nullptr;
                   X509_SIG_getm(sealed, &algorithm, nullptr);
-                  X509_ALGOR* harmful = derivedWith(unbearable);
-                  X509_ALGOR_copy(algorithm, harmful);
-                  X509_ALGOR_free(harmful);
+                  X509_ALGOR* hostile = derivedWith(hostileIterations);
+                  X509_ALGOR_copy(algorithm, hostile);
+                  X509_ALGOR_free(hostile);
               }
               ASN1_OCTET_STRING_free(part->d.data);
               part->d.data = ASN1_OCTET_STRING_new();
@@ -95,24 +95,18 @@ TEST_F(HostileArchive, countOfTheKeyIsBounded) {
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
-TEST_F(HostileArchive, doesNotStopTheFilesBesideIt) {
+TEST_F(HostileArchive, hostileArchiveDoesNotAffectOtherFiles) {
     install("another.pem", issue(named("another")));
-    write("my/one.p12", changed(issue(named("one")), [](PKCS7* part) {
-              if (!PKCS7_type_is_encrypted(part)) {
-                  return;
-              }
-              X509_ALGOR_free(part->d.encrypted->enc_data->algorithm);
-              part->d.encrypted->enc_data->algorithm = derivedWith(unbearable);
-          }));
+    write("my/one.p12", changed(issue(named("one")), setHostileIterationsOfCertificates));
     EXPECT_EQ(namesInPersonalStore(), Names{L"another"});
 }
 
-// --- Want of descriptors.
+// --- Lack of descriptors.
 
-// As long as it lives the process can open nothing more.
-class NoDescriptorLeft {
+// The process can open no further descriptor while it lives.
+class ScopedDescriptorShortage {
 public:
-    NoDescriptorLeft() {
+    ScopedDescriptorShortage() {
         getrlimit(RLIMIT_NOFILE, &former);
         const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
         close(next);
@@ -120,9 +114,9 @@ public:
         limit.rlim_cur = static_cast<rlim_t>(next);
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-    ~NoDescriptorLeft() { setrlimit(RLIMIT_NOFILE, &former); }
-    NoDescriptorLeft(const NoDescriptorLeft&) = delete;
-    NoDescriptorLeft& operator=(const NoDescriptorLeft&) = delete;
+    ~ScopedDescriptorShortage() { setrlimit(RLIMIT_NOFILE, &former); }
+    ScopedDescriptorShortage(const ScopedDescriptorShortage&) = delete;
+    ScopedDescriptorShortage& operator=(const ScopedDescriptorShortage&) = delete;
 
 private:
     rlimit former{};
@@ -134,63 +128,50 @@ constexpr bool underSanitizer = true;
 constexpr bool underSanitizer = false;
 #endif
 
-class ShortOfDescriptors : public CertificateFolderTest {
+class DescriptorShortage : public CertificateFolderTest {
 protected:
     void SetUp() override {
         if (underSanitizer) {
-            GTEST_SKIP()
-                << "the sanitizer itself needs descriptors, to look whether memory is there";
+            GTEST_SKIP() << "the sanitizer needs descriptors to check whether memory is mapped";
         }
-    }
-
-    static bool hasAnchor(const Issued& authority) {
-        const auto anchors = openssl::trustStore();
-        STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(anchors.get());
-        for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
-            const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
-            if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0) {
-                return true;
-            }
-        }
-        return false;
     }
 };
 
-TEST_F(ShortOfDescriptors, trustAnchorsStay) {
+TEST_F(DescriptorShortage, trustAnchorsStayWithoutDescriptors) {
     const Issued authority = issue(authorityNamed("one"));
     write("root/one.pem", pem(authority));
     EXPECT_TRUE(hasAnchor(authority));
     {
-        const NoDescriptorLeft shortage;
+        const ScopedDescriptorShortage shortage;
         EXPECT_TRUE(hasAnchor(authority));
     }
     EXPECT_TRUE(hasAnchor(authority));
 }
 
-TEST_F(ShortOfDescriptors, personalStoreStays) {
+TEST_F(DescriptorShortage, personalStoreStaysWithoutDescriptors) {
     install("one.pem", issue(named("one")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-    const NoDescriptorLeft shortage;
+    const ScopedDescriptorShortage shortage;
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(ShortOfDescriptors, changesShowWhenItIsOver) {
+TEST_F(DescriptorShortage, changesAreSeenOnceDescriptorsAreAvailable) {
     install("one.pem", issue(named("before")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"before"});
-    install("one.pem", issue(named("behind")));
+    install("one.pem", issue(named("after")));
     {
-        const NoDescriptorLeft shortage;
+        const ScopedDescriptorShortage shortage;
         EXPECT_EQ(namesInPersonalStore(), Names{L"before"});
     }
-    EXPECT_EQ(namesInPersonalStore(), Names{L"behind"});
+    EXPECT_EQ(namesInPersonalStore(), Names{L"after"});
 }
 
-// --- Names that aren't what their kind allows.
+// --- Names with characters that a DNS name cannot have.
 
-TEST(DnsNameOfACertificate, isVisibleAsciiOrNone) {
+TEST(DnsNameSyntax, dnsNameIsVisibleAsciiOrIgnored) {
     const TemporaryCertificateFolder folder;
     Recipe recipe = named("a b");
-    recipe.dnsNames = {"n\xc3\xa4me.test", "with blank.test", "xn--nme-qla.test", "\x7f.test"};
+    recipe.dnsNames = {"n\xc3\xa4me.test", "with space.test", "xn--nme-qla.test", "\x7f.test"};
     folder.install("one.pem", issue(recipe));
     const OpenedStore store;
     const HeldContext certificate = firstIn(store.get());

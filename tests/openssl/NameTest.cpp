@@ -1,4 +1,4 @@
-// Which names a hostile or odd certificate gives, and how much of them fits.
+// The names of hostile and unusual certificates, and buffers that are too small for them.
 #include "contract/stores/NameFixture.h"
 
 namespace VexaSsl::test {
@@ -12,25 +12,25 @@ TEST(DnsNames, commonNameFollowsTheAlternativeNames) {
     EXPECT_EQ(dnsNames(recipe), (Names{L"one.test", L"common.test"}));
 }
 
-TEST(DnsNames, commonNameAlreadyThereInWhateverCaseIsLeftOut) {
+TEST(DnsNames, commonNameListedInAnyCaseIsNotRepeated) {
     Recipe recipe = withDnsNames({"one.test"});
     recipe.subject = {{"CN", "ONE.Test"}};
     EXPECT_EQ(dnsNames(recipe), Names{L"one.test"});
 }
 
-TEST(DnsNames, commonNameThatDoesNotLookLikeOneIsLeftOut) {
+TEST(DnsNames, commonNameThatIsNoDnsNameIsIgnored) {
     for (const char* text : {"Test Server", "a..b", ".test", "test.", "-a.test", "a-.test",
                              "127.0.0.1", "user@mail.test", "a.*.test", "*", "näme.test"}) {
         EXPECT_EQ(dnsNames(named(text)), Names{}) << text;
     }
 }
 
-TEST(DnsNames, nameWithAZeroInsideIsLeftOut) {
+TEST(DnsNames, nameWithZeroIsIgnored) {
     const std::string zeroInside("good.test\0.evil.test", 20);
     EXPECT_EQ(dnsNames(withDnsNames({zeroInside, "one.test"})), Names{L"one.test"});
 }
 
-TEST(DnsNames, nameWithAControlCharacterIsLeftOut) {
+TEST(DnsNames, nameWithControlCharacterIsIgnored) {
     EXPECT_EQ(dnsNames(withDnsNames({"a\n.test", "a\x1b[2J.test", "one.test"})),
               Names{L"one.test"});
 }
@@ -39,16 +39,16 @@ TEST(DnsNames, emptyNameDoesNotEndTheList) {
     EXPECT_EQ(dnsNames(withDnsNames({"", "one.test"})), Names{L"one.test"});
 }
 
-TEST(DnsNames, nameThatIsNoTextIsLeftOut) {
+TEST(DnsNames, nameWithInvalidEncodingIsIgnored) {
     EXPECT_EQ(dnsNames(withDnsNames({"a\xFF.test", "one.test"})), Names{L"one.test"});
 }
 
-TEST(DnsNames, nameThatIsNotAsciiIsLeftOut) {
+TEST(DnsNames, nameOutsideAsciiIsIgnored) {
     EXPECT_EQ(dnsNames(withDnsNames({"b\xC3\xBC\x63her.test", "xn--bcher-kva.test"})),
               Names{L"xn--bcher-kva.test"});
 }
 
-TEST(DnsNames, bufferThatIsTooSmallHoldsTheNamesThatFit) {
+TEST(DnsNames, tooSmallBufferHoldsTheNamesThatFit) {
     const HeldContext certificate = contextOf(withDnsNames({"one.test", "two.test"}));
     for (DWORD size = 1; size <= 19; ++size) {
         std::wstring buffer(size, L'x');
@@ -61,13 +61,13 @@ TEST(DnsNames, bufferThatIsTooSmallHoldsTheNamesThatFit) {
     }
 }
 
-TEST(DisplayName, isElseTheFirstDnsName) {
+TEST(DisplayName, firstDnsNameReplacesMissingSubject) {
     Recipe recipe = withDnsNames({"first.test", "second.test"});
     recipe.subject = {{"emailAddress", "mail@test"}};
     EXPECT_EQ(display(recipe), L"first.test");
 }
 
-TEST(DisplayName, controlCharactersBecomeQuestionMarks) {
+TEST(DisplayName, controlCharactersAreQuestionMarks) {
     EXPECT_EQ(display(named("a\nb\x1b[2Jc\xE2\x80\xAE")), L"a?b?[2Jc?");
 }
 

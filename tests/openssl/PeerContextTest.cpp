@@ -1,4 +1,4 @@
-// What a certificate that a peer sent is wrapped in.
+// The context of a peer's certificate.
 #include "openssl/HelperNames.h"
 
 namespace VexaSsl::test {
@@ -21,34 +21,34 @@ protected:
     }
 };
 
-TEST_F(PeerContext, storeHoldsTheChainAsItWasSent) {
+TEST_F(PeerContext, storeHoldsTheChainAsSent) {
     const HeldContext peer = contextWith({&leaf, &between, &root});
     EXPECT_EQ(namesIn(peer.get()->hCertStore), (Names{L"leaf", L"between", L"root"}));
     EXPECT_EQ(displayName(peer.get()), L"leaf");
 }
 
-TEST_F(PeerContext, leafThatIsNotInTheChainComesFirst) {
+TEST_F(PeerContext, leafMissingFromTheChainComesFirst) {
     const HeldContext peer = contextWith({&between, &root});
     EXPECT_EQ(namesIn(peer.get()->hCertStore), (Names{L"leaf", L"between", L"root"}));
 }
 
-TEST_F(PeerContext, helpersLeaveTheLeafOut) {
+TEST_F(PeerContext, helpersExcludeTheLeaf) {
     EXPECT_EQ(namesOfHelpers(contextWith({&leaf, &between, &root}).get()),
               (Names{L"between", L"root"}));
 }
 
-TEST_F(PeerContext, withoutAChainTheStoreHoldsTheLeaf) {
+TEST_F(PeerContext, storeHoldsTheLeafWithoutChain) {
     const HeldContext peer = openssl::newPeerContext(leaf.certificate.get(), nullptr);
     EXPECT_EQ(namesIn(peer.get()->hCertStore), Names{L"leaf"});
 }
 
-TEST_F(PeerContext, hasNoKey) {
+TEST_F(PeerContext, peerContextHasNoKey) {
     const HeldContext peer = contextWith({&leaf});
     EXPECT_EQ(openssl::keyStateOf(peer.get()), openssl::KeyState::absent);
     EXPECT_EQ(openssl::privateKeyOf(peer.get()), nullptr);
 }
 
-TEST_F(PeerContext, walkOfItsStoreGoesOnBehindIt) {
+TEST_F(PeerContext, enumerationContinuesAfterTheLeaf) {
     HeldContext peer = contextWith({&leaf, &between});
     const HeldContext kept = platform::CertDuplicateCertificateContext(peer.get());
     const HeldContext next =

@@ -1,4 +1,4 @@
-// What becomes an entry of the personal store, and what doesn't.
+// Which files become entries of the personal store.
 #include "openssl/CertificateFolderTest.h"
 
 #include <sys/stat.h>
@@ -10,14 +10,14 @@ using Names = std::vector<std::wstring>;
 
 class PersonalStore : public CertificateFolderTest {};
 
-TEST_F(PersonalStore, missingFolderIsAnEmptyStore) {
+TEST_F(PersonalStore, missingFolderIsEmptyStore) {
     std::filesystem::remove(path("my"));
     const OpenedStore store;
     EXPECT_NE(store.get(), nullptr);
     EXPECT_EQ(namesIn(store.get()), Names{});
 }
 
-TEST_F(PersonalStore, missingCertificateFolderIsAnEmptyStore) {
+TEST_F(PersonalStore, missingCertificateFolderIsEmptyStore) {
     platform::setCertificateFolder(path("nowhere"));
     const OpenedStore store;
     EXPECT_NE(store.get(), nullptr);
@@ -34,32 +34,32 @@ TEST_F(PersonalStore, relativeFolderIsResolvedWhenItIsSet) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, certificateWithItsKeyInTheSameFileIsAnEntry) {
+TEST_F(PersonalStore, certificateAndKeyInOneFileAreEntry) {
     install("one.pem", issue(named("one")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, keyBeforeTheCertificateIsFoundToo) {
+TEST_F(PersonalStore, keyBeforeTheCertificateIsFound) {
     const Issued one = issue(named("one"));
     write("my/one.pem", keyPem(one) + pem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, keyFileBesideTheCertificateIsFound) {
+TEST_F(PersonalStore, separateKeyFileIsFound) {
     const Issued one = issue(named("one"));
     write("my/one.crt", pem(one));
     write("my/one.key", keyPem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, derCertificateWithAKeyBesideItIsAnEntry) {
+TEST_F(PersonalStore, derCertificateWithSeparateKeyIsEntry) {
     const Issued one = issue(named("one"));
     write("my/one.cer", der(one));
     write("my/one.key", keyPem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, certificateWithoutAKeyIsNoEntry) {
+TEST_F(PersonalStore, certificateWithoutKeyIsNoEntry) {
     write("my/one.pem", pem(issue(named("one"))));
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
@@ -69,46 +69,46 @@ TEST_F(PersonalStore, keyOfAnotherCertificateMakesNoEntry) {
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
-TEST_F(PersonalStore, filesWithOtherExtensionsAreLeftAlone) {
+TEST_F(PersonalStore, filesWithOtherExtensionsAreIgnored) {
     const Issued one = issue(named("one"));
     write("my/one.txt", pem(one) + keyPem(one));
     write("my/one.key", pem(one) + keyPem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
-TEST_F(PersonalStore, entriesComeInTheOrderOfFileNames) {
+TEST_F(PersonalStore, entriesAreInOrderOfFileNames) {
     install("b.pem", issue(named("second")));
     install("c.pem", issue(named("third")));
     install("a.pem", issue(named("first")));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"first", L"second", L"third"}));
 }
 
-TEST_F(PersonalStore, entriesOfOneFileComeInTheirOrder) {
+TEST_F(PersonalStore, entriesOfOneFileKeepTheirOrder) {
     const Issued one = issue(named("one"));
     const Issued two = issue(named("two"));
     write("my/both.pem", pem(one) + pem(two) + keyPem(two) + keyPem(one));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"one", L"two"}));
 }
 
-TEST_F(PersonalStore, pkcs12WithAnEmptyPasswordIsAnEntry) {
+TEST_F(PersonalStore, pkcs12WithEmptyPasswordIsEntry) {
     write("my/one.p12", pkcs12(issue(named("one")), {}, ""));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, pkcs12IsOpenedWithThePasswordInTheFileBesideIt) {
+TEST_F(PersonalStore, pkcs12IsOpenedWithItsPasswordFile) {
     write("my/one.pfx", pkcs12(issue(named("one")), {}, "secret"));
     write("my/one.pfx.password", "secret\n");
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, pkcs12WithAnotherPasswordIsSkipped) {
+TEST_F(PersonalStore, pkcs12WithOtherPasswordIsSkipped) {
     write("my/one.pfx", pkcs12(issue(named("one")), {}, "secret"));
     write("my/one.pfx.password", "guess");
     install("two.pem", issue(named("two")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"two"});
 }
 
-TEST_F(PersonalStore, brokenFilesAreSkippedAndNeverStopTheOthers) {
+TEST_F(PersonalStore, brokenFilesDoNotAffectOtherFiles) {
     const Issued one = issue(named("one"));
     write("my/a.pem", "-----BEGIN CERTIFICATE-----\nnot base64!\n-----END CERTIFICATE-----\n");
     write("my/b.pem", pem(one).substr(0, 200));
@@ -122,7 +122,7 @@ TEST_F(PersonalStore, brokenFilesAreSkippedAndNeverStopTheOthers) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, whatIsNoRegularFileIsSkippedWithoutWaiting) {
+TEST_F(PersonalStore, specialFilesAreSkippedWithoutBlocking) {
     ASSERT_EQ(mkfifo(path("my/a.pem").c_str(), 0644), 0);
     std::filesystem::create_directory(path("my/b.pem"));
     std::filesystem::create_symlink("/dev/zero", path("my/c.pem"));
@@ -131,21 +131,21 @@ TEST_F(PersonalStore, whatIsNoRegularFileIsSkippedWithoutWaiting) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, fileOfMoreThanAMebibyteIsSkipped) {
+TEST_F(PersonalStore, fileLargerThanOneMebibyteIsSkipped) {
     const Issued large = issue(named("large"));
     write("my/a.pem", pem(large) + keyPem(large) + std::string(1 << 20, '\n'));
     install("b.pem", issue(named("one")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, symbolicLinkToACertificateIsFollowed) {
+TEST_F(PersonalStore, symbolicLinkToCertificateIsFollowed) {
     const Issued one = issue(named("one"));
     write("elsewhere", pem(one) + keyPem(one));
     std::filesystem::create_symlink(path("elsewhere"), path("my/one.pem"));
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(PersonalStore, certificateThatThisAccountMayNotReadIsSkipped) {
+TEST_F(PersonalStore, certificateWithoutReadPermissionIsSkipped) {
     install("a.pem", issue(named("closed")));
     install("b.pem", issue(named("open")));
     std::filesystem::permissions(path("my/a.pem"), std::filesystem::perms::none);
@@ -157,7 +157,7 @@ TEST_F(PersonalStore, certificateThatThisAccountMayNotReadIsSkipped) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PersonalStore, folderThatThisAccountMayNotReadGivesAccessDenied) {
+TEST_F(PersonalStore, folderWithoutReadPermissionGivesAccessDenied) {
     std::filesystem::permissions(path("my"), std::filesystem::perms::none);
     EXPECT_EXIT(
         {

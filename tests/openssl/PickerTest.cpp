@@ -1,4 +1,4 @@
-// The picker, on a terminal of its own in a child process.
+// The certificate picker, on a pseudo-terminal in a child process.
 #include "openssl/CertificateFolderTest.h"
 
 #include <fcntl.h>
@@ -22,7 +22,7 @@ PCCERT_CONTEXT pickFrom(HCERTSTORE store, const wchar_t* title) {
                                                           nullptr);
 }
 
-// The child's verdict: the position of what was picked, 0 for a refusal with the right error.
+// The child's exit status: the number of the picked entry, 0 if the user declined.
 int pickInChild(const wchar_t* title) {
     const OpenedStore store;
     const HeldContext picked = pickFrom(store.get(), title);
@@ -33,7 +33,7 @@ int pickInChild(const wchar_t* title) {
     return name == L"one" ? 1 : name == L"two" ? 2 : 98;
 }
 
-// Whatever the child writes until it closes its terminal.
+// Returns everything the child writes until it closes its terminal.
 std::string readAll(int terminal) {
     std::string all;
     char buffer[512];
@@ -53,7 +53,7 @@ protected:
         install("b.pem", issue(named("two")));
     }
 
-    // What comes of the user's typing answer, which ends with the terminal's end-of-file character.
+    // Types text, followed by the terminal's end-of-file character, and returns the outcome.
     static Picked answer(const std::string& typed, const wchar_t* title = nullptr) {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
@@ -78,7 +78,7 @@ bool contains(const std::string& text, const std::string& sought) {
     return text.find(sought) != std::string::npos;
 }
 
-TEST_F(Picker, givesTheCertificateOfTheNumber) {
+TEST_F(Picker, numberPicksTheCertificate) {
     EXPECT_EQ(answer("2\n").entry, 2);
     EXPECT_EQ(answer("1\n").entry, 1);
 }
@@ -95,38 +95,38 @@ TEST_F(Picker, endOfFileDeclines) {
     EXPECT_EQ(answer("").entry, 0);
 }
 
-TEST_F(Picker, nonsenseIsAskedAgain) {
+TEST_F(Picker, invalidAnswerIsAskedAgain) {
     EXPECT_EQ(answer("x\n3\n2\n").entry, 2);
 }
 
-TEST_F(Picker, nonsenseThreeTimesDeclines) {
+TEST_F(Picker, threeInvalidAnswersDecline) {
     EXPECT_EQ(answer("x\n-1\n99999999999999999999999\n2\n").entry, 0);
 }
 
-TEST_F(Picker, lineWithoutEndIsCutAndNonsense) {
+TEST_F(Picker, overlongLineIsInvalidAnswer) {
     const std::string longLine(3000, '1');
     EXPECT_EQ(answer(longLine + "\n1\n").entry, 1);
 }
 
-TEST_F(Picker, showsNamesAndDates) {
+TEST_F(Picker, pickerShowsNamesAndDates) {
     const std::string shown = answer("\n").shown;
     EXPECT_TRUE(contains(shown, "Select a certificate"));
     EXPECT_TRUE(contains(shown, "1. one [one], issued by one, valid from 20")) << shown;
     EXPECT_TRUE(contains(shown, "2. two [two], issued by two, valid from 20")) << shown;
 }
 
-TEST_F(Picker, showsTheTitleThatIsGiven) {
+TEST_F(Picker, pickerShowsTheTitle) {
     EXPECT_TRUE(contains(answer("\n", L"Choose now").shown, "Choose now"));
 }
 
-TEST_F(Picker, nothingOnACertificateReachesTheTerminalAsAControlCharacter) {
+TEST_F(Picker, controlCharactersDoNotReachTheTerminal) {
     install("c.pem", issue(named("evil\x1b[2J")));
     const std::string shown = answer("\n").shown;
     EXPECT_FALSE(contains(shown, "\x1b"));
     EXPECT_TRUE(contains(shown, "evil?[2J"));
 }
 
-TEST_F(Picker, tellsOfAKeyThatCannotBeRead) {
+TEST_F(Picker, pickerReportsUnreadableKey) {
     const Issued closed = issue(named("closed"));
     write("my/c.pem", pem(closed) + encryptedKeyPem(closed, "secret"));
     EXPECT_TRUE(contains(answer("\n").shown, "private key not readable"));
@@ -138,7 +138,7 @@ TEST_F(Picker, emptyStoreCanOnlyBeDeclined) {
     EXPECT_EQ(answer("1\n").entry, 0);
 }
 
-TEST_F(Picker, withoutATerminalNothingIsPicked) {
+TEST_F(Picker, nothingIsPickedWithoutTerminal) {
     EXPECT_EXIT(
         {
             setsid();

@@ -1,5 +1,5 @@
-// The protection of records by itself: against records that OpenSSL once made, and at the limits
-// that no connection lives to see.
+// Record protection alone: against recorded output of OpenSSL, and at the limits of sequence
+// numbers and nonces.
 #include "platform/openssl/tls/RecordCipher.h"
 #include "contract/tls/Side.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
@@ -25,8 +25,7 @@ Bytes fromHex(const std::string& text) {
     return bytes;
 }
 
-// The first records behind both Finished messages of a connection between two programs that left
-// everything to OpenSSL.
+// The first records after both Finished messages of a connection between two OpenSSL programs.
 struct Recording {
     const char* name;
     unsigned char suite[2];
@@ -71,8 +70,8 @@ protected:
 
     std::size_t headerSize() const { return recordHeaderSize + suite.explicitNonceSize; }
 
-    // The explicit nonce that number 0 had, when the recorded one is number 1's.
-    std::uint64_t nonceOfNumberZero(const Bytes& record) const {
+    // The explicit nonce of sequence number 0, given the record with sequence number 1.
+    std::uint64_t firstNonce(const Bytes& record) const {
         std::uint64_t nonce = 0;
         for (const unsigned char byte : part(record, recordHeaderSize, suite.explicitNonceSize)) {
             nonce = nonce << 8 | byte;
@@ -81,7 +80,7 @@ protected:
     }
 
     Bytes sealed(const DirectionKeys& secrets, const Bytes& recorded, const char* text) const {
-        RecordSealer sealer(suite, secrets, 1, nonceOfNumberZero(recorded));
+        RecordSealer sealer(suite, secrets, 1, firstNonce(recorded));
         Bytes header(headerSize());
         Bytes data = bytesOf(text);
         Bytes trailer(aeadTagSize);
@@ -102,17 +101,17 @@ protected:
     const Bytes serverRecord = fromHex(GetParam().serverRecord);
 };
 
-TEST_P(RecordedConnection, isOpenedInBothDirections) {
+TEST_P(RecordedConnection, recordedRecordsAreOpenedInBothDirections) {
     EXPECT_EQ(opened(keys.client, clientRecord), "from the client");
     EXPECT_EQ(opened(keys.server, serverRecord), "from the server");
 }
 
-TEST_P(RecordedConnection, isSealedByteForByte) {
+TEST_P(RecordedConnection, recordedRecordsAreSealedByteForByte) {
     EXPECT_EQ(sealed(keys.client, clientRecord, "from the client"), clientRecord);
     EXPECT_EQ(sealed(keys.server, serverRecord, "from the server"), serverRecord);
 }
 
-TEST_P(RecordedConnection, theLastNumberIsNeverSealedWith) {
+TEST_P(RecordedConnection, lastSequenceNumberIsNeverSealed) {
     constexpr std::uint64_t lastButOne = std::numeric_limits<std::uint64_t>::max() - 1;
     RecordSealer sealer(suite, keys.client, lastButOne, 5);
     Bytes header(headerSize());
@@ -125,7 +124,7 @@ TEST_P(RecordedConnection, theLastNumberIsNeverSealedWith) {
     EXPECT_EQ(data, before);
 }
 
-TEST_P(RecordedConnection, theLastNumberIsNeverOpened) {
+TEST_P(RecordedConnection, lastSequenceNumberIsNeverOpened) {
     constexpr std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
     RecordSealer sealer(suite, keys.client, last - 1, 5);
     RecordOpener opener(suite, keys.client, last - 1, 16384);
@@ -139,7 +138,7 @@ TEST_P(RecordedConnection, theLastNumberIsNeverOpened) {
     EXPECT_EQ(opener.open(record, plaintext), RecordOpener::Outcome::broken);
 }
 
-TEST_P(RecordedConnection, explicitNoncesGoRoundWithoutMeetingTheFirst) {
+TEST_P(RecordedConnection, explicitNoncesWrapAround) {
     constexpr std::uint64_t nearTheEnd = std::numeric_limits<std::uint64_t>::max() - 1;
     RecordSealer sealer(suite, keys.client, 1, nearTheEnd);
     RecordOpener opener(suite, keys.client, 1, 16384);
@@ -150,7 +149,7 @@ TEST_P(RecordedConnection, explicitNoncesGoRoundWithoutMeetingTheFirst) {
         ASSERT_TRUE(sealer.seal(ContentType::applicationData, header, data, trailer));
         Bytes record = header + data + trailer;
         if (suite.explicitNonceSize > 0) {
-            EXPECT_EQ(nonceOfNumberZero(record), expected - 1);
+            EXPECT_EQ(firstNonce(record), expected - 1);
         }
         std::span<unsigned char> plaintext;
         EXPECT_EQ(opener.open(record, plaintext), RecordOpener::Outcome::opened);
@@ -204,7 +203,7 @@ Bytes recordOf(ContentType type, const Bytes& payload) {
            payload;
 }
 
-TEST(RecordTally, countsWhatGoesByBehindTheChangeOfCipherSpecs) {
+TEST(RecordTally, recordsAfterChangeCipherSpecAreCounted) {
     RecordTally tally;
     tally.note(recordOf(ContentType::handshake, Bytes(40)));
     EXPECT_EQ(tally.protectedCount(), 0U);
@@ -217,7 +216,7 @@ TEST(RecordTally, countsWhatGoesByBehindTheChangeOfCipherSpecs) {
     EXPECT_TRUE(tally.complete());
 }
 
-TEST(RecordTally, isNoneOfBytesThatAreNoWholeRecords) {
+TEST(RecordTally, incompleteRecordsGiveNoCount) {
     RecordTally partial;
     partial.note(part(recordOf(ContentType::handshake, Bytes(40)), 0, 44));
     EXPECT_FALSE(partial.complete());

@@ -1,4 +1,4 @@
-// Both directions of a connection at once, when one of them fails.
+// A failure in one direction while the other is in use.
 #include "contract/support/TestCertificates.h"
 #include "contract/tls/Side.h"
 #include "platform/contract/SecuritySupport.h"
@@ -11,8 +11,8 @@
 namespace VexaSsl::test {
 namespace {
 
-// The opener's failure ends the protector too, in the middle of its work.
-TEST(RecordConcurrency, aFailureOfTheOpenerReachesTheProtector) {
+// A failure to open ends concurrent protection as well.
+TEST(RecordConcurrency, failureToOpenEndsProtection) {
     const ScopedCertificates certificates;
     for (int round = 0; round < 20; ++round) {
         Side client = Side::client();

@@ -1,7 +1,7 @@
-// The records of a connection whose other end is OpenSSL's own: every suite, both roles, both
-// directions, and records at fault field by field.
+// Records exchanged with an OpenSSL peer: every cipher suite, both roles, both directions, and
+// records with a wrong value in each field.
+#include "TrafficForge.h"
 #include "contract/support/TestCertificates.h"
-#include "openssl/TrafficForge.h"
 #include "platform/contract/CryptoApi.h"
 #include "platform/contract/SecuritySupport.h"
 
@@ -14,15 +14,18 @@
 namespace VexaSsl::test {
 namespace {
 
-enum class Ours { client, server };
+constexpr unsigned char alertType = 21;
+constexpr unsigned char handshakeType = 22;
 
-// A side of ours and a peer that have shaken hands, flight by flight.
-struct Meeting {
-    Meeting(Ours role, const PeerSettings& settings)
-        : side(role == Ours::client ? Side::client() : Side::server()),
-          peer(role == Ours::client ? RawPeer::server("server-ecdsa", settings)
-                                    : RawPeer::client(settings)) {
-        if (role == Ours::client) {
+enum class OwnRole { client, server };
+
+// One of our sides and a peer after the handshake.
+struct Connection {
+    Connection(OwnRole role, const PeerSettings& settings)
+        : side(role == OwnRole::client ? Side::client() : Side::server()),
+          peer(role == OwnRole::client ? RawPeer::server("server-ecdsa", settings)
+                                       : RawPeer::client(settings)) {
+        if (role == OwnRole::client) {
             ourFlight = side.receive(peer.step(side.step().token)).token;
             side.receive(peer.step(ourFlight));
         } else {
@@ -38,273 +41,272 @@ struct Meeting {
 
     Side side;
     RawPeer peer;
-    Bytes ourFlight; // with our Finished at its end
+    Bytes ourFlight; // ends with our Finished message
 };
 
-using Case = std::tuple<const char*, Ours>;
+using Case = std::tuple<const char*, OwnRole>;
 
 class Records : public ::testing::TestWithParam<Case> {
 protected:
-    static Meeting meet() {
+    static Connection establish() {
         PeerSettings settings;
         settings.suites = std::get<0>(GetParam());
-        Meeting meeting(std::get<1>(GetParam()), settings);
-        EXPECT_TRUE(meeting.established());
-        return meeting;
+        Connection connection(std::get<1>(GetParam()), settings);
+        EXPECT_TRUE(connection.established());
+        return connection;
     }
-    // The status of a record that the peer is made to have sent first, and of what follows it.
-    static SECURITY_STATUS judged(const Bytes& record, Meeting& meeting) {
-        const Opened opened = meeting.side.open(record);
+    // Opens a record that must be rejected. Expects the same status for the next record.
+    static SECURITY_STATUS openRejected(const Bytes& record, Connection& connection) {
+        const Opened opened = connection.side.open(record);
         EXPECT_TRUE(opened.plaintext.empty());
-        EXPECT_EQ(meeting.side.open(meeting.peer.protect("later")).status, opened.status);
+        EXPECT_EQ(connection.side.open(connection.peer.protect("later")).status, opened.status);
         return opened.status;
     }
 
     const ScopedCertificates certificates;
 };
 
-// The suites whose records carry a part of their nonce.
+// The cipher suites whose records carry an explicit nonce.
 class ExplicitNonces : public Records {};
 
 constexpr std::size_t sizes[] = {1, 2, 15, 16, 17, 255, 256, 1023, 4096, 16383, 16384};
 
-TEST_P(Records, ofEverySizeReachThePeer) {
-    Meeting meeting = meet();
+TEST_P(Records, peerOpensRecordsOfEverySize) {
+    Connection connection = establish();
     for (const std::size_t size : sizes) {
         const std::string text(size, static_cast<char>('a' + size % 26));
-        EXPECT_EQ(meeting.peer.openOne(meeting.side.protect(text)), text);
+        EXPECT_EQ(connection.peer.openOne(connection.side.protect(text)), text);
     }
 }
 
-TEST_P(Records, ofEverySizeComeFromThePeer) {
-    Meeting meeting = meet();
+TEST_P(Records, peersRecordsOfEverySizeAreOpened) {
+    Connection connection = establish();
     for (const std::size_t size : sizes) {
         const std::string text(size, static_cast<char>('a' + size % 26));
-        EXPECT_EQ(meeting.side.openAll(meeting.peer.protect(text)), text);
+        EXPECT_EQ(connection.side.openAll(connection.peer.protect(text)), text);
     }
 }
 
-TEST_P(Records, withoutDataComeFromThePeerAndCount) {
-    Meeting meeting = meet();
-    const TrafficForge forge = meeting.peersKeys();
-    const Opened opened = meeting.side.open(forge.seal({.sequence = 1, .explicitNonce = 77}, ""));
+TEST_P(Records, emptyRecordTakesSequenceNumber) {
+    Connection connection = establish();
+    const TrafficForge forge = connection.peersKeys();
+    const Opened opened =
+        connection.side.open(forge.seal({.sequence = 1, .explicitNonce = 77}, ""));
     EXPECT_EQ(opened.status, SEC_E_OK);
     EXPECT_TRUE(opened.plaintext.empty());
-    const Bytes next = forge.seal({.sequence = 2, .explicitNonce = 78}, "behind it");
-    EXPECT_EQ(meeting.side.openAll(next), "behind it");
+    const Bytes next = forge.seal({.sequence = 2, .explicitNonce = 78}, "next");
+    EXPECT_EQ(connection.side.openAll(next), "next");
 }
 
-TEST_P(Records, areNumberedBehindTheFinishedMessage) {
-    Meeting meeting = meet();
-    const TrafficForge forge = meeting.ourKeys();
+TEST_P(Records, sequenceNumbersContinueAfterFinished) {
+    Connection connection = establish();
+    const TrafficForge forge = connection.ourKeys();
     Bytes plaintext;
-    EXPECT_TRUE(forge.open(0, recordsIn(meeting.ourFlight).back(), plaintext));
+    EXPECT_TRUE(forge.open(0, recordsIn(connection.ourFlight).back(), plaintext));
     EXPECT_EQ(plaintext.size(), 16U); // a Finished message
     for (std::uint64_t number = 1; number < 100; ++number) {
-        const Bytes record = meeting.side.protect("data");
+        const Bytes record = connection.side.protect("data");
         EXPECT_FALSE(forge.open(number - 1, record, plaintext));
         EXPECT_TRUE(forge.open(number, record, plaintext));
         EXPECT_EQ(textOf(plaintext), "data");
     }
 }
 
-TEST_P(ExplicitNonces, areNeverUsedTwice) {
-    Meeting meeting = meet();
-    std::set<std::uint64_t> nonces = {explicitNonceIn(recordsIn(meeting.ourFlight).back())};
+TEST_P(ExplicitNonces, explicitNoncesNeverRepeat) {
+    Connection connection = establish();
+    std::set<std::uint64_t> nonces = {explicitNonceIn(recordsIn(connection.ourFlight).back())};
     constexpr std::size_t count = 3000;
     for (std::size_t i = 0; i < count; ++i) {
-        nonces.insert(explicitNonceIn(meeting.side.protect("x")));
+        nonces.insert(explicitNonceIn(connection.side.protect("x")));
     }
     EXPECT_EQ(nonces.size(), count + 1);
 }
 
-TEST_P(ExplicitNonces, areThePeersToChoose) {
-    Meeting meeting = meet();
-    const TrafficForge forge = meeting.peersKeys();
+TEST_P(ExplicitNonces, peerChoosesExplicitNonces) {
+    Connection connection = establish();
+    const TrafficForge forge = connection.peersKeys();
     std::uint64_t number = 1;
     for (const std::uint64_t nonce : {std::uint64_t{0}, ~std::uint64_t{0}, std::uint64_t{5}}) {
         const Bytes record = forge.seal({.sequence = number++, .explicitNonce = nonce}, "data");
-        EXPECT_EQ(meeting.side.openAll(record), "data");
+        EXPECT_EQ(connection.side.openAll(record), "data");
     }
 }
 
-TEST_P(Records, leaveThePeersCertificateKnown) {
-    Meeting meeting = meet();
+TEST_P(Records, peersCertificateStaysKnownAfterRecords) {
+    Connection connection = establish();
     PCCERT_CONTEXT before = nullptr;
     const SECURITY_STATUS known = platform::QueryContextAttributesW(
-        meeting.side.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &before);
-    EXPECT_EQ(known, std::get<1>(GetParam()) == Ours::client ? SEC_E_OK : SEC_E_NO_CREDENTIALS);
-    EXPECT_EQ(meeting.side.openAll(meeting.peer.protect("data")), "data");
-    PCCERT_CONTEXT behind = nullptr;
-    EXPECT_EQ(platform::QueryContextAttributesW(meeting.side.context(),
-                                                SECPKG_ATTR_REMOTE_CERT_CONTEXT, &behind),
+        connection.side.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT, &before);
+    EXPECT_EQ(known, std::get<1>(GetParam()) == OwnRole::client ? SEC_E_OK : SEC_E_NO_CREDENTIALS);
+    EXPECT_EQ(connection.side.openAll(connection.peer.protect("data")), "data");
+    PCCERT_CONTEXT after = nullptr;
+    EXPECT_EQ(platform::QueryContextAttributesW(connection.side.context(),
+                                                SECPKG_ATTR_REMOTE_CERT_CONTEXT, &after),
               known);
     if (known == SEC_E_OK) {
-        ASSERT_EQ(behind->cbCertEncoded, before->cbCertEncoded);
-        EXPECT_TRUE(std::equal(behind->pbCertEncoded, behind->pbCertEncoded + behind->cbCertEncoded,
+        ASSERT_EQ(after->cbCertEncoded, before->cbCertEncoded);
+        EXPECT_TRUE(std::equal(after->pbCertEncoded, after->pbCertEncoded + after->cbCertEncoded,
                                before->pbCertEncoded));
         platform::CertFreeCertificateContext(before);
-        platform::CertFreeCertificateContext(behind);
+        platform::CertFreeCertificateContext(after);
     }
 }
 
-TEST_P(Records, withAnotherNumberAreAltered) {
+TEST_P(Records, wrongSequenceNumberIsAlteredMessage) {
     for (const std::uint64_t number : {std::uint64_t{0}, std::uint64_t{2}, ~std::uint64_t{0}}) {
-        Meeting meeting = meet();
-        const Bytes record = meeting.peersKeys().seal({.sequence = number}, "data");
-        EXPECT_EQ(judged(record, meeting), SEC_E_MESSAGE_ALTERED);
+        Connection connection = establish();
+        const Bytes record = connection.peersKeys().seal({.sequence = number}, "data");
+        EXPECT_EQ(openRejected(record, connection), SEC_E_MESSAGE_ALTERED);
     }
 }
 
-TEST_P(Records, withAnotherTypeAreAltered) {
+TEST_P(Records, changedTypeIsAlteredMessage) {
     for (const unsigned char type : Bytes{20, 21, 22}) {
-        Meeting meeting = meet();
-        Bytes record = meeting.peersKeys().seal({}, "data");
+        Connection connection = establish();
+        Bytes record = connection.peersKeys().seal({}, "data");
         record[0] = type;
-        EXPECT_EQ(judged(record, meeting), SEC_E_MESSAGE_ALTERED);
+        EXPECT_EQ(openRejected(record, connection), SEC_E_MESSAGE_ALTERED);
     }
 }
 
-TEST_P(Records, ofAnotherVersionAreIllegal) {
+TEST_P(Records, otherVersionIsIllegal) {
     for (const unsigned char minor : Bytes{0, 1, 2, 4, 255}) {
-        Meeting meeting = meet();
-        const Bytes record = meeting.peersKeys().seal({.minorVersion = minor}, "data");
-        EXPECT_EQ(judged(record, meeting), SEC_E_ILLEGAL_MESSAGE);
+        Connection connection = establish();
+        const Bytes record = connection.peersKeys().seal({.minorVersion = minor}, "data");
+        EXPECT_EQ(openRejected(record, connection), SEC_E_ILLEGAL_MESSAGE);
     }
 }
 
-TEST_P(Records, withAChangedTagAreAltered) {
-    Meeting meeting = meet();
-    Bytes record = meeting.peersKeys().seal({}, "data");
+TEST_P(Records, changedTagIsAlteredMessage) {
+    Connection connection = establish();
+    Bytes record = connection.peersKeys().seal({}, "data");
     record[record.size() - 16] ^= 0x80;
-    EXPECT_EQ(judged(record, meeting), SEC_E_MESSAGE_ALTERED);
+    EXPECT_EQ(openRejected(record, connection), SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_P(ExplicitNonces, thatWereChangedAreNoticed) {
-    Meeting meeting = meet();
-    Bytes record = meeting.peersKeys().seal({}, "data");
+TEST_P(ExplicitNonces, changedExplicitNonceIsAlteredMessage) {
+    Connection connection = establish();
+    Bytes record = connection.peersKeys().seal({}, "data");
     record[5] ^= 1;
-    EXPECT_EQ(judged(record, meeting), SEC_E_MESSAGE_ALTERED);
+    EXPECT_EQ(openRejected(record, connection), SEC_E_MESSAGE_ALTERED);
 }
 
-TEST_P(Records, tooShortForNonceAndTagAreAltered) {
-    const std::size_t needed = meet().peersKeys().hasExplicitNonce() ? 24 : 16;
+TEST_P(Records, recordTooShortForNonceAndTagIsAlteredMessage) {
+    const std::size_t needed = establish().peersKeys().hasExplicitNonce() ? 24 : 16;
     for (const std::size_t payload : {std::size_t{0}, std::size_t{8}, needed - 1}) {
-        Meeting meeting = meet();
+        Connection connection = establish();
         const Bytes record =
             Bytes{23, 3, 3, 0, static_cast<unsigned char>(payload)} + Bytes(payload);
-        EXPECT_EQ(judged(record, meeting), SEC_E_MESSAGE_ALTERED) << payload;
+        EXPECT_EQ(openRejected(record, connection), SEC_E_MESSAGE_ALTERED) << payload;
     }
 }
 
-TEST_P(Records, longerThanTheMaximumAreIllegal) {
+TEST_P(Records, recordAboveTheMaximumIsIllegal) {
     for (const std::size_t size : {16385U, 16640U, 18000U}) {
-        Meeting meeting = meet();
-        const Bytes record = meeting.peersKeys().seal({}, Bytes(size));
-        EXPECT_EQ(judged(record, meeting), SEC_E_ILLEGAL_MESSAGE);
+        Connection connection = establish();
+        const Bytes record = connection.peersKeys().seal({}, Bytes(size));
+        EXPECT_EQ(openRejected(record, connection), SEC_E_ILLEGAL_MESSAGE);
     }
 }
 
-TEST_P(Records, longerThanAnyRecordAreNoTls) {
-    Meeting meeting = meet();
-    EXPECT_EQ(judged(Bytes{23, 3, 3, 0x48, 0x01} + Bytes(0x4801), meeting), SEC_E_INVALID_TOKEN);
+TEST_P(Records, recordLongerThanAnyCiphertextIsInvalidToken) {
+    Connection connection = establish();
+    EXPECT_EQ(openRejected(Bytes{23, 3, 3, 0x48, 0x01} + Bytes(0x4801), connection),
+              SEC_E_INVALID_TOKEN);
 }
 
-TEST_P(Records, withoutEndAndWithoutDataAreIllegal) {
-    Meeting meeting = meet();
-    const TrafficForge forge = meeting.peersKeys();
+TEST_P(Records, tooManyEmptyRecordsInRowAreIllegal) {
+    Connection connection = establish();
+    const TrafficForge forge = connection.peersKeys();
     constexpr std::uint64_t tolerated = 32;
     std::uint64_t number = 1;
-    for (int round = 0; round < 2; ++round) { // data in between begins the count anew
+    for (int round = 0; round < 2; ++round) { // data in between resets the count
         for (std::uint64_t i = 0; i < tolerated; ++i, ++number) {
-            EXPECT_EQ(meeting.side.open(forge.seal({.sequence = number}, "")).status, SEC_E_OK);
+            EXPECT_EQ(connection.side.open(forge.seal({.sequence = number}, "")).status, SEC_E_OK);
         }
         if (round == 0) {
-            EXPECT_EQ(meeting.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
+            EXPECT_EQ(connection.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
         }
     }
-    EXPECT_EQ(meeting.side.open(forge.seal({.sequence = number}, "")).status,
+    EXPECT_EQ(connection.side.open(forge.seal({.sequence = number}, "")).status,
               SEC_E_ILLEGAL_MESSAGE);
 }
 
-TEST_P(Records, ofOtherTypesWithoutContentAreIllegal) {
+TEST_P(Records, emptyRecordOfOtherTypeIsIllegal) {
     for (const unsigned char type : Bytes{20, 21, 22}) {
-        Meeting meeting = meet();
-        EXPECT_EQ(judged(meeting.peersKeys().seal({.type = type}, ""), meeting),
+        Connection connection = establish();
+        EXPECT_EQ(openRejected(connection.peersKeys().seal({.type = type}, ""), connection),
                   SEC_E_ILLEGAL_MESSAGE);
     }
 }
 
-TEST_P(Records, ofWarningsAreToleratedFourTimesOnEnd) {
-    constexpr unsigned char alertType = 21;
+TEST_P(Records, fifthWarningInRowIsIllegal) {
     const Bytes warning = {1, 90};
-    Meeting meeting = meet();
-    const TrafficForge forge = meeting.peersKeys();
+    Connection connection = establish();
+    const TrafficForge forge = connection.peersKeys();
     std::uint64_t number = 1;
     for (int round = 0; round < 2; ++round) {
         for (int i = 0; i < 4; ++i) {
             EXPECT_EQ(
-                meeting.side.open(forge.seal({.sequence = number++, .type = alertType}, warning))
+                connection.side.open(forge.seal({.sequence = number++, .type = alertType}, warning))
                     .status,
                 SEC_E_OK);
         }
         if (round == 0) {
-            EXPECT_EQ(meeting.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
+            EXPECT_EQ(connection.side.openAll(forge.seal({.sequence = number++}, "data")), "data");
         }
     }
     EXPECT_EQ(
-        meeting.side.open(forge.seal({.sequence = number, .type = alertType}, warning)).status,
+        connection.side.open(forge.seal({.sequence = number, .type = alertType}, warning)).status,
         SEC_E_ILLEGAL_MESSAGE);
 }
 
-TEST_P(Records, ofAlertsThatAreNoneAreIllegal) {
-    constexpr unsigned char alertType = 21;
+TEST_P(Records, malformedAlertIsIllegal) {
     constexpr unsigned char noRenegotiation = 100;
     const Bytes alerts[] = {{1},     {1, 90, 0}, {1, 90, 1, 90},      {0, 90},
                             {3, 90}, {0, 0},     {1, noRenegotiation}};
     for (const Bytes& alert : alerts) {
-        Meeting meeting = meet();
-        EXPECT_EQ(judged(meeting.peersKeys().seal({.type = alertType}, alert), meeting),
+        Connection connection = establish();
+        EXPECT_EQ(openRejected(connection.peersKeys().seal({.type = alertType}, alert), connection),
                   SEC_E_ILLEGAL_MESSAGE);
     }
 }
 
-TEST_P(Records, ofAFatalClosureEndBothDirections) {
-    constexpr unsigned char alertType = 21;
-    Meeting meeting = meet();
-    const Bytes closure = meeting.peersKeys().seal({.type = alertType}, Bytes{2, 0});
-    EXPECT_EQ(judged(closure, meeting), SEC_E_CONTEXT_EXPIRED);
+TEST_P(Records, fatalClosureEndsBothDirections) {
+    Connection connection = establish();
+    const Bytes closure = connection.peersKeys().seal({.type = alertType}, Bytes{2, 0});
+    EXPECT_EQ(openRejected(closure, connection), SEC_E_CONTEXT_EXPIRED);
 }
 
-std::string printed(const ::testing::TestParamInfo<Case>& tested) {
+std::string caseName(const ::testing::TestParamInfo<Case>& tested) {
     const std::string suite = std::get<0>(tested.param);
     const std::string cipher = suite.find("CHACHA") != std::string::npos   ? "ChaCha20"
                                : suite.find("AES128") != std::string::npos ? "Aes128"
                                                                            : "Aes256";
-    return cipher + (std::get<1>(tested.param) == Ours::client ? "Client" : "Server");
+    return cipher + (std::get<1>(tested.param) == OwnRole::client ? "Client" : "Server");
 }
 
 constexpr const char* gcmSuites[] = {"ECDHE-ECDSA-AES128-GCM-SHA256",
                                      "ECDHE-ECDSA-AES256-GCM-SHA384"};
 constexpr const char* allSuites[] = {gcmSuites[0], gcmSuites[1], "ECDHE-ECDSA-CHACHA20-POLY1305"};
-constexpr Ours bothRoles[] = {Ours::client, Ours::server};
+constexpr OwnRole bothRoles[] = {OwnRole::client, OwnRole::server};
 
 INSTANTIATE_TEST_SUITE_P(All, Records,
                          ::testing::Combine(::testing::ValuesIn(allSuites),
                                             ::testing::ValuesIn(bothRoles)),
-                         printed);
+                         caseName);
 INSTANTIATE_TEST_SUITE_P(All, ExplicitNonces,
                          ::testing::Combine(::testing::ValuesIn(gcmSuites),
                                             ::testing::ValuesIn(bothRoles)),
-                         printed);
+                         caseName);
 
 class FinishedMessage : public ::testing::Test {
 protected:
     const ScopedCertificates certificates;
 };
 
-// A peer may cut its Finished message into several records. Each of them takes a number.
-TEST_F(FinishedMessage, inTwoRecordsOfThePeerCountsAsTwo) {
+// A peer may send its Finished message in several records. Each takes a sequence number.
+TEST_F(FinishedMessage, finishedInTwoRecordsTakesTwoSequenceNumbers) {
     PeerSettings settings;
     settings.suites = "ECDHE-ECDSA-AES128-GCM-SHA256";
     Side server = Side::server();
@@ -314,7 +316,6 @@ TEST_F(FinishedMessage, inTwoRecordsOfThePeerCountsAsTwo) {
     const TrafficForge forge(client, TrafficForge::Direction::fromPeer);
     Bytes finished;
     ASSERT_TRUE(forge.open(0, flight.back(), finished));
-    constexpr unsigned char handshakeType = 22;
     flight.back() =
         forge.seal({.sequence = 0, .type = handshakeType, .explicitNonce = 500},
                    part(finished, 0, 7)) +

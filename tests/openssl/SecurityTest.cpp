@@ -1,5 +1,5 @@
-// The security package where this binding has an answer of its own: handles that stand for nothing,
-// buffers of other shapes, folders of keys, and OpenSSL's error queue.
+// The security package where the contract leaves the outcome open: invalid handles, buffers of
+// other shapes, key files, and OpenSSL's error queue.
 #include "CertificateFolder.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -37,7 +37,7 @@ protected:
 
 class ServerTrust : public Credentials {
 protected:
-    static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
+    static SECURITY_STATUS validate(const std::string& certificate, const std::wstring& target) {
         Side client = Side::client(target);
         RawPeer server = RawPeer::server(certificate);
         runHandshake(client, server);
@@ -45,7 +45,7 @@ protected:
     }
 };
 
-TEST_F(Credentials, holdNoCertificateOpenInItsStore) {
+TEST_F(Credentials, credentialsHoldNoContextOfTheStore) {
     const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
                                                      CERT_SYSTEM_STORE_LOCAL_MACHINE, L"MY");
     PCCERT_CONTEXT certificate = platform::CertFindCertificateInStore(
@@ -58,7 +58,7 @@ TEST_F(Credentials, holdNoCertificateOpenInItsStore) {
     platform::FreeCredentialsHandle(&handle);
 }
 
-TEST_F(Credentials, anUnknownUseOrVersionIsRefused) {
+TEST_F(Credentials, unknownUseOrVersionIsRefused) {
     CredHandle handle{};
     EXPECT_EQ(acquire(3, nullptr, handle), SEC_E_UNSUPPORTED_FUNCTION);
     wchar_t package[] = L"Schannel";
@@ -69,7 +69,7 @@ TEST_F(Credentials, anUnknownUseOrVersionIsRefused) {
               SEC_E_UNSUPPORTED_FUNCTION);
 }
 
-TEST_F(Credentials, ofOneUseAreNoneForTheOther) {
+TEST_F(Credentials, credentialsOfOneUseAreRefusedForTheOther) {
     Side client = Side::client();
     Side server = Side::server();
     std::swap(*client.credential.get(), *server.credential.get());
@@ -77,7 +77,7 @@ TEST_F(Credentials, ofOneUseAreNoneForTheOther) {
     EXPECT_EQ(server.step(Bytes{22}).status, SEC_E_NO_CREDENTIALS);
 }
 
-TEST_F(Packages, areListedByBothNames) {
+TEST_F(Packages, packageIsListedByBothNames) {
     ULONG count = 0;
     SecPkgInfoW* packages = nullptr;
     ASSERT_EQ(platform::EnumerateSecurityPackagesW(&count, &packages), SEC_E_OK);
@@ -91,12 +91,12 @@ TEST_F(Packages, areListedByBothNames) {
     EXPECT_EQ(names, expected);
 }
 
-TEST_F(Packages, needAPlaceToBeListed) {
+TEST_F(Packages, enumerationRefusesNullOutput) {
     ULONG count = 0;
     EXPECT_EQ(platform::EnumerateSecurityPackagesW(&count, nullptr), SEC_E_INVALID_TOKEN);
 }
 
-TEST_F(Handles, ofGarbageAreVoid) {
+TEST_F(Handles, arbitraryHandleIsInvalid) {
     expectVoidContext({0, 0});
     expectVoidContext({1, 2});
     expectVoidContext({~ULONG_PTR{0}, ~ULONG_PTR{0}});
@@ -105,20 +105,20 @@ TEST_F(Handles, ofGarbageAreVoid) {
     EXPECT_EQ(platform::FreeCredentialsHandle(nullptr), SEC_E_INVALID_HANDLE);
 }
 
-TEST_F(Handles, withAnotherSecondWordAreVoid) {
+TEST_F(Handles, handleWithChangedSecondWordIsInvalid) {
     Side client = Side::client();
     client.step();
-    CtxtHandle bent = *client.context();
-    bent.dwUpper ^= 1;
-    expectVoidContext(bent);
+    CtxtHandle changed = *client.context();
+    changed.dwUpper ^= 1;
+    expectVoidContext(changed);
 }
 
-TEST_F(Handles, ofCredentialsAreNoContexts) {
+TEST_F(Handles, credentialHandleIsNoContext) {
     Side client = Side::client();
     expectVoidContext(*client.credential.get());
 }
 
-TEST_F(Handles, ofFreedCredentialsAreVoid) {
+TEST_F(Handles, handleOfFreedCredentialsIsInvalid) {
     Side client = Side::client();
     const CredHandle stale = *client.credential.get();
     ASSERT_EQ(platform::FreeCredentialsHandle(client.credential.get()), SEC_E_OK);
@@ -128,7 +128,7 @@ TEST_F(Handles, ofFreedCredentialsAreVoid) {
     *client.credential.get() = {};
 }
 
-TEST_F(Handles, ofAClientAreNoneForAServer) {
+TEST_F(Handles, clientContextIsInvalidForServer) {
     Side client = Side::client();
     client.step();
     Side server = Side::server();
@@ -150,7 +150,7 @@ TEST_F(Handles, unknownAttributesAreUnsupported) {
         SEC_E_INVALID_TOKEN);
 }
 
-TEST_F(Handles, oldErrorsOfTheThreadDontMatterAndNoneAreLeft) {
+TEST_F(Handles, queuedErrorsAreIgnoredAndCleared) {
     ERR_raise(ERR_LIB_USER, 1);
     Side client = Side::client();
     Side server = Side::server("untrusted");
@@ -159,12 +159,12 @@ TEST_F(Handles, oldErrorsOfTheThreadDontMatterAndNoneAreLeft) {
     EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
-TEST_F(Protection, anEmptyMessageIsRefusedAndHarmsNothing) {
+TEST_F(Protection, emptyMessageIsRefusedAndHarmsNothing) {
     EXPECT_EQ(client.protectStatus({}), SEC_E_UNSUPPORTED_FUNCTION);
     EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
 }
 
-TEST_F(Protection, largerHeaderAndTrailerShrinkToWhatIsUsed) {
+TEST_F(Protection, largerHeaderAndTrailerAreShortened) {
     Bytes header(100);
     Bytes data = bytesOf("apart");
     Bytes trailer(100);
@@ -179,7 +179,7 @@ TEST_F(Protection, largerHeaderAndTrailerShrinkToWhatIsUsed) {
     EXPECT_EQ(server.openAll(part(header, 0, 13) + data + part(trailer, 0, 16)), "apart");
 }
 
-TEST_F(Protection, tooLittleRoomIsRefusedAndHarmsNothing) {
+TEST_F(Protection, tooSmallBuffersAreRefusedAndHarmNothing) {
     for (const ULONG missingFrom : {0U, 2U}) {
         Bytes memory(100);
         SecBuffer entries[4] = {};
@@ -194,7 +194,7 @@ TEST_F(Protection, tooLittleRoomIsRefusedAndHarmsNothing) {
     EXPECT_EQ(server.openAll(client.protect("still fine")), "still fine");
 }
 
-TEST_F(Protection, aMissingEntryIsRefused) {
+TEST_F(Protection, missingEntryIsRefused) {
     Bytes memory(100);
     SecBuffer entries[2] = {};
     entries[0] = {13, SECBUFFER_STREAM_HEADER, memory.data()};
@@ -204,11 +204,11 @@ TEST_F(Protection, aMissingEntryIsRefused) {
     EXPECT_EQ(platform::EncryptMessage(client.context(), 0, nullptr, 0), SEC_E_INVALID_TOKEN);
 }
 
-TEST_F(Protection, openingNeedsAMessage) {
+TEST_F(Protection, openingNullMessageIsRefused) {
     EXPECT_EQ(platform::DecryptMessage(server.context(), nullptr, 0, nullptr), SEC_E_INVALID_TOKEN);
 }
 
-TEST_F(PackageHandshake, theAttributesMirrorWhatWasAskedForAndHolds) {
+TEST_F(PackageHandshake, attributesReportWhatWasRequestedAndHolds) {
     Side client = Side::client();
     Side server = Side::server();
     const Step hello = client.step();
@@ -220,12 +220,12 @@ TEST_F(PackageHandshake, theAttributesMirrorWhatWasAskedForAndHolds) {
     EXPECT_EQ(client.receive(last.token).attributes, clientRequirements);
 }
 
-TEST_F(PackageHandshake, tokensIntoTheCallersMemoryAreRefused) {
+TEST_F(PackageHandshake, tokensInCallersMemoryAreRefused) {
     Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_ALLOCATE_MEMORY);
     EXPECT_EQ(client.step().status, SEC_E_UNSUPPORTED_FUNCTION);
 }
 
-TEST_F(ServerTrust, aSelfSignedServerAmongTheAnchorsIsTrusted) {
+TEST_F(ServerTrust, selfSignedServerAmongTheAnchorsIsTrusted) {
     const std::filesystem::path own =
         std::filesystem::temp_directory_path() / ("vexassl-anchors-" + std::to_string(getpid()));
     std::filesystem::create_directories(own / "root");
@@ -234,19 +234,19 @@ TEST_F(ServerTrust, aSelfSignedServerAmongTheAnchorsIsTrusted) {
                                std::filesystem::copy_options::overwrite_existing);
     {
         const ScopedCertificateFolder anchors(own);
-        EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_OK);
-        EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_UNTRUSTED_ROOT);
+        EXPECT_EQ(validate("self-signed", L"localhost"), SEC_E_OK);
+        EXPECT_EQ(validate("server-ecdsa", L"localhost"), SEC_E_UNTRUSTED_ROOT);
     }
     std::filesystem::remove_all(own);
 }
 
-// A personal store of one test's own, with a key that is at fault.
+// A personal store with a key that cannot be used.
 class FaultyKeys : public ::testing::Test {
 protected:
     FaultyKeys() { std::filesystem::create_directories(own / "my"); }
     ~FaultyKeys() override { std::filesystem::remove_all(own); }
 
-    // Certificate and key of a case as two files side by side.
+    // Copies the certificate and the key of a test case as two files.
     void install(const std::string& name) const {
         std::filesystem::copy_file(certificateFile(name, "cert"), own / "my" / "only.pem",
                                    std::filesystem::copy_options::overwrite_existing);
@@ -254,7 +254,7 @@ protected:
                                    std::filesystem::copy_options::overwrite_existing);
     }
 
-    // The status of acquiring the only certificate of the store; nothing when there is none.
+    // Returns the status of acquiring credentials for the store's only certificate.
     static SECURITY_STATUS acquireOnly(const std::filesystem::path& root) {
         const ScopedCertificateFolder folder(root);
         const HCERTSTORE store = platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
@@ -276,31 +276,31 @@ protected:
         std::filesystem::temp_directory_path() / ("vexassl-keys-" + std::to_string(getpid()));
 };
 
-TEST_F(FaultyKeys, aKeyWithAPassPhraseIsUnreadableAndNobodyIsAsked) {
+TEST_F(FaultyKeys, encryptedKeyIsUnreadableWithoutPrompt) {
     install("encrypted-key");
     EXPECT_EQ(acquireOnly(own), SEC_E_UNKNOWN_CREDENTIALS);
 }
 
-TEST_F(FaultyKeys, aKeyThatIsTooWeakToBeUsedIsTold) {
+TEST_F(FaultyKeys, tooWeakKeyIsAlgorithmMismatch) {
     install("weak-key");
     EXPECT_EQ(acquireOnly(own), SEC_E_ALGORITHM_MISMATCH);
 }
 
-TEST_F(FaultyKeys, aGoodKeyBesideItsCertificateIsTaken) {
+TEST_F(FaultyKeys, separateKeyIsAccepted) {
     install("server-ecdsa");
     EXPECT_EQ(acquireOnly(own), SEC_E_OK);
 }
 
-TEST_F(FaultyKeys, aChangedFileIsServedFromTheNextConnectionOn) {
+TEST_F(FaultyKeys, changedKeyIsSeenByTheNextConnection) {
     install("server-ecdsa");
     ASSERT_EQ(acquireOnly(own), SEC_E_OK);
     install("encrypted-key");
     EXPECT_EQ(acquireOnly(own), SEC_E_UNKNOWN_CREDENTIALS);
 }
 
-// Every change of the file makes another certificate to the platform, more than it keeps settings
-// for.
-TEST_F(FaultyKeys, aCredentialOutlivesWhatIsKeptForIt) {
+// Each change of the file is another certificate to the platform; there are more than its cache
+// holds.
+TEST_F(FaultyKeys, credentialOutlivesTheCacheOfItsSettings) {
     std::filesystem::copy(certificatesFolder() / "root", own / "root");
     std::filesystem::copy_file(certificatesFolder() / "my" / "server-ecdsa.pem",
                                own / "my" / "server-ecdsa.pem");

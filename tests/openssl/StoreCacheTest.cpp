@@ -1,4 +1,4 @@
-// What is kept between openings of the store, and when it is read anew.
+// What is cached between openings of the store, and when it is read again.
 #include "openssl/CertificateFolderTest.h"
 
 #include <atomic>
@@ -11,7 +11,7 @@ using Names = std::vector<std::wstring>;
 
 class StoreCache : public CertificateFolderTest {};
 
-// The first entry; contexts of one parsed certificate show the same encoded bytes in one place.
+// The first entry. Contexts of one parsed certificate share their encoded bytes.
 HeldContext firstEntry() {
     const OpenedStore store;
     return firstIn(store.get());
@@ -27,7 +27,7 @@ TEST_F(StoreCache, unchangedFilesAreParsedOnce) {
     EXPECT_TRUE(areOneObject(before, firstEntry()));
 }
 
-TEST_F(StoreCache, fileWrittenAnewWithTheSameBytesIsNotParsedAgain) {
+TEST_F(StoreCache, fileRewrittenWithTheSameBytesIsNotParsedAgain) {
     const Issued one = issue(named("one"));
     install("one.pem", one);
     const HeldContext before = firstEntry();
@@ -35,18 +35,18 @@ TEST_F(StoreCache, fileWrittenAnewWithTheSameBytesIsNotParsedAgain) {
     EXPECT_TRUE(areOneObject(before, firstEntry()));
 }
 
-TEST_F(StoreCache, changedFileIsReadAnew) {
+TEST_F(StoreCache, changedFileIsReadAgain) {
     install("one.pem", issue(named("before")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"before"});
-    install("one.pem", issue(named("behind")));
-    EXPECT_EQ(namesInPersonalStore(), Names{L"behind"});
+    install("one.pem", issue(named("after")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"after"});
 }
 
-TEST_F(StoreCache, changeInPlaceOfTheSameSizeIsNoticedAtOnce) {
+TEST_F(StoreCache, changeInPlaceOfTheSameSizeIsSeenAtOnce) {
     const Issued one = issue(named("one"));
     install("one.pem", one);
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
-    // The certificate's first letter behind the armour spoils its encoding.
+    // Changing the first letter after the PEM header invalidates the encoding.
     const std::string content = pem(one) + keyPem(one);
     FILE* file = fopen(path("my/one.pem").c_str(), "r+");
     ASSERT_NE(file, nullptr);
@@ -60,12 +60,12 @@ TEST_F(StoreCache, changeOfOneFileLeavesTheOthersParsed) {
     install("a.pem", issue(named("stays")));
     install("b.pem", issue(named("before")));
     const HeldContext before = firstEntry();
-    install("b.pem", issue(named("behind")));
-    EXPECT_EQ(namesInPersonalStore(), (Names{L"stays", L"behind"}));
+    install("b.pem", issue(named("after")));
+    EXPECT_EQ(namesInPersonalStore(), (Names{L"stays", L"after"}));
     EXPECT_TRUE(areOneObject(before, firstEntry()));
 }
 
-TEST_F(StoreCache, removedFileIsGone) {
+TEST_F(StoreCache, removedFileIsNoEntry) {
     install("a.pem", issue(named("one")));
     install("b.pem", issue(named("two")));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"one", L"two"}));
@@ -73,7 +73,7 @@ TEST_F(StoreCache, removedFileIsGone) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"two"});
 }
 
-TEST_F(StoreCache, fileThatCameBackIsParsedAgain) {
+TEST_F(StoreCache, restoredFileIsParsedAgain) {
     const Issued one = issue(named("one"));
     install("a.pem", one);
     const HeldContext before = firstEntry();
@@ -83,7 +83,7 @@ TEST_F(StoreCache, fileThatCameBackIsParsedAgain) {
     EXPECT_FALSE(areOneObject(before, firstEntry()));
 }
 
-TEST_F(StoreCache, keyThatComesLaterMakesAnEntry) {
+TEST_F(StoreCache, keyAddedLaterMakesEntry) {
     const Issued one = issue(named("one"));
     write("my/one.pem", pem(one));
     EXPECT_EQ(namesInPersonalStore(), Names{});
@@ -91,14 +91,14 @@ TEST_F(StoreCache, keyThatComesLaterMakesAnEntry) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(StoreCache, passwordThatComesLaterOpensTheArchive) {
+TEST_F(StoreCache, passwordAddedLaterOpensTheArchive) {
     write("my/one.p12", pkcs12(issue(named("one")), {}, "secret"));
     EXPECT_EQ(namesInPersonalStore(), Names{});
     write("my/one.p12.password", "secret");
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(StoreCache, folderThatComesLaterIsRead) {
+TEST_F(StoreCache, folderCreatedLaterIsRead) {
     std::filesystem::remove(path("my"));
     EXPECT_EQ(namesInPersonalStore(), Names{});
     std::filesystem::create_directory(path("my"));
@@ -106,15 +106,15 @@ TEST_F(StoreCache, folderThatComesLaterIsRead) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
-TEST_F(StoreCache, openStoreKeepsWhatItHasRead) {
+TEST_F(StoreCache, openStoreKeepsItsEntries) {
     install("one.pem", issue(named("before")));
     const OpenedStore store;
-    install("one.pem", issue(named("behind")));
+    install("one.pem", issue(named("after")));
     remove("my/one.pem");
     EXPECT_EQ(namesIn(store.get()), Names{L"before"});
 }
 
-TEST_F(StoreCache, anotherFolderHasOtherEntries) {
+TEST_F(StoreCache, otherFolderHasItsOwnEntries) {
     install("one.pem", issue(named("here")));
     EXPECT_EQ(namesInPersonalStore(), Names{L"here"});
     std::filesystem::create_directories(path("other/my"));
@@ -126,9 +126,9 @@ TEST_F(StoreCache, anotherFolderHasOtherEntries) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"here"});
 }
 
-TEST_F(StoreCache, manyThreadsSeeOneOrTheOtherContentWhileFilesChange) {
+TEST_F(StoreCache, threadsSeeOldOrNewContentWhileFilesChange) {
     const Issued before = issue(named("before"));
-    const Issued behind = issue(named("behind"));
+    const Issued after = issue(named("after"));
     install("one.pem", before);
     std::atomic<int> wrong{0};
     std::vector<std::thread> readers;
@@ -136,14 +136,14 @@ TEST_F(StoreCache, manyThreadsSeeOneOrTheOtherContentWhileFilesChange) {
         readers.emplace_back([&wrong] {
             for (int round = 0; round < 50; ++round) {
                 const Names names = namesInPersonalStore();
-                if (names != Names{L"before"} && names != Names{L"behind"}) {
+                if (names != Names{L"before"} && names != Names{L"after"}) {
                     ++wrong;
                 }
             }
         });
     }
     for (int round = 0; round < 50; ++round) {
-        install("one.pem", round % 2 ? before : behind);
+        install("one.pem", round % 2 ? before : after);
     }
     for (std::thread& reader : readers) {
         reader.join();

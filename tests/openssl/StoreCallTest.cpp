@@ -1,4 +1,4 @@
-// What the store's calls make of arguments that only this binding has an answer for.
+// Store calls with arguments whose outcome the contract leaves open.
 #include "openssl/CertificateFolderTest.h"
 
 namespace VexaSsl::test {
@@ -11,22 +11,22 @@ constexpr DWORD fileNotFound = 2;
 
 using CertOpenStore = CertificateFolderTest;
 
-class StoreWalk : public CertificateFolderTest {
+class StoreEnumeration : public CertificateFolderTest {
 protected:
-    StoreWalk() {
+    StoreEnumeration() {
         install("a.pem", issue(named("one")));
         install("b.pem", issue(named("two")));
     }
 };
-using CertCompareCertificate = StoreWalk;
-using SubjectSearch = StoreWalk;
+using CertCompareCertificate = StoreEnumeration;
+using SubjectSearch = StoreEnumeration;
 
-TEST_F(CertOpenStore, anotherNameIsNotFound) {
+TEST_F(CertOpenStore, otherNameIsNotFound) {
     EXPECT_EQ(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, 0, L"ROOT"), nullptr);
     EXPECT_EQ(platform::GetLastError(), fileNotFound);
 }
 
-TEST_F(CertOpenStore, anotherProviderIsNotFound) {
+TEST_F(CertOpenStore, otherProviderIsNotFound) {
     const char* const fileProvider = reinterpret_cast<const char*>(ULONG_PTR{7});
     EXPECT_EQ(platform::CertOpenStore(fileProvider, 0, 0, 0, L"MY"), nullptr);
     EXPECT_EQ(platform::GetLastError(), fileNotFound);
@@ -41,7 +41,7 @@ TEST_F(SubjectSearch, emptyTextFindsNothing) {
     EXPECT_EQ(namesFoundBySubject(L""), Names{});
 }
 
-TEST_F(SubjectSearch, unknownKindOfSearchReleasesThePreviousOne) {
+TEST_F(SubjectSearch, unknownSearchTypeReleasesThePreviousContext) {
     OpenedStore store;
     HeldContext found = firstIn(store.get());
     constexpr DWORD byHash = 0x10000;
@@ -52,7 +52,7 @@ TEST_F(SubjectSearch, unknownKindOfSearchReleasesThePreviousOne) {
     EXPECT_TRUE(store.close());
 }
 
-TEST_F(StoreWalk, previousOneWhoseFileIsGoneStillLeadsOn) {
+TEST_F(StoreEnumeration, enumerationContinuesAfterRemovedFile) {
     const OpenedStore store;
     HeldContext first = firstIn(store.get());
     remove("my/a.pem");
@@ -61,7 +61,7 @@ TEST_F(StoreWalk, previousOneWhoseFileIsGoneStillLeadsOn) {
     EXPECT_EQ(displayName(second.get()), L"two");
 }
 
-TEST_F(StoreWalk, storeThatWasNeverOpenedIsRefused) {
+TEST_F(StoreEnumeration, nullStoreIsRefused) {
     const HCERTSTORE neverOpened = reinterpret_cast<HCERTSTORE>(~ULONG_PTR{0});
     for (const HCERTSTORE store : {HCERTSTORE{}, neverOpened}) {
         EXPECT_EQ(platform::CertEnumCertificatesInStore(store, nullptr), nullptr);
@@ -69,11 +69,11 @@ TEST_F(StoreWalk, storeThatWasNeverOpenedIsRefused) {
     }
 }
 
-TEST_F(CertCompareCertificate, nullIsTheSameAsNothing) {
+TEST_F(CertCompareCertificate, nullEqualsNothing) {
     EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, nullptr));
 }
 
-TEST_F(StoreWalk, previousOneOfAnotherStoreIsRefusedAndReleased) {
+TEST_F(StoreEnumeration, contextOfOtherStoreIsRefusedAndReleased) {
     OpenedStore here;
     OpenedStore there;
     HeldContext foreign = firstIn(there.get());

@@ -1,4 +1,4 @@
-// The trust anchors, and how long they are kept.
+// The trust anchors and their cache.
 #include "openssl/CertificateFolderTest.h"
 
 #include "platform/openssl/stores/CertificateObject.h"
@@ -8,29 +8,18 @@ namespace {
 
 class TrustStore : public CertificateFolderTest {};
 
-TEST_F(TrustStore, isTheSameObjectWhileNothingChanges) {
+TEST_F(TrustStore, unchangedTrustStoreIsTheSameObject) {
     write("root/one.pem", pem(issue(authorityNamed("one"))));
     EXPECT_EQ(openssl::trustStore(), openssl::trustStore());
 }
 
-TEST_F(TrustStore, isAnotherObjectAfterAChange) {
+TEST_F(TrustStore, changedTrustStoreIsAnotherObject) {
     const auto before = openssl::trustStore();
     write("root/one.pem", pem(issue(authorityNamed("one"))));
     EXPECT_NE(before, openssl::trustStore());
 }
 
-bool hasAnchor(const Issued& authority) {
-    STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(openssl::trustStore().get());
-    for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
-        const X509* anchor = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(objects, i));
-        if (anchor && X509_cmp(anchor, authority.certificate.get()) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
-TEST_F(TrustStore, holdsTheAnchorsOfTheFolder) {
+TEST_F(TrustStore, trustStoreHoldsTheAnchorsOfTheFolder) {
     const Issued one = issue(authorityNamed("one"));
     const Issued two = issue(authorityNamed("two"));
     write("root/both.pem", pem(one) + pem(two));
@@ -38,7 +27,7 @@ TEST_F(TrustStore, holdsTheAnchorsOfTheFolder) {
     EXPECT_TRUE(hasAnchor(two));
 }
 
-TEST_F(TrustStore, forgetsAnAnchorThatWasRemoved) {
+TEST_F(TrustStore, removedAnchorIsNotTrusted) {
     const Issued one = issue(authorityNamed("one"));
     write("root/one.pem", pem(one));
     EXPECT_TRUE(hasAnchor(one));
@@ -46,14 +35,14 @@ TEST_F(TrustStore, forgetsAnAnchorThatWasRemoved) {
     EXPECT_FALSE(hasAnchor(one));
 }
 
-TEST_F(TrustStore, brokenFileDoesNotStopTheOthers) {
+TEST_F(TrustStore, brokenFileDoesNotAffectOtherFiles) {
     const Issued one = issue(authorityNamed("one"));
     write("root/a.pem", "-----BEGIN CERTIFICATE-----\nnot base64!\n-----END CERTIFICATE-----\n");
     write("root/b.pem", pem(one));
     EXPECT_TRUE(hasAnchor(one));
 }
 
-TEST_F(TrustStore, missingFolderIsNoFailure) {
+TEST_F(TrustStore, missingFolderIsAccepted) {
     std::filesystem::remove(path("root"));
     EXPECT_NE(openssl::trustStore(), nullptr);
 }

@@ -1,4 +1,4 @@
-// Which files of the certificate folder count for nothing, and why.
+// Which files of the certificate folder are unused, and why.
 #include "openssl/CertificateFolderTest.h"
 
 #include "VexaPlatform/Certificates.h"
@@ -18,7 +18,7 @@ using Faults = std::map<std::string, Fault>;
 
 class UnusedFiles : public CertificateFolderTest {
 protected:
-    // By the path inside the folder.
+    // The faults by path inside the folder.
     Faults found() const {
         Faults faults;
         for (const platform::UnusedCertificateFile& file : platform::unusedCertificateFiles()) {
@@ -28,7 +28,7 @@ protected:
     }
 };
 
-TEST_F(UnusedFiles, certificatesWithTheirKeysAndAnchorsAreUsed) {
+TEST_F(UnusedFiles, certificatesWithKeysAndAnchorsAreUsed) {
     const Issued one = issue(named("one"));
     install("a.pem", one);
     write("my/b.crt", pem(one));
@@ -37,38 +37,38 @@ TEST_F(UnusedFiles, certificatesWithTheirKeysAndAnchorsAreUsed) {
     EXPECT_EQ(found(), Faults{});
 }
 
-TEST_F(UnusedFiles, certificateWithoutAKeyIsToldOf) {
+TEST_F(UnusedFiles, certificateWithoutKeyIsReported) {
     write("my/one.pem", pem(issue(named("one"))));
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::NoKey}}));
 }
 
-TEST_F(UnusedFiles, keyOfAnotherCertificateIsToldOf) {
+TEST_F(UnusedFiles, keyOfAnotherCertificateIsReported) {
     write("my/one.pem", pem(issue(named("one"))));
     write("my/one.key", keyPem(issue(named("two"))));
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::ForeignKey}}));
 }
 
-TEST_F(UnusedFiles, keyWithoutACertificateIsToldOfByTheFileThatShouldHoldOne) {
+TEST_F(UnusedFiles, keyWithoutCertificateIsReportedForTheCertificateFile) {
     write("my/one.pem", keyPem(issue(named("one"))));
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::NoCertificate}}));
 }
 
-TEST_F(UnusedFiles, damagedFileIsToldOf) {
+TEST_F(UnusedFiles, damagedFileIsReported) {
     write("my/one.pem", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::Damaged}}));
 }
 
-TEST_F(UnusedFiles, linkThatLeadsNowhereIsToldOf) {
+TEST_F(UnusedFiles, danglingLinkIsReported) {
     std::filesystem::create_symlink("gone.pem", path("my/one.pem"));
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::Missing}}));
 }
 
-TEST_F(UnusedFiles, folderInTheNameOfAFileIsToldOf) {
+TEST_F(UnusedFiles, folderNamedLikeFileIsReported) {
     std::filesystem::create_directory(path("my/one.pem"));
     EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::NotAFile}}));
 }
 
-TEST_F(UnusedFiles, pkcs12ThatThePasswordDoesNotOpenIsToldOf) {
+TEST_F(UnusedFiles, pkcs12WithWrongPasswordIsReported) {
     const Issued one = issue(named("one"));
     write("my/one.p12", pkcs12(one, {}, "right"));
     EXPECT_EQ(found(), (Faults{{"my/one.p12", Fault::WrongPassword}}));
@@ -76,24 +76,24 @@ TEST_F(UnusedFiles, pkcs12ThatThePasswordDoesNotOpenIsToldOf) {
     EXPECT_EQ(found(), Faults{});
 }
 
-TEST_F(UnusedFiles, nameThatNoCertificateFileHasIsToldOf) {
+TEST_F(UnusedFiles, unknownFileNameIsReported) {
     write("my/one.PEM", pem(issue(named("one"))));
     write("my/.one.pem.swp", "");
     EXPECT_EQ(found(), (Faults{{"my/one.PEM", Fault::UnknownExtension}}));
 }
 
-TEST_F(UnusedFiles, anchorFileWithoutACertificateIsToldOf) {
+TEST_F(UnusedFiles, anchorFileWithoutCertificateIsReported) {
     write("root/one.pem", "nothing\n");
     EXPECT_EQ(found(), (Faults{{"root/one.pem", Fault::NoCertificate}}));
 }
 
-TEST_F(UnusedFiles, missingStoreIsToldOfAndMissingAnchorsAreNot) {
+TEST_F(UnusedFiles, missingStoreIsReportedUnlikeMissingAnchors) {
     std::filesystem::remove(path("my"));
     std::filesystem::remove(path("root"));
     EXPECT_EQ(found(), (Faults{{"my", Fault::Missing}}));
 }
 
-TEST_F(UnusedFiles, mendedFileIsUsedAtOnce) {
+TEST_F(UnusedFiles, repairedFileIsUsedAtOnce) {
     const Issued one = issue(named("one"));
     write("my/one.pem", pem(one));
     EXPECT_EQ(found().size(), 1U);
@@ -101,7 +101,7 @@ TEST_F(UnusedFiles, mendedFileIsUsedAtOnce) {
     EXPECT_EQ(found(), Faults{});
 }
 
-TEST_F(UnusedFiles, whatTheAccountMayNotReadIsToldOf) {
+TEST_F(UnusedFiles, fileWithoutReadPermissionIsReported) {
     install("one.pem", issue(named("one")));
     write("root/two.pem", pem(issue(named("two"))));
     ASSERT_EQ(::chmod(path("my/one.pem").c_str(), 0), 0);

@@ -1,5 +1,5 @@
-// What the binding takes out of OpenSSL to protect records with is overwritten when it goes. The
-// memory is the tests' own, so that it can be looked at afterwards.
+// The secrets that the binding copies from OpenSSL are overwritten by their destructors. The tests
+// own the memory, so that they can inspect it afterwards.
 #include "platform/openssl/tls/RecordCipher.h"
 
 #include <gtest/gtest.h>
@@ -10,8 +10,13 @@
 #include <new>
 #include <utility>
 
-namespace VexaSsl::openssl {
+namespace VexaSsl::test {
 namespace {
+
+using openssl::AeadSuite;
+using openssl::DirectionKeys;
+using openssl::HandshakeSecrets;
+using openssl::RecordOpener;
 
 constexpr unsigned char mark = 0xA5;
 
@@ -24,7 +29,7 @@ public:
         return *secret;
     }
     void destroy() { std::destroy_at(secret); }
-    // Several in a row: a single one may be part of an address.
+    // Several in a row, because one byte may be part of an address.
     bool holdsMarks() const {
         return std::search_n(bytes.begin(), bytes.end(), 8, mark) != bytes.end();
     }
@@ -34,7 +39,7 @@ private:
     Secret* secret = nullptr;
 };
 
-TEST(WipedSecrets, keysOfADirectionGoWithIt) {
+TEST(WipedSecrets, keysAreWipedWithTheirDirection) {
     Place<DirectionKeys> place;
     DirectionKeys& keys = place.make();
     keys.key.fill(mark);
@@ -44,7 +49,7 @@ TEST(WipedSecrets, keysOfADirectionGoWithIt) {
     EXPECT_FALSE(place.holdsMarks());
 }
 
-TEST(WipedSecrets, masterSecretGoesWithItsOwner) {
+TEST(WipedSecrets, masterSecretIsWipedWithItsOwner) {
     Place<HandshakeSecrets> place;
     place.make().master.fill(mark);
     EXPECT_TRUE(place.holdsMarks());
@@ -52,7 +57,7 @@ TEST(WipedSecrets, masterSecretGoesWithItsOwner) {
     EXPECT_FALSE(place.holdsMarks());
 }
 
-TEST(WipedSecrets, aCipherKeepsItsKeyInsideOfOpenSslOnly) {
+TEST(WipedSecrets, cipherKeepsItsKeyInOpenSslOnly) {
     constexpr AeadSuite suite{"ChaCha20-Poly1305", 32, 12, 0};
     DirectionKeys keys;
     keys.key.fill(mark);
@@ -63,4 +68,4 @@ TEST(WipedSecrets, aCipherKeepsItsKeyInsideOfOpenSslOnly) {
 }
 
 } // namespace
-} // namespace VexaSsl::openssl
+} // namespace VexaSsl::test

@@ -186,7 +186,7 @@ TEST_F(CertificateHash, tooSmallBufferGivesTheSizeNeeded) {
 
 class NamedPolicy : public ChainTest {
 protected:
-    static DWORD judge(PCCERT_CONTEXT leaf, const std::wstring& name, DWORD ignored = 0) {
+    static DWORD verdictOf(PCCERT_CONTEXT leaf, const std::wstring& name, DWORD ignored = 0) {
         const HeldChain chain = chainOf(leaf, serverUsage);
         std::wstring asked = name;
         SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
@@ -216,31 +216,32 @@ protected:
 
 TEST_F(NamedPolicy, nameOfTheCertificateIsAccepted) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf.test"), &root));
-    EXPECT_EQ(judge(leaf.get(), L"leaf.test"), 0U);
-    EXPECT_EQ(judge(leaf.get(), L"LEAF.test"), 0U);
+    EXPECT_EQ(verdictOf(leaf.get(), L"leaf.test"), 0U);
+    EXPECT_EQ(verdictOf(leaf.get(), L"LEAF.test"), 0U);
 }
 
 TEST_F(NamedPolicy, otherNameIsRefused) {
     const HeldContext leaf = contextOf(issue(serverNamed("leaf.test"), &root));
-    EXPECT_EQ(judge(leaf.get(), L"other.test"), wrongName);
+    EXPECT_EQ(verdictOf(leaf.get(), L"other.test"), wrongName);
 }
 
 TEST_F(NamedPolicy, wildcardMatchesOneLabel) {
     const HeldContext leaf = contextOf(issue(serverNamed("*.wild.test"), &root));
-    EXPECT_EQ(judge(leaf.get(), L"a.wild.test"), 0U);
-    EXPECT_EQ(judge(leaf.get(), L"a.b.wild.test"), wrongName);
+    EXPECT_EQ(verdictOf(leaf.get(), L"a.wild.test"), 0U);
+    EXPECT_EQ(verdictOf(leaf.get(), L"a.b.wild.test"), wrongName);
 }
 
 TEST_F(NamedPolicy, chainFaultsComeBeforeTheName) {
-    EXPECT_EQ(judge(expired().get(), L"other.test"), static_cast<DWORD>(CERT_E_EXPIRED));
+    EXPECT_EQ(verdictOf(expired().get(), L"other.test"), static_cast<DWORD>(CERT_E_EXPIRED));
 }
 
 TEST_F(NamedPolicy, nameIsCheckedWhenOtherFaultsAreIgnored) {
-    EXPECT_EQ(judge(expired().get(), L"other.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID),
+    EXPECT_EQ(verdictOf(expired().get(), L"other.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID),
               wrongName);
-    EXPECT_EQ(judge(expired().get(), L"leaf.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID), 0U);
+    EXPECT_EQ(verdictOf(expired().get(), L"leaf.test", SECURITY_FLAG_IGNORE_CERT_DATE_INVALID), 0U);
     const HeldContext untrusted = contextOf(issue(serverNamed("leaf.test"), &stranger));
-    EXPECT_EQ(judge(untrusted.get(), L"other.test", SECURITY_FLAG_IGNORE_UNKNOWN_CA), wrongName);
+    EXPECT_EQ(verdictOf(untrusted.get(), L"other.test", SECURITY_FLAG_IGNORE_UNKNOWN_CA),
+              wrongName);
 }
 
 } // namespace

@@ -9,11 +9,11 @@ using ChainPolicy = ChainTest;
 using CertGetCertificateChain = ChainTest;
 
 TEST_F(ChainPolicy, leafOfATrustedRootIsTrusted) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &root)), trusted);
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &root)), trusted);
 }
 
 TEST_F(ChainPolicy, sentIntermediateCompletesTheChain) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &between), {&between}), trusted);
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &between), {&between}), trusted);
 }
 
 TEST_F(ChainPolicy, additionalStoreCompletesTheChain) {
@@ -27,21 +27,22 @@ TEST_F(ChainPolicy, selfSignedAnchorIsTrusted) {
     Recipe recipe = serverNamed("alone");
     const Issued alone = issue(recipe);
     trust("alone", alone);
-    EXPECT_EQ(judge(alone), trusted);
+    EXPECT_EQ(verdictOf(alone), trusted);
 }
 
 TEST_F(ChainPolicy, missingIssuerIsReportedAtTheLastElement) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &between)), (Verdict{CERT_E_CHAINING, 0}));
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &between)), (Verdict{CERT_E_CHAINING, 0}));
     const Issued below = issue(authorityNamed("below"), &between);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &below), {&below}), (Verdict{CERT_E_CHAINING, 1}));
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &below), {&below}),
+              (Verdict{CERT_E_CHAINING, 1}));
 }
 
 TEST_F(ChainPolicy, selfSignedLeafIsAnUntrustedRoot) {
-    EXPECT_EQ(judge(issue(serverNamed("alone"))), (Verdict{CERT_E_UNTRUSTEDROOT, 0}));
+    EXPECT_EQ(verdictOf(issue(serverNamed("alone"))), (Verdict{CERT_E_UNTRUSTEDROOT, 0}));
 }
 
 TEST_F(ChainPolicy, sentUntrustedRootIsAtFault) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &stranger), {&stranger}),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &stranger), {&stranger}),
               (Verdict{CERT_E_UNTRUSTEDROOT, 1}));
 }
 
@@ -49,13 +50,13 @@ TEST_F(ChainPolicy, expiredLeafIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
-    EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
+    EXPECT_EQ(verdictOf(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
 TEST_F(ChainPolicy, leafNotYetValidIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = 10;
-    EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
+    EXPECT_EQ(verdictOf(issue(recipe, &root)), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
 TEST_F(ChainPolicy, expiredIntermediateIsAtFault) {
@@ -63,47 +64,47 @@ TEST_F(ChainPolicy, expiredIntermediateIsAtFault) {
     recipe.firstDay = -20;
     recipe.lastDay = -10;
     const Issued expired = issue(recipe, &root);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &expired), {&expired}),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &expired), {&expired}),
               (Verdict{CERT_E_EXPIRED, 1}));
 }
 
 TEST_F(ChainPolicy, usageNotListedIsWrong) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, clientUsage),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &root), {}, clientUsage),
               (Verdict{CERT_E_WRONG_USAGE, 0}));
 }
 
 TEST_F(ChainPolicy, missingExtensionAllowsEveryUsage) {
     const Issued leaf = issue(named("leaf"), &root);
-    EXPECT_EQ(judge(leaf, {}, clientUsage), trusted);
-    EXPECT_EQ(judge(leaf, {}, serverUsage), trusted);
-    EXPECT_EQ(judge(leaf, {}, "1.3.6.1.5.5.7.3.3"), trusted);
+    EXPECT_EQ(verdictOf(leaf, {}, clientUsage), trusted);
+    EXPECT_EQ(verdictOf(leaf, {}, serverUsage), trusted);
+    EXPECT_EQ(verdictOf(leaf, {}, "1.3.6.1.5.5.7.3.3"), trusted);
 }
 
 TEST_F(ChainPolicy, usageUnrelatedToTlsIsChecked) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, "1.3.6.1.5.5.7.3.3"),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &root), {}, "1.3.6.1.5.5.7.3.3"),
               (Verdict{CERT_E_WRONG_USAGE, 0}));
 }
 
 TEST_F(ChainPolicy, missingRequestAllowsEveryUsage) {
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &root), {}, ""), trusted);
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &root), {}, ""), trusted);
 }
 
 TEST_F(ChainPolicy, usageExcludedByIntermediateIsItsFault) {
     Recipe recipe = authorityNamed("between");
     recipe.usages = "clientAuth";
     const Issued clientsOnly = issue(recipe, &root);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &clientsOnly), {&clientsOnly}),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &clientsOnly), {&clientsOnly}),
               (Verdict{CERT_E_WRONG_USAGE, 1}));
 }
 
 TEST_F(ChainPolicy, brokenSignatureIsTheFaultOfItsCertificate) {
-    EXPECT_EQ(judge(withBrokenSignature(issue(serverNamed("leaf"), &root))),
+    EXPECT_EQ(verdictOf(withBrokenSignature(issue(serverNamed("leaf"), &root))),
               (Verdict{TRUST_E_CERT_SIGNATURE, 0}));
 }
 
 TEST_F(ChainPolicy, issuerThatIsNoAuthorityIsAtFault) {
     const Issued server = issue(serverNamed("server"), &root);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &server), {&server}),
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &server), {&server}),
               (Verdict{TRUST_E_BASIC_CONSTRAINTS, 1}));
 }
 
@@ -112,7 +113,7 @@ TEST_F(ChainPolicy, chainBeyondThePathLengthIsRefused) {
     recipe.basicConstraints = "critical,CA:TRUE,pathlen:0";
     const Issued shortOne = issue(recipe, &root);
     const Issued below = issue(authorityNamed("below"), &shortOne);
-    EXPECT_EQ(judge(issue(serverNamed("leaf"), &below), {&below, &shortOne}).error,
+    EXPECT_EQ(verdictOf(issue(serverNamed("leaf"), &below), {&below, &shortOne}).error,
               static_cast<DWORD>(TRUST_E_BASIC_CONSTRAINTS));
 }
 
@@ -120,41 +121,42 @@ TEST_F(ChainPolicy, nameOutsideTheConstraintsIsRefused) {
     Recipe recipe = authorityNamed("inside only");
     recipe.permittedDnsName = "inside.test";
     const Issued insideOnly = issue(recipe, &root);
-    EXPECT_EQ(judge(issue(serverNamed("www.inside.test"), &insideOnly), {&insideOnly}), trusted);
-    EXPECT_EQ(judge(issue(serverNamed("www.outside.test"), &insideOnly), {&insideOnly}).error,
+    EXPECT_EQ(verdictOf(issue(serverNamed("www.inside.test"), &insideOnly), {&insideOnly}),
+              trusted);
+    EXPECT_EQ(verdictOf(issue(serverNamed("www.outside.test"), &insideOnly), {&insideOnly}).error,
               static_cast<DWORD>(CERT_E_INVALID_NAME));
 }
 
 TEST_F(ChainPolicy, unknownCriticalExtensionIsRefused) {
     Recipe recipe = serverNamed("leaf");
     recipe.criticalExtension = "1.2.3.4.5";
-    EXPECT_EQ(judge(issue(recipe, &root)), (Verdict{CERT_E_CRITICAL, 0}));
+    EXPECT_EQ(verdictOf(issue(recipe, &root)), (Verdict{CERT_E_CRITICAL, 0}));
 }
 
 TEST_F(ChainPolicy, untrustedRootComesBeforeExpired) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
-    EXPECT_EQ(judge(issue(recipe, &stranger), {&stranger}), (Verdict{CERT_E_UNTRUSTEDROOT, 1}));
+    EXPECT_EQ(verdictOf(issue(recipe, &stranger), {&stranger}), (Verdict{CERT_E_UNTRUSTEDROOT, 1}));
 }
 
 TEST_F(ChainPolicy, missingIssuerComesBeforeExpired) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
-    EXPECT_EQ(judge(issue(recipe, &stranger)), (Verdict{CERT_E_CHAINING, 0}));
+    EXPECT_EQ(verdictOf(issue(recipe, &stranger)), (Verdict{CERT_E_CHAINING, 0}));
 }
 
 TEST_F(ChainPolicy, expiredComesBeforeWrongUsage) {
     Recipe recipe = serverNamed("leaf");
     recipe.firstDay = -20;
     recipe.lastDay = -10;
-    EXPECT_EQ(judge(issue(recipe, &root), {}, clientUsage), (Verdict{CERT_E_EXPIRED, 0}));
+    EXPECT_EQ(verdictOf(issue(recipe, &root), {}, clientUsage), (Verdict{CERT_E_EXPIRED, 0}));
 }
 
 TEST_F(ChainPolicy, impostorNamedLikeTrustedRootIsNotTrusted) {
     const Issued impostor = issue(authorityNamed("root"));
-    EXPECT_NE(judge(issue(serverNamed("leaf"), &impostor), {&impostor}).error, 0U);
+    EXPECT_NE(verdictOf(issue(serverNamed("leaf"), &impostor), {&impostor}).error, 0U);
 }
 
 TEST_F(CertGetCertificateChain, elementsRunFromLeafToRoot) {
@@ -236,11 +238,11 @@ TEST_F(CertGetCertificateChain, freeingNullIsHarmless) {
 
 TEST_F(CertGetCertificateChain, newAnchorIsTrustedAtOnce) {
     const Issued leaf = issue(serverNamed("leaf"), &stranger);
-    EXPECT_EQ(judge(leaf, {&stranger}).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
+    EXPECT_EQ(verdictOf(leaf, {&stranger}).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
     trust("stranger", stranger);
-    EXPECT_EQ(judge(leaf, {&stranger}), trusted);
+    EXPECT_EQ(verdictOf(leaf, {&stranger}), trusted);
     distrust("stranger");
-    EXPECT_EQ(judge(leaf, {&stranger}).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
+    EXPECT_EQ(verdictOf(leaf, {&stranger}).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
 }
 
 } // namespace

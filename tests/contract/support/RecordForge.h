@@ -1,12 +1,15 @@
 // Makes single records that a TLS library would never send, protected with the keys of a raw peer.
-// The peer must have negotiated forgeableSuite and have sent no record after its Finished message.
+// The peer must have sent no record after its Finished message.
 #pragma once
 
 #include "contract/support/RawPeer.h"
 
+#include <cstdint>
+#include <memory>
+
 namespace VexaSsl::test {
 
-inline constexpr char forgeableSuite[] = "ECDHE-ECDSA-AES128-GCM-SHA256";
+class TrafficForge;
 
 class RecordForge {
 public:
@@ -16,9 +19,8 @@ public:
     Bytes record(unsigned char type, const Bytes& plaintext);
 
 private:
-    Bytes key;
-    Bytes fixedNonce;
-    unsigned char sequence = 1; // 0 was the peer's Finished message
+    std::shared_ptr<const TrafficForge> forge;
+    std::uint64_t sequence = 1; // the Finished message had 0
 };
 
 } // namespace VexaSsl::test

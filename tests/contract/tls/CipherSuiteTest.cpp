@@ -88,7 +88,7 @@ struct CipherSuite {
     ULONG header;
 };
 
-std::string printed(const ::testing::TestParamInfo<CipherSuite>& suite) {
+std::string caseName(const ::testing::TestParamInfo<CipherSuite>& suite) {
     std::string name = suite.param.name;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
                       CipherSuite{"ECDHE-RSA-AES128-GCM-SHA256", "server-rsa", 13},
                       CipherSuite{"ECDHE-RSA-AES256-GCM-SHA384", "server-rsa", 13},
                       CipherSuite{"ECDHE-RSA-CHACHA20-POLY1305", "server-rsa", 5}),
-    printed);
+    caseName);
 
 class UnsupportedCipherSuite : public CipherSuites,
                                public ::testing::WithParamInterface<CipherSuite> {};
@@ -147,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(
                       CipherSuite{"ECDHE-RSA-AES256-SHA", "server-rsa", 0},
                       CipherSuite{"AES128-GCM-SHA256", "server-rsa", 0},
                       CipherSuite{"DHE-RSA-AES128-GCM-SHA256", "server-rsa", 0}),
-    printed);
+    caseName);
 
 TEST_F(CipherSuites, requestedFragmentLengthIsKept) {
     PeerSettings settings;

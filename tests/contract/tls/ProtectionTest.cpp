@@ -197,12 +197,7 @@ class ForgedRecords : public ContractTest {
 protected:
     // A client, a server, and a forge with the client's keys.
     struct Forgery {
-        static PeerSettings settings() {
-            PeerSettings forgeable;
-            forgeable.suites = forgeableSuite;
-            return forgeable;
-        }
-        static const RawPeer& agreed(RawPeer& client, Side& receiver) {
+        static const RawPeer& established(RawPeer& client, Side& receiver) {
             runHandshake(client, receiver);
             return client;
         }
@@ -210,9 +205,9 @@ protected:
             return server.open(forge.record(type, plaintext));
         }
 
-        RawPeer peer = RawPeer::client(settings());
+        RawPeer peer = RawPeer::client();
         Side server = Side::server();
-        RecordForge forge{agreed(peer, server)};
+        RecordForge forge{established(peer, server)};
     };
 
     const ScopedCertificates certificates;

@@ -10,7 +10,7 @@ namespace {
 
 class ServerTrust : public ContractTest {
 protected:
-    static SECURITY_STATUS judge(const std::string& certificate, const std::wstring& target) {
+    static SECURITY_STATUS validate(const std::string& certificate, const std::wstring& target) {
         Side client = Side::client(target);
         RawPeer server = RawPeer::server(certificate);
         runHandshake(client, server);
@@ -21,81 +21,81 @@ protected:
 };
 
 TEST_F(ServerTrust, dnsNameIsAccepted) {
-    EXPECT_EQ(judge("server-ecdsa", L"localhost"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"localhost"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, nameIgnoresCase) {
-    EXPECT_EQ(judge("server-ecdsa", L"LocalHost"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"LocalHost"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, trailingDotIsIgnored) {
-    EXPECT_EQ(judge("server-ecdsa", L"localhost."), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"localhost."), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, nameEndsAtItsFirstZeroUnit) {
     using namespace std::string_literals;
-    EXPECT_EQ(judge("server-ecdsa", L"localhost\0\0\0"s), SEC_E_OK);
-    EXPECT_EQ(judge("server-ecdsa", L"localhost\0.evil"s), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"localhost\0\0\0"s), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"localhost\0.evil"s), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, ipv4LiteralMatchesAddressName) {
-    EXPECT_EQ(judge("server-ecdsa", L"127.0.0.1"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"127.0.0.1"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, ipv6LiteralMatchesAddressName) {
-    EXPECT_EQ(judge("server-ecdsa", L"::1"), SEC_E_OK);
-    EXPECT_EQ(judge("server-ecdsa", L"0:0:0:0:0:0:0:1"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"::1"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"0:0:0:0:0:0:0:1"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, zoneOfIpv6LiteralIsIgnored) {
-    EXPECT_EQ(judge("server-ecdsa", L"::1%lo"), SEC_E_OK);
+    EXPECT_EQ(validate("server-ecdsa", L"::1%lo"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, ipLiteralNeverMatchesDnsName) {
-    EXPECT_EQ(judge("wrong-name", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
-    EXPECT_EQ(judge("wildcard", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("wrong-name", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("wildcard", L"127.0.0.1"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, otherAddressIsRefused) {
-    EXPECT_EQ(judge("server-ecdsa", L"127.0.0.2"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("server-ecdsa", L"127.0.0.2"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, secondDnsNameMatches) {
-    EXPECT_EQ(judge("two-names", L"two.test"), SEC_E_OK);
+    EXPECT_EQ(validate("two-names", L"two.test"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, wildcardMatchesOneLabel) {
-    EXPECT_EQ(judge("wildcard", L"www.wild.test"), SEC_E_OK);
-    EXPECT_EQ(judge("wildcard", L"a.www.wild.test"), SEC_E_WRONG_PRINCIPAL);
-    EXPECT_EQ(judge("wildcard", L"wild.test"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("wildcard", L"www.wild.test"), SEC_E_OK);
+    EXPECT_EQ(validate("wildcard", L"a.www.wild.test"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("wildcard", L"wild.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, partialWildcardMatchesNothing) {
-    EXPECT_EQ(judge("partial-wildcard", L"www.wild.test"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("partial-wildcard", L"www.wild.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, commonNameMatchesWithoutAlternativeNames) {
-    EXPECT_EQ(judge("common-name", L"common.test"), SEC_E_OK);
+    EXPECT_EQ(validate("common-name", L"common.test"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, certificateWithoutNamesMatchesNothing) {
-    EXPECT_EQ(judge("no-names", L"localhost"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("no-names", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, certificateNameWithZeroMatchesNothing) {
-    EXPECT_EQ(judge("zero-in-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("zero-in-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, otherNameIsRefused) {
-    EXPECT_EQ(judge("wrong-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("wrong-name", L"localhost"), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, nameLongerThanAnyDnsNameIsRefused) {
-    EXPECT_EQ(judge("server-ecdsa", std::wstring(300, L'a')), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("server-ecdsa", std::wstring(300, L'a')), SEC_E_WRONG_PRINCIPAL);
 }
 
 TEST_F(ServerTrust, nonAsciiNameIsNotConverted) {
-    EXPECT_EQ(judge("server-ecdsa", L"b\u00FCcher.test"), SEC_E_WRONG_PRINCIPAL);
+    EXPECT_EQ(validate("server-ecdsa", L"b\u00FCcher.test"), SEC_E_WRONG_PRINCIPAL);
 }
 
 class InvalidTarget : public ServerTrust, public ::testing::WithParamInterface<std::wstring> {};
@@ -113,39 +113,39 @@ INSTANTIATE_TEST_SUITE_P(Names, InvalidTarget,
                                            std::wstring(1, static_cast<wchar_t>(0xD800))));
 
 TEST_F(ServerTrust, sentIntermediateCompletesTheChain) {
-    EXPECT_EQ(judge("with-intermediate", L"localhost"), SEC_E_OK);
+    EXPECT_EQ(validate("with-intermediate", L"localhost"), SEC_E_OK);
 }
 
 TEST_F(ServerTrust, missingIntermediateIsUntrusted) {
-    EXPECT_EQ(judge("missing-intermediate", L"localhost"), SEC_E_UNTRUSTED_ROOT);
+    EXPECT_EQ(validate("missing-intermediate", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
 TEST_F(ServerTrust, unknownAuthorityIsUntrusted) {
-    EXPECT_EQ(judge("untrusted", L"localhost"), SEC_E_UNTRUSTED_ROOT);
+    EXPECT_EQ(validate("untrusted", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
 TEST_F(ServerTrust, selfSignedServerIsUntrusted) {
-    EXPECT_EQ(judge("self-signed", L"localhost"), SEC_E_UNTRUSTED_ROOT);
+    EXPECT_EQ(validate("self-signed", L"localhost"), SEC_E_UNTRUSTED_ROOT);
 }
 
 TEST_F(ServerTrust, leafIsNotAcceptedAsIssuer) {
-    EXPECT_EQ(judge("not-authority", L"localhost"), SEC_E_CERT_UNKNOWN);
+    EXPECT_EQ(validate("not-authority", L"localhost"), SEC_E_CERT_UNKNOWN);
 }
 
 TEST_F(ServerTrust, expiredServerIsRefused) {
-    EXPECT_EQ(judge("expired", L"localhost"), SEC_E_CERT_EXPIRED);
+    EXPECT_EQ(validate("expired", L"localhost"), SEC_E_CERT_EXPIRED);
 }
 
 TEST_F(ServerTrust, serverNotYetValidIsRefused) {
-    EXPECT_EQ(judge("not-yet-valid", L"localhost"), SEC_E_CERT_EXPIRED);
+    EXPECT_EQ(validate("not-yet-valid", L"localhost"), SEC_E_CERT_EXPIRED);
 }
 
 TEST_F(ServerTrust, clientCertificateIsRefusedForServer) {
-    EXPECT_EQ(judge("wrong-usage", L"localhost"), SEC_E_CERT_WRONG_USAGE);
+    EXPECT_EQ(validate("wrong-usage", L"localhost"), SEC_E_CERT_WRONG_USAGE);
 }
 
 TEST_F(ServerTrust, certificateWithoutUsagesIsAccepted) {
-    EXPECT_EQ(judge("no-usage", L"localhost"), SEC_E_OK);
+    EXPECT_EQ(validate("no-usage", L"localhost"), SEC_E_OK);
 }
 
 std::string nameSeenBy(const std::wstring& target) {

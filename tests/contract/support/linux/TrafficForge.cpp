@@ -1,4 +1,4 @@
-#include "openssl/TrafficForge.h"
+#include "TrafficForge.h"
 
 #include "RawPeerState.h"
 
@@ -17,7 +17,7 @@ constexpr std::size_t tagSize = 16;
 
 void require(bool done) {
     if (!done) {
-        throw std::runtime_error("the forge failed");
+        throw std::runtime_error("cannot forge a record");
     }
 }
 
@@ -38,7 +38,7 @@ Bytes hmac(const EVP_MD* digest, const Bytes& key, const Bytes& data) {
     return result;
 }
 
-// The expansion of a secret as TLS 1.2 defines it.
+// P_hash of the TLS 1.2 pseudorandom function.
 Bytes expand(const EVP_MD* digest, const Bytes& secret, const Bytes& seed, std::size_t size) {
     Bytes block;
     for (Bytes round = hmac(digest, secret, seed); block.size() < size;
