@@ -95,6 +95,23 @@ TEST_F(HostileArchive, iterationsOfTheKeyAreLimited) {
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
+// PBMAC1, which OpenSSL supports since 3.4, has iterations of its own.
+TEST_F(HostileArchive, iterationsOfTheMacAreLimited) {
+    const openssl::Pkcs12Pointer file = archiveOf(issue(named("one")));
+    ASSERT_EQ(PKCS12_set_mac(file.get(), "", 0, nullptr, 0, 1, EVP_sha256()), 1);
+    const X509_ALGOR* algorithm = nullptr;
+    PKCS12_get0_mac(nullptr, &algorithm, nullptr, nullptr, file.get());
+    X509_ALGOR* hostile = PKCS5_pbe2_set_iv(EVP_aes_256_cbc(), hostileIterations, nullptr, 0,
+                                            nullptr, NID_hmacWithSHA256);
+    hostile->algorithm = OBJ_nid2obj(NID_pbmac1);
+    X509_ALGOR_copy(const_cast<X509_ALGOR*>(algorithm), hostile);
+    X509_ALGOR_free(hostile);
+    write("my/one.p12", written(file.get()));
+    const auto unused = platform::unusedCertificateFiles();
+    ASSERT_EQ(unused.size(), 1U);
+    EXPECT_EQ(unused[0].fault, platform::CertificateFileFault::Damaged);
+}
+
 TEST_F(HostileArchive, hostileArchiveDoesNotAffectOtherFiles) {
     install("another.pem", issue(named("another")));
     write("my/one.p12", changed(issue(named("one")), setHostileIterationsOfCertificates));

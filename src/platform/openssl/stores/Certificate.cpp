@@ -35,7 +35,7 @@ Certificate::Certificate(X509Pointer certificate, KeyAndChain keyAndChain)
     const ErrorQueueGuard errors;
     X509* const x = this->certificate.get();
     // Makes OpenSSL decode and cache the extensions before other threads use the certificate.
-    X509_check_purpose(x, -1, 0);
+    X509_check_purpose(x, X509_PURPOSE_ANY, 0);
     for (const X509Pointer& extra : this->keyAndChain.extraCertificates) {
         extraList.push_back(extra.get());
     }

@@ -49,7 +49,8 @@ std::int64_t iterationsOf(const X509_ALGOR* algorithm) {
     if (!algorithm) {
         return maxIterations + 1;
     }
-    if (OBJ_obj2nid(algorithm->algorithm) != NID_pbes2) {
+    const int kind = OBJ_obj2nid(algorithm->algorithm);
+    if (kind != NID_pbes2 && kind != NID_pbmac1) { // their parameters have the same form
         const auto pbes1 = unpackParameters<Pbes1Parameters>(ASN1_ITEM_rptr(PBEPARAM), algorithm);
         return pbes1 ? countOf(pbes1->iter) : maxIterations + 1;
     }
@@ -134,9 +135,14 @@ bool addContentInfo(IterationCounter& counter, PKCS7* contentInfo, const std::st
 bool iterationsWithinLimit(const PKCS12* file, const std::string& password) {
     const ErrorQueueGuard errors;
     IterationCounter counter;
+    const X509_ALGOR* mac = nullptr;
     const ASN1_INTEGER* macIterations = nullptr;
-    PKCS12_get0_mac(nullptr, nullptr, nullptr, &macIterations, file);
+    PKCS12_get0_mac(nullptr, &mac, nullptr, &macIterations, file);
     if (macIterations && !counter.add(countOf(macIterations))) {
+        return false;
+    }
+    const bool isPbmac1 = mac && OBJ_obj2nid(mac->algorithm) == NID_pbmac1;
+    if (isPbmac1 && !counter.add(iterationsOf(mac))) {
         return false;
     }
     const ContentInfos contentInfos(PKCS12_unpack_authsafes(file));

@@ -48,7 +48,8 @@ std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     std::shared_ptr<X509_STORE> store(x509Store, X509_STORE_free);
     for (const auto& file : folder.files) {
         for (const X509Pointer& anchor : file->anchors) {
-            X509_check_purpose(anchor.get(), -1, 0); // as in Certificate's constructor
+            // As in Certificate's constructor.
+            X509_check_purpose(anchor.get(), X509_PURPOSE_ANY, 0);
             if (X509_STORE_add_cert(x509Store, anchor.get()) != 1) {
                 throw std::bad_alloc();
             }
