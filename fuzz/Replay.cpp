@@ -49,8 +49,8 @@ int replay(const fuzz::NamedHarness& harness, const files::path& folder) {
         const std::vector<char> content = contentOf(input);
         harness.run(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
     }
-    test::tellFigure("Fuzzing", std::string(harness.name) + ": " + std::to_string(inputs.size()) +
-                                    " inputs replayed, every invariant held");
+    test::reportFigure("Fuzzing", std::string(harness.name) + ": " + std::to_string(inputs.size()) +
+                                      " inputs replayed, every invariant held");
     return 0;
 }
 

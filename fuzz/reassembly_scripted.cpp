@@ -118,7 +118,7 @@ private:
             wire->incoming.resize(wire->incoming.size() -
                                   std::min(wire->incoming.size(), action % 16));
         } else {
-            cipher.tellsMissing = action % 2 != 0;
+            cipher.reportsMissing = action % 2 != 0;
         }
     }
 

@@ -37,8 +37,8 @@ public:
             !isCompared ? ""
                         : "; refused where openssl verify takes it: " + std::to_string(stricter) +
                               ", the other way round: " + std::to_string(laxer);
-        tellFigure("Names and chains", suite + ": good taken " + of(taken, good) +
-                                           ", bad refused " + of(refused, bad) + compared);
+        reportFigure("Names and chains", suite + ": good taken " + of(taken, good) +
+                                             ", bad refused " + of(refused, bad) + compared);
         std::cout << differences << std::flush;
     }
 

@@ -246,7 +246,7 @@ std::string keyText(EVP_PKEY* key) {
     const long size = BIO_get_mem_data(bio, &bytes);
     const std::string text(bytes, static_cast<std::size_t>(size));
     BIO_free(bio);
-    secrets::learnKey(text);
+    secrets::addKey(text);
     return text;
 }
 

@@ -8,7 +8,7 @@
 
 namespace VexaSsl::test {
 
-CertificateShelf::CertificateShelf(ScriptedPlatform& scripted) : platform(scripted) {
+CertificateShelf::CertificateShelf(ScriptedPlatform& platform) : platform(platform) {
     scriptStore();
     scriptReferences();
     scriptNames();
@@ -27,7 +27,7 @@ PCCERT_CONTEXT CertificateShelf::make(std::vector<std::wstring> dnsNames,
     return &entry.context;
 }
 
-PCCERT_CONTEXT CertificateShelf::lend(PCCERT_CONTEXT certificate) {
+PCCERT_CONTEXT CertificateShelf::addReference(PCCERT_CONTEXT certificate) {
     ++references[certificate];
     return certificate;
 }
@@ -43,7 +43,7 @@ void CertificateShelf::userPicks(PCCERT_CONTEXT certificate) {
             EXPECT_EQ(dontUseColumn, 0U);
             EXPECT_EQ(flags, 0U);
             EXPECT_EQ(reserved, nullptr);
-            return certificate == nullptr ? nullptr : lend(certificate);
+            return certificate == nullptr ? nullptr : addReference(certificate);
         };
 }
 
@@ -63,7 +63,7 @@ void CertificateShelf::scriptStore() {
         return findNext(findType, parameter, previous);
     };
     platform.CertEnumCertificatesInStore = [this](HCERTSTORE, PCCERT_CONTEXT previous) {
-        return stepBehind(previous, stored);
+        return nextAfter(previous, stored);
     };
 }
 
@@ -77,24 +77,24 @@ PCCERT_CONTEXT CertificateShelf::findNext(DWORD findType, const void* parameter,
         const auto* usage = static_cast<const CERT_ENHKEY_USAGE*>(parameter);
         usagesSearched.emplace_back(usage->rgpszUsageIdentifier[0]);
     }
-    return stepBehind(previous, found);
+    return nextAfter(previous, found);
 }
 
-PCCERT_CONTEXT CertificateShelf::stepBehind(PCCERT_CONTEXT previous,
-                                            const std::vector<PCCERT_CONTEXT>& walked) {
-    auto next = walked.begin();
+PCCERT_CONTEXT CertificateShelf::nextAfter(PCCERT_CONTEXT previous,
+                                           const std::vector<PCCERT_CONTEXT>& list) {
+    auto next = list.begin();
     if (previous != nullptr) {
-        next = std::find(walked.begin(), walked.end(), previous) + 1;
-        giveBack(previous);
+        next = std::find(list.begin(), list.end(), previous) + 1;
+        release(previous);
     }
-    if (next == walked.end()) {
+    if (next == list.end()) {
         platform.lastError = static_cast<int>(CRYPT_E_NOT_FOUND);
         return nullptr;
     }
-    return lend(*next);
+    return addReference(*next);
 }
 
-void CertificateShelf::giveBack(PCCERT_CONTEXT certificate) {
+void CertificateShelf::release(PCCERT_CONTEXT certificate) {
     if (references.at(certificate)-- == 0) {
         ADD_FAILURE() << "a certificate was released more often than it was held";
     }
@@ -102,10 +102,10 @@ void CertificateShelf::giveBack(PCCERT_CONTEXT certificate) {
 
 void CertificateShelf::scriptReferences() {
     platform.CertDuplicateCertificateContext = [this](PCCERT_CONTEXT certificate) {
-        return lend(certificate);
+        return addReference(certificate);
     };
     platform.CertFreeCertificateContext = [this](PCCERT_CONTEXT certificate) {
-        giveBack(certificate);
+        release(certificate);
         return TRUE;
     };
     platform.CertCompareCertificate = [](DWORD, CERT_INFO* left, CERT_INFO* right) {

@@ -1,8 +1,8 @@
-// Certificates for unit tests: scripts the certificate operations of the platform, counts the
-// references, and answers searches, names and chains from what the test put on the shelf.
+// Certificates for unit tests: scripts the certificate operations of the platform, counts
+// references, and answers searches, names and chains from the certificates that the test has added.
 //
-// An untouched shelf has an openable store with nothing in it. The test replaces single operations
-// in the ScriptedPlatform where it wants others.
+// A new shelf has an empty store that can be opened. A test may replace single operations in the
+// ScriptedPlatform.
 #pragma once
 
 #include "fakes/ScriptedPlatform.h"
@@ -17,22 +17,22 @@ namespace VexaSsl::test {
 
 class CertificateShelf {
 public:
-    explicit CertificateShelf(ScriptedPlatform& scripted);
+    explicit CertificateShelf(ScriptedPlatform& platform);
     ~CertificateShelf();
 
-    // A certificate that nobody holds yet. Trusted, until it is put among the untrusted.
+    // Returns a certificate without references, trusted unless it is added to untrusted.
     PCCERT_CONTEXT make(std::vector<std::wstring> dnsNames = {}, std::wstring friendlyName = {});
 
-    // A reference as the platform would hand one out.
-    PCCERT_CONTEXT lend(PCCERT_CONTEXT certificate);
+    // Returns a counted reference, as the platform does.
+    PCCERT_CONTEXT addReference(PCCERT_CONTEXT certificate);
 
-    // What the user picks from the whole store when asked; null for a list that is closed.
+    // Scripts the picker to return the certificate, or null for a dialog that was closed.
     void userPicks(PCCERT_CONTEXT certificate);
 
-    // References that were handed out and not released.
+    // The number of references that were not released.
     int held() const;
 
-    std::vector<PCCERT_CONTEXT> stored; // what a walk through the whole store meets
+    std::vector<PCCERT_CONTEXT> stored; // found by an enumeration
     std::vector<PCCERT_CONTEXT> foundByName;
     std::vector<PCCERT_CONTEXT> foundByUsage;
     std::set<PCCERT_CONTEXT> untrusted;
@@ -52,7 +52,7 @@ private:
 
     // A chain of the certificate alone.
     struct Chain {
-        Chain(PCCERT_CONTEXT certificate, bool isForServer) : forServer(isForServer) {
+        Chain(PCCERT_CONTEXT certificate, bool forServer) : forServer(forServer) {
             element.pCertContext = certificate;
             simple.cElement = 1;
             simple.rgpElement = elements;
@@ -71,16 +71,16 @@ private:
 
     PCCERT_CONTEXT findNext(DWORD findType, const void* parameter, PCCERT_CONTEXT previous);
 
-    // A step of a walk, which releases the certificate that it goes on from.
-    PCCERT_CONTEXT stepBehind(PCCERT_CONTEXT previous, const std::vector<PCCERT_CONTEXT>& walked);
+    // The step of an enumeration or search; releases the previous certificate.
+    PCCERT_CONTEXT nextAfter(PCCERT_CONTEXT previous, const std::vector<PCCERT_CONTEXT>& list);
 
-    void giveBack(PCCERT_CONTEXT certificate);
+    void release(PCCERT_CONTEXT certificate);
 
     void scriptReferences();
 
     void scriptNames();
 
-    // What stands before the last terminator.
+    // The text before the last terminator.
     std::wstring nameText(PCCERT_CONTEXT certificate, DWORD type) const;
 
     void scriptChains();
@@ -88,7 +88,7 @@ private:
     bool isForServer(PCCERT_CHAIN_CONTEXT chain) const;
 
     ScriptedPlatform& platform;
-    std::deque<Entry> entries; // addresses stay
+    std::deque<Entry> entries; // addresses are stable
     std::deque<Chain> chains;
 };
 

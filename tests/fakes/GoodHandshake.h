@@ -1,9 +1,8 @@
-// A connection whose handshake succeeds at once, in both roles: log, scripted platform, strategy
-// below, certificates and options, ready to build a SecureSocketRecord from or to be changed in one
-// place by a test.
+// What a SecureSocketRecord needs for a handshake that succeeds, in both roles: log, scripted
+// platform, strategy below, certificates and options. A test may change any of it.
 //
-// The client is done with its first call; the server receives one byte and is done with its first
-// call too. Certificates: the server finds one by name.
+// The client's first call completes the handshake; the server receives one byte, then its first
+// call does. The server finds a certificate by name.
 #pragma once
 
 #include "config/SslConfig.h"
@@ -25,8 +24,8 @@ public:
     GoodHandshake();
     ~GoodHandshake();
 
-    // A record with its handshake behind it. What the making logged and called is cleared, and the
-    // strategy below has no script any more.
+    // Returns a record after its handshake. Lines and calls are cleared and the strategy below is
+    // no longer scripted.
     std::unique_ptr<SecureSocketRecord> makeRecord(bool isServer,
                                                    const std::wstring& target = L"peer.test");
 

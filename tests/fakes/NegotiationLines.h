@@ -1,4 +1,4 @@
-// The lines of a negotiation that are alike on both sides.
+// The log lines of a handshake that are the same on both sides.
 #pragma once
 
 #include "fakes/CollectingLog.h"

@@ -11,7 +11,7 @@
 
 namespace VexaSsl::test {
 
-NegotiationStage::NegotiationStage(bool server, const std::wstring& target) : isServer(server) {
+NegotiationStage::NegotiationStage(bool isServer, const std::wstring& target) : isServer(isServer) {
     record = good.makeRecord(isServer, target);
     record->securityContext = SecurityContext();
     good.clear();
@@ -68,7 +68,7 @@ void NegotiationStage::scriptPeer() {
         EXPECT_EQ(socket, GoodHandshake::socket);
         EXPECT_EQ(flags, 0);
         events.emplace_back("recv");
-        asked.push_back(length);
+        receiveLengths.push_back(length);
         if (length == 0 || arriving.empty()) {
             return 0;
         }
@@ -133,12 +133,12 @@ SECURITY_STATUS NegotiationStage::answer(CtxtHandle* context, ULONG asks, SecBuf
                             created != nullptr, input != nullptr, readInput(input)});
     checkOutput(output);
     if (steps.empty()) {
-        ADD_FAILURE() << "the package was called once more than scripted";
+        ADD_FAILURE() << "the package was called more often than scripted";
         return SEC_E_INTERNAL_ERROR;
     }
     const PackageStep step = steps.front();
     steps.pop_front();
-    if (created != nullptr && step.makesContext) {
+    if (created != nullptr && step.createsContext) {
         *created = made;
     }
     *attributes = step.attributes;
@@ -190,7 +190,7 @@ void NegotiationStage::changeInput(SecBufferDesc* input, const PackageStep& step
 
 void NegotiationStage::fillOutput(SecBufferDesc* output, const PackageStep& step) {
     SecBuffer& token = output->pBuffers[0];
-    if (step.tokenBufferIsGone) {
+    if (step.omitsTokenBuffer) {
         token.BufferType = SECBUFFER_EMPTY;
     }
     if (!step.token.empty()) {

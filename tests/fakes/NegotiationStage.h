@@ -1,10 +1,8 @@
-// Plays the package and the peer of one negotiation, step by step, against the drivers of the
-// handshakes.
+// Scripts the security package and the peer of one handshake for tests of the handshake drivers.
 //
-// The test lists what the package answers and what arrives from the peer; the stage notes what the
-// package was given, what was asked of and sent to the peer, and the order of it all. The record is
-// a real one whose own handshake is over; its security context has been dropped, so that what the
-// driver leaves there can be seen.
+// The test lists the results of the package and the bytes that arrive; the stage records the
+// package's arguments, the receives and sends, and their order. The record has completed an earlier
+// handshake and has lost its security context, so that the one stored by the driver can be seen.
 #pragma once
 
 #include "fakes/GoodHandshake.h"
@@ -18,22 +16,22 @@
 
 namespace VexaSsl::test {
 
-// One answer of the package.
+// One result of the package.
 struct PackageStep {
     SECURITY_STATUS status = SEC_E_OK;
     std::string token = {};            // what is to be sent
     std::optional<ULONG> missing = {}; // the second input buffer becomes SECBUFFER_MISSING
     std::optional<ULONG> extra = {};   // the second input buffer becomes SECBUFFER_EXTRA
     bool alert = false;                // the second output buffer holds something
-    bool tokenBufferIsGone = false;    // no output buffer of that type comes back
-    bool makesContext = true;          // when it is given the address for a new one
+    bool omitsTokenBuffer = false;     // no output buffer of that type comes back
+    bool createsContext = true;        // when it is given the address for a new one
     ULONG attributes = ISC_RET_CONFIDENTIALITY;
 };
 
-// What the package was given.
+// The arguments of one call of the package.
 struct PackageCall {
     bool hadContext;     // by address
-    bool contextWasZero; // and what the address led to
+    bool contextWasZero; // by what the address points to
     bool hadNewContext;
     bool hadInput;
     std::string received; // the content of the first input buffer
@@ -42,24 +40,24 @@ struct PackageCall {
 
 class NegotiationStage {
 public:
-    explicit NegotiationStage(bool server, const std::wstring& target = L"peer.test");
+    explicit NegotiationStage(bool isServer, const std::wstring& target = L"peer.test");
     ~NegotiationStage();
 
     void run();
 
-    // The text of the exception that the run ends with.
+    // Runs the handshake and returns the text of its exception.
     std::string failure();
 
     std::vector<LogLine> lines() const;
     bool logged(const LogLine& line) const;
-    // Tokens that the package made and nobody gave back.
+    // The number of tokens that were not freed.
     std::size_t tokensHeld() const;
-    // The context that the package made has come to the record and is nowhere else.
+    // Whether the record is the only owner of the context.
     bool recordHasTheContext();
 
     const bool isServer;
     std::deque<PackageStep> steps;
-    std::deque<std::string> arriving; // one entry a receive; none left: the peer has gone
+    std::deque<std::string> arriving; // one entry for each receive; at the end the peer closes
     int sendLimit = 1 << 20;          // the most that one send takes
     CtxtHandle made{0x51, 0x52};
 
@@ -67,7 +65,7 @@ public:
     std::vector<PackageCall> packageCalls;
     std::vector<ULONG> requirements;
     std::vector<std::wstring> targets;
-    std::vector<int> asked; // by each receive
+    std::vector<int> receiveLengths; // the length of each receive
     std::string sent;
     std::vector<std::string> events; // call, send, recv, free, break, delete
 
@@ -95,7 +93,7 @@ private:
     char alertBytes[7] = {21, 3, 3, 0, 2, 2, 40};
 
 public:
-    std::unique_ptr<SecureSocketRecord> record; // the first to go: its end is scripted above
+    std::unique_ptr<SecureSocketRecord> record; // destroyed first, by the script above
 };
 
 } // namespace VexaSsl::test

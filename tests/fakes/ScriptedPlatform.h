@@ -1,9 +1,8 @@
 // The platform of the unit tests: every operation of the contract headers is a std::function that a
-// test fills in. A call that no test expects fails the test. The last-error slot is a plain
-// variable.
+// test sets. An unset operation fails the test. The last error is a plain variable.
 //
-// One object at a time is in force, from its construction to its destruction. Texts, the file text
-// functions and LocalFree have working stand-ins, since nearly every line of the log needs them.
+// One object at a time may exist. The text and text file functions and LocalFree are implemented,
+// since most log lines need them.
 #pragma once
 
 #include "platform/contract/CryptoApi.h"
@@ -26,7 +25,7 @@ public:
 
     static ScriptedPlatform& current();
 
-    // The names of the calls in their order; those that merely make texts are left out.
+    // The names of the calls in order, without those of text functions.
     std::vector<std::string> calls;
     int lastError = 0;
 
@@ -93,7 +92,7 @@ public:
     std::function<int(UINT, DWORD, const char*, int, wchar_t*, int)> MultiByteToWideChar;
     std::function<int(UINT, DWORD, const wchar_t*, int, char*, int, const char*, BOOL*)>
         WideCharToMultiByte;
-    // The last argument is a va_list*, which is no type for a template with every compiler.
+    // The last argument is a va_list*, which not every compiler accepts in a template.
     std::function<DWORD(DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, void*)> FormatMessageW;
     std::function<HLOCAL(HLOCAL)> LocalFree;
     std::function<DWORD(HMODULE, wchar_t*, DWORD)> GetModuleFileNameW;

@@ -21,22 +21,23 @@ Result ScriptedStrategy::play(const char* name, const std::function<Result(Argum
     calls.emplace_back(name);
     if (!step) {
         ADD_FAILURE() << "unexpected call of the strategy below: " << name;
-        return static_cast<Result>(-1); // a failure in every operation's terms but BOOL's
+        return static_cast<Result>(
+            -1); // the failure value of every operation but those that return BOOL
     }
     return step(arguments...);
 }
 
 int ScriptedStrategy::send(SOCKET s, const char* buf, int len, int flags) {
     if (len > 0) {
-        secrets::carry({buf, static_cast<std::size_t>(len)});
+        secrets::addContent({buf, static_cast<std::size_t>(len)});
     }
     return play("send", onSend, s, buf, len, flags);
 }
 
 int ScriptedStrategy::recv(SOCKET s, char* buf, int len, int flags) {
     const int count = play("recv", onRecv, s, buf, len, flags);
-    if (const int held = std::min(count, len); held > 0) { // a test may answer any number
-        secrets::carry({buf, static_cast<std::size_t>(held)});
+    if (const int held = std::min(count, len); held > 0) { // a test may return any number
+        secrets::addContent({buf, static_cast<std::size_t>(held)});
     }
     return count;
 }

@@ -1,6 +1,5 @@
-// The strategy below, as a unit test plays it: every operation is a std::function that the test
-// fills in, and every call is recorded by name in its order. An operation that the test didn't
-// script fails it.
+// A scripted strategy below: every operation is a std::function that the test sets, and the names
+// of the calls are recorded in order. An unset operation fails the test.
 #pragma once
 
 #include "VexaSsl/ISocketStrategy.h"
@@ -16,7 +15,7 @@ public:
     ScriptedStrategy();
     ~ScriptedStrategy() override;
 
-    // Operations under names of their own: a member can't be named like the function it plays.
+    // Named on..., since a member can't have the name of the function that it implements.
     std::function<int(SOCKET, const char*, int, int)> onSend;
     std::function<int(SOCKET, char*, int, int)> onRecv;
     std::function<int(SOCKET, const sockaddr*, int)> onConnect;

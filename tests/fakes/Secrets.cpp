@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t shortest = 8;
 
-// The beginning of something, in a form that a line could show.
+// The beginning of a secret as it would appear in a line.
 class Form {
 public:
     void add(char byte) {
@@ -64,7 +64,7 @@ struct Memory {
     Tally tally;
 };
 
-// Never destroyed, since logs may outlive it otherwise.
+// Never destroyed, since logs may outlive it.
 Memory& memory() {
     static Memory& only = *new Memory;
     return only;
@@ -78,7 +78,7 @@ bool anyIsIn(const std::array<Secret, size>& secrets, std::wstring_view line) {
 
 } // namespace
 
-void carry(std::string_view bytes) {
+void addContent(std::string_view bytes) {
     if (bytes.size() < shortest) {
         return;
     }
@@ -87,12 +87,12 @@ void carry(std::string_view bytes) {
     known.contents[known.tally.contents++ % known.contents.size()] = Secret(bytes);
 }
 
-void learnKey(std::string_view pem) {
+void addKey(std::string_view pem) {
     const std::size_t start = std::min(pem.find('\n'), pem.size() - 1) + 1;
     const std::string_view line = pem.substr(start, pem.find('\n', start) - start);
     Memory& known = memory();
     const std::lock_guard lock(known.guard);
-    // Keys of one kind begin alike.
+    // Keys of one kind have the same beginning.
     const Secret key(line.substr(line.size() / 2));
     if (line.size() >= 2 * shortest && known.tally.keys < known.keys.size() &&
         std::ranges::find(known.keys, key) == known.keys.end()) {
@@ -115,9 +115,9 @@ void searchIn(std::wstring_view line) {
     }
 }
 
-void searchIn(std::string_view said) {
+void searchIn(std::string_view output) {
     std::wstring line;
-    for (const char byte : said) {
+    for (const char byte : output) {
         if (byte != '\n') {
             line += static_cast<wchar_t>(static_cast<unsigned char>(byte));
         } else {
@@ -136,7 +136,7 @@ Tally tally() {
     return known.tally;
 }
 
-void forgetFindings() {
+void resetFindings() {
     Memory& known = memory();
     const std::lock_guard lock(known.guard);
     known.tally.found = 0;
@@ -144,7 +144,7 @@ void forgetFindings() {
 
 namespace {
 
-class Telling : public ::testing::Environment {
+class SearchReport : public ::testing::Environment {
     void TearDown() override {
         const Tally all = tally();
         if (all.lines == 0) {
@@ -156,7 +156,8 @@ class Telling : public ::testing::Environment {
     }
 };
 
-const auto* const telling = ::testing::AddGlobalTestEnvironment(new Telling); // gtest deletes it
+const auto* const report =
+    ::testing::AddGlobalTestEnvironment(new SearchReport); // gtest deletes it
 
 } // namespace
 

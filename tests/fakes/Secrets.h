@@ -1,8 +1,8 @@
-// What may never reach a log: what connections carry, and keys. Every log of the tests searches
-// each line that it is given, and a line that holds some of it fails the test under way. What a
-// test program has searched is a figure at its end.
+// Searches log lines for secrets: data of connections and private keys. Every log of the tests
+// searches its lines, and a line with a secret fails the test. A test program prints the number of
+// lines searched at its end.
 //
-// Threads: any. Nothing here allocates memory, so that tests may make allocations fail.
+// Threads: any. Allocates no memory, so that tests may make allocations fail.
 #pragma once
 
 #include <cstddef>
@@ -10,17 +10,17 @@
 
 namespace VexaSsl::test::secrets {
 
-// Remembers the beginning of what a connection is given to carry; the oldest of some dozen is
-// forgotten for it. Too short a text could stand in a line by chance and is left out.
-void carry(std::string_view bytes);
+// Adds the beginning of a connection's data, replacing the oldest of some dozens. A text that is so
+// short that it could occur by chance is ignored.
+void addContent(std::string_view bytes);
 
-// Remembers a piece of a private key: of the first line of its base64 text.
-void learnKey(std::string_view pem);
+// Adds a part of the first line of a private key's base64 text.
+void addKey(std::string_view pem);
 
-// Looks for what is remembered: as it is, and in hexadecimal.
+// Searches a line for the secrets, as is and in hexadecimal.
 void searchIn(std::wstring_view line);
-// The same in what a program has said: a text of any number of lines.
-void searchIn(std::string_view said);
+// The same for the output of a program, of any number of lines.
+void searchIn(std::string_view output);
 
 struct Tally {
     std::size_t lines = 0; // searched
@@ -28,9 +28,9 @@ struct Tally {
     std::size_t keys = 0;
     std::size_t found = 0;
 };
-// Of the process so far.
+// The counts of this process.
 Tally tally();
-// Takes back what a test of the search itself has found.
-void forgetFindings();
+// Resets what a test of the search has found.
+void resetFindings();
 
 } // namespace VexaSsl::test::secrets

@@ -1,9 +1,9 @@
-// A SecureSocketStrategy over a scripted strategy, with a good handshake and the toy cipher
-// beneath: the stage for tests of the data path.
+// Fixture for tests of the data path: a SecureSocketStrategy over a scripted strategy, with a
+// handshake that succeeds and the toy cipher.
 //
-// The network is two texts: what the peer sends is queued with arrive(), piece by piece as reads
-// will find it, and what the strategy writes gathers in written. A read that finds nothing fails
-// the test, unless the peer has closed: it would block for ever.
+// arrive() queues what the peer sends, one piece for each read; written has what the strategy has
+// written. A read without a piece would block forever: it fails the test unless the peer has
+// closed.
 #pragma once
 
 #include "fakes/CollectingLog.h"
@@ -24,7 +24,7 @@
 
 namespace VexaSsl::test {
 
-// Lets the one-time check pass; it runs in the first test of the process that makes a strategy.
+// Makes the one-time check succeed; it runs in the first test of the process that makes a strategy.
 void installSecurityPackage(ScriptedPlatform& platform);
 
 // What connect and startOtls log when no host name has been resolved.
@@ -32,7 +32,7 @@ inline const LogLine noHostNameLine{Severity::Error,
                                     L"No remote hostname has been supplied. Server authentication "
                                     L"will be impossible. Aborting connection attempt"};
 
-// Shows the fields that a derived class can see.
+// Makes the protected fields public.
 class OpenSecureSocketStrategy : public SecureSocketStrategy {
 public:
     using SecureSocketStrategy::pendingReceives;
@@ -63,7 +63,7 @@ public:
 
     ~SecureStage();
 
-    // Makes the strategy, unconnected. Lines and calls so far are forgotten.
+    // Makes the strategy, unconnected, and clears lines and calls.
     void make() {
         auto below = std::make_unique<ScriptedStrategy>();
         lower = below.get();
@@ -72,7 +72,7 @@ public:
         forget();
     }
 
-    // The same, and connects as a client.
+    // Makes the strategy and connects it as a client.
     void makeConnected() {
         make();
         resolve("peer");
@@ -90,13 +90,13 @@ public:
     }
 
     void arrive(std::string piece) { incoming.push_back(std::move(piece)); }
-    // A record of the peer, in one piece.
+    // Queues a record of the peer in one piece.
     void arriveSealed(std::string_view plain, ToyCipher::Kind kind = ToyCipher::Kind::Data) {
         arrive(cipher.seal(plain, kind));
     }
     void peerCloses() { closed = true; }
 
-    // What recv gives: the bytes, or nothing when the result isn't positive. result keeps it.
+    // Calls recv and returns the bytes; the result of recv is in result.
     std::string receive(int length, int flags = 0) {
         std::string buffer(static_cast<std::size_t>(length), '#');
         result = strategy->recv(connection, buffer.data(), length, flags);
@@ -107,7 +107,7 @@ public:
         return strategy->send(connection, data.data(), static_cast<int>(data.size()), flags);
     }
 
-    // Puts ciphertext in the record's hands without a read.
+    // Gives the record ciphertext without a read.
     void hold(std::string_view cipherText) {
         strategy->record->appendCipher(cipherText.data(), static_cast<DWORD>(cipherText.size()));
     }
@@ -139,7 +139,7 @@ public:
     int result = 0;
 
 private:
-    // Those of the good handshake, each numbered.
+    // Numbers the contexts of the handshake.
     void scriptContexts() {
         platform.InitializeSecurityContextW = [this, good = platform.InitializeSecurityContextW](
                                                   CredHandle* credential, CtxtHandle* context,
@@ -197,7 +197,7 @@ private:
 template <typename Strategy>
 SecureStage<Strategy>::~SecureStage() = default;
 
-// Compiled once, not by every test.
+// Compiled once.
 extern template class SecureStage<OpenSecureSocketStrategy>;
 
 } // namespace VexaSsl::test

@@ -18,14 +18,14 @@ namespace {
 
 void note(const std::string& row, const std::string& figure) {
     if (const char* file = std::getenv("VEXASSL_FIGURES")) {
-        // One write, so that tests running side by side don't mix their lines.
+        // In one write, so that parallel tests do not mix their lines.
         std::ofstream(file, std::ios::app) << row + '\t' + figure + '\n';
     }
 }
 
 } // namespace
 
-void tellFigure(const std::string& row, const std::string& figure) {
+void reportFigure(const std::string& row, const std::string& figure) {
     std::cout << row << ": " << figure << std::endl;
     note(row, figure);
 }

@@ -1,4 +1,4 @@
-// How thoroughly a test walks along many places, and where it tells what it found.
+// How many places a sweep over many places tries, and where it reports its figures.
 //
 // Threads: any.
 #pragma once
@@ -8,21 +8,21 @@
 
 namespace VexaSsl::test {
 
-// Whether every place is to be tried: what `script/test --torture` asks for by setting the
-// environment variable VEXASSL_TORTURE.
+// Whether to try every place: if `script/test --torture` has set the environment variable
+// VEXASSL_TORTURE.
 bool sweepIsFull();
 
-// The distance from one place that is tried to the next: 1 in a full sweep, else `usual`.
+// Returns the distance between the places to try: 1 in a full sweep, else `usual`.
 std::size_t sweepStep(std::size_t usual);
 
-// Prints a figure that a test has measured, and appends it to the file that the environment
-// variable VEXASSL_FIGURES names, if any: one line of row, tab, figure. `row` is the subject, for
-// instance "Handshake cut at every byte"; neither text holds a tab or a line end. Figures of the
-// same row stand together in the table that `script/test --torture` prints at its end.
-void tellFigure(const std::string& row, const std::string& figure);
+// Prints a figure and appends it to the file named by the environment variable VEXASSL_FIGURES, if
+// set: one line of row, tab, figure. `row` is the subject, such as "Handshake cut at every byte";
+// neither text contains a tab or a line end. `script/test --torture` prints the figures as a table
+// by row.
+void reportFigure(const std::string& row, const std::string& figure);
 
-// Adds to a figure that all processes of a run make together, for instance 12 "lines searched":
-// the table tells the sum. Nothing is printed.
+// Adds to a figure of all processes of a run, such as 12 "lines searched"; the table has the sum.
+// Prints nothing.
 void addToFigure(const std::string& row, std::size_t count, const std::string& what);
 
 } // namespace VexaSsl::test

@@ -7,7 +7,7 @@
 
 namespace VexaSsl::test {
 
-// Tests run side by side: making the folder tells whether the name was free.
+// Tests run in parallel: creating the folder shows whether the name was free.
 TemporaryFolder::TemporaryFolder() {
     const std::filesystem::path parent = std::filesystem::temp_directory_path();
     std::random_device number;

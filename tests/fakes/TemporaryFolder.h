@@ -1,4 +1,4 @@
-// A folder of its own for one test, removed with everything in it.
+// A folder for one test, removed by the destructor.
 #pragma once
 
 #include <filesystem>
@@ -15,12 +15,12 @@ public:
 
     std::filesystem::path path(const std::filesystem::path& name) const { return folder / name; }
 
-    // Writes a file with exactly these bytes and gives its path.
+    // Writes a file with exactly these bytes and returns its path.
     std::filesystem::path write(const std::filesystem::path& name, const std::string& bytes) const;
 
-    // The bytes of a file; empty when there is none.
+    // Returns the bytes of a file, or an empty text if it does not exist.
     std::string read(const std::filesystem::path& name) const;
-    // The same with every line end of the system as one LF.
+    // The same, with LF instead of each line end of the system.
     std::string readText(const std::filesystem::path& name) const;
 
 private:

@@ -13,7 +13,7 @@ namespace {
 
 constexpr DWORD headerLength = ToyCipher::headerSize;
 
-void turn(char* bytes, std::size_t count) {
+void scramble(char* bytes, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
     }
@@ -89,11 +89,11 @@ void ToyCipher::install(ScriptedPlatform& platform) {
 }
 
 std::string ToyCipher::seal(std::string_view plain, Kind kind) const {
-    secrets::carry(plain);
+    secrets::addContent(plain);
     std::string record(headerSize, '\0');
     writeHeader(record.data(), kind, usedTrailer, plain.size());
     record += plain;
-    turn(record.data() + headerSize, plain.size());
+    scramble(record.data() + headerSize, plain.size());
     return record + std::string(usedTrailer, '~');
 }
 
@@ -108,7 +108,7 @@ std::string ToyCipher::open(std::string_view wire) const {
         const DWORD length = dataLength(wire.data());
         const std::size_t start = plain.size();
         plain += wire.substr(headerSize, length);
-        turn(plain.data() + start, length);
+        scramble(plain.data() + start, length);
         wire.remove_prefix(headerSize + length + byteAt(wire.data(), 1));
     }
     return plain;
@@ -144,16 +144,16 @@ SECURITY_STATUS ToyCipher::encrypt(CtxtHandle* context, ULONG quality, SecBuffer
         return encryptStatus;
     }
     const DWORD length = buffers[1].cbBuffer;
-    secrets::carry({header + headerSize, length});
+    secrets::addContent({header + headerSize, length});
     writeHeader(header, Kind::Data, usedTrailer, length);
-    turn(header + headerSize, length);
+    scramble(header + headerSize, length);
     std::fill_n(header + headerSize + length, usedTrailer, '~');
     buffers[2].cbBuffer = usedTrailer;
     return SEC_E_OK;
 }
 
 SECURITY_STATUS ToyCipher::reportMissing(SecBuffer* buffers, ULONG missing) const {
-    if (tellsMissing) {
+    if (reportsMissing) {
         buffers[1].BufferType = SECBUFFER_MISSING;
         buffers[1].cbBuffer = missing;
     }
@@ -182,7 +182,7 @@ SECURITY_STATUS ToyCipher::decrypt(CtxtHandle* context, SecBufferDesc* message, 
         return reportMissing(buffers, whole - size);
     }
     const SECURITY_STATUS answer = answerOf(record[0]);
-    turn(record + headerLength, length);
+    scramble(record + headerLength, length);
     buffers[0] = {headerLength, SECBUFFER_STREAM_HEADER, record};
     buffers[1] = {length, SECBUFFER_DATA, record + headerLength};
     buffers[2] = {whole - headerLength - length, SECBUFFER_STREAM_TRAILER, nullptr};

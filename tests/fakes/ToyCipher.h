@@ -1,9 +1,9 @@
-// A toy in the place of the security package's record protection, for tests of the data path. It
-// keeps the package's contract of buffers to the letter: in place, four buffers, a trailer that may
-// shrink, SECBUFFER_EXTRA, SECBUFFER_MISSING.
+// Replaces the security package's record protection in tests of the data path, with the same
+// contract for buffers: in place, four buffers, a trailer that may shrink, SECBUFFER_EXTRA,
+// SECBUFFER_MISSING.
 //
-// A record is four bytes of header (kind, trailer length, big-endian length of the data), the data
-// with every byte turned, and a trailer of '~'. The kind decides what its decryption answers.
+// A record is a header of four bytes (kind, trailer length, big-endian length of the data), the
+// data XORed with 0x55, and a trailer of '~'. The kind decides the status of its decryption.
 #pragma once
 
 #include "fakes/ScriptedPlatform.h"
@@ -15,8 +15,8 @@ namespace VexaSsl::test {
 
 class ToyCipher {
 public:
-    // Puts EncryptMessage, DecryptMessage and the stream sizes of QueryContextAttributesW in place;
-    // other attributes still go to what the platform had. The toy must outlive the script.
+    // Scripts EncryptMessage, DecryptMessage and the stream sizes of QueryContextAttributesW; other
+    // attributes are still answered by the earlier script. Must outlive the platform's use of it.
     void install(ScriptedPlatform& platform);
 
     enum class Kind : char {
@@ -30,20 +30,20 @@ public:
         Odd = 'O',           // throws std::logic_error("odd")
     };
 
-    // A record as a peer would send it, with the trailer that is in use.
+    // Returns a record of the peer, with the current trailer.
     std::string seal(std::string_view plain, Kind kind = Kind::Data) const;
-    // The plaintext of whole records; fails the test when wire isn't just that.
+    // Returns the plaintext of whole records; fails the test if wire is anything else.
     std::string open(std::string_view wire) const;
-    // How many bytes protect a record at present.
+    // The size of header and trailer.
     DWORD overhead() const { return headerSize + usedTrailer; }
 
     static constexpr DWORD headerSize = 4;
     DWORD maximumMessageSize = 100;
-    DWORD trailerSize = 8; // what the stream sizes promise
-    DWORD usedTrailer = 8; // what a record takes of it
+    DWORD trailerSize = 8; // according to the stream sizes
+    DWORD usedTrailer = 8; // of a record
     SECURITY_STATUS encryptStatus = SEC_E_OK;
     SECURITY_STATUS sizesStatus = SEC_E_OK;
-    bool tellsMissing = true; // whether a partial record is answered with a count
+    bool reportsMissing = true; // for a partial record
     int encryptCalls = 0;
     int decryptCalls = 0;
 

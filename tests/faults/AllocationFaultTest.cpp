@@ -44,11 +44,11 @@ TEST(AllocationFaults, eachAllocationThatFailsHasItsDocumentedOutcome) {
             failEachAllocation(played, figures);
         }
     }
-    tellFigure(row, std::to_string(scenarios().size() - 1) + " scenarios, " +
-                        grouped(figures.asDocumented) + " of " + grouped(figures.runs) +
-                        " allocations, " + grouped(figures.inPlatform) +
-                        " of them inside calls of the platform, with the documented result, " +
-                        "last error and log lines, nothing lost and no one left waiting");
+    reportFigure(row, std::to_string(scenarios().size() - 1) + " scenarios, " +
+                          grouped(figures.asDocumented) + " of " + grouped(figures.runs) +
+                          " allocations, " + grouped(figures.inPlatform) +
+                          " of them inside calls of the platform, with the documented result, " +
+                          "last error and log lines, nothing lost and no one left waiting");
 }
 
 } // namespace

@@ -64,10 +64,10 @@ TEST(CallFaults, eachCallThatFailsHasItsDocumentedOutcome) {
     for (const Scenario& played : scenarios()) {
         failEachCall(played, figures);
     }
-    tellFigure(row, grouped(figures.calls) + " calls in " + std::to_string(scenarios().size()) +
-                        " scenarios: " + figures.found() +
-                        ", with the documented result, last error and log lines, nothing still " +
-                        "held and no one left waiting");
+    reportFigure(row, grouped(figures.calls) + " calls in " + std::to_string(scenarios().size()) +
+                          " scenarios: " + figures.found() +
+                          ", with the documented result, last error and log lines, nothing still " +
+                          "held and no one left waiting");
 }
 
 // Every so many pairs one is tried.
@@ -113,7 +113,7 @@ TEST(CallFaults, aSecondCallThatFailsHasItsDocumentedOutcomeToo) {
             }
         }
     }
-    tellFigure(row, "and behind a first failure a second one: " + figures.found() + ", likewise");
+    reportFigure(row, "and behind a first failure a second one: " + figures.found() + ", likewise");
 }
 
 TEST(CallFaults, aServerIsAlsoTriedWithItsDefaultCertificate) {

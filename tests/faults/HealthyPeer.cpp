@@ -76,7 +76,7 @@ private:
     }
 
     bool say(const std::string& text) {
-        secrets::carry(text);
+        secrets::addContent(text);
         const int size = static_cast<int>(text.size());
         return stack->send(socket.handle(), text.data(), size, 0) == size;
     }

@@ -169,7 +169,7 @@ Step startTls() {
 
 Step send(const std::string& text) {
     return [text](End& end) {
-        secrets::carry(text);
+        secrets::addContent(text);
         const int size = static_cast<int>(text.size());
         const std::int64_t result = end.perform(
             Kind::send, [&] { return end.stack->send(end.socket.handle(), text.data(), size, 0); });
@@ -182,7 +182,7 @@ Step sendPieces(const std::vector<std::string>& texts) {
         std::vector<WSABUF> buffers;
         std::size_t total = 0;
         for (const std::string& text : texts) {
-            secrets::carry(text);
+            secrets::addContent(text);
             buffers.push_back({static_cast<ULONG>(text.size()), const_cast<char*>(text.data())});
             total += text.size();
         }

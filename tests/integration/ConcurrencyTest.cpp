@@ -60,9 +60,9 @@ TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
     }
     EXPECT_EQ(atServer, volume);
     EXPECT_EQ(atClient, volume);
-    tellFigure("Threads", "one sender and one receiver on each side of a connection: " +
-                              std::to_string((atServer + atClient) >> 20) + " of " +
-                              std::to_string(2 * volume >> 20) + " MiB right");
+    reportFigure("Threads", "one sender and one receiver on each side of a connection: " +
+                                std::to_string((atServer + atClient) >> 20) + " of " +
+                                std::to_string(2 * volume >> 20) + " MiB right");
 }
 
 TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
@@ -119,8 +119,8 @@ TEST(Concurrency, sixteenThreadsWithAStackEachShareOneLog) {
     EXPECT_EQ(log.linesWith(L"An encrypted connection has been successfully initialised").size(),
               2 * threadCount);
     EXPECT_EQ(log.linesWith(L"Application Layer using socket [").size() % threadCount, 0U);
-    tellFigure("Threads", "16 threads, a stack each with log layers on one synchronised log: " +
-                              std::to_string(understood) + " of 16 understood");
+    reportFigure("Threads", "16 threads, a stack each with log layers on one synchronised log: " +
+                                std::to_string(understood) + " of 16 understood");
 }
 
 // Every connection is answered by a thread of its own and says its number both ways.

@@ -25,10 +25,10 @@ class LibrarySecrets : public ::testing::Test {
 public:
     static void tell() {
         if (total.searches != 0) {
-            tellFigure("Secrets",
-                       "library: " + std::to_string(total.lines) +
-                           " log lines and exception texts of " + std::to_string(total.searches) +
-                           " scenes searched, secrets in " + std::to_string(total.found));
+            reportFigure("Secrets",
+                         "library: " + std::to_string(total.lines) +
+                             " log lines and exception texts of " + std::to_string(total.searches) +
+                             " scenes searched, secrets in " + std::to_string(total.found));
         }
     }
 

@@ -23,9 +23,9 @@ protected:
     }
 
     static void TearDownTestSuite() {
-        tellFigure("Secrets", "tool: the output of " + std::to_string(runs) +
-                                  " runs of its commands searched, secrets in " +
-                                  std::to_string(found));
+        reportFigure("Secrets", "tool: the output of " + std::to_string(runs) +
+                                    " runs of its commands searched, secrets in " +
+                                    std::to_string(found));
     }
 
     void inspect(const std::string& said, const Secrets& secrets) {

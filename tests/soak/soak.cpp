@@ -53,7 +53,7 @@ bool judge(const std::string& what, const Counts& counts, const Samples& samples
     char bytes[100];
     std::snprintf(bytes, sizeof bytes, "%.1f MiB echoed and checked; ",
                   static_cast<double>(counts.bytes) / (1 << 20));
-    tellFigure("Soak", what + ": " + counts.text() + "; " + bytes + samples.text());
+    reportFigure("Soak", what + ": " + counts.text() + "; " + bytes + samples.text());
     const double thousands = samples.thousands();
     const double descriptors =
         (samples.hasRest() ? 0 : thousands * allowedDescriptors) + allowedDescriptorsInAll;

@@ -138,12 +138,12 @@ void sweep(const std::string& scenario, const Part& part,
             }
         }
     }
-    tellFigure("Interrupted and exhausted system calls",
-               scenario + ": about " + std::to_string(tally.calls) + " calls, " +
-                   std::to_string(tally.runs) + " runs with one failing, in 8 ways; " +
-                   std::to_string(tally.harmlessKept) + " of " + std::to_string(tally.harmless) +
-                   " interruptions and the like cost nothing, " +
-                   std::to_string(tally.lostDescriptors) + " descriptors lost");
+    reportFigure("Interrupted and exhausted system calls",
+                 scenario + ": about " + std::to_string(tally.calls) + " calls, " +
+                     std::to_string(tally.runs) + " runs with one failing, in 8 ways; " +
+                     std::to_string(tally.harmlessKept) + " of " + std::to_string(tally.harmless) +
+                     " interruptions and the like cost nothing, " +
+                     std::to_string(tally.lostDescriptors) + " descriptors lost");
 }
 
 } // namespace VexaSsl::test

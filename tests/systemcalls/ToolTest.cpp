@@ -76,8 +76,8 @@ std::string whyNoStrace() {
 std::string tellWhyNoStrace() {
     std::string reason = whyNoStrace();
     if (!reason.empty()) {
-        tellFigure("Interrupted and exhausted system calls",
-                   "NOT RUN: vexassl under strace, since " + reason);
+        reportFigure("Interrupted and exhausted system calls",
+                     "NOT RUN: vexassl under strace, since " + reason);
     }
     return reason;
 }
@@ -191,12 +191,12 @@ TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
         }
     }
     EXPECT_GT(hit, 0U);
-    tellFigure("Interrupted and exhausted system calls",
-               "vexassl connect under strace: " + sample.text("runs") + ", " + std::to_string(hit) +
-                   " with a failed call; " + std::to_string(kept) + " ended well, " +
-                   std::to_string(told) + " with one line and a status, " +
-                   std::to_string(cutShort) +
-                   " noted plain text after a read of the configuration failed");
+    reportFigure("Interrupted and exhausted system calls",
+                 "vexassl connect under strace: " + sample.text("runs") + ", " +
+                     std::to_string(hit) + " with a failed call; " + std::to_string(kept) +
+                     " ended well, " + std::to_string(told) + " with one line and a status, " +
+                     std::to_string(cutShort) +
+                     " noted plain text after a read of the configuration failed");
 }
 
 struct ServerCounts {
@@ -254,13 +254,13 @@ TEST(SystemCallsOfTheTool, aServerServesOnAndStopsInGoodOrderOrNeverStartsAndSay
         counts.hit += wasHit(log) ? 1 : 0;
     }
     EXPECT_GT(counts.hit, 0U);
-    tellFigure("Interrupted and exhausted system calls",
-               "vexassl serve under strace: " + sample.text("servers") + ", " +
-                   std::to_string(counts.hit) + " with a failed call; " +
-                   std::to_string(counts.neverStarted) + " ended at the start with one line, " +
-                   std::to_string(counts.inOrder) + " stopped in good order; " +
-                   std::to_string(counts.served) + " of " + std::to_string(counts.connections) +
-                   " connections served");
+    reportFigure("Interrupted and exhausted system calls",
+                 "vexassl serve under strace: " + sample.text("servers") + ", " +
+                     std::to_string(counts.hit) + " with a failed call; " +
+                     std::to_string(counts.neverStarted) + " ended at the start with one line, " +
+                     std::to_string(counts.inOrder) + " stopped in good order; " +
+                     std::to_string(counts.served) + " of " + std::to_string(counts.connections) +
+                     " connections served");
 }
 
 } // namespace

@@ -105,10 +105,10 @@ TEST_F(HandshakeFlip, anyChangedByteEndsItOrChangesNothing) {
     tally.tell(row, mutualOrNot().size() == 2
                         ? "both directions, both roles, with and without mutual authentication"
                         : "both directions, both roles");
-    tellFigure(row, "of these " + std::to_string(harmless) +
-                        " changed a version in a record's header and nothing else, " +
-                        std::to_string(lonely) + " left our server alone, " +
-                        std::to_string(divided) + " gave both ends different parameters");
+    reportFigure(row, "of these " + std::to_string(harmless) +
+                          " changed a version in a record's header and nothing else, " +
+                          std::to_string(lonely) + " left our server alone, " +
+                          std::to_string(divided) + " gave both ends different parameters");
 }
 
 // What an end would see if the sweep's comparison were blind.

@@ -48,9 +48,9 @@ public:
         EXPECT_GT(tried, 0U);
         EXPECT_EQ(faults, 0U);
         EXPECT_EQ(accepted, 0U);
-        tellFigure(row, what + ": " + std::to_string(tried) + " places, " +
-                            std::to_string(tried - faults) + " as documented, " +
-                            std::to_string(accepted) + " plaintext bytes accepted");
+        reportFigure(row, what + ": " + std::to_string(tried) + " places, " +
+                              std::to_string(tried - faults) + " as documented, " +
+                              std::to_string(accepted) + " plaintext bytes accepted");
     }
 
 private:

@@ -76,7 +76,7 @@ std::filesystem::path freshFile(const std::string& extension) {
 }
 
 Command::Input Command::Input::text(const std::string& text) {
-    secrets::carry(text);
+    secrets::addContent(text);
     const auto path = freshFile(".in");
     std::ofstream(path, std::ios::binary) << text;
     return file(path);

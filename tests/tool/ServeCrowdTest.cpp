@@ -128,13 +128,13 @@ void serveAmong(const Words& more) {
     EXPECT_LE(lines, 4 * size + 2 * (clients + 1));
     server.command().signal(SIGTERM);
     EXPECT_EQ(server.command().exitStatus(), 0);
-    tellFigure("The tool as a service",
-               std::to_string(size) + " silent, half-open, garbage and slow peers" +
-                   (more.empty() ? "" : " (" + more.front() + ")") + ": " + std::to_string(ended) +
-                   " ended in time, " + std::to_string(served) + " of " + std::to_string(clients) +
-                   " honest clients served meanwhile, descriptors " + std::to_string(before) +
-                   " before and " + std::to_string(after) + " after, " +
-                   std::to_string(lines / size) + " lines a peer");
+    reportFigure("The tool as a service",
+                 std::to_string(size) + " silent, half-open, garbage and slow peers" +
+                     (more.empty() ? "" : " (" + more.front() + ")") + ": " +
+                     std::to_string(ended) + " ended in time, " + std::to_string(served) + " of " +
+                     std::to_string(clients) + " honest clients served meanwhile, descriptors " +
+                     std::to_string(before) + " before and " + std::to_string(after) + " after, " +
+                     std::to_string(lines / size) + " lines a peer");
 }
 
 TEST(ServeCrowd, honestClientsAreServedAmongHundredsOfOthers) {
@@ -169,9 +169,9 @@ TEST(ServeCrowd, wantOfDescriptorsIsToldOnceAndEndsWithIt) {
         << server.command().errors();
     server.command().signal(SIGTERM);
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
-    tellFigure("The tool as a service", "20 silent peers with descriptors for 4: told once, then " +
-                                            std::to_string(served - 1) +
-                                            " of 3 honest clients served");
+    reportFigure("The tool as a service",
+                 "20 silent peers with descriptors for 4: told once, then " +
+                     std::to_string(served - 1) + " of 3 honest clients served");
 }
 
 // Each connection at once needs a descriptor; the ones beyond wait in the queue instead of taking

@@ -1,5 +1,5 @@
 // Puts the certificates of make-certificates.sh --windows into the machine's and the user's stores,
-// in the place of those that an earlier call put there. Needs the right to write to the machine's.
+// replacing those of an earlier call. Needs the right to write to the machine's stores.
 //
 //     fill_stores DIR
 //
@@ -57,7 +57,7 @@ Bytes contentOf(const fs::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Found first and removed then: removing while searching may never end.
+// Removed after the search: removing during it may never end.
 void removeOurs(HCERTSTORE store) {
     std::vector<PCCERT_CONTEXT> found;
     PCCERT_CONTEXT last = nullptr;
@@ -101,7 +101,7 @@ std::wstring thumbprint(PCCERT_CONTEXT certificate) {
     return text;
 }
 
-// Result: the key as a blob. specification becomes what the key is for.
+// Returns the key as a blob; specification is its purpose.
 Bytes exportKey(PCCERT_CONTEXT certificate, DWORD& specification) {
     HCRYPTPROV provider = 0;
     BOOL release = FALSE;
@@ -165,7 +165,7 @@ void addWithKey(HCERTSTORE store, const fs::path& file) {
     CertFreeCertificateContext(certificate);
 }
 
-// Without this a system may forget what was changed, if a context is still held somewhere.
+// Without this the change may be lost if a context is still held.
 void commit(HCERTSTORE store) {
     expect(CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr), "CertControlStore");
 }

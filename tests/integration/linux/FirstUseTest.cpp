@@ -64,8 +64,8 @@ bool connects(int number) {
 TEST_F(FirstUse, ofConnectionsBySixteenThreadsAtOnceIsSafe) {
     EXPECT_EXIT(raceAndLeave(connects), testing::ExitedWithCode(0), "");
     if (!HasFailure()) {
-        tellFigure("Threads",
-                   "first connections of a process, made by 16 threads at once: all established");
+        reportFigure("Threads",
+                     "first connections of a process, made by 16 threads at once: all established");
     }
 }
 

@@ -10,7 +10,7 @@ namespace VexaSsl::test {
 namespace {
 
 TEST(SecretsInLogs, aLineThatHoldsContentFailsTheTest) {
-    secrets::carry("the content of a connection");
+    secrets::addContent("the content of a connection");
     SharedLog log;
     EXPECT_NONFATAL_FAILURE(log.log(Severity::Debug, L"received [the content of a connection]"),
                             "what a connection carried");
@@ -20,7 +20,7 @@ TEST(SecretsInLogs, aLineThatHoldsContentFailsTheTest) {
     EXPECT_NONFATAL_FAILURE(secrets::searchIn("hello\n>the content of a connection<\nbye\n"),
                             "what a connection carried");
     EXPECT_EQ(secrets::tally().found, 3U);
-    secrets::forgetFindings();
+    secrets::resetFindings();
 }
 
 TEST(SecretsInLogs, keysOfTheTestsAreKnown) {

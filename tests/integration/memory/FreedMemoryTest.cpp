@@ -55,8 +55,8 @@ bool receive(Peer& peer, std::size_t size, std::size_t piece) {
 void expectNoTrace(const FreedMemoryWatch& watch, const std::string& what) {
     EXPECT_EQ(watch.traces(), 0U) << what;
     EXPECT_GT(watch.blocks(), 100U) << "nothing of a connection was seen";
-    tellFigure("Memory", what + ": " + std::to_string(watch.traces()) + " traces in " +
-                             std::to_string(watch.blocks()) + " freed blocks");
+    reportFigure("Memory", what + ": " + std::to_string(watch.traces()) + " traces in " +
+                               std::to_string(watch.blocks()) + " freed blocks");
 }
 
 std::string contentOf(const std::filesystem::path& file) {

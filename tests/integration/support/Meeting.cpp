@@ -9,7 +9,7 @@
 namespace VexaSsl::test {
 
 bool Peer::say(std::string_view text) {
-    secrets::carry(text);
+    secrets::addContent(text);
     const int size = static_cast<int>(text.size());
     return stack->send(socket.handle(), text.data(), size, 0) == size;
 }

@@ -25,7 +25,7 @@ public:
         takeIntoUse();
         for (const auto& test : std::filesystem::directory_iterator(folder() / "all")) {
             std::ifstream key(test.path() / "key.pem");
-            secrets::learnKey(std::string(std::istreambuf_iterator<char>(key), {}));
+            secrets::addKey(std::string(std::istreambuf_iterator<char>(key), {}));
         }
     }
 };

@@ -15,10 +15,10 @@ struct CertificateHandleTest : testing::Test {
     CertificateShelf shelf{platform};
 };
 
-TEST_F(CertificateHandleTest, releasesItsReferenceOnce) {
+TEST_F(CertificateHandleTest, referenceIsReleasedOnce) {
     const PCCERT_CONTEXT certificate = shelf.make();
     {
-        CertificateHandle first(shelf.lend(certificate));
+        CertificateHandle first(shelf.addReference(certificate));
         const CertificateHandle second(std::move(first));
         EXPECT_FALSE(first); // NOLINT(bugprone-use-after-move): what a move leaves is the question
         EXPECT_EQ(second.get(), certificate);

@@ -1,4 +1,4 @@
-// The half of CertificateInspector that judges chains.
+// CertificateInspector: chains.
 #include "certificates/CertificateInspector.h"
 
 #include "fakes/CertificateShelf.h"
@@ -50,7 +50,7 @@ struct CertificateInspectorTest : testing::Test {
         };
     }
 
-    // The policy runs and answers with the error and its place.
+    // Lets the policy return the error and its place.
     void answer(DWORD error, LONG chainIndex = -1, LONG elementIndex = -1, BOOL ran = TRUE) {
         platform.CertVerifyCertificateChainPolicy = [=](const char*, PCCERT_CHAIN_CONTEXT,
                                                         CERT_CHAIN_POLICY_PARA*,
@@ -206,7 +206,7 @@ TEST_F(CertificateInspectorTest, placeOutsideTheChainLeavesTheBracketsEmpty) {
 
 TEST_F(CertificateInspectorTest, policyThatCantRunIsNotTrusted) {
     answer(87, -1, -1, FALSE);
-    platform.lastError = 5; // asked for and dropped
+    platform.lastError = 5; // read and ignored
     EXPECT_FALSE(inspector.verifyCertificateChain(leaf, true));
     EXPECT_THAT(
         log.lines,

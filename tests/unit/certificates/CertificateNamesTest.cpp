@@ -1,4 +1,4 @@
-// The half of CertificateInspector that reads names.
+// CertificateInspector: names.
 #include "certificates/CertificateInspector.h"
 
 #include "fakes/CertificateShelf.h"
@@ -19,7 +19,7 @@ const LogLine noNames{Severity::Warning,
                       L"CertGetNameStringW could not find any names on the certificate"};
 
 struct CertificateNamesTest : testing::Test {
-    // Has every call of CertGetNameStringW noted.
+    // Records every call of CertGetNameStringW.
     struct Call {
         DWORD type;
         DWORD flags;
@@ -55,7 +55,7 @@ TEST_F(CertificateNamesTest, bothDnsNamesComeBackInTheirOrder) {
     EXPECT_THAT(log.lines, IsEmpty());
 }
 
-TEST_F(CertificateNamesTest, reportPutsEachNameInBracketsWithABlankBehindIt) {
+TEST_F(CertificateNamesTest, reportPutsEachNameInBracketsFollowedByASpace) {
     inspector.reportAllNames(shelf.make({L"b.test", L"a.test"}));
     EXPECT_THAT(
         log.lines,
@@ -67,7 +67,7 @@ TEST_F(CertificateNamesTest, certificateWithoutNamesWarnsAndGivesAnEmptyList) {
     EXPECT_THAT(log.lines, ElementsAre(noNames));
 }
 
-TEST_F(CertificateNamesTest, reportWithoutNamesEndsBehindTheBlank) {
+TEST_F(CertificateNamesTest, reportWithoutNamesEndsAfterTheSpace) {
     inspector.reportAllNames(shelf.make());
     EXPECT_THAT(log.lines,
                 ElementsAre(noNames, LogLine{Severity::Info, L"All names on this certificate: "}));

@@ -21,7 +21,7 @@ struct CertificateStoreTest : testing::Test {
     ScriptedPlatform platform;
     CertificateShelf shelf{platform};
 
-    // What a search in a fresh store gives, as plain pointers. The lines before it are dropped.
+    // The hits of a search in a new store. Earlier lines are dropped.
     template <typename Search>
     std::vector<PCCERT_CONTEXT> contexts(Search search) {
         const CertificateStore store(log);
@@ -47,7 +47,7 @@ struct CertificateStoreTest : testing::Test {
     Calls callsOfSearch;
 };
 
-TEST_F(CertificateStoreTest, saysThatItOpensBeforeItDoes) {
+TEST_F(CertificateStoreTest, openingIsLoggedBeforeItHappens) {
     std::vector<LogLine> linesAtOpening;
     platform.CertOpenStore = [&](auto...) {
         linesAtOpening = log.lines;
@@ -59,7 +59,7 @@ TEST_F(CertificateStoreTest, saysThatItOpensBeforeItDoes) {
     EXPECT_EQ(store.handle, shelf.storeHandle);
 }
 
-TEST_F(CertificateStoreTest, opensTheMachinesPersonalStoreForReading) {
+TEST_F(CertificateStoreTest, machinesPersonalStoreIsOpenedForReading) {
     platform.CertOpenStore = [&](const char* provider, DWORD encoding, HCRYPTPROV_LEGACY crypto,
                                  DWORD flags, const void* parameter) {
         EXPECT_EQ(reinterpret_cast<ULONG_PTR>(provider), 10U);
@@ -103,7 +103,7 @@ TEST_F(CertificateStoreTest, errorNumberOfAFailedOpeningIsUnsigned) {
     }
 }
 
-TEST_F(CertificateStoreTest, closesWithTheCheckAndSaysSo) {
+TEST_F(CertificateStoreTest, closingChecksForLeaksAndIsLogged) {
     platform.CertCloseStore = [&](HCERTSTORE store, DWORD flags) {
         EXPECT_EQ(store, shelf.storeHandle);
         EXPECT_EQ(flags, 2U);
@@ -114,7 +114,7 @@ TEST_F(CertificateStoreTest, closesWithTheCheckAndSaysSo) {
     EXPECT_EQ(platform.calls, (Calls{"CertOpenStore", "CertCloseStore"}));
 }
 
-TEST_F(CertificateStoreTest, closingWithACertificateStillHeldWarnsBehindTheClosedLine) {
+TEST_F(CertificateStoreTest, closingWithACertificateStillHeldWarnsAfterTheClosedLine) {
     platform.CertCloseStore = [&](auto...) {
         platform.lastError = static_cast<int>(CRYPT_E_PENDING_CLOSE);
         return FALSE;
@@ -138,20 +138,16 @@ TEST_F(CertificateStoreTest, otherFailuresOfClosingAreErrorLines) {
                                                L"CertCloseStore failed with: 6 (text of 6)"}));
 }
 
-// A sink may make system calls of its own; the store reads the error number behind them.
-TEST_F(CertificateStoreTest, errorOfClosingIsReadBehindTheClosedLine) {
-    struct ErrorSettingLog : CollectingLog {
-        void log(Severity severity, const std::wstring& text) override {
-            CollectingLog::log(severity, text);
-            ScriptedPlatform::current().lastError = 87;
-        }
-    } sink;
+// A log may make system calls of its own; the store reads the error number after them.
+TEST_F(CertificateStoreTest, errorOfClosingIsReadAfterTheClosedLine) {
+    CallbackLog errorSetting;
+    errorSetting.onLine = [&](auto&&...) { platform.lastError = 87; };
     platform.CertCloseStore = [&](auto...) {
         platform.lastError = static_cast<int>(CRYPT_E_PENDING_CLOSE);
         return FALSE;
     };
-    { const CertificateStore store(sink); }
-    EXPECT_EQ(sink.lines.back(),
+    { const CertificateStore store(errorSetting); }
+    EXPECT_EQ(errorSetting.lines.back(),
               (LogLine{Severity::Error, L"CertCloseStore failed with: 87 (text of 87)"}));
 }
 
@@ -166,7 +162,7 @@ TEST_F(CertificateStoreTest, closingNeverThrows) {
     EXPECT_EQ(platform.calls, (Calls{"CertOpenStore", "CertCloseStore"}));
 }
 
-TEST_F(CertificateStoreTest, searchByNameLooksAnywhereInTheSubject) {
+TEST_F(CertificateStoreTest, searchByNameMatchesAnywhereInTheSubject) {
     platform.CertFindCertificateInStore = [&](HCERTSTORE store, DWORD encoding, DWORD flags,
                                               DWORD type, const void* parameter,
                                               PCCERT_CONTEXT previous) {
@@ -181,7 +177,7 @@ TEST_F(CertificateStoreTest, searchByNameLooksAnywhereInTheSubject) {
     EXPECT_TRUE(byName(L"alpha").empty());
 }
 
-// The platform matches the text; whatever it gives is taken as a hit.
+// The platform compares the text; each of its results is a hit.
 TEST_F(CertificateStoreTest, nameInsideALongerSubjectIsAHit) {
     const PCCERT_CONTEXT longer = shelf.make({L"alpha.example.test"});
     shelf.foundByName = {longer};

@@ -1,4 +1,4 @@
-// What CertificateStore does for administration: the listing walk and the picker.
+// CertificateStore: the enumeration and the picker.
 #include "certificates/CertificateStore.h"
 
 #include "fakes/CertificateShelf.h"
@@ -33,7 +33,7 @@ struct CertificateUtilitiesTest : testing::Test {
         platform.calls.clear();
     }
 
-    // The end of a walk, or its failure, is this error number.
+    // The error number at the end of the enumeration.
     void endWalksWith(DWORD error) {
         platform.CertEnumCertificatesInStore = [this, error](auto...) {
             platform.lastError = static_cast<int>(error);
@@ -84,8 +84,8 @@ TEST_F(CertificateEnumerationTest, everyStepIsTakenOnTheOpenStoreFromThePrevious
     EXPECT_THAT(steppedFrom, ElementsAre(nullptr, first, second));
 }
 
-// The walk releases what it goes on from, so the store must not do it a second time.
-TEST_F(CertificateEnumerationTest, releasesNoCertificateItselfAndKeepsNone) {
+// The platform releases the previous certificate, so the store must not.
+TEST_F(CertificateEnumerationTest, certificatesAreNeitherReleasedNorKept) {
     shelf.stored = {shelf.make({L"one.test"}), shelf.make({L"two.test"})};
     store.enumerateCertificates();
     EXPECT_EQ(shelf.held(), 0);
@@ -123,7 +123,7 @@ TEST_F(CertificateEnumerationTest, certificateWithoutNamesDoesNotEndTheWalk) {
     EXPECT_EQ(log.lines[6], namesLine(L"[two.test] "));
 }
 
-TEST_F(CertificateEnumerationTest, otherErrorsAtTheEndAreErrorLinesBehindTheLastOne) {
+TEST_F(CertificateEnumerationTest, otherErrorsAtTheEndAreErrorLinesAfterTheLastOne) {
     endWalksWith(5);
     store.enumerateCertificates();
     EXPECT_THAT(log.lines,
@@ -132,21 +132,18 @@ TEST_F(CertificateEnumerationTest, otherErrorsAtTheEndAreErrorLinesBehindTheLast
                                             L"5)"}));
 }
 
-TEST_F(CertificateEnumerationTest, errorOfTheWalkIsReadBehindTheLastLine) {
-    struct ErrorSettingLog : CollectingLog {
-        void log(Severity severity, const std::wstring& text) override {
-            CollectingLog::log(severity, text);
-            ScriptedPlatform::current().lastError = 87;
-        }
-    } sink;
-    const CertificateStore other(sink);
+TEST_F(CertificateEnumerationTest, errorOfTheWalkIsReadAfterTheLastLine) {
+    CallbackLog errorSetting;
+    errorSetting.onLine = [&](auto&&...) { platform.lastError = 87; };
+    const CertificateStore other(errorSetting);
     endWalksWith(CRYPT_E_NOT_FOUND);
     other.enumerateCertificates();
-    EXPECT_EQ(sink.lines.back(), (LogLine{Severity::Error, L"CertEnumCertificatesInStore failed "
-                                                           L"with: 87 (text of 87)"}));
+    EXPECT_EQ(errorSetting.lines.back(),
+              (LogLine{Severity::Error, L"CertEnumCertificatesInStore failed "
+                                        L"with: 87 (text of 87)"}));
 }
 
-TEST_F(CertificateEnumerationTest, canBeRepeated) {
+TEST_F(CertificateEnumerationTest, enumerationCanBeRepeated) {
     shelf.stored = {shelf.make({L"one.test"})};
     store.enumerateCertificates();
     const std::vector<LogLine> once = log.lines;

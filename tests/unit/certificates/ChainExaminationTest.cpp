@@ -1,4 +1,4 @@
-// What administration asks of a chain's examination beside the plain verdict.
+// What the tool reads of ChainExamination in addition to the result.
 #include "certificates/ChainExamination.h"
 
 #include "fakes/CertificateShelf.h"
@@ -26,7 +26,7 @@ struct ChainExaminationTest : testing::Test {
     const PCCERT_CONTEXT certificate = shelf.make({L"one.test"}, L"one");
 };
 
-TEST_F(ChainExaminationTest, asksForTheTimeAndTheHelpersThatAreGiven) {
+TEST_F(ChainExaminationTest, timeAndHelpersReachThePlatform) {
     FILETIME time{};
     time.dwLowDateTime = 1;
     time.dwHighDateTime = 2;
@@ -42,7 +42,7 @@ TEST_F(ChainExaminationTest, asksForTheTimeAndTheHelpersThatAreGiven) {
     EXPECT_TRUE(examination.isTrusted());
 }
 
-TEST_F(ChainExaminationTest, keepsTheChainUntilItGoes) {
+TEST_F(ChainExaminationTest, chainIsKeptUntilDestruction) {
     {
         const ChainExamination examination(log, certificate, true);
         ASSERT_NE(examination.chain(), nullptr);
@@ -52,7 +52,7 @@ TEST_F(ChainExaminationTest, keepsTheChainUntilItGoes) {
     EXPECT_EQ(freed.size(), 1U);
 }
 
-TEST_F(ChainExaminationTest, tellsTheStatusOfAFault) {
+TEST_F(ChainExaminationTest, statusOfAFaultIsReturned) {
     shelf.untrusted = {certificate};
     const ChainExamination examination(log, certificate, false);
     EXPECT_FALSE(examination.isTrusted());
@@ -60,7 +60,7 @@ TEST_F(ChainExaminationTest, tellsTheStatusOfAFault) {
     EXPECT_EQ(examination.status().dwError, CERT_E_UNTRUSTEDROOT);
 }
 
-TEST_F(ChainExaminationTest, withoutAChainIsNeitherJudgedNorTrusted) {
+TEST_F(ChainExaminationTest, missingChainIsNeitherJudgedNorTrusted) {
     platform.CertGetCertificateChain = [](auto...) { return FALSE; };
     platform.CertVerifyCertificateChainPolicy = [](auto...) { return FALSE; };
     const ChainExamination examination(log, certificate, true);

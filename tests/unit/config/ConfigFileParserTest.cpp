@@ -20,8 +20,8 @@ LogLine noDelimiter(const std::wstring& line) {
             L"Ignoring Configuration Store option because there's no delimiter: [" + line + L"]"};
 }
 
-// For the time of a test the global locale is one of the host's own, whose files are in UTF-8. It
-// is put together, since not every system has one of a name that can be counted on.
+// Sets a global locale with UTF-8 files during a test. It is composed, since no such locale has the
+// same name on all systems.
 class Utf8GlobalLocale {
 public:
     Utf8GlobalLocale()
@@ -104,7 +104,7 @@ TEST_F(ConfigFileParserTest, namesAreFoundInAnyLetterCase) {
     EXPECT_EQ(parse("[CONNECTIONS]\nDEFAULT=x\n").getValue(L"Connections", L"Default"), L"x");
 }
 
-TEST_F(ConfigFileParserTest, blankLineEndsASection) {
+TEST_F(ConfigFileParserTest, emptyLineEndsASection) {
     const auto parser = parse("[S]\n\nk=v\n");
     EXPECT_EQ(parser.getValue(L"S", L"k"), L"");
     EXPECT_EQ(parser.getValue(L"", L"k"), L"v");
@@ -135,7 +135,7 @@ TEST_F(ConfigFileParserTest, emptyBracketsAreNoHeader) {
     EXPECT_EQ(log.lines, Lines{noDelimiter(L"[]")});
 }
 
-TEST_F(ConfigFileParserTest, blanksAreNotTrimmed) {
+TEST_F(ConfigFileParserTest, spacesAreNotTrimmed) {
     EXPECT_EQ(parse("[S]\nk = v\n").getValue(L"S", L"k "), L" v");
 }
 
@@ -157,7 +157,7 @@ TEST_F(ConfigFileParserTest, semicolonBeforeAKeyBelongsToTheKey) {
     EXPECT_EQ(parse("[S]\n;old=1\n").getValue(L"S", L";old"), L"1");
 }
 
-TEST_F(ConfigFileParserTest, lineOfBlanksIsDroppedAndEndsNoSection) {
+TEST_F(ConfigFileParserTest, lineOfSpacesIsDroppedAndEndsNoSection) {
     EXPECT_EQ(parse("[S]\n   \nk=v\n").getValue(L"S", L"k"), L"v");
     EXPECT_EQ(log.lines, Lines{noDelimiter(L"   ")});
 }
@@ -180,7 +180,7 @@ TEST_F(ConfigFileParserTest, lineWithoutAValueHasNoEffect) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(ConfigFileParserTest, headerBehindABlankIsDropped) {
+TEST_F(ConfigFileParserTest, headerAfterASpaceIsDropped) {
     EXPECT_EQ(parse(" [Secure]\nk=v\n").getValue(L"Secure", L"k"), L"");
     EXPECT_EQ(log.lines, Lines{noDelimiter(L" [Secure]")});
 }
@@ -197,7 +197,7 @@ TEST_F(ConfigFileParserTest, byteOrderMarkMakesTheFirstHeaderALineWithoutDelimit
     EXPECT_EQ(log.lines, Lines{noDelimiter(L"\u00EF\u00BB\u00BF[S]")});
 }
 
-TEST_F(ConfigFileParserTest, headerBehindAByteOrderMarkIsFoundWhenItsLineHasADelimiter) {
+TEST_F(ConfigFileParserTest, headerAfterAByteOrderMarkIsFoundWhenItsLineHasADelimiter) {
     EXPECT_EQ(parse("\xEF\xBB\xBF[S]=\nk=v\n").getValue(L"S", L"k"), L"v");
     EXPECT_TRUE(log.lines.empty());
 }
@@ -257,7 +257,7 @@ TEST_F(ConfigFileParserTest, headerIsTestedOnTheWholeLine) {
     EXPECT_FALSE(ConfigFileParser::isSectionHeader(L"[]"));
 }
 
-TEST_F(ConfigFileParserTest, onlyALineWithoutCharactersIsBlank) {
+TEST_F(ConfigFileParserTest, onlyALineWithoutCharactersIsEmpty) {
     EXPECT_TRUE(ConfigFileParser::isEmptyLine(L""));
     EXPECT_FALSE(ConfigFileParser::isEmptyLine(L" "));
     EXPECT_FALSE(ConfigFileParser::isEmptyLine(L"\t"));

@@ -16,7 +16,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// Keeps what it is told, as texts.
+// Records the notifications as texts.
 class Notes : public IConfigurationObserver {
 public:
     struct Line {
@@ -52,7 +52,7 @@ public:
 
 class ConfigurationObserverTest : public testing::Test {
 protected:
-    // Reads an ini file that leads to a store of these bytes.
+    // Reads an ini file that names a store with these bytes.
     std::unique_ptr<IConfig> read(const std::string& store) {
         storeFile = folder.write("store.ini", store);
         iniFile =
@@ -68,12 +68,12 @@ protected:
     std::filesystem::path storeFile;
 };
 
-TEST_F(ConfigurationObserverTest, bothFilesAreToldInTheOrderOfReading) {
+TEST_F(ConfigurationObserverTest, bothFilesAreReportedInTheOrderOfReading) {
     read("");
     EXPECT_EQ(notes.files, (std::vector<std::filesystem::path>{iniFile, storeFile}));
 }
 
-TEST_F(ConfigurationObserverTest, everyMeaningIsToldWithItsLineNumberDroppedLinesFirst) {
+TEST_F(ConfigurationObserverTest, everyMeaningIsReportedWithItsLineNumberDroppedLinesFirst) {
     read("[S]\na=1\nnothing\n\nb=2\n=x\n" + std::string(20001, 'k') + "\n[T]\n");
     EXPECT_EQ(notes.lines, (std::vector<Notes::Line>{
                                {3, LineMeaning::NoDelimiter, L"", L"", L""},
@@ -87,12 +87,12 @@ TEST_F(ConfigurationObserverTest, everyMeaningIsToldWithItsLineNumberDroppedLine
                            }));
 }
 
-TEST_F(ConfigurationObserverTest, textOfALineIsToldWhole) {
+TEST_F(ConfigurationObserverTest, textOfALineIsReportedWhole) {
     read("[S] x=1\n");
     EXPECT_EQ(notes.texts.back(), L"[S] x=1");
 }
 
-TEST_F(ConfigurationObserverTest, questionsAreToldWithTheirAnswers) {
+TEST_F(ConfigurationObserverTest, requestsAreReportedWithTheirValues) {
     read("[Connections]\nTested=S\n[S]\nUseEncryption=True\n");
     ASSERT_GE(notes.questions.size(), 2U);
     EXPECT_EQ(notes.questions[0],
@@ -107,7 +107,7 @@ TEST_F(ConfigurationObserverTest, questionsAreToldWithTheirAnswers) {
     EXPECT_EQ(notes.questions.size(), 2U + 7U);
 }
 
-TEST_F(ConfigurationObserverTest, nothingChangesByLookingOn) {
+TEST_F(ConfigurationObserverTest, observerChangesNothing) {
     const auto observed = read("[Connections]\nTested=S\n[S]\nUseEncryption=Yes\nx\n\ny=z\n");
     CollectingLog plainLog;
     const auto plain = constructSslConfigurationFromIniFile(plainLog, iniFile, L"Tested");
@@ -116,7 +116,7 @@ TEST_F(ConfigurationObserverTest, nothingChangesByLookingOn) {
     EXPECT_EQ(observed->getValue(L"ConnectionName"), L"Tested");
 }
 
-TEST_F(ConfigurationObserverTest, missingFilesAreToldAndFallBackAsEver) {
+TEST_F(ConfigurationObserverTest, missingFilesAreReportedAndFallBackToTheDefaults) {
     const auto config =
         observedConfigurationFromIniFile(log, folder.path("missing.ini"), L"Tested", notes);
     EXPECT_EQ(notes.files.size(), 1U);

@@ -48,7 +48,7 @@ TEST_F(FactoriesFallback, connectionNameIsCarriedThroughEveryFallback) {
     expectPlainDefaultsOf(fromStore(store, L"VexaTcpIpConnection"), L"VexaTcpIpConnection");
 }
 
-TEST_F(FactoriesFallback, theReadyMadeLogTellsItWithItsTagInTheFileAndOnTheConsole) {
+TEST_F(FactoriesFallback, sslLogWritesTheWarningToFileAndConsole) {
     platform.GetModuleFileNameW = [path = folder.path("server").wstring()](HMODULE, wchar_t* buffer,
                                                                            DWORD size) {
         return static_cast<DWORD>(path.copy(buffer, size));

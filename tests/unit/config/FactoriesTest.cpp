@@ -87,7 +87,7 @@ TEST_F(Factories, missingStoreIsTwoWarningsAndDefaults) {
                                 {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
 }
 
-TEST_F(Factories, iniFileLeadsToTheStoreWhoseOpeningIsToldTwice) {
+TEST_F(Factories, openingOfTheStoreOfAnIniFileIsLoggedTwice) {
     const auto store = folder.write("store.ini", fullStore);
     const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store.string() + "\n");
     const auto config = constructSslConfigurationFromIniFile(log, ini, L"Foo");
@@ -109,7 +109,7 @@ TEST_F(Factories, iniFileWithoutTheKeyIsAWarningAndDefaults) {
                                      ini.wstring() + L"]. Reverting to NO ENCRYPTION"}}));
 }
 
-TEST_F(Factories, keyBehindABlankLineOfTheIniFileIsAMissingKey) {
+TEST_F(Factories, keyAfterAnEmptyLineOfTheIniFileIsMissing) {
     const auto ini = iniFileWith("[VexaSsl]\n\nConfigurationStore=store.ini\n");
     expectDefaults(constructSslConfigurationFromIniFile(log, ini, L"Foo"));
     EXPECT_EQ(log.lines, (Lines{{Severity::Warning,
@@ -117,7 +117,7 @@ TEST_F(Factories, keyBehindABlankLineOfTheIniFileIsAMissingKey) {
                                      ini.wstring() + L"]. Reverting to NO ENCRYPTION"}}));
 }
 
-TEST_F(Factories, missingStoreOfAnIniFileIsToldByTheStoresOwnFactory) {
+TEST_F(Factories, missingStoreOfAnIniFileIsLoggedByTheStoresFactory) {
     const auto store = folder.path("missing.ini");
     const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store.string() + "\n");
     expectDefaults(constructSslConfigurationFromIniFile(log, ini, L"Foo"));
@@ -135,7 +135,7 @@ TEST_F(Factories, storesOwnPointerIsNotFollowed) {
 }
 
 TEST_F(Factories, storeWhoseNameIsNotAsciiIsFoundThroughTheIniFile) {
-    // Which file the bytes name is the system's affair: the one of these bytes, or of these units.
+    // The file name has these bytes or these units, depending on the system.
     folder.write(platform::pathFromFileText(L"st\u00C3\u00B6re.ini"), fullStore);
     const std::string store = folder.path("").string() + "st\xC3\xB6re.ini";
     const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store + "\n");

@@ -21,7 +21,7 @@ TEST_F(LineCheckerTest, lineOf20000UnitsIsNotTooLong) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(LineCheckerTest, lineOf20001UnitsIsTooLongAndToldAtDebug) {
+TEST_F(LineCheckerTest, lineOf20001UnitsIsTooLongAndLoggedAtDebug) {
     const std::wstring line(20001, L'a');
     EXPECT_TRUE(checker.isTooLong(line));
     EXPECT_EQ(log.lines, (Lines{{Severity::Debug,
@@ -40,14 +40,14 @@ TEST_F(LineCheckerTest, lineWithSeveralDelimitersPasses) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(LineCheckerTest, lineWithoutADelimiterIsToldAtDebug) {
+TEST_F(LineCheckerTest, lineWithoutADelimiterIsLoggedAtDebug) {
     EXPECT_FALSE(checker.hasDelimiter(L"; comment"));
     EXPECT_EQ(log.lines,
               (Lines{{Severity::Debug, L"Ignoring Configuration Store option because there's no "
                                        L"delimiter: [; comment]"}}));
 }
 
-TEST_F(LineCheckerTest, delimiterWithAGroupIsTooManyDelimitersAndToldAtDebug) {
+TEST_F(LineCheckerTest, delimiterWithAGroupIsTooManyDelimitersAndLoggedAtDebug) {
     const LineChecker grouping(log, L"(=)");
     EXPECT_FALSE(grouping.hasDelimiter(L"a=b"));
     EXPECT_EQ(log.lines, (Lines{{Severity::Debug,
@@ -66,7 +66,7 @@ TEST_F(LineCheckerTest, delimiterAtTheEndOf20000UnitsIsFoundOnASmallStack) {
     runOnSmallStack([this, &line] { EXPECT_TRUE(checker.hasDelimiter(line)); });
 }
 
-TEST_F(LineCheckerTest, missingDelimiterIn20000UnitsIsFoundOutOnASmallStack) {
+TEST_F(LineCheckerTest, missingDelimiterIn20000UnitsIsFoundOnASmallStack) {
     const std::wstring line(20000, L'[');
     runOnSmallStack([this, &line] { EXPECT_FALSE(checker.hasDelimiter(line)); });
 }

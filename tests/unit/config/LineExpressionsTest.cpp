@@ -1,6 +1,6 @@
-// The hand-made matchers against the standard library's engine, on every short line over an
-// alphabet of all that matters and on longer lines drawn from it with a fixed seed. U+2028 and
-// U+2029 are tested apart: the library at hand lets a dot match them, against the grammar.
+// Compares the matchers with std::regex, on every short line of the relevant characters and on
+// longer random lines with a fixed seed. U+2028 and U+2029 are tested separately: libstdc++ lets a
+// dot match them, contrary to the grammar.
 #include "config/LineExpressions.h"
 
 #include "config/NameList.h"

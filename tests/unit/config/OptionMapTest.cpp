@@ -11,7 +11,7 @@ TEST(CaseInsensitiveHash, emptyKeyHashesToTheOffsetBasis) {
     EXPECT_EQ(CaseInsensitiveHash()(L""), 0xcbf29ce484222325U);
 }
 
-TEST(CaseInsensitiveHash, isFnvOverTheFoldedBytesLowByteFirst) {
+TEST(CaseInsensitiveHash, hashIsFnvOfTheFoldedBytesLowByteFirst) {
     std::uint64_t expected = 0xcbf29ce484222325;
     for (const wchar_t unit : std::wstring(L"a\u0141")) {
         // The second unit has no smaller form in the classic locale.
@@ -23,7 +23,7 @@ TEST(CaseInsensitiveHash, isFnvOverTheFoldedBytesLowByteFirst) {
     EXPECT_EQ(CaseInsensitiveHash()(L"A\u0141"), expected);
 }
 
-TEST(CaseInsensitiveHash, spellingsOfOneNameHashAlike) {
+TEST(CaseInsensitiveHash, spellingsOfOneNameHaveOneHash) {
     EXPECT_EQ(CaseInsensitiveHash()(L"UseEncryption"), CaseInsensitiveHash()(L"USEENCRYPTION"));
 }
 

@@ -21,7 +21,7 @@ protected:
     void expectRefused() {
         try {
             options();
-            ADD_FAILURE() << "a bad value was taken";
+            ADD_FAILURE() << "an invalid value was accepted";
         } catch (const std::out_of_range& failure) {
             EXPECT_STREQ(failure.what(), "invalid configuration");
         }
@@ -31,16 +31,16 @@ protected:
     SslConfig config{log, L"Foo"};
 };
 
-// A configuration that knows nothing but the order in which it is asked.
+// An empty configuration that records the order of the reads.
 class AskedConfig : public IConfig {
 public:
     std::wstring getValue(const std::wstring& key) const override {
-        asked.push_back(key);
+        reads.push_back(key);
         return {};
     }
     void setValue(const std::wstring&, const std::wstring&) override {}
 
-    mutable std::vector<std::wstring> asked;
+    mutable std::vector<std::wstring> reads;
 };
 
 TEST_F(SecureChannelOptionsTest, defaultsAreGood) {
@@ -57,7 +57,7 @@ TEST_F(SecureChannelOptionsTest, defaultsAreGood) {
 TEST_F(SecureChannelOptionsTest, allTextsAreReadBeforeTheFirstCheck) {
     const AskedConfig silent;
     EXPECT_THROW(SecureChannelOptions(log, silent), std::out_of_range);
-    EXPECT_EQ(silent.asked, (std::vector<std::wstring>{L"RequireClientAuthentication",
+    EXPECT_EQ(silent.reads, (std::vector<std::wstring>{L"RequireClientAuthentication",
                                                        L"ServerCertificateToSendName",
                                                        L"ClientCertificateToSendName",
                                                        L"AcceptableClientCertificateToReceiveNames",
@@ -77,7 +77,7 @@ TEST_F(SecureChannelOptionsTest, clientAuthenticationYesIsRefusedWithNameAndValu
                       L"Supplied value [Yes] of RequireClientAuthentication is invalid"}}));
 }
 
-TEST_F(SecureChannelOptionsTest, wordWithATrailingBlankIsRefused) {
+TEST_F(SecureChannelOptionsTest, wordWithATrailingSpaceIsRefused) {
     set(L"RequireClientAuthentication", L"True ");
     expectRefused();
     EXPECT_EQ(log.lines,
@@ -132,7 +132,7 @@ TEST_F(SecureChannelOptionsTest, emptyCertificateNamesAreTakenAsNames) {
     EXPECT_EQ(result.certificateChoice(false), CertificateChoice::ByName);
 }
 
-TEST_F(SecureChannelOptionsTest, clientNamesKeepTheirOrderAndBlanks) {
+TEST_F(SecureChannelOptionsTest, clientNamesKeepTheirOrderAndSpaces) {
     set(L"AcceptableClientCertificateToReceiveNames", L"beta, alpha,,x,");
     const SecureChannelOptions result = options();
     EXPECT_EQ(result.acceptableClientNames, (std::vector<std::wstring>{L"beta", L" alpha", L",x"}));
@@ -146,7 +146,7 @@ TEST_F(SecureChannelOptionsTest, anyAmongTheClientNamesClearsTheList) {
     EXPECT_TRUE(result.anyClientAcceptable);
 }
 
-TEST_F(SecureChannelOptionsTest, anyWithABlankIsAName) {
+TEST_F(SecureChannelOptionsTest, anyWithASpaceIsAName) {
     set(L"AcceptableClientCertificateToReceiveNames", L"alpha, Any");
     const SecureChannelOptions result = options();
     EXPECT_EQ(result.acceptableClientNames, (std::vector<std::wstring>{L"alpha", L" Any"}));

@@ -1,4 +1,4 @@
-// Settings typed into a test: a two-level source that remembers what it was asked for.
+// An ITwoLevelConfig with the settings of a test, which records the requests.
 #pragma once
 
 #include "config/ITwoLevelConfig.h"
@@ -14,7 +14,7 @@ class SettingsTable : public ITwoLevelConfig {
 public:
     using Place = std::pair<std::wstring, std::wstring>;
 
-    explicit SettingsTable(std::map<Place, std::wstring> settings) : table(std::move(settings)) {}
+    explicit SettingsTable(std::map<Place, std::wstring> table) : table(std::move(table)) {}
 
     std::wstring getValue(const std::wstring& section, const std::wstring& key) const override {
         questions.emplace_back(section, key);

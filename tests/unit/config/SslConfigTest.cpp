@@ -86,7 +86,7 @@ TEST_F(SslConfigTest, sectionOfTheConnectionGivesTheOptions) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(SslConfigTest, reservedConnectionGivesTwoWarningsAndDefaultsWithoutAskingTheSource) {
+TEST_F(SslConfigTest, reservedConnectionGivesTwoWarningsAndDefaultsWithoutReadingTheSource) {
     const SettingsTable source({{{L"Connections", L"PresentationClient"}, L"Secure"},
                                 {{L"Secure", L"UseEncryption"}, L"True"}});
     expectDefaults(SslConfig(log, source, L"PresentationClient"), L"PresentationClient");
@@ -182,7 +182,7 @@ TEST_F(SslConfigTest, copyTakesAllNineOptionsSilently) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(SslConfigTest, copyTellsOfEachEmptyOptionAndKeepsItsDefault) {
+TEST_F(SslConfigTest, copyLogsEachEmptyOptionAndKeepsItsDefault) {
     SslConfig original(log, L"Foo");
     original.setValue(L"ConnectionName", L"");
     original.setValue(L"LibraryInvocationPurpose", L"");

@@ -16,7 +16,7 @@ protected:
     CollectingLog log;
 };
 
-TEST_F(ErrorText, systemTextIsAskedForOnOneLineInAnAllocatedBuffer) {
+TEST_F(ErrorText, systemTextIsRequestedInOneLineAndAnAllocatedBuffer) {
     int calls = 0;
     auto standIn = platform.FormatMessageW;
     platform.FormatMessageW = [&](DWORD flags, const void* source, DWORD code, DWORD language,
@@ -34,7 +34,7 @@ TEST_F(ErrorText, systemTextIsAskedForOnOneLineInAnAllocatedBuffer) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ErrorText, bufferOfTheSystemGoesBackByLocalFree) {
+TEST_F(ErrorText, bufferOfTheSystemIsFreedByLocalFree) {
     int calls = 0;
     auto standIn = platform.LocalFree;
     platform.LocalFree = [&](HLOCAL memory) {
@@ -78,7 +78,7 @@ TEST_F(ErrorText, codeAboveTheSignedRangeIsShownUnsigned) {
               }));
 }
 
-TEST_F(ErrorText, hostNameIsAskedForIntoAZeroedBufferWithoutAService) {
+TEST_F(ErrorText, hostNameIsRequestedWithoutAServiceInAZeroedBuffer) {
     const sockaddr peer{};
     platform.GetNameInfoW = [&peer](const sockaddr* address, int length, wchar_t* node,
                                     DWORD nodeLength, wchar_t* service, DWORD serviceLength,
@@ -106,7 +106,7 @@ TEST_F(ErrorText, hostNameEndsAtItsFirstZero) {
     EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(ErrorText, hostNameLookUpThatGivesMinusOneIsAnErrorLineAndAnEmptyName) {
+TEST_F(ErrorText, reverseLookupThatReturnsMinusOneIsAnErrorLineAndAnEmptyName) {
     platform.GetNameInfoW = [this](const sockaddr*, int, wchar_t*, DWORD, wchar_t*, DWORD, int) {
         platform.lastError = WSAHOST_NOT_FOUND;
         return -1;
@@ -119,7 +119,7 @@ TEST_F(ErrorText, hostNameLookUpThatGivesMinusOneIsAnErrorLineAndAnEmptyName) {
     EXPECT_EQ(platform.calls, (std::vector<std::string>{"GetNameInfoW", "WSAGetLastError"}));
 }
 
-TEST_F(ErrorText, hostNameLookUpThatGivesAPositiveCodeIsSilent) {
+TEST_F(ErrorText, reverseLookupThatReturnsAPositiveCodeIsSilent) {
     platform.GetNameInfoW = [](const sockaddr*, int, wchar_t*, DWORD, wchar_t*, DWORD, int) {
         return WSAHOST_NOT_FOUND;
     };

@@ -27,7 +27,7 @@ protected:
         moduleInitialised = false;
     }
 
-    // Something to be told apart; nobody looks into it.
+    // Two different addresses; the content is not read.
     HINSTANCE handle(int which) { return reinterpret_cast<HINSTANCE>(&places[which]); }
 
     ScriptedPlatform platform;
@@ -81,14 +81,14 @@ TEST_F(ModuleEntry, noticesThatCannotBeDeclinedAreNoFailure) {
     EXPECT_EQ(vexaSslModule.moduleHandle, handle(0));
 }
 
-TEST_F(ModuleEntry, aNullHandleIsStoredLikeAnyOther) {
+TEST_F(ModuleEntry, nullHandleIsStoredLikeAnyOther) {
     platform.DisableThreadLibraryCalls = [](HMODULE) { return BOOL{TRUE}; };
     DllMain(nullptr, DLL_PROCESS_ATTACH, nullptr);
     DllMain(handle(1), DLL_PROCESS_ATTACH, nullptr);
     EXPECT_EQ(vexaSslModule.moduleHandle, nullptr);
 }
 
-TEST(ModuleVersionFunction, givesTheFourthNumber) {
+TEST(ModuleVersionFunction, fourthNumberIsReturned) {
     EXPECT_EQ(moduleVersion_VexaSsl_22_0_3(), 2);
     EXPECT_TRUE((std::is_same_v<decltype(moduleVersion_VexaSsl_22_0_3()), std::int32_t>));
 }

@@ -28,12 +28,12 @@ TEST(Module, recordIsATableOfOperationsAndThreeFields) {
     EXPECT_EQ(&fields[3], static_cast<const void*>(&vexaSslModule.moduleHandle));
 }
 
-TEST(Module, aNewRecordHasNoHandle) {
+TEST(Module, newRecordHasNoHandle) {
     const Module fresh(L"a", L"b");
     EXPECT_EQ(fresh.moduleHandle, nullptr);
 }
 
-TEST(Module, markerTellsProductSystemNameVersionAndTimeOfTheBuild) {
+TEST(Module, markerHasProductSystemNameVersionAndBuildTime) {
     const std::string marker = moduleMarker;
     const std::string start = "@(#)VEXA unicode on " VEXASSL_PLATFORM_TAG ", VexaSsl 22.0.3.2 ";
     ASSERT_EQ(marker.substr(0, start.size()), start);
@@ -43,7 +43,7 @@ TEST(Module, markerTellsProductSystemNameVersionAndTimeOfTheBuild) {
     for (char& c : shape) {
         c = c >= '0' && c <= '9' ? '9' : c >= 'a' && c <= 'z' ? 'a' : c;
     }
-    // A day below the tenth has a blank in the place of its first digit.
+    // A day below 10 has a space instead of its first digit.
     const std::string day = time[4] == ' ' ? " 9" : "99";
     EXPECT_EQ(shape, std::string(1, time[0]) + "aa " + day + " 9999 99:99:99");
 }

@@ -1,5 +1,4 @@
-// Each interface's abstract operations, reached through an object that is half built: the part that
-// is the interface is there, the class that defines the operations isn't yet.
+// Calls each pure virtual function of the interfaces on an object under construction.
 #include "VexaSsl/KelException.h"
 
 #include "config/ITwoLevelConfig.h"
@@ -24,46 +23,46 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// An interface whose operations are still abstract while it is built.
+// Calls an operation while the object is still of the interface's type.
 template <class Interface>
-class HalfBuilt : public Interface {
+class UnderConstruction : public Interface {
 protected:
     using Call = std::function<void(Interface&)>;
 
-    explicit HalfBuilt(const Call& call) { call(*this); }
+    explicit UnderConstruction(const Call& call) { call(*this); }
 };
 
-class Config : public HalfBuilt<IConfig> {
+class Config : public UnderConstruction<IConfig> {
 public:
-    explicit Config(const Call& call) : HalfBuilt(call) {}
+    explicit Config(const Call& call) : UnderConstruction(call) {}
     std::wstring getValue(const std::wstring&) const override { return L"built"; }
     void setValue(const std::wstring&, const std::wstring&) override {}
 };
 
-class TwoLevelConfig : public HalfBuilt<ITwoLevelConfig> {
+class TwoLevelConfig : public UnderConstruction<ITwoLevelConfig> {
 public:
-    explicit TwoLevelConfig(const Call& call) : HalfBuilt(call) {}
+    explicit TwoLevelConfig(const Call& call) : UnderConstruction(call) {}
     std::wstring getValue(const std::wstring&, const std::wstring&) const override {
         return L"built";
     }
 };
 
-class Provider : public HalfBuilt<IOtlsProvider> {
+class Provider : public UnderConstruction<IOtlsProvider> {
 public:
-    explicit Provider(const Call& call) : HalfBuilt(call) {}
+    explicit Provider(const Call& call) : UnderConstruction(call) {}
     int startOtls() override { return 0; }
 };
 
-class Log : public HalfBuilt<ILog> {
+class Log : public UnderConstruction<ILog> {
 public:
-    explicit Log(const Call& call) : HalfBuilt(call) {}
+    explicit Log(const Call& call) : UnderConstruction(call) {}
     void log(Severity, const std::wstring&) override {}
     void setMinimumSeverity(Severity) override {}
 };
 
-class Strategy : public HalfBuilt<ISocketStrategy> {
+class Strategy : public UnderConstruction<ISocketStrategy> {
 public:
-    explicit Strategy(const Call& call) : HalfBuilt(call) {}
+    explicit Strategy(const Call& call) : UnderConstruction(call) {}
     int send(SOCKET, const char*, int, int) override { return 0; }
     int recv(SOCKET, char*, int, int) override { return 0; }
     int connect(SOCKET, const sockaddr*, int) override { return 0; }
@@ -111,7 +110,7 @@ protected:
     void expectThrown(Call call) {
         try {
             const Class whole(call);
-            FAIL() << "the call came back";
+            FAIL() << "the call returned";
         } catch (const KelException& exception) {
             EXPECT_EQ(exception.first, 1);
             EXPECT_EQ(exception.second, 7);
@@ -175,7 +174,7 @@ TEST_F(PureVirtualHandler, callsTheDumpEntryOnceWith2AndStillThrows) {
     EXPECT_THAT(platform.calls, ElementsAre("LoadLibraryA", "GetProcAddress"));
 }
 
-TEST_F(PureVirtualHandler, dumpLibraryWithoutTheEntryIsPassedOver) {
+TEST_F(PureVirtualHandler, dumpLibraryWithoutTheEntryIsIgnored) {
     platform.LoadLibraryA = [this](const char*) { return reinterpret_cast<HMODULE>(&platform); };
     platform.GetProcAddress = [](HMODULE, const char*) { return FARPROC{nullptr}; };
     callSlot();

@@ -24,7 +24,7 @@ TEST_F(TextConversion, wideResultKeepsTheByteCountOfTheInput) {
     EXPECT_EQ(convertNarrowToWide("\xC3\xA9x"), expected);
 }
 
-TEST_F(TextConversion, wideningAsksForUtf8WithoutFlags) {
+TEST_F(TextConversion, wideningUsesUtf8WithoutFlags) {
     int calls = 0;
     platform.MultiByteToWideChar = [&calls](UINT codePage, DWORD flags, const char*, int length,
                                             wchar_t* buffer, int capacity) {
@@ -53,7 +53,7 @@ TEST_F(TextConversion, zeroInsideTheNarrowTextIsKept) {
     EXPECT_EQ(convertNarrowToWide(std::string("a\0b", 3)), std::wstring(L"a\0b", 3));
 }
 
-TEST_F(TextConversion, narrowingAsksForTheAnsiCodePageWithTheDefaultCharacter) {
+TEST_F(TextConversion, narrowingUsesTheAnsiCodePageWithTheDefaultCharacter) {
     int calls = 0;
     platform.WideCharToMultiByte = [&calls](UINT codePage, DWORD flags, const wchar_t* text,
                                             int length, char* buffer, int capacity,

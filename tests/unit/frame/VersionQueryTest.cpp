@@ -23,7 +23,7 @@ using Numbers = std::tuple<DWORD, DWORD, DWORD, DWORD>; // the last one is dwPla
 
 const std::string textPath = "\\StringFileInfo\\040904E4\\FileVersion";
 
-// A file with a version record of 300 bytes. A test takes away what it wants missing.
+// A file with a version record of 300 bytes. Tests remove parts of it.
 class VersionQuery : public testing::Test {
 protected:
     VersionQuery() {
@@ -38,7 +38,7 @@ protected:
         };
         platform.GetFileVersionInfoA = [this](const char*, DWORD, DWORD size, void* data) {
             block = data;
-            std::memset(data, 0, size); // all of it is ours
+            std::memset(data, 0, size); // all of it is writable
             return BOOL{TRUE};
         };
         platform.VerQueryValueA = [this](const void* data, const char* path, void** value,
@@ -159,13 +159,13 @@ TEST_F(VersionQuery, fileNameThatIsCutWithoutItsEndIsNotReadBeyondIt) {
     EXPECT_EQ(query(), builtIn);
 }
 
-TEST_F(VersionQuery, withoutAFileNameTheBuiltInNumbersStay) {
+TEST_F(VersionQuery, missingFileNameLeavesTheBuiltInNumbers) {
     platform.GetModuleFileNameA = [](HMODULE, char*, DWORD) { return DWORD{0}; };
     EXPECT_EQ(query(), builtIn);
     EXPECT_THAT(platform.calls, ElementsAre("GetModuleFileNameA"));
 }
 
-TEST_F(VersionQuery, withoutARecordTheBuiltInNumbersStay) {
+TEST_F(VersionQuery, missingRecordLeavesTheBuiltInNumbers) {
     platform.GetFileVersionInfoSizeA = [](const char*, DWORD*) { return DWORD{0}; };
     EXPECT_EQ(query(), builtIn);
     EXPECT_THAT(platform.calls, ElementsAre("GetModuleFileNameA", "GetFileVersionInfoSizeA"));
@@ -197,7 +197,7 @@ TEST_F(VersionQuery, fourthFixedNumberLandsInThePlatformField) {
     EXPECT_EQ(query(), (Numbers{0xFFFE, 7, 5, 0xFFFD}));
 }
 
-TEST_F(VersionQuery, aMinorNumberAloneIsAVersion) {
+TEST_F(VersionQuery, minorNumberAloneIsAVersion) {
     setFixed(0x00000001, 0x00020003);
     EXPECT_EQ(query(), (Numbers{0, 1, 2, 3}));
     EXPECT_THAT(paths, ElementsAre("\\"));
@@ -226,7 +226,7 @@ TEST_F(VersionQuery, fixedVersion00LeadsToTheTextAndKeepsThePlatformField) {
 TEST_F(VersionQuery, recordWithoutTextKeepsTheFixedNumbersAndLeavesItsBlockUnreleased) {
     setFixed(0, 0x00090008);
     EXPECT_EQ(query(), (Numbers{0, 0, 9, 8}));
-    // Whoever released it too would now have done it twice, which ends the program.
+    // If the library had freed it too, this would be a double free.
     std::free(block);
 }
 
@@ -261,7 +261,7 @@ TEST_F(VersionQuery, leadingZerosAreNoOctalNumber) {
     EXPECT_EQ(queryText("010.009.08"), (Numbers{10, 9, 8, 0}));
 }
 
-TEST_F(VersionQuery, whatLiesBehindAShortTextIsNotRead) {
+TEST_F(VersionQuery, bytesAfterAShortTextAreNotRead) {
     EXPECT_EQ(queryText("5"), (Numbers{5, 0, 0, 0}));
     EXPECT_EQ(queryText("5."), (Numbers{5, 0, 0, 0}));
     EXPECT_EQ(queryText(""), (Numbers{0, 0, 0, 0}));
@@ -271,7 +271,7 @@ TEST_F(VersionQuery, theEndOfATextInsideItIsASeparator) {
     EXPECT_EQ(queryText(std::string("5\0006.7", 5)), (Numbers{5, 6, 7, 0}));
 }
 
-TEST_F(VersionQuery, theTextIsAskedForOnce) {
+TEST_F(VersionQuery, textIsRequestedOnce) {
     setFixed(0, 0);
     text = "0.0.0";
     EXPECT_EQ(query(), (Numbers{0, 0, 0, 0}));

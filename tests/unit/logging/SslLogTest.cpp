@@ -12,7 +12,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// Stands for the process's console while it lives.
+// Replaces the process's console during its lifetime.
 class Console {
 public:
     Console() : former(std::wcout.rdbuf(buffer.rdbuf())) {}
@@ -27,7 +27,7 @@ private:
     std::wstreambuf* former;
 };
 
-// A wide buffer that counts how often it is flushed.
+// A wide buffer that counts its flushes.
 class FlushCounter : public std::wstringbuf {
 public:
     int flushes = 0;
@@ -55,7 +55,7 @@ protected:
     Console console;
 };
 
-TEST_F(SslLogTest, pathOfTheExecutableIsAskedForInAZeroedBufferOf260Units) {
+TEST_F(SslLogTest, pathOfTheExecutableIsRequestedInAZeroedBufferOf260Units) {
     platform.GetModuleFileNameW = [this](HMODULE module, wchar_t* buffer, DWORD size) {
         EXPECT_EQ(module, nullptr);
         EXPECT_EQ(size, 260U);
@@ -167,7 +167,7 @@ TEST_F(SslLogTest, severityIsComparedAsASignedNumber) {
     EXPECT_EQ(folder.readText("server.log"), " x\n");
 }
 
-TEST_F(SslLogTest, emptyTextIsTagAndBlank) {
+TEST_F(SslLogTest, emptyTextIsTagAndSpace) {
     SslLog log;
     log.log(Severity::Error, L"");
     EXPECT_EQ(folder.readText("server.log"), "[Error] \n");
@@ -197,13 +197,13 @@ TEST_F(SslLogTest, shouldLogComparesWithTheThreshold) {
     EXPECT_FALSE(log.shouldLog(Severity::Warning));
 }
 
-TEST_F(SslLogTest, logWithThresholdDebugSaysThatItCloses) {
+TEST_F(SslLogTest, closingIsLoggedWithThresholdDebug) {
     { SslLog().setMinimumSeverity(Severity::Debug); }
     EXPECT_EQ(folder.readText("server.log"), "[Debug] closing log\n");
     EXPECT_EQ(console.text(), L"[Debug] closing log\n");
 }
 
-TEST_F(SslLogTest, logWithThresholdInfoClosesSilently) {
+TEST_F(SslLogTest, closingIsSilentWithThresholdInfo) {
     { SslLog().setMinimumSeverity(Severity::Info); }
     EXPECT_EQ(folder.readText("server.log"), "");
     EXPECT_EQ(console.text(), L"");
@@ -235,7 +235,7 @@ TEST_F(SslLogTest, fileThatCannotBeOpenedLeavesTheConsole) {
 
 TEST_F(SslLogTest, executablePathThatIsNoFileNameLeavesTheConsole) {
     platform.GetModuleFileNameW = [](HMODULE, wchar_t* buffer, DWORD) {
-        buffer[0] = static_cast<wchar_t>(0xD800); // half of a pair
+        buffer[0] = static_cast<wchar_t>(0xD800); // half of a surrogate pair
         return DWORD{1};
     };
     EXPECT_NO_THROW({

@@ -1,5 +1,4 @@
-// The documented numbers and shapes of the platform. A system that brings no headers of its own for
-// them must give them these, or what passes between a host, the core and a binding is misread.
+// The documented numbers and layouts of the platform: host, core and binding must agree on them.
 #include "VexaSsl/Sockets.h"
 #include "platform/contract/CryptoApi.h"
 #include "platform/contract/SecuritySupport.h"
@@ -13,13 +12,13 @@
 namespace VexaSsl {
 namespace {
 
-// Some systems say them as signed macros, others as typed constants.
+// Signed macros on some systems, typed constants on others.
 template <typename Value>
 DWORD number(Value value) {
     return static_cast<DWORD>(value);
 }
 
-TEST(PlatformNumbers, ofSocketsAreWinsocks) {
+TEST(PlatformNumbers, socketNumbersAreWinsocks) {
     EXPECT_EQ(msgPeek, 2);
     EXPECT_EQ(msgWaitAll, 8);
     EXPECT_EQ(SOCKET_ERROR, -1);
@@ -29,7 +28,7 @@ TEST(PlatformNumbers, ofSocketsAreWinsocks) {
     EXPECT_EQ(FALSE, 0);
 }
 
-TEST(PlatformNumbers, ofSocketErrorsAreWinsocks) {
+TEST(PlatformNumbers, socketErrorsAreWinsocks) {
     EXPECT_EQ(WSA_NOT_ENOUGH_MEMORY, 8);
     EXPECT_EQ(WSAEINVAL, 10022);
     EXPECT_EQ(WSAEWOULDBLOCK, 10035);
@@ -38,7 +37,7 @@ TEST(PlatformNumbers, ofSocketErrorsAreWinsocks) {
     EXPECT_EQ(WSAECONNRESET, 10054);
 }
 
-TEST(PlatformNumbers, ofSecurityStatusesAreTheDocumentedOnes) {
+TEST(PlatformNumbers, securityStatusesAreAsDocumented) {
     EXPECT_EQ(number(SEC_E_OK), 0U);
     EXPECT_EQ(number(SEC_I_CONTINUE_NEEDED), 0x00090312U);
     EXPECT_EQ(number(SEC_I_CONTEXT_EXPIRED), 0x00090317U);
@@ -51,7 +50,7 @@ TEST(PlatformNumbers, ofSecurityStatusesAreTheDocumentedOnes) {
     EXPECT_EQ(number(SEC_E_WRONG_PRINCIPAL), 0x80090322U);
 }
 
-TEST(PlatformNumbers, ofSecurityBuffersAreTheDocumentedOnes) {
+TEST(PlatformNumbers, securityBuffersAreAsDocumented) {
     EXPECT_EQ(number(SECBUFFER_VERSION), 0U);
     EXPECT_EQ(number(SECBUFFER_EMPTY), 0U);
     EXPECT_EQ(number(SECBUFFER_DATA), 1U);
@@ -63,7 +62,7 @@ TEST(PlatformNumbers, ofSecurityBuffersAreTheDocumentedOnes) {
     EXPECT_EQ(number(SECBUFFER_ALERT), 17U);
 }
 
-TEST(PlatformNumbers, ofTheSecurityPackageAreTheDocumentedOnes) {
+TEST(PlatformNumbers, securityPackageNumbersAreAsDocumented) {
     EXPECT_EQ(number(SECPKG_CRED_INBOUND), 1U);
     EXPECT_EQ(number(SECPKG_CRED_OUTBOUND), 2U);
     EXPECT_EQ(number(SECPKG_ATTR_STREAM_SIZES), 4U);
@@ -75,7 +74,7 @@ TEST(PlatformNumbers, ofTheSecurityPackageAreTheDocumentedOnes) {
     EXPECT_EQ(number(ASC_RET_CONFIDENTIALITY), 0x10U);
 }
 
-TEST(PlatformNumbers, ofTextsAndErrorsAreTheDocumentedOnes) {
+TEST(PlatformNumbers, textAndErrorNumbersAreAsDocumented) {
     EXPECT_EQ(number(CP_ACP), 0U);
     EXPECT_EQ(number(CP_UTF8), 65001U);
     EXPECT_EQ(number(FORMAT_MESSAGE_ALLOCATE_BUFFER), 0x100U);

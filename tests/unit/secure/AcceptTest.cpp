@@ -32,7 +32,7 @@ protected:
     }
 };
 
-TEST_F(SecureAccept, securesTheAcceptedSocketAsServer) {
+TEST_F(SecureAccept, acceptedSocketIsSecuredAsServer) {
     sockaddr address{};
     int length = 16;
     stage.lower->onAccept = [&](SOCKET s, sockaddr* a, int* l) {
@@ -48,14 +48,14 @@ TEST_F(SecureAccept, securesTheAcceptedSocketAsServer) {
     EXPECT_EQ(stage.strategy->record->targetName, L"p");
 }
 
-TEST_F(SecureAccept, withoutAnAddressThePeersNameIsEmpty) {
+TEST_F(SecureAccept, missingAddressLeavesThePeersNameEmpty) {
     EXPECT_EQ(stage.strategy->accept(listener, nullptr, nullptr), connection);
     ASSERT_NE(stage.strategy->record, nullptr);
     EXPECT_EQ(stage.strategy->record->targetName, L"");
     EXPECT_EQ(stage.platformCalls("GetNameInfoW"), 0);
 }
 
-TEST_F(SecureAccept, failedNameLookUpGoesOnWithoutAName) {
+TEST_F(SecureAccept, failedReverseLookupLeavesTheNameEmpty) {
     stage.platform.GetNameInfoW = [](auto...) { return -1; };
     sockaddr address{};
     int length = 16;
@@ -76,7 +76,7 @@ TEST_F(SecureAccept, failedLowerAcceptIsRememberedAsNoSocket) {
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
 }
 
-TEST_F(SecureAccept, whileServingAbandonsTheEarlierRecord) {
+TEST_F(SecureAccept, secondAcceptReplacesTheRecord) {
     stage.strategy->accept(listener, nullptr, nullptr);
     stage.arrive("client hello");
     stage.strategy->accept(listener, nullptr, nullptr);
@@ -95,7 +95,7 @@ protected:
     OVERLAPPED overlapped{};
 };
 
-TEST_F(SecureAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {
+TEST_F(SecureAcceptEx, callWithoutAnInitialReadPassesThrough) {
     stage.lower->onAcceptEx = [&](SOCKET l, SOCKET a, void* output, DWORD initial, DWORD local,
                                   DWORD remote, DWORD* bytes, OVERLAPPED* state) {
         EXPECT_EQ(l, listener);
@@ -116,7 +116,7 @@ TEST_F(SecureAcceptEx, withoutAnInitialReadPassesThroughAndTheZeroToo) {
     EXPECT_EQ(acceptEx(0), TRUE);
 }
 
-TEST_F(SecureAcceptEx, withAnInitialReadIsRefusedYetTheSocketIsRemembered) {
+TEST_F(SecureAcceptEx, initialReadIsRefusedButTheSocketIsStored) {
     EXPECT_EQ(acceptEx(1), FALSE);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_EQ(stage.strategy->socket, connection);

@@ -1,4 +1,4 @@
-// Whose name is looked up when a connection has been accepted.
+// The peer whose name is resolved after accept.
 #include "fakes/SecureConnection.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ protected:
     int length = 128;
 };
 
-TEST_F(AcceptedPeer, isLookedUpByTheAddressAndLengthThatTheLowerAcceptLeft) {
+TEST_F(AcceptedPeer, peerIsResolvedFromTheAddressAndLengthOfTheLowerAccept) {
     stage.lower->onAccept = [](SOCKET, sockaddr*, int* addrlen) {
         *addrlen = 16;
         return SOCKET{7};
@@ -35,7 +35,7 @@ TEST_F(AcceptedPeer, isLookedUpByTheAddressAndLengthThatTheLowerAcceptLeft) {
     EXPECT_EQ(stage.platformCalls("AcceptSecurityContext"), 1);
 }
 
-TEST_F(AcceptedPeer, whoseNameCannotBeFoundIsAnErrorLineBesideASecureConnection) {
+TEST_F(AcceptedPeer, unknownPeerIsAnErrorLineOnASecureConnection) {
     stage.lower->onAccept = [](auto...) { return SOCKET{7}; };
     stage.platform.GetNameInfoW = [this](auto...) {
         stage.platform.lastError = WSAHOST_NOT_FOUND;
@@ -48,13 +48,13 @@ TEST_F(AcceptedPeer, whoseNameCannotBeFoundIsAnErrorLineBesideASecureConnection)
     EXPECT_EQ(stage.strategy->record->targetName, L"");
 }
 
-TEST_F(AcceptedPeer, isNotLookedUpWhenNothingWasAccepted) {
+TEST_F(AcceptedPeer, nothingIsResolvedWhenNothingWasAccepted) {
     stage.lower->onAccept = [](auto...) { return INVALID_SOCKET; };
     EXPECT_EQ(stage.strategy->accept(3, &address, &length), INVALID_SOCKET);
     EXPECT_TRUE(stage.platform.calls.empty());
 }
 
-TEST_F(AcceptedPeer, withoutAnAddressHasNoNameEvenAfterALookUp) {
+TEST_F(AcceptedPeer, peerWithoutAnAddressHasNoNameEvenAfterALookup) {
     stage.lower->onAccept = [](auto...) { return SOCKET{7}; };
     stage.resolve("resolved");
     stage.strategy->accept(3, nullptr, nullptr);
@@ -62,7 +62,7 @@ TEST_F(AcceptedPeer, withoutAnAddressHasNoNameEvenAfterALookUp) {
     EXPECT_EQ(stage.strategy->record->targetName, L"");
 }
 
-TEST_F(AcceptedPeer, ofACompletedAcceptExHasNoNameEvenAfterALookUp) {
+TEST_F(AcceptedPeer, peerOfACompletedAcceptExHasNoNameEvenAfterALookup) {
     stage.lower->onAcceptEx = [](auto...) { return TRUE; };
     stage.resolve("resolved");
     stage.strategy->AcceptEx(3, 7, nullptr, 0, 32, 32, nullptr, nullptr);

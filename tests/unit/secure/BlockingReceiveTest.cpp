@@ -18,7 +18,7 @@ protected:
     test::SecureStage<> stage;
 };
 
-TEST_F(BlockingReceive, nothingAskedForMakesNoNetworkCall) {
+TEST_F(BlockingReceive, lengthOfZeroMakesNoNetworkCall) {
     stage.hold(stage.cipher.seal("data"));
     stage.receive(0);
     EXPECT_EQ(stage.result, 0);
@@ -45,7 +45,7 @@ TEST_F(BlockingReceive, otherFlagsHaveNoEffectAndDontReachTheSocket) {
     EXPECT_EQ(stage.receive(4, outOfBand | 0x4000), "data");
 }
 
-TEST_F(BlockingReceive, eachReadAsksForOneRecordOnTheCallersSocket) {
+TEST_F(BlockingReceive, eachReadRequestsOneRecordOnTheCallersSocket) {
     const auto read = stage.lower->onRecv;
     stage.lower->onRecv = [&](SOCKET s, char* buf, int len, int flags) {
         EXPECT_EQ(s, SOCKET{99});
@@ -58,7 +58,7 @@ TEST_F(BlockingReceive, eachReadAsksForOneRecordOnTheCallersSocket) {
     EXPECT_EQ(stage.strategy->recv(99, buffer, 4, 0), 4);
 }
 
-TEST_F(BlockingReceive, lookForMoreAsksTheStrategysSocketWithoutWaiting) {
+TEST_F(BlockingReceive, pollForMoreUsesTheStrategysSocketWithoutWaiting) {
     stage.lower->onSelect = [&](int nfds, fd_set* readable, fd_set* writable, fd_set* exceptional,
                                 const timeval* time) {
         EXPECT_EQ(nfds, 0);
@@ -100,7 +100,7 @@ TEST_F(BlockingReceive, readThatIsShortReturnsWhatItHasWhenNothingIsReady) {
     EXPECT_EQ(stage.lowerCalls("recv"), 0);
 }
 
-TEST_F(BlockingReceive, waitAllGoesOnForTheRest) {
+TEST_F(BlockingReceive, waitAllContinuesForTheRest) {
     stage.holdPlain(std::string(40, 'x'));
     stage.lower->onSelect = [](auto...) { return 0; };
     stage.arriveSealed(std::string(30, 'y'));
@@ -162,7 +162,7 @@ TEST_F(BlockingReceive, emptyRecordIsNoEndOfStream) {
     EXPECT_EQ(stage.receive(4), "data");
 }
 
-TEST_F(BlockingReceive, closureBehindDataWaitsWhileTheDataSuffices) {
+TEST_F(BlockingReceive, closureAfterDataIsNotReadWhileTheDataSuffices) {
     const std::string closure = stage.cipher.seal("", ToyCipher::Kind::Closure);
     stage.arrive(stage.cipher.seal("data") + closure);
     EXPECT_EQ(stage.receive(4), "data");
@@ -173,7 +173,7 @@ TEST_F(BlockingReceive, closureBehindDataWaitsWhileTheDataSuffices) {
     EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
 }
 
-TEST_F(BlockingReceive, closureReachedBehindDataHidesTheDataForOneCall) {
+TEST_F(BlockingReceive, closureReadAfterDataHidesTheDataForOneCall) {
     stage.arrive(stage.cipher.seal("data") + stage.cipher.seal("", ToyCipher::Kind::Closure));
     EXPECT_EQ(stage.receive(hundred), "");
     EXPECT_EQ(stage.result, 0);
@@ -199,7 +199,7 @@ TEST_F(BlockingReceive, renegotiationEndsTheReadEvenWithBytesDelivered) {
     stage.receive(hundred);
     EXPECT_EQ(stage.result, 0);
     EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
-    EXPECT_EQ(stage.heldPlain(), "") << "the bytes were given to the buffer and are not counted";
+    EXPECT_EQ(stage.heldPlain(), "") << "the bytes are in the buffer but not counted";
 }
 
 TEST_F(BlockingReceive, everyFailingStatusOfHeldCiphertextBreaksAndGivesZero) {
@@ -214,7 +214,7 @@ TEST_F(BlockingReceive, everyFailingStatusOfHeldCiphertextBreaksAndGivesZero) {
     }
 }
 
-TEST_F(BlockingReceive, spoiledRecordFromTheNetworkBreaksAndTheStreamGoesOn) {
+TEST_F(BlockingReceive, damagedRecordFromTheNetworkBreaksAndTheStreamContinues) {
     stage.arriveSealed("lost", ToyCipher::Kind::Altered);
     stage.arriveSealed("lost", ToyCipher::Kind::Garbage);
     stage.arriveSealed("data");
@@ -236,7 +236,7 @@ TEST_F(BlockingReceive, failedReadLosesPlaintextAlreadyCopied) {
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
 }
 
-TEST_F(BlockingReceive, failedLookForMoreCountsAsMore) {
+TEST_F(BlockingReceive, failedPollForMoreCountsAsMore) {
     stage.holdPlain("da");
     stage.lower->onSelect = [](auto...) { return SOCKET_ERROR; };
     stage.arriveSealed("ta");
@@ -262,7 +262,7 @@ TEST_F(BlockingReceive, negativeLengthIsAnErrorThatTouchesNothing) {
     EXPECT_TRUE(stage.lower->calls.empty());
 }
 
-TEST_F(BlockingReceive, runtimeErrorSaysSendToo) {
+TEST_F(BlockingReceive, runtimeErrorIsLoggedWithThePrefixOfSend) {
     stage.arriveSealed("", ToyCipher::Kind::Failing);
     stage.receive(4);
     EXPECT_EQ(stage.result, SOCKET_ERROR);

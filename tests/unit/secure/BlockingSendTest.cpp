@@ -62,7 +62,7 @@ TEST_F(BlockingSend, lowerSendThatTakesAPartIsCalledForTheRest) {
     EXPECT_EQ(stage.cipher.open(stage.written), "hi");
 }
 
-TEST_F(BlockingSend, lowerSendThatTakesNothingIsAskedAgainForTheSameBytes) {
+TEST_F(BlockingSend, lowerSendThatTakesNothingIsRepeatedWithTheSameBytes) {
     std::vector<std::string> offered;
     stage.lower->onSend = [&](SOCKET, const char* buf, int len, int) {
         offered.emplace_back(buf, static_cast<std::size_t>(len));
@@ -116,7 +116,7 @@ void failEncryption(test::SecureStage<>& stage, Exception exception) {
     stage.platform.EncryptMessage = [exception](auto...) -> SECURITY_STATUS { throw exception; };
 }
 
-TEST_F(BlockingSend, runtimeErrorIsLoggedWithoutABlank) {
+TEST_F(BlockingSend, runtimeErrorIsLoggedWithoutASpace) {
     failEncryption(stage, std::runtime_error("toy"));
     EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
     EXPECT_EQ(stage.log.lines,

@@ -40,7 +40,7 @@ struct ClientAuthenticationTest : testing::Test {
         record->options.requireClientAuthentication = true;
     }
 
-    // What the package answers when it is asked for the client's certificate.
+    // What the package returns for the client's certificate.
     void answer(SECURITY_STATUS status, PCCERT_CONTEXT certificate) {
         good.platform.QueryContextAttributesW = [=, this](CtxtHandle* asked, ULONG attribute,
                                                           void* result) {
@@ -48,7 +48,7 @@ struct ClientAuthenticationTest : testing::Test {
             EXPECT_EQ(attribute, 0x53U);
             auto* place = static_cast<PCCERT_CONTEXT*>(result);
             EXPECT_EQ(*place, nullptr);
-            *place = certificate == nullptr ? nullptr : good.shelf.lend(certificate);
+            *place = certificate == nullptr ? nullptr : good.shelf.addReference(certificate);
             return status;
         };
     }
@@ -72,7 +72,7 @@ struct ClientAuthenticationTest : testing::Test {
     CtxtHandle context{1, 2};
 };
 
-TEST_F(ClientAuthenticationTest, nothingIsAskedWhenItIsNotRequired) {
+TEST_F(ClientAuthenticationTest, certificateIsNotReadWhenAuthenticationIsNotRequired) {
     accept(L"alpha");
     record->options.requireClientAuthentication = false;
     authenticateClient(*record, context);
@@ -80,14 +80,14 @@ TEST_F(ClientAuthenticationTest, nothingIsAskedWhenItIsNotRequired) {
     EXPECT_THAT(good.log.lines, IsEmpty());
 }
 
-TEST_F(ClientAuthenticationTest, clientWithoutACertificateIsTurnedAway) {
+TEST_F(ClientAuthenticationTest, clientWithoutACertificateIsRejected) {
     accept(L"alpha");
     answer(SEC_E_NO_CREDENTIALS, nullptr);
     EXPECT_EQ(failure(), "client authentication failed: can't get client cert");
     EXPECT_THAT(good.log.lines, ElementsAre(noneSent, noCertificate));
 }
 
-TEST_F(ClientAuthenticationTest, certificateThatCantBeHadIsTwoErrorLines) {
+TEST_F(ClientAuthenticationTest, certificateThatCannotBeReadIsTwoErrorLines) {
     accept(L"alpha");
     answer(SEC_E_INVALID_HANDLE, nullptr);
     EXPECT_EQ(failure(), "client authentication failed: can't get client cert");
@@ -97,14 +97,14 @@ TEST_F(ClientAuthenticationTest, certificateThatCantBeHadIsTwoErrorLines) {
                             noCertificate));
 }
 
-TEST_F(ClientAuthenticationTest, successWithoutACertificateIsTurnedAwayToo) {
+TEST_F(ClientAuthenticationTest, successWithoutACertificateIsRejectedToo) {
     accept(L"alpha");
     answer(SEC_E_OK, nullptr);
     EXPECT_EQ(failure(), "client authentication failed: can't get client cert");
     EXPECT_THAT(good.log.lines, ElementsAre(noCertificate));
 }
 
-TEST_F(ClientAuthenticationTest, certificateThatCameWithAFailureIsStillTaken) {
+TEST_F(ClientAuthenticationTest, certificateThatCameWithAFailureIsUsed) {
     accept(L"Any");
     const PCCERT_CONTEXT certificate = good.shelf.make();
     answer(SEC_E_INTERNAL_ERROR, certificate);
@@ -124,7 +124,7 @@ TEST_F(ClientAuthenticationTest, untrustedCertificateHasItsNamesNeitherComparedN
     EXPECT_EQ(good.shelf.held(), 0);
 }
 
-TEST_F(ClientAuthenticationTest, trustIsJudgedForClients) {
+TEST_F(ClientAuthenticationTest, trustIsCheckedForClientAuthentication) {
     accept(L"Any");
     clientSent({});
     bool asked = false;
@@ -204,7 +204,8 @@ TEST_F(ClientAuthenticationTest, listOfOneAcceptableNameHasNoComma) {
 
 TEST_F(ClientAuthenticationTest, firstMatchEndsTheComparison) {
     accept(L"alpha");
-    const CertificateHandle certificate(good.shelf.lend(good.shelf.make({L"alpha", L"beta"})));
+    const CertificateHandle certificate(
+        good.shelf.addReference(good.shelf.make({L"alpha", L"beta"})));
     EXPECT_TRUE(isAcceptableClientCertificate(*record, certificate));
     record->options.acceptableClientNames = {L"gamma"};
     EXPECT_FALSE(isAcceptableClientCertificate(*record, certificate));

@@ -58,7 +58,7 @@ TEST_F(SecureNameResolution, missingServiceNameKeepsTheEarlierOne) {
     EXPECT_EQ(stage.strategy->remoteServiceName, L"https");
 }
 
-TEST_F(SecureNameResolution, failedLookUpChangesNothing) {
+TEST_F(SecureNameResolution, failedLookupChangesNothing) {
     stage.strategy->getaddrinfo("peer", "https", nullptr, nullptr);
     stage.lower->onGetaddrinfo = [](auto...) { return WSAHOST_NOT_FOUND; };
     stage.lower->onGetAddrInfoW = [](auto...) { return WSAHOST_NOT_FOUND; };
@@ -94,7 +94,7 @@ TEST_F(SecureNameResolution, everyOtherExceptionGivesMinusOneUnderOnePrefix) {
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 
-TEST_F(SecureNameResolution, exhaustedMemoryOfTheWideLookUpGivesEight) {
+TEST_F(SecureNameResolution, exhaustedMemoryOfTheWideLookupGivesEight) {
     stage.lower->onGetAddrInfoW = [](auto...) -> int { throw std::bad_alloc(); };
     EXPECT_EQ(stage.strategy->GetAddrInfoW(L"peer", nullptr, nullptr, nullptr),
               WSA_NOT_ENOUGH_MEMORY);
@@ -102,7 +102,7 @@ TEST_F(SecureNameResolution, exhaustedMemoryOfTheWideLookUpGivesEight) {
 
 class SecureConnect : public SecureSetup {};
 
-TEST_F(SecureConnect, withoutANameFailsBeforeTheNetwork) {
+TEST_F(SecureConnect, missingNameFailsBeforeTheNetwork) {
     EXPECT_EQ(stage.strategy->connect(connection, nullptr, 0), SOCKET_ERROR);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_TRUE(stage.lower->calls.empty());
@@ -110,7 +110,7 @@ TEST_F(SecureConnect, withoutANameFailsBeforeTheNetwork) {
     EXPECT_EQ(stage.platformCalls("shutdown"), 0);
 }
 
-TEST_F(SecureConnect, authenticatesTheResolvedName) {
+TEST_F(SecureConnect, resolvedNameIsAuthenticated) {
     stage.resolve("peer");
     EXPECT_EQ(stage.strategy->connect(connection, nullptr, 0), 0);
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"peer"}));
@@ -120,7 +120,7 @@ TEST_F(SecureConnect, authenticatesTheResolvedName) {
     EXPECT_EQ(stage.strategy->record->socket, connection);
 }
 
-TEST_F(SecureConnect, authenticatesLocalhostAfterANullNode) {
+TEST_F(SecureConnect, localhostIsAuthenticatedAfterANullNode) {
     stage.resolve(nullptr);
     stage.strategy->connect(connection, nullptr, 0);
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"localhost"}));

@@ -1,4 +1,4 @@
-// How the credentials come to a default certificate.
+// ChannelCredentials: the choice of a default certificate.
 #include "unit/secure/CredentialsFixture.h"
 
 #include <gmock/gmock.h>
@@ -124,7 +124,7 @@ TEST_F(CredentialsDefaultTest, serverWithNoCertificateOfServerUsageHasNoDefault)
     shelf.foundByUsage = {shelf.make()};
     EXPECT_EQ(failure(server), "no default certificate");
     EXPECT_THAT(log.lines, ElementsAre(opening, noneSuitable, closed));
-    EXPECT_THAT(platform.calls, Each(Ne("CertGetCertificateChain"))); // nothing was left to verify
+    EXPECT_THAT(platform.calls, Each(Ne("CertGetCertificateChain"))); // nothing is left to verify
     EXPECT_EQ(shelf.held(), 0);
 }
 
@@ -140,7 +140,7 @@ TEST_F(CredentialsDefaultTest, certificatesAreComparedByTheirInfos) {
         return TRUE;
     };
     const auto credentials = make(server);
-    EXPECT_THAT(certificatesAcquired, ElementsAre(named)); // the one that was found by name
+    EXPECT_THAT(certificatesAcquired, ElementsAre(named)); // found by name
 }
 
 TEST_F(CredentialsDefaultTest, serverSearchesNameThenUsageThenComparesThenVerifies) {

@@ -1,5 +1,5 @@
-// The stage of the tests of ChannelCredentials: a platform that acquires whatever it is asked for,
-// a shelf of certificates, the options, and the lines that most tests expect.
+// Fixture for ChannelCredentials: a platform that acquires any credential, scripted certificates,
+// the options, and the lines that most tests expect.
 #pragma once
 
 #include "config/SecureChannelOptions.h"

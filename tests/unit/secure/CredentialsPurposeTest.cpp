@@ -1,5 +1,4 @@
-// A program that was started to list certificates comes to its credentials as one that
-// communicates: only the purpose that asks the user is a choice of its own.
+// ListCertificates and SecureCommunication lead to the same credentials.
 #include "config/Vocabulary.h"
 #include "unit/secure/CredentialsFixture.h"
 
@@ -15,7 +14,7 @@ const wchar_t* const purposes[] = {L"SecureCommunication", L"ListCertificates"};
 
 // No picker is scripted: asking the user fails the test.
 struct CredentialsPurposeTest : CredentialsTest {
-    // Makes and drops credentials under each purpose. Both must have made the same calls and lines.
+    // Makes credentials with each purpose; both must make the same calls and lines.
     void makeUnderEachPurpose(bool isServer) {
         std::vector<std::string> calls;
         std::vector<LogLine> lines;
@@ -79,7 +78,7 @@ TEST_F(CredentialsPurposeTest, listingServerSendsAnySuitableOneByDefault) {
     EXPECT_THAT(shelf.namesSearched, ElementsAre(L"host.unit.test", L"host.unit.test"));
 }
 
-TEST_F(CredentialsPurposeTest, listingServerWithoutASuitableOneFailsAlike) {
+TEST_F(CredentialsPurposeTest, listingServerWithoutASuitableOneFailsInTheSameWay) {
     makeUnderEachPurpose(server);
     EXPECT_THAT(outcomes, ElementsAre("no default certificate", "no default certificate"));
 }

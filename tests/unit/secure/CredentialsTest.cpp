@@ -90,7 +90,7 @@ TEST_F(CredentialsTest, chosenCertificateIsHeldTwiceForAMomentAndReleasedAfterAc
     EXPECT_EQ(shelf.held(), 0);
 }
 
-TEST_F(CredentialsTest, ofSeveralCertificatesWithTheNameTheLastIsUsedAndNoLineSaysSo) {
+TEST_F(CredentialsTest, lastOfSeveralCertificatesWithTheNameIsUsedSilently) {
     const PCCERT_CONTEXT last = shelf.make();
     shelf.foundByName = {shelf.make(), shelf.make(), last};
     serverSends(L"alpha");
@@ -153,7 +153,7 @@ TEST_F(CredentialsTest, unknownNameEndsTheConnection) {
 }
 
 TEST_F(CredentialsTest, clientNeverAsksTheUser) {
-    askTheUser(); // the picker has no script: calling it would fail the test
+    askTheUser(); // no picker is scripted: a call would fail the test
     make(client);
     EXPECT_THAT(log.lines, ElementsAre(opening, succeeded, closed));
 }

@@ -11,7 +11,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// Gives and takes memory; notes how much of each piece came back and whether it was all zeros.
+// Records how much memory is freed and whether it is all zeros.
 template <typename Value>
 struct WatchingAllocator : std::allocator<Value> {
     template <typename Other>
@@ -42,7 +42,7 @@ struct WipingAllocatorTest : testing::Test {
 TEST_F(WipingAllocatorTest, releaseWipesAllOfTheCapacity) {
     {
         Watched bytes(100, 'x');
-        bytes.resize(10); // what lies behind the size is wiped too
+        bytes.resize(10); // what follows the size is wiped too
     }
     EXPECT_THAT(returned(), testing::ElementsAre(100U));
     EXPECT_TRUE(allZero());
@@ -66,7 +66,7 @@ TEST_F(WipingAllocatorTest, unwindingWipesToo) {
     EXPECT_TRUE(allZero());
 }
 
-TEST(NegotiationBufferTest, startsWithTenThousandZerosAndNothingHeld) {
+TEST(NegotiationBufferTest, newBufferHasTenThousandZerosAndNothingHeld) {
     const NegotiationBuffer buffer;
     EXPECT_EQ(buffer.capacity(), 10000U);
     EXPECT_EQ(buffer.bytes.capacity(), 10000U);
@@ -76,7 +76,7 @@ TEST(NegotiationBufferTest, startsWithTenThousandZerosAndNothingHeld) {
     EXPECT_EQ(buffer.have, 0U);
 }
 
-TEST(NegotiationBufferTest, holdsItsBytesInWipedMemory) {
+TEST(NegotiationBufferTest, bytesAreInWipedMemory) {
     EXPECT_TRUE((std::is_same_v<decltype(NegotiationBuffer::bytes), WipedBytes>));
 }
 

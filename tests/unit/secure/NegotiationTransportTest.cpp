@@ -17,7 +17,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 struct NegotiationTransportTest : testing::Test {
-    // The strategy takes at most so many bytes at once; 0 stands for a send that takes none.
+    // The strategy takes at most so many bytes in each send; with 0 it takes none.
     void takeInPieces(std::vector<int> pieces) {
         good.strategy.onSend = [this, pieces, next = std::size_t{0}](
                                    SOCKET socket, const char* data, int length, int flags) mutable {
@@ -100,7 +100,7 @@ TEST_F(NegotiationTransportTest, wouldBlockIsAFailureLikeAnyOther) {
     EXPECT_THAT(good.strategy.calls, ElementsAre("send"));
 }
 
-TEST_F(NegotiationTransportTest, firstReceiveAsksForTheWholeCapacity) {
+TEST_F(NegotiationTransportTest, firstReceiveRequestsTheWholeCapacity) {
     arrive("hello");
     EXPECT_EQ(receiveNegotiationData(*record, buffer), 5U);
     EXPECT_THAT(asked, ElementsAre(10000));
@@ -134,7 +134,7 @@ TEST_F(NegotiationTransportTest, tokenInSingleBytesIsOneReceiveEach) {
     EXPECT_THAT(good.log.lines, Each(received(1)));
 }
 
-TEST_F(NegotiationTransportTest, bytesHeldWithoutAMissingCountAskForNothing) {
+TEST_F(NegotiationTransportTest, bytesHeldWithoutAMissingCountRequestNothing) {
     arrive("hello");
     receiveNegotiationData(*record, buffer);
     arrive("");
@@ -148,7 +148,7 @@ TEST_F(NegotiationTransportTest, peerThatClosesIsAWarningLineAndAnException) {
     arrive("");
     EXPECT_EQ(failureOf([&] { receiveNegotiationData(*record, buffer); }), "Connection closed");
     EXPECT_THAT(good.log.lines, ElementsAre(peerGone()));
-    EXPECT_THAT(good.platform.calls, IsEmpty()); // nobody asks for an error number
+    EXPECT_THAT(good.platform.calls, IsEmpty()); // no error number is read
 }
 
 TEST_F(NegotiationTransportTest, failingReceiveIsAnErrorLineAndAnException) {
@@ -162,7 +162,7 @@ TEST_F(NegotiationTransportTest, failingReceiveIsAnErrorLineAndAnException) {
                                                      L"10060 (text of 10060)"}));
 }
 
-TEST_F(NegotiationTransportTest, receiveBehindAResetStartsAtTheFront) {
+TEST_F(NegotiationTransportTest, receiveAfterAResetStartsAtTheFront) {
     arrive("hello");
     receiveNegotiationData(*record, buffer);
     buffer.reset();

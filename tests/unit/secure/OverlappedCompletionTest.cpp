@@ -10,7 +10,7 @@ constexpr SOCKET connection = test::SecureStage<>::connection;
 
 class OverlappedCompletion : public test::OverlappedReceiver {};
 
-TEST_F(OverlappedCompletion, decryptsIntoTheHostsBuffer) {
+TEST_F(OverlappedCompletion, hostsBufferReceivesThePlaintext) {
     post({100});
     EXPECT_EQ(fillAndComplete(stage.cipher.seal("data")), 0);
     EXPECT_EQ(count, 4U);
@@ -46,7 +46,7 @@ TEST_F(OverlappedCompletion, transferWithinTheFirstShadowBufferLeavesTheSecondUn
     EXPECT_EQ(stage.heldCipher(), "");
 }
 
-// Ciphertext of exactly this size: whole records, then the start of one that never ends.
+// Ciphertext of this size: whole records, then part of one.
 std::string wireOf(const ToyCipher& cipher, std::size_t size) {
     std::string wire = cipher.seal("data");
     wire += cipher.seal(std::string(60'000, 'x'));
@@ -125,7 +125,7 @@ TEST_F(OverlappedCompletion, failureOnTheSecondBufferCountsNothing) {
         stage.cipher.seal("data") + stage.cipher.seal("", ToyCipher::Kind::Altered);
     EXPECT_EQ(fillAndComplete(wire), SEC_E_MESSAGE_ALTERED);
     EXPECT_EQ(count, 0U);
-    EXPECT_EQ(memory[0], "data") << "filled, yet lost";
+    EXPECT_EQ(memory[0], "data") << "filled but lost";
     EXPECT_EQ(stage.log.lines.back(), tooFew());
 }
 

@@ -13,7 +13,7 @@ void routine(DWORD, DWORD, WSAOVERLAPPED*, DWORD) {}
 
 class OverlappedReceive : public test::OverlappedReceiver {};
 
-TEST_F(OverlappedReceive, withoutOverlappedArgumentsIsRefusedAndForgetsTheSocket) {
+TEST_F(OverlappedReceive, missingOverlappedArgumentsAreRefusedAndTheSocketForgotten) {
     EXPECT_EQ(stage.strategy->WSARecv(connection, nullptr, 0, &received, &flags, nullptr, nullptr),
               SOCKET_ERROR);
     EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);
@@ -67,7 +67,7 @@ TEST_F(OverlappedReceive, argumentsReachTheLowerReceive) {
         return 0;
     };
     EXPECT_EQ(post({100}), 0);
-    EXPECT_EQ(received, 33U) << "ciphertext, when it completed at once";
+    EXPECT_EQ(received, 33U) << "ciphertext, if it completed at once";
 }
 
 TEST_F(OverlappedReceive, pendingReceiveShowsACountOfZero) {
@@ -76,7 +76,7 @@ TEST_F(OverlappedReceive, pendingReceiveShowsACountOfZero) {
     EXPECT_TRUE(stage.log.lines.empty());
 }
 
-TEST_F(OverlappedReceive, waitAllIsClearedInTheCallersVariableAndTheReceiveGoesAhead) {
+TEST_F(OverlappedReceive, waitAllIsClearedInTheCallersVariableAndTheReceiveIsPosted) {
     flags = msgWaitAll | msgPeek;
     post({100});
     EXPECT_EQ(flags, static_cast<DWORD>(msgPeek));
@@ -107,7 +107,7 @@ TEST_F(OverlappedReceive, destructionFreesEntriesStillQueued) {
     post({100});
     EXPECT_EQ(stage.strategy->pendingReceives.size(), 2U);
     stage.platform.calls.clear();
-    stage.strategy.reset(); // that nothing leaks is the sanitizer's to judge
+    stage.strategy.reset(); // the address sanitizer reports a leak
     EXPECT_EQ(stage.platformCalls("DeleteSecurityContext"), 1);
 }
 

@@ -27,7 +27,7 @@ protected:
     DWORD sent = 4711;
 };
 
-TEST_F(OverlappedSend, withAnOverlappedStructureIsRefusedAndForgetsTheSocket) {
+TEST_F(OverlappedSend, overlappedStructureIsRefusedAndTheSocketForgotten) {
     EXPECT_EQ(send({"data"}, 0, &state), SOCKET_ERROR);
     EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
@@ -40,7 +40,7 @@ TEST_F(OverlappedSend, withAnOverlappedStructureIsRefusedAndForgetsTheSocket) {
                  L"WSASend called in an asynchronous manner. This is not yet implemented. "}));
 }
 
-TEST_F(OverlappedSend, withACompletionRoutineIsRefused) {
+TEST_F(OverlappedSend, completionRoutineIsRefused) {
     EXPECT_EQ(send({"data"}, 0, nullptr, routine), SOCKET_ERROR);
     EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
     EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);

@@ -8,7 +8,7 @@
 namespace VexaSsl {
 namespace {
 
-TEST(ShadowBuffer, isThreeTimesAsLargeAndAtLeast1024) {
+TEST(ShadowBuffer, shadowBufferIsThreeTimesAsLargeAndAtLeast1024) {
     EXPECT_EQ(ShadowBuffer(100).bytes.size(), 1024U);
     EXPECT_EQ(ShadowBuffer(1000).bytes.size(), 3000U);
     EXPECT_EQ(ShadowBuffer(0).bytes.size(), 1024U);
@@ -16,7 +16,7 @@ TEST(ShadowBuffer, isThreeTimesAsLargeAndAtLeast1024) {
     EXPECT_EQ(ShadowBuffer(342).bytes.size(), 1026U);
 }
 
-TEST(ShadowBuffer, sizeWrapsRoundAt32Bits) {
+TEST(ShadowBuffer, sizeWrapsAt32Bits) {
     EXPECT_EQ(ShadowBuffer(0x55555556).bytes.size(), 1024U); // three times this is 2^32 + 2
     EXPECT_EQ(ShadowBuffer(0x55555955).bytes.size(), 3071U);
 }

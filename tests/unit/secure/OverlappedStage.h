@@ -1,5 +1,5 @@
-// The stage of the overlapped operations: a connected strategy, the host's buffers, and the part of
-// the system that fills what was posted.
+// Fixture for overlapped operations: a connected strategy, the host's buffers, and the system that
+// fills the posted ones.
 #pragma once
 
 #include "fakes/SecureConnection.h"
@@ -32,7 +32,7 @@ protected:
     int post(std::initializer_list<std::size_t> sizes);
     std::vector<WSABUF> hostBuffers(std::initializer_list<std::size_t> sizes);
 
-    // What the system does when bytes come: it fills the posted buffers in order.
+    // Fills the posted buffers in order, as the system does when bytes arrive.
     void fill(std::string_view wire);
     int complete(DWORD transferred);
     int fillAndComplete(std::string_view wire);

@@ -1,4 +1,4 @@
-// How the oldest posted receive is taken apart when its completion tells how much came.
+// takePendingReceive: what it returns for a number of transferred bytes.
 #include "fakes/SecureConnection.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ protected:
         stage.strategy->WSARecv(7, buffers, 2, &received, &flags, &state, nullptr);
     }
 
-    // How many shadow buffers a completion of so many bytes takes.
+    // The number of shadow buffers that a transfer of so many bytes reaches.
     std::size_t take(DWORD transferred) {
         callerBuffers.clear();
         shadowBuffers.clear();
@@ -65,11 +65,11 @@ TEST_F(PendingReceiveTaken, transferOfNothingMovesNone) {
     EXPECT_EQ(take(0), 0U);
 }
 
-TEST_F(PendingReceiveTaken, moreThanWasOfferedMovesWhatThereIs) {
+TEST_F(PendingReceiveTaken, transferBeyondTheBuffersMovesAllOfThem) {
     EXPECT_EQ(take(5000), 2U);
 }
 
-TEST_F(PendingReceiveTaken, allOfTheHostsBuffersComeInOrderHoweverLittleCame) {
+TEST_F(PendingReceiveTaken, allOfTheHostsBuffersAreReturnedInOrder) {
     take(0);
     ASSERT_EQ(callerBuffers.size(), 2U);
     EXPECT_EQ(callerBuffers[0].buf, first);

@@ -51,7 +51,7 @@ TEST_F(RecordProtection, workBuffersHoldExactlyOneRecord) {
     EXPECT_EQ(record().receiveBuffer.size(), 112U);
 }
 
-TEST_F(RecordProtection, sizesAreAskedOfTheRecordsOwnContext) {
+TEST_F(RecordProtection, sizesAreQueriedFromTheRecordsContext) {
     EXPECT_EQ(record().streamSizes->securityContext, record().securityContext.address());
     EXPECT_EQ(&record().streamSizes->log, &stage.log);
 }
@@ -88,7 +88,7 @@ TEST_F(RecordProtection, largestMessageKeepsEveryByte) {
     EXPECT_EQ(stage.cipher.open(wire()), plain);
 }
 
-TEST_F(RecordProtection, shrunkTrailerShortensTheRecordAndIsTold) {
+TEST_F(RecordProtection, shrunkTrailerShortensTheRecordAndIsLogged) {
     stage.cipher.usedTrailer = 3;
     EXPECT_EQ(encrypt("hello"), SEC_E_OK);
     EXPECT_EQ(size, 4U + 5U + 3U);
@@ -101,7 +101,7 @@ TEST_F(RecordProtection, shrunkTrailerShortensTheRecordAndIsTold) {
 TEST_F(RecordProtection, eachRecordStartsAgainFromTheFullTrailer) {
     stage.cipher.usedTrailer = 3;
     encrypt("hello");
-    EXPECT_EQ(encrypt("again"), SEC_E_OK); // the toy checks the size it is offered
+    EXPECT_EQ(encrypt("again"), SEC_E_OK); // the toy cipher checks the size
     EXPECT_EQ(record().streamSizes->trailerSize, 8U);
     EXPECT_EQ(stage.log.lines.size(), 2U);
 }
@@ -185,7 +185,7 @@ TEST_F(RecordProtection, peekingTwiceGivesTheSameBytes) {
     EXPECT_EQ(stage.heldPlain(), "hello");
 }
 
-TEST_F(RecordProtection, partialRecordIsReportedBesideWhatWasDelivered) {
+TEST_F(RecordProtection, partialRecordIsReportedTogetherWithWhatWasDelivered) {
     stage.hold(stage.cipher.seal("hello") + "D");
     EXPECT_EQ(read(10), "hello");
     EXPECT_EQ(status, SEC_E_INCOMPLETE_MESSAGE);
@@ -214,7 +214,7 @@ TEST_F(RecordProtection, peersClosureIsAnErrorLineAndDropsTheCiphertext) {
               (LogLine{Severity::Error, L"DecryptMessage failed with: 590615 (text of 590615)"}));
 }
 
-TEST_F(RecordProtection, renegotiationIsToldAndItsBytesAreDropped) {
+TEST_F(RecordProtection, renegotiationIsLoggedAndItsBytesAreDropped) {
     stage.hold(stage.cipher.seal("lost", ToyCipher::Kind::Renegotiation) +
                stage.cipher.seal("behind"));
     EXPECT_EQ(decrypt(plenty), SEC_I_RENEGOTIATE);
@@ -240,7 +240,7 @@ TEST_F(RecordProtection, missingCountIsThatOfThePackage) {
 }
 
 TEST_F(RecordProtection, missingCountIsZeroWhenThePackageGivesNone) {
-    stage.cipher.tellsMissing = false;
+    stage.cipher.reportsMissing = false;
     std::string part = "DD";
     DWORD missing = 4711;
     EXPECT_EQ(record().decryptRecord(part.data(), 2, missing), SEC_E_INCOMPLETE_MESSAGE);

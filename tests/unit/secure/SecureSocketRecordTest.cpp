@@ -31,7 +31,7 @@ protected:
     test::SecureStage<> stage;
 };
 
-TEST_F(SecureSocketRecordLife, startsWithEmptyBuffersAfterTheHandshake) {
+TEST_F(SecureSocketRecordLife, buffersAreEmptyAfterTheHandshake) {
     const auto record = makeRecord();
     EXPECT_FALSE(record->incompleteRecord);
     EXPECT_TRUE(record->cipherBytes.empty());
@@ -43,7 +43,7 @@ TEST_F(SecureSocketRecordLife, startsWithEmptyBuffersAfterTheHandshake) {
     EXPECT_FALSE(record->isServer);
 }
 
-TEST_F(SecureSocketRecordLife, isMadeOfCredentialsThenHandshakeThenSizes) {
+TEST_F(SecureSocketRecordLife, credentialsAreAcquiredThenHandshakeThenSizes) {
     const auto record = makeRecord();
     EXPECT_EQ(callsOf({"CertOpenStore", "AcquireCredentialsHandleW", "InitializeSecurityContextW",
                        "QueryContextAttributesW"}),
@@ -65,7 +65,7 @@ TEST_F(SecureSocketRecordLife, serverRoleRunsTheServersHandshake) {
               (std::vector<std::string>{"AcceptSecurityContext"}));
 }
 
-TEST_F(SecureSocketRecordLife, releasesCredentialsThenTheContext) {
+TEST_F(SecureSocketRecordLife, credentialsAreReleasedBeforeTheContext) {
     auto record = makeRecord();
     stage.platform.calls.clear();
     record.reset();

@@ -40,7 +40,7 @@ protected:
     test::SecureStage<> stage;
 };
 
-TEST_F(SecureSocketStrategyFrame, startsUnconnected) {
+TEST_F(SecureSocketStrategyFrame, newStrategyIsUnconnected) {
     test::SecureStage<> fresh;
     fresh.make();
     EXPECT_EQ(fresh.strategy->socket, INVALID_SOCKET);
@@ -50,7 +50,7 @@ TEST_F(SecureSocketStrategyFrame, startsUnconnected) {
     EXPECT_TRUE(fresh.strategy->pendingReceives.empty());
 }
 
-TEST_F(SecureSocketStrategyFrame, keepsACopyOfTheConfiguration) {
+TEST_F(SecureSocketStrategyFrame, configurationIsCopied) {
     stage.config.setValue(L"RequireClientAuthentication", L"bad from now on");
     EXPECT_EQ(connect(), 0);
 }
@@ -132,7 +132,7 @@ TEST_F(SecureSocketStrategyFrame, failedHandshakeInAcceptGivesNoSocket) {
                                                     L"AcceptSecurityContext failed"}));
 }
 
-TEST_F(SecureSocketStrategyFrame, failedHandshakeInCompleteAcceptExIsTreatedAlike) {
+TEST_F(SecureSocketStrategyFrame, failedHandshakeInCompleteAcceptExIsTreatedLikeInAccept) {
     refuseHandshakes();
     stage.lower->onAcceptEx = [](auto...) { return TRUE; };
     stage.strategy->AcceptEx(listener, connection, nullptr, 0, 32, 32, nullptr, nullptr);

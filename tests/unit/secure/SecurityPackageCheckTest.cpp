@@ -1,5 +1,5 @@
-// The check runs once in a process, so each of these facts is tried in a process of its own: the
-// test program starts itself again for the one test, and the exit code tells whether all was well.
+// The check runs once in a process, so each test runs as a death test in its own process; the exit
+// code is the result.
 #include "secure/SecurityPackageCheck.h"
 
 #include "fakes/SecureConnection.h"
@@ -83,7 +83,7 @@ void passesOnce() {
     EXPECT_EQ(packages.released, 1);
 }
 
-TEST(SecurityPackageCheckDeathTest, looksOnceAndReleasesTheList) {
+TEST(SecurityPackageCheckDeathTest, packageIsCheckedOnceAndTheListReleased) {
     IN_A_PROCESS_OF_ITS_OWN(passesOnce);
 }
 
@@ -129,7 +129,7 @@ void looksAgainAfterAFailure() {
     EXPECT_EQ(log.lines, (std::vector<LogLine>{announcement}));
 }
 
-TEST(SecurityPackageCheckDeathTest, failedLookIsRepeatedAPassedOneIsNot) {
+TEST(SecurityPackageCheckDeathTest, failedCheckIsRepeatedAndAPassedOneIsNot) {
     IN_A_PROCESS_OF_ITS_OWN(looksAgainAfterAFailure);
 }
 
@@ -162,7 +162,7 @@ void secondStrategyIsSilent() {
     EXPECT_EQ(stage.log.lines.size(), 1U);
 }
 
-TEST(SecurityPackageCheckDeathTest, secondStrategyOfAProcessDoesNotLook) {
+TEST(SecurityPackageCheckDeathTest, secondStrategyOfAProcessDoesNotCheck) {
     IN_A_PROCESS_OF_ITS_OWN(secondStrategyIsSilent);
 }
 

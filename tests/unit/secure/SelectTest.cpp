@@ -50,7 +50,7 @@ protected:
     int lowerResult = 0;
 };
 
-TEST_F(SecureSelect, withoutAReadSetPassesThroughInSilence) {
+TEST_F(SecureSelect, missingReadSetPassesThroughSilently) {
     stage.holdPlain("data");
     fd_set set = setOf({9});
     writable = &set;
@@ -60,7 +60,7 @@ TEST_F(SecureSelect, withoutAReadSetPassesThroughInSilence) {
     EXPECT_TRUE(stage.log.lines.empty());
 }
 
-TEST_F(SecureSelect, withoutTheStrategysSocketPassesThroughAfterAWarning) {
+TEST_F(SecureSelect, readSetWithoutTheSocketPassesThroughAfterAWarning) {
     stage.holdPlain("data");
     fd_set set = setOf({9});
     lowerResult = 1;
@@ -72,7 +72,7 @@ TEST_F(SecureSelect, withoutTheStrategysSocketPassesThroughAfterAWarning) {
                                      L"associated with this security context"}}));
 }
 
-TEST_F(SecureSelect, socketIsToldAsAnUnsignedNumber) {
+TEST_F(SecureSelect, socketIsLoggedAsAnUnsignedNumber) {
     stage.strategy->socket = INVALID_SOCKET;
     fd_set set = setOf({9});
     select(&set);
@@ -99,7 +99,7 @@ TEST_F(SecureSelect, recordInHandIsDecryptedToFindOut) {
     EXPECT_EQ(stage.lowerCalls("select"), 0);
 }
 
-TEST_F(SecureSelect, plaintextIsntAddedToWhileSomeIsHeld) {
+TEST_F(SecureSelect, heldPlaintextIsNotAddedTo) {
     stage.holdPlain("data");
     stage.hold(stage.cipher.seal("more"));
     fd_set set = setOf({connection});
@@ -107,7 +107,7 @@ TEST_F(SecureSelect, plaintextIsntAddedToWhileSomeIsHeld) {
     EXPECT_EQ(stage.cipher.decryptCalls, 0);
 }
 
-TEST_F(SecureSelect, otherSocketIsAskedForAndNotReady) {
+TEST_F(SecureSelect, otherSocketIsCheckedAndNotReady) {
     stage.holdPlain("data");
     fd_set set = setOf({connection, 9});
     stage.lower->onSelect = [&](int, fd_set* r, fd_set*, fd_set*, const timeval* t) {
@@ -122,7 +122,7 @@ TEST_F(SecureSelect, otherSocketIsAskedForAndNotReady) {
     EXPECT_EQ(set.fd_count, 0U) << "counted, not shown";
 }
 
-TEST_F(SecureSelect, otherSocketIsAskedForAndReady) {
+TEST_F(SecureSelect, otherSocketIsCheckedAndReady) {
     stage.holdPlain("data");
     fd_set set = setOf({9, connection, 11});
     lowerResult = 2;
@@ -167,7 +167,7 @@ TEST_F(SecureSelect, halfRecordLeavesTheDecisionToTheLowerSelect) {
     lowerResult = 0;
     EXPECT_EQ(select(&set), 0);
     EXPECT_EQ(select(&set), 0);
-    EXPECT_EQ(stage.cipher.decryptCalls, 1) << "nothing is tried again without new bytes";
+    EXPECT_EQ(stage.cipher.decryptCalls, 1) << "no new attempt without new bytes";
     EXPECT_EQ(seen, (std::vector<SOCKET>{connection}));
     lowerResult = 1;
     EXPECT_EQ(select(&set), 1);

@@ -48,7 +48,7 @@ TEST_F(ServerHandshakeTest, ordinaryNegotiationWritesItsLinesInOrder) {
     EXPECT_EQ(stage.sent, "serverhellofinished");
 }
 
-TEST_F(ServerHandshakeTest, receivesBeforeItsFirstCall) {
+TEST_F(ServerHandshakeTest, serverReceivesBeforeItsFirstCall) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "serverhello"},
                    {.status = SEC_E_OK, .token = "finished"}};
     stage.arriving = {"hello", "keys"};
@@ -68,7 +68,7 @@ TEST_F(ServerHandshakeTest, addressForANewContextIsPassedOnEveryCall) {
                                                 PackageCall{true, false, true, true, "three"}));
 }
 
-TEST_F(ServerHandshakeTest, clientThatNeedntAuthenticateIsNeitherAskedNorLookedAt) {
+TEST_F(ServerHandshakeTest, clientThatNeedNotAuthenticateIsNotAskedForACertificate) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED}, {.status = SEC_E_OK}};
     stage.arriving = {"one", "two"};
     stage.run();
@@ -85,7 +85,7 @@ TEST_F(ServerHandshakeTest, successMovesTheContextIntoTheRecord) {
     EXPECT_EQ(stage.good.contextsDeleted, 0);
 }
 
-TEST_F(ServerHandshakeTest, emptyLastTokenIsPassedOverInSilence) {
+TEST_F(ServerHandshakeTest, emptyLastTokenIsIgnoredSilently) {
     stage.steps = {{.status = SEC_E_OK}};
     stage.arriving = {"hello"};
     stage.run();
@@ -93,19 +93,19 @@ TEST_F(ServerHandshakeTest, emptyLastTokenIsPassedOverInSilence) {
     EXPECT_THAT(stage.sent, IsEmpty());
 }
 
-TEST_F(ServerHandshakeTest, missingTokenBufferIsPassedOverInSilence) {
-    stage.steps = {{.status = SEC_E_OK, .tokenBufferIsGone = true}};
+TEST_F(ServerHandshakeTest, missingTokenBufferIsIgnoredSilently) {
+    stage.steps = {{.status = SEC_E_OK, .omitsTokenBuffer = true}};
     stage.arriving = {"hello"};
     stage.run();
     EXPECT_THAT(stage.lines(), ElementsAre(received(5), established, encrypted, completed(1)));
 }
 
 TEST_F(ServerHandshakeTest, splitFirstMessageIsRepeatedWithAZeroContextByAddress) {
-    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 3, .makesContext = false},
+    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 3, .createsContext = false},
                    {.status = SEC_E_OK}};
     stage.arriving = {"he", "llo"};
     stage.run();
-    EXPECT_THAT(stage.asked, ElementsAre(10000, 3));
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 3));
     EXPECT_THAT(stage.packageCalls, ElementsAre(PackageCall{false, false, true, true, "he"},
                                                 PackageCall{true, true, true, true, "hello"}));
     EXPECT_THAT(stage.lines(), ElementsAre(received(2), incomplete, received(3), established,
@@ -120,40 +120,40 @@ TEST_F(ServerHandshakeTest, singleBytesAreOneReceiveAndOneIterationEach) {
         stage.steps.push_back(missing == 0 ? PackageStep{}
                                            : PackageStep{.status = SEC_E_INCOMPLETE_MESSAGE,
                                                          .missing = missing,
-                                                         .makesContext = false});
+                                                         .createsContext = false});
     }
     stage.run();
-    EXPECT_THAT(stage.asked, ElementsAre(10000, 4, 3, 2, 1));
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 4, 3, 2, 1));
     EXPECT_EQ(stage.packageCalls.back().received, token);
     EXPECT_TRUE(stage.logged(completed(5)));
 }
 
-TEST_F(ServerHandshakeTest, incompleteMessageWithoutACountAsksForNothingAndEnds) {
-    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .makesContext = false}};
+TEST_F(ServerHandshakeTest, incompleteMessageWithoutACountRequestsNothingAndEnds) {
+    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .createsContext = false}};
     stage.arriving = {"he", "never read"};
     EXPECT_EQ(stage.failure(), "Connection closed");
-    EXPECT_THAT(stage.asked, ElementsAre(10000, 0));
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
     EXPECT_EQ(stage.good.contextsDeleted, 0);
 }
 
-TEST_F(ServerHandshakeTest, missingCountBeyondTheCapacityIsStillAskedForExactly) {
+TEST_F(ServerHandshakeTest, missingCountBeyondTheCapacityIsRequestedExactly) {
     stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 12000}, {.status = SEC_E_OK}};
     stage.arriving = {"he", std::string(12000, 'x')};
     stage.run();
-    EXPECT_THAT(stage.asked, ElementsAre(10000, 12000));
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 12000));
     EXPECT_EQ(stage.packageCalls.back().received, "he" + std::string(12000, 'x'));
 }
 
-TEST_F(ServerHandshakeTest, incompleteCredentialsMeanNothingAndTheNextReceiveAsksForNothing) {
+TEST_F(ServerHandshakeTest, incompleteCredentialsAreIgnoredAndTheNextReceiveRequestsNothing) {
     stage.steps = {{.status = SEC_I_INCOMPLETE_CREDENTIALS, .token = {}, .alert = true}};
     stage.arriving = {"hello", "never read"};
     EXPECT_EQ(stage.failure(), "Connection closed");
-    EXPECT_THAT(stage.asked, ElementsAre(10000, 0));
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
     EXPECT_THAT(stage.lines(), ElementsAre(received(5), step(L"590624", L"590624"), peerGone()));
-    EXPECT_EQ(stage.events, (Events{"recv", "call", "recv", "delete"})); // the alert isn't seen
+    EXPECT_EQ(stage.events, (Events{"recv", "call", "recv", "delete"})); // the alert isn't read
 }
 
-TEST_F(ServerHandshakeTest, bytesBehindTheLastHandshakeRecordAreDropped) {
+TEST_F(ServerHandshakeTest, bytesAfterTheLastHandshakeRecordAreDropped) {
     stage.steps = {{.status = SEC_E_OK, .extra = 4}};
     stage.arriving = {"finishedDATA"};
     stage.run();
@@ -186,7 +186,7 @@ TEST_F(ServerHandshakeTest, lastTokenIsSentBeforeConfidentialityIsTested) {
 }
 
 TEST_F(ServerHandshakeTest, failingStatusIsAnErrorThenAWarning) {
-    stage.steps = {{.status = SEC_E_ALGORITHM_MISMATCH, .makesContext = false}};
+    stage.steps = {{.status = SEC_E_ALGORITHM_MISMATCH, .createsContext = false}};
     stage.arriving = {"hello"};
     EXPECT_EQ(stage.failure(), "AcceptSecurityContext failed");
     EXPECT_THAT(stage.lines(),
@@ -218,7 +218,7 @@ TEST_F(ServerHandshakeTest, failureInMidNegotiationDeletesTheContextOnceAndSends
     EXPECT_FALSE(stage.record->securityContext.isPresent());
 }
 
-TEST_F(ServerHandshakeTest, tokenThatComesWithAFailureIsGivenBackUnsent) {
+TEST_F(ServerHandshakeTest, tokenThatComesWithAFailureIsFreedUnsent) {
     stage.steps = {{.status = SEC_E_DECRYPT_FAILURE, .token = "alert"}};
     stage.arriving = {"hello"};
     EXPECT_EQ(stage.failure(), "AcceptSecurityContext failed");
@@ -226,13 +226,13 @@ TEST_F(ServerHandshakeTest, tokenThatComesWithAFailureIsGivenBackUnsent) {
     EXPECT_EQ(stage.tokensHeld(), 0U);
 }
 
-TEST_F(ServerHandshakeTest, clientThatSaysNothingAndClosesEndsItAtTheFirstReceive) {
+TEST_F(ServerHandshakeTest, clientThatClosesAtOnceEndsItAtTheFirstReceive) {
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.lines(), ElementsAre(peerGone()));
     EXPECT_EQ(stage.events, (Events{"recv"}));
 }
 
-TEST_F(ServerHandshakeTest, tokenOfAStepThatCannotBeLoggedIsGivenBack) {
+TEST_F(ServerHandshakeTest, tokenOfAStepThatCannotBeLoggedIsFreed) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED, .token = "token"}};
     stage.arriving = {"hello"};
     stage.good.platform.FormatMessageW = [](auto...) -> DWORD { throw std::bad_alloc(); };
@@ -271,11 +271,11 @@ struct ServerHandshakeWithAuthenticationTest : testing::Test {
                                                                 ULONG attribute, void* result) {
             EXPECT_EQ(attribute, 0x53U);
             EXPECT_EQ(context->dwLower, stage.made.dwLower);
-            EXPECT_EQ(stage.sent, "finished"); // the client thinks itself connected by now
+            EXPECT_EQ(stage.sent, "finished"); // the client may believe that it is connected
             if (certificate == nullptr) {
                 return SEC_E_NO_CREDENTIALS;
             }
-            *static_cast<PCCERT_CONTEXT*>(result) = stage.good.shelf.lend(certificate);
+            *static_cast<PCCERT_CONTEXT*>(result) = stage.good.shelf.addReference(certificate);
             return SEC_E_OK;
         };
         stage.steps = {{.status = SEC_E_OK, .token = "finished"}};
@@ -293,7 +293,7 @@ TEST_F(ServerHandshakeWithAuthenticationTest, clientIsAskedForACertificateOnEver
     EXPECT_THAT(stage.requirements, ElementsAre(0x18116U, 0x18116U));
 }
 
-TEST_F(ServerHandshakeWithAuthenticationTest, acceptedClientComesBeforeTheLinesOfSuccess) {
+TEST_F(ServerHandshakeWithAuthenticationTest, clientIsAcceptedBeforeTheLinesOfSuccess) {
     clientSent(stage.good.shelf.make());
     stage.run();
     EXPECT_THAT(
@@ -306,7 +306,7 @@ TEST_F(ServerHandshakeWithAuthenticationTest, acceptedClientComesBeforeTheLinesO
     EXPECT_EQ(stage.good.shelf.held(), 0);
 }
 
-TEST_F(ServerHandshakeWithAuthenticationTest, clientWithoutCertificateIsTurnedAwayAtTheEnd) {
+TEST_F(ServerHandshakeWithAuthenticationTest, clientWithoutCertificateIsRejectedAtTheEnd) {
     clientSent(nullptr);
     EXPECT_EQ(stage.failure(), "client authentication failed: can't get client cert");
     const std::vector<LogLine> lines = stage.lines();

@@ -60,7 +60,7 @@ TEST_F(Assembly, defaultsGiveTheBareStrategyAndThresholdInfo) {
     EXPECT_EQ(log.thresholds, (std::vector<Severity>{Severity::Info}));
 }
 
-TEST_F(Assembly, plainStackNeverAsksForTheSecurityPackage) {
+TEST_F(Assembly, plainStackDoesNotNeedTheSecurityPackage) {
     platform.EnumerateSecurityPackagesW = nullptr; // a call would fail the test
     const auto stack = build();
     EXPECT_TRUE(platform.calls.empty());
@@ -110,14 +110,14 @@ TEST_F(Assembly, badSeverityGivesNoStackAndLeavesTheThreshold) {
     EXPECT_TRUE(platform.calls.empty());
 }
 
-TEST_F(Assembly, badEncryptionAndBadSeverityTellOnlyOfEncryption) {
+TEST_F(Assembly, onlyTheFirstOfTwoBadOptionsIsLogged) {
     configure(L"Yes", L"True", L"Error");
     EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);
     EXPECT_EQ(texts(),
               (std::vector<std::wstring>{L"Supplied value [Yes] of UseEncryption is invalid"}));
 }
 
-TEST_F(Assembly, thresholdIsSetBeforeAnythingIsBuiltAndStays) {
+TEST_F(Assembly, thresholdIsSetFirstAndStays) {
     configure(L"Opportunistically", L"False", L"Warning");
     config.setValue(L"ConnectionName", L"Default");
     EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);
@@ -143,7 +143,7 @@ TEST_F(Assembly, configurationCanGoRightAfterTheCall) {
     EXPECT_EQ(stack->connect(7, nullptr, 0), 0);
 }
 
-// The whole encrypted stack at work over the toy cipher.
+// The whole encrypted stack with the toy cipher.
 class EncryptedStack : public testing::Test {
 protected:
     EncryptedStack() {
@@ -163,7 +163,7 @@ protected:
     std::unique_ptr<ISocketStrategy> stack;
 };
 
-TEST_F(EncryptedStack, twoLayersTellPlaintextAndRecordSizes) {
+TEST_F(EncryptedStack, twoLayersLogPlaintextAndRecordSizes) {
     EXPECT_EQ(stack->send(7, "hello", 5, 0), 5);
     EXPECT_EQ(
         stage.log.lines,
@@ -172,7 +172,7 @@ TEST_F(EncryptedStack, twoLayersTellPlaintextAndRecordSizes) {
             {Severity::Debug, L"Encryption Layer using socket [7] to send [17] byte message"}}));
 }
 
-TEST_F(EncryptedStack, completedReceiveIsToldOnlyAbove) {
+TEST_F(EncryptedStack, completedReceiveIsLoggedOnlyAbove) {
     stage.platform.WSARecv = [&](SOCKET, WSABUF* buffers, DWORD, DWORD*, DWORD*, WSAOVERLAPPED*,
                                  LPWSAOVERLAPPED_COMPLETION_ROUTINE) {
         const std::string wire = stage.cipher.seal("hello");

@@ -42,7 +42,7 @@ protected:
 
 void neverRun(DWORD, DWORD, WSAOVERLAPPED*, DWORD) {}
 
-TEST_F(LogLayer, sendTellsTheSizeBeforeItForwards) {
+TEST_F(LogLayer, sendLogsTheSizeBeforeItForwards) {
     lower->onSend = [&](SOCKET s, const char* buf, int len, int f) {
         EXPECT_EQ(s, socketNumber);
         EXPECT_EQ(buf, data);
@@ -55,7 +55,7 @@ TEST_F(LogLayer, sendTellsTheSizeBeforeItForwards) {
     expectOneLine(L"Layer using socket [7] to send [8] byte message");
 }
 
-TEST_F(LogLayer, negativeLengthIsToldAndForwarded) {
+TEST_F(LogLayer, negativeLengthIsLoggedAndForwarded) {
     lower->onSend = [](SOCKET, const char*, int len, int) {
         EXPECT_EQ(len, -1);
         return SOCKET_ERROR;
@@ -64,7 +64,7 @@ TEST_F(LogLayer, negativeLengthIsToldAndForwarded) {
     expectOneLine(L"Layer using socket [7] to send [-1] byte message");
 }
 
-TEST_F(LogLayer, recvTellsTheSizeOfTheBufferNotWhatCame) {
+TEST_F(LogLayer, recvLogsTheSizeOfTheBuffer) {
     lower->onRecv = [&](SOCKET s, char* buf, int len, int f) {
         EXPECT_EQ(s, socketNumber);
         EXPECT_EQ(buf, data);
@@ -83,7 +83,7 @@ TEST_F(LogLayer, socketIsAnUnsignedNumber) {
     expectOneLine(L"Layer using socket [18446744073709551615] to recv [8] byte message");
 }
 
-TEST_F(LogLayer, wsaSendTellsTheSumAndForwardsTheCallersArray) {
+TEST_F(LogLayer, wsaSendLogsTheSumAndForwardsTheCallersArray) {
     WSABUF buffers[2] = {{3, data}, {5, data}};
     lower->onWSASend = [&](SOCKET s, WSABUF* b, DWORD count, DWORD* sent, DWORD f, WSAOVERLAPPED* o,
                            LPWSAOVERLAPPED_COMPLETION_ROUTINE r) {
@@ -101,20 +101,20 @@ TEST_F(LogLayer, wsaSendTellsTheSumAndForwardsTheCallersArray) {
     expectOneLine(L"Layer using socket [7] to WSASend [8] byte message");
 }
 
-TEST_F(LogLayer, wsaSendWithoutBuffersTellsZeroAndForwards) {
+TEST_F(LogLayer, wsaSendWithoutBuffersLogsZeroAndForwards) {
     lower->onWSASend = [](auto...) { return answer; };
     EXPECT_EQ(layer->WSASend(socketNumber, nullptr, 0, &bytes, 0, nullptr, nullptr), answer);
     expectOneLine(L"Layer using socket [7] to WSASend [0] byte message");
 }
 
-TEST_F(LogLayer, sumOfBuffersWrapsRoundAt32Bits) {
+TEST_F(LogLayer, sumOfBuffersWrapsAt32Bits) {
     WSABUF buffers[2] = {{4294967295U, data}, {2, data}};
     lower->onWSASend = [](auto...) { return 0; };
     layer->WSASend(socketNumber, buffers, 2, &bytes, 0, nullptr, nullptr);
     expectOneLine(L"Layer using socket [7] to WSASend [1] byte message");
 }
 
-TEST_F(LogLayer, wsaRecvIsSilentAndItsSocketIsToldAtTheCompletion) {
+TEST_F(LogLayer, wsaRecvIsSilentAndItsSocketIsLoggedAtTheCompletion) {
     WSABUF buffers[2] = {{3, data}, {5, data}};
     lower->onWSARecv = [&](SOCKET s, WSABUF* b, DWORD count, DWORD* received, DWORD* f,
                            WSAOVERLAPPED* o, LPWSAOVERLAPPED_COMPLETION_ROUTINE r) {
@@ -135,8 +135,7 @@ TEST_F(LogLayer, wsaRecvIsSilentAndItsSocketIsToldAtTheCompletion) {
         EXPECT_EQ(transferred, &bytes);
         EXPECT_EQ(context, this);
         EXPECT_EQ(log.lines.size(), 1U);
-        *transferred =
-            5; // the layer tells what came to it, not what the strategy below makes of it
+        *transferred = 5; // the line has the count on entry, not this one
         return answer;
     };
     EXPECT_EQ(layer->completeWSARecv(-5, &bytes, this), answer);
@@ -144,7 +143,7 @@ TEST_F(LogLayer, wsaRecvIsSilentAndItsSocketIsToldAtTheCompletion) {
     expectOneLine(L"Layer used socket [7] to WSARecv [33] byte message");
 }
 
-TEST_F(LogLayer, completionBeforeAnyReceiveTellsNoSocket) {
+TEST_F(LogLayer, completionBeforeAnyReceiveLogsNoSocket) {
     lower->onCompleteWSARecv = [](auto...) { return 0; };
     bytes = 4294967295U;
     layer->completeWSARecv(0, &bytes, nullptr);
@@ -203,7 +202,7 @@ TEST_F(LogLayer, getaddrinfoIsSilent) {
     expectSilentCallOf("getaddrinfo");
 }
 
-TEST_F(LogLayer, wideLookUpIsSilent) {
+TEST_F(LogLayer, wideLookupIsSilent) {
     ADDRINFOW hints{};
     ADDRINFOW* list = nullptr;
     lower->onGetAddrInfoW = [&](const wchar_t* node, const wchar_t* service, const ADDRINFOW* h,
@@ -275,7 +274,7 @@ TEST_F(LogLayer, wsaConnectIsSilent) {
     expectSilentCallOf("WSAConnect");
 }
 
-TEST_F(LogLayer, withThresholdInfoOnlyResultsAreLeft) {
+TEST_F(LogLayer, thresholdInfoDropsTheLines) {
     log.setMinimumSeverity(Severity::Info);
     lower->onSend = [](auto...) { return answer; };
     lower->onRecv = [](auto...) { return SOCKET_ERROR; };

@@ -1,5 +1,5 @@
-// Everything that a host passes in the clear arrives at the strategy below as it was, the pointers
-// themselves included, and its result comes back.
+// In the clear all arguments reach the strategy below unchanged, pointers included, and its result
+// is returned.
 #include "unit/strategies/OtlsStage.h"
 
 namespace VexaSsl {
@@ -11,7 +11,7 @@ constexpr SOCKET connection = Stage::connection;
 constexpr SOCKET listener = Stage::listener;
 constexpr int answer = 4711;
 
-// Only their addresses count: nothing on the way may read or copy what they hold.
+// Only the addresses count: the content must not be read or copied.
 struct OtlsArguments : test::OtlsTest {
     sockaddr address{};
     int addressLength = 16;
@@ -23,7 +23,7 @@ struct OtlsArguments : test::OtlsTest {
         reinterpret_cast<LPWSAOVERLAPPED_COMPLETION_ROUTINE>(ULONG_PTR{0x1234});
 };
 
-TEST_F(OtlsArguments, ofConnect) {
+TEST_F(OtlsArguments, connectForwardsItsArguments) {
     stage.lower->onConnect = [this](SOCKET s, const sockaddr* name, int length) {
         EXPECT_EQ(s, connection);
         EXPECT_EQ(name, &address);
@@ -34,7 +34,7 @@ TEST_F(OtlsArguments, ofConnect) {
     EXPECT_EQ(stage.lowerCalls("connect"), 1);
 }
 
-TEST_F(OtlsArguments, ofAccept) {
+TEST_F(OtlsArguments, acceptForwardsItsArguments) {
     stage.lower->onAccept = [this](SOCKET s, sockaddr* name, int* length) {
         EXPECT_EQ(s, listener);
         EXPECT_EQ(name, &address);
@@ -46,7 +46,7 @@ TEST_F(OtlsArguments, ofAccept) {
     EXPECT_EQ(addressLength, 16);
 }
 
-TEST_F(OtlsArguments, ofWsaAccept) {
+TEST_F(OtlsArguments, wsaAcceptForwardsItsArguments) {
     const auto condition = reinterpret_cast<LPCONDITIONPROC>(ULONG_PTR{0x5678});
     stage.lower->onWSAAccept = [=, this](SOCKET s, sockaddr* name, int* length,
                                          LPCONDITIONPROC asked, DWORD_PTR data) {
@@ -62,7 +62,7 @@ TEST_F(OtlsArguments, ofWsaAccept) {
     EXPECT_EQ(stage.lowerCalls("WSAAccept"), 1);
 }
 
-TEST_F(OtlsArguments, ofWsaConnect) {
+TEST_F(OtlsArguments, wsaConnectForwardsItsArguments) {
     QOS* const sending = reinterpret_cast<QOS*>(ULONG_PTR{0x10});
     QOS* const group = reinterpret_cast<QOS*>(ULONG_PTR{0x20});
     stage.lower->onWSAConnect = [=, this](SOCKET s, const sockaddr* name, int length,
@@ -83,7 +83,7 @@ TEST_F(OtlsArguments, ofWsaConnect) {
     EXPECT_EQ(stage.lowerCalls("WSAConnect"), 1);
 }
 
-TEST_F(OtlsArguments, ofWsaSend) {
+TEST_F(OtlsArguments, wsaSendForwardsItsArguments) {
     stage.lower->onWSASend = [this](SOCKET s, WSABUF* given, DWORD number, DWORD* sent,
                                     DWORD givenFlags, WSAOVERLAPPED* state,
                                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completion) {
@@ -101,7 +101,7 @@ TEST_F(OtlsArguments, ofWsaSend) {
     EXPECT_EQ(stage.lowerCalls("WSASend"), 1);
 }
 
-TEST_F(OtlsArguments, ofWsaRecv) {
+TEST_F(OtlsArguments, wsaRecvForwardsItsArguments) {
     stage.lower->onWSARecv = [this](SOCKET s, WSABUF* given, DWORD number, DWORD* received,
                                     DWORD* givenFlags, WSAOVERLAPPED* state,
                                     LPWSAOVERLAPPED_COMPLETION_ROUTINE completion) {
@@ -120,7 +120,7 @@ TEST_F(OtlsArguments, ofWsaRecv) {
     EXPECT_EQ(flags, 7U);
 }
 
-TEST_F(OtlsArguments, ofAcceptEx) {
+TEST_F(OtlsArguments, acceptExForwardsItsArguments) {
     char output[4]{};
     stage.lower->onAcceptEx = [&, this](SOCKET listening, SOCKET accepting, void* given,
                                         DWORD initial, DWORD local, DWORD remote, DWORD* received,

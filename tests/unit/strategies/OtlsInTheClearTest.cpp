@@ -69,7 +69,7 @@ TEST_F(OtlsInTheClear, connectMakesAClient) {
     EXPECT_FALSE(startsAsServer());
 }
 
-TEST_F(OtlsInTheClear, failedConnectNotesNothing) {
+TEST_F(OtlsInTheClear, failedConnectStoresNothing) {
     acceptOne();
     stage.lower->onConnect = [](auto...) { return SOCKET_ERROR; };
     EXPECT_EQ(stage.strategy->connect(99, nullptr, 0), SOCKET_ERROR);
@@ -138,7 +138,7 @@ TEST_F(OtlsInTheClear, acceptExThatCompletesAtOnceMakesAServer) {
     EXPECT_TRUE(startsAsServer());
 }
 
-TEST_F(OtlsInTheClear, pendingAcceptExNotesNothingNorDoesItsCompletion) {
+TEST_F(OtlsInTheClear, neitherPendingAcceptExNorItsCompletionStoresAnything) {
     stage.strategy->connect(9, nullptr, 0);
     stage.lower->onAcceptEx = [](auto...) { return FALSE; };
     stage.lower->onCompleteAcceptEx = [] { return answer; };
@@ -149,7 +149,7 @@ TEST_F(OtlsInTheClear, pendingAcceptExNotesNothingNorDoesItsCompletion) {
     EXPECT_FALSE(startsAsServer());
 }
 
-TEST_F(OtlsInTheClear, acceptExResultOtherThanTrueNotesNothing) {
+TEST_F(OtlsInTheClear, acceptExResultOtherThanTrueStoresNothing) {
     stage.lower->onAcceptEx = [](auto...) { return 2; };
     stage.strategy->AcceptEx(listener, connection, nullptr, 0, 0, 0, nullptr, nullptr);
     EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);

@@ -1,5 +1,5 @@
-// Connecting operations on a connection that is encrypted already: they note socket and role for a
-// later start, and what is encrypted stays so.
+// Connecting operations on an encrypted connection: they store socket and role for a later start,
+// and the encryption continues.
 #include "unit/strategies/OtlsStage.h"
 
 namespace VexaSsl {
@@ -18,7 +18,7 @@ protected:
         before = stage.strategy->record.get();
     }
 
-    // The record of the first connection is there, and what is sent goes through it.
+    // The record of the first connection still encrypts what is sent.
     void expectStillEncrypted() {
         EXPECT_EQ(stage.strategy->record.get(), before);
         EXPECT_EQ(stage.strategy->record->socket, connection);
@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(stage.strategy->startOtls(), 0) << "it is on already";
         EXPECT_EQ(stage.strategy->record.get(), before);
     }
-    // Goes back to the clear and starts again, which tells the role.
+    // Returns to the clear and starts again, which shows the role.
     bool restartsAsServer() {
         stage.strategy->stopOtls();
         stage.forget();
@@ -80,7 +80,7 @@ TEST_F(OtlsReconnect, acceptExThatCompletesAtOnceMakesAServerAndLeavesTheRecord)
     EXPECT_TRUE(restartsAsServer());
 }
 
-TEST_F(OtlsReconnect, pendingAcceptExNotesNothing) {
+TEST_F(OtlsReconnect, pendingAcceptExStoresNothing) {
     stage.lower->onAcceptEx = [](auto...) { return FALSE; };
     EXPECT_EQ(stage.strategy->AcceptEx(listener, other, nullptr, 0, 0, 0, nullptr, nullptr), FALSE);
     EXPECT_EQ(stage.strategy->socket, connection);
@@ -88,7 +88,7 @@ TEST_F(OtlsReconnect, pendingAcceptExNotesNothing) {
     EXPECT_FALSE(restartsAsServer());
 }
 
-TEST_F(OtlsReconnect, wsaConnectNotesTheSocketAndLeavesTheRecord) {
+TEST_F(OtlsReconnect, wsaConnectStoresTheSocketAndKeepsTheRecord) {
     stage.lower->onWSAConnect = [](auto...) { return 0; };
     EXPECT_EQ(stage.strategy->WSAConnect(other, nullptr, 0, nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(stage.strategy->socket, other);
@@ -96,7 +96,7 @@ TEST_F(OtlsReconnect, wsaConnectNotesTheSocketAndLeavesTheRecord) {
     EXPECT_FALSE(restartsAsServer());
 }
 
-TEST_F(OtlsReconnect, failedWsaConnectNotesNothing) {
+TEST_F(OtlsReconnect, failedWsaConnectStoresNothing) {
     stage.lower->onWSAConnect = [](auto...) { return SOCKET_ERROR; };
     EXPECT_EQ(stage.strategy->WSAConnect(other, nullptr, 0, nullptr, nullptr, nullptr, nullptr),
               SOCKET_ERROR);
@@ -148,7 +148,7 @@ TEST_F(OtlsReconnectOfAServer, whatFailsLeavesAServer) {
 
 class OtlsFailedStart : public test::OtlsTest {};
 
-TEST_F(OtlsFailedStart, keepsSocketAndRoleOfAServer) {
+TEST_F(OtlsFailedStart, failedStartKeepsSocketAndRoleOfAServer) {
     acceptOne();
     stage.resolve("peer");
     stage.arrive("client hello");
@@ -163,7 +163,7 @@ TEST_F(OtlsFailedStart, keepsSocketAndRoleOfAServer) {
     EXPECT_EQ(stage.strategy->record->socket, connection);
 }
 
-TEST_F(OtlsFailedStart, keepsSocketAndRoleOfAClient) {
+TEST_F(OtlsFailedStart, failedStartKeepsSocketAndRoleOfAClient) {
     connectPlain();
     const auto good = stage.platform.InitializeSecurityContextW;
     stage.platform.InitializeSecurityContextW = [](auto...) { return SEC_E_INVALID_TOKEN; };

@@ -1,4 +1,4 @@
-// What startOtls makes its record of.
+// The record that startOtls makes.
 #include "fakes/SecureConnection.h"
 #include "strategies/SometimesSecureSocketStrategy.h"
 
@@ -23,7 +23,7 @@ protected:
     test::SecureStage<OpenStrategy> stage;
 };
 
-TEST_F(OtlsRecord, ofAClientHasTheConnectedSocketAndTheResolvedName) {
+TEST_F(OtlsRecord, clientsRecordHasTheConnectedSocketAndTheResolvedName) {
     stage.strategy->connect(7, nullptr, 0);
     ASSERT_EQ(stage.strategy->startOtls(), 0);
     EXPECT_EQ(stage.strategy->record->socket, SOCKET{7});
@@ -31,7 +31,7 @@ TEST_F(OtlsRecord, ofAClientHasTheConnectedSocketAndTheResolvedName) {
     EXPECT_FALSE(stage.strategy->record->isServer);
 }
 
-TEST_F(OtlsRecord, ofAServerHasTheAcceptedSocketAndTheResolvedNameToo) {
+TEST_F(OtlsRecord, serversRecordHasTheAcceptedSocketAndTheResolvedName) {
     stage.lower->onAccept = [](auto...) { return SOCKET{8}; };
     stage.strategy->accept(3, nullptr, nullptr);
     stage.arrive("client hello");
@@ -42,7 +42,7 @@ TEST_F(OtlsRecord, ofAServerHasTheAcceptedSocketAndTheResolvedNameToo) {
     EXPECT_EQ(stage.platformCalls("GetNameInfoW"), 0);
 }
 
-TEST_F(OtlsRecord, isMadeAnewAfterAStop) {
+TEST_F(OtlsRecord, startAfterAStopMakesANewRecord) {
     stage.strategy->connect(7, nullptr, 0);
     stage.strategy->startOtls();
     stage.strategy->stopOtls();

@@ -1,5 +1,5 @@
-// The stage of opportunistic TLS: a strategy in the clear over a scripted one, with a handshake
-// that will succeed.
+// Fixture for opportunistic TLS: a strategy in the clear over a scripted one, and a handshake that
+// succeeds.
 #pragma once
 
 #include "fakes/SecureConnection.h"
@@ -26,10 +26,10 @@ protected:
     OtlsTest();
     ~OtlsTest() override;
 
-    // As a client, up to the moment before startOtls.
+    // Connects as a client, without startOtls.
     void connectPlain();
     void startEncrypted();
-    // Whether the handshake to come is the server's, found out by running it.
+    // Calls startOtls and returns whether the handshake was that of a server.
     bool startsAsServer();
     void acceptOne();
 

@@ -13,7 +13,7 @@ constexpr int answer = 4711;
 
 class OtlsSwitch : public test::OtlsTest {};
 
-TEST_F(OtlsSwitch, startWithoutANameFailsAndCanBeRepeatedAfterALookUp) {
+TEST_F(OtlsSwitch, startWithoutANameFailsAndCanBeRepeatedAfterALookup) {
     stage.strategy->connect(connection, nullptr, 0);
     EXPECT_EQ(stage.strategy->startOtls(), SOCKET_ERROR);
     EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
@@ -37,13 +37,13 @@ TEST_F(OtlsSwitch, nullNodeThatResolvedIsNameEnough) {
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"localhost"}));
 }
 
-TEST_F(OtlsSwitch, wideLookUpIsRememberedToo) {
+TEST_F(OtlsSwitch, wideLookupIsRememberedToo) {
     stage.strategy->GetAddrInfoW(L"wide", nullptr, nullptr, nullptr);
     EXPECT_EQ(stage.strategy->startOtls(), 0);
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"wide"}));
 }
 
-TEST_F(OtlsSwitch, afterTheStartDataIsEncrypted) {
+TEST_F(OtlsSwitch, dataIsEncryptedAfterTheStart) {
     startEncrypted();
     EXPECT_EQ(stage.send("data"), 4);
     EXPECT_EQ(stage.cipher.open(stage.written), "data");
@@ -51,7 +51,7 @@ TEST_F(OtlsSwitch, afterTheStartDataIsEncrypted) {
     EXPECT_EQ(stage.receive(6), "answer");
 }
 
-TEST_F(OtlsSwitch, afterTheStartOverlappedOperationsAreTheSecureOnes) {
+TEST_F(OtlsSwitch, overlappedOperationsAreEncryptedAfterTheStart) {
     startEncrypted();
     std::string data = "data";
     WSABUF buffer{4, data.data()};
@@ -72,7 +72,7 @@ TEST_F(OtlsSwitch, afterTheStartOverlappedOperationsAreTheSecureOnes) {
     EXPECT_EQ(data, "got!");
 }
 
-TEST_F(OtlsSwitch, afterTheStartSelectKnowsOfHeldData) {
+TEST_F(OtlsSwitch, selectCountsHeldDataAfterTheStart) {
     startEncrypted();
     stage.arriveSealed("held");
     EXPECT_EQ(stage.receive(1), "h");
@@ -156,7 +156,7 @@ TEST_F(OtlsSwitch, connectWhileEncryptedKeepsTheRecordAndTheEncryption) {
     EXPECT_EQ(stage.written, stage.cipher.seal("data"));
 }
 
-TEST_F(OtlsSwitch, stopDropsTheRecordWithoutAWordAndGoesBackToClear) {
+TEST_F(OtlsSwitch, stopDropsTheRecordSilentlyAndReturnsToTheClear) {
     startEncrypted();
     EXPECT_EQ(stage.strategy->stopOtls(), 0);
     EXPECT_EQ(stage.strategy->record, nullptr);

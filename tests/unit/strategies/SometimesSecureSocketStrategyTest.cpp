@@ -60,7 +60,7 @@ TEST(SometimesSecureSocketStrategy, refusalDestroysTheWrappedStrategy) {
     EXPECT_TRUE(destroyed);
 }
 
-TEST_F(Otls, isReachedByACrossCast) {
+TEST_F(Otls, providerIsReachedByACrossCast) {
     ISocketStrategy* const held = stage.strategy.get();
     IOtlsProvider* const provider = dynamic_cast<IOtlsProvider*>(held);
     ASSERT_NE(provider, nullptr);
@@ -68,7 +68,7 @@ TEST_F(Otls, isReachedByACrossCast) {
     EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::noHostNameLine}));
 }
 
-TEST(SometimesSecureSocketStrategy, canBeDestroyedThroughEitherBase) {
+TEST(SometimesSecureSocketStrategy, strategyCanBeDestroyedThroughEitherBase) {
     Stage stage;
     bool destroyed = false;
     const IOtlsProvider* const provider =

@@ -1,5 +1,5 @@
-// Whole stacks as a host gets them: when values are judged, what a stack needs of its
-// configuration, and which last error a host reads.
+// Whole stacks: when values are checked, how long the configuration is needed, and which last error
+// a host reads.
 #include "VexaSsl/VexaSsl.h"
 #include "config/SslConfig.h"
 #include "fakes/CollectingLog.h"
@@ -58,7 +58,7 @@ TEST_F(StackOfBadValue, wordThatAStoreGaveIsRefusedOnlyHere) {
     expectRefused(*config);
 }
 
-TEST(EncryptedStackAlone, securesAConnectionAfterItsConfigurationHasGone) {
+TEST(EncryptedStackAlone, connectionIsSecuredAfterItsConfigurationWasDestroyed) {
     test::SecureStage<> stage;
     auto config = std::make_unique<SslConfig>(stage.log, L"Foo");
     config->setValue(L"UseEncryption", L"True");
@@ -76,7 +76,7 @@ TEST(EncryptedStackAlone, securesAConnectionAfterItsConfigurationHasGone) {
     EXPECT_EQ(stack->send(7, "hello", 5, 0), 5);
 }
 
-// Every call of the system fails with a code of its own.
+// Every system call fails with the same error code.
 class FailingStack : public testing::TestWithParam<bool> {
 protected:
     FailingStack() {
@@ -108,7 +108,7 @@ protected:
         stack = instantiateSocketStrategy(log, config);
     }
 
-    // One operation has failed: nothing else ran on the system, and its code still stands.
+    // One operation has failed: no other system call ran and its error code is unchanged.
     void expectTheSystems(bool failed) {
         EXPECT_TRUE(failed);
         EXPECT_EQ(platform.lastError, systemsCode);

@@ -13,7 +13,7 @@ constexpr int failure = 10099;
 
 class UnsecureStrategy : public testing::Test {
 protected:
-    // What ran was the one call of that name, and the last error is the one that it left.
+    // Only the call of that name ran, and its last error stands.
     void expectOnly(const char* name) {
         EXPECT_EQ(platform.calls, (std::vector<std::string>{name}));
         EXPECT_EQ(platform.lastError, failure);
@@ -137,7 +137,7 @@ TEST_F(UnsecureStrategy, nullNodeNameReachesTheSystem) {
     EXPECT_EQ(strategy.getaddrinfo(nullptr, "service", nullptr, nullptr), 0);
 }
 
-TEST_F(UnsecureStrategy, wideLookUpIsTheSystems) {
+TEST_F(UnsecureStrategy, wideLookupIsTheSystems) {
     const ADDRINFOW hints{};
     ADDRINFOW* list = nullptr;
     platform.GetAddrInfoW = [&](const wchar_t* node, const wchar_t* service, const ADDRINFOW* h,
