@@ -14,7 +14,7 @@ namespace VexaSsl {
 
 ConfigFileParser::ConfigFileParser(ILog& log, const std::filesystem::path& path,
                                    IConfigurationObserver* observer)
-    : log(log), checker(log), observer(observer) {
+    : checker(log), observer(observer) {
     if (observer != nullptr) {
         observer->readingFile(path);
     }

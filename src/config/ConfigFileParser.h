@@ -63,7 +63,6 @@ private:
 
     SectionMap sections;
     std::vector<std::wstring> lines; // after construction those that were kept
-    ILog& log;
     LineChecker checker;
     IConfigurationObserver* observer;
     std::vector<std::size_t> lineNumbers; // of lines, from 1; empty after construction
