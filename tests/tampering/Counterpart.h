@@ -1,5 +1,5 @@
-// The other end of a connection under test: TLS on memory, played by something that is not the
-// library. Each system has its own (Counterpart.cpp in a folder for each).
+// The other end of a connection under test: TLS on memory without the library. Each system has its
+// own implementation in linux/ and windows/.
 #pragma once
 
 #include "contract/tls/Side.h"
@@ -10,15 +10,15 @@
 
 namespace VexaSsl::test {
 
-// Who plays what in one connection.
-struct Casting {
+// The roles and options of one connection.
+struct ConnectionSetup {
     bool asServer = false; // the role of the side under test
-    bool mutual = false;   // both ends show a certificate
+    bool mutual = false;   // both ends send a certificate
     bool upgraded = false; // the side under test starts in the clear
-    // A server accepts by AcceptEx and completeAcceptEx.
+    // A server accepts with AcceptEx and completeAcceptEx.
     bool overlapped = false;
-    // The only one that the counterpart knows; empty: all that it knows of its own accord, and
-    // newer versions of the protocol.
+    // The only cipher suite of the counterpart. Empty: its defaults, which include newer protocol
+    // versions.
     std::string suite = "ECDHE-ECDSA-AES128-GCM-SHA256";
 
     bool elliptic() const { return suite.find("-RSA-") == std::string::npos; }
@@ -27,47 +27,47 @@ struct Casting {
     std::string describe() const;
 };
 
-// All suites that the library's security package may agree on.
+// All cipher suites that the library's security package supports.
 const std::vector<std::string>& allSuites();
 
-// How the library's security package takes what is no good record.
-struct PackageHabits {
-    SECURITY_STATUS altered; // the status of a record that was changed
-    bool judgesHeaders;      // bytes that can't begin a record are refused at once
-    bool numbersSuites;      // it tells the number of the suite that is agreed
+// How the library's security package handles invalid records.
+struct PackageBehaviour {
+    SECURITY_STATUS altered;  // the status of a changed record
+    bool checksHeaders;       // bytes that cannot begin a record are refused at once
+    bool reportsCipherSuites; // a context reports the number of its cipher suite
 };
-const PackageHabits& packageHabits();
+const PackageBehaviour& packageBehaviour();
 
-// What one end holds to be agreed.
+// The parameters that one end has agreed on.
 struct Agreement {
     unsigned version = 0; // as on the wire
     unsigned suite = 0;   // its number
     Bytes serverCertificate = {};
-    Bytes clientCertificate = {}; // of mutual authentication
+    Bytes clientCertificate = {}; // with mutual authentication
 
     bool operator==(const Agreement&) const = default;
 };
 
-// What an established context of the library's security package tells of the protocol and the
-// suite; as the certificate of its peer the one that it was shown. The rest stays empty.
+// The protocol version, the cipher suite and the peer's certificate that an established context of
+// the library's security package reports. The rest is empty.
 Agreement agreementOf(CtxtHandle* context, bool ofServer);
-// The encoded certificate of a case, as the side under test shows it.
+// The encoded certificate of a test case, as the side under test sends it.
 Bytes certificateOf(const std::string& name);
 
 class Counterpart {
 public:
-    explicit Counterpart(const Casting& casting);
+    explicit Counterpart(const ConnectionSetup& setup);
     ~Counterpart();
     Counterpart(const Counterpart&) = delete;
     Counterpart& operator=(const Counterpart&) = delete;
 
-    // Goes on with the handshake; a client begins with no bytes. What it wants to send.
+    // Continues the handshake and returns the bytes to send. A client begins without bytes.
     Bytes step(const Bytes& received);
     bool established() const;
     Agreement agreement() const;
-    // One record.
+    // Returns one record.
     Bytes protect(const std::string& text);
-    // The text of all records, as far as they are good.
+    // Returns the text of the records up to the first invalid one.
     std::string open(const Bytes& received);
 
 private:

@@ -1,4 +1,4 @@
-// Handshakes that break off behind any byte, of what the peer sends and of what we send.
+// Handshakes that end after any byte sent by either end.
 #include "tampering/HandshakeLines.h"
 #include "tampering/Sweeping.h"
 
@@ -12,11 +12,11 @@ namespace {
 
 const std::string row = "Handshake cut at every byte";
 
-// One byte of a handshake with an elliptic key may be more or less than the last time.
+// The size of a handshake with elliptic curve keys varies by a few bytes.
 constexpr std::size_t signatureVariance = 8;
 
-std::vector<Casting> castings() {
-    std::vector<Casting> all = {
+std::vector<ConnectionSetup> setups() {
+    std::vector<ConnectionSetup> all = {
         {.asServer = true},
         {.asServer = false},
         {.asServer = true, .overlapped = true},
@@ -29,77 +29,78 @@ std::vector<Casting> castings() {
     return all;
 }
 
-std::size_t sizeOfHandshake(const Casting& casting, bool fromStack) {
-    Scene scene(casting);
-    EXPECT_TRUE(scene.established());
-    return scene.original(fromStack).size() + signatureVariance;
+std::size_t sizeOfHandshake(const ConnectionSetup& setup, bool fromStack) {
+    TamperedConnection connection(setup);
+    EXPECT_TRUE(connection.established());
+    return connection.original(fromStack).size() + signatureVariance;
 }
 
-// Cuts each handshake behind its bytes and expects the lines. A cut behind the last byte is none.
-void sweepCuts(Farewell farewell, std::size_t usualStep, const std::vector<LogLine>& expected,
+// Cuts each handshake after every byte and expects the lines. A cut after the last byte has no
+// effect.
+void sweepCuts(Ending ending, std::size_t usualStep, const std::vector<LogLine>& expected,
                const std::string& what) {
-    Thinning thinning(usualStep);
+    Sampler sampler = sampleEvery(usualStep);
     Tally tally;
-    for (const Casting& casting : castings()) {
-        const std::size_t size = sizeOfHandshake(casting, false);
+    for (const ConnectionSetup& setup : setups()) {
+        const std::size_t size = sizeOfHandshake(setup, false);
         for (std::size_t k = 0; k < size; ++k) {
-            if (!thinning.takesNext()) {
+            if (!sampler.selectsNext()) {
                 continue;
             }
-            Scene scene(casting, {.cutBehind = k, .farewell = farewell});
-            if (!scene.cutReached()) {
-                EXPECT_TRUE(scene.established()) << casting.describe();
+            TamperedConnection connection(setup, {.cutAfter = k, .ending = ending});
+            if (!connection.cutReached()) {
+                EXPECT_TRUE(connection.established()) << setup.describe();
                 continue;
             }
-            tally.note(faultOfFailedHandshake(scene, expected),
-                       casting.describe() + ", behind " + std::to_string(k));
+            tally.note(faultOfFailedHandshake(connection, expected),
+                       setup.describe() + ", after " + std::to_string(k));
         }
     }
-    tally.tell(row, what);
+    tally.report(row, what);
 }
 
-TEST(HandshakeCut, closedBehindAnyByteOfThePeerEndsIt) {
-    sweepCuts(Farewell::close, 11, linesOfClosedHandshake(), "closed behind the peer's bytes");
+TEST(HandshakeCut, closingAfterAnyByteOfThePeerEndsTheHandshake) {
+    sweepCuts(Ending::close, 11, linesOfClosedHandshake(), "closed after the peer's bytes");
 }
 
-TEST(HandshakeCut, resetBehindAnyByteOfThePeerEndsIt) {
+TEST(HandshakeCut, resetAfterAnyByteOfThePeerEndsTheHandshake) {
     VEXASSL_NEEDS_ABILITY(Ability::tellResets);
-    sweepCuts(Farewell::reset, 11, linesOfFailedReceive(WSAECONNRESET),
-              "reset behind the peer's bytes");
+    sweepCuts(Ending::reset, 11, linesOfFailedReceive(WSAECONNRESET),
+              "reset after the peer's bytes");
 }
 
-TEST(HandshakeCut, silenceBehindAnyByteOfThePeerEndsItAtTheReceiveTimeOut) {
-    sweepCuts(Farewell::silence, 17, linesOfFailedReceive(WSAETIMEDOUT),
-              "silent behind the peer's bytes");
+TEST(HandshakeCut, silenceAfterAnyByteOfThePeerTimesOut) {
+    sweepCuts(Ending::silence, 17, linesOfFailedReceive(WSAETIMEDOUT),
+              "silent after the peer's bytes");
 }
 
-TEST(HandshakeCut, aResetBehindAnyByteThatWeSendEndsIt) {
+TEST(HandshakeCut, resetAfterAnyByteSentEndsTheHandshake) {
     VEXASSL_NEEDS_ABILITY(Ability::tellResets);
-    Thinning thinning(13);
+    Sampler sampler = sampleEvery(13);
     Tally tally;
-    for (const Casting& casting : castings()) {
-        const std::size_t size = sizeOfHandshake(casting, true);
+    for (const ConnectionSetup& setup : setups()) {
+        const std::size_t size = sizeOfHandshake(setup, true);
         for (std::size_t k = 0; k < size; ++k) {
-            if (!thinning.takesNext()) {
+            if (!sampler.selectsNext()) {
                 continue;
             }
-            Scene scene(casting, {.cutBehindSent = k});
-            if (!scene.wire.isOver()) {
-                EXPECT_TRUE(scene.established()) << casting.describe();
+            TamperedConnection connection(setup, {.resetAfterSent = k});
+            if (!connection.wire.isOver()) {
+                EXPECT_TRUE(connection.established()) << setup.describe();
                 continue;
             }
-            tally.note(faultOfFailedHandshake(scene, linesOfFailedSend(WSAECONNRESET)),
-                       casting.describe() + ", behind " + std::to_string(k) + " sent");
+            tally.note(faultOfFailedHandshake(connection, linesOfFailedSend(WSAECONNRESET)),
+                       setup.describe() + ", after " + std::to_string(k) + " sent");
         }
     }
-    tally.tell(row, "reset behind the bytes that we send");
+    tally.report(row, "reset after the bytes that we send");
 }
 
-// A reset connection can't be shut down any more, which is told at Debug.
-TEST(HandshakeCut, resetLeavesALineOfTheFailedShutdown) {
+// A reset connection cannot be shut down; the failure is logged at Debug.
+TEST(HandshakeCut, resetLogsTheFailedShutdown) {
     VEXASSL_NEEDS_ABILITY(Ability::tellResets);
-    Scene reset({.asServer = true}, {.cutBehind = 10, .farewell = Farewell::reset});
-    Scene closed({.asServer = true}, {.cutBehind = 10, .farewell = Farewell::close});
+    TamperedConnection reset({.asServer = true}, {.cutAfter = 10, .ending = Ending::reset});
+    TamperedConnection closed({.asServer = true}, {.cutAfter = 10, .ending = Ending::close});
     const std::wstring code = std::to_wstring(WSAENOTCONN);
     EXPECT_EQ(reset.log.linesWith(L"::shutdown failed with " + code + L" (").size(), 1U);
     EXPECT_EQ(closed.log.linesWith(L"::shutdown").size(), 0U);

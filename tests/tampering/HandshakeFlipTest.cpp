@@ -1,5 +1,5 @@
-// Handshakes with one byte changed on its way, in either direction. An end that is through holds
-// the same to be agreed as the other one, or it stands alone and gets nothing.
+// Handshakes with one byte changed in transit, in either direction. Two ends that complete the
+// handshake agree on all parameters; an end that completes it alone exchanges no data.
 #include "VexaSsl/TextConversion.h"
 #include "tampering/HandshakeLines.h"
 #include "tampering/Paths.h"
@@ -24,107 +24,111 @@ std::vector<bool> mutualOrNot() {
 
 class HandshakeFlip : public ::testing::Test {
 protected:
-    // Both ends are through: nothing but the version in a record's header may have been changed,
-    // which nobody looks at before keys are agreed.
-    std::string faultOfAgreement(Scene& scene) {
-        if (scene.agreement() != scene.counterpart.agreement()) {
+    // Both ends completed the handshake: only the version in a record's header may have changed,
+    // which is not authenticated before the keys are agreed.
+    std::string faultOfAgreement(TamperedConnection& connection) {
+        if (connection.agreement() != connection.counterpart.agreement()) {
             ++divided;
-            return "the ends hold different things to be agreed";
+            return "the ends agreed on different parameters";
         }
-        if (scene.placeInRecord() != 1 && scene.placeInRecord() != 2) {
-            return "byte " + std::to_string(scene.placeInRecord()) + " of a record goes unnoticed";
+        if (connection.placeInRecord() != 1 && connection.placeInRecord() != 2) {
+            return "byte " + std::to_string(connection.placeInRecord()) +
+                   " of a record goes unnoticed";
         }
         ++harmless;
-        return faultOfConversation(scene);
+        return faultOfDataExchange(connection);
     }
 
-    static std::string faultOfConversation(Scene& scene) {
-        scene.deliver({scene.record("towards us")});
-        const bool heard = receiveOnce(scene, 100).text == "towards us";
-        const bool said = scene.send("from us") == 7 && scene.heardByCounterpart() == "from us";
-        return heard && said ? "" : "what is said isn't heard";
+    static std::string faultOfDataExchange(TamperedConnection& connection) {
+        connection.deliver({connection.record("towards us")});
+        const bool received = receiveOnce(connection, 100).text == "towards us";
+        const bool sent =
+            connection.send("from us") == 7 && connection.receivedByCounterpart() == "from us";
+        return received && sent ? "" : "data does not arrive";
     }
 
-    // Only our end is through: that of a server whose last flight was spoiled.
-    std::string faultOfLonelyEnd(Scene& scene, const Flip& flip) {
-        ++lonely;
-        if (!scene.cast().asServer || !flip.fromStack) {
-            return "only the side under test is through";
+    // Only our end completed the handshake: a server whose last flight was changed.
+    std::string faultOfOneSidedEnd(TamperedConnection& connection, const Flip& flip) {
+        ++oneSided;
+        if (!connection.connectionSetup().asServer || !flip.fromStack) {
+            return "only the side under test completed the handshake";
         }
-        scene.send("into the void");
-        const std::string passedOn = scene.heardByCounterpart();
-        scene.deliver({});
-        const std::string heard = receiveOnce(scene, 100).text;
-        tally.accept(heard.size() + passedOn.size());
-        return heard.empty() && passedOn.empty() ? "" : "plaintext behind a spoiled handshake";
+        connection.send("into the void");
+        const std::string passedOn = connection.receivedByCounterpart();
+        connection.deliver({});
+        const std::string received = receiveOnce(connection, 100).text;
+        tally.accept(received.size() + passedOn.size());
+        return received.empty() && passedOn.empty() ? "" : "plaintext after a changed handshake";
     }
 
-    void tryFlip(const Casting& casting, const Flip& flip) {
-        Scene scene(casting, {.flip = flip});
-        if (!scene.flipReached()) {
-            EXPECT_TRUE(scene.established()) << casting.describe();
+    void tryFlip(const ConnectionSetup& setup, const Flip& flip) {
+        TamperedConnection connection(setup, {.flip = flip});
+        if (!connection.flipReached()) {
+            EXPECT_TRUE(connection.established()) << setup.describe();
             return;
         }
         std::string fault;
-        if (!scene.established()) {
-            fault = faultOfRefusedHandshake(scene);
-        } else if (scene.counterpart.established()) {
-            fault = faultOfAgreement(scene);
+        if (!connection.established()) {
+            fault = faultOfRefusedHandshake(connection);
+        } else if (connection.counterpart.established()) {
+            fault = faultOfAgreement(connection);
         } else {
-            fault = faultOfLonelyEnd(scene, flip);
+            fault = faultOfOneSidedEnd(connection, flip);
         }
-        tally.note(fault, casting.describe() + ", byte " + std::to_string(flip.at) +
+        tally.note(fault, setup.describe() + ", byte " + std::to_string(flip.at) +
                               (flip.fromStack ? " from us" : " towards us") + " changed by " +
                               std::to_string(flip.pattern));
     }
 
     Tally tally;
     std::size_t harmless = 0;
-    std::size_t lonely = 0;
+    std::size_t oneSided = 0;
     std::size_t divided = 0;
 };
 
-TEST_F(HandshakeFlip, anyChangedByteEndsItOrChangesNothing) {
-    Thinning thinning(19);
+TEST_F(HandshakeFlip, changedByteEndsTheHandshakeOrChangesNothing) {
+    Sampler sampler = sampleEvery(19);
     for (const bool mutual : mutualOrNot()) {
         for (const bool asServer : {true, false}) {
-            const Casting casting{.asServer = asServer, .mutual = mutual, .suite = ""};
+            const ConnectionSetup setup{.asServer = asServer, .mutual = mutual, .suite = ""};
             for (const bool fromStack : {false, true}) {
                 const std::size_t size =
-                    Scene(casting).original(fromStack).size() + signatureVariance;
+                    TamperedConnection(setup).original(fromStack).size() + signatureVariance;
                 for (std::size_t at = 0; at < size; ++at) {
                     for (const unsigned char pattern : patterns) {
-                        if (thinning.takesNext()) {
-                            tryFlip(casting, {fromStack, at, pattern});
+                        if (sampler.selectsNext()) {
+                            tryFlip(setup, {fromStack, at, pattern});
                         }
                     }
                 }
             }
         }
     }
-    tally.tell(row, mutualOrNot().size() == 2
-                        ? "both directions, both roles, with and without mutual authentication"
-                        : "both directions, both roles");
+    tally.report(row, mutualOrNot().size() == 2
+                          ? "both directions, both roles, with and without mutual authentication"
+                          : "both directions, both roles");
     reportFigure(row, "of these " + std::to_string(harmless) +
                           " changed a version in a record's header and nothing else, " +
-                          std::to_string(lonely) + " left our server alone, " +
+                          std::to_string(oneSided) + " left our server alone, " +
                           std::to_string(divided) + " gave both ends different parameters");
 }
 
-// What an end would see if the sweep's comparison were blind.
-TEST_F(HandshakeFlip, anUnchangedHandshakeIsAgreedUponByBothEnds) {
+// The comparison of the sweep sees every parameter.
+TEST_F(HandshakeFlip, bothEndsAgreeAfterUnchangedHandshake) {
     for (const std::string& suite : allSuites()) {
         for (const bool asServer : {true, false}) {
             for (const bool mutual : mutualOrNot()) {
-                Scene scene({.asServer = asServer, .mutual = mutual, .suite = suite});
-                ASSERT_TRUE(scene.established()) << scene.cast().describe();
-                const Agreement agreed = scene.agreement();
-                EXPECT_EQ(agreed, scene.counterpart.agreement()) << scene.cast().describe();
+                TamperedConnection connection(
+                    {.asServer = asServer, .mutual = mutual, .suite = suite});
+                ASSERT_TRUE(connection.established()) << connection.connectionSetup().describe();
+                const Agreement agreed = connection.agreement();
+                EXPECT_EQ(agreed, connection.counterpart.agreement())
+                    << connection.connectionSetup().describe();
                 EXPECT_EQ(agreed.version, 0x0303U);
-                EXPECT_EQ(agreed.suite != 0, packageHabits().numbersSuites);
+                EXPECT_EQ(agreed.suite != 0, packageBehaviour().reportsCipherSuites);
                 EXPECT_FALSE(agreed.serverCertificate.empty());
                 EXPECT_EQ(agreed.clientCertificate.empty(), !mutual);
-                EXPECT_EQ(faultOfConversation(scene), "");
+                EXPECT_EQ(faultOfDataExchange(connection), "");
             }
         }
     }

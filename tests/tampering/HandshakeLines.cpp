@@ -21,36 +21,36 @@ std::string listed(const std::vector<LogLine>& lines) {
     return text;
 }
 
-// How many bytes the log says to have come.
-std::size_t toldAsReceived(const Scene& scene) {
+// The number of bytes received according to the log.
+std::size_t bytesLoggedAsReceived(const TamperedConnection& connection) {
     const std::wstring start = L"received [";
     std::size_t sum = 0;
-    for (const LogLine& line : scene.log.linesWith(start)) {
+    for (const LogLine& line : connection.log.linesWith(start)) {
         sum += std::stoul(line.text.substr(start.size()));
     }
     return sum;
 }
 
-// What is wrong beside the lines from Info upwards.
-std::string faultBesideLines(Scene& scene) {
-    if (scene.established()) {
-        return "the handshake is through";
+// Describes what is wrong except for the lines from Info upwards.
+std::string faultOutsideLines(TamperedConnection& connection) {
+    if (connection.established()) {
+        return "the handshake succeeded";
     }
-    if (toldAsReceived(scene) != scene.wire.taken()) {
-        return "the log tells of " + std::to_string(toldAsReceived(scene)) + " bytes received of " +
-               std::to_string(scene.wire.taken());
+    if (bytesLoggedAsReceived(connection) != connection.wire.taken()) {
+        return "the log has " + std::to_string(bytesLoggedAsReceived(connection)) +
+               " bytes received of " + std::to_string(connection.wire.taken());
     }
-    // A switch to encryption that fails sets no error code and leaves the socket to the host.
-    if (scene.cast().upgraded) {
+    // A failed startOtls sets no error code and leaves the socket to the host.
+    if (connection.connectionSetup().upgraded) {
         return "";
     }
-    if (scene.error != WSAECONNABORTED) {
-        return "the last error is " + std::to_string(scene.error);
+    if (connection.error != WSAECONNABORTED) {
+        return "the last error is " + std::to_string(connection.error);
     }
-    return isShutForSending(scene.socket()) ? "" : "the socket isn't shut down";
+    return isShutForSending(connection.socket()) ? "" : "the socket isn't shut down";
 }
 
-// All failures of the security package's handshake calls that have no meaning of their own.
+// Whether the line is a failure of a handshake call with any of the usual statuses.
 bool isRefusal(const LogLine& line, const std::wstring& call) {
     constexpr std::array<SECURITY_STATUS, 16> refusals = {
         SEC_E_ILLEGAL_MESSAGE,    SEC_E_DECRYPT_FAILURE,      SEC_E_MESSAGE_ALTERED,
@@ -64,7 +64,7 @@ bool isRefusal(const LogLine& line, const std::wstring& call) {
     });
 }
 
-// What a client adds when a changed name in the certificate is what is noticed first.
+// The additional lines of a client that detects the change as a wrong name in the certificate.
 std::vector<LogLine> linesOfWrongName() {
     return {info(L"InitializeSecurityContext failed with [SEC_E_WRONG_PRINCIPAL]. Probable cause: "
                  L"None of the names on the certificate that the server supplied to us match the "
@@ -87,29 +87,31 @@ std::vector<LogLine> linesOfFailedSend(DWORD code) {
     return {failedCall(L"::send (during negotiation)", code), error(prefix + L"can't send")};
 }
 
-std::string faultOfFailedHandshake(Scene& scene, const std::vector<LogLine>& expected) {
-    const std::vector<LogLine> lines = scene.log.linesFrom(Severity::Info);
-    return lines == expected ? faultBesideLines(scene) : "unexpected lines:" + listed(lines);
+std::string faultOfFailedHandshake(TamperedConnection& connection,
+                                   const std::vector<LogLine>& expected) {
+    const std::vector<LogLine> lines = connection.log.linesFrom(Severity::Info);
+    return lines == expected ? faultOutsideLines(connection) : "unexpected lines:" + listed(lines);
 }
 
-std::string faultOfRefusedHandshake(Scene& scene) {
-    const std::vector<LogLine> lines = scene.log.linesFrom(Severity::Info);
+std::string faultOfRefusedHandshake(TamperedConnection& connection) {
+    const std::vector<LogLine> lines = connection.log.linesFrom(Severity::Info);
     if (lines == linesOfClosedHandshake()) {
-        return faultBesideLines(scene);
+        return faultOutsideLines(connection);
     }
-    const std::wstring call =
-        scene.cast().asServer ? L"AcceptSecurityContext" : L"InitializeSecurityContext";
-    std::vector<LogLine> behind;
+    const std::wstring call = connection.connectionSetup().asServer ? L"AcceptSecurityContext"
+                                                                    : L"InitializeSecurityContext";
+    std::vector<LogLine> following;
     if (!lines.empty() && lines[0] == failedCall(call, static_cast<DWORD>(SEC_E_WRONG_PRINCIPAL))) {
-        behind = linesOfWrongName();
+        following = linesOfWrongName();
     }
-    behind.push_back(
+    following.push_back(
         warning(L"An encrypted connection could not be successfully initialised on socket [" +
-                std::to_wstring(scene.socket()) + L"]. Aborting"));
-    behind.push_back(error(prefix + call + L" failed"));
-    const bool refused = !lines.empty() && isRefusal(lines[0], call) &&
-                         std::equal(behind.begin(), behind.end(), lines.begin() + 1, lines.end());
-    return refused ? faultBesideLines(scene) : "unexpected lines:" + listed(lines);
+                std::to_wstring(connection.socket()) + L"]. Aborting"));
+    following.push_back(error(prefix + call + L" failed"));
+    const bool refused =
+        !lines.empty() && isRefusal(lines[0], call) &&
+        std::equal(following.begin(), following.end(), lines.begin() + 1, lines.end());
+    return refused ? faultOutsideLines(connection) : "unexpected lines:" + listed(lines);
 }
 
 } // namespace VexaSsl::test

@@ -1,22 +1,23 @@
-// The lines that a failed handshake leaves in the log, letter by letter.
+// The exact log lines of a failed handshake.
 #pragma once
 
-#include "tampering/Scene.h"
+#include "tampering/TamperedConnection.h"
 
 #include <string>
 #include <vector>
 
 namespace VexaSsl::test {
 
-// From Info upwards: the peer closed, or a receive or send failed with the code.
+// The lines from Info upwards if the peer closed, or if a receive or send failed with the code.
 std::vector<LogLine> linesOfClosedHandshake();
 std::vector<LogLine> linesOfFailedReceive(DWORD code);
 std::vector<LogLine> linesOfFailedSend(DWORD code);
 
-// What is wrong with the end of a handshake that failed, given the lines from Info upwards; empty
-// when result, last error, socket and lines are as documented.
-std::string faultOfFailedHandshake(Scene& scene, const std::vector<LogLine>& expected);
-// The same where either the peer closed or the security package refused what came.
-std::string faultOfRefusedHandshake(Scene& scene);
+// Describes what is wrong with a failed handshake, given the expected lines from Info upwards;
+// empty if result, last error, socket and lines are as documented.
+std::string faultOfFailedHandshake(TamperedConnection& connection,
+                                   const std::vector<LogLine>& expected);
+// The same for a handshake that the peer closed or the security package refused.
+std::string faultOfRefusedHandshake(TamperedConnection& connection);
 
 } // namespace VexaSsl::test

@@ -6,95 +6,96 @@ namespace VexaSsl::test {
 
 namespace {
 
-// In no text of the tests.
+// Occurs in no text of the tests.
 constexpr char untouched = '\x7f';
 
-// What stands behind the first count bytes, from the first to the last that isn't as it was.
-std::string touchedBehind(const std::string& buffer, std::size_t count) {
+// The changed bytes after the first count bytes.
+std::string touchedAfter(const std::string& buffer, std::size_t count) {
     const std::size_t first = buffer.find_first_not_of(untouched, count);
     const std::size_t last = buffer.find_last_not_of(untouched);
     return first == std::string::npos ? "" : buffer.substr(first, last + 1 - first);
 }
 
-void add(Heard& all, const Heard& more) {
+void add(ReceivedData& all, const ReceivedData& more) {
     all.text += more.text;
     all.beyond += more.beyond;
     all.ends.insert(all.ends.end(), more.ends.begin(), more.ends.end());
 }
 
 template <typename Receive>
-Heard untilThirdEnd(Scene& scene, Receive receive) {
-    Heard all;
+ReceivedData untilThirdEnd(TamperedConnection& connection, Receive receive) {
+    ReceivedData all;
     for (int ends = 0; ends < 3;) {
-        const Heard more = receive();
-        ends += !more.ends.empty() && scene.wire.isOver() ? 1 : 0;
+        const ReceivedData more = receive();
+        ends += !more.ends.empty() && connection.wire.isOver() ? 1 : 0;
         add(all, more);
     }
     return all;
 }
 
-constexpr std::size_t plenty = 3000;
+constexpr std::size_t largeSize = 3000;
 
-Heard hearBlocking(Scene& scene) {
-    return untilThirdEnd(scene, [&] { return receiveOnce(scene, plenty); });
+ReceivedData receiveBlocking(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] { return receiveOnce(connection, largeSize); });
 }
 
-Heard hearInSmallPieces(Scene& scene) {
-    return untilThirdEnd(scene, [&] { return receiveOnce(scene, 7); });
+ReceivedData receiveInSmallPieces(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] { return receiveOnce(connection, 7); });
 }
 
-Heard hearWaitingForAll(Scene& scene) {
-    return untilThirdEnd(scene, [&] { return receiveOnce(scene, plenty, msgWaitAll); });
+ReceivedData receiveWaitingForAll(TamperedConnection& connection) {
+    return untilThirdEnd(connection,
+                         [&] { return receiveOnce(connection, largeSize, msgWaitAll); });
 }
 
-// Looks at one byte, which a peek gives from one record, and takes it when it is the same.
-Heard hearPeeking(Scene& scene) {
-    return untilThirdEnd(scene, [&] {
-        const Heard peeked = receiveOnce(scene, 1, msgPeek);
+// Peeks at one byte, then receives it and compares.
+ReceivedData receivePeeking(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] {
+        const ReceivedData peeked = receiveOnce(connection, 1, msgPeek);
         if (peeked.text.empty()) {
             return peeked;
         }
-        Heard taken = receiveOnce(scene, 1);
+        ReceivedData taken = receiveOnce(connection, 1);
         taken.beyond += taken.text == peeked.text ? "" : peeked.text;
         return taken;
     });
 }
 
-Heard hearWhenReadable(Scene& scene) {
-    return untilThirdEnd(scene, [&] {
+ReceivedData receiveWhenReadable(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] {
         fd_set set{};
-        platform::socketSetAdd(scene.socket(), set);
+        platform::socketSetAdd(connection.socket(), set);
         const timeval limit{patienceSeconds, 0};
-        const int ready = scene.stack().select(0, &set, nullptr, nullptr, &limit);
-        return ready == 1 ? receiveOnce(scene, plenty) : Heard{.ends = {ready}};
+        const int ready = connection.stack().select(0, &set, nullptr, nullptr, &limit);
+        return ready == 1 ? receiveOnce(connection, largeSize) : ReceivedData{.ends = {ready}};
     });
 }
 
-Heard hearOverlapped(Scene& scene) {
-    return untilThirdEnd(scene, [&] { return completeOnce(scene, {plenty}); });
+ReceivedData receiveOverlapped(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] { return completeOnce(connection, {largeSize}); });
 }
 
-Heard hearOverlappedInTwoBuffers(Scene& scene) {
-    return untilThirdEnd(scene, [&] { return completeOnce(scene, {5, plenty}); });
+ReceivedData receiveOverlappedInTwoBuffers(TamperedConnection& connection) {
+    return untilThirdEnd(connection, [&] { return completeOnce(connection, {5, largeSize}); });
 }
 
 } // namespace
 
-Heard receiveOnce(Scene& scene, std::size_t size, int flags) {
+ReceivedData receiveOnce(TamperedConnection& connection, std::size_t size, int flags) {
     std::string buffer(size, untouched);
     const int count =
-        scene.stack().recv(scene.socket(), buffer.data(), static_cast<int>(size), flags);
+        connection.stack().recv(connection.socket(), buffer.data(), static_cast<int>(size), flags);
     const std::size_t got = static_cast<std::size_t>(std::max(count, 0));
-    Heard heard{.text = buffer.substr(0, got), .beyond = touchedBehind(buffer, got)};
+    ReceivedData received{.text = buffer.substr(0, got), .beyond = touchedAfter(buffer, got)};
     if (count <= 0) {
-        heard.ends.push_back(count);
+        received.ends.push_back(count);
     }
-    return heard;
+    return received;
 }
 
-// The end of a completion that brought nothing from the wire is the end of the stream; one that
-// brought less than a record is none.
-Heard completeOnce(Scene& scene, const std::vector<std::size_t>& sizes) {
+// A completion without bytes from the wire is the end of the stream; one with less than a record
+// isn't.
+ReceivedData completeOnce(TamperedConnection& connection, const std::vector<std::size_t>& sizes) {
     std::vector<std::string> places;
     std::vector<WSABUF> buffers;
     places.reserve(sizes.size());
@@ -105,48 +106,48 @@ Heard completeOnce(Scene& scene, const std::vector<std::size_t>& sizes) {
     Overlapped overlapped;
     DWORD count = 0;
     DWORD flags = 0;
-    const int posted =
-        scene.stack().WSARecv(scene.socket(), buffers.data(), static_cast<DWORD>(buffers.size()),
-                              &count, &flags, overlapped.get(), nullptr);
+    const int posted = connection.stack().WSARecv(connection.socket(), buffers.data(),
+                                                  static_cast<DWORD>(buffers.size()), &count,
+                                                  &flags, overlapped.get(), nullptr);
     if (posted != 0 && platform::WSAGetLastError() != WSA_IO_PENDING) {
         return {.ends = {posted}};
     }
-    const bool done = overlapped.wait(scene.socket(), count);
+    const bool done = overlapped.wait(connection.socket(), count);
     const DWORD wireBytes = done ? count : 0;
-    scene.wire.noteTaken(wireBytes);
+    connection.wire.noteTaken(wireBytes);
     count = wireBytes;
-    const int status = scene.stack().completeWSARecv(0, &count, nullptr);
-    Heard heard;
+    const int status = connection.stack().completeWSARecv(0, &count, nullptr);
+    ReceivedData received;
     std::size_t left = count;
     for (const std::string& place : places) {
         const std::size_t got = std::min(left, place.size());
-        heard.text += place.substr(0, got);
-        heard.beyond += touchedBehind(place, got);
+        received.text += place.substr(0, got);
+        received.beyond += touchedAfter(place, got);
         left -= got;
     }
     if (!done || status != 0 || (wireBytes == 0 && count == 0)) {
-        heard.ends.push_back(done ? status : SOCKET_ERROR);
+        received.ends.push_back(done ? status : SOCKET_ERROR);
     }
-    return heard;
+    return received;
 }
 
 const std::vector<Path>& allPaths() {
     static const std::vector<Path> paths = {
-        {.name = "recv", .hear = hearBlocking, .endsAtTimeOut = true},
-        {.name = "recv in pieces", .hear = hearInSmallPieces, .endsAtTimeOut = true},
+        {.name = "recv", .receive = receiveBlocking, .endsAtTimeOut = true},
+        {.name = "recv in pieces", .receive = receiveInSmallPieces, .endsAtTimeOut = true},
         {.name = "recv of all",
-         .hear = hearWaitingForAll,
+         .receive = receiveWaitingForAll,
          .endsAtTimeOut = true,
          .waitsForAll = true},
-        {.name = "peek and recv", .hear = hearPeeking, .endsAtTimeOut = true},
-        {.name = "select and recv", .hear = hearWhenReadable},
-        {.name = "WSARecv", .hear = hearOverlapped, .overlapped = true},
+        {.name = "peek and recv", .receive = receivePeeking, .endsAtTimeOut = true},
+        {.name = "select and recv", .receive = receiveWhenReadable},
+        {.name = "WSARecv", .receive = receiveOverlapped, .overlapped = true},
         {.name = "WSARecv in two buffers",
-         .hear = hearOverlappedInTwoBuffers,
+         .receive = receiveOverlappedInTwoBuffers,
          .overlapped = true,
          .severalBuffers = true},
-        {.name = "recv behind an upgrade",
-         .hear = hearBlocking,
+        {.name = "recv after an upgrade",
+         .receive = receiveBlocking,
          .upgraded = true,
          .endsAtTimeOut = true},
     };

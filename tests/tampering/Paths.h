@@ -1,41 +1,41 @@
-// The ways in which a host can receive, each as one function that reads until nothing more comes.
+// The receiving operations of a host, each as a function that reads to the end of the stream.
 #pragma once
 
-#include "tampering/Scene.h"
+#include "tampering/TamperedConnection.h"
 
 #include <string>
 #include <vector>
 
 namespace VexaSsl::test {
 
-// What a host has got by then.
-struct Heard {
+// What a host has received.
+struct ReceivedData {
     std::string text = {};
-    // Results below 1, in their order: 0 or SOCKET_ERROR, or a failing status of a completion.
+    // Results below 1 in order: 0, SOCKET_ERROR, or the failing status of a completion.
     std::vector<int> ends = {};
-    // Bytes of a buffer beyond the result that are not as they were.
+    // Changed bytes of a buffer beyond the result.
     std::string beyond = {};
 };
 
 struct Path {
     const char* name;
-    Heard (*hear)(Scene&);
+    ReceivedData (*receive)(TamperedConnection&);
     bool upgraded = false;
     bool overlapped = false;
-    // A receive time-out of the socket ends its waits.
+    // The socket's receive time-out applies.
     bool endsAtTimeOut = false;
-    // A spoiled record takes along what the same completion had put into earlier buffers.
+    // A failure loses the bytes that the same completion put into earlier buffers.
     bool severalBuffers = false;
-    // A failed read takes along what the same call had put into the buffer.
+    // A failed read loses the bytes that the same call put into the buffer.
     bool waitsForAll = false;
 };
 
-// Each goes on behind failures as a stubborn host would, until the third end behind the farewell.
+// Each continues after failures until the third end since the counterpart's ending.
 const std::vector<Path>& allPaths();
 
-// One recv, and what it left in the buffer.
-Heard receiveOnce(Scene& scene, std::size_t size, int flags = 0);
-// One overlapped receive into buffers of these sizes, and its completion.
-Heard completeOnce(Scene& scene, const std::vector<std::size_t>& sizes);
+// Calls recv once.
+ReceivedData receiveOnce(TamperedConnection& connection, std::size_t size, int flags = 0);
+// Makes one overlapped receive into buffers of these sizes and completes it.
+ReceivedData completeOnce(TamperedConnection& connection, const std::vector<std::size_t>& sizes);
 
 } // namespace VexaSsl::test

@@ -11,26 +11,26 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr std::array<SECURITY_STATUS, 4> spoiledStatuses = {
+constexpr std::array<SECURITY_STATUS, 4> failureStatuses = {
     SEC_E_MESSAGE_ALTERED, SEC_E_DECRYPT_FAILURE, SEC_E_ILLEGAL_MESSAGE, SEC_E_INTERNAL_ERROR};
 
-// The line of a failed decryption; exactly that of an altered message if so wanted.
-bool tellsOfSpoiledRecord(const LogLine& line, bool altered) {
-    const auto tells = [&](SECURITY_STATUS status) {
+// Whether the line is a failed decryption; if altered, with the status of an altered message.
+bool isFailedDecryption(const LogLine& line, bool altered) {
+    const auto hasStatus = [&](SECURITY_STATUS status) {
         return line == failedCall(L"DecryptMessage", static_cast<DWORD>(status));
     };
-    return altered ? tells(packageHabits().altered)
-                   : std::any_of(spoiledStatuses.begin(), spoiledStatuses.end(), tells);
+    return altered ? hasStatus(packageBehaviour().altered)
+                   : std::any_of(failureStatuses.begin(), failureStatuses.end(), hasStatus);
 }
 
-// To what begins with a record's header.
-Reaction reactionTo(const Bytes& spoiled) {
+// alteredRecord begins with a record's header.
+Reaction reactionTo(const Bytes& alteredRecord) {
     constexpr std::size_t longest = 16384 + 2048;
-    const std::size_t payload = static_cast<std::size_t>(spoiled[3]) << 8 | spoiled[4];
-    const bool isTls =
-        spoiled[0] >= 20 && spoiled[0] <= 23 && spoiled[1] == 3 && payload <= longest;
-    const bool passes = isTls || !packageHabits().judgesHeaders;
-    return passes && 5 + payload <= spoiled.size() ? Reaction::line : Reaction::nothing;
+    const std::size_t payload = static_cast<std::size_t>(alteredRecord[3]) << 8 | alteredRecord[4];
+    const bool isTls = alteredRecord[0] >= 20 && alteredRecord[0] <= 23 && alteredRecord[1] == 3 &&
+                       payload <= longest;
+    const bool passes = isTls || !packageBehaviour().checksHeaders;
+    return passes && 5 + payload <= alteredRecord.size() ? Reaction::line : Reaction::nothing;
 }
 
 } // namespace
@@ -47,21 +47,21 @@ std::string textOfFirst(std::size_t count) {
     return text;
 }
 
-std::vector<Bytes> makeStream(Scene& scene, std::size_t length) {
+std::vector<Bytes> makeStream(TamperedConnection& connection, std::size_t length) {
     std::vector<Bytes> records;
     for (std::size_t i = 0; i < length; ++i) {
-        records.push_back(scene.record(textOfRecord(i)));
+        records.push_back(connection.record(textOfRecord(i)));
     }
     return records;
 }
 
-// Asked once a suite.
-std::size_t sizeOfRecord(const Casting& casting) {
+// Determined once per cipher suite.
+std::size_t sizeOfRecord(const ConnectionSetup& setup) {
     static std::map<std::string, std::size_t> sizes;
-    std::size_t& size = sizes[casting.suite];
+    std::size_t& size = sizes[setup.suite];
     if (size == 0) {
-        Scene scene(casting);
-        size = scene.record(textOfRecord(0)).size();
+        TamperedConnection connection(setup);
+        size = connection.record(textOfRecord(0)).size();
     }
     return size;
 }
@@ -91,50 +91,51 @@ std::vector<Bytes> RecordStream::portioned(const std::vector<Bytes>& records) {
     return pieces;
 }
 
-void RecordStream::judge(Scene& scene, const Path& path, const std::vector<Bytes>& sent,
-                         std::size_t good, const std::string& place, bool altered) {
+void RecordStream::deliverAndCheck(TamperedConnection& connection, const Path& path,
+                                   const std::vector<Bytes>& sent, std::size_t good,
+                                   const std::string& place, bool altered) {
     const Bytes rest = joined({sent.begin() + static_cast<std::ptrdiff_t>(good), sent.end()});
-    scene.deliver(portioned(sent));
-    const Heard heard = path.hear(scene);
-    std::string fault = faultOfText(heard, path, textOfFirst(good));
+    connection.deliver(portioned(sent));
+    const ReceivedData received = path.receive(connection);
+    std::string fault = faultOfText(received, path, textOfFirst(good));
     if (fault.empty()) {
-        fault =
-            faultOfLines(scene, path, rest.empty() ? Reaction::nothing : reactionTo(rest), altered);
+        fault = faultOfLines(connection, path, rest.empty() ? Reaction::nothing : reactionTo(rest),
+                             altered);
     }
     tally.note(fault, place);
 }
 
-std::string RecordStream::faultOfText(const Heard& heard, const Path& path,
+std::string RecordStream::faultOfText(const ReceivedData& received, const Path& path,
                                       const std::string& good) {
-    const std::string description = "text [" + heard.text + "] beyond [" + heard.beyond + "]";
+    const std::string description = "text [" + received.text + "] beyond [" + received.beyond + "]";
     if (path.severalBuffers) {
-        // A completion that fails doesn't count what its first buffer has got.
+        // A failed completion doesn't count the bytes in its first buffer.
         const bool isPart =
-            good.ends_with(heard.text) && good.find(heard.beyond) != std::string::npos;
-        tally.accept(isPart ? 0 : heard.text.size() + heard.beyond.size());
+            good.ends_with(received.text) && good.find(received.beyond) != std::string::npos;
+        tally.accept(isPart ? 0 : received.text.size() + received.beyond.size());
         return isPart ? "" : description;
     }
-    tally.accept(good.starts_with(heard.text) ? heard.beyond.size()
-                                              : heard.text.size() + heard.beyond.size());
-    return heard.text == good && heard.beyond.empty() ? "" : description;
+    tally.accept(good.starts_with(received.text) ? received.beyond.size()
+                                                 : received.text.size() + received.beyond.size());
+    return received.text == good && received.beyond.empty() ? "" : description;
 }
 
-std::string RecordStream::faultOfLines(const Scene& scene, const Path& path, Reaction reaction,
-                                       bool altered) {
+std::string RecordStream::faultOfLines(const TamperedConnection& connection, const Path& path,
+                                       Reaction reaction, bool altered) {
     const LogLine tooFewBytes =
         warning(L"::WSARecv completed asynchronously, but there were too few bytes transferred [0] "
                 L"to decrypt even a single crypto message");
-    std::size_t told = 0;
-    for (const LogLine& line : scene.log.linesFrom(Severity::Warning)) {
-        if (tellsOfSpoiledRecord(line, altered)) {
-            ++told;
+    std::size_t failures = 0;
+    for (const LogLine& line : connection.log.linesFrom(Severity::Warning)) {
+        if (isFailedDecryption(line, altered)) {
+            ++failures;
         } else if (!path.overlapped || !(line == tooFewBytes)) {
             return "unexpected line: " + convertWideToNarrow(line.text);
         }
     }
-    return (told > 0) == (reaction == Reaction::line)
+    return (failures > 0) == (reaction == Reaction::line)
                ? ""
-               : std::to_string(told) + " lines of a failed decryption";
+               : std::to_string(failures) + " lines of a failed decryption";
 }
 
 } // namespace VexaSsl::test

@@ -1,5 +1,4 @@
-// A stream of ten small records on its way to a stack, and the judgement of what the host got of
-// it.
+// A stream of ten small records sent to a stack, and the check of what the host receives.
 #pragma once
 
 #include "tampering/Paths.h"
@@ -14,52 +13,56 @@ namespace VexaSsl::test {
 
 enum class Portions { together, recordByRecord, splitInside, count };
 
-// How the stack is to take bytes that are no good record.
+// How the stack handles bytes that aren't a valid record.
 enum class Reaction {
-    line,    // a failure with a line each time
-    nothing, // what can't be TLS is dropped without a word, and a part of a record waits for ever
+    line,    // each failure is logged
+    nothing, // bytes that aren't TLS are dropped silently; a partial record waits for the rest
 };
 
 inline constexpr std::size_t headerSize = 5;
 
 std::string textOfRecord(std::size_t number);
 std::string textOfFirst(std::size_t count);
-std::vector<Bytes> makeStream(Scene& scene, std::size_t length = 10);
-std::size_t sizeOfRecord(const Casting& casting);
+std::vector<Bytes> makeStream(TamperedConnection& connection, std::size_t length = 10);
+std::size_t sizeOfRecord(const ConnectionSetup& setup);
 Bytes joined(const std::vector<Bytes>& records);
 
 class RecordStream : public ::testing::Test {
 protected:
-    // The same bytes in portions, another way each time: each is one read of the stack.
+    // The same bytes in portions of one read each, divided differently at each call.
     std::vector<Bytes> portioned(const std::vector<Bytes>& records);
 
-    // Runs the work for all suites, roles and paths.
+    // Runs the work for all cipher suites, roles and paths.
     template <typename Work>
-    static void inEachSetting(Work work) {
+    static void forEachSetup(Work work) {
         for (const std::string& suite : allSuites()) {
             for (const bool asServer : {true, false}) {
                 for (const Path& path : allPaths()) {
-                    work(Casting{.asServer = asServer, .upgraded = path.upgraded, .suite = suite},
+                    work(ConnectionSetup{.asServer = asServer,
+                                         .upgraded = path.upgraded,
+                                         .suite = suite},
                          path);
                 }
             }
         }
     }
 
-    static std::string describe(const Casting& casting, const Path& path) {
-        return casting.describe() + ", " + path.name + ", ";
+    static std::string describe(const ConnectionSetup& setup, const Path& path) {
+        return setup.describe() + ", " + path.name + ", ";
     }
 
-    // Delivers the records, of which the first `good` are the stream's, and judges what is heard.
-    // altered: the failure must be that of an altered message, not just any.
-    void judge(Scene& scene, const Path& path, const std::vector<Bytes>& sent, std::size_t good,
-               const std::string& place, bool altered = true);
-    // What is wrong with the text that came, of which good is before the change. Counts what isn't
-    // from there as accepted.
-    std::string faultOfText(const Heard& heard, const Path& path, const std::string& good);
-    // What is wrong with the lines from Warning upwards; empty when they are as documented.
-    static std::string faultOfLines(const Scene& scene, const Path& path, Reaction reaction,
-                                    bool altered = true);
+    // Delivers the records, of which the first `good` are unchanged, and checks what is received.
+    // altered: the failure must have the status of an altered message.
+    void deliverAndCheck(TamperedConnection& connection, const Path& path,
+                         const std::vector<Bytes>& sent, std::size_t good, const std::string& place,
+                         bool altered = true);
+    // Describes what is wrong with the text received; good is the text before the change. Counts
+    // any other text as accepted.
+    std::string faultOfText(const ReceivedData& received, const Path& path,
+                            const std::string& good);
+    // Describes what is wrong with the lines from Warning upwards; empty if they are as documented.
+    static std::string faultOfLines(const TamperedConnection& connection, const Path& path,
+                                    Reaction reaction, bool altered = true);
 
     const std::string row = "Records flipped, dropped, repeated, swapped, cut";
     Tally tally;

@@ -7,13 +7,13 @@
 
 namespace VexaSsl::test {
 
-// Does what the plain strategy does, with a turn of the counterpart before each wait.
+// The plain strategy with a turn of the counterpart before each wait.
 class WireStrategy : public UnsecureSocketStrategy {
 public:
     WireStrategy(ILog& sink, Wire& owner) : UnsecureSocketStrategy(sink), wire(owner) {}
 
     int send(SOCKET s, const char* buf, int len, int flags) noexcept override {
-        const int count = UnsecureSocketStrategy::send(s, buf, wire.admit(len), flags);
+        const int count = UnsecureSocketStrategy::send(s, buf, wire.allowedToSend(len), flags);
         wire.sent += static_cast<std::size_t>(std::max(count, 0));
         return count;
     }
@@ -27,7 +27,7 @@ public:
 
     int connect(SOCKET s, const sockaddr* name, int namelen) noexcept override {
         const int result = UnsecureSocketStrategy::connect(s, name, namelen);
-        wire.meetCaller();
+        wire.acceptFarEnd();
         return result;
     }
 
@@ -38,7 +38,7 @@ public:
         return accepted;
     }
 
-    // A look without waiting gives the counterpart no turn.
+    // Polling gives the counterpart no turn.
     int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                const timeval* timeout) noexcept override {
         if (timeout == nullptr || timeout->tv_sec != 0 || timeout->tv_usec != 0) {
@@ -59,7 +59,7 @@ private:
     Wire& wire;
 };
 
-// Reset, so that thousands of connections leave nothing behind in the system.
+// Resets the connection, so that thousands of them leave no sockets in TIME_WAIT.
 Wire::~Wire() {
     if (farEnd.handle() != INVALID_SOCKET) {
         resetAtClose(farEnd.handle());
@@ -71,7 +71,7 @@ std::unique_ptr<ISocketStrategy> Wire::strategy(ILog& log) {
     return std::make_unique<WireStrategy>(log, *this);
 }
 
-SOCKET Wire::makeCaller() {
+SOCKET Wire::makeNearEnd() {
     nearEnd = makeSocket();
     limitStackEnd();
     return nearEnd.handle();
@@ -84,13 +84,13 @@ void Wire::limitStackEnd() const {
     }
 }
 
-int Wire::admit(int wanted) {
-    if (!resetBehindSent || left) {
+int Wire::allowedToSend(int wanted) {
+    if (!resetAfterSent || left) {
         return wanted;
     }
-    const std::size_t rest = *resetBehindSent - sent;
+    const std::size_t rest = *resetAfterSent - sent;
     if (rest == 0) {
-        leave(Farewell::reset);
+        endWith(Ending::reset);
         return wanted;
     }
     return static_cast<int>(std::min(static_cast<std::size_t>(wanted), rest));
@@ -102,8 +102,8 @@ void Wire::takeTurn() {
     }
     const Move move = turn(collect());
     sendNow(move.bytes);
-    if (move.farewell || move.bytes.empty()) {
-        leave(move.farewell.value_or(Farewell::close));
+    if (move.ending || move.bytes.empty()) {
+        endWith(move.ending.value_or(Ending::close));
     }
 }
 
@@ -113,7 +113,7 @@ Bytes Wire::collect() {
         const int count = receiveBytes(farEnd.handle(), reinterpret_cast<char*>(bytes.data()) + got,
                                        bytes.size() - got);
         if (count <= 0) {
-            throw std::runtime_error("what the stack has sent doesn't arrive");
+            throw std::runtime_error("the bytes of the stack do not arrive");
         }
         got += static_cast<std::size_t>(count);
     }
@@ -126,18 +126,18 @@ void Wire::sendNow(const Bytes& bytes) {
     while (!rest.empty()) {
         const int count = sendBytes(farEnd.handle(), rest);
         if (count <= 0) {
-            throw std::runtime_error("the counterpart can't send");
+            throw std::runtime_error("the counterpart cannot send");
         }
         rest.remove_prefix(static_cast<std::size_t>(count));
         delivered += static_cast<std::size_t>(count);
     }
 }
 
-void Wire::leave(Farewell farewell) {
+void Wire::endWith(Ending ending) {
     left = true;
-    if (farewell == Farewell::close) {
+    if (ending == Ending::close) {
         platform::shutdown(farEnd.handle(), SD_SEND);
-    } else if (farewell == Farewell::reset) {
+    } else if (ending == Ending::reset) {
         resetAtClose(farEnd.handle());
         farEnd.close();
         awaitReset(nearEnd.handle());

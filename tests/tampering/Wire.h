@@ -1,9 +1,9 @@
-// A real loopback connection between a stack and its hostile counterpart, without a thread:
-// whenever the stack would wait for bytes, the counterpart takes its turn first, with all that the
-// stack has sent. So whatever a test cuts, changes or leaves out happens at exactly the byte it
-// names, and a stack that waits for what will never come sees the counterpart close instead.
+// A loopback connection between a stack and its hostile counterpart, without a thread: whenever the
+// stack is about to wait for bytes, the counterpart takes its turn with everything that the stack
+// has sent. So every manipulation happens at an exact byte, and a stack that would wait forever
+// sees the counterpart close.
 //
-// One thread. The wire outlives the strategy made by it.
+// Single-threaded. The wire must outlive its strategy.
 #pragma once
 
 #include "contract/tls/Side.h"
@@ -17,22 +17,22 @@
 
 namespace VexaSsl::test {
 
-enum class Farewell {
-    close,   // no more bytes will come
-    reset,   // the connection is gone at once
-    silence, // the connection stays, and nothing comes before the host's receive time-out
+enum class Ending {
+    close,   // the end of the stream
+    reset,   // a reset at once
+    silence, // no bytes before the host's receive time-out; the connection stays open
 };
 
-// What the counterpart does in one turn. Neither bytes nor a farewell: it closes, since the stack
-// would wait for ever.
+// What the counterpart does in one turn. Without bytes and ending it closes, because the stack
+// would wait forever.
 struct Move {
     Bytes bytes = {};
-    std::optional<Farewell> farewell = {}; // behind the bytes
+    std::optional<Ending> ending = {}; // after the bytes
 };
 
 class Wire {
 public:
-    // Gets what the stack has sent since the last turn.
+    // received: what the stack has sent since the last turn.
     using Turn = std::function<Move(const Bytes& received)>;
 
     Wire() = default;
@@ -41,30 +41,30 @@ public:
     Wire& operator=(const Wire&) = delete;
 
     Turn turn = [](const Bytes&) { return Move{}; };
-    // The stack's socket gives up receiving after so long.
+    // The receive time-out of the stack's socket.
     std::optional<int> receiveMilliseconds = {};
-    // The counterpart resets when the stack has sent so many bytes and wants to send one more.
-    std::optional<std::size_t> resetBehindSent = {};
+    // The counterpart resets when the stack is about to send more than this number of bytes.
+    std::optional<std::size_t> resetAfterSent = {};
 
-    // The bottom of a stack on this wire; to be called once.
+    // Returns the lowest strategy of a stack on this wire. Call it once.
     std::unique_ptr<ISocketStrategy> strategy(ILog& log);
     SOCKET listener() const { return listening.handle(); }
     sockaddr_in address() const { return loopbackAddress(listening.port()); }
-    // Connects the far end, before the stack accepts.
-    void callIn() { farEnd = rawConnection(listening.port()); }
-    // Makes the stack's end, before it connects.
-    SOCKET makeCaller();
-    // Sets the stack's end its time limits, which an accept may have undone.
+    // Connects the far end before the stack accepts.
+    void connectFarEnd() { farEnd = rawConnection(listening.port()); }
+    // Creates the stack's end before it connects.
+    SOCKET makeNearEnd();
+    // Sets the time-outs of the stack's end, which an accept may reset.
     void limitStackEnd() const;
-    // The stack's end, also the one that a failed accept keeps to itself. The wire closes it.
+    // The stack's end, even if the accept failed. The wire closes it.
     SOCKET socket() const { return nearEnd.handle(); }
     // Sends bytes at once, outside of a turn.
     void sendNow(const Bytes& bytes);
-    // Overlapped receives are taken in behind the strategy's back.
+    // Counts the bytes of an overlapped receive, which bypass the strategy.
     void noteTaken(std::size_t count) { received += count; }
-    // The counterpart has said its farewell.
+    // Whether the counterpart has ended the connection.
     bool isOver() const { return left; }
-    // What the stack has sent and no turn has seen.
+    // Returns what the stack has sent since the last turn.
     Bytes collect();
 
     std::size_t sentByStack() const { return sent; }
@@ -73,27 +73,27 @@ public:
 private:
     friend class WireStrategy;
 
-    void meetCaller() { farEnd = HostSocket(acceptFrom(listening.handle())); }
+    void acceptFarEnd() { farEnd = HostSocket(acceptFrom(listening.handle())); }
     void takeTurn();
-    // How many of the stack's bytes may go out now.
-    int admit(int wanted);
-    void leave(Farewell farewell);
+    // Returns how many of the stack's bytes may be sent now.
+    int allowedToSend(int wanted);
+    void endWith(Ending ending);
 
     const Listener listening;
     HostSocket farEnd;
     HostSocket nearEnd;
     bool left = false;
     std::size_t delivered = 0;
-    std::size_t received = 0; // of these by the stack
+    std::size_t received = 0; // by the stack, of delivered
     std::size_t sent = 0;
-    std::size_t collected = 0; // of these by the counterpart
+    std::size_t collected = 0; // by the counterpart, of sent
 };
 
-// What a system has calls of its own for.
+// The following are defined in linux/Resets.cpp and windows/Resets.cpp.
 
-// A receive on the socket fails after so many milliseconds.
+// Sets the receive time-out.
 void limitReceiving(SOCKET socket, int milliseconds);
-// Returns once the socket knows that the other end has reset the connection.
+// Returns once the reset by the other end has reached the socket.
 void awaitReset(SOCKET socket);
 
 } // namespace VexaSsl::test

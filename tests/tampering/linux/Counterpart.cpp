@@ -1,4 +1,4 @@
-// Here it is OpenSSL, with a context of its own.
+// The counterpart is OpenSSL with a separate context.
 #include "tampering/Counterpart.h"
 
 #include "contract/support/TestCertificates.h"
@@ -10,13 +10,13 @@ namespace VexaSsl::test {
 
 namespace {
 
-RawPeer makePeer(const Casting& casting) {
+RawPeer makePeer(const ConnectionSetup& setup) {
     PeerSettings settings;
-    settings.suites = casting.suite;
-    if (!casting.asServer) {
-        return RawPeer::server(casting.serverCase(), settings);
+    settings.suites = setup.suite;
+    if (!setup.asServer) {
+        return RawPeer::server(setup.serverCase(), settings);
     }
-    settings.certificate = casting.mutual ? casting.clientCase() : "";
+    settings.certificate = setup.mutual ? setup.clientCase() : "";
     return RawPeer::client(settings);
 }
 
@@ -48,9 +48,9 @@ const std::vector<std::string>& allSuites() {
     return suites;
 }
 
-const PackageHabits& packageHabits() {
-    static constexpr PackageHabits habits{
-        .altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true, .numbersSuites = true};
+const PackageBehaviour& packageBehaviour() {
+    static constexpr PackageBehaviour habits{
+        .altered = SEC_E_MESSAGE_ALTERED, .checksHeaders = true, .reportsCipherSuites = true};
     return habits;
 }
 
@@ -59,9 +59,9 @@ Bytes certificateOf(const std::string& name) {
     return {shown.get()->pbCertEncoded, shown.get()->pbCertEncoded + shown.get()->cbCertEncoded};
 }
 
-Counterpart::Counterpart(const Casting& casting)
-    : state(std::make_unique<State>(State{makePeer(casting)})) {
-    if (casting.mutual && !casting.asServer) {
+Counterpart::Counterpart(const ConnectionSetup& setup)
+    : state(std::make_unique<State>(State{makePeer(setup)})) {
+    if (setup.mutual && !setup.asServer) {
         SSL_set_verify(state->ssl(), SSL_VERIFY_PEER, takeAny);
     }
 }

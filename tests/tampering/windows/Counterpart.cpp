@@ -1,5 +1,5 @@
-// Here there is no other TLS library at hand: the system's security package plays this end as well,
-// driven by its own calls on memory.
+// The counterpart is the system's security package, driven on memory by its own calls, because
+// Windows tests link no other TLS library.
 #include "tampering/Counterpart.h"
 
 #include "contract/support/TestCertificates.h"
@@ -15,12 +15,12 @@ namespace VexaSsl::test {
 
 namespace {
 
-Side makeSide(const Casting& casting) {
-    if (casting.asServer) {
-        return Side::client(L"localhost", casting.mutual ? casting.clientCase() : "");
+Side makeSide(const ConnectionSetup& setup) {
+    if (setup.asServer) {
+        return Side::client(L"localhost", setup.mutual ? setup.clientCase() : "");
     }
-    const ULONG asking = casting.mutual ? ASC_REQ_MUTUAL_AUTH : 0U;
-    return Side::server(casting.serverCase(), serverRequirements | asking);
+    const ULONG asking = setup.mutual ? ASC_REQ_MUTUAL_AUTH : 0U;
+    return Side::server(setup.serverCase(), serverRequirements | asking);
 }
 
 Bytes encoded(PCCERT_CONTEXT certificate) {
@@ -30,7 +30,7 @@ Bytes encoded(PCCERT_CONTEXT certificate) {
 } // namespace
 
 struct Counterpart::State {
-    Casting casting;
+    ConnectionSetup setup;
     Side side;
     bool begun = false;
 };
@@ -40,11 +40,11 @@ const std::vector<std::string>& allSuites() {
     return whateverIsAgreed;
 }
 
-const PackageHabits& packageHabits() {
-    static const PackageHabits ofWine{
-        .altered = SEC_E_INTERNAL_ERROR, .judgesHeaders = false, .numbersSuites = false};
-    static const PackageHabits ofWindows{
-        .altered = SEC_E_MESSAGE_ALTERED, .judgesHeaders = true, .numbersSuites = true};
+const PackageBehaviour& packageBehaviour() {
+    static const PackageBehaviour ofWine{
+        .altered = SEC_E_INTERNAL_ERROR, .checksHeaders = false, .reportsCipherSuites = false};
+    static const PackageBehaviour ofWindows{
+        .altered = SEC_E_MESSAGE_ALTERED, .checksHeaders = true, .reportsCipherSuites = true};
     return whyNot(Ability::judgeServers).empty() ? ofWindows : ofWine;
 }
 
@@ -61,13 +61,13 @@ Bytes certificateOf(const std::string& name) {
     return bytes;
 }
 
-Counterpart::Counterpart(const Casting& casting)
-    : state(std::make_unique<State>(State{casting, makeSide(casting)})) {}
+Counterpart::Counterpart(const ConnectionSetup& setup)
+    : state(std::make_unique<State>(State{setup, makeSide(setup)})) {}
 
 Counterpart::~Counterpart() = default;
 
 Bytes Counterpart::step(const Bytes& received) {
-    const bool starts = !state->begun && state->casting.asServer;
+    const bool starts = !state->begun && state->setup.asServer;
     const bool ended = state->side.status() < 0 && state->side.status() != SEC_E_INCOMPLETE_MESSAGE;
     if (ended || established() || (received.empty() && !starts)) {
         return {};
@@ -81,12 +81,12 @@ bool Counterpart::established() const {
 }
 
 Agreement Counterpart::agreement() const {
-    const Casting& casting = state->casting;
-    Agreement agreed = agreementOf(state->side.context(), !casting.asServer);
-    if (!casting.asServer) {
-        agreed.serverCertificate = encoded(StoreCertificate(casting.serverCase()).get());
-    } else if (casting.mutual) {
-        agreed.clientCertificate = encoded(StoreCertificate(casting.clientCase()).get());
+    const ConnectionSetup& setup = state->setup;
+    Agreement agreed = agreementOf(state->side.context(), !setup.asServer);
+    if (!setup.asServer) {
+        agreed.serverCertificate = encoded(StoreCertificate(setup.serverCase()).get());
+    } else if (setup.mutual) {
+        agreed.clientCertificate = encoded(StoreCertificate(setup.clientCase()).get());
     }
     return agreed;
 }

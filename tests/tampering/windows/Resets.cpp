@@ -8,7 +8,7 @@ void limitReceiving(SOCKET socket, int milliseconds) {
                  sizeof limit);
 }
 
-// Whatever is to be read comes before the reset, which is all that can be waited for.
+// Waits until the socket is readable, which includes the bytes before the reset.
 void awaitReset(SOCKET socket) {
     waitReadable({socket}, 1000 * patienceSeconds);
 }

@@ -1,4 +1,4 @@
-#include "tampering/Scene.h"
+#include "tampering/TamperedConnection.h"
 
 #include "VexaSsl/IOtlsProvider.h"
 #include "frame/ErrorText.h"
@@ -16,7 +16,7 @@
 
 namespace VexaSsl::test {
 
-std::string Casting::describe() const {
+std::string ConnectionSetup::describe() const {
     return std::string(asServer ? "server, " : "client, ") + (suite.empty() ? "any suite" : suite) +
            (mutual ? ", mutual" : "") + (upgraded ? ", upgraded" : "") +
            (overlapped ? ", AcceptEx" : "");
@@ -24,44 +24,45 @@ std::string Casting::describe() const {
 
 namespace {
 
-Settings settingsOf(const Casting& casting) {
+Settings settingsOf(const ConnectionSetup& setup) {
     Settings settings =
-        casting.upgraded
+        setup.upgraded
             ? Settings::plain().with("UseEncryption", "Opportunistically").named(L"Upgradable")
             : Settings::encrypted();
-    if (casting.asServer) {
+    if (setup.asServer) {
         settings = settings.with("ServerCertificateToSendName",
-                                 casting.elliptic() ? pki::localhostElliptic : pki::localhost);
-        return casting.mutual ? settings.with("RequireClientAuthentication", "True") : settings;
+                                 setup.elliptic() ? pki::localhostElliptic : pki::localhost);
+        return setup.mutual ? settings.with("RequireClientAuthentication", "True") : settings;
     }
-    return casting.mutual ? settings.with("ClientCertificateToSendName",
-                                          casting.elliptic() ? pki::client : pki::clientRsa)
-                          : settings;
+    return setup.mutual ? settings.with("ClientCertificateToSendName",
+                                        setup.elliptic() ? pki::client : pki::clientRsa)
+                        : settings;
 }
 
-// Read once a casting: thousands of connections share it.
-const IConfig& configurationOf(const Casting& casting) {
+// Read once per setup and shared by thousands of connections.
+const IConfig& configurationOf(const ConnectionSetup& setup) {
     static SharedLog log;
     static std::map<std::string, std::unique_ptr<IConfig>> loaded;
-    std::unique_ptr<IConfig>& config = loaded[casting.describe()];
+    std::unique_ptr<IConfig>& config = loaded[setup.describe()];
     if (!config) {
-        config = settingsOf(casting).load(log);
+        config = settingsOf(setup).load(log);
     }
     return *config;
 }
 
 } // namespace
 
-Scene::Scene(const Casting& cast, const Tampering& what)
-    : counterpart(cast), casting(cast), tampering(what) {
+TamperedConnection::TamperedConnection(const ConnectionSetup& connectionSetup,
+                                       const Tampering& what)
+    : counterpart(connectionSetup), setup(connectionSetup), tampering(what) {
     wire.turn = [this](const Bytes& received) { return runHandshake(received); };
-    wire.resetBehindSent = tampering.cutBehindSent;
-    if (tampering.farewell == Farewell::silence) {
-        wire.receiveMilliseconds = shortPatience;
+    wire.resetAfterSent = tampering.resetAfterSent;
+    if (tampering.ending == Ending::silence) {
+        wire.receiveMilliseconds = shortTimeoutMilliseconds;
     }
-    const IConfig& config = configurationOf(casting);
+    const IConfig& config = configurationOf(setup);
     std::unique_ptr<SecureSocketStrategy> made;
-    if (casting.upgraded) {
+    if (setup.upgraded) {
         made = std::make_unique<SometimesSecureSocketStrategy>(log, config, wire.strategy(log));
     } else {
         made = std::make_unique<SecureSocketStrategy>(log, config, wire.strategy(log));
@@ -69,42 +70,42 @@ Scene::Scene(const Casting& cast, const Tampering& what)
     secure = made.get();
     strategy = std::move(made);
     platform::WSASetLastError(0);
-    isEstablished = (casting.asServer ? accept() : connect()) &&
-                    (!casting.upgraded || (resolve() && startOtls()));
+    isEstablished =
+        (setup.asServer ? accept() : connect()) && (!setup.upgraded || (resolve() && startOtls()));
     error = platform::WSAGetLastError();
-    wire.resetBehindSent.reset();
+    wire.resetAfterSent.reset();
     if (isEstablished) {
-        runHandshake(wire.collect()); // the last flight of a server, for which it awaits no answer
+        runHandshake(wire.collect()); // a server's last flight, which isn't answered
     }
 }
 
-bool Scene::resolve() {
+bool TamperedConnection::resolve() {
     addrinfo* found = nullptr;
     const int result = strategy->getaddrinfo("localhost", nullptr, nullptr, &found);
     platform::freeaddrinfo(found);
     return result == 0;
 }
 
-bool Scene::connect() {
+bool TamperedConnection::connect() {
     const sockaddr_in address = wire.address();
     return resolve() &&
-           strategy->connect(wire.makeCaller(), reinterpret_cast<const sockaddr*>(&address),
+           strategy->connect(wire.makeNearEnd(), reinterpret_cast<const sockaddr*>(&address),
                              sizeof address) == 0;
 }
 
-bool Scene::accept() {
-    if (casting.overlapped) {
+bool TamperedConnection::accept() {
+    if (setup.overlapped) {
         return acceptOverlapped();
     }
-    wire.callIn();
+    wire.connectFarEnd();
     return strategy->accept(wire.listener(), nullptr, nullptr) != INVALID_SOCKET;
 }
 
-bool Scene::acceptOverlapped() {
+bool TamperedConnection::acceptOverlapped() {
     constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
     std::array<char, 2 * std::size_t{addressSize}> addresses{};
-    const SOCKET accepting = wire.makeCaller();
-    wire.callIn();
+    const SOCKET accepting = wire.makeNearEnd();
+    wire.connectFarEnd();
     Overlapped waiting;
     DWORD received = 0;
     const BOOL done = strategy->AcceptEx(wire.listener(), accepting, addresses.data(), 0,
@@ -114,15 +115,15 @@ bool Scene::acceptOverlapped() {
         return false;
     }
     joinListener(accepting, wire.listener());
-    wire.limitStackEnd(); // the connection has taken the place of the socket
+    wire.limitStackEnd(); // the connection has replaced the socket
     return strategy->completeAcceptEx() == 0;
 }
 
-bool Scene::startOtls() {
+bool TamperedConnection::startOtls() {
     return dynamic_cast<IOtlsProvider&>(*strategy).startOtls() == 0;
 }
 
-Move Scene::runHandshake(const Bytes& received) {
+Move TamperedConnection::runHandshake(const Bytes& received) {
     Bytes toCounterpart = received;
     change(toCounterpart, fromStackSoFar, true);
     fromStackSoFar = std::move(fromStackSoFar) + received;
@@ -134,8 +135,8 @@ Move Scene::runHandshake(const Bytes& received) {
     return move;
 }
 
-// Changes the byte to flip if it is among these, which follow those before.
-void Scene::change(Bytes& bytes, const Bytes& before, bool fromStack) {
+// Flips the chosen byte if it is in bytes, which follow before.
+void TamperedConnection::change(Bytes& bytes, const Bytes& before, bool fromStack) {
     const std::optional<Flip>& flip = tampering.flip;
     if (!flip || flip->fromStack != fromStack || flip->at < before.size() ||
         flip->at - before.size() >= bytes.size()) {
@@ -152,22 +153,22 @@ void Scene::change(Bytes& bytes, const Bytes& before, bool fromStack) {
     wasFlipped = true;
 }
 
-Move Scene::cut(const Bytes& bytes) {
-    const std::optional<std::size_t>& place = tampering.cutBehind;
+Move TamperedConnection::cut(const Bytes& bytes) {
+    const std::optional<std::size_t>& place = tampering.cutAfter;
     if (!place || *place >= toStackSoFar.size() + bytes.size()) {
         return {.bytes = bytes};
     }
     wasCut = true;
-    return {.bytes = part(bytes, 0, *place - toStackSoFar.size()), .farewell = tampering.farewell};
+    return {.bytes = part(bytes, 0, *place - toStackSoFar.size()), .ending = tampering.ending};
 }
 
-Agreement Scene::agreement() {
+Agreement TamperedConnection::agreement() {
     Agreement agreed =
-        agreementOf(secure->securedConnection()->securityContext.address(), casting.asServer);
-    if (casting.asServer) {
-        agreed.serverCertificate = certificateOf(casting.serverCase());
-    } else if (casting.mutual) {
-        agreed.clientCertificate = certificateOf(casting.clientCase());
+        agreementOf(secure->securedConnection()->securityContext.address(), setup.asServer);
+    if (setup.asServer) {
+        agreed.serverCertificate = certificateOf(setup.serverCase());
+    } else if (setup.mutual) {
+        agreed.clientCertificate = certificateOf(setup.clientCase());
     }
     return agreed;
 }
@@ -191,13 +192,13 @@ Agreement agreementOf(CtxtHandle* context, bool ofServer) {
     return agreed;
 }
 
-void Scene::deliver(const std::vector<Bytes>& next, Farewell behind) {
+void TamperedConnection::deliver(const std::vector<Bytes>& next, Ending ending) {
     chunks.assign(next.begin(), next.end());
     std::erase(chunks, Bytes());
-    end = behind;
+    lastEnding = ending;
     wire.turn = [this](const Bytes&) -> Move {
         if (chunks.empty()) {
-            return {.farewell = end};
+            return {.ending = lastEnding};
         }
         Bytes chunk = std::move(chunks.front());
         chunks.pop_front();
@@ -205,7 +206,7 @@ void Scene::deliver(const std::vector<Bytes>& next, Farewell behind) {
     };
 }
 
-int Scene::send(const std::string& text) {
+int TamperedConnection::send(const std::string& text) {
     return strategy->send(socket(), text.data(), static_cast<int>(text.size()), 0);
 }
 
