@@ -3,6 +3,7 @@
 #include "CertificateFolderTest.h"
 #include "contract/tls/Side.h"
 #include "platform/contract/SecuritySupport.h"
+#include "platform/openssl/stores/CertificateObject.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/PackageCall.h"
 
@@ -83,12 +84,11 @@ INSTANTIATE_TEST_SUITE_P(
                     "EVP_KDF_derive: OpenSSL gives no reason"}),
     [](const auto& tested) { return tested.param.name; });
 
-// While it lives OpenSSL offers no algorithms: they must be FIPS-approved, and no provider that is
-// loaded has any.
+// While it lives OpenSSL offers no algorithms: no provider has any with this property.
 class NoAlgorithms {
 public:
-    NoAlgorithms() { EVP_default_properties_enable_fips(nullptr, 1); }
-    ~NoAlgorithms() { EVP_default_properties_enable_fips(nullptr, 0); }
+    NoAlgorithms() { EVP_set_default_properties(nullptr, "made=nowhere"); }
+    ~NoAlgorithms() { EVP_set_default_properties(nullptr, ""); }
     NoAlgorithms(const NoAlgorithms&) = delete;
     NoAlgorithms& operator=(const NoAlgorithms&) = delete;
 };
@@ -104,6 +104,7 @@ protected:
     }
 
     SecurityFailure() {
+        openssl::trustStore(); // the system's bundle is kept, so it is read with algorithms
         const NoAlgorithms now;
         statusWithoutAlgorithms = acquireClient();
     }
