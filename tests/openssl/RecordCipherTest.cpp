@@ -3,7 +3,7 @@
 #include "platform/openssl/tls/RecordCipher.h"
 #include "contract/tls/Side.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
-#include "platform/openssl/tls/RecordTally.h"
+#include "platform/openssl/tls/RecordCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -135,7 +135,7 @@ TEST_P(RecordedConnection, lastSequenceNumberIsNeverOpened) {
     Bytes record = header + data + trailer;
     std::span<unsigned char> plaintext;
     EXPECT_EQ(opener.open(record, plaintext), RecordOpener::Outcome::opened);
-    EXPECT_EQ(opener.open(record, plaintext), RecordOpener::Outcome::broken);
+    EXPECT_EQ(opener.open(record, plaintext), RecordOpener::Outcome::failed);
 }
 
 TEST_P(RecordedConnection, explicitNoncesWrapAround) {
@@ -203,26 +203,26 @@ Bytes recordOf(ContentType type, const Bytes& payload) {
            payload;
 }
 
-TEST(RecordTally, recordsAfterChangeCipherSpecAreCounted) {
-    RecordTally tally;
-    tally.note(recordOf(ContentType::handshake, Bytes(40)));
-    EXPECT_EQ(tally.protectedCount(), 0U);
-    tally.note(recordOf(ContentType::changeCipherSpec, {1}) +
-               recordOf(ContentType::handshake, Bytes{0, 0, 0, 0, 0, 0, 1, 2, 9, 9}));
-    EXPECT_EQ(tally.protectedCount(), 1U);
-    EXPECT_EQ(tally.lastNonce(), 0x102U);
-    tally.note(recordOf(ContentType::changeCipherSpec, {1}) + recordOf(ContentType::alert, {}));
-    EXPECT_EQ(tally.protectedCount(), 3U);
-    EXPECT_TRUE(tally.complete());
+TEST(RecordCounter, recordsAfterChangeCipherSpecAreCounted) {
+    RecordCounter counter;
+    counter.count(recordOf(ContentType::handshake, Bytes(40)));
+    EXPECT_EQ(counter.protectedCount(), 0U);
+    counter.count(recordOf(ContentType::changeCipherSpec, {1}) +
+                  recordOf(ContentType::handshake, Bytes{0, 0, 0, 0, 0, 0, 1, 2, 9, 9}));
+    EXPECT_EQ(counter.protectedCount(), 1U);
+    EXPECT_EQ(counter.lastExplicitNonce(), 0x102U);
+    counter.count(recordOf(ContentType::changeCipherSpec, {1}) + recordOf(ContentType::alert, {}));
+    EXPECT_EQ(counter.protectedCount(), 3U);
+    EXPECT_TRUE(counter.isComplete());
 }
 
-TEST(RecordTally, incompleteRecordsGiveNoCount) {
-    RecordTally partial;
-    partial.note(part(recordOf(ContentType::handshake, Bytes(40)), 0, 44));
-    EXPECT_FALSE(partial.complete());
-    RecordTally foreign;
-    foreign.note(bytesOf("GET / HTTP/1.1"));
-    EXPECT_FALSE(foreign.complete());
+TEST(RecordCounter, incompleteRecordsGiveNoCount) {
+    RecordCounter partial;
+    partial.count(part(recordOf(ContentType::handshake, Bytes(40)), 0, 44));
+    EXPECT_FALSE(partial.isComplete());
+    RecordCounter foreign;
+    foreign.count(bytesOf("GET / HTTP/1.1"));
+    EXPECT_FALSE(foreign.isComplete());
 }
 
 } // namespace

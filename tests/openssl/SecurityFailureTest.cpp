@@ -22,7 +22,7 @@ namespace VexaSsl::test {
 namespace {
 
 using openssl::packageCall;
-using openssl::throwFailureOf;
+using openssl::throwFailure;
 using platform::lastSecurityFailure;
 using ::testing::StartsWith;
 
@@ -48,7 +48,7 @@ TEST_P(FailedCall, hasItsStatusAndTheFirstError) {
         for (const RaisedError& error : GetParam().queue) {
             ERR_raise_data(error.library, error.reason, "%s", error.data);
         }
-        throwFailureOf("EVP_KDF_derive");
+        throwFailure("EVP_KDF_derive");
     });
     EXPECT_EQ(status, GetParam().status);
     EXPECT_EQ(lastSecurityFailure(), GetParam().reason);

@@ -17,8 +17,8 @@ void ChainFaults::add(int depth, DWORD bits) noexcept {
 
 Chain::Chain(PCCERT_CONTEXT leaf, const std::vector<CertificatePointer>& others,
              const ChainFaults& faults) {
-    // elementList points to the elements, so they must not move; the contexts must not leak when
-    // an allocation fails.
+    // elementList points to the elements, so they must not move; the contexts must not leak when an
+    // allocation fails.
     elements.reserve(others.size() + 1);
     elementList.reserve(others.size() + 1);
     std::vector<std::unique_ptr<Context>> contexts;

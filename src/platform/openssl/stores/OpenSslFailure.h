@@ -1,31 +1,31 @@
-// What happens when a call of OpenSSL fails that can fail for more than lack of memory.
+// Reports the failure of an OpenSSL call that can fail for other reasons than lack of memory.
 //
-// Any thread; the text that is kept is the calling thread's.
+// Any thread; the recorded failure is the calling thread's.
 #pragma once
 
 #include <exception>
 
 namespace VexaSsl::openssl {
 
-// OpenSSL failed for another reason than lack of memory. The reason is kept.
+// OpenSSL failed for another reason than lack of memory. The reason has been recorded.
 class OpenSslFailure : public std::exception {};
 
-// Keeps for platform::lastSecurityFailure that call failed, with the first error of the thread's
-// queue.
-void keepFailureOf(const char* call) noexcept;
-void forgetFailure() noexcept;
+// Records for platform::lastSecurityFailure that call failed, with the first error in the thread's
+// error queue.
+void recordFailure(const char* call) noexcept;
+void clearFailure() noexcept;
 
-// Takes the errors out of the thread's queue. Throws std::bad_alloc when one of them is lack of
-// memory, else OpenSslFailure.
-[[noreturn]] void throwFailureOf(const char* call);
+// Removes the errors from the thread's queue. Throws std::bad_alloc when one of them is a lack of
+// memory; otherwise records the failure and throws OpenSslFailure.
+[[noreturn]] void throwFailure(const char* call);
 
 inline void requireSuccess(const char* call, bool succeeded) {
     if (!succeeded) {
-        throwFailureOf(call);
+        throwFailure(call);
     }
 }
 
-// Returns what call has returned, which is null when it failed.
+// Returns result. Throws as throwFailure does when it is null.
 template <class Pointer>
 Pointer requireResult(const char* call, Pointer result) {
     requireSuccess(call, result != nullptr);

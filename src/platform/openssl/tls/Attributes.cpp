@@ -16,15 +16,15 @@ namespace {
 
 using namespace openssl;
 
-constexpr ULONG recordBufferCount = 4; // as both message calls take them
-constexpr ULONG noPadding = 1;         // the suites have no blocks to fill
+constexpr ULONG recordBufferCount = 4; // of EncryptMessage and DecryptMessage
+constexpr ULONG noBlockSize = 1;       // AEAD cipher suites need no padding
 
 void writeStreamSizes(const RecordShape& shape, SecPkgContext_StreamSizes& sizes) {
     sizes.cbHeader = static_cast<ULONG>(shape.headerSize);
     sizes.cbTrailer = static_cast<ULONG>(shape.trailerSize);
     sizes.cbMaximumMessage = static_cast<ULONG>(shape.maximumMessage);
     sizes.cBuffers = recordBufferCount;
-    sizes.cbBlockSize = noPadding;
+    sizes.cbBlockSize = noBlockSize;
 }
 
 X509Pointer decoded(const std::vector<unsigned char>& encoded) {
@@ -32,33 +32,33 @@ X509Pointer decoded(const std::vector<unsigned char>& encoded) {
     return orOutOfMemory(X509Pointer(d2i_X509(nullptr, &next, static_cast<long>(encoded.size()))));
 }
 
-PCCERT_CONTEXT contextOf(const EncodedCertificates& peer) {
+PCCERT_CONTEXT decodedPeerContext(const EncodedCertificates& peer) {
     const auto chain = orOutOfMemory(CertificateStack(sk_X509_new_null()));
     for (const std::vector<unsigned char>& certificate : peer.chain) {
-        X509Pointer link = decoded(certificate);
-        if (sk_X509_push(chain.get(), link.get()) == 0) {
+        X509Pointer element = decoded(certificate);
+        if (sk_X509_push(chain.get(), element.get()) == 0) {
             throw std::bad_alloc();
         }
-        static_cast<void>(link.release()); // the stack's now
+        static_cast<void>(element.release()); // owned by the stack
     }
     return newPeerContext(decoded(peer.leaf).get(), chain.get());
 }
 
-PCCERT_CONTEXT makePeerContext(const TlsConnection& context) {
+PCCERT_CONTEXT peerContext(const TlsConnection& context) {
     if (const SSL* ssl = context.ssl.get()) {
         return newPeerContext(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
     }
     if (const PeerCertificates& peer = context.decodedPeer; peer.leaf) {
         return newPeerContext(peer.leaf.get(), peer.chain.get());
     }
-    return contextOf(context.peer);
+    return decodedPeerContext(context.peer);
 }
 
-SECURITY_STATUS makePeerCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
+SECURITY_STATUS queryPeerCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
     if (!context.hasPeerCertificate()) {
         return SEC_E_NO_CREDENTIALS;
     }
-    certificate = makePeerContext(context);
+    certificate = peerContext(context);
     return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
 }
 
@@ -78,7 +78,7 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
         writeStreamSizes(context.shape, *static_cast<SecPkgContext_StreamSizes*>(buffer));
         return SEC_E_OK;
     case SECPKG_ATTR_REMOTE_CERT_CONTEXT:
-        return makePeerCertificate(context, *static_cast<PCCERT_CONTEXT*>(buffer));
+        return queryPeerCertificate(context, *static_cast<PCCERT_CONTEXT*>(buffer));
     case SECPKG_ATTR_CIPHER_INFO:
         writeCipherInfo(context.suite, *static_cast<SecPkgContext_CipherInfo*>(buffer));
         return SEC_E_OK;
@@ -87,12 +87,12 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
     }
 }
 
-// The peer's certificate is there from the moment it came, so that a handshake that fails behind it
-// can be explained; everything else is settled by the handshake's end.
+// The peer's certificate is available as soon as it has arrived, so that a later failure of the
+// handshake can be explained; everything else once the connection is established.
 bool hasAttribute(const TlsConnection& context, ULONG attribute) {
     const Stage stage = context.stage;
-    const bool isSettled = stage == Stage::established || stage == Stage::closed;
-    return isSettled ||
+    const bool isEstablished = stage == Stage::established || stage == Stage::closed;
+    return isEstablished ||
            (attribute == SECPKG_ATTR_REMOTE_CERT_CONTEXT && context.hasPeerCertificate());
 }
 
@@ -105,7 +105,7 @@ SECURITY_STATUS platform::QueryContextAttributesW(CtxtHandle* context, ULONG att
         if (!found) {
             return SEC_E_INVALID_HANDLE;
         }
-        const std::lock_guard lock(found->guarding);
+        const std::lock_guard lock(found->mutex);
         if (!hasAttribute(*found, attribute)) {
             return SEC_E_INVALID_HANDLE;
         }

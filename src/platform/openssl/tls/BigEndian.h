@@ -1,4 +1,4 @@
-// Numbers in the byte order of the protocol: the most significant byte first.
+// Integers in network byte order. Any thread.
 #pragma once
 
 #include "platform/openssl/tls/RecordBoundary.h"
@@ -9,19 +9,19 @@
 
 namespace VexaSsl::openssl {
 
-// Of at most eight bytes.
-inline std::uint64_t readBigEndian(ByteView place) noexcept {
+// bytes: at most eight.
+inline std::uint64_t readBigEndian(ByteView bytes) noexcept {
     std::uint64_t number = 0;
-    for (const unsigned char byte : place) {
+    for (const unsigned char byte : bytes) {
         number = number << 8 | byte;
     }
     return number;
 }
 
-// As many of the number's lower bytes as the place has.
-inline void writeBigEndian(std::span<unsigned char> place, std::uint64_t number) noexcept {
-    for (std::size_t i = place.size(); i > 0; --i, number >>= 8) {
-        place[i - 1] = static_cast<unsigned char>(number);
+// Writes the low bytes.size() bytes of number.
+inline void writeBigEndian(std::span<unsigned char> bytes, std::uint64_t number) noexcept {
+    for (std::size_t i = bytes.size(); i > 0; --i, number >>= 8) {
+        bytes[i - 1] = static_cast<unsigned char>(number);
     }
 }
 

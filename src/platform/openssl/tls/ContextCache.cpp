@@ -12,8 +12,8 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// Pointers are enough: a kept SSL_CTX holds references to the last three, so no other object can
-// come to lie at their addresses as long as it is kept.
+// Pointers identify the objects: a cached SSL_CTX holds references to the last three, so no other
+// object can have their addresses.
 struct CacheKey {
     Role role = Role::client;
     const X509* certificate = nullptr;
@@ -23,7 +23,7 @@ struct CacheKey {
     bool operator==(const CacheKey&) const = default;
 };
 
-SslContextPointer anotherReference(SSL_CTX* context) {
+SslContextPointer newReference(SSL_CTX* context) {
     SSL_CTX_up_ref(context);
     return SslContextPointer(context);
 }
@@ -31,27 +31,28 @@ SslContextPointer anotherReference(SSL_CTX* context) {
 class ContextCache {
 public:
     SslContextPointer find(const CacheKey& key) {
-        const std::lock_guard lock(guarding);
-        const auto entry = std::find_if(entries.begin(), entries.end(),
-                                        [&key](const Entry& kept) { return kept.key == key; });
+        const std::lock_guard lock(mutex);
+        const auto entry =
+            std::find_if(entries.begin(), entries.end(),
+                         [&key](const Entry& candidate) { return candidate.key == key; });
         if (entry == entries.end()) {
             return nullptr;
         }
         std::rotate(entry, entry + 1, entries.end());
-        return anotherReference(entries.back().context.get());
+        return newReference(entries.back().context.get());
     }
 
     void add(const CacheKey& key, SSL_CTX* context) {
-        SslContextPointer dropped; // goes when the lock is open again
-        const std::lock_guard lock(guarding);
-        entries.push_back({key, anotherReference(context)});
+        SslContextPointer evicted; // freed after the lock is released
+        const std::lock_guard lock(mutex);
+        entries.push_back({key, newReference(context)});
         if (entries.size() > contextCacheLimit) {
-            dropped = std::move(entries.front().context);
+            evicted = std::move(entries.front().context);
             entries.erase(entries.begin());
         }
     }
 
-    // Never destroyed: OpenSSL cleans up after itself before static objects of ours would go.
+    // Never destroyed: OpenSSL cleans up at exit before static objects are destroyed.
     static ContextCache& instance() {
         static ContextCache& cache = *new ContextCache;
         return cache;
@@ -63,15 +64,16 @@ private:
         SslContextPointer context;
     };
 
-    std::mutex guarding;
-    std::vector<Entry> entries; // the one used last at the back
+    std::mutex mutex;
+    std::vector<Entry> entries; // the most recently used at the back
 };
 
 } // namespace
 
-// Two threads may make the same context at once; both work, and one of them is dropped in time.
+// Two threads may create the same context at once; both are cached, and one of them is evicted
+// later.
 SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContextPointer& found) {
-    // A server judges no one inside the handshake, so it needs no anchors.
+    // A server validates no certificate in the handshake, so it needs no trust anchors.
     const std::shared_ptr<X509_STORE> anchors = role == Role::client ? trustStore() : nullptr;
     const CacheKey key{.role = role,
                        .certificate = certificate ? x509Of(certificate) : nullptr,
@@ -81,13 +83,13 @@ SECURITY_STATUS findSslContext(Role role, PCCERT_CONTEXT certificate, SslContext
     if (found) {
         return SEC_E_OK;
     }
-    SslContextPointer made;
-    const SECURITY_STATUS status = makeSslContext(role, certificate, anchors.get(), made);
+    SslContextPointer context;
+    const SECURITY_STATUS status = makeSslContext(role, certificate, anchors.get(), context);
     if (status != SEC_E_OK) {
         return status;
     }
-    ContextCache::instance().add(key, made.get());
-    found = std::move(made);
+    ContextCache::instance().add(key, context.get());
+    found = std::move(context);
     return SEC_E_OK;
 }
 

@@ -19,26 +19,26 @@ using namespace openssl;
 constexpr std::wstring_view packageName = L"Microsoft Unified Security Protocol Provider";
 constexpr std::wstring_view shortPackageName = L"Schannel";
 
-// The certificate to show, null for none, and who judges a server. Result: false when authData is
-// of another kind.
-bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& judgesServer) {
+// Reads this side's certificate, or null, and whether the handshake validates the server. Returns
+// false for an unsupported authData.
+bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& validatesServer) {
     certificate = nullptr;
-    judgesServer = true;
-    const auto* request = static_cast<const SCHANNEL_CRED*>(authData);
-    if (!request) {
+    validatesServer = true;
+    const auto* schannelCred = static_cast<const SCHANNEL_CRED*>(authData);
+    if (!schannelCred) {
         return true;
     }
-    if (request->dwVersion != SCHANNEL_CRED_VERSION || request->cCreds > 1) {
+    if (schannelCred->dwVersion != SCHANNEL_CRED_VERSION || schannelCred->cCreds > 1) {
         return false;
     }
-    judgesServer = (request->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
-    if (request->cCreds == 1) {
-        certificate = request->paCred ? *request->paCred : nullptr;
+    validatesServer = (schannelCred->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
+    if (schannelCred->cCreds == 1) {
+        certificate = schannelCred->paCred ? *schannelCred->paCred : nullptr;
     }
-    return request->cCreds == 0 || certificate;
+    return schannelCred->cCreds == 0 || certificate;
 }
 
-SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
+SECURITY_STATUS keyStatus(Role role, PCCERT_CONTEXT certificate) {
     if (!certificate) {
         return role == Role::server ? SEC_E_NO_CREDENTIALS : SEC_E_OK;
     }
@@ -55,11 +55,11 @@ SECURITY_STATUS judgeKey(Role role, PCCERT_CONTEXT certificate) {
 
 SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential) {
     PCCERT_CONTEXT certificate = nullptr;
-    bool judgesServer = true;
-    if (!readAuthData(authData, certificate, judgesServer)) {
+    bool validatesServer = true;
+    if (!readAuthData(authData, certificate, validatesServer)) {
         return SEC_E_UNSUPPORTED_FUNCTION;
     }
-    if (const SECURITY_STATUS status = judgeKey(role, certificate); status != SEC_E_OK) {
+    if (const SECURITY_STATUS status = keyStatus(role, certificate); status != SEC_E_OK) {
         return status;
     }
     SslContextPointer settings;
@@ -70,14 +70,14 @@ SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential)
     credential = addHandle(
         std::make_shared<Credentials>(Credentials{.role = role,
                                                   .hasCertificate = certificate != nullptr,
-                                                  .judgesServer = judgesServer,
+                                                  .validatesServer = validatesServer,
                                                   .settings = std::move(settings)}));
     return SEC_E_OK;
 }
 
 } // namespace
 
-// Principal, logon and key function name an account on Windows; here the process's own is used.
+// Principal, logon and key function select an account on Windows; they are ignored here.
 SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, ULONG use, void*,
                                                     void* authData, SEC_GET_KEY_FN, void*,
                                                     CredHandle* credential, TimeStamp* expiry) {
@@ -86,7 +86,7 @@ SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, 
             return SEC_E_INVALID_HANDLE;
         }
         *credential = {};
-        forgetFailure();
+        clearFailure();
         if (!package || (package != packageName && package != shortPackageName)) {
             return SEC_E_SECPKG_NOT_FOUND;
         }
@@ -102,7 +102,7 @@ SECURITY_STATUS platform::AcquireCredentialsHandleW(wchar_t*, wchar_t* package, 
 }
 
 SECURITY_STATUS platform::FreeCredentialsHandle(CredHandle* credential) {
-    return packageCall([&] { return dropHandle<Credentials>(credential); });
+    return packageCall([&] { return removeHandle<Credentials>(credential); });
 }
 
 } // namespace VexaSsl

@@ -1,5 +1,5 @@
-// What stands behind a CredHandle: the OpenSSL context of one role and certificate. Immutable; any
-// number of threads may use it, and contexts made from it don't need it any more.
+// The object of a CredHandle: the SSL_CTX for one role and certificate. Immutable: any thread.
+// Security contexts created from it don't refer to it.
 #pragma once
 
 #include "platform/openssl/tls/ContextCache.h"
@@ -9,7 +9,7 @@ namespace VexaSsl::openssl {
 struct Credentials {
     Role role = Role::client;
     bool hasCertificate = false;
-    bool judgesServer = true; // a client's; false: its caller does, behind the handshake
+    bool validatesServer = true; // of a client; false: the caller validates after the handshake
     SslContextPointer settings;
 };
 

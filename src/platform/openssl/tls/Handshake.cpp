@@ -11,17 +11,17 @@ namespace {
 
 constexpr std::size_t recordPlaintextLimit = 16384;
 
-// A peer may have asked for smaller records (the maximum fragment length extension).
-std::size_t maximumMessageOf(const SSL* ssl) {
+// A client may negotiate smaller records (the max_fragment_length extension).
+std::size_t maximumMessageSize(const SSL* ssl) {
     const SSL_SESSION* session = SSL_get_session(ssl);
     const std::uint8_t code = session ? SSL_SESSION_get_max_fragment_length(session) : 0;
-    const bool asked =
+    const bool isNegotiated =
         code >= TLSEXT_max_fragment_length_512 && code <= TLSEXT_max_fragment_length_4096;
-    return asked ? std::size_t{256} << code : recordPlaintextLimit;
+    return isNegotiated ? std::size_t{256} << code : recordPlaintextLimit;
 }
 
-// The certificates outlive the connection that they came by.
-PeerCertificates certificatesOf(const SSL* ssl) {
+// Returns references of their own, which outlive the SSL object.
+PeerCertificates peerCertificates(const SSL* ssl) {
     PeerCertificates peer;
     X509* leaf = SSL_get0_peer_certificate(ssl);
     if (!leaf) {
@@ -57,34 +57,35 @@ EncodedCertificates encoded(const PeerCertificates& certificates) {
     return peer;
 }
 
-// Takes the numbering and the keys over from OpenSSL.
-void takeOver(TlsConnection& context, const AeadSuite& aead) {
+// Derives the keys and takes the sequence numbers, to protect the records that follow the
+// handshake.
+void startRecordProtection(TlsConnection& context, const AeadSuite& aead) {
     const SSL* ssl = context.ssl.get();
     context.suite = SSL_get_current_cipher(ssl);
     context.shape = {.headerSize = recordHeaderSize + aead.explicitNonceSize,
                      .trailerSize = aeadTagSize,
-                     .maximumMessage = maximumMessageOf(ssl)};
-    context.decodedPeer = certificatesOf(ssl);
+                     .maximumMessage = maximumMessageSize(ssl)};
+    context.decodedPeer = peerCertificates(ssl);
     context.peer = encoded(context.decodedPeer);
     HandshakeSecrets secrets;
     readSecrets(ssl, secrets);
     const TrafficKeys keys = deriveTrafficKeys(secrets, aead);
     const bool isClient = context.role == Role::client;
     context.sealer.emplace(aead, isClient ? keys.client : keys.server,
-                           context.sent.protectedCount(), context.sent.lastNonce());
+                           context.sent.protectedCount(), context.sent.lastExplicitNonce());
     context.opener.emplace(aead, isClient ? keys.server : keys.client,
                            context.received.protectedCount(), context.shape.maximumMessage);
 }
 
-// Whether it is certain where OpenSSL's numbering stands: our Finished is the only record that it
-// has protected, so that its nonce is the one of number 0.
+// Returns whether OpenSSL's sequence numbers are known: our Finished must be the only protected
+// record sent, so that its nonce is that of sequence number 0.
 bool isNumberingKnown(const TlsConnection& context) {
-    return context.sent.complete() && context.sent.protectedCount() == 1 &&
-           context.received.complete() && context.received.protectedCount() > 0;
+    return context.sent.isComplete() && context.sent.protectedCount() == 1 &&
+           context.received.isComplete() && context.received.protectedCount() > 0;
 }
 
 SECURITY_STATUS establish(TlsConnection& context) {
-    // Something more in the record that held the peer's last handshake message.
+    // The record with the peer's last handshake message contains more data.
     if (SSL_has_pending(context.ssl.get())) {
         return context.fail(SEC_E_ILLEGAL_MESSAGE);
     }
@@ -93,9 +94,10 @@ SECURITY_STATUS establish(TlsConnection& context) {
         return context.fail(SEC_E_INTERNAL_ERROR);
     }
     try {
-        takeOver(context, *aead);
+        startRecordProtection(context, *aead);
     } catch (const std::bad_alloc&) {
-        return context.fail(SEC_E_INSUFFICIENT_MEMORY); // the token with our Finished is lost
+        return context.fail(
+            SEC_E_INSUFFICIENT_MEMORY); // final: the token with our Finished is lost
     } catch (const OpenSslFailure&) {
         return context.fail(SEC_E_INTERNAL_ERROR);
     }
@@ -104,26 +106,26 @@ SECURITY_STATUS establish(TlsConnection& context) {
     return SEC_E_OK;
 }
 
-// Goes on with as many of the records as OpenSSL takes, and takes them off. It reads record by
-// record, so behind the last one of the handshake it stops.
+// Continues the handshake and removes the records that OpenSSL has consumed. It reads one record at
+// a time, so it consumes none after the last handshake record.
 SECURITY_STATUS step(TlsConnection& context, ByteView& records, const Token& token) {
     SSL* ssl = context.ssl.get();
-    const std::size_t sentBefore = token.size();
-    context.wire.feed(records);
+    const std::size_t tokenSizeBefore = token.size();
+    context.memoryBio.setInput(records);
     const int result = SSL_do_handshake(ssl);
-    const std::size_t taken = records.size() - context.wire.unread();
-    context.sent.note(token.bytes().subspan(sentBefore));
-    context.received.note(records.first(taken));
-    records = records.subspan(taken);
+    const std::size_t consumed = records.size() - context.memoryBio.unread();
+    context.sent.count(token.bytes().subspan(tokenSizeBefore));
+    context.received.count(records.first(consumed));
+    records = records.subspan(consumed);
     if (result == 1) {
         return establish(context);
     }
     switch (SSL_get_error(ssl, result)) {
     case SSL_ERROR_WANT_READ:
         return SEC_I_CONTINUE_NEEDED;
-    case SSL_ERROR_WANT_X509_LOOKUP: // it goes on from there
+    case SSL_ERROR_WANT_X509_LOOKUP: // the next call continues from here
         return SEC_I_INCOMPLETE_CREDENTIALS;
-    case SSL_ERROR_ZERO_RETURN: // a closure in the place of a handshake message
+    case SSL_ERROR_ZERO_RETURN: // a closure alert instead of a handshake message
         return context.fail(SEC_E_CONTEXT_EXPIRED);
     default:
         return context.fail(statusOfFailure("SSL_do_handshake", ssl));
@@ -138,13 +140,13 @@ SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token
     if (consumed > records.size()) {
         return context.fail(SEC_E_INVALID_TOKEN);
     }
-    context.wire.writeTo(&token);
-    ByteView rest = records.subspan(consumed);
-    const SECURITY_STATUS status = step(context, rest, token);
-    consumed = records.size() - rest.size();
+    context.memoryBio.setOutput(&token);
+    ByteView remaining = records.subspan(consumed);
+    const SECURITY_STATUS status = step(context, remaining, token);
+    consumed = records.size() - remaining.size();
     context.consumedBefore = status == SEC_I_INCOMPLETE_CREDENTIALS ? consumed : 0;
-    context.wire.feed({});
-    context.wire.writeTo(nullptr);
+    context.memoryBio.setInput({});
+    context.memoryBio.setOutput(nullptr);
     return status;
 }
 

@@ -1,4 +1,4 @@
-// One step of a handshake, the same for both roles: whole records in, a token out.
+// One step of a handshake, for both roles: takes whole records and returns a token.
 #pragma once
 
 #include "platform/openssl/tls/TlsConnection.h"
@@ -6,14 +6,14 @@
 
 namespace VexaSsl::openssl {
 
-// Works on whole records (none at a client's start) until they are used up, the handshake is
-// complete or it fails. consumed counts the bytes used; what is behind the last handshake record is
-// never looked at. The connection's guard is held by the caller.
-//
-// SEC_I_CONTINUE_NEEDED: the peer is to speak; token holds what is to be sent first, maybe nothing.
-// SEC_E_OK: established, likewise. SEC_I_INCOMPLETE_CREDENTIALS: see TlsConnection; to be called
-// again with the same records. Anything else: failed for good; the token may hold an alert that is
-// not to be sent.
+// Processes records, which are whole (none at a client's start), until all are consumed, the
+// handshake is complete or it fails. consumed becomes the number of bytes consumed, which excludes
+// what follows the last handshake record. The caller holds context.mutex.
+//   SEC_I_CONTINUE_NEEDED         send the token, which may be empty; more records are needed
+//   SEC_E_OK                      established; send the token, which may be empty
+//   SEC_I_INCOMPLETE_CREDENTIALS  call again with the same records; see TlsConnection
+// Any other status: failed permanently. The token may then contain an alert, which must not be
+// sent.
 SECURITY_STATUS advanceHandshake(TlsConnection& context, ByteView records, Token& token,
                                  std::size_t& consumed);
 

@@ -20,15 +20,16 @@ namespace {
 
 using namespace openssl;
 
-// The token of the peer, in the caller's memory.
+// The peer's token in the caller's memory.
 using Received = std::span<unsigned char>;
 
-// The bits of both roles, where they differ only in their numbers.
+// The requirement bits of a role. Requested ones are returned as attributes when they are in
+// effect.
 struct RequirementBits {
     ULONG allocateMemory;
     ULONG mutualAuthentication;
-    ULONG whileNegotiating; // mirrored in the attributes from the first token on
-    ULONG whenEstablished;  // mirrored once they hold
+    ULONG whileNegotiating; // in effect from the first token on
+    ULONG whenEstablished;  // in effect once established
 };
 
 constexpr ULONG clientMutualAuthentication = 0x00000002; // ISC_REQ_MUTUAL_AUTH
@@ -45,7 +46,7 @@ constexpr RequirementBits serverBits{
     .whileNegotiating = ASC_REQ_ALLOCATE_MEMORY | ASC_REQ_EXTENDED_ERROR | ASC_REQ_STREAM,
     .whenEstablished = ASC_REQ_CONFIDENTIALITY | ASC_REQ_REPLAY_DETECT};
 
-// The arguments of either call.
+// The arguments of InitializeSecurityContextW or AcceptSecurityContext.
 struct Negotiation {
     Role role;
     const CredHandle* credential;
@@ -59,38 +60,38 @@ struct Negotiation {
     TimeStamp* expiry;
 
     const RequirementBits& bits() const { return role == Role::client ? clientBits : serverBits; }
-    bool isFirst() const { return isNone(context); }
+    bool isFirst() const { return isNull(context); }
 };
 
 ULONG attributesOf(const Negotiation& call, const TlsConnection& context) {
-    ULONG held = call.bits().whileNegotiating;
+    ULONG attributes = call.bits().whileNegotiating;
     if (context.stage == Stage::established) {
-        held |= call.bits().whenEstablished;
+        attributes |= call.bits().whenEstablished;
         if (context.hasPeerCertificate()) {
-            held |= call.bits().mutualAuthentication;
+            attributes |= call.bits().mutualAuthentication;
         }
     }
-    return held & call.requirements;
+    return attributes & call.requirements;
 }
 
 SECURITY_STATUS startContext(const Negotiation& call, const Credentials& credentials,
                              std::shared_ptr<TlsConnection>& context) {
-    auto started = std::make_shared<TlsConnection>(credentials);
+    auto connection = std::make_shared<TlsConnection>(credentials);
     if (call.role == Role::client) {
         const std::optional<TargetName> target = TargetName::parse(call.targetName);
         if (!target) {
-            return SEC_E_WRONG_PRINCIPAL; // a server without a name would go unchecked
+            return SEC_E_WRONG_PRINCIPAL; // OpenSSL would not check the names in the certificate
         }
-        target->applyTo(started->ssl.get());
+        target->applyTo(connection->ssl.get());
     } else if (call.requirements & ASC_REQ_MUTUAL_AUTH) {
-        // No list of authorities goes along with the request.
-        SSL_set_verify(started->ssl.get(), SSL_VERIFY_PEER, nullptr);
+        // The CertificateRequest has an empty list of certification authorities.
+        SSL_set_verify(connection->ssl.get(), SSL_VERIFY_PEER, nullptr);
     }
-    context = std::move(started);
+    context = std::move(connection);
     return SEC_E_OK;
 }
 
-// Finds the context of the call, null for a first one.
+// Finds the context of the call; null for a first call.
 SECURITY_STATUS findContext(const Negotiation& call, std::shared_ptr<TlsConnection>& context) {
     if (call.isFirst()) {
         return call.newContext ? SEC_E_OK : SEC_E_INVALID_HANDLE;
@@ -99,8 +100,9 @@ SECURITY_STATUS findContext(const Negotiation& call, std::shared_ptr<TlsConnecti
     return context && context->role == call.role ? SEC_E_OK : SEC_E_INVALID_HANDLE;
 }
 
-// Whether the context takes part in a handshake. The guard is held.
-SECURITY_STATUS judgeStage(const TlsConnection& context) {
+// Returns SEC_E_OK if the context is in its handshake, else the status of the call. The caller
+// holds the mutex.
+SECURITY_STATUS stageStatus(const TlsConnection& context) {
     switch (context.stage) {
     case Stage::negotiating:
         return SEC_E_OK;
@@ -113,9 +115,8 @@ SECURITY_STATUS judgeStage(const TlsConnection& context) {
     return SEC_E_UNSUPPORTED_FUNCTION; // a second handshake on one connection
 }
 
-// Result: SEC_E_OK for whole records, and for nothing at a client's start. Nothing is consumed
-// here.
-SECURITY_STATUS judgeInput(const Negotiation& call, ByteView received) {
+// Returns SEC_E_OK for whole records, and for no input at a client's start. Consumes nothing.
+SECURITY_STATUS inputStatus(const Negotiation& call, ByteView received) {
     if (call.role == Role::client && call.isFirst()) {
         return received.empty() ? SEC_E_OK : SEC_E_INVALID_TOKEN;
     }
@@ -126,7 +127,7 @@ SECURITY_STATUS judgeInput(const Negotiation& call, ByteView received) {
     if (extent.boundary == Boundary::whole) {
         return SEC_E_OK;
     }
-    tell(call.input, SECBUFFER_MISSING, extent.missing, nullptr);
+    setEmptyEntry(call.input, SECBUFFER_MISSING, extent.missing, nullptr);
     return SEC_E_INCOMPLETE_MESSAGE;
 }
 
@@ -135,16 +136,17 @@ Received receivedBytes(const Negotiation& call) {
     return entry ? bytesOf(*entry) : Received();
 }
 
-void handOver(Token& token, SecBuffer& entry) {
+void moveToken(Token& token, SecBuffer& entry) {
     const std::size_t size = token.size();
     setEntry(entry, SECBUFFER_TOKEN, size, token.release());
 }
 
-// What a step that did not fail gives to the caller.
-void report(const Negotiation& call, const TlsConnection& context, Received unused, Token& token) {
-    handOver(token, *findEntry(call.output, SECBUFFER_TOKEN));
+// Writes the results of a successful step.
+void writeResults(const Negotiation& call, const TlsConnection& context, Received unused,
+                  Token& token) {
+    moveToken(token, *findEntry(call.output, SECBUFFER_TOKEN));
     if (context.stage == Stage::established && !unused.empty()) {
-        tell(call.input, SECBUFFER_EXTRA, unused.size(), unused.data());
+        setEmptyEntry(call.input, SECBUFFER_EXTRA, unused.size(), unused.data());
     }
     if (call.attributes) {
         *call.attributes = attributesOf(call, context);
@@ -152,30 +154,30 @@ void report(const Negotiation& call, const TlsConnection& context, Received unus
 }
 
 SECURITY_STATUS advance(const Negotiation& call, TlsConnection& context, Received received) {
-    const std::lock_guard lock(context.guarding);
-    if (const SECURITY_STATUS status = judgeStage(context); status != SEC_E_OK) {
+    const std::lock_guard lock(context.mutex);
+    if (const SECURITY_STATUS status = stageStatus(context); status != SEC_E_OK) {
         return status;
     }
-    const SECURITY_STATUS input = judgeInput(call, received);
+    const SECURITY_STATUS input = inputStatus(call, received);
     if (input == SEC_E_INCOMPLETE_MESSAGE) {
         return input;
     }
     if (input != SEC_E_OK) {
         return context.fail(input);
     }
-    context.mayGoWithoutCertificate = (call.requirements & ISC_REQ_USE_SUPPLIED_CREDS) != 0;
+    context.mayContinueWithoutCertificate = (call.requirements & ISC_REQ_USE_SUPPLIED_CREDS) != 0;
     Token token;
     std::size_t consumed = 0;
     const SECURITY_STATUS status = advanceHandshake(context, received, token, consumed);
     if (status >= 0) {
-        report(call, context, received.subspan(consumed), token);
+        writeResults(call, context, received.subspan(consumed), token);
     }
     return status;
 }
 
-// The first step: a context comes about only if something was consumed or is to be sent.
+// The first step. The caller receives a context only if the step succeeds.
 SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, Received received) {
-    if (const SECURITY_STATUS status = judgeInput(call, received); status != SEC_E_OK) {
+    if (const SECURITY_STATUS status = inputStatus(call, received); status != SEC_E_OK) {
         return status;
     }
     std::shared_ptr<TlsConnection> context;
@@ -188,13 +190,13 @@ SECURITY_STATUS begin(const Negotiation& call, const Credentials& credentials, R
     if (status >= 0) {
         *call.newContext = handle;
     } else {
-        dropHandle<TlsConnection>(&handle);
+        removeHandle<TlsConnection>(&handle);
     }
     return status;
 }
 
 SECURITY_STATUS negotiate(const Negotiation& call) {
-    forgetFailure();
+    clearFailure();
     if (call.attributes) {
         *call.attributes = 0;
     }
@@ -212,7 +214,7 @@ SECURITY_STATUS negotiate(const Negotiation& call) {
     if (const SECURITY_STATUS status = findContext(call, context); status != SEC_E_OK) {
         return status;
     }
-    // Tokens into the caller's own memory have no use here.
+    // Tokens in the caller's own memory are not supported.
     if (!(call.requirements & call.bits().allocateMemory)) {
         return SEC_E_UNSUPPORTED_FUNCTION;
     }
@@ -270,7 +272,7 @@ SECURITY_STATUS platform::AcceptSecurityContext(CredHandle* credential, CtxtHand
 }
 
 SECURITY_STATUS platform::DeleteSecurityContext(CtxtHandle* context) {
-    return packageCall([&] { return dropHandle<TlsConnection>(context); });
+    return packageCall([&] { return removeHandle<TlsConnection>(context); });
 }
 
 } // namespace VexaSsl

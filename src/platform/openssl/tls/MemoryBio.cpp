@@ -12,14 +12,14 @@ Token::~Token() {
 
 bool Token::write(ByteView bytes) noexcept {
     if (bytes.size() > capacity - used) {
-        const std::size_t wanted = std::max(used + bytes.size(), capacity * 2);
-        void* larger = std::realloc(memory, wanted);
-        if (!larger) {
-            ERR_raise(ERR_LIB_BIO, ERR_R_MALLOC_FAILURE); // the cause that the failure is judged by
+        const std::size_t newCapacity = std::max(used + bytes.size(), capacity * 2);
+        void* newMemory = std::realloc(memory, newCapacity);
+        if (!newMemory) {
+            ERR_raise(ERR_LIB_BIO, ERR_R_MALLOC_FAILURE); // statusOfFailure reads it
             return false;
         }
-        memory = static_cast<unsigned char*>(larger);
-        capacity = wanted;
+        memory = static_cast<unsigned char*>(newMemory);
+        capacity = newCapacity;
     }
     if (!bytes.empty()) {
         std::memcpy(memory + used, bytes.data(), bytes.size());
@@ -36,12 +36,12 @@ void* Token::release() noexcept {
     return released;
 }
 
-// What OpenSSL calls; the BIO's data is the wire.
-struct Wire::Callbacks {
+// The BIO's methods. Its data is the MemoryBio.
+struct MemoryBio::Callbacks {
     static int write(BIO* bio, const char* data, std::size_t size, std::size_t* written) noexcept {
         BIO_clear_retry_flags(bio);
         const auto* bytes = reinterpret_cast<const unsigned char*>(data);
-        WireOutput* output = static_cast<Wire*>(BIO_get_data(bio))->output;
+        BioOutput* output = static_cast<MemoryBio*>(BIO_get_data(bio))->output;
         if (output && !output->write({bytes, size})) {
             return 0;
         }
@@ -49,16 +49,16 @@ struct Wire::Callbacks {
         return 1;
     }
 
-    static int read(BIO* bio, char* buffer, std::size_t size, std::size_t* taken) noexcept {
+    static int read(BIO* bio, char* buffer, std::size_t size, std::size_t* count) noexcept {
         BIO_clear_retry_flags(bio);
-        ByteView& input = static_cast<Wire*>(BIO_get_data(bio))->input;
+        ByteView& input = static_cast<MemoryBio*>(BIO_get_data(bio))->input;
         if (input.empty()) {
             BIO_set_retry_read(bio);
             return 0;
         }
-        *taken = std::min(size, input.size());
-        std::memcpy(buffer, input.data(), *taken);
-        input = input.subspan(*taken);
+        *count = std::min(size, input.size());
+        std::memcpy(buffer, input.data(), *count);
+        input = input.subspan(*count);
         return 1;
     }
 
@@ -79,8 +79,8 @@ struct Wire::Callbacks {
     }
 };
 
-BioPointer Wire::makeBio() {
-    // Never freed: contexts may outlive the static objects of the process.
+BioPointer MemoryBio::makeBio() {
+    // Never freed: connections may outlive the static objects of the process.
     static BIO_METHOD* const method = Callbacks::makeMethod();
     auto bio = orOutOfMemory(BioPointer(BIO_new(method)));
     BIO_set_data(bio.get(), this);

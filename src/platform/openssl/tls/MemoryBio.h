@@ -1,8 +1,7 @@
-// The transport that OpenSSL sees: it reads what a call was given and writes where the call wants
-// the output. Nothing is kept between calls and nothing ever waits: a read without bytes asks to be
-// repeated.
+// A BIO that reads from the input of a call and writes to its output. It buffers nothing between
+// calls and never blocks: a read without input sets the retry flag.
 //
-// Not guarded; the context that owns a Wire guards it together with the SSL object.
+// One thread at a time; TlsConnection::mutex guards it together with the SSL object.
 #pragma once
 
 #include "platform/openssl/stores/OpenSslOwners.h"
@@ -11,17 +10,16 @@
 
 namespace VexaSsl::openssl {
 
-// Where written bytes go.
-class WireOutput {
+// The destination of written bytes.
+class BioOutput {
 public:
-    virtual ~WireOutput() = default;
-    // False when there is no room; the TLS operation fails then.
+    virtual ~BioOutput() = default;
+    // Returns false when out of memory; the TLS operation then fails.
     virtual bool write(ByteView bytes) noexcept = 0;
 };
 
-// Grows as needed, by malloc, so that its memory can be handed to a caller who frees it with
-// FreeContextBuffer.
-class Token final : public WireOutput {
+// Output in memory from malloc, which the caller of the package releases with FreeContextBuffer.
+class Token final : public BioOutput {
 public:
     Token() = default;
     Token(const Token&) = delete;
@@ -31,7 +29,7 @@ public:
     bool write(ByteView bytes) noexcept override;
     std::size_t size() const noexcept { return used; }
     ByteView bytes() const noexcept { return {memory, used}; }
-    // The memory, now the caller's; null when nothing was written.
+    // Returns the memory, which the caller then owns; null when nothing was written.
     void* release() noexcept;
 
 private:
@@ -40,27 +38,27 @@ private:
     std::size_t capacity = 0;
 };
 
-class Wire {
+class MemoryBio {
 public:
-    Wire() = default;
-    Wire(const Wire&) = delete;
-    Wire& operator=(const Wire&) = delete;
+    MemoryBio() = default;
+    MemoryBio(const MemoryBio&) = delete;
+    MemoryBio& operator=(const MemoryBio&) = delete;
 
-    // What the next reads give; the bytes are borrowed until they are read.
-    void feed(ByteView bytes) noexcept { input = bytes; }
-    // How many of them nothing has read.
+    // Sets the bytes for the next reads. They must live until they are read or replaced.
+    void setInput(ByteView bytes) noexcept { input = bytes; }
+    // Returns the number of input bytes that have not been read.
     std::size_t unread() const noexcept { return input.size(); }
-    // Where writes go; null throws them away.
-    void writeTo(WireOutput* target) noexcept { output = target; }
+    // Null discards what is written.
+    void setOutput(BioOutput* target) noexcept { output = target; }
 
-    // A BIO on this wire, which must outlive it.
+    // Returns a BIO on this object, which must outlive it.
     BioPointer makeBio();
 
 private:
     struct Callbacks;
 
     ByteView input;
-    WireOutput* output = nullptr;
+    BioOutput* output = nullptr;
 };
 
 } // namespace VexaSsl::openssl

@@ -1,4 +1,4 @@
-// What every call of the security package does around its work. Any thread.
+// Wraps every call of the security package: exceptions, and OpenSSL's error queue. Any thread.
 #pragma once
 
 #include "SecurityShapes.h"
@@ -10,8 +10,8 @@
 
 namespace VexaSsl::openssl {
 
-// OpenSSL judges an operation by the thread's error queue, so nothing old may lie in there, and
-// nothing of ours may be left behind for the host's own use of OpenSSL.
+// Clears the thread's error queue before and after a call. SSL_get_error requires an empty queue,
+// and our errors must not affect the host's own use of OpenSSL.
 class CleanErrorQueue {
 public:
     CleanErrorQueue() noexcept { clear(); }
@@ -20,7 +20,7 @@ public:
     CleanErrorQueue& operator=(const CleanErrorQueue&) = delete;
 
 private:
-    // Nearly always there is nothing, and to clear that takes ten times as long as to see it.
+    // The queue is nearly always empty, and clearing it takes ten times as long as checking.
     static void clear() noexcept {
         if (ERR_peek_error() != 0) {
             ERR_clear_error();
@@ -28,7 +28,7 @@ private:
     }
 };
 
-// Result: the operation's, SEC_E_INSUFFICIENT_MEMORY when it ran out of memory, and
+// Returns operation(), SEC_E_INSUFFICIENT_MEMORY when it runs out of memory, and
 // SEC_E_INTERNAL_ERROR for any other exception.
 template <class Operation>
 SECURITY_STATUS packageCall(Operation operation) noexcept {
@@ -42,8 +42,8 @@ SECURITY_STATUS packageCall(Operation operation) noexcept {
     }
 }
 
-// The same around work on one record, which takes hardly longer than clearing the queue twice. It
-// doesn't judge by the queue, so only what a failure of OpenSSL leaves there has to go.
+// The same for an operation on one record, which takes hardly longer than clearing the queue twice.
+// It doesn't read the queue, so the queue is cleared only after a failure.
 template <class Operation>
 SECURITY_STATUS recordCall(Operation operation) noexcept {
     SECURITY_STATUS status = SEC_E_INTERNAL_ERROR;

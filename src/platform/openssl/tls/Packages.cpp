@@ -13,7 +13,7 @@ namespace {
 
 using openssl::packageCall;
 
-// What the package can do, as bits of fCapabilities.
+// Bits of fCapabilities (SECPKG_FLAG_*).
 constexpr ULONG integrity = 0x1;
 constexpr ULONG privacy = 0x2;
 constexpr ULONG connectionOriented = 0x10;
@@ -25,22 +25,22 @@ constexpr ULONG capabilities =
 
 constexpr WORD interfaceVersion = 1;
 constexpr WORD rpcIdentifier = 14; // of Schannel
-constexpr ULONG largestToken = 0x6000;
+constexpr ULONG maxTokenSize = 0x6000;
 
 constexpr std::wstring_view names[] = {L"Schannel",
                                        L"Microsoft Unified Security Protocol Provider"};
 constexpr std::wstring_view comment = L"TLS 1.2 by OpenSSL";
 
-// The array and its texts in one block, since one call releases it.
+// The array and its texts in one block, which one call releases.
 struct PackageList {
     SecPkgInfoW packages[std::size(names)];
     wchar_t texts[std::size(names)][64];
     wchar_t commentText[32];
 };
 
-void writeText(wchar_t* place, std::wstring_view text) {
-    std::wmemcpy(place, text.data(), text.size());
-    place[text.size()] = L'\0';
+void writeText(wchar_t* destination, std::wstring_view text) {
+    std::wmemcpy(destination, text.data(), text.size());
+    destination[text.size()] = L'\0';
 }
 
 PackageList* makeList() {
@@ -55,7 +55,7 @@ PackageList* makeList() {
         list->packages[i] = {.fCapabilities = capabilities,
                              .wVersion = interfaceVersion,
                              .wRPCID = rpcIdentifier,
-                             .cbMaxToken = largestToken,
+                             .cbMaxToken = maxTokenSize,
                              .Name = list->texts[i],
                              .Comment = list->commentText};
     }
@@ -75,7 +75,7 @@ SECURITY_STATUS platform::EnumerateSecurityPackagesW(ULONG* count, SecPkgInfoW**
     });
 }
 
-// Tokens and package lists are plain malloc blocks. Null is harmless.
+// Tokens and package lists are allocated by malloc.
 SECURITY_STATUS platform::FreeContextBuffer(void* buffer) {
     std::free(buffer);
     return SEC_E_OK;

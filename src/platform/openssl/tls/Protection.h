@@ -1,4 +1,4 @@
-// Protecting and opening one record of an established connection.
+// Seals and opens one record of an established connection.
 #pragma once
 
 #include "platform/openssl/tls/TlsConnection.h"
@@ -6,17 +6,17 @@
 
 namespace VexaSsl::openssl {
 
-// Writes one record with the bytes of data (1 to shape.maximumMessage of them) into the three
-// areas, which hold exactly shape.headerSize, data's and shape.trailerSize bytes; data is where the
-// plaintext lies. Result: SEC_E_OK, or a status after which the connection has failed. sending is
-// held by the caller.
-SECURITY_STATUS protectRecord(TlsConnection& context, RecordSealer::Area header,
-                              RecordSealer::Area data, RecordSealer::Area trailer) noexcept;
+// Encrypts data in place, 1 to shape.maximumMessage bytes, and writes header and trailer, of
+// exactly shape.headerSize and shape.trailerSize bytes. Returns SEC_E_OK, or SEC_E_ENCRYPT_FAILURE,
+// after which the connection has failed. The caller holds sendMutex.
+SECURITY_STATUS sealRecord(TlsConnection& context, RecordSealer::Area header,
+                           RecordSealer::Area data, RecordSealer::Area trailer) noexcept;
 
-// Opens one whole record in place. plaintext is the part of it that holds the plaintext, maybe
-// empty; it is set for SEC_E_OK only. SEC_I_CONTEXT_EXPIRED: the peer's closure.
-// SEC_I_RENEGOTIATE: an authentic handshake message, which is not acted on. Anything else: the
-// connection has failed, and its keys are gone. guarding is held by the caller.
+// Opens one whole record in place. The caller holds mutex.
+//   SEC_E_OK               plaintext is the part of the record with the plaintext; may be empty
+//   SEC_I_CONTEXT_EXPIRED  the peer's closure alert
+//   SEC_I_RENEGOTIATE      an authentic renegotiation request, which is ignored
+// Any other status: the connection has failed, and its keys are wiped.
 SECURITY_STATUS openRecord(TlsConnection& context, std::span<unsigned char> record,
                            std::span<unsigned char>& plaintext) noexcept;
 

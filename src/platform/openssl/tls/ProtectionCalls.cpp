@@ -14,14 +14,14 @@ namespace {
 
 using namespace openssl;
 
-// The entries of a record that comes apart into its pieces.
+// The entries that DecryptMessage returns.
 constexpr std::size_t headerEntry = 0;
 constexpr std::size_t dataEntry = 1;
 constexpr std::size_t trailerEntry = 2;
 constexpr std::size_t extraEntry = 3;
 constexpr std::size_t entryCount = 4;
 
-SECURITY_STATUS judgeForProtecting(const TlsConnection& context) {
+SECURITY_STATUS sealStatus(const TlsConnection& context) {
     const Stage stage = context.stage;
     if (stage == Stage::negotiating) {
         return SEC_E_INVALID_HANDLE;
@@ -29,8 +29,8 @@ SECURITY_STATUS judgeForProtecting(const TlsConnection& context) {
     return stage == Stage::failed ? context.failure.load() : SEC_E_OK;
 }
 
-SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
-    if (const SECURITY_STATUS status = judgeForProtecting(context); status != SEC_E_OK) {
+SECURITY_STATUS seal(TlsConnection& context, SecBufferDesc* message) {
+    if (const SECURITY_STATUS status = sealStatus(context); status != SEC_E_OK) {
         return status;
     }
     SecBuffer* header = findEntry(message, SECBUFFER_STREAM_HEADER);
@@ -48,9 +48,8 @@ SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
     if (headerArea.size() < shape.headerSize || trailerArea.size() < shape.trailerSize) {
         return SEC_E_BUFFER_TOO_SMALL;
     }
-    const SECURITY_STATUS status =
-        protectRecord(context, headerArea.first(shape.headerSize), bytesOf(*data),
-                      trailerArea.first(shape.trailerSize));
+    const SECURITY_STATUS status = sealRecord(context, headerArea.first(shape.headerSize),
+                                              bytesOf(*data), trailerArea.first(shape.trailerSize));
     if (status == SEC_E_OK) {
         header->cbBuffer = static_cast<ULONG>(shape.headerSize);
         trailer->cbBuffer = static_cast<ULONG>(shape.trailerSize);
@@ -58,30 +57,30 @@ SECURITY_STATUS protect(TlsConnection& context, SecBufferDesc* message) {
     return status;
 }
 
-SECURITY_STATUS judgeForOpening(const TlsConnection& context) {
+SECURITY_STATUS openStatus(const TlsConnection& context) {
     if (context.stage == Stage::closed) {
         return SEC_I_CONTEXT_EXPIRED;
     }
-    return judgeForProtecting(context);
+    return sealStatus(context);
 }
 
-// Rewrites the entries: the record's pieces, then what lies behind it.
-void takeApart(std::span<SecBuffer> entries, std::span<unsigned char> record,
-               std::span<unsigned char> plaintext, std::span<unsigned char> behind) {
-    const std::size_t ahead = static_cast<std::size_t>(plaintext.data() - record.data());
-    const std::span<unsigned char> trailer = record.subspan(ahead + plaintext.size());
-    setEntry(entries[headerEntry], SECBUFFER_STREAM_HEADER, ahead, record.data());
+// Rewrites the entries: header, data and trailer of the record, and the bytes that follow it.
+void setRecordEntries(std::span<SecBuffer> entries, std::span<unsigned char> record,
+                      std::span<unsigned char> plaintext, std::span<unsigned char> extra) {
+    const std::size_t prefixSize = static_cast<std::size_t>(plaintext.data() - record.data());
+    const std::span<unsigned char> trailer = record.subspan(prefixSize + plaintext.size());
+    setEntry(entries[headerEntry], SECBUFFER_STREAM_HEADER, prefixSize, record.data());
     setEntry(entries[dataEntry], SECBUFFER_DATA, plaintext.size(), plaintext.data());
     setEntry(entries[trailerEntry], SECBUFFER_STREAM_TRAILER, trailer.size(), trailer.data());
-    if (behind.empty()) {
+    if (extra.empty()) {
         setEntry(entries[extraEntry], SECBUFFER_EMPTY, 0, nullptr);
     } else {
-        setEntry(entries[extraEntry], SECBUFFER_EXTRA, behind.size(), behind.data());
+        setEntry(entries[extraEntry], SECBUFFER_EXTRA, extra.size(), extra.data());
     }
 }
 
 SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
-    if (const SECURITY_STATUS status = judgeForOpening(context); status != SEC_E_OK) {
+    if (const SECURITY_STATUS status = openStatus(context); status != SEC_E_OK) {
         return status;
     }
     const std::span<SecBuffer> entries = entriesOf(message);
@@ -92,30 +91,31 @@ SECURITY_STATUS open(TlsConnection& context, SecBufferDesc* message) {
     const std::span<unsigned char> bytes = bytesOf(*data);
     const RecordExtent extent = firstRecord(bytes);
     if (extent.boundary == Boundary::notTls) {
-        return context.failForgetting(SEC_E_INVALID_TOKEN);
+        return context.failAndWipeKeys(SEC_E_INVALID_TOKEN);
     }
     if (extent.boundary == Boundary::partial) {
-        tell(message, SECBUFFER_MISSING, extent.missing, nullptr);
+        setEmptyEntry(message, SECBUFFER_MISSING, extent.missing, nullptr);
         return SEC_E_INCOMPLETE_MESSAGE;
     }
     const std::span<unsigned char> record = bytes.first(extent.size);
     std::span<unsigned char> plaintext;
     const SECURITY_STATUS status = openRecord(context, record, plaintext);
     if (status == SEC_E_OK) {
-        takeApart(entries, record, plaintext, bytes.subspan(extent.size));
+        setRecordEntries(entries, record, plaintext, bytes.subspan(extent.size));
     }
     return status;
 }
 
-// Finds the context and holds the guard of one direction while the operation is at work on it.
+// Calls operation on the context with the mutex of its direction held.
 template <class Operation>
-SECURITY_STATUS callOn(CtxtHandle* handle, std::mutex TlsConnection::*guard, Operation operation) {
+SECURITY_STATUS callWithLock(CtxtHandle* handle, std::mutex TlsConnection::*directionMutex,
+                             Operation operation) {
     return recordCall([&]() -> SECURITY_STATUS {
         const std::shared_ptr<TlsConnection> context = objectOf<TlsConnection>(handle);
         if (!context) {
             return SEC_E_INVALID_HANDLE;
         }
-        const std::lock_guard lock((*context).*guard);
+        const std::lock_guard lock((*context).*directionMutex);
         return operation(*context);
     });
 }
@@ -124,8 +124,8 @@ SECURITY_STATUS callOn(CtxtHandle* handle, std::mutex TlsConnection::*guard, Ope
 
 SECURITY_STATUS platform::EncryptMessage(CtxtHandle* context, ULONG, SecBufferDesc* message,
                                          ULONG) {
-    return callOn(context, &TlsConnection::sending,
-                  [message](TlsConnection& found) { return protect(found, message); });
+    return callWithLock(context, &TlsConnection::sendMutex,
+                        [message](TlsConnection& found) { return seal(found, message); });
 }
 
 SECURITY_STATUS platform::DecryptMessage(CtxtHandle* context, SecBufferDesc* message, ULONG,
@@ -133,8 +133,8 @@ SECURITY_STATUS platform::DecryptMessage(CtxtHandle* context, SecBufferDesc* mes
     if (qualityOfProtection) {
         *qualityOfProtection = 0;
     }
-    return callOn(context, &TlsConnection::guarding,
-                  [message](TlsConnection& found) { return open(found, message); });
+    return callWithLock(context, &TlsConnection::mutex,
+                        [message](TlsConnection& found) { return open(found, message); });
 }
 
 } // namespace VexaSsl

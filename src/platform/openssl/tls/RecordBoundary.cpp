@@ -7,11 +7,11 @@ namespace {
 constexpr unsigned char majorVersion = 3; // of every TLS version
 
 bool mayBeHeader(ByteView bytes) noexcept {
-    const bool typeFits =
+    const bool isTypeValid =
         bytes.empty() || (bytes[0] >= static_cast<unsigned char>(ContentType::changeCipherSpec) &&
                           bytes[0] <= static_cast<unsigned char>(ContentType::applicationData));
-    const bool versionFits = bytes.size() < 2 || bytes[1] == majorVersion;
-    return typeFits && versionFits;
+    const bool isVersionValid = bytes.size() < 2 || bytes[1] == majorVersion;
+    return isTypeValid && isVersionValid;
 }
 
 RecordExtent partial(std::size_t missing) noexcept {

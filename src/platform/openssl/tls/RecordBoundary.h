@@ -1,4 +1,4 @@
-// Where TLS records begin and end in a run of bytes, told by their headers alone. Stateless.
+// Finds TLS records in a sequence of bytes by their headers. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ namespace VexaSsl::openssl {
 using ByteView = std::span<const unsigned char>;
 
 inline constexpr std::size_t recordHeaderSize = 5;
-// The most that may follow a header: 2^14 bytes of plaintext and what a cipher may add.
+// The largest payload of a record: 2^14 bytes of plaintext and the expansion by the cipher.
 inline constexpr std::size_t recordPayloadLimit = (1U << 14) + 2048;
 
 // The content types of TLS 1.2, the first byte of a record.
@@ -22,8 +22,8 @@ enum class ContentType : unsigned char {
 
 enum class Boundary {
     whole,   // size is the record's, header included
-    partial, // missing more bytes are needed to finish the header or, when it is there, the record
-    notTls,  // no TLS record begins like this; told from the first byte that shows it
+    partial, // missing more bytes complete the header or, after a whole header, the record
+    notTls,  // not the beginning of a TLS record; detected at the first wrong byte
 };
 
 struct RecordExtent {
@@ -32,10 +32,10 @@ struct RecordExtent {
     std::size_t missing = 0;
 };
 
-// The record that bytes begin with. Of no bytes at all a header is missing.
+// Returns the extent of the first record. Without any bytes, a header is missing.
 RecordExtent firstRecord(ByteView bytes) noexcept;
 
-// The verdict on the last record of bytes, or on the first one that is no TLS record.
+// Returns the extent of the last record, or of the first one that isn't TLS.
 RecordExtent lastRecord(ByteView bytes) noexcept;
 
 } // namespace VexaSsl::openssl

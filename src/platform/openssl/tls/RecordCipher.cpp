@@ -23,7 +23,7 @@ constexpr AeadSuite aes128Gcm{"AES-128-GCM", 16, 4, 8};
 constexpr AeadSuite aes256Gcm{"AES-256-GCM", 32, 4, 8};
 constexpr AeadSuite chacha20Poly1305{"ChaCha20-Poly1305", 32, 12, 0};
 
-constexpr unsigned char versionOfTls12[] = {3, 3};
+constexpr unsigned char tls12Version[] = {3, 3};
 
 using KdfContextPointer = std::unique_ptr<EVP_KDF_CTX, Release<EVP_KDF_CTX_free>>;
 
@@ -36,8 +36,8 @@ struct KeyBlock {
     std::array<unsigned char, 2 * (aeadKeyLimit + aeadNonceSize)> bytes{};
 };
 
-// Looking an algorithm up costs more than a record, so it is done once. Never freed: OpenSSL cleans
-// up after itself before static objects of ours would go. A look-up that failed is repeated.
+// Fetching an algorithm takes longer than a record, so it is done once; after a failure it is done
+// again. Never freed: OpenSSL cleans up at exit before static objects are destroyed.
 EVP_CIPHER* fetchCipher(const char* name) {
     return requireResult("EVP_CIPHER_fetch", EVP_CIPHER_fetch(nullptr, name, nullptr));
 }
@@ -55,13 +55,13 @@ const EVP_CIPHER* cipherOf(const AeadSuite& suite) {
     return cipher;
 }
 
-EVP_KDF* pseudoRandomFunction() {
-    static EVP_KDF* const function =
+EVP_KDF* tlsPrf() {
+    static EVP_KDF* const prf =
         requireResult("EVP_KDF_fetch", EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr));
-    return function;
+    return prf;
 }
 
-// The seed of the key block: the label, the server's random and the client's.
+// The seed of the key expansion: the label, the server's random and the client's.
 constexpr char label[] = "key expansion";
 constexpr std::size_t labelSize = sizeof label - 1;
 using Seed = std::array<unsigned char, labelSize + 2 * std::size_t{SSL3_RANDOM_SIZE}>;
@@ -83,10 +83,9 @@ void fillKeyBlock(HandshakeSecrets& secrets, std::span<unsigned char> block) {
                                           secrets.masterSize),
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SEED, seed.data(), seed.size()),
         OSSL_PARAM_construct_end()};
-    const auto run = requireResult("EVP_KDF_CTX_new",
-                                   KdfContextPointer(EVP_KDF_CTX_new(pseudoRandomFunction())));
+    const auto kdf = requireResult("EVP_KDF_CTX_new", KdfContextPointer(EVP_KDF_CTX_new(tlsPrf())));
     requireSuccess("EVP_KDF_derive",
-                   EVP_KDF_derive(run.get(), block.data(), block.size(), parameters) == 1);
+                   EVP_KDF_derive(kdf.get(), block.data(), block.size(), parameters) == 1);
 }
 
 } // namespace
@@ -138,10 +137,10 @@ TrafficKeys deriveTrafficKeys(HandshakeSecrets& secrets, const AeadSuite& suite)
     return keys;
 }
 
-RecordCipher::RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& keys,
-                           std::uint64_t firstSequence)
-    : context(orOutOfMemory(CipherContextPointer(EVP_CIPHER_CTX_new()))), suite(aead),
-      secrets(keys), sequence(firstSequence) {
+RecordCipher::RecordCipher(Use use, const AeadSuite& suite, const DirectionKeys& keys,
+                           std::uint64_t sequence)
+    : context(orOutOfMemory(CipherContextPointer(EVP_CIPHER_CTX_new()))), suite(suite),
+      secrets(keys), sequence(sequence) {
     requireSuccess("EVP_CipherInit_ex",
                    EVP_CipherInit_ex(context.get(), cipherOf(suite), nullptr, keys.key.data(),
                                      nullptr, static_cast<int>(use)) == 1);
@@ -158,10 +157,10 @@ RecordCipher::Nonce RecordCipher::nonceWith(std::uint64_t explicitNonce) const n
         writeBigEndian(std::span(nonce).last(suite.explicitNonceSize), explicitNonce);
         return nonce;
     }
-    Nonce number{};
-    writeBigEndian(number, sequence);
+    Nonce nonceOfSequence{};
+    writeBigEndian(nonceOfSequence, sequence);
     for (std::size_t i = 0; i < nonce.size(); ++i) {
-        nonce[i] ^= number[i];
+        nonce[i] ^= nonceOfSequence[i];
     }
     return nonce;
 }
@@ -169,11 +168,11 @@ RecordCipher::Nonce RecordCipher::nonceWith(std::uint64_t explicitNonce) const n
 bool RecordCipher::begin(const Nonce& nonce, unsigned char type,
                          std::size_t plaintextSize) noexcept {
     std::array<unsigned char, 13> additional;
-    const std::span place(additional);
-    writeBigEndian(place.first(8), sequence);
+    const std::span fields(additional);
+    writeBigEndian(fields.first(8), sequence);
     additional[8] = type;
-    std::copy(std::begin(versionOfTls12), std::end(versionOfTls12), &additional[9]);
-    writeBigEndian(place.last(2), plaintextSize);
+    std::copy(std::begin(tls12Version), std::end(tls12Version), &additional[9]);
+    writeBigEndian(fields.last(2), plaintextSize);
     int count = 0;
     return EVP_CipherInit_ex(context.get(), nullptr, nullptr, nullptr, nonce.data(), -1) == 1 &&
            EVP_CipherUpdate(context.get(), nullptr, &count, additional.data(),
@@ -184,17 +183,17 @@ bool RecordSealer::seal(ContentType type, Area header, Area data, Area trailer) 
     if (isExhausted()) {
         return false;
     }
-    const std::uint64_t explicitNonce = nonceOfNumberZero + sequence;
+    const std::uint64_t explicitNonce = finishedNonce + sequence;
     header[0] = static_cast<unsigned char>(type);
-    std::copy(std::begin(versionOfTls12), std::end(versionOfTls12), &header[1]);
+    std::copy(std::begin(tls12Version), std::end(tls12Version), &header[1]);
     writeBigEndian(header.subspan(3, 2), suite.explicitNonceSize + data.size() + aeadTagSize);
     writeBigEndian(header.subspan(recordHeaderSize), explicitNonce);
-    const bool begun = begin(nonceWith(explicitNonce), header[0], data.size());
-    ++sequence; // the nonce is used, whatever comes of it
+    const bool hasBegun = begin(nonceWith(explicitNonce), header[0], data.size());
+    ++sequence; // also after a failure: the nonce has been used
     EVP_CIPHER_CTX* const cipher = context.get();
     const int size = static_cast<int>(data.size());
     int count = 0;
-    return begun &&
+    return hasBegun &&
            (size == 0 || EVP_CipherUpdate(cipher, data.data(), &count, data.data(), size) == 1) &&
            EVP_CipherFinal_ex(cipher, trailer.data(), &count) == 1 &&
            EVP_CIPHER_CTX_ctrl(cipher, EVP_CTRL_AEAD_GET_TAG, aeadTagSize, trailer.data()) == 1;
@@ -203,48 +202,48 @@ bool RecordSealer::seal(ContentType type, Area header, Area data, Area trailer) 
 RecordOpener::Outcome RecordOpener::open(std::span<unsigned char> record,
                                          std::span<unsigned char>& plaintext) noexcept {
     if (isExhausted()) {
-        return Outcome::broken;
+        return Outcome::failed;
     }
-    if (!std::equal(std::begin(versionOfTls12), std::end(versionOfTls12), &record[1])) {
+    if (!std::equal(std::begin(tls12Version), std::end(tls12Version), &record[1])) {
         return Outcome::illegal;
     }
-    const std::size_t ahead = recordHeaderSize + suite.explicitNonceSize;
-    if (record.size() < ahead + aeadTagSize) {
+    const std::size_t prefixSize = recordHeaderSize + suite.explicitNonceSize;
+    if (record.size() < prefixSize + aeadTagSize) {
         return Outcome::altered;
     }
-    const std::size_t size = record.size() - ahead - aeadTagSize;
-    if (size > limit) {
+    const std::size_t size = record.size() - prefixSize - aeadTagSize;
+    if (size > plaintextLimit) {
         return Outcome::illegal;
     }
     const std::uint64_t explicitNonce =
         readBigEndian(record.subspan(recordHeaderSize, suite.explicitNonceSize));
     if (!begin(nonceWith(explicitNonce), record[0], size)) {
-        return Outcome::broken;
+        return Outcome::failed;
     }
-    const Outcome outcome = decipher(record.subspan(ahead, size), record.last(aeadTagSize));
+    const Outcome outcome = decrypt(record.subspan(prefixSize, size), record.last(aeadTagSize));
     if (outcome == Outcome::opened) {
         ++sequence;
-        plaintext = record.subspan(ahead, size);
+        plaintext = record.subspan(prefixSize, size);
     }
     return outcome;
 }
 
-RecordOpener::Outcome RecordOpener::decipher(std::span<unsigned char> data,
-                                             std::span<unsigned char> tag) noexcept {
+RecordOpener::Outcome RecordOpener::decrypt(std::span<unsigned char> data,
+                                            std::span<unsigned char> tag) noexcept {
     EVP_CIPHER_CTX* const cipher = context.get();
     const int size = static_cast<int>(data.size());
     int count = 0;
-    const bool deciphered =
+    const bool isDecrypted =
         EVP_CIPHER_CTX_ctrl(cipher, EVP_CTRL_AEAD_SET_TAG, aeadTagSize, tag.data()) == 1 &&
         (size == 0 || EVP_CipherUpdate(cipher, data.data(), &count, data.data(), size) == 1);
-    // The tag is compared at the end, in constant time; only then the plaintext is one.
-    unsigned char nothingMore[aeadTagSize];
-    const bool authentic = deciphered && EVP_CipherFinal_ex(cipher, nothingMore, &count) == 1;
-    if (authentic) {
+    // The data is plaintext only after EVP_CipherFinal_ex has compared the tag, in constant time.
+    unsigned char finalOutput[aeadTagSize];
+    const bool isAuthentic = isDecrypted && EVP_CipherFinal_ex(cipher, finalOutput, &count) == 1;
+    if (isAuthentic) {
         return Outcome::opened;
     }
     OPENSSL_cleanse(data.data(), data.size());
-    return deciphered ? Outcome::altered : Outcome::broken;
+    return isDecrypted ? Outcome::altered : Outcome::failed;
 }
 
 } // namespace VexaSsl::openssl

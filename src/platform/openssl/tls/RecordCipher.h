@@ -1,21 +1,23 @@
-// The protection of TLS 1.2 records in place, in the caller's memory, with the keys that OpenSSL's
-// handshake agreed on and with OpenSSL's ciphers. OpenSSL's own record layer would copy every byte
-// twice and keep its buffers for as long as the connection lives.
+// Protection of TLS 1.2 records in place, with the keys of OpenSSL's handshake and with OpenSSL's
+// ciphers. OpenSSL's own record layer would copy every byte twice and hold its buffers for as long
+// as the connection lives.
 //
-// What the protocol asks for (RFC 5246 chapter 6, RFC 5288, RFC 7905) and where it is kept:
-//   - The keys are cut from the key block in its order; the PRF's digest is the suite's.
-//   - Each direction numbers its records. OpenSSL has made and opened some during the handshake, at
-//     least the Finished messages; they were counted, and the numbers go on from there.
-//   - A number is never used twice, and neither is a nonce: in AES-GCM the explicit nonce of number
-//     n is that of our Finished, which is number 0, plus n, modulo 2^64. Different numbers below
-//     2^64 have different nonces so, the Finished's own included. (OpenSSL begins at random;
-//     counting from 0 could meet its nonce.) ChaCha20-Poly1305 mixes the number into its nonce.
-//   - The last number, 2^64 - 1, is never used: protecting and opening fail instead.
-//   - The number, type, version and plaintext's length of a record are authenticated with it.
-//   - A record that isn't authentic shows nothing: what was deciphered is wiped out.
-//   - Keys are wiped out with their owner, here and inside OpenSSL.
+// How the requirements of RFC 5246 (chapter 6), RFC 5288 and RFC 7905 are met:
+//   - Keys: taken from the key block in its order; the PRF's digest is that of the cipher suite.
+//   - Sequence numbers: OpenSSL does not expose its own, and has protected and opened records in
+//     the handshake, at least the Finished messages; we count those that pass (RecordCounter) and
+//     continue from there.
+//   - Nonces: never reused, because no sequence number is. In AES-GCM the explicit nonce of
+//     sequence number n is that of our Finished, which has number 0, plus n, modulo 2^64. The
+//     nonces of fewer than 2^64 records differ, that of the Finished included. (OpenSSL's first
+//     one is random; counting from 0 could reach it.) In ChaCha20-Poly1305 the nonce contains the
+//     sequence number.
+//   - Limit: the last sequence number, 2^64 - 1, is never used; sealing and opening fail instead.
+//   - Additional data: the sequence number, type, version and plaintext length.
+//   - Forged records: the decrypted bytes are wiped and not returned.
+//   - Keys are wiped when their owner is destroyed, here and inside OpenSSL.
 //
-// Each object is one direction's, for one thread at a time.
+// Each object serves one direction. One thread at a time.
 #pragma once
 
 #include "platform/openssl/stores/OpenSslOwners.h"
@@ -31,9 +33,9 @@
 
 namespace VexaSsl::openssl {
 
-// What the negotiated cipher suite makes of a record.
+// The sizes of a record's parts with the negotiated cipher suite, in bytes.
 struct RecordShape {
-    std::size_t headerSize = 0; // the record header and an explicit nonce
+    std::size_t headerSize = 0; // record header and explicit nonce
     std::size_t trailerSize = 0;
     std::size_t maximumMessage = 0;
 };
@@ -49,10 +51,10 @@ inline constexpr std::size_t aeadKeyLimit = 32;
 inline constexpr std::size_t aeadNonceSize = 12;
 inline constexpr std::size_t aeadTagSize = 16;
 
-// How the suite protects records; null when it isn't one that is known here.
+// Returns the AEAD parameters of the cipher suite; null for a suite that isn't supported.
 const AeadSuite* aeadSuiteOf(const SSL_CIPHER* suite) noexcept;
 
-// The secrets of one direction, wiped out with the object.
+// The secrets of one direction, wiped by the destructor.
 struct DirectionKeys {
     DirectionKeys() = default;
     DirectionKeys(const DirectionKeys&) = default;
@@ -64,11 +66,11 @@ struct DirectionKeys {
 };
 
 struct TrafficKeys {
-    DirectionKeys client; // what the client protects with
-    DirectionKeys server;
+    DirectionKeys client; // the client's write keys
+    DirectionKeys server; // the server's
 };
 
-// What both sides know after a handshake, wiped out with the object.
+// The inputs of the key derivation, wiped by the destructor.
 struct HandshakeSecrets {
     HandshakeSecrets() = default;
     HandshakeSecrets(const HandshakeSecrets&) = delete;
@@ -79,10 +81,10 @@ struct HandshakeSecrets {
     std::size_t masterSize = 0;
     std::array<unsigned char, SSL3_RANDOM_SIZE> clientRandom{};
     std::array<unsigned char, SSL3_RANDOM_SIZE> serverRandom{};
-    const char* digest = ""; // of the PRF, by its name
+    const char* digest = ""; // name of the PRF's digest
 };
 
-// Of a connection whose handshake is complete.
+// Reads the secrets of a connection whose handshake is complete.
 void readSecrets(const SSL* ssl, HandshakeSecrets& secrets) noexcept;
 
 // Throws std::bad_alloc and OpenSslFailure.
@@ -90,72 +92,71 @@ TrafficKeys deriveTrafficKeys(HandshakeSecrets& secrets, const AeadSuite& suite)
 
 using CipherContextPointer = std::unique_ptr<EVP_CIPHER_CTX, Release<EVP_CIPHER_CTX_free>>;
 
-// What both directions share: a keyed cipher, the numbering and the nonces.
+// The common part of both directions: cipher, sequence numbers and nonces.
 class RecordCipher {
 public:
     RecordCipher(const RecordCipher&) = delete;
     RecordCipher& operator=(const RecordCipher&) = delete;
 
 protected:
-    enum class Use { opening = 0, sealing = 1 }; // as OpenSSL counts them
+    enum class Use { opening = 0, sealing = 1 }; // the enc argument of EVP_CipherInit_ex
 
     // Throws std::bad_alloc and OpenSslFailure.
-    RecordCipher(Use use, const AeadSuite& aead, const DirectionKeys& keys,
-                 std::uint64_t firstSequence);
+    RecordCipher(Use use, const AeadSuite& suite, const DirectionKeys& keys,
+                 std::uint64_t sequence);
     ~RecordCipher() = default;
 
     bool isExhausted() const noexcept;
-    // The nonce of the record with the next number.
     using Nonce = std::array<unsigned char, aeadNonceSize>;
+    // Returns the nonce of the record with the next sequence number.
     Nonce nonceWith(std::uint64_t explicitNonce) const noexcept;
-    // Sets the nonce and takes in what is authenticated but not enciphered.
+    // Sets the nonce and the additional data. Returns false when the cipher fails.
     bool begin(const Nonce& nonce, unsigned char type, std::size_t plaintextSize) noexcept;
 
     CipherContextPointer context;
     const AeadSuite& suite;
-    DirectionKeys secrets; // its key is the cipher's by now, and wiped out
-    std::uint64_t sequence;
+    DirectionKeys secrets;  // only the fixed nonce: the key is in the cipher and wiped here
+    std::uint64_t sequence; // of the next record
 };
 
 class RecordSealer final : public RecordCipher {
 public:
-    // finishedNonce: the explicit nonce of number 0; of no account in a suite without one.
-    RecordSealer(const AeadSuite& aead, const DirectionKeys& keys, std::uint64_t firstSequence,
+    // finishedNonce: the explicit nonce of sequence number 0; ignored for a suite without one.
+    RecordSealer(const AeadSuite& suite, const DirectionKeys& keys, std::uint64_t sequence,
                  std::uint64_t finishedNonce)
-        : RecordCipher(Use::sealing, aead, keys, firstSequence), nonceOfNumberZero(finishedNonce) {}
+        : RecordCipher(Use::sealing, suite, keys, sequence), finishedNonce(finishedNonce) {}
 
     using Area = std::span<unsigned char>;
-    // Makes the next record of data, at most 2^14 bytes, in place; header and trailer have exactly
-    // the shape's sizes. Result: false when the numbers are used up or the cipher fails; nothing
-    // may be sent any more then.
+    // Encrypts data, at most 2^14 bytes, in place, and writes header and trailer, which have
+    // exactly the sizes of RecordShape. Returns false when the sequence numbers are exhausted or
+    // the cipher fails; then the object must not be used again.
     bool seal(ContentType type, Area header, Area data, Area trailer) noexcept;
 
 private:
-    std::uint64_t nonceOfNumberZero;
+    std::uint64_t finishedNonce;
 };
 
 class RecordOpener final : public RecordCipher {
 public:
-    // plaintextLimit: the most that a record of the peer may hold.
-    RecordOpener(const AeadSuite& aead, const DirectionKeys& keys, std::uint64_t firstSequence,
+    // plaintextLimit: the largest plaintext of a record, in bytes.
+    RecordOpener(const AeadSuite& suite, const DirectionKeys& keys, std::uint64_t sequence,
                  std::size_t plaintextLimit)
-        : RecordCipher(Use::opening, aead, keys, firstSequence), limit(plaintextLimit) {}
+        : RecordCipher(Use::opening, suite, keys, sequence), plaintextLimit(plaintextLimit) {}
 
     enum class Outcome {
         opened,
-        altered, // not the next record of the peer
-        illegal, // of another version or longer than it may be; told without a look inside
-        broken,  // the numbers are used up or the cipher fails
+        altered, // not the peer's next record, or changed
+        illegal, // wrong version or too long; detected before decryption
+        failed,  // the sequence numbers are exhausted or the cipher fails
     };
-    // Opens one whole record in place. plaintext is set when it is opened and lies in the record,
-    // with nothing else of it in front but the header and an explicit nonce. After any other
-    // outcome nothing may be opened any more.
+    // Opens one whole record in place. If opened, plaintext is the part of the record that follows
+    // the header and the explicit nonce. After any other outcome the object must not be used again.
     Outcome open(std::span<unsigned char> record, std::span<unsigned char>& plaintext) noexcept;
 
 private:
-    Outcome decipher(std::span<unsigned char> data, std::span<unsigned char> tag) noexcept;
+    Outcome decrypt(std::span<unsigned char> data, std::span<unsigned char> tag) noexcept;
 
-    std::size_t limit;
+    std::size_t plaintextLimit;
 };
 
 } // namespace VexaSsl::openssl

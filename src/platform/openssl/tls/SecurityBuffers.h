@@ -1,5 +1,4 @@
-// Finding and filling the entries of a SecBufferDesc. The descriptions are the caller's; an absent
-// one counts as one without entries.
+// Access to the entries of a SecBufferDesc. A null description has no entries. Any thread.
 #pragma once
 
 #include "SecurityShapes.h"
@@ -16,7 +15,7 @@ inline std::span<SecBuffer> entriesOf(const SecBufferDesc* description) noexcept
     return {description->pBuffers, description->cBuffers};
 }
 
-// The first entry of the type, or null.
+// Returns the first entry of the type, or null.
 inline SecBuffer* findEntry(const SecBufferDesc* description, ULONG type) noexcept {
     for (SecBuffer& entry : entriesOf(description)) {
         if (entry.BufferType == type) {
@@ -37,9 +36,9 @@ inline void setEntry(SecBuffer& entry, ULONG type, std::size_t size, void* data)
     entry = {.cbBuffer = static_cast<ULONG>(size), .BufferType = type, .pvBuffer = data};
 }
 
-// Tells something in the first EMPTY entry; without such an entry it stays untold.
-inline void tell(const SecBufferDesc* description, ULONG type, std::size_t size,
-                 void* data) noexcept {
+// Sets the first EMPTY entry. Does nothing when there is none.
+inline void setEmptyEntry(const SecBufferDesc* description, ULONG type, std::size_t size,
+                          void* data) noexcept {
     if (SecBuffer* entry = findEntry(description, SECBUFFER_EMPTY)) {
         setEntry(*entry, type, size, data);
     }

@@ -1,5 +1,5 @@
-// CredHandle and CtxtHandle as numbers that are never used twice: a handle that was released, and
-// one that never was, are told from every valid one. Any thread.
+// CredHandle and CtxtHandle values. A value is never reused, so released and invalid handles are
+// always recognised. Any thread.
 #pragma once
 
 #include "SecurityShapes.h"
@@ -8,32 +8,32 @@
 
 namespace VexaSsl::openssl {
 
-// The second word of every handle, so that no half of one passes for a whole.
-inline constexpr ULONG_PTR handleMark = 0x56784853;
+// The second word of every handle; a handle without it is invalid.
+inline constexpr ULONG_PTR handleTag = 0x56784853;
 
-inline bool isNone(const SecHandle* handle) noexcept {
+inline bool isNull(const SecHandle* handle) noexcept {
     return !handle || (handle->dwLower == 0 && handle->dwUpper == 0);
 }
 
 template <class T>
 SecHandle addHandle(std::shared_ptr<T> object) {
     const HANDLE number = linux::HandleTable<T>::instance().add(std::move(object));
-    return {.dwLower = reinterpret_cast<ULONG_PTR>(number), .dwUpper = handleMark};
+    return {.dwLower = reinterpret_cast<ULONG_PTR>(number), .dwUpper = handleTag};
 }
 
-// Null for a handle that stands for nothing.
+// Returns null for an invalid handle.
 template <class T>
 std::shared_ptr<T> objectOf(const SecHandle* handle) {
-    if (!handle || handle->dwUpper != handleMark) {
+    if (!handle || handle->dwUpper != handleTag) {
         return nullptr;
     }
     return linux::HandleTable<T>::instance().find(reinterpret_cast<HANDLE>(handle->dwLower));
 }
 
-// The handle stands for nothing from now on. The object goes when the last call on it has ended.
+// Makes the handle invalid. The object is destroyed when the last call on it has returned.
 template <class T>
-SECURITY_STATUS dropHandle(const SecHandle* handle) {
-    if (!handle || handle->dwUpper != handleMark) {
+SECURITY_STATUS removeHandle(const SecHandle* handle) {
+    if (!handle || handle->dwUpper != handleTag) {
         return SEC_E_INVALID_HANDLE;
     }
     const auto object =

@@ -10,19 +10,19 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// Forward secrecy and authenticated encryption, nothing else.
+// Cipher suites with forward secrecy and authenticated encryption only.
 constexpr char cipherSuites[] = "ECDHE+AESGCM:ECDHE+CHACHA20";
 
-// No session is ever taken up again and no peer can start a second handshake in a connection.
+// No session resumption, and no renegotiation by a peer.
 constexpr std::uint64_t options =
     SSL_OP_NO_TICKET | SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION;
-// Idle connections hold no record buffers. What is sent with a certificate is what lies beside it,
-// not what a search in the trust anchors would turn up.
+// Idle connections have no record buffers. Only the extra certificates are sent with a certificate,
+// not issuers found among the trust anchors.
 constexpr long modes = SSL_MODE_RELEASE_BUFFERS | SSL_MODE_NO_AUTO_CHAIN;
 
-// A client's certificate is the host's to judge, after the handshake. What is checked here is only
-// that the client holds its key.
-int takeAnyCertificate(X509_STORE_CTX*, void*) {
+// A client's certificate is validated after the handshake, by the core. The handshake only proves
+// that the client has the private key.
+int acceptAnyCertificate(X509_STORE_CTX*, void*) {
     return 1;
 }
 
@@ -54,20 +54,22 @@ BorrowingStack stackOf(const std::vector<X509*>& certificates) {
     return stack;
 }
 
-// Why OpenSSL doesn't take a certificate: too weak, no memory, another certificate's key, or of no
-// use for TLS.
+// Returns why OpenSSL refused the certificate: it is too weak, memory is short, or the key doesn't
+// match or isn't usable for TLS.
 SECURITY_STATUS statusOfRefusedCertificate() {
     const SECURITY_STATUS status = statusOfFailure("SSL_CTX_use_cert_and_key", nullptr);
-    const bool tellsWhy = status == SEC_E_ALGORITHM_MISMATCH || status == SEC_E_INSUFFICIENT_MEMORY;
-    return tellsWhy ? status : SEC_E_UNKNOWN_CREDENTIALS;
+    const bool isSpecific =
+        status == SEC_E_ALGORITHM_MISMATCH || status == SEC_E_INSUFFICIENT_MEMORY;
+    return isSpecific ? status : SEC_E_UNKNOWN_CREDENTIALS;
 }
 
 SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
-    const BorrowingStack helpers = stackOf(extraCertificatesOf(certificate));
-    constexpr int replaceWhatIsThere = 1;
-    const int taken = SSL_CTX_use_cert_and_key(
-        context, x509Of(certificate), privateKeyOf(certificate), helpers.get(), replaceWhatIsThere);
-    return taken == 1 ? SEC_E_OK : statusOfRefusedCertificate();
+    const BorrowingStack extraCertificates = stackOf(extraCertificatesOf(certificate));
+    constexpr int overrideExisting = 1;
+    const int result =
+        SSL_CTX_use_cert_and_key(context, x509Of(certificate), privateKeyOf(certificate),
+                                 extraCertificates.get(), overrideExisting);
+    return result == 1 ? SEC_E_OK : statusOfRefusedCertificate();
 }
 
 } // namespace
@@ -82,7 +84,7 @@ SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE
     if (isClient) {
         applyClientSettings(context.get(), anchors);
     } else {
-        SSL_CTX_set_cert_verify_callback(context.get(), takeAnyCertificate, nullptr);
+        SSL_CTX_set_cert_verify_callback(context.get(), acceptAnyCertificate, nullptr);
     }
     const SECURITY_STATUS status =
         certificate ? applyCertificate(context.get(), certificate) : SEC_E_OK;

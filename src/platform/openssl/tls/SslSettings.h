@@ -1,11 +1,11 @@
-// How every OpenSSL context of the package is set up. Any thread.
+// The settings of every SSL_CTX. Any thread.
 #pragma once
 
 #include "platform/openssl/tls/ContextCache.h"
 
 namespace VexaSsl::openssl {
 
-// Outcomes as findSslContext tells them. anchors is null on a server.
+// Creates an SSL_CTX. Returns and throws as findSslContext does. anchors is null for a server.
 SECURITY_STATUS makeSslContext(Role role, PCCERT_CONTEXT certificate, X509_STORE* anchors,
                                SslContextPointer& made);
 

@@ -33,7 +33,7 @@ constexpr Outcome verifications[] = {
     {X509_V_ERR_OUT_OF_MEM, SEC_E_INSUFFICIENT_MEMORY},
 };
 
-// As Windows answers them.
+// The statuses that Windows returns for the peer's alerts.
 constexpr Outcome alerts[] = {
     {SSL_AD_CLOSE_NOTIFY, SEC_E_CONTEXT_EXPIRED},
     {SSL_AD_BAD_RECORD_MAC, SEC_E_MESSAGE_ALTERED},
@@ -53,7 +53,7 @@ constexpr Outcome alerts[] = {
     {SSL_AD_UNRECOGNIZED_NAME, SEC_E_WRONG_PRINCIPAL},
 };
 
-// Reasons of the TLS library; SSL_R_CERTIFICATE_VERIFY_FAILED has a table of its own above.
+// Reasons of ERR_LIB_SSL; for SSL_R_CERTIFICATE_VERIFY_FAILED see verifications.
 constexpr Outcome reasons[] = {
     {SSL_R_NO_SHARED_CIPHER, SEC_E_ALGORITHM_MISMATCH},
     {SSL_R_NO_SHARED_GROUPS, SEC_E_ALGORITHM_MISMATCH},
@@ -116,21 +116,21 @@ SECURITY_STATUS statusOfAlert(int alert) noexcept {
 }
 
 SECURITY_STATUS statusOfFailure(const char* call, const SSL* ssl) noexcept {
-    keepFailureOf(call);
-    bool anyCause = false;
+    recordFailure(call);
+    bool hasError = false;
     std::optional<SECURITY_STATUS> status;
     while (const unsigned long error = ERR_get_error()) {
-        anyCause = true;
+        hasError = true;
         if (!status) {
             status = statusOfError(error, ssl);
         }
     }
-    const SECURITY_STATUS found =
-        status.value_or(anyCause ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
-    if (found != SEC_E_INTERNAL_ERROR) {
-        forgetFailure();
+    const SECURITY_STATUS result =
+        status.value_or(hasError ? SEC_E_ILLEGAL_MESSAGE : SEC_E_INTERNAL_ERROR);
+    if (result != SEC_E_INTERNAL_ERROR) {
+        clearFailure();
     }
-    return found;
+    return result;
 }
 
 } // namespace VexaSsl::openssl

@@ -1,4 +1,4 @@
-// The one place where OpenSSL's outcomes become status codes.
+// Translates OpenSSL's errors and TLS alerts to SECURITY_STATUS. Any thread.
 #pragma once
 
 #include "SecurityShapes.h"
@@ -7,16 +7,16 @@
 
 namespace VexaSsl::openssl {
 
-// The status for a refused certificate (an X509_V_ERR number).
+// Returns the status for an X509_V_ERR_* value.
 SECURITY_STATUS statusOfVerification(long verifyResult) noexcept;
 
-// The status for a fatal alert of the peer (its number in TLS).
+// Returns the status for the peer's fatal alert, given its AlertDescription.
 SECURITY_STATUS statusOfAlert(int alert) noexcept;
 
-// The status for a TLS operation that failed for good. Takes the causes out of the calling
-// thread's error queue: the first one that has a status of its own counts. Without any cause the
-// failure is an internal one, and the reason of an internal one is kept with the name of the call.
-// ssl is null when no connection is at work.
+// Returns the status for an OpenSSL call that failed permanently, and empties the thread's error
+// queue. The first error that has a status of its own decides; an empty queue gives
+// SEC_E_INTERNAL_ERROR. For that status the failure stays recorded with the name of the call. ssl
+// is null when the call isn't one on a connection.
 SECURITY_STATUS statusOfFailure(const char* call, const SSL* ssl) noexcept;
 
 } // namespace VexaSsl::openssl

@@ -7,11 +7,13 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// OpenSSL asks for a certificate to send; a negative answer makes the handshake stop here.
+// Called when the server requests a certificate. A negative result suspends the handshake.
 int provideCertificate(SSL*, void* context) noexcept {
-    constexpr int goOn = 1;
-    constexpr int stop = -1;
-    return static_cast<const TlsConnection*>(context)->mayGoWithoutCertificate ? goOn : stop;
+    constexpr int continueHandshake = 1;
+    constexpr int suspendHandshake = -1;
+    return static_cast<const TlsConnection*>(context)->mayContinueWithoutCertificate
+               ? continueHandshake
+               : suspendHandshake;
 }
 
 } // namespace
@@ -19,14 +21,14 @@ int provideCertificate(SSL*, void* context) noexcept {
 TlsConnection::TlsConnection(const Credentials& credentials)
     : role(credentials.role),
       ssl(requireResult("SSL_new", SslPointer(SSL_new(credentials.settings.get())))) {
-    BIO* bio = wire.makeBio().release();
+    BIO* bio = memoryBio.makeBio().release();
     SSL_set_bio(ssl.get(), bio, bio);
     if (role == Role::server) {
         SSL_set_accept_state(ssl.get());
         return;
     }
     SSL_set_connect_state(ssl.get());
-    if (!credentials.judgesServer) {
+    if (!credentials.validatesServer) {
         SSL_set_verify(ssl.get(), SSL_VERIFY_NONE, nullptr);
     }
     if (!credentials.hasCertificate) {
@@ -35,17 +37,17 @@ TlsConnection::TlsConnection(const Credentials& credentials)
 }
 
 SECURITY_STATUS TlsConnection::fail(SECURITY_STATUS status) noexcept {
-    SECURITY_STATUS none = SEC_E_OK;
-    failure.compare_exchange_strong(none, status);
+    SECURITY_STATUS noFailure = SEC_E_OK;
+    failure.compare_exchange_strong(noFailure, status);
     stage = Stage::failed;
     return status;
 }
 
-// Failed first: a protector asks for the stage before it uses the sealer.
-SECURITY_STATUS TlsConnection::failForgetting(SECURITY_STATUS status) noexcept {
+// fail comes first: EncryptMessage checks the stage before it uses the sealer.
+SECURITY_STATUS TlsConnection::failAndWipeKeys(SECURITY_STATUS status) noexcept {
     fail(status);
     opener.reset();
-    const std::lock_guard lock(sending);
+    const std::lock_guard lock(sendMutex);
     sealer.reset();
     return status;
 }

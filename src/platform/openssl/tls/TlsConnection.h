@@ -1,15 +1,15 @@
-// What stands behind a CtxtHandle: one TLS connection. OpenSSL's object shakes hands over a wire of
-// ours and is released when that is done; the records of data are protected here.
+// The object of a CtxtHandle: one TLS connection. OpenSSL's SSL object runs the handshake over a
+// MemoryBio and is then released; records of application data are protected here.
 //
-// One thread may protect and another open records at the same time without ever meeting: the one
-// holds sending, every other call holds guarding, for as long as it works on the members that are
-// named for it. Who needs both takes guarding first. No call waits for anything else inside.
+// One thread may seal and another open records at the same time: sealing holds sendMutex, which
+// guards the sealer, and every other call holds mutex, which guards the rest. To hold both, lock
+// mutex first. No call blocks otherwise while it holds one.
 #pragma once
 
 #include "platform/openssl/tls/Credentials.h"
 #include "platform/openssl/tls/MemoryBio.h"
 #include "platform/openssl/tls/RecordCipher.h"
-#include "platform/openssl/tls/RecordTally.h"
+#include "platform/openssl/tls/RecordCounter.h"
 
 #include <atomic>
 #include <cstddef>
@@ -25,72 +25,70 @@ using SslPointer = std::unique_ptr<SSL, Release<SSL_free>>;
 enum class Stage {
     negotiating,
     established,
-    closed, // the peer has sent its closure; protecting still works
-    failed, // for good; failure tells why
+    closed, // the peer has sent its closure alert; sealing still works
+    failed, // permanently, with the status in failure
 };
 
 struct ReleaseChain {
     void operator()(STACK_OF(X509) * chain) const noexcept { releaseCertificateStack(chain); }
 };
 
-// The certificate that the peer has shown, and the chain as it was sent; null without one.
+// The peer's certificate, and the chain as it was sent; null without one.
 struct PeerCertificates {
     X509Pointer leaf;
     std::unique_ptr<STACK_OF(X509), ReleaseChain> chain;
 };
 
-// The same as it came over the wire, a tenth of the memory: what an idle connection keeps.
+// The same in DER, which takes a tenth of the memory; an idle connection keeps this.
 struct EncodedCertificates {
     std::vector<unsigned char> leaf; // empty without one
     std::vector<std::vector<unsigned char>> chain;
 };
 
 struct TlsConnection {
-    // A connection that hasn't begun. Throws std::bad_alloc and OpenSslFailure.
+    // Throws std::bad_alloc and OpenSslFailure.
     explicit TlsConnection(const Credentials& credentials);
 
-    // Marks the connection as failed; guarding or sending is held. The first failure counts, when
-    // both directions fail at once. Result: the status, which every later call gives again.
+    // Marks the connection as failed. The caller holds mutex or sendMutex. If both directions fail,
+    // later calls return the status of the first failure. Returns status.
     SECURITY_STATUS fail(SECURITY_STATUS status) noexcept;
-    // The same of an established connection, whose keys are wiped out as well. guarding is held,
-    // sending is not.
-    SECURITY_STATUS failForgetting(SECURITY_STATUS status) noexcept;
+    // The same, and wipes the keys. The caller holds mutex and not sendMutex.
+    SECURITY_STATUS failAndWipeKeys(SECURITY_STATUS status) noexcept;
 
-    // Whether the peer has shown a certificate, told as soon as it has come.
+    // Returns whether the peer's certificate has arrived.
     bool hasPeerCertificate() const noexcept;
 
-    std::mutex guarding;
-    std::mutex sending;
+    std::mutex mutex;
+    std::mutex sendMutex;
     const Role role;
     std::atomic<Stage> stage = Stage::negotiating;
-    std::atomic<SECURITY_STATUS> failure = SEC_E_OK; // set before the stage is
+    std::atomic<SECURITY_STATUS> failure = SEC_E_OK; // set before stage
 
-    // A client that was asked for a certificate it doesn't have stops there until the caller says
-    // that it may go on without. consumedBefore counts the bytes of the repeated token that are
-    // consumed already.
-    bool mayGoWithoutCertificate = false;
+    // When a server requests a certificate that the client doesn't have, the handshake is suspended
+    // unless the caller permits to continue without one. consumedBefore is the number of bytes of
+    // the repeated token that are already consumed.
+    bool mayContinueWithoutCertificate = false;
     std::size_t consumedBefore = 0;
 
-    // The handshake's; ssl is null once established.
-    Wire wire; // outlives ssl
+    // For the handshake. ssl is null once established.
+    MemoryBio memoryBio; // outlives ssl
     SslPointer ssl;
-    RecordTally sent;
-    RecordTally received;
+    RecordCounter sent;
+    RecordCounter received;
 
-    // Unchanged once established, but for decodedPeer.
+    // Constant once established, except decodedPeer.
     RecordShape shape;
-    const SSL_CIPHER* suite = nullptr; // OpenSSL's for good, not the connection's
+    const SSL_CIPHER* suite = nullptr; // static in OpenSSL, not owned by the connection
     EncodedCertificates peer;
-    // Until the first record is opened: who wants to know the peer asks before that, as a rule, and
-    // is spared the decoding.
+    // Kept until the first record is opened: callers usually query the certificate before that, and
+    // then it needn't be decoded again.
     PeerCertificates decodedPeer;
 
-    // Once established, until the keys are forgotten. The sealer is the one thing that sending
-    // guards.
+    // Present once established, until the keys are wiped. sendMutex guards the sealer only.
     std::optional<RecordSealer> sealer;
     std::optional<RecordOpener> opener;
-    unsigned emptyRecords = 0; // of the peer, one behind the other
-    unsigned warnings = 0;
+    unsigned emptyRecords = 0; // consecutive ones from the peer
+    unsigned warnings = 0;     // likewise
 };
 
 } // namespace VexaSsl::openssl

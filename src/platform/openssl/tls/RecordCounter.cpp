@@ -1,4 +1,4 @@
-#include "platform/openssl/tls/RecordTally.h"
+#include "platform/openssl/tls/RecordCounter.h"
 
 #include "platform/openssl/tls/BigEndian.h"
 
@@ -12,23 +12,23 @@ constexpr std::size_t nonceSize = 8;
 
 } // namespace
 
-void RecordTally::note(ByteView records) noexcept {
+void RecordCounter::count(ByteView records) noexcept {
     while (!records.empty()) {
         const RecordExtent extent = firstRecord(records);
         if (extent.boundary != Boundary::whole) {
-            isComplete = false;
+            onlyWholeRecords = false;
             return;
         }
-        noteOne(records.first(extent.size));
+        countRecord(records.first(extent.size));
         records = records.subspan(extent.size);
     }
 }
 
-void RecordTally::noteOne(ByteView record) noexcept {
+void RecordCounter::countRecord(ByteView record) noexcept {
     if (isProtected) {
         const ByteView payload = record.subspan(recordHeaderSize);
-        ++count;
-        nonce = readBigEndian(payload.first(std::min(nonceSize, payload.size())));
+        ++protectedRecords;
+        explicitNonce = readBigEndian(payload.first(std::min(nonceSize, payload.size())));
         return;
     }
     isProtected = record[0] == static_cast<unsigned char>(ContentType::changeCipherSpec);
