@@ -24,7 +24,7 @@ HANDLE nextHandle() noexcept;
 template <typename T>
 class HandleTable {
 public:
-    // Returns the one table of T. Never destroyed, as threads may still wait at the process's end.
+    // Returns the one table of T. Never destroyed, as threads may wait while the process ends.
     static HandleTable& instance() {
         static HandleTable& table = *new HandleTable;
         return table;

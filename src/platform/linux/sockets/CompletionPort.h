@@ -56,7 +56,7 @@ private:
     std::mutex mutex;
     std::deque<Completion> completions;
     unsigned int waiting = 0;
-    bool signalled = false; // wakeUp is readable
+    bool signalled = false; // wakeDescriptor is readable
     bool closed = false;
 };
 

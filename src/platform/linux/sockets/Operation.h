@@ -43,7 +43,7 @@ public:
     pollfd pollEntry(int fd) const override;
 
 private:
-    std::optional<TransferResult> attemptRead(int fd, msghdr& message);
+    std::optional<TransferResult> attemptRead(int fd, msghdr& header);
 
     std::vector<iovec> buffers;
     BufferCursor cursor;

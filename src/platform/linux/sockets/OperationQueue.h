@@ -1,6 +1,6 @@
 // The pending overlapped operations of one socket in the order of posting, and the completion port
-// to which the socket is bound. No thread of ours runs them: to advance an operation is to attempt
-// it again, which every thread does that waits for one. Any thread.
+// to which the socket is bound. There is no thread of ours: a thread that waits for one operation
+// advances all of them, that is, attempts each one again. Any thread.
 //
 // Lock order: the queue of a listening socket, the queue of its accept socket, then an event, a
 // port or a waiting thread. No lock is held while a thread waits.

@@ -5,8 +5,7 @@
 
 namespace VexaSsl::linux {
 
-// Returns the descriptor in s; -1, which every call refuses, for a value that is no descriptor,
-// such as INVALID_SOCKET.
+// Returns the descriptor in s; -1 for a value that can't be one, such as INVALID_SOCKET.
 int descriptorOf(SOCKET s) noexcept;
 
 // Returns whether fd is an open socket. Preserves errno.

@@ -50,7 +50,7 @@ int copyBuffers(const WSABUF* buffers, DWORD count, std::vector<iovec>& copy) no
 
 std::uint64_t totalSize(std::span<const iovec> buffers) noexcept;
 
-// The result of a transfer. error is a Winsock error code; bytes counts when it is 0. With
+// The result of a transfer. error is 0, and bytes is valid, or a Winsock error code. With
 // WSAEMSGSIZE the buffers are full and the rest of the datagram is lost.
 struct TransferResult {
     int error = 0;

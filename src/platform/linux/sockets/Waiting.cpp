@@ -36,8 +36,8 @@ public:
               std::shared_ptr<WaitingThread> thread)
         : events(std::move(events)), waitsForAll(waitsForAll), isAlertable(isAlertable),
           thread(std::move(thread)) {
-        for (const auto& event : events) {
-            event->addWaiter(*thread);
+        for (const auto& event : this->events) {
+            event->addWaiter(*this->thread);
         }
     }
     EventWait(const EventWait&) = delete;
