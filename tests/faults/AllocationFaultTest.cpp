@@ -19,36 +19,36 @@ struct Figures {
     std::size_t inPlatform = 0;
 };
 
-void failEachAllocation(const Scenario& played, Figures& figures) {
-    const Course base = measured(played);
+void failEachAllocation(const Scenario& scenario, Figures& figures) {
+    const RunResult base = baseRun(scenario);
     for (std::size_t position = 0; position < base.allocationCount; ++position) {
-        const Course course = run(played, {.failingAllocation = position});
-        ASSERT_TRUE(course.refused) << played.name << ", allocation " << position;
-        const std::string found = difference(expectedWithoutMemory(played, base, course), course);
+        const RunResult result = run(scenario, {.failingAllocation = position});
+        ASSERT_TRUE(result.failedAllocation) << scenario.name << ", allocation " << position;
+        const std::string found = difference(expectedWithoutMemory(scenario, base, result), result);
         ++figures.runs;
-        figures.inPlatform += course.refused->inPlatform ? 1 : 0;
+        figures.inPlatform += result.failedAllocation->inPlatform ? 1 : 0;
         figures.asDocumented += found.empty() ? 1 : 0;
-        EXPECT_EQ(found, "") << played.name << ", allocation " << position << " in step "
-                             << course.refused->steps << " behind call " << course.refused->calls
-                             << (course.refused->inPlatform
-                                     ? " inside " +
-                                           nameOf(course.calls[course.refused->calls - 1].call)
-                                     : "");
+        EXPECT_EQ(found, "")
+            << scenario.name << ", allocation " << position << " in step "
+            << result.failedAllocation->steps << " after call " << result.failedAllocation->calls
+            << (result.failedAllocation->inPlatform
+                    ? " inside " + nameOf(result.calls[result.failedAllocation->calls - 1].call)
+                    : "");
     }
 }
 
-TEST(AllocationFaults, eachAllocationThatFailsHasItsDocumentedOutcome) {
+TEST(AllocationFaults, everyFailingAllocationHasItsDocumentedOutcome) {
     Figures figures;
-    for (const Scenario& played : scenarios()) {
-        if (!played.hasLogLayers) {
-            failEachAllocation(played, figures);
+    for (const Scenario& scenario : scenarios()) {
+        if (!scenario.hasLogLayers) {
+            failEachAllocation(scenario, figures);
         }
     }
     reportFigure(row, std::to_string(scenarios().size() - 1) + " scenarios, " +
                           grouped(figures.asDocumented) + " of " + grouped(figures.runs) +
                           " allocations, " + grouped(figures.inPlatform) +
                           " of them inside calls of the platform, with the documented result, " +
-                          "last error and log lines, nothing lost and no one left waiting");
+                          "last error and log lines, nothing lost and no end left waiting");
 }
 
 } // namespace

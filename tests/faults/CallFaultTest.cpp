@@ -1,9 +1,10 @@
-// Every call of the platform fails once, in every way in which it may, in every scenario; and while
-// the library deals with that, a second one fails.
+// Every platform call fails once in every scenario, in every way that it may fail; then a second
+// call fails while the library handles the first failure.
 #include "faults/FailingCall.h"
 #include "faults/Failures.h"
 #include "faults/Scenario.h"
 
+#include "fakes/Sampler.h"
 #include "fakes/Sweep.h"
 
 #include <gtest/gtest.h>
@@ -16,113 +17,104 @@ namespace VexaSsl::test {
 namespace {
 
 const std::string row = "Every platform call fails once";
-// Of all pairs of failures so few are tried usually.
+// One of this number of pairs of failures is tried usually.
 constexpr std::size_t usualStepOfPairs = 37;
 
 struct Figures {
     std::size_t calls = 0;
-    std::size_t places = 0; // failures that there are
-    std::size_t runs = 0;   // that were tried
+    std::size_t places = 0; // failures that exist
+    std::size_t runs = 0;   // failures that were tried
     std::size_t asDocumented = 0;
 
     std::string found() const {
         return grouped(asDocumented) + " of " + grouped(runs) + " tried, of " + grouped(places) +
-               " there are";
+               " places";
     }
 };
 
-// One failure behind those that the base has had. Result: the run, as a base for more of them.
-Course failOnce(const Scenario& played, const Course& base, Watch::Plan plan, std::size_t position,
-                const Failure& failure, Figures& figures) {
+// Runs the scenario with one failure more than the base. Returns the run, as a base for further
+// failures.
+RunResult failOnce(const Scenario& scenario, const RunResult& base, Watch::Plan plan,
+                   std::size_t position, const Failure& failure, Figures& figures) {
     plan.failingCalls.emplace_back(position, failure);
-    Course course = run(played, plan);
-    const Expectation expected = FailingCall(played, base, position, failure).expectation();
-    const std::string found = difference(expected, course);
+    RunResult result = run(scenario, plan);
+    const Expectation expected = FailingCall(scenario, base, position, failure).expectation();
+    const std::string found = difference(expected, result);
     ++figures.runs;
     figures.asDocumented += found.empty() ? 1 : 0;
-    EXPECT_EQ(found, "") << played.name << ", call " << position << ": "
+    EXPECT_EQ(found, "") << scenario.name << ", call " << position << ": "
                          << describe(base.calls[position].call, failure);
-    for (std::size_t i = 0; i < std::min(course.outcomes.size(), expected.outcomes.size()); ++i) {
-        course.outcomes[i].error = expected.outcomes[i].error;
+    for (std::size_t i = 0; i < std::min(result.outcomes.size(), expected.outcomes.size()); ++i) {
+        result.outcomes[i].error = expected.outcomes[i].error;
     }
-    return course;
+    return result;
 }
 
-void failEachCall(const Scenario& played, Figures& figures) {
-    const Course base = measured(played);
+void failEachCall(const Scenario& scenario, Figures& figures) {
+    const RunResult base = baseRun(scenario);
     for (std::size_t position = 0; position < base.calls.size(); ++position) {
         ++figures.calls;
         for (const Failure& failure : failuresOf(base.calls[position])) {
             ++figures.places;
-            failOnce(played, base, {}, position, failure, figures);
+            failOnce(scenario, base, {}, position, failure, figures);
         }
     }
 }
 
-TEST(CallFaults, eachCallThatFailsHasItsDocumentedOutcome) {
+TEST(CallFaults, everyFailingCallHasItsDocumentedOutcome) {
     Figures figures;
-    for (const Scenario& played : scenarios()) {
-        failEachCall(played, figures);
+    for (const Scenario& scenario : scenarios()) {
+        failEachCall(scenario, figures);
     }
     reportFigure(row, grouped(figures.calls) + " calls in " + std::to_string(scenarios().size()) +
                           " scenarios: " + figures.found() +
                           ", with the documented result, last error and log lines, nothing still " +
-                          "held and no one left waiting");
+                          "held and no end left waiting");
 }
 
-// Every so many pairs one is tried.
-class Thinning {
-public:
-    explicit Thinning(std::size_t step) : distance(step) {}
-    bool takesNext() { return count++ % distance == 0; }
-
-private:
-    std::size_t distance;
-    std::size_t count = 0;
-};
-
-// What fails behind a first failure, among it what only a failure leads to.
-void failEachCallBehind(const Scenario& played, const Course& base, std::size_t position,
-                        const Failure& failure, Thinning& thinning, Figures& figures) {
+// The calls that follow a first failure include those that only the failure leads to.
+void failEachCallAfter(const Scenario& scenario, const RunResult& base, std::size_t position,
+                       const Failure& failure, Sampler& sampler, Figures& figures) {
     Figures first;
     const Watch::Plan plan{.failingCalls = {{position, failure}}};
-    const Course failing = failOnce(played, base, {}, position, failure, first);
+    const RunResult failing = failOnce(scenario, base, {}, position, failure, first);
     for (std::size_t next = position + 1; next < failing.calls.size(); ++next) {
         for (const Failure& second : failuresOf(failing.calls[next])) {
             ++figures.places;
-            if (thinning.takesNext()) {
-                SCOPED_TRACE("behind call " + std::to_string(position) + ": " +
+            if (sampler.selectsNext()) {
+                SCOPED_TRACE("after call " + std::to_string(position) + ": " +
                              describe(base.calls[position].call, failure));
-                failOnce(played, failing, plan, next, second, figures);
+                failOnce(scenario, failing, plan, next, second, figures);
             }
         }
     }
 }
 
-// The first failure is one of the outermost of its table, which stand for the kinds that there are.
-TEST(CallFaults, aSecondCallThatFailsHasItsDocumentedOutcomeToo) {
+// The first failure is the first or the last of its table, as these represent the kinds of
+// failures.
+TEST(CallFaults, everySecondFailingCallHasItsDocumentedOutcome) {
     Figures figures;
-    Thinning thinning(sweepStep(usualStepOfPairs));
-    for (const Scenario& played : scenarios()) {
-        const Course base = measured(played);
+    Sampler sampler(sweepStep(usualStepOfPairs));
+    for (const Scenario& scenario : scenarios()) {
+        const RunResult base = baseRun(scenario);
         for (std::size_t position = 0; position < base.calls.size(); ++position) {
             const std::vector<Failure> all = failuresOf(base.calls[position]);
-            failEachCallBehind(played, base, position, all.front(), thinning, figures);
+            failEachCallAfter(scenario, base, position, all.front(), sampler, figures);
             if (all.size() > 1) {
-                failEachCallBehind(played, base, position, all.back(), thinning, figures);
+                failEachCallAfter(scenario, base, position, all.back(), sampler, figures);
             }
         }
     }
-    reportFigure(row, "and behind a first failure a second one: " + figures.found() + ", likewise");
+    reportFigure(row, "and a second failure after the first: " + figures.found() + ", likewise");
 }
 
-TEST(CallFaults, aServerIsAlsoTriedWithItsDefaultCertificate) {
+TEST(CallFaults, defaultCertificateIsAmongTheScenarios) {
     const auto found =
         std::ranges::find(scenarios(), "server with its default certificate", &Scenario::name);
     if (found == scenarios().end()) {
-        GTEST_SKIP() << "this user can't rename the machine, so that scenario is left out";
+        GTEST_SKIP() << "this user cannot rename the machine, so the scenario is missing";
     }
-    EXPECT_EQ(measured(*found).outcomes.size(), found->steps.size() + 1); // and the release
+    EXPECT_EQ(baseRun(*found).outcomes.size(), found->steps.size() + 1); // and the release
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// Where the want of memory ends the process, and where it must not: the operations of a strategy
-// can't throw, so what nobody catches inside them is the end.
+// Where lack of memory ends the process, and where it must not: the operations of a strategy are
+// noexcept, so an exception that they don't catch terminates.
 #include "faults/Scenario.h"
 
 #include "integration/support/LogMatchers.h"
@@ -15,10 +15,10 @@ namespace {
 
 using testing::ElementsAre;
 
-// A stack without a connection, on whose next operation memory is short.
-class StackShortOfMemory {
+// A stack without a connection whose next operation runs out of memory.
+class StackWithoutMemory {
 public:
-    StackShortOfMemory(const Options& options, Watch::Plan plan)
+    StackWithoutMemory(const Options& options, Watch::Plan plan)
         : watch(std::move(plan), [this] { return log.lines.size(); }) {
         const auto config = constructDefaultSslConfiguration(log, L"Faults");
         for (const auto& [name, value] : options) {
@@ -40,54 +40,54 @@ public:
 
 const Options logLayers = {{L"InjectLogLayers", L"True"}};
 const Options encryption = {{L"UseEncryption", L"True"}};
-const Watch::Plan firstOnly{.failingAllocation = 0};
-const Watch::Plan allFromNowOn{.failingAllocation = 0, .noMemoryFromThenOn = true};
+const Watch::Plan firstAllocation{.failingAllocation = 0};
+const Watch::Plan allAllocations{.failingAllocation = 0, .allLaterFail = true};
 
 char bytes[] = "text";
 WSABUF buffer{4, bytes};
 DWORD count = 0;
 
-void endOf(const Options& options, const Watch::Plan& plan,
-           const std::function<void(ISocketStrategy&)>& operation) {
+void expectTermination(const Options& options, const Watch::Plan& plan,
+                       const std::function<void(ISocketStrategy&)>& operation) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(StackShortOfMemory(options, plan).perform(operation), "terminate called");
+    EXPECT_DEATH(StackWithoutMemory(options, plan).perform(operation), "terminate called");
 }
 
-TEST(EndOfMemory, logLayerThatCannotTellOfASendEndsTheProcess) {
-    endOf(logLayers, firstOnly,
-          [](ISocketStrategy& stack) { stack.send(INVALID_SOCKET, bytes, 4, 0); });
+TEST(EndOfMemory, logLayerWithoutMemoryForSendEndsTheProcess) {
+    expectTermination(logLayers, firstAllocation,
+                      [](ISocketStrategy& stack) { stack.send(INVALID_SOCKET, bytes, 4, 0); });
 }
 
-TEST(EndOfMemory, logLayerThatCannotTellOfAReceiveEndsTheProcess) {
-    endOf(logLayers, firstOnly,
-          [](ISocketStrategy& stack) { stack.recv(INVALID_SOCKET, bytes, 4, 0); });
+TEST(EndOfMemory, logLayerWithoutMemoryForRecvEndsTheProcess) {
+    expectTermination(logLayers, firstAllocation,
+                      [](ISocketStrategy& stack) { stack.recv(INVALID_SOCKET, bytes, 4, 0); });
 }
 
-TEST(EndOfMemory, logLayerThatCannotTellOfManyBuffersEndsTheProcess) {
-    endOf(logLayers, firstOnly, [](ISocketStrategy& stack) {
+TEST(EndOfMemory, logLayerWithoutMemoryForWsaSendEndsTheProcess) {
+    expectTermination(logLayers, firstAllocation, [](ISocketStrategy& stack) {
         stack.WSASend(INVALID_SOCKET, &buffer, 1, &count, 0, nullptr, nullptr);
     });
 }
 
-TEST(EndOfMemory, logLayerThatCannotTellOfACompletionEndsTheProcess) {
-    endOf(logLayers, firstOnly,
-          [](ISocketStrategy& stack) { stack.completeWSARecv(0, &count, nullptr); });
+TEST(EndOfMemory, logLayerWithoutMemoryForCompletionEndsTheProcess) {
+    expectTermination(logLayers, firstAllocation,
+                      [](ISocketStrategy& stack) { stack.completeWSARecv(0, &count, nullptr); });
 }
 
-TEST(EndOfMemory, refusedInitialReadThatCannotBeToldOfEndsTheProcess) {
-    endOf(encryption, firstOnly, [](ISocketStrategy& stack) {
+TEST(EndOfMemory, unloggedRefusalOfInitialReadEndsTheProcess) {
+    expectTermination(encryption, firstAllocation, [](ISocketStrategy& stack) {
         stack.AcceptEx(INVALID_SOCKET, INVALID_SOCKET, bytes, 1, 0, 0, &count, nullptr);
     });
 }
 
-TEST(EndOfMemory, failureThatCannotBeToldOfEndsTheProcess) {
-    endOf(encryption, allFromNowOn, [](ISocketStrategy& stack) {
+TEST(EndOfMemory, unloggedFailureEndsTheProcess) {
+    expectTermination(encryption, allAllocations, [](ISocketStrategy& stack) {
         stack.WSASend(INVALID_SOCKET, &buffer, 1, &count, 0, nullptr, nullptr);
     });
 }
 
-TEST(EndOfMemory, failureThatCanBeToldOfIsAnOrdinaryOne) {
-    StackShortOfMemory host(encryption, firstOnly);
+TEST(EndOfMemory, loggedFailureIsReturned) {
+    StackWithoutMemory host(encryption, firstAllocation);
     int result = 0;
     host.perform([&](ISocketStrategy& stack) {
         result = stack.WSASend(INVALID_SOCKET, &buffer, 1, &count, 0, nullptr, nullptr);
@@ -96,18 +96,18 @@ TEST(EndOfMemory, failureThatCanBeToldOfIsAnOrdinaryOne) {
     EXPECT_THAT(host.log.lines, ElementsAre(error(L"A memory allocation failed. std::bad_alloc")));
 }
 
-// The line on the store is lost, nothing else.
-TEST(EndOfMemory, connectionIsReleasedWithoutAnyMemory) {
+// Only the line about the store is lost.
+TEST(EndOfMemory, connectionIsReleasedWithoutMemory) {
     for (const char* name : {"client", "server that authenticates", "server that upgrades"}) {
-        const Scenario& played = scenario(name);
-        const Course base = measured(played);
+        const Scenario& scenario = scenarioNamed(name);
+        const RunResult base = baseRun(scenario);
         std::size_t first = 0;
         while (base.allocations.at(first).steps != base.outcomes.size()) {
             ++first;
         }
-        const Course course = run(played, {.failingAllocation = first, .noMemoryFromThenOn = true});
-        EXPECT_EQ(course.trouble, "") << name;
-        EXPECT_EQ(course.lines.size() + 1, base.lines.size()) << name;
+        const RunResult result = run(scenario, {.failingAllocation = first, .allLaterFail = true});
+        EXPECT_EQ(result.fault, "") << name;
+        EXPECT_EQ(result.lines.size() + 1, base.lines.size()) << name;
     }
 }
 

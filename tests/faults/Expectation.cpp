@@ -55,18 +55,18 @@ std::string shown(const StepOutcome& outcome) {
            std::to_string(outcome.breakpoints) + " breakpoints " + outcome.thrown;
 }
 
-// A last error counts where an operation fails.
-bool same(const StepOutcome& expected, const StepOutcome& given) {
+// The last error is compared unless anyError is expected.
+bool same(const StepOutcome& expected, const StepOutcome& actual) {
     const bool errorCounts = expected.error != anyError;
-    return expected.kind == given.kind && expected.result == given.result &&
-           expected.breakpoints == given.breakpoints && expected.thrown == given.thrown &&
-           (!errorCounts || expected.error == given.error);
+    return expected.kind == actual.kind && expected.result == actual.result &&
+           expected.breakpoints == actual.breakpoints && expected.thrown == actual.thrown &&
+           (!errorCounts || expected.error == actual.error);
 }
 
 } // namespace
 
-Expectation unfold(const Scenario& scenario, const Course& base, std::size_t step,
-                   std::size_t lines, const Consequence& found) {
+Expectation expectationFor(const Scenario& scenario, const RunResult& base, std::size_t step,
+                           std::size_t lines, const Consequence& found) {
     Expectation expected;
     if (found.end == Consequence::End::none) {
         expected.lines.assign(base.lines.begin(), from(base.lines, lines));
@@ -74,7 +74,7 @@ Expectation unfold(const Scenario& scenario, const Course& base, std::size_t ste
         expected.lines.insert(expected.lines.end(), from(base.lines, lines + found.replaced),
                               base.lines.end());
         expected.outcomes = base.outcomes;
-        // Where the operation itself sets no last error, it may be that of the call.
+        // If the operation sets no last error, that of the call may remain.
         int& lastError = expected.outcomes[step].error;
         lastError = lastError == untouchedError ? anyError : lastError;
         return expected;
@@ -105,25 +105,25 @@ Expectation unfold(const Scenario& scenario, const Course& base, std::size_t ste
     return expected;
 }
 
-std::string difference(const Expectation& expected, const Course& course) {
-    const std::size_t lines = std::max(expected.lines.size(), course.lines.size());
+std::string difference(const Expectation& expected, const RunResult& result) {
+    const std::size_t lines = std::max(expected.lines.size(), result.lines.size());
     for (std::size_t i = 0; i < lines; ++i) {
         const std::string wanted = i < expected.lines.size() ? shown(expected.lines[i]) : "nothing";
-        const std::string got = i < course.lines.size() ? shown(course.lines[i]) : "nothing";
+        const std::string got = i < result.lines.size() ? shown(result.lines[i]) : "nothing";
         if (wanted != got) {
             return "line " + std::to_string(i) + " is\n  " + got + "\ninstead of\n  " + wanted;
         }
     }
-    for (std::size_t i = 0; i < std::max(expected.outcomes.size(), course.outcomes.size()); ++i) {
-        if (i >= expected.outcomes.size() || i >= course.outcomes.size()) {
-            return std::to_string(course.outcomes.size()) + " steps instead of " +
+    for (std::size_t i = 0; i < std::max(expected.outcomes.size(), result.outcomes.size()); ++i) {
+        if (i >= expected.outcomes.size() || i >= result.outcomes.size()) {
+            return std::to_string(result.outcomes.size()) + " steps instead of " +
                    std::to_string(expected.outcomes.size());
         }
-        if (!same(expected.outcomes[i], course.outcomes[i])) {
-            return shown(course.outcomes[i]) + "\ninstead of\n  " + shown(expected.outcomes[i]);
+        if (!same(expected.outcomes[i], result.outcomes[i])) {
+            return shown(result.outcomes[i]) + "\ninstead of\n  " + shown(expected.outcomes[i]);
         }
     }
-    return course.trouble;
+    return result.fault;
 }
 
 } // namespace VexaSsl::test

@@ -1,5 +1,4 @@
-// What a run is expected to come to, told as what differs from a run without the failure, and the
-// words for that.
+// The expected outcome of a run, expressed as the difference from a run without the failure.
 #pragma once
 
 #include "faults/Scenario.h"
@@ -17,11 +16,11 @@ struct Expectation {
     std::vector<StepOutcome> outcomes;
 };
 
-// What a failure leads to.
+// The consequence of a failure.
 struct Consequence {
-    std::size_t replaced = 0; // so many lines of the base go, and these come in their place
+    std::size_t replaced = 0; // the number of base lines that `lines` replace
     Lines lines = {};
-    // Where the run ends: nowhere, in the step of the call, or in the handshake that comes later.
+    // Where the run ends: nowhere, in the step of the call, or in the later handshake.
     enum class End { none, here, inHandshake } end = End::none;
     std::int64_t result = -1;
     int error = untouchedError;
@@ -29,12 +28,12 @@ struct Consequence {
     std::string thrown = {};
 };
 
-// The whole run: base up to so many lines in the step, then the consequence, then what is left.
-Expectation unfold(const Scenario& scenario, const Course& base, std::size_t step,
-                   std::size_t lines, const Consequence& consequence);
+// The whole run: the base up to a line in the step, the consequence, and the rest of the base.
+Expectation expectationFor(const Scenario& scenario, const RunResult& base, std::size_t step,
+                           std::size_t lines, const Consequence& consequence);
 
-// What distinguishes the course from the expectation; empty when nothing does.
-std::string difference(const Expectation& expected, const Course& course);
+// Describes the difference between the result and the expectation; empty if they are equal.
+std::string difference(const Expectation& expected, const RunResult& result);
 
 // --- Lines.
 

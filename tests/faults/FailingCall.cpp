@@ -63,33 +63,33 @@ Consequence FailingCall::ofTransport() const {
     case Call::recv:
         return ofReceive();
     case Call::select:
-        // While receiving, a failed look for more counts as more: the read that follows tells.
-        return kind == Kind::select ? passesOn(-1) : goesOn();
+        // A failed poll while receiving counts as readable; the following read reports the failure.
+        return kind == Kind::select ? returnsFailure(-1) : continues();
     case Call::getaddrinfo:
     case Call::GetAddrInfoW:
-        return passesOn(failure.result);
+        return returnsFailure(failure.result);
     case Call::AcceptEx:
-        return passesOn(FALSE);
+        return returnsFailure(FALSE);
     case Call::shutdown:
-        return goesOn({debug(L"::shutdown failed with " + withText(failure.error))});
+        return continues({debug(L"::shutdown failed with " + withText(failure.error))});
     case Call::GetNameInfoW:
-        // Only -1 is told; the call itself reports its failures as positive numbers.
-        return goesOn(failure.result == -1 ? Lines{failed(L"GetNameInfoW", failure.error)}
-                                           : Lines{});
+        // Only -1 is logged, although the call reports failures as positive numbers.
+        return continues(failure.result == -1 ? Lines{failed(L"GetNameInfoW", failure.error)}
+                                              : Lines{});
     default:
-        return passesOn(-1);
+        return returnsFailure(-1);
     }
 }
 
 Consequence FailingCall::ofSend() const {
     if (failure.result == 0) { // the same bytes are offered again
-        return inClear() ? ends(0, untouchedError) : goesOn(encryptionLayer(L"send"));
+        return inClear() ? ends(0, untouchedError) : continues(encryptionLayer(L"send"));
     }
     if (inHandshake()) {
         return handshakeFails({failed(L"::send (during negotiation)", failure.error)},
                               L"can't send");
     }
-    return passesOn(-1);
+    return returnsFailure(-1);
 }
 
 Consequence FailingCall::ofReceive() const {
@@ -101,9 +101,9 @@ Consequence FailingCall::ofReceive() const {
                                     L"can't recv");
     }
     if (failure.result == 0) {
-        return call.result == 0 ? goesOn() : ends(0, untouchedError);
+        return call.result == 0 ? continues() : ends(0, untouchedError);
     }
-    return passesOn(-1); // what this call had delivered by then is lost
+    return returnsFailure(-1); // the bytes that this call delivered before are lost
 }
 
 // --- The system's base.
@@ -111,9 +111,9 @@ Consequence FailingCall::ofReceive() const {
 Consequence FailingCall::ofBase() const {
     switch (call.call) {
     case Call::MultiByteToWideChar:
-        return ofNarrowText();
+        return ofWideText();
     case Call::FormatMessageW:
-        return ofMissingText();
+        return ofErrorText();
     case Call::GetComputerNameExW: // an empty name is searched for
         return handshakeFails(
             {failed(L"CertFindCertificateInStore (by name)", CRYPT_E_NOT_FOUND),
@@ -128,12 +128,12 @@ Consequence FailingCall::ofBase() const {
     }
 }
 
-// A host name becomes an empty one; of an exception only the prefix is left.
-Consequence FailingCall::ofNarrowText() const {
+// A host name becomes empty; the text of an exception is reduced to its prefix.
+Consequence FailingCall::ofWideText() const {
     if (kind == Kind::resolve) {
         const bool isServiceName = base.calls[position - 1].call == Call::MultiByteToWideChar;
         if (isServiceName) {
-            return goesOn();
+            return continues();
         }
         Consequence found{.lines = {error(L"No remote hostname has been supplied. Server "
                                           L"authentication will be impossible. Aborting "
@@ -142,24 +142,24 @@ Consequence FailingCall::ofNarrowText() const {
         found.error = scenario.upgrades ? untouchedError : WSAEINVAL;
         return found;
     }
-    return goesOn({kind == Kind::configure ? warning(L"") : error(noContext)}, 1);
+    return continues({kind == Kind::configure ? warning(L"") : error(noContext)}, 1);
 }
 
-// The next line lacks what would stand in its brackets.
-Consequence FailingCall::ofMissingText() const {
+// The next line lacks the text in its brackets.
+Consequence FailingCall::ofErrorText() const {
     LogLine line = nextLine();
     const std::size_t start = line.text.rfind(L" (") + 2;
     const std::size_t end = line.text.find(L')', start);
     line.text.erase(start, end - start);
-    return goesOn({line}, 1);
+    return continues({line}, 1);
 }
 
-// Told in front of the two lines about the credentials, of which the second then names nobody.
+// Logged before the two lines about the credentials, of which the second then has no user name.
 Consequence FailingCall::ofUserName() const {
     LogLine cause = nextLine(1);
     const std::size_t start = cause.text.find(L"user [") + 6;
     cause.text.erase(start, cause.text.find(L']', start) - start);
-    return goesOn({failed(L"GetUserName", failure.error), nextLine(), cause}, 2);
+    return continues({failed(L"GetUserName", failure.error), nextLine(), cause}, 2);
 }
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// One call that fails in its run, and what the library's documentation says of that.
+// A failing call and its documented consequence.
 #pragma once
 
 #include "faults/Expectation.h"
@@ -8,13 +8,13 @@
 
 namespace VexaSsl::test {
 
-// One failing call in its run.
+// One failing call of a run.
 class FailingCall {
 public:
-    FailingCall(const Scenario& played, const Course& baseCourse, std::size_t place,
-                const Failure& given)
-        : scenario(played), base(baseCourse), position(place), call(base.calls[place]),
-          failure(given) {
+    FailingCall(const Scenario& scenario, const RunResult& base, std::size_t position,
+                const Failure& failure)
+        : scenario(scenario), base(base), position(position), call(base.calls[position]),
+          failure(failure) {
         const auto later = std::ranges::find_if(base.outcomes, [&](const StepOutcome& outcome) {
             return outcome.firstCall > position;
         });
@@ -23,7 +23,7 @@ public:
     }
 
     Expectation expectation() const {
-        return unfold(scenario, base, step, call.lines, consequence());
+        return expectationFor(scenario, base, step, call.lines, consequence());
     }
 
 private:
@@ -38,24 +38,24 @@ private:
     Consequence ofHandshakeStep(const std::wstring& name) const;
     Consequence ofAttribute() const;
     Consequence ofDecryption() const;
-    Consequence ofSpoiledReceive() const;
+    Consequence ofFailedDecryption() const;
     Consequence ofSearch() const;
     Consequence ofName() const;
     Consequence ofRejectedChain(const Lines& why) const;
     Consequence ofFriendlyName() const;
-    Lines linesOfVerdict() const;
-    std::wstring nameOfJudged() const;
-    // A server looks at its own certificate or at the client's, a client at its own.
-    bool judgesServer() const {
+    Lines linesOfPolicyStatus() const;
+    std::wstring nameAtFault() const;
+    // Whether a server checks its own certificate instead of the client's.
+    bool checksOwnCertificate() const {
         return scenario.serves && scenario.certificate == Certificate::any;
     }
-    Consequence ofNarrowText() const;
-    Consequence ofMissingText() const;
+    Consequence ofWideText() const;
+    Consequence ofErrorText() const;
     Consequence ofUserName() const;
     Consequence ofClosing() const;
 
     bool inHandshake() const { return scenario.isHandshake(kind); }
-    // A connection whose traffic isn't protected yet.
+    // Whether the connection isn't encrypted yet.
     bool inClear() const {
         return scenario.upgrades &&
                std::ranges::none_of(
@@ -64,7 +64,7 @@ private:
                    [&](const StepOutcome& outcome) { return scenario.isHandshake(outcome.kind); });
     }
 
-    Consequence goesOn(Lines lines = {}, std::size_t replaced = 0) const {
+    Consequence continues(Lines lines = {}, std::size_t replaced = 0) const {
         return {.replaced = replaced, .lines = std::move(lines)};
     }
     Consequence ends(std::int64_t result, int lastError, Lines lines = {}) const {
@@ -74,11 +74,11 @@ private:
                 .error = lastError == untouchedError ? errorBefore() : lastError,
                 .breakpoints = breakpointsBefore()};
     }
-    // The failure of the call below is the host's.
-    Consequence passesOn(std::int64_t result) const {
+    // The host gets the failure of the call below.
+    Consequence returnsFailure(std::int64_t result) const {
         return ends(result, static_cast<int>(failure.error));
     }
-    // A handshake that fails: the store, if it is open by then, is closed on the way out.
+    // The handshake fails and closes the store if it is open.
     Consequence handshakeFails(Lines lines, const std::wstring& text,
                                bool storeIsOpen = true) const {
         if (storeIsOpen) {
@@ -92,14 +92,14 @@ private:
         const std::size_t first = base.outcomes[step].firstCall;
         return std::span(base.calls).subspan(first, position - first);
     }
-    // What the last error is when the call doesn't set it.
+    // The last error if the call doesn't set one.
     int errorBefore() const {
         return callsBefore().empty() ? untouchedError
                                      : static_cast<int>(callsBefore().back().error);
     }
-    // Those of the step, if an earlier failure has had its own.
+    // The breakpoints of earlier failures in the step.
     int breakpointsBefore() const;
-    // With log layers one more read or write shows.
+    // Log layers show one more read or write.
     Lines encryptionLayer(const std::wstring& verb) const {
         return scenario.hasLogLayers ? Lines{debug(L"Encryption Layer using socket [S] to " + verb +
                                                    L" [N] byte message")}
@@ -110,7 +110,7 @@ private:
     }
 
     const Scenario& scenario;
-    const Course& base;
+    const RunResult& base;
     const std::size_t position;
     const SeenCall& call;
     const Failure& failure;

@@ -1,4 +1,4 @@
-// FailingCall: certificates.
+// The consequences of failing certificate calls.
 #include "faults/FailingCall.h"
 
 #include <algorithm>
@@ -27,12 +27,13 @@ Consequence FailingCall::ofCertificates() const {
             {error(L"Tried to find a default certificate, but none were suitable")},
             L"no default certificate");
     case Call::CertGetCertificateChain: {
-        // Always with the number 0; the policy then has nothing to judge.
+        // Always logged with error 0; the policy then has no chain to check.
         const DWORD none = 0;
-        return ofRejectedChain(Lines{failed(L"CertGetCertificateChain", none)} + linesOfVerdict());
+        return ofRejectedChain(Lines{failed(L"CertGetCertificateChain", none)} +
+                               linesOfPolicyStatus());
     }
     case Call::CertVerifyCertificateChainPolicy:
-        return ofRejectedChain(linesOfVerdict());
+        return ofRejectedChain(linesOfPolicyStatus());
     default:
         return ofName();
     }
@@ -44,18 +45,18 @@ Consequence FailingCall::ofClosing() const {
             ? warning(L"On calling CertCloseStore, not all certs or contexts were previously "
                       L"freed. Memory has been leaked.")
             : failed(L"CertCloseStore", failure.error);
-    return goesOn({storeClosed, told}, 1);
+    return continues({storeClosed, told}, 1);
 }
 
 Consequence FailingCall::ofSearch() const {
     if (call.detail == Detail::further) {
-        return goesOn(); // the walk ends, here with what is needed
+        return continues(); // the enumeration ends, with everything needed found
     }
     const bool byName = call.detail == Detail::byName;
     const std::wstring purpose = scenario.serves ? L"Server" : L"Client";
     const bool isDefault = scenario.certificate == Certificate::any;
     const std::wstring name = isDefault ? machineName : scenario.searchedName;
-    // What is searched for stands in the base already if the search has failed there.
+    // The base has the search term if the search failed there.
     const LogLine term =
         call.result == 0 ? nextLine(1)
                          : info(byName ? L"Name searched for: [" + name + L"]"
@@ -72,18 +73,18 @@ Consequence FailingCall::ofSearch() const {
     return handshakeFails(std::move(lines), L"no available certificate");
 }
 
-// Without a chain there is no place in it.
-std::wstring FailingCall::nameOfJudged() const {
+// Empty without a chain.
+std::wstring FailingCall::nameAtFault() const {
     const auto before = callsBefore();
     const auto built = std::find_if(before.rbegin(), before.rend(), [](const SeenCall& seen) {
         return seen.call == Call::CertGetCertificateChain;
     });
     const bool hasChain = built != before.rend() && built->result != FALSE;
-    const std::wstring name = judgesServer() ? machineName : L"client.test";
+    const std::wstring name = checksOwnCertificate() ? machineName : L"client.test";
     return hasChain ? name : std::wstring();
 }
 
-Lines FailingCall::linesOfVerdict() const {
+Lines FailingCall::linesOfPolicyStatus() const {
     if (call.call == Call::CertGetCertificateChain || failure.result == FALSE) {
         return {
             warning(L"CertVerifyCertificateChainPolicy was unable to check the certificate chain"),
@@ -91,14 +92,14 @@ Lines FailingCall::linesOfVerdict() const {
                  L", which is not documented to be useful, but not documented to not be "
                  L"useful")};
     }
-    const std::wstring purpose = judgesServer() ? L"server" : L"client";
+    const std::wstring purpose = checksOwnCertificate() ? L"server" : L"client";
     std::wstring place = L"This error applies to the entire certificate chain";
     if (failure.elementIndex != -1) {
-        place = certificateAtFault + nameOfJudged() + L"]";
+        place = certificateAtFault + nameAtFault() + L"]";
     } else if (failure.chainIndex != -1) {
         place = L"This error applies to the complete simple chain begining at the certificate "
                 L"with the friendly name [" +
-                nameOfJudged() + L"]";
+                nameAtFault() + L"]";
     }
     return {
         warning(L"CertVerifyCertificateChainPolicy returned status: " + withText(failure.verdict)),
@@ -133,8 +134,8 @@ Consequence FailingCall::ofName() const {
         base.calls.begin() + static_cast<std::ptrdiff_t>(position) + 1, base.calls.end(),
         [](const SeenCall& seen) { return seen.call == Call::CertGetNameStringW; });
     if (nextLine().text.starts_with(report.text)) {
-        // A report is made of the names, or they are known to be missing and only then reported.
-        return further <= 1 ? goesOn(none + Lines{report}, 1) : goesOn();
+        // The names are reported, or found missing before the report.
+        return further <= 1 ? continues(none + Lines{report}, 1) : continues();
     }
     return handshakeFails(
         none + Lines{info(L"All names on this certificate: [client.test] "),
@@ -144,16 +145,18 @@ Consequence FailingCall::ofName() const {
         L"client authentication failed: cert not acceptable");
 }
 
-// A name that can't be had after its size was told is as many zeros.
+// A name that fails after its size was returned is replaced by zeros.
 Consequence FailingCall::ofFriendlyName() const {
-    const std::size_t size = (judgesServer() ? machineName : std::wstring(L"client.test")).size();
+    const std::size_t size =
+        (checksOwnCertificate() ? machineName : std::wstring(L"client.test")).size();
     const std::wstring zeros(call.detail == Detail::sizing ? 0 : size, L'\0');
     const LogLine place = info(certificateAtFault + zeros + L"]");
     return call.detail == Detail::sizing
-               ? goesOn({warning(L"CertGetNameString could not find any names on the certificate"),
-                         place},
-                        1)
-               : goesOn({place}, 1);
+               ? continues(
+                     {warning(L"CertGetNameString could not find any names on the certificate"),
+                      place},
+                     1)
+               : continues({place}, 1);
 }
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// FailingCall: the security package.
+// The consequences of failing calls of the security package.
 #include "faults/FailingCall.h"
 
 #include "platform/contract/WindowsBase.h"
@@ -34,7 +34,7 @@ Consequence FailingCall::ofPackage() const {
         return ends(-1, untouchedError, {failed(L"EncryptMessage", failure.result)});
     case Call::DecryptMessage:
         return ofDecryption();
-    default: // EnumerateSecurityPackagesW is no part of a connection: one check serves all
+    default: // EnumerateSecurityPackagesW is called once per process, not per connection
         return {};
     }
 }
@@ -54,8 +54,8 @@ Consequence FailingCall::ofHandshakeStep(const std::wstring& name) const {
                 L"encryption"));
             return handshakeFails(std::move(lines), L"incomplete credentials");
         }
-        // No number of missing bytes: 0 bytes are asked for, and that looks like the end, if only
-        // when the system has waited for a first byte in vain.
+        // Without a missing count, 0 bytes are requested, and the result looks like the end of the
+        // stream.
         return handshakeFails(lines + encryptionLayer(L"recv") +
                                   Lines{warning(L"Connection closed (during negotiation)")},
                               L"Connection closed");
@@ -79,7 +79,7 @@ Consequence FailingCall::ofAttribute() const {
         return handshakeFails({line}, L"::QueryContextAttributes failed");
     }
     if (failure.afterwards) {
-        return goesOn({line}); // what stands in the pointer is the certificate
+        return continues({line}); // the pointer holds the certificate
     }
     const bool sentNone = failure.result == SEC_E_NO_CREDENTIALS;
     const LogLine none =
@@ -92,20 +92,20 @@ Consequence FailingCall::ofAttribute() const {
 }
 
 Consequence FailingCall::ofDecryption() const {
-    Consequence found = ofSpoiledReceive();
+    Consequence found = ofFailedDecryption();
     if (failure.result == SEC_I_RENEGOTIATE) {
         found.lines.insert(found.lines.begin(), info(L"Renegotiate request received"));
-    } else if (failure.result != SEC_E_INVALID_TOKEN) { // the one without a line
+    } else if (failure.result != SEC_E_INVALID_TOKEN) { // the only status without a line
         found.lines.insert(found.lines.begin(), failed(L"DecryptMessage", failure.result));
     }
     return found;
 }
 
-Consequence FailingCall::ofSpoiledReceive() const {
+Consequence FailingCall::ofFailedDecryption() const {
     const bool endsStream =
         failure.result == SEC_I_CONTEXT_EXPIRED || failure.result == SEC_I_RENEGOTIATE;
     if (kind == Kind::select) {
-        return ends(-1, untouchedError); // and no breakpoint
+        return ends(-1, untouchedError); // without a breakpoint
     }
     if (kind == Kind::completeReceive) {
         Consequence found =
@@ -115,8 +115,8 @@ Consequence FailingCall::ofSpoiledReceive() const {
         ++found.breakpoints;
         return found;
     }
-    // The ciphertext in hand is gone. A receive that has read from the network goes on with the
-    // next bytes unless the stream has ended: here the peer's end.
+    // The held ciphertext is discarded. A receive that has read from the network continues with the
+    // next bytes unless the stream has ended, here with the peer's end.
     const bool hasRead =
         std::any_of(base.calls.begin() + static_cast<std::ptrdiff_t>(base.outcomes[step].firstCall),
                     base.calls.begin() + static_cast<std::ptrdiff_t>(position),

@@ -46,14 +46,14 @@ Failures afterwards(Failures all) {
     return all;
 }
 
-Failures ofSending() {
+Failures ofSend() {
     return withErrors(SOCKET_ERROR,
                       {WSAECONNRESET, WSAECONNABORTED, WSAETIMEDOUT, WSAENOBUFS, WSAENOTCONN,
                        WSAESHUTDOWN, WSAEWOULDBLOCK, WSAEINTR, WSAENETRESET, WSAEHOSTUNREACH}) +
-           withResults({0}); // takes nothing
+           withResults({0}); // sends nothing
 }
 
-Failures ofReceiving() {
+Failures ofReceive() {
     return withErrors(SOCKET_ERROR, {WSAECONNRESET, WSAECONNABORTED, WSAETIMEDOUT, WSAEWOULDBLOCK,
                                      WSAENOTCONN, WSAENETRESET, WSAEINTR, WSAEFAULT}) +
            withResults({0}); // the end of the stream
@@ -70,8 +70,8 @@ Failures ofAccepting() {
                            WSAENOTSOCK, WSAEINTR});
 }
 
-// getaddrinfo shows its result in the slot as well.
-Failures ofLookingUp() {
+// getaddrinfo also sets its result as last error.
+Failures ofLookup() {
     Failures all;
     for (const int code : {WSAHOST_NOT_FOUND, WSATRY_AGAIN, WSANO_RECOVERY, WSA_NOT_ENOUGH_MEMORY,
                            WSAEAFNOSUPPORT, WSATYPE_NOT_FOUND, WSAEINVAL}) {
@@ -80,8 +80,7 @@ Failures ofLookingUp() {
     return all;
 }
 
-// A step of a handshake may have done its work, and made its context and token, before it is told
-// to have failed.
+// A handshake call may create its context and token before it fails.
 Failures ofHandshakes(Detail detail) {
     const Failures refusals = withResults(
         {SEC_E_WRONG_PRINCIPAL, SEC_E_UNTRUSTED_ROOT, SEC_E_CERT_EXPIRED, SEC_E_CERT_WRONG_USAGE,
@@ -91,7 +90,7 @@ Failures ofHandshakes(Detail detail) {
          SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR, SEC_I_RENEGOTIATE});
     const Failures lacks = detail == Detail::further
                                ? withResults({SEC_I_INCOMPLETE_CREDENTIALS,
-                                              SEC_E_INCOMPLETE_MESSAGE}) // without a number
+                                              SEC_E_INCOMPLETE_MESSAGE}) // without a missing count
                                : withResults({SEC_I_INCOMPLETE_CREDENTIALS});
     return refusals + afterwards(refusals) + lacks;
 }
@@ -103,8 +102,8 @@ Failures ofAttributes(Detail detail) {
                                   : all + withResults({SEC_E_UNSUPPORTED_FUNCTION});
 }
 
-// Not checked at all, or judged, with the fault in the whole, in a simple chain, in an element.
-Failures ofJudging() {
+// Not checked, or a fault in the whole, in a simple chain or in an element.
+Failures ofPolicyCheck() {
     Failures all = withErrors(FALSE, {invalidArgument, noMemory});
     for (const DWORD verdict :
          {CERT_E_UNTRUSTEDROOT, CERT_E_CHAINING, TRUST_E_CERT_SIGNATURE, TRUST_E_BASIC_CONSTRAINTS,
@@ -120,7 +119,7 @@ Failures ofJudging() {
 
 Failures ofComputerName(Detail detail) {
     const Failures all = withErrors(FALSE, {noMemory, ERROR_ACCESS_DENIED});
-    // A name that needs no room.
+    // A name of size 0.
     return detail == Detail::sizing ? all + withResults({TRUE}) : all;
 }
 
@@ -129,9 +128,9 @@ Failures ofComputerName(Detail detail) {
 std::vector<Failure> failuresOf(const SeenCall& seen) {
     switch (seen.call) {
     case Call::send:
-        return ofSending();
+        return ofSend();
     case Call::recv:
-        return ofReceiving();
+        return ofReceive();
     case Call::connect:
     case Call::WSAConnect:
         return ofConnecting();
@@ -142,7 +141,7 @@ std::vector<Failure> failuresOf(const SeenCall& seen) {
         return withErrors(SOCKET_ERROR, {WSAENOTSOCK, WSAEINVAL, WSAENETDOWN, WSAEINTR, WSAEFAULT});
     case Call::getaddrinfo:
     case Call::GetAddrInfoW:
-        return ofLookingUp();
+        return ofLookup();
     case Call::AcceptEx:
         return withErrors(FALSE, {WSAECONNRESET, WSAEMFILE, WSAENOBUFS, WSAEINVAL, WSAENOTSOCK});
     case Call::WSASend:
@@ -150,11 +149,11 @@ std::vector<Failure> failuresOf(const SeenCall& seen) {
         return withErrors(SOCKET_ERROR,
                           {WSAECONNRESET, WSAECONNABORTED, WSAENOBUFS, WSAENOTCONN, WSAESHUTDOWN,
                            WSAEINVAL, WSAEWOULDBLOCK, WSA_OPERATION_ABORTED});
-    case Call::shutdown: // and yet the peer learns the end
+    case Call::shutdown: // the peer still sees the end
         return afterwards(withErrors(
             SOCKET_ERROR, {WSAENOTCONN, WSAECONNRESET, WSAENOTSOCK, WSAEINVAL, WSAENETDOWN}));
     case Call::GetNameInfoW:
-        return withErrors(SOCKET_ERROR, {WSAHOST_NOT_FOUND, WSAEFAULT}) + ofLookingUp();
+        return withErrors(SOCKET_ERROR, {WSAHOST_NOT_FOUND, WSAEFAULT}) + ofLookup();
     case Call::EnumerateSecurityPackagesW:
         return withResults(
             {SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR, SEC_E_SECPKG_NOT_FOUND});
@@ -178,7 +177,7 @@ std::vector<Failure> failuresOf(const SeenCall& seen) {
                             SEC_E_INVALID_HANDLE, SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR});
     case Call::CertOpenStore:
         return withErrors(0, {ERROR_ACCESS_DENIED, fileNotFound, tooManyOpenFiles, noMemory});
-    case Call::CertCloseStore: // and yet the store is closed
+    case Call::CertCloseStore: // the store is closed nevertheless
         return afterwards(
             withErrors(FALSE, {CRYPT_E_PENDING_CLOSE, invalidHandle, ERROR_ACCESS_DENIED}));
     case Call::CertFindCertificateInStore:
@@ -188,7 +187,7 @@ std::vector<Failure> failuresOf(const SeenCall& seen) {
     case Call::CertGetCertificateChain:
         return withErrors(FALSE, {noMemory, invalidArgument});
     case Call::CertVerifyCertificateChainPolicy:
-        return ofJudging();
+        return ofPolicyCheck();
     case Call::CertGetNameStringW:
         return withResults({1}); // no name
     case Call::MultiByteToWideChar:
@@ -212,7 +211,7 @@ std::string describe(Call call, const Failure& failure) {
                                        std::to_string(failure.chainIndex) + "," +
                                        std::to_string(failure.elementIndex)
                                  : "";
-    return text + (failure.afterwards ? ", having done its work" : "");
+    return text + (failure.afterwards ? " after completing" : "");
 }
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// In which ways a call may fail, as the contracts of the platform say.
+// The failures that the platform's contract allows for each call.
 #pragma once
 
 #include "faults/Watch.h"
@@ -7,7 +7,7 @@
 
 namespace VexaSsl::test {
 
-// Every way in which a call like this one may fail.
+// Returns every failure of such a call.
 std::vector<Failure> failuresOf(const SeenCall& call);
 
 // For messages: "send gives -1 with 10054".

@@ -11,7 +11,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// Remembers only whether anything has waited in vain.
+// Records only whether an operation timed out.
 class PeerLog : public ILog {
 public:
     void log(Severity, const std::wstring& text) override {
@@ -25,21 +25,21 @@ public:
 
 class HealthyPeer {
 public:
-    HealthyPeer(const Scenario& played, const Listener& shared)
-        : scenario(played), listener(shared),
+    HealthyPeer(const Scenario& scenario, const Listener& listener)
+        : scenario(scenario), listener(listener),
           stack(instantiateSocketStrategy(log, *configured(log, scenario.peerOptions))) {}
 
-    // Result: false when something was waited for in vain.
+    // Returns false if an operation timed out.
     bool run() {
-        if (meet() && (!scenario.upgrades || upgrade())) {
-            speak();
+        if (establish() && (!scenario.upgrades || upgrade())) {
+            exchangeData();
         }
         const bool timedOut = platform::WSAGetLastError() == WSAETIMEDOUT;
         return !timedOut && !log.timedOut;
     }
 
 private:
-    bool meet() { return scenario.serves ? connect() : accept(); }
+    bool establish() { return scenario.serves ? connect() : accept(); }
 
     bool connect() {
         resolve();
@@ -75,33 +75,34 @@ private:
                stack->completeAcceptEx() == 0;
     }
 
-    bool say(const std::string& text) {
+    bool sendText(const std::string& text) {
         secrets::addContent(text);
         const int size = static_cast<int>(text.size());
         return stack->send(socket.handle(), text.data(), size, 0) == size;
     }
 
-    bool hear(const std::string& text) {
-        std::string heard(text.size(), '\0');
-        const int size = static_cast<int>(heard.size());
-        return stack->recv(socket.handle(), heard.data(), size, msgWaitAll) == size &&
-               heard == text;
+    bool receiveText(const std::string& text) {
+        std::string received(text.size(), '\0');
+        const int size = static_cast<int>(received.size());
+        return stack->recv(socket.handle(), received.data(), size, msgWaitAll) == size &&
+               received == text;
     }
 
     // The client asks, the server agrees.
     bool upgrade() {
-        const bool agreed = scenario.serves ? say(upgradeRequest) && hear(upgradeAgreement)
-                                            : hear(upgradeRequest) && say(upgradeAgreement);
+        const bool agreed = scenario.serves
+                                ? sendText(upgradeRequest) && receiveText(upgradeAgreement)
+                                : receiveText(upgradeRequest) && sendText(upgradeAgreement);
         return agreed && dynamic_cast<IOtlsProvider&>(*stack).startOtls() == 0;
     }
 
-    // Never right behind the handshake, where a client that reads too much loses it.
-    void speak() {
+    // Does not send right after the handshake, where a client may read and lose the data.
+    void exchangeData() {
         if (!scenario.serves) {
             awaitData();
         }
-        for (const std::string& text : saidByPeer) {
-            say(text);
+        for (const std::string& text : peerTexts) {
+            sendText(text);
         }
         platform::shutdown(socket.handle(), SD_SEND);
         std::array<char, 20000> rest{};

@@ -1,12 +1,12 @@
-// The end that isn't under test: a host whose every call succeeds.
+// The other end: a host whose calls all succeed.
 #pragma once
 
 #include "faults/Scenario.h"
 
 namespace VexaSsl::test {
 
-// Plays the other role of the scenario until the connection has ended; for a thread of its own.
-// Result: false when it has waited for something in vain.
+// Runs the other role of the scenario until the connection ends, on a separate thread. Returns
+// false if an operation timed out.
 bool playHealthyPeer(const Scenario& scenario, const Listener& listener);
 
 } // namespace VexaSsl::test

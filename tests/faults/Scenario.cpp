@@ -26,45 +26,45 @@ std::unique_ptr<IConfig> configured(ILog& log, const Options& options) {
 
 namespace {
 
-bool isShut(SOCKET socket) {
+bool isShutDown(SOCKET socket) {
     tcp_info info{};
     socklen_t size = sizeof info;
     ::getsockopt(static_cast<int>(socket), IPPROTO_TCP, TCP_INFO, &info, &size);
     return info.tcpi_state != TCP_ESTABLISHED && info.tcpi_state != TCP_CLOSE_WAIT;
 }
 
-// A failed handshake shuts the connection down, but not one that was to go on in the clear.
-void checkShutting(End& end, const StepOutcome& outcome) {
+// A failed handshake shuts the connection down, except for a failed startOtls.
+void checkShutdown(EndUnderTest& end, const StepOutcome& outcome) {
     const bool failed = outcome.result == -1;
     const bool aborts = outcome.kind == Kind::connect || outcome.kind == Kind::accept ||
                         outcome.kind == Kind::completeAccept;
-    if (failed && aborts && outcome.error == WSAECONNABORTED && !isShut(end.socket.handle())) {
-        end.complain("the connection isn't shut down");
+    if (failed && aborts && outcome.error == WSAECONNABORTED && !isShutDown(end.socket.handle())) {
+        end.addFault("the connection is not shut down");
     }
-    if (failed && outcome.kind == Kind::startTls && isShut(end.socket.handle())) {
-        end.complain("the connection is shut down");
+    if (failed && outcome.kind == Kind::startTls && isShutDown(end.socket.handle())) {
+        end.addFault("the connection is shut down");
     }
 }
 
-void checkHoldings(End& end) {
+void checkHoldings(EndUnderTest& end) {
     constexpr std::array<const char*, static_cast<std::size_t>(Held::count)> names = {
         "credentials", "contexts", "certificates", "stores", "chains", "package memory", "texts"};
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (end.watch.holdings[i] != 0) {
-            end.complain(std::string(names[i]) +
+            end.addFault(std::string(names[i]) +
                          " still held: " + std::to_string(end.watch.holdings[i]));
         }
     }
 }
 
-void playSteps(const Scenario& played, End& end) {
-    for (const Step& step : played.steps) {
+void playSteps(const Scenario& scenario, EndUnderTest& end) {
+    for (const Step& step : scenario.steps) {
         if (!step(end)) {
             break;
         }
     }
     if (!end.outcomes.empty()) {
-        checkShutting(end, end.last());
+        checkShutdown(end, end.last());
     }
     end.perform(Kind::release, [&] {
         end.stack.reset();
@@ -74,43 +74,43 @@ void playSteps(const Scenario& played, End& end) {
     end.socket.close();
 }
 
-// The peer's end, if there is to be one.
-std::jthread startPeer(const Scenario& played, const Listener& listener, std::string& trouble) {
-    if (!played.hasPeer) {
+// Starts the peer if the scenario has one.
+std::jthread startPeer(const Scenario& scenario, const Listener& listener, std::string& fault) {
+    if (!scenario.hasPeer) {
         return {};
     }
     return std::jthread([&] {
-        if (!playHealthyPeer(played, listener)) {
-            trouble = "the peer has waited in vain; ";
+        if (!playHealthyPeer(scenario, listener)) {
+            fault = "the peer timed out; ";
         }
     });
 }
 
-Course play(const Scenario& played, const Watch::Plan& plan) {
+RunResult play(const Scenario& scenario, const Watch::Plan& plan) {
     const Listener listener;
-    std::string peerTrouble;
-    End end(plan, listener);
-    end.config = configured(end.log, played.options);
+    std::string peerFault;
+    EndUnderTest end(plan, listener);
+    end.config = configured(end.log, scenario.options);
     end.log.lines.clear();
     {
-        const std::jthread peer = startPeer(played, listener, peerTrouble);
-        playSteps(played, end);
-        platform::shutdown(listener.handle(), SD_BOTH); // whoever still waits there goes on
+        const std::jthread peer = startPeer(scenario, listener, peerFault);
+        playSteps(scenario, end);
+        platform::shutdown(listener.handle(), SD_BOTH); // ends a blocked accept
     }
     return {.lines = std::move(end.log.lines),
             .outcomes = std::move(end.outcomes),
             .calls = std::move(end.watch.calls),
             .allocations = std::move(end.watch.allocations),
             .allocationCount = end.watch.allocationCount,
-            .refused = end.watch.refused,
-            .trouble = end.trouble + peerTrouble};
+            .failedAllocation = end.watch.failedAllocation,
+            .fault = end.fault + peerFault};
 }
 
 } // namespace
 
 namespace {
 
-// The digits that stand before end, if it is one.
+// Replaces the number that ends at end, if end is a position.
 void replaceNumber(std::wstring& text, std::size_t end, const wchar_t* mark) {
     if (end != std::wstring::npos) {
         const std::size_t start = text.rfind(L'[', end) + 1;
@@ -133,22 +133,22 @@ void StepLog::log(Severity severity, const std::wstring& text) {
 
 namespace {
 
-void loseExpectations(SOCKET socket) {
+void shortenReceiveTimeout(SOCKET socket) {
     const timeval soon{0, 2000};
     ::setsockopt(static_cast<int>(socket), SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
 }
 
 } // namespace
 
-End::End(Watch::Plan plan, const Listener& acceptingSocket)
-    : listener(acceptingSocket), watch(std::move(plan), [this] { return log.lines.size(); }) {
-    // A handshake that fails can end in a receive that nobody will serve.
+EndUnderTest::EndUnderTest(Watch::Plan plan, const Listener& listener)
+    : listener(listener), watch(std::move(plan), [this] { return log.lines.size(); }) {
+    // A failing handshake may end in a receive for which no bytes will come.
     watch.whenHandshakeFails = [this] {
-        loseExpectations(socket.handle() != INVALID_SOCKET ? socket.handle() : watch.accepted);
+        shortenReceiveTimeout(socket.handle() != INVALID_SOCKET ? socket.handle() : watch.accepted);
     };
 }
 
-std::int64_t End::perform(Kind kind, const std::function<std::int64_t()>& operation) {
+std::int64_t EndUnderTest::perform(Kind kind, const std::function<std::int64_t()>& operation) {
     StepOutcome outcome{
         .kind = kind, .firstLine = log.lines.size(), .firstCall = watch.calls.size()};
     const int before = watch.breakpoints;
@@ -167,23 +167,23 @@ std::int64_t End::perform(Kind kind, const std::function<std::int64_t()>& operat
     return outcome.result;
 }
 
-Course run(const Scenario& played, const Watch::Plan& plan) {
+RunResult run(const Scenario& scenario, const Watch::Plan& plan) {
     const long blocks = blocksHeld();
     const std::size_t descriptors = openDescriptors();
-    Course result = play(played, plan);
+    RunResult result = play(scenario, plan);
     if (blocksHeld() != blocks) {
-        result.trouble += "blocks still held: " + std::to_string(blocksHeld() - blocks) + "; ";
+        result.fault += "blocks still held: " + std::to_string(blocksHeld() - blocks) + "; ";
     }
     if (openDescriptors() != descriptors) {
-        result.trouble += "descriptors still open; ";
+        result.fault += "descriptors still open; ";
     }
     return result;
 }
 
-Course measured(const Scenario& played) {
-    run(played, {});
-    Course base = run(played, {.keepAllocations = true});
-    EXPECT_EQ(base.trouble, "") << played.name;
+RunResult baseRun(const Scenario& scenario) {
+    run(scenario, {});
+    RunResult base = run(scenario, {.keepAllocations = true});
+    EXPECT_EQ(base.fault, "") << scenario.name;
     for (StepOutcome& outcome : base.outcomes) {
         outcome.error = anyError;
     }

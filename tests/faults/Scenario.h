@@ -1,9 +1,9 @@
-// What is run again and again with something failing in it: a connection of which one end is under
-// test, step by step, while the other end is a healthy peer in a thread of its own.
+// A scenario is run repeatedly with one failure each: a connection with one end under test, step by
+// step, and a healthy peer on another thread.
 //
-// The peer sends all that it has to say as soon as it is connected, ends its stream, and then reads
-// to the end. So nobody ever waits for an answer of an end that has failed, and what the end under
-// test receives lies ready before it looks: each run makes the same calls in the same order.
+// The peer sends all its data when it is connected, ends its stream, and then reads to the end. So
+// it never waits for an end that has failed, and the data arrives before the end under test reads:
+// each run makes the same calls in the same order.
 #pragma once
 
 #include "faults/Watch.h"
@@ -21,7 +21,7 @@
 
 namespace VexaSsl::test {
 
-// What a step is to the host; failures mean different things to different kinds.
+// The kind of a step. The consequences of a failure depend on it.
 enum class Kind {
     configure,
     build,
@@ -39,21 +39,21 @@ enum class Kind {
     release,
 };
 
-// The last error before each step, to see whether the step sets it.
+// The last error before each step, to detect whether the step sets it.
 inline constexpr int untouchedError = 12345;
 
 struct StepOutcome {
     Kind kind = Kind::build;
-    std::int64_t result = 0; // sockets: 0, or -1 for none
+    std::int64_t result = 0; // for sockets: 0, or -1 for an invalid one
     int error = 0;
     int breakpoints = 0;
     std::string thrown = {};   // the text of an exception
-    std::size_t firstLine = 0; // what there was of lines and calls before
+    std::size_t firstLine = 0; // the numbers of lines and calls before
     std::size_t firstCall = 0;
 };
 
-// Keeps the lines of the end under test, with "S" in the place of socket numbers and "N" in that of
-// the sizes of messages, which differ between runs as signatures do.
+// Keeps the lines of the end under test, with "S" instead of socket numbers and "N" instead of the
+// sizes of messages, which vary with the signatures.
 class StepLog : public ILog {
 public:
     void log(Severity severity, const std::wstring& text) override;
@@ -63,36 +63,36 @@ public:
 };
 
 // The end under test.
-class End {
+class EndUnderTest {
 public:
-    End(Watch::Plan plan, const Listener& acceptingSocket);
+    EndUnderTest(Watch::Plan plan, const Listener& listener);
 
-    // One operation of the library, watched. Result: what it gave.
+    // Performs one operation of the library under the watch and returns its result.
     std::int64_t perform(Kind kind, const std::function<std::int64_t()>& operation);
-    // What a step found wrong besides results and lines.
-    void complain(const std::string& what) { trouble += what + "; "; }
+    // Records a fault other than results and lines.
+    void addFault(const std::string& what) { fault += what + "; "; }
     const StepOutcome& last() const { return outcomes.back(); }
 
     StepLog log;
     const Listener& listener;
     Watch watch;
     std::vector<StepOutcome> outcomes;
-    std::string trouble;
+    std::string fault;
     std::unique_ptr<IConfig> config;
     HostSocket socket;
-    bool sawEnd = false;                    // all that the peer sends lies ready
-    std::size_t heard = 0;                  // how much of what the peer said has been received
+    bool peerHasEnded = false;              // all of the peer's data has arrived
+    std::size_t receivedSize = 0;           // of the peer's data
     DWORD transferred = 0;                  // by the last overlapped receive
-    std::vector<char> shadow;               // what the last overlapped receive was given to fill
-    std::unique_ptr<ISocketStrategy> stack; // goes first
+    std::vector<char> overlappedBuffer;     // of the last overlapped receive
+    std::unique_ptr<ISocketStrategy> stack; // last, so that it is destroyed first
 };
 
-// One step. Result: whether the host goes on.
-using Step = std::function<bool(End&)>;
+// One step. Returns whether the host continues.
+using Step = std::function<bool(EndUnderTest&)>;
 
 using Options = std::vector<std::pair<std::wstring, std::wstring>>;
 
-// How the end under test comes to its certificate.
+// How the end under test selects its certificate.
 enum class Certificate { none, byName, any };
 
 struct Scenario {
@@ -100,14 +100,14 @@ struct Scenario {
     bool serves = false;   // the end under test is the server
     bool upgrades = false; // both start in the clear
     Certificate certificate = Certificate::none;
-    std::wstring searchedName = {}; // of the certificate
+    std::wstring searchedName = {}; // the name of the certificate to search for
     Options options = {};
     Options peerOptions = {};
     std::vector<Step> steps = {};
     bool hasPeer = true;
     bool hasLogLayers = false;
 
-    // Where the handshake runs.
+    // Whether a step of this kind runs the handshake.
     bool isHandshake(Kind kind) const {
         return upgrades
                    ? kind == Kind::startTls
@@ -115,35 +115,36 @@ struct Scenario {
     }
 };
 
-// A configuration that encrypts and tells everything, with these options besides.
+// A configuration that encrypts and logs everything, with these additional options.
 std::unique_ptr<IConfig> configured(ILog& log, const Options& options);
 
-// What came of a run.
-struct Course {
+// The outcome of a run.
+struct RunResult {
     std::vector<LogLine> lines;
     std::vector<StepOutcome> outcomes;
     std::vector<SeenCall> calls;
     std::vector<SeenAllocation> allocations;
     std::size_t allocationCount = 0;
-    std::optional<SeenAllocation> refused;
-    // What is wrong whatever has failed: something still held, a time-out, wrong bytes, a socket
-    // that isn't shut though it should be. Empty when nothing is.
-    std::string trouble;
+    std::optional<SeenAllocation> failedAllocation;
+    // What is wrong regardless of the failure: a leak, a time-out, wrong bytes, a socket that isn't
+    // shut down. Empty if nothing is.
+    std::string fault;
 };
 
-// The scenarios, as far as this system and this user can run them.
+// The scenarios that this system and this user can run.
 const std::vector<Scenario>& scenarios();
-const Scenario& scenario(std::string_view name);
+const Scenario& scenarioNamed(std::string_view name);
 
-Course run(const Scenario& scenario, const Watch::Plan& plan);
+RunResult run(const Scenario& scenario, const Watch::Plan& plan);
 
-// In the place of a last error that nothing is promised about.
+// Stands for a last error that isn't documented.
 inline constexpr int anyError = -1;
 
-// A run without failures, as others are compared with it. The platform's caches are full by then.
-Course measured(const Scenario& scenario);
+// A run without failures to compare others with. It is repeated once, so that the platform's caches
+// are filled.
+RunResult baseRun(const Scenario& scenario);
 
-// A number for a figure, "12,345".
+// Formats a number as "12,345".
 std::string grouped(std::size_t number);
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// The scenarios and the certificates that they use.
+// The scenarios and their certificates.
 #include "faults/Scenario.h"
 
 #include "faults/Steps.h"
@@ -20,10 +20,10 @@ namespace {
 const std::wstring serverName = L"case server-ecdsa,";
 const std::wstring clientName = L"case client, client.test";
 
-// Few certificates, so that each search and each run is short: one for servers, one for clients,
-// and one for a server on a machine of a certain name. The platform reads files anew as long as
-// they are young, so they are given the time to age: then every run makes the same allocations.
-void useFewCertificates() {
+// Three certificates keep each search and run short: one for servers, one for clients, and one for
+// a server on a machine with a certain name. The platform reads recently changed files again, so
+// this waits until they are old enough that every run makes the same allocations.
+void useThreeCertificates() {
     const auto few = temporaryFolder() / "certificates";
     std::filesystem::create_directories(few / "my");
     std::filesystem::copy(pki::folder() / "root", few / "root");
@@ -50,7 +50,7 @@ Scenario server() {
             .steps = {build(), accept(), receive(12, 12), send("hello"), receive(21, 100)}};
 }
 
-// Two records' worth and a bit more out; peeks, parts and all at once in.
+// Sends more than two records; peeks, receives parts and waits for all.
 Scenario blockingData() {
     return {.name = "blocking data",
             .peerOptions = {{L"ServerCertificateToSendName", serverName}},
@@ -62,9 +62,10 @@ Scenario blockingData() {
 Scenario readiness() {
     return {.name = "select",
             .peerOptions = {{L"ServerCertificateToSendName", serverName}},
-            .steps = {build(), resolve(), connect(), send("hello"), selectAlone(), receive(1, 1),
-                      selectAlone(), selectBesideWriting(), receive(11, 11), selectAlone(),
-                      receive(6, 6), receive(15, 15), selectBesideWriting()}};
+            .steps = {build(), resolve(), connect(), send("hello"), selectReadable(), receive(1, 1),
+                      selectReadable(), selectReadableAndWritable(), receive(11, 11),
+                      selectReadable(), receive(6, 6), receive(15, 15),
+                      selectReadableAndWritable()}};
 }
 
 Scenario overlapped() {
@@ -106,7 +107,7 @@ Scenario upgradingClient() {
             .peerOptions = {{L"UseEncryption", L"Opportunistically"},
                             {L"ServerCertificateToSendName", serverName}},
             .steps = {build(), resolve(), connectWithoutHandshake(), send(upgradeRequest),
-                      hearClear(upgradeAgreement), startTls(), send("hello"), receive(33, 33)}};
+                      receiveClear(upgradeAgreement), startTls(), send("hello"), receive(33, 33)}};
 }
 
 Scenario upgradingServer() {
@@ -118,7 +119,7 @@ Scenario upgradingServer() {
             .options = {{L"UseEncryption", L"Opportunistically"},
                         {L"ServerCertificateToSendName", serverName}},
             .peerOptions = {{L"UseEncryption", L"Opportunistically"}},
-            .steps = {build(), resolve(), acceptWithoutHandshake(), hearClear(upgradeRequest),
+            .steps = {build(), resolve(), acceptWithoutHandshake(), receiveClear(upgradeRequest),
                       sendPieces({upgradeAgreement}), startTls(), receive(33, 33),
                       sendPieces({"hello"})}};
 }
@@ -145,7 +146,7 @@ Scenario configuration() {
 }
 
 std::vector<Scenario> allScenarios() {
-    useFewCertificates();
+    useThreeCertificates();
     std::vector<Scenario> all = {
         client(),          server(),       authenticatingServer(), authenticatedClient(),
         blockingData(),    readiness(),    overlapped(),           upgradingClient(),
@@ -163,7 +164,7 @@ const std::vector<Scenario>& scenarios() {
     return all;
 }
 
-const Scenario& scenario(std::string_view name) {
+const Scenario& scenarioNamed(std::string_view name) {
     const auto found = std::ranges::find(scenarios(), name, &Scenario::name);
     return found != scenarios().end()
                ? *found

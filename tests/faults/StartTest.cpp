@@ -1,5 +1,5 @@
-// The check for the security package, which a process makes once: what becomes of it when the call
-// or an allocation fails, and that it is then made again. Each test runs in a process of its own.
+// The check for the security package, which a process makes once, is repeated if the call or an
+// allocation failed. Each test runs in a separate process.
 #include "faults/Failures.h"
 #include "faults/Scenario.h"
 
@@ -63,8 +63,8 @@ void failEachAllocation() {
         const Start start({.failingAllocation = position});
         EXPECT_THAT(start.watch.holdings, Each(0)) << position;
         if (start.thrown.empty()) {
-            // The first that fails behind the check; before, the check was made again each time.
-            EXPECT_FALSE(start.watch.refused) << position;
+            // Positions after those of the start; at earlier ones the check was repeated.
+            EXPECT_FALSE(start.watch.failedAllocation) << position;
             EXPECT_THAT(start.log.lines, ElementsAre(checking));
             return;
         }
@@ -73,19 +73,19 @@ void failEachAllocation() {
     ADD_FAILURE() << "no start succeeds";
 }
 
-[[noreturn]] void tell(void (*test)()) {
+[[noreturn]] void exitAfter(void (*test)()) {
     test();
     std::exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-TEST(Start, failedCheckForThePackageIsMadeAgain) {
+TEST(Start, failedPackageCheckIsRepeated) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(tell(failTheCall), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitAfter(failTheCall), testing::ExitedWithCode(0), "");
 }
 
-TEST(Start, checkForThePackageLosesNothingWithoutMemory) {
+TEST(Start, packageCheckWithoutMemoryLeaksNothing) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(tell(failEachAllocation), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(exitAfter(failEachAllocation), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

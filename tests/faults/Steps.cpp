@@ -15,25 +15,25 @@ namespace {
 
 constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
 
-bool succeeded(const End& end, std::int64_t result, std::int64_t wanted) {
+bool succeeded(const EndUnderTest& end, std::int64_t result, std::int64_t wanted) {
     return result == wanted && end.last().thrown.empty();
 }
 
-// Until then the peer may still be sending.
-void awaitEndOfPeer(End& end) {
-    if (end.sawEnd) {
+// Waits until the peer has sent everything.
+void awaitEndOfPeer(EndUnderTest& end) {
+    if (end.peerHasEnded) {
         return;
     }
     pollfd entry{end.socket.descriptor(), POLLRDHUP, 0};
     if (::poll(&entry, 1, static_cast<int>(patienceMilliseconds)) != 1) {
-        end.complain("the peer's stream doesn't end");
+        end.addFault("the peer's stream does not end");
     }
-    end.sawEnd = true;
+    end.peerHasEnded = true;
 }
 
-void expectNext(End& end, const std::string& bytes) {
-    if (allSaidByPeer.compare(end.heard, bytes.size(), bytes) != 0) {
-        end.complain("wrong bytes: " + bytes);
+void expectNext(EndUnderTest& end, const std::string& bytes) {
+    if (allPeerTexts.compare(end.receivedSize, bytes.size(), bytes) != 0) {
+        end.addFault("wrong bytes: " + bytes);
     }
 }
 
@@ -44,7 +44,7 @@ std::int64_t asResult(SOCKET accepted) {
 } // namespace
 
 Step build() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const std::int64_t result = end.perform(Kind::build, [&] {
             end.stack = instantiateSocketStrategy(end.log, *end.config);
             return 0;
@@ -54,7 +54,7 @@ Step build() {
 }
 
 Step resolve() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const std::string service = std::to_string(end.listener.port());
         addrinfo hints{};
         hints.ai_family = AF_INET;
@@ -63,13 +63,13 @@ Step resolve() {
         const std::int64_t result = end.perform(Kind::resolve, [&] {
             return end.stack->getaddrinfo("localhost", service.c_str(), &hints, &found);
         });
-        platform::freeaddrinfo(found); // there may be a list though the result tells a failure
+        platform::freeaddrinfo(found); // a failing call may still return a list
         return succeeded(end, result, 0);
     };
 }
 
 Step resolveWide() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const std::wstring service = std::to_wstring(end.listener.port());
         ADDRINFOW hints{};
         hints.ai_family = AF_INET;
@@ -84,7 +84,7 @@ Step resolveWide() {
 }
 
 Step connect() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         end.socket = makeSocket();
         const sockaddr_in address = loopbackAddress(end.listener.port());
         const std::int64_t result = end.perform(Kind::connect, [&] {
@@ -96,7 +96,7 @@ Step connect() {
 }
 
 Step connectWithoutHandshake() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         end.socket = makeSocket();
         const sockaddr_in address = loopbackAddress(end.listener.port());
         const std::int64_t result = end.perform(Kind::connect, [&] {
@@ -109,7 +109,7 @@ Step connectWithoutHandshake() {
 }
 
 Step accept() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         sockaddr_storage address{};
         int length = sizeof address;
         const std::int64_t result = end.perform(Kind::accept, [&] {
@@ -117,14 +117,14 @@ Step accept() {
                 end.listener.handle(), reinterpret_cast<sockaddr*>(&address), &length);
             return asResult(accepted);
         });
-        // A host can't know the number when the handshake failed; a test can.
+        // A host doesn't know the socket if the handshake failed.
         end.socket = HostSocket(end.watch.accepted);
         return succeeded(end, result, 0);
     };
 }
 
 Step acceptWithoutHandshake() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const std::int64_t result = end.perform(Kind::accept, [&] {
             return asResult(
                 end.stack->WSAAccept(end.listener.handle(), nullptr, nullptr, nullptr, 0));
@@ -135,7 +135,7 @@ Step acceptWithoutHandshake() {
 }
 
 Step postAccept() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         waitReadable({end.listener.handle()}, static_cast<int>(patienceMilliseconds));
         end.socket = makeSocket();
         std::array<char, 2 * std::size_t{addressSize}> addresses{};
@@ -151,7 +151,7 @@ Step postAccept() {
 }
 
 Step completeAccept() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const std::int64_t result =
             end.perform(Kind::completeAccept, [&] { return end.stack->completeAcceptEx(); });
         return succeeded(end, result, 0);
@@ -159,7 +159,7 @@ Step completeAccept() {
 }
 
 Step startTls() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         auto* const provider = dynamic_cast<IOtlsProvider*>(end.stack.get());
         const std::int64_t result =
             end.perform(Kind::startTls, [&] { return provider->startOtls(); });
@@ -168,7 +168,7 @@ Step startTls() {
 }
 
 Step send(const std::string& text) {
-    return [text](End& end) {
+    return [text](EndUnderTest& end) {
         secrets::addContent(text);
         const int size = static_cast<int>(text.size());
         const std::int64_t result = end.perform(
@@ -178,7 +178,7 @@ Step send(const std::string& text) {
 }
 
 Step sendPieces(const std::vector<std::string>& texts) {
-    return [texts](End& end) {
+    return [texts](EndUnderTest& end) {
         std::vector<WSABUF> buffers;
         std::size_t total = 0;
         for (const std::string& text : texts) {
@@ -193,14 +193,14 @@ Step sendPieces(const std::vector<std::string>& texts) {
                                       nullptr);
         });
         if (sent != (succeeded(end, result, 0) ? total : 0)) {
-            end.complain("a wrong count of bytes sent");
+            end.addFault("wrong number of bytes sent");
         }
         return succeeded(end, result, 0);
     };
 }
 
-Step hearClear(const std::string& text) {
-    return [text](End& end) {
+Step receiveClear(const std::string& text) {
+    return [text](EndUnderTest& end) {
         std::string bytes(text.size(), '\0');
         const std::int64_t result = end.perform(Kind::receive, [&] {
             return end.stack->recv(end.socket.handle(), bytes.data(),
@@ -211,7 +211,7 @@ Step hearClear(const std::string& text) {
 }
 
 Step receive(std::size_t size, std::size_t room, int flags) {
-    return [=](End& end) {
+    return [=](EndUnderTest& end) {
         awaitEndOfPeer(end);
         std::string bytes(room, '\0');
         const std::int64_t result = end.perform(Kind::receive, [&] {
@@ -221,14 +221,14 @@ Step receive(std::size_t size, std::size_t room, int flags) {
         if (result > 0) {
             bytes.resize(static_cast<std::size_t>(result));
             expectNext(end, bytes);
-            end.heard += (flags & msgPeek) != 0 ? 0 : bytes.size();
+            end.receivedSize += (flags & msgPeek) != 0 ? 0 : bytes.size();
         }
         return succeeded(end, result, static_cast<std::int64_t>(size));
     };
 }
 
-Step selectAlone() {
-    return [](End& end) {
+Step selectReadable() {
+    return [](EndUnderTest& end) {
         awaitEndOfPeer(end);
         fd_set set{};
         platform::socketSetAdd(end.socket.handle(), set);
@@ -239,8 +239,8 @@ Step selectAlone() {
     };
 }
 
-Step selectBesideWriting() {
-    return [](End& end) {
+Step selectReadableAndWritable() {
+    return [](EndUnderTest& end) {
         awaitEndOfPeer(end);
         fd_set reading{};
         fd_set writing{};
@@ -255,22 +255,22 @@ Step selectBesideWriting() {
 }
 
 Step postReceive(const std::vector<std::size_t>& sizes) {
-    return [sizes](End& end) {
+    return [sizes](EndUnderTest& end) {
         awaitEndOfPeer(end);
         std::size_t total = 0;
         for (const std::size_t size : sizes) {
             total += size;
         }
-        end.shadow.assign(total, '\0');
+        end.overlappedBuffer.assign(total, '\0');
         std::vector<WSABUF> buffers;
         std::size_t start = 0;
         for (const std::size_t size : sizes) {
-            buffers.push_back({static_cast<ULONG>(size), end.shadow.data() + start});
+            buffers.push_back({static_cast<ULONG>(size), end.overlappedBuffer.data() + start});
             start += size;
         }
         Overlapped overlapped;
         DWORD received = 0;
-        DWORD flags = msgWaitAll; // which is stripped
+        DWORD flags = msgWaitAll; // the library removes it
         end.perform(Kind::postReceive, [&] {
             const int result = end.stack->WSARecv(end.socket.handle(), buffers.data(),
                                                   static_cast<DWORD>(buffers.size()), &received,
@@ -284,21 +284,21 @@ Step postReceive(const std::vector<std::size_t>& sizes) {
 }
 
 Step completeReceive(std::size_t size) {
-    return [size](End& end) {
+    return [size](EndUnderTest& end) {
         DWORD count = end.transferred;
         const std::int64_t result = end.perform(
             Kind::completeReceive, [&] { return end.stack->completeWSARecv(0, &count, nullptr); });
         if (count != (succeeded(end, result, 0) ? size : 0)) {
-            end.complain("a wrong count of bytes received");
+            end.addFault("wrong number of bytes received");
         }
-        expectNext(end, std::string(end.shadow.data(), count));
-        end.heard += count;
+        expectNext(end, std::string(end.overlappedBuffer.data(), count));
+        end.receivedSize += count;
         return succeeded(end, result, 0);
     };
 }
 
 Step readConfiguration() {
-    return [](End& end) {
+    return [](EndUnderTest& end) {
         const auto folder = temporaryFolder();
         const auto ini = folder / "faults.ini";
         const auto store = folder / "faults-store.ini";

@@ -1,5 +1,5 @@
-// The steps that scenarios are made of. Each does what a host does, with one operation of the
-// library in it, and says whether the host goes on.
+// The steps of scenarios. Each does what a host does, with one operation of the library, and
+// returns whether the host continues.
 #pragma once
 
 #include "faults/Scenario.h"
@@ -9,10 +9,10 @@
 
 namespace VexaSsl::test {
 
-// What the peer sends, a record each.
-inline const std::vector<std::string> saidByPeer = {"first record", "second", "and a third one"};
-inline const std::string allSaidByPeer = "first recordsecondand a third one";
-// What passes in the clear before an upgrade.
+// The texts that the peer sends, one record each.
+inline const std::vector<std::string> peerTexts = {"first record", "second", "and a third one"};
+inline const std::string allPeerTexts = "first recordsecondand a third one";
+// The texts sent in the clear before an upgrade.
 inline const std::string upgradeRequest = "UPGRADE";
 inline const std::string upgradeAgreement = "AGREED";
 
@@ -28,16 +28,16 @@ Step completeAccept();
 Step startTls();
 Step send(const std::string& text);
 Step sendPieces(const std::vector<std::string>& texts);
-// Receives in the clear exactly this text.
-Step hearClear(const std::string& text);
-// Receives into room bytes, which brings the next size bytes of what the peer says.
+// Receives exactly this text in the clear.
+Step receiveClear(const std::string& text);
+// Receives into room bytes and expects the next size bytes of the peer's data.
 Step receive(std::size_t size, std::size_t room, int flags = 0);
-Step selectAlone();
-// Also asks whether the socket can be written to.
-Step selectBesideWriting();
-// Posts a receive into buffers of these sizes and waits for it.
+Step selectReadable();
+// Also checks for writability.
+Step selectReadableAndWritable();
+// Posts an overlapped receive into buffers of these sizes and waits for its completion.
 Step postReceive(const std::vector<std::size_t>& sizes);
-// Completes it, which brings the next size bytes of what the peer says.
+// Completes it and expects the next size bytes of the peer's data.
 Step completeReceive(std::size_t size);
 Step readConfiguration();
 

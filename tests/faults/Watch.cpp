@@ -50,14 +50,14 @@ constexpr std::array<const char*, kindsOfCalls> names = {"send",
 
 std::atomic<long> blocks{0};
 
-// Stands before each block, and keeps the block's alignment.
+// Precedes each block and keeps its alignment.
 struct alignas(std::max_align_t) BlockHead {
     bool isWatched;
 };
 
 void* allocate(std::size_t size) noexcept {
     Watch* const watch = Watch::ofThisThread();
-    if (watch != nullptr && watch->refusesAllocation()) {
+    if (watch != nullptr && watch->failsAllocation()) {
         return nullptr;
     }
     auto* const head = static_cast<BlockHead*>(std::malloc(sizeof(BlockHead) + size));
@@ -92,14 +92,14 @@ long blocksHeld() {
     return blocks;
 }
 
-Watch::Watch(Plan whatFails, std::function<std::size_t()> lineCount)
-    : plan(std::move(whatFails)), lines(std::move(lineCount)) {}
+Watch::Watch(Plan plan, std::function<std::size_t()> lineCount)
+    : plan(std::move(plan)), lineCount(std::move(lineCount)) {}
 
-const Failure* Watch::meet(Call call, Detail detail) {
+const Failure* Watch::noteCall(Call call, Detail detail) {
     const Aside aside;
     const auto planned = std::ranges::find(plan.failingCalls, calls.size(),
                                            [](const auto& entry) { return entry.first; });
-    calls.push_back({.call = call, .detail = detail, .lines = lines()});
+    calls.push_back({.call = call, .detail = detail, .lines = lineCount()});
     if (planned == plan.failingCalls.end()) {
         return nullptr;
     }
@@ -109,7 +109,7 @@ const Failure* Watch::meet(Call call, Detail detail) {
     return &planned->second;
 }
 
-void Watch::leave(std::size_t position, std::int64_t result, bool threw) {
+void Watch::noteOutcome(std::size_t position, std::int64_t result, bool threw) {
     const DWORD error = platform::GetLastError();
     SeenCall& seen = calls[position];
     seen.result = result;
@@ -117,9 +117,9 @@ void Watch::leave(std::size_t position, std::int64_t result, bool threw) {
     seen.threw = threw;
 }
 
-bool Watch::refusesAllocation() {
+bool Watch::failsAllocation() {
     const Aside aside;
-    const SeenAllocation seen{.lines = lines(),
+    const SeenAllocation seen{.lines = lineCount(),
                               .steps = steps,
                               .calls = calls.size(),
                               .inPlatform = inPlatform,
@@ -131,16 +131,16 @@ bool Watch::refusesAllocation() {
     if (!plan.failingAllocation || position < *plan.failingAllocation) {
         return false;
     }
-    if (position != *plan.failingAllocation && !plan.noMemoryFromThenOn) {
+    if (position != *plan.failingAllocation && !plan.allLaterFail) {
         return false;
     }
-    refused = refused.value_or(seen);
+    failedAllocation = failedAllocation.value_or(seen);
     return true;
 }
 
 } // namespace VexaSsl::test
 
-// Every allocation of the program, its libraries' included, passes here.
+// Every allocation of the program and its libraries comes here.
 void* operator new(std::size_t size) {
     return VexaSsl::test::allocateOrThrow(size);
 }

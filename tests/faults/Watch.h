@@ -1,9 +1,9 @@
 // The layer between the core and the real platform. A Watch sees every call that the core makes on
-// the thread under test, can have one or more of them fail, can have one allocation fail, and
-// counts what the core holds of the platform.
+// the thread under test, can make calls and an allocation fail, and counts the platform's objects
+// that the core holds.
 //
-// Calls of other threads, and of this one while no Watch is in scope, go straight to the platform,
-// and so do calls that the platform makes of itself. One Watch belongs to one thread and one run.
+// Calls by other threads, by this thread without a Watch in scope, and by the platform itself go
+// directly to the platform. A Watch belongs to one thread and one run.
 #pragma once
 
 #include "platform/contract/CryptoApi.h"
@@ -59,69 +59,69 @@ enum class Call {
 constexpr std::size_t kindsOfCalls = static_cast<std::size_t>(Call::openTextFile) + 1;
 std::string nameOf(Call call);
 
-// What tells calls of one name apart, where it matters.
+// Distinguishes calls of one function where it matters.
 enum class Detail {
     none,
-    first,   // the handshake's first call; the first step of a walk through the store
-    further, // a later one
-    byName,  // the first step of a walk for a name
-    byUsage, // the first step of a walk for a usage
-    sizing,  // a call that asks how large a buffer has to be
-    filling, // the call that then fills the buffer
-    sizes,   // the attribute that tells the sizes of records
-    peer,    // the attribute that gives the peer's certificate
+    first,   // the first call of a handshake or of an enumeration
+    further, // a later call
+    byName,  // the first call of a search by name
+    byUsage, // the first call of a search by usage
+    sizing,  // a call that queries the size of a buffer
+    filling, // the call that fills the buffer
+    sizes,   // the stream sizes attribute
+    peer,    // the peer's certificate attribute
 };
 
 // One way in which a call may fail.
 struct Failure {
     std::int64_t result = 0; // of the call; 0 is also a null pointer and FALSE
-    DWORD error = 0;         // what the last-error slot then shows; 0: left as it is
-    // The call is made all the same, with all that it does, and only then told to have failed.
+    DWORD error = 0;         // the last error; 0: not set
+    // The real call is made before the failure is returned.
     bool afterwards = false;
-    // The verdict of a policy that could be checked.
+    // The status of a policy that was checked.
     DWORD verdict = 0;
     LONG chainIndex = -1;
     LONG elementIndex = -1;
 };
 
-// One call that was seen.
+// One recorded call.
 struct SeenCall {
     Call call = Call::send;
     Detail detail = Detail::none;
-    std::size_t lines = 0;   // how many lines the log had by then
-    std::int64_t result = 0; // what the core was told
-    DWORD error = 0;         // the last-error slot behind the call
+    std::size_t lines = 0;   // log lines before the call
+    std::int64_t result = 0; // as the core saw it
+    DWORD error = 0;         // the last error after the call
     bool threw = false;
     bool operator==(const SeenCall&) const = default;
 };
 
-// What is to be given back.
+// The objects that the core must release.
 enum class Held { credential, context, certificate, store, chain, packageMemory, text, count };
 using Holdings = std::array<int, static_cast<std::size_t>(Held::count)>;
 
-// One allocation that the thread under test made.
+// One allocation by the thread under test.
 struct SeenAllocation {
     std::size_t lines = 0;
-    std::size_t steps = 0;   // how many steps had begun
-    std::size_t calls = 0;   // how many calls had been seen
-    bool inPlatform = false; // inside the last of them
+    std::size_t steps = 0;   // steps begun before
+    std::size_t calls = 0;   // calls recorded before
+    bool inPlatform = false; // inside the last of these calls
     int storesHeld = 0;
 };
 
 class Watch {
 public:
     struct Plan {
-        std::vector<std::pair<std::size_t, Failure>> failingCalls = {}; // by their position
+        std::vector<std::pair<std::size_t, Failure>> failingCalls = {}; // by position
         std::optional<std::size_t> failingAllocation = {};
-        bool noMemoryFromThenOn = false; // all allocations behind it fail too
-        bool keepAllocations = false;    // whether allocations are to be listed
+        bool allLaterFail = false;    // all allocations after it fail too
+        bool keepAllocations = false; // whether allocations are listed
     };
 
-    Watch(Plan whatFails, std::function<std::size_t()> lineCount);
+    Watch(Plan plan, std::function<std::size_t()> lineCount);
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
-    // As long as it lives, this thread is the one under test.
+    // Makes this thread the one under test while it lives.
     class Scope {
     public:
         explicit Scope(Watch& watch) { current = &watch; }
@@ -129,7 +129,7 @@ public:
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
     };
-    // What the tests do themselves meanwhile: their calls aren't seen, their allocations succeed.
+    // Suspends the watch while it lives, for what the tests do themselves.
     class Aside {
     public:
         Aside() : kept(std::exchange(current, nullptr)) {}
@@ -141,36 +141,36 @@ public:
         Watch* kept;
     };
 
-    // The one in scope on this thread, or null.
+    // The watch in scope on this thread, or null.
     static Watch* ofThisThread() { return current; }
 
-    // Notes a call. Result: how it is to fail, or null.
-    const Failure* meet(Call call, Detail detail);
-    void leave(std::size_t position, std::int64_t result, bool threw);
-    void hold(Held what, int change) { holdings[static_cast<std::size_t>(what)] += change; }
+    // Records a call. Returns how it must fail, or null.
+    const Failure* noteCall(Call call, Detail detail);
+    void noteOutcome(std::size_t position, std::int64_t result, bool threw);
+    void countHeld(Held what, int change) { holdings[static_cast<std::size_t>(what)] += change; }
 
-    // Asked by operator new. True: no memory.
-    bool refusesAllocation();
+    // Called by operator new. Returns whether the allocation must fail.
+    bool failsAllocation();
 
     std::vector<SeenCall> calls;
     std::vector<SeenAllocation> allocations;
     std::size_t allocationCount = 0;
-    std::optional<SeenAllocation> refused; // the first allocation that failed
-    std::size_t steps = 0;                 // kept by whoever takes them
+    std::optional<SeenAllocation> failedAllocation; // the first allocation that failed
+    std::size_t steps = 0;                          // counted by the end under test
     Holdings holdings{};
     int breakpoints = 0;
-    SOCKET accepted = INVALID_SOCKET;         // what the platform's accept gave last
-    bool inPlatform = false;                  // the core waits for the last of the calls
-    std::function<void()> whenHandshakeFails; // runs just before a step of the handshake fails
+    SOCKET accepted = INVALID_SOCKET;         // the platform's last accepted socket
+    bool inPlatform = false;                  // whether the last call is still running
+    std::function<void()> whenHandshakeFails; // called before a handshake call fails
 
 private:
     Plan plan;
-    std::function<std::size_t()> lines;
+    std::function<std::size_t()> lineCount;
 
     static thread_local Watch* current;
 };
 
-// How many blocks there are that were allocated under a Watch.
+// The number of unreleased blocks that were allocated under a Watch.
 long blocksHeld();
 
 } // namespace VexaSsl::test

@@ -1,4 +1,4 @@
-// The calls about texts, names and files that the core makes in this program.
+// The watched calls for texts, names and files.
 #include "faults/WatchedCall.h"
 
 #include "platform/contract/TextFiles.h"
@@ -19,18 +19,18 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* text, int len
                                          defaultCharacter, usedDefaultCharacter);
 }
 
-// buffer is the address of a pointer, as it always is in the core.
+// The core always passes the address of a pointer as buffer.
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD code, DWORD language, wchar_t* buffer,
                      DWORD size, va_list* arguments) {
     const DWORD length = watched(Call::FormatMessageW, [&] {
         return platform::FormatMessageW(flags, source, code, language, buffer, size, arguments);
     });
-    hold(Held::text, length != 0 ? 1 : 0);
+    countHeld(Held::text, length != 0 ? 1 : 0);
     return length;
 }
 
 HLOCAL LocalFree(HLOCAL memory) {
-    hold(Held::text, memory != nullptr ? -1 : 0);
+    countHeld(Held::text, memory != nullptr ? -1 : 0);
     return platform::LocalFree(memory);
 }
 
@@ -47,7 +47,7 @@ BOOL GetUserNameW(wchar_t* buffer, DWORD* size) {
     return watched(Call::GetUserNameW, [&] { return platform::GetUserNameW(buffer, size); });
 }
 
-// Counted and never stopped at.
+// Only counted.
 void DebugBreak() {
     if (Watch* const watch = Watch::ofThisThread()) {
         ++watch->breakpoints;

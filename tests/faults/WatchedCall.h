@@ -1,7 +1,7 @@
-// What the functions in the place of the platform's have in common: each tells the Watch of the
-// thread and goes on to the real one, unless it is to fail. watch-calls leads the core to them.
+// The common part of the functions that replace the platform's: each reports to the thread's Watch
+// and calls the real function unless it must fail. watch-calls links the core to them.
 //
-// Threads: any; a Watch is its thread's own.
+// Thread-safe: each thread has its own Watch.
 #pragma once
 
 #include "faults/Watch.h"
@@ -37,8 +37,7 @@ Result asResult(std::int64_t number) {
     }
 }
 
-// The real call, with what it gave noted down. What it calls and allocates itself is the
-// platform's.
+// Makes the real call and records its outcome. Calls and allocations inside it are the platform's.
 template <typename Real>
 auto pass(Watch& watch, Real real) {
     const std::size_t position = watch.calls.size() - 1;
@@ -46,11 +45,11 @@ auto pass(Watch& watch, Real real) {
     try {
         const auto result = real();
         watch.inPlatform = false;
-        watch.leave(position, asNumber(result), false);
+        watch.noteOutcome(position, asNumber(result), false);
         return result;
     } catch (...) {
         watch.inPlatform = false;
-        watch.leave(position, 0, true);
+        watch.noteOutcome(position, 0, true);
         throw;
     }
 }
@@ -63,18 +62,18 @@ auto fail(Watch& watch, const Failure& failure, Real real) -> decltype(real()) {
     if (failure.error != 0) {
         platform::WSASetLastError(static_cast<int>(failure.error));
     }
-    watch.leave(watch.calls.size() - 1, failure.result, false);
+    watch.noteOutcome(watch.calls.size() - 1, failure.result, false);
     return asResult<decltype(real())>(failure.result);
 }
 
-// instead: what stands in for the real call where a failure has more to it than its result.
+// instead: called on failure for effects other than the result.
 template <typename Real, typename Instead>
 auto watched(Call call, Detail detail, Real real, Instead instead) -> decltype(real()) {
     Watch* const watch = Watch::ofThisThread();
     if (watch == nullptr) {
         return real();
     }
-    const Failure* const failure = watch->meet(call, detail);
+    const Failure* const failure = watch->noteCall(call, detail);
     if (failure == nullptr) {
         return pass(*watch, real);
     }
@@ -92,16 +91,16 @@ auto watched(Call call, Real real) -> decltype(real()) {
     return watched(call, Detail::none, real);
 }
 
-inline void hold(Held what, int change) {
+inline void countHeld(Held what, int change) {
     if (Watch* const watch = Watch::ofThisThread()) {
-        watch->hold(what, change);
+        watch->countHeld(what, change);
     }
 }
 
-// A result that the core has to give back, unless it is null or 0.
+// Counts a result that the core must release, unless it is null or 0.
 template <typename Result>
 Result held(Held what, Result result) {
-    hold(what, result ? 1 : 0);
+    countHeld(what, result ? 1 : 0);
     return result;
 }
 

@@ -1,4 +1,4 @@
-// The calls about certificates that the core makes in this program.
+// The watched calls for certificates.
 #include "faults/WatchedCall.h"
 
 #include "platform/contract/CryptoApi.h"
@@ -14,15 +14,15 @@ HCERTSTORE CertOpenStore(const char* provider, DWORD encoding, HCRYPTPROV_LEGACY
 }
 
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
-    hold(Held::store, -1);
+    countHeld(Held::store, -1);
     return watched(Call::CertCloseStore, [&] { return platform::CertCloseStore(store, flags); });
 }
 
-// previous is released by the call, also when it finds nothing.
+// The call releases previous even if it finds nothing.
 PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE store, DWORD encoding, DWORD findFlags,
                                           DWORD findType, const void* parameter,
                                           PCCERT_CONTEXT previous) {
-    hold(Held::certificate, previous != nullptr ? -1 : 0);
+    countHeld(Held::certificate, previous != nullptr ? -1 : 0);
     const Detail start = findType == CERT_FIND_SUBJECT_STR_W ? Detail::byName : Detail::byUsage;
     const PCCERT_CONTEXT found = watched(
         Call::CertFindCertificateInStore, previous == nullptr ? start : Detail::further,
@@ -35,7 +35,7 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE store, DWORD encoding, DWOR
 }
 
 PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previous) {
-    hold(Held::certificate, previous != nullptr ? -1 : 0);
+    countHeld(Held::certificate, previous != nullptr ? -1 : 0);
     return held(Held::certificate, platform::CertEnumCertificatesInStore(store, previous));
 }
 
@@ -44,7 +44,7 @@ PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT certificate) {
 }
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate) {
-    hold(Held::certificate, certificate != nullptr ? -1 : 0);
+    countHeld(Held::certificate, certificate != nullptr ? -1 : 0);
     return platform::CertFreeCertificateContext(certificate);
 }
 
@@ -79,7 +79,7 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
 }
 
 void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT chain) {
-    hold(Held::chain, chain != nullptr ? -1 : 0);
+    countHeld(Held::chain, chain != nullptr ? -1 : 0);
     platform::CertFreeCertificateChain(chain);
 }
 

@@ -1,4 +1,4 @@
-// The calls of the security package that the core makes in this program.
+// The watched calls of the security package.
 #include "faults/WatchedCall.h"
 
 #include "platform/contract/SecuritySupport.h"
@@ -11,19 +11,19 @@ bool isEmpty(const SecHandle* handle) {
     return handle == nullptr || (handle->dwLower == 0 && handle->dwUpper == 0);
 }
 
-bool bringsToken(const SecBufferDesc* output) {
+bool returnsToken(const SecBufferDesc* output) {
     return output != nullptr && output->cBuffers > 0 && output->pBuffers[0].pvBuffer != nullptr;
 }
 
-// One step of either side's handshake: the first one makes the context, each may make a token.
+// A handshake call of either role: the first creates the context, each may create a token.
 template <typename Real>
 SECURITY_STATUS handshakeStep(Call call, const CtxtHandle* context, const CtxtHandle* created,
                               const SecBufferDesc* output, Real real) {
     const bool isFirst = isEmpty(context);
     const bool wasEmpty = isEmpty(created);
     const SECURITY_STATUS status = watched(call, isFirst ? Detail::first : Detail::further, real);
-    hold(Held::context, wasEmpty && !isEmpty(created) ? 1 : 0);
-    hold(Held::packageMemory, bringsToken(output) ? 1 : 0);
+    countHeld(Held::context, wasEmpty && !isEmpty(created) ? 1 : 0);
+    countHeld(Held::packageMemory, returnsToken(output) ? 1 : 0);
     return status;
 }
 
@@ -33,7 +33,7 @@ SECURITY_STATUS EnumerateSecurityPackagesW(ULONG* count, SecPkgInfoW** packages)
     const SECURITY_STATUS status = watched(Call::EnumerateSecurityPackagesW, [&] {
         return platform::EnumerateSecurityPackagesW(count, packages);
     });
-    hold(Held::packageMemory, status == SEC_E_OK ? 1 : 0);
+    countHeld(Held::packageMemory, status == SEC_E_OK ? 1 : 0);
     return status;
 }
 
@@ -45,12 +45,12 @@ SECURITY_STATUS AcquireCredentialsHandleW(wchar_t* principal, wchar_t* package, 
         return platform::AcquireCredentialsHandleW(principal, package, use, logonId, authData,
                                                    keyFunction, keyArgument, credential, expiry);
     });
-    hold(Held::credential, status == SEC_E_OK ? 1 : 0);
+    countHeld(Held::credential, status == SEC_E_OK ? 1 : 0);
     return status;
 }
 
 SECURITY_STATUS FreeCredentialsHandle(CredHandle* credential) {
-    hold(Held::credential, -1);
+    countHeld(Held::credential, -1);
     return platform::FreeCredentialsHandle(credential);
 }
 
@@ -83,7 +83,8 @@ SECURITY_STATUS QueryContextAttributesW(CtxtHandle* context, ULONG attribute, vo
     const SECURITY_STATUS status =
         watched(Call::QueryContextAttributesW, ofPeer ? Detail::peer : Detail::sizes,
                 [&] { return platform::QueryContextAttributesW(context, attribute, buffer); });
-    hold(Held::certificate, ofPeer && *static_cast<PCCERT_CONTEXT*>(buffer) != nullptr ? 1 : 0);
+    countHeld(Held::certificate,
+              ofPeer && *static_cast<PCCERT_CONTEXT*>(buffer) != nullptr ? 1 : 0);
     return status;
 }
 
@@ -102,12 +103,12 @@ SECURITY_STATUS DecryptMessage(CtxtHandle* context, SecBufferDesc* message, ULON
 }
 
 SECURITY_STATUS DeleteSecurityContext(CtxtHandle* context) {
-    hold(Held::context, -1);
+    countHeld(Held::context, -1);
     return platform::DeleteSecurityContext(context);
 }
 
 SECURITY_STATUS FreeContextBuffer(void* buffer) {
-    hold(Held::packageMemory, buffer != nullptr ? -1 : 0);
+    countHeld(Held::packageMemory, buffer != nullptr ? -1 : 0);
     return platform::FreeContextBuffer(buffer);
 }
 

@@ -1,4 +1,4 @@
-// The socket calls that the core makes in this program.
+// The watched socket calls.
 #include "faults/WatchedCall.h"
 
 #include "platform/contract/Winsock.h"
@@ -86,7 +86,7 @@ int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData, 
     });
 }
 
-// Told to have failed, it has shut the socket down all the same, so that the peer learns the end.
+// A failing call shuts the socket down nevertheless, so that the peer sees the end.
 int shutdown(SOCKET s, int how) {
     return watched(Call::shutdown, [&] { return platform::shutdown(s, how); });
 }
