@@ -1,5 +1,5 @@
-// The log file of the ready-made sink as the system sees it: where it lies, who else may open it,
-// and the bytes in it. Every test writes the one file beside this program.
+// The log file of SslLog: its place, its sharing mode and its bytes. Every test writes the same
+// file, next to this program.
 #include "VexaSsl/SslLog.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace VexaSsl {
+namespace VexaSsl::test {
 namespace {
 
 std::filesystem::path logFile() {
@@ -19,23 +19,23 @@ std::filesystem::path logFile() {
     return std::filesystem::path(executable).parent_path() / L"log_file_tests.log";
 }
 
-// Another opener of the file, as another program would be.
-class Opener {
+// Opens the file as another program would.
+class OtherOpener {
 public:
-    Opener(DWORD access, DWORD sharing)
+    OtherOpener(DWORD access, DWORD sharing)
         : file(CreateFileW(logFile().c_str(), access, sharing, nullptr, OPEN_EXISTING,
                            FILE_ATTRIBUTE_NORMAL, nullptr)),
           error(file == INVALID_HANDLE_VALUE ? GetLastError() : 0) {}
-    ~Opener() {
+    ~OtherOpener() {
         if (file != INVALID_HANDLE_VALUE) {
             CloseHandle(file);
         }
     }
-    Opener(const Opener&) = delete;
-    Opener& operator=(const Opener&) = delete;
+    OtherOpener(const OtherOpener&) = delete;
+    OtherOpener& operator=(const OtherOpener&) = delete;
 
     const HANDLE file;
-    const DWORD error; // 0: it is open
+    const DWORD error; // 0 if it is open
 };
 
 class LogFile : public ::testing::Test {
@@ -49,7 +49,7 @@ protected:
     }
 };
 
-TEST_F(LogFile, liesBesideTheExecutableAndIsNamedAfterIt) {
+TEST_F(LogFile, logFileIsNextToTheExecutableAndNamedAfterIt) {
     const SslLog log;
     EXPECT_TRUE(std::filesystem::exists(logFile()));
 }
@@ -61,20 +61,20 @@ TEST_F(LogFile, linesEndWithCarriageReturnAndLineFeed) {
     EXPECT_EQ(bytes(), "[Info] one\r\n[Error] two\r\n");
 }
 
-TEST_F(LogFile, othersMayReadAndWriteItMeanwhile) {
+TEST_F(LogFile, otherProcessesMayReadAndWriteTheOpenLog) {
     SslLog log;
     log.log(Severity::Info, L"one");
-    const Opener other(GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
+    const OtherOpener other(GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
     ASSERT_EQ(other.error, 0U);
     log.log(Severity::Info, L"two");
     EXPECT_EQ(bytes(), "[Info] one\r\n[Info] two\r\n");
 }
 
-TEST_F(LogFile, whatAnotherWriterAppendedIsNotOverwritten) {
+TEST_F(LogFile, linesOfAnotherWriterAreNotOverwritten) {
     SslLog log;
     log.log(Severity::Info, L"one");
     {
-        const Opener other(FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE);
+        const OtherOpener other(FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE);
         ASSERT_EQ(other.error, 0U);
         DWORD written = 0;
         ASSERT_TRUE(WriteFile(other.file, "other\r\n", 7, &written, nullptr));
@@ -83,17 +83,17 @@ TEST_F(LogFile, whatAnotherWriterAppendedIsNotOverwritten) {
     EXPECT_EQ(bytes(), "[Info] one\r\nother\r\n[Info] two\r\n");
 }
 
-TEST_F(LogFile, isOpenAsLongAsTheLogLives) {
+TEST_F(LogFile, logFileIsOpenWhileTheLogExists) {
     {
         const SslLog log;
-        EXPECT_EQ(Opener(GENERIC_READ, 0).error, DWORD{ERROR_SHARING_VIOLATION});
+        EXPECT_EQ(OtherOpener(GENERIC_READ, 0).error, DWORD{ERROR_SHARING_VIOLATION});
     }
-    EXPECT_EQ(Opener(GENERIC_READ, 0).error, 0U);
+    EXPECT_EQ(OtherOpener(GENERIC_READ, 0).error, 0U);
 }
 
-TEST_F(LogFile, thatSomebodyHoldsForHimselfLeavesTheLogSilentThere) {
+TEST_F(LogFile, logFileLockedByAnotherProcessIsNotWritten) {
     std::ofstream(logFile()) << "held\n";
-    const Opener other(GENERIC_READ, FILE_SHARE_READ);
+    const OtherOpener other(GENERIC_READ, FILE_SHARE_READ);
     ASSERT_EQ(other.error, 0U);
     EXPECT_NO_THROW({
         SslLog log;
@@ -103,4 +103,4 @@ TEST_F(LogFile, thatSomebodyHoldsForHimselfLeavesTheLogSilentThere) {
 }
 
 } // namespace
-} // namespace VexaSsl
+} // namespace VexaSsl::test
