@@ -107,13 +107,13 @@ Der usagesOf(const Link& link) {
 
 Der extensionsOf(const Link& link) {
     Der all;
-    if (link.tellsConstraints) {
+    if (link.hasConstraints) {
         all += extension("2.5.29.19", true, constraintsOf(link));
     }
     if (link.keyUsage) {
         all += extension("2.5.29.15", true, bits(Der(1, static_cast<char>(*link.keyUsage))));
     }
-    if (link.tellsUsages) {
+    if (link.hasUsages) {
         all += extension("2.5.29.37", false, usagesOf(link));
     }
     if (!link.names.empty()) {
@@ -183,14 +183,14 @@ Chain::Chain(const std::vector<Der>& names) {
     Link leaf{.name = "leaf", .keyName = {}};
     leaf.names = names;
     leaf.usages = {serverAuthentication, clientAuthentication};
-    leaf.tellsUsages = true;
+    leaf.hasUsages = true;
     links.push_back(leaf);
 }
 
 Chain& Chain::issuer(const std::string& name) {
     Link authority{.name = name, .keyName = {}};
     authority.isAuthority = true;
-    authority.tellsConstraints = true;
+    authority.hasConstraints = true;
     links.push_back(authority);
     return *this;
 }
@@ -220,11 +220,11 @@ Chain& Chain::commonName(const std::string& bytes, unsigned char tag) {
 Chain& Chain::usages(const std::vector<std::string>& identifiers) {
     return change([&](Link& link) {
         link.usages = identifiers;
-        link.tellsUsages = true;
+        link.hasUsages = true;
     });
 }
 Chain& Chain::withoutUsages() {
-    return change([](Link& link) { link.tellsUsages = false; });
+    return change([](Link& link) { link.hasUsages = false; });
 }
 Chain& Chain::keyUsage(unsigned char firstBits) {
     return change([&](Link& link) { link.keyUsage = firstBits; });
@@ -232,11 +232,11 @@ Chain& Chain::keyUsage(unsigned char firstBits) {
 Chain& Chain::authority(bool is) {
     return change([&](Link& link) {
         link.isAuthority = is;
-        link.tellsConstraints = true;
+        link.hasConstraints = true;
     });
 }
 Chain& Chain::withoutConstraints() {
-    return change([](Link& link) { link.tellsConstraints = false; });
+    return change([](Link& link) { link.hasConstraints = false; });
 }
 Chain& Chain::pathLength(long most) {
     return change([&](Link& link) { link.pathLength = most; });
@@ -268,7 +268,7 @@ Chain& Chain::serial(const Der& number) {
 Chain& Chain::validity(const Der& times) {
     return change([&](Link& link) { link.validity = times; });
 }
-Chain& Chain::issuedInTheNameOf(const std::string& commonName) {
+Chain& Chain::issuerNamed(const std::string& commonName) {
     return change([&](Link& link) { link.issuerName = distinguished({commonName}); });
 }
 Chain& Chain::signedBy(const std::string& keyName) {
@@ -293,20 +293,20 @@ Chain& Chain::edit(Edit edit) {
     return change([&](Link& link) { link.edit = std::move(edit); });
 }
 
-Chain& Chain::withhold(const std::string& name) {
-    withheld.push_back(name);
+Chain& Chain::omit(const std::string& name) {
+    omitted.push_back(name);
     return *this;
 }
 Chain& Chain::reversed() {
     backwards = true;
     return *this;
 }
-Chain& Chain::andShow(const Chain& other) {
+Chain& Chain::andPresent(const Chain& other) {
     others.push_back(other);
     return *this;
 }
-Chain& Chain::andShowRoot() {
-    showsRoot = true;
+Chain& Chain::andPresentRoot() {
+    presentsRoot = true;
     return *this;
 }
 
@@ -315,41 +315,41 @@ Chain& Chain::forced() {
     return *this;
 }
 
-Shown Chain::make() const {
+PresentedChain Chain::make() const {
     const Link& root = rootNamed(rootName);
-    Shown shown;
-    shown.isForced = isForced;
-    shown.key = keyOf(keyNameOf(links.front()), links.front().key);
+    PresentedChain presented;
+    presented.isForced = isForced;
+    presented.key = keyOf(keyNameOf(links.front()), links.front().key);
     for (std::size_t i = 0; i < links.size(); ++i) {
         const bool isWithheld =
-            std::find(withheld.begin(), withheld.end(), links[i].name) != withheld.end();
+            std::find(omitted.begin(), omitted.end(), links[i].name) != omitted.end();
         if (!isWithheld) {
-            shown.certificates.push_back(
+            presented.certificates.push_back(
                 issue(links[i], i + 1 < links.size() ? links[i + 1] : root));
         }
     }
-    if (showsRoot) {
-        shown.certificates.push_back(issue(root, root));
+    if (presentsRoot) {
+        presented.certificates.push_back(issue(root, root));
     }
     for (const Chain& other : others) {
         for (const Der& certificate : other.make().certificates) {
-            shown.certificates.push_back(certificate);
+            presented.certificates.push_back(certificate);
         }
     }
     if (backwards) {
-        std::reverse(shown.certificates.begin() + 1, shown.certificates.end());
+        std::reverse(presented.certificates.begin() + 1, presented.certificates.end());
     }
-    return shown;
+    return presented;
 }
 
-// A root's own faults are those that a verification must still see.
+// Some roots have faults that a verification must report.
 const std::vector<Link>& roots() {
     static const std::vector<Link> all = [] {
         std::vector<Link> made;
         const auto add = [&made](const std::string& name) -> Link& {
             Link root{.name = name, .keyName = {}};
             root.isAuthority = true;
-            root.tellsConstraints = true;
+            root.hasConstraints = true;
             return made.emplace_back(root);
         };
         add("root");
@@ -358,11 +358,11 @@ const std::vector<Link>& roots() {
         add("root without the outside").excluded = {dns("outside.test")};
         add("old root").lastDay = -1;
         add("root of clients").usages = {clientAuthentication};
-        made.back().tellsUsages = true;
+        made.back().hasUsages = true;
         add("root by key usage").keyUsage = 0x80; // signs, but no certificates
         add("weak root").key = KeyKind::rsa1024;
         add("rsa root").key = KeyKind::rsa2048;
-        add("first version").tellsConstraints = false;
+        add("first version").hasConstraints = false;
         made.back().version = 0;
         add("no authority").isAuthority = false;
         return made;

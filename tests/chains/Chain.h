@@ -1,12 +1,12 @@
 // A chain of certificates in one expression, the leaf first:
 //
-//   Chain({dns("a.test")}).expired()                       a leaf that the trusted root has issued
+//   Chain({dns("a.test")}).expired()                       a leaf issued by the trusted root
 //   Chain().issuer("between").pathLength(0).root("other")  with an intermediate, below another root
 //
-// What describes a certificate is said of the one named last. A certificate is signed by the next
-// one, the last one by its root. Keys are made once a name and kind and shared by all chains.
+// Descriptions apply to the certificate named last. Each certificate is signed by the next one, the
+// last one by its root. Keys are made once per name and type and shared by all chains.
 //
-// Threads: one at a time.
+// Not thread-safe.
 #pragma once
 
 #include "chains/Der.h"
@@ -24,27 +24,27 @@ namespace VexaSsl::test {
 enum class KeyKind { p256, p192, rsa512, rsa1024, rsa2048, ed25519 };
 enum class Digest { sha256, sha1, md5 };
 
-// The key that belongs to a name; never freed.
+// The key of a name; never freed.
 EVP_PKEY* keyOf(const std::string& name, KeyKind kind = KeyKind::p256);
 
 using Edit = std::function<Der(Der)>;
 
 struct Link {
-    std::string name;    // what messages call it: the common name, unless subject is given
-    std::string keyName; // whose key it bears; its own name's if empty
+    std::string name;    // the common name, unless subject is given
+    std::string keyName; // the name of its key; empty: its own name
     std::optional<Der> subject = {};
-    std::optional<Der> issuerName = {}; // if it isn't the issuer's subject
-    std::vector<Der> names = {};        // alternative ones
+    std::optional<Der> issuerName = {}; // if different from the issuer's subject
+    std::vector<Der> names = {};        // alternative names
     bool criticalNames = false;
     bool isAuthority = false;
-    bool tellsConstraints = false;
+    bool hasConstraints = false;
     std::optional<long> pathLength = {};
     std::vector<std::string> usages = {}; // object identifiers
-    bool tellsUsages = false;
+    bool hasUsages = false;
     std::optional<unsigned char> keyUsage = {}; // the first eight bits
     std::vector<Der> permitted = {};
     std::vector<Der> excluded = {};
-    std::vector<Der> extensions = {}; // further ones, encoded
+    std::vector<Der> extensions = {}; // further extensions, encoded
     int firstDay = -10;
     int lastDay = 1000;
     KeyKind key = KeyKind::p256;
@@ -52,34 +52,34 @@ struct Link {
     long version = 2;
     std::optional<Der> serial = {};
     std::optional<Der> validity = {};
-    std::optional<std::string> signer = {}; // the name whose key signs, if it isn't the issuer's
-    Edit editUnsigned = {};                 // of what is signed
+    std::optional<std::string> signer = {}; // the name of the signing key, if not the issuer's
+    Edit editUnsigned = {};                 // of the signed part
     Edit editPublicKey = {};
-    Edit edit = {}; // of the whole
+    Edit edit = {}; // of the whole certificate
 };
 
-// Certificates as a peer shows them.
-struct Shown {
+// Certificates as a peer sends them.
+struct PresentedChain {
     std::vector<Der> certificates; // leaf first
     EVP_PKEY* key = nullptr;       // the leaf's
-    bool isForced = false;         // where a TLS library would rather show nothing
+    bool isForced = false;         // sent even if a TLS library would not send it
 };
 
 class Chain {
 public:
-    // A leaf called "leaf", good for both ends of a connection and made out to "a.test" unless
-    // other alternative names are given.
+    // A leaf called "leaf", valid for servers and clients, with the name "a.test" unless other
+    // alternative names are given.
     Chain();
     explicit Chain(const std::vector<Der>& names);
 
     Chain& issuer(const std::string& name); // an authority
-    Chain& root(const std::string& name);   // "root" otherwise; see Roots.cpp
+    Chain& root(const std::string& name);   // default: "root"; see roots()
 
     Chain& expired();
     Chain& notYetValid();
     Chain& named(const Der& subject);
     Chain& commonName(const std::string& bytes, unsigned char tag = 0x0C);
-    Chain& usages(const std::vector<std::string>& identifiers); // none: an empty extension
+    Chain& usages(const std::vector<std::string>& identifiers); // may be empty
     Chain& withoutUsages();
     Chain& keyUsage(unsigned char firstBits);
     Chain& authority(bool is = true);
@@ -93,8 +93,8 @@ public:
     Chain& digest(Digest kind);
     Chain& version(long number);
     Chain& serial(const Der& number);
-    Chain& validity(const Der& times); // both
-    Chain& issuedInTheNameOf(const std::string& commonName);
+    Chain& validity(const Der& times); // the encoded pair
+    Chain& issuerNamed(const std::string& commonName);
     Chain& signedBy(const std::string& keyName);
     Chain& selfSigned();
     Chain& criticalNames();
@@ -102,14 +102,14 @@ public:
     Chain& editPublicKey(Edit edit);
     Chain& edit(Edit edit);
 
-    // What is shown besides or instead of every certificate up to the last below the root.
-    Chain& withhold(const std::string& name);
-    Chain& reversed();                  // all behind the leaf
-    Chain& andShow(const Chain& other); // the other chain's certificates behind these
-    Chain& andShowRoot();
+    // By default every certificate except the root is presented, leaf first.
+    Chain& omit(const std::string& name);
+    Chain& reversed();                     // all after the leaf
+    Chain& andPresent(const Chain& other); // then the other chain's certificates
+    Chain& andPresentRoot();
     Chain& forced();
 
-    Shown make() const;
+    PresentedChain make() const;
     const Link& leaf() const { return links.front(); }
 
 private:
@@ -117,17 +117,17 @@ private:
 
     std::vector<Link> links;
     std::string rootName = "root";
-    std::vector<std::string> withheld;
+    std::vector<std::string> omitted;
     bool backwards = false;
-    bool showsRoot = false;
+    bool presentsRoot = false;
     bool isForced = false;
     std::vector<Chain> others;
 };
 
-// One certificate, signed in the name of issuer and with the key of signer.
+// Returns a certificate with the issuer's name, signed by the issuer's or the signer's key.
 Der issue(const Link& link, const Link& issuer);
 
-// The trust anchors, all in force at once.
+// All trust anchors.
 const std::vector<Link>& roots();
 
 inline const std::string serverAuthentication = "1.3.6.1.5.5.7.3.1";

@@ -1,6 +1,6 @@
-// Chains shown by a server and by a client. How a chain ends is the table's second column.
+// Chains sent by a server and by a client, with the expected outcomes.
 #include "chains/Counts.h"
-#include "chains/Judges.h"
+#include "chains/Validation.h"
 
 #include <gtest/gtest.h>
 
@@ -14,49 +14,49 @@ namespace {
 struct ChainCase {
     std::string fact;
     Chain chain;
-    Answer answer = {};
-    std::string stricterWithClients = {}; // why we refuse a client that OpenSSL's command takes
-    std::string goodAllTheSame = {}; // why it is refused by both although nothing is wrong with it
+    ExpectedOutcome expected = {};
+    std::string stricterWithClients = {}; // why a client is refused that openssl accepts
+    std::string refusedAlthoughGood = {}; // why both refuse a valid chain
 };
 
 void PrintTo(const ChainCase& row, std::ostream* out) {
     *out << row.fact;
 }
 
-// The answers; each names the certificate at fault.
-Answer unknownRoot(const std::string& element) {
+// The expected outcomes; each names the certificate at fault.
+ExpectedOutcome unknownRoot(const std::string& element) {
     return {SEC_E_UNTRUSTED_ROOT, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT), element};
 }
-Answer noLink(const std::string& element) {
+ExpectedOutcome noLink(const std::string& element) {
     return {SEC_E_UNTRUSTED_ROOT, static_cast<DWORD>(CERT_E_CHAINING), element};
 }
-Answer outOfTime(const std::string& element) {
+ExpectedOutcome outOfTime(const std::string& element) {
     return {SEC_E_CERT_EXPIRED, static_cast<DWORD>(CERT_E_EXPIRED), element};
 }
-Answer wrongUsage(const std::string& element) {
+ExpectedOutcome wrongUsage(const std::string& element) {
     return {SEC_E_CERT_WRONG_USAGE, static_cast<DWORD>(CERT_E_WRONG_USAGE), element};
 }
-Answer badSignature(const std::string& element) {
+ExpectedOutcome badSignature(const std::string& element) {
     return {SEC_E_CERT_UNKNOWN, static_cast<DWORD>(TRUST_E_CERT_SIGNATURE), element};
 }
-Answer badConstraints(const std::string& element) {
+ExpectedOutcome badConstraints(const std::string& element) {
     return {SEC_E_CERT_UNKNOWN, static_cast<DWORD>(TRUST_E_BASIC_CONSTRAINTS), element};
 }
-Answer badName(const std::string& element) {
+ExpectedOutcome badName(const std::string& element) {
     return {SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_INVALID_NAME), element};
 }
-Answer badExtension(const std::string& element) {
+ExpectedOutcome badExtension(const std::string& element) {
     return {SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_CRITICAL), element};
 }
-const Answer good{};
-Answer onlyServers() {
+const ExpectedOutcome good{};
+ExpectedOutcome onlyServers() {
     return {SEC_E_OK, static_cast<DWORD>(CERT_E_WRONG_USAGE), "leaf"};
 }
-Answer onlyClients() {
+ExpectedOutcome onlyClients() {
     return {SEC_E_CERT_WRONG_USAGE, 0};
 }
 
-// A chain of so many authorities between leaf and root.
+// A chain with this number of authorities between leaf and root.
 Chain longChain(int authorities) {
     Chain chain;
     for (int i = 0; i < authorities; ++i) {
@@ -65,13 +65,13 @@ Chain longChain(int authorities) {
     return chain;
 }
 
-// Two authorities that have signed each other; each one's certificate names the other as issuer.
+// Two authorities that issued each other's certificate.
 Chain loop() {
     Chain one;
-    one.issuer("one").issuedInTheNameOf("two").signedBy("two");
+    one.issuer("one").issuerNamed("two").signedBy("two");
     Chain other;
-    other.issuer("two").issuedInTheNameOf("one").signedBy("one").withhold("leaf");
-    return one.andShow(other);
+    other.issuer("two").issuerNamed("one").signedBy("one").omit("leaf");
+    return one.andPresent(other);
 }
 
 Chain below(const std::string& root) {
@@ -96,46 +96,46 @@ std::vector<ChainCase> structureCases() {
         {"a hundred and fifty intermediates",
          longChain(150),
          {SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_CHAINING), "authority 100"}},
-        {"root shown along", authority("between").andShowRoot(), good},
+        {"root presented along", authority("between").andPresentRoot(), good},
         {"intermediates backwards", longChain(5).reversed(), good},
-        {"missing intermediate", authority("between").withhold("between"), noLink("leaf")},
-        {"missing upper intermediate", Chain().issuer("a").issuer("b").withhold("b"), noLink("a")},
-        {"missing lower intermediate", Chain().issuer("a").issuer("b").withhold("a"),
-         noLink("leaf")},
+        {"missing intermediate", authority("between").omit("between"), noLink("leaf")},
+        {"missing upper intermediate", Chain().issuer("a").issuer("b").omit("b"), noLink("a")},
+        {"missing lower intermediate", Chain().issuer("a").issuer("b").omit("a"), noLink("leaf")},
         {"self signed leaf", Chain().selfSigned(), unknownRoot("leaf")},
-        {"self signed authority that nobody knows", authority("stranger").selfSigned(),
+        {"self signed authority that is unknown", authority("stranger").selfSigned(),
          unknownRoot("stranger")},
-        {"self signed authority that nobody knows withheld",
-         authority("stranger").selfSigned().withhold("stranger"), noLink("leaf")},
+        {"self signed authority that is unknown omitted",
+         authority("stranger").selfSigned().omit("stranger"), noLink("leaf")},
         {"authority with the name of the root and another key",
          authority("root").keyNamed("impostor").selfSigned(), badSignature("leaf")},
         {"authority with the name and key of the root", authority("root").selfSigned(), good},
-        {"unknown certificate shown besides",
-         Chain().andShow(Chain().issuer("stranger").selfSigned()), good},
-        {"leaf shown twice", Chain().andShow(Chain()), good},
-        {"intermediate shown twice", authority("between").andShow(authority("between")), good},
+        {"unknown certificate presented next tos",
+         Chain().andPresent(Chain().issuer("stranger").selfSigned()), good},
+        {"leaf presented twice", Chain().andPresent(Chain()), good},
+        {"intermediate presented twice", authority("between").andPresent(authority("between")),
+         good},
         {"loop of two authorities", loop(), noLink("two")},
         {"loop of two authorities of which one is signed by the root too",
-         loop().andShow(Chain().issuer("one").withhold("leaf")), good},
+         loop().andPresent(Chain().issuer("one").omit("leaf")), good},
         {"authority that signed itself and is signed by the root",
-         authority("between").andShow(Chain().issuer("between").selfSigned().withhold("leaf")),
+         authority("between").andPresent(Chain().issuer("between").selfSigned().omit("leaf")),
          good},
         {"cross signed by the root and by an unknown authority",
-         authority("between").andShow(
-             Chain().issuer("between").issuer("stranger").selfSigned().withhold("leaf")),
+         authority("between").andPresent(
+             Chain().issuer("between").issuer("stranger").selfSigned().omit("leaf")),
          good},
         {"cross signed by an unknown authority and by the root",
          Chain()
              .issuer("between")
              .issuer("stranger")
              .selfSigned()
-             .andShow(authority("between").withhold("leaf")),
+             .andPresent(authority("between").omit("leaf")),
          unknownRoot("stranger"),
          {},
          "the first issuer that fits is gone on with"},
-        {"issuer that is another subject", authority("between").issuedInTheNameOf("nobody"),
+        {"issuer that is another subject", authority("between").issuerNamed("nobody"),
          noLink("between")},
-        {"leaf of another issuer than shown", Chain().issuedInTheNameOf("nobody").issuer("between"),
+        {"leaf of another issuer than presented", Chain().issuerNamed("nobody").issuer("between"),
          noLink("leaf")},
         {"issuer with no name at all", Chain().issuer("between").named(distinguished({})), good},
     };
@@ -171,7 +171,7 @@ std::vector<ChainCase> usageCases() {
          Chain().usages({anyUsage}),
          wrongUsage("leaf"),
          {},
-         "TLS asks for its own usage by name"},
+         "TLS requires its own usage"},
         {"for any usage and both of TLS",
          Chain().usages({anyUsage, serverAuthentication, clientAuthentication}), good},
         {"without usages", Chain().withoutUsages(), good},
@@ -212,8 +212,8 @@ std::vector<ChainCase> constraintCases() {
         {"leaf that is an authority", Chain().authority(), good},
         {"leaf that signs another leaf", Chain().issuer("elder").authority(false),
          badConstraints("elder")},
-        {"authority over authorities that is none",
-         Chain().issuer("a").issuer("b").authority(false), badConstraints("b")},
+        {"upper authority that is no authority", Chain().issuer("a").issuer("b").authority(false),
+         badConstraints("b")},
         {"path length that fits", Chain().issuer("a").pathLength(0), good},
         {"path length of two that fits", Chain().issuer("a").issuer("b").issuer("c").pathLength(2),
          good},
@@ -249,7 +249,7 @@ std::vector<ChainCase> nameConstraintCases() {
          badName("leaf")},
         {"name in other case than the excluded one", named("a.INSIDE.test").excluded({insideName}),
          badName("leaf")},
-        {"name beside the excluded one", named("a.test").excluded({insideName}), good},
+        {"name next to the excluded one", named("a.test").excluded({insideName}), good},
         {"permitted and excluded at once",
          named("a.inside.test").permitted({insideName}).excluded({dns("a.inside.test")}),
          badName("leaf")},
@@ -272,14 +272,15 @@ std::vector<ChainCase> nameConstraintCases() {
              .issuer("between")
              .permitted({insideName}),
          good},
-        {"common name outside of the permitted one beside a name inside",
+        {"common name outside of the permitted one next to a name inside",
          Chain({dns("a.inside.test")})
              .commonName("a.test")
              .issuer("between")
              .permitted({insideName}),
          {SEC_E_OK, static_cast<DWORD>(CERT_E_INVALID_NAME), "a.test"},
-         "a client's common name counts beside its other names, so it must be permitted as well"},
-        {"common name inside of the permitted one beside a name inside",
+         "a client's common name is compared in addition to its other names, so it must be "
+         "permitted too"},
+        {"common name inside of the permitted one next to a name inside",
          Chain({dns("a.inside.test")})
              .commonName("b.inside.test")
              .issuer("between")
@@ -308,19 +309,19 @@ std::vector<ChainCase> nameConstraintCases() {
          badName("leaf")},
         {"directory name outside of the permitted one",
          Chain().issuer("between").permitted({directory("somebody")}), badName("leaf")},
-        {"constraint of a kind that nobody knows",
+        {"constraint of an unknown type",
          Chain({dns("a.test"), tlv(0x88, "\x2A\x03")})
              .issuer("between")
              .permitted({tlv(0x88, "\x2A\x03")}),
          badName("leaf")},
-        {"constraints of an upper authority count",
+        {"constraints of an upper authority apply",
          named("a.test").issuer("upper").permitted({insideName}), badName("leaf")},
-        {"constraints of the root count", Chain().root("root of the inside"), badName("leaf")},
+        {"constraints of the root apply", Chain().root("root of the inside"), badName("leaf")},
         {"name inside of the constraints of the root",
          Chain({dns("a.inside.test")}).root("root of the inside"), good},
-        {"exclusion by the root counts",
+        {"exclusion by the root applies",
          Chain({dns("a.outside.test")}).root("root without the outside"), badName("leaf")},
-        {"name beside the exclusion by the root", Chain().root("root without the outside"), good},
+        {"name next to the exclusion by the root", Chain().root("root without the outside"), good},
     };
 }
 
@@ -390,8 +391,8 @@ std::vector<ChainCase> allCases() {
 
 class Chains : public ::testing::TestWithParam<ChainCase> {
 protected:
-    static void TearDownTestSuite() { counts.tell("chains"); }
-    // What the target is made out to, so that only the chain is in question.
+    static void TearDownTestSuite() { counts.report("chains"); }
+    // A target that matches the leaf's name, so that only the chain is tested.
     std::wstring target() const {
         const Der name =
             GetParam().chain.leaf().names.empty() ? Der() : GetParam().chain.leaf().names.front();
@@ -416,31 +417,31 @@ private:
 
 Counts Chains::counts;
 
-TEST_P(Chains, shownByAServer) {
-    const Shown shown = GetParam().chain.make();
-    const Judgement judgement = judgedByClient(shown, target());
-    const Answer& answer = GetParam().answer;
-    EXPECT_EQ(judgement.lines, linesOfClient(answer.shownByServer, target()));
-    EXPECT_EQ(judgement.peerFinished, answer.isGood());
-    const Verification verification = verifiedByOpenSsl(shown, Purpose::server);
-    compare(counts, GetParam().fact, answer.isGood(), judgement.accepted, verification.accepted,
-            {.harmless = GetParam().goodAllTheSame}, verification.output);
+TEST_P(Chains, clientValidatesTheServersChain) {
+    const PresentedChain presented = GetParam().chain.make();
+    const HandshakeOutcome outcome = validatedByClient(presented, target());
+    const ExpectedOutcome& expected = GetParam().expected;
+    EXPECT_EQ(outcome.lines, linesOfClient(expected.clientStatus, target()));
+    EXPECT_EQ(outcome.peerFinished, expected.isGood());
+    const Verification verification = verifiedByOpenSsl(presented, Purpose::server);
+    compare(counts, GetParam().fact, expected.isGood(), outcome.accepted, verification.accepted,
+            {.harmless = GetParam().refusedAlthoughGood}, verification.output);
 }
 
-TEST_P(Chains, shownByAClient) {
-    const Shown shown = GetParam().chain.make();
-    const Judgement judgement = judgedByServer(shown);
-    const Answer& answer = GetParam().answer;
-    EXPECT_EQ(judgement.lines, linesOfServer(answer));
+TEST_P(Chains, serverValidatesTheClientsChain) {
+    const PresentedChain presented = GetParam().chain.make();
+    const HandshakeOutcome outcome = validatedByServer(presented);
+    const ExpectedOutcome& expected = GetParam().expected;
+    EXPECT_EQ(outcome.lines, linesOfServer(expected));
     const LogLine trusted{Severity::Debug,
                           L"The certificate chain is trusted for client authentication"};
-    EXPECT_EQ(std::count(judgement.details.begin(), judgement.details.end(), trusted),
-              answer.isGoodClient() ? 1 : 0);
-    const Verification verification = verifiedByOpenSsl(shown, Purpose::client);
-    compare(counts, GetParam().fact, answer.isGoodClient(), judgement.accepted,
-            verification.accepted,
-            {.stricter = GetParam().stricterWithClients, .harmless = GetParam().goodAllTheSame},
-            verification.output);
+    EXPECT_EQ(std::count(outcome.details.begin(), outcome.details.end(), trusted),
+              expected.isGoodClient() ? 1 : 0);
+    const Verification verification = verifiedByOpenSsl(presented, Purpose::client);
+    compare(
+        counts, GetParam().fact, expected.isGoodClient(), outcome.accepted, verification.accepted,
+        {.stricter = GetParam().stricterWithClients, .harmless = GetParam().refusedAlthoughGood},
+        verification.output);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Chains, ::testing::ValuesIn(allCases()),

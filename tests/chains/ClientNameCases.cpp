@@ -1,6 +1,7 @@
-// A client's certificate, good but for its names, and the one name that a server accepts.
+// A client's certificate that is valid except for its names, and the one name that a server
+// accepts.
 #include "chains/Counts.h"
-#include "chains/Judges.h"
+#include "chains/Validation.h"
 
 #include <gtest/gtest.h>
 
@@ -16,43 +17,44 @@ struct ClientNameCase {
     std::string fact;
     Chain chain;
     std::wstring acceptable;
-    bool taken;
-    std::vector<std::wstring> names = {}; // as they are reported, where it is refused
+    bool accepted;
+    std::vector<std::wstring> names = {}; // as reported if the certificate is refused
     Remark remark = {};
-    std::string asked = {}; // of OpenSSL's command, if the name can't be said in ASCII
+    std::string asked = {}; // for the openssl command, if not ASCII
 };
 
 void PrintTo(const ClientNameCase& row, std::ostream* out) {
     *out << row.fact;
 }
 
-constexpr bool taken = true;
+constexpr bool accepted = true;
 constexpr bool refused = false;
 
 const std::vector<Der> noNames;
 
-// The common name is empty unless it is given.
+// A chain with these alternative names.
 Chain with(const std::vector<Der>& names, const std::string& commonName = {}) {
     return Chain(names).commonName(commonName);
 }
 
 const Remark wholeNames{.stricter = "whole names are compared, without wildcards"};
-const Remark allNames{.laxer = "all names of a client count, the common name too; the authorities "
-                               "above are held to what they may name with it"};
+const Remark allNames{.laxer =
+                          "all names of a client are compared, including the common name; name "
+                          "constraints apply to it"};
 
 std::vector<ClientNameCase> allCases() {
     const std::string umlaut = "b\xC3\xBC"
                                "cher.test";
     return {
-        {"the name itself", with({dns("a.test")}), L"a.test", taken},
-        {"in other case", with({dns("A.Test")}), L"a.TEST", taken},
-        {"second name", with({dns("b.test"), dns("a.test")}), L"a.test", taken},
+        {"the name itself", with({dns("a.test")}), L"a.test", accepted},
+        {"in other case", with({dns("A.Test")}), L"a.TEST", accepted},
+        {"second name", with({dns("b.test"), dns("a.test")}), L"a.test", accepted},
         {"last of a thousand names", with([] {
              std::vector<Der> names(999, dns("b.test"));
              names.push_back(dns("a.test"));
              return names;
          }()),
-         L"a.test", taken},
+         L"a.test", accepted},
         {"another name", with({dns("b.test")}), L"a.test", refused, {L"b.test"}},
         {"name below", with({dns("x.a.test")}), L"a.test", refused, {L"x.a.test"}},
         {"name above", with({dns("test")}), L"a.test", refused, {L"test"}},
@@ -66,28 +68,28 @@ std::vector<ClientNameCase> allCases() {
          {L"*.a.test"},
          wholeNames},
         {"wildcard alone on the certificate", with({dns("*")}), L"a.test", refused, {L"*"}},
-        {"the wildcard itself", with({dns("*.a.test")}), L"*.a.test", taken},
+        {"the wildcard itself", with({dns("*.a.test")}), L"*.a.test", accepted},
         {"wildcard among the acceptable names",
          with({dns("www.a.test")}),
          L"*.a.test",
          refused,
          {L"www.a.test"}},
-        {"zero behind the name", with({dns("a.test\0"s)}), L"a.test", refused},
-        {"zero behind the name and more", with({dns("a.test\0.evil"s)}), L"a.test", refused},
+        {"zero after the name", with({dns("a.test\0"s)}), L"a.test", refused},
+        {"zero after the name and more", with({dns("a.test\0.evil"s)}), L"a.test", refused},
         {"zero before the name", with({dns("\0a.test"s)}), L"a.test", refused},
         {"line end in the name", with({dns("a.test\nError")}), L"a.test", refused},
-        {"blank behind the name", with({dns("a.test ")}), L"a.test", refused},
+        {"space after the name", with({dns("a.test ")}), L"a.test", refused},
         {"escape in the name", with({dns("\x1B[2Ja.test")}), L"a.test", refused},
         {"brackets in the name", with({dns("b.test] [a.test")}), L"a.test", refused},
-        {"letters beyond ASCII", with({dns(umlaut)}), L"a.test", refused},
-        {"letters beyond ASCII that are acceptable",
+        {"letters outside ASCII", with({dns(umlaut)}), L"a.test", refused},
+        {"letters outside ASCII that are acceptable",
          with({dns(umlaut)}),
          L"b\u00FCcher.test",
          refused,
          {},
          {.stricter = "DNS names are ASCII; others are encoded"},
          umlaut},
-        {"encoded name", with({dns("xn--bcher-kva.test")}), L"xn--bcher-kva.test", taken},
+        {"encoded name", with({dns("xn--bcher-kva.test")}), L"xn--bcher-kva.test", accepted},
         {"encoded name against the unencoded one",
          with({dns("xn--bcher-kva.test")}),
          L"b\u00FCcher.test",
@@ -95,7 +97,7 @@ std::vector<ClientNameCase> allCases() {
          {L"xn--bcher-kva.test"},
          {},
          umlaut},
-        {"sign of Kelvin is no k",
+        {"Kelvin sign is no k",
          with({dns("k.test")}),
          L"\u212A.test",
          refused,
@@ -104,33 +106,33 @@ std::vector<ClientNameCase> allCases() {
          "\xE2\x84\xAA.test"},
         {"empty name", with({dns("")}), L"a.test", refused},
         {"no names", with(noNames).named(distinguished({})), L"a.test", refused},
-        {"common name", with(noNames, "a.test"), L"a.test", taken},
-        {"common name of one label", with(noNames, "host"), L"host", taken},
-        {"common name beside another name",
+        {"common name", with(noNames, "a.test"), L"a.test", accepted},
+        {"common name of one label", with(noNames, "host"), L"host", accepted},
+        {"common name next to another name",
          with({dns("b.test")}, "a.test"),
          L"a.test",
-         taken,
+         accepted,
          {},
          allNames},
-        {"common name beside a mail address", with({email("me@b.test")}, "a.test"), L"a.test",
-         taken},
+        {"common name next to a mail address", with({email("me@b.test")}, "a.test"), L"a.test",
+         accepted},
         {"common name that isn't the last",
          with(noNames).named(distinguished({"a.test", "b.test"})),
          L"a.test",
          refused,
          {L"b.test"},
-         {.stricter = "of several common names the last one counts"}},
+         {.stricter = "only the last of several common names is compared"}},
         {"common name with a zero", with(noNames, "a.test\0.evil"s), L"a.test", refused},
-        {"common name with a blank", with(noNames, "a.test and more"), L"a.test", refused},
+        {"common name with a space", with(noNames, "a.test and more"), L"a.test", refused},
         {"common name that is an address", with(noNames, "127.0.0.1"), L"127.0.0.1", refused},
-        {"common name with letters beyond ASCII",
+        {"common name with letters outside ASCII",
          with(noNames, umlaut),
          L"b\u00FCcher.test",
          refused,
          {},
          {.stricter = "DNS names are ASCII; others are encoded"},
          umlaut},
-        {"common name with a hyphen in front",
+        {"common name with a leading hyphen",
          with(noNames, "-a.test"),
          L"-a.test",
          refused,
@@ -142,8 +144,8 @@ std::vector<ClientNameCase> allCases() {
          refused,
          {},
          {.stricter = "no label of a DNS name is empty"}},
-        {"common name in two bytes a letter",
-         Chain(noNames).commonName("\0a\0.\0t\0e\0s\0t"s, 0x1E), L"a.test", taken},
+        {"common name as BMPString", Chain(noNames).commonName("\0a\0.\0t\0e\0s\0t"s, 0x1E),
+         L"a.test", accepted},
         {"address",
          with({address("127.0.0.1")}),
          L"127.0.0.1",
@@ -151,30 +153,30 @@ std::vector<ClientNameCase> allCases() {
          {},
          {.stricter = "only DNS names are compared"}},
         {"mail address", with({email("a.test")}), L"a.test", refused},
-        {"address of a page", with({uri("a.test")}), L"a.test", refused},
+        {"URI", with({uri("a.test")}), L"a.test", refused},
         {"directory name", with({directory("a.test")}), L"a.test", refused},
     };
 }
 
 class ClientNames : public ::testing::TestWithParam<ClientNameCase> {
 protected:
-    static void TearDownTestSuite() { counts.tell("client names"); }
+    static void TearDownTestSuite() { counts.report("client names"); }
 
     static Counts counts;
 };
 
 Counts ClientNames::counts;
 
-TEST_P(ClientNames, areJudged) {
+TEST_P(ClientNames, clientNameIsAcceptedOrRefused) {
     const ClientNameCase& row = GetParam();
-    const Shown shown = row.chain.make();
-    const Judgement judgement = judgedByServer(shown, row.acceptable);
-    EXPECT_EQ(judgement.lines,
-              row.taken ? linesOfServer({}) : linesOfUnacceptable(row.names, row.acceptable));
+    const PresentedChain presented = row.chain.make();
+    const HandshakeOutcome outcome = validatedByServer(presented, row.acceptable);
+    EXPECT_EQ(outcome.lines,
+              row.accepted ? linesOfServer({}) : linesOfUnacceptable(row.names, row.acceptable));
     const std::string asked =
         row.asked.empty() ? std::string(row.acceptable.begin(), row.acceptable.end()) : row.asked;
-    const Verification verification = verifiedByOpenSsl(shown, Purpose::client, asked);
-    compare(counts, row.fact, row.taken, judgement.accepted, verification.accepted, row.remark,
+    const Verification verification = verifiedByOpenSsl(presented, Purpose::client, asked);
+    compare(counts, row.fact, row.accepted, outcome.accepted, verification.accepted, row.remark,
             verification.output);
 }
 

@@ -1,4 +1,4 @@
-// How many cases of a suite were taken and refused, told at its end.
+// The numbers of accepted and refused cases of a suite, reported at its end.
 #pragma once
 
 #include "fakes/Sweep.h"
@@ -16,17 +16,17 @@ public:
     void note(bool isGood, bool accepted) {
         ++(isGood ? good : bad);
         if (isGood == accepted) {
-            ++(isGood ? taken : refused);
+            ++(isGood ? goodAccepted : badRefused);
         }
     }
     void noteDifference(bool accepted, const std::string& fact, const std::string& reason) {
         ++(accepted ? laxer : stricter);
-        differences += (accepted ? "  taken only here: " : "  refused only here: ") + fact + " (" +
-                       reason + ")\n";
+        differences += (accepted ? "  accepted only here: " : "  refused only here: ") + fact +
+                       " (" + reason + ")\n";
     }
 
-    // isCompared: with OpenSSL's command.
-    void tell(const std::string& suite, bool isCompared = true) const {
+    // isCompared: whether the cases were compared with the openssl command.
+    void report(const std::string& suite, bool isCompared = true) const {
         if (good + bad == 0) {
             return;
         }
@@ -35,44 +35,44 @@ public:
         };
         const std::string compared =
             !isCompared ? ""
-                        : "; refused where openssl verify takes it: " + std::to_string(stricter) +
-                              ", the other way round: " + std::to_string(laxer);
-        reportFigure("Names and chains", suite + ": good taken " + of(taken, good) +
-                                             ", bad refused " + of(refused, bad) + compared);
+                        : "; refused but accepted by openssl verify: " + std::to_string(stricter) +
+                              ", the reverse: " + std::to_string(laxer);
+        reportFigure("Names and chains", suite + ": good accepted " + of(goodAccepted, good) +
+                                             ", bad refused " + of(badRefused, bad) + compared);
         std::cout << differences << std::flush;
     }
 
 private:
     int good = 0;
     int bad = 0;
-    int stricter = 0; // than OpenSSL's command
-    int laxer = 0;
-    int taken = 0;
-    int refused = 0;
-    std::string differences; // from OpenSSL's command, a line each
+    int stricter = 0; // than the openssl command
+    int laxer = 0;    // likewise
+    int goodAccepted = 0;
+    int badRefused = 0;
+    std::string differences; // from the openssl command, one line each
 };
 
-// What there is to say of a case that isn't judged as one might expect.
+// Reasons for unexpected outcomes of a case.
 struct Remark {
-    std::string stricter = {}; // why we refuse what OpenSSL's command takes
-    std::string laxer = {};    // why we take what it refuses: it was asked something else
-    std::string harmless = {}; // why both refuse what is good
+    std::string stricter = {}; // why we refuse what the openssl command accepts
+    std::string laxer = {};    // why we accept what it refuses
+    std::string harmless = {}; // why both refuse a valid certificate
 };
 
-// What either judge said of one case, compared. Ours may be the stricter one where the case says
-// why; the other way round must be no more than another way to ask.
-inline void compare(Counts& counts, const std::string& fact, bool isTaken, bool accepted,
+// Compares our outcome with that of the openssl command. They may differ only if the case has the
+// reason.
+inline void compare(Counts& counts, const std::string& fact, bool expected, bool accepted,
                     bool acceptedByOpenSsl, const Remark& remark, const std::string& output) {
-    EXPECT_EQ(accepted, isTaken);
-    const bool expectedOfOpenSsl = isTaken ? remark.laxer.empty() : !remark.stricter.empty();
+    EXPECT_EQ(accepted, expected);
+    const bool expectedOfOpenSsl = expected ? remark.laxer.empty() : !remark.stricter.empty();
     EXPECT_EQ(acceptedByOpenSsl, expectedOfOpenSsl) << output;
-    counts.note(isTaken || !remark.harmless.empty(), accepted);
+    counts.note(expected || !remark.harmless.empty(), accepted);
     if (accepted != acceptedByOpenSsl) {
         counts.noteDifference(accepted, fact, accepted ? remark.laxer : remark.stricter);
     }
 }
 
-// What the fact of a case becomes in the name of its test.
+// The name of a case's test.
 inline std::string nameOfFact(std::string fact) {
     std::string name;
     bool capital = false;

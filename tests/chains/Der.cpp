@@ -45,7 +45,7 @@ Der identifier(const std::string& dotted) {
     return tlv(0x06, content);
 }
 
-// The fewest bytes whose first bit tells the sign.
+// The shortest two's complement encoding.
 Der integer(long value) {
     Der content;
     long rest = value;
@@ -61,7 +61,7 @@ Der bits(const Der& content, unsigned char unused) {
 }
 
 Der day(int fromNow) {
-    static const std::time_t now = std::time(nullptr); // the same bytes each time
+    static const std::time_t now = std::time(nullptr); // the same bytes for every certificate
     const std::time_t time = now + std::time_t{fromNow} * 24 * 60 * 60;
     std::tm parts{};
     gmtime_r(&time, &parts);
@@ -113,7 +113,7 @@ Der extension(const std::string& dotted, bool critical, const Der& content) {
     return sequence({identifier(dotted), flag, tlv(0x04, content)});
 }
 
-std::string armoured(const Der& bytes) {
+std::string pemOf(const Der& bytes) {
     std::string text = "-----BEGIN CERTIFICATE-----\n";
     constexpr std::size_t bytesInALine = 48;
     for (std::size_t at = 0; at < bytes.size(); at += bytesInALine) {

@@ -1,5 +1,5 @@
-// Writes certificates byte by byte, so that nothing is too wrong to be written. An encoded value is
-// a string of its bytes.
+// Encodes certificates byte by byte, so that any encoding can be made, however wrong. An encoded
+// value is a string of its bytes.
 #pragma once
 
 #include <string>
@@ -14,12 +14,12 @@ Der sequence(const std::vector<Der>& members);
 Der identifier(const std::string& dotted);
 Der integer(long value);
 Der bits(const Der& content, unsigned char unused = 0);
-// A point in time, so many days from now.
+// The time this number of days from now.
 Der day(int fromNow);
-// A subject or issuer of common names, as UTF-8 unless the tag says otherwise; empty for none.
+// A subject or issuer of common names, as UTF-8 unless the tag says otherwise; may be empty.
 Der distinguished(const std::vector<std::string>& commonNames, unsigned char tag = 0x0C);
 
-// Alternative names, the bytes as they stand.
+// Alternative names with these bytes.
 Der dns(const std::string& bytes);
 Der address(const std::string& literal); // "127.0.0.1", "::1"
 Der addressBytes(const std::string& bytes);
@@ -29,7 +29,7 @@ Der directory(const std::string& commonName);
 
 Der extension(const std::string& dotted, bool critical, const Der& content);
 
-// The bytes in the armour of a certificate, whatever they are.
-std::string armoured(const Der& bytes);
+// The bytes as a PEM certificate, valid or not.
+std::string pemOf(const Der& bytes);
 
 } // namespace VexaSsl::test

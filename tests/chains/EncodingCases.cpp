@@ -1,7 +1,7 @@
-// Certificates that are badly written. What can't be read at all is shown in the place of a good
-// one; what can be read is properly signed, however wrong it is.
+// Wrongly encoded certificates. Unreadable ones replace a valid one in the handshake; readable ones
+// are properly signed.
 #include "chains/Counts.h"
-#include "chains/Judges.h"
+#include "chains/Validation.h"
 
 #include <gtest/gtest.h>
 #include <openssl/pkcs12.h>
@@ -19,9 +19,9 @@ using namespace std::string_literals;
 struct EncodingCase {
     std::string fact;
     Chain chain;
-    Answer answer;
+    ExpectedOutcome expected;
     Remark remark = {};
-    bool storeTakes = false; // although a peer's is refused
+    bool storeAccepts = false; // although a peer's is refused
 };
 
 void PrintTo(const EncodingCase& row, std::ostream* out) {
@@ -30,27 +30,27 @@ void PrintTo(const EncodingCase& row, std::ostream* out) {
 
 const std::vector<Der> noNames;
 
-// What certificates are signed with unless they say otherwise.
+// The default signature algorithm.
 const Der algorithm = sequence({identifier("1.2.840.10045.4.3.2")});
 
-// No certificate to begin with.
-const Answer unreadable{SEC_E_ILLEGAL_MESSAGE, 0, "", SEC_E_ILLEGAL_MESSAGE};
-const Answer good{};
+// Not a certificate at all.
+const ExpectedOutcome unreadable{SEC_E_ILLEGAL_MESSAGE, 0, "", SEC_E_ILLEGAL_MESSAGE};
+const ExpectedOutcome good{};
 
-Answer invalid(DWORD policy, const std::string& element = "leaf") {
+ExpectedOutcome invalid(DWORD policy, const std::string& element = "leaf") {
     return {SEC_E_CERT_UNKNOWN, policy, element};
 }
 
-// An extension that can't be read makes a certificate that neither issues nor is issued.
-Answer unlinked(const std::string& element = "leaf") {
+// A certificate with an unreadable extension neither issues others nor has an issuer.
+ExpectedOutcome unlinked(const std::string& element = "leaf") {
     return {SEC_E_UNTRUSTED_ROOT, static_cast<DWORD>(CERT_E_CHAINING), element};
 }
 
-// The certificate is taken, but as the peer itself would have shown another one, the handshake
-// doesn't come to its end.
-const Answer takenUnfinished{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
+// The certificate is accepted, but the peer itself would have sent another one, so the handshake
+// does not complete.
+const ExpectedOutcome takenUnfinished{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
 
-// --- Ways to write it badly.
+// --- Wrong encodings.
 
 Edit cutBy(std::size_t size) {
     return [size](const Der& bytes) { return bytes.substr(0, bytes.size() - size); };
@@ -71,7 +71,7 @@ Edit byteSet(std::size_t at, unsigned char value) {
     };
 }
 
-// What stands behind tag and length.
+// The content after tag and length.
 Der contentOf(const Der& bytes) {
     const auto length = static_cast<unsigned char>(bytes.at(1));
     return bytes.substr(length < 0x80 ? 2U : 2U + (length & 0x7FU));
@@ -108,8 +108,8 @@ std::vector<EncodingCase> wholeCases() {
     const auto row = [](const std::string& fact, const Edit& edit) {
         return EncodingCase{fact, Chain().edit(edit), unreadable};
     };
-    const auto spoiled = [](const std::string& fact, const Edit& edit) {
-        const Remark strict{.stricter = "nothing may follow in the place of a certificate"};
+    const auto withTrailingBytes = [](const std::string& fact, const Edit& edit) {
+        const Remark strict{.stricter = "nothing may follow a certificate"};
         return EncodingCase{fact, Chain().edit(edit), unreadable, strict, true};
     };
     std::vector<EncodingCase> rows = {
@@ -118,7 +118,7 @@ std::vector<EncodingCase> wholeCases() {
         row("an empty sequence", replacedBy("\x30\x00"s)),
         row("one zero", replacedBy("\0"s)),
         row("text", replacedBy("certificate")),
-        row("half an armour inside", [](const Der& bytes) { return armoured(bytes).substr(1); }),
+        row("half a PEM header inside", [](const Der& bytes) { return pemOf(bytes).substr(1); }),
         row("a thousand zeros", replacedBy(Der(1000, '\0'))),
         row("a thousand ones", replacedBy(Der(1000, '\xFF'))),
         row("without its last byte", cutBy(1)),
@@ -151,9 +151,10 @@ std::vector<EncodingCase> wholeCases() {
         row("reserved length", headed("\x30\xFF")),
         row("no end to an indefinite length", headed("\x30\x80")),
         row("half an end to an indefinite length", headed("\x30\x80", "\0"s)),
-        spoiled("a byte behind it", followedBy("\0"s)),
-        spoiled("another certificate behind it", [](const Der& bytes) { return bytes + bytes; }),
-        spoiled("the end of an indefinite length behind it", followedBy("\0\0"s)),
+        withTrailingBytes("a byte after it", followedBy("\0"s)),
+        withTrailingBytes("another certificate after it",
+                          [](const Der& bytes) { return bytes + bytes; }),
+        withTrailingBytes("the end of an indefinite length after it", followedBy("\0\0"s)),
         row("sequences in sequences", replacedBy(nested("\x30\x80", 20000))),
         row("sequences in sequences within a length",
             replacedBy(tlv(0x30, nested("\x30\x80", 10000)))),
@@ -172,32 +173,32 @@ std::vector<EncodingCase> wholeCases() {
     return rows;
 }
 
-// Other writings of the same length, which the signature doesn't cover.
+// Other encodings of the length, which the signature doesn't cover.
 std::vector<EncodingCase> lengthCases() {
     const auto row = [](const std::string& fact, const Edit& edit) {
         return EncodingCase{fact, Chain().edit(edit), takenUnfinished};
     };
     return {
-        row("length with a zero in front",
+        row("length with a leading zero",
             [](const Der& bytes) { return "\x30\x83\x00"s + bytes.substr(2); }),
-        row("length with six zeros in front",
+        row("length with six leading zeros",
             [](const Der& bytes) { return "\x30\x88\0\0\0\0\0\0"s + bytes.substr(2); }),
         row("indefinite length", headed("\x30\x80", "\0\0"s)),
     };
 }
 
 std::vector<EncodingCase> fieldCases() {
-    const Answer wrongTime{SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_EXPIRED), "leaf"};
-    // Since version 3.3 OpenSSL doesn't read what is too short for a time.
-    const Answer tooShort = OPENSSL_VERSION_PREREQ(3, 3) ? unreadable : wrongTime;
+    const ExpectedOutcome wrongTime{SEC_E_CERT_UNKNOWN, static_cast<DWORD>(CERT_E_EXPIRED), "leaf"};
+    // OpenSSL 3.3 and later refuse a time that is too short.
+    const ExpectedOutcome tooShort = OPENSSL_VERSION_PREREQ(3, 3) ? unreadable : wrongTime;
     const auto times = [](const Der& first, const Der& last) {
         return Chain().validity(sequence({first, last}));
     };
     const auto time = [](const std::string& text) { return tlv(0x18, text); };
     const auto shortTime = [](const std::string& text) { return tlv(0x17, text); };
     const Der years = sequence({day(-10), day(1000)});
-    const Answer unknownSignature{SEC_E_UNTRUSTED_ROOT, 0, "", SEC_E_MESSAGE_ALTERED};
-    const Answer badSignature{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_MESSAGE_ALTERED};
+    const ExpectedOutcome unknownSignature{SEC_E_UNTRUSTED_ROOT, 0, "", SEC_E_MESSAGE_ALTERED};
+    const ExpectedOutcome badSignature{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_MESSAGE_ALTERED};
     return {
         {"version of two", Chain().version(1), good},
         {"version of six", Chain().version(5), good},
@@ -207,13 +208,13 @@ std::vector<EncodingCase> fieldCases() {
         {"negative serial number", Chain().serial(integer(-5)), good},
         {"serial number of zero", Chain().serial(integer(0)), good},
         {"serial number without digits", Chain().serial(tlv(0x02, "")), unreadable},
-        {"serial number with zeros in front", Chain().serial(tlv(0x02, "\0\0\5"s)), unreadable},
+        {"serial number with leading zeros", Chain().serial(tlv(0x02, "\0\0\5"s)), unreadable},
         {"serial number of a thousand bytes", Chain().serial(tlv(0x02, Der(1000, '\x11'))), good},
         {"serial number as a string", Chain().serial(tlv(0x04, "5")), unreadable},
         {"serial number as an enumeration", Chain().serial(tlv(0x0A, "\5")), unreadable},
         {"no serial number", Chain().serial(""), unreadable},
         {"two serial numbers", Chain().serial(integer(1) + integer(2)), unreadable},
-        {"times in short", times(shortTime("200101000000Z"), shortTime("490101000000Z")), good},
+        {"times as UTCTime", times(shortTime("200101000000Z"), shortTime("490101000000Z")), good},
         {"times until the end of time", times(time("20200101000000Z"), time("99991231235959Z")),
          good},
         {"times in the wrong order",
@@ -225,7 +226,7 @@ std::vector<EncodingCase> fieldCases() {
         {"time without a zone", times(day(-10), time("20990101000000")), tooShort},
         {"time with an offset", times(day(-10), time("20990101000000+0100")), wrongTime},
         {"time with a fraction", times(day(-10), time("20990101000000.5Z")), wrongTime},
-        {"time in short without seconds", times(shortTime("2001010000Z"), day(10)), tooShort},
+        {"time as UTCTime without seconds", times(shortTime("2001010000Z"), day(10)), tooShort},
         {"empty time", times(day(-10), time("")), tooShort},
         {"time in words", times(day(-10), time("tomorrow")), tooShort},
         {"time with a zero inside", times(day(-10), time("2099010100000\0Z"s)), wrongTime},
@@ -252,8 +253,8 @@ std::vector<EncodingCase> fieldCases() {
          unknownSignature},
         {"no signature algorithm inside", Chain().editUnsigned(swappedInside(algorithm, "")),
          unreadable},
-        {"a field too many", Chain().editUnsigned(inside(followedBy(integer(5)))), unreadable},
-        {"broken UTF 8 in the subject", Chain().commonName("a.test\xC3"), unreadable},
+        {"an additional field", Chain().editUnsigned(inside(followedBy(integer(5)))), unreadable},
+        {"invalid UTF 8 in the subject", Chain().commonName("a.test\xC3"), unreadable},
         {"bytes as the subject", Chain().commonName("a.test", 0x04), unreadable},
         {"number as the subject", Chain().named(sequence({integer(5)})), unreadable},
         {"subject of a thousand parts",
@@ -263,14 +264,14 @@ std::vector<EncodingCase> fieldCases() {
 }
 
 std::vector<EncodingCase> keyCases() {
-    const Answer badKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ILLEGAL_MESSAGE};
-    const Answer unusableKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ALGORITHM_MISMATCH};
-    const Answer keyOfNobody{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
+    const ExpectedOutcome badKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ILLEGAL_MESSAGE};
+    const ExpectedOutcome unusableKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ALGORITHM_MISMATCH};
+    const ExpectedOutcome keyOfNobody{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
     const auto edited = [](const Edit& edit) { return Chain().editPublicKey(edit); };
     const auto ofBetween = [](const Edit& edit) {
         return Chain().issuer("between").editPublicKey(edit);
     };
-    const Answer badIssuer = unlinked();
+    const ExpectedOutcome badIssuer = unlinked();
     const Der elliptic = identifier("1.2.840.10045.2.1");
     const Der curve = identifier("1.2.840.10045.3.1.7");
     const Der rsa = sequence({identifier("1.2.840.113549.1.1.1"), tlv(0x05, "")});
@@ -278,7 +279,7 @@ std::vector<EncodingCase> keyCases() {
         return replacedBy(
             sequence({rsa, bits(sequence({tlv(0x02, modulus), tlv(0x02, exponent)}))}));
     };
-    // A field that is none: its 697 elements have no square roots that a search would end with.
+    // Not a field: among its 697 elements the search for a square root does not end.
     const Der trap =
         sequence({integer(1), sequence({identifier("1.2.840.10045.1.1"), integer(697)}),
                   sequence({tlv(0x04, "\x17"), tlv(0x04, "\x01")}), tlv(0x04, "\x02\x00\x08"s),
@@ -294,20 +295,20 @@ std::vector<EncodingCase> keyCases() {
         {"key at infinity",
          edited(replacedBy(sequence({sequence({elliptic, curve}), bits("\0"s)}))),
          keyOfNobody,
-         {.stricter = "nothing that such a key has signed can be checked"}},
+         {.stricter = "no signature by such a key can be verified"}},
         {"key of an unknown curve",
          edited(replacedBy(sequence({sequence({elliptic, identifier("1.2.3")}), bits("\4")}))),
          badKey},
-        {"key of an unknown kind",
+        {"key of an unknown type",
          edited(replacedBy(sequence({sequence({identifier("1.2.3")}), bits("\4")}))), badKey},
-        {"key on a curve that is none",
+        {"key on an invalid curve",
          edited(replacedBy(sequence({sequence({elliptic, trap}), bits("\2\0\x08"s)}))),
          unusableKey},
-        {"issuer's key on a curve that is none",
+        {"issuer's key on an invalid curve",
          ofBetween(replacedBy(sequence({sequence({elliptic, trap}), bits("\2\0\x08"s)}))),
          invalid(static_cast<DWORD>(CERT_E_CHAINING), "between")},
         {"issuer's key off its curve", ofBetween(flipped), badIssuer},
-        {"issuer's key of an unknown kind",
+        {"issuer's key of an unknown type",
          ofBetween(replacedBy(sequence({sequence({identifier("1.2.3")}), bits("\4")}))), badIssuer},
         {"issuer's key of 32000 bits", ofBetween(rsaKey("\x7F" + Der(4000, '\x77'), "\1\0\1"s)),
          badIssuer},
@@ -325,7 +326,7 @@ std::vector<EncodingCase> keyCases() {
     };
 }
 
-// What an extension of TLS's interest may hold wrongly.
+// Wrong contents of the extensions that TLS uses.
 std::vector<EncodingCase> extensionCases() {
     struct Kind {
         const char* name;
@@ -343,7 +344,7 @@ std::vector<EncodingCase> extensionCases() {
         {"subject key", "2.5.29.14", tlv(0x04, "key")},
         {"distribution points", "2.5.29.31", sequence({})},
     };
-    const Answer bad = unlinked();
+    const ExpectedOutcome bad = unlinked();
     std::vector<EncodingCase> rows;
     for (const Kind& kind : kinds) {
         const auto row = [&](const std::string& fact, const Der& content) {
@@ -373,43 +374,43 @@ std::vector<EncodingCase> extensionCases() {
     return rows;
 }
 
-std::vector<EncodingCase> oddExtensionCases() {
-    const Answer bad = unlinked();
+std::vector<EncodingCase> unusualExtensionCases() {
+    const ExpectedOutcome bad = unlinked();
     const auto names = [](const Der& content) {
         return Chain(noNames).with(extension("2.5.29.17", false, content));
     };
     const Der right = sequence({dns("a.test")});
     return {
-        {"names with a byte behind them", names(right + "\0"s), good},
+        {"names with a byte after them", names(right + "\0"s), good},
         {"names of an indefinite length", names("\x30\x80"s + dns("a.test") + "\0\0"s), good},
         {"name with a length of eight bytes",
          names(sequence({"\x82\x88\0\0\0\0\0\0\0\x06"s + "a.test"})), good},
         {"name of a constructed string",
          names(sequence({tlv(0xA2, tlv(0x16, "a.") + tlv(0x16, "test"))})), good},
-        {"name of a kind without a number", names(sequence({tlv(0x8F, "a.test")})), bad},
+        {"name of a type without a number", names(sequence({tlv(0x8F, "a.test")})), bad},
         {"name as plain text", names(sequence({tlv(0x16, "a.test")})), bad},
         {"name longer than its list", names("\x30\x08\x82\x7F"s + "a.test"), bad},
-        {"list of no names", names(sequence({})), {SEC_E_WRONG_PRINCIPAL, 0, ""}},
+        {"empty list of names", names(sequence({})), {SEC_E_WRONG_PRINCIPAL, 0, ""}},
         {"extension without a value", Chain().with(sequence({identifier("1.2.3")})), unreadable},
-        {"extension without a kind", Chain().with(sequence({tlv(0x04, "")})), unreadable},
-        {"extension of an empty kind", Chain().with(sequence({tlv(0x06, ""), tlv(0x04, "")})),
-         unreadable},
-        {"extension of a kind with padding",
+        {"extension without an identifier", Chain().with(sequence({tlv(0x04, "")})), unreadable},
+        {"extension with an empty identifier",
+         Chain().with(sequence({tlv(0x06, ""), tlv(0x04, "")})), unreadable},
+        {"extension with a padded identifier",
          Chain().with(sequence({tlv(0x06, "\x2A\x80\x01"), tlv(0x04, "")})), unreadable},
-        {"extension of a kind cut short",
+        {"extension with a truncated identifier",
          Chain().with(sequence({tlv(0x06, "\x2A\x83"), tlv(0x04, "")})), unreadable},
-        {"extension of a kind of a thousand bytes",
+        {"extension with an identifier of a thousand bytes",
          Chain().with(sequence({tlv(0x06, Der(1000, '\x2A')), tlv(0x04, "")})), good},
         {"extension with a value as a bit string",
          Chain().with(sequence({identifier("1.2.3"), bits("")})), unreadable},
-        {"extension that says that it isn't critical",
+        {"extension marked as not critical",
          Chain().with(sequence({identifier("1.2.3"), tlv(0x01, "\0"s), tlv(0x04, "")})), good},
-        {"unknown extension that is critical in another writing",
+        {"unknown extension that is critical in another encoding",
          Chain().with(sequence({identifier("1.2.3"), tlv(0x01, "\1"), tlv(0x04, "")})),
          invalid(static_cast<DWORD>(CERT_E_CRITICAL))},
         {"extension with an empty criticality",
          Chain().with(sequence({identifier("1.2.3"), tlv(0x01, ""), tlv(0x04, "")})), unreadable},
-        {"extension with a field too many",
+        {"extension with an additional field",
          Chain().with(sequence({identifier("1.2.3"), tlv(0x04, ""), integer(5)})), unreadable},
         {"number among the extensions", Chain().with(integer(5)), unreadable},
         {"empty list of extensions",
@@ -417,9 +418,9 @@ std::vector<EncodingCase> oddExtensionCases() {
              inside(followedBy(tlv(0xA3, sequence({}))))),
          good},
         {"path length that is negative", Chain().issuer("between").pathLength(-1), unlinked()},
-        {"path length of an authority that is none",
+        {"path length of a certificate that is no authority",
          Chain().with(extension("2.5.29.19", true, sequence({integer(0)}))), good},
-        {"broken extension that nobody reads", Chain().with(extension("2.5.29.18", false, "what")),
+        {"broken extension that is not read", Chain().with(extension("2.5.29.18", false, "what")),
          good},
         {"broken critical policy constraints", Chain().with(extension("2.5.29.36", true, "what")),
          good},
@@ -435,13 +436,13 @@ std::vector<EncodingCase> oddExtensionCases() {
 std::vector<EncodingCase> allCases() {
     std::vector<EncodingCase> all;
     for (const auto& cases : {wholeCases(), lengthCases(), fieldCases(), keyCases(),
-                              extensionCases(), oddExtensionCases()}) {
+                              extensionCases(), unusualExtensionCases()}) {
         all.insert(all.end(), cases.begin(), cases.end());
     }
     return all;
 }
 
-// A certificate's bytes and its key as PKCS#12 without encryption.
+// A certificate and its key as PKCS#12 without encryption.
 std::string pkcs12Of(const Der& bytes, EVP_PKEY* key) {
     ASN1_TYPE* raw = ASN1_TYPE_new();
     ASN1_STRING* value = ASN1_STRING_new();
@@ -450,7 +451,7 @@ std::string pkcs12Of(const Der& bytes, EVP_PKEY* key) {
     STACK_OF(PKCS12_SAFEBAG)* bags = sk_PKCS12_SAFEBAG_new_null();
     PKCS12_SAFEBAG* bag =
         PKCS12_item_pack_safebag(raw, ASN1_ITEM_rptr(ASN1_ANY), NID_x509Certificate, NID_certBag);
-    if (bag) { // there is none of no bytes
+    if (bag) { // null for an empty certificate
         sk_PKCS12_SAFEBAG_push(bags, bag);
     }
     PKCS12_add_key(&bags, key, 0, 0, -1, nullptr);
@@ -473,62 +474,62 @@ std::string pkcs12Of(const Der& bytes, EVP_PKEY* key) {
 class Encodings : public ::testing::TestWithParam<EncodingCase> {
 protected:
     static void TearDownTestSuite() {
-        counts.tell("encodings");
-        stored.tell("encodings in the store, as PEM, DER and PKCS12", false);
+        counts.report("encodings");
+        stored.report("encodings in the store, as PEM, DER and PKCS12", false);
     }
 
     static Counts counts;
     static Counts stored;
 };
 
-// Whether the certificate is taken, be it in a handshake that can't be finished.
-bool isTaken(const EncodingCase& row, bool isGood) {
+// Whether the certificate is accepted, even in a handshake that cannot complete.
+bool isAccepted(const EncodingCase& row, bool isGood) {
     return isGood ||
-           (row.answer.handshake == SEC_E_MESSAGE_ALTERED &&
-            row.answer.shownByServer == SEC_E_MESSAGE_ALTERED && row.remark.stricter.empty());
+           (row.expected.handshake == SEC_E_MESSAGE_ALTERED &&
+            row.expected.clientStatus == SEC_E_MESSAGE_ALTERED && row.remark.stricter.empty());
 }
 
 Counts Encodings::counts;
 Counts Encodings::stored;
 
-TEST_P(Encodings, shownByAServer) {
+TEST_P(Encodings, clientValidatesTheServersCertificate) {
     const EncodingCase& row = GetParam();
-    const Shown shown = row.chain.make();
-    const Judgement judgement = judgedByClient(shown, L"a.test");
-    EXPECT_EQ(judgement.lines, linesOfClient(row.answer.shownByServer, L"a.test"));
-    const Verification verification = verifiedByOpenSsl(shown, Purpose::server, "a.test");
-    compare(counts, row.fact, isTaken(row, row.answer.isGood()), judgement.accepted,
+    const PresentedChain presented = row.chain.make();
+    const HandshakeOutcome outcome = validatedByClient(presented, L"a.test");
+    EXPECT_EQ(outcome.lines, linesOfClient(row.expected.clientStatus, L"a.test"));
+    const Verification verification = verifiedByOpenSsl(presented, Purpose::server, "a.test");
+    compare(counts, row.fact, isAccepted(row, row.expected.isGood()), outcome.accepted,
             verification.accepted, row.remark, verification.output);
 }
 
-TEST_P(Encodings, shownByAClient) {
+TEST_P(Encodings, serverValidatesTheClientsCertificate) {
     const EncodingCase& row = GetParam();
-    const Shown shown = row.chain.make();
-    const Judgement judgement = judgedByServer(shown);
-    EXPECT_EQ(judgement.lines, linesOfServer(row.answer));
-    // What is taken unfinished has come as far as the proof of the key.
-    const bool accepted = judgement.accepted || isTaken(row, false);
-    const Verification verification = verifiedByOpenSsl(shown, Purpose::client);
-    compare(counts, row.fact, isTaken(row, row.answer.isGoodClient()), accepted,
+    const PresentedChain presented = row.chain.make();
+    const HandshakeOutcome outcome = validatedByServer(presented);
+    EXPECT_EQ(outcome.lines, linesOfServer(row.expected));
+    // An accepted certificate of an incomplete handshake fails at the proof of the key.
+    const bool accepted = outcome.accepted || isAccepted(row, false);
+    const Verification verification = verifiedByOpenSsl(presented, Purpose::client);
+    compare(counts, row.fact, isAccepted(row, row.expected.isGoodClient()), accepted,
             verification.accepted, row.remark, verification.output);
 }
 
-TEST_P(Encodings, lyingInTheStore) {
+TEST_P(Encodings, storeReadsTheCertificate) {
     const EncodingCase& row = GetParam();
-    const Shown shown = row.chain.make();
-    const Der leaf = shown.certificates.front();
+    const PresentedChain presented = row.chain.make();
+    const Der leaf = presented.certificates.front();
     std::string all;
-    for (const Der& certificate : shown.certificates) {
-        all += armoured(certificate);
+    for (const Der& certificate : presented.certificates) {
+        all += pemOf(certificate);
     }
-    const Entry asPem = judgedInStore("case.pem", all, shown.key);
-    const Entry asDer = judgedInStore("case.cer", leaf, shown.key);
-    const Entry asPkcs12 = judgedInStore("case.p12", pkcs12Of(leaf, shown.key), shown.key);
-    const bool taken = isTaken(row, row.answer.isGoodClient()) || row.storeTakes;
+    const Entry asPem = readFromStore("case.pem", all, presented.key);
+    const Entry asDer = readFromStore("case.cer", leaf, presented.key);
+    const Entry asPkcs12 = readFromStore("case.p12", pkcs12Of(leaf, presented.key), presented.key);
+    const bool accepted = isAccepted(row, row.expected.isGoodClient()) || row.storeAccepts;
     for (const Entry& entry : {asPem, asDer, asPkcs12}) {
-        EXPECT_TRUE(entry.othersAreThere);
-        EXPECT_EQ(entry.trustedClient, taken);
-        stored.note(taken, entry.trustedClient);
+        EXPECT_TRUE(entry.otherEntriesFound);
+        EXPECT_EQ(entry.trustedClient, accepted);
+        stored.note(accepted, entry.trustedClient);
     }
 }
 

@@ -28,7 +28,7 @@ std::string threeBytes(std::size_t value) {
             static_cast<char>(value & 0xFF)};
 }
 
-std::string messageShowing(const std::vector<Der>& certificates) {
+std::string certificateMessageOf(const std::vector<Der>& certificates) {
     std::string list;
     for (const Der& certificate : certificates) {
         list += threeBytes(certificate.size()) + certificate;
@@ -46,9 +46,10 @@ std::string records(const std::string& messages) {
     return bytes;
 }
 
-// The handshake messages at the front of a flight with the certificates exchanged, and the rest of
-// the flight, in which everything is sealed, as it is.
-std::string exchanged(const std::string& flight, const std::vector<Der>& certificates) {
+// Returns the flight with the certificates of its handshake messages replaced. The encrypted rest
+// is unchanged.
+std::string withCertificatesReplaced(const std::string& flight,
+                                     const std::vector<Der>& certificates) {
     std::string messages;
     std::size_t rest = 0;
     while (rest < flight.size() && static_cast<unsigned char>(flight[rest]) == handshakeRecord) {
@@ -60,7 +61,7 @@ std::string exchanged(const std::string& flight, const std::vector<Der>& certifi
     for (std::size_t at = 0; at < messages.size();) {
         const std::size_t size = messageHeader + number(messages, at + 1, 3);
         const bool shows = static_cast<unsigned char>(messages[at]) == certificateMessage;
-        changed += shows ? messageShowing(certificates) : messages.substr(at, size);
+        changed += shows ? certificateMessageOf(certificates) : messages.substr(at, size);
         at += size;
     }
     return records(changed) + flight.substr(rest);
@@ -80,23 +81,23 @@ bool encodesTo(X509* certificate, const Der& bytes) {
     return same;
 }
 
-// A server shows no certificate whose key it may not use for what its suites need.
+// An OpenSSL server sends no certificate whose key usage excludes its cipher suites.
 bool maySign(X509* certificate) {
     return (X509_get_key_usage(certificate) & KU_DIGITAL_SIGNATURE) != 0;
 }
 
-// Result: false for what OpenSSL can't show as it stands.
-bool showFirst(SSL_CTX* context, const Der& bytes, EVP_PKEY* key, bool isServer) {
+// Returns false if OpenSSL cannot send the certificate unchanged.
+bool useLeaf(SSL_CTX* context, const Der& bytes, EVP_PKEY* key, bool isServer) {
     X509* certificate = decoded(bytes);
-    const bool taken = certificate && encodesTo(certificate, bytes) &&
-                       (!isServer || maySign(certificate)) &&
-                       SSL_CTX_use_certificate(context, certificate) == 1 &&
-                       SSL_CTX_use_PrivateKey(context, key) == 1;
+    const bool usable = certificate && encodesTo(certificate, bytes) &&
+                        (!isServer || maySign(certificate)) &&
+                        SSL_CTX_use_certificate(context, certificate) == 1 &&
+                        SSL_CTX_use_PrivateKey(context, key) == 1;
     X509_free(certificate);
-    return taken;
+    return usable;
 }
 
-bool showFurther(SSL_CTX* context, const Der& bytes) {
+bool useIssuer(SSL_CTX* context, const Der& bytes) {
     X509* certificate = decoded(bytes);
     if (certificate && encodesTo(certificate, bytes) &&
         SSL_CTX_add_extra_chain_cert(context, certificate) == 1) {
@@ -106,10 +107,10 @@ bool showFurther(SSL_CTX* context, const Der& bytes) {
     return false;
 }
 
-bool show(SSL_CTX* context, const Shown& shown, bool isServer) {
-    return showFirst(context, shown.certificates.front(), shown.key, isServer) &&
-           std::all_of(shown.certificates.begin() + 1, shown.certificates.end(),
-                       [context](const Der& bytes) { return showFurther(context, bytes); });
+bool useChain(SSL_CTX* context, const PresentedChain& presented, bool isServer) {
+    return useLeaf(context, presented.certificates.front(), presented.key, isServer) &&
+           std::all_of(presented.certificates.begin() + 1, presented.certificates.end(),
+                       [context](const Der& bytes) { return useIssuer(context, bytes); });
 }
 
 std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> makeContext(bool isServer) {
@@ -118,20 +119,20 @@ std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> makeContext(bool isServer) {
 
 } // namespace
 
-MemoryPeer::MemoryPeer(bool isServer, const Shown& shown) {
+MemoryPeer::MemoryPeer(bool isServer, const PresentedChain& presented) {
     const auto prepare = [this, isServer] {
         context.reset(makeContext(isServer).release());
-        SSL_CTX_set_security_level(context.get(), 0); // it shows whatever a test wants it to show
+        SSL_CTX_set_security_level(context.get(), 0); // accepts weak keys and signatures
         SSL_CTX_set_mode(context.get(), SSL_MODE_NO_AUTO_CHAIN);
         SSL_CTX_set_max_proto_version(context.get(), TLS1_2_VERSION);
     };
     prepare();
-    if (shown.isForced || !show(context.get(), shown, isServer)) {
+    if (presented.isForced || !useChain(context.get(), presented, isServer)) {
         prepare();
-        replacement = shown.certificates;
-        Shown standIn = Chain().keyNamed("leaf").make();
-        if (!show(context.get(), standIn, isServer)) {
-            throw std::runtime_error("the peer can't show its own certificate");
+        replacement = presented.certificates;
+        PresentedChain placeholder = Chain().keyNamed("leaf").make();
+        if (!useChain(context.get(), placeholder, isServer)) {
+            throw std::runtime_error("the peer cannot use its own certificate");
         }
     }
     ssl.reset(SSL_new(context.get()));
@@ -147,11 +148,11 @@ MemoryPeer::MemoryPeer(bool isServer, const Shown& shown) {
 
 void MemoryPeer::take(const char* bytes, std::size_t size) {
     BIO_write(SSL_get_rbio(ssl.get()), bytes, static_cast<int>(size));
-    flights += spoke ? 1 : 0;
-    spoke = false;
+    flights += producedOutput ? 1 : 0;
+    producedOutput = false;
 }
 
-std::size_t MemoryPeer::say(char* bytes, std::size_t size) {
+std::size_t MemoryPeer::produceOutput(char* bytes, std::size_t size) {
     if (outgoing.empty()) {
         SSL_do_handshake(ssl.get());
         ERR_clear_error();
@@ -159,9 +160,9 @@ std::size_t MemoryPeer::say(char* bytes, std::size_t size) {
         outgoing.resize(BIO_ctrl_pending(out));
         BIO_read(out, outgoing.data(), static_cast<int>(outgoing.size()));
         if (!replacement.empty()) {
-            outgoing = exchanged(outgoing, replacement);
+            outgoing = withCertificatesReplaced(outgoing, replacement);
         }
-        spoke = true;
+        producedOutput = true;
     }
     const std::size_t count = std::min(size, outgoing.size());
     std::copy_n(outgoing.begin(), count, bytes);

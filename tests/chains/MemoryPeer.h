@@ -1,5 +1,5 @@
-// A foreign TLS peer on memory below the library: what the library sends goes straight to it, and
-// its answers come out of recv.
+// An OpenSSL peer on memory below the library: the transport passes what the library sends to the
+// peer and receives its output.
 #pragma once
 
 #include "chains/Chain.h"
@@ -13,19 +13,19 @@
 
 namespace VexaSsl::test {
 
-// Shows a chain, as a server or as a client. A certificate that the foreign library itself couldn't
-// send is put into its Certificate message on the way; such a handshake can't come to its end, but
-// how the library takes the message is seen all the same.
+// Sends a chain as a server or as a client. A certificate that OpenSSL cannot send is put into its
+// Certificate message afterwards; that handshake cannot complete, but the library's reaction to the
+// message is visible.
 class MemoryPeer {
 public:
-    MemoryPeer(bool isServer, const Shown& shown);
+    MemoryPeer(bool isServer, const PresentedChain& presented);
 
     void take(const char* bytes, std::size_t size);
-    // What it has to say, at most size bytes; 0 when it has nothing to say any more.
-    std::size_t say(char* bytes, std::size_t size);
+    // Writes at most size bytes of output; returns 0 if there is none.
+    std::size_t produceOutput(char* bytes, std::size_t size);
     bool finished() const { return SSL_is_init_finished(ssl.get()) == 1; }
-    // The library went on behind the certificate: a server heard of a client's keys.
-    bool heardMore() const { return flights > 1; }
+    // Whether the library continued after the certificate.
+    bool peerContinued() const { return flights > 1; }
 
 private:
     struct Free {
@@ -35,10 +35,10 @@ private:
 
     std::unique_ptr<SSL_CTX, Free> context;
     std::unique_ptr<SSL, Free> ssl;
-    std::vector<Der> replacement; // of what it would show; empty: nothing is replaced
+    std::vector<Der> replacement; // empty: nothing is replaced
     std::string outgoing;
-    int flights = 0; // that the library sent
-    bool spoke = true;
+    int flights = 0; // sent by the library
+    bool producedOutput = true;
 };
 
 class MemoryTransport : public ISocketStrategy {
@@ -50,7 +50,7 @@ public:
         return len;
     }
     int recv(SOCKET, char* buf, int len, int) override {
-        return static_cast<int>(peer.say(buf, static_cast<std::size_t>(len)));
+        return static_cast<int>(peer.produceOutput(buf, static_cast<std::size_t>(len)));
     }
     int connect(SOCKET, const sockaddr*, int) override { return 0; }
     SOCKET accept(SOCKET, sockaddr*, int*) override { return socket; }

@@ -1,4 +1,4 @@
-#include "chains/Judges.h"
+#include "chains/Validation.h"
 
 #include "chains/MemoryPeer.h"
 
@@ -27,31 +27,31 @@ extern char** environ;
 namespace VexaSsl::test {
 namespace {
 
-const std::string ownSubject = "the judging server";
+const std::string ownSubject = "the validating server";
 
-// The certificates in force for every case, the files for the command, and a socket for the log.
-class Bench {
+// The certificate folder of all cases, the files for the command, and a socket number for the log.
+class TestFolder {
 public:
-    static Bench& instance() {
-        static Bench bench;
-        return bench;
+    static TestFolder& instance() {
+        static TestFolder testFolder;
+        return testFolder;
     }
 
     const TemporaryCertificateFolder folder;
     SOCKET socket;
 
 private:
-    Bench() : socket(static_cast<SOCKET>(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))) {
+    TestFolder() : socket(static_cast<SOCKET>(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))) {
         std::string anchors;
         for (const Link& root : roots()) {
-            anchors += armoured(issue(root, root));
+            anchors += pemOf(issue(root, root));
         }
         folder.write("root/roots.pem", anchors);
         folder.write("roots.pem", anchors);
-        const Shown own = Chain().commonName(ownSubject).keyNamed(ownSubject).make();
-        folder.write("my/server.pem", armoured(own.certificates.front()) + keyText(own.key));
+        const PresentedChain own = Chain().commonName(ownSubject).keyNamed(ownSubject).make();
+        folder.write("my/server.pem", pemOf(own.certificates.front()) + keyText(own.key));
     }
-    ~Bench() { close(static_cast<int>(socket)); }
+    ~TestFolder() { close(static_cast<int>(socket)); }
 };
 
 std::wstring wide(const std::string& text) {
@@ -63,7 +63,7 @@ std::wstring numberAndText(DWORD code) {
 }
 
 std::wstring socketText() {
-    return L"socket [" + std::to_wstring(Bench::instance().socket) + L"]";
+    return L"socket [" + std::to_wstring(TestFolder::instance().socket) + L"]";
 }
 
 LogLine info(const std::wstring& text) {
@@ -76,15 +76,15 @@ LogLine error(const std::wstring& text) {
     return {Severity::Error, text};
 }
 
-void sortLines(const CollectingLog& log, Judgement& judgement) {
+void sortLines(const CollectingLog& log, HandshakeOutcome& outcome) {
     for (const LogLine& line : log.lines) {
-        (line.severity == Severity::Debug ? judgement.details : judgement.lines).push_back(line);
+        (line.severity == Severity::Debug ? outcome.details : outcome.lines).push_back(line);
     }
 }
 
-// The command's status, and what it said.
+// Runs the command and returns its status.
 int run(std::vector<std::string> arguments, std::string& output) {
-    const std::string said = Bench::instance().folder.path("said").string();
+    const std::string outputFile = TestFolder::instance().folder.path("outputFile").string();
     std::vector<char*> words;
     for (std::string& argument : arguments) {
         words.push_back(argument.data());
@@ -92,7 +92,8 @@ int run(std::vector<std::string> arguments, std::string& output) {
     words.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, said.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 1, outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0600);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
     pid_t child = 0;
     const int started =
@@ -100,9 +101,9 @@ int run(std::vector<std::string> arguments, std::string& output) {
     posix_spawn_file_actions_destroy(&actions);
     int status = -1;
     if (started != 0 || waitpid(child, &status, 0) != child) {
-        throw std::runtime_error("can't run openssl");
+        throw std::runtime_error("cannot run openssl");
     }
-    std::ifstream file(said, std::ios::binary);
+    std::ifstream file(outputFile, std::ios::binary);
     output.assign(std::istreambuf_iterator<char>(file), {});
     return status;
 }
@@ -115,19 +116,20 @@ bool isAddress(const std::string& text) {
 
 } // namespace
 
-Judgement judgedByClient(const Shown& shown, const std::wstring& target) {
-    Bench& bench = Bench::instance();
+HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::wstring& target) {
+    TestFolder& testFolder = TestFolder::instance();
     CollectingLog log;
-    MemoryPeer peer(true, shown);
+    MemoryPeer peer(true, presented);
     SslConfig config(log, L"chains");
-    SecureSocketStrategy client(log, config, std::make_unique<MemoryTransport>(peer, bench.socket));
+    SecureSocketStrategy client(log, config,
+                                std::make_unique<MemoryTransport>(peer, testFolder.socket));
     client.GetAddrInfoW(target.c_str(), nullptr, nullptr, nullptr);
-    Judgement judgement;
-    judgement.accepted = client.connect(bench.socket, nullptr, 0) == 0;
-    judgement.accepted = judgement.accepted || peer.heardMore();
-    judgement.peerFinished = peer.finished();
-    sortLines(log, judgement);
-    return judgement;
+    HandshakeOutcome outcome;
+    outcome.accepted = client.connect(testFolder.socket, nullptr, 0) == 0;
+    outcome.accepted = outcome.accepted || peer.peerContinued();
+    outcome.peerFinished = peer.finished();
+    sortLines(log, outcome);
+    return outcome;
 }
 
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target) {
@@ -151,45 +153,47 @@ std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& t
     return lines;
 }
 
-Judgement judgedByServer(const Shown& shown, const std::wstring& acceptable) {
-    Bench& bench = Bench::instance();
+HandshakeOutcome validatedByServer(const PresentedChain& presented,
+                                   const std::wstring& acceptable) {
+    TestFolder& testFolder = TestFolder::instance();
     CollectingLog log;
-    MemoryPeer peer(false, shown);
+    MemoryPeer peer(false, presented);
     SslConfig config(log, L"chains");
     config.setValue(L"RequireClientAuthentication", L"True");
     config.setValue(L"ServerCertificateToSendName", wide(ownSubject));
     config.setValue(L"AcceptableClientCertificateToReceiveNames", acceptable);
-    SecureSocketStrategy server(log, config, std::make_unique<MemoryTransport>(peer, bench.socket));
-    Judgement judgement;
-    judgement.accepted = server.accept(1, nullptr, nullptr) != INVALID_SOCKET;
-    if (judgement.accepted) {
+    SecureSocketStrategy server(log, config,
+                                std::make_unique<MemoryTransport>(peer, testFolder.socket));
+    HandshakeOutcome outcome;
+    outcome.accepted = server.accept(1, nullptr, nullptr) != INVALID_SOCKET;
+    if (outcome.accepted) {
         char nothing = 0;
-        peer.say(&nothing, 1); // takes the server's last flight in
+        peer.produceOutput(&nothing, 1); // reads the server's last flight
     }
-    judgement.peerFinished = peer.finished();
-    sortLines(log, judgement);
-    return judgement;
+    outcome.peerFinished = peer.finished();
+    sortLines(log, outcome);
+    return outcome;
 }
 
-std::vector<LogLine> linesOfServer(const Answer& answer) {
-    if (answer.isGoodClient()) {
+std::vector<LogLine> linesOfServer(const ExpectedOutcome& expected) {
+    if (expected.isGoodClient()) {
         return {info(L"An encrypted connection has been successfully initialised on " +
                      socketText() + L" (server side)")};
     }
-    if (answer.handshake != SEC_E_OK) {
+    if (expected.handshake != SEC_E_OK) {
         return {error(L"AcceptSecurityContext failed with: " +
-                      numberAndText(static_cast<DWORD>(answer.handshake))),
+                      numberAndText(static_cast<DWORD>(expected.handshake))),
                 warning(L"An encrypted connection could not be successfully initialised on " +
                         socketText() + L". Aborting"),
                 error(L"Can't establish a security context. AcceptSecurityContext failed")};
     }
     return {warning(L"CertVerifyCertificateChainPolicy returned status: " +
-                    numberAndText(answer.shownByClient)),
+                    numberAndText(expected.chainStatus)),
             info(L"The certificate chain is not trusted for client authentication"),
             info(L"The following information is not complete, but provided as a starting point. "
                  L"Please inspect the certificate chain through the Microsoft Management Console"),
             info(L"This error applies to the certificate with the friendly name [" +
-                 wide(answer.element) + L"]"),
+                 wide(expected.element) + L"]"),
             error(L"The certificate provided by the client is not trusted. Terminating connection"),
             error(L"Can't establish a security context. client authentication failed: cert not "
                   L"trusted")};
@@ -214,21 +218,22 @@ std::vector<LogLine> linesOfUnacceptable(const std::vector<std::wstring>& names,
     return lines;
 }
 
-Verification verifiedByOpenSsl(const Shown& shown, Purpose purpose, const std::string& target) {
-    const TemporaryCertificateFolder& folder = Bench::instance().folder;
-    folder.write("leaf.pem", armoured(shown.certificates.front()));
+Verification verifiedByOpenSsl(const PresentedChain& presented, Purpose purpose,
+                               const std::string& target) {
+    const TemporaryCertificateFolder& folder = TestFolder::instance().folder;
+    folder.write("leaf.pem", pemOf(presented.certificates.front()));
     std::vector<std::string> arguments = {
         VEXASSL_OPENSSL, "verify", "-CAfile", folder.path("roots.pem"), "-no-CApath", "-no-CAstore",
-        // what a TLS connection asks for unless told otherwise
+        // the defaults of a TLS connection
         "-auth_level", "2", "-purpose", purpose == Purpose::server ? "sslserver" : "sslclient"};
     if (!target.empty()) {
         arguments.insert(arguments.end(),
                          {isAddress(target) ? "-verify_ip" : "-verify_hostname", target});
     }
-    if (shown.certificates.size() > 1) {
+    if (presented.certificates.size() > 1) {
         std::string others;
-        for (std::size_t i = 1; i < shown.certificates.size(); ++i) {
-            others += armoured(shown.certificates[i]);
+        for (std::size_t i = 1; i < presented.certificates.size(); ++i) {
+            others += pemOf(presented.certificates[i]);
         }
         folder.write("others.pem", others);
         arguments.insert(arguments.end(), {"-untrusted", folder.path("others.pem")});
@@ -250,8 +255,8 @@ std::string keyText(EVP_PKEY* key) {
     return text;
 }
 
-Entry judgedInStore(const std::string& name, const std::string& content, EVP_PKEY* key) {
-    const TemporaryCertificateFolder& folder = Bench::instance().folder;
+Entry readFromStore(const std::string& name, const std::string& content, EVP_PKEY* key) {
+    const TemporaryCertificateFolder& folder = TestFolder::instance().folder;
     const std::string file = "my/" + name;
     const std::string keyFile = file.substr(0, file.rfind('.')) + ".key";
     folder.write(file, content);
@@ -263,7 +268,7 @@ Entry judgedInStore(const std::string& name, const std::string& content, EVP_PKE
         const CertificateInspector inspector(log);
         for (HeldContext at = firstIn(store.get()); at; at = nextIn(store.get(), at.release())) {
             if (displayName(at.get()) == wide(ownSubject)) {
-                entry.othersAreThere = true;
+                entry.otherEntriesFound = true;
                 continue;
             }
             ++entry.found;

@@ -1,7 +1,7 @@
-// Who judges a chain: the library as client and as server, over memory and with a foreign TLS
-// library as the peer that shows the chain, and OpenSSL's own command beside it.
+// Validates a chain: by the library as client and as server, over memory with an OpenSSL peer that
+// sends the chain, and by the openssl command.
 //
-// Threads: one at a time.
+// Not thread-safe.
 #pragma once
 
 #include "chains/Chain.h"
@@ -15,32 +15,33 @@
 
 namespace VexaSsl::test {
 
-// What is to come of a chain.
-struct Answer {
-    SECURITY_STATUS shownByServer = SEC_E_OK; // of a client's handshake
-    DWORD shownByClient = 0;                  // of a server's judgement, and
-    std::string element = {};                 // the name of the certificate at fault
-    SECURITY_STATUS handshake = SEC_E_OK;     // of a server's handshake, if that already fails
+// The expected outcome of a chain.
+struct ExpectedOutcome {
+    SECURITY_STATUS clientStatus = SEC_E_OK; // of a client's handshake
+    DWORD chainStatus = 0;                   // of a server's validation
+    std::string element = {};                // the certificate at fault
+    SECURITY_STATUS handshake = SEC_E_OK;    // of a server's handshake
 
-    bool isGood() const { return shownByServer == SEC_E_OK; }
-    bool isGoodClient() const { return shownByClient == 0 && handshake == SEC_E_OK; }
+    bool isGood() const { return clientStatus == SEC_E_OK; }
+    bool isGoodClient() const { return chainStatus == 0 && handshake == SEC_E_OK; }
 };
 
-struct Judgement {
+struct HandshakeOutcome {
     bool accepted = false;             // by the library
-    bool peerFinished = false;         // the handshake came to its end on the other side, too
+    bool peerFinished = false;         // the peer completed the handshake
     std::vector<LogLine> lines = {};   // from Info upwards
     std::vector<LogLine> details = {}; // the Debug lines
 };
 
-// The library is a client that connects to target, a server that shows the chain.
-Judgement judgedByClient(const Shown& shown, const std::wstring& target);
+// The library as a client that connects to target.
+HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::wstring& target);
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target);
 
-// The library is a server that asks for a certificate; acceptable: the option's value.
-Judgement judgedByServer(const Shown& shown, const std::wstring& acceptable = L"Any");
-std::vector<LogLine> linesOfServer(const Answer& answer);
-// A trusted certificate with other names: each, as it is reported.
+// The library as a server that requests a certificate. acceptable: the option's value.
+HandshakeOutcome validatedByServer(const PresentedChain& presented,
+                                   const std::wstring& acceptable = L"Any");
+std::vector<LogLine> linesOfServer(const ExpectedOutcome& expected);
+// The lines of a trusted certificate with other names.
 std::vector<LogLine> linesOfUnacceptable(const std::vector<std::wstring>& names,
                                          const std::wstring& acceptable);
 
@@ -51,18 +52,19 @@ struct Verification {
     std::string output; // of the command
 };
 
-// target: "" for none.
-Verification verifiedByOpenSsl(const Shown& shown, Purpose purpose, const std::string& target = "");
+// target: the expected name, or "" for any.
+Verification verifiedByOpenSsl(const PresentedChain& presented, Purpose purpose,
+                               const std::string& target = "");
 
-// What becomes of a file of the personal store.
+// What the personal store reads from a file.
 struct Entry {
-    int found = 0; // entries that the file gave
+    int found = 0; // the number of entries
     bool trustedServer = false;
     bool trustedClient = false;
-    bool othersAreThere = false; // what lies beside it is found all the same
+    bool otherEntriesFound = false; // the entry of another file is found
 };
 
-Entry judgedInStore(const std::string& name, const std::string& content, EVP_PKEY* key);
+Entry readFromStore(const std::string& name, const std::string& content, EVP_PKEY* key);
 std::string keyText(EVP_PKEY* key);
 
 } // namespace VexaSsl::test
