@@ -4,6 +4,7 @@
 #include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/stores/SecurityLevel.h"
 #include "platform/openssl/stores/SubjectText.h"
+#include "platform/openssl/stores/VerificationErrors.h"
 
 #include <openssl/x509_vfy.h>
 
@@ -19,57 +20,12 @@ const char* const serverAuthentication = "1.3.6.1.5.5.7.3.1";
 const char* const clientAuthentication = "1.3.6.1.5.5.7.3.2";
 const char* const anyUsage = "2.5.29.37.0";
 
-// Returns the trust status bit of an OpenSSL verification error. One that isn't listed counts as a
-// partial chain: an unknown error must never result in a valid chain.
-DWORD trustErrorBit(int error) noexcept {
-    switch (error) {
-    case X509_V_ERR_CERT_HAS_EXPIRED:
-    case X509_V_ERR_CERT_NOT_YET_VALID:
-    case X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD:
-    case X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD:
-        return CERT_TRUST_IS_NOT_TIME_VALID;
-    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
-    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
-    case X509_V_ERR_CERT_UNTRUSTED:
-    case X509_V_ERR_CERT_REJECTED:
-        return CERT_TRUST_IS_UNTRUSTED_ROOT;
-    case X509_V_ERR_CERT_SIGNATURE_FAILURE:
-    case X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE:
-    case X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY:
-    case X509_V_ERR_SIGNATURE_ALGORITHM_MISMATCH:
-    case X509_V_ERR_SIGNATURE_ALGORITHM_INCONSISTENCY:
-    case X509_V_ERR_EE_KEY_TOO_SMALL:
-    case X509_V_ERR_CA_KEY_TOO_SMALL:
-    case X509_V_ERR_CA_MD_TOO_WEAK:
-        return CERT_TRUST_IS_NOT_SIGNATURE_VALID;
-    case X509_V_ERR_INVALID_CA:
-    case X509_V_ERR_INVALID_NON_CA:
-    case X509_V_ERR_PATH_LENGTH_EXCEEDED:
-    case X509_V_ERR_KEYUSAGE_NO_CERTSIGN:
-        return CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
-    case X509_V_ERR_PERMITTED_VIOLATION:
-    case X509_V_ERR_EXCLUDED_VIOLATION:
-    case X509_V_ERR_SUBTREE_MINMAX:
-    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_TYPE:
-    case X509_V_ERR_UNSUPPORTED_CONSTRAINT_SYNTAX:
-    case X509_V_ERR_UNSUPPORTED_NAME_SYNTAX:
-        return CERT_TRUST_INVALID_NAME_CONSTRAINTS;
-    case X509_V_ERR_INVALID_EXTENSION:
-    case X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION:
-        return CERT_TRUST_INVALID_EXTENSION;
-    case X509_V_ERR_INVALID_PURPOSE:
-        return CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
-    default:
-        return CERT_TRUST_IS_PARTIAL_CHAIN;
-    }
-}
-
 int recordFault(int accepted, X509_STORE_CTX* verification) noexcept {
     constexpr int continueVerification = 1;
     if (!accepted) {
         auto* faults = static_cast<ChainFaults*>(X509_STORE_CTX_get_app_data(verification));
         faults->add(X509_STORE_CTX_get_error_depth(verification),
-                    trustErrorBit(X509_STORE_CTX_get_error(verification)));
+                    verificationError(X509_STORE_CTX_get_error(verification)).trustBit);
     }
     return continueVerification;
 }

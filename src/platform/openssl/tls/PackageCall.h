@@ -2,6 +2,7 @@
 #pragma once
 
 #include "SecurityShapes.h"
+#include "platform/openssl/stores/OpenSslOwners.h"
 
 #include <openssl/err.h>
 
@@ -10,29 +11,21 @@
 
 namespace VexaSsl::openssl {
 
-// Clears the thread's error queue before and after a call. SSL_get_error requires an empty queue,
-// and our errors must not affect the host's own use of OpenSSL.
-class CleanErrorQueue {
-public:
-    CleanErrorQueue() noexcept { clear(); }
-    ~CleanErrorQueue() { clear(); }
-    CleanErrorQueue(const CleanErrorQueue&) = delete;
-    CleanErrorQueue& operator=(const CleanErrorQueue&) = delete;
-
-private:
+// SSL_get_error requires an empty error queue before the operation that it judges.
+inline void emptyErrorQueue() noexcept {
     // The queue is nearly always empty, and clearing it takes ten times as long as checking.
-    static void clear() noexcept {
-        if (ERR_peek_error() != 0) {
-            ERR_clear_error();
-        }
+    if (ERR_peek_error() != 0) {
+        ERR_clear_error();
     }
-};
+}
 
 // Returns operation(), SEC_E_INSUFFICIENT_MEMORY when it runs out of memory, and
-// SEC_E_INTERNAL_ERROR for any other exception.
+// SEC_E_INTERNAL_ERROR for any other exception. Leaves the error queue empty for the host's own use
+// of OpenSSL.
 template <class Operation>
 SECURITY_STATUS packageCall(Operation operation) noexcept {
-    const CleanErrorQueue queue;
+    emptyErrorQueue();
+    const ErrorQueueGuard errors;
     try {
         return operation();
     } catch (const std::bad_alloc&) {

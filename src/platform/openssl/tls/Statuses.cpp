@@ -1,10 +1,10 @@
 #include "platform/openssl/tls/Statuses.h"
 
 #include "platform/openssl/stores/OpenSslFailure.h"
+#include "platform/openssl/stores/VerificationErrors.h"
 
 #include <openssl/err.h>
 #include <openssl/tls1.h>
-#include <openssl/x509_vfy.h>
 
 #include <cstddef>
 #include <optional>
@@ -15,22 +15,6 @@ namespace {
 struct Outcome {
     long number;
     SECURITY_STATUS status;
-};
-
-constexpr Outcome verifications[] = {
-    {X509_V_ERR_HOSTNAME_MISMATCH, SEC_E_WRONG_PRINCIPAL},
-    {X509_V_ERR_IP_ADDRESS_MISMATCH, SEC_E_WRONG_PRINCIPAL},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_CERT_UNTRUSTED, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_CERT_REJECTED, SEC_E_UNTRUSTED_ROOT},
-    {X509_V_ERR_CERT_HAS_EXPIRED, SEC_E_CERT_EXPIRED},
-    {X509_V_ERR_CERT_NOT_YET_VALID, SEC_E_CERT_EXPIRED},
-    {X509_V_ERR_INVALID_PURPOSE, SEC_E_CERT_WRONG_USAGE},
-    {X509_V_ERR_OUT_OF_MEM, SEC_E_INSUFFICIENT_MEMORY},
 };
 
 // The statuses that Windows returns for the peer's alerts.
@@ -53,7 +37,7 @@ constexpr Outcome alerts[] = {
     {SSL_AD_UNRECOGNIZED_NAME, SEC_E_WRONG_PRINCIPAL},
 };
 
-// Reasons of ERR_LIB_SSL; for SSL_R_CERTIFICATE_VERIFY_FAILED see verifications.
+// Reasons of ERR_LIB_SSL; for SSL_R_CERTIFICATE_VERIFY_FAILED see VerificationErrors.h.
 constexpr Outcome reasons[] = {
     {SSL_R_NO_SHARED_CIPHER, SEC_E_ALGORITHM_MISMATCH},
     {SSL_R_NO_SHARED_GROUPS, SEC_E_ALGORITHM_MISMATCH},
@@ -96,7 +80,7 @@ std::optional<SECURITY_STATUS> statusOfError(unsigned long error, const SSL* ssl
         return std::nullopt;
     }
     if (reason == SSL_R_CERTIFICATE_VERIFY_FAILED && ssl) {
-        return statusOfVerification(SSL_get_verify_result(ssl));
+        return verificationError(SSL_get_verify_result(ssl)).status;
     }
     constexpr int alertOffset = SSL_AD_REASON_OFFSET;
     if (reason >= alertOffset && reason < alertOffset + 256) {
@@ -106,10 +90,6 @@ std::optional<SECURITY_STATUS> statusOfError(unsigned long error, const SSL* ssl
 }
 
 } // namespace
-
-SECURITY_STATUS statusOfVerification(long verifyResult) noexcept {
-    return find(verifications, verifyResult).value_or(SEC_E_CERT_UNKNOWN);
-}
 
 SECURITY_STATUS statusOfAlert(int alert) noexcept {
     return find(alerts, alert).value_or(SEC_E_ILLEGAL_MESSAGE);

@@ -7,9 +7,6 @@
 
 namespace VexaSsl::openssl {
 
-// Returns the status for an X509_V_ERR_* value.
-SECURITY_STATUS statusOfVerification(long verifyResult) noexcept;
-
 // Returns the status for the peer's fatal alert, given its AlertDescription.
 SECURITY_STATUS statusOfAlert(int alert) noexcept;
 
