@@ -1,8 +1,7 @@
 // Reads a file of sections and "key=value" lines, the format of the ini file and of the store.
 //
-//   - An empty line ends a section. Keys that follow it, like keys before the first header, are in
-//   a
-//     section whose name is empty.
+//   - An empty line ends a section. Keys that follow it, like those before the first header, are
+//     in a section whose name is empty.
 //   - A repeated header empties its section.
 //   - "[...]" anywhere in a line that isn't dropped makes it a header.
 //   - There are no comments, nothing is trimmed, and a byte order mark is part of the first line.
