@@ -2,6 +2,8 @@
 #include "contract/sockets/Loopback.h"
 
 #include <gtest/gtest.h>
+
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -40,6 +42,18 @@ TEST_F(Events, waitForAllNeedsEveryEvent) {
         host::WSASetEvent(two.get());
     });
     EXPECT_EQ(host::WSAWaitForMultipleEvents(2, events, TRUE, 10000, FALSE), WSA_WAIT_EVENT_0);
+}
+
+TEST_F(Events, eventSetByAnotherThreadEndsTheWaitBeforeItsTimeout) {
+    using namespace std::chrono_literals;
+    const ScopedEvent event;
+    const auto start = std::chrono::steady_clock::now();
+    const std::jthread other([&] {
+        yieldToOtherThreads();
+        host::WSASetEvent(event.get());
+    });
+    EXPECT_EQ(event.wait(20000), WSA_WAIT_EVENT_0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
 }
 
 TEST_F(Events, waitTakesAtMostSixtyFourEvents) {
