@@ -40,12 +40,12 @@ Consequence FailingCall::ofCertificates() const {
 }
 
 Consequence FailingCall::ofClosing() const {
-    const LogLine told =
+    const LogLine line =
         failure.error == CRYPT_E_PENDING_CLOSE
             ? warning(L"On calling CertCloseStore, not all certs or contexts were previously "
                       L"freed. Memory has been leaked.")
             : failed(L"CertCloseStore", failure.error);
-    return continues({storeClosed, told}, 1);
+    return continues({storeClosed, line}, 1);
 }
 
 Consequence FailingCall::ofSearch() const {

@@ -95,7 +95,7 @@ TEST_F(HostileArchive, iterationsOfTheKeyAreLimited) {
     EXPECT_EQ(namesInPersonalStore(), Names{});
 }
 
-// PBMAC1, which OpenSSL supports since 3.4, has iterations of its own.
+// PBMAC1, which OpenSSL supports since 3.4, has separate iterations.
 TEST_F(HostileArchive, iterationsOfTheMacAreLimited) {
     const openssl::Pkcs12Pointer file = archiveOf(issue(named("one")));
     ASSERT_EQ(PKCS12_set_mac(file.get(), "", 0, nullptr, 0, 1, EVP_sha256()), 1);

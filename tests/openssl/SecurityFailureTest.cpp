@@ -1,4 +1,4 @@
-// What a failure of OpenSSL becomes: a status, and a reason for people to read.
+// The status and the readable reason of an OpenSSL failure.
 #include "VexaPlatform/SecurityFailure.h"
 #include "CertificateFolderTest.h"
 #include "contract/tls/Side.h"
@@ -34,7 +34,7 @@ struct RaisedError {
 
 struct FailureCase {
     const char* name;
-    std::vector<RaisedError> queue; // the earliest first
+    std::vector<RaisedError> queue; // oldest first
     SECURITY_STATUS status;
     const char* reason;
 
@@ -43,7 +43,7 @@ struct FailureCase {
 
 class FailedCall : public ::testing::TestWithParam<FailureCase> {};
 
-TEST_P(FailedCall, hasItsStatusAndTheFirstError) {
+TEST_P(FailedCall, failedCallGivesItsStatusAndTheFirstError) {
     const SECURITY_STATUS status = packageCall([]() -> SECURITY_STATUS {
         for (const RaisedError& error : GetParam().queue) {
             ERR_raise_data(error.library, error.reason, "%s", error.data);
@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
                     {{ERR_LIB_CRYPTO, ERR_R_MALLOC_FAILURE}, {ERR_LIB_EVP, ERR_R_INTERNAL_ERROR}},
                     SEC_E_INSUFFICIENT_MEMORY,
                     ""},
-        FailureCase{"outOfMemoryBehindAnotherError",
+        FailureCase{"outOfMemoryAfterAnotherError",
                     {{ERR_LIB_EVP, ERR_R_UNSUPPORTED}, {ERR_LIB_CRYPTO, ERR_R_MALLOC_FAILURE}},
                     SEC_E_INSUFFICIENT_MEMORY,
                     ""},
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "EVP_KDF_derive: OpenSSL gives no reason"}),
     [](const auto& tested) { return tested.param.name; });
 
-// While it lives OpenSSL offers no algorithms: no provider has any with this property.
+// Makes OpenSSL offer no algorithms while it lives: no provider has this property.
 class NoAlgorithms {
 public:
     NoAlgorithms() { EVP_set_default_properties(nullptr, "made=nowhere"); }
@@ -93,7 +93,7 @@ public:
     NoAlgorithms& operator=(const NoAlgorithms&) = delete;
 };
 
-// A folder of its own, so that no SSL context is kept from another test.
+// A separate folder, so that no SSL context of another test is cached.
 class SecurityFailure : public CertificateFolderTest {
 protected:
     static SECURITY_STATUS acquireClient() {
@@ -104,7 +104,7 @@ protected:
     }
 
     SecurityFailure() {
-        openssl::trustStore(); // the system's bundle is kept, so it is read with algorithms
+        openssl::trustStore(); // caches the system's bundle, which is read with algorithms
         const NoAlgorithms now;
         statusWithoutAlgorithms = acquireClient();
     }
@@ -112,25 +112,25 @@ protected:
     SECURITY_STATUS statusWithoutAlgorithms = SEC_E_OK;
 };
 
-TEST_F(SecurityFailure, isAnInternalErrorAndNamesTheCall) {
+TEST_F(SecurityFailure, failureIsInternalErrorAndNamesTheCall) {
     EXPECT_EQ(statusWithoutAlgorithms, SEC_E_INTERNAL_ERROR);
     EXPECT_THAT(lastSecurityFailure(), StartsWith("SSL_CTX_new: error:"));
 }
 
-TEST_F(SecurityFailure, isKeptForItsThreadAlone) {
+TEST_F(SecurityFailure, failureIsKeptPerThread) {
     std::string elsewhere = "unread";
     std::thread([&elsewhere] { elsewhere = lastSecurityFailure(); }).join();
     EXPECT_EQ(elsewhere, "");
 }
 
-TEST_F(SecurityFailure, isForgottenWhenTheNextCredentialsAreAcquired) {
+TEST_F(SecurityFailure, acquiringCredentialsClearsTheFailure) {
     EXPECT_EQ(acquireClient(), SEC_E_OK);
     EXPECT_EQ(lastSecurityFailure(), "");
 }
 
-TEST_F(SecurityFailure, isForgottenWhenTheNextHandshakeBegins) {
-    CtxtHandle none{};
-    platform::InitializeSecurityContextW(nullptr, nullptr, nullptr, 0, 0, 0, nullptr, 0, &none,
+TEST_F(SecurityFailure, beginningHandshakeClearsTheFailure) {
+    CtxtHandle handle{};
+    platform::InitializeSecurityContextW(nullptr, nullptr, nullptr, 0, 0, 0, nullptr, 0, &handle,
                                          nullptr, nullptr, nullptr);
     EXPECT_EQ(lastSecurityFailure(), "");
 }

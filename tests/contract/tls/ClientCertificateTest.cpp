@@ -32,8 +32,9 @@ protected:
         }
         peer.encoded = {certificate->pbCertEncoded,
                         certificate->pbCertEncoded + certificate->cbCertEncoded};
-        PCCERT_CONTEXT walked = nullptr;
-        while ((walked = platform::CertEnumCertificatesInStore(certificate->hCertStore, walked))) {
+        PCCERT_CONTEXT current = nullptr;
+        while (
+            (current = platform::CertEnumCertificatesInStore(certificate->hCertStore, current))) {
             ++peer.inStore;
         }
         platform::CertFreeCertificateContext(certificate);

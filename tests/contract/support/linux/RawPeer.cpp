@@ -24,7 +24,7 @@ int versionOf(Protocol protocol) {
     return 0;
 }
 
-void showCertificate(SSL_CTX* context, const std::string& name) {
+void useCertificate(SSL_CTX* context, const std::string& name) {
     SSL_CTX_use_certificate_chain_file(context, certificateFile(name, "chain").c_str());
     SSL_CTX_use_PrivateKey_file(context, certificateFile(name, "key").c_str(), SSL_FILETYPE_PEM);
 }
@@ -78,7 +78,7 @@ RawPeer::RawPeer(bool isServer, const PeerSettings& settings) : state(std::make_
     state->context.reset(SSL_CTX_new(isServer ? TLS_server_method() : TLS_client_method()));
     SSL_CTX* const context = state->context.get();
     if (!settings.certificate.empty()) {
-        showCertificate(context, settings.certificate);
+        useCertificate(context, settings.certificate);
     }
     apply(settings, context);
     SSL_CTX_set_tlsext_servername_arg(context, &state->requestedName);

@@ -104,7 +104,7 @@ std::string ContainerKey::sign(const std::string& bytes) const {
     return signature;
 }
 
-void ContainerKey::giveTo(PCCERT_CONTEXT certificate) const {
+void ContainerKey::attachTo(PCCERT_CONTEXT certificate) const {
     std::wstring name = container;
     std::wstring provider_ = providerName;
     CRYPT_KEY_PROV_INFO info{};

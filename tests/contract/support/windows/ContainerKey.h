@@ -22,7 +22,7 @@ struct ContainerKey {
     // Returns an RSA signature with SHA-256 in the byte order of certificates.
     std::string sign(const std::string& bytes) const;
     // Makes this the private key of the certificate.
-    void giveTo(PCCERT_CONTEXT certificate) const;
+    void attachTo(PCCERT_CONTEXT certificate) const;
 
     std::string publicKey;  // the encoded SubjectPublicKeyInfo
     std::string identifier; // its SHA-1

@@ -60,7 +60,7 @@ public:
         const PCCERT_CONTEXT certificate = contextFrom(issued.encoding);
         CRYPT_DATA_BLOB text{sizeof mark, reinterpret_cast<BYTE*>(const_cast<wchar_t*>(mark))};
         ::CertSetCertificateContextProperty(certificate, CERT_DESCRIPTION_PROP_ID, 0, &text);
-        issued.key->giveTo(certificate);
+        issued.key->attachTo(certificate);
         const BOOL added = ::CertAddCertificateContextToStore(
             store, certificate, CERT_STORE_ADD_REPLACE_EXISTING, nullptr);
         ::CertFreeCertificateContext(certificate);
@@ -143,7 +143,7 @@ PCCERT_CONTEXT makeContext(const Issued& issued, const std::vector<const Issued*
     const HCERTSTORE store = ::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
     PCCERT_CONTEXT made = nullptr;
     const PCCERT_CONTEXT own = contextFrom(issued.encoding);
-    issued.key->giveTo(own);
+    issued.key->attachTo(own);
     ::CertAddCertificateContextToStore(store, own, CERT_STORE_ADD_ALWAYS, &made);
     ::CertFreeCertificateContext(own);
     for (const Issued* helper : helpers) {
