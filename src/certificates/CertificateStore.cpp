@@ -1,6 +1,7 @@
 #include "certificates/CertificateStore.h"
 
 #include "certificates/KeyPurpose.h"
+#include "certificates/LogTexts.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -34,7 +35,7 @@ CertificateStore::CertificateStore(ILog& sink) : log(sink), handle(notOpen), ins
     const HCERTSTORE opened = openPersonalStore();
     if (opened == nullptr) {
         const DWORD error = platform::GetLastError();
-        logSystemError(log, L"CertOpenStore", error);
+        logSystemError(log, LogTexts::storeOpening, error);
         throw std::runtime_error(std::to_string(error));
     }
     handle = opened;

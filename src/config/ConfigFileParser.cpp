@@ -1,4 +1,5 @@
 #include "config/ConfigFileParser.h"
+#include "config/LogTexts.h"
 
 #include "platform/contract/TextFiles.h"
 
@@ -50,7 +51,7 @@ void ConfigFileParser::readLines(const std::filesystem::path& path) {
     std::wifstream stream;
     platform::openTextFile(stream, path);
     if (!stream) {
-        throw std::runtime_error("Can't open config file");
+        throw std::runtime_error(LogTexts::unopenedFile);
     }
     try {
         stream.exceptions(std::ios_base::badbit);

@@ -1,4 +1,5 @@
 #include "VexaSsl/Configuration.h"
+#include "config/LogTexts.h"
 
 #include "VexaSsl/TextConversion.h"
 #include "config/ConfigFileParser.h"
@@ -33,7 +34,7 @@ void logOpening(ILog& log, const std::wstring& storePath) {
 std::unique_ptr<IConfig> fallBack(ILog& log, const std::runtime_error& reason,
                                   const std::wstring& connectionName) {
     log.log(Severity::Warning, convertNarrowToWide(reason.what()));
-    log.log(Severity::Warning, fallbackNotice);
+    log.log(Severity::Warning, LogTexts::fallbackNotice);
     return constructDefaultSslConfiguration(log, connectionName);
 }
 
@@ -42,7 +43,7 @@ std::unique_ptr<IConfig> readStore(ILog& log, const std::filesystem::path& path,
                                    IConfigurationObserver* observer) {
     if (path.empty()) {
         log.log(Severity::Warning,
-                L"No " + storeOptionName() + L" option specified. " + fallbackNotice);
+                L"No " + storeOptionName() + L" option specified. " + LogTexts::fallbackNotice);
         return constructDefaultSslConfiguration(log, connectionName);
     }
     logOpening(log, platform::pathToText(path));
@@ -70,7 +71,8 @@ std::unique_ptr<IConfig> readIniFile(ILog& log, const std::filesystem::path& pat
         Definition::VexaSslSection, Definition::VexaSslSectionOptions::ConfigurationStore);
     if (store.empty()) {
         log.log(Severity::Warning, L"No " + storeOptionName() + L" section present in ini file [" +
-                                       platform::pathToText(path) + L"]. " + fallbackNotice);
+                                       platform::pathToText(path) + L"]. " +
+                                       LogTexts::fallbackNotice);
         return constructDefaultSslConfiguration(log, connectionName);
     }
     logOpening(log, store);

@@ -1,4 +1,5 @@
 #include "config/OptionChecks.h"
+#include "config/LogTexts.h"
 
 #include "config/OptionMap.h"
 #include "config/Vocabulary.h"
@@ -22,7 +23,8 @@ bool parseBoolean(const std::wstring& text, bool& result) {
 }
 
 bool refuseValue(ILog& log, const std::wstring& optionName, const std::wstring& value) {
-    log.log(Severity::Error, L"Supplied value [" + value + L"] of " + optionName + L" is invalid");
+    log.log(Severity::Error,
+            LogTexts::suppliedValuePrefix + value + L"] of " + optionName + L" is invalid");
     return false;
 }
 

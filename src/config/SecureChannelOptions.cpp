@@ -1,4 +1,5 @@
 #include "config/SecureChannelOptions.h"
+#include "config/LogTexts.h"
 
 #include "config/NameList.h"
 #include "config/OptionChecks.h"
@@ -53,7 +54,8 @@ bool SecureChannelOptions::checkRequireClientAuthentication() {
 
 bool SecureChannelOptions::checkServerCertificateToSendName() {
     if (sameWord(serverCertificateToSendNameText, Definition::Values::None)) {
-        log.log(Severity::Error, L"Supplied value [" + serverCertificateToSendNameText + L"] of " +
+        log.log(Severity::Error, LogTexts::suppliedValuePrefix + serverCertificateToSendNameText +
+                                     L"] of " +
                                      Definition::ConnectionOptions::ServerCertificateToSendName +
                                      L" is invalid. Servers MUST send certificates");
         return false;
@@ -80,7 +82,8 @@ bool SecureChannelOptions::checkAcceptableClientNames() {
         return true;
     }
     log.log(Severity::Error,
-            L"Supplied value [" + acceptableClientCertificateToReceiveNamesText + L"] of " +
+            LogTexts::suppliedValuePrefix + acceptableClientCertificateToReceiveNamesText +
+                L"] of " +
                 Definition::ConnectionOptions::AcceptableClientCertificateToReceiveNames +
                 L" is empty");
     return false;

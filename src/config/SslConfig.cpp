@@ -1,4 +1,5 @@
 #include "config/SslConfig.h"
+#include "config/LogTexts.h"
 
 #include "config/Vocabulary.h"
 #include <string>
@@ -31,9 +32,9 @@ SslConfig::SslConfig(ILog& log, const ITwoLevelConfig& source, const std::wstrin
     : SslConfig(log, connectionName) {
     if (Definition::ReservedConnectionNames.contains(connectionName)) {
         log.log(Severity::Warning,
-                L"The connection name [" + connectionName +
+                LogTexts::reservedNamePrefix + connectionName +
                     L"] is currently reserved for future VexaSsl implementation");
-        log.log(Severity::Warning, fallbackNotice);
+        log.log(Severity::Warning, LogTexts::fallbackNotice);
         return;
     }
     const std::wstring sectionName = sectionOfConnection(source, connectionName);

@@ -13,9 +13,6 @@
 
 namespace VexaSsl {
 
-// What the log says when a configuration is unusable and the defaults take its place.
-inline constexpr const wchar_t* fallbackNotice = L"Reverting to NO ENCRYPTION";
-
 class SslConfig : public IConfig {
 public:
     // Has the defaults and the ConnectionName.

@@ -34,8 +34,8 @@ std::wstring systemErrorText(DWORD code) {
 }
 
 void logSystemError(ILog& log, const std::wstring& what, DWORD code) {
-    log.log(Severity::Error, what + L" failed with: " + std::to_wstring(code) + L" (" +
-                                 systemErrorText(code) + L")");
+    log.log(Severity::Error,
+            what + failedWith + std::to_wstring(code) + L" (" + systemErrorText(code) + L")");
 }
 
 // Only a result of -1 is logged; the call reports failures as positive error numbers, so in

@@ -14,6 +14,9 @@ namespace VexaSsl {
 // Returns the system's text for an error number or a security status in one line, or an empty text.
 std::wstring systemErrorText(DWORD code);
 
+// What the line of a failed call has between the call and the number.
+inline constexpr const wchar_t* failedWith = L" failed with: ";
+
 // Logs "<what> failed with: <code> (<text>)" at Error. The code is unsigned.
 void logSystemError(ILog& log, const std::wstring& what, DWORD code);
 

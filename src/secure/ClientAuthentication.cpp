@@ -1,4 +1,5 @@
 #include "secure/ClientAuthentication.h"
+#include "secure/LogTexts.h"
 
 #include "certificates/CertificateInspector.h"
 #include "config/OptionChecks.h"
@@ -36,15 +37,12 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
     }
     const CertificateHandle certificate = fetchRemoteCertificate(record, context);
     if (!certificate) {
-        reject(record.log,
-               L"Unable to obtain a certificate to authenticate the client by. Terminating "
-               L"connection",
+        reject(record.log, LogTexts::noClientCertificate,
                "client authentication failed: can't get client cert");
     }
     const CertificateInspector inspector(record.log);
     if (!inspector.verifyCertificateChain(certificate.get(), false)) {
-        reject(record.log,
-               L"The certificate provided by the client is not trusted. Terminating connection",
+        reject(record.log, LogTexts::untrustedClient,
                "client authentication failed: cert not trusted");
     }
     if (isAcceptableClientCertificate(record, certificate)) {
@@ -53,9 +51,7 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
     inspector.reportAllNames(certificate.get());
     record.log.log(Severity::Info, L"The names we would accept are: " +
                                        listInBrackets(record.options.acceptableClientNames));
-    reject(record.log,
-           L"The certificate provided by the client is trusted, but not acceptable. Terminating "
-           L"connection",
+    reject(record.log, LogTexts::unacceptableClient,
            "client authentication failed: cert not acceptable");
 }
 

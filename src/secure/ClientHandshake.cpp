@@ -1,4 +1,5 @@
 #include "secure/ClientHandshake.h"
+#include "secure/LogTexts.h"
 
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
@@ -26,7 +27,7 @@ constexpr ULONG contextRequirements =
     | ISC_REQ_REPLAY_DETECT;     // repeated records are detected
 static_assert(contextRequirements == 0xC194);
 
-const wchar_t* const callName = L"InitializeSecurityContext";
+const wchar_t* const callName = LogTexts::clientStep;
 
 // One handshake. The order of the fields releases an unsent token first, then the received bytes,
 // then a context that was not moved to the record.
@@ -110,7 +111,7 @@ void ClientNegotiation::passToken() {
         record.log.log(Severity::Debug, L"InitializeSecurityContext: No token to send");
         return;
     }
-    record.log.log(Severity::Debug, L"InitializeSecurityContext: Sending token to server");
+    record.log.log(Severity::Debug, LogTexts::clientFlight);
     sendNegotiationData(record, token->pvBuffer, token->cbBuffer);
     memoryOfToken.reset();
 }
@@ -141,11 +142,7 @@ void ClientNegotiation::fail() {
 // The server asks for a certificate and the credential has none. The handshake is not repeated with
 // another one. The line contains three tabs. Compatibility: misspelt-texts
 void ClientNegotiation::failWithoutCredentials() {
-    record.log.log(Severity::Error,
-                   L"InitializeSecurityContext returned [SEC_I_INCOMPLETE_CREDENTIALS]. Probable "
-                   L"causes: The server is configured to require client authentication \t\t\tbut "
-                   L"rejected the certificate we sent, or, the server is not configured to use "
-                   L"encryption");
+    record.log.log(Severity::Error, LogTexts::incompleteCredentials);
     throw std::runtime_error("incomplete credentials");
 }
 

@@ -38,7 +38,7 @@ int SecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) n
         }
         return result;
     };
-    return guardOperation(log, noSecurityContextPrefix, body, noCleanup,
+    return guardOperation(log, LogTexts::noSecurityContextPrefix, body, noCleanup,
                           [this](Interruption) { return failHandshake(), SOCKET_ERROR; });
 }
 
@@ -52,7 +52,7 @@ SOCKET SecureSocketStrategy::accept(SOCKET s, sockaddr* addr, int* addrlen) noex
         }
         return socket;
     };
-    return guardOperation(log, noSecurityContextPrefix, body, noCleanup,
+    return guardOperation(log, LogTexts::noSecurityContextPrefix, body, noCleanup,
                           [this](Interruption) { return failHandshake(), INVALID_SOCKET; });
 }
 
@@ -83,7 +83,7 @@ int SecureSocketStrategy::completeAcceptEx() noexcept {
         secureConnection(true, {});
         return 0;
     };
-    return guardOperation(log, noSecurityContextPrefix, body, noCleanup,
+    return guardOperation(log, LogTexts::noSecurityContextPrefix, body, noCleanup,
                           [this](Interruption) { return failHandshake(), SOCKET_ERROR; });
 }
 
@@ -111,7 +111,7 @@ int SecureSocketStrategy::getaddrinfo(const char* nodename, const char* servname
         }
         return result;
     };
-    return guardOperation(log, otherExceptionPrefix, body, noCleanup, lookupFailure);
+    return guardOperation(log, LogTexts::otherExceptionPrefix, body, noCleanup, lookupFailure);
 }
 
 int SecureSocketStrategy::GetAddrInfoW(const wchar_t* nodename, const wchar_t* servicename,
@@ -126,7 +126,7 @@ int SecureSocketStrategy::GetAddrInfoW(const wchar_t* nodename, const wchar_t* s
         }
         return outcome;
     };
-    return guardOperation(log, otherExceptionPrefix, body, noCleanup, lookupFailure);
+    return guardOperation(log, LogTexts::otherExceptionPrefix, body, noCleanup, lookupFailure);
 }
 
 } // namespace VexaSsl

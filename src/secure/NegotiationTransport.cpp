@@ -1,4 +1,5 @@
 #include "secure/NegotiationTransport.h"
+#include "secure/LogTexts.h"
 
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
@@ -52,7 +53,7 @@ DWORD sendNegotiationData(SecureSocketRecord& record, const void* data, DWORD le
         const int result = record.underlyingStrategy.send(record.socket, bytes + sent,
                                                           static_cast<int>(length - sent), 0);
         if (result == SOCKET_ERROR) {
-            failTransport(record.log, L"::send (during negotiation)", "can't send");
+            failTransport(record.log, LogTexts::negotiationSend, "can't send");
         }
         sent += static_cast<DWORD>(result); // 0 is not a failure: the same bytes are sent again
     }
@@ -64,11 +65,11 @@ DWORD receiveNegotiationData(SecureSocketRecord& record, NegotiationBuffer& buff
     const int result = record.underlyingStrategy.recv(
         record.socket, buffer.bytes.data() + buffer.have, static_cast<int>(size), 0);
     if (result == 0) {
-        record.log.log(Severity::Warning, L"Connection closed (during negotiation)");
+        record.log.log(Severity::Warning, LogTexts::closedInNegotiation);
         throw std::runtime_error("Connection closed");
     }
     if (result == SOCKET_ERROR) {
-        failTransport(record.log, L"::recv (during negotiation)", "can't recv");
+        failTransport(record.log, LogTexts::negotiationReceive, "can't recv");
     }
     const DWORD count = static_cast<DWORD>(result);
     addReceived(buffer, count);

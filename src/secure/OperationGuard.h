@@ -7,6 +7,7 @@
 
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/TextConversion.h"
+#include "secure/LogTexts.h"
 
 #include <exception>
 #include <new>
@@ -16,11 +17,6 @@ namespace VexaSsl {
 
 // The class of the exception that ended an operation.
 enum class Interruption { RuntimeError, OutOfMemory, Other };
-
-inline constexpr const wchar_t* noSecurityContextPrefix = L"Can't establish a security context. ";
-inline constexpr const wchar_t* outOfMemoryPrefix = L"A memory allocation failed. ";
-inline constexpr const wchar_t* otherExceptionPrefix =
-    L"An unexpected C++ standard library exception occurred: ";
 
 inline void noCleanup() {}
 
@@ -41,9 +37,9 @@ auto guardOperation(ILog& log, const wchar_t* runtimeErrorPrefix, Body body, Cle
     } catch (const std::runtime_error& exception) {
         return interrupted(Interruption::RuntimeError, runtimeErrorPrefix, exception);
     } catch (const std::bad_alloc& exception) {
-        return interrupted(Interruption::OutOfMemory, outOfMemoryPrefix, exception);
+        return interrupted(Interruption::OutOfMemory, LogTexts::outOfMemoryPrefix, exception);
     } catch (const std::exception& exception) {
-        return interrupted(Interruption::Other, otherExceptionPrefix, exception);
+        return interrupted(Interruption::Other, LogTexts::otherExceptionPrefix, exception);
     }
 }
 

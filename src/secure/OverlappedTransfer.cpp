@@ -2,6 +2,7 @@
 // receiving overlapped only.
 #include "platform/contract/WindowsBase.h"
 #include "platform/contract/Winsock.h"
+#include "secure/LogTexts.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"
@@ -110,8 +111,7 @@ int SecureSocketStrategy::completeReceive(DWORD* bytesTransferred) {
     if (delivered == 0) {
         // The number is the delivered count, always 0. The line also follows a failed decryption
         // and the end of the stream. Compatibility: too-few-bytes-zero
-        log.log(Severity::Warning, L"::WSARecv completed asynchronously, but there were too few "
-                                   L"bytes transferred [" +
+        log.log(Severity::Warning, std::wstring(LogTexts::tooFewBytes) + L" transferred [" +
                                        std::to_wstring(delivered) +
                                        L"] to decrypt even a single crypto message");
     }

@@ -2,6 +2,7 @@
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "secure/ByteCopy.h"
+#include "secure/LogTexts.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
@@ -49,7 +50,7 @@ SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length
     const SECURITY_STATUS status =
         platform::EncryptMessage(securityContext.address(), 0, &description, 0);
     if (status != SEC_E_OK) {
-        logSystemError(log, L"EncryptMessage", static_cast<DWORD>(status));
+        logSystemError(log, LogTexts::encryption, static_cast<DWORD>(status));
         return status;
     }
     // A trailer that came back shorter leaves no gap, since it is at the end of the record.
@@ -85,14 +86,14 @@ SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD&
     }
     case SEC_I_RENEGOTIATE:
         // Not answered, and plaintext that came with the request is dropped.
-        log.log(Severity::Info, L"Renegotiate request received");
+        log.log(Severity::Info, LogTexts::renegotiationRequest);
         break;
     case SEC_E_INVALID_TOKEN:
         // Compatibility: silent-invalid-token
         break;
     default:
         // SEC_I_CONTEXT_EXPIRED, the peer's closure, too. Compatibility: closure-is-an-error
-        logSystemError(log, L"DecryptMessage", static_cast<DWORD>(status));
+        logSystemError(log, LogTexts::decryption, static_cast<DWORD>(status));
         break;
     }
     return status;

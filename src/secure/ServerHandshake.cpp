@@ -1,4 +1,5 @@
 #include "secure/ServerHandshake.h"
+#include "secure/LogTexts.h"
 
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
@@ -27,7 +28,7 @@ constexpr ULONG authenticatingRequirements =
     plainRequirements | ASC_REQ_MUTUAL_AUTH; // the client is asked for a certificate
 static_assert(authenticatingRequirements == 0x18116);
 
-const wchar_t* const callName = L"AcceptSecurityContext";
+const wchar_t* const callName = LogTexts::serverStep;
 
 // One handshake. The order of the fields releases an unsent token first, then the received bytes,
 // then a context that was not moved to the record.

@@ -1,4 +1,5 @@
 #include "strategies/SometimesSecureSocketStrategy.h"
+#include "strategies/LogTexts.h"
 
 #include "config/OptionChecks.h"
 #include "config/Vocabulary.h"
@@ -17,7 +18,7 @@ SometimesSecureSocketStrategy::SometimesSecureSocketStrategy(
         config.getValue(ConfigurationDefinition::InternalOnlyUtilityOptions::ConnectionName);
     if (ConfigurationDefinition::InternalConnectionNames.contains(connectionName)) {
         log.log(Severity::Error,
-                L"Internal connection name [" + connectionName + L"] does not support OTLS");
+                LogTexts::internalNamePrefix + connectionName + L"] does not support OTLS");
         throwInvalidConfiguration();
     }
 }
@@ -38,7 +39,7 @@ int SometimesSecureSocketStrategy::startOtls() noexcept {
         encrypting = true;
         return 0;
     };
-    return guardOperation(log, noSecurityContextPrefix, body, noCleanup,
+    return guardOperation(log, LogTexts::noSecurityContextPrefix, body, noCleanup,
                           [](Interruption) { return SOCKET_ERROR; });
 }
 

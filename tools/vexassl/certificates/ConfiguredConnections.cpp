@@ -5,6 +5,7 @@
 #include "common/LogCollector.h"
 #include "common/Text.h"
 #include "config/ConfigFileParser.h"
+#include "config/LogTexts.h"
 #include "config/ObservedConfiguration.h"
 #include "config/OptionChecks.h"
 #include "config/OptionMap.h"
@@ -72,7 +73,7 @@ std::string reversion(LogCollector& lines, const std::string& iniFile) {
         return {};
     }
     const std::string reason = printableText(diagnosis.reversionReason());
-    if (reason.starts_with("The connection name [")) {
+    if (diagnosis.reversionReason().starts_with(LogTexts::reservedNamePrefix)) {
         return reason;
     }
     throw Failure(ExitStatus::Usage, "configuration [" + iniFile + "]: " + reason);

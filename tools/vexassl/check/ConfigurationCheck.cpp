@@ -6,10 +6,12 @@
 #include "common/LogCollector.h"
 #include "common/Text.h"
 #include "common/UnusedFiles.h"
+#include "config/LogTexts.h"
 #include "config/ObservedConfiguration.h"
 #include "config/OptionChecks.h"
 #include "config/StrategyOptions.h"
 #include "config/Vocabulary.h"
+#include "secure/LogTexts.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -90,7 +92,7 @@ private:
         const ParsedFile& last = checked.trace.lastFile();
         std::string text = checked.trace.unfitness();
         std::string id = "unreadable-file";
-        if (text.empty() && reason == L"Can't open config file") {
+        if (text.empty() && reason == convertNarrowToWide(LogTexts::unopenedFile)) {
             text = "cannot be opened: " + openingError(last.path());
         } else if (text.empty()) {
             id = "no-store";
@@ -233,7 +235,7 @@ private:
     static std::string causeText(const CredentialTrial& side) {
         std::string text = printableText(side.cause) + side.reason;
         for (const LoggedLine& line : side.lines) {
-            if (line.text.find(L"Probable cause: ") != std::wstring::npos) {
+            if (line.text.starts_with(LogTexts::unreadableKeyPrefix)) {
                 text += " " + printableText(line.text);
             }
         }

@@ -3,27 +3,23 @@
 #include "common/CertificateFolder.h"
 #include "common/ExitStatus.h"
 #include "common/Text.h"
+#include "config/LogTexts.h"
+#include "config/Vocabulary.h"
 
-#include <algorithm>
-#include <cwctype>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 namespace VexaSsl::tool {
 
 namespace {
 
-bool isWord(const std::wstring& value, std::wstring_view lowerWord) {
-    return std::equal(
-        value.begin(), value.end(), lowerWord.begin(), lowerWord.end(), [](wchar_t a, wchar_t b) {
-            return std::towlower(static_cast<std::wint_t>(a)) == static_cast<std::wint_t>(b);
-        });
-}
+namespace Definition = ConfigurationDefinition;
+
+constexpr CaseInsensitiveEqual isSameWord;
 
 std::string reversionText(const ConnectionOptions& options, const Diagnosis& diagnosis) {
     const std::string reason = printableText(diagnosis.reversionReason());
@@ -35,7 +31,7 @@ std::string reversionText(const ConnectionOptions& options, const Diagnosis& dia
     if (!std::ifstream(path)) {
         return "cannot open the ini file [" + options.iniFile + "]";
     }
-    if (reason == "Can't open config file") {
+    if (reason == LogTexts::unopenedFile) {
         return "cannot open the configuration store that [" + options.iniFile + "] names";
     }
     return "configuration [" + options.iniFile + "]: " + reason;
@@ -107,15 +103,18 @@ LoadedConfiguration::LoadedConfiguration(const ConnectionOptions& options, LineP
 }
 
 bool isPlain(const IConfig& config) {
-    return isWord(config.getValue(L"UseEncryption"), L"false");
+    return isSameWord(config.getValue(Definition::ConnectionOptions::UseEncryption),
+                      Definition::Values::False);
 }
 
 bool isOpportunistic(const IConfig& config) {
-    return isWord(config.getValue(L"UseEncryption"), L"opportunistically");
+    return isSameWord(config.getValue(Definition::ConnectionOptions::UseEncryption),
+                      Definition::Values::Opportunistically);
 }
 
 bool hasLogLayers(const IConfig& config) {
-    return isWord(config.getValue(L"InjectLogLayers"), L"true");
+    return isSameWord(config.getValue(Definition::ConnectionOptions::InjectLogLayers),
+                      Definition::Values::True);
 }
 
 void warnOfClearText(const ConnectionOptions& options, const IConfig& config,

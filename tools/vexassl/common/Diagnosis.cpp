@@ -1,6 +1,13 @@
 #include "common/Diagnosis.h"
 
+#include "certificates/LogTexts.h"
 #include "common/SecurityFailure.h"
+#include "config/LogTexts.h"
+#include "frame/ErrorText.h"
+#include "platform/contract/CryptoApi.h"
+#include "platform/contract/SecuritySupport.h"
+#include "secure/LogTexts.h"
+#include "strategies/LogTexts.h"
 
 #include <algorithm>
 #include <array>
@@ -12,28 +19,25 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Statuses of the security package and of chain verification, as the log prints them.
-constexpr std::uint32_t contextExpired = 0x00090317;
-constexpr std::uint32_t wrongPrincipal = 0x80090322;
-constexpr std::uint32_t illegalMessage = 0x80090326; // also a bare "handshake failure" alert
-constexpr std::uint32_t accessDenied = 0x8009030C;
-constexpr std::uint32_t certificateNameMismatch = 0x800B010F;
-constexpr std::uint32_t socketTimedOut = 10060;
+// The log prints statuses unsigned.
+constexpr std::uint32_t number(auto status) {
+    return static_cast<std::uint32_t>(status);
+}
 
 constexpr std::array<std::uint32_t, 13> trustStatuses = {
-    0x80090325, // untrusted root
-    0x80090327, // certificate unknown
-    0x80090328, // certificate expired
-    0x80090349, // wrong credential usage
-    0x8009035D, // policy
-    0x80092010, // revoked
-    0x80092012, // no revocation check
-    0x80096004, // bad signature in the chain
-    0x800B0101, // expired or not yet valid
-    0x800B0109, // untrusted root
-    0x800B010A, // chain incomplete
-    0x800B010C, // revoked
-    0x800B0110, // wrong usage
+    number(SEC_E_UNTRUSTED_ROOT),
+    number(SEC_E_CERT_UNKNOWN),
+    number(SEC_E_CERT_EXPIRED),
+    number(SEC_E_CERT_WRONG_USAGE),
+    0x8009035D,
+    number(CRYPT_E_REVOKED),
+    number(TRUST_E_CERT_SIGNATURE),
+    number(CRYPT_E_NO_REVOCATION_CHECK),
+    number(CERT_E_EXPIRED),
+    number(CERT_E_UNTRUSTEDROOT),
+    number(CERT_E_CHAINING),
+    number(CERT_E_REVOKED),
+    number(CERT_E_WRONG_USAGE),
 };
 
 bool isTrustStatus(std::uint32_t code) {
@@ -42,40 +46,41 @@ bool isTrustStatus(std::uint32_t code) {
 
 struct Rule {
     std::wstring_view start;
+    std::wstring_view next; // what follows it in the line
     ExitStatus status;
 };
 
-// Lines whose beginning alone tells the cause.
-constexpr std::array<Rule, 17> rules = {{
-    {L"Supplied value [", ExitStatus::Usage},
-    {L"Internal connection name [", ExitStatus::Usage},
-    {L"An unexpected C++ standard library exception occurred: invalid configuration",
-     ExitStatus::Usage},
-    {L"CertOpenStore failed with: ", ExitStatus::OwnCertificate},
-    {L"Tried to find a default certificate, but none were suitable", ExitStatus::OwnCertificate},
-    {L"Was not able to find a certificate with the name [", ExitStatus::OwnCertificate},
-    {L"User didn't select a certificate", ExitStatus::OwnCertificate},
-    {L"AcquireCredentialsHandle failed with: ", ExitStatus::OwnCertificate},
-    {L"Unable to obtain a certificate to authenticate the client by", ExitStatus::PeerNotTrusted},
-    {L"The certificate provided by the client is not trusted", ExitStatus::PeerNotTrusted},
-    {L"The certificate provided by the client is trusted, but not acceptable",
-     ExitStatus::NameMismatch},
-    {L"InitializeSecurityContext returned [SEC_I_INCOMPLETE_CREDENTIALS]",
-     ExitStatus::RefusedByPeer},
-    {L"Connection closed (during negotiation)", ExitStatus::Handshake},
-    {L"Renegotiate request received", ExitStatus::Handshake},
-    {L"EncryptMessage failed with: ", ExitStatus::Handshake},
-    {L"Can't establish a security context. ", ExitStatus::Handshake},
-    {L"A memory allocation failed. ", ExitStatus::Handshake},
+// Lines whose beginning alone shows the cause.
+constexpr std::array<Rule, 16> rules = {{
+    {LogTexts::suppliedValuePrefix, L"", ExitStatus::Usage},
+    {LogTexts::internalNamePrefix, L"", ExitStatus::Usage},
+    {LogTexts::storeOpening, failedWith, ExitStatus::OwnCertificate},
+    {LogTexts::noSuitableCertificate, L"", ExitStatus::OwnCertificate},
+    {LogTexts::noCertificateWithNamePrefix, L"", ExitStatus::OwnCertificate},
+    {LogTexts::noCertificateSelected, L"", ExitStatus::OwnCertificate},
+    {LogTexts::acquireCredentials, failedWith, ExitStatus::OwnCertificate},
+    {LogTexts::noClientCertificate, L"", ExitStatus::PeerNotTrusted},
+    {LogTexts::untrustedClient, L"", ExitStatus::PeerNotTrusted},
+    {LogTexts::unacceptableClient, L"", ExitStatus::NameMismatch},
+    {LogTexts::incompleteCredentials, L"", ExitStatus::RefusedByPeer},
+    {LogTexts::closedInNegotiation, L"", ExitStatus::Handshake},
+    {LogTexts::renegotiationRequest, L"", ExitStatus::Handshake},
+    {LogTexts::encryption, failedWith, ExitStatus::Handshake},
+    {LogTexts::noSecurityContextPrefix, L"", ExitStatus::Handshake},
+    {LogTexts::outOfMemoryPrefix, L"", ExitStatus::Handshake},
 }};
 
-// The number behind "<start> failed with: ", when the text is such a line.
-std::optional<std::uint32_t> failureCode(std::wstring_view text, std::wstring_view start) {
-    if (!text.starts_with(start)) {
+bool applies(const Rule& rule, std::wstring_view text) {
+    return text.starts_with(rule.start) && text.substr(rule.start.size()).starts_with(rule.next);
+}
+
+// The number in the line of a failed call; nothing in any other line.
+std::optional<std::uint32_t> failureCode(std::wstring_view text, std::wstring_view call) {
+    if (!applies({call, failedWith, ExitStatus::Well}, text)) {
         return std::nullopt;
     }
     std::uint32_t code = 0;
-    for (const wchar_t unit : text.substr(start.size())) {
+    for (const wchar_t unit : text.substr(call.size() + std::wstring_view(failedWith).size())) {
         if (unit < L'0' || unit > L'9') {
             break;
         }
@@ -85,7 +90,7 @@ std::optional<std::uint32_t> failureCode(std::wstring_view text, std::wstring_vi
 }
 
 ExitStatus transportCause(std::uint32_t code) {
-    return code == socketTimedOut ? ExitStatus::TimedOut : ExitStatus::Handshake;
+    return code == number(WSAETIMEDOUT) ? ExitStatus::TimedOut : ExitStatus::Handshake;
 }
 
 } // namespace
@@ -94,11 +99,11 @@ ExitStatus transportCause(std::uint32_t code) {
 // So the same status means "we don't trust them" before that flight and "they don't want us" after.
 ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
     const bool certificateSent = flightsSent >= 2;
-    if (certificateSent &&
-        (isTrustStatus(code) || code == illegalMessage || code == accessDenied)) {
+    if (certificateSent && (isTrustStatus(code) || code == number(SEC_E_ILLEGAL_MESSAGE) ||
+                            code == number(SEC_E_LOGON_DENIED))) {
         return ExitStatus::RefusedByPeer;
     }
-    if (code == wrongPrincipal || code == certificateNameMismatch) {
+    if (code == number(SEC_E_WRONG_PRINCIPAL) || code == number(CERT_E_CN_NO_MATCH)) {
         return ExitStatus::NameMismatch;
     }
     return isTrustStatus(code) ? ExitStatus::PeerNotTrusted : ExitStatus::Handshake;
@@ -106,24 +111,24 @@ ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
 
 void Diagnosis::observe(std::wstring_view text) {
     observeReversion(text);
-    if (text.starts_with(L"InitializeSecurityContext: Sending token to server")) {
+    if (text.starts_with(LogTexts::clientFlight)) {
         ++flightsSent;
     }
-    if (const auto client = failureCode(text, L"InitializeSecurityContext failed with: ")) {
+    if (const auto client = failureCode(text, LogTexts::clientStep)) {
         conclude(clientHandshakeCause(*client), text);
-    } else if (const auto server = failureCode(text, L"AcceptSecurityContext failed with: ")) {
+    } else if (const auto server = failureCode(text, LogTexts::serverStep)) {
         // A server doesn't judge the client inside the handshake, so a certificate's status here is
         // the client's refusal of the server's.
         conclude(isTrustStatus(*server) ? ExitStatus::RefusedByPeer : ExitStatus::Handshake, text);
-    } else if (const auto read = failureCode(text, L"::recv (during negotiation) failed with: ")) {
+    } else if (const auto read = failureCode(text, LogTexts::negotiationReceive)) {
         conclude(transportCause(*read), text);
-    } else if (const auto write = failureCode(text, L"::send (during negotiation) failed with: ")) {
+    } else if (const auto write = failureCode(text, LogTexts::negotiationSend)) {
         conclude(transportCause(*write), text);
-    } else if (const auto record = failureCode(text, L"DecryptMessage failed with: ")) {
+    } else if (const auto record = failureCode(text, LogTexts::decryption)) {
         observeRecordFailure(*record, text);
     }
     for (const Rule& rule : rules) {
-        if (text.starts_with(rule.start)) {
+        if (applies(rule, text)) {
             conclude(rule.status, text);
         }
     }
@@ -131,14 +136,14 @@ void Diagnosis::observe(std::wstring_view text) {
 
 // The peer's orderly closure is logged like a failure; it is an end.
 void Diagnosis::observeRecordFailure(std::uint32_t code, std::wstring_view text) {
-    if (code != contextExpired) {
-        alerted = cause == ExitStatus::Well && code == illegalMessage;
+    if (code != number(SEC_I_CONTEXT_EXPIRED)) {
+        alerted = cause == ExitStatus::Well && code == number(SEC_E_ILLEGAL_MESSAGE);
         conclude(ExitStatus::Handshake, text);
     }
 }
 
 void Diagnosis::observeReversion(std::wstring_view text) {
-    constexpr std::wstring_view notice = L"Reverting to NO ENCRYPTION";
+    constexpr std::wstring_view notice = LogTexts::fallbackNotice;
     if (text.ends_with(notice) && !reverted) {
         reverted = true;
         reversion = text == notice ? previous : std::wstring(text);

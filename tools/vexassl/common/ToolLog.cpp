@@ -3,6 +3,7 @@
 #include "common/JsonLine.h"
 #include "common/LogCollector.h"
 #include "common/Text.h"
+#include "secure/LogTexts.h"
 
 #include <cstdio>
 #include <mutex>
@@ -16,7 +17,7 @@ namespace {
 
 // The library warns of each overlapped receive that delivers nothing.
 bool isOrdinary(std::wstring_view text) {
-    return text.starts_with(L"::WSARecv completed asynchronously, but there were too few bytes");
+    return text.starts_with(LogTexts::tooFewBytes);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "common/SecurityFailure.h"
 #include "common/Text.h"
 #include "common/Watchdog.h"
+#include "config/Vocabulary.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/SecuritySupport.h"
 #include "secure/ContextBuffer.h"
@@ -23,6 +24,8 @@
 namespace VexaSsl::tool {
 
 namespace {
+
+namespace Values = ConfigurationDefinition::Values;
 
 // Without ISC_REQ_USE_SUPPLIED_CREDS the package stops where the server asks for a certificate; its
 // own has come by then.
@@ -163,9 +166,9 @@ CertificateHandle Probe::peerCertificate() {
 using Talk = std::function<void(ISocketStrategy&, SOCKET)>;
 
 // A name of its own, since the built-in ones are refused where TLS begins later.
-std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, const wchar_t* useEncryption) {
+std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, const std::wstring& useEncryption) {
     const auto config = constructDefaultSslConfiguration(log, L"Explained");
-    config->setValue(L"UseEncryption", useEncryption);
+    config->setValue(ConfigurationDefinition::ConnectionOptions::UseEncryption, useEncryption);
     return instantiateSocketStrategy(log, *config);
 }
 
@@ -217,7 +220,7 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
     LogCollector log;
     CertificateChain chain;
     std::string end;
-    connectAndTalk(*makeStrategy(log, L"False"), question,
+    connectAndTalk(*makeStrategy(log, Values::False), question,
                    [&](ISocketStrategy& strategy, SOCKET socket) {
                        if (!question.startTls.empty()) {
                            requestTls(question.startTls, strategy, socket);
@@ -249,9 +252,10 @@ TriedConnection tryConnection(const PeerQuestion& question) {
     };
     try {
         if (question.startTls.empty()) {
-            connectAndTalk(*makeStrategy(log, L"True"), question, [](ISocketStrategy&, SOCKET) {});
+            connectAndTalk(*makeStrategy(log, Values::True), question,
+                           [](ISocketStrategy&, SOCKET) {});
         } else {
-            connectAndTalk(*makeStrategy(log, L"Opportunistically"), question, switchOver);
+            connectAndTalk(*makeStrategy(log, Values::Opportunistically), question, switchOver);
         }
     } catch (const Failure& failure) {
         tried.failure = failure.what();

@@ -2,6 +2,7 @@
 
 #include "common/SendAll.h"
 #include "common/Text.h"
+#include "config/Vocabulary.h"
 #include "starttls/SmtpServer.h"
 
 #include <cstddef>
@@ -16,14 +17,17 @@ namespace VexaSsl::tool {
 
 namespace {
 
+namespace Definition = ConfigurationDefinition;
+
 constexpr std::size_t bufferSize = 32768;
 
 // How much is read and thrown away behind the last answer: closing while more lies there would
 // reset the connection before the peer has read it.
 constexpr std::size_t maximumDiscarded = 262144;
 
-std::string narrow(const IConfig& config, const std::wstring& key) {
-    return printableText(config.getValue(key));
+// The name and the value of an option.
+ConnectionFacts::value_type optionFact(const IConfig& config, const std::wstring& name) {
+    return {printableText(name), printableText(config.getValue(name))};
 }
 
 } // namespace
@@ -190,10 +194,10 @@ ConnectionFacts ServedConnection::facts() const {
         {"peer", peer},
         {"here", localAddressText(socket.get())},
         {"receives", service.options.overlapped ? "overlapped" : "blocking"},
-        {"UseEncryption", narrow(config, L"UseEncryption")},
-        {"RequireClientAuthentication", narrow(config, L"RequireClientAuthentication")},
-        {"ServerCertificateToSendName", narrow(config, L"ServerCertificateToSendName")},
-        {"ConnectionName", narrow(config, L"ConnectionName")},
+        optionFact(config, Definition::ConnectionOptions::UseEncryption),
+        optionFact(config, Definition::ConnectionOptions::RequireClientAuthentication),
+        optionFact(config, Definition::ConnectionOptions::ServerCertificateToSendName),
+        optionFact(config, Definition::InternalOnlyUtilityOptions::ConnectionName),
     };
 }
 

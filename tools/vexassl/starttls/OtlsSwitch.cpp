@@ -4,15 +4,18 @@
 #include "common/ConnectionOptions.h"
 #include "common/ExitStatus.h"
 #include "common/Text.h"
+#include "config/Vocabulary.h"
 
 namespace VexaSsl::tool {
 
 void requireSwitchable(const IConfig& config) {
     if (!isOpportunistic(config)) {
-        throw Failure(ExitStatus::Usage, "--starttls needs UseEncryption=Opportunistically in the "
-                                         "configuration of the connection, which says [" +
-                                             printableText(config.getValue(L"UseEncryption")) +
-                                             "]");
+        throw Failure(ExitStatus::Usage,
+                      "--starttls needs UseEncryption=Opportunistically in the "
+                      "configuration of the connection, which says [" +
+                          printableText(config.getValue(
+                              ConfigurationDefinition::ConnectionOptions::UseEncryption)) +
+                          "]");
     }
     // The strategy that can switch would lie below the layer, out of a host's reach.
     if (hasLogLayers(config)) {
