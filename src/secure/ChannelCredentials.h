@@ -6,11 +6,10 @@
 #pragma once
 
 #include "certificates/CertificateHandle.h"
-#include "certificates/CertificateInspector.h"
+#include "certificates/CertificateSelection.h"
 #include "certificates/CertificateStore.h"
 #include "secure/CredentialHandle.h"
 
-#include <functional>
 #include <string>
 
 namespace VexaSsl {
@@ -19,14 +18,11 @@ class SecureChannelOptions;
 
 class ChannelCredentials {
 public:
-    using ChoiceListener = std::function<void(PCCERT_CONTEXT)>;
-
     // Opens the store, chooses one certificate (or none) and acquires the credential. Throws
     // std::runtime_error when one of these fails, with the reason in the log; no second certificate
-    // is tried. A listener is told of the chosen one, null for none, before the credential is
-    // acquired: for a tool that shows what a start would use.
-    ChannelCredentials(ILog& sink, bool server, const SecureChannelOptions& channelOptions,
-                       const ChoiceListener& chosenListener = {});
+    // is tried. The observer may be null; it is called before the credential is acquired.
+    ChannelCredentials(ILog& log, bool isServer, const SecureChannelOptions& options,
+                       ISelectionObserver* observer = nullptr);
     ChannelCredentials(const ChannelCredentials&) = delete;
     ChannelCredentials& operator=(const ChannelCredentials&) = delete;
 
@@ -35,22 +31,15 @@ private:
     ILog& log;
     const SecureChannelOptions& options;
     CertificateStore store;
-    CertificateInspector inspector;
 
 public:
     CredentialHandle credentialHandle; // never empty on a complete object
 
 private:
     bool isServer;
-    CertificateHandleList candidates; // suitable certificates that weren't taken; never used again
+    CertificateSelection selection;
 
     CertificateHandle chooseCertificate();
-    CertificateHandle chooseAnySuitable();
-    CertificateHandle chooseByName();
-    CertificateHandle chooseFromUserInterface();
-    void gatherDefaultCertificates();
-    CertificateHandleList findDefaultsForServer() const;
-    std::wstring getFullyQualifiedComputerName() const;
     void acquireCredentials(PCCERT_CONTEXT certificate);
     [[noreturn]] void refuseCredentials(SECURITY_STATUS status) const;
     std::wstring currentUserName() const;

@@ -13,4 +13,9 @@ inline void freeCredentials(CredHandle& handle) noexcept {
 
 using CredentialHandle = OwnedHandle<CredHandle, freeCredentials>;
 
+// Acquires the credential of a server (else client) on a certificate, null for none. Returns the
+// package's status; acquired is set only with SEC_E_OK.
+SECURITY_STATUS acquireCredential(PCCERT_CONTEXT certificate, bool isServer,
+                                  CredentialHandle& acquired);
+
 } // namespace VexaSsl

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace VexaSsl::test {
 namespace {
@@ -11,6 +12,7 @@ namespace {
 using testing::Each;
 using testing::ElementsAre;
 using testing::Ne;
+using testing::StrictMock;
 using Calls = std::vector<std::string>;
 
 const LogLine foundOne{Severity::Info, L"Found a certificate to try"};
@@ -159,6 +161,20 @@ TEST_F(CredentialsDefaultTest, serverSearchesNameThenUsageThenComparesThenVerifi
     EXPECT_EQ(order,
               (Calls{"GetComputerNameExW", "CertFindCertificateInStore", "CertCompareCertificate",
                      "CertGetCertificateChain", "AcquireCredentialsHandleW"}));
+}
+
+TEST_F(CredentialsDefaultTest, eachCertificatePassedOverIsObservedWithItsReason) {
+    shelf.foundByName = {shelf.make(), shelf.make(), shelf.make(), shelf.make()};
+    const auto& [wrongUsage, untrusted, first, last] = std::tie(
+        shelf.foundByName[0], shelf.foundByName[1], shelf.foundByName[2], shelf.foundByName[3]);
+    shelf.foundByUsage = {untrusted, first, last};
+    shelf.untrusted = {untrusted};
+    StrictMock<SelectionObserver> observer;
+    EXPECT_CALL(observer, passedOver(wrongUsage, PassedOver::WrongUsage));
+    EXPECT_CALL(observer, passedOver(untrusted, PassedOver::NotTrusted));
+    EXPECT_CALL(observer, passedOver(first, PassedOver::NotLast));
+    EXPECT_CALL(observer, chosen(last));
+    make(server, &observer);
 }
 
 TEST_F(CredentialsDefaultTest, computerNameThatCantBeReadIsEmptyAndNotReported) {

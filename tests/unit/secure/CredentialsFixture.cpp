@@ -66,9 +66,10 @@ void CredentialsTest::refuseToAcquire(SECURITY_STATUS status) {
     platform.AcquireCredentialsHandleW = [=](auto...) { return status; };
 }
 
-std::unique_ptr<ChannelCredentials> CredentialsTest::make(bool isServer) {
+std::unique_ptr<ChannelCredentials> CredentialsTest::make(bool isServer,
+                                                          ISelectionObserver* observer) {
     options = std::make_unique<SecureChannelOptions>(log, config);
-    return std::make_unique<ChannelCredentials>(log, isServer, *options);
+    return std::make_unique<ChannelCredentials>(log, isServer, *options, observer);
 }
 
 std::string CredentialsTest::failure(bool isServer) {

@@ -8,6 +8,7 @@
 #include "fakes/CollectingLog.h"
 #include "secure/ChannelCredentials.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -23,6 +24,11 @@ inline const LogLine succeeded{Severity::Debug, L"AcquireCredentialsHandle succe
 inline constexpr bool server = true;
 inline constexpr bool client = false;
 
+struct SelectionObserver : ISelectionObserver {
+    MOCK_METHOD(void, chosen, (PCCERT_CONTEXT), (override));
+    MOCK_METHOD(void, passedOver, (PCCERT_CONTEXT, PassedOver), (override));
+};
+
 struct CredentialsTest : testing::Test {
     CredentialsTest();
     ~CredentialsTest() override;
@@ -35,7 +41,7 @@ struct CredentialsTest : testing::Test {
     void userPicks(PCCERT_CONTEXT certificate);
     void refuseToAcquire(SECURITY_STATUS status);
 
-    std::unique_ptr<ChannelCredentials> make(bool isServer);
+    std::unique_ptr<ChannelCredentials> make(bool isServer, ISelectionObserver* observer = nullptr);
 
     // The text of the exception that the construction throws.
     std::string failure(bool isServer);

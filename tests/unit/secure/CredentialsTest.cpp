@@ -12,6 +12,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::Ne;
 using testing::Not;
+using testing::StrictMock;
 using Calls = std::vector<std::string>;
 
 TEST_F(CredentialsTest, clientWithDefaultsSearchesNothingButOpensAndClosesTheStore) {
@@ -100,26 +101,30 @@ TEST_F(CredentialsTest, lastOfSeveralCertificatesWithTheNameIsUsedSilently) {
     EXPECT_THAT(log.lines, ElementsAre(opening, succeeded));
 }
 
-TEST_F(CredentialsTest, listenerIsToldOfTheChosenCertificateBeforeItIsAcquired) {
+TEST_F(CredentialsTest, chosenCertificateIsObservedBeforeItIsAcquired) {
     const PCCERT_CONTEXT last = shelf.make();
     shelf.foundByName = {shelf.make(), last};
     serverSends(L"alpha");
-    const SecureChannelOptions channelOptions(log, config);
-    std::vector<PCCERT_CONTEXT> told;
-    const ChannelCredentials credentials(log, server, channelOptions, [&](PCCERT_CONTEXT chosen) {
+    StrictMock<SelectionObserver> observer;
+    EXPECT_CALL(observer, passedOver(shelf.foundByName[0], PassedOver::NotLast));
+    EXPECT_CALL(observer, chosen(last)).WillOnce([&](PCCERT_CONTEXT) {
         EXPECT_TRUE(certificatesAcquired.empty());
-        told.push_back(chosen);
     });
-    EXPECT_THAT(told, ElementsAre(last));
+    make(server, &observer);
     EXPECT_THAT(certificatesAcquired, ElementsAre(last));
 }
 
-TEST_F(CredentialsTest, listenerIsToldOfNoneWhenNoneIsSent) {
-    const SecureChannelOptions channelOptions(log, config);
-    std::vector<PCCERT_CONTEXT> told;
-    const ChannelCredentials credentials(log, client, channelOptions,
-                                         [&](PCCERT_CONTEXT chosen) { told.push_back(chosen); });
-    EXPECT_THAT(told, ElementsAre(nullptr));
+TEST_F(CredentialsTest, nothingIsObservedWhenNoCertificateIsSent) {
+    StrictMock<SelectionObserver> observer;
+    make(client, &observer);
+}
+
+TEST_F(CredentialsTest, pickedCertificateIsObserved) {
+    const PCCERT_CONTEXT picked = shelf.make();
+    userPicks(picked);
+    StrictMock<SelectionObserver> observer;
+    EXPECT_CALL(observer, chosen(picked));
+    make(server, &observer);
 }
 
 TEST_F(CredentialsTest, serverSearchesItsOwnName) {

@@ -1,6 +1,5 @@
 #include "certificates/CredentialTrial.h"
 
-#include "certificates/CertificateStore.h"
 #include "common/SecurityFailure.h"
 #include "config/SecureChannelOptions.h"
 #include "secure/ChannelCredentials.h"
@@ -29,20 +28,24 @@ const char* choiceName(CertificateChoice choice) {
     return "none";
 }
 
-// None in a store that can't be opened: the credential meets the same and logs it.
-std::size_t countMatches(const SecureChannelOptions& options, bool isServer) {
-    LogCollector unheard;
-    try {
-        const CertificateStore store(unheard);
-        return store
-            .findByName(isServer ? options.serverCertificateName : options.clientCertificateName)
-            .size();
-    } catch (const std::runtime_error&) {
-        return 0;
-    }
-}
+// Notes the certificate that is chosen, and how many were found for it.
+class ChosenCertificate : public ISelectionObserver {
+public:
+    explicit ChosenCertificate(CredentialTrial& trial) : trial(trial) {}
 
-// The last Error line says what the connection failed of; the ones before it are on the way there.
+    void chosen(PCCERT_CONTEXT certificate) override {
+        trial.certificate = factsOf(certificate);
+        ++found;
+    }
+    void passedOver(PCCERT_CONTEXT, PassedOver) override { ++found; }
+
+    std::size_t found = 0;
+
+private:
+    CredentialTrial& trial;
+};
+
+// The last Error line has the reason; those before it are of searches on the way there.
 std::wstring causeOf(const std::vector<LoggedLine>& lines) {
     const auto last = std::find_if(lines.rbegin(), lines.rend(), [](const LoggedLine& line) {
         return line.severity == Severity::Error;
@@ -55,26 +58,22 @@ std::wstring causeOf(const std::vector<LoggedLine>& lines) {
 CredentialTrial tryCredentials(const IConfig& config, bool isServer) {
     LogCollector log;
     const SecureChannelOptions options(log, config);
-    CredentialTrial side;
-    side.isServer = isServer;
-    side.choice = choiceName(options.certificateChoice(isServer));
+    const CertificateChoice choice = options.certificateChoice(isServer);
+    CredentialTrial trial;
+    trial.isServer = isServer;
+    trial.choice = choiceName(choice);
+    ChosenCertificate observer(trial);
     try {
-        if (options.certificateChoice(isServer) == CertificateChoice::ByName) {
-            side.matches = countMatches(options, isServer);
-        }
-        const ChannelCredentials credentials(log, isServer, options, [&](PCCERT_CONTEXT chosen) {
-            if (chosen != nullptr) {
-                side.certificate = factsOf(chosen);
-            }
-        });
-        side.usable = true;
+        const ChannelCredentials credentials(log, isServer, options, &observer);
+        trial.usable = true;
     } catch (const std::runtime_error&) {
-        side.usable = false; // the log says why
+        trial.usable = false; // the log says why
     }
-    side.lines = log.take();
-    side.cause = side.usable ? std::wstring() : causeOf(side.lines);
-    side.reason = securityFailureSuffix(side.cause);
-    return side;
+    trial.matches = choice == CertificateChoice::ByName ? observer.found : 0;
+    trial.lines = log.take();
+    trial.cause = trial.usable ? std::wstring() : causeOf(trial.lines);
+    trial.reason = securityFailureSuffix(trial.cause);
+    return trial;
 }
 
 } // namespace VexaSsl::tool

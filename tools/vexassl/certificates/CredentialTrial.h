@@ -1,5 +1,5 @@
-// What a connection would bring of its own in a role: the certificate that the options choose, and
-// a credential built on it and its key. The library's own code does it, without a peer.
+// What a connection would send of its own in a role: the certificate that the options choose, and a
+// credential built on it and its key. The library's own code chooses and builds, without a peer.
 //
 // Stateless; any thread.
 #pragma once
@@ -22,11 +22,11 @@ struct CredentialTrial {
     std::optional<CertificateFacts> certificate;
     std::size_t matches = 0;       // of a choice by name
     std::vector<LoggedLine> lines; // what the library logged
-    std::wstring cause;            // of a failure: the line that tells it
+    std::wstring cause;            // of a failure: the Error line with the reason
     std::string reason;            // of a failure of the security library: ": REASON"
 };
 
-// The configuration's values must be good.
+// The values of the configuration must be valid.
 CredentialTrial tryCredentials(const IConfig& config, bool isServer);
 
 } // namespace VexaSsl::tool

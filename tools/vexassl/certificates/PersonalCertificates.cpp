@@ -2,6 +2,7 @@
 
 #include "VexaSsl/IConfig.h"
 #include "certificates/CertificateInspector.h"
+#include "certificates/CertificateSelection.h"
 #include "common/ExitStatus.h"
 #include "common/Text.h"
 #include "config/OptionChecks.h"
@@ -9,7 +10,6 @@
 #include "config/Vocabulary.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/SecuritySupport.h"
-#include "platform/contract/WindowsBase.h"
 #include "secure/ChannelCredentials.h"
 
 #include <algorithm>
@@ -34,27 +34,9 @@ std::string lastLine(const std::vector<LoggedLine>& lines, Severity least) {
     return found == lines.rend() ? std::string() : shownLine(found->text);
 }
 
-// Whether a credential can be built on the certificate, as a connection would.
-SECURITY_STATUS tryKey(PCCERT_CONTEXT certificate) {
-    PCCERT_CONTEXT certificates[1] = {certificate};
-    SCHANNEL_CRED description{};
-    description.dwVersion = SCHANNEL_CRED_VERSION;
-    description.cCreds = 1;
-    description.paCred = certificates;
-    wchar_t package[] = L"Microsoft Unified Security Protocol Provider";
-    CredHandle handle{};
-    TimeStamp expiry{};
-    const SECURITY_STATUS status =
-        platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_INBOUND, nullptr,
-                                            &description, nullptr, nullptr, &handle, &expiry);
-    if (status == SEC_E_OK) {
-        platform::FreeCredentialsHandle(&handle);
-    }
-    return status;
-}
-
 void readKey(PCCERT_CONTEXT certificate, PersonalCertificate& entry) {
-    const SECURITY_STATUS status = tryKey(certificate);
+    CredentialHandle credential;
+    const SECURITY_STATUS status = acquireCredential(certificate, true, credential);
     entry.key = status == SEC_E_OK                    ? KeyVerdict::Usable
                 : status == SEC_E_UNKNOWN_CREDENTIALS ? KeyVerdict::Unreadable
                 : status == SEC_E_NO_CREDENTIALS      ? KeyVerdict::Missing
@@ -76,19 +58,6 @@ void readVerdicts(PCCERT_CONTEXT certificate, PersonalCertificate& entry) {
             }
         }
     }
-}
-
-// As the credentials ask for it.
-std::wstring machineName() {
-    DWORD size = 0;
-    platform::GetComputerNameExW(ComputerNameDnsFullyQualified, nullptr, &size);
-    std::wstring name(size, L'\0');
-    if (size == 0 ||
-        !platform::GetComputerNameExW(ComputerNameDnsFullyQualified, name.data(), &size)) {
-        return {};
-    }
-    name.resize(size);
-    return name;
 }
 
 bool isEncrypted(const IConfig& config) {
@@ -116,17 +85,44 @@ void describe(const SecureChannelOptions& options, RoleChoice& choice) {
         return;
     case CertificateChoice::AnySuitable:
         choice.identifier = "any";
-        choice.text = choice.isServer
-                          ? "takes the last one that names this machine [" +
-                                shownLine(machineName()) + "], is meant for servers and is trusted"
-                          : "takes the last one that is meant for clients and is "
-                            "trusted";
+        choice.text = choice.isServer ? "takes the last one that names this machine [" +
+                                            shownLine(fullyQualifiedComputerName()) +
+                                            "], is meant for servers and is trusted"
+                                      : "takes the last one that is meant for clients and is "
+                                        "trusted";
         return;
     case CertificateChoice::FromUserInterface:
         choice.identifier = "picker";
         choice.text = "asks the user";
         return;
     }
+}
+
+Loss wrongUsage(bool isServer) {
+    return {0, "usage", isServer ? "it isn't marked for servers" : "it isn't marked for clients"};
+}
+
+Loss lossFor(PassedOver reason, const PersonalCertificate& entry, bool isServer) {
+    switch (reason) {
+    case PassedOver::WrongUsage:
+        return wrongUsage(isServer);
+    case PassedOver::NotTrusted:
+        return {0, "chain", "it isn't trusted: " + entry.reason[isServer]};
+    case PassedOver::NotLast:
+        break;
+    }
+    return {0, "later", "another one that fits comes later in the store"};
+}
+
+// A client's suitable certificates are searched for by usage, all others by name.
+Loss reasonOfUnfound(const SecureChannelOptions& options, CertificateChoice way, bool isServer) {
+    if (way == CertificateChoice::AnySuitable && !isServer) {
+        return wrongUsage(isServer);
+    }
+    const std::wstring name = way == CertificateChoice::AnySuitable ? fullyQualifiedComputerName()
+                              : isServer                            ? options.serverCertificateName
+                                                                    : options.clientCertificateName;
+    return {0, "name", "its subject doesn't have [" + shownFileText(name) + "] in it"};
 }
 
 } // namespace
@@ -152,14 +148,6 @@ void PersonalCertificates::read() {
         entries.push_back(std::move(entry));
         handles.emplace_back(platform::CertDuplicateCertificateContext(current.get()));
     }
-    for (const bool forServer : {false, true}) {
-        for (const CertificateHandle& hit : store->findByEnhancedKeyUsage(forServer)) {
-            for (std::size_t i = 0; i < handles.size(); ++i) {
-                entries[i].marked[forServer] =
-                    entries[i].marked[forServer] || areSame(handles[i].get(), hit.get());
-            }
-        }
-    }
 }
 
 // The last of several that are the same, since that is the one that a choice takes.
@@ -169,17 +157,6 @@ std::size_t PersonalCertificates::placeOf(PCCERT_CONTEXT certificate) const {
         place = areSame(handles[i].get(), certificate) ? i : place;
     }
     return place;
-}
-
-std::vector<bool> PersonalCertificates::foundByName(const std::wstring& name) const {
-    std::vector<bool> found(handles.size());
-    for (const CertificateHandle& hit : store->findByName(name)) {
-        for (std::size_t i = 0; i < handles.size(); ++i) {
-            found[i] = found[i] || areSame(handles[i].get(), hit.get());
-        }
-    }
-    log.take();
-    return found;
 }
 
 std::vector<LoggedLine> PersonalCertificates::walk() const {
@@ -208,8 +185,8 @@ RoleChoice PersonalCertificates::choose(const std::string& connection, const ICo
     try {
         const SecureChannelOptions options(lines, config);
         describe(options, choice);
-        makeCredentials(options, lines, choice);
-        tellLosses(choice, options);
+        const Reasons reasons = makeCredentials(options, lines, choice);
+        explainPassedOver(choice, options, reasons);
     } catch (const std::exception& error) {
         const std::string line = lastLine(lines.take(), Severity::Error);
         choice.failure = line.empty() ? error.what() : line;
@@ -217,51 +194,53 @@ RoleChoice PersonalCertificates::choose(const std::string& connection, const ICo
     return choice;
 }
 
-void PersonalCertificates::makeCredentials(const SecureChannelOptions& options, LogCollector& lines,
-                                           RoleChoice& choice) const {
-    const auto listen = [&](PCCERT_CONTEXT chosen) {
-        if (chosen != nullptr) {
-            choice.chosen = placeOf(chosen);
+// Makes credentials as a connection does. Returns the reason of each certificate that was passed
+// over; none for those that no search found.
+PersonalCertificates::Reasons
+PersonalCertificates::makeCredentials(const SecureChannelOptions& options, LogCollector& lines,
+                                      RoleChoice& choice) const {
+    struct Observer : ISelectionObserver {
+        Observer(const PersonalCertificates& certificates, RoleChoice& choice)
+            : certificates(certificates), choice(choice), reasons(certificates.entries.size()) {}
+
+        void chosen(PCCERT_CONTEXT certificate) override {
+            choice.chosen = certificates.placeOf(certificate);
         }
-    };
+        void passedOver(PCCERT_CONTEXT certificate, PassedOver reason) override {
+            for (std::size_t i = 0; i < reasons.size(); ++i) {
+                if (areSame(certificates.handles[i].get(), certificate)) {
+                    reasons[i] = reason;
+                }
+            }
+        }
+
+        const PersonalCertificates& certificates;
+        RoleChoice& choice;
+        Reasons reasons;
+    } observer(*this, choice);
     try {
-        const ChannelCredentials credentials(lines, choice.isServer, options, listen);
+        const ChannelCredentials credentials(lines, choice.isServer, options, &observer);
     } catch (const std::runtime_error& error) {
-        // The store's own closing line comes behind the reason, as Debug.
+        // The store's own closing line follows the reason, as Debug.
         const std::string line = lastLine(lines.take(), Severity::Error);
         choice.failure = line.empty() ? error.what() : line;
     }
+    return observer.reasons;
 }
 
-// The steps of the choice, one certificate after the other.
-void PersonalCertificates::tellLosses(RoleChoice& choice,
-                                      const SecureChannelOptions& options) const {
-    const bool isServer = choice.isServer;
-    const bool mustBeSuitable = choice.identifier == "any";
-    if (!mustBeSuitable && choice.identifier != "by-name") {
+void PersonalCertificates::explainPassedOver(RoleChoice& choice,
+                                             const SecureChannelOptions& options,
+                                             const Reasons& reasons) const {
+    const CertificateChoice way = options.certificateChoice(choice.isServer);
+    if (way != CertificateChoice::AnySuitable && way != CertificateChoice::ByName) {
         return;
     }
-    const std::wstring name = mustBeSuitable ? machineName()
-                              : isServer     ? options.serverCertificateName
-                                             : options.clientCertificateName;
-    const std::vector<bool> named =
-        mustBeSuitable && !isServer ? std::vector<bool>(entries.size(), true) : foundByName(name);
+    const Loss unfound = reasonOfUnfound(options, way, choice.isServer);
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        const PersonalCertificate& entry = entries[i];
-        if (choice.chosen == i) {
-            continue;
-        }
-        if (!named[i]) {
-            choice.losses.push_back(
-                {i, "name", "its subject doesn't have [" + shownFileText(name) + "] in it"});
-        } else if (mustBeSuitable && !entry.marked[isServer]) {
-            choice.losses.push_back(
-                {i, "usage",
-                 isServer ? "it isn't marked for servers" : "it isn't marked for clients"});
-        } else if (mustBeSuitable && !entry.trusted[isServer]) {
-            choice.losses.push_back({i, "chain", "it isn't trusted: " + entry.reason[isServer]});
-        } else {
-            choice.losses.push_back({i, "later", "another one that fits comes later in the store"});
+        if (choice.chosen != i) {
+            Loss loss = reasons[i] ? lossFor(*reasons[i], entries[i], choice.isServer) : unfound;
+            loss.certificate = i;
+            choice.losses.push_back(std::move(loss));
         }
     }
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "certificates/CertificateFacts.h"
+#include "certificates/CertificateSelection.h"
 #include "certificates/CertificateStore.h"
 #include "common/LogCollector.h"
 
@@ -32,10 +33,9 @@ struct PersonalCertificate {
     CertificateFacts facts;
     KeyVerdict key = KeyVerdict::Missing;
     std::string keyText; // the system's words when the key isn't usable
+    // Index 1: for servers, index 0: for clients.
     bool trusted[2] = {false, false};
     std::string reason[2]; // why it isn't
-    // Index 1: for servers, index 0: for clients.
-    bool marked[2] = {false, false}; // its usages name the purpose; an unrestricted one doesn't
 
     bool isUsable(bool forServer) const { return key == KeyVerdict::Usable && trusted[forServer]; }
 };
@@ -79,10 +79,12 @@ public:
 private:
     void read();
     std::size_t placeOf(PCCERT_CONTEXT certificate) const;
-    std::vector<bool> foundByName(const std::wstring& name) const;
-    void makeCredentials(const SecureChannelOptions& options, LogCollector& lines,
-                         RoleChoice& choice) const;
-    void tellLosses(RoleChoice& choice, const SecureChannelOptions& options) const;
+    // The reason of each entry, in their order.
+    using Reasons = std::vector<std::optional<PassedOver>>;
+    Reasons makeCredentials(const SecureChannelOptions& options, LogCollector& lines,
+                            RoleChoice& choice) const;
+    void explainPassedOver(RoleChoice& choice, const SecureChannelOptions& options,
+                           const Reasons& reasons) const;
 
     mutable LogCollector log; // outlives the store
     std::unique_ptr<CertificateStore> store;
