@@ -3,11 +3,12 @@
 #include "common/ProcessSetup.h"
 #include "common/StopSignal.h"
 #include "common/Text.h"
+#include "config/Vocabulary.h"
 #include "serve/ForcedExit.h"
 #include "serve/Server.h"
+#include "serve/StartCheck.h"
 #include "starttls/OtlsSwitch.h"
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -17,41 +18,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Finds a missing certificate, an unreadable key or a bad option before the first client does. A
-// stack remembers the socket of an AcceptEx even when the call fails, and completeAcceptEx makes
-// the server's credentials before it reads anything. So with a socket that was never connected it
-// goes just that far, and without encryption it does nothing.
-void checkCredentials(const IConfig& config, LinePrinter& printer) {
-    ToolLog log(printer);
-    log.silence();
-    const auto strategy = makeStrategy(log, config);
-    const OwnedSocket unconnected(platform::socket(AF_INET, SOCK_STREAM, 0));
-    if (!unconnected.valid()) {
-        throw Failure(ExitStatus::CannotConnect,
-                      "cannot make a socket: " + socketErrorText(platform::WSAGetLastError()));
-    }
-    std::array<char, 2 * (sizeof(sockaddr_storage) + 16)> addresses{};
-    DWORD received = 0;
-    OVERLAPPED state{};
-    constexpr DWORD room = sizeof(sockaddr_storage) + 16;
-    strategy->AcceptEx(INVALID_SOCKET, unconnected.get(), addresses.data(), 0, room, room,
-                       &received, &state);
-    strategy->completeAcceptEx();
-    const Diagnosis diagnosis = log.diagnosis();
-    if (diagnosis.status() == ExitStatus::Usage ||
-        diagnosis.status() == ExitStatus::OwnCertificate) {
-        throw Failure(diagnosis.status(), causeText(diagnosis));
-    }
-}
-
-// A stack that begins in the clear shows its faults at the switch. What it will need there is what
-// an encrypting one needs at once.
-void checkSwitch(IConfig& config, LinePrinter& printer) {
-    const std::wstring encryption = config.getValue(L"UseEncryption");
-    config.setValue(L"UseEncryption", L"True");
-    checkCredentials(config, printer);
-    config.setValue(L"UseEncryption", encryption);
-}
+namespace Options = ConfigurationDefinition::ConnectionOptions;
 
 void expectClient(const ServeOptions& options, IConfig& config) {
     if (options.expectClient.empty()) {
@@ -62,22 +29,21 @@ void expectClient(const ServeOptions& options, IConfig& config) {
                       "--expect-client needs a configuration with encryption (with --starttls when "
                       "it says Opportunistically): clear text has no certificates");
     }
-    config.setValue(L"RequireClientAuthentication", L"True");
-    config.setValue(L"AcceptableClientCertificateToReceiveNames",
+    config.setValue(Options::RequireClientAuthentication, ConfigurationDefinition::Values::True);
+    config.setValue(Options::AcceptableClientCertificateToReceiveNames,
                     widenedBytes(options.expectClient));
 }
 
-// What can be judged before anybody calls.
-void settle(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
+// Checks what can be checked before the first client.
+void prepare(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
     expectClient(options, config);
-    if (options.startTls.empty()) {
+    const bool clientsCanSwitch = !options.startTls.empty();
+    if (clientsCanSwitch) {
+        requireSwitchable(config);
+    } else {
         warnOfClearText(options.connection, config, printer);
-        checkCredentials(config, printer);
-        return;
     }
-    requireSwitchable(config);
-    checkCredentials(config, printer);
-    checkSwitch(config, printer);
+    checkStart(config, clientsCanSwitch, printer);
 }
 
 // Peers beyond what the system grants wait in the queue, instead of taking the descriptors without
@@ -103,7 +69,7 @@ ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
 ExitStatus runServe(const ServeOptions& asked) {
     LinePrinter printer;
     LoadedConfiguration configuration(asked.connection, printer);
-    settle(asked, configuration.config(), printer);
+    prepare(asked, configuration.config(), printer);
     const ServeOptions options = fittedToSystem(asked, printer);
     Listener listener =
         listenOn({withoutBrackets(options.listenAddress), std::to_string(options.port)});

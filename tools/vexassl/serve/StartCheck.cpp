@@ -1,0 +1,37 @@
+#include "serve/StartCheck.h"
+
+#include "common/ConnectionOptions.h"
+#include "config/SecureChannelOptions.h"
+#include "secure/ChannelCredentials.h"
+
+#include <stdexcept>
+
+namespace VexaSsl::tool {
+
+namespace {
+
+[[noreturn]] void refuse(const ToolLog& log) {
+    const Diagnosis diagnosis = log.diagnosis();
+    throw Failure(diagnosis.status(), causeText(diagnosis));
+}
+
+} // namespace
+
+void checkStart(const IConfig& config, bool clientsCanSwitch, LinePrinter& printer) {
+    ToolLog log(printer);
+    log.silence();
+    makeStrategy(log, config);
+    if (isPlain(config) || (isOpportunistic(config) && !clientsCanSwitch)) {
+        return;
+    }
+    try {
+        const SecureChannelOptions options(log, config);
+        const ChannelCredentials credentials(log, true, options);
+    } catch (const std::out_of_range&) {
+        refuse(log);
+    } catch (const std::runtime_error&) {
+        refuse(log);
+    }
+}
+
+} // namespace VexaSsl::tool
