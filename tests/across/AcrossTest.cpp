@@ -1,4 +1,4 @@
-// vexassl of one system talks to vexassl of the other, each way round.
+// Connections between vexassl of one system and vexassl of the other, in both roles.
 #include "across/Systems.h"
 #include "integration/support/Pattern.h"
 
@@ -15,7 +15,7 @@ using ::testing::HasSubstr;
 const std::string serverCertificate = "case server-rsa,";
 const std::string clientCertificate = "case client, client.test";
 
-// A file of so many known bytes.
+// Returns a file with that many known bytes.
 std::filesystem::path fileOf(std::size_t size) {
     const Pattern pattern;
     const auto file = freshFile(".data");
@@ -28,7 +28,7 @@ std::filesystem::path fileOf(std::size_t size) {
     return file;
 }
 
-// The exit status of a program that has a lot to do, on a machine that may be busy.
+// Returns the exit status of a program that may run long.
 int statusInTheEnd(Command& program) {
     int status = -1;
     for (int tries = 0; status == -1 && tries < 4; ++tries) {
@@ -48,7 +48,7 @@ void expectBytesComeBack(Server& server, System client, std::size_t size) {
 
 constexpr std::size_t mebibyte = std::size_t{1} << 20;
 
-// The parameter is the server's system; the client is of the other.
+// The parameter is the server's system; the client runs on the other.
 class Across : public ::testing::TestWithParam<System> {
 protected:
     System server() const { return GetParam(); }
@@ -59,19 +59,19 @@ INSTANTIATE_TEST_SUITE_P(Servers, Across,
                          ::testing::Values(System::linuxSystem, System::windowsSystem),
                          [](const auto& kind) { return nameOf(kind.param); });
 
-TEST_P(Across, sixtyFourMebibytesComeBackByteForByte) {
+TEST_P(Across, sixtyFourMebibytesAreEchoedUnchanged) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(server(), sending(serverCertificate));
     expectBytesComeBack(running, client(), 64 * mebibyte);
 }
 
-TEST_P(Across, overlappedServiceBringsEveryByteBack) {
+TEST_P(Across, overlappedServerEchoesEveryByte) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(server(), sending(serverCertificate), {"--overlapped"});
     expectBytesComeBack(running, client(), 16 * mebibyte);
 }
 
-TEST_P(Across, bothLogLayersTellOfOneConnectionOnEachSide) {
+TEST_P(Across, bothLogLayersLogAConnectionOnEachSide) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     const Options layers = {{"InjectLogLayers", "True"}, {"MinimumSeverityToLog", "Debug"}};
     Server running = serve(server(), sending(serverCertificate, layers));
@@ -89,7 +89,7 @@ TEST_P(Across, bothLogLayersTellOfOneConnectionOnEachSide) {
     }
 }
 
-TEST_P(Across, aLineComesBackBeforeTheInputEnds) {
+TEST_P(Across, lineIsEchoedBeforeTheInputEnds) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(server(), sending(serverCertificate));
     Command caller(tool(client(), {"connect", running.target()}, secure()), Command::Input::open());
@@ -99,7 +99,7 @@ TEST_P(Across, aLineComesBackBeforeTheInputEnds) {
     EXPECT_EQ(caller.exitStatus(), 0) << caller.errors();
 }
 
-// --- Which certificate a Windows server sends, as a Linux client judges it: chosen by its name.
+// --- Certificates of a Windows server, chosen by their name, as a Linux client verifies them.
 
 int statusOfLinuxClient(const std::string& certificate) {
     Server running = serve(System::windowsSystem, sending(certificate));
@@ -107,27 +107,27 @@ int statusOfLinuxClient(const std::string& certificate) {
     return caller.exitStatus();
 }
 
-TEST(ServerCertificateOfWindows, isTakenWhenItsNameAndAuthorityAreRight) {
+TEST(ServerCertificateOfWindows, acceptedWithTheRightNameAndAuthority) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     EXPECT_EQ(statusOfLinuxClient(serverCertificate), 0);
 }
 
-TEST(ServerCertificateOfWindows, isRefusedForItsName) {
+TEST(ServerCertificateOfWindows, refusedForItsName) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     EXPECT_EQ(statusOfLinuxClient("case wrong-name,"), 6);
 }
 
-TEST(ServerCertificateOfWindows, isRefusedForItsAuthority) {
+TEST(ServerCertificateOfWindows, refusedForItsAuthority) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     EXPECT_EQ(statusOfLinuxClient("case untrusted,"), 5);
 }
 
-TEST(ServerCertificateOfWindows, isRefusedForItsAge) {
+TEST(ServerCertificateOfWindows, refusedAfterItsExpiry) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     EXPECT_EQ(statusOfLinuxClient("case expired,"), 5);
 }
 
-TEST(ServerCertificateOfLinux, isJudgedByAWindowsClient) {
+TEST(ServerCertificateOfLinux, verifiedByAWindowsClient) {
     GTEST_SKIP() << "Wine's security package accepts every server certificate";
 }
 
@@ -139,7 +139,7 @@ Options askingServer(const std::string& acceptable) {
                                        {"MinimumSeverityToLog", "Debug"}});
 }
 
-TEST(ClientCertificateOfWindows, isTrustedByALinuxServer) {
+TEST(ClientCertificateOfWindows, acceptedByALinuxServer) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(System::linuxSystem, askingServer("client.test"));
     Command caller(tool(System::windowsSystem, {"connect", running.target()},
@@ -151,20 +151,20 @@ TEST(ClientCertificateOfWindows, isTrustedByALinuxServer) {
         running.command().complains("The certificate chain is trusted for client authentication"));
 }
 
-TEST(ClientCertificateOfWindows, isTurnedAwayByALinuxServerThatExpectsAnother) {
+TEST(ClientCertificateOfWindows, refusedByALinuxServerThatExpectsAnother) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(System::linuxSystem, askingServer("another.test"));
     Command caller(tool(System::windowsSystem, {"connect", running.target()},
                         secure({{"ClientCertificateToSendName", clientCertificate}})),
                    Command::Input::text("unknown"));
-    caller.exitStatus(); // the client's handshake was complete: it sees the stream end
+    caller.exitStatus(); // the client's handshake has succeeded; it receives the end of the stream
     EXPECT_EQ(caller.output(), "");
     EXPECT_TRUE(running.command().complains("The names we would accept are: [another.test]"));
     EXPECT_THAT(running.command().errors(),
                 HasSubstr("All names on this certificate: [client.test]"));
 }
 
-TEST(ClientCertificateOfWindows, isMissedByALinuxServerWhenNoneIsConfigured) {
+TEST(ClientCertificateOfWindows, connectionIsRefusedByALinuxServerWithoutIt) {
     VEXASSL_NEEDS_WINDOWS("vexassl");
     Server running = serve(System::linuxSystem, askingServer("Any"));
     Command caller(tool(System::windowsSystem, {"connect", running.target()}, secure()),
@@ -174,13 +174,13 @@ TEST(ClientCertificateOfWindows, isMissedByALinuxServerWhenNoneIsConfigured) {
     EXPECT_TRUE(running.command().complains("Probable cause: no certificate was sent"));
 }
 
-TEST(ClientCertificateOfLinux, isTrustedByAWindowsServer) {
-    GTEST_SKIP() << "Wine's security package asks no client for a certificate";
+TEST(ClientCertificateOfLinux, acceptedByAWindowsServer) {
+    GTEST_SKIP() << "Wine's security package requests no client certificates";
 }
 
 // --- A completion port.
 
-TEST(CompletionPortOfWindows, sixtyFourMebibytesComeBackByteForByte) {
+TEST(CompletionPortOfWindows, sixtyFourMebibytesAreEchoedUnchanged) {
     VEXASSL_NEEDS_WINDOWS("port_host");
     Server running(program(System::windowsSystem, "port_host") +
                    iniAndConnection(System::windowsSystem, sending(serverCertificate)));
@@ -188,7 +188,7 @@ TEST(CompletionPortOfWindows, sixtyFourMebibytesComeBackByteForByte) {
     EXPECT_EQ(running.command().exitStatus(), 0) << running.command().errors();
 }
 
-TEST(CompletionPortOfWindows, bothLogLayersTellOfTheReceive) {
+TEST(CompletionPortOfWindows, bothLogLayersLogTheReceive) {
     VEXASSL_NEEDS_WINDOWS("port_host");
     Server running(
         program(System::windowsSystem, "port_host") +

@@ -1,4 +1,4 @@
-// OpenSSL's own programs, with TLS 1.2, against vexassl of either system.
+// Connections between the openssl programs, with TLS 1.2, and vexassl of each system.
 #include "across/Systems.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +41,7 @@ Words identity(const std::string& name) {
     return {"-cert", certificateFile(name, "cert"), "-key", certificateFile(name, "key")};
 }
 
-TEST_P(OpenSsl, aClientVerifiesTheServerAndGetsItsLineBack) {
+TEST_P(OpenSsl, clientVerifiesTheServerAndReceivesTheEcho) {
     VEXASSL_NEEDS_SYSTEM;
     Server server = serve(GetParam(), sending("case server-rsa,"));
     Command caller(client(server.port()), Command::Input::open());
@@ -53,7 +53,7 @@ TEST_P(OpenSsl, aClientVerifiesTheServerAndGetsItsLineBack) {
     EXPECT_THAT(caller.errors(), HasSubstr("Protocol version: TLSv1.2"));
 }
 
-TEST_P(OpenSsl, aClientRefusesAServerOfAnotherName) {
+TEST_P(OpenSsl, clientRefusesAServerWithAnotherName) {
     VEXASSL_NEEDS_SYSTEM;
     Server server = serve(GetParam(), sending("case wrong-name,"));
     Command caller(client(server.port()));
@@ -61,7 +61,7 @@ TEST_P(OpenSsl, aClientRefusesAServerOfAnotherName) {
     EXPECT_THAT(caller.errors(), HasSubstr("ostname mismatch"));
 }
 
-TEST_P(OpenSsl, aClientFetchesAPage) {
+TEST_P(OpenSsl, clientFetchesAPage) {
     VEXASSL_NEEDS_SYSTEM;
     Server server = serve(GetParam(), sending("case server-rsa,"), {"--www"});
     Command caller({"curl", "--silent", "--show-error", "--cacert", authorityFile(), "--connect-to",
@@ -72,7 +72,7 @@ TEST_P(OpenSsl, aClientFetchesAPage) {
     EXPECT_THAT(caller.output(), HasSubstr("<html"));
 }
 
-// s_server that sends every line back reversed, on a port that it tells.
+// s_server that returns every line reversed, on a port that it prints.
 class ReversingServer {
 public:
     explicit ReversingServer(const Words& more)
@@ -94,20 +94,20 @@ public:
     std::string target;
 };
 
-// Our client says a line and hears it reversed.
+// Our client sends a line and receives it reversed.
 void expectReversed(Command& caller, Command& server) {
     caller.say("stressed\n");
     EXPECT_TRUE(caller.shows("desserts\n")) << caller.errors() << server.output();
 }
 
-TEST_P(OpenSsl, aServerHearsOurLine) {
+TEST_P(OpenSsl, serverReceivesALine) {
     VEXASSL_NEEDS_SYSTEM;
     ReversingServer server({});
     Command caller(tool(GetParam(), {"connect", server.target}, secure()), Command::Input::open());
     expectReversed(caller, server.program);
 }
 
-TEST_P(OpenSsl, aServerThatRequiresOurCertificateVerifiesIt) {
+TEST_P(OpenSsl, serverVerifiesARequiredCertificate) {
     VEXASSL_NEEDS_SYSTEM;
     ReversingServer server({"-Verify", "2", "-verify_return_error"});
     Command caller(tool(GetParam(), {"connect", server.target},
@@ -117,7 +117,7 @@ TEST_P(OpenSsl, aServerThatRequiresOurCertificateVerifiesIt) {
     EXPECT_TRUE(server.program.complains("CN = client.test")) << server.program.errors();
 }
 
-TEST_P(OpenSsl, aServerThatRequiresACertificateRefusesUsWithoutOne) {
+TEST_P(OpenSsl, serverRefusesAClientWithoutARequiredCertificate) {
     VEXASSL_NEEDS_SYSTEM;
     ReversingServer server({"-Verify", "2", "-verify_return_error"});
     Command caller(tool(GetParam(), {"connect", server.target}, secure()),

@@ -1,9 +1,9 @@
-// A host of the library that echoes one connection by overlapped operations on a completion port:
-// accepting, and every receive.
+// A host of the library that accepts and echoes one connection by overlapped operations on a
+// completion port.
 //
 //     port_host INI CONNECTION
 //
-// Prints "listening on 127.0.0.1:PORT" when it is ready, and the log to the standard error output.
+// Prints "listening on 127.0.0.1:PORT" when it is ready, and the log to standard error.
 // Exit status: 0 when the peer has closed, 1 after a failure.
 #include "integration/support/HostSocket.h"
 
@@ -32,7 +32,7 @@ private:
     Severity minimum = Severity::Info;
 };
 
-// Owns a completion port. Sockets and their operations are waited for one at a time.
+// Owns a completion port, for one pending operation at a time.
 class CompletionPort {
 public:
     CompletionPort() : port(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0)) {}
@@ -44,11 +44,11 @@ public:
         CreateIoCompletionPort(reinterpret_cast<HANDLE>(socket), port, 1, 0);
     }
 
-    // Waits for the one operation under way. Result: whether it was a success; its bytes in count.
+    // Waits for the pending operation. Sets count to its bytes. Returns whether it has succeeded.
     bool wait(DWORD& count) {
         ULONG_PTR key = 0;
         OVERLAPPED* finished = nullptr;
-        return GetQueuedCompletionStatus(port, &count, &key, &finished, patienceMilliseconds) !=
+        return GetQueuedCompletionStatus(port, &count, &key, &finished, timeoutMilliseconds) !=
                FALSE;
     }
 
@@ -76,12 +76,12 @@ public:
             return false;
         }
         joinListener(socket.handle(), listener.handle());
-        limitWaiting(socket.handle());
+        setTimeouts(socket.handle());
         port.take(socket.handle());
         return stack->completeAcceptEx() == 0;
     }
 
-    // Until the peer closes. False after a failure.
+    // Echoes until the peer closes. Returns false after a failure.
     bool serve() {
         for (;;) {
             DWORD count = 0;
@@ -116,7 +116,7 @@ private:
         return stack->send(socket.handle(), bytes.data(), count, 0) == count;
     }
 
-    // What a completion has left in the stack is announced by no other one.
+    // Plaintext that is held after a completion is not announced by another one.
     bool sendHeld() {
         for (;;) {
             fd_set readable{};
@@ -128,7 +128,7 @@ private:
             const int count =
                 stack->recv(socket.handle(), bytes.data(), static_cast<int>(bytes.size()), 0);
             if (count <= 0) {
-                return count == 0; // the next receive tells the end
+                return count == 0; // the next receive reports the end
             }
             if (!sendBack(count)) {
                 return false;

@@ -16,7 +16,7 @@ fs::path windowsProgram(const std::string& name) {
     return fs::path(VEXASSL_WINDOWS_BUILD) / "bin" / (name + ".exe");
 }
 
-// Wine shows the whole file system as drive Z.
+// Drive Z of Wine is the whole file system.
 std::string pathFor(System system, const fs::path& path) {
     return (system == System::windowsSystem ? "Z:" : "") + path.string();
 }

@@ -1,5 +1,5 @@
-// The words of the tests across systems: a system's tool, its configuration, and a server of it
-// that is ready. Everything is a process; the Windows ones run under Wine.
+// Helpers of the tests across systems: the tool of a system, its configuration, and a running
+// server. All are processes; the Windows ones run under Wine.
 #pragma once
 
 #include "tool/Command.h"
@@ -15,7 +15,7 @@ namespace VexaSsl::test {
 
 enum class System { linuxSystem, windowsSystem };
 
-// As part of a test's name.
+// Returns the system for the name of a test.
 std::string nameOf(System system);
 inline std::ostream& operator<<(std::ostream& out, System system) {
     return out << nameOf(system);
@@ -24,17 +24,17 @@ inline System otherThan(System system) {
     return system == System::linuxSystem ? System::windowsSystem : System::linuxSystem;
 }
 
-// Why no program of that name can be started under Wine here; empty when it can.
+// Returns why the program can't be started under Wine; empty when it can.
 std::string whyNoWindows(const std::string& program);
 
-// Ends the test as skipped where the Windows programs or Wine are not there.
+// Skips the test when the Windows programs or Wine are missing.
 #define VEXASSL_NEEDS_WINDOWS(program)                                                             \
     if (const std::string reason = VexaSsl::test::whyNoWindows(program); !reason.empty()) {        \
         GTEST_SKIP() << reason;                                                                    \
     }                                                                                              \
     static_assert(true)
 
-// A file of the tests' certificates: kind is cert, key or chain.
+// Returns a file of the test certificates; kind is cert, key or chain.
 std::string certificateFile(const std::string& name, const std::string& kind);
 std::string authorityFile();
 
@@ -42,14 +42,14 @@ using Options = std::map<std::string, std::string>;
 Options secure(Options more = {});
 Options sending(const std::string& certificate, Options more = {});
 
-// The command line that begins a program of the system.
+// Returns the beginning of the command line of a program of the system.
 Words program(System system, const std::string& name);
-// vexassl of the system, with the command and a configuration of these options.
+// Returns the command line of vexassl with a configuration of these options.
 Words tool(System system, const Words& command, const Options& options);
-// The two arguments of a host that reads the configuration itself.
+// Returns the two arguments of a host that reads the configuration.
 Words iniAndConnection(System system, const Options& options);
 
-// A server that has said on which port it listens.
+// A server that has printed its port.
 class Server {
 public:
     explicit Server(const Words& command);

@@ -57,7 +57,7 @@ private:
 
     // A listener that has been shut down counts as readable, and accepting then fails.
     bool accept() {
-        waitReadable({listener.handle()}, static_cast<int>(patienceMilliseconds));
+        waitReadable({listener.handle()}, static_cast<int>(timeoutMilliseconds));
         if (scenario.upgrades) {
             resolve();
             socket = HostSocket(stack->accept(listener.handle(), nullptr, nullptr));

@@ -25,7 +25,7 @@ void awaitEndOfPeer(EndUnderTest& end) {
         return;
     }
     pollfd entry{end.socket.descriptor(), POLLRDHUP, 0};
-    if (::poll(&entry, 1, static_cast<int>(patienceMilliseconds)) != 1) {
+    if (::poll(&entry, 1, static_cast<int>(timeoutMilliseconds)) != 1) {
         end.addFault("the peer's stream does not end");
     }
     end.peerHasEnded = true;
@@ -136,7 +136,7 @@ Step acceptWithoutHandshake() {
 
 Step postAccept() {
     return [](EndUnderTest& end) {
-        waitReadable({end.listener.handle()}, static_cast<int>(patienceMilliseconds));
+        waitReadable({end.listener.handle()}, static_cast<int>(timeoutMilliseconds));
         end.socket = makeSocket();
         std::array<char, 2 * std::size_t{addressSize}> addresses{};
         Overlapped overlapped;
@@ -232,7 +232,7 @@ Step selectReadable() {
         awaitEndOfPeer(end);
         fd_set set{};
         platform::socketSetAdd(end.socket.handle(), set);
-        const timeval limit{patienceSeconds, 0};
+        const timeval limit{timeoutSeconds, 0};
         const std::int64_t result = end.perform(
             Kind::select, [&] { return end.stack->select(0, &set, nullptr, nullptr, &limit); });
         return succeeded(end, result, 1);
@@ -246,7 +246,7 @@ Step selectReadableAndWritable() {
         fd_set writing{};
         platform::socketSetAdd(end.socket.handle(), reading);
         platform::socketSetAdd(end.socket.handle(), writing);
-        const timeval limit{patienceSeconds, 0};
+        const timeval limit{timeoutSeconds, 0};
         const std::int64_t result = end.perform(Kind::select, [&] {
             return end.stack->select(0, &reading, &writing, nullptr, &limit);
         });

@@ -1,5 +1,5 @@
-// A lot of data both ways through one connection, checked byte for byte.
-#include "integration/support/Meeting.h"
+// Large transfers in both directions, checked byte for byte.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pattern.h"
 
 #include <gtest/gtest.h>
@@ -10,60 +10,59 @@
 namespace VexaSsl::test {
 namespace {
 
-// Sends back what it hears until the end of the stream.
+// Echoes received bytes until the end of the stream.
 void echo(Peer& peer) {
     while (true) {
         const auto heard = peer.receive(262144);
-        if (!heard || heard->empty() || !peer.say(*heard)) {
+        if (!heard || heard->empty() || !peer.sendAll(*heard)) {
             return;
         }
     }
 }
 
-// Sends total bytes while receiving them back, and compares. Result: the bytes that came back
-// right.
-std::size_t roundTrip(Meeting& meeting, std::size_t total) {
+// Sends total bytes while it receives their echo. Returns the number of bytes echoed correctly.
+std::size_t roundTrip(ConnectedPair& pair, std::size_t total) {
     const Pattern pattern;
-    std::jthread echoing([&] { echo(meeting.server); });
+    std::jthread echoing([&] { echo(pair.server); });
     std::jthread sending([&] {
         constexpr std::size_t chunk = 262144;
         for (std::size_t sent = 0; sent < total; sent += chunk) {
-            if (!meeting.client.say(pattern.at(sent, std::min(chunk, total - sent)))) {
+            if (!pair.client.sendAll(pattern.at(sent, std::min(chunk, total - sent)))) {
                 return;
             }
         }
     });
     std::size_t right = 0;
     while (right < total) {
-        const auto heard = meeting.client.receive(262144);
+        const auto heard = pair.client.receive(262144);
         if (!heard || heard->empty() || !pattern.matches(right, *heard)) {
             break;
         }
         right += heard->size();
     }
-    platform::shutdown(meeting.client.socket.handle(), right == total ? SD_SEND : SD_BOTH);
+    platform::shutdown(pair.client.socket.handle(), right == total ? SD_SEND : SD_BOTH);
     sending.join();
     echoing.join();
     return right;
 }
 
-TEST(Bulk, sixtyFourMebibytesComeBackUnchanged) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    meeting.client.log->setMinimumSeverity(Severity::Warning);
-    meeting.server.log->setMinimumSeverity(Severity::Warning);
+TEST(Bulk, sixtyFourMebibytesAreEchoedUnchanged) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    pair.client.log->setMinimumSeverity(Severity::Warning);
+    pair.server.log->setMinimumSeverity(Severity::Warning);
     constexpr std::size_t total = std::size_t{64} << 20;
-    EXPECT_EQ(roundTrip(meeting, total), total);
+    EXPECT_EQ(roundTrip(pair, total), total);
 }
 
 #if !defined(VEXASSL_UNDER_SANITIZER)
-TEST(Bulk, oneGibibyteComesBackUnchanged) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    meeting.client.log->setMinimumSeverity(Severity::Warning);
-    meeting.server.log->setMinimumSeverity(Severity::Warning);
+TEST(Bulk, oneGibibyteIsEchoedUnchanged) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    pair.client.log->setMinimumSeverity(Severity::Warning);
+    pair.server.log->setMinimumSeverity(Severity::Warning);
     constexpr std::size_t total = std::size_t{1} << 30;
-    EXPECT_EQ(roundTrip(meeting, total), total);
+    EXPECT_EQ(roundTrip(pair, total), total);
 }
 #endif
 

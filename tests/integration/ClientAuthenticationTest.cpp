@@ -1,6 +1,6 @@
-// Which clients a server that asks for certificates lets stay, and what its log says of the others.
+// Which clients a server accepts that requires certificates, and the log lines about the others.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +12,7 @@ namespace {
 using ::testing::ElementsAre;
 
 constexpr unsigned long expired = 0x800B0101;
-constexpr unsigned long missingIssuer = 0x800B010A; // its authority is not sent
+constexpr unsigned long missingIssuer = 0x800B010A; // the issuer is not sent
 constexpr unsigned long untrustedRoot = 0x800B0109;
 constexpr unsigned long wrongUsage = 0x800B0110;
 
@@ -20,74 +20,74 @@ Settings askingServer() {
     return Settings::serverSending(pki::localhost).with("RequireClientAuthentication", "True");
 }
 
-Meeting meetClient(const Settings& client, const Settings& server = askingServer()) {
-    return meet({.client = client, .server = server});
+ConnectedPair meetClient(const Settings& client, const Settings& server = askingServer()) {
+    return connectPair({.client = client, .server = server});
 }
 
-// The client has finished its handshake by then: it learns of the refusal by the end of the stream.
-void expectRefused(Meeting& meeting) {
-    EXPECT_EQ(meeting.server.result, SOCKET_ERROR);
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
-    EXPECT_EQ(meeting.client.result, 0);
-    EXPECT_EQ(meeting.client.receive(10).value_or(""), "");
+// The client's handshake has succeeded before; the refusal is an end of the stream for it.
+void expectRefused(ConnectedPair& pair) {
+    EXPECT_EQ(pair.server.result, SOCKET_ERROR);
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.client.result, 0);
+    EXPECT_EQ(pair.client.receive(10).value_or(""), "");
 }
 
 MATCHER_P2(lineBeginning, severity, start, "") {
     return arg.severity == severity && arg.text.starts_with(start);
 }
 
-TEST(ClientAuthentication, aTrustedClientStaysWhenAnyIsAcceptable) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending(pki::client));
-    ASSERT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.client.say("known"));
-    EXPECT_EQ(meeting.server.hear(5), "known");
-    EXPECT_EQ(meeting.server.log->count(
-                  Severity::Debug, L"The certificate chain is trusted for client authentication"),
+TEST(ClientAuthentication, anyTrustedClientIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::client));
+    ASSERT_TRUE(pair.established());
+    EXPECT_TRUE(pair.client.sendAll("known"));
+    EXPECT_EQ(pair.server.receiveAll(5), "known");
+    EXPECT_EQ(pair.server.log->count(Severity::Debug,
+                                     L"The certificate chain is trusted for client authentication"),
               1U);
 }
 
-TEST(ClientAuthentication, aClientWhoseNameIsListedStaysWhateverTheCase) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(
+TEST(ClientAuthentication, listedNameIsAcceptedInAnyCase) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(
         Settings::clientSending(pki::client),
         askingServer().with("AcceptableClientCertificateToReceiveNames", "somebody,CLIENT.Test"));
-    ASSERT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.client.say("listed"));
-    EXPECT_EQ(meeting.server.hear(6), "listed");
+    ASSERT_TRUE(pair.established());
+    EXPECT_TRUE(pair.client.sendAll("listed"));
+    EXPECT_EQ(pair.server.receiveAll(6), "listed");
 }
 
-TEST(ClientAuthentication, aClientThatMaySendAnySendsASuitableOne) {
+TEST(ClientAuthentication, clientThatMaySendAnyCertificateSendsASuitableOne) {
     VEXASSL_NEEDS_ABILITY(Ability::searchByUsage);
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending("Any"));
-    ASSERT_TRUE(meeting.established());
-    EXPECT_EQ(meeting.client.log->count(Severity::Info, L"Found a certificate to try"), 1U);
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending("Any"));
+    ASSERT_TRUE(pair.established());
+    EXPECT_EQ(pair.client.log->count(Severity::Info, L"Found a certificate to try"), 1U);
 }
 
-TEST(ClientAuthentication, aClientBehindAnIntermediateStays) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    EXPECT_TRUE(meetClient(Settings::clientSending(pki::clientBehindIntermediate)).established());
+TEST(ClientAuthentication, clientWithAnIntermediateIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    EXPECT_TRUE(meetClient(Settings::clientSending(pki::clientWithIntermediate)).established());
 }
 
-TEST(ClientAuthentication, aClientWithAnRsaKeyStays) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
+TEST(ClientAuthentication, clientWithAnRsaKeyIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
     EXPECT_TRUE(meetClient(Settings::clientSending(pki::clientRsa)).established());
 }
 
-TEST(ClientAuthentication, aClientThatIsNotAskedSendsNothingAndStays) {
-    Meeting meeting = meetClient(Settings::clientSending(pki::untrustedClient),
-                                 Settings::serverSending(pki::localhost));
-    EXPECT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.server.log->linesFrom(Severity::Warning).empty());
+TEST(ClientAuthentication, clientSendsNoCertificateUnlessRequested) {
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::untrustedClient),
+                                    Settings::serverSending(pki::localhost));
+    EXPECT_TRUE(pair.established());
+    EXPECT_TRUE(pair.server.log->linesFrom(Severity::Warning).empty());
 }
 
-TEST(ClientAuthentication, aClientWithoutACertificateIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::encrypted());
-    expectRefused(meeting);
+TEST(ClientAuthentication, clientWithoutACertificateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::encrypted());
+    expectRefused(pair);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             warning(L"QueryContextAttributes (SECPKG_ATTR_REMOTE_CERT_CONTEXT) returned "
                     L"[SEC_E_NO_CREDENTIALS]. Probable cause: no certificate was sent"),
@@ -97,10 +97,10 @@ TEST(ClientAuthentication, aClientWithoutACertificateIsRefused) {
                   L"client cert")));
 }
 
-// The lines of a certificate that isn't trusted, from the verdict to the end of the connection.
-void expectNotTrusted(const Meeting& meeting, unsigned long code) {
+// The lines about an untrusted certificate.
+void expectNotTrusted(const ConnectedPair& pair, unsigned long code) {
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             lineStarting(Severity::Warning, L"CertVerifyCertificateChainPolicy returned status: " +
                                                 std::to_wstring(code) + L" ("),
@@ -113,42 +113,42 @@ void expectNotTrusted(const Meeting& meeting, unsigned long code) {
                   L"trusted")));
 }
 
-TEST(ClientAuthentication, aClientOfAnUnknownAuthorityIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending(pki::untrustedClient));
-    expectRefused(meeting);
-    expectNotTrusted(meeting, missingIssuer);
+TEST(ClientAuthentication, clientOfAnUnknownAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::untrustedClient));
+    expectRefused(pair);
+    expectNotTrusted(pair, missingIssuer);
 }
 
-TEST(ClientAuthentication, aSelfSignedClientIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending(pki::selfSignedClient));
-    expectRefused(meeting);
-    expectNotTrusted(meeting, untrustedRoot);
+TEST(ClientAuthentication, selfSignedClientIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::selfSignedClient));
+    expectRefused(pair);
+    expectNotTrusted(pair, untrustedRoot);
 }
 
-TEST(ClientAuthentication, anExpiredClientIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending(pki::expiredClient));
-    expectRefused(meeting);
-    expectNotTrusted(meeting, expired);
+TEST(ClientAuthentication, expiredClientIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::expiredClient));
+    expectRefused(pair);
+    expectNotTrusted(pair, expired);
 }
 
-TEST(ClientAuthentication, aClientWithACertificateForServersIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting = meetClient(Settings::clientSending(pki::serverOnly));
-    expectRefused(meeting);
-    expectNotTrusted(meeting, wrongUsage);
+TEST(ClientAuthentication, clientWithAServerCertificateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair = meetClient(Settings::clientSending(pki::serverOnly));
+    expectRefused(pair);
+    expectNotTrusted(pair, wrongUsage);
 }
 
-TEST(ClientAuthentication, aTrustedClientOfAnotherNameIsRefusedAndBothSidesNamesAreTold) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting =
+TEST(ClientAuthentication, trustedClientWithAnotherNameIsRefusedAndNamesAreLogged) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair =
         meetClient(Settings::clientSending(pki::clientWithTwoNames),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "alpha,beta"));
-    expectRefused(meeting);
+    expectRefused(pair);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             info(L"All names on this certificate: [first.test] [second.test] "),
             info(L"The names we would accept are: [alpha], [beta]"),
@@ -158,33 +158,33 @@ TEST(ClientAuthentication, aTrustedClientOfAnotherNameIsRefusedAndBothSidesNames
                   L"acceptable")));
 }
 
-TEST(ClientAuthentication, aTrustedClientWithoutNamesIsRefusedByAList) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting =
+TEST(ClientAuthentication, trustedClientWithoutNamesIsRefusedByAList) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair =
         meetClient(Settings::clientSending(pki::clientWithoutNames),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "alpha"));
-    expectRefused(meeting);
-    EXPECT_EQ(meeting.server.log->count(Severity::Info, L"All names on this certificate: "), 1U);
-    EXPECT_EQ(meeting.server.log->count(Severity::Info, L"The names we would accept are: [alpha]"),
+    expectRefused(pair);
+    EXPECT_EQ(pair.server.log->count(Severity::Info, L"All names on this certificate: "), 1U);
+    EXPECT_EQ(pair.server.log->count(Severity::Info, L"The names we would accept are: [alpha]"),
               1U);
 }
 
-TEST(ClientAuthentication, anAcceptableNameInsideALongerOneIsNotEnough) {
-    VEXASSL_NEEDS_ABILITY(Ability::askClients);
-    Meeting meeting =
+TEST(ClientAuthentication, acceptableNameInsideALongerOneIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::requestClientCertificates);
+    ConnectedPair pair =
         meetClient(Settings::clientSending(pki::client),
                    askingServer().with("AcceptableClientCertificateToReceiveNames", "client.tes"));
-    expectRefused(meeting);
+    expectRefused(pair);
 }
 
-TEST(ClientAuthentication, aBadWordForTheOptionFailsTheFirstConnectionOnly) {
-    Meeting meeting = meetClient(
+TEST(ClientAuthentication, badOptionValueFailsAtTheFirstConnection) {
+    ConnectedPair pair = meetClient(
         Settings::encrypted(),
         Settings::serverSending(pki::localhost).with("RequireClientAuthentication", "Yes"));
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             error(L"Supplied value [Yes] of RequireClientAuthentication is invalid"),
             error(

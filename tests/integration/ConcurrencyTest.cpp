@@ -1,6 +1,6 @@
-// Several threads: one sender beside one receiver on one stack, and many connections at once.
+// Several threads: a sender and a receiver on one stack, and many simultaneous connections.
 #include "fakes/Sweep.h"
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pattern.h"
 #include "integration/support/Pki.h"
 
@@ -24,7 +24,7 @@ constexpr int connections = 200;
 void sendPattern(Peer& peer, std::size_t total) {
     const Pattern pattern;
     for (std::size_t sent = 0; sent < total; sent += 50000) {
-        if (!peer.say(pattern.at(sent, std::min<std::size_t>(50000, total - sent)))) {
+        if (!peer.sendAll(pattern.at(sent, std::min<std::size_t>(50000, total - sent)))) {
             return;
         }
     }
@@ -43,18 +43,18 @@ std::size_t receivePattern(Peer& peer, std::size_t total) {
     return right;
 }
 
-TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
-    Meeting meeting =
-        meet({.client = Settings::encrypted().with("InjectLogLayers", "True"),
-              .server = Settings::serverSending(pki::localhost).with("InjectLogLayers", "True")});
-    ASSERT_TRUE(meeting.established());
+TEST(Concurrency, senderAndReceiverMayRunAtTheSameTime) {
+    ConnectedPair pair = connectPair(
+        {.client = Settings::encrypted().with("InjectLogLayers", "True"),
+         .server = Settings::serverSending(pki::localhost).with("InjectLogLayers", "True")});
+    ASSERT_TRUE(pair.established());
     std::size_t atServer = 0;
     std::size_t atClient = 0;
     std::vector<std::thread> threads;
-    threads.emplace_back([&] { sendPattern(meeting.client, volume); });
-    threads.emplace_back([&] { sendPattern(meeting.server, volume); });
-    threads.emplace_back([&] { atServer = receivePattern(meeting.server, volume); });
-    threads.emplace_back([&] { atClient = receivePattern(meeting.client, volume); });
+    threads.emplace_back([&] { sendPattern(pair.client, volume); });
+    threads.emplace_back([&] { sendPattern(pair.server, volume); });
+    threads.emplace_back([&] { atServer = receivePattern(pair.server, volume); });
+    threads.emplace_back([&] { atClient = receivePattern(pair.client, volume); });
     for (std::thread& thread : threads) {
         thread.join();
     }
@@ -65,17 +65,17 @@ TEST(Concurrency, oneSenderAndOneReceiverWorkAtOnceOnEachSide) {
                                 std::to_string(2 * volume >> 20) + " MiB right");
 }
 
-TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
+TEST(Concurrency, senderMayRunDuringASelect) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
     constexpr std::size_t total = 1 << 20;
-    std::jthread sending([&] { sendPattern(meeting.client, total); });
-    std::jthread sendingBack([&] { sendPattern(meeting.server, total); });
-    std::jthread receivingBack([&] { receivePattern(meeting.client, total); });
+    std::jthread sending([&] { sendPattern(pair.client, total); });
+    std::jthread sendingBack([&] { sendPattern(pair.server, total); });
+    std::jthread receivingBack([&] { receivePattern(pair.client, total); });
     const Pattern pattern;
     std::size_t right = 0;
-    while (right < total && meeting.server.readable(patienceSeconds) == 1) {
-        const auto heard = meeting.server.receive(1000);
+    while (right < total && pair.server.readable(timeoutSeconds) == 1) {
+        const auto heard = pair.server.receive(1000);
         if (!heard || !pattern.matches(right, *heard)) {
             break;
         }
@@ -87,8 +87,8 @@ TEST(Concurrency, oneSenderWorksBesideASelectingReceiver) {
     EXPECT_EQ(right, total);
 }
 
-// The log is the one thing that the stacks share, and its owner synchronises it.
-TEST(Concurrency, sixteenThreadsWithAStackEachShareOneLog) {
+// The stacks share only the log, which has its own lock.
+TEST(Concurrency, sixteenStacksShareOneLog) {
     constexpr std::size_t threadCount = 16;
     constexpr std::size_t rounds = 10;
     SharedLog log;
@@ -100,16 +100,17 @@ TEST(Concurrency, sixteenThreadsWithAStackEachShareOneLog) {
         std::vector<std::jthread> threads;
         for (std::size_t number = 0; number < threadCount; ++number) {
             threads.emplace_back([&, number] {
-                Meeting meeting =
-                    meet({.client = Settings::encrypted().with("InjectLogLayers", "True"),
-                          .server = Settings::serverSending(pki::localhost),
-                          .clientStack = onSharedLog,
-                          .serverStack = onSharedLog});
+                ConnectedPair pair =
+                    connectPair({.client = Settings::encrypted().with("InjectLogLayers", "True"),
+                                 .server = Settings::serverSending(pki::localhost),
+                                 .clientStack = onSharedLog,
+                                 .serverStack = onSharedLog});
                 const std::string text = "thread " + std::to_string(number);
-                bool well = meeting.established();
+                bool well = pair.established();
                 for (std::size_t round = 0; well && round < rounds; ++round) {
-                    well = meeting.client.say(text) && meeting.server.hear(text.size()) == text &&
-                           meeting.server.say(text) && meeting.client.hear(text.size()) == text;
+                    well = pair.client.sendAll(text) &&
+                           pair.server.receiveAll(text.size()) == text &&
+                           pair.server.sendAll(text) && pair.client.receiveAll(text.size()) == text;
                 }
                 understood += well ? 1 : 0;
             });
@@ -123,10 +124,10 @@ TEST(Concurrency, sixteenThreadsWithAStackEachShareOneLog) {
                                 std::to_string(understood) + " of 16 understood");
 }
 
-// Every connection is answered by a thread of its own and says its number both ways.
-TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
-    { // what is made once per process is made before counting
-        const Meeting first = meetEncrypted();
+// Each connection has its own server thread and sends its number in both directions.
+TEST(Concurrency, simultaneousConnectionsLeakNoDescriptor) {
+    { // creates what exists once in a process
+        const ConnectedPair first = connectEncrypted();
         ASSERT_TRUE(first.established());
     }
     const std::size_t before = openDescriptors();
@@ -135,11 +136,11 @@ TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
         std::vector<std::thread> threads;
         for (int number = 0; number < connections; ++number) {
             threads.emplace_back([&understood, number] {
-                Meeting meeting = meetEncrypted();
+                ConnectedPair pair = connectEncrypted();
                 const std::string text = "connection " + std::to_string(number);
-                if (meeting.established() && meeting.client.say(text) &&
-                    meeting.server.hear(text.size()) == text && meeting.server.say(text) &&
-                    meeting.client.hear(text.size()) == text) {
+                if (pair.established() && pair.client.sendAll(text) &&
+                    pair.server.receiveAll(text.size()) == text && pair.server.sendAll(text) &&
+                    pair.client.receiveAll(text.size()) == text) {
                     ++understood;
                 }
             });
@@ -152,16 +153,16 @@ TEST(Concurrency, manyConnectionsWorkSideBySideAndLeaveNoDescriptorBehind) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-// All connections are open together, so nothing is shared between them by accident.
-TEST(Concurrency, manyOpenConnectionsKeepTheirBytesApart) {
-    std::vector<Meeting> meetings(connections);
+// All connections are open at the same time.
+TEST(Concurrency, openConnectionsDoNotMixTheirBytes) {
+    std::vector<ConnectedPair> pairs(connections);
     {
         std::atomic<std::size_t> next = 0;
         std::vector<std::thread> threads;
         for (int worker = 0; worker < 8; ++worker) {
             threads.emplace_back([&] {
-                for (std::size_t i = next++; i < meetings.size(); i = next++) {
-                    meetings[i] = meetEncrypted();
+                for (std::size_t i = next++; i < pairs.size(); i = next++) {
+                    pairs[i] = connectEncrypted();
                 }
             });
         }
@@ -169,22 +170,22 @@ TEST(Concurrency, manyOpenConnectionsKeepTheirBytesApart) {
             thread.join();
         }
     }
-    for (std::size_t i = 0; i < meetings.size(); ++i) {
-        ASSERT_TRUE(meetings[i].established()) << i;
-        ASSERT_TRUE(meetings[i].client.say("number " + std::to_string(i)));
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        ASSERT_TRUE(pairs[i].established()) << i;
+        ASSERT_TRUE(pairs[i].client.sendAll("number " + std::to_string(i)));
     }
-    for (std::size_t i = 0; i < meetings.size(); ++i) {
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
         const std::string text = "number " + std::to_string(i);
-        EXPECT_EQ(meetings[i].server.hear(text.size()), text);
+        EXPECT_EQ(pairs[i].server.receiveAll(text.size()), text);
     }
 }
 
-// Twenty handshakes that fail for the server's certificate.
+// Twenty handshakes that fail because of the server's certificate.
 void expectNothingLeftBy(const std::string& certificate) {
     const auto refuse = [&] {
-        const Meeting meeting =
-            meet({.client = Settings::encrypted(), .server = Settings::serverSending(certificate)});
-        EXPECT_FALSE(meeting.client.established());
+        const ConnectedPair pair = connectPair(
+            {.client = Settings::encrypted(), .server = Settings::serverSending(certificate)});
+        EXPECT_FALSE(pair.client.established());
     };
     refuse();
     const std::size_t before = openDescriptors();
@@ -194,12 +195,12 @@ void expectNothingLeftBy(const std::string& certificate) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(Concurrency, failedHandshakesLeaveNoDescriptorBehind) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Concurrency, failedHandshakesLeakNoDescriptor) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectNothingLeftBy(pki::untrusted);
 }
 
-TEST(Concurrency, handshakesWithoutACertificateLeaveNoDescriptorBehind) {
+TEST(Concurrency, handshakesWithoutACertificateLeakNoDescriptor) {
     expectNothingLeftBy("nobody has this name");
 }
 

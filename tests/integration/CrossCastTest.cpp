@@ -1,6 +1,6 @@
-// A host reaches the switch to TLS by a cast from what it holds to another base of the same object,
-// whose class it has never seen. The library shows neither its classes nor their type information,
-// so the host's own copy of the interface's has to be recognised as the same.
+// A host casts the strategy to IOtlsProvider, another base of an object whose class it doesn't
+// know. The library exports no type information, so that of the host's copy of the interface must
+// compare equal.
 #include "integration/support/Settings.h"
 #include "integration/support/SharedLog.h"
 
@@ -20,7 +20,7 @@ std::unique_ptr<ISocketStrategy> stackOf(ILog& log, const std::string& encryptio
         log, *Settings::plain().with("UseEncryption", encryption).named(L"Upgradable").load(log));
 }
 
-TEST(CrossCast, reachesTheSwitchOfTheSameObject) {
+TEST(CrossCast, castFindsTheInterfaceOfTheSameObject) {
     SharedLog log;
     const auto stack = stackOf(log, "Opportunistically");
     auto* otls = dynamic_cast<IOtlsProvider*>(stack.get());
@@ -32,7 +32,7 @@ TEST(CrossCast, reachesTheSwitchOfTheSameObject) {
     EXPECT_EQ(typeid(*otls), typeid(object));
 }
 
-TEST(CrossCast, theSwitchThatItReachesIsTheLibrarys) {
+TEST(CrossCast, castReachesTheLibrarysImplementation) {
     SharedLog log;
     const auto stack = stackOf(log, "Opportunistically");
     auto& otls = dynamic_cast<IOtlsProvider&>(*stack);
@@ -43,14 +43,14 @@ TEST(CrossCast, theSwitchThatItReachesIsTheLibrarys) {
               1U);
 }
 
-TEST(CrossCast, theObjectCanBeDestroyedFromThere) {
+TEST(CrossCast, objectCanBeDestroyedThroughTheInterface) {
     SharedLog log;
     auto stack = stackOf(log, "Opportunistically");
     const std::unique_ptr<IOtlsProvider> otls(dynamic_cast<IOtlsProvider*>(stack.release()));
     EXPECT_NE(otls, nullptr);
 }
 
-TEST(CrossCast, findsNothingInAStackThatCannotSwitch) {
+TEST(CrossCast, castOfAStackThatCannotSwitchIsNull) {
     SharedLog log;
     for (const char* encryption : {"False", "True"}) {
         EXPECT_EQ(dynamic_cast<IOtlsProvider*>(stackOf(log, encryption).get()), nullptr)

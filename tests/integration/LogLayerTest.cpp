@@ -1,6 +1,6 @@
-// What the two log layers tell of one connection: the host's sizes above, the wire's below.
+// The lines of the two log layers: sizes of plaintext above, of ciphertext below.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 
 #include <gmock/gmock.h>
@@ -14,13 +14,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-Meeting meetWithLayers() {
-    return meet({.client = Settings::encrypted().with("InjectLogLayers", "True"),
-                 .server = Settings::serverSending(pki::localhost).with("InjectLogLayers", "True"),
-                 .between = RelayPlan{}});
+ConnectedPair meetWithLayers() {
+    return connectPair(
+        {.client = Settings::encrypted().with("InjectLogLayers", "True"),
+         .server = Settings::serverSending(pki::localhost).with("InjectLogLayers", "True"),
+         .between = RelayPlan{}});
 }
 
-// The sum of the sizes that the layer's lines of this operation tell.
+// Returns the sum of the sizes in the layer's lines for an operation.
 std::size_t total(const SharedLog& log, const std::wstring& layer, const std::wstring& operation) {
     const std::wregex line(layer + L" using socket \\[\\d+\\] to " + operation +
                            L" \\[(\\d+)\\] byte message");
@@ -34,56 +35,54 @@ std::size_t total(const SharedLog& log, const std::wstring& layer, const std::ws
     return sum;
 }
 
-TEST(LogLayers, aSendShowsThePlainSizeAboveAndTheRecordBelow) {
-    Meeting meeting = meetWithLayers();
-    ASSERT_TRUE(meeting.established());
-    const std::size_t before = meeting.relay->passedToServer();
-    meeting.client.log->clear();
-    ASSERT_TRUE(meeting.client.say("hello"));
-    ASSERT_EQ(meeting.server.hear(5), "hello");
-    const std::size_t record = meeting.relay->passedToServer() - before;
+TEST(LogLayers, sendLogsThePlainSizeAboveAndTheRecordSizeBelow) {
+    ConnectedPair pair = meetWithLayers();
+    ASSERT_TRUE(pair.established());
+    const std::size_t before = pair.relay->passedToServer();
+    pair.client.log->clear();
+    ASSERT_TRUE(pair.client.sendAll("hello"));
+    ASSERT_EQ(pair.server.receiveAll(5), "hello");
+    const std::size_t record = pair.relay->passedToServer() - before;
     EXPECT_GT(record, 5U);
-    const std::wstring socket = meeting.client.socketNumber();
-    EXPECT_THAT(meeting.client.log->linesWith(L" Layer using "),
+    const std::wstring socket = pair.client.socketNumber();
+    EXPECT_THAT(pair.client.log->linesWith(L" Layer using "),
                 ElementsAre(debug(L"Application Layer using socket [" + socket +
                                   L"] to send [5] byte message"),
                             debug(L"Encryption Layer using socket [" + socket + L"] to send [" +
                                   std::to_wstring(record) + L"] byte message")));
 }
 
-TEST(LogLayers, aReceiveShowsTheBufferOfferedAtEachHeight) {
-    Meeting meeting = meetWithLayers();
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("hello"));
-    meeting.server.log->clear();
-    ASSERT_EQ(meeting.server.receive(1024), "hello");
-    const auto lines = meeting.server.log->linesWith(L" Layer using ");
+TEST(LogLayers, receiveLogsTheBufferSizeOfEachLayer) {
+    ConnectedPair pair = meetWithLayers();
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("hello"));
+    pair.server.log->clear();
+    ASSERT_EQ(pair.server.receive(1024), "hello");
+    const auto lines = pair.server.log->linesWith(L" Layer using ");
     ASSERT_EQ(lines.size(), 2U);
-    const std::wstring socket = meeting.server.socketNumber();
+    const std::wstring socket = pair.server.socketNumber();
     EXPECT_EQ(lines[0], debug(L"Application Layer using socket [" + socket +
                               L"] to recv [1024] byte message"));
     const std::wregex below(L"Encryption Layer using socket \\[" + socket +
                             L"\\] to recv \\[(\\d+)\\] byte message");
     std::wsmatch match;
     ASSERT_TRUE(std::regex_match(lines[1].text, match, below));
-    EXPECT_GT(std::stoul(match[1].str()), 16384U); // room for the largest record
+    EXPECT_GT(std::stoul(match[1].str()), 16384U); // a buffer for the largest record
 }
 
-TEST(LogLayers, theLowerLayerSeesTheWholeHandshake) {
-    Meeting meeting = meetWithLayers();
-    ASSERT_TRUE(meeting.established());
-    EXPECT_EQ(total(*meeting.client.log, L"Encryption Layer", L"send"),
-              meeting.relay->passedToServer());
-    EXPECT_EQ(total(*meeting.server.log, L"Encryption Layer", L"send"),
-              meeting.relay->passedToClient());
-    EXPECT_THAT(meeting.client.log->linesWith(L"Application Layer"), IsEmpty());
+TEST(LogLayers, lowerLayerLogsTheWholeHandshake) {
+    ConnectedPair pair = meetWithLayers();
+    ASSERT_TRUE(pair.established());
+    EXPECT_EQ(total(*pair.client.log, L"Encryption Layer", L"send"), pair.relay->passedToServer());
+    EXPECT_EQ(total(*pair.server.log, L"Encryption Layer", L"send"), pair.relay->passedToClient());
+    EXPECT_THAT(pair.client.log->linesWith(L"Application Layer"), IsEmpty());
 }
 
-TEST(LogLayers, aCompletedReceiveShowsTheWireSizeAboveAndNothingBelow) {
-    Meeting meeting = meetWithLayers();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
-    ASSERT_TRUE(meeting.client.say("hello"));
+TEST(LogLayers, completedReceiveLogsTheWireSizeAboveAndNothingBelow) {
+    ConnectedPair pair = meetWithLayers();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
+    ASSERT_TRUE(pair.client.sendAll("hello"));
     server.log->clear();
     std::string bytes(100, '\0');
     WSABUF buffer{100, bytes.data()};
@@ -101,26 +100,26 @@ TEST(LogLayers, aCompletedReceiveShowsTheWireSizeAboveAndNothingBelow) {
                                   L"] to WSARecv [" + onTheWire + L"] byte message")));
 }
 
-TEST(LogLayers, withThresholdInfoTheLayersAreSilent) {
-    Meeting meeting = meet({.client = Settings::encrypted()
-                                          .with("InjectLogLayers", "True")
-                                          .with("MinimumSeverityToLog", "Info"),
-                            .server = Settings::serverSending(pki::localhost)});
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("hello"));
-    EXPECT_THAT(meeting.client.log->linesWith(L" Layer "), IsEmpty());
+TEST(LogLayers, thresholdInfoDropsTheLines) {
+    ConnectedPair pair = connectPair({.client = Settings::encrypted()
+                                                    .with("InjectLogLayers", "True")
+                                                    .with("MinimumSeverityToLog", "Info"),
+                                      .server = Settings::serverSending(pki::localhost)});
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("hello"));
+    EXPECT_THAT(pair.client.log->linesWith(L" Layer "), IsEmpty());
 }
 
-TEST(LogLayers, aPlainStackHasOnlyTheLowerLayer) {
+TEST(LogLayers, plainStackHasOnlyTheLowerLayer) {
     const Settings plainWithLayers =
         Settings::plain().with("InjectLogLayers", "True").with("MinimumSeverityToLog", "Debug");
-    Meeting meeting = meet({.client = plainWithLayers, .server = Settings::plain()});
-    ASSERT_TRUE(meeting.established());
-    meeting.client.log->clear();
-    ASSERT_TRUE(meeting.client.say("hello"));
-    EXPECT_THAT(meeting.client.log->lines(),
-                ElementsAre(debug(L"Encryption Layer using socket [" +
-                                  meeting.client.socketNumber() + L"] to send [5] byte message")));
+    ConnectedPair pair = connectPair({.client = plainWithLayers, .server = Settings::plain()});
+    ASSERT_TRUE(pair.established());
+    pair.client.log->clear();
+    ASSERT_TRUE(pair.client.sendAll("hello"));
+    EXPECT_THAT(pair.client.log->lines(),
+                ElementsAre(debug(L"Encryption Layer using socket [" + pair.client.socketNumber() +
+                                  L"] to send [5] byte message")));
 }
 
 } // namespace

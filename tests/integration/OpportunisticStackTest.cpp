@@ -1,5 +1,5 @@
-// Stacks that start in the clear and go on encrypted when the host says so.
-#include "integration/support/Meeting.h"
+// Opportunistic TLS: stacks that start in clear text.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pki.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ Settings opportunistic() {
         .named(L"Upgradable");
 }
 
-// A server too needs a name before it can start.
+// A server must resolve a name, too, before it can switch.
 void resolve(Peer& peer) {
     addrinfo* found = nullptr;
     EXPECT_EQ(peer.stack->getaddrinfo("localhost", nullptr, nullptr, &found), 0);
@@ -29,54 +29,55 @@ int startOtls(Peer& peer) {
     return provider == nullptr ? -99 : provider->startOtls();
 }
 
-Meeting meetOpportunistic() {
-    return meet({.client = opportunistic(),
-                 .server = opportunistic().with("ServerCertificateToSendName", pki::localhost),
-                 .accepting = Accepting::blocking,
-                 .between = RelayPlan{}});
+ConnectedPair meetOpportunistic() {
+    return connectPair(
+        {.client = opportunistic(),
+         .server = opportunistic().with("ServerCertificateToSendName", pki::localhost),
+         .accepting = Accepting::blocking,
+         .between = RelayPlan{}});
 }
 
-TEST(OpportunisticStack, startsInTheClearAndGoesOnEncrypted) {
-    Meeting meeting = meetOpportunistic();
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("STARTTLS"));
-    ASSERT_EQ(meeting.server.hear(8), "STARTTLS");
-    EXPECT_EQ(meeting.relay->captured(), "STARTTLS");
-    resolve(meeting.server);
+TEST(OpportunisticStack, clearTextIsFollowedByEncryption) {
+    ConnectedPair pair = meetOpportunistic();
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("STARTTLS"));
+    ASSERT_EQ(pair.server.receiveAll(8), "STARTTLS");
+    EXPECT_EQ(pair.relay->captured(), "STARTTLS");
+    resolve(pair.server);
     int served = SOCKET_ERROR;
-    std::jthread serving([&] { served = startOtls(meeting.server); });
-    EXPECT_EQ(startOtls(meeting.client), 0);
+    std::jthread serving([&] { served = startOtls(pair.server); });
+    EXPECT_EQ(startOtls(pair.client), 0);
     serving.join();
     EXPECT_EQ(served, 0);
-    ASSERT_TRUE(meeting.client.say("a secret"));
-    EXPECT_EQ(meeting.server.hear(8), "a secret");
-    ASSERT_TRUE(meeting.server.say("another"));
-    EXPECT_EQ(meeting.client.hear(7), "another");
-    EXPECT_EQ(meeting.relay->captured().find("a secret"), std::string::npos);
-    EXPECT_EQ(startOtls(meeting.client), 0);
+    ASSERT_TRUE(pair.client.sendAll("a secret"));
+    EXPECT_EQ(pair.server.receiveAll(8), "a secret");
+    ASSERT_TRUE(pair.server.sendAll("another"));
+    EXPECT_EQ(pair.client.receiveAll(7), "another");
+    EXPECT_EQ(pair.relay->captured().find("a secret"), std::string::npos);
+    EXPECT_EQ(startOtls(pair.client), 0);
 }
 
-TEST(OpportunisticStack, aServerWithoutANameCannotStart) {
-    Meeting meeting = meetOpportunistic();
-    ASSERT_TRUE(meeting.established());
-    EXPECT_EQ(startOtls(meeting.server), SOCKET_ERROR);
-    EXPECT_EQ(meeting.server.log->count(Severity::Error,
-                                        L"No remote hostname has been supplied. Server "
-                                        L"authentication will be impossible. Aborting connection "
-                                        L"attempt"),
+TEST(OpportunisticStack, serverWithoutANameCannotSwitch) {
+    ConnectedPair pair = meetOpportunistic();
+    ASSERT_TRUE(pair.established());
+    EXPECT_EQ(startOtls(pair.server), SOCKET_ERROR);
+    EXPECT_EQ(pair.server.log->count(Severity::Error,
+                                     L"No remote hostname has been supplied. Server "
+                                     L"authentication will be impossible. Aborting connection "
+                                     L"attempt"),
               1U);
-    ASSERT_TRUE(meeting.server.say("still clear"));
-    EXPECT_EQ(meeting.client.hear(11), "still clear");
+    ASSERT_TRUE(pair.server.sendAll("still clear"));
+    EXPECT_EQ(pair.client.receiveAll(11), "still clear");
 }
 
-TEST(OpportunisticStack, aLogLayerOnTopHidesTheSwitch) {
+TEST(OpportunisticStack, logLayerHidesTheSwitch) {
     SharedLog log;
     const auto stack =
         instantiateSocketStrategy(log, *opportunistic().with("InjectLogLayers", "True").load(log));
     EXPECT_EQ(dynamic_cast<IOtlsProvider*>(stack.get()), nullptr);
 }
 
-TEST(OpportunisticStack, aBuiltInConnectionNameIsRefused) {
+TEST(OpportunisticStack, builtInConnectionNameIsRefused) {
     SharedLog log;
     const auto config = opportunistic().named(L"odbcthinclient").load(log);
     EXPECT_THROW(instantiateSocketStrategy(log, *config), std::out_of_range);

@@ -1,5 +1,5 @@
-// AcceptEx and what the host calls when it has completed.
-#include "integration/support/Meeting.h"
+// AcceptEx and completeAcceptEx.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pki.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 namespace VexaSsl::test {
 namespace {
 
-TEST(OverlappedAccept, anAcceptThroughACompletionPortMakesTheConnectionSecure) {
+TEST(OverlappedAccept, acceptThroughACompletionPortIsSecured) {
     const Listener listener;
     Peer server;
     server.stack = instantiateSocketStrategy(
@@ -28,22 +28,22 @@ TEST(OverlappedAccept, anAcceptThroughACompletionPortMakesTheConnectionSecure) {
                                addressSize, addressSize, &count, &overlapped);
     EXPECT_TRUE(done == TRUE || platform::WSAGetLastError() == WSA_IO_PENDING);
     Peer client;
-    std::jthread calling([&] { client = dial(listener.port(), Settings::encrypted()); });
+    std::jthread calling([&] { client = connectPeer(listener.port(), Settings::encrypted()); });
     ULONG_PTR key = 0;
     OVERLAPPED* finished = nullptr;
     EXPECT_EQ(
-        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, patienceMilliseconds),
+        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, timeoutMilliseconds),
         TRUE);
-    limitWaiting(server.socket.handle());
+    setTimeouts(server.socket.handle());
     EXPECT_EQ(server.stack->completeAcceptEx(), 0);
     calling.join();
     ASSERT_TRUE(client.established());
-    EXPECT_TRUE(client.say("hello"));
-    EXPECT_EQ(server.hear(5), "hello");
+    EXPECT_TRUE(client.sendAll("hello"));
+    EXPECT_EQ(server.receiveAll(5), "hello");
     platform::CloseHandle(port);
 }
 
-TEST(OverlappedAccept, anAcceptAskedForAnInitialReadIsRefused) {
+TEST(OverlappedAccept, initialReadIsRefused) {
     SharedLog log;
     const auto stack =
         instantiateSocketStrategy(log, *Settings::serverSending(pki::localhost).load(log));
@@ -62,7 +62,7 @@ TEST(OverlappedAccept, anAcceptAskedForAnInitialReadIsRefused) {
               1U);
 }
 
-TEST(OverlappedAccept, completingAnAcceptThatNeverWasFailsSilently) {
+TEST(OverlappedAccept, completionWithoutAnAcceptFailsWithoutALine) {
     SharedLog log;
     const auto stack =
         instantiateSocketStrategy(log, *Settings::serverSending(pki::localhost).load(log));

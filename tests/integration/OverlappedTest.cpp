@@ -1,6 +1,6 @@
-// Overlapped receiving, by event, by completion port and by completion routine.
+// Overlapped receives with an event, a completion port and a completion routine.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pattern.h"
 #include "integration/support/Pki.h"
 
@@ -13,7 +13,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// One posted receive into one buffer.
+// A posted receive with one buffer.
 class PostedReceive {
 public:
     PostedReceive(Peer& owner, std::size_t size)
@@ -26,7 +26,8 @@ public:
         posted = result == 0 || platform::WSAGetLastError() == WSA_IO_PENDING;
     }
 
-    // Waits by event and completes. Result: the plaintext; status and wireBytes tell the rest.
+    // Waits for the event and completes the receive. Returns the plaintext; sets status and
+    // wireBytes.
     std::string finish() {
         if (!posted || !overlapped.wait(peer.socket.handle(), wireBytes)) {
             status = SOCKET_ERROR;
@@ -58,29 +59,29 @@ std::string receiveOverlapped(Peer& peer, std::size_t size) {
     return PostedReceive(peer, size).finish();
 }
 
-TEST(Overlapped, aReceiveWithAnEventDeliversPlaintext) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    PostedReceive receive(meeting.server, 100);
+TEST(Overlapped, receiveWithAnEventDeliversPlaintext) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    PostedReceive receive(pair.server, 100);
     ASSERT_TRUE(receive.posted);
-    ASSERT_TRUE(meeting.client.say("by event"));
+    ASSERT_TRUE(pair.client.sendAll("by event"));
     EXPECT_EQ(receive.finish(), "by event");
     EXPECT_EQ(receive.status, 0);
     EXPECT_GT(receive.wireBytes, 8U);
 }
 
-TEST(Overlapped, aReceiveOfBytesThatAlreadyWaitDeliversThem) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("early"));
-    EXPECT_EQ(meeting.server.readable(patienceSeconds), 1);
-    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "early");
+TEST(Overlapped, receiveOfBytesThatHaveArrivedDeliversThem) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("early"));
+    EXPECT_EQ(pair.server.readable(timeoutSeconds), 1);
+    EXPECT_EQ(receiveOverlapped(pair.server, 100), "early");
 }
 
-TEST(Overlapped, aReceiveThroughACompletionPortDeliversPlaintext) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
+TEST(Overlapped, receiveThroughACompletionPortDeliversPlaintext) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
     const HANDLE port = platform::CreateIoCompletionPort(
         platform::socketHandle(server.socket.handle()), platform::noHandle, 77, 0);
     ASSERT_NE(port, platform::noHandle);
@@ -92,11 +93,11 @@ TEST(Overlapped, aReceiveThroughACompletionPortDeliversPlaintext) {
     const int posted = server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags,
                                              &overlapped, nullptr);
     EXPECT_TRUE(posted == 0 || platform::WSAGetLastError() == WSA_IO_PENDING);
-    std::jthread sending([&] { meeting.client.say("through the port"); });
+    std::jthread sending([&] { pair.client.sendAll("through the port"); });
     ULONG_PTR key = 0;
     OVERLAPPED* finished = nullptr;
     EXPECT_EQ(
-        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, patienceMilliseconds),
+        platform::GetQueuedCompletionStatus(port, &count, &key, &finished, timeoutMilliseconds),
         TRUE);
     sending.join();
     EXPECT_EQ(key, 77U);
@@ -111,10 +112,10 @@ void noteTransfer(DWORD, DWORD transferred, WSAOVERLAPPED*, DWORD) {
     routineTransferred = transferred;
 }
 
-TEST(Overlapped, aReceiveWithACompletionRoutineDeliversPlaintext) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
+TEST(Overlapped, receiveWithACompletionRoutineDeliversPlaintext) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
     std::string bytes(100, '\0');
     WSABUF buffer{100, bytes.data()};
     OVERLAPPED overlapped{};
@@ -124,17 +125,17 @@ TEST(Overlapped, aReceiveWithACompletionRoutineDeliversPlaintext) {
     const int posted = server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags,
                                              &overlapped, noteTransfer);
     EXPECT_TRUE(posted == 0 || platform::WSAGetLastError() == WSA_IO_PENDING);
-    ASSERT_TRUE(meeting.client.say("by routine"));
-    EXPECT_EQ(platform::SleepEx(patienceMilliseconds, TRUE), endedByRoutine);
+    ASSERT_TRUE(pair.client.sendAll("by routine"));
+    EXPECT_EQ(platform::SleepEx(timeoutMilliseconds, TRUE), endedByRoutine);
     EXPECT_EQ(server.stack->completeWSARecv(0, &routineTransferred, nullptr), 0);
     EXPECT_EQ(bytes.substr(0, routineTransferred), "by routine");
 }
 
-TEST(Overlapped, severalBuffersFillInOrder) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
-    ASSERT_TRUE(meeting.client.say("abcdefghij"));
+TEST(Overlapped, severalBuffersAreFilledInOrder) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
+    ASSERT_TRUE(pair.client.sendAll("abcdefghij"));
     std::string first(3, '\0');
     std::string second(100, '\0');
     std::array<WSABUF, 2> buffers{{{3, first.data()}, {100, second.data()}}};
@@ -150,70 +151,70 @@ TEST(Overlapped, severalBuffersFillInOrder) {
     EXPECT_EQ(second.substr(0, 7), "defghij");
 }
 
-TEST(Overlapped, surplusPlaintextComesWithTheNextCompletion) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("0123456789"));
-    EXPECT_EQ(receiveOverlapped(meeting.server, 4), "0123");
-    EXPECT_EQ(meeting.server.readable(3600), 1);
-    ASSERT_TRUE(meeting.client.say("ab"));
-    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "456789ab");
+TEST(Overlapped, surplusPlaintextIsDeliveredByTheNextCompletion) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("0123456789"));
+    EXPECT_EQ(receiveOverlapped(pair.server, 4), "0123");
+    EXPECT_EQ(pair.server.readable(3600), 1);
+    ASSERT_TRUE(pair.client.sendAll("ab"));
+    EXPECT_EQ(receiveOverlapped(pair.server, 100), "456789ab");
 }
 
-// The way to what is held that never reads the network, whatever waits there.
-TEST(Overlapped, aReceiveOnNoSocketServesWhatIsHeld) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("0123456789"));
-    EXPECT_EQ(receiveOverlapped(meeting.server, 4), "0123");
-    ASSERT_TRUE(meeting.client.say("ab"));
-    PostedReceive held(meeting.server, 100, INVALID_SOCKET);
+// How a host gets the bytes held without reading from the network.
+TEST(Overlapped, receiveOnNoSocketDeliversHeldPlaintext) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("0123456789"));
+    EXPECT_EQ(receiveOverlapped(pair.server, 4), "0123");
+    ASSERT_TRUE(pair.client.sendAll("ab"));
+    PostedReceive held(pair.server, 100, INVALID_SOCKET);
     EXPECT_FALSE(held.posted);
     EXPECT_EQ(platform::WSAGetLastError(), WSAENOTSOCK);
     EXPECT_EQ(held.complete(0), "456789");
     EXPECT_EQ(held.status, 0);
-    EXPECT_EQ(receiveOverlapped(meeting.server, 100), "ab");
+    EXPECT_EQ(receiveOverlapped(pair.server, 100), "ab");
 }
 
-TEST(Overlapped, aPartOfARecordIsNothingYetAndWarns) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
+TEST(Overlapped, partOfARecordDeliversNothingAndLogsAWarning) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
     const std::string text(5000, 'r');
-    ASSERT_TRUE(meeting.client.say(text));
-    PostedReceive part(meeting.server, 100); // brings at most 1024 bytes of the record
+    ASSERT_TRUE(pair.client.sendAll(text));
+    PostedReceive part(pair.server, 100); // receives at most 1024 bytes of the record
     EXPECT_EQ(part.finish(), "");
     EXPECT_EQ(part.status, 0);
     EXPECT_GT(part.wireBytes, 0U);
-    EXPECT_EQ(meeting.server.log->count(
+    EXPECT_EQ(pair.server.log->count(
                   Severity::Warning,
                   L"::WSARecv completed asynchronously, but there were too few bytes transferred "
                   L"[0] to decrypt even a single crypto message"),
               1U);
     std::string heard;
     while (heard.empty()) {
-        PostedReceive more(meeting.server, 2000);
+        PostedReceive more(pair.server, 2000);
         heard = more.finish();
         ASSERT_GT(more.wireBytes, 0U);
     }
     EXPECT_EQ(heard, text.substr(0, 2000));
-    EXPECT_EQ(meeting.server.receive(3000), text.substr(2000));
+    EXPECT_EQ(pair.server.receive(3000), text.substr(2000));
 }
 
-TEST(Overlapped, aClosedPeerCompletesWithNothing) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    PostedReceive receive(meeting.server, 100);
-    meeting.client.socket.close();
+TEST(Overlapped, closedPeerCompletesWithNoBytes) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    PostedReceive receive(pair.server, 100);
+    pair.client.socket.close();
     EXPECT_EQ(receive.finish(), "");
     EXPECT_EQ(receive.status, 0);
     EXPECT_EQ(receive.wireBytes, 0U);
 }
 
-TEST(Overlapped, waitAllIsTakenOutOfTheFlags) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
-    ASSERT_TRUE(meeting.client.say("x"));
+TEST(Overlapped, waitAllIsRemovedFromTheFlags) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
+    ASSERT_TRUE(pair.client.sendAll("x"));
     std::string bytes(10, '\0');
     WSABUF buffer{10, bytes.data()};
     Overlapped overlapped;
@@ -228,10 +229,10 @@ TEST(Overlapped, waitAllIsTakenOutOfTheFlags) {
     EXPECT_EQ(count, 1U);
 }
 
-TEST(Overlapped, aSynchronousReceiveIsRefused) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
+TEST(Overlapped, synchronousReceiveIsRefused) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
     char byte = 0;
     WSABUF buffer{1, &byte};
     DWORD count = 0;
@@ -246,10 +247,10 @@ TEST(Overlapped, aSynchronousReceiveIsRefused) {
         1U);
 }
 
-TEST(Overlapped, anOverlappedSendIsRefused) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& client = meeting.client;
+TEST(Overlapped, overlappedSendIsRefused) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& client = pair.client;
     char byte = 'x';
     WSABUF buffer{1, &byte};
     DWORD count = 0;
@@ -264,10 +265,10 @@ TEST(Overlapped, anOverlappedSendIsRefused) {
               1U);
 }
 
-TEST(Overlapped, aSynchronousSendOfSeveralBuffersArrivesInOrder) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& client = meeting.client;
+TEST(Overlapped, synchronousSendOfSeveralBuffersArrivesInOrder) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& client = pair.client;
     std::string first = "one ";
     std::string second = "two";
     std::array<WSABUF, 3> buffers{{{4, first.data()}, {0, nullptr}, {3, second.data()}}};
@@ -276,29 +277,29 @@ TEST(Overlapped, aSynchronousSendOfSeveralBuffersArrivesInOrder) {
                                     nullptr),
               0);
     EXPECT_EQ(count, 7U);
-    EXPECT_EQ(meeting.server.hear(7), "one two");
+    EXPECT_EQ(pair.server.receiveAll(7), "one two");
 }
 
-TEST(Overlapped, fourMebibytesComeThroughPostedReceives) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    meeting.client.log->setMinimumSeverity(Severity::Error);
-    meeting.server.log->setMinimumSeverity(Severity::Error);
+TEST(Overlapped, fourMebibytesArriveByPostedReceives) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    pair.client.log->setMinimumSeverity(Severity::Error);
+    pair.server.log->setMinimumSeverity(Severity::Error);
     const Pattern pattern;
     constexpr std::size_t total = std::size_t{4} << 20;
     std::jthread sending([&] {
         for (std::size_t sent = 0; sent < total; sent += 65536) {
-            meeting.client.say(pattern.at(sent, 65536));
+            pair.client.sendAll(pattern.at(sent, 65536));
         }
-        platform::shutdown(meeting.client.socket.handle(), SD_SEND);
+        platform::shutdown(pair.client.socket.handle(), SD_SEND);
     });
-    // The posts always go to the socket, so what is held at its end is fetched by plain receives.
+    // Posted receives always read from the socket; plain ones return the rest that is held.
     std::size_t right = 0;
     while (right < total) {
-        PostedReceive receive(meeting.server, 20000);
+        PostedReceive receive(pair.server, 20000);
         std::string heard = receive.finish();
         if (receive.wireBytes == 0) {
-            heard += meeting.server.receive(total).value_or("");
+            heard += pair.server.receive(total).value_or("");
         }
         ASSERT_TRUE(pattern.matches(right, heard)) << "at " << right;
         right += heard.size();

@@ -1,6 +1,6 @@
-// Stacks that don't encrypt.
+// Unencrypted stacks.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,25 +10,25 @@
 namespace VexaSsl::test {
 namespace {
 
-TEST(PlainStack, bytesPassUnchanged) {
-    Meeting meeting =
-        meet({.client = Settings::plain(), .server = Settings::plain(), .between = RelayPlan{}});
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.client.say("in the clear"));
-    EXPECT_EQ(meeting.server.hear(12), "in the clear");
-    EXPECT_EQ(meeting.relay->captured(), "in the clear");
+TEST(PlainStack, bytesAreUnchanged) {
+    ConnectedPair pair = connectPair(
+        {.client = Settings::plain(), .server = Settings::plain(), .between = RelayPlan{}});
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.client.sendAll("in the clear"));
+    EXPECT_EQ(pair.server.receiveAll(12), "in the clear");
+    EXPECT_EQ(pair.relay->captured(), "in the clear");
 }
 
-TEST(PlainStack, acceptingBlockingWorksToo) {
-    Meeting meeting = meet({.client = Settings::plain(),
-                            .server = Settings::plain(),
-                            .accepting = Accepting::blocking});
-    ASSERT_TRUE(meeting.established());
-    ASSERT_TRUE(meeting.server.say("welcome"));
-    EXPECT_EQ(meeting.client.hear(7), "welcome");
+TEST(PlainStack, blockingAcceptWorks) {
+    ConnectedPair pair = connectPair({.client = Settings::plain(),
+                                      .server = Settings::plain(),
+                                      .accepting = Accepting::blocking});
+    ASSERT_TRUE(pair.established());
+    ASSERT_TRUE(pair.server.sendAll("welcome"));
+    EXPECT_EQ(pair.client.receiveAll(7), "welcome");
 }
 
-TEST(PlainStack, completingAReceiveChangesNothing) {
+TEST(PlainStack, completedReceiveKeepsItsCount) {
     SharedLog log;
     const auto stack = instantiateSocketStrategy(log, *Settings::plain().load(log));
     DWORD count = 7;
@@ -37,10 +37,10 @@ TEST(PlainStack, completingAReceiveChangesNothing) {
     EXPECT_EQ(stack->completeAcceptEx(), 0);
 }
 
-TEST(PlainStack, anOverlappedReceiveFillsTheHostsOwnBuffer) {
-    Meeting meeting = meet({.client = Settings::plain(), .server = Settings::plain()});
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
+TEST(PlainStack, overlappedReceiveFillsTheHostsBuffer) {
+    ConnectedPair pair = connectPair({.client = Settings::plain(), .server = Settings::plain()});
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
     std::string bytes(100, '\0');
     WSABUF buffer{100, bytes.data()};
     Overlapped overlapped;
@@ -48,12 +48,12 @@ TEST(PlainStack, anOverlappedReceiveFillsTheHostsOwnBuffer) {
     DWORD flags = 0;
     server.stack->WSARecv(server.socket.handle(), &buffer, 1, &count, &flags, overlapped.get(),
                           nullptr);
-    ASSERT_TRUE(meeting.client.say("plain"));
+    ASSERT_TRUE(pair.client.sendAll("plain"));
     ASSERT_TRUE(overlapped.wait(server.socket.handle(), count));
     EXPECT_EQ(bytes.substr(0, count), "plain");
 }
 
-TEST(PlainStack, aMissingIniFileMeansNoEncryptionAndSaysSo) {
+TEST(PlainStack, missingIniFileMeansNoEncryptionAndIsLogged) {
     SharedLog log;
     const auto config =
         constructSslConfigurationFromIniFile(log, temporaryFolder() / "none.ini", L"Foo");
@@ -63,7 +63,7 @@ TEST(PlainStack, aMissingIniFileMeansNoEncryptionAndSaysSo) {
                                                     warning(L"Reverting to NO ENCRYPTION")));
 }
 
-TEST(PlainStack, aBadWordIsRefusedWhenTheStackIsBuilt) {
+TEST(PlainStack, badOptionValueIsRefusedAtInstantiation) {
     SharedLog log;
     const auto config = Settings::plain().with("UseEncryption", "Yes").load(log);
     EXPECT_THROW(

@@ -1,6 +1,6 @@
-// Which servers a client refuses, and what both logs say then, line by line.
+// Which servers a client refuses, and the lines in both logs.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 
 #include <gmock/gmock.h>
@@ -21,35 +21,35 @@ constexpr unsigned long untrustedRoot = 0x80090325;
 constexpr unsigned long certificateExpired = 0x80090328;
 constexpr unsigned long wrongUsage = 0x80090349;
 
-Meeting meetServer(const std::string& certificate, const std::string& host = "localhost") {
-    return meet({.client = Settings::encrypted(),
-                 .server = Settings::serverSending(certificate),
-                 .host = host});
+ConnectedPair meetServer(const std::string& certificate, const std::string& host = "localhost") {
+    return connectPair({.client = Settings::encrypted(),
+                        .server = Settings::serverSending(certificate),
+                        .host = host});
 }
 
-void expectRefusal(const Meeting& meeting, unsigned long status) {
-    EXPECT_EQ(meeting.client.result, SOCKET_ERROR);
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
-    EXPECT_EQ(meeting.server.result, SOCKET_ERROR);
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+void expectRefusal(const ConnectedPair& pair, unsigned long status) {
+    EXPECT_EQ(pair.client.result, SOCKET_ERROR);
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.server.result, SOCKET_ERROR);
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.client.log->linesFrom(Severity::Info),
+        pair.client.log->linesFrom(Severity::Info),
         ElementsAre(
             systemError(L"InitializeSecurityContext", status),
             warning(L"An encrypted connection could not be successfully initialised on socket [" +
-                    meeting.client.socketNumber() + L"]. Aborting"),
+                    pair.client.socketNumber() + L"]. Aborting"),
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
-    EXPECT_THAT(meeting.server.log->linesFrom(Severity::Info),
+    EXPECT_THAT(pair.server.log->linesFrom(Severity::Info),
                 ElementsAre(warning(L"Connection closed (during negotiation)"),
                             error(L"Can't establish a security context. Connection closed")));
 }
 
-TEST(Trust, aServerOfAnotherNameIsRefusedWithTheReason) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
-    const Meeting meeting = meetServer(pki::otherName);
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
+TEST(Trust, serverWithAnotherNameIsRefusedWithTheReason) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
+    const ConnectedPair pair = meetServer(pki::otherName);
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.client.log->linesFrom(Severity::Info),
+        pair.client.log->linesFrom(Severity::Info),
         ElementsAre(
             systemError(L"InitializeSecurityContext", wrongPrincipal),
             info(L"InitializeSecurityContext failed with [SEC_E_WRONG_PRINCIPAL]. Probable cause: "
@@ -57,49 +57,50 @@ TEST(Trust, aServerOfAnotherNameIsRefusedWithTheReason) {
                  L"address we connected to [localhost]"),
             info(L"It is not possible to report the names on the certificate."),
             warning(L"An encrypted connection could not be successfully initialised on socket [" +
-                    meeting.client.socketNumber() + L"]. Aborting"),
+                    pair.client.socketNumber() + L"]. Aborting"),
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
-    EXPECT_THAT(meeting.server.log->linesFrom(Severity::Info),
+    EXPECT_THAT(pair.server.log->linesFrom(Severity::Info),
                 ElementsAre(warning(L"Connection closed (during negotiation)"),
                             error(L"Can't establish a security context. Connection closed")));
 }
 
-TEST(Trust, anAddressThatTheCertificateDoesNotNameIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
-    const Meeting meeting = meetServer(pki::otherName, "127.0.0.1");
-    EXPECT_EQ(meeting.client.log->linesWith(L"SEC_E_WRONG_PRINCIPAL").size(), 1U);
-    EXPECT_FALSE(meeting.client.established());
+TEST(Trust, addressMissingInTheCertificateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
+    const ConnectedPair pair = meetServer(pki::otherName, "127.0.0.1");
+    EXPECT_EQ(pair.client.log->linesWith(L"SEC_E_WRONG_PRINCIPAL").size(), 1U);
+    EXPECT_FALSE(pair.client.established());
 }
 
-TEST(Trust, aServerReachedByItsAddressIsAcceptedWhenTheCertificateNamesIt) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, addressInTheCertificateIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     EXPECT_TRUE(meetServer(pki::localhost, "127.0.0.1").established());
 }
 
-TEST(Trust, aServerReachedByItsLongAddressIsAcceptedWhenTheCertificateNamesIt) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, ipv6AddressInTheCertificateIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     std::optional<Listener> listener;
     try {
         listener.emplace(AF_INET6);
     } catch (const std::runtime_error& reason) {
-        GTEST_SKIP() << "no loopback of the sixth version: " << reason.what();
+        GTEST_SKIP() << "no IPv6 loopback address: " << reason.what();
     }
     Peer server;
     std::jthread serving([&] {
-        server = answer(*listener, Settings::serverSending(pki::localhost), Accepting::blocking);
+        server =
+            acceptPeer(*listener, Settings::serverSending(pki::localhost), Accepting::blocking);
     });
-    Peer client = dial(listener->port(), Settings::encrypted(), "::1");
+    Peer client = connectPeer(listener->port(), Settings::encrypted(), "::1");
     serving.join();
     EXPECT_TRUE(client.established());
     EXPECT_TRUE(server.established());
 }
 
-TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, nameOfTheWideResolutionIsVerified) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     const Listener listener;
     Peer server;
     std::jthread serving(
-        [&] { server = answer(listener, Settings::serverSending(pki::otherName)); });
+        [&] { server = acceptPeer(listener, Settings::serverSending(pki::otherName)); });
     Peer client;
     client.stack = instantiateSocketStrategy(*client.log, *Settings::encrypted().load(*client.log));
     ADDRINFOW hints{};
@@ -118,99 +119,98 @@ TEST(Trust, theNameOfAWideResolutionIsTheOneThatCounts) {
     EXPECT_EQ(client.log->linesWith(L"match the address we connected to [localhost]").size(), 1U);
 }
 
-TEST(Trust, aServerOfAnUnknownAuthorityIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, serverOfAnUnknownAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::untrusted), untrustedRoot);
 }
 
-TEST(Trust, aSelfSignedServerIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, selfSignedServerIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::selfSigned), untrustedRoot);
 }
 
-TEST(Trust, anExpiredServerIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, expiredServerIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::expired), certificateExpired);
 }
 
-TEST(Trust, aServerThatIsNotYetValidIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, serverThatIsNotYetValidIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::notYetValid), certificateExpired);
 }
 
-TEST(Trust, aServerWithACertificateForClientsIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, serverWithAClientCertificateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::clientOnly), wrongUsage);
 }
 
-TEST(Trust, aServerThatKeepsItsIntermediateToItselfIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, serverThatSendsNoIntermediateIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     expectRefusal(meetServer(pki::missingIntermediate), untrustedRoot);
 }
 
-TEST(Trust, aServerWhoseIssuerIsNoAuthorityIsRefused) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
-    const Meeting meeting = meetServer(pki::signedByALeaf);
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
-    EXPECT_EQ(meeting.client.log->linesWith(L"InitializeSecurityContext failed with: ").size(), 1U);
+TEST(Trust, serverWhoseIssuerIsNoAuthorityIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
+    const ConnectedPair pair = meetServer(pki::signedByALeaf);
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.client.log->linesWith(L"InitializeSecurityContext failed with: ").size(), 1U);
 }
 
-TEST(Trust, aNameWithAZeroInsideIsNotTheNameBeforeTheZero) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
-    const Meeting meeting = meetServer(pki::zeroInName);
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
-    EXPECT_FALSE(meeting.client.established());
+TEST(Trust, nameWithAZeroDoesNotMatchThePartBeforeTheZero) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
+    const ConnectedPair pair = meetServer(pki::zeroInName);
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
+    EXPECT_FALSE(pair.client.established());
 }
 
-TEST(Trust, aServerWithoutAUsageIsAccepted) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
+TEST(Trust, serverCertificateWithoutAUsageIsAccepted) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
     EXPECT_TRUE(meetServer(pki::withoutUsage).established());
 }
 
-TEST(Trust, aServerWithAnEllipticKeyIsAccepted) {
+TEST(Trust, serverWithAnEllipticKeyIsAccepted) {
     VEXASSL_NEEDS_ABILITY(Ability::ellipticKeys);
-    Meeting meeting = meetServer(pki::localhostElliptic);
-    ASSERT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.client.say("curve"));
-    EXPECT_EQ(meeting.server.hear(5), "curve");
+    ConnectedPair pair = meetServer(pki::localhostElliptic);
+    ASSERT_TRUE(pair.established());
+    EXPECT_TRUE(pair.client.sendAll("curve"));
+    EXPECT_EQ(pair.server.receiveAll(5), "curve");
 }
 
-TEST(Trust, aServerBehindAnIntermediateIsAccepted) {
+TEST(Trust, serverWithAnIntermediateIsAccepted) {
     VEXASSL_NEEDS_ABILITY(Ability::sendIntermediates);
-    Meeting meeting = meetServer(pki::behindIntermediate);
-    ASSERT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.client.say("chain"));
-    EXPECT_EQ(meeting.server.hear(5), "chain");
+    ConnectedPair pair = meetServer(pki::withIntermediate);
+    ASSERT_TRUE(pair.established());
+    EXPECT_TRUE(pair.client.sendAll("chain"));
+    EXPECT_EQ(pair.server.receiveAll(5), "chain");
 }
 
-TEST(Trust, bothSidesReportTheConnectionTheyMade) {
-    const Meeting meeting = meetServer(pki::localhost);
-    ASSERT_TRUE(meeting.established());
+TEST(Trust, bothSidesLogTheConnection) {
+    const ConnectedPair pair = meetServer(pki::localhost);
+    ASSERT_TRUE(pair.established());
     EXPECT_THAT(
-        meeting.client.log->linesFrom(Severity::Info),
+        pair.client.log->linesFrom(Severity::Info),
         ElementsAre(info(L"An encrypted connection has been successfully initialised on socket [" +
-                         meeting.client.socketNumber() + L"] (client side)")));
+                         pair.client.socketNumber() + L"] (client side)")));
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(info(L"An encrypted connection has been successfully initialised on socket [" +
-                         meeting.server.socketNumber() + L"] (server side)")));
+                         pair.server.socketNumber() + L"] (server side)")));
 }
 
-TEST(Trust, aFailedHandshakeShutsTheSocketDownAndLeavesItOpen) {
-    VEXASSL_NEEDS_ABILITY(Ability::judgeServers);
-    const Meeting meeting = meetServer(pki::untrusted);
-    EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
+TEST(Trust, failedHandshakeShutsTheSocketDownAndLeavesItOpen) {
+    VEXASSL_NEEDS_ABILITY(Ability::verifyServers);
+    const ConnectedPair pair = meetServer(pki::untrusted);
+    EXPECT_TRUE(isShutForSending(pair.client.socket.handle()));
 }
 
-TEST(Trust, aHandshakeThatThePeerEndsShutsTheSocketDownAndLeavesItOpen) {
-    const Meeting meeting = meetServer("nobody has this name");
-    EXPECT_FALSE(meeting.client.established());
-    EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
+TEST(Trust, handshakeEndedByThePeerShutsTheSocketDownAndLeavesItOpen) {
+    const ConnectedPair pair = meetServer("nobody has this name");
+    EXPECT_FALSE(pair.client.established());
+    EXPECT_TRUE(isShutForSending(pair.client.socket.handle()));
 }
 
-// The server's thread gets a machine name of its own, which the search for a suitable certificate
-// goes by.
-TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
+// The server's thread has its own machine name, which the search for a suitable certificate uses.
+TEST(Trust, serverThatMaySendAnyCertificateSendsThatOfItsMachine) {
     VEXASSL_NEEDS_ABILITY(Ability::renameMachine);
     const Listener listener;
     Peer server;
@@ -219,14 +219,14 @@ TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
         const bool done = renameMachineOfThisThread(pki::machineName);
         renamed.set_value(done);
         if (done) {
-            server = answer(listener, Settings::encrypted());
+            server = acceptPeer(listener, Settings::encrypted());
         }
     });
     if (!renamed.get_future().get()) {
         serving.join();
-        GTEST_SKIP() << "needs the right to give a thread a machine name of its own";
+        GTEST_SKIP() << "no permission to set the machine name of a thread";
     }
-    const Peer client = dial(listener.port(), Settings::encrypted());
+    const Peer client = connectPeer(listener.port(), Settings::encrypted());
     serving.join();
     EXPECT_TRUE(client.established());
     const std::wstring name(pki::machineName.begin(), pki::machineName.end());
@@ -238,49 +238,49 @@ TEST(Trust, aServerThatMaySendAnyFindsTheCertificateOfItsMachine) {
                          server.socketNumber() + L"] (server side)")));
 }
 
-TEST(Trust, aServerNameThatNoCertificateHasFailsTheConnection) {
-    const Meeting meeting = meetServer("nobody has this name");
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+TEST(Trust, unknownServerCertificateNameFailsTheConnection) {
+    const ConnectedPair pair = meetServer("nobody has this name");
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             lineStarting(Severity::Error, L"CertFindCertificateInStore (by name) failed with: "),
             info(L"Name searched for: [nobody has this name]"),
             error(L"Was not able to find a certificate with the name [nobody has this name]"),
             error(L"Can't establish a security context. no available certificate")));
-    EXPECT_THAT(meeting.client.log->linesFrom(Severity::Info),
+    EXPECT_THAT(pair.client.log->linesFrom(Severity::Info),
                 ElementsAre(warning(L"Connection closed (during negotiation)"),
                             error(L"Can't establish a security context. Connection closed")));
 }
 
-TEST(Trust, aServerToldToSendNoCertificateFailsAtItsFirstConnection) {
-    const Meeting meeting = meetServer("none");
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+TEST(Trust, serverWithCertificateNoneFailsAtItsFirstConnection) {
+    const ConnectedPair pair = meetServer("none");
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(error(L"Supplied value [none] of ServerCertificateToSendName is invalid. "
                           L"Servers MUST send certificates"),
                     error(L"An unexpected C++ standard library exception occurred: invalid "
                           L"configuration")));
 }
 
-TEST(Trust, aPlainClientDoesNotGetThrough) {
-    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
-    Meeting meeting;
+TEST(Trust, plainClientIsRefused) {
+    VEXASSL_NEEDS_ABILITY(Ability::detectPlainText);
+    ConnectedPair pair;
     const Listener listener;
     {
         const HostSocket stranger = rawConnection(listener.port());
         const std::string request = "GET / HTTP/1.0\r\n\r\n";
         EXPECT_EQ(sendBytes(stranger.handle(), request), static_cast<int>(request.size()));
-        meeting.server = answer(listener, Settings::serverSending(pki::localhost));
+        pair.server = acceptPeer(listener, Settings::serverSending(pki::localhost));
     }
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Warning),
+        pair.server.log->linesFrom(Severity::Warning),
         ElementsAre(
             lineStarting(Severity::Error, L"AcceptSecurityContext failed with: "),
             warning(L"An encrypted connection could not be successfully initialised on socket [" +
-                    meeting.server.socketNumber() + L"]. Aborting"),
+                    pair.server.socketNumber() + L"]. Aborting"),
             error(L"Can't establish a security context. AcceptSecurityContext failed")));
 }
 

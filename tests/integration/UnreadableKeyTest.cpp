@@ -1,7 +1,7 @@
-// A server whose user may not read its private key. The superuser may read every file, so the
-// server runs in a child process of another user, with the key in a file of its own.
+// A server whose user can't read its private key. root can read every file, so the server runs in a
+// process of another user, with the key in a separate file.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A certificate folder with one server whose key lies in a file that only its owner reads.
+// A certificate folder with one server, whose key file only its owner may read.
 fs::path folderWithAClosedKey() {
     const fs::path folder = temporaryFolder() / "closed";
     const fs::path entry = folder / "my";
@@ -31,7 +31,7 @@ fs::path folderWithAClosedKey() {
     return folder;
 }
 
-// In the process of the other user: answers one connection. Result: the lines of its log.
+// Accepts one connection in the process of the other user. Returns the lines of its log.
 std::string linesOfOneAnswer(const Listener& listener, const IConfig& config) {
     SharedLog log;
     const auto stack = instantiateSocketStrategy(log, config);
@@ -51,14 +51,14 @@ std::string linesOfOneAnswer(const Listener& listener, const IConfig& config) {
     return said;
 }
 
-TEST(UnreadableKey, theConnectionFailsAndTheLogNamesTheUserAndTheRemedy) {
+TEST(UnreadableKey, connectionFailsAndTheLogNamesTheUserAndTheRemedy) {
     VEXASSL_NEEDS_ABILITY(Ability::actAsAnotherUser);
     pki::use(folderWithAClosedKey());
     SharedLog log;
     const auto config = Settings::serverSending(pki::localhostElliptic).load(log);
     const Listener listener;
     const HostSocket caller = rawConnection(listener.port());
-    const auto said = saidByAnotherUser([&] { return linesOfOneAnswer(listener, *config); });
+    const auto said = runAsAnotherUser([&] { return linesOfOneAnswer(listener, *config); });
     pki::use(pki::folder());
     ASSERT_TRUE(said.has_value());
     EXPECT_THAT(*said,

@@ -1,6 +1,6 @@
-// Foreign clients that a server of ours asks for a certificate, or doesn't.
+// Other TLS clients with a server of the library that requests certificates, or doesn't.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "interop/Peers.h"
 #include "interop/ServingForeigners.h"
 
@@ -16,45 +16,45 @@ Settings asking() {
     return Settings::serverSending(pki::localhost).with("RequireClientAuthentication", "True");
 }
 
-TEST(ForeignClientCertificate, anOpenSslClientWithACertificateStays) {
+TEST(ForeignClientCertificate, opensslClientWithACertificateIsAccepted) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     Words options = openSslIdentity("client");
     options.push_back("-brief");
     const auto client = openSslClient(listener.port(), options);
-    Peer server =
-        answer(listener, asking().with("AcceptableClientCertificateToReceiveNames", "client.test"));
+    Peer server = acceptPeer(
+        listener, asking().with("AcceptableClientCertificateToReceiveNames", "client.test"));
     ASSERT_TRUE(server.established()) << client->output();
     converse(server, *client);
 }
 
-TEST(ForeignClientCertificate, anOpenSslClientBehindAnIntermediateStays) {
+TEST(ForeignClientCertificate, opensslClientWithAnIntermediateIsAccepted) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     Words options = openSslIdentity("client-with-intermediate");
     options.push_back("-brief");
     const auto client = openSslClient(listener.port(), options);
-    Peer server = answer(listener, asking());
+    Peer server = acceptPeer(listener, asking());
     ASSERT_TRUE(server.established()) << client->output();
     converse(server, *client);
 }
 
-TEST(ForeignClientCertificate, anOpenSslClientWhoseCertificateSpansRecordsStays) {
+TEST(ForeignClientCertificate, certificateInSeveralRecordsIsAccepted) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     Words options = openSslIdentity("client-with-intermediate");
     options.insert(options.end(), {"-brief", "-max_send_frag", "512"});
     const auto client = openSslClient(listener.port(), options);
-    Peer server = answer(listener, asking());
+    Peer server = acceptPeer(listener, asking());
     ASSERT_TRUE(server.established()) << client->output();
     converse(server, *client);
 }
 
-TEST(ForeignClientCertificate, anOpenSslClientWithoutACertificateIsRefusedWhereOneIsRequired) {
+TEST(ForeignClientCertificate, opensslClientWithoutARequiredCertificateIsRefused) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port(), {"-brief"});
-    const Peer server = answer(listener, asking());
+    const Peer server = acceptPeer(listener, asking());
     EXPECT_EQ(server.error, WSAECONNABORTED);
     EXPECT_THAT(
         server.log->linesFrom(Severity::Info),
@@ -66,31 +66,31 @@ TEST(ForeignClientCertificate, anOpenSslClientWithoutACertificateIsRefusedWhereO
                           L"can't get client cert")));
 }
 
-TEST(ForeignClientCertificate, anOpenSslClientWithACertificateStaysWhereNoneIsAskedFor) {
+TEST(ForeignClientCertificate, opensslClientWithACertificateIsAcceptedWhenNoneIsRequested) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     Words options = openSslIdentity("client-untrusted");
     options.push_back("-brief");
     const auto client = openSslClient(listener.port(), options);
-    Peer server = answer(listener, Settings::serverSending(pki::localhost));
+    Peer server = acceptPeer(listener, Settings::serverSending(pki::localhost));
     ASSERT_TRUE(server.established()) << client->output();
     converse(server, *client);
 }
 
-TEST(ForeignClientCertificate, aGnuTlsClientWithACertificateStays) {
+TEST(ForeignClientCertificate, gnutlsClientWithACertificateIsAccepted) {
     VEXASSL_NEEDS("gnutls-cli");
     const Listener listener;
     const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-rsa"));
-    Peer server = answer(listener, asking());
+    Peer server = acceptPeer(listener, asking());
     ASSERT_TRUE(server.established()) << client->output();
     converse(server, *client);
 }
 
-TEST(ForeignClientCertificate, aGnuTlsClientOfAnUnknownAuthorityIsRefused) {
+TEST(ForeignClientCertificate, gnutlsClientOfAnUnknownAuthorityIsRefused) {
     VEXASSL_NEEDS("gnutls-cli");
     const Listener listener;
     const auto client = gnuTlsClient(listener.port(), gnuTlsIdentity("client-untrusted"));
-    const Peer server = answer(listener, asking());
+    const Peer server = acceptPeer(listener, asking());
     EXPECT_EQ(server.error, WSAECONNABORTED);
     EXPECT_EQ(server.log->count(Severity::Error,
                                 L"Can't establish a security context. client authentication "
@@ -102,7 +102,7 @@ TEST(ForeignClientCertificate, curlWithACertificateFetchesAPage) {
     VEXASSL_NEEDS("curl");
     const Listener listener;
     const auto client = curl(listener.port(), curlIdentity("client"));
-    Peer server = answer(listener, asking());
+    Peer server = acceptPeer(listener, asking());
     ASSERT_TRUE(server.established()) << client->output();
     answerRequest(server);
     EXPECT_EQ(client->exitStatus(), 0) << client->output();

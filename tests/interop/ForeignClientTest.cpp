@@ -1,7 +1,7 @@
-// Foreign clients against a server of ours. They are judged by the data and by what they say of the
-// verification, not by how they take the missing closure.
+// Other TLS clients with a server of the library. Their data and their messages about the
+// verification are checked, not what they say about the missing closure.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pattern.h"
 #include "interop/Peers.h"
 #include "interop/ServingForeigners.h"
@@ -18,18 +18,18 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// What a server of ours sends, by the name of the case.
+// Accepts with the certificate of the case.
 std::string subjectOf(const std::string& name) {
     return "case " + name + ",";
 }
 
 Peer serve(const Listener& listener, const std::string& name = "server-rsa") {
-    return answer(listener, Settings::serverSending(subjectOf(name)));
+    return acceptPeer(listener, Settings::serverSending(subjectOf(name)));
 }
 
 class ServedCertificate : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(ServedCertificate, isVerifiedByOpenSslAndDataGoesBothWays) {
+TEST_P(ServedCertificate, opensslVerifiesItAndDataArrivesInBothDirections) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port(), {"-brief"});
@@ -40,7 +40,7 @@ TEST_P(ServedCertificate, isVerifiedByOpenSslAndDataGoesBothWays) {
     EXPECT_THAT(client->output(), HasSubstr("Protocol version: TLSv1.2"));
 }
 
-TEST_P(ServedCertificate, isVerifiedByGnuTlsAndDataGoesBothWays) {
+TEST_P(ServedCertificate, gnutlsVerifiesItAndDataArrivesInBothDirections) {
     VEXASSL_NEEDS("gnutls-cli");
     const Listener listener;
     const auto client = gnuTlsClient(listener.port());
@@ -50,7 +50,7 @@ TEST_P(ServedCertificate, isVerifiedByGnuTlsAndDataGoesBothWays) {
     EXPECT_THAT(client->output(), HasSubstr("Status: The certificate is trusted"));
 }
 
-TEST_P(ServedCertificate, isVerifiedByCurlWhichFetchesAPage) {
+TEST_P(ServedCertificate, curlVerifiesItAndFetchesAPage) {
     VEXASSL_NEEDS("curl");
     const Listener listener;
     const auto client = curl(listener.port());
@@ -65,11 +65,11 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ServedCertificate,
                          ::testing::Values("server-rsa", "server-ecdsa", "with-intermediate"),
                          [](const auto& kind) { return asTestName(kind.param); });
 
-// --- Suites.
+// --- Cipher suites.
 
 class ForcedSuite : public ::testing::TestWithParam<Suite> {};
 
-TEST_P(ForcedSuite, worksWithAnOpenSslClient) {
+TEST_P(ForcedSuite, opensslClientConnects) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client =
@@ -80,7 +80,7 @@ TEST_P(ForcedSuite, worksWithAnOpenSslClient) {
     EXPECT_THAT(client->output(), HasSubstr("Ciphersuite: " + GetParam().openSsl));
 }
 
-TEST_P(ForcedSuite, worksWithAGnuTlsClient) {
+TEST_P(ForcedSuite, gnutlsClientConnects) {
     VEXASSL_NEEDS("gnutls-cli");
     const Listener listener;
     const auto client =
@@ -102,9 +102,9 @@ INSTANTIATE_TEST_SUITE_P(
                       Suite{"server-ecdsa", "ECDHE-ECDSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"}),
     [](const auto& kind) { return asTestName(kind.param.openSsl); });
 
-// --- What the foreign client refuses.
+// --- Servers that a client refuses.
 
-TEST(ForeignClient, openSslRefusesAServerOfAnotherName) {
+TEST(ForeignClient, opensslRefusesAServerWithAnotherName) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port(), {"-brief"});
@@ -122,20 +122,20 @@ TEST(ForeignClient, curlRefusesAServerOfAnUnknownAuthority) {
     EXPECT_EQ(client->exitStatus(), 60) << client->output();
 }
 
-// --- More than a line.
+// --- Larger data.
 
-TEST(ForeignClient, aMebibyteFromOpenSslComesBackUnchanged) {
+TEST(ForeignClient, mebibyteFromOpensslIsEchoedUnchanged) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port(), {"-quiet", "-verify_quiet"});
     Peer server = serve(listener);
     ASSERT_TRUE(server.established()) << client->output();
     const std::string text(Pattern{}.at(0, 1 << 20 | 1));
-    std::jthread sending([&] { client->say(text); });
+    std::jthread sending([&] { client->sendAll(text); });
     std::size_t echoed = 0;
     while (echoed < text.size()) {
         const auto heard = server.receive(100000);
-        if (!heard || heard->empty() || !server.say(*heard)) {
+        if (!heard || heard->empty() || !server.sendAll(*heard)) {
             break;
         }
         echoed += heard->size();
@@ -146,9 +146,9 @@ TEST(ForeignClient, aMebibyteFromOpenSslComesBackUnchanged) {
     EXPECT_NE(client->output().find(text), std::string::npos);
 }
 
-// --- What a TLS 1.2 server can't do, and what peers ask of it.
+// --- TLS 1.3, renegotiation and closure.
 
-TEST(ForeignClient, aClientOfTls13AloneIsRefused) {
+TEST(ForeignClient, clientOfTls13AloneIsRefused) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port(), {"-tls1_3"});
@@ -163,41 +163,41 @@ TEST(ForeignClient, aClientOfTls13AloneIsRefused) {
             error(L"Can't establish a security context. AcceptSecurityContext failed")));
 }
 
-TEST(ForeignClient, aRequestToRenegotiateIsTheEndOfTheStream) {
+TEST(ForeignClient, requestToRenegotiateIsTheEndOfTheStream) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port());
     Peer server = serve(listener);
     ASSERT_TRUE(server.established()) << client->output();
-    ASSERT_TRUE(client->say("before\n"));
-    EXPECT_EQ(server.hear(7), "before\n");
-    ASSERT_TRUE(client->say("R\n"));
+    ASSERT_TRUE(client->sendAll("before\n"));
+    EXPECT_EQ(server.receiveAll(7), "before\n");
+    ASSERT_TRUE(client->sendAll("R\n"));
     EXPECT_EQ(server.receive(100), "");
     EXPECT_THAT(server.log->linesFrom(Severity::Info),
                 ::testing::Contains(info(L"Renegotiate request received")));
 }
 
-TEST(ForeignClient, anOrderlyClosureIsTheEndOfTheStreamAndAnErrorLine) {
+TEST(ForeignClient, closureIsTheEndOfTheStreamAndAnErrorLine) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port());
     Peer server = serve(listener);
     ASSERT_TRUE(server.established()) << client->output();
-    ASSERT_TRUE(client->say("before\n"));
-    EXPECT_EQ(server.hear(7), "before\n");
-    ASSERT_TRUE(client->say("Q\n"));
+    ASSERT_TRUE(client->sendAll("before\n"));
+    EXPECT_EQ(server.receiveAll(7), "before\n");
+    ASSERT_TRUE(client->sendAll("Q\n"));
     EXPECT_EQ(server.receive(100), "");
     EXPECT_THAT(server.log->linesFrom(Severity::Warning),
                 ElementsAre(systemError(L"DecryptMessage", 0x00090317)));
 }
 
-TEST(ForeignClient, anOrderlyClosureOnTheOverlappedPathIsAReset) {
+TEST(ForeignClient, closureResetsAnOverlappedReceive) {
     VEXASSL_NEEDS("openssl");
     const Listener listener;
     const auto client = openSslClient(listener.port());
     Peer server = serve(listener);
     ASSERT_TRUE(server.established()) << client->output();
-    ASSERT_TRUE(client->say("Q\n"));
+    ASSERT_TRUE(client->sendAll("Q\n"));
     std::string bytes(100, '\0');
     WSABUF buffer{100, bytes.data()};
     Overlapped overlapped;

@@ -1,6 +1,6 @@
-// Foreign servers that a client of ours calls.
+// Other TLS servers with a client of the library.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pattern.h"
 #include "interop/Peers.h"
 
@@ -17,31 +17,31 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// With -rev: a line comes back reversed.
+// With -rev the server returns a line reversed.
 void converseReversed(Peer& client) {
-    ASSERT_TRUE(client.say("stressed\n"));
-    EXPECT_EQ(client.hear(9), "desserts\n");
+    ASSERT_TRUE(client.sendAll("stressed\n"));
+    EXPECT_EQ(client.receiveAll(9), "desserts\n");
 }
 
 void converseEchoed(Peer& client) {
-    ASSERT_TRUE(client.say("a line and its echo\n"));
-    EXPECT_EQ(client.hear(20), "a line and its echo\n");
+    ASSERT_TRUE(client.sendAll("a line and its echo\n"));
+    EXPECT_EQ(client.receiveAll(20), "a line and its echo\n");
 }
 
 class CalledCertificate : public ::testing::TestWithParam<std::string> {};
 
-TEST_P(CalledCertificate, ofAnOpenSslServerIsVerifiedAndDataGoesBothWays) {
+TEST_P(CalledCertificate, opensslServerIsVerifiedAndDataArrivesInBothDirections) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer(GetParam(), {"-rev"});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
 }
 
-TEST_P(CalledCertificate, ofAGnuTlsServerIsVerifiedAndDataGoesBothWays) {
+TEST_P(CalledCertificate, gnutlsServerIsVerifiedAndDataArrivesInBothDirections) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer(GetParam());
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseEchoed(client);
 }
@@ -52,22 +52,22 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CalledCertificate,
 
 class CalledSuite : public ::testing::TestWithParam<Suite> {};
 
-TEST_P(CalledSuite, worksWithAnOpenSslServer) {
+TEST_P(CalledSuite, opensslServerIsConnectedTo) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server =
         openSslServer(GetParam().certificate, {"-rev", "-cipher", GetParam().openSsl});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
     EXPECT_TRUE(server.program->shows("Ciphersuite: " + GetParam().openSsl))
         << server.program->output();
 }
 
-TEST_P(CalledSuite, worksWithAGnuTlsServer) {
+TEST_P(CalledSuite, gnutlsServerIsConnectedTo) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer(
         GetParam().certificate, {"--priority=NORMAL:-CIPHER-ALL:+" + GetParam().gnuTls});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseEchoed(client);
     EXPECT_TRUE(server.program->shows("Cipher: " + GetParam().gnuTls)) << server.program->output();
@@ -81,12 +81,12 @@ INSTANTIATE_TEST_SUITE_P(
                       Suite{"server-ecdsa", "ECDHE-ECDSA-CHACHA20-POLY1305", "CHACHA20-POLY1305"}),
     [](const auto& kind) { return asTestName(kind.param.openSsl); });
 
-// --- Refusals.
+// --- Servers that the client refuses.
 
-TEST(ForeignServer, ofAnotherNameIsRefusedWithTheReason) {
+TEST(ForeignServer, serverWithAnotherNameIsRefusedWithTheReason) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("wrong-name");
-    const Peer client = dial(server.port, Settings::encrypted());
+    const Peer client = connectPeer(server.port, Settings::encrypted());
     EXPECT_EQ(client.error, WSAECONNABORTED);
     EXPECT_THAT(
         client.log->linesFrom(Severity::Info),
@@ -112,28 +112,28 @@ void expectRefusal(const Peer& client, unsigned long status) {
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
 }
 
-TEST(ForeignServer, ofAnUnknownAuthorityIsRefused) {
+TEST(ForeignServer, serverOfAnUnknownAuthorityIsRefused) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer("untrusted");
-    expectRefusal(dial(server.port, Settings::encrypted()), 0x80090325);
+    expectRefusal(connectPeer(server.port, Settings::encrypted()), 0x80090325);
 }
 
-TEST(ForeignServer, thatHasExpiredIsRefused) {
+TEST(ForeignServer, expiredServerIsRefused) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("expired");
-    expectRefusal(dial(server.port, Settings::encrypted()), 0x80090328);
+    expectRefusal(connectPeer(server.port, Settings::encrypted()), 0x80090328);
 }
 
-TEST(ForeignServer, thatKeepsItsIntermediateToItselfIsRefused) {
+TEST(ForeignServer, serverThatSendsNoIntermediateIsRefused) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("missing-intermediate");
-    expectRefusal(dial(server.port, Settings::encrypted()), 0x80090325);
+    expectRefusal(connectPeer(server.port, Settings::encrypted()), 0x80090325);
 }
 
-TEST(ForeignServer, ofTls13AloneIsRefused) {
+TEST(ForeignServer, serverOfTls13AloneIsRefused) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("server-rsa", {"-tls1_3"});
-    const Peer client = dial(server.port, Settings::encrypted());
+    const Peer client = connectPeer(server.port, Settings::encrypted());
     EXPECT_EQ(client.error, WSAECONNABORTED);
     EXPECT_THAT(
         client.log->linesFrom(Severity::Info),
@@ -144,14 +144,14 @@ TEST(ForeignServer, ofTls13AloneIsRefused) {
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
 }
 
-TEST(ForeignServer, thatSpeaksNoTlsIsRefused) {
+TEST(ForeignServer, serverWithoutTlsIsRefused) {
     const Listener listener;
     std::jthread speaking([&] {
-        Peer plain = answer(listener, Settings::plain());
-        plain.say("220 a greeting in the clear\r\n");
+        Peer plain = acceptPeer(listener, Settings::plain());
+        plain.sendAll("220 a greeting in the clear\r\n");
         plain.receive(1000);
     });
-    const Peer client = dial(listener.port(), Settings::encrypted());
+    const Peer client = connectPeer(listener.port(), Settings::encrypted());
     speaking.join();
     EXPECT_EQ(client.error, WSAECONNABORTED);
     EXPECT_THAT(
@@ -163,107 +163,107 @@ TEST(ForeignServer, thatSpeaksNoTlsIsRefused) {
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
 }
 
-// --- Client certificates: asked for, required and absent.
+// --- Client certificates: requested, required and missing.
 
-TEST(ForeignServer, openSslThatAsksGetsOurCertificate) {
+TEST(ForeignServer, opensslReceivesARequestedCertificate) {
     VEXASSL_NEEDS("openssl");
-    // Its own way to print names differs between versions.
+    // The default format of names differs between versions.
     const ForeignServer server = openSslServer(
         "server-rsa", {"-verify", "2", "-verify_return_error", "-rev", "-nameopt", "RFC2253"});
-    Peer client = dial(server.port, Settings::clientSending(pki::client));
+    Peer client = connectPeer(server.port, Settings::clientSending(pki::client));
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
     EXPECT_TRUE(server.program->shows("CN=client.test")) << server.program->output();
 }
 
-TEST(ForeignServer, openSslThatAsksGoesOnWithoutOurCertificate) {
+TEST(ForeignServer, opensslContinuesWithoutARequestedCertificate) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server =
         openSslServer("server-rsa", {"-verify", "2", "-verify_return_error", "-rev"});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
 }
 
-TEST(ForeignServer, openSslThatRequiresGetsOurCertificateAndItsIntermediate) {
+TEST(ForeignServer, opensslReceivesARequiredCertificateAndItsIntermediate) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server =
         openSslServer("server-ecdsa", {"-Verify", "2", "-verify_return_error", "-rev"});
-    Peer client = dial(server.port, Settings::clientSending(pki::clientBehindIntermediate));
+    Peer client = connectPeer(server.port, Settings::clientSending(pki::clientWithIntermediate));
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
 }
 
-TEST(ForeignServer, openSslThatRequiresRefusesUsWithoutACertificate) {
+TEST(ForeignServer, opensslRefusesAClientWithoutARequiredCertificate) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server =
         openSslServer("server-rsa", {"-Verify", "2", "-verify_return_error", "-rev"});
-    const Peer client = dial(server.port, Settings::encrypted());
+    const Peer client = connectPeer(server.port, Settings::encrypted());
     EXPECT_EQ(client.error, WSAECONNABORTED);
     EXPECT_EQ(client.log->linesFrom(Severity::Error).back(),
               error(L"Can't establish a security context. InitializeSecurityContext failed"));
 }
 
-TEST(ForeignServer, gnuTlsThatRequiresGetsOurCertificate) {
+TEST(ForeignServer, gnutlsReceivesARequiredCertificate) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server =
         gnuTlsServer("server-ecdsa", {"--require-client-cert", "--verify-client-cert"});
-    Peer client = dial(server.port, Settings::clientSending(pki::clientRsa));
+    Peer client = connectPeer(server.port, Settings::clientSending(pki::clientRsa));
     ASSERT_TRUE(client.established()) << server.program->output();
     converseEchoed(client);
 }
 
-TEST(ForeignServer, gnuTlsThatRequiresRefusesUsWithoutACertificate) {
+TEST(ForeignServer, gnutlsRefusesAClientWithoutARequiredCertificate) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer("server-ecdsa", {"--require-client-cert"});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     const bool heardNothing =
-        !client.established() || !client.say("x\n") || client.receive(10).value_or("").empty();
+        !client.established() || !client.sendAll("x\n") || client.receive(10).value_or("").empty();
     EXPECT_TRUE(heardNothing);
 }
 
-TEST(ForeignServer, gnuTlsThatNeverAsksIsFine) {
+TEST(ForeignServer, gnutlsServerThatRequestsNoCertificateIsAccepted) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer("server-rsa", {"--disable-client-cert"});
-    Peer client = dial(server.port, Settings::clientSending(pki::client));
+    Peer client = connectPeer(server.port, Settings::clientSending(pki::client));
     ASSERT_TRUE(client.established()) << server.program->output();
     converseEchoed(client);
 }
 
-// --- Messages that span records.
+// --- Messages in several records.
 
-TEST(ForeignServer, whoseHandshakeMessagesSpanRecordsIsUnderstood) {
+TEST(ForeignServer, handshakeMessagesInSeveralRecordsAreAccepted) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server =
         openSslServer("with-intermediate", {"-max_send_frag", "512", "-rev"});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     converseReversed(client);
 }
 
-// --- What the other side may do in mid-stream.
+// --- Renegotiation and closure.
 
-TEST(ForeignServer, aRequestToRenegotiateIsTheEndOfTheStream) {
+TEST(ForeignServer, requestToRenegotiateIsTheEndOfTheStream) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("server-rsa");
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
-    ASSERT_TRUE(client.say("hello\n"));
+    ASSERT_TRUE(client.sendAll("hello\n"));
     ASSERT_TRUE(server.program->shows("hello"));
-    ASSERT_TRUE(server.program->say("r\n"));
+    ASSERT_TRUE(server.program->sendAll("r\n"));
     EXPECT_EQ(client.receive(100), "");
     EXPECT_THAT(client.log->linesFrom(Severity::Info),
                 Contains(info(L"Renegotiate request received")));
 }
 
-// The server ends the TLS stream behind its answer and keeps the socket open. A receive that meets
-// the closure ends with nothing and leaves what came before it to the next one.
-TEST(ForeignServer, anOrderlyClosureIsAnErrorLineAndLosesNoData) {
+// The server sends a TLS closure after its answer and keeps the socket open. A receive that reads
+// the closure returns 0, and the next one returns the data before it.
+TEST(ForeignServer, closureIsAnErrorLineAndLosesNoData) {
     VEXASSL_NEEDS("openssl");
     const ForeignServer server = openSslServer("server-rsa", {"-www"});
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
-    ASSERT_TRUE(client.say("GET / HTTP/1.0\r\n\r\n"));
+    ASSERT_TRUE(client.sendAll("GET / HTTP/1.0\r\n\r\n"));
     std::string page;
     for (int ends = 0; ends == 0 || page.find("</HTML>") == std::string::npos;) {
         const auto heard = client.receive(100000);
@@ -277,7 +277,7 @@ TEST(ForeignServer, anOrderlyClosureIsAnErrorLineAndLosesNoData) {
                 ElementsAre(systemError(L"DecryptMessage", 0x00090317)));
 }
 
-// A line of that many printable bytes, its end included. The peer's echo goes line by line.
+// Returns a line of that many printable bytes with its end. The peer echoes line by line.
 std::string lineOf(const Pattern& pattern, std::size_t position, std::size_t size) {
     std::string line(pattern.at(position, size));
     for (char& byte : line) {
@@ -287,16 +287,16 @@ std::string lineOf(const Pattern& pattern, std::size_t position, std::size_t siz
     return line;
 }
 
-TEST(ForeignServer, aQuarterMebibyteThroughGnuTlsComesBackUnchanged) {
+TEST(ForeignServer, quarterMebibyteThroughGnutlsIsEchoedUnchanged) {
     VEXASSL_NEEDS("gnutls-serv");
     const ForeignServer server = gnuTlsServer("server-rsa");
-    Peer client = dial(server.port, Settings::encrypted());
+    Peer client = connectPeer(server.port, Settings::encrypted());
     ASSERT_TRUE(client.established()) << server.program->output();
     const Pattern pattern;
     for (std::size_t sent = 0; sent < 262144; sent += 8192) {
         const std::string line = lineOf(pattern, sent, 8192);
-        ASSERT_TRUE(client.say(line));
-        ASSERT_EQ(client.hear(line.size()), line) << "at " << sent;
+        ASSERT_TRUE(client.sendAll(line));
+        ASSERT_EQ(client.receiveAll(line.size()), line) << "at " << sent;
     }
 }
 

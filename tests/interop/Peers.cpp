@@ -11,7 +11,7 @@ std::string authority() {
     return pki::folder() / "root" / "authority.pem";
 }
 
-// Its output comes in blocks unless it is told otherwise.
+// Without these options its output is buffered.
 const Words lineByLine = {"stdbuf", "-oL"};
 
 std::unique_ptr<Program> start(Words command, const Words& more) {
@@ -58,7 +58,7 @@ std::unique_ptr<Program> curl(std::uint16_t port, const Words& more) {
     const std::string where = "localhost:" + std::to_string(port);
     return start({"curl", "--silent", "--show-error", "--cacert", authority(), "--connect-to",
                   where + ":127.0.0.1:" + std::to_string(port), "--max-time",
-                  std::to_string(patienceSeconds), "https://" + where + "/"},
+                  std::to_string(timeoutSeconds), "https://" + where + "/"},
                  more);
 }
 
@@ -85,7 +85,7 @@ ForeignServer openSslServer(const std::string& name, const Words& more) {
 
 ForeignServer gnuTlsServer(const std::string& name, const Words& more) {
     ForeignServer server;
-    server.port = Listener().port(); // free a moment ago
+    server.port = Listener().port(); // probably still free
     const Words service =
         joined(lineByLine, {"gnutls-serv", "--echo", "--nodb", "--x509cafile=" + authority(),
                             "--port=" + std::to_string(server.port)});

@@ -1,4 +1,4 @@
-// The foreign peers, each started with the certificates of the tests.
+// The other TLS programs, started with the certificates of the tests.
 #pragma once
 
 #include "integration/support/Pki.h"
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-// Ends the test, with a message, where a program is not installed.
+// Skips the test with a message when a program is not installed.
 #define VEXASSL_NEEDS(program)                                                                     \
     if (!VexaSsl::test::Program::installed(program)) {                                             \
         GTEST_SKIP() << program << " is not installed";                                            \
@@ -22,18 +22,18 @@ namespace VexaSsl::test {
 
 using Words = std::vector<std::string>;
 
-// The options that give a case's certificate, chain and key to a peer.
+// Returns a program's options for the certificate, chain and key of a case.
 Words openSslIdentity(const std::string& name);
 Words gnuTlsIdentity(const std::string& name);
 Words curlIdentity(const std::string& name);
 
-// A peer that calls us: verifies the server against the authority and the name localhost, and says
-// so. Our input and its output are the conversation.
+// Starts a client that verifies the server with the authority and the name localhost and prints the
+// result. Its input is sent, and what it receives is printed.
 std::unique_ptr<Program> openSslClient(std::uint16_t port, const Words& more = {});
 std::unique_ptr<Program> gnuTlsClient(std::uint16_t port, const Words& more = {});
 std::unique_ptr<Program> curl(std::uint16_t port, const Words& more = {});
 
-// A suite that a peer is forced to, in the words of each peer, and a case that it works with.
+// A cipher suite by its name in each program, and a certificate case for it.
 struct Suite {
     std::string certificate;
     std::string openSsl;
@@ -44,17 +44,17 @@ struct Suite {
     }
 };
 
-// A text as the name of a test may be.
+// Returns the text as part of the name of a test.
 std::string asTestName(std::string text);
 
-// A peer that we call, listening on a free port.
+// A server that listens on a free port.
 struct ForeignServer {
     std::unique_ptr<Program> program;
     std::uint16_t port = 0;
 };
-// A conversation with its input and output; with -rev it sends every line back reversed.
+// Sends its input and prints what it receives; with -rev it returns every line reversed.
 ForeignServer openSslServer(const std::string& name, const Words& more = {});
-// Sends back what it hears.
+// Echoes what it receives.
 ForeignServer gnuTlsServer(const std::string& name, const Words& more = {});
 
 } // namespace VexaSsl::test

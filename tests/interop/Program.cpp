@@ -17,8 +17,8 @@ namespace VexaSsl::test {
 
 namespace {
 
-// Both ends of a connected pair of local sockets: unlike a pipe, writing to one whose reader has
-// gone gives an error and no signal.
+// A connected pair of local sockets: unlike with a pipe, writing without a reader is an error and
+// raises no signal.
 std::array<int, 2> channel() {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
@@ -98,7 +98,7 @@ void Program::collect() {
     }
 }
 
-bool Program::say(std::string_view text) {
+bool Program::sendAll(std::string_view text) {
     while (!text.empty()) {
         const ssize_t sent = ::send(input.descriptor(), text.data(), text.size(), MSG_NOSIGNAL);
         if (sent <= 0) {
@@ -116,7 +116,7 @@ void Program::closeInput() {
 template <typename Condition>
 bool Program::waitUntil(Condition condition) {
     std::unique_lock lock(guard);
-    changed.wait_for(lock, std::chrono::seconds(patienceSeconds),
+    changed.wait_for(lock, std::chrono::seconds(timeoutSeconds),
                      [&] { return condition() || ended; });
     return condition();
 }
@@ -135,11 +135,11 @@ std::string Program::output() const {
 }
 
 std::optional<int> Program::exitStatus() {
-    for (int tries = 0; tries < 100 * patienceSeconds; ++tries) {
+    for (int tries = 0; tries < 100 * timeoutSeconds; ++tries) {
         int status = 0;
         if (::waitpid(process, &status, WNOHANG) == process) {
             process = -1;
-            waitUntil([] { return false; }); // for the end of the output, which comes a bit later
+            waitUntil([] { return false; }); // for the end of the output, which may follow later
             return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -1,7 +1,7 @@
-// A foreign program under a test's control: its input, its output as far as it has come, and its
-// end. Every wait is bounded, and the destructor ends the program by its process number.
+// A program that a test controls: its input, its output and its end. Every wait has a timeout, and
+// the destructor ends the program by its process id.
 //
-// A thread of the object collects the output; the rest is used by one thread.
+// Threads: a thread of the object collects the output; everything else is used by one thread.
 #pragma once
 
 #include "integration/support/HostSocket.h"
@@ -21,7 +21,7 @@ namespace VexaSsl::test {
 
 class Program {
 public:
-    // Starts command[0], looked up in the path. Its standard output and error come together.
+    // Starts command[0], which is searched in PATH. Standard output and standard error are joined.
     explicit Program(const std::vector<std::string>& command);
     ~Program();
     Program(const Program&) = delete;
@@ -29,19 +29,19 @@ public:
 
     static bool installed(const std::string& name);
 
-    // Writes to its input. False when it doesn't read any more.
-    bool say(std::string_view text);
+    // Writes to its input. Returns false when the program has closed it.
+    bool sendAll(std::string_view text);
     void closeInput();
 
-    // Waits until the output holds the text. False at the time limit or when the output has ended
-    // without it.
+    // Waits until the output contains the text. Returns false after the timeout or at the end of
+    // the output.
     bool shows(std::string_view text);
-    // Waits until the output has this many bytes, or has ended.
+    // Waits until the output has that many bytes or has ended.
     bool showsBytes(std::size_t count);
     std::string output() const;
 
-    // Waits for the end of the program. Result: its exit status, or nothing at the time limit and
-    // for a program that a signal ended.
+    // Waits for the end of the program. Returns its exit status, or nothing after the timeout and
+    // when a signal has ended it.
     std::optional<int> exitStatus();
 
 private:

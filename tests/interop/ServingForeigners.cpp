@@ -6,9 +6,9 @@
 namespace VexaSsl::test {
 
 void converse(Peer& server, Program& program) {
-    ASSERT_TRUE(program.say("from the foreign side\n"));
-    EXPECT_EQ(server.hear(22), "from the foreign side\n");
-    ASSERT_TRUE(server.say("from our side\n"));
+    ASSERT_TRUE(program.sendAll("from the foreign side\n"));
+    EXPECT_EQ(server.receiveAll(22), "from the foreign side\n");
+    ASSERT_TRUE(server.sendAll("from our side\n"));
     EXPECT_TRUE(program.shows("from our side")) << program.output();
 }
 
@@ -22,8 +22,8 @@ void answerRequest(Peer& server) {
         request += *part;
     }
     EXPECT_THAT(request, ::testing::HasSubstr("GET / HTTP/1.1"));
-    EXPECT_TRUE(server.say("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
-                           std::to_string(page.size()) + "\r\n\r\n" + page));
+    EXPECT_TRUE(server.sendAll("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
+                               std::to_string(page.size()) + "\r\n\r\n" + page));
 }
 
 } // namespace VexaSsl::test

@@ -1,17 +1,17 @@
-// What a server of ours does with a foreign client.
+// A server of the library with another client.
 #pragma once
 
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "interop/Program.h"
 
 namespace VexaSsl::test {
 
-// Our end hears a line of the program and says one that the program must show.
+// Receives a line of the program and sends one that the program must print.
 void converse(Peer& server, Program& program);
 
 // The page that answerRequest sends.
 extern const std::string page;
-// Hears an HTTP request and answers it with the page and its length.
+// Receives an HTTP request and sends the page with its length.
 void answerRequest(Peer& server);
 
 } // namespace VexaSsl::test

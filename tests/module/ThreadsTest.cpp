@@ -1,6 +1,6 @@
 // Many threads that use the library and end: none may leak memory or handles. The library is not
 // notified when a thread ends.
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "module/Memory.h"
 
 #include "VexaSsl/VexaSsl.h"
@@ -43,13 +43,13 @@ void visit() {
     }
 }
 
-void exchange(Meeting& meeting) {
-    EXPECT_TRUE(meeting.client.say("from a thread of its own"));
-    EXPECT_EQ(meeting.server.hear(24), "from a thread of its own");
+void exchange(ConnectedPair& pair) {
+    EXPECT_TRUE(pair.client.sendAll("from a thread of its own"));
+    EXPECT_EQ(pair.server.receiveAll(24), "from a thread of its own");
 }
 
 void connect() {
-    Meeting own = meetEncrypted();
+    ConnectedPair own = connectEncrypted();
     EXPECT_TRUE(own.established());
     exchange(own);
 }
@@ -59,12 +59,12 @@ bool makesConnection(int thread) {
     return connections != 0 && thread % (VEXASSL_THREADS / std::max(connections, 1)) == 0;
 }
 
-void makeThreads(Meeting& meeting, int count) {
+void makeThreads(ConnectedPair& pair, int count) {
     for (int i = 1; i <= count; ++i) {
         std::thread([&, i] {
             visit();
             if (i % threadsPerConnection == 0) {
-                exchange(meeting);
+                exchange(pair);
             }
             if (makesConnection(i)) {
                 connect();
@@ -74,15 +74,15 @@ void makeThreads(Meeting& meeting, int count) {
 }
 
 TEST(Threads, endedThreadsLeakNothing) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    meeting.client.log->setMinimumSeverity(Severity::Warning);
-    meeting.server.log->setMinimumSeverity(Severity::Warning);
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    pair.client.log->setMinimumSeverity(Severity::Warning);
+    pair.server.log->setMinimumSeverity(Severity::Warning);
     connect();
-    makeThreads(meeting, warmUpThreads);
+    makeThreads(pair, warmUpThreads);
     const std::size_t memoryBefore = memoryInUse();
     const std::size_t handlesBefore = nextHandle();
-    makeThreads(meeting, VEXASSL_THREADS);
+    makeThreads(pair, VEXASSL_THREADS);
     const std::size_t memoryAfter = memoryInUse();
     const std::size_t handlesAfter = nextHandle();
     std::cout << VEXASSL_THREADS << " threads: memory " << memoryBefore / 1024 << " KiB before, "

@@ -1,8 +1,8 @@
-// Every stack, in good times and bad, with marked secrets in its buffers, keys and passwords:
-// nothing of them stands in any line of a log, in any exception, or on the process's own output.
+// All stacks, in successful and failing connections, with known secrets in buffers, keys and
+// passwords: no log line, exception or output of the process contains them.
 #include "fakes/CollectingLog.h"
 #include "fakes/Sweep.h"
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pki.h"
 #include "secrets/SecretFolder.h"
 
@@ -61,25 +61,25 @@ protected:
         }
     }
 
-    void inspect(const Meeting& meeting) {
-        inspect(meeting.client);
-        inspect(meeting.server);
+    void inspect(const ConnectedPair& pair) {
+        inspect(pair.client);
+        inspect(pair.server);
     }
 
-    // What a host does with a connection: sends, looks, peeks, reads in parts, reads on.
-    // Without TLS there is nothing to look at in a stack that can switch to it.
-    void converse(Meeting& meeting, bool looks = true) {
-        ASSERT_TRUE(meeting.established());
-        ASSERT_TRUE(meeting.client.say(fromClient));
-        EXPECT_EQ(looks ? meeting.server.readable(patienceSeconds) : 1, 1);
-        EXPECT_TRUE(meeting.server.receive(20, msgPeek).has_value());
-        EXPECT_EQ(meeting.server.hear(30), fromClient.substr(0, 30));
-        EXPECT_EQ(meeting.server.hear(fromClient.size() - 30), fromClient.substr(30));
-        ASSERT_TRUE(meeting.server.say(fromServer));
-        EXPECT_EQ(meeting.client.hear(fromServer.size()), fromServer);
+    // Uses a connection like a host: send, select, peek, and receives of parts. select must not be
+    // called on a stack that could switch to TLS and hasn't.
+    void converse(ConnectedPair& pair, bool looks = true) {
+        ASSERT_TRUE(pair.established());
+        ASSERT_TRUE(pair.client.sendAll(fromClient));
+        EXPECT_EQ(looks ? pair.server.readable(timeoutSeconds) : 1, 1);
+        EXPECT_TRUE(pair.server.receive(20, msgPeek).has_value());
+        EXPECT_EQ(pair.server.receiveAll(30), fromClient.substr(0, 30));
+        EXPECT_EQ(pair.server.receiveAll(fromClient.size() - 30), fromClient.substr(30));
+        ASSERT_TRUE(pair.server.sendAll(fromServer));
+        EXPECT_EQ(pair.client.receiveAll(fromServer.size()), fromServer);
     }
 
-    // Posts a receive, with the bytes on their way, and completes it.
+    // Posts a receive after the bytes have been sent, and completes it.
     static std::string hearOverlapped(Peer& peer) {
         std::string bytes(200, '\0');
         WSABUF buffer{static_cast<ULONG>(bytes.size()), bytes.data()};
@@ -112,7 +112,7 @@ protected:
 
 LibrarySecrets::Total LibrarySecrets::total;
 
-// At the end of all suites.
+// Runs after all suites.
 class Telling : public ::testing::Environment {
     void TearDown() override { LibrarySecrets::tell(); }
 };
@@ -137,27 +137,27 @@ struct Way {
 
 class AnyStack : public LibrarySecrets, public ::testing::WithParamInterface<Way> {};
 
-TEST_P(AnyStack, saysNothingOfWhatPasses) {
+TEST_P(AnyStack, transferredDataIsNotLogged) {
     const Settings settings = talkative(GetParam().encryption, GetParam().layers).named(L"Marked");
-    Meeting meeting =
-        meet({.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
-    converse(meeting, GetParam().encryption != "Opportunistically");
-    inspect(meeting);
+    ConnectedPair pair = connectPair(
+        {.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
+    converse(pair, GetParam().encryption != "Opportunistically");
+    inspect(pair);
 }
 
-TEST_P(AnyStack, saysNothingOfOverlappedReceives) {
+TEST_P(AnyStack, overlappedReceivesAreNotLogged) {
     const Settings settings = talkative(GetParam().encryption, GetParam().layers).named(L"Marked");
-    Meeting meeting =
-        meet({.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
-    ASSERT_TRUE(meeting.established());
+    ConnectedPair pair = connectPair(
+        {.client = settings, .server = serving(settings), .accepting = GetParam().accepting});
+    ASSERT_TRUE(pair.established());
     std::string sent = fromClient;
     WSABUF buffer{static_cast<ULONG>(sent.size()), sent.data()};
     DWORD count = 0;
-    EXPECT_EQ(meeting.client.stack->WSASend(meeting.client.socket.handle(), &buffer, 1, &count, 0,
-                                            nullptr, nullptr),
+    EXPECT_EQ(pair.client.stack->WSASend(pair.client.socket.handle(), &buffer, 1, &count, 0,
+                                         nullptr, nullptr),
               0);
-    EXPECT_EQ(hearOverlapped(meeting.server), fromClient);
-    inspect(meeting);
+    EXPECT_EQ(hearOverlapped(pair.server), fromClient);
+    inspect(pair);
 }
 
 INSTANTIATE_TEST_SUITE_P(, AnyStack,
@@ -177,76 +177,78 @@ INSTANTIATE_TEST_SUITE_P(, AnyStack,
                                                                                 : "Overlapped");
                          });
 
-TEST_F(LibrarySecrets, aSwitchToTlsSaysNothingOfWhatPassesBeforeAndAfter) {
+TEST_F(LibrarySecrets, dataBeforeAndAfterASwitchToTlsIsNotLogged) {
     const Settings settings = talkative("Opportunistically", false).named(L"Upgradable");
-    Meeting meeting =
-        meet({.client = settings, .server = serving(settings), .accepting = Accepting::blocking});
-    converse(meeting, false);
+    ConnectedPair pair = connectPair(
+        {.client = settings, .server = serving(settings), .accepting = Accepting::blocking});
+    converse(pair, false);
     addrinfo* addresses = nullptr;
-    ASSERT_EQ(meeting.server.stack->getaddrinfo("localhost", nullptr, nullptr, &addresses), 0);
+    ASSERT_EQ(pair.server.stack->getaddrinfo("localhost", nullptr, nullptr, &addresses), 0);
     platform::freeaddrinfo(addresses);
     const auto start = [](Peer& peer) {
         return dynamic_cast<IOtlsProvider&>(*peer.stack).startOtls();
     };
     {
-        std::jthread serverStarts([&] { EXPECT_EQ(start(meeting.server), 0); });
-        EXPECT_EQ(start(meeting.client), 0);
+        std::jthread serverStarts([&] { EXPECT_EQ(start(pair.server), 0); });
+        EXPECT_EQ(start(pair.client), 0);
     }
-    converse(meeting);
-    inspect(meeting);
+    converse(pair);
+    inspect(pair);
 }
 
-TEST_F(LibrarySecrets, bothCertificatesShown) {
+TEST_F(LibrarySecrets, certificatesOfBothSidesRevealNoKey) {
     const Settings settings = talkative("True", true);
-    Meeting meeting = meet(
+    ConnectedPair pair = connectPair(
         {.client = settings.with("ClientCertificateToSendName", pki::client),
          .server = serving(settings, boxedServer).with("RequireClientAuthentication", "True")});
-    converse(meeting);
-    inspect(meeting);
+    converse(pair);
+    inspect(pair);
 }
 
-TEST_F(LibrarySecrets, clientThatIsNotAcceptable) {
+TEST_F(LibrarySecrets, refusedClientRevealsNoSecret) {
     const Settings settings = talkative("True", true);
-    Meeting meeting = meet({.client = settings.with("ClientCertificateToSendName", pki::client),
-                            .server = serving(settings)
-                                          .with("RequireClientAuthentication", "True")
-                                          .with("AcceptableClientCertificateToReceiveNames", "x")});
-    EXPECT_FALSE(meeting.server.established());
-    inspect(meeting);
+    ConnectedPair pair =
+        connectPair({.client = settings.with("ClientCertificateToSendName", pki::client),
+                     .server = serving(settings)
+                                   .with("RequireClientAuthentication", "True")
+                                   .with("AcceptableClientCertificateToReceiveNames", "x")});
+    EXPECT_FALSE(pair.server.established());
+    inspect(pair);
 }
 
 class UnusableCertificate : public LibrarySecrets,
                             public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(UnusableCertificate, failsWithoutAWordOfKeyOrPassword) {
+TEST_P(UnusableCertificate, failureRevealsNeitherKeyNorPassword) {
     const Settings settings = talkative("True", true);
-    Meeting meeting = meet({.client = settings, .server = serving(settings, GetParam())});
-    EXPECT_FALSE(meeting.server.established());
-    inspect(meeting);
+    ConnectedPair pair = connectPair({.client = settings, .server = serving(settings, GetParam())});
+    EXPECT_FALSE(pair.server.established());
+    inspect(pair);
 }
 
 INSTANTIATE_TEST_SUITE_P(, UnusableCertificate,
-                         ::testing::Values("case no-usage,",          // the password is wrong
-                                           "case with-intermediate,", // the key is closed
-                                           "case two-names,",         // the key is cut short
-                                           "Any",                     // none suits
+                         ::testing::Values("case no-usage,",          // wrong password
+                                           "case with-intermediate,", // key with a pass phrase
+                                           "case two-names,",         // truncated key
+                                           "Any",                     // none is suitable
                                            "nobody"));
 
-TEST_F(LibrarySecrets, serverOfAnotherName) {
+TEST_F(LibrarySecrets, refusedServerRevealsNoSecret) {
     const Settings settings = talkative("True", true);
-    Meeting meeting = meet({.client = settings, .server = serving(settings), .host = "127.0.0.2"});
-    inspect(meeting);
+    ConnectedPair pair =
+        connectPair({.client = settings, .server = serving(settings), .host = "127.0.0.2"});
+    inspect(pair);
 }
 
 class Damage : public LibrarySecrets, public ::testing::WithParamInterface<const char*> {};
 
-// Where the first record of data begins, told by a connection that nobody damages.
-TEST_P(Damage, ofARecordSaysNothingOfIt) {
+// Returns the position of the first data record, measured on an undamaged connection.
+TEST_P(Damage, changedRecordIsNotLogged) {
     const Settings settings = talkative("True", true);
     const Plan plan{.client = settings, .server = serving(settings), .between = RelayPlan{}};
     std::size_t start = 0;
     {
-        Meeting whole = meet(plan);
+        ConnectedPair whole = connectPair(plan);
         ASSERT_TRUE(whole.established());
         start = whole.relay->passedToServer();
     }
@@ -255,40 +257,40 @@ TEST_P(Damage, ofARecordSaysNothingOfIt) {
     if (kind == "flipped") {
         damaged.between->toServer.changeAt = start + 40;
     } else {
-        damaged.between->toServer.cutBehind = start + 40;
+        damaged.between->toServer.cutAfter = start + 40;
     }
-    Meeting meeting = meet(damaged);
-    ASSERT_TRUE(meeting.established());
-    meeting.client.say(fromClient);
-    meeting.client.socket.close(); // what can't be opened is dropped, and the server waits for more
-    EXPECT_EQ(meeting.server.receive(200).value_or(""), "");
-    inspect(meeting);
+    ConnectedPair pair = connectPair(damaged);
+    ASSERT_TRUE(pair.established());
+    pair.client.sendAll(fromClient);
+    pair.client.socket.close(); // the server drops the record and waits for the next one
+    EXPECT_EQ(pair.server.receive(200).value_or(""), "");
+    inspect(pair);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Damage, ::testing::Values("flipped", "cut"));
 
-TEST_F(LibrarySecrets, clearTextForAServerThatExpectsTls) {
+TEST_F(LibrarySecrets, clearTextToATlsServerIsNotLogged) {
     const Listener listener;
     HostSocket caller = rawConnection(listener.port());
     sendBytes(caller.handle(), fromClient);
-    Peer server = answer(listener, serving(talkative("True", true)));
+    Peer server = acceptPeer(listener, serving(talkative("True", true)));
     EXPECT_FALSE(server.established());
     inspect(server);
 }
 
-TEST_F(LibrarySecrets, clearTextForAClientThatExpectsTls) {
+TEST_F(LibrarySecrets, clearTextToATlsClientIsNotLogged) {
     const Listener listener;
     std::jthread peer([&] {
         const HostSocket accepted(acceptFrom(listener.handle()));
         sendBytes(accepted.handle(), fromServer);
         waitReadable({accepted.handle()}, 1000);
     });
-    Peer client = dial(listener.port(), talkative("True", true));
+    Peer client = connectPeer(listener.port(), talkative("True", true));
     EXPECT_FALSE(client.established());
     inspect(client);
 }
 
-TEST_F(LibrarySecrets, refusedOptionsTellTheirValueOnly) {
+TEST_F(LibrarySecrets, refusedOptionsRevealTheirValueOnly) {
     for (const char* option : {"UseEncryption", "MinimumSeverityToLog", "InjectLogLayers"}) {
         SharedLog log;
         const auto config = talkative("True", true).with(option, "Sometimes").load(log);
@@ -304,7 +306,7 @@ TEST_F(LibrarySecrets, refusedOptionsTellTheirValueOnly) {
     }
 }
 
-// Isn't searched for keys when a line is given, since here some are expected.
+// Doesn't search its lines for keys, since some are expected here.
 class UnsearchedLog : public CollectingLog {
 public:
     void log(Severity severity, const std::wstring& text) override {
@@ -312,9 +314,9 @@ public:
     }
 };
 
-// A path that leads to the wrong file: at Debug the lines that are no options stand in the log as
-// they are, so whoever turns Debug on must know where the paths lead. No other line repeats them.
-TEST_F(LibrarySecrets, filesOfKeysAndPasswordsTakenForConfigurationsAreRepeatedAtDebugOnly) {
+// A path of a wrong file: at Debug, lines that are not options are logged unchanged, so an
+// administrator must check the paths before enabling Debug. No other line repeats them.
+TEST_F(LibrarySecrets, keyAndPasswordFilesReadAsConfigurationsAreLoggedAtDebugOnly) {
     std::size_t repeated = 0;
     for (const char* name : {"my/good.key", "my/good.pem", "my/closed.key", "my/spoiled.pem",
                              "my/boxed.p12", "my/boxed.p12.password", "my/wrong.p12.password"}) {

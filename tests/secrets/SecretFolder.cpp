@@ -107,7 +107,7 @@ void SecretFolder::copy(const std::string& from, const std::string& kind, const 
     fs::copy_file(pki::file(from, kind), folder / "my" / to);
 }
 
-// password opens it, said is what the file beside it says.
+// password opens the file; said is the content of its password file.
 void SecretFolder::box(const std::string& from, const std::string& to, const std::string& password,
                        const std::string& said) {
     const Held<EVP_PKEY> key = keyIn(pki::file(from, "key"));

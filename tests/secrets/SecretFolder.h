@@ -1,8 +1,8 @@
-// A certificate folder in force, whose keys and passwords are known secrets.
+// The current certificate folder, whose keys and passwords are known secrets.
 //
-// my/ holds: good.pem and good.key (a server's with an elliptic key), boxed.p12 with its password
-// beside it (a server's with an RSA key), wrong.p12 with another password beside it, closed.pem and
-// closed.key (the key under a pass phrase), spoiled.pem (a key cut short) and client.pem.
+// my/ has good.pem and good.key (a server with an elliptic key), boxed.p12 with its password file
+// (a server with an RSA key), wrong.p12 with a wrong password file, closed.pem and closed.key (a
+// key with a pass phrase), spoiled.pem (a truncated key) and client.pem.
 #pragma once
 
 #include "secrets/Secrets.h"
@@ -32,7 +32,7 @@ private:
     std::filesystem::path folder;
 };
 
-// Everything that the process prints meanwhile, on either stream.
+// Captures what the process prints to standard output and standard error during its lifetime.
 class CapturedOutput {
 public:
     CapturedOutput();

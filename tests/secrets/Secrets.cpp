@@ -42,7 +42,7 @@ void search(std::string_view text, std::size_t size, const Parts& parts, const c
     }
 }
 
-// Without what may stand between digits, and in small letters.
+// Returns the text in lower case without separators between digits.
 std::string joinedDigits(std::string_view text) {
     std::string joined;
     for (const char unit : text) {
@@ -64,7 +64,7 @@ std::string joinedLines(std::string_view text) {
     return joined;
 }
 
-// What is printed in wide units of several bytes.
+// Text printed in units of several bytes.
 std::string withoutZeros(std::string_view text) {
     std::string narrow;
     for (const char unit : text) {
@@ -102,7 +102,7 @@ std::vector<std::string> Secrets::foundIn(std::string_view text) const {
     return {found.begin(), found.end()};
 }
 
-// A byte of a secret becomes one unit, whatever code page it went through.
+// Each byte of a secret becomes one unit in every code page.
 std::vector<std::string> Secrets::foundIn(std::wstring_view text) const {
     std::string narrow;
     for (const wchar_t unit : text) {

@@ -1,5 +1,5 @@
-// Looks for secrets in what was said: any eight bytes of one as text, six as hexadecimal digits in
-// whatever spacing, nine as base64 at any alignment.
+// Searches text for secrets: any eight bytes of one as text, six as hexadecimal digits with any
+// spacing, nine as base64 at any alignment.
 //
 // Threads: one at a time.
 #pragma once
@@ -13,10 +13,10 @@ namespace VexaSsl::test {
 
 class Secrets {
 public:
-    // name: what a finding is called. A secret of fewer than nine bytes can't be told from chance.
+    // name: printed with a finding. A secret must have at least nine bytes.
     void add(const std::string& name, const std::string& bytes);
 
-    // The names of the secrets of which a part stands in the text, each with its form.
+    // Returns the names of the secrets of which the text contains a part, each with its encoding.
     std::vector<std::string> foundIn(std::string_view text) const;
     std::vector<std::string> foundIn(std::wstring_view text) const;
 
@@ -24,12 +24,13 @@ public:
 
 private:
     std::size_t names = 0;
-    std::map<std::string, std::string, std::less<>> texts; // a part, and whose it is
+    std::map<std::string, std::string, std::less<>>
+        texts; // a part of a secret, and the name of the secret
     std::map<std::string, std::string, std::less<>> hexadecimals;
     std::map<std::string, std::string, std::less<>> base64s;
 };
 
-// Letters and digits that nothing else says, the same each time for the same number.
+// Returns a unique text of letters and digits, always the same for a number.
 std::string markedText(unsigned number, std::size_t size);
 
 } // namespace VexaSsl::test

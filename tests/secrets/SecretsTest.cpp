@@ -1,4 +1,4 @@
-// The search finds what it is to find, so that finding nothing says something.
+// Tests of the search itself.
 #include "secrets/Secrets.h"
 
 #include <gmock/gmock.h>
@@ -35,14 +35,14 @@ TEST(Secrets, hexadecimalDigitsAreFoundInAnySpacing) {
 }
 
 TEST(Secrets, base64IsFoundAtEveryAlignment) {
-    // "the quick brown fox" behind nothing, one byte and two.
+    // "the quick brown fox" after no, one and two bytes.
     for (const char* text : {"dGhlIHF1aWNrIGJyb3duIGZveA==", "LnRoZSBxdWljayBicm93biBmb3g=",
                              "Li50aGUgcXVpY2sgYnJvd24gZm94", "dGhlIHF1aW\nNrIGJyb3duIGZveA=="}) {
         EXPECT_THAT(oneSecret().foundIn(text), ElementsAre("it as base64")) << text;
     }
 }
 
-TEST(Secrets, othersTextIsNoSecret) {
+TEST(Secrets, unrelatedTextIsNoSecret) {
     EXPECT_THAT(oneSecret().foundIn("the slow brown bear"), IsEmpty());
     EXPECT_THAT(oneSecret().foundIn(L""), IsEmpty());
 }

@@ -1,4 +1,4 @@
-// What the companion tool says to its user and to scripts, with the same secrets in reach.
+// The output of the companion tool for users and scripts contains no secrets.
 #include "fakes/Sweep.h"
 #include "integration/support/Settings.h"
 #include "secrets/SecretFolder.h"
@@ -41,7 +41,7 @@ protected:
         inspect(outcome.errors, data);
     }
 
-    // A configuration whose certificates are these.
+    // Returns a configuration with these certificates.
     Words here(Options options) const {
         options.emplace("MinimumSeverityToLog", "Debug");
         options.emplace("InjectLogLayers", "True");
@@ -65,7 +65,7 @@ protected:
 std::size_t ToolSecrets::runs = 0;
 std::size_t ToolSecrets::found = 0;
 
-TEST_F(ToolSecrets, echoedConversation) {
+TEST_F(ToolSecrets, echoedConversationRevealsNoSecret) {
     for (const char* encryption : {"True", "False"}) {
         for (const Words& way : {Words{}, Words{"--overlapped"}}) {
             RunningServer server(here({{"UseEncryption", encryption},
@@ -74,7 +74,7 @@ TEST_F(ToolSecrets, echoedConversation) {
             const Words client = here({{"UseEncryption", encryption}});
             const Outcome typed =
                 runTool(Words{"connect", server.target()} + client, Command::Input::text(payload));
-            EXPECT_EQ(typed.output, payload); // the data's own way out
+            EXPECT_EQ(typed.output, payload); // received data is printed
             inspect(typed);
             const auto toSend = freshFile(".bin");
             std::ofstream(toSend) << filed;
@@ -86,7 +86,7 @@ TEST_F(ToolSecrets, echoedConversation) {
     }
 }
 
-TEST_F(ToolSecrets, failedConversations) {
+TEST_F(ToolSecrets, failedConversationsRevealNoSecret) {
     RunningServer server(
         here({{"UseEncryption", "True"}, {"ServerCertificateToSendName", "case server-ecdsa,"}}));
     inspect(runTool(Words{"connect", server.target()} + here({{"UseEncryption", "False"}}),
@@ -106,7 +106,7 @@ TEST_F(ToolSecrets, failedConversations) {
     inspect(served);
 }
 
-TEST_F(ToolSecrets, serversWithoutAUsableKey) {
+TEST_F(ToolSecrets, serversWithoutAUsableKeyRevealNoSecret) {
     for (const char* unusable : {"case no-usage,", "case with-intermediate,", "case two-names,"}) {
         const Outcome refused =
             runTool(Words{"serve", "--port", "0"} +
@@ -116,7 +116,7 @@ TEST_F(ToolSecrets, serversWithoutAUsableKey) {
     }
 }
 
-TEST_F(ToolSecrets, checkedConfigurations) {
+TEST_F(ToolSecrets, checkedConfigurationsRevealNoSecret) {
     for (const char* name : {"case server-rsa,", "case no-usage,", "case with-intermediate,",
                              "case two-names,", "Any"}) {
         const Words words =
@@ -128,7 +128,7 @@ TEST_F(ToolSecrets, checkedConfigurations) {
     }
 }
 
-TEST_F(ToolSecrets, filesOfKeysAndPasswordsTakenForConfigurations) {
+TEST_F(ToolSecrets, keyAndPasswordFilesReadAsConfigurationsRevealNoSecret) {
     for (const char* name : {"my/good.key", "my/good.pem", "my/closed.key", "my/spoiled.pem",
                              "my/boxed.p12", "my/boxed.p12.password"}) {
         const auto misled = freshFile(".ini");
@@ -144,7 +144,7 @@ TEST_F(ToolSecrets, filesOfKeysAndPasswordsTakenForConfigurations) {
     }
 }
 
-TEST_F(ToolSecrets, explainedFiles) {
+TEST_F(ToolSecrets, explainedFilesRevealNoSecret) {
     for (const char* name : {"my/good.pem", "my/good.key", "my/closed.key", "my/closed.pem",
                              "my/spoiled.pem", "my/boxed.p12", "my/boxed.p12.password"}) {
         inspect(runTool(Words{"explain", "--file", file(name)} + certificates()));

@@ -10,21 +10,21 @@ namespace VexaSsl::test {
 
 namespace {
 
-// The client's receive time-out where the server may fall silent.
+// The client's receive timeout where the server may be silent.
 constexpr int silenceSeconds = 3;
 
 void pause(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
 }
 
-// Binds to 127.0.0.2 to 127.0.0.251 in turn; a connection is told by both addresses and ports.
+// Binds to 127.0.0.2 to 127.0.0.251 in turn, so that ports don't run out.
 void takeLoopbackAddress(SOCKET socket) {
     static std::atomic<std::uint32_t> turn{0};
     constexpr std::uint32_t addresses = 250;
     sockaddr_in own = loopbackAddress(0);
     own.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1 + turn++ % addresses);
     const int descriptor = static_cast<int>(socket);
-    // The port is chosen with the peer known: the same one may be in use towards another.
+    // The port is chosen in connect, so that one port can be used for several peers.
     constexpr int bindAddressNoPort = 24;
     const int yes = 1;
     ::setsockopt(descriptor, IPPROTO_IP, bindAddressNoPort, &yes, sizeof yes);
@@ -48,9 +48,9 @@ std::string Counts::text() const {
            " of them behind an honest handshake, and misled " + count(misled) + " clients";
 }
 
-Call::Call(std::uint16_t port, const IConfig& config, ILog& log, int patience)
+Call::Call(std::uint16_t port, const IConfig& config, ILog& log, int timeoutSeconds)
     : socket(makeSocket()), stack(instantiateSocketStrategy(log, config)) {
-    limitWaiting(socket.handle(), patience);
+    setTimeouts(socket.handle(), timeoutSeconds);
     takeLoopbackAddress(socket.handle());
     addrinfo* found = nullptr;
     if (stack->getaddrinfo("localhost", nullptr, nullptr, &found) != 0) {
@@ -150,10 +150,10 @@ void Caller::sendGarbage() {
     pause(std::chrono::milliseconds(50));
 }
 
-// Every fourth waits for the server's patience to end, if it isn't longer than its own.
+// Every fourth waits for the server's timeout, unless that is longer than its own.
 void Caller::stayHalfOpen() {
     const HostSocket socket = connectFromAnyLoopback(peers.server);
-    limitWaiting(socket.handle(), peers.halfOpenSeconds);
+    setTimeouts(socket.handle(), peers.halfOpenSeconds);
     if (numbers() % 4 == 0) {
         awaitEnd(socket);
     } else {

@@ -1,10 +1,10 @@
 // The clients of the load test: honest ones, which check every byte of their echo, hostile ones,
-// and honest ones that meet a hostile server.
+// and honest ones with a hostile server.
 //
-// Threads: a caller is used by one thread. Everything it counts is shared and atomic.
+// Threads: a caller is used by one thread. The counts are atomic.
 #pragma once
 
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pattern.h"
 #include "soak/HostileServers.h"
 #include "soak/LoadServer.h"
@@ -18,17 +18,17 @@
 
 namespace VexaSsl::test {
 
-// Two in a hundred connections have a hostile end, half of them the client's.
+// Two of a hundred connections have a hostile end, half of them the client.
 inline constexpr unsigned oneHostileIn = 50;
 
 struct Counts {
     std::atomic<std::size_t> honest{0};
-    std::atomic<std::size_t> failed{0}; // of the honest ones
+    std::atomic<std::size_t> failed{0}; // honest connections
     std::atomic<std::size_t> hostileClients{0};
-    std::atomic<std::size_t> hostileServers{0};    // that a client has met
-    std::atomic<std::size_t> handshakesOfThose{0}; // that the client has seen end well
-    std::atomic<std::size_t> misled{0}; // established without a handshake, or given plaintext
-    std::atomic<std::size_t> bytes{0};  // echoed and found right
+    std::atomic<std::size_t> hostileServers{0};    // connections to a hostile server
+    std::atomic<std::size_t> handshakesOfThose{0}; // successful handshakes with them
+    std::atomic<std::size_t> misled{0}; // connections without a handshake, or plaintext received
+    std::atomic<std::size_t> bytes{0};  // echoed correctly
 
     std::size_t hostile() const { return hostileClients + hostileServers; }
     std::size_t connections() const { return honest + hostile(); }
@@ -37,19 +37,19 @@ struct Counts {
     std::string text() const;
 };
 
-// An established client's end.
+// The client's end of a connection.
 class Call {
 public:
-    // Source addresses are 127.0.0.x, in turn, so that ports don't run out.
-    // patience: the socket's time-outs in seconds.
-    Call(std::uint16_t port, const IConfig& config, ILog& log, int patience = 120);
+    // Uses source addresses 127.0.0.x in turn, so that ports don't run out.
+    // timeoutSeconds: the timeouts of the socket.
+    Call(std::uint16_t port, const IConfig& config, ILog& log, int timeoutSeconds = 120);
 
     bool established() const { return isEstablished; }
-    // Sends size bytes of the pattern from position and takes the same bytes back.
+    // Sends size bytes of the pattern from position and receives their echo.
     bool echoes(const Pattern& pattern, std::size_t position, std::size_t size);
-    // Whether a receive brings a byte, rather than the end, a failure or the time-out.
+    // Returns whether a receive returns a byte, not the end, a failure or a timeout.
     bool hearsAnything();
-    // The peer finds the connection reset behind half a record.
+    // Resets the connection after half a record.
     void resetInMidRecord();
 
 private:
@@ -58,25 +58,25 @@ private:
     bool isEstablished = false;
 };
 
-// Whom a caller calls.
+// The servers of a caller.
 struct Peers {
-    std::uint16_t server; // the honest one's port
+    std::uint16_t server; // port of the honest server
     const HostileServers* hostile;
-    int halfOpenSeconds = patienceSeconds; // how long a hostile client stays silent at most
+    int halfOpenSeconds = timeoutSeconds; // the longest silence of a hostile client
 };
 
 class Caller {
 public:
     Caller(const Peers& others, Counts& shared, unsigned seed);
 
-    // A connection with so many exchanges of up to maximumSize bytes; counted.
+    // Runs and counts a connection with that many exchanges of up to maximumSize bytes.
     void callHonestly(int exchanges, std::size_t maximumSize);
-    // A hostile client or a hostile server, and of it one of: garbage, half-open, reset in
-    // mid-record, slow byte by byte; counted.
+    // Runs and counts a connection with a hostile client or server: garbage, half open, reset
+    // inside a record, or slow single bytes.
     void callWithHostility();
-    // As many of these as are due, until the stop.
+    // Runs connections until the stop.
     void callWithHostilityUntil(const std::stop_token& stop);
-    // One of the two: every fiftieth is hostile.
+    // Runs an honest or, every fiftieth time, a hostile connection.
     void call(int exchanges, std::size_t maximumSize);
 
 private:
@@ -93,7 +93,7 @@ private:
     std::mt19937 numbers;
 };
 
-// A connected TCP socket from one of the addresses 127.0.0.x.
+// Returns a connected TCP socket with a source address 127.0.0.x.
 HostSocket connectFromAnyLoopback(std::uint16_t port);
 
 } // namespace VexaSsl::test

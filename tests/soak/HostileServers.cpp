@@ -10,8 +10,8 @@ namespace VexaSsl::test {
 
 namespace {
 
-// The four in turn, of all servers together: four times at once, and four times after the client
-// has had the time to take what came before.
+// The four kinds in turn: four times at once, and four times after a pause in which the client
+// receives what was sent before.
 void maltreat(HostSocket& socket, std::string_view halfRecord) {
     static std::atomic<unsigned> turn{0};
     const unsigned number = turn++;
@@ -34,7 +34,7 @@ void maltreat(HostSocket& socket, std::string_view halfRecord) {
         sendSlowly(socket, halfRecord, std::chrono::milliseconds(50));
         break;
     }
-    // The library's end of the socket is of no more use, and the peer is to see the end now.
+    // Ends the connection for the peer now.
     socket.close();
 }
 

@@ -1,8 +1,7 @@
-// Servers that do to the library's client what hostile clients do to its server: garbage, silence
-// until the client has waited long enough, a reset in mid-record, and half a record byte by byte.
-// One does it instead of the handshake, the other behind an honest one.
+// Hostile servers: garbage, silence until the client's timeout, a reset inside a record, and half a
+// record byte by byte. One does this instead of the handshake, the other after it.
 //
-// Threads: made and destroyed by one; everything else happens on their own.
+// Threads: created and destroyed by one thread; they run threads of their own.
 #pragma once
 
 #include "soak/LoadServer.h"
@@ -14,12 +13,12 @@ namespace VexaSsl::test {
 
 class HostileServers {
 public:
-    // workers: how many connections each takes at once.
+    // workers: the number of simultaneous connections of each.
     explicit HostileServers(std::size_t workers);
 
-    // Nobody can be established with this one.
+    // No handshake with this one can succeed.
     std::uint16_t portInsteadOfHandshake() const { return instead.port(); }
-    // Nobody gets a byte of plaintext from this one.
+    // This one sends no byte of valid plaintext.
     std::uint16_t portBehindHandshake() const { return behind.port(); }
 
 private:

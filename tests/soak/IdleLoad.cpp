@@ -48,7 +48,7 @@ std::uint16_t portOf(const Command& server) {
 
 using Calls = std::vector<std::unique_ptr<Call>>;
 
-// Does the work for each place, spread over some threads.
+// Runs the work for each index, on several threads.
 template <typename Work>
 void forEach(std::size_t count, const Work& work) {
     std::vector<std::jthread> threads;
@@ -84,11 +84,11 @@ void keepBusy(const IdleLoad& load, std::uint16_t port, Counts& counts, Samples&
     const auto end = std::chrono::steady_clock::now() + load.time;
     const auto isOver = [end] { return std::chrono::steady_clock::now() >= end; };
     const HostileServers hostile(hostileCallers);
-    // This server waits for ever, since those that idle are to stay; a silent peer hangs up.
+    // This server has no timeout, since idle connections must stay; silent peers close.
     const Peers peers{.server = port, .hostile = &hostile, .halfOpenSeconds = 5};
-    std::vector<std::jthread> rabble;
+    std::vector<std::jthread> hostileThreads;
     for (unsigned seed = 0; seed < hostileCallers; ++seed) {
-        rabble.emplace_back([&, seed](const std::stop_token& stop) {
+        hostileThreads.emplace_back([&, seed](const std::stop_token& stop) {
             Caller(peers, counts, seed).callWithHostilityUntil(stop);
         });
     }

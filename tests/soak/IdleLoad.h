@@ -1,5 +1,5 @@
-// Thousands of secured connections that idle on `vexassl serve --overlapped` while a few are busy
-// and a few are hostile.
+// Thousands of idle encrypted connections on `vexassl serve --overlapped`, with a few busy and
+// hostile ones.
 #pragma once
 
 #include "soak/Callers.h"
@@ -17,9 +17,8 @@ struct IdleLoad {
     std::size_t busy;
     std::chrono::duration<double> time;
 
-    // Samples are the server's. At the end each idle connection still echoes, and when all are
-    // closed the server has the descriptors that it had before.
-    // Result: whether all of that was so; what wasn't is printed.
+    // Samples are the server's. Returns whether at the end each idle connection still echoes, and
+    // the server has its initial number of descriptors when all are closed; prints what isn't so.
     bool run(Counts& counts, Samples& samples) const;
 };
 

@@ -10,8 +10,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// What a host does against silent peers. Long enough for a handshake on a machine that is busy
-// with hundreds of others.
+// The timeout against silent peers, long enough for a handshake on a busy machine.
 constexpr int handshakeSeconds = 20;
 constexpr int silenceSeconds = 120;
 
@@ -29,7 +28,7 @@ void echo(ISocketStrategy& stack, SOCKET socket) {
 
 void serveHonestly(ISocketStrategy& stack, HostSocket& socket) {
     if (stack.completeAcceptEx() == 0) {
-        limitWaiting(socket.handle(), silenceSeconds);
+        setTimeouts(socket.handle(), silenceSeconds);
         echo(stack, socket.handle());
     }
 }
@@ -48,7 +47,7 @@ LoadServer::LoadServer(std::size_t workers, Service service)
     }
 }
 
-// Closing the listener ends the accepts that are posted.
+// Closing the listener aborts the pending accepts.
 LoadServer::~LoadServer() {
     ending = true;
     platform::closesocket(listening);
@@ -66,7 +65,7 @@ void LoadServer::work() {
     }
 }
 
-// Result: false when nobody can come any more.
+// Returns false after the listener has been closed.
 bool LoadServer::acceptNext(const IConfig& config) {
     constexpr DWORD addressSize = sizeof(sockaddr_storage) + 16;
     std::array<char, 2 * std::size_t{addressSize}> addresses{};
@@ -81,9 +80,9 @@ bool LoadServer::acceptNext(const IConfig& config) {
         return false;
     }
     if (platform::WSAGetOverlappedResult(listening, &accept, &count, TRUE, &flags) == FALSE) {
-        return true; // a peer that is gone, or the end
+        return true; // the peer has closed
     }
-    limitWaiting(socket.handle(), handshakeSeconds);
+    setTimeouts(socket.handle(), handshakeSeconds);
     serve(*stack, socket);
     return true;
 }

@@ -1,11 +1,10 @@
-// A server of the load test: threads that each accept one connection after another by an
-// overlapped accept, and serve it as they were told: most of them run the handshake and echo until
-// the peer is gone.
+// A server of the load test. Its threads accept one connection after another by AcceptEx and call a
+// function for it; that of the honest server runs the handshake and echoes until the peer closes.
 //
-// Threads: made and destroyed by one; everything else happens on its own.
+// Threads: created and destroyed by one thread; it runs threads of its own.
 #pragma once
 
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 
 #include <atomic>
 #include <cstddef>
@@ -16,7 +15,7 @@
 
 namespace VexaSsl::test {
 
-// A sink that only counts.
+// A log that only counts its lines.
 class CountingLog : public ILog {
 public:
     void log(Severity severity, const std::wstring&) override {
@@ -30,18 +29,18 @@ private:
     std::atomic<std::size_t> errors{0};
 };
 
-// What becomes of a connection that has been accepted, with a stack that awaits completeAcceptEx.
-// Several threads call it at once, each with its own connection.
+// Serves an accepted connection, whose stack awaits completeAcceptEx. Several threads call it at
+// the same time, each with its own connection.
 using Service = std::function<void(ISocketStrategy&, HostSocket&)>;
 
-// The honest one: the handshake, then an echo until the peer is gone.
+// The honest service: the handshake, then an echo until the peer closes.
 void serveHonestly(ISocketStrategy& stack, HostSocket& socket);
 
 class LoadServer {
 public:
-    // workers: how many connections it takes at once.
+    // workers: the number of simultaneous connections.
     explicit LoadServer(std::size_t workers, Service service = serveHonestly);
-    // Takes nobody any more, and waits for those that are there.
+    // Accepts no more connections and waits for the end of the existing ones.
     ~LoadServer();
     LoadServer(const LoadServer&) = delete;
     LoadServer& operator=(const LoadServer&) = delete;

@@ -1,9 +1,8 @@
-// What a process holds while a load runs: resident memory and descriptors against the connections
-// served so far, and how much of it grows with them. Resident memory also holds what the allocator
-// keeps for later, which hundreds of threads make more of for a long time; so of the own process it
-// is told as well how much is in use.
+// Memory and descriptors of a process during a load, and their growth with the number of
+// connections. Resident memory includes what the allocator keeps, which grows for long with
+// hundreds of threads; for this process the allocated memory is recorded, too.
 //
-// Threads: add is called by one thread at a time.
+// Threads: add must not run on several threads at the same time.
 #pragma once
 
 #include <cstddef>
@@ -18,28 +17,28 @@ struct Sample {
     double connections;
     double residentKib;
     double descriptors;
-    double heapKib; // of the own process what has been allocated and not freed; else 0
+    double heapKib; // allocated memory of this process; 0 for another one
 };
 
-// What the process holds now.
+// Returns the current values of the process.
 Sample takeSample(pid_t process, std::size_t connections);
 
 class Samples {
 public:
     void add(const Sample& sample) { all.push_back(sample); }
-    // What was held before the load and behind it, with nothing under way.
+    // Records the values before and after the load, without connections.
     void addRest(const Sample& before, const Sample& after);
 
-    // By least squares over all but the first third, in which pools and caches fill. 0 where there
-    // are too few samples for a line.
+    // Slopes by least squares without the first third, in which pools and caches fill; 0 for too
+    // few samples.
     double kibPerThousandConnections() const;
     double descriptorsPerThousandConnections() const;
-    // How many more descriptors are held: at rest, where that is known. A slope holds what is under
-    // way at the moment, too, which changes with what else the machine does.
+    // Returns the growth of descriptors, without connections if known. A slope includes connections
+    // of the moment, which depend on the load of the machine.
     double descriptorsGrown() const;
     double heapKibPerThousandConnections() const;
     bool hasRest() const { return !rests.empty(); }
-    // How many thousands of connections these slopes are over.
+    // Returns the thousands of connections of the slopes.
     double thousands() const;
 
     // "resident 31.2 to 31.9 MiB, slope +3.1 KiB, descriptors 540 to 541, slope +0.02, ..."
@@ -49,7 +48,7 @@ private:
     double slope(double Sample::*value) const;
 
     std::vector<Sample> all;
-    std::vector<Sample> rests; // none, or two
+    std::vector<Sample> rests; // empty, or two
 };
 
 } // namespace VexaSsl::test

@@ -1,9 +1,9 @@
-// A load that goes on: thousands of connections one after another, hundreds at once for minutes,
-// some of them hostile, and thousands that idle on `vexassl serve` while a few are busy. Both roles
-// are the library's. It looks at every byte, and at what memory and descriptors do meanwhile.
+// The load test: thousands of connections one after another, hundreds at the same time for minutes,
+// some of them hostile, and thousands of idle ones on `vexassl serve`. Client and server are the
+// library. Every byte, memory and descriptors are checked.
 //
-// Exit status: 0; 1 when an honest connection failed, a hostile server misled a client, or memory
-// or descriptors grew by more than is allowed; 2 for wrong arguments.
+// Exit status: 0; 1 when an honest connection failed, a hostile server deceived a client, or memory
+// or descriptors grew by more than is allowed; 2 for invalid arguments.
 #include "fakes/Sweep.h"
 #include "integration/support/Pki.h"
 #include "soak/Callers.h"
@@ -22,10 +22,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// What may grow for each thousand of connections: less than one small object for each.
+// Allowed growth for a thousand connections: less than a small object for each.
 constexpr double allowedKib = 50;
-constexpr double allowedDescriptors = 0.5; // where they are never counted at rest
-// And for all of them together: what is under way at the ends makes a slope of its own.
+constexpr double allowedDescriptors = 0.5; // when they are not counted without connections
+// Allowed growth in total: connections at the beginning and end cause a slope.
 constexpr double allowedKibInAll = 8192;
 constexpr double allowedDescriptorsInAll = 20;
 
@@ -48,7 +48,7 @@ struct LoadPlan {
     }
 };
 
-// Tells the figure. Result: whether it is as it should be.
+// Records the figure. Returns whether it is within the limits.
 bool judge(const std::string& what, const Counts& counts, const Samples& samples) {
     char bytes[100];
     std::snprintf(bytes, sizeof bytes, "%.1f MiB echoed and checked; ",
@@ -70,14 +70,14 @@ bool judge(const std::string& what, const Counts& counts, const Samples& samples
 }
 
 void callInTurn(const LoadPlan& plan, Counts& counts, Samples& samples) {
-    constexpr std::size_t workers = 8; // hostile ones keep some of them
+    constexpr std::size_t workers = 8; // hostile clients occupy some of them
     constexpr std::size_t connectionsPerSample = 100;
     const LoadServer server(workers);
     const HostileServers hostile(workers);
     const Peers peers{server.port(), &hostile};
-    std::vector<std::jthread> rabble; // beside, since some of them take their time
+    std::vector<std::jthread> hostileThreads; // on other threads, since some take long
     for (unsigned seed = 0; seed < workers / 2; ++seed) {
-        rabble.emplace_back([&, seed](const std::stop_token& stop) {
+        hostileThreads.emplace_back([&, seed](const std::stop_token& stop) {
             Caller(peers, counts, seed).callWithHostilityUntil(stop);
         });
     }
@@ -112,7 +112,7 @@ void callAtOnce(const LoadPlan& plan, Counts& counts, Samples& samples) {
 
 using Load = void (*)(const LoadPlan& plan, Counts& counts, Samples& samples);
 
-// A load of which this process is both sides, and has ended when it returns.
+// Runs a load with both ends in this process.
 bool runBetweenRests(const std::string& what, Load load, const LoadPlan& plan) {
     Counts counts;
     Samples samples;
@@ -133,7 +133,7 @@ bool holdIdle(const LoadPlan& plan) {
     return judge(what, counts, samples) && wasHeld;
 }
 
-// Each connection takes two descriptors here and two there.
+// Each connection needs two descriptors in each process.
 void allowDescriptors() {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
@@ -144,7 +144,7 @@ void allowDescriptors() {
 bool run(const LoadPlan& plan) {
     allowDescriptors();
     pki::use(plan.certificates);
-    // Every part runs, whatever the ones before it found.
+    // Every part runs, also after a failed one.
     char what[80];
     std::snprintf(what, sizeof what, "%zu at once for %.2f minutes", plan.atOnce, plan.minutes);
     bool well = plan.inTurn == 0 || runBetweenRests("one after another", callInTurn, plan);

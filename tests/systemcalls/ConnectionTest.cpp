@@ -1,5 +1,5 @@
-// Connections whose every system call fails once: both roles, data, readiness, overlapped
-// receiving, and a switch to TLS in the middle.
+// Connections in which every system call fails once: both roles, data, select, overlapped receives,
+// and a switch to TLS.
 #include "integration/support/LogMatchers.h"
 #include "integration/support/Pki.h"
 #include "systemcalls/Steps.h"
@@ -13,7 +13,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// More than a record.
+// More than one record.
 const std::string request(20000, 'q');
 const std::string reply(5000, 'r');
 
@@ -31,9 +31,9 @@ Settings serverSettings() {
         .with("AcceptableClientNames", "client.test");
 }
 
-// A call that the connection depends on fails its step, with the number that Winsock has for it.
-// One that only tells more (a time limit, a peer's name, whether files have changed) may fail
-// without harm, or end the step that needed it with a line.
+// A call that the connection needs fails its step with Winsock's error code. One that only returns
+// information (a timeout, a peer's name, whether files have changed) may fail without effect, or
+// fail its step with a line.
 void judgeConnection(const Play& play) {
     const std::string& call = play.plan.hitCall;
     const int number = winsockNumber(play.plan.fault.number);
@@ -49,7 +49,7 @@ void judgeConnection(const Play& play) {
         EXPECT_EQ(play.error, number);
         return;
     }
-    // A switch that fails leaves the number of the call; the others say that they gave up.
+    // A failed switch keeps the error code of the call; the others set WSAECONNABORTED.
     EXPECT_EQ(play.error, play.failedStep == "startOtls" ? number : WSAECONNABORTED);
     const std::wstring what = call == "recv" || call == "recvmsg" ? L"::recv" : L"::send";
     EXPECT_THAT(play.log.lines(),
@@ -57,15 +57,15 @@ void judgeConnection(const Play& play) {
                                                 static_cast<unsigned long>(number))));
 }
 
-// --- The parts.
+// --- The scenarios.
 
 void playClient(Play& play) {
     const Listener listener;
     Peer self = stackOf(play, clientSettings());
     std::jthread other([&] {
-        Peer peer = answer(listener, serverSettings());
-        if (peer.established() && peer.hear(request.size()) == request) {
-            peer.say(reply);
+        Peer peer = acceptPeer(listener, serverSettings());
+        if (peer.established() && peer.receiveAll(request.size()) == request) {
+            peer.sendAll(reply);
         }
     });
     if (connects(play, self, listener) && sends(play, self, request)) {
@@ -73,7 +73,7 @@ void playClient(Play& play) {
     }
     ends(play, self);
     self.socket.close();
-    rawConnection(listener.port()); // where nobody else came, the other waits no longer
+    rawConnection(listener.port()); // so that the other end doesn't wait if nobody has connected
 }
 
 void playServer(Play& play) {
@@ -81,9 +81,9 @@ void playServer(Play& play) {
     const Listener listener;
     Peer self = stackOf(play, serverSettings());
     other = std::jthread([port = listener.port()] {
-        Peer peer = dial(port, clientSettings());
-        if (peer.established() && peer.say(request)) {
-            peer.hear(reply.size());
+        Peer peer = connectPeer(port, clientSettings());
+        if (peer.established() && peer.sendAll(request)) {
+            peer.receiveAll(reply.size());
         }
     });
     if (accepts(play, self, listener) && hears(play, self, request)) {
@@ -93,8 +93,8 @@ void playServer(Play& play) {
     self.socket.close();
 }
 
-// Reads what comes until everything is there, looking at the socket in between as a receive
-// without msgWaitAll does.
+// Receives until all bytes have arrived, with a select in between as in a receive without
+// msgWaitAll.
 bool hearsInParts(Play& play, Peer& self, const std::string& text) {
     std::string heard;
     while (heard.size() < text.size()) {
@@ -114,18 +114,18 @@ bool hearsInParts(Play& play, Peer& self, const std::string& text) {
 }
 
 bool looks(Play& play, Peer& self) {
-    return play.step("select", [&] { return self.readable(patienceSeconds) == 1; });
+    return play.step("select", [&] { return self.readable(timeoutSeconds) == 1; });
 }
 
-// Both ends are connected; then the data of the client's end goes in every way.
+// Both ends connect; then the client transfers data by all operations.
 void playData(Play& play) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer self = std::move(meeting.client);
-    std::jthread other([peer = std::move(meeting.server)]() mutable {
-        if (peer.hear(request.size()) == request && peer.say(reply) && peer.say(reply) &&
-            peer.hear(1) == "x") {
-            peer.say("y");
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer self = std::move(pair.client);
+    std::jthread other([peer = std::move(pair.server)]() mutable {
+        if (peer.receiveAll(request.size()) == request && peer.sendAll(reply) &&
+            peer.sendAll(reply) && peer.receiveAll(1) == "x") {
+            peer.sendAll("y");
         }
     });
     if (sends(play, self, request) && looks(play, self) && hears(play, self, reply) &&
@@ -136,7 +136,7 @@ void playData(Play& play) {
     self.socket.close();
 }
 
-// One receive that is posted, waited for and completed, by one of the three ways.
+// Posts a receive, waits for it in one of the three ways, and completes it.
 enum class Notice { event, port, routine };
 
 DWORD routineTransferred = 0;
@@ -168,7 +168,7 @@ bool waitsByEvent(Peer& self, PostedReceive& receive) {
 }
 
 bool waitsByRoutine(PostedReceive& receive) {
-    if (platform::SleepEx(patienceMilliseconds, TRUE) != endedByRoutine) {
+    if (platform::SleepEx(timeoutMilliseconds, TRUE) != endedByRoutine) {
         return false;
     }
     platform::WSASetLastError(static_cast<int>(routineError));
@@ -180,10 +180,10 @@ bool waitsByPort(HANDLE port, PostedReceive& receive) {
     ULONG_PTR key = 0;
     OVERLAPPED* done = nullptr;
     return platform::GetQueuedCompletionStatus(port, &receive.count, &key, &done,
-                                               patienceMilliseconds) != FALSE;
+                                               timeoutMilliseconds) != FALSE;
 }
 
-// A record may come in pieces, each of which completes a receive; the sender says when.
+// A record may arrive in pieces, each of which completes a receive; the peer sends on request.
 bool receivesOverlapped(Play& play, Peer& self, Notice notice, HANDLE port) {
     for (DWORD count = 0; count == 0;) {
         PostedReceive receive;
@@ -201,7 +201,7 @@ bool receivesOverlapped(Play& play, Peer& self, Notice notice, HANDLE port) {
             }
         }) && play.step("completeWSARecv", [&] { return receive.complete(self); });
         if (!well) {
-            // What is still pending ends before its memory does.
+            // The pending operation is aborted before its memory is freed.
             self.socket.close();
             return false;
         }
@@ -215,9 +215,9 @@ bool receivesOverlapped(Play& play, Peer& self, Notice notice, HANDLE port) {
 }
 
 void playOverlapped(Play& play, Notice notice) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer self = std::move(meeting.client);
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer self = std::move(pair.client);
     HANDLE port = platform::noHandle;
     if (notice == Notice::port) {
         play.step("port", [&] {
@@ -226,10 +226,10 @@ void playOverlapped(Play& play, Notice notice) {
             return port != platform::noHandle;
         });
     }
-    std::jthread other([peer = std::move(meeting.server)]() mutable {
-        if (peer.hear(2) == "go") {
-            peer.say("overlapped");
-            peer.hear(1);
+    std::jthread other([peer = std::move(pair.server)]() mutable {
+        if (peer.receiveAll(2) == "go") {
+            peer.sendAll("overlapped");
+            peer.receiveAll(1);
         }
     });
     if (sends(play, self, "go") && receivesOverlapped(play, self, notice, port)) {
@@ -267,10 +267,11 @@ void playOpportunisticServer(Play& play) {
     const Listener listener;
     Peer self = stackOf(play, opportunistic());
     other = std::jthread([port = listener.port()] {
-        Peer peer = dial(port, opportunistic());
-        if (peer.established() && peer.say("STARTTLS") && peer.hear(2) == "go" && switches(peer)) {
-            peer.say(request);
-            peer.hear(reply.size());
+        Peer peer = connectPeer(port, opportunistic());
+        if (peer.established() && peer.sendAll("STARTTLS") && peer.receiveAll(2) == "go" &&
+            switches(peer)) {
+            peer.sendAll(request);
+            peer.receiveAll(reply.size());
         }
     });
     const bool accepted = play.step("accept", [&] {
@@ -278,7 +279,7 @@ void playOpportunisticServer(Play& play) {
         return self.socket.handle() != INVALID_SOCKET;
     });
     if (accepted) {
-        limitWaiting(self.socket.handle());
+        setTimeouts(self.socket.handle());
     }
     if (accepted && hears(play, self, "STARTTLS") && resolves(play, self) &&
         sends(play, self, "go") && play.step("startOtls", [&] { return switches(self); }) &&
@@ -291,31 +292,31 @@ void playOpportunisticServer(Play& play) {
 
 } // namespace
 
-TEST(SystemCalls, aClientKeepsItsConnectionOrSaysWhyNot) {
+TEST(SystemCalls, clientKeepsItsConnectionOrLogsTheReason) {
     sweep("client", playClient, judgeConnection);
 }
 
-TEST(SystemCalls, aServerKeepsItsConnectionOrSaysWhyNot) {
+TEST(SystemCalls, serverKeepsItsConnectionOrLogsTheReason) {
     sweep("server", playServer, judgeConnection);
 }
 
-TEST(SystemCalls, dataAndReadinessComeWholeOrFailWithTheNumber) {
+TEST(SystemCalls, transfersAndSelectSucceedOrReturnTheErrorCode) {
     sweep("data and select", playData, judgeConnection);
 }
 
-TEST(SystemCalls, anOverlappedReceiveByEventComesWholeOrFailsWithTheNumber) {
+TEST(SystemCalls, overlappedReceiveByEventSucceedsOrReturnsTheErrorCode) {
     sweep("overlapped, by event", playOverlappedByEvent, judgeConnection);
 }
 
-TEST(SystemCalls, anOverlappedReceiveByPortComesWholeOrFailsWithTheNumber) {
+TEST(SystemCalls, overlappedReceiveByPortSucceedsOrReturnsTheErrorCode) {
     sweep("overlapped, by completion port", playOverlappedByPort, judgeConnection);
 }
 
-TEST(SystemCalls, anOverlappedReceiveByRoutineComesWholeOrFailsWithTheNumber) {
+TEST(SystemCalls, overlappedReceiveByRoutineSucceedsOrReturnsTheErrorCode) {
     sweep("overlapped, by routine", playOverlappedByRoutine, judgeConnection);
 }
 
-TEST(SystemCalls, aSwitchToTlsComesToBeOrSaysWhyNot) {
+TEST(SystemCalls, switchToTlsSucceedsOrLogsTheReason) {
     sweep("opportunistic server", playOpportunisticServer, judgeConnection);
 }
 

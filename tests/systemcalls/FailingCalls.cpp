@@ -19,7 +19,7 @@ namespace {
 
 thread_local FaultPlan* current = nullptr;
 
-// Whether this call is to fail; then errno says how.
+// Returns whether this call must fail, and sets errno.
 bool failsNow(std::string_view call) {
     if (current == nullptr || current->fault.movesOneByte() || !current->strikes(call)) {
         return false;
@@ -32,7 +32,7 @@ bool movesOneByteNow(std::string_view call) {
     return current != nullptr && current->fault.movesOneByte() && current->strikes(call);
 }
 
-// How a function of the C library says that it failed.
+// The failure value of a function of the C library.
 template <typename Result>
 Result failure() {
     if constexpr (std::is_pointer_v<Result>) {
@@ -42,13 +42,13 @@ Result failure() {
     }
 }
 
-// The function that the call would have reached without this program.
+// Returns the function of the C library that this program replaces.
 template <typename Function>
 Function* next(const char* name) {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
-// One byte of what a message describes.
+// A message with the first byte only.
 struct OneByte {
     explicit OneByte(const msghdr& whole) : message(whole) {
         for (std::size_t i = 0; i < whole.msg_iovlen && byte.iov_len == 0; ++i) {
@@ -85,12 +85,12 @@ Armed::~Armed() {
     current = nullptr;
 }
 
-// Each function has a name of its own for the compiler, which knows the C library's declaration
-// with all its attributes, and the C library's name for the linker.
-#define VEXASSL_STANDS_BEFORE(name) __asm__(name) __attribute__((visibility("default"), used))
+// Each function has another name for the compiler, which knows the C library's declaration with its
+// attributes, and the C library's name for the linker.
+#define VEXASSL_REPLACES(name) __asm__(name) __attribute__((visibility("default"), used))
 
 #define VEXASSL_MAY_FAIL(Result, name, parameters, arguments)                                      \
-    extern "C" Result before_##name parameters VEXASSL_STANDS_BEFORE(#name);                       \
+    extern "C" Result before_##name parameters VEXASSL_REPLACES(#name);                            \
     Result before_##name parameters {                                                              \
         static auto* const passOn = next<Result parameters>(#name);                                \
         return failsNow(#name) ? failure<Result>() : passOn arguments;                             \
@@ -126,9 +126,9 @@ VEXASSL_MAY_FAIL(DIR*, opendir, (const char* path), (path))
 VEXASSL_MAY_FAIL(dirent*, readdir, (DIR * folder), (folder))
 VEXASSL_MAY_FAIL(FILE*, fopen64, (const char* path, const char* mode), (path, mode))
 
-// Those with a variable number of arguments: one more argument is all that anybody gives.
+// Functions with a variable number of arguments, of which callers pass at most one.
 #define VEXASSL_MAY_FAIL_OF_MANY(name, First, Second)                                              \
-    extern "C" int before_##name(First, Second, long) VEXASSL_STANDS_BEFORE(#name);                \
+    extern "C" int before_##name(First, Second, long) VEXASSL_REPLACES(#name);                     \
     int before_##name(First first, Second second, long third) {                                    \
         static auto* const passOn = next<int(First, Second, ...)>(#name);                          \
         return failsNow(#name) ? -1 : passOn(first, second, third);                                \
@@ -137,17 +137,17 @@ VEXASSL_MAY_FAIL(FILE*, fopen64, (const char* path, const char* mode), (path, mo
 VEXASSL_MAY_FAIL_OF_MANY(fcntl, int, int)
 VEXASSL_MAY_FAIL_OF_MANY(open, const char*, int)
 
-// A descriptor is gone even when its closing fails.
-extern "C" int before_close(int fd) VEXASSL_STANDS_BEFORE("close");
+// close closes the descriptor even when it fails.
+extern "C" int before_close(int fd) VEXASSL_REPLACES("close");
 int before_close(int fd) {
     static auto* const passOn = next<int(int)>("close");
     const int result = passOn(fd);
     return failsNow("close") ? -1 : result;
 }
 
-// A connect that a signal interrupts goes on without its caller.
+// An interrupted connect continues in the background.
 extern "C" int before_connect(int fd, const sockaddr* address, socklen_t size)
-    VEXASSL_STANDS_BEFORE("connect");
+    VEXASSL_REPLACES("connect");
 int before_connect(int fd, const sockaddr* address, socklen_t size) {
     static auto* const passOn = next<int(int, const sockaddr*, socklen_t)>("connect");
     if (!failsNow("connect")) {
@@ -164,7 +164,7 @@ int before_connect(int fd, const sockaddr* address, socklen_t size) {
 }
 
 extern "C" int before_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
-                                  addrinfo** result) VEXASSL_STANDS_BEFORE("getaddrinfo");
+                                  addrinfo** result) VEXASSL_REPLACES("getaddrinfo");
 int before_getaddrinfo(const char* node, const char* service, const addrinfo* hints,
                        addrinfo** result) {
     static auto* const passOn =
@@ -174,7 +174,7 @@ int before_getaddrinfo(const char* node, const char* service, const addrinfo* hi
 
 extern "C" int before_getnameinfo(const sockaddr* address, socklen_t size, char* node,
                                   socklen_t nodeSize, char* service, socklen_t serviceSize,
-                                  int flags) VEXASSL_STANDS_BEFORE("getnameinfo");
+                                  int flags) VEXASSL_REPLACES("getnameinfo");
 int before_getnameinfo(const sockaddr* address, socklen_t size, char* node, socklen_t nodeSize,
                        char* service, socklen_t serviceSize, int flags) {
     static auto* const passOn =
@@ -185,10 +185,9 @@ int before_getnameinfo(const sockaddr* address, socklen_t size, char* node, sock
                : passOn(address, size, node, nodeSize, service, serviceSize, flags);
 }
 
-// --- Transfers, which may also move one byte only.
+// --- Transfers, which may also transfer only one byte.
 
-extern "C" ssize_t before_read(int fd, void* buffer, std::size_t size)
-    VEXASSL_STANDS_BEFORE("read");
+extern "C" ssize_t before_read(int fd, void* buffer, std::size_t size) VEXASSL_REPLACES("read");
 ssize_t before_read(int fd, void* buffer, std::size_t size) {
     static auto* const passOn = next<ssize_t(int, void*, std::size_t)>("read");
     if (failsNow("read")) {
@@ -198,7 +197,7 @@ ssize_t before_read(int fd, void* buffer, std::size_t size) {
 }
 
 extern "C" ssize_t before_recv(int fd, void* buffer, std::size_t size, int flags)
-    VEXASSL_STANDS_BEFORE("recv");
+    VEXASSL_REPLACES("recv");
 ssize_t before_recv(int fd, void* buffer, std::size_t size, int flags) {
     static auto* const passOn = next<ssize_t(int, void*, std::size_t, int)>("recv");
     if (failsNow("recv")) {
@@ -207,8 +206,7 @@ ssize_t before_recv(int fd, void* buffer, std::size_t size, int flags) {
     return passOn(fd, buffer, size > 1 && movesOneByteNow("recv") ? 1 : size, flags);
 }
 
-extern "C" ssize_t before_recvmsg(int fd, msghdr* message, int flags)
-    VEXASSL_STANDS_BEFORE("recvmsg");
+extern "C" ssize_t before_recvmsg(int fd, msghdr* message, int flags) VEXASSL_REPLACES("recvmsg");
 ssize_t before_recvmsg(int fd, msghdr* message, int flags) {
     static auto* const passOn = next<ssize_t(int, msghdr*, int)>("recvmsg");
     if (failsNow("recvmsg")) {
@@ -224,7 +222,7 @@ ssize_t before_recvmsg(int fd, msghdr* message, int flags) {
 }
 
 extern "C" ssize_t before_sendmsg(int fd, const msghdr* message, int flags)
-    VEXASSL_STANDS_BEFORE("sendmsg");
+    VEXASSL_REPLACES("sendmsg");
 ssize_t before_sendmsg(int fd, const msghdr* message, int flags) {
     static auto* const passOn = next<ssize_t(int, const msghdr*, int)>("sendmsg");
     if (failsNow("sendmsg")) {

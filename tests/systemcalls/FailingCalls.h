@@ -1,7 +1,7 @@
-// System calls that fail when a test wants it. The program defines functions of the C library
-// itself, so that the libraries in the process call these, and they pass the call on or fail it.
+// System calls that fail as a test requests. The program replaces functions of the C library, so
+// that the libraries in the process call these, which forward the call or fail.
 //
-// Threads: a plan counts and strikes on the thread that armed it; calls of other threads pass.
+// Threads: a plan counts calls of the thread that armed it; those of other threads are forwarded.
 // Ownership: the plan is borrowed while it is armed.
 #pragma once
 
@@ -13,30 +13,30 @@ namespace VexaSsl::test {
 
 struct Fault {
     std::string_view name;
-    int number; // errno; 0: the call goes through, but moves one byte only
+    int number; // errno; 0: the call succeeds but transfers only one byte
 
     bool movesOneByte() const { return number == 0; }
 };
 
-// Which of the calls that come fails, and how.
+// Which of the next calls fails, and how.
 struct FaultPlan {
     static constexpr std::size_t never = ~std::size_t{0};
 
-    std::size_t at = never; // this call, counted from 0; of one byte: only transfers count
+    std::size_t at = never; // the number of the call, from 0; for single bytes only transfers count
     Fault fault;
-    bool everyOneFrom = false; // and every one behind it
+    bool everyOneFrom = false; // and every later one
 
     std::size_t seen = 0;
-    std::string step;         // what the test was doing, set by the test
-    std::string hitCall = {}; // what was hit; empty: nothing
+    std::string step;         // the current step, set by the test
+    std::string hitCall = {}; // the call that failed; empty: none
     std::string hitStep = {};
 
     bool hasHit() const { return !hitCall.empty(); }
-    // Counts a call. Result: whether it is to fail.
+    // Counts a call. Returns whether it must fail.
     bool strikes(std::string_view call);
 };
 
-// For its lifetime the calls of this thread are those of the plan.
+// Applies the plan to the calls of this thread during its lifetime.
 class Armed {
 public:
     explicit Armed(FaultPlan& plan);

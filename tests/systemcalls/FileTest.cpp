@@ -1,5 +1,5 @@
-// Files whose reading is interrupted or fails: the ini file and the store, and the folder of
-// certificates, each read for the first time.
+// Reading of files that is interrupted or fails: the ini file and the store, and the certificate
+// folder, each read for the first time.
 #include "integration/support/LogMatchers.h"
 #include "integration/support/Pki.h"
 #include "systemcalls/Steps.h"
@@ -17,7 +17,7 @@ namespace files = std::filesystem;
 
 // --- Configuration.
 
-// A store of several reads, with what is looked for at its end.
+// A store that needs several reads, with the section searched for at its end.
 files::path longConfiguration() {
     const auto store = temporaryFolder() / "long-store.ini";
     std::ofstream text(store);
@@ -44,9 +44,9 @@ void playConfiguration(Play& play) {
     }
 }
 
-// A file that can't be opened is told of and means no encryption. One whose reading breaks off
-// counts as far as it was read: when that is the store, whose end asks for encryption here, nobody
-// is told, and what isn't there means no encryption too.
+// A file that can't be opened is logged and means no encryption. One whose reading fails is used up
+// to there: if that is the store, whose end asks for encryption here, nothing is logged, and the
+// result is no encryption, too.
 void judgeConfiguration(const Play& play) {
     if (play.plan.hitCall == "fopen64") {
         EXPECT_EQ(play.failedStep, "read");
@@ -57,13 +57,13 @@ void judgeConfiguration(const Play& play) {
     }
 }
 
-TEST(SystemCalls, aConfigurationIsReadWholeOrMeansNoEncryption) {
+TEST(SystemCalls, configurationIsReadCompletelyOrMeansNoEncryption) {
     sweep("ini file and store", playConfiguration, judgeConfiguration);
 }
 
 // --- Certificates.
 
-// A folder of few files, so that a sweep over its calls is short.
+// A folder with few files, so that the sweep over its calls is short.
 files::path fewCertificates(const std::string& name) {
     const files::path few = temporaryFolder() / name;
     for (const char* part : {"my", "root"}) {
@@ -76,7 +76,7 @@ files::path fewCertificates(const std::string& name) {
     return few;
 }
 
-// Goes on with the other of two folders, so that whatever is kept is read anew.
+// Switches between two folders, so that cached files are read again.
 void forgetCertificates() {
     static const files::path folders[] = {fewCertificates("one"), fewCertificates("other")};
     static int next = 0;
@@ -91,9 +91,9 @@ Settings server() {
     return Settings::serverSending(pki::localhostElliptic);
 }
 
-// What was wanting is read as soon as it can be: the next connection comes to be.
+// Missing files are read as soon as possible: the next connection succeeds.
 void expectRecovery(Play& play) {
-    if (!meet({.client = client(), .server = server()}).established()) {
+    if (!connectPair({.client = client(), .server = server()}).established()) {
         play.wrong = "the next connection failed too";
     }
 }
@@ -104,7 +104,7 @@ void playPersonalStore(Play& play) {
         std::jthread other;
         const Listener listener;
         Peer self = stackOf(play, server());
-        other = std::jthread([port = listener.port()] { dial(port, client()); });
+        other = std::jthread([port = listener.port()] { connectPeer(port, client()); });
         accepts(play, self, listener);
         ends(play, self);
         self.socket.close();
@@ -117,17 +117,18 @@ void playTrustStore(Play& play) {
     {
         const Listener listener;
         Peer self = stackOf(play, client());
-        std::jthread other([&] { answer(listener, server()); });
+        std::jthread other([&] { acceptPeer(listener, server()); });
         connects(play, self, listener);
         ends(play, self);
         self.socket.close();
-        rawConnection(listener.port()); // where nobody else came, the other waits no longer
+        rawConnection(
+            listener.port()); // so that the other end doesn't wait if nobody has connected
     }
     expectRecovery(play);
 }
 
-// A store that can't be read is as good as an empty one: without a certificate of its own, or
-// without somebody to trust, an end gives the connection up and says so.
+// An unreadable store is like an empty one: without its certificate or a trust anchor an end fails
+// the connection and logs the reason.
 void judgeCertificates(const Play& play) {
     if (play.failedStep == "completeAcceptEx" ||
         (play.failedStep == "connect" && play.plan.hitCall != "connect")) {
@@ -138,11 +139,11 @@ void judgeCertificates(const Play& play) {
     }
 }
 
-TEST(SystemCalls, aPersonalStoreThatCannotBeReadFailsAConnectionAndNotTheNext) {
+TEST(SystemCalls, unreadablePersonalStoreFailsOneConnectionOnly) {
     sweep("certificate folder, personal store", playPersonalStore, judgeCertificates);
 }
 
-TEST(SystemCalls, aTrustStoreThatCannotBeReadFailsAConnectionAndNotTheNext) {
+TEST(SystemCalls, unreadableTrustStoreFailsOneConnectionOnly) {
     sweep("certificate folder, trust store", playTrustStore, judgeCertificates);
 }
 

@@ -38,8 +38,8 @@ std::string describe(const std::string& scenario, const Play& play) {
 }
 
 struct Tally {
-    std::size_t calls = 0; // of the part undisturbed
-    std::size_t runs = 0;  // with a call that failed
+    std::size_t calls = 0; // in a run without failures
+    std::size_t runs = 0;  // with a failed call
     std::size_t harmless = 0;
     std::size_t harmlessKept = 0;
     std::size_t lostDescriptors = 0;
@@ -96,7 +96,7 @@ int winsockNumber(int systemError) {
     case EAGAIN:
         return WSAEWOULDBLOCK;
     default:
-        return WSAENETDOWN; // Winsock knows no failing device
+        return WSAENETDOWN; // Winsock has no error code for I/O errors
     }
 }
 
@@ -104,7 +104,7 @@ void sweep(const std::string& scenario, const Part& part,
            const std::function<void(const Play&)>& judge) {
     Tally tally;
     {
-        Play warmUp; // what the process makes once
+        Play warmUp; // creates what exists once in a process
         run(part, warmUp);
         Play undisturbed{.plan = {.at = FaultPlan::never, .fault = faults[0], .step = {}},
                          .log = {}};

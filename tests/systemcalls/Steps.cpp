@@ -4,7 +4,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// An AcceptEx that is waited for by its event.
+// An AcceptEx with an event.
 class OverlappedAccept {
 public:
     bool post(Peer& self, SOCKET listener) {
@@ -28,7 +28,7 @@ private:
 } // namespace
 
 bool sends(Play& play, Peer& self, const std::string& text) {
-    return play.step("send", [&] { return self.say(text); });
+    return play.step("send", [&] { return self.sendAll(text); });
 }
 
 bool hears(Play& play, Peer& self, const std::string& text) {
@@ -48,7 +48,7 @@ bool makesSocket(Play& play, Peer& self) {
         return self.socket.handle() != INVALID_SOCKET;
     });
     if (well) {
-        limitWaiting(self.socket.handle());
+        setTimeouts(self.socket.handle());
     }
     return well;
 }
@@ -86,7 +86,7 @@ bool accepts(Play& play, Peer& self, const Listener& listener) {
         return accept.post(self, listener.handle()) && accept.wait(listener.handle());
     });
     if (!well) {
-        self.socket.close(); // what is still pending ends before its memory does
+        self.socket.close(); // aborts the pending operation before its memory is freed
     }
     return well &&
            play.step("completeAcceptEx", [&] { return self.stack->completeAcceptEx() == 0; });

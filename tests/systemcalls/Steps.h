@@ -1,27 +1,27 @@
-// The steps that the part under test is made of. Each is one step of its play: its system calls may
-// fail, and nothing is done once a step has failed. Results: whether all went well.
+// The steps of the end under test. The system calls of a step may fail; after a failed step nothing
+// is done. Each returns whether it has succeeded.
 #pragma once
 
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "systemcalls/Play.h"
 
 #include <string>
 
 namespace VexaSsl::test {
 
-// Not a step: an end without a socket, whose lines go to the play's log.
+// Not a step: returns an end without a socket, which logs to the play's log.
 Peer stackOf(Play& play, const Settings& settings);
 
 bool sends(Play& play, Peer& self, const std::string& text);
-// Waits for all of the text; other bytes are what must never be.
+// Receives all of the text; other bytes are recorded as wrong.
 bool hears(Play& play, Peer& self, const std::string& text);
 bool makesSocket(Play& play, Peer& self);
 bool resolves(Play& play, Peer& self);
-// Resolves, makes a socket, connects.
+// Resolves the name, creates a socket and connects.
 bool connects(Play& play, Peer& self, const Listener& listener);
-// Makes a socket, accepts on it by an overlapped operation, and completes that.
+// Creates a socket, accepts by AcceptEx and completes it.
 bool accepts(Play& play, Peer& self, const Listener& listener);
-// Shuts the connection down and closes it.
+// Shuts the connection down and closes the socket.
 bool ends(Play& play, Peer& self);
 
 } // namespace VexaSsl::test

@@ -1,5 +1,5 @@
-// The real tool with system calls that strace fails from outside: a client and a server, each
-// against an undisturbed counterpart.
+// The tool with system calls that strace makes fail: a client and a server, each with a peer
+// without failures.
 #include "tool/Tool.h"
 #include "fakes/Sweep.h"
 
@@ -23,8 +23,8 @@ struct Injection {
     int when;
 
     std::string text() const { return call + ":error=" + error + ":when=" + std::to_string(when); }
-    // An interruption, or "not yet" from a call on a socket that can be made again. What opens
-    // and looks at files isn't interrupted.
+    // EINTR, or EAGAIN from a call on a socket that can be repeated. Calls that open and stat files
+    // are not interrupted.
     bool mustNotMatter() const {
         const bool isAboutFiles = call == "openat" || call == "newfstatat";
         const bool canBeMadeAgain = call == "recvfrom" || call == "recvmsg" || call == "sendmsg" ||
@@ -33,8 +33,8 @@ struct Injection {
     }
 };
 
-// strace watches from beside, so that the tool is this process' own child. A sanitizer's search for
-// leaks would watch in the same way, and only one can.
+// strace attaches to the tool, so that the tool is a child of this process. The leak sanitizer also
+// attaches, and only one can.
 Words watched(const std::filesystem::path& log, const Words& what) {
     return Words{"env",       "ASAN_OPTIONS=detect_leaks=0",
                  "strace",    "-D",
@@ -48,8 +48,8 @@ Words injected(const Injection& injection, const std::filesystem::path& log) {
     return watched(log, {"-e", "trace=" + injection.call, "-e", "inject=" + injection.text()});
 }
 
-// The same for a server that prints to this file. A thread that wakes another one writes too, which
-// the system at most interrupts: other failures are those of what is printed.
+// The same for a server that prints to this file. A thread also writes to wake another one, which
+// the system can only interrupt, so other failures apply to printing.
 Words injectedInServer(const Injection& injection, const std::filesystem::path& log,
                        const std::filesystem::path& printed) {
     const bool isOfPrinting = injection.call == "write" && !injection.mustNotMatter();
@@ -61,7 +61,7 @@ bool wasHit(const std::filesystem::path& log) {
     return contents(log).find("(INJECTED)") != std::string::npos;
 }
 
-// Why strace can't be used here; empty when it can.
+// Returns why strace can't be used; empty when it can.
 std::string whyNoStrace() {
     constexpr int programNotFound = 127;
     Command trial(injected({"getppid", "EPERM", 1}, freshFile(".strace")) + Words{"true"});
@@ -72,7 +72,7 @@ std::string whyNoStrace() {
     return status == 0 ? "" : "strace may not watch a process here";
 }
 
-// Without strace the figure says so, since others of its line are there in any case.
+// Without strace there is a figure that says so.
 std::string tellWhyNoStrace() {
     std::string reason = whyNoStrace();
     if (!reason.empty()) {
@@ -82,8 +82,8 @@ std::string tellWhyNoStrace() {
     return reason;
 }
 
-// How often the loader and the run-time library make each call before the tool is at its own first
-// file. Those calls are not the tool's to answer for.
+// Returns how often the loader and the run-time library make each call before the tool opens its
+// first file. Those calls are not tested.
 std::map<std::string, int> callsBeforeTheTool() {
     const auto log = freshFile(".strace");
     Command trial(watched(log, {"-e", "trace=read,write,openat,newfstatat"}) +
@@ -104,8 +104,7 @@ std::map<std::string, int> callsBeforeTheTool() {
     throw std::runtime_error("the tool doesn't open its ini file under strace");
 }
 
-// The first four of each call on a thread, with every error: all of these in a full sweep, usually
-// some of each.
+// The first four of each call on a thread, with every error: all in a full sweep, otherwise some.
 struct Sample {
     std::vector<Injection> injections;
     std::size_t outOf = 0;
@@ -134,15 +133,15 @@ Sample sampleOf(const Words& calls, std::size_t step) {
     return sample;
 }
 
-// One that ends by itself: well, or with a line of its own and a status.
+// A run that ends by itself: with success, or with an error line and a status.
 void expectClearEnd(const Outcome& outcome) {
     EXPECT_GE(outcome.status, 0) << "it hung";
-    EXPECT_LT(outcome.status, 128) << "it was ended by a signal";
+    EXPECT_LT(outcome.status, 128) << "ended by a signal";
     EXPECT_EQ(failureLines(outcome.errors), outcome.status == 0 ? 0 : 1) << outcome.errors;
 }
 
 #ifdef VEXASSL_UNDER_SANITIZER
-// Its run-time makes such calls of its own at any moment, and ends the process when one fails.
+// The run-time of the sanitizer makes such calls at any time and ends the process when one fails.
 const Words fileCalls = {};
 #else
 const Words fileCalls = {"read", "write", "openat", "newfstatat"};
@@ -153,7 +152,7 @@ const Words serverCalls =
     Words{"recvfrom", "recvmsg", "sendmsg", "accept4", "poll", "dup3", "fcntl", "socket"} +
     fileCalls;
 
-TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
+TEST(SystemCallsOfTheTool, clientSucceedsOrPrintsAnError) {
     if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
         GTEST_SKIP() << reason;
     }
@@ -170,13 +169,13 @@ TEST(SystemCallsOfTheTool, aClientEndsWellOrWithALine) {
         Command command(injected(injection, log) + plain, Command::Input::text("hello"));
         const Outcome outcome = runToEnd(command);
         hit += wasHit(log) ? 1 : 0;
-        // A failed read ends a configuration file early, and what asks for encryption may have
-        // stood in the rest. The tool says so in a note.
+        // A failed read ends a configuration file early, and the rest may have asked for
+        // encryption. The tool prints a note.
         if (outcome.errors.find("this is plain text") != std::string::npos) {
             EXPECT_EQ(injection.call, "read");
             EXPECT_FALSE(injection.mustNotMatter());
             EXPECT_GE(outcome.status, 0) << "it hung";
-            EXPECT_LT(outcome.status, 128) << "it was ended by a signal";
+            EXPECT_LT(outcome.status, 128) << "ended by a signal";
             ++cutShort;
             continue;
         }
@@ -207,7 +206,7 @@ struct ServerCounts {
     std::size_t neverStarted = 0;
 };
 
-// Two clients, and the end by a signal.
+// Two clients, then a signal that ends the server.
 void useServer(Command& server, const Injection& injection, ServerCounts& counts) {
     const std::string line = server.output();
     const std::string target = "localhost:" + line.substr(line.rfind(':') + 1);
@@ -228,7 +227,7 @@ void useServer(Command& server, const Injection& injection, ServerCounts& counts
     counts.inOrder += status == 0 ? 1 : 0;
 }
 
-TEST(SystemCallsOfTheTool, aServerServesOnAndStopsInGoodOrderOrNeverStartsAndSaysWhy) {
+TEST(SystemCallsOfTheTool, serverContinuesAndStopsInOrderOrPrintsWhyItCannotStart) {
     if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
         GTEST_SKIP() << reason;
     }

@@ -147,14 +147,14 @@ TEST_P(AlteredRecord, sendAfterAlteredRecordFails) {
 
 // Bytes that aren't TLS are the only failure that is never logged.
 TEST_P(AlteredRecord, recvOfNonTlsBytesLogsNothing) {
-    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
+    VEXASSL_NEEDS_ABILITY(Ability::detectPlainText);
     connection.deliver({garbage, next});
     EXPECT_THAT(receiveOnce(connection, 100).ends, ElementsAre(0));
     EXPECT_THAT(lines(), IsEmpty());
 }
 
 TEST_P(AlteredRecord, completionReturnsTheStatusOfNonTlsBytes) {
-    VEXASSL_NEEDS_ABILITY(Ability::notePlainText);
+    VEXASSL_NEEDS_ABILITY(Ability::detectPlainText);
     connection.deliver({garbage});
     EXPECT_THAT(completeOnce(connection, {100}).ends, ElementsAre(SEC_E_INVALID_TOKEN));
     EXPECT_THAT(lines(), ElementsAre(tooFew));
@@ -174,7 +174,7 @@ TEST_P(CutRecord, truncatedStreamIsOrdinaryEndOfStream) {
 }
 
 TEST_P(CutRecord, resetFailsWithTheSystemsErrorAndLogsNothing) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     connection.deliver({part(good, 0, good.size() - 1)}, Ending::reset);
     EXPECT_THAT(receiveOnce(connection, 100).ends, ElementsAre(SOCKET_ERROR));
     EXPECT_EQ(platform::WSAGetLastError(), WSAECONNRESET);
@@ -182,7 +182,7 @@ TEST_P(CutRecord, resetFailsWithTheSystemsErrorAndLogsNothing) {
 }
 
 TEST_P(CutRecord, resetLosesTheBytesOfUnfinishedWaitAll) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     connection.deliver({good}, Ending::reset);
     const ReceivedData received = receiveOnce(connection, 100, msgWaitAll);
     EXPECT_THAT(received.ends, ElementsAre(SOCKET_ERROR));
@@ -204,7 +204,7 @@ TEST_P(CutRecord, receiveContinuesAfterTimeOutInsideRecord) {
 
 // The peer resets the connection while a record is being sent.
 TEST_P(CutRecord, resetAfterAnyByteSentFailsTheSend) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     const std::size_t size = good.size();
     for (std::size_t k = 0; k < size; ++k) {
         TamperedConnection sending({.asServer = GetParam()});

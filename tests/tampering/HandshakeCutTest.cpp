@@ -22,7 +22,7 @@ std::vector<ConnectionSetup> setups() {
         {.asServer = true, .overlapped = true},
         {.asServer = true, .upgraded = true, .suite = "ECDHE-RSA-AES256-GCM-SHA384"},
         {.asServer = false, .upgraded = true, .suite = "ECDHE-RSA-AES256-GCM-SHA384"}};
-    if (whyNot(Ability::askClients).empty()) {
+    if (missingAbility(Ability::requestClientCertificates).empty()) {
         all.push_back({.asServer = true, .mutual = true});
         all.push_back({.asServer = false, .mutual = true});
     }
@@ -64,7 +64,7 @@ TEST(HandshakeCut, closingAfterAnyByteOfThePeerEndsTheHandshake) {
 }
 
 TEST(HandshakeCut, resetAfterAnyByteOfThePeerEndsTheHandshake) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     sweepCuts(Ending::reset, 11, linesOfFailedReceive(WSAECONNRESET),
               "reset after the peer's bytes");
 }
@@ -75,7 +75,7 @@ TEST(HandshakeCut, silenceAfterAnyByteOfThePeerTimesOut) {
 }
 
 TEST(HandshakeCut, resetAfterAnyByteSentEndsTheHandshake) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     Sampler sampler = sampleEvery(13);
     Tally tally;
     for (const ConnectionSetup& setup : setups()) {
@@ -98,7 +98,7 @@ TEST(HandshakeCut, resetAfterAnyByteSentEndsTheHandshake) {
 
 // A reset connection cannot be shut down; the failure is logged at Debug.
 TEST(HandshakeCut, resetLogsTheFailedShutdown) {
-    VEXASSL_NEEDS_ABILITY(Ability::tellResets);
+    VEXASSL_NEEDS_ABILITY(Ability::reportResets);
     TamperedConnection reset({.asServer = true}, {.cutAfter = 10, .ending = Ending::reset});
     TamperedConnection closed({.asServer = true}, {.cutAfter = 10, .ending = Ending::close});
     const std::wstring code = std::to_wstring(WSAENOTCONN);

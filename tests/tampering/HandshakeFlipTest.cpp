@@ -19,7 +19,8 @@ constexpr std::array<unsigned char, 3> patterns = {0x01, 0x80, 0xFF};
 constexpr std::size_t signatureVariance = 8;
 
 std::vector<bool> mutualOrNot() {
-    return whyNot(Ability::askClients).empty() ? std::vector{false, true} : std::vector{false};
+    return missingAbility(Ability::requestClientCertificates).empty() ? std::vector{false, true}
+                                                                      : std::vector{false};
 }
 
 class HandshakeFlip : public ::testing::Test {

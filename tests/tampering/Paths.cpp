@@ -65,7 +65,7 @@ ReceivedData receiveWhenReadable(TamperedConnection& connection) {
     return untilThirdEnd(connection, [&] {
         fd_set set{};
         platform::socketSetAdd(connection.socket(), set);
-        const timeval limit{patienceSeconds, 0};
+        const timeval limit{timeoutSeconds, 0};
         const int ready = connection.stack().select(0, &set, nullptr, nullptr, &limit);
         return ready == 1 ? receiveOnce(connection, largeSize) : ReceivedData{.ends = {ready}};
     });

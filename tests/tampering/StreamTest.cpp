@@ -16,7 +16,7 @@ using DisorderedStream = RecordStream;
 using CutStream = RecordStream;
 
 bool reportsResets() {
-    return whyNot(Ability::tellResets).empty();
+    return missingAbility(Ability::reportResets).empty();
 }
 
 // A change that a network can make to a stream. apply returns the records that arrive.

@@ -78,7 +78,7 @@ SOCKET Wire::makeNearEnd() {
 }
 
 void Wire::limitStackEnd() const {
-    limitWaiting(nearEnd.handle());
+    setTimeouts(nearEnd.handle());
     if (receiveMilliseconds) {
         limitReceiving(nearEnd.handle(), *receiveMilliseconds);
     }

@@ -20,7 +20,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr int pausesPerWait = 100 * patienceSeconds;
+constexpr int pausesPerWait = 100 * timeoutSeconds;
 
 void pauseBriefly() {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

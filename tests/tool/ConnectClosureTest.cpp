@@ -33,7 +33,7 @@ public:
 private:
     void serve() {
         const HostSocket client(acceptFrom(listener.handle()));
-        limitWaiting(client.handle());
+        setTimeouts(client.handle());
         RawPeer peer = RawPeer::server("server-rsa");
         const Bytes last = answerHandshake(peer, client);
         if (whom == Whom::whoIsGreeted) {
@@ -55,7 +55,7 @@ private:
 
     static bool hasShutDown(const HostSocket& socket) {
         char byte = 0;
-        limitWaiting(socket.handle(), 1);
+        setTimeouts(socket.handle(), 1);
         return receiveBytes(socket.handle(), &byte, 1) == 0;
     }
 

@@ -153,7 +153,7 @@ TEST(ExitStatus, peerWithoutTlsFailsTheHandshake) {
 
 TEST(ExitStatus, peerThatClosesInTheHandshakeFailsIt) {
     RunningServer server(secureServer());
-    Relay relay(server.port(), {.toServer = {}, .toClient = {.cutBehind = 100}});
+    Relay relay(server.port(), {.toServer = {}, .toClient = {.cutAfter = 100}});
     expectFailure(connected("localhost:" + std::to_string(relay.port()), secureClient()), 4,
                   "Connection closed (during negotiation)");
 }
@@ -229,7 +229,7 @@ TEST(ExitStatus, endInsideARecordIsCutShort) {
     Relay whole(server.port(), {});
     ASSERT_EQ(connected("localhost:" + std::to_string(whole.port()), secureClient()).status, 0);
     const std::size_t last = whole.passedToClient() - 1;
-    Relay relay(server.port(), {.toServer = {}, .toClient = {.cutBehind = last}});
+    Relay relay(server.port(), {.toServer = {}, .toClient = {.cutAfter = last}});
     expectFailure(connected("localhost:" + std::to_string(relay.port()), secureClient()), 9,
                   "the connection ended inside a record");
 }
@@ -237,13 +237,13 @@ TEST(ExitStatus, endInsideARecordIsCutShort) {
 TEST(ExitStatus, resetConnectionIsCutShort) {
     RunningServer server(plainText());
     Relay relay(server.port(),
-                {.toServer = {}, .toClient = {.cutBehind = 3, .ending = Ending::reset}});
+                {.toServer = {}, .toClient = {.cutAfter = 3, .ending = Ending::reset}});
     expectFailure(connected("127.0.0.1:" + std::to_string(relay.port()), {}), 9, "connection lost");
 }
 
 TEST(ExitStatus, endBeforeAllInputWasSentIsCutShort) {
     RunningServer server(plainText());
-    Relay relay(server.port(), {.toServer = {.cutBehind = 1000}, .toClient = {}});
+    Relay relay(server.port(), {.toServer = {.cutAfter = 1000}, .toClient = {}});
     const Outcome outcome =
         connected("127.0.0.1:" + std::to_string(relay.port()), {},
                   Command::Input::text(std::string(std::size_t{16} << 20, 'x')));

@@ -77,7 +77,7 @@ TEST(ExplainPeer, missingIntermediateIsSeenAndASentOneIsUsed) {
     const Outcome outcome = explained(broken.target());
     EXPECT_EQ(outcome.status, 5);
     EXPECT_THAT(outcome.output, HasSubstr("[O=case intermediate, CN=Throwaway Intermediate]"));
-    RunningServer whole(secureServer(pki::behindIntermediate));
+    RunningServer whole(secureServer(pki::withIntermediate));
     const Outcome good = explained(whole.target());
     EXPECT_EQ(good.status, 0);
     EXPECT_THAT(good.output, HasSubstr("[2] Throwaway Intermediate: nothing wrong with it"));

@@ -16,7 +16,7 @@ namespace {
 // Sends the text and its closure in one piece. Result: the echo.
 std::string echoOfABurst(std::uint16_t port, const std::string& text) {
     const HostSocket socket = rawConnection(port);
-    limitWaiting(socket.handle());
+    setTimeouts(socket.handle());
     RawPeer client = RawPeer::client();
     if (!runHandshake(client, socket)) {
         return "no handshake";

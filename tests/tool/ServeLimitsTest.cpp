@@ -83,7 +83,7 @@ TEST(ServeBound, oneTooManyWaitsUntilThereIsRoom) {
     EXPECT_EQ(waitReadable({queued.handle()}, 500), 0U) << "it was served beyond the bound";
     clients.front()->closeInput();
     EXPECT_EQ(clients.front()->exitStatus(), 0);
-    EXPECT_NE(waitReadable({queued.handle()}, 1000 * patienceSeconds), 0U);
+    EXPECT_NE(waitReadable({queued.handle()}, 1000 * timeoutSeconds), 0U);
 }
 
 TEST(ServeBound, aFullServerStillStops) {

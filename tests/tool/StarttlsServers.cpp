@@ -37,7 +37,7 @@ fs::path freshFolder() {
 
 // Waits until something listens on the port.
 void awaitListening(std::uint16_t port, Command& program) {
-    for (int tries = 0; tries < 10 * patienceSeconds; ++tries) {
+    for (int tries = 0; tries < 10 * timeoutSeconds; ++tries) {
         const HostSocket socket = makeSocket();
         if (connectTo(socket.handle(), loopbackAddress(port))) {
             return;

@@ -51,11 +51,11 @@ std::string ScriptedServer::heard() {
 }
 
 void ScriptedServer::play() {
-    if (waitReadable({listener.handle()}, 1000 * patienceSeconds) == 0) {
+    if (waitReadable({listener.handle()}, 1000 * timeoutSeconds) == 0) {
         return;
     }
     const HostSocket client(acceptFrom(listener.handle()));
-    limitWaiting(client.handle());
+    setTimeouts(client.handle());
     std::size_t from = 0;
     for (const Line& line : script) {
         while (said.find(line.heard, from) == std::string::npos) {

@@ -58,7 +58,7 @@ void TerminalSession::type(std::string_view keys) {
 // Result: false at the program's end, and when nothing came for too long.
 bool TerminalSession::readSome() {
     pollfd waiting = {terminal, POLLIN, 0};
-    if (::poll(&waiting, 1, 1000 * patienceSeconds) <= 0) {
+    if (::poll(&waiting, 1, 1000 * timeoutSeconds) <= 0) {
         return false;
     }
     char buffer[512];
@@ -81,7 +81,7 @@ bool TerminalSession::shows(std::string_view wanted) {
 int TerminalSession::exitStatus() {
     while (readSome()) {
     }
-    for (int pauses = 0; pauses < 100 * patienceSeconds; ++pauses) {
+    for (int pauses = 0; pauses < 100 * timeoutSeconds; ++pauses) {
         int status = 0;
         if (::waitpid(process, &status, WNOHANG) == process) {
             process = -1;

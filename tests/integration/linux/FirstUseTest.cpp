@@ -1,9 +1,8 @@
-// Everything that the library and its platform do once a process, raced for by many threads: the
-// look for the security package, the shipped constants, the tables and caches. Each race runs in a
-// process of its own, since there is only one first time.
+// Many threads at the same time at what the library and the binding do once in a process: the check
+// for the security package, constants, tables and caches. Each test runs in a new process.
 #include "VexaSsl/ModuleVersion.h"
 #include "fakes/Sweep.h"
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pki.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +20,7 @@ namespace {
 
 constexpr int threadCount = 16;
 
-// How many of the threads found everything in order; all start at once.
+// Returns how many threads have succeeded; all start at the same time.
 int race(const std::function<bool(int)>& work) {
     std::barrier start(threadCount);
     std::atomic<int> well = 0;
@@ -37,31 +36,32 @@ int race(const std::function<bool(int)>& work) {
     return well;
 }
 
-// Runs in the new process and ends it.
+// Runs in the new process. Doesn't return.
 [[noreturn]] void raceAndLeave(const std::function<bool(int)>& work) {
     std::exit(race(work) == threadCount ? 0 : 1);
 }
 
 class FirstUse : public testing::Test {
 protected:
-    // A new process starts the program anew instead of going on with this one's memory.
+    // A new process runs the program from its start instead of a copy of this one's memory.
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
 bool connects(int number) {
-    Meeting meeting =
+    ConnectedPair pair =
         number % 2 == 0
-            ? meetEncrypted()
-            : meet({.client = Settings::clientSending(pki::client),
-                    .server = Settings::serverSending(pki::localhostElliptic)
-                                  .with("RequireClientAuthentication", "True")
-                                  .with("AcceptableClientCertificateToReceiveNames", "Any")});
+            ? connectEncrypted()
+            : connectPair(
+                  {.client = Settings::clientSending(pki::client),
+                   .server = Settings::serverSending(pki::localhostElliptic)
+                                 .with("RequireClientAuthentication", "True")
+                                 .with("AcceptableClientCertificateToReceiveNames", "Any")});
     const std::string text = "number " + std::to_string(number);
-    return meeting.established() && meeting.client.say(text) &&
-           meeting.server.hear(text.size()) == text;
+    return pair.established() && pair.client.sendAll(text) &&
+           pair.server.receiveAll(text.size()) == text;
 }
 
-TEST_F(FirstUse, ofConnectionsBySixteenThreadsAtOnceIsSafe) {
+TEST_F(FirstUse, sixteenThreadsMayConnectFirst) {
     EXPECT_EXIT(raceAndLeave(connects), testing::ExitedWithCode(0), "");
     if (!HasFailure()) {
         reportFigure("Threads",
@@ -69,14 +69,14 @@ TEST_F(FirstUse, ofConnectionsBySixteenThreadsAtOnceIsSafe) {
     }
 }
 
-TEST_F(FirstUse, ofRefusalsBySixteenThreadsAtOnceIsSafe) {
+TEST_F(FirstUse, sixteenThreadsMayBeRefusedFirst) {
     EXPECT_EXIT(raceAndLeave([](int number) {
-                    const Meeting meeting =
-                        meet({.client = Settings::encrypted(),
-                              .server = Settings::serverSending(number % 2 == 0 ? pki::expired
-                                                                                : pki::untrusted)});
-                    return !meeting.client.established() &&
-                           !meeting.client.log->linesFrom(Severity::Error).empty();
+                    const ConnectedPair pair =
+                        connectPair({.client = Settings::encrypted(),
+                                     .server = Settings::serverSending(
+                                         number % 2 == 0 ? pki::expired : pki::untrusted)});
+                    return !pair.client.established() &&
+                           !pair.client.log->linesFrom(Severity::Error).empty();
                 }),
                 testing::ExitedWithCode(0), "");
 }
@@ -91,7 +91,7 @@ bool readsConstantsSettingsAndVersion(int) {
            version.dwMajorVersion == 22 && convertWideToNarrow(L"caf\u00e9") == "caf\xe9";
 }
 
-TEST_F(FirstUse, ofConstantsSettingsAndVersionBySixteenThreadsAtOnceIsSafe) {
+TEST_F(FirstUse, sixteenThreadsMayReadConstantsAndVersionFirst) {
     EXPECT_EXIT(raceAndLeave(readsConstantsSettingsAndVersion), testing::ExitedWithCode(0), "");
 }
 

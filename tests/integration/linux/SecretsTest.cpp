@@ -1,5 +1,5 @@
-// What connections carry, and keys, never reach a log. Every test that meets two hosts looks for
-// them in all lines that its logs are given; here stands what that is worth.
+// Data of connections and keys are never logged. Every test with two hosts searches all log lines
+// for them; these tests show that the search works.
 #include "fakes/Secrets.h"
 #include "integration/support/SharedLog.h"
 
@@ -9,7 +9,7 @@
 namespace VexaSsl::test {
 namespace {
 
-TEST(SecretsInLogs, aLineThatHoldsContentFailsTheTest) {
+TEST(SecretsInLogs, lineWithContentFailsTheTest) {
     secrets::addContent("the content of a connection");
     SharedLog log;
     EXPECT_NONFATAL_FAILURE(log.log(Severity::Debug, L"received [the content of a connection]"),
@@ -23,7 +23,7 @@ TEST(SecretsInLogs, aLineThatHoldsContentFailsTheTest) {
     secrets::resetFindings();
 }
 
-TEST(SecretsInLogs, keysOfTheTestsAreKnown) {
+TEST(SecretsInLogs, keysOfTheTestsAreSearchedFor) {
     EXPECT_GT(secrets::tally().keys, 10U);
 }
 

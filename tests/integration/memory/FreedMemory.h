@@ -1,9 +1,8 @@
-// Looks into memory that C++ code frees, the library's and the binding's included, for bytes that
-// should not be there any more. The program that this is linked into has its operators new and
-// delete replaced for that; memory is zeroed when it is given out, so what is found in it was put
-// there by its last user. What OpenSSL allocates for itself isn't seen.
+// Searches memory that C++ code frees, in the library and the binding, too, for bytes that must not
+// be there. Replaces operator new and delete of the program; new memory is zeroed, so bytes found
+// in it were written by its last user. Memory that OpenSSL allocates is not searched.
 //
-// Threads: the operators may be called by any; a Watch is made and asked while no other lives.
+// Threads: any may call the operators. One Watch exists at a time.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +10,8 @@
 
 namespace VexaSsl::test {
 
-// While it lives, every block that is freed is searched for the bytes, which are borrowed and lie
-// in memory that isn't freed meanwhile.
+// Searches every block that is freed during its lifetime. The bytes must be in memory that isn't
+// freed meanwhile.
 class FreedMemoryWatch {
 public:
     explicit FreedMemoryWatch(std::string_view bytes);
@@ -20,7 +19,7 @@ public:
     FreedMemoryWatch(const FreedMemoryWatch&) = delete;
     FreedMemoryWatch& operator=(const FreedMemoryWatch&) = delete;
 
-    // How many of the blocks held the bytes when they were freed, and how many there were in all.
+    // Return the number of freed blocks that contained the bytes, and of all freed blocks.
     std::size_t traces() const;
     std::size_t blocks() const;
 };

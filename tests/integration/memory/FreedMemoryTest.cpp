@@ -1,8 +1,8 @@
-// What connections leave in the memory that they free: nothing of what they carried, of the
-// handshake's bytes, of keys and of passwords.
+// Memory that connections free contains nothing of their data, of handshake messages, keys and
+// passwords.
 #include "integration/memory/FreedMemory.h"
 #include "fakes/Sweep.h"
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/Pki.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ namespace {
 constexpr std::string_view secret =
     "what nobody may find afterwards: 31415926535897932384626433832795";
 
-// The host's own memory is no block that is freed meanwhile.
+// The host's memory is not freed during the watch.
 std::array<char, 40000> outgoing;
 std::array<char, 40000> incoming;
 
@@ -37,7 +37,7 @@ bool send(Peer& peer, std::size_t size) {
            static_cast<int>(size);
 }
 
-// In pieces of at most the given size. Result: all came, as it was sent.
+// Receives in pieces of at most the given size. Returns whether everything arrived as sent.
 bool receive(Peer& peer, std::size_t size, std::size_t piece) {
     std::size_t have = 0;
     while (have < size) {
@@ -54,7 +54,7 @@ bool receive(Peer& peer, std::size_t size, std::size_t piece) {
 
 void expectNoTrace(const FreedMemoryWatch& watch, const std::string& what) {
     EXPECT_EQ(watch.traces(), 0U) << what;
-    EXPECT_GT(watch.blocks(), 100U) << "nothing of a connection was seen";
+    EXPECT_GT(watch.blocks(), 100U) << "too few blocks for a connection";
     reportFigure("Memory", what + ": " + std::to_string(watch.traces()) + " traces in " +
                                std::to_string(watch.blocks()) + " freed blocks");
 }
@@ -65,8 +65,8 @@ std::string contentOf(const std::filesystem::path& file) {
     return content.str();
 }
 
-// Where a certificate begins in the handshake: its length in three bytes, then itself. It is public
-// and may be kept, but only the bytes as they came have the length in front.
+// The beginning of a certificate in the handshake: its length in three bytes, then the certificate.
+// That is public and may be kept elsewhere, but only the handshake message has the length.
 std::string passing(const std::string& name) {
     const std::filesystem::path file = temporaryFolder() / "encoded";
     const std::string command = "openssl x509 -outform der -in '" +
@@ -79,62 +79,62 @@ std::string passing(const std::string& name) {
            encoded.substr(0, 60);
 }
 
-TEST(FreedMemory, aTraceIsFound) {
+TEST(FreedMemory, traceIsFound) {
     const FreedMemoryWatch watch(secret);
     { const std::string copy(secret); }
     EXPECT_EQ(watch.traces(), 1U);
 }
 
-TEST(FreedMemory, holdsNoPlaintextHoweverItIsReceived) {
+TEST(FreedMemory, hasNoPlaintextHoweverItIsReceived) {
     fillOutgoing();
     const FreedMemoryWatch watch(secret);
     for (const std::size_t piece : {std::size_t{100}, std::size_t{7000}, incoming.size()}) {
-        Meeting meeting = meetEncrypted();
-        ASSERT_TRUE(meeting.established());
-        ASSERT_TRUE(send(meeting.client, outgoing.size()));
-        ASSERT_TRUE(receive(meeting.server, outgoing.size(), piece));
-        ASSERT_TRUE(send(meeting.server, 500));
-        ASSERT_EQ(meeting.client.readable(patienceSeconds), 1); // decrypts to find out
-        ASSERT_TRUE(receive(meeting.client, 500, 500));
+        ConnectedPair pair = connectEncrypted();
+        ASSERT_TRUE(pair.established());
+        ASSERT_TRUE(send(pair.client, outgoing.size()));
+        ASSERT_TRUE(receive(pair.server, outgoing.size(), piece));
+        ASSERT_TRUE(send(pair.server, 500));
+        ASSERT_EQ(pair.client.readable(timeoutSeconds), 1); // decrypts the record
+        ASSERT_TRUE(receive(pair.client, 500, 500));
     }
     expectNoTrace(watch, "plaintext received");
 }
 
-TEST(FreedMemory, holdsNoPlaintextOfAConnectionThatIsGivenUp) {
+TEST(FreedMemory, hasNoPlaintextOfAnAbandonedConnection) {
     fillOutgoing();
     const FreedMemoryWatch watch(secret);
     {
-        Meeting meeting = meetEncrypted();
-        ASSERT_TRUE(meeting.established());
-        ASSERT_TRUE(send(meeting.client, outgoing.size()));
-        ASSERT_TRUE(receive(meeting.server, 10, 10)); // the rest of the record stays inside
+        ConnectedPair pair = connectEncrypted();
+        ASSERT_TRUE(pair.established());
+        ASSERT_TRUE(send(pair.client, outgoing.size()));
+        ASSERT_TRUE(receive(pair.server, 10, 10)); // the rest of the record is held
     }
     expectNoTrace(watch, "plaintext never asked for");
 }
 
-// The certificate passes in the clear, so the client collects these very bytes.
-TEST(FreedMemory, holdsNothingOfAHandshake) {
+// The certificate is sent in clear text, so the client buffers these bytes.
+TEST(FreedMemory, hasNoHandshakeMessages) {
     const std::string bytes = passing("server-rsa");
     const FreedMemoryWatch watch(bytes);
     {
-        Meeting meeting = meetEncrypted();
-        ASSERT_TRUE(meeting.established());
+        ConnectedPair pair = connectEncrypted();
+        ASSERT_TRUE(pair.established());
     }
     expectNoTrace(watch, "handshake bytes");
 }
 
-TEST(FreedMemory, holdsNothingOfAHandshakeThatFails) {
+TEST(FreedMemory, hasNoMessagesOfAFailedHandshake) {
     const std::string bytes = passing("untrusted");
     const FreedMemoryWatch watch(bytes);
     {
-        const Meeting meeting = meet(
+        const ConnectedPair pair = connectPair(
             {.client = Settings::encrypted(), .server = Settings::serverSending(pki::untrusted)});
-        ASSERT_FALSE(meeting.client.established());
+        ASSERT_FALSE(pair.client.established());
     }
     expectNoTrace(watch, "handshake bytes of a refused server");
 }
 
-// A store of its own, so that its files are read within the watch.
+// A separate store, so that its files are read during the watch.
 class StoreOfItsOwn {
 public:
     StoreOfItsOwn() {
@@ -151,20 +151,20 @@ public:
     const std::filesystem::path folder = temporaryFolder() / "store";
 };
 
-TEST(FreedMemory, holdsNothingOfAKeyFile) {
+TEST(FreedMemory, hasNoKeyFile) {
     const StoreOfItsOwn store;
     std::filesystem::copy(pki::folder() / "my" / "server-rsa.pem", store.folder / "my");
     const std::string keyText = contentOf(pki::file("server-rsa", "key")).substr(300, 60);
     const FreedMemoryWatch watch(keyText);
     {
         pki::use(store.folder);
-        const Meeting meeting = meetEncrypted();
-        ASSERT_TRUE(meeting.established());
+        const ConnectedPair pair = connectEncrypted();
+        ASSERT_TRUE(pair.established());
     }
     expectNoTrace(watch, "text of a key file");
 }
 
-TEST(FreedMemory, holdsNothingOfAPassword) {
+TEST(FreedMemory, hasNoPassword) {
     static const std::string password = "a password of more than a few characters";
     const StoreOfItsOwn store;
     const std::string file = (store.folder / "my" / "server.p12").string();
@@ -177,8 +177,8 @@ TEST(FreedMemory, holdsNothingOfAPassword) {
     const FreedMemoryWatch watch(password);
     {
         pki::use(store.folder);
-        const Meeting meeting = meetEncrypted();
-        ASSERT_TRUE(meeting.established());
+        const ConnectedPair pair = connectEncrypted();
+        ASSERT_TRUE(pair.established());
     }
     expectNoTrace(watch, "password of a PKCS#12 file");
 }

@@ -10,7 +10,7 @@ SplittingStrategy::SplittingStrategy(std::unique_ptr<ISocketStrategy> underlying
     : underlying(std::move(underlyingStrategy)), rules(splitting),
       counts(passage == nullptr ? &own : passage) {}
 
-// How many of the wanted bytes one read may bring now.
+// Returns how many of the requested bytes one read may return now.
 int SplittingStrategy::readable(std::size_t wanted) const {
     if (counts->read < rules.quietFor) {
         return static_cast<int>(wanted);

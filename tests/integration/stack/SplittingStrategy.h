@@ -1,9 +1,9 @@
-// A decorator that goes under the encrypting strategy and makes the network as awkward as TCP may
-// be: no read crosses a given position of the stream, and no read or write moves more than a given
-// number of bytes, if wanted only behind the first bytes read. Nothing is lost or reordered.
+// A decorator below the encrypting strategy: no read crosses a given position of the stream, and no
+// read or write transfers more than a given number of bytes, optionally after a number of bytes.
+// Nothing is lost or reordered.
 //
-// Positions are counted per direction from the first byte. One connection per object; one sender
-// beside one receiver may use it.
+// Positions count from the first byte of a direction. One connection for each object.
+// Threads: one sender and one receiver.
 #pragma once
 
 #include "VexaSsl/ISocketStrategy.h"
@@ -18,10 +18,10 @@ struct Splitting {
     std::size_t readCut = std::numeric_limits<std::size_t>::max(); // no read crosses it
     int mostPerRead = std::numeric_limits<int>::max();
     int mostPerWrite = std::numeric_limits<int>::max();
-    std::size_t quietFor = 0; // so many bytes are read as they come
+    std::size_t quietFor = 0; // the limits start after that many bytes
 };
 
-// What went through, readable when no operation is under way.
+// The bytes transferred. Read it while no operation is running.
 struct Passage {
     std::size_t read = 0;
     std::size_t written = 0;
@@ -52,7 +52,7 @@ public:
     int WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesSent, DWORD flags,
                 WSAOVERLAPPED* overlapped,
                 LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) override;
-    // Limits the first buffer and leaves the others out.
+    // Limits the first buffer and ignores the others.
     int WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount, DWORD* bytesReceived, DWORD* flags,
                 WSAOVERLAPPED* overlapped,
                 LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine) override;

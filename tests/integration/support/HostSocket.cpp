@@ -16,7 +16,7 @@ HostSocket makeSocket(int family) {
     if (made.handle() == INVALID_SOCKET) {
         throw std::runtime_error("no socket: " + std::to_string(platform::WSAGetLastError()));
     }
-    limitWaiting(made.handle());
+    setTimeouts(made.handle());
     return made;
 }
 
@@ -65,7 +65,7 @@ Overlapped::~Overlapped() {
 }
 
 bool Overlapped::wait(SOCKET socket, DWORD& transferred) {
-    if (!waitForEvent(state.hEvent, patienceMilliseconds)) {
+    if (!waitForEvent(state.hEvent, timeoutMilliseconds)) {
         platform::WSASetLastError(WSAETIMEDOUT);
         return false;
     }

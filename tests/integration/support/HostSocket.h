@@ -1,5 +1,5 @@
-// The host's half of the socket work: making, listening, limiting and closing sockets, and waiting
-// for overlapped operations. Every socket made here has time limits, so that no test can hang on a
+// The socket work of a host: creating, listening and closing sockets, setting timeouts, and waiting
+// for overlapped operations. Every socket created here has timeouts, so that no test hangs on a
 // silent peer.
 #pragma once
 
@@ -10,15 +10,15 @@
 
 namespace VexaSsl::test {
 
-// How long any single wait of a test may take.
-inline constexpr int patienceSeconds = 30;
-inline constexpr DWORD patienceMilliseconds = 1000U * patienceSeconds;
+// The timeout of every single wait.
+inline constexpr int timeoutSeconds = 30;
+inline constexpr DWORD timeoutMilliseconds = 1000U * timeoutSeconds;
 
 // Owns a SOCKET and closes it.
 class HostSocket {
 public:
     HostSocket() = default;
-    explicit HostSocket(SOCKET owned) : socket(owned) {}
+    explicit HostSocket(SOCKET socket) : socket(socket) {}
     HostSocket(HostSocket&& other) noexcept : socket(std::exchange(other.socket, INVALID_SOCKET)) {}
     HostSocket& operator=(HostSocket&& other) noexcept {
         std::swap(socket, other.socket);
@@ -27,7 +27,7 @@ public:
     ~HostSocket() { close(); }
 
     SOCKET handle() const { return socket; }
-    // On systems where a socket is a descriptor.
+    // Only where a socket is a descriptor.
     int descriptor() const { return static_cast<int>(socket); }
     void close();
 
@@ -35,9 +35,9 @@ private:
     SOCKET socket = INVALID_SOCKET;
 };
 
-// A TCP socket with time limits on receiving and sending.
+// Returns a new TCP socket with timeouts.
 HostSocket makeSocket(int family = AF_INET);
-void limitWaiting(SOCKET socket, int seconds = patienceSeconds); // each system has its own
+void setTimeouts(SOCKET socket, int seconds = timeoutSeconds); // defined for each system
 
 // Listens on a free port of 127.0.0.1 (or ::1).
 class Listener {
@@ -52,10 +52,10 @@ private:
 };
 
 sockaddr_in loopbackAddress(std::uint16_t port);
-// A connected TCP socket without a stack.
+// Returns a connected TCP socket without a stack.
 HostSocket rawConnection(std::uint16_t port);
 
-// Owns an event and the OVERLAPPED that carries it.
+// Owns an event and an OVERLAPPED with it.
 class Overlapped {
 public:
     Overlapped();
@@ -64,8 +64,8 @@ public:
     Overlapped& operator=(const Overlapped&) = delete;
 
     OVERLAPPED* get() { return &state; }
-    // Waits for the completion on the socket. Result: true and the bytes of the completion, or
-    // false with the operation's error in the last-error slot.
+    // Waits for the completion. Returns true and the bytes transferred, or false with the error
+    // code of the operation.
     bool wait(SOCKET socket, DWORD& transferred);
 
 private:

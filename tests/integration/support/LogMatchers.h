@@ -1,4 +1,4 @@
-// Words for what a log holds.
+// Matchers and constructors for lines of a log.
 #pragma once
 
 #include "integration/support/SharedLog.h"
@@ -9,7 +9,7 @@
 
 namespace VexaSsl::test {
 
-// Exactly this line.
+// Returns the line.
 inline LogLine error(std::wstring text) {
     return {Severity::Error, std::move(text)};
 }
@@ -23,12 +23,12 @@ inline LogLine debug(std::wstring text) {
     return {Severity::Debug, std::move(text)};
 }
 
-// A line of this severity that begins so; what follows is the system's text for a code.
+// Matches a line that begins with start and continues with the system's text for a code.
 MATCHER_P2(lineStarting, severity, start, "") {
     return arg.severity == severity && arg.text.starts_with(start) && arg.text.ends_with(L")");
 }
 
-// logSystemError's line for a code, the system's text in brackets behind it.
+// Matches the line of a failed system call: the code and the system's text in parentheses.
 inline auto systemError(const std::wstring& what, unsigned long code) {
     return lineStarting(Severity::Error, what + L" failed with: " + std::to_wstring(code) + L" (");
 }

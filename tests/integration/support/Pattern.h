@@ -1,4 +1,4 @@
-// An endless stream of known bytes, for transfers that are checked byte for byte.
+// An endless stream of known bytes, to check transfers byte for byte.
 #pragma once
 
 #include <algorithm>
@@ -20,12 +20,12 @@ public:
         block += block;
     }
 
-    // size bytes of the stream from the position; size is at most the period.
+    // Returns size bytes of the stream from the position; size is at most the period.
     std::string_view at(std::size_t position, std::size_t size) const {
         return std::string_view(block).substr(position % period, size);
     }
 
-    // Whether the bytes, any number of them, are those of the stream from the position.
+    // Returns whether the bytes are those of the stream from the position.
     bool matches(std::size_t position, std::string_view bytes) const {
         while (!bytes.empty()) {
             const std::size_t part = std::min(bytes.size(), period);

@@ -19,10 +19,10 @@ std::filesystem::path file(const std::string& name, const std::string& kind) {
 
 namespace {
 
-class CertificatesAtHand : public ::testing::Environment {
+class CertificateEnvironment : public ::testing::Environment {
 public:
     void SetUp() override {
-        takeIntoUse();
+        useTestCertificates();
         for (const auto& test : std::filesystem::directory_iterator(folder() / "all")) {
             std::ifstream key(test.path() / "key.pem");
             secrets::addKey(std::string(std::istreambuf_iterator<char>(key), {}));
@@ -31,7 +31,7 @@ public:
 };
 
 const auto* const registered =
-    ::testing::AddGlobalTestEnvironment(new CertificatesAtHand); // gtest deletes it
+    ::testing::AddGlobalTestEnvironment(new CertificateEnvironment); // gtest deletes it
 
 } // namespace
 

@@ -8,7 +8,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-constexpr int patience = 1000 * patienceSeconds;
+constexpr int timeout = 1000 * timeoutSeconds;
 
 void readToTheEnd(const HostSocket& socket) {
     std::array<char, 4096> ignored;
@@ -33,12 +33,12 @@ Relay::~Relay() {
 }
 
 void Relay::run(std::uint16_t targetPort) {
-    const unsigned ready = waitReadable({listener.handle(), wakeReader.handle()}, patience);
+    const unsigned ready = waitReadable({listener.handle(), wakeReader.handle()}, timeout);
     if ((ready & 1U) == 0) {
         return;
     }
     client = HostSocket(acceptFrom(listener.handle()));
-    limitWaiting(client.handle());
+    setTimeouts(client.handle());
     server = rawConnection(targetPort);
     passOn();
     client.close();
@@ -47,7 +47,7 @@ void Relay::run(std::uint16_t targetPort) {
 
 void Relay::passOn() {
     for (const Direction* direction : {&toServer, &toClient}) {
-        if (direction->treatment.cutBehind == 0U) {
+        if (direction->treatment.cutAfter == 0U) {
             cut(direction->treatment.ending);
             return;
         }
@@ -56,7 +56,7 @@ void Relay::passOn() {
         const unsigned ready =
             waitReadable({toServer.ended ? INVALID_SOCKET : client.handle(),
                           toClient.ended ? INVALID_SOCKET : server.handle(), wakeReader.handle()},
-                         patience);
+                         timeout);
         if (ready == 0 || (ready & 4U) != 0) {
             return;
         }
@@ -82,13 +82,13 @@ bool Relay::passSome(Direction& direction, const HostSocket& from, const HostSoc
     direction.waiting.append(buffer.data(), static_cast<std::size_t>(got));
     const std::size_t start = direction.passed;
     const std::size_t end = start + direction.waiting.size();
-    if (treatment.cutBehind && end >= *treatment.cutBehind) {
-        deliver(direction, to, *treatment.cutBehind - start);
+    if (treatment.cutAfter && end >= *treatment.cutAfter) {
+        deliver(direction, to, *treatment.cutAfter - start);
         cut(treatment.ending);
         return false;
     }
-    if (treatment.holdBehind && end < treatment.holdUntil) {
-        const std::size_t limit = std::max(start, *treatment.holdBehind);
+    if (treatment.holdAfter && end < treatment.holdUntil) {
+        const std::size_t limit = std::max(start, *treatment.holdAfter);
         deliver(direction, to, std::min(end, limit) - start);
         return true;
     }
@@ -97,7 +97,7 @@ bool Relay::passSome(Direction& direction, const HostSocket& from, const HostSoc
 }
 
 std::string Relay::captured() const {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(mutex);
     return seen;
 }
 
@@ -110,7 +110,7 @@ void Relay::deliver(Direction& direction, const HostSocket& to, std::size_t size
         byte = static_cast<char>(byte ^ 0x55);
     }
     {
-        const std::lock_guard lock(guard);
+        const std::lock_guard lock(mutex);
         seen += bytes;
     }
     for (std::string_view rest = bytes; !rest.empty();) {
@@ -120,7 +120,7 @@ void Relay::deliver(Direction& direction, const HostSocket& to, std::size_t size
             piece = std::min(piece, *treatment.splitAt - start);
         }
         piece = std::min(piece, rest.size());
-        // Counted before it goes: whoever has received it finds it counted.
+        // Counted before it is sent, so that a receiver finds it counted.
         direction.passed += piece;
         const int sent = sendBytes(to.handle(), rest.substr(0, piece));
         direction.passed -= piece - static_cast<std::size_t>(std::max(sent, 0));
@@ -129,7 +129,7 @@ void Relay::deliver(Direction& direction, const HostSocket& to, std::size_t size
         }
         rest.remove_prefix(static_cast<std::size_t>(sent));
         if (!rest.empty()) {
-            letItArrive(to.handle());
+            waitUntilReceived(to.handle());
         }
     }
 }

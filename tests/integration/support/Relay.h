@@ -1,7 +1,7 @@
-// A hostile piece of network between two sockets: it passes the bytes of one connection on and can
-// cut the connection behind a byte, deliver in pieces, or change a byte.
+// A hostile network between two sockets: forwards the bytes of one connection and can cut the
+// connection after a byte, deliver in pieces, or change a byte.
 //
-// It runs one thread from construction to destruction. The counts may be read at any time.
+// Runs one thread during its lifetime. The counts may be read at any time.
 #pragma once
 
 #include "integration/support/HostSocket.h"
@@ -19,13 +19,13 @@ enum class Ending { close, reset };
 
 // What happens to the bytes of one direction. Positions count from the first byte.
 struct Treatment {
-    std::optional<std::size_t> cutBehind = {}; // this many bytes pass, then both sides see the end
+    std::optional<std::size_t> cutAfter = {}; // the connection ends after that many bytes
     Ending ending = Ending::close;
-    std::optional<std::size_t> splitAt = {}; // the bytes before and behind are delivered apart
-    std::size_t pieceSize = 0; // everything is delivered in such pieces; 0: as it comes
-    std::optional<std::size_t> changeAt = {}; // this byte gets another value
-    // What lies behind holdBehind waits until holdUntil bytes have come, then goes out at once.
-    std::optional<std::size_t> holdBehind = {};
+    std::optional<std::size_t> splitAt = {};  // bytes before and after it are delivered separately
+    std::size_t pieceSize = 0;                // the size of all pieces; 0: as received
+    std::optional<std::size_t> changeAt = {}; // this byte is changed
+    // Bytes after holdAfter are delivered together once holdUntil bytes have been received.
+    std::optional<std::size_t> holdAfter = {};
     std::size_t holdUntil = 0;
 };
 
@@ -44,22 +44,22 @@ public:
     std::uint16_t port() const { return listener.port(); }
     std::size_t passedToServer() const { return toServer.passed; }
     std::size_t passedToClient() const { return toClient.passed; }
-    // Everything that passed, of both directions as it came.
+    // Returns all bytes of both directions in the order of receiving.
     std::string captured() const;
 
 private:
     struct Direction {
         Treatment treatment;
-        std::string waiting; // read and not delivered yet
+        std::string waiting; // received, not delivered yet
         std::atomic<std::size_t> passed{0};
         bool ended = false;
     };
 
     void run(std::uint16_t targetPort);
     void passOn();
-    // One read of a direction. Result: false when the connection has been cut.
+    // Reads once from a direction. Returns false when the connection has been cut.
     bool passSome(Direction& direction, const HostSocket& from, const HostSocket& to);
-    // Delivers the first size bytes that wait.
+    // Delivers the first size bytes of waiting.
     void deliver(Direction& direction, const HostSocket& to, std::size_t size);
     void cut(Ending ending);
 
@@ -70,7 +70,7 @@ private:
     HostSocket server;
     Direction toServer;
     Direction toClient;
-    mutable std::mutex guard;
+    mutable std::mutex mutex;
     std::string seen;
     std::thread thread;
 };

@@ -9,7 +9,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// Removes the folder at the end, but only in the process that made it, not in a forked child.
+// Removes the folder at the end, except in a forked child.
 class TemporaryFolder {
 public:
     TemporaryFolder() = default;

@@ -1,6 +1,5 @@
-// What a connection is to be, said as an administrator says it: the options of one section. load()
-// writes an ini file and the store that it points to and reads them back through the library, so
-// that every test takes the way of a real host.
+// The options of a connection, as in a section of the store. load writes an ini file and a store
+// and reads them by the library, as a host does.
 #pragma once
 
 #include "VexaSsl/VexaSsl.h"
@@ -15,9 +14,9 @@ namespace VexaSsl::test {
 
 class Settings {
 public:
-    // No option at all: the defaults, which mean no encryption.
+    // The defaults: no encryption.
     static Settings plain();
-    // Encryption, and every line to the log.
+    // Encryption, and all lines are logged.
     static Settings encrypted();
     // A server that sends the certificate whose subject contains the name.
     static Settings serverSending(const std::string& certificate);
@@ -34,7 +33,7 @@ private:
     std::vector<std::pair<std::string, std::string>> options;
 };
 
-// A folder of this process for the files of its tests, removed when the process ends.
+// Returns a folder for the files of this process, which is removed at its end.
 const std::filesystem::path& temporaryFolder();
 
 } // namespace VexaSsl::test

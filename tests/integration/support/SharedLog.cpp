@@ -9,19 +9,19 @@ namespace VexaSsl::test {
 
 void SharedLog::log(Severity severity, const std::wstring& text) {
     secrets::searchIn(text);
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(mutex);
     if (severity >= minimumSeverity) {
         kept.push_back({severity, text});
     }
 }
 
 void SharedLog::setMinimumSeverity(Severity severity) {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(mutex);
     minimumSeverity = severity;
 }
 
 std::vector<LogLine> SharedLog::lines() const {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(mutex);
     return kept;
 }
 
@@ -47,7 +47,7 @@ std::vector<LogLine> SharedLog::linesWith(std::wstring_view part) const {
 }
 
 void SharedLog::clear() {
-    const std::lock_guard lock(guard);
+    const std::lock_guard lock(mutex);
     kept.clear();
 }
 

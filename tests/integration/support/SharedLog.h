@@ -1,5 +1,5 @@
-// An ILog for tests that run threads: every line at or above the threshold is kept under a lock.
-// It starts at Debug, so that what the configuration says before a stack exists is kept too.
+// An ILog that keeps all lines from the threshold on. Any thread may use it. The threshold is Debug
+// at first, so that lines of the configuration are kept, too.
 #pragma once
 
 #include "fakes/CollectingLog.h"
@@ -17,15 +17,15 @@ public:
     void setMinimumSeverity(Severity severity) override;
 
     std::vector<LogLine> lines() const;
-    // The lines of at least this severity, in their order.
+    // Returns the lines of at least this severity.
     std::vector<LogLine> linesFrom(Severity severity) const;
     std::size_t count(Severity severity, std::wstring_view text) const;
-    // The lines whose text contains the part.
+    // Returns the lines whose text contains the part.
     std::vector<LogLine> linesWith(std::wstring_view part) const;
     void clear();
 
 private:
-    mutable std::mutex guard;
+    mutable std::mutex mutex;
     Severity minimumSeverity = Severity::Debug;
     std::vector<LogLine> kept;
 };

@@ -13,7 +13,7 @@ Pointer at(unsigned char* base, std::size_t offset) {
     return reinterpret_cast<Pointer>(base + offset);
 }
 
-// The slot of the module's import table that holds the function's address; null when there is none.
+// Returns the entry of the module's import table with the function's address, or null.
 void** findSlot(unsigned char* base, const char* function) {
     const auto* const start = at<IMAGE_DOS_HEADER*>(base, 0);
     const auto* const headers =
@@ -37,7 +37,7 @@ void** findSlot(unsigned char* base, const char* function) {
     return nullptr;
 }
 
-// Result: what stood there before.
+// Returns the previous value.
 void* replaceImport(const std::string& function, void* replacement) {
     auto* const base = reinterpret_cast<unsigned char*>(GetModuleHandleW(L"VexaSsl.dll"));
     void** const slot = base == nullptr ? nullptr : findSlot(base, function.c_str());

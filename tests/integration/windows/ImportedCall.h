@@ -1,8 +1,7 @@
-// Puts a function of the test in the place of a system function that the library imports, for the
-// life of the object: for answers of the system that the one the tests run on never gives. The
-// library itself is the real one; what is left alone goes to the real system.
+// Replaces a system function that the library imports by a function of the test during the lifetime
+// of the object, for results that this system never returns.
 //
-// Made and destroyed while no call of the library is under way.
+// Created and destroyed while no call of the library is running.
 #pragma once
 
 #include "HostCalls.h"
@@ -13,13 +12,13 @@ namespace VexaSsl::test {
 
 class ImportedCall {
 public:
-    // Throws std::runtime_error when the library imports no such function.
+    // Throws std::runtime_error when the library doesn't import the function.
     ImportedCall(std::string functionName, void* replacement);
     ~ImportedCall();
     ImportedCall(const ImportedCall&) = delete;
     ImportedCall& operator=(const ImportedCall&) = delete;
 
-    // The system's own function.
+    // Returns the system's function.
     template <typename Function>
     Function original() const {
         return reinterpret_cast<Function>(before);

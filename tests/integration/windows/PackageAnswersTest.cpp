@@ -1,7 +1,6 @@
-// What a host sees when the security package gives an answer that the one under these tests never
-// gives: the answer is put in the place of the real one, everything else is real.
+// Statuses that the security package of Wine never returns: the status of one call is replaced.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 #include "integration/windows/ImportedCall.h"
 
@@ -20,9 +19,9 @@ namespace {
 
 using ::testing::ElementsAre;
 
-const ImportedCall* replaced = nullptr; // the one that the function below stands for
+const ImportedCall* replaced = nullptr; // replaced by the function below
 
-// The handshake is real to its end; the verdict of the last step is another.
+// The handshake is real; only the status of its last step is replaced.
 SECURITY_STATUS SEC_ENTRY refuseName(PCredHandle credential, PCtxtHandle context, SEC_WCHAR* target,
                                      unsigned long requirements, unsigned long first,
                                      unsigned long representation, PSecBufferDesc input,
@@ -34,13 +33,13 @@ SECURITY_STATUS SEC_ENTRY refuseName(PCredHandle credential, PCtxtHandle context
     return real == SEC_E_OK ? SEC_E_WRONG_PRINCIPAL : real;
 }
 
-TEST(PackageAnswer, aServerOfAnotherNameIsRefusedWithTheReason) {
+TEST(PackageAnswer, serverWithAnotherNameIsRefusedWithTheReason) {
     const ImportedCall call("InitializeSecurityContextW", reinterpret_cast<void*>(&refuseName));
     replaced = &call;
-    const Meeting meeting = meetEncrypted();
-    EXPECT_EQ(meeting.client.error, WSAECONNABORTED);
+    const ConnectedPair pair = connectEncrypted();
+    EXPECT_EQ(pair.client.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.client.log->linesFrom(Severity::Info),
+        pair.client.log->linesFrom(Severity::Info),
         ElementsAre(
             systemError(L"InitializeSecurityContext", 0x80090322),
             info(L"InitializeSecurityContext failed with [SEC_E_WRONG_PRINCIPAL]. Probable cause: "
@@ -48,9 +47,9 @@ TEST(PackageAnswer, aServerOfAnotherNameIsRefusedWithTheReason) {
                  L"address we connected to [localhost]"),
             info(L"It is not possible to report the names on the certificate."),
             warning(L"An encrypted connection could not be successfully initialised on socket [" +
-                    meeting.client.socketNumber() + L"]. Aborting"),
+                    pair.client.socketNumber() + L"]. Aborting"),
             error(L"Can't establish a security context. InitializeSecurityContext failed")));
-    EXPECT_TRUE(isShutForSending(meeting.client.socket.handle()));
+    EXPECT_TRUE(isShutForSending(pair.client.socket.handle()));
 }
 
 SECURITY_STATUS SEC_ENTRY refuseKey(SEC_WCHAR*, SEC_WCHAR*, unsigned long, void*, void*,
@@ -58,15 +57,15 @@ SECURITY_STATUS SEC_ENTRY refuseKey(SEC_WCHAR*, SEC_WCHAR*, unsigned long, void*
     return SEC_E_UNKNOWN_CREDENTIALS;
 }
 
-TEST(PackageAnswer, aKeyThatCanNotBeReadIsToldWithTheUser) {
+TEST(PackageAnswer, unreadableKeyIsLoggedWithTheUser) {
     const ImportedCall call("AcquireCredentialsHandleW", reinterpret_cast<void*>(&refuseKey));
-    const Meeting meeting = meetEncrypted();
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+    const ConnectedPair pair = connectEncrypted();
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     std::array<wchar_t, 257> user{};
     auto size = static_cast<DWORD>(user.size());
     ASSERT_TRUE(GetUserNameW(user.data(), &size));
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(systemError(L"AcquireCredentialsHandle", 0x8009030D),
                     info(L"AcquireCredentialsHandle failed with [SEC_E_UNKNOWN_CREDENTIALS]. "
                          L"Probable cause: user [" +
@@ -80,40 +79,40 @@ SECURITY_STATUS SEC_ENTRY decryptTo(PCtxtHandle, PSecBufferDesc, unsigned long, 
     return decryption;
 }
 
-// A receive of the server's that the package answers so.
-std::optional<std::string> receiveAnswered(Meeting& meeting, SECURITY_STATUS answer) {
+// Receives on the server, with a status for DecryptMessage.
+std::optional<std::string> receiveAnswered(ConnectedPair& pair, SECURITY_STATUS answer) {
     decryption = answer;
     const ImportedCall call("DecryptMessage", reinterpret_cast<void*>(&decryptTo));
-    EXPECT_TRUE(meeting.client.say("whatever"));
-    return meeting.server.receive(100);
+    EXPECT_TRUE(pair.client.sendAll("whatever"));
+    return pair.server.receive(100);
 }
 
-// The system's breakpoint would end a process that nobody debugs; the test goes on behind it.
-TEST(PackageAnswer, anOrderlyClosureIsAnErrorLineABreakpointAndTheEndOfTheStream) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
+// DebugBreak would end a process without a debugger; the test skips it.
+TEST(PackageAnswer, closureIsAnErrorLineABreakpointAndTheEndOfTheStream) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
     const int before = breakpoints();
-    EXPECT_EQ(receiveAnswered(meeting, SEC_I_CONTEXT_EXPIRED), "");
+    EXPECT_EQ(receiveAnswered(pair, SEC_I_CONTEXT_EXPIRED), "");
     EXPECT_EQ(breakpoints(), before + 1);
-    EXPECT_THAT(meeting.server.log->linesFrom(Severity::Warning),
+    EXPECT_THAT(pair.server.log->linesFrom(Severity::Warning),
                 ElementsAre(systemError(L"DecryptMessage", 0x00090317)));
 }
 
-TEST(PackageAnswer, aRequestToRenegotiateIsTheEndOfTheStream) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    EXPECT_EQ(receiveAnswered(meeting, SEC_I_RENEGOTIATE), "");
-    EXPECT_THAT(meeting.server.log->linesFrom(Severity::Info),
+TEST(PackageAnswer, requestToRenegotiateIsTheEndOfTheStream) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    EXPECT_EQ(receiveAnswered(pair, SEC_I_RENEGOTIATE), "");
+    EXPECT_THAT(pair.server.log->linesFrom(Severity::Info),
                 ::testing::Contains(info(L"Renegotiate request received")));
 }
 
-TEST(PackageAnswer, anOrderlyClosureOnTheOverlappedPathIsAReset) {
-    Meeting meeting = meetEncrypted();
-    ASSERT_TRUE(meeting.established());
-    Peer& server = meeting.server;
+TEST(PackageAnswer, closureResetsAnOverlappedReceive) {
+    ConnectedPair pair = connectEncrypted();
+    ASSERT_TRUE(pair.established());
+    Peer& server = pair.server;
     decryption = SEC_I_CONTEXT_EXPIRED;
     const ImportedCall call("DecryptMessage", reinterpret_cast<void*>(&decryptTo));
-    ASSERT_TRUE(meeting.client.say("whatever"));
+    ASSERT_TRUE(pair.client.sendAll("whatever"));
     std::string bytes(100, '\0');
     WSABUF buffer{100, bytes.data()};
     Overlapped overlapped;

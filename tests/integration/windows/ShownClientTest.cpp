@@ -1,8 +1,8 @@
-// Which clients a server that asks for certificates lets stay. The package under these tests asks
-// no client, so the certificate that a client would have sent is put in the place of its answer;
-// the store, the chain, its verdict and the names are the system's own.
+// Which clients a server accepts that requires certificates. The security package of Wine requests
+// none, so the query for the client's certificate is replaced; store, chain and names are the
+// system's.
+#include "integration/support/ConnectedPair.h"
 #include "integration/support/LogMatchers.h"
-#include "integration/support/Meeting.h"
 #include "integration/support/Pki.h"
 #include "integration/windows/ImportedCall.h"
 
@@ -18,8 +18,8 @@ namespace {
 
 using ::testing::ElementsAre;
 
-const ImportedCall* replaced = nullptr; // the one that showClient stands for
-std::string shownSubject;               // empty: the client has sent none
+const ImportedCall* replaced = nullptr; // replaced by showClient
+std::string shownSubject;               // empty: no certificate
 
 PCCERT_CONTEXT findShown() {
     const HCERTSTORE store =
@@ -44,39 +44,40 @@ SECURITY_STATUS SEC_ENTRY showClient(PCtxtHandle context, unsigned long attribut
     return SEC_E_OK;
 }
 
-Meeting meetShowing(const std::string& subject, const std::string& acceptable = "Any") {
+ConnectedPair meetShowing(const std::string& subject, const std::string& acceptable = "Any") {
     shownSubject = subject;
     const ImportedCall call("QueryContextAttributesW", reinterpret_cast<void*>(&showClient));
     replaced = &call;
-    return meet({.client = Settings::encrypted(),
-                 .server = Settings::serverSending(pki::localhost)
-                               .with("RequireClientAuthentication", "True")
-                               .with("AcceptableClientCertificateToReceiveNames", acceptable)});
+    return connectPair(
+        {.client = Settings::encrypted(),
+         .server = Settings::serverSending(pki::localhost)
+                       .with("RequireClientAuthentication", "True")
+                       .with("AcceptableClientCertificateToReceiveNames", acceptable)});
 }
 
-TEST(ShownClient, aTrustedClientStaysWhenAnyIsAcceptable) {
-    Meeting meeting = meetShowing(pki::client);
-    ASSERT_TRUE(meeting.established());
-    EXPECT_TRUE(meeting.client.say("known"));
-    EXPECT_EQ(meeting.server.hear(5), "known");
-    EXPECT_EQ(meeting.server.log->count(
-                  Severity::Debug, L"The certificate chain is trusted for client authentication"),
+TEST(ShownClient, anyTrustedClientIsAccepted) {
+    ConnectedPair pair = meetShowing(pki::client);
+    ASSERT_TRUE(pair.established());
+    EXPECT_TRUE(pair.client.sendAll("known"));
+    EXPECT_EQ(pair.server.receiveAll(5), "known");
+    EXPECT_EQ(pair.server.log->count(Severity::Debug,
+                                     L"The certificate chain is trusted for client authentication"),
               1U);
 }
 
-TEST(ShownClient, aClientWhoseNameIsListedStaysWhateverTheCase) {
+TEST(ShownClient, listedNameIsAcceptedInAnyCase) {
     EXPECT_TRUE(meetShowing(pki::client, "somebody,CLIENT.Test").established());
 }
 
-TEST(ShownClient, aClientBehindAnIntermediateOfTheStoreStays) {
-    EXPECT_TRUE(meetShowing(pki::clientBehindIntermediate).established());
+TEST(ShownClient, clientWithAnIntermediateOfTheStoreIsAccepted) {
+    EXPECT_TRUE(meetShowing(pki::clientWithIntermediate).established());
 }
 
-TEST(ShownClient, aClientWithoutACertificateIsRefused) {
-    const Meeting meeting = meetShowing("");
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+TEST(ShownClient, clientWithoutACertificateIsRefused) {
+    const ConnectedPair pair = meetShowing("");
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             warning(L"QueryContextAttributes (SECPKG_ATTR_REMOTE_CERT_CONTEXT) returned "
                     L"[SEC_E_NO_CREDENTIALS]. Probable cause: no certificate was sent"),
@@ -86,11 +87,11 @@ TEST(ShownClient, aClientWithoutACertificateIsRefused) {
                   L"client cert")));
 }
 
-// The element at fault is told by its friendly name.
-void expectNotTrusted(const Meeting& meeting, unsigned long code, const std::wstring& place) {
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+// The line names the certificate by its friendly name.
+void expectNotTrusted(const ConnectedPair& pair, unsigned long code, const std::wstring& place) {
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             lineStarting(Severity::Warning, L"CertVerifyCertificateChainPolicy returned status: " +
                                                 std::to_wstring(code) + L" ("),
@@ -103,19 +104,19 @@ void expectNotTrusted(const Meeting& meeting, unsigned long code, const std::wst
                   L"trusted")));
 }
 
-TEST(ShownClient, aSelfSignedClientIsRefused) {
+TEST(ShownClient, selfSignedClientIsRefused) {
     expectNotTrusted(meetShowing(pki::selfSignedClient), 0x800B0109, L"client.test");
 }
 
-TEST(ShownClient, anExpiredClientIsRefused) {
+TEST(ShownClient, expiredClientIsRefused) {
     expectNotTrusted(meetShowing(pki::expiredClient), 0x800B0101, L"client.test");
 }
 
-TEST(ShownClient, aTrustedClientOfAnotherNameIsRefusedAndBothSidesNamesAreTold) {
-    const Meeting meeting = meetShowing(pki::clientWithTwoNames, "alpha,beta");
-    EXPECT_EQ(meeting.server.error, WSAECONNABORTED);
+TEST(ShownClient, trustedClientWithAnotherNameIsRefusedAndNamesAreLogged) {
+    const ConnectedPair pair = meetShowing(pki::clientWithTwoNames, "alpha,beta");
+    EXPECT_EQ(pair.server.error, WSAECONNABORTED);
     EXPECT_THAT(
-        meeting.server.log->linesFrom(Severity::Info),
+        pair.server.log->linesFrom(Severity::Info),
         ElementsAre(
             info(L"All names on this certificate: [first.test] [second.test] "),
             info(L"The names we would accept are: [alpha], [beta]"),

@@ -72,8 +72,8 @@ void transfer(ISocketStrategy& client, ISocketStrategy& server, const Pair& pair
     expectLine(lines, L"send");
     VexaSsl::fd_set readable{};
     platform::socketSetAdd(pair.server, readable);
-    const timeval patience{10, 0};
-    expect(server.select(0, &readable, nullptr, nullptr, &patience) == 1, "select");
+    const timeval timeout{10, 0};
+    expect(server.select(0, &readable, nullptr, nullptr, &timeout) == 1, "select");
     char bytes[2] = {};
     expect(server.recv(pair.server, bytes, 2, msgWaitAll) == 2 && bytes[1] == 'b', "recv");
     expectLine(lines, L"recv");

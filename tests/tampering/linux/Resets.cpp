@@ -12,7 +12,7 @@ void limitReceiving(SOCKET socket, int milliseconds) {
 
 void awaitReset(SOCKET socket) {
     pollfd waiting{static_cast<int>(socket), 0, 0}; // errors are always reported
-    ::poll(&waiting, 1, 1000 * patienceSeconds);
+    ::poll(&waiting, 1, 1000 * timeoutSeconds);
 }
 
 } // namespace VexaSsl::test

@@ -45,7 +45,7 @@ const PackageBehaviour& packageBehaviour() {
         .altered = SEC_E_INTERNAL_ERROR, .checksHeaders = false, .reportsCipherSuites = false};
     static const PackageBehaviour ofWindows{
         .altered = SEC_E_MESSAGE_ALTERED, .checksHeaders = true, .reportsCipherSuites = true};
-    return whyNot(Ability::judgeServers).empty() ? ofWindows : ofWine;
+    return missingAbility(Ability::verifyServers).empty() ? ofWindows : ofWine;
 }
 
 Bytes certificateOf(const std::string& name) {

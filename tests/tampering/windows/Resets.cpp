@@ -10,7 +10,7 @@ void limitReceiving(SOCKET socket, int milliseconds) {
 
 // Waits until the socket is readable, which includes the bytes before the reset.
 void awaitReset(SOCKET socket) {
-    waitReadable({socket}, 1000 * patienceSeconds);
+    waitReadable({socket}, 1000 * timeoutSeconds);
 }
 
 } // namespace VexaSsl::test

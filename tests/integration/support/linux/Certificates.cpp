@@ -12,9 +12,9 @@ void use(const std::filesystem::path& certificates) {
     platform::setCertificateFolder(certificates);
 }
 
-// ctest makes the certificates before the tests; a test program started by hand makes them itself
-// when they were never made.
-void takeIntoUse() {
+// ctest creates the certificates before the tests; a test program that is started by hand creates
+// them if they are missing.
+void useTestCertificates() {
     if (!std::filesystem::exists(folder() / "all" / "other-key" / "chain.pem")) {
         const std::string command =
             std::string(VEXASSL_MAKE_CERTIFICATES) + " '" + folder().string() + "' " + machineName;

@@ -1,5 +1,4 @@
-// The calls with which a host works on its sockets on a system without Winsock: those of the
-// Linux binding, which the tests reach as platform::....
+// The calls of a host on its sockets on Linux: those of libVexaPlatform.
 #pragma once
 
 #include "VexaPlatform/HostSockets.h"
@@ -9,7 +8,7 @@
 
 namespace VexaSsl::test {
 
-// What an alertable wait says when a completion routine has run.
+// The result of an alertable wait after a completion routine has run.
 inline constexpr DWORD endedByRoutine = platform::WSA_WAIT_IO_COMPLETION;
 
 } // namespace VexaSsl::test

@@ -33,7 +33,7 @@ std::filesystem::path makeTemporaryFolder() {
     return pattern;
 }
 
-std::string whyNot(Ability ability) {
+std::string missingAbility(Ability ability) {
     if (ability == Ability::actAsAnotherUser && ::geteuid() != 0) {
         return "only the superuser can start a process as another user";
     }
@@ -67,7 +67,7 @@ std::string readAll(int pipe) {
 
 } // namespace
 
-std::optional<std::string> saidByAnotherUser(const std::function<std::string()>& work) {
+std::optional<std::string> runAsAnotherUser(const std::function<std::string()>& work) {
     std::array<int, 2> pipe{};
     if (::pipe(pipe.data()) != 0) {
         return std::nullopt;

@@ -12,7 +12,7 @@
 
 namespace VexaSsl::test {
 
-void limitWaiting(SOCKET socket, int seconds) {
+void setTimeouts(SOCKET socket, int seconds) {
     const timeval limit{seconds, 0};
     const int descriptor = static_cast<int>(socket);
     ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
@@ -41,13 +41,13 @@ SOCKET acceptFrom(SOCKET listener) {
 }
 
 std::uint16_t portOf(SOCKET socket) {
-    sockaddr_in6 address{}; // the port stands at the same place for both families
+    sockaddr_in6 address{}; // the port has the same offset in both families
     socklen_t length = sizeof address;
     ::getsockname(static_cast<int>(socket), reinterpret_cast<sockaddr*>(&address), &length);
     return ntohs(address.sin6_port);
 }
 
-// The platform's AcceptEx leaves nothing to be done.
+// Nothing to do after the platform's AcceptEx.
 void joinListener(SOCKET, SOCKET) {}
 
 void resetAtClose(SOCKET socket) {
@@ -62,7 +62,7 @@ bool isShutForSending(SOCKET socket) {
 unsigned waitReadable(const std::vector<SOCKET>& sockets, int milliseconds) {
     std::vector<pollfd> waiting;
     for (const SOCKET socket : sockets) {
-        waiting.push_back({static_cast<int>(socket), POLLIN, 0}); // poll passes over -1
+        waiting.push_back({static_cast<int>(socket), POLLIN, 0}); // poll ignores -1
     }
     unsigned readable = 0;
     if (::poll(waiting.data(), waiting.size(), milliseconds) > 0) {
@@ -78,7 +78,7 @@ bool waitForEvent(HANDLE event, DWORD milliseconds) {
            platform::WSA_WAIT_EVENT_0;
 }
 
-void letItArrive(SOCKET socket) {
+void waitUntilReceived(SOCKET socket) {
     for (int tries = 0; tries < 1000; ++tries) {
         int unacknowledged = 0;
         if (::ioctl(static_cast<int>(socket), SIOCOUTQ, &unacknowledged) != 0 ||

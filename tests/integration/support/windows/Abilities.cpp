@@ -1,5 +1,5 @@
-// What can't be tried on Windows at all, and what only the Wine that the tests run under can't do.
-// Where the tests run on Windows itself only the first remains.
+// The abilities that Windows lacks, and those that only Wine lacks. On Windows itself only the
+// first are missing.
 #include "integration/support/System.h"
 
 namespace VexaSsl::test {
@@ -27,17 +27,17 @@ std::string whyNotOnWindows(Ability ability) {
 
 std::string whyNotUnderWine(Ability ability) {
     switch (ability) {
-    case Ability::judgeServers:
+    case Ability::verifyServers:
         return "Wine's security package accepts every server certificate";
-    case Ability::askClients:
+    case Ability::requestClientCertificates:
         return "Wine's security package asks no client for a certificate";
-    case Ability::notePlainText:
+    case Ability::detectPlainText:
         return "Wine's security package takes plain text for the length of a record to come";
     case Ability::ellipticKeys:
         return "Wine imports RSA keys only";
     case Ability::sendIntermediates:
         return "Wine's security package sends a certificate without its issuer";
-    case Ability::tellResets:
+    case Ability::reportResets:
         return "Wine tells of a reset at times as of an ordinary end";
     case Ability::searchByUsage:
         return "Wine's personal store can't be searched by usage";
@@ -48,7 +48,7 @@ std::string whyNotUnderWine(Ability ability) {
 
 } // namespace
 
-std::string whyNot(Ability ability) {
+std::string missingAbility(Ability ability) {
     std::string reason = whyNotOnWindows(ability);
     return reason.empty() && underWine() ? whyNotUnderWine(ability) : reason;
 }

@@ -1,5 +1,6 @@
-// The library stops at a breakpoint where a stream ends or is spoiled. Without a debugger that ends
-// the process; here every breakpoint is passed over, as by a debugger whose user goes on.
+// The library calls DebugBreak where a stream ends or a record can't be decrypted. Without a
+// debugger that ends the process; this handler skips every breakpoint, as a debugger does when its
+// user continues.
 #include "integration/support/System.h"
 
 #include <atomic>
@@ -15,7 +16,7 @@ LONG CALLBACK passOver(EXCEPTION_POINTERS* what) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
     ++passed;
-    ++what->ContextRecord->Rip; // it points at the one byte of the instruction
+    ++what->ContextRecord->Rip; // the instruction has one byte
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 

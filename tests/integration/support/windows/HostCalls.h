@@ -1,12 +1,12 @@
-// The calls with which a host works on its sockets on Windows: Winsock's own, under the names by
-// which the tests reach them on every system.
+// The calls of a host on its sockets on Windows: Winsock's, in the namespace that tests use on
+// every system.
 #pragma once
 
 #include "VexaSsl/Sockets.h"
 
 namespace VexaSsl::test {
 
-// What an alertable wait says when a completion routine has run.
+// The result of an alertable wait after a completion routine has run.
 inline constexpr DWORD endedByRoutine = WAIT_IO_COMPLETION;
 
 namespace platform {

@@ -30,7 +30,7 @@ bool renameMachineOfThisThread(const std::string&) {
     return false;
 }
 
-std::optional<std::string> saidByAnotherUser(const std::function<std::string()>&) {
+std::optional<std::string> runAsAnotherUser(const std::function<std::string()>&) {
     return std::nullopt;
 }
 

@@ -8,7 +8,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// Winsock for the whole life of the process, as every host of it needs.
+// Starts Winsock for the lifetime of the process, as a host does.
 class WinsockInUse {
 public:
     WinsockInUse() {
@@ -31,7 +31,7 @@ void setOption(SOCKET socket, int level, int option, const Value& value) {
 
 } // namespace
 
-void limitWaiting(SOCKET socket, int seconds) {
+void setTimeouts(SOCKET socket, int seconds) {
     const DWORD milliseconds = 1000U * static_cast<DWORD>(seconds);
     setOption(socket, SOL_SOCKET, SO_RCVTIMEO, milliseconds);
     setOption(socket, SOL_SOCKET, SO_SNDTIMEO, milliseconds);
@@ -55,13 +55,13 @@ SOCKET acceptFrom(SOCKET listener) {
 }
 
 std::uint16_t portOf(SOCKET socket) {
-    sockaddr_in6 address{}; // the port stands at the same place for both families
+    sockaddr_in6 address{}; // the port has the same offset in both families
     int length = sizeof address;
     ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
     return ntohs(address.sin6_port);
 }
 
-// Without it shutdown and getpeername don't know the socket's connection.
+// Without it shutdown and getpeername fail on the accepted socket.
 void joinListener(SOCKET accepted, SOCKET listener) {
     setOption(accepted, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT, listener);
 }
@@ -95,8 +95,8 @@ bool waitForEvent(HANDLE event, DWORD milliseconds) {
     return WSAWaitForMultipleEvents(1, &event, FALSE, milliseconds, FALSE) == WSA_WAIT_EVENT_0;
 }
 
-// Nobody tells here what has been acknowledged.
-void letItArrive(SOCKET) {
+// Windows doesn't report what has been acknowledged.
+void waitUntilReceived(SOCKET) {
     Sleep(1);
 }
 

@@ -1,4 +1,4 @@
-#include "integration/support/Meeting.h"
+#include "integration/support/ConnectedPair.h"
 
 #include "fakes/Secrets.h"
 #include "integration/support/Pki.h"
@@ -8,7 +8,7 @@
 
 namespace VexaSsl::test {
 
-bool Peer::say(std::string_view text) {
+bool Peer::sendAll(std::string_view text) {
     secrets::addContent(text);
     const int size = static_cast<int>(text.size());
     return stack->send(socket.handle(), text.data(), size, 0) == size;
@@ -25,7 +25,7 @@ std::optional<std::string> Peer::receive(std::size_t size, int flags) {
     return buffer;
 }
 
-std::string Peer::hear(std::size_t size) {
+std::string Peer::receiveAll(std::size_t size) {
     return receive(size, msgWaitAll).value_or("");
 }
 
@@ -36,8 +36,8 @@ int Peer::readable(int seconds) {
     return stack->select(0, &set, nullptr, nullptr, &limit);
 }
 
-Peer dial(std::uint16_t port, const Settings& settings, const std::string& host,
-          const StackMaker& maker) {
+Peer connectPeer(std::uint16_t port, const Settings& settings, const std::string& host,
+                 const StackMaker& maker) {
     Peer peer;
     peer.stack = maker(*peer.log, *settings.load(*peer.log));
     addrinfo hints{};
@@ -80,14 +80,14 @@ void acceptOverlapped(Peer& peer, SOCKET listener) {
         return;
     }
     joinListener(peer.socket.handle(), listener);
-    limitWaiting(peer.socket.handle()); // the accepted socket has taken the place of ours
+    setTimeouts(peer.socket.handle()); // the accepted socket replaces the one created before
     peer.result = peer.stack->completeAcceptEx();
 }
 
 } // namespace
 
-Peer answer(const Listener& listener, const Settings& settings, Accepting accepting,
-            const StackMaker& maker) {
+Peer acceptPeer(const Listener& listener, const Settings& settings, Accepting accepting,
+                const StackMaker& maker) {
     Peer peer;
     peer.stack = maker(*peer.log, *settings.load(*peer.log));
     if (accepting == Accepting::blocking) {
@@ -99,26 +99,26 @@ Peer answer(const Listener& listener, const Settings& settings, Accepting accept
     return peer;
 }
 
-Meeting meet(const Plan& plan) {
+ConnectedPair connectPair(const Plan& plan) {
     const Listener listener;
-    Meeting meeting;
+    ConnectedPair pair;
     std::uint16_t port = listener.port();
     if (plan.between) {
-        meeting.relay = std::make_unique<Relay>(port, *plan.between);
-        port = meeting.relay->port();
+        pair.relay = std::make_unique<Relay>(port, *plan.between);
+        port = pair.relay->port();
     }
     std::jthread serving(
-        [&] { meeting.server = answer(listener, plan.server, plan.accepting, plan.serverStack); });
-    meeting.client = dial(port, plan.client, plan.host, plan.clientStack);
+        [&] { pair.server = acceptPeer(listener, plan.server, plan.accepting, plan.serverStack); });
+    pair.client = connectPeer(port, plan.client, plan.host, plan.clientStack);
     serving.join();
-    return meeting;
+    return pair;
 }
 
-Meeting meetEncrypted(const std::optional<RelayPlan>& between, Accepting accepting) {
-    return meet({.client = Settings::encrypted(),
-                 .server = Settings::serverSending(pki::localhost),
-                 .accepting = accepting,
-                 .between = between});
+ConnectedPair connectEncrypted(const std::optional<RelayPlan>& between, Accepting accepting) {
+    return connectPair({.client = Settings::encrypted(),
+                        .server = Settings::serverSending(pki::localhost),
+                        .accepting = accepting,
+                        .between = between});
 }
 
 } // namespace VexaSsl::test
