@@ -266,7 +266,7 @@ std::vector<EncodingCase> fieldCases() {
 std::vector<EncodingCase> keyCases() {
     const ExpectedOutcome badKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ILLEGAL_MESSAGE};
     const ExpectedOutcome unusableKey{SEC_E_CERT_UNKNOWN, 0, "", SEC_E_ALGORITHM_MISMATCH};
-    const ExpectedOutcome keyOfNobody{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
+    const ExpectedOutcome keyWithoutOwner{SEC_E_MESSAGE_ALTERED, 0, "", SEC_E_MESSAGE_ALTERED};
     const auto edited = [](const Edit& edit) { return Chain().editPublicKey(edit); };
     const auto ofBetween = [](const Edit& edit) {
         return Chain().issuer("between").editPublicKey(edit);
@@ -294,7 +294,7 @@ std::vector<EncodingCase> keyCases() {
          badKey},
         {"key at infinity",
          edited(replacedBy(sequence({sequence({elliptic, curve}), bits("\0"s)}))),
-         keyOfNobody,
+         keyWithoutOwner,
          {.stricter = "no signature by such a key can be verified"}},
         {"key of an unknown curve",
          edited(replacedBy(sequence({sequence({elliptic, identifier("1.2.3")}), bits("\4")}))),

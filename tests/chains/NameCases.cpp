@@ -56,10 +56,6 @@ std::string repeated(const std::string& part, std::size_t times) {
     return text;
 }
 
-std::wstring wide(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 std::vector<NameCase> plainCases() {
     const std::string longest = repeated("abcdefg.", 31) + "test";
     const std::string label63(63, 'a');

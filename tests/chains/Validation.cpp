@@ -8,6 +8,7 @@
 #include "contract/stores/StoreFixture.h"
 #include "fakes/Secrets.h"
 #include "frame/ErrorText.h"
+#include "integration/support/LogMatchers.h"
 #include "secure/SecureSocketStrategy.h"
 
 #include <arpa/inet.h>
@@ -54,26 +55,12 @@ private:
     ~TestFolder() { close(static_cast<int>(socket)); }
 };
 
-std::wstring wide(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 std::wstring numberAndText(DWORD code) {
     return std::to_wstring(code) + L" (" + systemErrorText(code) + L")";
 }
 
 std::wstring socketText() {
     return L"socket [" + std::to_wstring(TestFolder::instance().socket) + L"]";
-}
-
-LogLine info(const std::wstring& text) {
-    return {Severity::Info, text};
-}
-LogLine warning(const std::wstring& text) {
-    return {Severity::Warning, text};
-}
-LogLine error(const std::wstring& text) {
-    return {Severity::Error, text};
 }
 
 void sortLines(const CollectingLog& log, HandshakeOutcome& outcome) {
@@ -115,6 +102,10 @@ bool isAddress(const std::string& text) {
 }
 
 } // namespace
+
+std::wstring wide(const std::string& text) {
+    return {text.begin(), text.end()};
+}
 
 HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::wstring& target) {
     TestFolder& testFolder = TestFolder::instance();

@@ -33,6 +33,9 @@ struct HandshakeOutcome {
     std::vector<LogLine> details = {}; // the Debug lines
 };
 
+// Widens each byte.
+std::wstring wide(const std::string& text);
+
 // The library as a client that connects to target.
 HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::wstring& target);
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target);
