@@ -1,4 +1,4 @@
-// The one table of OpenSSL's verification errors. Any thread.
+// OpenSSL's verification errors as trust status bits and as statuses. Any thread.
 #pragma once
 
 #include "CryptoShapes.h"
@@ -12,8 +12,8 @@ struct VerificationError {
     SECURITY_STATUS status; // of a handshake, SEC_E_...
 };
 
-// Returns the row of a number. One that isn't listed has a row of its own, with a partial chain and
-// an unknown certificate: an unknown error must never result in a valid chain.
+// Returns the entry for a number. The entry for unlisted ones has a partial chain and an unknown
+// certificate: an unknown error must never result in a valid chain.
 const VerificationError& verificationError(long number) noexcept;
 
 } // namespace VexaSsl::openssl

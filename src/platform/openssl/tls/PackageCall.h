@@ -11,7 +11,7 @@
 
 namespace VexaSsl::openssl {
 
-// SSL_get_error requires an empty error queue before the operation that it judges.
+// Empties the thread's error queue, as SSL_get_error requires before the operation.
 inline void emptyErrorQueue() noexcept {
     // The queue is nearly always empty, and clearing it takes ten times as long as checking.
     if (ERR_peek_error() != 0) {
