@@ -15,7 +15,7 @@ using Sections =
 class Told : public IConfigurationObserver {
 public:
     void readingFile(const std::filesystem::path&) override {}
-    void askedFor(const std::wstring&, const std::wstring&, const std::wstring&) override {}
+    void valueRequested(const std::wstring&, const std::wstring&, const std::wstring&) override {}
 
     void readLine(const ReadLine& line) override {
         ++lines;

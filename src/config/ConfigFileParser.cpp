@@ -32,7 +32,7 @@ std::wstring ConfigFileParser::getValue(const std::wstring& section,
         value = entry == options->second.end() ? std::wstring() : entry->second;
     }
     if (observer != nullptr) {
-        observer->askedFor(section, key, value);
+        observer->valueRequested(section, key, value);
     }
     return value;
 }

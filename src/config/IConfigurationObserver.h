@@ -41,8 +41,8 @@ public:
     virtual void readLine(const ReadLine& line) = 0;
 
     // A value of the file was requested; an empty value means that there is none.
-    virtual void askedFor(const std::wstring& section, const std::wstring& key,
-                          const std::wstring& value) = 0;
+    virtual void valueRequested(const std::wstring& section, const std::wstring& key,
+                                const std::wstring& value) = 0;
 };
 
 } // namespace VexaSsl

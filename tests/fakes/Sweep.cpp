@@ -16,7 +16,7 @@ std::size_t sweepStep(std::size_t usual) {
 
 namespace {
 
-void note(const std::string& row, const std::string& figure) {
+void appendToFile(const std::string& row, const std::string& figure) {
     if (const char* file = std::getenv("VEXASSL_FIGURES")) {
         // In one write, so that parallel tests do not mix their lines.
         std::ofstream(file, std::ios::app) << row + '\t' + figure + '\n';
@@ -27,11 +27,11 @@ void note(const std::string& row, const std::string& figure) {
 
 void reportFigure(const std::string& row, const std::string& figure) {
     std::cout << row << ": " << figure << std::endl;
-    note(row, figure);
+    appendToFile(row, figure);
 }
 
 void addToFigure(const std::string& row, std::size_t count, const std::string& what) {
-    note(row, '+' + std::to_string(count) + ' ' + what);
+    appendToFile(row, '+' + std::to_string(count) + ' ' + what);
 }
 
 } // namespace VexaSsl::test

@@ -17,7 +17,7 @@ namespace VexaSsl::test {
 namespace {
 
 // Records the notifications as texts.
-class Notes : public IConfigurationObserver {
+class RecordingObserver : public IConfigurationObserver {
 public:
     struct Line {
         std::size_t number;
@@ -28,7 +28,7 @@ public:
 
         bool operator==(const Line&) const = default;
     };
-    using Question = std::tuple<std::wstring, std::wstring, std::wstring>;
+    using Request = std::tuple<std::wstring, std::wstring, std::wstring>;
 
     void readingFile(const std::filesystem::path& path) override {
         files.push_back(path);
@@ -39,15 +39,15 @@ public:
                          std::wstring(line.key), std::wstring(line.value)});
         texts.push_back(line.text);
     }
-    void askedFor(const std::wstring& section, const std::wstring& key,
-                  const std::wstring& value) override {
-        questions.emplace_back(section, key, value);
+    void valueRequested(const std::wstring& section, const std::wstring& key,
+                        const std::wstring& value) override {
+        requests.emplace_back(section, key, value);
     }
 
     std::vector<std::filesystem::path> files;
     std::vector<Line> lines; // of the last file
     std::vector<std::wstring> texts;
-    std::vector<Question> questions;
+    std::vector<Request> requests;
 };
 
 class ConfigurationObserverTest : public testing::Test {
@@ -57,54 +57,54 @@ protected:
         storeFile = folder.write("store.ini", store);
         iniFile =
             folder.write("app.ini", "[VexaSsl]\nConfigurationStore=" + storeFile.string() + "\n");
-        return observedConfigurationFromIniFile(log, iniFile, L"Tested", notes);
+        return observedConfigurationFromIniFile(log, iniFile, L"Tested", observer);
     }
 
     TemporaryFolder folder;
     ScriptedPlatform platform;
     CollectingLog log;
-    Notes notes;
+    RecordingObserver observer;
     std::filesystem::path iniFile;
     std::filesystem::path storeFile;
 };
 
 TEST_F(ConfigurationObserverTest, bothFilesAreReportedInTheOrderOfReading) {
     read("");
-    EXPECT_EQ(notes.files, (std::vector<std::filesystem::path>{iniFile, storeFile}));
+    EXPECT_EQ(observer.files, (std::vector<std::filesystem::path>{iniFile, storeFile}));
 }
 
 TEST_F(ConfigurationObserverTest, everyMeaningIsReportedWithItsLineNumberDroppedLinesFirst) {
     read("[S]\na=1\nnothing\n\nb=2\n=x\n" + std::string(20001, 'k') + "\n[T]\n");
-    EXPECT_EQ(notes.lines, (std::vector<Notes::Line>{
-                               {3, LineMeaning::NoDelimiter, L"", L"", L""},
-                               {7, LineMeaning::TooLong, L"", L"", L""},
-                               {1, LineMeaning::Header, L"S", L"", L""},
-                               {2, LineMeaning::KeyAndValue, L"S", L"a", L"1"},
-                               {4, LineMeaning::Blank, L"", L"", L""},
-                               {5, LineMeaning::KeyAndValue, L"", L"b", L"2"},
-                               {6, LineMeaning::NoEffect, L"", L"", L""},
-                               {8, LineMeaning::Header, L"T", L"", L""},
-                           }));
+    EXPECT_EQ(observer.lines, (std::vector<RecordingObserver::Line>{
+                                  {3, LineMeaning::NoDelimiter, L"", L"", L""},
+                                  {7, LineMeaning::TooLong, L"", L"", L""},
+                                  {1, LineMeaning::Header, L"S", L"", L""},
+                                  {2, LineMeaning::KeyAndValue, L"S", L"a", L"1"},
+                                  {4, LineMeaning::Blank, L"", L"", L""},
+                                  {5, LineMeaning::KeyAndValue, L"", L"b", L"2"},
+                                  {6, LineMeaning::NoEffect, L"", L"", L""},
+                                  {8, LineMeaning::Header, L"T", L"", L""},
+                              }));
 }
 
 TEST_F(ConfigurationObserverTest, textOfALineIsReportedWhole) {
     read("[S] x=1\n");
-    EXPECT_EQ(notes.texts.back(), L"[S] x=1");
+    EXPECT_EQ(observer.texts.back(), L"[S] x=1");
 }
 
 TEST_F(ConfigurationObserverTest, requestsAreReportedWithTheirValues) {
     read("[Connections]\nTested=S\n[S]\nUseEncryption=True\n");
-    ASSERT_GE(notes.questions.size(), 2U);
-    EXPECT_EQ(notes.questions[0],
-              (Notes::Question{L"VexaSsl", L"ConfigurationStore", storeFile.wstring()}));
-    EXPECT_EQ(notes.questions[1], (Notes::Question{L"Connections", L"Tested", L"S"}));
-    EXPECT_NE(std::find(notes.questions.begin(), notes.questions.end(),
-                        Notes::Question{L"S", L"UseEncryption", L"True"}),
-              notes.questions.end());
-    EXPECT_NE(std::find(notes.questions.begin(), notes.questions.end(),
-                        Notes::Question{L"S", L"InjectLogLayers", L""}),
-              notes.questions.end());
-    EXPECT_EQ(notes.questions.size(), 2U + 7U);
+    ASSERT_GE(observer.requests.size(), 2U);
+    EXPECT_EQ(observer.requests[0],
+              (RecordingObserver::Request{L"VexaSsl", L"ConfigurationStore", storeFile.wstring()}));
+    EXPECT_EQ(observer.requests[1], (RecordingObserver::Request{L"Connections", L"Tested", L"S"}));
+    EXPECT_NE(std::find(observer.requests.begin(), observer.requests.end(),
+                        RecordingObserver::Request{L"S", L"UseEncryption", L"True"}),
+              observer.requests.end());
+    EXPECT_NE(std::find(observer.requests.begin(), observer.requests.end(),
+                        RecordingObserver::Request{L"S", L"InjectLogLayers", L""}),
+              observer.requests.end());
+    EXPECT_EQ(observer.requests.size(), 2U + 7U);
 }
 
 TEST_F(ConfigurationObserverTest, observerChangesNothing) {
@@ -118,8 +118,8 @@ TEST_F(ConfigurationObserverTest, observerChangesNothing) {
 
 TEST_F(ConfigurationObserverTest, missingFilesAreReportedAndFallBackToTheDefaults) {
     const auto config =
-        observedConfigurationFromIniFile(log, folder.path("missing.ini"), L"Tested", notes);
-    EXPECT_EQ(notes.files.size(), 1U);
+        observedConfigurationFromIniFile(log, folder.path("missing.ini"), L"Tested", observer);
+    EXPECT_EQ(observer.files.size(), 1U);
     EXPECT_EQ(config->getValue(L"UseEncryption"), L"False");
     EXPECT_EQ(log.lines,
               (std::vector<LogLine>{{Severity::Warning, L"Can't open config file"},

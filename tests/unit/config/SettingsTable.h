@@ -17,12 +17,12 @@ public:
     explicit SettingsTable(std::map<Place, std::wstring> table) : table(std::move(table)) {}
 
     std::wstring getValue(const std::wstring& section, const std::wstring& key) const override {
-        questions.emplace_back(section, key);
+        requests.emplace_back(section, key);
         const auto entry = table.find({section, key});
         return entry == table.end() ? std::wstring() : entry->second;
     }
 
-    mutable std::vector<Place> questions;
+    mutable std::vector<Place> requests;
 
 private:
     std::map<Place, std::wstring> table;

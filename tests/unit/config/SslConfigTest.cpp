@@ -94,7 +94,7 @@ TEST_F(SslConfigTest, reservedConnectionGivesTwoWarningsAndDefaultsWithoutReadin
               (Lines{{Severity::Warning, L"The connection name [PresentationClient] is currently "
                                          L"reserved for future VexaSsl implementation"},
                      {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
-    EXPECT_TRUE(source.questions.empty());
+    EXPECT_TRUE(source.requests.empty());
 }
 
 TEST_F(SslConfigTest, reservedConnectionIsRecognisedInLowerCase) {
@@ -105,7 +105,7 @@ TEST_F(SslConfigTest, reservedConnectionIsRecognisedInLowerCase) {
               (Lines{{Severity::Warning, L"The connection name [presentationclient] is currently "
                                          L"reserved for future VexaSsl implementation"},
                      {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
-    EXPECT_TRUE(source.questions.empty());
+    EXPECT_TRUE(source.requests.empty());
 }
 
 TEST_F(SslConfigTest, connectionWithoutAnEntryUsesTheEntryDefault) {
@@ -120,7 +120,7 @@ TEST_F(SslConfigTest, connectionWithAnEntryDoesNotAskForTheEntryDefault) {
     const SettingsTable source(
         {{{L"Connections", L"Foo"}, L"Secure"}, {{L"Connections", L"Default"}, L"Other"}});
     const SslConfig config(log, source, L"Foo");
-    EXPECT_THAT(source.questions,
+    EXPECT_THAT(source.requests,
                 testing::Not(testing::Contains(SettingsTable::Place(L"Connections", L"Default"))));
 }
 
@@ -133,8 +133,8 @@ TEST_F(SslConfigTest, sourceWithoutConnectionsGivesSilentDefaults) {
     const SettingsTable source({{{L"Secure", L"UseEncryption"}, L"True"}});
     expectDefaults(SslConfig(log, source, L"Foo"), L"Foo");
     EXPECT_TRUE(log.lines.empty());
-    EXPECT_EQ(source.questions, (std::vector<SettingsTable::Place>{{L"Connections", L"Foo"},
-                                                                   {L"Connections", L"Default"}}));
+    EXPECT_EQ(source.requests, (std::vector<SettingsTable::Place>{{L"Connections", L"Foo"},
+                                                                  {L"Connections", L"Default"}}));
 }
 
 TEST_F(SslConfigTest, sectionThatIsNotThereGivesSixDebugLinesAndDefaults) {

@@ -43,7 +43,7 @@ public:
         }
     }
 
-    void askedFor(const std::wstring&, const std::wstring&, const std::wstring&) override {}
+    void valueRequested(const std::wstring&, const std::wstring&, const std::wstring&) override {}
 
     std::filesystem::path file;
     std::vector<std::wstring> names; // in the order of the file

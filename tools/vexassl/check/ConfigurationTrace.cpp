@@ -46,8 +46,8 @@ void ConfigurationTrace::readLine(const ReadLine& line) {
 
 // The questions about connection names come before the one section's: the own entry first, and when
 // it is empty that of Default.
-void ConfigurationTrace::askedFor(const std::wstring& section, const std::wstring& key,
-                                  const std::wstring& value) {
+void ConfigurationTrace::valueRequested(const std::wstring& section, const std::wstring& key,
+                                        const std::wstring& value) {
     const bool asksForEntry =
         files.size() == 2 && sectionName.empty() && section == Definition::ConnectionsSection;
     if (asksForEntry) {

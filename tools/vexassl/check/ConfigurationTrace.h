@@ -20,8 +20,8 @@ public:
     // device may have no end. The reading then ends as for a file that can't be opened.
     void readingFile(const std::filesystem::path& path) override;
     void readLine(const ReadLine& line) override;
-    void askedFor(const std::wstring& section, const std::wstring& key,
-                  const std::wstring& value) override;
+    void valueRequested(const std::wstring& section, const std::wstring& key,
+                        const std::wstring& value) override;
 
     // Null when the reading didn't come so far.
     const ParsedFile* iniFile() const { return files.empty() ? nullptr : &files[0]; }
