@@ -80,7 +80,7 @@ std::size_t fillUp(const Socket& socket) {
 }
 
 fd_set fdSetOf(std::initializer_list<const Socket*> sockets) {
-    fd_set set;
+    fd_set set{};
     for (const Socket* socket : sockets) {
         host::socketSetAdd(socket->get(), set);
     }
