@@ -70,10 +70,10 @@ void inspect(const std::vector<openssl::CertificatePointer>& entries) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::size_t kind = input.byte() % 3;
-    const openssl::FileContents beside = fileOf(input.take(input.number()));
+    const openssl::FileContents companion = fileOf(input.take(input.number()));
     const openssl::FileContents file = fileOf(input.rest());
-    const openssl::ParsedFile parsed = kind == 0   ? openssl::parsePersonalFile(file, beside)
-                                       : kind == 1 ? openssl::parsePkcs12File(file, beside)
+    const openssl::ParsedFile parsed = kind == 0   ? openssl::parsePersonalFile(file, companion)
+                                       : kind == 1 ? openssl::parsePkcs12File(file, companion)
                                                    : openssl::parseAnchorFile(file);
     require(kind == 2 ? parsed.entries.empty() : parsed.anchors.empty(),
             "a file gives entries or anchors by its kind");

@@ -12,7 +12,7 @@ using Sections =
     std::unordered_map<std::wstring, OptionMap, CaseInsensitiveHash, CaseInsensitiveEqual>;
 
 // Collects the sections from the events of the parser.
-class Told : public IConfigurationObserver {
+class ParsedLines : public IConfigurationObserver {
 public:
     void readingFile(const std::filesystem::path&) override {}
     void valueRequested(const std::wstring&, const std::wstring&, const std::wstring&) override {}
@@ -78,21 +78,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static fuzz::MemoryFile file;
     const std::string_view content = fuzz::Input(data, size).rest();
     fuzz::StrictLog log(size + 1); // at most one log line for each line of the file
-    Told told;
+    ParsedLines parsed;
     file.write(content);
-    const ConfigFileParser parser(log, file.path(), &told);
-    fuzz::require(told.units <= size && told.lines <= size, "each line is reported once");
+    const ConfigFileParser parser(log, file.path(), &parsed);
+    fuzz::require(parsed.units <= size && parsed.lines <= size, "each line is reported once");
     fuzz::require(log.warnings.empty() && log.errors.empty(), "parsing logs at Debug only");
-    requireAnswers(parser, told.sections);
+    requireAnswers(parser, parsed.sections);
 
     // The settings, written to a file and parsed again, are the same.
-    const std::string again = written(told.sections);
+    const std::string again = written(parsed.sections);
     fuzz::require(again.size() <= 2 * size + 1, "the written file is bounded");
     file.write(again);
-    Told toldAgain;
-    const ConfigFileParser second(log, file.path(), &toldAgain);
-    requireAnswers(second, told.sections);
-    fuzz::require(written(toldAgain.sections).size() == again.size(),
+    ParsedLines parsedAgain;
+    const ConfigFileParser second(log, file.path(), &parsedAgain);
+    requireAnswers(second, parsed.sections);
+    fuzz::require(written(parsedAgain.sections).size() == again.size(),
                   "nothing is added when it is parsed again");
     return 0;
 }

@@ -23,7 +23,7 @@ const std::string goodServer = "case server-ecdsa,";
 
 class LibrarySecrets : public ::testing::Test {
 public:
-    static void tell() {
+    static void report() {
         if (total.searches != 0) {
             reportFigure("Secrets",
                          "library: " + std::to_string(total.lines) +
@@ -114,7 +114,7 @@ LibrarySecrets::Total LibrarySecrets::total;
 
 // Runs after all suites.
 class Telling : public ::testing::Environment {
-    void TearDown() override { LibrarySecrets::tell(); }
+    void TearDown() override { LibrarySecrets::report(); }
 };
 const ::testing::Environment* const telling = ::testing::AddGlobalTestEnvironment(new Telling);
 

@@ -45,7 +45,7 @@ std::string Counts::text() const {
     return std::to_string(connections()) + " connections; of " + count(honest) + " honest ones " +
            count(failed) + " failed; " + count(hostileClients) + " clients were hostile; " +
            count(hostileServers) + " servers were, " + count(handshakesOfThose) +
-           " of them behind an honest handshake, and misled " + count(misled) + " clients";
+           " of them after an honest handshake, and deceived " + count(misled) + " clients";
 }
 
 Call::Call(std::uint16_t port, const IConfig& config, ILog& log, int timeoutSeconds)
@@ -168,7 +168,7 @@ void Caller::feedSlowly() {
 
 void Caller::callHostileServer() {
     const bool handshakeIsHonest = numbers() % 2 == 0;
-    Call call(handshakeIsHonest ? peers.hostile->portBehindHandshake()
+    Call call(handshakeIsHonest ? peers.hostile->portAfterHandshake()
                                 : peers.hostile->portInsteadOfHandshake(),
               *config, log, silenceSeconds);
     const bool wasMisled = call.established() && (!handshakeIsHonest || call.hearsAnything());

@@ -38,11 +38,11 @@ void maltreat(HostSocket& socket, std::string_view halfRecord) {
     socket.close();
 }
 
-void maltreatInsteadOfHandshake(ISocketStrategy&, HostSocket& socket) {
+void attackInsteadOfHandshake(ISocketStrategy&, HostSocket& socket) {
     maltreat(socket, handshakeBeginning);
 }
 
-void maltreatBehindHandshake(ISocketStrategy& stack, HostSocket& socket) {
+void attackAfterHandshake(ISocketStrategy& stack, HostSocket& socket) {
     if (stack.completeAcceptEx() == 0) {
         maltreat(socket, dataBeginning);
     }
@@ -51,6 +51,6 @@ void maltreatBehindHandshake(ISocketStrategy& stack, HostSocket& socket) {
 } // namespace
 
 HostileServers::HostileServers(std::size_t workers)
-    : instead(workers, maltreatInsteadOfHandshake), behind(workers, maltreatBehindHandshake) {}
+    : instead(workers, attackInsteadOfHandshake), after(workers, attackAfterHandshake) {}
 
 } // namespace VexaSsl::test

@@ -19,11 +19,11 @@ public:
     // No handshake with this one can succeed.
     std::uint16_t portInsteadOfHandshake() const { return instead.port(); }
     // This one sends no byte of valid plaintext.
-    std::uint16_t portBehindHandshake() const { return behind.port(); }
+    std::uint16_t portAfterHandshake() const { return after.port(); }
 
 private:
     LoadServer instead;
-    LoadServer behind;
+    LoadServer after;
 };
 
 } // namespace VexaSsl::test

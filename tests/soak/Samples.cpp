@@ -98,7 +98,7 @@ std::string Samples::text() const {
     }
     char rest[100] = "";
     if (!rests.empty()) {
-        std::snprintf(rest, sizeof rest, "; at rest %.0f descriptors before and %.0f behind it",
+        std::snprintf(rest, sizeof rest, "; without load %.0f descriptors before and %.0f after",
                       rests.front().descriptors, rests.back().descriptors);
     }
     return std::string(text) + heap + rest;

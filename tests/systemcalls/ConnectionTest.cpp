@@ -34,7 +34,7 @@ Settings serverSettings() {
 // A call that the connection needs fails its step with Winsock's error code. One that only returns
 // information (a timeout, a peer's name, whether files have changed) may fail without effect, or
 // fail its step with a line.
-void judgeConnection(const Play& play) {
+void checkConnection(const Play& play) {
     const std::string& call = play.plan.hitCall;
     const int number = winsockNumber(play.plan.fault.number);
     const bool decides = call == "recv" || call == "recvmsg" || call == "sendmsg" ||
@@ -293,31 +293,31 @@ void playOpportunisticServer(Play& play) {
 } // namespace
 
 TEST(SystemCalls, clientKeepsItsConnectionOrLogsTheReason) {
-    sweep("client", playClient, judgeConnection);
+    sweep("client", playClient, checkConnection);
 }
 
 TEST(SystemCalls, serverKeepsItsConnectionOrLogsTheReason) {
-    sweep("server", playServer, judgeConnection);
+    sweep("server", playServer, checkConnection);
 }
 
 TEST(SystemCalls, transfersAndSelectSucceedOrReturnTheErrorCode) {
-    sweep("data and select", playData, judgeConnection);
+    sweep("data and select", playData, checkConnection);
 }
 
 TEST(SystemCalls, overlappedReceiveByEventSucceedsOrReturnsTheErrorCode) {
-    sweep("overlapped, by event", playOverlappedByEvent, judgeConnection);
+    sweep("overlapped, by event", playOverlappedByEvent, checkConnection);
 }
 
 TEST(SystemCalls, overlappedReceiveByPortSucceedsOrReturnsTheErrorCode) {
-    sweep("overlapped, by completion port", playOverlappedByPort, judgeConnection);
+    sweep("overlapped, by completion port", playOverlappedByPort, checkConnection);
 }
 
 TEST(SystemCalls, overlappedReceiveByRoutineSucceedsOrReturnsTheErrorCode) {
-    sweep("overlapped, by routine", playOverlappedByRoutine, judgeConnection);
+    sweep("overlapped, by routine", playOverlappedByRoutine, checkConnection);
 }
 
 TEST(SystemCalls, switchToTlsSucceedsOrLogsTheReason) {
-    sweep("opportunistic server", playOpportunisticServer, judgeConnection);
+    sweep("opportunistic server", playOpportunisticServer, checkConnection);
 }
 
 TEST(SystemCalls, transfersOfSingleBytesChangeNothing) {

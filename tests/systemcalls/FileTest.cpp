@@ -47,7 +47,7 @@ void playConfiguration(Play& play) {
 // A file that can't be opened is logged and means no encryption. One whose reading fails is used up
 // to there: if that is the store, whose end asks for encryption here, nothing is logged, and the
 // result is no encryption, too.
-void judgeConfiguration(const Play& play) {
+void checkConfiguration(const Play& play) {
     if (play.plan.hitCall == "fopen64") {
         EXPECT_EQ(play.failedStep, "read");
         EXPECT_THAT(play.log.lines(), ::testing::Contains(warning(L"Can't open config file")));
@@ -58,7 +58,7 @@ void judgeConfiguration(const Play& play) {
 }
 
 TEST(SystemCalls, configurationIsReadCompletelyOrMeansNoEncryption) {
-    sweep("ini file and store", playConfiguration, judgeConfiguration);
+    sweep("ini file and store", playConfiguration, checkConfiguration);
 }
 
 // --- Certificates.
@@ -129,7 +129,7 @@ void playTrustStore(Play& play) {
 
 // An unreadable store is like an empty one: without its certificate or a trust anchor an end fails
 // the connection and logs the reason.
-void judgeCertificates(const Play& play) {
+void checkCertificates(const Play& play) {
     if (play.failedStep == "completeAcceptEx" ||
         (play.failedStep == "connect" && play.plan.hitCall != "connect")) {
         EXPECT_EQ(play.error, WSAECONNABORTED);
@@ -140,11 +140,11 @@ void judgeCertificates(const Play& play) {
 }
 
 TEST(SystemCalls, unreadablePersonalStoreFailsOneConnectionOnly) {
-    sweep("certificate folder, personal store", playPersonalStore, judgeCertificates);
+    sweep("certificate folder, personal store", playPersonalStore, checkCertificates);
 }
 
 TEST(SystemCalls, unreadableTrustStoreFailsOneConnectionOnly) {
-    sweep("certificate folder, trust store", playTrustStore, judgeCertificates);
+    sweep("certificate folder, trust store", playTrustStore, checkCertificates);
 }
 
 } // namespace

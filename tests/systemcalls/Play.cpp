@@ -101,7 +101,7 @@ int winsockNumber(int systemError) {
 }
 
 void sweep(const std::string& scenario, const Part& part,
-           const std::function<void(const Play&)>& judge) {
+           const std::function<void(const Play&)>& check) {
     Tally tally;
     {
         Play warmUp; // creates what exists once in a process
@@ -134,7 +134,7 @@ void sweep(const std::string& scenario, const Part& part,
                 EXPECT_TRUE(play.wentWell()) << description;
             } else {
                 SCOPED_TRACE(description);
-                judge(play);
+                check(play);
             }
         }
     }

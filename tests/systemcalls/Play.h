@@ -40,9 +40,9 @@ bool mustNotMatter(const Play& play);
 int winsockNumber(int systemError);
 
 // Runs the scenario once for each of its calls and each fault. Checks that nothing is wrong, no
-// descriptor leaks, faults that must have no effect have none, and what judge checks after a failed
-// call. Records the figures.
+// descriptor leaks, faults that must have no effect have none, and what check requires after a
+// failed call. Records the figures.
 void sweep(const std::string& scenario, const Part& part,
-           const std::function<void(const Play&)>& judge);
+           const std::function<void(const Play&)>& check);
 
 } // namespace VexaSsl::test

@@ -11,7 +11,7 @@ bool underWine() {
     return base != nullptr && GetProcAddress(base, "wine_get_version") != nullptr;
 }
 
-std::string whyNotOnWindows(Ability ability) {
+std::string missingOnWindows(Ability ability) {
     switch (ability) {
     case Ability::keepFlights:
         return "Windows' security package hands back what follows a whole handshake record in the "
@@ -25,7 +25,7 @@ std::string whyNotOnWindows(Ability ability) {
     }
 }
 
-std::string whyNotUnderWine(Ability ability) {
+std::string missingUnderWine(Ability ability) {
     switch (ability) {
     case Ability::verifyServers:
         return "Wine's security package accepts every server certificate";
@@ -38,7 +38,7 @@ std::string whyNotUnderWine(Ability ability) {
     case Ability::sendIntermediates:
         return "Wine's security package sends a certificate without its issuer";
     case Ability::reportResets:
-        return "Wine tells of a reset at times as of an ordinary end";
+        return "Wine sometimes reports a reset as an ordinary end";
     case Ability::searchByUsage:
         return "Wine's personal store can't be searched by usage";
     default:
@@ -49,8 +49,8 @@ std::string whyNotUnderWine(Ability ability) {
 } // namespace
 
 std::string missingAbility(Ability ability) {
-    std::string reason = whyNotOnWindows(ability);
-    return reason.empty() && underWine() ? whyNotUnderWine(ability) : reason;
+    std::string reason = missingOnWindows(ability);
+    return reason.empty() && underWine() ? missingUnderWine(ability) : reason;
 }
 
 } // namespace VexaSsl::test
