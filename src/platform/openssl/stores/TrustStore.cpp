@@ -9,7 +9,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace VexaSsl::openssl {
