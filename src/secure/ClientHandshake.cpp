@@ -140,7 +140,7 @@ void ClientNegotiation::fail() {
 }
 
 // The server asks for a certificate and the credential has none. The handshake is not repeated with
-// another one. The line contains three tabs. Compatibility: misspelt-texts
+// another one.
 void ClientNegotiation::failWithoutCredentials() {
     record.log.log(Severity::Error, LogTexts::incompleteCredentials);
     throw std::runtime_error("incomplete credentials");

@@ -12,6 +12,7 @@ inline constexpr const wchar_t* clientStep = L"InitializeSecurityContext";
 inline constexpr const wchar_t* serverStep = L"AcceptSecurityContext";
 inline constexpr const wchar_t* clientFlight =
     L"InitializeSecurityContext: Sending token to server";
+// With three tabs. Compatibility: misspelt-texts
 inline constexpr const wchar_t* incompleteCredentials =
     L"InitializeSecurityContext returned [SEC_I_INCOMPLETE_CREDENTIALS]. Probable causes: The "
     L"server is configured to require client authentication \t\t\tbut rejected the certificate we "

@@ -73,7 +73,12 @@ TEST_F(SecureNameResolution, exhaustedMemoryGivesEightAlthoughTheListIsMade) {
                                           first = true](auto... arguments) mutable {
         return std::exchange(first, false) ? throw std::bad_alloc() : again(arguments...);
     };
-    EXPECT_EQ(stage.strategy->getaddrinfo("peer", nullptr, nullptr, nullptr), 8);
+    addrinfo entry{};
+    stage.lower->onGetaddrinfo = [&entry](const char*, const char*, const addrinfo*,
+                                          addrinfo** res) { return *res = &entry, 0; };
+    addrinfo* list = nullptr;
+    EXPECT_EQ(stage.strategy->getaddrinfo("peer", nullptr, nullptr, &list), 8);
+    EXPECT_EQ(list, &entry);
     EXPECT_EQ(
         stage.log.lines,
         (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
