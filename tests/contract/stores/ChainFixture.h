@@ -62,7 +62,7 @@ inline std::vector<std::wstring> elementsOf(const HeldChain& chain) {
 
 // The verdict on a chain that is built from the certificates sent, as in a handshake.
 inline Verdict verdictOf(const Issued& leaf, const std::vector<const Issued*>& sent = {},
-                     const char* usage = serverUsage) {
+                         const char* usage = serverUsage) {
     const HeldContext certificate = contextOf(leaf, sent);
     return verdictOn(chainOf(certificate.get(), usage, nullptr, certificate.get()->hCertStore));
 }
