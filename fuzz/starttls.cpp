@@ -70,7 +70,7 @@ void requireSameInPieces(const Ending& ending, const std::string& protocol,
     const Ending single = agree(protocol, server, "\x01");
     // Compared as a whole, since a server's text is quoted and may contain any part of it.
     const bool isSurplus =
-        whole.refusal == protocol + ": the server sent clear text behind its agreement to TLS";
+        whole.refusal == protocol + ": the server sent clear text after its consent to TLS";
     require(whole.said == single.said && whole.said == ending.said,
             "pieces don't change what a client sends");
     require(whole.refusal == single.refusal || (isSurplus && single.refusal.empty()),
@@ -134,7 +134,7 @@ void serveMail(std::string_view client, std::string_view pieceSizes, bool switch
     wire.pieceSizes = pieceSizes;
     wire.sendLimit = 5;
     tool::SmtpServer service(wire, fuzz::Wire::socket, guard, [&wire] {
-        return tool::makeBlockingReceiver(wire, fuzz::Wire::socket, tool::Passing::AsConfigured);
+        return tool::makeBlockingReceiver(wire, fuzz::Wire::socket, tool::StackState::AsConfigured);
     });
     const auto end =
         service.run([&wire](const tool::Envelope& mail) { requireEnvelope(mail, wire); });

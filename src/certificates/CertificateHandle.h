@@ -1,10 +1,10 @@
-// The owners through which certificates travel in the library.
+// The owner types for certificates in the library.
 //
 // A CertificateHandle owns one reference to a certificate context, or none; it can be moved, not
-// copied. A second reference is taken with CertDuplicateCertificateContext. The context itself is
-// immutable: any thread may read it, a handle belongs to one thread at a time.
+// copied. CertDuplicateCertificateContext makes a second reference. The context itself is
+// immutable: any thread may read it; a handle belongs to one thread at a time.
 //
-// Every handle on a certificate of a store must be gone before that store is closed.
+// Every handle of a certificate from a store must be released before the store is closed.
 #pragma once
 
 #include "frame/OwnedHandle.h"

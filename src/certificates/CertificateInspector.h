@@ -1,8 +1,8 @@
-// Answers questions about one certificate: is its chain trusted, and which names does it bear?
+// Checks the chain of a certificate and reads its names.
 //
-// Keeps nothing between calls but the borrowed log, which must outlive it; cheap to make where it
-// is needed. Any thread may ask, about a certificate that the caller keeps alive, as far as the log
-// allows. No answer is an exception unless memory runs out.
+// Holds only the borrowed log, which must outlive it, and is cheap to make. Any thread may use it,
+// as far as the log allows it; the caller keeps the certificate alive. Throws only when
+// memory runs out.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -15,22 +15,22 @@ namespace VexaSsl {
 
 class CertificateInspector {
 public:
-    explicit CertificateInspector(ILog& sink) : log(sink) {}
+    explicit CertificateInspector(ILog& log) : log(log) {}
 
-    // Builds the chain of the certificate for server (else client) authentication and has the
-    // platform's policy judge it; revocation isn't checked. True: trusted. False: not trusted, or
-    // the check couldn't run; the log says why, as an administrator needs it.
+    // Builds the chain of the certificate for server (else client) authentication and checks it by
+    // the platform's policy, without revocation. Returns whether it is trusted; false too when the
+    // check couldn't run. The log has the reason, for an administrator.
     bool verifyCertificateChain(PCCERT_CONTEXT certificate, bool forServer) const;
 
-    // Every DNS name of the certificate, in its order; empty with a Warning line when there is
-    // none.
+    // Returns every DNS name of the certificate, in its order; an empty list, after a Warning line,
+    // when it has none.
     std::vector<std::wstring> getAllNames(PCCERT_CONTEXT certificate) const;
 
-    // The name to call the certificate by in a log line; empty with a Warning line when there is
+    // Returns a display name for log lines; an empty text, after a Warning line, when there is
     // none.
     std::wstring getFriendlyName(PCCERT_CONTEXT certificate) const;
 
-    // One Info line with every DNS name.
+    // Logs one Info line with every DNS name.
     void reportAllNames(PCCERT_CONTEXT certificate) const;
 
 private:

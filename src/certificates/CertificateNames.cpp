@@ -1,4 +1,4 @@
-// The half of CertificateInspector that reads names.
+// The part of CertificateInspector that reads names.
 #include "certificates/CertificateInspector.h"
 
 #include <algorithm>
@@ -9,16 +9,16 @@ namespace VexaSsl {
 
 namespace {
 
-// What the platform answers when it found no name: the terminator alone.
+// What the platform returns when it finds no name: the size of the terminator.
 constexpr DWORD onlyTheTerminator = 1;
 
-// The units that the names need, terminators included.
+// Returns the number of units that the names need, including terminators.
 DWORD sizeOfNames(PCCERT_CONTEXT certificate, DWORD type, DWORD flags) {
     DWORD textForm = CERT_SIMPLE_NAME_STR | CERT_NAME_STR_NO_QUOTING_FLAG;
     return platform::CertGetNameStringW(certificate, type, flags, &textForm, nullptr, 0);
 }
 
-// A run of zero-terminated texts that an empty one ends, or the end of the buffer.
+// Splits zero-terminated texts that end at an empty text or at the end of the buffer.
 std::vector<std::wstring> splitAtZeros(const std::vector<wchar_t>& buffer) {
     std::vector<std::wstring> texts;
     auto start = buffer.begin();

@@ -1,5 +1,5 @@
-// The choice of the certificate that a connection sends, from the open store. Of several that fit
-// the last one in the order of the search is taken, and no other is tried.
+// Chooses the certificate that a connection sends, from an open store. Of several suitable ones the
+// last in the order of the search is taken, and no other is tried.
 //
 // Log, store and observer are borrowed and must outlive the object. Belongs to one thread.
 #pragma once
@@ -12,15 +12,15 @@
 
 namespace VexaSsl {
 
-// Why a certificate that a search found isn't the one that is sent.
+// Why a certificate that a search found isn't the chosen one.
 enum class PassedOver {
     WrongUsage, // not meant for the role
     NotTrusted,
-    NotLast, // another one that fits follows it in the order of the search
+    NotLast, // a suitable one follows it in the order of the search
 };
 
-// For a tool that shows what a connection would send. A certificate is borrowed for the call; those
-// that no search finds are not reported.
+// For a tool that shows what a connection would send. Certificates are borrowed for the call. A
+// certificate that no search finds isn't reported.
 class ISelectionObserver {
 public:
     virtual ~ISelectionObserver() = default;
@@ -35,21 +35,21 @@ public:
     CertificateSelection& operator=(const CertificateSelection&) = delete;
 
     // Each returns the chosen certificate, never an empty handle. Each throws std::runtime_error,
-    // after an Error line, when none fits.
+    // after an Error line, when there is none.
 
     // A client's certificate is meant for client authentication and trusted for it. A server's is
     // meant for server authentication and trusted for it, and names this machine.
     CertificateHandle anySuitable(bool isServer);
-    // With the name anywhere in the subject. That can be more than an administrator had in mind;
-    // no line says that there were others.
+    // With the name anywhere in its subject, which can match more certificates than the
+    // administrator expects; no line mentions the others.
     CertificateHandle byName(const std::wstring& name);
-    // The one that the user selects; waits for the answer.
+    // Shows the platform's dialog and waits for the answer.
     CertificateHandle fromUserInterface();
 
 private:
     CertificateHandleList findSuitable(bool isServer);
     CertificateHandleList findForThisMachine();
-    // Releases those that the reason applies to.
+    // Releases the certificates to which the reason applies.
     void passOver(CertificateHandleList& list, PassedOver reason,
                   const std::function<bool(const CertificateHandle&)>& applies);
     CertificateHandle takeLast(CertificateHandleList& fitting);
@@ -61,8 +61,8 @@ private:
     CertificateHandleList candidates; // suitable certificates that weren't taken; never used again
 };
 
-// The DNS name of this machine. Empty, without a log line, when the system doesn't know it; a
-// search for it then finds what the store finds for an empty name.
+// Returns the DNS name of this machine. If the system doesn't know it, returns an empty text
+// without a log line; a search for an empty name then finds what the store finds for it.
 std::wstring fullyQualifiedComputerName();
 
 } // namespace VexaSsl

@@ -13,7 +13,7 @@ namespace VexaSsl {
 
 namespace {
 
-// The machine's store whatever the user, never written to, never made.
+// The machine's store for every user, opened for reading, never created.
 constexpr DWORD openingFlags = CERT_SYSTEM_STORE_LOCAL_MACHINE // not the user's own
                                | CERT_STORE_READONLY_FLAG      // for reading
                                | CERT_STORE_OPEN_EXISTING_FLAG;
@@ -30,7 +30,7 @@ HCERTSTORE openPersonalStore() {
 
 } // namespace
 
-CertificateStore::CertificateStore(ILog& sink) : log(sink), handle(notOpen), inspector(sink) {
+CertificateStore::CertificateStore(ILog& log) : log(log), handle(notOpen), inspector(log) {
     log.log(Severity::Debug, L"Opening Cert Store");
     const HCERTSTORE opened = openPersonalStore();
     if (opened == nullptr) {
@@ -45,7 +45,7 @@ CertificateStore::~CertificateStore() {
     try {
         close();
     } catch (...) {
-        // The store is closed by then; only a line is lost that the sink or the memory refused.
+        // The store is closed by then; only a log line is lost.
     }
 }
 
@@ -91,7 +91,7 @@ CertificateHandleList CertificateStore::findAll(DWORD findType, const void* para
     CertificateHandleList found;
     CertificateHandle hit;
     for (;;) {
-        // The call releases the hit that it goes on from.
+        // The call releases the previous hit.
         hit = CertificateHandle(platform::CertFindCertificateInStore(
             handle, anyEncoding, 0, findType, parameter, hit.take()));
         if (!hit) {
@@ -112,7 +112,7 @@ void CertificateStore::reportNothingFound(const std::wstring& search,
 void CertificateStore::enumerateCertificates() const {
     CertificateHandle current;
     for (;;) {
-        // The call releases the certificate that it goes on from.
+        // The call releases the previous certificate.
         current = CertificateHandle(platform::CertEnumCertificatesInStore(handle, current.take()));
         if (!current) {
             break;
@@ -125,7 +125,7 @@ void CertificateStore::enumerateCertificates() const {
     reportEndOfEnumeration();
 }
 
-// The platform ends every walk with an error number, the usual one being that there is no more.
+// The platform ends every enumeration with an error number; CRYPT_E_NOT_FOUND is the normal one.
 void CertificateStore::reportEndOfEnumeration() const {
     log.log(Severity::Debug, L"No more certificates to enumerate");
     const DWORD error = platform::GetLastError();

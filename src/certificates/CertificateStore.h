@@ -1,8 +1,8 @@
-// The local machine's personal certificate store, opened for reading, and the searches in it.
+// The personal certificate store of the local machine, opened for reading, and the searches in it.
 //
-// Open from the constructor to the destructor. Nothing is cached: a search is a walk through the
-// store by the platform. One object is used by one thread; the log is borrowed and must outlive it.
-// The certificates that a search hands out must be released before the store goes.
+// Open from the constructor to the destructor. Nothing is cached: each search enumerates the store.
+// Used by one thread; the log is borrowed and must outlive it. Certificates that a search returns
+// must be released before the store is destroyed.
 #pragma once
 
 #include "certificates/CertificateHandle.h"
@@ -14,37 +14,35 @@ namespace VexaSsl {
 
 class CertificateStore {
 public:
-    // Throws std::runtime_error when the store can't be opened; its text is the system's error
-    // number and nothing else.
-    explicit CertificateStore(ILog& sink);
-    // Closes the store; never throws. A certificate that is still held is a Warning line.
+    // Throws std::runtime_error when the store can't be opened. The text of the exception is the
+    // system's error number.
+    explicit CertificateStore(ILog& log);
+    // Closes the store; never throws. Logs a Warning when a certificate is still held.
     ~CertificateStore();
     CertificateStore(const CertificateStore&) = delete;
     CertificateStore& operator=(const CertificateStore&) = delete;
 
-    // Every certificate with the name anywhere in its subject, whatever its case. Empty when there
-    // is none; the log then has an Error and an Info line.
+    // Returns every certificate with the name anywhere in its subject, in any letter case. When
+    // there is none, returns an empty list after an Error and an Info line.
     CertificateHandleList findByName(const std::wstring& name) const;
 
-    // Every certificate meant for server (else client) authentication. Empty when there is none;
-    // the log then has an Error and an Info line.
+    // Returns every certificate meant for server (else client) authentication. When there is none,
+    // returns an empty list after an Error and an Info line.
     CertificateHandleList findByEnhancedKeyUsage(bool forServer) const;
 
-    // For administration: writes the names of every certificate and whether its chain is trusted
-    // for server and for client authentication into the log, in the store's order. The log is all
-    // there is to it; no answer is kept.
+    // For administration: logs the names of every certificate, and whether its chain is trusted for
+    // server and for client authentication, in the order of the store. Returns nothing.
     void enumerateCertificates() const;
 
-    // For administration: has the user pick a certificate and waits for the answer. Empty, with a
-    // Warning line, when none was picked or nobody could be asked. A connection that is to ask the
-    // user does so by itself, in the same way, and fails where this gives an empty result.
+    // Lets the user pick a certificate in the platform's dialog and waits for the answer. When none
+    // was picked, or no dialog could be shown, returns an empty handle after a Warning line.
     CertificateHandle selectCertificateFromUI() const;
 
 private:
     ILog& log;
 
 public:
-    // What the platform knows the store by; all bits set until it is open. Not to be closed.
+    // The platform's handle, not to be closed; all bits set while the store isn't open.
     HCERTSTORE handle;
     CertificateInspector inspector;
 

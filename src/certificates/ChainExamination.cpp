@@ -10,8 +10,8 @@ namespace VexaSsl {
 
 namespace {
 
-// Null chain engine: the default one. A null time is now, a null store no further certificates.
-// Flags 0: nobody is asked about revocation.
+// The null chain engine is the default one. A null time is now, a null store adds no certificates.
+// Flags 0: no revocation check.
 BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time, HCERTSTORE helpers,
                 PCCERT_CHAIN_CONTEXT* chain) {
     KeyPurpose purpose(forServer);
@@ -24,7 +24,7 @@ BOOL buildChain(PCCERT_CONTEXT certificate, bool forServer, FILETIME* time, HCER
                                              nullptr, chain);
 }
 
-// No extra parameters: the policy learns neither a server's name nor the role.
+// No extra parameters: the policy doesn't know a server's name or the role.
 BOOL judgeChain(PCCERT_CHAIN_CONTEXT chain, CERT_CHAIN_POLICY_STATUS& status) {
     CERT_CHAIN_POLICY_PARA parameters{};
     static_assert(sizeof parameters == 16 && sizeof status == 24, "the sizes the platform expects");
@@ -38,7 +38,7 @@ std::wstring numberAndText(DWORD error) {
     return std::to_wstring(error) + L" (" + systemErrorText(error) + L")";
 }
 
-// Null when the platform names a place that isn't in the chain.
+// Returns null when the indexes are outside the chain.
 PCCERT_CONTEXT certificateAt(PCCERT_CHAIN_CONTEXT chain, LONG chainIndex, LONG elementIndex) {
     if (chain == nullptr || chainIndex < 0 || static_cast<DWORD>(chainIndex) >= chain->cChain) {
         return nullptr;
@@ -52,9 +52,9 @@ PCCERT_CONTEXT certificateAt(PCCERT_CHAIN_CONTEXT chain, LONG chainIndex, LONG e
 
 } // namespace
 
-ChainExamination::ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool forServer,
+ChainExamination::ChainExamination(ILog& log, PCCERT_CONTEXT certificate, bool forServer,
                                    FILETIME* time, HCERTSTORE helpers)
-    : log(sink) {
+    : log(log) {
     if (!buildChain(certificate, forServer, time, helpers, &owner.chain)) {
         // The code is always 0 and the policy then judges a null chain.
         // Compatibility: chain-failure-code-zero

@@ -1,6 +1,5 @@
-// One look at a certificate's chain: built for a purpose, judged by the platform's policy, and what
-// it gave told to the log. CertificateInspector's answer is made of it; administration also looks
-// at the chain itself.
+// Builds a certificate's chain for a purpose, checks it by the platform's policy and logs the
+// result. CertificateInspector uses it; administration reads the chain, too.
 //
 // Borrows the log and the certificate; the caller keeps both alive. Owns the chain. Belongs to one
 // thread.
@@ -15,19 +14,19 @@ namespace VexaSsl {
 
 class ChainExamination {
 public:
-    // Does all the work, for server (else client) authentication, and logs it. time: the moment to
-    // judge for, null for now. helpers: where links of the chain may be found besides the system's
-    // own places; null for none. Revocation isn't checked. No exception unless memory runs out.
-    ChainExamination(ILog& sink, PCCERT_CONTEXT certificate, bool forServer,
+    // Does all the work, for server (else client) authentication, and logs the result. time: when
+    // the chain must be valid, null for now. helpers: a store with further certificates for the
+    // chain, or null. Revocation isn't checked. Throws only when memory runs out.
+    ChainExamination(ILog& log, PCCERT_CONTEXT certificate, bool forServer,
                      FILETIME* time = nullptr, HCERTSTORE helpers = nullptr);
     ChainExamination(const ChainExamination&) = delete;
     ChainExamination& operator=(const ChainExamination&) = delete;
 
     bool isTrusted() const { return judged && verdict.dwError == 0; }
-    // False when the check itself couldn't run; the status then tells nothing reliable.
+    // False when the check couldn't run; the status is then meaningless.
     bool wasJudged() const { return judged; }
     const CERT_CHAIN_POLICY_STATUS& status() const { return verdict; }
-    // Null when no chain could be built at all.
+    // Null when no chain could be built.
     PCCERT_CHAIN_CONTEXT chain() const { return owner.chain; }
 
 private:
@@ -35,7 +34,7 @@ private:
     void reportFault(const std::wstring& purpose) const;
     void reportPlaceOfFault() const;
 
-    // A chain pointer that is given back on every way out, null included.
+    // Releases the chain pointer, also a null one.
     class ChainOwner {
     public:
         ChainOwner() = default;

@@ -1,6 +1,6 @@
-// The purpose that a certificate must be meant for, in the shapes in which the platform takes it.
+// The key purpose that a certificate must have, in the structures that the platform takes.
 //
-// It holds the addresses of its own fields, so it stays where it was made. Belongs to one thread.
+// Holds the addresses of its own fields, so it can't be moved. Belongs to one thread.
 #pragma once
 
 #include "platform/contract/CryptoApi.h"
@@ -22,8 +22,8 @@ public:
     }
 
 private:
-    // Arrays and not constants, because the platform's structures lead to characters that could be
-    // written. Nobody writes them.
+    // Arrays and not constants, because the platform's structures point to non-const characters.
+    // They are never written.
     char serverOid[18] = "1.3.6.1.5.5.7.3.1";
     char clientOid[18] = "1.3.6.1.5.5.7.3.2";
     char* identifiers[1];

@@ -60,7 +60,7 @@ TEST(Certificates, emptyStoreIsWell) {
     EXPECT_EQ(listed(own, {"--json"}).output, "");
 }
 
-TEST(Certificates, keysAtFaultAreToldApart) {
+TEST(Certificates, keyFaultsAreDistinguished) {
     const OwnCertificates own;
     const auto both = [](const std::string& name) {
         return contents(pki::file(name, "cert")) + contents(pki::file(name, "key"));
@@ -90,7 +90,7 @@ TEST(Certificates, keyThatThisAccountMayNotReadIsNotUsable) {
     EXPECT_THAT(outcome.output, HasSubstr("\"server\":{\"trusted\":true,\"usable\":false}"));
 }
 
-TEST(Certificates, fileThatCountsForNothingIsToldOfWithTheReason) {
+TEST(Certificates, unusedFileIsListedWithTheReason) {
     const OwnCertificates own;
     own.put("one.pem", contents(pki::file("server-rsa", "cert")));
     own.put("one.key", contents(pki::file("server-ecdsa", "key")));
@@ -98,7 +98,7 @@ TEST(Certificates, fileThatCountsForNothingIsToldOfWithTheReason) {
     const Outcome person = listed(own);
     EXPECT_EQ(person.status, 0);
     EXPECT_EQ(person.output, "0 of 0 certificates in the personal store\n\n"
-                             "files that count for nothing, and why:\n    " +
+                             "files that are not used, and why:\n    " +
                                  file + ": the private key belongs to another certificate\n");
     EXPECT_EQ(listed(own, {"--json"}).output,
               "{\"type\":\"unused\",\"file\":\"" + file +
@@ -106,7 +106,7 @@ TEST(Certificates, fileThatCountsForNothingIsToldOfWithTheReason) {
                   "certificate\"}\n");
 }
 
-TEST(Certificates, usableForAPurposeLeavesTheOthersOut) {
+TEST(Certificates, usableForAPurposeListsNoOthers) {
     const OwnCertificates own;
     for (const char* name : {"client", "expired", "server-rsa", "untrusted"}) {
         own.putCase(name);
@@ -120,7 +120,7 @@ TEST(Certificates, usableForAPurposeLeavesTheOthersOut) {
     EXPECT_THAT(clients.output, Not(HasSubstr("O=case server-rsa,")));
 }
 
-TEST(Certificates, noneUsableIsAStatusOfItsOwn) {
+TEST(Certificates, noneUsableHasItsOwnStatus) {
     const OwnCertificates own;
     own.putCase("client");
     const Outcome outcome = listed(own, {"--usable-for", "server"});
@@ -128,7 +128,7 @@ TEST(Certificates, noneUsableIsAStatusOfItsOwn) {
     EXPECT_THAT(outcome.output, StartsWith("0 of 1 certificates"));
 }
 
-TEST(Certificates, expiringCountsWhatHasExpired) {
+TEST(Certificates, expiringIncludesExpired) {
     const OwnCertificates own;
     own.putCase("expired");
     own.putCase("server-rsa");
@@ -140,7 +140,7 @@ TEST(Certificates, expiringCountsWhatHasExpired) {
     EXPECT_THAT(listed(own, {"--expiring", "100000d"}).output, StartsWith("2 of 2"));
 }
 
-TEST(Certificates, byNameTheLastOneIsTakenAndTheOthersAreToldWhy) {
+TEST(Certificates, byNameTheLastIsTakenAndOthersHaveAReason) {
     const OwnCertificates own;
     for (const char* name : {"client", "server-ecdsa", "server-rsa"}) {
         own.putCase(name);
@@ -203,7 +203,7 @@ TEST(Certificates, keyThatCannotBeUsedFailsTheChoiceThatTakesIt) {
                                           "2148074253 ("));
 }
 
-TEST(Certificates, connectionsThatAreNotEncryptedAskForNone) {
+TEST(Certificates, unencryptedConnectionsTakeNone) {
     const OwnCertificates own;
     const Outcome outcome =
         listed(own, configuredBy("[Connections]\nDefault=S\nPresentationClient=T\n\n[S]\n"
@@ -215,7 +215,7 @@ TEST(Certificates, connectionsThatAreNotEncryptedAskForNone) {
                           "VexaSsl implementation\n"));
 }
 
-TEST(Certificates, badOptionIsToldWithTheConnection) {
+TEST(Certificates, badOptionIsReportedWithTheConnection) {
     const OwnCertificates own;
     const Outcome outcome =
         listed(own, configuredBy("[Connections]\nDefault=S\n\n[S]\nUseEncryption=True\n"
@@ -226,7 +226,7 @@ TEST(Certificates, badOptionIsToldWithTheConnection) {
                           "invalid. Servers MUST send certificates\n"));
 }
 
-TEST(Certificates, onlyTheConnectionsAskedForAreTried) {
+TEST(Certificates, onlyRequestedConnectionsAreTried) {
     const OwnCertificates own;
     const Words settings =
         configuredBy("[Connections]\nQLT=S\nDefault=S\n\n[S]\nUseEncryption=True\n");
@@ -310,7 +310,7 @@ TEST(Certificates, scriptGetsOneObjectALine) {
                           "\"certificate\":1,\"reason\":\"name\","));
 }
 
-TEST(Certificates, hostileNamesSteerNoTerminal) {
+TEST(Certificates, hostileNamesCannotControlTheTerminal) {
     const OwnCertificates own;
     own.put("a.pem", contents(makeStrange({"evil\x1b[2J\nconnection [Default]", {}})));
     const Outcome person = listed(own, {"--log"});
@@ -332,7 +332,7 @@ TEST(Certificates, badArgumentsAreUsage) {
     expectUsage(listed(own, {"surplus"}), "see vexassl certificates --help");
 }
 
-TEST(Certificates, helpTellsFlagsAndExamples) {
+TEST(Certificates, helpShowsFlagsAndExamples) {
     const Outcome outcome = runTool({"certificates", "--help"});
     EXPECT_EQ(outcome.status, 0);
     for (const char* text : {"--usable-for", "--expiring", "--pick", "--json", "--ini"}) {

@@ -1,5 +1,5 @@
-// Everything that the format of the files drops or takes otherwise than it looks, told with file
-// and line.
+// Everything that the format of the files drops or reads differently from its look, reported with
+// file and line.
 #include "tool/Checked.h"
 
 #include <gmock/gmock.h>
@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 const std::string connections = "[Connections]\nTested=Secure\n";
 
-TEST(CheckFindings, orderlyFilesHaveNone) {
+TEST(CheckFindings, correctFilesHaveNone) {
     const Configured files(connections +
                            "\n[Secure]\nUseEncryption=True\n"
                            "ServerCertificateToSendName=" +
@@ -24,7 +24,7 @@ TEST(CheckFindings, orderlyFilesHaveNone) {
     EXPECT_EQ(outcome.errors, "");
 }
 
-TEST(CheckFindings, blankLineInsideASectionIsNamed) {
+TEST(CheckFindings, emptyLineInsideASectionIsReported) {
     const Configured files(connections + "[Secure]\nInjectLogLayers=True\n\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -33,19 +33,19 @@ TEST(CheckFindings, blankLineInsideASectionIsNamed) {
     EXPECT_THAT(linesWith(outcome, "key-outside-section", files.store), ElementsAre(6));
 }
 
-TEST(CheckFindings, blankLineInsideASectionFailsUnderStrict) {
+TEST(CheckFindings, emptyLineInsideASectionFailsUnderStrict) {
     const Configured files(connections + "[Secure]\nInjectLogLayers=True\n\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 20) << outcome.errors;
     EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
 }
 
-TEST(CheckFindings, blankLineBetweenSectionsIsNoFault) {
+TEST(CheckFindings, emptyLineBetweenSectionsIsNoFault) {
     const Configured files(connections + "\n\n[Secure]\nInjectLogLayers=True\n\n");
     EXPECT_THAT(findings(checked(files.ini), "blank-line-in-section"), IsEmpty());
 }
 
-TEST(CheckFindings, blankLineInTheIniFileLosesTheStore) {
+TEST(CheckFindings, emptyLineInTheIniFileLosesTheStore) {
     const auto ini = fileHolding("[VexaSsl]\n\nConfigurationStore=/tmp/x\n");
     const Outcome outcome = checked(ini);
     EXPECT_EQ(outcome.status, 1) << outcome.errors;
@@ -53,20 +53,20 @@ TEST(CheckFindings, blankLineInTheIniFileLosesTheStore) {
     EXPECT_THAT(findings(outcome, "no-store"), testing::SizeIs(1));
 }
 
-TEST(CheckFindings, keyBeforeTheFirstSection) {
+TEST(CheckFindings, keyBeforeTheFirstSectionIsReported) {
     const Configured files("UseEncryption=True\n" + connections + "[Secure]\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "key-outside-section", files.store), ElementsAre(1));
     EXPECT_THAT(findings(outcome, "blank-line-in-section"), IsEmpty());
 }
 
-TEST(CheckFindings, lineWithoutDelimiter) {
+TEST(CheckFindings, lineWithoutDelimiterIsReported) {
     const Configured files(connections + "[Secure]\n; a comment\n   \n [Secure]\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "no-delimiter", files.store), ElementsAre(4, 5, 6));
 }
 
-TEST(CheckFindings, lineThatIsTooLong) {
+TEST(CheckFindings, tooLongLineIsReported) {
     const std::string key = "k=";
     const Configured files(connections + "[Secure]\n" + key + std::string(19998, 'v') + "\n" + key +
                            std::string(19999, 'v') + "\n");
@@ -75,12 +75,12 @@ TEST(CheckFindings, lineThatIsTooLong) {
     EXPECT_THAT(firstFinding(outcome, "line-too-long"), HasSubstr("a line of 20001 characters"));
 }
 
-TEST(CheckFindings, lineWithoutEffect) {
+TEST(CheckFindings, lineWithoutEffectIsReported) {
     const Configured files(connections + "[Secure]\n=value\nkey=\n");
     EXPECT_THAT(linesWith(checked(files.ini), "no-effect", files.store), ElementsAre(4, 5));
 }
 
-TEST(CheckFindings, unknownOptionWithTheNearestKnownOne) {
+TEST(CheckFindings, unknownOptionIsReportedWithTheNearestKnownOne) {
     const Configured files(connections +
                            "[Secure]\nUseEncription=True\nServerCertificateName=a\nColour=red\n");
     const Outcome outcome = checked(files.ini);
@@ -91,14 +91,14 @@ TEST(CheckFindings, unknownOptionWithTheNearestKnownOne) {
                             testing::Not(HasSubstr("did you mean"))));
 }
 
-TEST(CheckFindings, unknownKeyInTheIniFile) {
+TEST(CheckFindings, unknownKeyInTheIniFileIsReported) {
     const auto ini = fileHolding("[VexaSsl]\nConfigurationStor=/tmp/x\n");
     const Outcome outcome = checked(ini);
     EXPECT_THAT(linesWith(outcome, "unknown-option", ini), ElementsAre(2));
     EXPECT_THAT(outcome.errors, HasSubstr("did you mean [ConfigurationStore]?"));
 }
 
-TEST(CheckFindings, sectionDefinedTwiceWhateverItsCase) {
+TEST(CheckFindings, sectionDefinedTwiceInAnyCaseIsReported) {
     const Configured files(connections +
                            "[Secure]\nUseEncryption=True\n[SECURE]\nInjectLogLayers=True\n");
     const Outcome outcome = checked(files.ini);
@@ -107,24 +107,24 @@ TEST(CheckFindings, sectionDefinedTwiceWhateverItsCase) {
     EXPECT_THAT(outcome.output, testing::ContainsRegex("UseEncryption +False +default"));
 }
 
-TEST(CheckFindings, keyDefinedTwice) {
+TEST(CheckFindings, keyDefinedTwiceIsReported) {
     const Configured files(connections + "[Secure]\nUseEncryption=True\nuseencryption=False\n");
     EXPECT_THAT(linesWith(checked(files.ini), "key-defined-twice", files.store), ElementsAre(5));
 }
 
-TEST(CheckFindings, headerInsideALine) {
+TEST(CheckFindings, headerInsideALineIsReported) {
     const Configured files(connections + "[Secure]\nInjectLogLayers=[True]\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "header-inside-line", files.store), ElementsAre(4));
     EXPECT_THAT(linesWith(outcome, "unused-section", files.store), ElementsAre(4));
 }
 
-TEST(CheckFindings, reservedNameInTheStore) {
+TEST(CheckFindings, reservedNameInTheStoreIsReported) {
     const Configured files(connections + "presentationclient=Secure\n[Secure]\n");
     EXPECT_THAT(linesWith(checked(files.ini), "reserved-name", files.store), ElementsAre(3));
 }
 
-TEST(CheckFindings, reservedNameAskedFor) {
+TEST(CheckFindings, requestedReservedNameIsReported) {
     const Configured files(connections + "[Secure]\nUseEncryption=True\n");
     const Outcome outcome = runTool(
         {"check", "--ini", files.ini.string(), "--connection", "VexaTcpIpConnection", "--strict"});
@@ -133,7 +133,7 @@ TEST(CheckFindings, reservedNameAskedFor) {
     EXPECT_THAT(outcome.output, testing::ContainsRegex("UseEncryption +False +default"));
 }
 
-TEST(CheckFindings, internalNameThatCannotBeOpportunistic) {
+TEST(CheckFindings, opportunisticInternalNameIsReported) {
     const Configured files(connections + "QLT=Mail\nDefault=Mail\n[Secure]\n[Mail]\n"
                                          "UseEncryption=Opportunistically\n");
     EXPECT_THAT(linesWith(checked(files.ini), "internal-name", files.store), ElementsAre(3));
@@ -143,7 +143,7 @@ TEST(CheckFindings, internalNameThatCannotBeOpportunistic) {
                 HasSubstr("Internal connection name [QLT] does not support OTLS"));
 }
 
-TEST(CheckFindings, internalOptionInASection) {
+TEST(CheckFindings, internalOptionInASectionIsReported) {
     const Configured files(connections + "[Secure]\nConnectionName=Other\n"
                                          "LibraryInvocationPurpose=ListCertificates\n");
     const Outcome outcome = checked(files.ini);
@@ -151,28 +151,28 @@ TEST(CheckFindings, internalOptionInASection) {
     EXPECT_THAT(outcome.output, testing::ContainsRegex("ConnectionName +Tested +"));
 }
 
-TEST(CheckFindings, connectionWithASectionThatIsNotThere) {
+TEST(CheckFindings, missingSectionOfAConnectionIsReported) {
     const Configured files(connections + "[Secur]\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(linesWith(outcome, "missing-section", files.store), ElementsAre(2));
     EXPECT_THAT(linesWith(outcome, "unused-section", files.store), ElementsAre(3));
 }
 
-TEST(CheckFindings, connectionWithoutAnEntry) {
+TEST(CheckFindings, connectionWithoutAnEntryIsReported) {
     const Configured files("[Connections]\nOther=Secure\n[Secure]\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 20);
     EXPECT_THAT(findings(outcome, "no-entry"), testing::SizeIs(1));
 }
 
-TEST(CheckFindings, entryOfDefaultIsOnlyWorthANote) {
+TEST(CheckFindings, entryOfDefaultIsANote) {
     const Configured files("[Connections]\nDefault=Secure\n[Secure]\nUseEncryption=False\n");
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(firstFinding(outcome, "default-entry"), HasSubstr("note: "));
 }
 
-TEST(CheckFindings, blanksAroundANameOrAValue) {
+TEST(CheckFindings, spacesAroundANameOrAValueAreReported) {
     const Configured files(connections + "[Secure]\nUseEncryption =True\n"
                                          "ServerCertificateToSendName= web\n");
     const Outcome outcome = checked(files.ini);
@@ -182,7 +182,7 @@ TEST(CheckFindings, blanksAroundANameOrAValue) {
                 HasSubstr("did you mean [UseEncryption]?"));
 }
 
-TEST(CheckFindings, blanksAndCommasAroundTheNamesOfClients) {
+TEST(CheckFindings, spacesAndCommasAroundClientNamesAreReported) {
     const Configured files(connections +
                            "[Secure]\nAcceptableClientCertificateToReceiveNames=a, b,,c,d\n");
     const Outcome outcome = checked(files.ini);
@@ -212,7 +212,7 @@ TEST(CheckFindings, relativePathOfTheStore) {
     EXPECT_THAT(linesWith(outcome, "relative-store-path", ini), ElementsAre(2));
 }
 
-TEST(CheckFindings, foreignSectionsOfTheIniFileAreNobodysBusiness) {
+TEST(CheckFindings, otherSectionsOfTheIniFileAreIgnored) {
     const Configured files(connections + "[Secure]\n");
     const auto ini =
         fileHolding("; banner\n\n[Host]\n; comment\na=1\n\nb=2\na=3\n[Host]\n[VexaSsl]\n"
@@ -222,7 +222,7 @@ TEST(CheckFindings, foreignSectionsOfTheIniFileAreNobodysBusiness) {
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
 }
 
-TEST(CheckFindings, linesBeforeASectionThatIsMissingAreToldOf) {
+TEST(CheckFindings, linesBeforeAMissingSectionAreReported) {
     const auto ini = fileHolding(" [VexaSsl]\nConfigurationStore=/tmp/x\n[Host]\nnothing\n");
     const Outcome outcome = checked(ini);
     EXPECT_EQ(outcome.status, 1);
@@ -230,7 +230,7 @@ TEST(CheckFindings, linesBeforeASectionThatIsMissingAreToldOf) {
     EXPECT_THAT(linesWith(outcome, "key-outside-section", ini), ElementsAre(2));
 }
 
-TEST(CheckFindings, aFileThatIsItsOwnStoreIsToldOfOnce) {
+TEST(CheckFindings, fileThatIsItsOwnStoreIsReportedOnce) {
     const auto file = freshFile(".ini");
     const std::string text = "[VexaSsl]\nConfigurationStore=" + file.string() +
                              "\n[Connections]\nTested=Secure\n[Secure]\nnothing\n";
@@ -240,7 +240,7 @@ TEST(CheckFindings, aFileThatIsItsOwnStoreIsToldOfOnce) {
     EXPECT_THAT(findings(outcome, "unused-section"), IsEmpty());
 }
 
-TEST(CheckFindings, ofManyAlikeTheFirstAreToldAndTheRestCounted) {
+TEST(CheckFindings, firstFindingsOfAKindAreShownAndTheRestCounted) {
     std::string store = connections + "[Secure]\n";
     for (int i = 0; i < 1000; ++i) {
         store += "nothing\n";
@@ -250,7 +250,7 @@ TEST(CheckFindings, ofManyAlikeTheFirstAreToldAndTheRestCounted) {
     EXPECT_THAT(found.back(), HasSubstr(" 980 more like these"));
 }
 
-TEST(CheckFindings, aNumberThatIsNoLongerCountedIsNotToldAsCounted) {
+TEST(CheckFindings, uncountedFindingsAreShownAsAtLeast) {
     std::string store = connections + "[Secure]\n";
     for (int i = 0; i < 100001; ++i) {
         store += "x\n";

@@ -1,4 +1,4 @@
-// check as a user meets it: values and their origins, the verdicts on them, certificates.
+// check as a user sees it: values and their origins, whether they are valid, certificates.
 #include "tool/Checked.h"
 #include "tool/StrangeCertificates.h"
 
@@ -84,7 +84,7 @@ TEST(Check, badValueOfEitherHolderFailsAtItsLine) {
     EXPECT_EQ(failureLines(outcome.errors), 1);
 }
 
-TEST(Check, opportunisticConnectionIsToldApart) {
+TEST(Check, opportunisticConnectionIsDistinguished) {
     const Configured files(storeWith("UseEncryption=OPPORTUNISTICALLY\n"));
     const Outcome outcome = checked(files.ini);
     EXPECT_THAT(outcome.output,
@@ -101,7 +101,7 @@ TEST(Check, certificatesOfBothRolesAreTried) {
     EXPECT_THAT(outcome.output, ContainsRegex("as a client .*client.test.*its key can be used\n"));
 }
 
-TEST(Check, missingCertificateThatWasAskedForFails) {
+TEST(Check, configuredCertificateThatIsMissingFails) {
     const Configured files(
         storeWith("UseEncryption=True\nServerCertificateToSendName=nobody at all\n"));
     const Outcome outcome = checked(files.ini);
@@ -110,7 +110,7 @@ TEST(Check, missingCertificateThatWasAskedForFails) {
                 HasSubstr("Was not able to find a certificate with the name [nobody at all]"));
 }
 
-TEST(Check, defaultThatFindsNoCertificateFailsOnlyForTheRoleAskedFor) {
+TEST(Check, missingDefaultCertificateFailsOnlyForTheRequestedRole) {
     const Configured files(storeWith("UseEncryption=True\n"));
     const auto empty = freshFile(".folder");
     std::filesystem::create_directory(empty);
@@ -143,7 +143,7 @@ TEST(Check, storeThatCannotBeOpenedIsTheCause) {
     EXPECT_THAT(runToEnd(json).output, HasSubstr("\"cause\":\"CertOpenStore failed with: 5 ("));
 }
 
-TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
+TEST(Check, unusedFileIsANoteWhenACertificateIsMissing) {
     const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=one.test\n"));
     const OwnCertificates own;
     own.put("one.pem", contents(pki::file("server-rsa", "cert")));
@@ -152,7 +152,7 @@ TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
     const Outcome missing = runTool(store);
     EXPECT_EQ(missing.status, 7);
     EXPECT_THAT(missing.errors, HasSubstr((own.folder / "my" / "one.pem").string() +
-                                          ": note: counts for nothing: it has no private key"));
+                                          ": note: not used: it has no private key"));
     own.putCase("two-names");
     const Outcome found = runTool(store);
     EXPECT_EQ(found.status, 0);
@@ -161,7 +161,7 @@ TEST(Check, fileThatCountsForNothingIsANoteWhereACertificateIsMissing) {
 
 // Whoever has the key can pass for the server. Above a folder that is closed to others nothing of
 // it can be read by them.
-TEST(Check, keyThatEverybodyMayReadIsWorthANote) {
+TEST(Check, keyReadableByEveryAccountIsANote) {
     using std::filesystem::perms;
     const Configured files(storeWith("UseEncryption=True\n"));
     const OwnCertificates own;
@@ -195,7 +195,7 @@ TEST(Check, keyThatEverybodyMayReadIsWorthANote) {
     EXPECT_THAT(exposed(), IsEmpty());
 }
 
-TEST(Check, keyBehindALinkIsJudgedWhereItLies) {
+TEST(Check, linkedKeyIsCheckedAtItsTarget) {
     using std::filesystem::perms;
     const Configured files(storeWith("UseEncryption=True\n"));
     const OwnCertificates own;
@@ -222,7 +222,7 @@ TEST(Check, keyBehindALinkIsJudgedWhereItLies) {
                 ElementsAre(StartsWith((own.folder / "my" / "one.key").string() + ": note: ")));
 }
 
-TEST(Check, severalCertificatesOfTheNameAreWorthANote) {
+TEST(Check, severalCertificatesWithTheNameAreANote) {
     const Configured files(
         storeWith("UseEncryption=True\nServerCertificateToSendName=case client\n"));
     const Outcome outcome = checked(files.ini, {"--strict"});
@@ -297,7 +297,7 @@ TEST(Check, noColourAndNoControlCharacterGoesToAFile) {
     EXPECT_THAT(outcome.output + outcome.errors, Not(HasSubstr("\x1B")));
 }
 
-TEST(Check, coloursAreForTerminalsThatWantThem) {
+TEST(Check, coloursAreForTerminalsThatAllowThem) {
     const auto onTerminal = [](const std::string& environment) {
         Command command(
             {"script", "-qec", "env " + environment + " " VEXASSL_TOOL " check", "/dev/null"});

@@ -47,7 +47,7 @@ public:
 
     std::string output() const;
     std::string errors() const;
-    // Wait until the text stands there; false when time is up or the program ended without it.
+    // Wait until the text was written; false when time is up or the program ended without it.
     bool shows(std::string_view text);
     bool complains(std::string_view text);
 

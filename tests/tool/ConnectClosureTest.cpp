@@ -38,7 +38,7 @@ private:
         const Bytes last = answerHandshake(peer, client);
         if (whom == Whom::whoIsGreeted) {
             sendAll(client, last + peer.protect("a greeting\n"));
-            receiveSome(client); // so what follows comes behind the handshake
+            receiveSome(client); // so what follows comes after the handshake
             sendAll(client, peer.protect(answer));
             return;
         }
@@ -65,7 +65,7 @@ private:
     std::thread thread;
 };
 
-// Bytes that tell their place.
+// Bytes that show their position.
 std::string numbered(std::size_t size) {
     std::string text;
     while (text.size() < size) {
@@ -86,24 +86,24 @@ void expectToPrint(const std::string& answer, int times = 5) {
     }
 }
 
-TEST(ConnectClosure, whatCameInOneReadWithTheClosureIsPrinted) {
+TEST(ConnectClosure, dataReadWithTheClosureIsPrinted) {
     expectToPrint("the answer\n");
 }
 
-// A read takes one full record, so the closure behind it waits for the next one.
-TEST(ConnectClosure, whatCameInTheReadBeforeTheClosureIsPrinted) {
+// A read takes one full record, so the closure after it waits for the next one.
+TEST(ConnectClosure, dataReadBeforeTheClosureIsPrinted) {
     expectToPrint(numbered(16384));
 }
 
-// More than a receive takes leaves decrypted bytes behind, with the closure right after them.
-TEST(ConnectClosure, whatIsHeldWhenTheClosureComesIsPrinted) {
+// More than a receive takes leaves decrypted bytes, with the closure right after them.
+TEST(ConnectClosure, dataHeldAtTheClosureIsPrinted) {
     for (const std::size_t size : {32768U, 65536U, 98172U, 98304U, 400000U, 1U << 20U}) {
         expectToPrint(numbered(size), 1);
     }
 }
 
 // Servers written in Python do, for instance.
-TEST(ConnectKeepOpen, hasTheAnswerOfAPeerThatGivesUpOnAShutStream) {
+TEST(ConnectKeepOpen, receivesTheAnswerOfAPeerThatDropsAShutStream) {
     for (const bool staysOpen : {true, false}) {
         const AnsweringServer server("the answer\n", Whom::whoStaysOpen);
         const Words flags = staysOpen ? Words{"--keep-open"} : Words{};
@@ -114,7 +114,7 @@ TEST(ConnectKeepOpen, hasTheAnswerOfAPeerThatGivesUpOnAShutStream) {
     }
 }
 
-TEST(ConnectGreeting, thatComesWithTheEndOfTheHandshakeIsLostAndSaidToBe) {
+TEST(ConnectGreeting, greetingSentWithFinishedIsReportedLost) {
     const AnsweringServer server("and more\n", Whom::whoIsGreeted);
     Command client(connectTo(server.target(), secureClient()), Command::Input::open());
     client.say("hello\n");
@@ -136,7 +136,7 @@ Outcome echoedInPieces(const Options& more) {
     return outcome;
 }
 
-TEST(ConnectPieces, ofRecordsAreToldOfAtDebugOnly) {
+TEST(ConnectPieces, piecesOfRecordsAreReportedAtDebugOnly) {
     EXPECT_THAT(echoedInPieces({}).errors, Not(HasSubstr("[Warning]")));
     EXPECT_THAT(echoedInPieces({{"MinimumSeverityToLog", "Debug"}}).errors,
                 HasSubstr("[Warning] ::WSARecv completed asynchronously, but there were too few"));

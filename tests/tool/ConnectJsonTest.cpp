@@ -41,7 +41,7 @@ void expectFailure(const Told& told, const std::string& outcome, int status,
     EXPECT_THAT(failure.at("message"), HasSubstr(part));
 }
 
-TEST(ConnectJson, bytesStayApartFromWhatIsToldOfThem) {
+TEST(ConnectJson, bytesAndReportsUseDifferentStreams) {
     RunningServer server(secureServer());
     const std::string bytes("{\"type\":\"failure\"}\n\0\xff", 21);
     const Told told = connected(server.target(), secureClient(), Command::Input::text(bytes));
@@ -50,7 +50,7 @@ TEST(ConnectJson, bytesStayApartFromWhatIsToldOfThem) {
     EXPECT_THAT(ofType(told.objects, "failure"), IsEmpty());
 }
 
-TEST(ConnectJson, tellsWhatWasNegotiatedAndWithWhom) {
+TEST(ConnectJson, showsWhatWasNegotiatedAndWithWhom) {
     RunningServer server(secureServer());
     const Told told = connected(server.target(), secureClient());
     const auto summaries = ofType(told.objects, "connected");
@@ -66,7 +66,7 @@ TEST(ConnectJson, tellsWhatWasNegotiatedAndWithWhom) {
     EXPECT_THAT(peer.at("sha256"), MatchesRegex("[0-9A-Fa-f]{64}"));
 }
 
-TEST(ConnectJson, plainTextIsToldWithNothingNegotiated) {
+TEST(ConnectJson, plainTextHasNothingNegotiated) {
     RunningServer server(plainText());
     const Told told = connected(server.target(), {}, Command::Input::text("x"));
     EXPECT_EQ(told.output, "x");
@@ -101,7 +101,7 @@ TEST(ConnectJson, configuredPlainTextIsANote) {
     EXPECT_EQ(ofType(switchedNever.objects, "note")[0].at("id"), "never-switched");
 }
 
-TEST(ConnectJson, fileThatHasGoneIsToldOnceAConnection) {
+TEST(ConnectJson, sentFileIsReportedOnceAConnection) {
     RunningServer server(secureServer());
     const auto file = Command::Input::text(std::string(100000, 'x')).path.string();
     const Told told =

@@ -25,7 +25,7 @@ std::string bigFile(std::size_t size) {
     return Command::Input::text(std::string(size, 'x')).path.string();
 }
 
-TEST(ConnectSend, aFileGoesInThePlaceOfStandardInput) {
+TEST(ConnectSend, fileIsSentInsteadOfStandardInput) {
     RunningServer server(secureServer());
     const auto file = Command::Input::text(std::string("a\0b\xff\n", 5)).path.string();
     const Outcome outcome =
@@ -35,7 +35,7 @@ TEST(ConnectSend, aFileGoesInThePlaceOfStandardInput) {
     EXPECT_EQ(outcome.output, std::string("a\0b\xff\n", 5));
 }
 
-TEST(ConnectSend, missingFileIsUsageBeforeAnybodyIsCalled) {
+TEST(ConnectSend, missingFileIsUsageBeforeConnecting) {
     for (const char* file : {"/nowhere/at.all", "/"}) {
         const Outcome outcome = runTool({"connect", "localhost:1", "--send", file});
         EXPECT_EQ(outcome.status, 1) << outcome.errors;
@@ -43,7 +43,7 @@ TEST(ConnectSend, missingFileIsUsageBeforeAnybodyIsCalled) {
     }
 }
 
-TEST(ConnectSend, aFileThatCannotBeReadOnIsNoEnd) {
+TEST(ConnectSend, readErrorOfAFileIsNoEnd) {
     RunningServer server{Words{}};
     const Outcome outcome =
         runTool({"connect", server.target(), "--json", "--send", "/proc/self/mem"});
@@ -52,7 +52,7 @@ TEST(ConnectSend, aFileThatCannotBeReadOnIsNoEnd) {
     EXPECT_THAT(outcome.errors, ::testing::Not(HasSubstr("\"sent\"")));
 }
 
-TEST(ConnectSend, standardInputThatCannotBeReadIsNoEnd) {
+TEST(ConnectSend, readErrorOfStandardInputIsNoEnd) {
     RunningServer server{Words{}};
     const Outcome outcome = runTool({"connect", server.target()}, Command::Input::file("/"));
     EXPECT_EQ(outcome.status, 1) << outcome.errors;
@@ -92,7 +92,7 @@ void readLate(const Listener& listener) {
     }
 }
 
-TEST(ConnectSend, aTerminalShowsAmountRateAndRemainder) {
+TEST(ConnectSend, terminalShowsAmountRateAndRemainder) {
     const Listener listener;
     std::thread peer([&] { readLate(listener); });
     const std::string shown = onATerminal(connectTo("127.0.0.1:" + std::to_string(listener.port()),
@@ -102,13 +102,13 @@ TEST(ConnectSend, aTerminalShowsAmountRateAndRemainder) {
     EXPECT_THAT(shown, ContainsRegex("64\\.0 MiB of 64\\.0 MiB, [0-9.]+ [KMG]iB/s\r\n$"));
 }
 
-TEST(ConnectSend, anEmptyFileIsSentAtOnce) {
+TEST(ConnectSend, emptyFileIsSentAtOnce) {
     RunningServer server{Words{}};
     const std::string shown = onATerminal(connectTo(server.target(), {"--send", bigFile(0)}));
     EXPECT_THAT(shown, HasSubstr("0 B of 0 B\r\n"));
 }
 
-TEST(ConnectSend, aPeerThatTakesNoMoreIsLeftInTime) {
+TEST(ConnectSend, peerThatStopsReadingTimesOut) {
     const Listener nobodyReads;
     const std::string target = "127.0.0.1:" + std::to_string(nobodyReads.port());
     const std::string file = bigFile(std::size_t{64} << 20);
@@ -121,7 +121,7 @@ TEST(ConnectSend, aPeerThatTakesNoMoreIsLeftInTime) {
 
 // --- --count.
 
-TEST(ConnectCount, callsAgainAndAgainWithTheSameFile) {
+TEST(ConnectCount, sendsTheSameFileOnEachConnection) {
     RunningServer server(secureServer() + Words{"--count", "3"});
     const auto file = Command::Input::text("ab").path.string();
     const Outcome outcome =
@@ -150,7 +150,7 @@ TEST(ConnectCount, theFirstFailureEndsIt) {
 
 // --- The summary.
 
-TEST(ConnectSummary, oneLineTellsWhatWasNegotiatedAndWithWhom) {
+TEST(ConnectSummary, oneLineShowsWhatWasNegotiatedAndWithWhom) {
     RunningServer server(secureServer());
     const Outcome outcome = runTool(Words{"connect", server.target()} + secureClient());
     EXPECT_THAT(outcome.errors,
@@ -167,13 +167,13 @@ TEST(ConnectSummary, logLayersDoNotHideIt) {
     EXPECT_THAT(outcome.errors, HasSubstr(": TLS 1.2 with TLS_"));
 }
 
-TEST(ConnectSummary, nothingIsSaidOfPlainText) {
+TEST(ConnectSummary, plainTextHasNoSummary) {
     RunningServer server{Words{}};
     EXPECT_THAT(runTool({"connect", server.target()}).errors, IsEmpty());
 }
 
 // What comes meanwhile gives the sender no more time.
-TEST(ConnectSend, aPeerThatTalksAndTakesNothingTimesOut) {
+TEST(ConnectSend, peerThatSendsAndNeverReadsTimesOut) {
     const Listener listener;
     Command client(Words{VEXASSL_TOOL, "connect", "127.0.0.1:" + std::to_string(listener.port()),
                          "--timeout", "2", "--send", bigFile(std::size_t{64} << 20)});

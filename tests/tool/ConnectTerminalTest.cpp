@@ -24,12 +24,12 @@ void waitUntilConnected(TerminalSession& user) {
     ASSERT_TRUE(user.shows("]\r\n")) << user.shown();
 }
 
-// The terminal shows what is typed, and the server sends it back: a line stands there twice.
+// The terminal shows what is typed, and the server sends it back: a line appears twice.
 std::string typedAndEchoed(const std::string& line) {
     return line + "\r\n" + line + "\r\n";
 }
 
-TEST(ConnectOnATerminal, linesComeBackOneByOneAndTheEndOfTheInputIsAGoodEnd) {
+TEST(ConnectOnATerminal, linesAreEchoedOneByOneUntilTheEndOfTheInput) {
     for (const Words& more : {Words{}, Words{"--overlapped"}}) {
         RunningServer server(secureServer() + more);
         TerminalSession user(connectTo(server.target(), secureClient()),
@@ -46,7 +46,7 @@ TEST(ConnectOnATerminal, linesComeBackOneByOneAndTheEndOfTheInputIsAGoodEnd) {
     }
 }
 
-TEST(ConnectOnATerminal, plainTextSaysNothingOfItself) {
+TEST(ConnectOnATerminal, plainTextPrintsNothingElse) {
     RunningServer server(plainText());
     TerminalSession user(connectTo(server.target()), TerminalSession::Output::onTerminal);
     user.type("hello\n");
@@ -56,7 +56,7 @@ TEST(ConnectOnATerminal, plainTextSaysNothingOfItself) {
     EXPECT_EQ(user.shown(), typedAndEchoed("hello"));
 }
 
-TEST(ConnectOnATerminal, interruptEndsItAtOnceAndTheServerSeesAnEnd) {
+TEST(ConnectOnATerminal, interruptEndsItAtOnceAndClosesTheConnection) {
     RunningServer server(secureServer() + Words{"--json"});
     TerminalSession user(connectTo(server.target(), secureClient()),
                          TerminalSession::Output::onTerminal);
@@ -84,7 +84,7 @@ TEST(ConnectOnATerminal, interruptEndsAHandshakeThatNeverComes) {
     EXPECT_EQ(user.exitStatus(), 128 + SIGINT);
 }
 
-TEST(ConnectOnATerminal, serverThatEndsFirstEndsItWithoutAKey) {
+TEST(ConnectOnATerminal, closingServerEndsItWithoutAKey) {
     RunningServer server(secureServer());
     TerminalSession user(connectTo(server.target(), secureClient()),
                          TerminalSession::Output::onTerminal);
@@ -95,7 +95,7 @@ TEST(ConnectOnATerminal, serverThatEndsFirstEndsItWithoutAKey) {
     EXPECT_EQ(user.exitStatus(), 0) << user.shown();
 }
 
-TEST(ConnectOnATerminal, keysOfTheTerminalGoThroughTheSwitchToo) {
+TEST(ConnectOnATerminal, typedLinesAreSentAfterTheSwitchToo) {
     RunningServer server(configured({{"UseEncryption", "Opportunistically"},
                                      {"ServerCertificateToSendName", pki::localhost}}) +
                          Words{"--starttls", "smtp"});

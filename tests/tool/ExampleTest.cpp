@@ -41,7 +41,7 @@ TEST(Examples, toolTalksToTheServer) {
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
-TEST(Examples, distrustEndsBothWithAReason) {
+TEST(Examples, untrustedPeerEndsBothWithAReason) {
     RunningHost server(secureServer(pki::untrusted));
     Command client(clientHost(server.port(), secureClient(), "never sent"));
     EXPECT_EQ(client.exitStatus(), 1);
@@ -84,7 +84,7 @@ TEST(Examples, opportunisticPairStaysSilentWithoutTrust) {
     EXPECT_NE(pair.errors().find("client: cannot switch to TLS: see the log"), std::string::npos);
 }
 
-TEST(Examples, ownLogKeepsWhatWentWrong) {
+TEST(Examples, ownLogKeepsTheFailure) {
     Command well({example("own_log"), iniFile(secureServer()), "Tested"});
     EXPECT_EQ(well.exitStatus(), 0) << well.errors();
     EXPECT_EQ(well.output(), "problems: 0\n");

@@ -29,7 +29,7 @@ TEST(ExitStatus, echoedTextIsWell) {
     EXPECT_EQ(failureLines(outcome.errors), 0) << outcome.errors;
 }
 
-TEST(ExitStatus, helpIsWellAndTellsTheStatuses) {
+TEST(ExitStatus, helpIsWellAndShowsTheStatuses) {
     const Outcome outcome = runTool({"--help"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.output.find("  7  own certificate or key\n"), std::string::npos);
@@ -48,7 +48,7 @@ TEST(ExitStatus, wrongArgumentsAreUsage) {
     }
 }
 
-TEST(ExitStatus, targetsThatAreNoneAreUsage) {
+TEST(ExitStatus, invalidTargetsAreUsage) {
     for (const char* target : {"localhost", "localhost:", "localhost:0", "localhost:70000",
                                "localhost:https", ":80", "[]:80", "::1:80"}) {
         expectFailure(runTool({"connect", target}), 1, "is no HOST:PORT");
@@ -104,7 +104,7 @@ TEST(ExitStatus, badSecurityOptionIsUsageForAClient) {
                   1, "Supplied value [No] of RequireClientAuthentication is invalid");
 }
 
-TEST(ExitStatus, fullDiskBehindStandardOutputIsUsage) {
+TEST(ExitStatus, fullDiskAtStandardOutputIsUsage) {
     RunningServer server(plainText());
     Command command(connectTo(server.target()), Command::Input::text("hello\n"), "/dev/full");
     expectFailure(runToEnd(command), 1, "cannot write to standard output");
@@ -140,7 +140,7 @@ TEST(ExitStatus, silentPeerInTheHandshakeTimesOut) {
                   3, "timed out connecting");
 }
 
-TEST(ExitStatus, silentPeerBehindTheInputTimesOut) {
+TEST(ExitStatus, silentPeerAfterTheInputTimesOut) {
     Listener silent;
     expectFailure(connected("127.0.0.1:" + std::to_string(silent.port()), {"--timeout", "1"}), 3,
                   "timed out");
@@ -169,7 +169,7 @@ TEST(ExitStatus, changedRecordIsAProtocolFailure) {
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(ExitStatus, strangersCertificateIsNotTrusted) {
+TEST(ExitStatus, certificateOfAnUnknownAuthorityIsNotTrusted) {
     RunningServer server(secureServer(pki::untrusted));
     expectFailure(connected(server.target(), secureClient()), 5,
                   "the peer's certificate is not trusted");
@@ -200,7 +200,7 @@ TEST(ExitStatus, missingServerCertificateIsOurOwnBeforeListening) {
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(ExitStatus, serverThatMissesOurCertificateRefusesUs) {
+TEST(ExitStatus, serverThatRequiresACertificateRefusesUs) {
     ForeignServer server({"-Verify", "1", "-verify_return_error"});
     expectFailure(connected(server.target(), secureClient()), 8,
                   "the peer refused our certificate");

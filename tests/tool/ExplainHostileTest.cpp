@@ -1,4 +1,4 @@
-// vexassl explain on certificates that nobody would issue.
+// vexassl explain on certificates that no authority issues.
 #include "tool/ExplainCases.h"
 
 #include <string>
@@ -29,14 +29,14 @@ TEST(ExplainHostile, lineEndsInANameMakeNoLines) {
                 Not(HasSubstr("\nfor server authentication: trusted")));
 }
 
-TEST(ExplainHostile, charactersThatTurnTextAroundAreReplaced) {
+TEST(ExplainHostile, directionCharactersAreReplaced) {
     const auto file = makeStrange({"abc\xe2\x80\xae"
                                    "def",
                                    {}});
     EXPECT_THAT(runTool(ofFile(file)).output, Not(HasSubstr("\xe2\x80\xae")));
 }
 
-TEST(ExplainHostile, nameWithAZeroIsNoNameForAnyServer) {
+TEST(ExplainHostile, nameWithAZeroMatchesNoServer) {
     const Outcome outcome =
         runTool(ofCase("zero-in-name") + forServer + Words{"--name", "localhost"});
     EXPECT_EQ(outcome.status, 6);
@@ -44,7 +44,7 @@ TEST(ExplainHostile, nameWithAZeroIsNoNameForAnyServer) {
     EXPECT_EQ(outcome.output.find('\0'), std::string::npos);
 }
 
-TEST(ExplainHostile, tenThousandNamesAreSummedUpAndCompleteForScripts) {
+TEST(ExplainHostile, tenThousandNamesAreSummarisedAndCompleteForScripts) {
     std::vector<std::string> names;
     for (int i = 0; i < 10000; ++i) {
         names.push_back("host-" + std::to_string(i) + ".example.test");
@@ -59,7 +59,7 @@ TEST(ExplainHostile, tenThousandNamesAreSummedUpAndCompleteForScripts) {
                 HasSubstr("\"host-9999.example.test\"]"));
 }
 
-TEST(ExplainHostile, hugeNameIsCutForAPerson) {
+TEST(ExplainHostile, hugeNameIsTruncatedForAUser) {
     // The subject takes 64 characters of a common name, an alternative name any number.
     const auto file = makeStrange({"huge name", {std::string(100000, 'a') + ".test"}});
     const Outcome outcome = runTool(ofFile(file) + forServer);

@@ -19,7 +19,7 @@ Outcome explained(const std::string& target, const Words& more = {}) {
     return runTool(Words{"explain", target, "--certificates", pki::folder().string()} + more);
 }
 
-TEST(ExplainPeer, goodServerIsTrustedForItsName) {
+TEST(ExplainPeer, validServerIsTrustedForItsName) {
     RunningServer server(secureServer());
     const Outcome outcome = explained(server.target());
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -33,7 +33,7 @@ TEST(ExplainPeer, goodServerIsTrustedForItsName) {
     EXPECT_THAT(outcome.output, Not(HasSubstr("a connection by the library fails")));
 }
 
-TEST(ExplainPeer, expiredServerIsSeenWithCauseAndRemedyAndTheLinesOfAConnection) {
+TEST(ExplainPeer, expiredServerIsShownWithCauseRemedyAndLines) {
     RunningServer server(secureServer(pki::expired));
     const Outcome outcome = explained(server.target());
     EXPECT_EQ(outcome.status, 5);
@@ -83,14 +83,14 @@ TEST(ExplainPeer, missingIntermediateIsSeenAndASentOneIsUsed) {
     EXPECT_THAT(good.output, HasSubstr("[2] Throwaway Intermediate: nothing wrong with it"));
 }
 
-TEST(ExplainPeer, serverThatWantsACertificateShowsItsOwnAllTheSame) {
+TEST(ExplainPeer, serverThatRequestsACertificateShowsItsOwn) {
     RunningServer server(secureServer(pki::localhost, {{"RequireClientAuthentication", "True"}}));
     const Outcome outcome = explained(server.target());
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(outcome.output, HasSubstr("for server authentication: trusted\n"));
 }
 
-TEST(ExplainPeer, serverThatRefusesAConnectionWithoutACertificateIsToldOf) {
+TEST(ExplainPeer, serverThatRequiresACertificateIsReported) {
     const ForeignServer server({"-Verify", "1", "-verify_return_error"});
     const Outcome outcome = explained(server.target());
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -101,7 +101,7 @@ TEST(ExplainPeer, serverThatRefusesAConnectionWithoutACertificateIsToldOf) {
                   "wants one (InitializeSecurityContext failed with: 2148074278 ("));
 }
 
-TEST(ExplainPeer, anotherTimeIsForTheChainAlone) {
+TEST(ExplainPeer, anotherTimeAppliesToTheChainOnly) {
     RunningServer server(secureServer());
     const Outcome outcome = explained(server.target(), {"--at", "2055-01-01"});
     EXPECT_EQ(outcome.status, 5);
@@ -146,7 +146,7 @@ TEST(ExplainPeer, serverThatBeginsInTheClearIsAskedForTlsFirst) {
 }
 
 // The first connection is for the chain, the second the library's own.
-TEST(ExplainPeer, agreementThatFailsTheSecondTimeIsTold) {
+TEST(ExplainPeer, startTlsThatFailsTheSecondTimeIsReported) {
     RunningServer server(switchableServer() + Words{"--starttls", "smtp"});
     const Words more = {"--starttls", "smtp", "--timeout", "1"};
     Relay once(server.port(), {});
@@ -164,7 +164,7 @@ TEST(ExplainPeer, agreementThatFailsTheSecondTimeIsTold) {
                          other + "\"}\n"));
 }
 
-TEST(ExplainPeer, serverThatIsGoneTheSecondTimeIsTold) {
+TEST(ExplainPeer, serverThatIsGoneTheSecondTimeIsReported) {
     for (const Words& serving :
          {secureServer(), switchableServer() + Words{"--starttls", "smtp"}}) {
         RunningServer server(serving + Words{"--count", "1"});
@@ -176,25 +176,25 @@ TEST(ExplainPeer, serverThatIsGoneTheSecondTimeIsTold) {
     }
 }
 
-TEST(ExplainPeer, serverThatOffersNoTlsSaysSo) {
+TEST(ExplainPeer, serverThatRefusesStartTlsIsReported) {
     ScriptedServer server({{"", "220 here\r\n"}, {"EHLO", "250 here\r\n"}});
     expectFailure(explained(server.target(), {"--starttls", "smtp"}), 4, "STARTTLS");
 }
 
-TEST(ExplainPeer, silenceInTheAgreementTimesOut) {
+TEST(ExplainPeer, silenceInTheStartTlsDialogTimesOut) {
     const Listener silent;
     expectFailure(explained("127.0.0.1:" + std::to_string(silent.port()),
                             {"--starttls", "imap", "--timeout", "1"}),
                   3, "timed out talking to 127.0.0.1:");
 }
 
-TEST(ExplainPeer, agreementWithoutAServerIsUsage) {
+TEST(ExplainPeer, startTlsWithoutAServerIsUsage) {
     const Outcome outcome = runTool({"explain", "--store", "x", "--starttls", "smtp"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("--starttls"));
 }
 
-TEST(ExplainPeer, nobodyThereCannotBeConnected) {
+TEST(ExplainPeer, closedPortCannotBeConnected) {
     const Listener nobody;
     expectFailure(explained("localhost:1"), 2, "cannot connect to localhost:1");
     expectFailure(explained("no-such-host.invalid:443"), 2, "cannot resolve");

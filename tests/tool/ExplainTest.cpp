@@ -93,7 +93,7 @@ TEST(Explain, wrongNameNamesBoth) {
     EXPECT_THAT(outcome.output, HasSubstr("remedy: connect by one of its names"));
 }
 
-TEST(Explain, selfSignedIsSaidSo) {
+TEST(Explain, selfSignedIsNamed) {
     expectFault(runTool(ofCase("self-signed") + forServer), "1", "self-signed",
                 "it is signed by itself", "have it issued by an authority");
 }
@@ -105,7 +105,7 @@ TEST(Explain, rootThatIsNoAnchorIsTheElementAtFault) {
                 "it isn't among the trust anchors here", "compare its thumbprint");
 }
 
-TEST(Explain, rootThatIsNotAtHandIsTheMissingIssuer) {
+TEST(Explain, unknownRootIsTheMissingIssuer) {
     expectFault(runTool(ofCase("untrusted") + forServer), "1", "missing-issuer",
                 "[O=case other-authority, CN=Other Authority]", "add it to the trust anchors");
 }
@@ -138,18 +138,18 @@ TEST(Explain, wrongUsageNamesTheUsages) {
                 "have a certificate issued with the usage server authentication");
 }
 
-TEST(Explain, weakKeyIsTold) {
+TEST(Explain, weakKeyIsReported) {
     expectFault(runTool(ofCase("weak-key") + forServer), "1", "signature",
                 "weaker than TLS asks for", "have a new one issued");
 }
 
-TEST(Explain, severalFaultsOfOneElementAllStandThere) {
+TEST(Explain, allFaultsOfAnElementAreShown) {
     const Outcome outcome = runTool(ofCase("expired") + forClient);
     expectFault(outcome, "1", "expired", "ended", "renewed");
     expectFault(outcome, "1", "usage", "isn't meant for client authentication", "issued with");
 }
 
-TEST(Explain, linesOfTheLibraryStandBesideIt) {
+TEST(Explain, linesOfTheLibraryAreShown) {
     const Outcome outcome = runTool(ofCase("expired") + forServer);
     EXPECT_THAT(
         outcome.output,
@@ -165,7 +165,7 @@ TEST(Explain, linesOfTheLibraryStandBesideIt) {
                           "[localhost]\n"));
 }
 
-TEST(Explain, anotherTimeGivesAnotherVerdict) {
+TEST(Explain, anotherTimeChangesTheResult) {
     EXPECT_EQ(runTool(ofCase("expired") + forServer + Words{"--at", "2020-06-01"}).status, 0);
     EXPECT_EQ(
         runTool(ofCase("server-rsa") + forServer + Words{"--at", "2051-01-01T00:00:00Z"}).status,
@@ -175,14 +175,14 @@ TEST(Explain, anotherTimeGivesAnotherVerdict) {
     EXPECT_THAT(later.output, HasSubstr("expired: "));
 }
 
-TEST(Explain, timeIsShownAsItIsUnderstood) {
+TEST(Explain, timeIsShownAsParsed) {
     EXPECT_THAT(runTool(ofCase("expired") + Words{"--at", "2020-06-01T12:34:56Z"}).output,
                 HasSubstr("judged for 2020-06-01 12:34:56 UTC\n"));
     EXPECT_THAT(runTool(ofCase("expired") + Words{"--at", "2020-02-29 05:10"}).output,
                 HasSubstr("judged for 2020-02-29 05:10:00 UTC\n"));
 }
 
-TEST(Explain, withoutAPurposeBothAreJudgedAndEitherWillDo) {
+TEST(Explain, withoutAPurposeEitherSuffices) {
     const Outcome outcome = runTool(ofCase("client"));
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.output, HasSubstr("for server authentication: not trusted\n"));
@@ -212,7 +212,7 @@ TEST(Explain, nameIsJudgedThoughTheChainIsRefused) {
                 HasSubstr("name: it isn't made out to [elsewhere.test]"));
 }
 
-TEST(Explain, certificateThatNoChainNeedsIsToldApart) {
+TEST(Explain, unusedCertificateIsMarked) {
     const auto file =
         written(contents(pki::file("server-rsa", "cert")) + contents(pki::file("client", "cert")));
     const Outcome outcome = runTool(ofFile(file) + forServer);
@@ -220,7 +220,7 @@ TEST(Explain, certificateThatNoChainNeedsIsToldApart) {
     EXPECT_THAT(outcome.output, HasSubstr("from the file; no chain needs it\n"));
 }
 
-TEST(Explain, textAroundAndKeysInAFileArePassedOver) {
+TEST(Explain, otherTextAndKeysInAFileAreSkipped) {
     const auto file = written("some words\n" + contents(pki::file("server-rsa", "key")) +
                               contents(pki::file("server-rsa", "cert")) + "more words\n");
     EXPECT_EQ(runTool(ofFile(file) + forServer).status, 0);
@@ -326,7 +326,7 @@ TEST(Explain, scriptGetsOneObjectALine) {
                           "authentication\"}\n"));
 }
 
-TEST(Explain, helpTellsFlagsAndExamples) {
+TEST(Explain, helpShowsFlagsAndExamples) {
     const Outcome outcome = runTool({"explain", "--help"});
     EXPECT_EQ(outcome.status, 0);
     for (const char* text : {"--file", "--store", "--name", "--at", "--json", "vexassl explain ",

@@ -17,7 +17,7 @@ std::string help(const Words& arguments) {
     return outcome.output;
 }
 
-// The lines behind a title up to the next empty one that start at the second column.
+// The lines after a title up to the next empty one that start at the second column.
 std::vector<std::string> listedUnder(const std::string& title, const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);

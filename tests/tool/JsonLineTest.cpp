@@ -14,7 +14,7 @@ TEST(JsonLine, withoutFieldsIsAnEmptyObject) {
     EXPECT_EQ(JsonLine().str(), "{}");
 }
 
-TEST(JsonLine, fieldsStandInTheOrderOfAdding) {
+TEST(JsonLine, fieldsKeepTheirOrder) {
     EXPECT_EQ(JsonLine()
                   .text("b", "x")
                   .number("a", -12)

@@ -31,7 +31,7 @@ public:
     }
     void expectEnd() const {
         if (at != text.size()) {
-            refuse("more behind the end");
+            refuse("more after the end");
         }
     }
 

@@ -1,5 +1,5 @@
 // Reads lines of JSON as strictly as a script's reader does: what is no object, has a name twice or
-// has anything behind it is refused.
+// has anything after it is refused.
 #pragma once
 
 #include <map>

@@ -1,4 +1,4 @@
-// The manual: it renders without a warning, tells of every flag, and its examples work as printed.
+// The manual: it renders without a warning, lists every flag, and its examples work as printed.
 #include "tool/Help.h"
 #include "tool/Tool.h"
 

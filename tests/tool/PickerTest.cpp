@@ -1,4 +1,4 @@
-// vexassl certificates --pick on a terminal of its own, as a user meets it.
+// vexassl certificates --pick on a terminal of its own, as a user sees it.
 #include "tool/StrangeCertificates.h"
 #include "tool/TerminalSession.h"
 #include "tool/Tool.h"
@@ -66,7 +66,7 @@ TEST_F(PickerOfTheTool, declinedIsAStatusAndALine) {
     }
 }
 
-TEST_F(PickerOfTheTool, hostileNamesSteerNoTerminal) {
+TEST_F(PickerOfTheTool, hostileNamesCannotControlTheTerminal) {
     own.put("zz.pem", contents(makeStrange({"evil\x1b]0;title\x07\x1b[2J", {}})));
     const Session session = pickOnTerminal(own, "3\n");
     EXPECT_EQ(session.status, 0);
@@ -75,7 +75,7 @@ TEST_F(PickerOfTheTool, hostileNamesSteerNoTerminal) {
     EXPECT_THAT(session.shown, HasSubstr("3. evil?]0;title??[2J"));
 }
 
-TEST_F(PickerOfTheTool, manyNamesFillNoScreen) {
+TEST_F(PickerOfTheTool, manyNamesAreTruncated) {
     std::vector<std::string> names;
     for (int i = 0; i < 10000; ++i) {
         names.push_back("host-" + std::to_string(i) + ".example.test");

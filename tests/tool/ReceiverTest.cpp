@@ -1,4 +1,4 @@
-// What the tool's overlapped receive leaves behind when the system denies it the wait.
+// What the tool's overlapped receive leaves when its wait fails.
 #include "common/Receiver.h"
 #include "fakes/CollectingLog.h"
 #include "integration/support/HostSocket.h"
@@ -32,7 +32,7 @@ private:
 
 // A receive that stayed pending would be written to when the socket closes, long after its state
 // has gone. The cut connection shows that it was ended.
-TEST(OverlappedReceiver, endsAReceiveThatItCannotWaitFor) {
+TEST(OverlappedReceiver, cancelsAReceiveThatItCannotWaitFor) {
 #ifdef VEXASSL_UNDER_SANITIZER
     GTEST_SKIP() << "the sanitizer itself needs a descriptor to look at an object's type";
 #endif

@@ -43,14 +43,14 @@ void expectEcho(std::uint16_t port, std::size_t size) {
     EXPECT_TRUE(echo == text) << echo.size() << " bytes of " << text.size();
 }
 
-TEST(ServeClosure, whatCameBeforeItIsEchoed) {
+TEST(ServeClosure, dataReadBeforeItIsEchoed) {
     RunningServer server(secureServer() + Words{"--overlapped"});
     for (const std::size_t size : {1U, 16000U, 33000U, 100000U}) {
         expectEcho(server.port(), size);
     }
 }
 
-TEST(ServeClosure, whatCameBeforeItIsEchoedByTheExample) {
+TEST(ServeClosure, dataReadBeforeItIsEchoedByTheExample) {
     RunningHost server(secureServer(), "overlapped_server", 3);
     const auto port = static_cast<std::uint16_t>(std::stoi(server.port()));
     for (const std::size_t size : {16000U, 33000U, 100000U}) {

@@ -1,5 +1,5 @@
-// vexassl serve among peers that mean it no good, hundreds at once, and on a system that has no
-// descriptors left: honest clients are served, and what is said stays readable.
+// vexassl serve with hundreds of hostile peers at once, and on a system without descriptors left:
+// honest clients are served, and the log stays readable.
 #include "fakes/Sweep.h"
 #include "integration/support/HostSocket.h"
 #include "tool/Tool.h"
@@ -150,7 +150,7 @@ void limitDescriptors(Command& server, rlim_t number) {
     ASSERT_EQ(::prlimit(server.processNumber(), RLIMIT_NOFILE, &limit, nullptr), 0);
 }
 
-TEST(ServeCrowd, wantOfDescriptorsIsToldOnceAndEndsWithIt) {
+TEST(ServeCrowd, lackOfDescriptorsIsReportedOnceAndPasses) {
     RunningServer server(secureServer(pki::localhostElliptic) + Words{"--timeout", "30"});
     std::size_t served = 0;
     expectHonestService(server, 1, served);
@@ -176,7 +176,7 @@ TEST(ServeCrowd, wantOfDescriptorsIsToldOnceAndEndsWithIt) {
 
 // Each connection at once needs a descriptor; the ones beyond wait in the queue instead of taking
 // what those that are served need.
-TEST(ServeCrowd, moreConnectionsThanDescriptorsAreNeverTaken) {
+TEST(ServeCrowd, neverAcceptsMoreConnectionsThanDescriptors) {
     RunningServer server(secureServer(pki::localhostElliptic) +
                              Words{"--overlapped", "--timeout", "4"},
                          {"prlimit", "--nofile=64:64"});
@@ -195,7 +195,7 @@ TEST(ServeCrowd, moreConnectionsThanDescriptorsAreNeverTaken) {
 }
 
 // With a descriptor left for the listener and none to wait with.
-TEST(ServeCrowd, whoCannotWaitForPeersIsNotSaidToHaveEndedWell) {
+TEST(ServeCrowd, failedWaitForPeersIsAFailure) {
 #ifdef VEXASSL_UNDER_SANITIZER
     GTEST_SKIP() << "the sanitizer itself needs a descriptor to look at an object's type";
 #endif

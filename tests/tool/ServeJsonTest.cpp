@@ -24,7 +24,7 @@ std::vector<JsonObject> toldBy(RunningServer& server) {
     return readObjects(server.command().output());
 }
 
-TEST(ServeJson, tellsWhereItListensAndWhatBecomesOfAConnection) {
+TEST(ServeJson, reportsItsAddressAndEachConnection) {
     RunningServer server(secureServer() + Words{"--json", "--count", "1"});
     const Outcome client = runTool(Words{"connect", server.target()} + secureClient(),
                                    Command::Input::text("not for the script"));
@@ -135,7 +135,7 @@ TEST(ServeJson, everyConnectionThatBeganHasEndedBeforeTheServer) {
     EXPECT_THAT(ofType(told, "ended"), SizeIs(2));
 }
 
-TEST(ServeJson, fullDiskIsUsageBeforeAnybodyCalls) {
+TEST(ServeJson, fullDiskIsUsageBeforeAClientConnects) {
     for (const Words& more : {Words{"--json"}, Words{}}) {
         Command server(Words{VEXASSL_TOOL, "serve", "--port", "0"} + more, Command::Input::none(),
                        "/dev/full");
@@ -144,8 +144,8 @@ TEST(ServeJson, fullDiskIsUsageBeforeAnybodyCalls) {
     }
 }
 
-// A reader that takes the first line only, and leaves the pipe full behind it. The stop comes once
-// there is a thread more, that of the connection, which is to be told of.
+// A reader that takes the first line only, and leaves the pipe full after it. The stop comes once
+// there is one more thread, that of the connection to be reported.
 constexpr const char* stopBehindAFullPipe = R"sh(
     set -e
     pipe=$(mktemp -u) && mkfifo "$pipe" && exec 3<>"$pipe" && rm "$pipe"
@@ -161,13 +161,13 @@ constexpr const char* stopBehindAFullPipe = R"sh(
     kill -TERM $server
     wait $server)sh";
 
-TEST(ServeJson, stopEndsTheServerThoughNobodyReads) {
+TEST(ServeJson, stopEndsTheServerWithoutAReader) {
     Command script({"bash", "-c", stopBehindAFullPipe, VEXASSL_TOOL});
     EXPECT_EQ(script.exitStatus(), 1) << script.errors();
 }
 
-// The reader goes away behind the first line.
-TEST(ServeJson, readerThatGoesAwayEndsNoConnection) {
+// The reader closes after the first line.
+TEST(ServeJson, closingReaderEndsNoConnection) {
     const auto ready = freshFile(".ready");
     Command server({"bash", "-c",
                     "set -o pipefail; \"$0\" serve --port 0 --json --count 1 | "

@@ -30,7 +30,7 @@ int statusOf(const Words& words) {
 
 // --- --count.
 
-TEST(ServeCount, endsBehindTheWantedConnections) {
+TEST(ServeCount, endsAfterTheRequestedConnections) {
     RunningServer server(secureServer() + Words{"--count", "2"});
     EXPECT_EQ(statusOf(client(server)), 0);
     EXPECT_TRUE(server.command().running());
@@ -51,7 +51,7 @@ TEST(ServeCount, waitsForTheLastToEnd) {
     EXPECT_EQ(server.command().exitStatus(), 0);
 }
 
-TEST(ServeCount, statusIsThatOfTheFirstThatWentWrong) {
+TEST(ServeCount, statusIsThatOfTheFirstFailure) {
     RunningServer server(secureServer() + Words{"--count", "2"});
     {
         const HostSocket rude = rawConnection(server.port());
@@ -62,7 +62,7 @@ TEST(ServeCount, statusIsThatOfTheFirstThatWentWrong) {
     EXPECT_EQ(server.command().exitStatus(), 4) << server.command().errors();
 }
 
-TEST(ServeCount, aSignalEndsItWellBefore) {
+TEST(ServeCount, signalEndsItWithSuccess) {
     RunningServer server(secureServer() + Words{"--count", "9"});
     server.command().signal(SIGTERM);
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
@@ -70,7 +70,7 @@ TEST(ServeCount, aSignalEndsItWellBefore) {
 
 // --- --max-connections.
 
-TEST(ServeBound, oneTooManyWaitsUntilThereIsRoom) {
+TEST(ServeBound, connectionAboveTheMaximumWaits) {
     RunningServer server(secureServer() + Words{"--max-connections", "2"});
     std::vector<std::unique_ptr<Command>> clients;
     for (int i = 0; i < 2; ++i) {
@@ -86,7 +86,7 @@ TEST(ServeBound, oneTooManyWaitsUntilThereIsRoom) {
     EXPECT_NE(waitReadable({queued.handle()}, 1000 * timeoutSeconds), 0U);
 }
 
-TEST(ServeBound, aFullServerStillStops) {
+TEST(ServeBound, fullServerStops) {
     RunningServer server(secureServer() + Words{"--max-connections", "1"});
     Command only(client(server), Command::Input::open());
     only.say("in");
@@ -95,13 +95,13 @@ TEST(ServeBound, aFullServerStillStops) {
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
-TEST(ServeBound, noRoomForAnyIsUsage) {
+TEST(ServeBound, maximumOfZeroIsUsage) {
     EXPECT_EQ(runTool({"serve", "--port", "0", "--max-connections", "0"}).status, 1);
 }
 
 // --- --expect-client.
 
-TEST(ServeExpectClient, takesTheNamedClientAndNoOther) {
+TEST(ServeExpectClient, acceptsTheNamedClientAndNoOther) {
     RunningServer server(secureServer() + Words{"--expect-client", "other.test,client.test"});
     const Words known = secureClient({{"ClientCertificateToSendName", pki::client}});
     EXPECT_EQ(statusOf(client(server, known)), 0);
@@ -114,7 +114,7 @@ TEST(ServeExpectClient, takesTheNamedClientAndNoOther) {
         << server.command().errors();
 }
 
-TEST(ServeExpectClient, anyIsEveryTrustedClient) {
+TEST(ServeExpectClient, anyAcceptsEveryTrustedClient) {
     RunningServer server(secureServer() + Words{"--expect-client", "Any"});
     const Words known = secureClient({{"ClientCertificateToSendName", pki::clientWithTwoNames}});
     EXPECT_EQ(statusOf(client(server, known)), 0);
@@ -138,7 +138,7 @@ void leaveLittleRoom(Command& server) {
     ASSERT_EQ(::prlimit(server.processNumber(), RLIMIT_AS, &limit, nullptr), 0);
 }
 
-TEST(ServeLoop, wantOfThreadsCostsAConnectionAndNeverHangsTheServer) {
+TEST(ServeLoop, lackOfThreadsCostsAConnectionAndNeverHangsTheServer) {
 #ifdef VEXASSL_UNDER_SANITIZER
     GTEST_SKIP() << "a sanitizer needs the address space that this test takes away";
 #endif

@@ -65,11 +65,11 @@ void expectBytesComeBack(const Words& serverArguments, std::size_t size) {
     EXPECT_TRUE(client.output() == contents(file)) << "the bytes differ";
 }
 
-TEST(Serve, sixtyFourMebibytesComeBackByteForByte) {
+TEST(Serve, sixtyFourMebibytesAreEchoed) {
     expectBytesComeBack(secureServer(), std::size_t{64} << 20);
 }
 
-TEST(Serve, overlappedServiceBringsEveryByteBack) {
+TEST(Serve, overlappedServiceEchoesEveryByte) {
     expectBytesComeBack(secureServer() + Words{"--overlapped"}, std::size_t{16} << 20);
 }
 
@@ -86,7 +86,7 @@ TEST(Serve, echoComesBeforeTheInputEnds) {
     }
 }
 
-TEST(Serve, plainTextWithoutConfiguration) {
+TEST(Serve, servesPlainTextWithoutConfiguration) {
     for (const Words& more : {Words{}, Words{"--overlapped"}}) {
         RunningServer server(plainText() + more);
         const Outcome outcome =
@@ -97,7 +97,7 @@ TEST(Serve, plainTextWithoutConfiguration) {
     }
 }
 
-TEST(Serve, configuredPlainTextIsSaidSo) {
+TEST(Serve, configuredPlainTextIsReported) {
     RunningServer server(configured({{"UseEncryption", "False"}}));
     EXPECT_TRUE(server.command().complains("this is plain text"));
     const Outcome outcome =
@@ -116,7 +116,7 @@ TEST(Serve, listensOnIpv6) {
     EXPECT_EQ(outcome.output, "six");
 }
 
-TEST(Serve, manyConnectionsAtOnce) {
+TEST(Serve, servesManyConnectionsAtOnce) {
     RunningServer server(secureServer());
     std::vector<std::unique_ptr<Command>> clients;
     for (int i = 0; i < 20; ++i) {
@@ -134,7 +134,7 @@ TEST(Serve, manyConnectionsAtOnce) {
     }
 }
 
-TEST(Serve, slowHandshakeDoesNotHoldUpOthers) {
+TEST(Serve, slowHandshakeDoesNotDelayOthers) {
     RunningServer server(secureServer());
     const HostSocket silent = rawConnection(server.port());
     const HostSocket slow = rawConnection(server.port());
@@ -144,7 +144,7 @@ TEST(Serve, slowHandshakeDoesNotHoldUpOthers) {
     EXPECT_EQ(outcome.output, "past them") << outcome.errors;
 }
 
-TEST(Serve, failedHandshakeIsOneLineAndTheServerGoesOn) {
+TEST(Serve, failedHandshakeIsOneLineAndTheServerContinues) {
     RunningServer server(secureServer());
     const HostSocket rude = rawConnection(server.port());
     ASSERT_TRUE(sendRaw(rude, "GET / HTTP/1.0\r\n\r\n"));
@@ -154,7 +154,7 @@ TEST(Serve, failedHandshakeIsOneLineAndTheServerGoesOn) {
     EXPECT_EQ(runTool(Words{"connect", server.target()} + secureClient()).status, 0);
 }
 
-TEST(Serve, descriptorsAreBackAfterTwoHundredConnections) {
+TEST(Serve, descriptorsAreReleasedAfterTwoHundredConnections) {
     RunningServer server(secureServer());
     ASSERT_EQ(runTool(Words{"connect", server.target()} + secureClient()).status, 0);
     const HostSocket marker = rawConnection(server.port());
@@ -178,7 +178,7 @@ TEST(Serve, silentClientIsEndedInTheHandshake) {
     EXPECT_TRUE(server.command().complains("vexassl: #1: timed out during the handshake"));
 }
 
-TEST(Serve, clientThatFeedsSingleBytesIsEndedInTheHandshake) {
+TEST(Serve, clientThatSendsSingleBytesIsEndedInTheHandshake) {
     RunningServer server(secureServer() + Words{"--timeout", "1"});
     const HostSocket slow = rawConnection(server.port());
     ASSERT_TRUE(sendRaw(slow, beginningOfARecord));
@@ -186,7 +186,7 @@ TEST(Serve, clientThatFeedsSingleBytesIsEndedInTheHandshake) {
     EXPECT_TRUE(server.command().complains("vexassl: #1: timed out during the handshake"));
 }
 
-TEST(Serve, silentConnectionIsEndedBehindTheHandshake) {
+TEST(Serve, silentConnectionIsEndedAfterTheHandshake) {
     for (const Words& more : {Words{}, Words{"--overlapped"}}) {
         RunningServer server(secureServer() + Words{"--timeout", "3"} + more);
         Command client(connectTo(server.target(), secureClient()), Command::Input::open());
@@ -195,7 +195,7 @@ TEST(Serve, silentConnectionIsEndedBehindTheHandshake) {
     }
 }
 
-TEST(Serve, webRequestFedByteByByteIsEnded) {
+TEST(Serve, webRequestSentByteByByteIsEnded) {
     RunningServer server(Words{"--www", "--timeout", "1"});
     const HostSocket slow = rawConnection(server.port());
     EXPECT_TRUE(isEndedWhileFed(slow));
@@ -215,7 +215,7 @@ TEST(Serve, clientThatNeverReadsIsEnded) {
     EXPECT_TRUE(server.command().complains("vexassl: #1: timed out"));
 }
 
-TEST(Serve, signalsEndItInGoodOrder) {
+TEST(Serve, signalsEndItOrderly) {
     for (const int number : {SIGTERM, SIGINT}) {
         RunningServer server(secureServer());
         const HostSocket silent = rawConnection(server.port());
@@ -232,7 +232,7 @@ TEST(Serve, signalsEndItInGoodOrder) {
     }
 }
 
-TEST(Serve, signalEndsAnOverlappedServerInGoodOrder) {
+TEST(Serve, signalEndsAnOverlappedServerOrderly) {
     RunningServer server(secureServer() + Words{"--overlapped"});
     Command client(connectTo(server.target(), secureClient()), Command::Input::open());
     client.say("hello");

@@ -55,7 +55,7 @@ const std::vector<Consent>& consents() {
 
 class StarttlsConnect : public ::testing::TestWithParam<Consent> {};
 
-TEST_P(StarttlsConnect, beginsTheHandshakeBehindTheConsent) {
+TEST_P(StarttlsConnect, beginsTheHandshakeAfterTheConsent) {
     std::vector<Line> script = GetParam().script;
     script.push_back({"\x16\x03", ""});
     ScriptedServer server(script, ScriptedServer::Ending::closes);
@@ -63,18 +63,18 @@ TEST_P(StarttlsConnect, beginsTheHandshakeBehindTheConsent) {
     EXPECT_EQ(outcome.status, 4) << "a server that says no more: " << outcome.errors;
     const std::string heard = server.heard();
     const std::string& last = GetParam().script.back().heard;
-    const std::size_t behind = heard.find(last) + last.size();
-    EXPECT_EQ(heard.substr(behind, 2), "\x16\x03") << "a record of a handshake";
+    const std::size_t next = heard.find(last) + last.size();
+    EXPECT_EQ(heard.substr(next, 2), "\x16\x03") << "a record of a handshake";
 }
 
-TEST_P(StarttlsConnect, refusesClearTextBehindTheConsent) {
+TEST_P(StarttlsConnect, refusesClearTextAfterTheConsent) {
     std::vector<Line> script = GetParam().script;
     script.back().said += "* an answer to nothing\r\n";
     expectRefusal(GetParam().protocol, script,
-                  GetParam().protocol + ": the server sent clear text behind its agreement to TLS");
+                  GetParam().protocol + ": the server sent clear text after its consent to TLS");
 }
 
-TEST_P(StarttlsConnect, neverTakesLaterClearTextForProtectedText) {
+TEST_P(StarttlsConnect, laterClearTextFailsTheHandshake) {
     std::vector<Line> script = GetParam().script;
     script.push_back({"\x16\x03", "* an answer to nothing\r\n"});
     expectRefusal(GetParam().protocol, script, "no secure connection");
@@ -87,7 +87,7 @@ TEST_P(StarttlsConnect, timesOutOnASilentServer) {
     EXPECT_THAT(outcome.errors, HasSubstr("timed out agreeing on TLS with " + server.target()));
 }
 
-TEST_P(StarttlsConnect, saysThatTheServerClosed) {
+TEST_P(StarttlsConnect, reportsThatTheServerClosed) {
     ScriptedServer server(std::vector<Line>{}, ScriptedServer::Ending::closes);
     const Outcome outcome = connected(server, GetParam().protocol);
     EXPECT_EQ(outcome.status, 4) << outcome.errors;
@@ -116,7 +116,7 @@ TEST(StarttlsSmtp, refusalsAreOneLine) {
     expectRefusal("smtp", {{"", "\r\n"}}, "smtp: expected 220 of the server, got []");
 }
 
-TEST(StarttlsSmtp, endlessTalkIsRefused) {
+TEST(StarttlsSmtp, endlessDialogIsRefused) {
     std::string babble;
     for (int i = 0; i < 300; ++i) {
         babble += "220-more\r\n";
@@ -182,7 +182,7 @@ TEST(StarttlsLdap, refusalsAreOneLine) {
                   noMessage);
 }
 
-// --- What the handshake behind the consent says.
+// --- What the handshake after the consent reports.
 
 TEST(StarttlsOutcome, theHandshakesCauseIsTheStatus) {
     const auto statusWith = [](const std::string& certificate) {

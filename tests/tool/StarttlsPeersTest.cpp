@@ -106,7 +106,7 @@ void converse(const std::string& protocol, std::uint16_t port, const std::string
                 HasSubstr(", peer [O=case server-rsa, CN=localhost], issued by ["));
     client.say(question);
     EXPECT_TRUE(client.shows(answer)) << client.output() << client.errors();
-    // The servers close at once behind their last answer, which may take that answer along.
+    // The servers close at once after their last answer, which may take that answer along.
     client.say(goodbye);
     client.closeInput();
     EXPECT_EQ(client.exitStatus(), 0) << client.errors();

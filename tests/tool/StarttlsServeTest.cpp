@@ -110,13 +110,13 @@ TEST(StarttlsServe, overlappedReceivesTakeMailToo) {
         server.command().complains("message from <> for <c@d.test>, 100002 bytes, thrown away"));
 }
 
-TEST(StarttlsServe, forgetsAtTheSwitchWhatWasSaidBefore) {
+TEST(StarttlsServe, forgetsTheClearDialogAtTheSwitch) {
     RunningServer server(mailServer());
     const Outcome outcome = sayInTls(server, "MAIL FROM:<a@b.test>\r\nQUIT\r\n");
     EXPECT_THAT(outcome.output, StartsWith("503 ")) << "no EHLO inside TLS yet";
 }
 
-TEST(StarttlsServe, asksForTheRightOrder) {
+TEST(StarttlsServe, requiresTheRightOrder) {
     RunningServer server(mailServer());
     const Outcome outcome =
         sayInTls(server, "EHLO\r\nEHLO x\r\nSTARTTLS\r\nDATA\r\nRCPT TO:<a@b>\r\nMAIL FROM:a@b\r\n"
@@ -141,7 +141,7 @@ TEST(StarttlsServe, bareLineFeedsDoNotEndAMessage) {
     EXPECT_THAT(server.command().errors(), Not(HasSubstr("smuggled")));
 }
 
-TEST(StarttlsServe, clearTextBehindTheCommandIsRefused) {
+TEST(StarttlsServe, clearTextAfterTheCommandIsRefused) {
     RunningServer server(mailServer());
     ClearClient client(server.port());
     client.hear("\r\n");
@@ -149,11 +149,11 @@ TEST(StarttlsServe, clearTextBehindTheCommandIsRefused) {
     client.hear("250 HELP\r\n");
     client.say("STARTTLS\r\nMAIL FROM:<attacker@b.test>\r\n");
     EXPECT_THAT(client.hearToTheEnd(), StartsWith("554 "));
-    EXPECT_TRUE(server.command().complains("vexassl: #1: refused: clear text behind STARTTLS"));
+    EXPECT_TRUE(server.command().complains("vexassl: #1: refused: clear text after STARTTLS"));
     EXPECT_THAT(server.command().errors(), Not(HasSubstr("attacker")));
 }
 
-TEST(StarttlsServe, clearTextBehindTheConsentFailsTheHandshake) {
+TEST(StarttlsServe, clearTextAfterTheConsentFailsTheHandshake) {
     RunningServer server(mailServer());
     ClearClient client(server.port());
     client.hear("\r\n");
@@ -185,7 +185,7 @@ TEST(StarttlsServe, tooManyErrorsEndTheConnection) {
     EXPECT_THAT(client.hearToTheEnd(), StartsWith("421 "));
 }
 
-TEST(StarttlsServe, recipientsAreBounded) {
+TEST(StarttlsServe, recipientsAreLimited) {
     RunningServer server(mailServer());
     std::string script = "EHLO x\r\nMAIL FROM:<a@b>\r\n";
     for (int i = 0; i < 101; ++i) {
@@ -195,7 +195,7 @@ TEST(StarttlsServe, recipientsAreBounded) {
     EXPECT_THAT(outcome.output, HasSubstr("\r\n452 4.5.3 too many recipients\r\n221 "));
 }
 
-TEST(StarttlsServe, tooLargeAMessageEndsTheConnection) {
+TEST(StarttlsServe, tooLargeMessageEndsTheConnection) {
     RunningServer server(mailServer());
     Command client(connectTo(server.target(), switchable() + Words{"--starttls", "smtp"}),
                    Command::Input::text("EHLO x\r\nMAIL FROM:<a@b>\r\nRCPT TO:<c@d>\r\nDATA\r\n" +
@@ -215,7 +215,7 @@ TEST(StarttlsServe, silentClientIsEndedAtEveryStage) {
     EXPECT_TRUE(server.command().complains("vexassl: #2: timed out during the handshake"));
 }
 
-TEST(StarttlsServe, signalEndsItInGoodOrder) {
+TEST(StarttlsServe, signalEndsItOrderly) {
     RunningServer server(mailServer());
     ClearClient inTheClear(server.port());
     inTheClear.hear("\r\n");
@@ -228,7 +228,7 @@ TEST(StarttlsServe, signalEndsItInGoodOrder) {
     EXPECT_EQ(inTheClear.hearToTheEnd(), "");
 }
 
-TEST(StarttlsServe, expectsAClientsCertificateInsideTls) {
+TEST(StarttlsServe, requiresAClientCertificateInsideTls) {
     RunningServer server(mailServer({"--expect-client", "client.test"}));
     const Outcome without = sayInTls(server, "QUIT\r\n");
     EXPECT_EQ(without.output, "") << "it isn't told, but nothing is answered";
@@ -261,7 +261,7 @@ TEST(StarttlsConfiguration, otherEncryptionIsUsage) {
     }
 }
 
-TEST(StarttlsConfiguration, aClientThatMustBeKnownIsNeverServedInTheClear) {
+TEST(StarttlsConfiguration, requiredClientCertificateIsNeverServedInTheClear) {
     expectUsage(Words{"serve", "--port", "0", "--expect-client", "Any"} + switchableServer(),
                 "--expect-client needs a configuration with encryption");
 }
@@ -311,7 +311,7 @@ TEST(StarttlsConfiguration, withoutTheSwitchOverlappedReceivesWorkInTheClear) {
     EXPECT_EQ(outcome.output, text);
 }
 
-TEST(StarttlsConfiguration, withoutTheSwitchItIsSaidThatTextGoesInTheClear) {
+TEST(StarttlsConfiguration, clearTextWithoutTheSwitchIsReported) {
     RunningServer server(switchableServer());
     EXPECT_TRUE(server.command().complains("without --starttls this is plain text"));
     const Outcome outcome = runTool(Words{"connect", server.target()} + switchable(),

@@ -69,7 +69,8 @@ private:
     std::unique_ptr<Command> program;
 };
 
-// A program of the newest version that is installed; a path that doesn't exist when there is none.
+// A program of the newest version that is installed; a path that doesn't exist when none is
+// installed.
 std::filesystem::path postgresProgram(const std::string& name);
 
 } // namespace VexaSsl::test

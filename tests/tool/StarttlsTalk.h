@@ -1,4 +1,4 @@
-// The two ends of a talk in the clear, without any library behind them: a server that plays a
+// The two ends of a dialog in the clear, without any library: a server that plays a
 // script to vexassl connect, and a client that says what it likes to vexassl serve.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Certificates that nobody would issue, and folders to put certificates in. Made by the openssl
+// Certificates that no authority issues, and folders to put certificates in. Made by the openssl
 // program where the tests run.
 #pragma once
 
@@ -11,8 +11,7 @@ namespace VexaSsl::test {
 struct StrangeCertificate {
     std::string commonName;            // bytes as they are
     std::vector<std::string> dnsNames; // plain ones; may be thousands
-    std::string alternativeNames =
-        ""; // in the place of dnsNames: a value for openssl's configuration
+    std::string alternativeNames = ""; // instead of dnsNames: a value for openssl's configuration
 };
 
 // A file with a certificate, signed by its own key, and that key.
@@ -28,7 +27,7 @@ public:
 
     // A file of my/ with that content.
     void put(const std::string& name, const std::string& content) const;
-    // The tests' case, with certificate, key and helpers as it stands in their store.
+    // The tests' case, with certificate, key and helpers as it is in their store.
     void putCase(const std::string& name) const;
 
     const std::filesystem::path folder;

@@ -1,4 +1,4 @@
-// A program on a terminal of its own, as a user meets it. Every wait is bounded, and the destructor
+// A program on a terminal of its own, as a user sees it. Every wait is bounded, and the destructor
 // ends the program by its process number.
 //
 // Used by one thread.
@@ -30,7 +30,7 @@ public:
     TerminalSession& operator=(const TerminalSession&) = delete;
 
     void type(std::string_view keys);
-    // Waits until the text stands on the terminal; false when time is up or the program ended
+    // Waits until the terminal shows the text; false when time is up or the program ended
     // without it.
     bool shows(std::string_view text);
     // Reads to the program's end. Result: the exit status, 128 and the number for a signal, -1 when

@@ -14,7 +14,7 @@ TEST(Text, overlongAndSurrogateSpellingsAreNoUtf8) {
     }
 }
 
-TEST(Text, bordersOfEveryLengthAreUtf8) {
+TEST(Text, boundariesOfEveryLengthAreUtf8) {
     for (const char* bytes :
          {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
           "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
@@ -34,7 +34,7 @@ TEST(Text, printableTextHasNoControlCharactersButTabs) {
     EXPECT_EQ(printableText(std::string_view("a\x1B[31m\tb\n\x7F\xC2\x9B")), "a?[31m\tb???");
 }
 
-TEST(Text, printableTextNeverTurnsItsDirection) {
+TEST(Text, printableTextNeverChangesDirection) {
     for (const char32_t point :
          {U'\u202A', U'\u202E', U'\u2066', U'\u2069', U'\u200E', U'\u200F', U'\u061C'}) {
         EXPECT_EQ(printableText(std::u32string{U'a', point, U'b'}), "a?b");
@@ -42,15 +42,15 @@ TEST(Text, printableTextNeverTurnsItsDirection) {
     EXPECT_EQ(printableText(std::u32string(U"\u05D0\u2029\u200D")), "\u05D0\u2029\u200D");
 }
 
-TEST(Text, printableTextLeavesZeroCharactersOut) {
+TEST(Text, printableTextHasNoZeroCharacters) {
     EXPECT_EQ(printableText(std::wstring_view(L"a\0b\0", 4)), "ab");
 }
 
-TEST(Text, widenedBytesComeBackAsTheTextThatWasWritten) {
+TEST(Text, widenedBytesAreRestored) {
     EXPECT_EQ(charactersOfFileText(widenedBytes("M\xC3\xBCller")), U"M\u00FCller");
 }
 
-TEST(Text, fileTextThatIsNoUtf8StaysAsItIs) {
+TEST(Text, fileTextThatIsNoUtf8IsUnchanged) {
     EXPECT_EQ(charactersOfFileText(widenedBytes("M\xFCller")), U"M\u00FCller");
     EXPECT_EQ(charactersOfFileText(L"\u20AC\u00C3\u00BC"), U"\u20AC\u00C3\u00BC");
 }

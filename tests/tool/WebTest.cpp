@@ -70,7 +70,7 @@ TEST(Web, otherMethodsAreNotAllowed) {
     EXPECT_NE(outcome.output.find("405"), std::string::npos) << outcome.errors;
 }
 
-TEST(Web, nonsenseIsABadRequest) {
+TEST(Web, invalidRequestIsABadRequest) {
     RunningServer server(Words{"--www"});
     for (const char* request : {"\r\n\r\n", "GET\r\n\r\n", "GET /\r\n\r\n", "GET / FTP/1.0\r\n\r\n",
                                 "nonsense \r\n\r\n"}) {

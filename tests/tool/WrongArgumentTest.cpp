@@ -20,7 +20,7 @@ void expectLine(const Words& arguments, const std::string& line) {
     EXPECT_EQ(outcome.errors, "vexassl: " + line + "\n");
 }
 
-TEST(WrongArguments, withoutACommandTheCommandsAreTold) {
+TEST(WrongArguments, withoutACommandTheCommandsAreListed) {
     expectLine({}, "give a command: " + commandNames + " (see vexassl --help)");
 }
 
@@ -31,7 +31,7 @@ TEST(WrongArguments, unknownCommandIsNamed) {
     }
 }
 
-TEST(WrongArguments, missingValueIsAskedForAsTheHelpSpellsIt) {
+TEST(WrongArguments, missingValueIsNamedAsInTheHelp) {
     expectLine({"connect", "localhost:1", "--ini"},
                "--ini wants a value: --ini FILE (see vexassl connect --help)");
     expectLine({"serve", "--port"}, "--port wants a value: --port N (see vexassl serve --help)");
@@ -42,7 +42,7 @@ TEST(WrongArguments, flagGivenTwiceIsNamed) {
                "--ini may be given once only (see vexassl check --help)");
 }
 
-TEST(WrongArguments, folderInThePlaceOfTheIniFileIsNamed) {
+TEST(WrongArguments, folderInsteadOfTheIniFileIsNamed) {
     const Outcome outcome = runTool({"connect", "localhost:1", "--ini", "/tmp"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(failureLines(outcome.errors), 1) << outcome.errors;
@@ -55,7 +55,7 @@ TEST(WrongArguments, targetInBracketsLacksItsPort) {
                                    "[::1]:443");
 }
 
-TEST(WrongArguments, surplusIsToldInItsOrder) {
+TEST(WrongArguments, surplusArgumentsAreListedInOrder) {
     expectLine({"check", "serve", "--port", "0"},
                "not expected here: [serve] [--port] [0] (see vexassl check --help)");
 }
@@ -66,7 +66,7 @@ TEST(WrongArguments, controlCharactersOfAnArgumentDoNotReachTheTerminal) {
     EXPECT_EQ(outcome.errors.find('\x1b'), std::string::npos);
 }
 
-TEST(WrongArguments, argumentWithoutANameIsCalledAsInTheHelp) {
+TEST(WrongArguments, positionalArgumentIsNamedAsInTheHelp) {
     expectLine({"connect"}, "HOST:PORT is required (see vexassl connect --help)");
     expectLine({"explain", "localhost:1", "--file", "x"},
                "HOST:PORT excludes --file (see vexassl explain --help)");

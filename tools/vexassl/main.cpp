@@ -1,4 +1,5 @@
-// vexassl: connections by the library from the command line, and its administration.
+// vexassl: connections through the library from the command line, and administration of the
+// library.
 #include "Commands.h"
 #include "common/CommandLine.h"
 #include "common/ExitStatus.h"
@@ -15,7 +16,7 @@ namespace {
 
 using namespace VexaSsl::tool;
 
-// One line for a user: an argument of theirs may hold a line end, or worse.
+// Prints one line for the user. An argument in it may hold a line end or control characters.
 int failed(ExitStatus status, std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');

@@ -50,12 +50,12 @@ void readUsages(PCCERT_CONTEXT certificate, CertificateFacts& facts) {
     DWORD size = 0;
     constexpr DWORD flags = CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG;
     if (!platform::CertGetEnhancedKeyUsage(certificate, flags, nullptr, &size)) {
-        // Without the extension; whatever else may be wrong with it must not pass for any usage.
+        // Only a missing extension means any usage; an error while reading it doesn't.
         facts.restricted = platform::GetLastError() != static_cast<DWORD>(CRYPT_E_NOT_FOUND);
         return;
     }
     facts.restricted = true;
-    // The platform lays a structure and its texts out in this memory.
+    // The platform writes a structure and its texts into this memory.
     std::vector<std::max_align_t> memory(size / sizeof(std::max_align_t) + 1);
     auto* usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
     if (!platform::CertGetEnhancedKeyUsage(certificate, flags, usage, &size)) {
@@ -87,12 +87,12 @@ bool breaksLine(char32_t point) {
 } // namespace
 
 CertificateFacts factsOf(PCCERT_CONTEXT certificate) {
-    LogCollector unheard;
+    LogCollector ignoredLog;
     CertificateFacts facts;
     facts.name = nameOf(certificate, CERT_NAME_FRIENDLY_DISPLAY_TYPE, 0);
     facts.subject = nameOf(certificate, CERT_NAME_RDN_TYPE, 0);
     facts.issuer = nameOf(certificate, CERT_NAME_RDN_TYPE, CERT_NAME_ISSUER_FLAG);
-    facts.names = CertificateInspector(unheard).getAllNames(certificate);
+    facts.names = CertificateInspector(ignoredLog).getAllNames(certificate);
     facts.notBefore = utcTimeOf(certificate->pCertInfo->NotBefore);
     facts.notAfter = utcTimeOf(certificate->pCertInfo->NotAfter);
     readUsages(certificate, facts);

@@ -1,5 +1,5 @@
-// What is printed on a certificate, as texts and moments. Names on it were chosen by whoever made
-// it: they go to a terminal through shownName only.
+// The contents of a certificate as texts and times. Its issuer chose the names: print them through
+// shownName only.
 //
 // Plain values; any thread.
 #pragma once
@@ -14,29 +14,30 @@
 namespace VexaSsl::tool {
 
 struct CertificateFacts {
-    std::wstring name;    // to call it by
+    std::wstring name;    // the display name
     std::wstring subject; // "CN=one, O=two"
     std::wstring issuer;
     std::vector<std::wstring> names; // DNS names
     UtcTime notBefore = 0;
     UtcTime notAfter = 0;
-    bool restricted = false;         // it has the extension that lists usages; without it, any
+    bool restricted =
+        false; // it has the extension that lists usages; without it, any usage is allowed
     std::vector<std::string> usages; // object identifiers
     std::string thumbprint;          // SHA-1 as Windows' consoles show it, in hexadecimal
-    std::string sha256;              // empty where the platform doesn't tell
+    std::string sha256;              // empty if the platform doesn't report it
 };
 
 CertificateFacts factsOf(PCCERT_CONTEXT certificate);
 
-// Both are the same certificate, to the last byte.
+// Whether both are the same certificate, byte by byte.
 bool areSame(PCCERT_CONTEXT left, PCCERT_CONTEXT right);
 
-// "server authentication" for an identifier that has a name here, else the identifier.
+// Returns "server authentication" for an identifier that has a name here, else the identifier.
 std::string usageName(const std::string& identifier);
 
-// For a person: what could steer a terminal or turn the direction of text becomes "?".
+// For a user: characters that could control a terminal or change the direction of text become "?".
 std::string shownLine(std::wstring_view text);
-// The same; a name too long to read is cut.
+// The same, truncated when it is too long to read.
 std::string shownName(std::wstring_view text);
 // "one, two and 9998 more"; "none" for an empty list.
 std::string shownNames(const std::vector<std::wstring>& names);
@@ -44,9 +45,9 @@ std::string shownUsages(const CertificateFacts& facts);
 // The name, or the subject of a certificate without one.
 std::string shownTitle(const CertificateFacts& facts);
 
-// Lines of "label  value" for a person, indented; title and line ends excluded.
+// Returns lines of "label  value" for a user, without title and line ends.
 std::vector<std::string> factLines(const CertificateFacts& facts);
-// The same for a script, complete.
+// Adds every fact, for a script.
 void addFacts(JsonLine& line, const CertificateFacts& facts);
 
 } // namespace VexaSsl::tool

@@ -35,7 +35,7 @@ std::vector<RoleChoice> choicesOf(const CertificatesOptions& options,
     return choices;
 }
 
-// The places of the certificates that the user wants to see.
+// The indexes of the requested certificates.
 std::vector<std::size_t> wantedPlaces(const CertificatesOptions& options,
                                       const std::vector<PersonalCertificate>& all) {
     const std::optional<UtcTime> horizon =
@@ -60,14 +60,14 @@ ExitStatus show(const CertificatesOptions& options, const CertificateListing& li
         printForPerson(listing);
     }
     const bool noneIsUsable = !options.usableFor.empty() && listing.places.empty();
-    return noneIsUsable ? ExitStatus::OwnCertificate : ExitStatus::Well;
+    return noneIsUsable ? ExitStatus::OwnCertificate : ExitStatus::Success;
 }
 
 const char* const notes =
-    "A certificate without its key in the same file or beside it is no entry of the store, but "
-    "for\n"
-    "one whose key is there and can't be read. Files that count for nothing are told of, with the\n"
-    "reason: of the store, and of the trust anchors.\n"
+    "A certificate is in the store if its key is in the same file or beside it, even when the key\n"
+    "can't be read. Files that are not used are listed with the reason, those of the trust "
+    "anchors\n"
+    "too.\n"
     "\n"
     "With --ini every connection of the store is tried in both roles, as a start does it but "
     "without\n"
@@ -76,10 +76,11 @@ const char* const notes =
     "its subject), usage (not marked for the purpose), chain (not trusted), later (one that comes\n"
     "later in the store is taken).\n"
     "\n"
-    "With --json, one object a line, told apart by \"type\": certificate, unused, choice,\n"
+    "With --json, one object a line, distinguished by \"type\": certificate, unused, choice,\n"
     "loss, log.\n"
     "\n"
-    "--usable-for wants a key that this account can use and a trusted chain; when no certificate "
+    "--usable-for requires a key that this account can use and a trusted chain; when no "
+    "certificate "
     "has\n"
     "both, the status is 7, as it is when none was picked.\n";
 
@@ -111,7 +112,7 @@ Flags certificatesFlags(CertificatesOptions& options) {
 
 ExitStatus runCertificates(const CertificatesOptions& options) {
     if (!options.expiring.empty()) {
-        parseDays(options.expiring); // a bad one is told before any work
+        parseDays(options.expiring); // report an invalid one before any work
     }
     useCertificateFolder(options.certificates);
     const PersonalCertificates certificates;

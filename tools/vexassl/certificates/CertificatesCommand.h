@@ -1,4 +1,5 @@
-// vexassl certificates: what lies in the personal store, and which of it a connection would take.
+// vexassl certificates: the contents of the personal store, and which certificate a connection
+// would use.
 #pragma once
 
 #include "common/Command.h"
@@ -10,17 +11,17 @@
 namespace VexaSsl::tool {
 
 struct CertificatesOptions {
-    std::string iniFile;                  // empty: no connection is looked at
+    std::string iniFile;                  // empty: no connection is shown
     std::vector<std::string> connections; // empty: all that the store names
     std::string certificates;
-    std::string usableFor; // "server" or "client"; empty: no matter
-    std::string expiring;  // "30d"; empty: no matter
+    std::string usableFor; // "server" or "client"; empty: any
+    std::string expiring;  // "30d"; empty: any
     bool pick = false;
     bool log = false;
     bool json = false;
 };
 
-// Prints the list. Result: Well, or OwnCertificate when none is usable for the purpose asked for,
+// Prints the list. Returns Success, or OwnCertificate when none is usable for the requested purpose
 // or none was picked. Throws Failure.
 ExitStatus runCertificates(const CertificatesOptions& options);
 

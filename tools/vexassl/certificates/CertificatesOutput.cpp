@@ -23,7 +23,7 @@ std::int64_t numberOf(std::size_t place) {
     return static_cast<std::int64_t>(place) + 1;
 }
 
-// --- For a person.
+// --- For a user.
 
 std::string keyLine(const PersonalCertificate& certificate) {
     switch (certificate.key) {
@@ -90,7 +90,7 @@ void printChoice(const Painter& painter, const RoleChoice& choice,
 
 void printUnused(const std::vector<UnusedFile>& files) {
     if (!files.empty()) {
-        writeLine("\nfiles that count for nothing, and why:");
+        writeLine("\nfiles that are not used, and why:");
     }
     for (const UnusedFile& file : files) {
         writeLine("    " + file.path + ": " + file.text);
@@ -163,7 +163,7 @@ void printForPerson(const CertificateListing& listing) {
         printChoice(painter, choice, listing);
     }
     if (!listing.lines.empty()) {
-        writeLine("\nthe library logs of the store:");
+        writeLine("\nthe library logs about the store:");
     }
     for (const LoggedLine& line : listing.lines) {
         writeLine(std::string("    [") + severityName(line.severity) + "] " + shownLine(line.text));

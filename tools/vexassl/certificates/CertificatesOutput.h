@@ -1,4 +1,4 @@
-// How the list of certificates is shown: to a person, or to a script as one JSON object a line.
+// Prints the list of certificates: for a user, or for a script as one JSON object a line.
 #pragma once
 
 #include "certificates/PersonalCertificates.h"
@@ -11,10 +11,10 @@ namespace VexaSsl::tool {
 
 struct CertificateListing {
     const std::vector<PersonalCertificate>& all;
-    std::vector<std::size_t> places; // of those to show
-    std::vector<UnusedFile> unused;  // files that give no certificate
+    std::vector<std::size_t> places; // of the certificates to print
+    std::vector<UnusedFile> unused;  // files that aren't used
     std::vector<RoleChoice> choices;
-    std::vector<LoggedLine> lines; // of the library's own walk; usually none
+    std::vector<LoggedLine> lines; // of the library's own enumeration; usually empty
 };
 
 void printForPerson(const CertificateListing& listing);

@@ -22,8 +22,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Takes note of the file read last, the store, which is read behind the ini file, and of the
-// connections that it names.
+// Records the file that was read last, which is the store, and the names of its connections.
 class StoreObserver : public IConfigurationObserver {
 public:
     void readingFile(const std::filesystem::path& path) override {
@@ -36,7 +35,7 @@ public:
             return;
         }
         if (line.meaning == LineMeaning::Header) {
-            forgetNames(); // a section that comes again is emptied
+            forgetNames(); // a section that appears again is emptied
         } else if (line.meaning == LineMeaning::KeyAndValue &&
                    known.insert(std::wstring(line.key)).second) {
             names.emplace_back(line.key);
@@ -57,13 +56,13 @@ private:
     NameSet known;
 };
 
-// The bytes of a name as the file has them.
+// Returns the bytes of a name in the file.
 std::string fileBytes(const std::wstring& name) {
     return toUtf8(charactersOfFileText(name));
 }
 
-// Empty for a configuration that was read; why it means plain text when that is a matter of its
-// name. Throws when nothing was read.
+// Returns an empty text for a configuration that was read, or why it means plain text if the name
+// is the reason. Throws Failure when nothing was read.
 std::string reversion(LogCollector& lines, const std::string& iniFile) {
     Diagnosis diagnosis;
     for (const LoggedLine& line : lines.take()) {
@@ -79,7 +78,7 @@ std::string reversion(LogCollector& lines, const std::string& iniFile) {
     throw Failure(ExitStatus::Usage, "configuration [" + iniFile + "]: " + reason);
 }
 
-// What a start says of the connection Default, which leads it to the store like any other.
+// Observes a start of the connection Default, which reads the store as any other.
 StoreObserver observeStart(const std::string& iniFile) {
     StoreObserver store;
     LogCollector log;
@@ -108,7 +107,7 @@ std::vector<std::wstring> widened(const std::vector<std::string>& names) {
     return wide;
 }
 
-// Throws Failure when the store went away since it was looked at.
+// Throws Failure when the store was removed in the meantime.
 ConfigFileParser parsedStore(const std::filesystem::path& file, const std::string& iniFile) {
     LogCollector log;
     try {
@@ -120,7 +119,7 @@ ConfigFileParser parsedStore(const std::filesystem::path& file, const std::strin
 
 } // namespace
 
-// The store may name thousands of connections, so it isn't parsed for each.
+// A store may name thousands of connections, so it is parsed only once.
 std::vector<ConfiguredConnection> configuredConnections(const std::string& iniFile,
                                                         const std::vector<std::string>& wanted) {
     const StoreObserver observed = observeStart(iniFile);

@@ -1,4 +1,4 @@
-// Every connection that a configuration store names, with its options as a start would read them.
+// Every connection in a configuration store, with its options as a start would read them.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -17,8 +17,8 @@ struct ConfiguredConnection {
     std::string note; // why it reverts to plain text; usually empty
 };
 
-// wanted: the only names of interest; empty: all that the store names, in its order. Throws Failure
-// (Usage) when ini file or store can't be read.
+// wanted: the names to return; empty: all in the store, in its order. Throws Failure (Usage) when
+// the ini file or the store can't be read.
 std::vector<ConfiguredConnection> configuredConnections(const std::string& iniFile,
                                                         const std::vector<std::string>& wanted);
 

@@ -28,7 +28,7 @@ const char* choiceName(CertificateChoice choice) {
     return "none";
 }
 
-// Notes the certificate that is chosen, and how many were found for it.
+// Records the chosen certificate, and how many were found.
 class ChosenCertificate : public ISelectionObserver {
 public:
     explicit ChosenCertificate(CredentialTrial& trial) : trial(trial) {}
@@ -45,7 +45,7 @@ private:
     CredentialTrial& trial;
 };
 
-// The last Error line has the reason; those before it are of searches on the way there.
+// The last Error line has the reason; the ones before it are of searches.
 std::wstring causeOf(const std::vector<LoggedLine>& lines) {
     const auto last = std::find_if(lines.rbegin(), lines.rend(), [](const LoggedLine& line) {
         return line.severity == Severity::Error;

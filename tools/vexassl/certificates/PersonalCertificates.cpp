@@ -26,7 +26,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The last line of at least this severity; lines hold the reason of what was thrown.
+// The last line of at least this severity, which has the reason of an exception.
 std::string lastLine(const std::vector<LoggedLine>& lines, Severity least) {
     const auto found = std::find_if(lines.rbegin(), lines.rend(), [least](const LoggedLine& line) {
         return line.severity >= least;
@@ -70,7 +70,7 @@ std::string shownFileText(const std::wstring& text) {
     return printableText(charactersOfFileText(text));
 }
 
-// What the options ask for, in words and for scripts.
+// Describes what the options ask for, for a user and for scripts.
 void describe(const SecureChannelOptions& options, RoleChoice& choice) {
     const std::wstring& name =
         choice.isServer ? options.serverCertificateName : options.clientCertificateName;
@@ -114,7 +114,7 @@ Loss lossFor(PassedOver reason, const PersonalCertificate& entry, bool isServer)
     return {0, "later", "another one that fits comes later in the store"};
 }
 
-// A client's suitable certificates are searched for by usage, all others by name.
+// Certificates for any client are searched by usage, all others by name.
 Loss reasonOfUnfound(const SecureChannelOptions& options, CertificateChoice way, bool isServer) {
     if (way == CertificateChoice::AnySuitable && !isServer) {
         return wrongUsage(isServer);
@@ -150,7 +150,7 @@ void PersonalCertificates::read() {
     }
 }
 
-// The last of several that are the same, since that is the one that a choice takes.
+// The last of several equal ones, since that is the one that is chosen.
 std::size_t PersonalCertificates::placeOf(PCCERT_CONTEXT certificate) const {
     std::size_t place = 0;
     for (std::size_t i = 0; i < handles.size(); ++i) {
@@ -194,8 +194,8 @@ RoleChoice PersonalCertificates::choose(const std::string& connection, const ICo
     return choice;
 }
 
-// Makes credentials as a connection does. Returns the reason of each certificate that was passed
-// over; none for those that no search found.
+// Makes credentials as a connection does. Returns the reason for each certificate that was passed
+// over; nothing for those that no search found.
 PersonalCertificates::Reasons
 PersonalCertificates::makeCredentials(const SecureChannelOptions& options, LogCollector& lines,
                                       RoleChoice& choice) const {
@@ -221,7 +221,7 @@ PersonalCertificates::makeCredentials(const SecureChannelOptions& options, LogCo
     try {
         const ChannelCredentials credentials(lines, choice.isServer, options, &observer);
     } catch (const std::runtime_error& error) {
-        // The store's own closing line follows the reason, as Debug.
+        // The store's closing line, at Debug, follows the reason.
         const std::string line = lastLine(lines.take(), Severity::Error);
         choice.failure = line.empty() ? error.what() : line;
     }

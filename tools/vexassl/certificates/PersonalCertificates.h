@@ -1,5 +1,5 @@
-// What lies in the personal store, and which of it a connection would take. The choice is made by
-// the library's own credentials, so what is said here is what a start does.
+// The contents of the personal store, and which certificate a connection would use. The library's
+// own credentials choose, so the result is that of a start.
 //
 // Plain values once made; any thread.
 #pragma once
@@ -24,41 +24,41 @@ namespace VexaSsl::tool {
 
 enum class KeyVerdict {
     Usable,
-    Unreadable, // there, but this account can't use it
+    Unreadable, // exists, but this account can't use it
     Missing,
-    Refused, // the system refuses certificate or key for another reason
+    Refused, // for another reason
 };
 
 struct PersonalCertificate {
     CertificateFacts facts;
     KeyVerdict key = KeyVerdict::Missing;
-    std::string keyText; // the system's words when the key isn't usable
+    std::string keyText; // the system's text when the key isn't usable
     // Index 1: for servers, index 0: for clients.
     bool trusted[2] = {false, false};
-    std::string reason[2]; // why it isn't
+    std::string reason[2]; // why it isn't trusted
 
     bool isUsable(bool forServer) const { return key == KeyVerdict::Usable && trusted[forServer]; }
 };
 
-// Why a certificate isn't the one that a connection takes.
+// Why a connection doesn't use a certificate.
 struct Loss {
     std::size_t certificate;
     std::string identifier; // "name", "usage", "chain" or "later"; scripts depend on it
     std::string text;
 };
 
-// What one role of a connection does about its certificate.
+// The choice for one role of a connection.
 struct RoleChoice {
     std::string connection;
     bool isServer = false;
     std::string identifier; // "any", "by-name", "none", "picker", "not-encrypted" or "refused"
     std::string text;
     std::optional<std::size_t> chosen;
-    std::string failure; // why a start would fail; empty: it wouldn't
+    std::string failure; // why a start would fail; else empty
     std::vector<Loss> losses;
 };
 
-// The store with its certificates, kept open to compare what connections choose.
+// The store and its certificates; stays open to compare them with what connections choose.
 class PersonalCertificates {
 public:
     // Throws Failure (OwnCertificate) when the store can't be opened.
@@ -66,14 +66,14 @@ public:
 
     const std::vector<PersonalCertificate>& all() const { return entries; }
 
-    // What a connection of this configuration would do, in the role. Makes credentials as a start
-    // does, without a network.
+    // Makes the choice of a connection with this configuration in the role, by making credentials
+    // as a start does, without a network.
     RoleChoice choose(const std::string& connection, const IConfig& config, bool isServer) const;
 
-    // What the library's own listing walk logs.
+    // Returns what the library's own enumeration logs.
     std::vector<LoggedLine> walk() const;
 
-    // Has the user pick one. Nothing when the user declines or can't be asked.
+    // Lets the user pick one. Returns nothing when the user declines or can't be asked.
     std::optional<std::size_t> pick() const;
 
 private:
@@ -88,7 +88,7 @@ private:
 
     mutable LogCollector log; // outlives the store
     std::unique_ptr<CertificateStore> store;
-    CertificateHandleList handles; // go before the store
+    CertificateHandleList handles; // released before the store
     std::vector<PersonalCertificate> entries;
 };
 

@@ -48,7 +48,7 @@ std::string formatted(UtcTime time, const char* form) {
     return text;
 }
 
-// Takes exactly count digits off the front.
+// Removes exactly count digits from the front.
 bool takeNumber(std::string_view& text, std::size_t count, int& number) {
     const std::string_view digits = text.substr(0, count);
     const bool allDigits = digits.find_first_not_of("0123456789") == std::string_view::npos;
@@ -92,7 +92,7 @@ std::optional<UtcTime> utcTimeOfDate(std::string_view text) {
     const std::chrono::year_month_day date{std::chrono::year(parts.year),
                                            std::chrono::month(static_cast<unsigned>(parts.month)),
                                            std::chrono::day(static_cast<unsigned>(parts.day))};
-    constexpr int firstYear = 1601; // the platform's times begin there
+    constexpr int firstYear = 1601; // the first year of a FILETIME
     if (!date.ok() || parts.year < firstYear) {
         return std::nullopt;
     }

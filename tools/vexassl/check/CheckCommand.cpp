@@ -18,16 +18,16 @@ constexpr const char* checkNotes =
     "warning: TEXT [IDENTIFIER]\". An error makes the check fail; a warning does so under "
     "--strict; "
     "a note never does.\n\n"
-    "With --json standard output has one object a line, told apart by \"type\": configuration, "
+    "With --json standard output has one object a line, distinguished by \"type\": configuration, "
     "option, role, error, warning, note, result.\n";
 
 std::string counted(std::size_t number, const std::string& thing) {
     return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
 }
 
-// The first error's status; Warnings under strict when there are any; else Well.
+// The status of the first error; Warnings under strict when there are warnings; else Success.
 ExitStatus statusOf(const Findings& findings, bool strict) {
-    ExitStatus status = ExitStatus::Well;
+    ExitStatus status = ExitStatus::Success;
     for (const Finding& finding : findings) {
         if (finding.gravity == Gravity::Error) {
             return finding.status;
@@ -46,7 +46,7 @@ ExitStatus runCheck(const CheckOptions& options) {
     const CheckedConfiguration checked = checkConfiguration(options);
     const ExitStatus status = statusOf(checked.findings, options.strict);
     (options.json ? reportForScripts() : reportForPeople())->show(checked, status);
-    if (status == ExitStatus::Well) {
+    if (status == ExitStatus::Success) {
         return status;
     }
     const auto count = [&checked](Gravity gravity) {

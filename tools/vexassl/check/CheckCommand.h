@@ -1,5 +1,5 @@
 // vexassl check: a configuration as a start reads it, every value with its origin, and everything
-// that the format drops without a word.
+// that the format silently drops.
 #pragma once
 
 #include "check/ConfigurationCheck.h"
@@ -7,8 +7,8 @@
 
 namespace VexaSsl::tool {
 
-// Uses no network. Throws Failure when there are errors, with the status of the first, or under
-// strict when there are warnings; everything has been shown by then.
+// Uses no network. Throws Failure when there are errors, with the status of the first, or warnings
+// under strict; everything has been printed by then.
 ExitStatus runCheck(const CheckOptions& options);
 
 Command checkCommand();

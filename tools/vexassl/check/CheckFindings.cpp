@@ -11,7 +11,7 @@ namespace VexaSsl::tool {
 namespace {
 
 constexpr std::size_t mostKept = 100000; // of a kind
-constexpr std::size_t mostTold = 20;
+constexpr std::size_t mostShown = 20;
 
 } // namespace
 
@@ -21,7 +21,7 @@ void FindingList::add(Finding finding) {
     }
 }
 
-Findings FindingList::told() const {
+Findings FindingList::shown() const {
     Findings ordered = kept;
     std::stable_sort(ordered.begin(), ordered.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
@@ -29,12 +29,12 @@ Findings FindingList::told() const {
     std::unordered_map<std::string, std::size_t> seen;
     for (const Finding& finding : ordered) {
         const std::size_t number = ++seen[finding.id];
-        if (number <= mostTold) {
+        if (number <= mostShown) {
             result.push_back(finding);
-        } else if (number == mostTold + 1) {
+        } else if (number == mostShown + 1) {
             Finding rest = finding;
             const std::size_t count = counts.at(finding.id);
-            rest.text = (count < mostKept ? "" : "at least ") + std::to_string(count - mostTold) +
+            rest.text = (count < mostKept ? "" : "at least ") + std::to_string(count - mostShown) +
                         " more like these";
             result.push_back(std::move(rest));
         }

@@ -1,5 +1,6 @@
-// What a check shows: for a person the values on standard output and the findings on standard error
-// like a compiler's, for a script everything as lines of JSON on standard output.
+// Prints the result of a check: for a user the values on standard output and the findings on
+// standard error in a compiler's format, for a script everything as lines of JSON on standard
+// output.
 #pragma once
 
 #include "check/ConfigurationCheck.h"

@@ -31,7 +31,7 @@ namespace Definition = ConfigurationDefinition;
 
 class Check {
 public:
-    explicit Check(const CheckOptions& checkOptions) : options(checkOptions), log(Severity::Info) {
+    explicit Check(const CheckOptions& options) : options(options), log(Severity::Info) {
         checked.connection = widenedBytes(options.connectionName);
         checked.iniFile = options.iniFile;
     }
@@ -46,8 +46,8 @@ public:
             for (const bool isServer : {true, false}) {
                 tryRole(isServer);
             }
-            tellUnusedFiles();
-            tellExposedKeys();
+            reportUnusedFiles();
+            reportExposedKeys();
         }
         return std::move(checked);
     }
@@ -77,7 +77,7 @@ private:
         const bool fellBack = diagnosis.revertedToPlain() && !reserved;
         add(checked.trace.findings(!fellBack));
         if (fellBack) {
-            tellFallback(diagnosis.reversionReason());
+            reportFallback(diagnosis.reversionReason());
         } else if (reserved) {
             add(Gravity::Warning, "reserved-name",
                 "the connection name [" + printableText(options.connectionName) +
@@ -87,8 +87,8 @@ private:
         }
     }
 
-    // The library went on with its defaults: the file read last was of no use.
-    void tellFallback(const std::wstring& reason) {
+    // The library fell back to its defaults: the file that was read last is unusable.
+    void reportFallback(const std::wstring& reason) {
         const ParsedFile& last = checked.trace.lastFile();
         std::string text = checked.trace.unfitness();
         std::string id = "unreadable-file";
@@ -108,7 +108,7 @@ private:
         return std::generic_category().message(again ? 0 : errno);
     }
 
-    // Which entry of the store serves the connection.
+    // Reports which entry of the store applies to the connection.
     void judgeEntry() {
         const std::string name = "[" + printableText(options.connectionName) + "]";
         if (checked.trace.section().empty()) {
@@ -126,7 +126,7 @@ private:
         }
     }
 
-    // The very call that a program makes.
+    // Makes the same call as a program.
     void start() {
         try {
             const auto stack = instantiateSocketStrategy(log, *config);
@@ -136,17 +136,17 @@ private:
                                                   : "tls";
             log.take();
         } catch (const std::exception& refusal) {
-            tellRefusal(refusal);
+            reportRefusal(refusal);
         }
         if (checked.stack == "plain") {
             add(Gravity::Note, "plain-text", "nothing is encrypted on this connection");
         }
     }
 
-    // A bad value has been told of already, with its place.
-    void tellRefusal(const std::exception& refusal) {
-        const auto told = [](const Finding& finding) { return finding.id == "bad-value"; };
-        if (std::any_of(checked.findings.begin(), checked.findings.end(), told)) {
+    // An invalid value is reported already, with its place.
+    void reportRefusal(const std::exception& refusal) {
+        const auto isBadValue = [](const Finding& finding) { return finding.id == "bad-value"; };
+        if (std::any_of(checked.findings.begin(), checked.findings.end(), isBadValue)) {
             return;
         }
         const auto lines = log.take();
@@ -157,8 +157,8 @@ private:
 
     bool isAsked(bool isServer) const { return options.role == (isServer ? "server" : "client"); }
 
-    // A certificate that somebody asked for must be there. The defaults are a guess: a machine that
-    // is only ever a client needs none for servers.
+    // A configured certificate must exist. A default need not: a machine that is only a client
+    // needs no server certificate.
     bool isNeeded(bool isServer) const {
         if (checked.stack.empty() || checked.stack == "plain") {
             return false;
@@ -191,8 +191,8 @@ private:
         checked.sides.push_back(side);
     }
 
-    // Where a certificate is needed and not found, it may be there all the same.
-    void tellUnusedFiles() {
+    // A certificate that is needed and not found may be in an unused file.
+    void reportUnusedFiles() {
         const auto isMissing = [](const Finding& finding) {
             return finding.id == "own-certificate" && finding.gravity == Gravity::Error;
         };
@@ -201,13 +201,13 @@ private:
         }
         FindingList notes;
         for (const UnusedFile& file : unusedFiles()) {
-            notes.add({Gravity::Note, "unused-file", "counts for nothing: " + file.text, file.path,
-                       0, ExitStatus::Usage});
+            notes.add({Gravity::Note, "unused-file", "not used: " + file.text, file.path, 0,
+                       ExitStatus::Usage});
         }
-        add(notes.told());
+        add(notes.shown());
     }
 
-    void tellExposedKeys() {
+    void reportExposedKeys() {
         if (checked.stack.empty() || checked.stack == "plain") {
             return;
         }
@@ -218,7 +218,7 @@ private:
                        "chmod o-r takes that away",
                        file, 0, ExitStatus::Usage});
         }
-        add(notes.told());
+        add(notes.shown());
     }
 
     void judgeDates(const CertificateFacts& certificate, const std::string& role, bool needed) {
@@ -231,7 +231,7 @@ private:
         }
     }
 
-    // With the line that tells an administrator what to do, where the library has one.
+    // Includes the library's line that says what to do, if there is one.
     static std::string causeText(const CredentialTrial& side) {
         std::string text = printableText(side.cause) + side.reason;
         for (const LoggedLine& line : side.lines) {

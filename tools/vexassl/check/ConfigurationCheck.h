@@ -1,7 +1,7 @@
-// Everything that can be known of a connection's configuration on this machine alone: what a start
-// reads, what the library thinks of it, and which certificates it would use. No network.
+// Checks a connection's configuration on this machine: what a start reads, which values the library
+// refuses, and which certificates it would use. No network.
 //
-// Threads: none of this is shared.
+// Threads: nothing is shared.
 #pragma once
 
 #include "certificates/CredentialTrial.h"
@@ -22,7 +22,7 @@ struct CheckOptions {
     bool json = false;
 };
 
-// What was found out, in the order of showing.
+// The results, in the order in which they are printed.
 struct CheckedConfiguration {
     std::wstring connection;
     std::string iniFile; // as given; empty: none
@@ -33,7 +33,7 @@ struct CheckedConfiguration {
     Findings findings;
 };
 
-// Throws only when memory runs out: everything that is wrong is a finding.
+// Throws only when memory runs out: everything wrong is a finding.
 CheckedConfiguration checkConfiguration(const CheckOptions& options);
 
 } // namespace VexaSsl::tool

@@ -20,7 +20,7 @@ const char* kindThatIsNoFile(const std::filesystem::path& path) {
     case std::filesystem::file_type::directory:
         return "is a directory";
     case std::filesystem::file_type::character:
-        // Of the other devices some never end.
+        // Some other devices never end.
         return std::filesystem::canonical(path, ignored) == "/dev/null" ? "" : "is a device";
     case std::filesystem::file_type::block:
         return "is a device";
@@ -32,7 +32,7 @@ const char* kindThatIsNoFile(const std::filesystem::path& path) {
 } // namespace
 
 void ConfigurationTrace::readingFile(const std::filesystem::path& path) {
-    // Of the ini file one section is read, of the store any.
+    // One section of the ini file is read, any section of the store.
     files.emplace_back(path, files.empty() ? Definition::VexaSslSection : std::wstring());
     unfit = kindThatIsNoFile(path);
     if (!unfit.empty()) {
@@ -44,8 +44,8 @@ void ConfigurationTrace::readLine(const ReadLine& line) {
     files.back().readLine(line);
 }
 
-// The questions about connection names come before the one section's: the own entry first, and when
-// it is empty that of Default.
+// The queries for connection names precede those for the options: first for the connection's own
+// entry, then, if that is empty, for Default.
 void ConfigurationTrace::valueRequested(const std::wstring& section, const std::wstring& key,
                                         const std::wstring& value) {
     const bool asksForEntry =
@@ -95,17 +95,17 @@ Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
     std::error_code ignored;
     const bool sameFile =
         files.size() == 2 && std::filesystem::equivalent(files[0].path(), files[1].path(), ignored);
-    Findings findings = iniFindings(sameFile).told();
+    Findings findings = iniFindings(sameFile).shown();
     if (files.size() == 2 && lastFileWasRead) {
         FindingList list = files[1].findings();
         findUnreadInStore(files[1], sameFile, list);
-        const Findings more = list.told();
+        const Findings more = list.shown();
         findings.insert(findings.end(), more.begin(), more.end());
     }
     return findings;
 }
 
-// The lines of a file that is its own store are told of once.
+// The lines of a file that is its own store are reported once.
 FindingList ConfigurationTrace::iniFindings(bool isStoreToo) const {
     const ParsedFile& ini = files[0];
     FindingList findings = isStoreToo ? FindingList() : ini.findings();

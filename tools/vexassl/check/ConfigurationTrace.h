@@ -1,7 +1,7 @@
-// Follows a start's reading of its configuration from the ini file to the store, and tells of every
-// value where it comes from and of both files what is wrong with them.
+// Observes a start's reading of its configuration, from the ini file to the store, and records the
+// origin of every value and what is wrong with both files.
 //
-// Threads: none of this is shared.
+// Threads: nothing is shared.
 #pragma once
 
 #include "check/CheckFindings.h"
@@ -16,21 +16,21 @@ namespace VexaSsl::tool {
 
 class ConfigurationTrace : public IConfigurationObserver {
 public:
-    // Throws std::runtime_error for what is no file: a folder reads like an empty file, and a
-    // device may have no end. The reading then ends as for a file that can't be opened.
+    // Throws std::runtime_error for a path that isn't a file: a folder reads like an empty file,
+    // and a device may have no end. The reading then ends as for a file that can't be opened.
     void readingFile(const std::filesystem::path& path) override;
     void readLine(const ReadLine& line) override;
     void valueRequested(const std::wstring& section, const std::wstring& key,
                         const std::wstring& value) override;
 
-    // Null when the reading didn't come so far.
+    // Null when the reading ended before.
     const ParsedFile* iniFile() const { return files.empty() ? nullptr : &files[0]; }
     const ParsedFile* storeFile() const { return files.size() < 2 ? nullptr : &files[1]; }
 
-    // The one that was read last; to be asked only when there is one.
+    // The file that was read last; called only when there is one.
     const ParsedFile& lastFile() const { return files.back(); }
 
-    // Where a value that a start took stands; an empty file means nowhere.
+    // The place of a value that a start used; without a file there is none.
     struct Origin {
         std::string file; // printable
         std::wstring section;
@@ -38,16 +38,15 @@ public:
     };
     Origin storePath() const;    // the line of the ini file that names the store
     Origin entry() const;        // the line of the store that names the section
-    bool isDefaultEntry() const; // which is the one of the name Default, for want of an own one
-    const std::wstring& section() const { return sectionName; } // empty: none was looked up
+    bool isDefaultEntry() const; // of the name Default, because the connection has none
+    const std::wstring& section() const { return sectionName; } // empty: no section was read
     Origin option(const std::wstring& name) const;
 
-    // What the file read last is instead of a file, "is a directory"; empty when it was fit to
-    // read.
+    // What the last path is instead of a readable file, "is a directory"; else empty.
     const std::string& unfitness() const { return unfit; }
 
-    // Of both files. lastFileWasRead: without it the settings of the store aren't there to be
-    // judged.
+    // The findings of both files. lastFileWasRead: without it the settings of the store can't be
+    // checked.
     Findings findings(bool lastFileWasRead) const;
 
 private:

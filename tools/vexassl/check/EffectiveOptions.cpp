@@ -32,7 +32,8 @@ std::vector<std::wstring> optionNames() {
     };
 }
 
-// The line with which the holder refuses a configuration that has this value and is otherwise good.
+// Returns the line with which the holder refuses a configuration that has this value and is
+// otherwise valid.
 template <typename Holder>
 std::optional<std::wstring> refusal(const EffectiveOption& option) {
     LogCollector log;

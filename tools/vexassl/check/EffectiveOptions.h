@@ -1,5 +1,5 @@
-// The nine options of a connection as a start has them, and the verdict of the library's own
-// holders on each.
+// The nine options of a connection as a start has them, and whether the library's own checks accept
+// them.
 //
 // Stateless; any thread.
 #pragma once
@@ -22,11 +22,11 @@ struct EffectiveOption {
     ConfigurationTrace::Origin origin; // of a File
 };
 
-// In an order that stays.
+// In a fixed order.
 std::vector<EffectiveOption> effectiveOptions(const IConfig& config,
                                               const ConfigurationTrace& trace);
 
-// An Error for each value that the library refuses. A start tells only the first bad one.
+// Returns an Error for each value that the library refuses. A start reports only the first one.
 Findings refusedValues(const std::vector<EffectiveOption>& options);
 
 } // namespace VexaSsl::tool

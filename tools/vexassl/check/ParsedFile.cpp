@@ -32,9 +32,9 @@ bool startsAsSixteenBits(std::wstring_view text) {
     return text.starts_with(L"\u00FF\u00FE") || text.starts_with(L"\u00FE\u00FF");
 }
 
-// A path may lead to a key or a password instead of a configuration, and findings are read by many:
-// of a line that says nothing to the library only its place is told, and of a key what can be a
-// name.
+// A path may lead to a key or a password instead of a configuration, and many people may read the
+// findings. So a line that has no meaning is reported by its place only, and a key only if it can
+// be an option's name.
 bool canBeName(std::wstring_view key) {
     constexpr std::size_t longestName = 64;
     return key.size() <= longestName && std::all_of(key.begin(), key.end(), [](wchar_t unit) {
@@ -56,8 +56,8 @@ std::string quotedFileText(std::wstring_view text) {
            (start.size() < text.size() ? "...]" : "]");
 }
 
-ParsedFile::ParsedFile(std::filesystem::path tracedFile, std::wstring theOnlySection)
-    : file(std::move(tracedFile)), onlySection(std::move(theOnlySection)) {}
+ParsedFile::ParsedFile(std::filesystem::path file, std::wstring onlySection)
+    : file(std::move(file)), onlySection(std::move(onlySection)) {}
 
 std::string ParsedFile::name() const {
     return printableText(pathText(file));
@@ -97,11 +97,11 @@ void ParsedFile::noteDropped(const ReadLine& line) {
     }
     const bool looksEmpty = line.text.find_first_not_of(blanks) == std::wstring::npos;
     add(line.number, "no-delimiter",
-        looksEmpty ? "a line of nothing but blanks is dropped; it doesn't end the section"
+        looksEmpty ? "a line of spaces is dropped; it doesn't end the section"
                    : "the line is dropped: it has no \"=\" and is no [section]");
 }
 
-// A header that comes again empties the section, as the parser does.
+// A header that appears again empties the section, as in the parser.
 void ParsedFile::noteHeader(const ReadLine& line) {
     const std::wstring section(line.section);
     place = {line.number, section};
@@ -147,27 +147,27 @@ void ParsedFile::noteKeyOutside(const ReadLine& line) {
     std::string reason = "no section begins before it";
     if (!beforeAnySection) {
         const std::string section = quotedFileText(place.header);
-        reason = "the blank " + atLine(place.blankLine) + " ended " + section;
-        if (!place.blankTold) {
+        reason = "the empty " + atLine(place.blankLine) + " ended " + section;
+        if (!place.isReported) {
             add(place.blankLine, "blank-line-in-section",
-                "the blank line ends the section " + section + " of " + atLine(place.headerLine) +
-                    ": the keys behind it are lost");
-            place.blankTold = true;
+                "the empty line ends the section " + section + " of " + atLine(place.headerLine) +
+                    ": the keys after it are lost");
+            place.isReported = true;
         }
     }
     add(line.number, "key-outside-section",
-        (canBeName(key) ? quotedFileText(key) : "what stands here") +
+        (canBeName(key) ? quotedFileText(key) : "this key") +
             " belongs to no section and is never read: " + reason);
 }
 
 void ParsedFile::noteBlanksAround(const ReadLine& line) {
     if (hasBlanksAround(line.key)) {
         add(line.number, "blanks-around-key",
-            "the blanks around " + quotedFileText(line.key) + " belong to the name");
+            "the spaces around " + quotedFileText(line.key) + " belong to the name");
     }
     if (hasBlanksAround(line.value)) {
         add(line.number, "blanks-around-value",
-            "the blanks around " + quotedFileText(line.value) + " belong to the value");
+            "the spaces around " + quotedFileText(line.value) + " belong to the value");
     }
 }
 
@@ -194,7 +194,7 @@ void ParsedFile::noteCharacters(const ReadLine& line) {
     if (isRead && std::any_of(text.begin(), text.end(), [](wchar_t c) { return c > 0x7F; })) {
         add(line.number, "not-ascii",
             quotedFileText(text) + " has characters beyond ASCII; every byte of them is taken as a "
-                                   "character, so a name meets its like only in this encoding");
+                                   "character, so a name equals its like only in this encoding");
     }
 }
 
@@ -202,8 +202,7 @@ void ParsedFile::add(std::size_t line, const std::string& id, const std::string&
     found.add({Gravity::Warning, id, text, name(), line, ExitStatus::Warnings});
 }
 
-// What stands before all sections is asked for only where the one section is missing: it may tell
-// why.
+// Lines before all sections matter only when the section is missing: they may be the reason.
 bool ParsedFile::matters(std::size_t line) const {
     if (regions.empty() || line < regions.front().firstLine) {
         return onlySection.empty() || findSection(onlySection) == nullptr;
@@ -214,7 +213,7 @@ bool ParsedFile::matters(std::size_t line) const {
     return std::prev(next)->matters;
 }
 
-// Dropped lines come before the headers are known, so only here it shows where they stand.
+// Dropped lines precede their headers, so their section is known only at the end.
 FindingList ParsedFile::findings() const {
     FindingList result;
     for (const Finding& finding : found.all()) {

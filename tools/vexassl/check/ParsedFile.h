@@ -1,8 +1,8 @@
-// What the parser made of one file: where each section and key stands, and every line that the
-// format drops or takes otherwise than it looks. The parser itself says what a line means; here it
-// is only put into words.
+// What the parser read in one file: the place of each section and key, and every line that the
+// format drops or reads differently from its look. The parser decides what a line means; here it is
+// put into words.
 //
-// Threads: none of this is shared.
+// Threads: nothing is shared.
 #pragma once
 
 #include "check/CheckFindings.h"
@@ -18,7 +18,7 @@
 
 namespace VexaSsl::tool {
 
-// A text out of a file for a message: in brackets, printable, cut when it is long.
+// Returns a text from a file for a message: in brackets, printable, truncated when it is long.
 std::string quotedFileText(std::wstring_view text);
 
 class ParsedFile {
@@ -32,36 +32,35 @@ public:
         std::wstring value;
     };
     struct Section {
-        std::size_t line; // of the header that counts, the last one
+        std::size_t line; // of the last header, which counts
         std::wstring name;
         ByName<Entry> entries;
     };
 
-    // onlySection: the one section that is read of this file, so that the others are nobody's
-    // business; empty when all are.
+    // onlySection: the only section of the file that is read; empty when all are.
     ParsedFile(std::filesystem::path file, std::wstring onlySection);
 
     void readLine(const ReadLine& line);
 
-    // Everything found in the lines so far.
+    // The findings of the lines so far.
     FindingList findings() const;
 
     const std::filesystem::path& path() const { return file; }
     // Printable.
     std::string name() const;
-    // Null when the file has none. The section without a name is none here.
+    // Null when the file doesn't have it. The section without a name doesn't count.
     const Section* findSection(const std::wstring& section) const;
     const Entry* findEntry(const std::wstring& section, const std::wstring& key) const;
     // In the order of their headers.
     std::vector<const Section*> allSections() const;
 
 private:
-    // Where the last header stands, and the blank line that ended its section.
+    // The last header, and the empty line that ended its section.
     struct Place {
         std::size_t headerLine = 0;
         std::wstring header;
         std::size_t blankLine = 0;
-        bool blankTold = false;
+        bool isReported = false;
     };
     struct Region {
         std::size_t firstLine;

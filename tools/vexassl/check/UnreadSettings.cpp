@@ -17,7 +17,7 @@ namespace {
 
 namespace Definition = ConfigurationDefinition;
 
-constexpr std::size_t longestName = 80;  // that is compared with the known ones
+constexpr std::size_t longestName = 80;  // that is compared with the option names
 constexpr std::size_t mostSought = 1000; // names
 
 std::wstring folded(const std::wstring& text) {
@@ -28,7 +28,7 @@ std::wstring folded(const std::wstring& text) {
     return result;
 }
 
-// How many characters must be put in, taken out or replaced to make one text of the other.
+// Returns the edit distance: how many characters must be inserted, deleted or replaced.
 std::size_t distance(const std::wstring& left, const std::wstring& right) {
     std::vector<std::size_t> row(right.size() + 1);
     for (std::size_t column = 0; column < row.size(); ++column) {
@@ -46,7 +46,7 @@ std::size_t distance(const std::wstring& left, const std::wstring& right) {
     return row.back();
 }
 
-// The nearest name, when it is near enough for a slip: a third of its letters differ at most.
+// Returns the nearest name if at most a third of its letters differ.
 std::optional<std::wstring> nearest(const std::wstring& name,
                                     const std::vector<std::wstring>& known) {
     std::optional<std::wstring> best;
@@ -79,7 +79,7 @@ std::vector<std::wstring> readableOptions() {
     return names;
 }
 
-// Of the lines.
+// In the order of the lines.
 std::vector<const ParsedFile::Entry*> inOrder(const ParsedFile::Section& section) {
     std::vector<const ParsedFile::Entry*> entries;
     for (const auto& [key, entry] : section.entries) {
@@ -93,8 +93,7 @@ std::vector<const ParsedFile::Entry*> inOrder(const ParsedFile::Section& section
 
 class Review {
 public:
-    Review(const ParsedFile& reviewedFile, FindingList& reviewFindings)
-        : file(reviewedFile), findings(reviewFindings) {}
+    Review(const ParsedFile& file, FindingList& findings) : file(file), findings(findings) {}
 
     void warn(std::size_t line, const std::string& id, const std::string& text) {
         findings.add({Gravity::Warning, id, text, file.name(), line, ExitStatus::Warnings});
@@ -160,7 +159,7 @@ private:
         }
         const ParsedFile::Entry* use =
             file.findEntry(entry.value, Definition::ConnectionOptions::UseEncryption);
-        // The entry of Default serves other names too.
+        // The entry of Default applies to other names too.
         const bool isInternal =
             Definition::InternalConnectionNames.contains(entry.name) &&
             !sameWord(entry.name, Definition::ConnectionsSectionOptions::Default);
@@ -180,7 +179,7 @@ private:
                  quotedFileText(entry.name) + place +
                      " has no effect: only a program can set this option");
         } else if (!Definition::DefaultOptions.contains(entry.name)) {
-            // The search takes time, and only the first findings are told.
+            // The search takes time, and only the first findings are shown.
             const bool isSought = ++unknownOptions <= mostSought;
             warn(entry.line, "unknown-option",
                  quotedFileText(entry.name) + place + " is no option and never read" +
@@ -192,13 +191,13 @@ private:
         }
     }
 
-    // Names are compared as they stand between the commas.
+    // Names are compared exactly as they are between the commas.
     void clientNames(const ParsedFile::Entry& entry) {
         for (const std::wstring& name : splitNameList(entry.value)) {
             if (isBlank(name.front()) || isBlank(name.back()) || name.front() == L',') {
                 warn(entry.line, "odd-client-name",
-                     "the blanks or commas around the client name " + quotedFileText(name) +
-                         " belong to it, so no certificate will bear it");
+                     "the spaces or commas around the client name " + quotedFileText(name) +
+                         " belong to it, so no certificate will have it");
             }
         }
     }

@@ -1,5 +1,5 @@
-// What the lines of a configuration say that nobody will ever read, or that means something else
-// than its writer had in mind: names with a slip of the pen, sections that no connection uses.
+// Finds lines of a configuration that are never read or that mean something else than intended:
+// misspelt names, sections that no connection uses.
 //
 // Stateless; any thread.
 #pragma once
@@ -12,14 +12,14 @@
 
 namespace VexaSsl::tool {
 
-// The option of a store that the name was probably meant to be; empty when none is near.
+// Returns the option of a store that was probably meant; nothing when no name is near.
 std::optional<std::wstring> nearestOption(const std::wstring& name);
 
-// The section of an ini file that points to the store.
+// Checks the section of an ini file that names the store.
 void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings);
 
-// The connection names of a store and the sections they lead to. isIniFileToo: its section that
-// points to a store is then in use.
+// Checks the connection names of a store and their sections. isIniFileToo: the section that names a
+// store is in use.
 void findUnreadInStore(const ParsedFile& store, bool isIniFileToo, FindingList& findings);
 
 } // namespace VexaSsl::tool

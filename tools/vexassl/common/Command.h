@@ -1,7 +1,7 @@
-// What a command of the tool is: one table that feeds the parser of the command line, the help and
-// the tests of the manual. The table's targets lie in options that `run` keeps alive.
+// A command of the tool, as one table: the command-line parser, the help and the tests of the
+// manual read it. The targets of its flags are fields of options that `run` keeps alive.
 //
-// A new command: a file with a function that returns its Command, and a line in Commands.cpp.
+// To add a command, write a function that returns its Command and add it to Commands.cpp.
 #pragma once
 
 #include "common/ExitStatus.h"
@@ -15,19 +15,19 @@
 namespace VexaSsl::tool {
 
 struct Flag {
-    // A switch, a number, a text, or a text that may be given several times.
+    // A switch, a number, a text, or a text that may be repeated.
     using Target = std::variant<bool*, unsigned*, std::string*, std::vector<std::string>*>;
 
     std::string name;  // "--ini"; without dashes it is an argument that needs no name
-    std::string value; // what stands for its value in the help, "FILE"; empty for a switch
-    std::string text;  // for the help; the default is added from the target
+    std::string value; // placeholder of the value in the help, "FILE"; empty for a switch
+    std::string text;  // for the help, which adds the default from the target
     Target target;
     bool required = false;
     unsigned lowest = 0; // of a number
     unsigned highest = std::numeric_limits<unsigned>::max();
-    std::vector<std::string> words = {}; // the only legal texts, whatever their case; empty: any
-    std::string needs = "";              // another flag that must be given with it
-    std::string excludes = "";           // another flag that must not
+    std::vector<std::string> words = {}; // the valid texts, in any letter case; empty: any text
+    std::string needs = "";              // another flag that must be given too
+    std::string excludes = "";           // another flag that must not be given
 };
 
 using Flags = std::vector<Flag>;
@@ -47,8 +47,8 @@ struct Command {
     std::string summary; // one line
     Flags flags;
     std::vector<Example> examples;
-    std::string notes; // paragraphs behind the flags: what the output holds; may be empty
-    // Throws Failure, or gives the status. Called once at most.
+    std::string notes; // paragraphs that follow the flags, on the output; may be empty
+    // Returns the exit status or throws Failure. Called once at most.
     std::function<ExitStatus()> run;
 };
 

@@ -26,8 +26,8 @@ std::string spelled(const Flag& flag) {
     return flag.value.empty() ? flag.name : flag.name + " " + flag.value;
 }
 
-// The words of the text in lines that all begin at the column; the first line already stands at
-// `position`.
+// Returns the words of the text in lines that all start at the column; the first line has reached
+// `position` already.
 std::string filled(const std::string& text, std::size_t column, std::size_t position) {
     std::string result;
     std::istringstream words(text);
@@ -50,7 +50,7 @@ std::string filled(const std::string& text, std::size_t column, std::size_t posi
     return result + "\n";
 }
 
-// Paragraphs, which a blank line separates.
+// Paragraphs, separated by an empty line.
 std::string paragraphs(const std::string& text) {
     std::string result;
     std::istringstream lines(text);
@@ -132,12 +132,12 @@ std::string examples(const Command& command) {
 
 std::string generalHelp(const std::vector<Command>& commands) {
     std::string text = "Usage: vexassl COMMAND [FLAGS]\n\n"
-                       "Talks and serves TLS or plain text as a configuration file says, and tells "
+                       "Talks and serves TLS or plain text as a configuration file says, and says "
                        "why a\nconnection is not trusted.\n\nCommands:\n";
     for (const Command& command : commands) {
         text += listed(command.name, command.summary);
     }
-    text += "\n\"vexassl COMMAND --help\" tells a command's flags and shows examples.\n"
+    text += "\n\"vexassl COMMAND --help\" shows a command's flags and examples.\n"
             "\"vexassl --version\" is short for \"vexassl version\".\n\n";
     return text + exitStatusHelp;
 }

@@ -1,4 +1,4 @@
-// The help texts, made from the commands' tables.
+// The help texts, made from the tables of the commands.
 #pragma once
 
 #include "common/Command.h"
@@ -8,7 +8,7 @@
 
 namespace VexaSsl::tool {
 
-// For "vexassl --help": the commands with a line each, and the exit statuses.
+// For "vexassl --help": one line for each command, and the exit statuses.
 std::string generalHelp(const std::vector<Command>& commands);
 
 // For "vexassl COMMAND --help": usage, flags with their defaults, notes, examples, exit statuses.

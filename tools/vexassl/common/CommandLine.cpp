@@ -26,7 +26,7 @@ std::string rangeError(const std::string& text, unsigned lowest, unsigned highes
                      std::to_string(highest);
 }
 
-// Binds a flag's target, by its type.
+// Binds the target of a flag, according to its type.
 struct Adder {
     CLI::App& command;
     const Flag& flag;
@@ -40,7 +40,7 @@ struct Adder {
                 return rangeError(text, lowest, highest);
             });
     }
-    // A script's variable that isn't set must not look like a flag that isn't given.
+    // An unset variable of a script must not look like a flag that isn't given.
     CLI::Option* operator()(std::string* target) const {
         return command.add_option(flag.name, *target, flag.text)
             ->check([](const std::string& text) {
@@ -64,7 +64,7 @@ void addFlags(CLI::App& command, const Flags& flags) {
     for (const Flag& flag : flags) {
         addFlag(command, flag);
     }
-    // Only now is every flag there that another one names.
+    // Flags that others name exist only now.
     for (const Flag& flag : flags) {
         CLI::Option* option = command.get_option(flag.name);
         if (!flag.needs.empty()) {
@@ -76,7 +76,7 @@ void addFlags(CLI::App& command, const Flags& flags) {
     }
 }
 
-// --- What is wrong, in the words of the help.
+// --- Errors, in the words of the help.
 
 std::string listed(const std::vector<std::string>& words) {
     std::string text;
@@ -98,7 +98,7 @@ std::string noCommand(const std::vector<Command>& commands,
     return listed({arguments.front()}) + " is no command; the commands are " + names;
 }
 
-// In the order of the command line, which the parser turns round.
+// In the order of the command line, which the parser reverses.
 std::string unexpected(const CLI::App& app, const std::vector<std::string>& arguments) {
     const std::vector<std::string> left = app.remaining(true);
     std::vector<std::string> words;
@@ -109,7 +109,7 @@ std::string unexpected(const CLI::App& app, const std::vector<std::string>& argu
     return "not expected here: " + listed(words);
 }
 
-// text begins with the name of the flag that it is about.
+// text begins with the name of its flag.
 std::string mismatch(const Command& command, const std::string& text) {
     for (const Flag& flag : command.flags) {
         if (text.starts_with(flag.name + ":")) {
@@ -121,9 +121,8 @@ std::string mismatch(const Command& command, const std::string& text) {
     return text;
 }
 
-// An argument without a name is called as the help calls it: at the start, where each text names
-// the flag that it is about, and at the end of a text on two flags. In between a user's own words
-// may stand.
+// Names an argument without a flag as the help does: at the start, where each text names its flag,
+// and at the end of a text about two flags. The user's own words may stand in between.
 std::string withShownNames(const Command& command, const CLI::ParseError& error) {
     const bool isOnTwo = dynamic_cast<const CLI::RequiresError*>(&error) != nullptr ||
                          dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr;
@@ -176,7 +175,7 @@ ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const 
     } catch (const CLI::CallForHelp&) {
         const Command* asked = findParsed(commands, app);
         writeText(asked == nullptr ? generalHelp(commands) : commandHelp(*asked));
-        return ExitStatus::Well;
+        return ExitStatus::Success;
     } catch (const CLI::CallForVersion&) {
         if (argc > 2) {
             throw Failure(ExitStatus::Usage, "--version stands alone (see vexassl --help)");

@@ -25,7 +25,7 @@ std::string reversionText(const ConnectionOptions& options, const Diagnosis& dia
     const std::string reason = printableText(diagnosis.reversionReason());
     const std::filesystem::path path = pathOfText(options.iniFile);
     std::error_code unknown;
-    if (std::filesystem::is_directory(path, unknown)) { // which some systems open like a file
+    if (std::filesystem::is_directory(path, unknown)) { // some systems open it like a file
         return "[" + options.iniFile + "] is a folder, no ini file";
     }
     if (!std::ifstream(path)) {
@@ -51,7 +51,7 @@ const char* causeWords(ExitStatus status) {
         return "no usable certificate and key of our own";
     case ExitStatus::RefusedByPeer:
         return "the peer refused our certificate, or wants one";
-    case ExitStatus::Well:
+    case ExitStatus::Success:
     case ExitStatus::CannotConnect:
     case ExitStatus::Handshake:
     case ExitStatus::CutShort:
@@ -139,8 +139,9 @@ std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& confi
         return instantiateSocketStrategy(log, config);
     } catch (const std::exception& error) {
         const Diagnosis diagnosis = log.diagnosis();
-        throw Failure(ExitStatus::Usage,
-                      diagnosis.status() == ExitStatus::Well ? error.what() : causeText(diagnosis));
+        throw Failure(ExitStatus::Usage, diagnosis.status() == ExitStatus::Success
+                                             ? error.what()
+                                             : causeText(diagnosis));
     }
 }
 

@@ -1,6 +1,6 @@
-// What both commands are told about a connection, and the configuration made from it.
+// The options that the commands with a connection share, and the configuration made from them.
 //
-// Threads: none of this is shared; makeStrategy is called by one thread at a time.
+// Threads: nothing is shared; makeStrategy is called by one thread at a time.
 #pragma once
 
 #include "VexaSsl/VexaSsl.h"
@@ -16,23 +16,23 @@ namespace VexaSsl::tool {
 struct ConnectionOptions {
     std::string iniFile; // empty: the defaults, which mean plain sockets
     std::string connectionName = "Default";
-    std::string certificates; // empty: the folder built into the platform
+    std::string certificates; // empty: the platform's default folder
     unsigned timeoutSeconds = 300;
 
     std::chrono::seconds timeout() const { return std::chrono::seconds(timeoutSeconds); }
 };
 
-// The flags that fill it.
+// The flags that fill the options.
 Flags connectionFlags(ConnectionOptions& options);
-// --certificates alone, for commands that make no connection.
+// The flag --certificates alone, for commands without a connection.
 Flag certificatesFlag(std::string& target);
 
-// The loaded configuration with the log that it borrows.
+// The loaded configuration and the log that it borrows.
 class LoadedConfiguration {
 public:
-    // Throws Failure (Usage) when the certificate folder isn't there, or when an ini file was given
-    // and the library fell back to plain sockets: a user who asked for a file never gets clear text
-    // by surprise.
+    // Throws Failure (Usage) when the certificate folder doesn't exist, or when an ini file was
+    // given and the library fell back to plain sockets: who gives a file must not get clear text
+    // instead.
     LoadedConfiguration(const ConnectionOptions& options, LinePrinter& printer);
 
     const IConfig& config() const { return *loaded; }
@@ -43,19 +43,20 @@ private:
     std::unique_ptr<IConfig> loaded;
 };
 
-// What UseEncryption and InjectLogLayers say, whatever the case of the word.
+// Compare UseEncryption and InjectLogLayers with a value, in any letter case.
 bool isPlain(const IConfig& config);
 bool isOpportunistic(const IConfig& config);
 bool hasLogLayers(const IConfig& config);
 
-// A file that says that traffic goes in the clear is taken at its word, with a notice. A connection
-// that could be switched to TLS counts too: for a caller that isn't going to.
+// Prints a note when the ini file configures clear text. A connection that could be switched to TLS
+// counts too: for a caller that doesn't switch.
 void warnOfClearText(const ConnectionOptions& options, const IConfig& config, LinePrinter& printer);
 
-// A stack for one connection. Throws Failure (Usage) with the log's reason on a bad value.
+// Makes a stack for one connection. Throws Failure (Usage), with the reason from the log, for an
+// invalid value.
 std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config);
 
-// What a cause means, in the words of the failure line, with the library's own line behind it.
+// Returns the meaning of a cause, followed by the library's line.
 std::string causeText(const Diagnosis& diagnosis);
 
 } // namespace VexaSsl::tool

@@ -50,7 +50,7 @@ struct Rule {
     ExitStatus status;
 };
 
-// Lines whose beginning alone shows the cause.
+// Lines that show the cause by their beginning.
 constexpr std::array<Rule, 16> rules = {{
     {LogTexts::suppliedValuePrefix, L"", ExitStatus::Usage},
     {LogTexts::internalNamePrefix, L"", ExitStatus::Usage},
@@ -74,9 +74,9 @@ bool applies(const Rule& rule, std::wstring_view text) {
     return text.starts_with(rule.start) && text.substr(rule.start.size()).starts_with(rule.next);
 }
 
-// The number in the line of a failed call; nothing in any other line.
+// Returns the number in the line of a failed call, or nothing for another line.
 std::optional<std::uint32_t> failureCode(std::wstring_view text, std::wstring_view call) {
-    if (!applies({call, failedWith, ExitStatus::Well}, text)) {
+    if (!applies({call, failedWith, ExitStatus::Success}, text)) {
         return std::nullopt;
     }
     std::uint32_t code = 0;
@@ -95,8 +95,9 @@ ExitStatus transportCause(std::uint32_t code) {
 
 } // namespace
 
-// A client judges the server before it sends its second flight, which holds its own certificate.
-// So the same status means "we don't trust them" before that flight and "they don't want us" after.
+// A client verifies the server before it sends its second flight, which holds its own certificate.
+// So a status means "we don't trust the server" before that flight and "the server refuses us"
+// after it.
 ExitStatus Diagnosis::clientHandshakeCause(std::uint32_t code) const {
     const bool certificateSent = flightsSent >= 2;
     if (certificateSent && (isTrustStatus(code) || code == number(SEC_E_ILLEGAL_MESSAGE) ||
@@ -117,8 +118,8 @@ void Diagnosis::observe(std::wstring_view text) {
     if (const auto client = failureCode(text, LogTexts::clientStep)) {
         conclude(clientHandshakeCause(*client), text);
     } else if (const auto server = failureCode(text, LogTexts::serverStep)) {
-        // A server doesn't judge the client inside the handshake, so a certificate's status here is
-        // the client's refusal of the server's.
+        // A server doesn't verify the client inside the handshake, so the status of a certificate
+        // means that the client refused ours.
         conclude(isTrustStatus(*server) ? ExitStatus::RefusedByPeer : ExitStatus::Handshake, text);
     } else if (const auto read = failureCode(text, LogTexts::negotiationReceive)) {
         conclude(transportCause(*read), text);
@@ -134,10 +135,10 @@ void Diagnosis::observe(std::wstring_view text) {
     }
 }
 
-// The peer's orderly closure is logged like a failure; it is an end.
+// The peer's orderly closure is logged like a failure, but isn't one.
 void Diagnosis::observeRecordFailure(std::uint32_t code, std::wstring_view text) {
     if (code != number(SEC_I_CONTEXT_EXPIRED)) {
-        alerted = cause == ExitStatus::Well && code == number(SEC_E_ILLEGAL_MESSAGE);
+        alerted = cause == ExitStatus::Success && code == number(SEC_E_ILLEGAL_MESSAGE);
         conclude(ExitStatus::Handshake, text);
     }
 }
@@ -152,7 +153,7 @@ void Diagnosis::observeReversion(std::wstring_view text) {
 }
 
 void Diagnosis::conclude(ExitStatus status, std::wstring_view text) {
-    if (cause == ExitStatus::Well) {
+    if (cause == ExitStatus::Success) {
         cause = status;
         line = text;
         reason = securityFailureSuffix(text);

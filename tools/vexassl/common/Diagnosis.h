@@ -1,6 +1,6 @@
-// Tells what went wrong on a connection from the lines that the library logged. The library reports
-// most causes only there: a socket operation gives no more than SOCKET_ERROR. Any host can do the
-// same in its own ILog.
+// Finds why a connection failed from the lines that the library logged. A socket operation gives no
+// more than SOCKET_ERROR, so the log is the only source for most causes. Any host can do the same
+// in its own ILog.
 //
 // Threads: no lock; ToolLog guards it.
 #pragma once
@@ -15,25 +15,25 @@ namespace VexaSsl::tool {
 
 class Diagnosis {
 public:
-    // Takes the next line. The first cause that is recognised stands.
+    // Takes the next line. The first recognised cause is kept.
     void observe(std::wstring_view text);
 
-    // The cause, or Well while no line told of a failure.
+    // The cause, or Success while no line reported a failure.
     ExitStatus status() const { return cause; }
 
-    // The line that told the cause; empty when there is none.
+    // The line that reported the cause; empty without one.
     const std::wstring& causeLine() const { return line; }
 
-    // ": REASON" of the security library, where the line tells only that it failed; else empty.
+    // ": REASON" of the security library, when the line has only its status; else empty.
     const std::string& causeReason() const { return reason; }
 
-    // The configuration could not be read, so the library fell back to plain sockets. The reason is
-    // the Warning before or the line itself.
+    // The configuration couldn't be read, so the library fell back to plain sockets. The reason is
+    // the Warning before the line, or the line itself.
     bool revertedToPlain() const { return reverted; }
     const std::wstring& reversionReason() const { return reversion; }
 
-    // The cause is a fatal alert inside the connection (or a record that looks like none). Behind a
-    // shut sending side it is how peers complain of the TLS closure that they never get.
+    // The cause is a fatal alert inside the connection, or a record that looks like one. After our
+    // sending side was shut down this is how peers report the TLS closure that they never receive.
     bool peerSentAlert() const { return alerted; }
 
 private:
@@ -42,7 +42,7 @@ private:
     void conclude(ExitStatus status, std::wstring_view text);
     ExitStatus clientHandshakeCause(std::uint32_t code) const;
 
-    ExitStatus cause = ExitStatus::Well;
+    ExitStatus cause = ExitStatus::Success;
     std::wstring line;
     std::string reason;
     bool reverted = false;

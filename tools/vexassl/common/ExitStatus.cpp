@@ -4,7 +4,7 @@ namespace VexaSsl::tool {
 
 const char* exitStatusName(ExitStatus status) {
     switch (status) {
-    case ExitStatus::Well:
+    case ExitStatus::Success:
         return "well";
     case ExitStatus::Usage:
         return "usage";

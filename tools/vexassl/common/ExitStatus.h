@@ -8,7 +8,7 @@
 namespace VexaSsl::tool {
 
 enum class ExitStatus : int {
-    Well = 0,
+    Success = 0,
     Usage = 1,          // wrong arguments or configuration, local files
     CannotConnect = 2,  // cannot resolve, connect or listen
     TimedOut = 3,       // the deadline of --timeout passed
@@ -21,7 +21,7 @@ enum class ExitStatus : int {
     Warnings = 20,      // nothing worse than warnings, under --strict
 };
 
-// Its identifier in lines of JSON, "timed-out"; stays as it is too.
+// Returns the identifier in lines of JSON, "timed-out"; never changed either.
 const char* exitStatusName(ExitStatus status);
 
 // The table for --help.
@@ -39,11 +39,11 @@ inline constexpr const char* exitStatusHelp =
     "  9  connection ended before an announced or sent amount of data was complete\n"
     "  20 warnings under --strict\n";
 
-// Ends a command: what() is the one line for stderr.
+// Ends a command: what() is the line for stderr.
 class Failure : public std::runtime_error {
 public:
-    Failure(ExitStatus endsWith, const std::string& text)
-        : std::runtime_error(text), status(endsWith) {}
+    Failure(ExitStatus status, const std::string& text)
+        : std::runtime_error(text), status(status) {}
 
     ExitStatus status;
 };

@@ -1,5 +1,5 @@
-// Private keys that more than their owner may read. One source a system: only where keys lie in
-// files is there anything to tell.
+// Private keys that accounts other than their owner's may read. Implemented for each system; empty
+// where keys aren't kept in files.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace VexaSsl::tool {
 
-// The files of the certificate folder in force, printable, that hold a private key, or the password
-// of one, and that every account of this machine may read. In the order of their names.
+// Returns the printable paths, sorted, of the files of the current certificate folder that hold a
+// private key or the password of one and that every account of this machine may read.
 std::vector<std::string> exposedKeys();
 
 } // namespace VexaSsl::tool

@@ -1,7 +1,7 @@
-// The socket work that a host does itself, outside of a strategy: owning a socket, naming
-// addresses, listening.
+// The socket work that a host does itself, outside a strategy: owning a socket, naming addresses,
+// listening.
 //
-// Threads: nothing here is shared.
+// Threads: nothing is shared.
 #pragma once
 
 #include "HostCalls.h"
@@ -12,7 +12,7 @@
 
 namespace VexaSsl::tool {
 
-// Sole owner of a socket; closes it.
+// Owns a socket and closes it.
 class OwnedSocket {
 public:
     explicit OwnedSocket(SOCKET s = INVALID_SOCKET) : socket(s) {}
@@ -37,7 +37,7 @@ private:
     SOCKET socket;
 };
 
-// Sole owner of an address list that a strategy's getaddrinfo made.
+// Owns an address list that a strategy's getaddrinfo made.
 class AddressList {
 public:
     AddressList() = default;
@@ -56,35 +56,35 @@ struct Endpoint {
     std::string host; // without brackets
     std::string port;
 
-    // "host:port", an IPv6 address in brackets.
+    // "host:port", with brackets around an IPv6 address.
     std::string text() const;
 };
 
-// "::1" for "[::1]"; a host without brackets as it is.
+// Returns "::1" for "[::1]", and a host without brackets unchanged.
 std::string withoutBrackets(const std::string& host);
 
 // Reads "HOST:PORT" or "[IPV6]:PORT". Throws Failure (Usage) with the reason.
 Endpoint parseEndpoint(const std::string& text);
 
-// The addresses of the target by the strategy, which needs a name to have been asked for. Throws
-// Failure (CannotConnect) when there is none.
+// Looks up the addresses of the target through the strategy, which must have resolved a name before
+// it connects. Throws Failure (CannotConnect) when there are none.
 void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses);
 
-// "127.0.0.1:80" or "[::1]:80"; "an unknown address" when it can't be told.
+// Returns "127.0.0.1:80" or "[::1]:80", or "an unknown address" when the system doesn't know it.
 std::string addressText(const sockaddr* address, socklen_t length);
 std::string localAddressText(SOCKET s);
 std::string peerAddressText(SOCKET s);
 
-// A listening socket and the family of its address.
+// A listening socket and its address family.
 struct Listener {
     OwnedSocket socket;
     int family = 0;
 };
 
-// Listens on the first address that the name gives. Throws Failure (CannotConnect).
+// Listens on the first address of the name. Throws Failure (CannotConnect).
 Listener listenOn(const Endpoint& endpoint);
 
-// Words for a socket error number; "socket error <n>" for one without words here.
+// Returns a text for a socket error number; "socket error <n>" for a number without a text here.
 std::string socketErrorText(int error);
 
 } // namespace VexaSsl::tool

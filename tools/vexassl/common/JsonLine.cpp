@@ -12,7 +12,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The letter of a short escape; 0 when the character has none.
+// Returns the letter of the short escape, or 0 when the character has none.
 char shortEscape(char32_t point) {
     switch (point) {
     case U'"':
@@ -34,8 +34,8 @@ char shortEscape(char32_t point) {
     }
 }
 
-// Control characters, those of C1 included since terminals obey them, and the line separators that
-// JavaScript doesn't take in a text.
+// Control characters, including C1, which terminals obey, and the line separators that JavaScript
+// refuses in a string.
 bool mustEscape(char32_t point) {
     return point < 0x20 || (point >= 0x7F && point < 0xA0) || point == 0x2028 || point == 0x2029;
 }

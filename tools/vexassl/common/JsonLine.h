@@ -1,6 +1,6 @@
-// One JSON object on one line, for scripts. Fields come in the order in which they were added; a
-// name is never added twice by the caller. Texts hold any characters: what JSON or a line can't
-// hold is escaped, so the output is ASCII but for characters beyond it, in UTF-8.
+// One JSON object on one line, for scripts. Fields keep the order in which they were added; the
+// caller adds no name twice. Characters that JSON or a line can't hold are escaped; the others are
+// written in UTF-8.
 //
 // Threads: no lock. Owns its text.
 #pragma once

@@ -1,7 +1,7 @@
-// A sink that keeps the library's lines for a command to show or to read causes from, whatever the
-// threshold: that is only remembered.
+// A log that keeps the library's lines, so that a command can show them or read causes from them.
+// The minimum severity that the library sets is only stored.
 //
-// Threads: any; it has a lock. It must outlive whatever logs to it.
+// Threads: any; it has a lock. It must outlive everything that logs to it.
 #pragma once
 
 #include "VexaSsl/ILog.h"
@@ -20,16 +20,16 @@ struct LoggedLine {
 
 class LogCollector : public ILog {
 public:
-    // A line of a hostile file can have any length; the rest behind longestLine units is dropped.
+    // A hostile file can produce lines of any length; a line is cut after longestLine units.
     static constexpr std::size_t longestLine = 2000;
 
-    // Lines below least are not kept. A hostile file gives a Debug line for each of its own.
-    explicit LogCollector(Severity leastSeverity = Severity::Debug) : least(leastSeverity) {}
+    // Lines below least are dropped. A hostile file can produce a Debug line for each of its own.
+    explicit LogCollector(Severity least = Severity::Debug) : least(least) {}
 
     void log(Severity severity, const std::wstring& text) override;
     void setMinimumSeverity(Severity severity) override;
 
-    // The lines since the start or the last call; they are no longer kept here.
+    // Returns the lines since the start or the last call, and forgets them.
     std::vector<LoggedLine> take();
     Severity minimumSeverity() const;
 
@@ -40,7 +40,7 @@ private:
     Severity threshold = Severity::Info;
 };
 
-// "Debug" and so on, as the tool's lines show them.
+// Returns "Debug" and so on, as the tool prints severities.
 const char* severityName(Severity severity);
 
 } // namespace VexaSsl::tool

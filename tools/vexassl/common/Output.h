@@ -1,4 +1,4 @@
-// Standard output for data, with colours only where a person looks.
+// Standard output for data, in colour only on a terminal.
 //
 // Threads: one at a time.
 #pragma once
@@ -9,16 +9,16 @@
 
 namespace VexaSsl::tool {
 
-// Writes to standard output at once. Throws Failure (Usage) when it takes no more: a disk that is
-// full must not look like an end.
+// Writes to standard output at once. Throws Failure (Usage) when the write fails: a full disk must
+// not look like the end of the data.
 void writeText(std::string_view text);
-// The same with a line end.
+// The same, followed by a line end.
 void writeLine(std::string_view line);
 
 enum class Colour { Plain, Bold, Red, Yellow, Green };
 
-// Paints texts for one stream: only when that is a terminal, it isn't a dumb one, and the
-// environment has no NO_COLOR.
+// Colours texts for one stream, but only when the stream is a terminal that isn't dumb and NO_COLOR
+// isn't set.
 class Painter {
 public:
     explicit Painter(std::FILE* stream);

@@ -1,4 +1,4 @@
-// Sole owner of a manual-reset event.
+// Owns a manual-reset event.
 #pragma once
 
 #include "HostCalls.h"
@@ -9,7 +9,7 @@ namespace VexaSsl::tool {
 
 class OwnedEvent {
 public:
-    // Throws std::bad_alloc when the system has none left.
+    // Throws std::bad_alloc when the system can't make another event.
     OwnedEvent() : event(platform::WSACreateEvent()) {
         if (event == nullptr) {
             throw std::bad_alloc();

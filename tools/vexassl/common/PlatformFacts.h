@@ -1,4 +1,4 @@
-// What the tool tells of the system beneath the library. One source a system.
+// Describes the system that the library runs on. Implemented for each system.
 #pragma once
 
 #include <string>
@@ -7,14 +7,14 @@ namespace VexaSsl::tool {
 
 struct PlatformFacts {
     std::string binding;         // "linux" or "windows"
-    std::string securityLibrary; // what does the TLS
-    std::string certificates;    // where certificates come from by default
+    std::string securityLibrary; // that implements TLS
+    std::string certificates;    // their default location
 };
 
 PlatformFacts platformFacts();
 
-// What the security library reported when it last failed in the calling thread, for people to read;
-// empty where its statuses say all there is.
+// Returns, as printable text, what the security library reported at its last failure in the calling
+// thread; empty where its statuses say everything.
 std::string securityFailure();
 
 } // namespace VexaSsl::tool

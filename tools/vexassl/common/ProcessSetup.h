@@ -1,5 +1,4 @@
-// What the tool does first, before any command runs: the process is made to behave alike on every
-// system.
+// Setup of the process before any command runs, so that it behaves alike on every system.
 #pragma once
 
 #include <cstddef>
@@ -8,17 +7,18 @@
 
 namespace VexaSsl::tool {
 
-// A writer to a pipe that nobody reads gets an error instead of a signal from now on, standard
-// input and output carry bytes as they are, and the system's sockets are ready for use. Called
-// once, by main. Throws Failure (CannotConnect) when there are no sockets to be had.
+// From now on a write to a pipe without a reader gives an error instead of a signal, standard input
+// and output carry bytes unchanged, and sockets can be used. Called once, by main. Throws Failure
+// (CannotConnect) when the system has no sockets.
 void setUpProcess();
 
-// Lets this process hold so many files and sockets at once, as far as the system allows it without
-// special rights. Result: how many it may hold from now on, which may be fewer.
+// Raises the number of files and sockets that this process may hold at once, as far as the system
+// allows it without privileges. Returns the number allowed from now on, which may be lower than
+// asked for.
 std::size_t allowDescriptors(std::size_t wanted);
 
-// The arguments of main, the program's name first, in the encoding in which the tool keeps texts:
-// UTF-8 where the system has wide arguments, else the bytes as they came.
+// Returns the arguments of main, the program's name first: in UTF-8 where the system has wide
+// arguments, else as the bytes they are.
 std::vector<std::string> commandArguments(int argc, char** argv);
 
 } // namespace VexaSsl::tool

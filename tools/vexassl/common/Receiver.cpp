@@ -12,23 +12,23 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The first end that a stream meets, with its number.
-class MetEnd {
+// The first end that a stream reports, with its error number.
+class FirstEnd {
 public:
-    bool isMet() const { return end != StreamEnd::None; }
+    bool isSet() const { return end != StreamEnd::None; }
     StreamEnd kind() const { return end; }
 
-    // Result: whether it is the first.
-    bool meet(StreamEnd met) {
-        if (isMet()) {
+    // Returns whether it is the first.
+    bool set(StreamEnd reported) {
+        if (isSet()) {
             return false;
         }
-        end = met;
+        end = reported;
         error = platform::WSAGetLastError();
         return true;
     }
-    // The result of a receive at the end.
-    int tell() const {
+    // Returns what a receive returns at the end.
+    int report() const {
         platform::WSASetLastError(error);
         return 0;
     }
@@ -40,33 +40,34 @@ private:
 
 class BlockingReceiver : public Receiver {
 public:
-    BlockingReceiver(ISocketStrategy& borrowedStrategy, SOCKET s, Passing how)
-        : strategy(borrowedStrategy), socket(s), passing(how) {}
+    BlockingReceiver(ISocketStrategy& strategy, SOCKET socket, StackState stackState)
+        : strategy(strategy), socket(socket), stackState(stackState) {}
 
     int receive(char* buffer, int size) override {
-        if (!met.isMet()) {
+        if (!firstEnd.isSet()) {
             const int count = strategy.recv(socket, buffer, size, 0);
             if (count > 0) {
                 return count;
             }
-            met.meet(count == 0 ? StreamEnd::Closed : StreamEnd::Lost);
+            firstEnd.set(count == 0 ? StreamEnd::Closed : StreamEnd::Lost);
         }
-        // What came in one read with the peer's closure, before it, is delivered behind the end.
-        // The network is read only where that doesn't wait: a peer may keep the connection open
-        // behind its closure.
-        if (met.kind() == StreamEnd::Closed && passing == Passing::AsConfigured && isReadable()) {
+        // Data that arrived in one read with the peer's closure is delivered after the end was
+        // reported. The network is read only when that doesn't block: a peer may keep the
+        // connection open after its closure.
+        if (firstEnd.kind() == StreamEnd::Closed && stackState == StackState::AsConfigured &&
+            isReadable()) {
             if (const int count = strategy.recv(socket, buffer, size, 0); count > 0) {
                 return count;
             }
         }
-        return met.tell();
+        return firstEnd.report();
     }
 
-    StreamEnd end() const override { return met.kind(); }
+    StreamEnd end() const override { return firstEnd.kind(); }
 
 private:
-    // Whether a recv has something to tell at once: bytes from the network or its end, or what the
-    // strategy has decrypted and not delivered.
+    // Whether recv would return at once: because of bytes or the end of the stream on the network,
+    // or because of data that the strategy has decrypted and not delivered.
     bool isReadable() {
         fd_set readable{};
         platform::socketSetAdd(socket, readable);
@@ -76,60 +77,60 @@ private:
 
     ISocketStrategy& strategy;
     SOCKET socket;
-    Passing passing;
-    MetEnd met;
+    StackState stackState;
+    FirstEnd firstEnd;
 };
 
-// Each receive that is posted is completed by the same call, so that the strategy never fills a
-// buffer of an earlier one.
+// Each posted receive is completed by the same call, so the strategy never fills the buffer of an
+// earlier one.
 class OverlappedReceiver : public Receiver {
 public:
-    OverlappedReceiver(ISocketStrategy& borrowedStrategy, SOCKET s)
-        : strategy(borrowedStrategy), socket(s) {}
+    OverlappedReceiver(ISocketStrategy& strategy, SOCKET socket)
+        : strategy(strategy), socket(socket) {}
 
     int receive(char* buffer, int size) override {
-        while (mayHoldMore || !met.isMet()) {
+        while (mayHoldMore || !firstEnd.isSet()) {
             const int count = std::exchange(mayHoldMore, false) ? takeHeld(buffer, size)
                                                                 : receiveOnce(buffer, size);
             if (count > 0) {
                 mayHoldMore = mayHoldMore || count == size;
                 return count;
             }
-            // Otherwise what came is no whole record yet.
+            // Otherwise the bytes aren't a whole record yet.
         }
-        return met.tell();
+        return firstEnd.report();
     }
 
-    StreamEnd end() const override { return met.kind(); }
+    StreamEnd end() const override { return firstEnd.kind(); }
 
 private:
-    // A full buffer may leave decrypted data behind in the strategy, and so may an end. A recv
-    // would take it, but read on where it is less than the buffer takes, and give it up when it
-    // meets the end there. A receive on no socket reads nothing: it fails at once, but keeps its
-    // place, and to complete it serves what is held.
+    // After a full buffer, and after an end, the strategy may hold decrypted data. A recv would
+    // take it, but read on while the data is shorter than its buffer, and discard it if it reads
+    // the end. A receive on no socket reads nothing: it fails at once but stays pending, and its
+    // completion delivers the held data.
     int takeHeld(char* buffer, int size) {
         WSAOVERLAPPED state{};
         return post(INVALID_SOCKET, buffer, size, state) == Posting::NotTaken ? 0 : complete(0);
     }
 
-    // From posting a receive to its application bytes. Only the count of the completion itself
-    // tells the peer's end: 0 application bytes are also a piece of a record.
+    // From posting a receive to its application bytes. Only the count of the completion shows the
+    // peer's end: 0 application bytes can also mean a partial record.
     int receiveOnce(char* buffer, int size) {
         event.reset();
         WSAOVERLAPPED state{};
         state.hEvent = event.get();
         const Posting posting = post(socket, buffer, size, state);
         if (posting == Posting::NotTaken) {
-            met.meet(StreamEnd::Lost);
+            firstEnd.set(StreamEnd::Lost);
             return 0;
         }
         DWORD transferred = 0;
         if (posting != Posting::UnderWay || !wait(state, transferred)) {
-            // Whoever has cut the connection on this side knows why.
+            // The end that cut the connection on this side has the reason.
             const bool isCut = platform::WSAGetLastError() == WSA_OPERATION_ABORTED;
-            meet(isCut ? StreamEnd::Closed : StreamEnd::Lost);
+            set(isCut ? StreamEnd::Closed : StreamEnd::Lost);
         } else if (transferred == 0) {
-            meet(isInsideRecord ? StreamEnd::InsideRecord : StreamEnd::Closed);
+            set(isInsideRecord ? StreamEnd::InsideRecord : StreamEnd::Closed);
         }
         const int count = complete(transferred);
         isInsideRecord = count == 0;
@@ -138,8 +139,8 @@ private:
 
     enum class Posting {
         UnderWay,
-        Failed,   // but the strategy will want it completed
-        NotTaken, // the strategy itself ran short; the log tells
+        Failed,   // but the strategy must complete it
+        NotTaken, // the strategy itself is out of memory; the log has a line
     };
 
     Posting post(SOCKET s, char* buffer, int size, WSAOVERLAPPED& state) {
@@ -148,12 +149,12 @@ private:
         description.buf = buffer;
         DWORD flags = 0;
         DWORD ignored = 0;
-        platform::WSASetLastError(0); // as the strategy leaves it then
+        platform::WSASetLastError(0); // the strategy leaves it alone in that case
         if (strategy.WSARecv(s, &description, 1, &ignored, &flags, &state, nullptr) == 0 ||
             platform::WSAGetLastError() == WSA_IO_PENDING) {
             return Posting::UnderWay;
         }
-        // Without a number of the sockets' own it was no call of theirs that failed.
+        // An error number outside the range of the sockets' isn't from a socket call.
         constexpr int firstSocketError = 10000; // WSABASEERR
         return platform::WSAGetLastError() < firstSocketError ? Posting::NotTaken : Posting::Failed;
     }
@@ -168,9 +169,9 @@ private:
         return true;
     }
 
-    // A wait can fail for a want of descriptors or memory while the receive is still pending, and
-    // the system writes to its state when it ends. Cutting the connection ends it. Keeps the last
-    // error.
+    // A wait can fail for lack of descriptors or memory while the receive is pending, and the
+    // system writes to the receive's state when it completes. Cutting the connection completes it.
+    // Preserves the last error.
     void finishUnwaited(WSAOVERLAPPED& state) const {
         const int error = platform::WSAGetLastError();
         DWORD count = 0;
@@ -183,22 +184,22 @@ private:
         platform::WSASetLastError(error);
     }
 
-    // Result: the application bytes in the buffer of the receive.
+    // Returns the number of application bytes in the receive's buffer.
     int complete(DWORD transferred) {
         const int result = strategy.completeWSARecv(0, &transferred, nullptr);
         if (result != 0) {
-            meet(result == SOCKET_ERROR ? StreamEnd::Closed : StreamEnd::Broken);
+            set(result == SOCKET_ERROR ? StreamEnd::Closed : StreamEnd::Broken);
             return 0;
         }
         return static_cast<int>(transferred);
     }
 
-    // What came before the end is still to be delivered.
-    void meet(StreamEnd end) { mayHoldMore = met.meet(end) || mayHoldMore; }
+    // What was received before the end is still delivered.
+    void set(StreamEnd end) { mayHoldMore = firstEnd.set(end) || mayHoldMore; }
 
     ISocketStrategy& strategy;
     SOCKET socket;
-    MetEnd met;
+    FirstEnd firstEnd;
     OwnedEvent event;
     bool mayHoldMore = false;
     bool isInsideRecord = false;
@@ -206,13 +207,13 @@ private:
 
 } // namespace
 
-std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET s,
-                                               Passing passing) {
-    return std::make_unique<BlockingReceiver>(strategy, s, passing);
+std::unique_ptr<Receiver> makeBlockingReceiver(ISocketStrategy& strategy, SOCKET socket,
+                                               StackState stackState) {
+    return std::make_unique<BlockingReceiver>(strategy, socket, stackState);
 }
 
-std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET s) {
-    return std::make_unique<OverlappedReceiver>(strategy, s);
+std::unique_ptr<Receiver> makeOverlappedReceiver(ISocketStrategy& strategy, SOCKET socket) {
+    return std::make_unique<OverlappedReceiver>(strategy, socket);
 }
 
 } // namespace VexaSsl::tool

@@ -1,6 +1,7 @@
-// Why the system's security library failed, where its status tells only that it did.
+// The reason of a failure of the system's security library, when its status says only that it
+// failed.
 //
-// Any thread; asked on the thread that met the failure, before that begins another handshake.
+// Any thread; called on the thread that saw the failure, before it begins another handshake.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace VexaSsl::tool {
 // Returns ": REASON", to be appended to the text of that status; nothing for any other status.
 std::string securityFailureSuffix(std::uint32_t status);
 
-// The same for a line of the library's log that names the status.
+// The same for a log line that names the status.
 std::string securityFailureSuffix(std::wstring_view line);
 
 } // namespace VexaSsl::tool

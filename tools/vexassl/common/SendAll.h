@@ -1,5 +1,5 @@
-// Sending whole texts through a strategy, whose send may take less than it is offered while the
-// connection is in the clear.
+// Sends whole texts through a strategy, whose send may take less than offered while the connection
+// is in the clear.
 //
 // Threads: one sender per strategy.
 #pragma once
@@ -10,8 +10,8 @@
 
 namespace VexaSsl::tool {
 
-// Result: false when the connection took less than everything; the number of the failure lies in
-// the last-error slot, and how much has gone out isn't known.
+// Returns false when the connection took less than everything; the error number is in the
+// last-error slot, and how much was sent isn't known.
 bool sendAll(ISocketStrategy& strategy, SOCKET s, std::string_view bytes);
 
 } // namespace VexaSsl::tool

@@ -1,4 +1,4 @@
-// The tool's standard input and output as byte streams.
+// Standard input and output of the tool as byte streams.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace VexaSsl::tool {
 
-// Reads standard input; another thread can end a read that waits. Threads: one reader, and cancel
-// from any thread.
+// Reads standard input; another thread can end a read that waits. Threads: one reader; cancel from
+// any thread.
 class StandardInput {
 public:
     // Throws Failure (Usage) when the system has no descriptor left.
@@ -16,25 +16,26 @@ public:
     StandardInput(const StandardInput&) = delete;
     StandardInput& operator=(const StandardInput&) = delete;
 
-    // Result: the bytes read, as soon as there are any; 0 at the end of the input, on an error, and
+    // Returns the bytes read, as soon as there are any; 0 at the end of the input, on an error, and
     // after cancel.
     std::size_t read(char* buffer, std::size_t size);
 
-    // Whether an error ended the input. For the reader.
+    // Whether an error ended the input. Called by the reader.
     bool failed() const;
 
     void cancel();
     bool cancelled() const;
 
-    // Whether input lies ready that nobody has read; its end doesn't count. For after a cancel.
+    // Whether input is ready that wasn't read; the end of the input doesn't count. Called after
+    // cancel.
     bool hasMore();
 
 private:
-    struct Source; // the system's side of it
+    struct Source; // of each system
     std::unique_ptr<Source> source;
 };
 
-// Writes everything; false when standard output takes no more.
+// Writes everything; returns false when standard output fails.
 bool writeStandardOutput(const char* data, std::size_t size);
 
 } // namespace VexaSsl::tool

@@ -1,6 +1,5 @@
-// Turns what a user or the system ends a program with (SIGTERM and SIGINT, or a console's Ctrl-C
-// and close) into one call. To be made before any other thread, since threads inherit which signals
-// they leave alone; until then it must be the only one.
+// Turns a request to end the program (SIGTERM and SIGINT, or a console's Ctrl-C and close) into one
+// call. Made before any other thread, since threads inherit the mask of signals.
 #pragma once
 
 #include <functional>
@@ -10,14 +9,14 @@ namespace VexaSsl::tool {
 
 class StopSignal {
 public:
-    // Calls stop once, on a thread of its own, at the first signal. Further ones are ignored.
+    // Calls stop once, on a thread of its own, at the first signal. Later signals are ignored.
     explicit StopSignal(std::function<void()> stop);
     ~StopSignal();
     StopSignal(const StopSignal&) = delete;
     StopSignal& operator=(const StopSignal&) = delete;
 
 private:
-    class Listener; // the system's side of it
+    class Listener; // of each system
     std::unique_ptr<Listener> listener;
 };
 

@@ -1,4 +1,4 @@
-// How a stream of application data ends, and what that is to the user.
+// How a stream of application data ended, and what the user is told about it.
 //
 // Plain values; any thread.
 #pragma once
@@ -10,14 +10,14 @@
 namespace VexaSsl::tool {
 
 enum class StreamEnd {
-    None,         // it goes on
+    None,         // the stream continues
     Closed,       // the peer closed it
-    InsideRecord, // the peer closed behind a piece of a record; seen by overlapped receives only
-    Broken,       // what came can't be taken; the log doesn't always tell. Overlapped ones only
+    InsideRecord, // the peer closed after a partial record; seen by overlapped receives only
+    Broken,       // the data was refused, sometimes without a log line; overlapped ones only
     Lost,         // the connection failed
 };
 
-// Nothing for an end in good order. error: of the receive that met it.
+// Throws Failure unless the end is orderly. error: the last error of the receive that returned it.
 std::optional<Failure> failureOf(StreamEnd end, int error);
 
 } // namespace VexaSsl::tool

@@ -1,11 +1,11 @@
-// What the tool asks of a terminal. One source a system.
+// Terminals. Implemented for each system.
 #pragma once
 
 #include <cstdio>
 
 namespace VexaSsl::tool {
 
-// Whether the stream leads to a person's terminal rather than to a file or another program.
+// Whether the stream is a terminal rather than a file or a pipe.
 bool isTerminal(std::FILE* stream);
 
 } // namespace VexaSsl::tool

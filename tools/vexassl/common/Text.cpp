@@ -29,13 +29,13 @@ constexpr bool isControl(char32_t point) {
     return (point < 0x20 && point != U'\t') || (point >= 0x7F && point < 0xA0);
 }
 
-// Marks that let a name be read as another one.
+// Characters that make a name look like another one.
 constexpr bool turnsDirection(char32_t point) {
     return (point >= 0x202A && point <= 0x202E) || (point >= 0x2066 && point <= 0x2069) ||
            point == 0x200E || point == 0x200F || point == 0x061C;
 }
 
-// How a person gets to see it.
+// Returns the character as it is shown.
 constexpr char32_t shown(char32_t point) {
     if (isControl(point) || turnsDirection(point)) {
         return U'?';
@@ -64,10 +64,10 @@ void appendUtf8(std::string& text, char32_t point) {
 
 struct Decoded {
     char32_t point;
-    std::size_t size; // bytes; 0: no character begins here
+    std::size_t size; // in bytes; 0: no valid character starts here
 };
 
-// The first character of non-empty bytes. Spellings longer than need be are none.
+// Returns the first character of non-empty bytes. Overlong encodings are invalid.
 Decoded decode(std::string_view bytes) {
     const auto at = [bytes](std::size_t index) {
         return static_cast<char32_t>(static_cast<unsigned char>(bytes[index]));

@@ -1,7 +1,7 @@
-// Texts of any origin on their way to a terminal or a script. Names in certificates, files and
-// arguments may hold anything: text here never fails, and what is shown never steers a terminal.
+// Conversion of texts of any origin for a terminal or a script. Names in certificates, files and
+// arguments may hold anything: no function here fails, and printable text can't control a terminal.
 //
-// No shared state: any thread may call any of them.
+// No shared state: any thread may call any function.
 #pragma once
 
 #include <filesystem>
@@ -10,39 +10,38 @@
 
 namespace VexaSsl::tool {
 
-// The characters of a wide text, whose units have 16 or 32 bits by the system. What is no character
-// (half a surrogate pair, a number beyond the last character) becomes U+FFFD.
+// Returns the characters of a wide text, whose units have 16 or 32 bits, depending on the system.
+// What is no character (half a surrogate pair, a number beyond the last character) becomes U+FFFD.
 std::u32string characters(std::wstring_view text);
-// The characters of UTF-8. Every byte that isn't part of one becomes U+FFFD.
+// Returns the characters of UTF-8. Each byte that isn't part of a character becomes U+FFFD.
 std::u32string characters(std::string_view bytes);
 
 bool isUtf8(std::string_view bytes);
 
 std::string toUtf8(std::u32string_view text);
 
-// UTF-8 for a person's eyes: zero characters are left out; control characters other than tabs, and
-// what turns the direction of text, become "?".
+// Returns UTF-8 to show to a user: zero characters are removed; control characters other than tabs,
+// and characters that change the direction of text, become "?".
 std::string printableText(std::u32string_view text);
 std::string printableText(std::wstring_view text);
 std::string printableText(std::string_view bytes);
 
-// The library widens a file's bytes one to one, so a name from the command line meets the same name
-// in a file only when it is widened in that way, whatever the encoding of both.
+// Widens byte by byte, as the library does with files, so that a name from the command line equals
+// the same name in a file, whatever their encoding.
 std::wstring widenedBytes(std::string_view bytes);
 
-// UTF-8 as wide text, for DNS names: none has characters that don't fit into a unit, and what
-// doesn't becomes "?".
+// Returns UTF-8 as wide text, for DNS names. A character that doesn't fit into a unit becomes "?".
 std::wstring wideName(std::string_view name);
 
-// The bytes of a path; UTF-8 where the system's paths are texts.
+// Returns the bytes of a path; UTF-8 where the system's paths are texts.
 std::string pathText(const std::filesystem::path& path);
 
-// The path that an argument names. Made from the text without this it would be another one where
-// narrow texts are taken to be in a code page.
+// Returns the path that an argument names. A path made from narrow text directly would be decoded
+// by the code page on some systems.
 std::filesystem::path pathOfText(std::string_view text);
 
-// The way back, for showing a text out of a file as it was written: when every unit is a byte and
-// the bytes are UTF-8, its characters, else those of the wide text as it is.
+// Undoes the widening, to show a text from a file as it was written: returns the characters of the
+// UTF-8 when every unit is a byte and the bytes are UTF-8, else those of the wide text.
 std::u32string charactersOfFileText(std::wstring_view text);
 
 } // namespace VexaSsl::tool

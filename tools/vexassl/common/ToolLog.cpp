@@ -35,8 +35,8 @@ void LinePrinter::note(const char* id, const std::string& text) {
                    : "vexassl: note: " + text);
 }
 
-ToolLog::ToolLog(LinePrinter& linePrinter, std::string linePrefix)
-    : printer(linePrinter), prefix(std::move(linePrefix)) {}
+ToolLog::ToolLog(LinePrinter& printer, std::string prefix)
+    : printer(printer), prefix(std::move(prefix)) {}
 
 void ToolLog::log(Severity severity, const std::wstring& text) {
     const Severity weight = isOrdinary(text) ? Severity::Debug : severity;

@@ -1,10 +1,11 @@
-// The tool's sink: one per connection, so that causes don't mix. A line at or above the threshold
-// goes to stderr as "[Warning] text", behind the connection's prefix, or as an object; every line,
-// dropped ones included, feeds the diagnosis. A receive that delivers nothing is told of at Debug
-// only, whatever the library calls it: records come in pieces on a real network, and such lines
+// The log of a connection; one for each, so that causes don't mix. A line at or above the minimum
+// severity is written to stderr as "[Warning] text" after the connection's prefix, or as an object;
+// every line, including dropped ones, feeds the diagnosis. The Warning about a receive that
+// delivers nothing counts as Debug: records arrive in pieces on a real network, and such lines
 // would be most of the log.
 //
-// Threads: any; each log has a lock of its own, and all share the one of the printer.
+// Threads: any; each log has a lock, and all share the one of the printer.
+//
 // Ownership: the printer is borrowed and outlives the log; the log outlives the strategies.
 #pragma once
 
@@ -17,17 +18,17 @@
 
 namespace VexaSsl::tool {
 
-// Writes whole lines to stderr, one at a time: prose for a person, or objects for a script.
+// Writes whole lines to stderr, one at a time: text for a user, or objects for a script.
 class LinePrinter {
 public:
     enum class Form { Prose, Json };
 
-    explicit LinePrinter(Form lineForm = Form::Prose) : form(lineForm) {}
+    explicit LinePrinter(Form form = Form::Prose) : form(form) {}
 
     bool isJson() const { return form == Form::Json; }
-    // The line as it is, in the form that the caller knows.
+    // Prints the line unchanged; the caller knows the form.
     void print(std::string_view line);
-    // Something to know that is no failure. id: what a script knows it by.
+    // Prints a note that is no failure. id: for scripts.
     void note(const char* id, const std::string& text);
 
 private:
@@ -37,15 +38,15 @@ private:
 
 class ToolLog : public ILog {
 public:
-    explicit ToolLog(LinePrinter& linePrinter, std::string linePrefix = "");
+    explicit ToolLog(LinePrinter& printer, std::string prefix = "");
 
     void log(Severity severity, const std::wstring& text) override;
     void setMinimumSeverity(Severity severity) override;
 
-    // Lines only feed the diagnosis from now on.
+    // From now on lines only feed the diagnosis.
     void silence();
 
-    // What the lines so far tell; a copy.
+    // Returns a copy of the diagnosis of the lines so far.
     Diagnosis diagnosis() const;
 
 private:

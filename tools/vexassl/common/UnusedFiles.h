@@ -1,5 +1,5 @@
-// Files of certificates that count for nothing, so that an empty list isn't the last word. One
-// source a system: only where certificates lie in files is there anything to tell.
+// Files of certificates that aren't used, so that an administrator sees why a list is empty.
+// Implemented for each system; empty where certificates aren't kept in files.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@ namespace VexaSsl::tool {
 
 struct UnusedFile {
     std::string path;   // printable
-    std::string reason; // scripts depend on it
-    std::string text;   // the same for people
+    std::string reason; // identifier; scripts depend on it
+    std::string text;   // the reason for a user
 };
 
-// As this account sees the certificate folder in force.
+// Returns the unused files of the current certificate folder, as this account sees them.
 std::vector<UnusedFile> unusedFiles();
 
 } // namespace VexaSsl::tool

@@ -10,7 +10,8 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The longest sleep without a deadline in sight; waiting for the end of time overflows in some
+// The longest sleep without a deadline; a wait until the largest time point overflows in some
+// standard libraries.
 // standard libraries.
 constexpr std::chrono::hours idleSleep{1};
 
@@ -86,7 +87,7 @@ void Watchdog::watch() {
     }
 }
 
-// Result: the next deadline.
+// Returns the next deadline.
 Watchdog::Clock::time_point Watchdog::endLateOnes(Clock::time_point now) {
     auto next = Clock::time_point::max();
     for (Guard* guard : guards) {

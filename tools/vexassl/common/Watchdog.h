@@ -1,11 +1,11 @@
-// Ends connections that take too long. A receive time-out on the socket isn't enough against a peer
-// that feeds single bytes: each byte starts it anew. The watchdog counts whole steps (a handshake,
-// a delivered receive) and shuts the socket down from outside when a step is late; the blocked
+// Ends connections that take too long. A receive timeout on the socket isn't enough against a peer
+// that sends single bytes, since each byte restarts it. The watchdog measures whole steps (a
+// handshake, a delivered receive) and shuts the socket down when a step is late; the blocked
 // operation then ends as if the peer had gone.
 //
 // One thread serves every connection. Threads: any function may be called from any thread; a guard
-// belongs to one connection and is gone before its socket is closed, so that a reused number is
-// never shut down.
+// belongs to one connection and is destroyed before its socket is closed, so that a reused number
+// is never shut down.
 #pragma once
 
 #include "VexaSsl/Sockets.h"
@@ -30,11 +30,11 @@ public:
         Guard(const Guard&) = delete;
         Guard& operator=(const Guard&) = delete;
 
-        // A step is done: the next one has the whole period again.
+        // Starts a new period after a finished step.
         void restart();
         // No deadline until the next restart.
         void pause();
-        // The socket was shut down because a period was over.
+        // Whether the socket was shut down because a period ended.
         bool expired() const;
 
     private:
@@ -52,7 +52,7 @@ public:
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    // Shuts down every guarded socket, and every one that is guarded from now on.
+    // Shuts down every guarded socket, and every one that is guarded later.
     void endAll();
 
 private:

@@ -16,9 +16,9 @@ namespace {
 // One connection to the target.
 class Call {
 public:
-    Call(const ConnectOptions& connectOptions, const Endpoint& peer, const IConfig& config,
+    Call(const ConnectOptions& options, const Endpoint& target, const IConfig& config,
          LinePrinter& printer)
-        : options(connectOptions), target(peer), report(printer), log(printer),
+        : options(options), target(target), report(printer), log(printer),
           strategy(makeStrategy(log, config)) {}
 
     void run() {
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    // Result: 0 behind the whole talk, or the socket error of an address that didn't answer.
+    // Returns 0 after the whole conversation, or the socket error of an address that didn't answer.
     int callAddress(const addrinfo& address) {
         const OwnedSocket socket(platform::socket(address.ai_family, SOCK_STREAM, 0));
         if (!socket.valid()) {
@@ -56,20 +56,20 @@ private:
         return 0;
     }
 
-    // Throws Failure when time is up or the handshake failed: the next address would be the same
+    // Throws Failure after a timeout or a failed handshake: the next address would be the same
     // peer.
     int judgeConnect(int error, const Watchdog::Guard& guard) const {
         if (guard.expired()) {
             throw Failure(ExitStatus::TimedOut, "timed out connecting to " + target.text());
         }
         const Diagnosis diagnosis = log.diagnosis();
-        if (diagnosis.status() != ExitStatus::Well) {
+        if (diagnosis.status() != ExitStatus::Success) {
             throw Failure(diagnosis.status(), target.text() + ": " + causeText(diagnosis));
         }
         return error;
     }
 
-    // The agreement and the handshake have one period together.
+    // The STARTTLS dialog and the handshake share one period.
     void switchOver(SOCKET s, const Watchdog::Guard& guard) {
         try {
             requestTls(options.startTls, *strategy, s);
@@ -89,8 +89,8 @@ private:
     void talk(SOCKET s, Watchdog::Guard& guard) {
         report.connected(target.text(), peerAddressText(s), connectionSummary(*strategy));
         const auto input = makeInput();
-        // A blocking recv that meets the peer's closure gives up what it took before: an answer
-        // whose closure comes a read later would be lost.
+        // A blocking recv that reads the peer's closure discards what it took before, and would
+        // lose a response whose closure follows one read later.
         const auto receiver = makeOverlappedReceiver(*strategy, s);
         const AtInputEnd then = options.keepOpen ? AtInputEnd::KeepOpen : AtInputEnd::ShutDown;
         Conversation(*strategy, s, log, guard, *input, then, *receiver).run();
@@ -98,7 +98,7 @@ private:
 
     std::unique_ptr<ConversationInput> makeInput() {
         if (!options.sendFile.empty()) {
-            return makeFileInput(options.sendFile, report.tellSent());
+            return makeFileInput(options.sendFile, report.sentReport());
         }
         return options.count == 1 ? makeStandardInput() : makeNoInput();
     }
@@ -120,12 +120,12 @@ ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
         requireSwitchable(configuration.config());
     }
     if (!options.sendFile.empty()) {
-        makeFileInput(options.sendFile); // one that can't be read is told before anybody is called
+        makeFileInput(options.sendFile); // report an unreadable file before connecting
     }
     for (unsigned made = 0; made < options.count; ++made) {
         Call(options, target, configuration.config(), printer).run();
     }
-    return ExitStatus::Well;
+    return ExitStatus::Success;
 }
 
 } // namespace
@@ -163,7 +163,7 @@ Command connectCommand() {
                  .target = &options->startTls,
                  .words = startTlsProtocols()},
                 {"--send", "FILE",
-                 "Send this file in the place of standard input; on a terminal it shows how far "
+                 "Send this file instead of standard input; on a terminal it shows how far "
                  "it is",
                  &options->sendFile},
                 {"--keep-open", "",
@@ -176,8 +176,7 @@ Command connectCommand() {
                          "standard input",
                  .target = &options->count,
                  .lowest = 1},
-                {"--json", "", "What is told on standard error as lines of JSON for scripts",
-                 &options->json}} +
+                {"--json", "", "Standard error as lines of JSON for scripts", &options->json}} +
             connectionFlags(options->connection),
         .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
                       "Talks to a server as the connection Secure is configured"},
@@ -188,7 +187,7 @@ Command connectCommand() {
                      {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure "
                       "--send big.bin",
                       "Sends a file and shows how far it is"}},
-        .notes = "On a secured connection one line on standard error tells what was negotiated and "
+        .notes = "On a secured connection one line on standard error shows what was negotiated and "
                  "who the peer is.\n",
         .run = [options] { return runConnect(*options); },
     };

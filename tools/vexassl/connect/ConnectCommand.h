@@ -1,5 +1,5 @@
-// vexassl connect: standard input or a file to the peer and the peer to standard output, both at
-// once.
+// vexassl connect: sends standard input or a file to the peer and prints what the peer sends, at
+// the same time.
 #pragma once
 
 #include "common/Command.h"
@@ -14,14 +14,14 @@ struct ConnectOptions {
     std::string target;    // HOST:PORT
     std::string startTls;  // one of startTlsProtocols, or empty
     std::string sendFile;  // empty: standard input
-    bool keepOpen = false; // the sending side, at the end of the input
+    bool keepOpen = false; // the sending side stays open at the end of the input
     unsigned count = 1;
     bool json = false;
 };
 
-// Tries every address of the host in order, then talks until the peer closes. At the end of the
-// input the sending side of the socket is shut down, unless it is to be kept open. Throws Failure
-// with any status; with json it prints the failure itself and gives the status.
+// Tries the addresses of the host in order, then talks to the first that answers until it closes.
+// At the end of the input the sending side of the socket is shut down, unless it is to stay open.
+// Throws Failure with any status; with json it prints the failure itself and returns the status.
 ExitStatus runConnect(const ConnectOptions& options);
 
 Command connectCommand();

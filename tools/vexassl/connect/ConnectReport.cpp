@@ -44,7 +44,7 @@ void ConnectReport::connected(const std::string& target, const std::string& addr
     }
 }
 
-TellSent ConnectReport::tellSent() {
+SentReport ConnectReport::sentReport() {
     if (!printer.isJson()) {
         return {};
     }

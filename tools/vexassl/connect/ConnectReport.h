@@ -1,4 +1,4 @@
-// What connect tells of itself on stderr: a line for a person where something is to be said, or
+// What connect prints about itself on stderr: a line of text when there is something to report, or
 // with --json an object for each event.
 //
 // Threads: any. Ownership: the printer is borrowed and outlives it.
@@ -16,15 +16,15 @@ namespace VexaSsl::tool {
 
 class ConnectReport {
 public:
-    explicit ConnectReport(LinePrinter& linePrinter) : printer(linePrinter) {}
+    explicit ConnectReport(LinePrinter& printer) : printer(printer) {}
 
-    // target: as given; address: whom that came to. A connection in the clear has no summary, and
-    // prose has nothing to say of it.
+    // target: as given; address: of the peer. A connection in the clear has no summary, and nothing
+    // is printed for a user.
     void connected(const std::string& target, const std::string& address,
                    const std::optional<ConnectionSummary>& summary);
-    // Who is to be told that a file has gone; empty for prose, which shows progress by itself.
-    TellSent tellSent();
-    // The object of a failure; prose leaves it to the caller. Result: the status.
+    // Called when a file has been sent; empty for a user, who sees the progress.
+    SentReport sentReport();
+    // Prints the object of a failure; for a user the caller prints it. Returns the status.
     ExitStatus failed(ExitStatus status, const std::string& text);
 
 private:

@@ -33,7 +33,7 @@ std::string versionText(DWORD onTheWire) {
     return minor < names.size() ? names[minor] : "TLS";
 }
 
-// A system that doesn't know the attribute leaves it at the family's name.
+// If the system doesn't know the attribute, the protocol stays "TLS".
 void askForSuite(CtxtHandle* context, ConnectionSummary& summary) {
     SecPkgContext_CipherInfo info{};
     info.dwVersion = SECPKGCONTEXT_CIPHERINFO_V1;

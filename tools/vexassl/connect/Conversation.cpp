@@ -17,17 +17,17 @@ namespace {
 
 constexpr std::size_t bufferSize = 32768;
 
-// The record behind what was missed can't be opened, and says so in words of tampering.
+// The record that follows lost data can't be decrypted, and its error text suggests tampering.
 constexpr const char* missed = "; a server that speaks first may also have sent its first bytes "
                                "with the end of the handshake, where they are lost";
 
 } // namespace
 
-Conversation::Conversation(ISocketStrategy& borrowedStrategy, SOCKET s,
-                           const ToolLog& connectionLog, Watchdog::Guard& connectionGuard,
-                           ConversationInput& whatToSend, AtInputEnd whatThen, Receiver& whatComes)
-    : strategy(borrowedStrategy), socket(s), log(connectionLog), guard(connectionGuard),
-      input(whatToSend), atInputEnd(whatThen), receiver(whatComes) {}
+Conversation::Conversation(ISocketStrategy& strategy, SOCKET socket, const ToolLog& log,
+                           Watchdog::Guard& guard, ConversationInput& input, AtInputEnd atInputEnd,
+                           Receiver& receiver)
+    : strategy(strategy), socket(socket), log(log), guard(guard), input(input),
+      atInputEnd(atInputEnd), receiver(receiver) {}
 
 void Conversation::run() {
     guard.pause();
@@ -35,7 +35,7 @@ void Conversation::run() {
     std::thread sender([&] { brokeSending = endedBy(&Conversation::sendInput); });
     const std::exception_ptr brokeReceiving = endedBy(&Conversation::receiveAll);
     input.cancel();
-    // A sender that waits for a peer which no longer reads ends here.
+    // A sender that waits for a peer which has stopped reading ends here.
     endTraffic(socket);
     sender.join();
     for (const std::exception_ptr& broken : {brokeReceiving, brokeSending}) {
@@ -47,8 +47,7 @@ void Conversation::run() {
     judge();
 }
 
-// A side that breaks down takes the other one with it. Result: what it threw; null behind a good
-// end.
+// When one side throws, the other one is ended, too. Returns the exception, or null.
 std::exception_ptr Conversation::endedBy(void (Conversation::*side)()) noexcept {
     try {
         (this->*side)();
@@ -59,8 +58,7 @@ std::exception_ptr Conversation::endedBy(void (Conversation::*side)()) noexcept 
     }
 }
 
-// A user at a terminal may think as long as he likes. The peer may not: it has a period to take
-// each piece.
+// Typing at a terminal has no time limit. The peer has one period to take each piece.
 void Conversation::sendInput() {
     std::vector<char> buffer(bufferSize);
     std::size_t count = 0;
@@ -75,7 +73,7 @@ void Conversation::sendInput() {
         guard.pause();
     }
     if (!input.failure().empty()) {
-        endTraffic(socket); // what came is not all, so it isn't ended as if it were
+        endTraffic(socket); // an incomplete input must not look complete to the peer
         return;
     }
     if (input.cancelled()) {
@@ -94,7 +92,7 @@ void Conversation::receiveAll() {
     while ((count = receiver.receive(buffer.data(), static_cast<int>(bufferSize))) > 0) {
         somethingCame = true;
         if (inputEnded) {
-            guard.pause(); // whoever reads our output may take his time
+            guard.pause(); // the reader of our output has no time limit
         }
         if (!writeStandardOutput(buffer.data(), static_cast<std::size_t>(count))) {
             outputFailed = true;
@@ -120,11 +118,11 @@ void Conversation::judge() const {
         throw Failure(ExitStatus::Usage, "cannot write to standard output");
     }
     const Diagnosis diagnosis = log.diagnosis();
-    // The library sends no TLS closure. Some peers answer our shut sending side with a fatal alert
-    // then; the end came as asked for all the same.
+    // The library sends no TLS closure. Some peers answer the shutdown of our sending side with a
+    // fatal alert; the conversation ended as intended all the same.
     const bool closureIsMissed =
         inputEnded && atInputEnd == AtInputEnd::ShutDown && diagnosis.peerSentAlert();
-    if (diagnosis.status() != ExitStatus::Well && !closureIsMissed) {
+    if (diagnosis.status() != ExitStatus::Success && !closureIsMissed) {
         const bool mayHaveMissed = receiver.end() == StreamEnd::Broken && !somethingCame;
         throw Failure(diagnosis.status(), causeText(diagnosis) + (mayHaveMissed ? missed : ""));
     }

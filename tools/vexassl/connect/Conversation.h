@@ -1,4 +1,4 @@
-// The talk on an established connection: one thread sends what the input brings, the calling thread
+// The conversation on an established connection: one thread sends the input, the calling thread
 // prints what the peer sends.
 //
 // Ownership: everything is borrowed and outlives it.
@@ -15,20 +15,21 @@
 
 namespace VexaSsl::tool {
 
-// What becomes of the sending side. A peer sees the end of the input only when it is shut; since no
-// TLS closure is sent, some take that for a broken connection and answer no more.
+// What happens to the sending side at the end of the input. A peer sees the end only when it is
+// shut down; since no TLS closure is sent, some peers take that for a broken connection and stop
+// answering.
 enum class AtInputEnd { ShutDown, KeepOpen };
 
 class Conversation {
 public:
-    Conversation(ISocketStrategy& borrowedStrategy, SOCKET s, const ToolLog& connectionLog,
-                 Watchdog::Guard& connectionGuard, ConversationInput& whatToSend,
-                 AtInputEnd whatThen, Receiver& whatComes);
+    Conversation(ISocketStrategy& strategy, SOCKET socket, const ToolLog& log,
+                 Watchdog::Guard& guard, ConversationInput& input, AtInputEnd atInputEnd,
+                 Receiver& receiver);
 
-    // Returns when the peer has closed and everything has been sent and printed.
-    // Throws Failure: TimedOut, Handshake (a broken record), CutShort, Usage (standard output,
-    // or input that breaks off). Passes on what else either side throws, a want of memory, when
-    // both have ended.
+    // Returns when the peer has closed and everything has been sent and printed. Throws Failure:
+    // TimedOut, Handshake (a broken record), CutShort, Usage (standard output, or an input that
+    // can't be read to its end); and what either side throws when memory runs out, once both have
+    // ended.
     void run();
 
 private:
@@ -45,7 +46,7 @@ private:
     const AtInputEnd atInputEnd;
     Receiver& receiver;
 
-    // Written by the sender, read behind the join, or atomic where the receiver looks earlier.
+    // Written by the sender and read after the join; atomic if the receiver reads it earlier.
     std::atomic<bool> inputEnded = false;
     bool sendFailed = false;
     int sendError = 0;

@@ -46,10 +46,10 @@ private:
 
 class FileInput : public ConversationInput {
 public:
-    FileInput(std::ifstream&& opened, std::uintmax_t fileSize, TellSent tell)
-        : file(std::move(opened)), progress(fileSize, std::move(tell)) {}
+    FileInput(std::ifstream&& opened, std::uintmax_t fileSize, SentReport report)
+        : file(std::move(opened)), progress(fileSize, std::move(report)) {}
 
-    // Asked for more, it knows that what it gave before has been sent.
+    // A further read means that the bytes of the previous one have been sent.
     std::size_t read(char* buffer, std::size_t size) override {
         progress.sent(given);
         if (isCancelled) {
@@ -89,14 +89,14 @@ std::unique_ptr<ConversationInput> makeNoInput() {
     return std::make_unique<NoInput>();
 }
 
-std::unique_ptr<ConversationInput> makeFileInput(const std::string& path, TellSent tell) {
+std::unique_ptr<ConversationInput> makeFileInput(const std::string& path, SentReport report) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(pathOfText(path), error);
     std::ifstream file(pathOfText(path), std::ios::binary);
     if (error || !file) {
         throw Failure(ExitStatus::Usage, "cannot read the file [" + path + "]");
     }
-    return std::make_unique<FileInput>(std::move(file), size, std::move(tell));
+    return std::make_unique<FileInput>(std::move(file), size, std::move(report));
 }
 
 } // namespace VexaSsl::tool

@@ -15,7 +15,7 @@ namespace VexaSsl::tool {
 namespace {
 
 constexpr std::chrono::milliseconds pause{200};
-// To the first column, and the rest of the old line cleared.
+// Moves to the first column and clears the line.
 constexpr const char* lineStart = "\r\x1b[K";
 
 std::string amount(double bytes) {
@@ -48,8 +48,8 @@ std::string progressText(std::uintmax_t gone, std::uintmax_t total,
     return text;
 }
 
-SendProgress::SendProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd)
-    : total(totalSize), tell(std::move(tellAtTheEnd)), isShown(!tell && isTerminal(stderr)) {}
+SendProgress::SendProgress(std::uintmax_t total, SentReport report)
+    : total(total), report(std::move(report)), isShown(!this->report && isTerminal(stderr)) {}
 
 void SendProgress::sent(std::uintmax_t bytes) {
     gone = bytes;
@@ -60,8 +60,8 @@ void SendProgress::sent(std::uintmax_t bytes) {
 }
 
 void SendProgress::finish() {
-    if (tell) {
-        tell(gone, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun));
+    if (report) {
+        report(gone, std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begun));
     }
     show(Clock::now());
     if (isShown) {

@@ -1,6 +1,6 @@
-// How far the sending of a file is, on one line of a terminal that is written over and over: what
-// has gone, the rate, and what remains. Where stderr is no terminal nothing is written. A script is
-// told once, at the end.
+// Shows the progress of sending a file on one line of a terminal, which is overwritten: the bytes
+// sent, the rate, and the time left. Nothing is shown when stderr is no terminal. For a script a
+// function is called once, at the end.
 //
 // Threads: one.
 #pragma once
@@ -12,17 +12,17 @@
 
 namespace VexaSsl::tool {
 
-// Takes how many bytes have gone in all, and the time that they took.
-using TellSent = std::function<void(std::uintmax_t bytes, std::chrono::milliseconds taken)>;
+// Takes the number of bytes sent and the time that it took.
+using SentReport = std::function<void(std::uintmax_t bytes, std::chrono::milliseconds taken)>;
 
 class SendProgress {
 public:
-    // tellAtTheEnd: called in the place of every writing, when it isn't empty.
-    SendProgress(std::uintmax_t totalSize, TellSent tellAtTheEnd);
+    // report: called at the end, and nothing is shown, when it isn't empty.
+    SendProgress(std::uintmax_t total, SentReport report);
 
-    // So many bytes have gone. Writes now and then.
+    // The number of bytes sent so far. Writes now and then.
     void sent(std::uintmax_t bytes);
-    // Everything has gone: the line stays, and the next one is free for others.
+    // Everything has been sent: ends the line.
     void finish();
 
 private:
@@ -32,13 +32,13 @@ private:
 
     std::uintmax_t total;
     std::uintmax_t gone = 0;
-    TellSent tell;
+    SentReport report;
     bool isShown;
     Clock::time_point begun = Clock::now();
     Clock::time_point lastShown = begun;
 };
 
-// "12.0 MiB of 64.0 MiB, 4.0 MiB/s, 13 s left"; without rate and remainder while no time is over.
+// "12.0 MiB of 64.0 MiB, 4.0 MiB/s, 13 s left"; without rate and remainder when no time has passed.
 std::string progressText(std::uintmax_t gone, std::uintmax_t total,
                          std::chrono::duration<double> taken);
 

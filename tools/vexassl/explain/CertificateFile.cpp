@@ -52,7 +52,7 @@ std::string readFile(const std::string& path) {
     return readBounded(file, path);
 }
 
-// The value of a base64 digit, or nothing.
+// Returns the value of a base64 digit, or nothing.
 std::optional<std::uint32_t> digitValue(char digit) {
     constexpr std::string_view digits =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -67,10 +67,10 @@ bool isBlank(char unit) {
     return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
 }
 
-// Nothing for a text that isn't base64.
+// Returns nothing for invalid base64.
 std::optional<std::vector<BYTE>> decodeBase64(std::string_view text) {
     std::vector<BYTE> bytes;
-    std::uint32_t held = 0; // bits that make no byte yet
+    std::uint32_t held = 0; // bits that don't fill a byte yet
     int bits = 0;
     bool ended = false;
     for (const char unit : text) {

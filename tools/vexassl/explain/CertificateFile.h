@@ -1,5 +1,5 @@
 // Certificates from a file, and the store in memory that holds them. The file is taken as hostile:
-// what is read of it is bounded.
+// what is read of it is limited.
 //
 // Belongs to one thread.
 #pragma once
@@ -20,16 +20,16 @@ inline void closeStore(HCERTSTORE store) noexcept {
 using StoreHandle = OwnedHandle<HCERTSTORE, closeStore>;
 
 struct CertificateChain {
-    StoreHandle store;                  // null when the certificates are of another store
-    CertificateHandle leaf;             // the one that the question is about
-    CertificateHandleList certificates; // all of them in their order, the leaf included
+    StoreHandle store;                  // null when the certificates belong to another store
+    CertificateHandle leaf;             // the certificate in question
+    CertificateHandleList certificates; // all, in their order, including the leaf
     HCERTSTORE cameAlong =
-        nullptr; // where the others lie that came with it; null for our own store
+        nullptr; // the store of the others that were sent with it; null for our own store
 };
 
-// PEM with any number of certificates, other blocks passed over, or one certificate in DER. The
-// first is the leaf. path "-" is standard input. Throws Failure (Usage) when it can't be read, is
-// too large, has a damaged certificate or none at all.
+// Reads PEM with any number of certificates, skipping other blocks, or one certificate in DER. The
+// first is the leaf. path "-" is standard input. Throws Failure (Usage) when the file can't be
+// read, is too large, or has a damaged certificate or none.
 CertificateChain readCertificates(const std::string& path);
 
 } // namespace VexaSsl::tool

@@ -15,11 +15,11 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Makes one explanation. Holds references to the certificates that it has met, to tell them apart.
+// Makes one explanation. Holds references to the certificates that it has seen, to recognise them.
 class Explainer {
 public:
-    Explainer(const CertificateChain& examined, const ChainQuestion& asked)
-        : chain(examined), question(asked) {
+    Explainer(const CertificateChain& chain, const ChainQuestion& question)
+        : chain(chain), question(question) {
         explanation.at = question.at.value_or(currentTime());
         for (const CertificateHandle& certificate : chain.certificates) {
             know(certificate.get(), true);
@@ -39,7 +39,7 @@ private:
         known.emplace_back(platform::CertDuplicateCertificateContext(certificate));
     }
 
-    // The place of the certificate among the known ones; a new one is added.
+    // Returns the index of the certificate among the known ones; a new one is added.
     std::size_t placeOf(PCCERT_CONTEXT certificate) {
         const auto found =
             std::find_if(known.begin(), known.end(), [&](const CertificateHandle& entry) {
@@ -69,8 +69,8 @@ private:
 PurposeVerdict Explainer::explainPurpose(bool forServer) {
     LogCollector log;
     FILETIME time = fileTimeOf(explanation.at);
-    // A handshake looks for the links of a server's chain in what came along. The library's own
-    // question, about clients and our own certificates, leaves that to the system.
+    // A handshake searches the certificates that a server sent, too. For clients and for our own
+    // certificates the library leaves the search to the system.
     const HCERTSTORE helpers = forServer ? chain.cameAlong : nullptr;
     const ChainExamination examination(log, chain.leaf.get(), forServer,
                                        question.at ? &time : nullptr, helpers);
@@ -95,7 +95,7 @@ PurposeVerdict Explainer::explainPurpose(bool forServer) {
     return verdict;
 }
 
-// Some faults are noted on the chain only; they belong to its end, where it breaks off.
+// Some faults are recorded on the chain only; they belong to its end, where it is incomplete.
 DWORD bitsOfNoElement(const CERT_SIMPLE_CHAIN& simple) {
     DWORD bits = simple.TrustStatus.dwErrorStatus;
     for (DWORD i = 0; i < simple.cElement; ++i) {
@@ -131,7 +131,7 @@ void Explainer::judgeName(PCCERT_CHAIN_CONTEXT judged, PurposeVerdict& verdict) 
     }
 }
 
-// As a client's handshake judges it, whatever else may be wrong with the chain.
+// Checked as in a client's handshake, whatever else is wrong with the chain.
 NameVerdict Explainer::serverNameVerdict(PCCERT_CHAIN_CONTEXT judged) const {
     std::wstring name = wideName(question.name);
     SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
@@ -155,7 +155,7 @@ NameVerdict Explainer::serverNameVerdict(PCCERT_CHAIN_CONTEXT judged) const {
     return status.dwError == 0 ? NameVerdict::Borne : NameVerdict::NotJudged;
 }
 
-// As a server compares a client's names with its list: whole names, whatever their case.
+// Whole names in any letter case, as a server compares a client's names with its list.
 NameVerdict Explainer::clientNameVerdict() const {
     const std::wstring wanted = widenedBytes(question.name);
     const std::vector<std::wstring>& names = leafFacts().names;

@@ -1,5 +1,5 @@
-// Why a chain is or isn't trusted, certificate by certificate. The judge is the library's own, so
-// what is said here is what a connection would meet, and its very lines come along.
+// Why a chain is trusted or not, certificate by certificate. The library's own check decides, so
+// the result is that of a connection, with the same log lines.
 //
 // Plain values once made; any thread.
 #pragma once
@@ -19,18 +19,18 @@ namespace VexaSsl::tool {
 
 struct ChainQuestion {
     std::vector<bool> purposes = {true, false}; // true: for server authentication
-    std::string name;                           // empty: no name is asked for
-    std::optional<UtcTime> at;                  // now if there is none
+    std::string name;                           // empty: no name is checked
+    std::optional<UtcTime> at;                  // now if empty
 };
 
-// A certificate that was at hand or that the platform added to a chain.
+// A certificate that was given or that the platform added to a chain.
 struct KnownCertificate {
     CertificateFacts facts;
-    bool wasGiven; // at hand
+    bool wasGiven; // not added by the platform
 };
 
 struct ElementVerdict {
-    std::size_t certificate; // its place among the known ones
+    std::size_t certificate; // its index among the known ones
     std::vector<Fault> faults;
 };
 
@@ -38,7 +38,7 @@ enum class NameVerdict {
     NotAsked,
     Borne,
     NotBorne,
-    NotJudged, // for a graver fault
+    NotJudged, // because of a worse fault
 };
 
 struct PurposeVerdict {
@@ -47,20 +47,20 @@ struct PurposeVerdict {
     DWORD status = 0; // of the policy
     std::string statusText;
     std::vector<ElementVerdict> elements; // leaf first
-    std::vector<Fault> faults;            // of none of the elements
+    std::vector<Fault> faults;            // that belong to no element
     NameVerdict name = NameVerdict::NotAsked;
     std::optional<Fault> nameFault;
-    std::vector<LoggedLine> lines; // what the library logs of it
+    std::vector<LoggedLine> lines; // that the library logs
 
     bool isGood() const { return trusted && name != NameVerdict::NotBorne; }
 };
 
 struct ChainExplanation {
     UtcTime at = 0;
-    std::vector<KnownCertificate> certificates; // those at hand first, in their order
+    std::vector<KnownCertificate> certificates; // the given ones first, in their order
     std::vector<PurposeVerdict> purposes;
 
-    // Whether no chain uses the certificate of this place.
+    // Whether no chain uses the certificate with this index.
     bool isUnused(std::size_t certificate) const;
 };
 

@@ -65,13 +65,12 @@ Fault untrustedFault(const ChainPlace& place) {
 
 Fault missingIssuerFault(const ChainPlace& place) {
     const std::string issuer = "[" + shownName(place.facts.issuer) + "]";
-    return {
-        "missing-issuer",
-        "the certificate of its issuer " + issuer + " is neither sent along nor known here",
-        "have the sender send the certificate of " + issuer +
-            " behind this one (for a certificate of ours: add it to the certificate's file); if "
-            "that is a root, add it to the trust anchors (root/ of the certificate folder; on "
-            "Windows the machine's Trusted Root Certification Authorities)"};
+    return {"missing-issuer",
+            "the certificate of its issuer " + issuer + " is neither sent along nor known here",
+            "have the sender send the certificate of " + issuer +
+                " after this one (for a certificate of ours: add it to the certificate's file); if "
+                "that is a root, add it to the trust anchors (root/ of the certificate folder; on "
+                "Windows the machine's Trusted Root Certification Authorities)"};
 }
 
 Fault signatureFault(const ChainPlace& place) {
@@ -115,7 +114,7 @@ Fault revokedFault(const ChainPlace&) {
 }
 
 Fault revocationUnknownFault(const ChainPlace&) {
-    return {"revocation-unknown", "nobody could tell whether it is revoked",
+    return {"revocation-unknown", "it is unknown whether it is revoked",
             "let this machine reach the authority's revocation service"};
 }
 
@@ -124,7 +123,7 @@ struct Rule {
     Fault (*make)(const ChainPlace& place);
 };
 
-// In the order in which a verdict weighs them.
+// In the order of precedence.
 constexpr Rule rules[] = {
     {CERT_TRUST_IS_REVOKED, revokedFault},
     {CERT_TRUST_IS_UNTRUSTED_ROOT, untrustedFault},

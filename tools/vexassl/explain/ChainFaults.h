@@ -1,5 +1,5 @@
-// What may be wrong with one certificate of a chain: an identifier that never changes, the cause,
-// and what an administrator does about it. Stateless; any thread.
+// The faults of one certificate in a chain: an identifier that never changes, the cause, and what
+// an administrator does about it. Stateless; any thread.
 #pragma once
 
 #include "certificates/CertificateFacts.h"
@@ -17,22 +17,22 @@ struct Fault {
     std::string remedy;
 };
 
-// Where a certificate stands in a chain and what the platform found there.
+// The position of a certificate in a chain and what the platform found there.
 struct ChainPlace {
     const CertificateFacts& facts;
-    const CertificateFacts* issued; // the certificate in front of it; null for the first
+    const CertificateFacts* issued; // the certificate that it issued; null for the first
     bool isLast;
     DWORD trustBits; // CERT_TRUST_
     bool forServer;
     UtcTime at;
 };
 
-// Empty for a certificate that is well.
+// Empty for a certificate without a fault.
 std::vector<Fault> faultsOf(const ChainPlace& place);
 
-// A certificate that doesn't bear the name that was asked for.
+// A certificate that doesn't have the requested name.
 Fault wrongNameFault(const CertificateFacts& facts, const std::string& name);
-// A verdict of the platform that no certificate accounts for.
+// A status of the platform that no certificate explains.
 Fault otherFault(DWORD status);
 
 } // namespace VexaSsl::tool

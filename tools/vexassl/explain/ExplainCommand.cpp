@@ -46,7 +46,7 @@ void print(const ExplainOptions& options, const ExplainedChain& chain) {
     }
 }
 
-// The purposes that decide: the one that was asked for, a server's own, or whichever is good.
+// The purposes that decide: the requested one, a server's own, or any that is trusted.
 ExitStatus statusOf(const ExplainOptions& options, const ChainExplanation& explanation) {
     const std::vector<PurposeVerdict>& purposes = explanation.purposes;
     const bool firstDecides = !options.target.empty() || purposes.size() == 1;
@@ -54,7 +54,7 @@ ExitStatus statusOf(const ExplainOptions& options, const ChainExplanation& expla
     const auto isGood = [](const PurposeVerdict& verdict) { return verdict.isGood(); };
     const auto isTrusted = [](const PurposeVerdict& verdict) { return verdict.trusted; };
     if (std::any_of(purposes.begin(), end, isGood)) {
-        return ExitStatus::Well;
+        return ExitStatus::Success;
     }
     if (std::any_of(purposes.begin(), end, isTrusted)) {
         return ExitStatus::NameMismatch;
@@ -62,19 +62,19 @@ ExitStatus statusOf(const ExplainOptions& options, const ChainExplanation& expla
     return options.storeName.empty() ? ExitStatus::PeerNotTrusted : ExitStatus::OwnCertificate;
 }
 
-// The lines that a connection with the usual threshold would leave in the log.
+// The lines that a connection logs with the usual minimum severity.
 std::vector<LoggedLine> usualLines(std::vector<LoggedLine> lines) {
     std::erase_if(lines, [](const LoggedLine& line) { return line.severity == Severity::Debug; });
     return lines;
 }
 
-// Why the library's own connection failed, in the words of connect; empty when it went well.
+// Why the library's own connection failed, in the words of connect; empty on success.
 std::string failureOf(const TriedConnection& tried) {
     Diagnosis diagnosis;
     for (const LoggedLine& line : tried.lines) {
         diagnosis.observe(line.text);
     }
-    return diagnosis.status() == ExitStatus::Well ? tried.failure : causeText(diagnosis);
+    return diagnosis.status() == ExitStatus::Success ? tried.failure : causeText(diagnosis);
 }
 
 ExitStatus explainPeer(const ExplainOptions& options) {
@@ -120,8 +120,8 @@ std::unique_ptr<CertificateStore> openStore(LogCollector& log) {
     }
 }
 
-// Found as ServerCertificateToSendName and ClientCertificateToSendName find it; of several, a
-// connection takes the last.
+// Found as ServerCertificateToSendName and ClientCertificateToSendName find it; a connection takes
+// the last of several.
 ExitStatus explainStore(const ExplainOptions& options) {
     LogCollector log;
     const auto store = openStore(log);
@@ -131,7 +131,7 @@ ExitStatus explainStore(const ExplainOptions& options) {
         throw Failure(ExitStatus::OwnCertificate, "no certificate with [" + options.storeName +
                                                       "] in its subject in the personal store");
     }
-    ExitStatus status = ExitStatus::Well;
+    ExitStatus status = ExitStatus::Success;
     for (std::size_t i = 0; i < found.size(); ++i) {
         CertificateChain chain;
         chain.certificates.emplace_back(platform::CertDuplicateCertificateContext(found[i].get()));
@@ -161,7 +161,8 @@ const char* const notes =
     "it, and the lines of such a connection stand at the end. That one authenticates the host\n"
     "of HOST:PORT, whatever --name says.\n"
     "\n"
-    "With --json, one object a line, told apart by \"type\": chain, certificate, element, name,\n"
+    "With --json, one object a line, distinguished by \"type\": chain, certificate, element, "
+    "name,\n"
     "verdict, log, note. Faults have identifiers that never change: expired, not-yet-valid, "
     "usage,\n"
     "self-signed, untrusted-root, missing-issuer, signature, not-an-authority, name-constraint,\n"
@@ -191,7 +192,7 @@ Flags explainFlags(ExplainOptions& options) {
          .text = "Certificates of the personal store with NAME in their subject",
          .target = &options.storeName,
          .excludes = "target"},
-        {"--name", "NAME", "Name that the certificate must bear; for a server its host by default",
+        {"--name", "NAME", "Name that the certificate must have; for a server its host by default",
          &options.name},
         {"--at", "TIME",
          "Judge for this time and not for now: 2026-11-21, 2026-11-21T05:10:00Z, or +30d",

@@ -1,4 +1,4 @@
-// vexassl explain: why the chain of a server, of a file or of our own store is or isn't trusted.
+// vexassl explain: why the chain of a server, of a file or of our own store is trusted or not.
 #pragma once
 
 #include "common/Command.h"
@@ -9,7 +9,7 @@
 namespace VexaSsl::tool {
 
 struct ExplainOptions {
-    std::string target;   // HOST:PORT; of this and the next two exactly one
+    std::string target;   // HOST:PORT; exactly one of target, file and storeName is given
     std::string startTls; // one of startTlsProtocols for a target that begins in the clear
     std::string file;
     std::string storeName; // found anywhere in a subject
@@ -21,8 +21,8 @@ struct ExplainOptions {
     bool json = false;
 };
 
-// Prints the explanation. Result: Well for a chain that is trusted (without --purpose: for servers
-// when it is a server's, for either purpose otherwise) and bears the name; PeerNotTrusted,
+// Prints the explanation. Returns Success for a chain that is trusted (without --purpose: for
+// servers when it is a server's, for either purpose otherwise) and has the name; PeerNotTrusted,
 // NameMismatch or, for our own store, OwnCertificate. Throws Failure.
 ExitStatus runExplain(const ExplainOptions& options);
 

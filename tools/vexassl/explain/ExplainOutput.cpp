@@ -25,12 +25,12 @@ std::string logLine(const LoggedLine& line) {
     return std::string("    [") + severityName(line.severity) + "] " + shownLine(line.text);
 }
 
-// --- For a person.
+// --- For a user.
 
 class PersonPrinter {
 public:
-    explicit PersonPrinter(const ExplainedChain& shown)
-        : chain(shown), explanation(shown.explanation) {}
+    explicit PersonPrinter(const ExplainedChain& chain)
+        : chain(chain), explanation(chain.explanation) {}
 
     void print() {
         writeLine((chain.number > 1 ? "\n" : "") + painter.paint(Colour::Bold, chain.title) +

@@ -1,4 +1,4 @@
-// How an explanation is shown: to a person, or to a script as one JSON object a line.
+// Prints an explanation: for a user, or for a script as one JSON object a line.
 #pragma once
 
 #include "common/LogCollector.h"
@@ -10,15 +10,15 @@
 
 namespace VexaSsl::tool {
 
-// What was asked, for the first line and for the name's verdict.
+// The question, for the first line and for the result about the name.
 struct ExplainedChain {
-    std::size_t number = 1; // of several
+    std::size_t number = 1; // of several chains, from 1
     std::string title;      // "the chain that localhost:443 sends"
-    std::string givenAs;    // how the certificates at hand came: "sent by the server"
-    std::string name;       // asked for; may be empty
+    std::string givenAs;    // the source of the given certificates: "sent by the server"
+    std::string name;       // to check; may be empty
     ChainExplanation explanation;
     std::vector<LoggedLine> connection; // of an attempt by the library; may be empty
-    std::string connectionFailure;      // of that attempt; empty when it went well
+    std::string connectionFailure;      // of that attempt; empty on success
 };
 
 void printForPerson(const ExplainedChain& chain);

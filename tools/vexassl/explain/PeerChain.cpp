@@ -27,8 +27,8 @@ namespace {
 
 namespace Values = ConfigurationDefinition::Values;
 
-// Without ISC_REQ_USE_SUPPLIED_CREDS the package stops where the server asks for a certificate; its
-// own has come by then.
+// Without ISC_REQ_USE_SUPPLIED_CREDS the package stops where the server asks for a certificate; the
+// server's own has been received by then.
 constexpr ULONG contextRequirements = ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
                                       ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_CONFIDENTIALITY |
                                       ISC_REQ_REPLAY_DETECT;
@@ -39,8 +39,8 @@ std::string statusText(SECURITY_STATUS status) {
            securityFailureSuffix(code);
 }
 
-// Nobody is judged by a handshake on it, so nothing may be sent over one.
-CredentialHandle acquireJudgingNobody() {
+// Handshakes with it verify nothing, so nothing may be sent over them.
+CredentialHandle acquireUnverifying() {
     SCHANNEL_CRED description{};
     description.dwVersion = SCHANNEL_CRED_VERSION;
     description.dwFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
@@ -57,27 +57,27 @@ CredentialHandle acquireJudgingNobody() {
     return CredentialHandle(handle);
 }
 
-// One handshake, until the peer's certificates are there.
+// One handshake, until the peer's certificates are known.
 class Probe {
 public:
-    Probe(ISocketStrategy& plain, SOCKET connected, const std::string& name)
-        : strategy(plain), socket(connected), credential(acquireJudgingNobody()),
+    Probe(ISocketStrategy& strategy, SOCKET socket, const std::string& name)
+        : strategy(strategy), socket(socket), credential(acquireUnverifying()),
           target(wideName(name)) {}
 
-    // Null, with the reason in end, when the peer showed none.
+    // Returns null, with the reason in end, when the peer sent none.
     CertificateHandle run() {
         step(nullptr, context.address());
-        while (goesOn() && receive()) {
+        while (continues() && receive()) {
             step(input.description(), nullptr);
         }
         return peerCertificate();
     }
 
-    std::string end; // why the handshake went no further
+    std::string end; // why the handshake ended
 
 private:
     void step(SecBufferDesc* received, CtxtHandle* created);
-    bool goesOn();
+    bool continues();
     bool passToken();
     bool receive();
     CertificateHandle peerCertificate();
@@ -103,8 +103,8 @@ void Probe::step(SecBufferDesc* received, CtxtHandle* created) {
         &attributes, &expiry);
 }
 
-// True: the peer has to say more.
-bool Probe::goesOn() {
+// Returns whether the handshake continues.
+bool Probe::continues() {
     if (status == SEC_E_INCOMPLETE_MESSAGE) {
         expectMissingBytes(input, buffer);
         return true;
@@ -163,25 +163,26 @@ CertificateHandle Probe::peerCertificate() {
     return owner;
 }
 
-using Talk = std::function<void(ISocketStrategy&, SOCKET)>;
+using Session = std::function<void(ISocketStrategy&, SOCKET)>;
 
-// A name of its own, since the built-in ones are refused where TLS begins later.
+// The connection name isn't a built-in one, since those refuse opportunistic TLS.
 std::unique_ptr<ISocketStrategy> makeStrategy(ILog& log, const std::wstring& useEncryption) {
     const auto config = constructDefaultSslConfiguration(log, L"Explained");
     config->setValue(ConfigurationDefinition::ConnectionOptions::UseEncryption, useEncryption);
     return instantiateSocketStrategy(log, *config);
 }
 
-// What breaks off because time is up says something else first.
+// A timeout takes precedence over the error that it causes.
 void requireTimeLeft(const Watchdog::Guard& guard, const PeerQuestion& question) {
     if (guard.expired()) {
         throw Failure(ExitStatus::TimedOut, "timed out talking to " + question.target.text());
     }
 }
 
-// Connects to the first address that answers and has talk done there. Throws Failure when none
-// answers or time is up.
-void connectAndTalk(ISocketStrategy& strategy, const PeerQuestion& question, const Talk& talk) {
+// Connects to the first address that answers and calls talk. Throws Failure when none answers or on
+// a timeout.
+void connectAndRun(ISocketStrategy& strategy, const PeerQuestion& question,
+                   const Session& session) {
     Watchdog watchdog;
     AddressList addresses;
     resolve(strategy, question.target, addresses);
@@ -199,7 +200,7 @@ void connectAndTalk(ISocketStrategy& strategy, const PeerQuestion& question, con
         error = result == 0 ? 0 : platform::WSAGetLastError();
         try {
             if (error == 0) {
-                talk(strategy, socket.get());
+                session(strategy, socket.get());
             }
         } catch (const Failure&) {
             requireTimeLeft(guard, question);
@@ -220,16 +221,16 @@ CertificateChain fetchPeerChain(const PeerQuestion& question) {
     LogCollector log;
     CertificateChain chain;
     std::string end;
-    connectAndTalk(*makeStrategy(log, Values::False), question,
-                   [&](ISocketStrategy& strategy, SOCKET socket) {
-                       if (!question.startTls.empty()) {
-                           requestTls(question.startTls, strategy, socket);
-                       }
-                       Probe probe(strategy, socket,
-                                   question.name.empty() ? question.target.host : question.name);
-                       chain.leaf = probe.run();
-                       end = probe.end;
-                   });
+    connectAndRun(*makeStrategy(log, Values::False), question,
+                  [&](ISocketStrategy& strategy, SOCKET socket) {
+                      if (!question.startTls.empty()) {
+                          requestTls(question.startTls, strategy, socket);
+                      }
+                      Probe probe(strategy, socket,
+                                  question.name.empty() ? question.target.host : question.name);
+                      chain.leaf = probe.run();
+                      end = probe.end;
+                  });
     if (!chain.leaf) {
         throw Failure(ExitStatus::Handshake,
                       question.target.text() + " showed no certificate: " + end);
@@ -252,10 +253,10 @@ TriedConnection tryConnection(const PeerQuestion& question) {
     };
     try {
         if (question.startTls.empty()) {
-            connectAndTalk(*makeStrategy(log, Values::True), question,
-                           [](ISocketStrategy&, SOCKET) {});
+            connectAndRun(*makeStrategy(log, Values::True), question,
+                          [](ISocketStrategy&, SOCKET) {});
         } else {
-            connectAndTalk(*makeStrategy(log, Values::Opportunistically), question, switchOver);
+            connectAndRun(*makeStrategy(log, Values::Opportunistically), question, switchOver);
         }
     } catch (const Failure& failure) {
         tried.failure = failure.what();

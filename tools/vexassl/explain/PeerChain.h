@@ -1,5 +1,5 @@
-// The chain that a server sends, also one that the library would refuse: a handshake that judges
-// nothing and carries nothing, only to be shown the certificates.
+// Gets the chain that a server sends, even if the library would refuse it: a handshake that
+// verifies nothing, sends no data and only shows the certificates.
 //
 // Belongs to one thread.
 #pragma once
@@ -16,18 +16,18 @@ namespace VexaSsl::tool {
 
 struct PeerQuestion {
     Endpoint target;
-    std::string name;                // what to tell the server we look for; the host's if empty
-    std::string startTls;            // the protocol to ask for TLS in; empty: it comes at once
-    std::chrono::seconds timeout{0}; // for the connection and the handshake; 0 waits for ever
+    std::string name;                // for server name indication; empty: the host
+    std::string startTls;            // the STARTTLS protocol; empty: TLS begins at once
+    std::chrono::seconds timeout{0}; // for the connection and the handshake; 0: none
 };
 
-// Connects and asks for the chain. Throws Failure: CannotConnect, TimedOut, or Handshake when the
-// peer doesn't agree on TLS or showed no certificate.
+// Connects and gets the chain. Throws Failure: CannotConnect, TimedOut, or Handshake when the peer
+// refuses TLS or sends no certificate.
 CertificateChain fetchPeerChain(const PeerQuestion& question);
 
 struct TriedConnection {
-    std::vector<LoggedLine> lines; // what the library logged; empty where it didn't come to TLS
-    std::string failure;           // what kept it from TLS, or the host's view of its failure
+    std::vector<LoggedLine> lines; // what the library logged; empty if TLS was never begun
+    std::string failure;           // why TLS wasn't begun, or the error that a host sees
 };
 
 // Connects as a host of the library does, with encryption and its usual checks; closes at once.

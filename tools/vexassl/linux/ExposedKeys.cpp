@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// As the binding reads no larger certificate files either.
+// The binding reads no larger certificate files either.
 constexpr std::uintmax_t largestFile = 1U << 20U;
 
 bool allows(const fs::path& path, fs::perms wanted) {
@@ -28,7 +28,7 @@ bool allows(const fs::path& path, fs::perms wanted) {
     return (fs::status(path, unknown).permissions() & wanted) == wanted;
 }
 
-// Whoever may not pass a folder above doesn't come to the file. Its path is a canonical one.
+// An account that may not pass a folder above can't reach the file. The path is a canonical one.
 bool everybodyReaches(const fs::path& file) {
     fs::path folder = file;
     do {
@@ -44,7 +44,7 @@ struct Closer {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Should a pipe have taken the file's place by now, this doesn't wait for its writer.
+// Doesn't wait for a writer if a pipe has replaced the file by now.
 std::unique_ptr<std::FILE, Closer> openWithoutWaiting(const fs::path& file) {
     const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     return std::unique_ptr<std::FILE, Closer>(descriptor < 0 ? nullptr
@@ -58,14 +58,14 @@ bool holdsPemKey(const fs::path& file) {
     return text.find("PRIVATE KEY-----") != std::string::npos;
 }
 
-// What an entry of the folder is taken for depends on its own name, wherever it leads.
+// The meaning of a folder's entry depends on its own name, not on the target of a link.
 bool holdsKey(const fs::path& extension, const fs::path& file) {
     static const std::set<fs::path> secret = {".key", ".p12", ".pfx", ".password"};
     static const std::set<fs::path> pem = {".pem", ".crt", ".cer"};
     return secret.contains(extension) || (pem.contains(extension) && holdsPemKey(file));
 }
 
-// A link has no rights of its own: those of where it leads count.
+// A link has no rights of its own; those of its target count.
 bool isExposed(const fs::path& entry) {
     std::error_code unknown;
     const fs::path file = fs::canonical(entry, unknown);

@@ -9,7 +9,7 @@ bool takeOverPort(SOCKET listener) {
     return ::setsockopt(nativeSocket(listener), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0;
 }
 
-// It is one already.
+// On Linux it does already.
 bool joinListener(SOCKET, SOCKET) {
     return true;
 }

@@ -1,5 +1,5 @@
-// The socket work of the tool's own, on a system without Winsock: what VexaPlatform offers a host,
-// and the system's own calls on the descriptor that a SOCKET is.
+// The tool's own socket work on a system without Winsock: what VexaPlatform offers a host, and the
+// system's calls on the descriptor of a SOCKET.
 //
 // Threads: any function, from any thread.
 #pragma once
@@ -8,23 +8,23 @@
 
 namespace VexaSsl::tool {
 
-// What the system's own calls (getsockname, getpeername) take in the place of a SOCKET.
+// Returns the descriptor that the system's calls (getsockname, getpeername) take.
 inline int nativeSocket(SOCKET s) {
     return static_cast<int>(s);
 }
 
-// Lets a server that was just ended be started again on the same port. Result: false on failure,
-// with the error in the last-error slot.
+// Allows a server that just ended to be restarted on the same port. Returns false on failure, with
+// the error in the last-error slot.
 bool takeOverPort(SOCKET listener);
 
-// Makes a socket that AcceptEx has connected like one that accept gives. Result: false on failure,
-// with the error in the last-error slot.
+// Makes a socket that AcceptEx has connected behave like one that accept returns. Returns false on
+// failure, with the error in the last-error slot.
 bool joinListener(SOCKET accepted, SOCKET listener);
 
-// Whether calls on the socket wait. Result: false on failure.
+// Makes the socket blocking or non-blocking. Returns false on failure.
 bool setWaiting(SOCKET s, bool waits);
 
-// Ends both directions, and with them the operations of other threads that wait for the peer.
+// Shuts down both directions, which ends operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);
 
 } // namespace VexaSsl::tool

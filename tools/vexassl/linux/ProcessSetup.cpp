@@ -18,7 +18,7 @@ void setUpProcess() {
 std::size_t allowDescriptors(std::size_t wanted) {
     rlimit limit{};
     if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        return wanted; // nothing is known that would forbid them
+        return wanted; // no limit is known
     }
     if (limit.rlim_cur < wanted) {
         limit.rlim_cur = std::min<rlim_t>(wanted, limit.rlim_max);

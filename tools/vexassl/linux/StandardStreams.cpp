@@ -14,13 +14,13 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Waits without an end when milliseconds is -1.
+// Waits without a limit when milliseconds is -1.
 void waitForInput(pollfd* descriptors, nfds_t count, int milliseconds) {
     while (::poll(descriptors, count, milliseconds) < 0 && errno == EINTR) {
     }
 }
 
-// Result: as of read.
+// Returns what read returned.
 ssize_t readOnce(char* buffer, std::size_t size) {
     while (true) {
         const ssize_t count = ::read(STDIN_FILENO, buffer, size);
@@ -30,14 +30,14 @@ ssize_t readOnce(char* buffer, std::size_t size) {
     }
 }
 
-// Somebody who shares the input, and made reads return at once, may have taken what was ready.
+// Another process that shares the input, and made it non-blocking, may have taken what was ready.
 bool isTakenByOthers(ssize_t count) {
     return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
 }
 
 } // namespace
 
-// A pipe whose reading end wakes a read that waits.
+// A pipe that wakes a waiting read.
 struct StandardInput::Source {
     Source() {
         int ends[2] = {-1, -1};
@@ -82,7 +82,7 @@ bool StandardInput::failed() const {
 }
 
 void StandardInput::cancel() {
-    // The pipe is empty before, so nothing but an interruption can keep the byte out.
+    // The pipe is empty, so only an interruption can keep the byte out.
     while (::write(source->wakeWriter, "", 1) < 0 && errno == EINTR) {
     }
 }

@@ -23,7 +23,7 @@ sigset_t stopSignals() {
 
 } // namespace
 
-// The thread that takes the signals.
+// The thread that waits for the signals.
 class StopSignal::Listener {
 public:
     explicit Listener(std::function<void()> stop) {

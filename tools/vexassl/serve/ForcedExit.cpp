@@ -9,12 +9,12 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Well below the time that supervisors of processes give.
+// Well below the time that process supervisors allow.
 constexpr DWORD patienceMilliseconds = 5000;
 constexpr DWORD lineMilliseconds = 500;
 
 [[noreturn]] void endAtOnce(HANDLE ended) {
-    // stderr may be what takes no more, so the writing of the line isn't waited for.
+    // stderr may be blocked too, so nothing waits for the line to be written.
     std::thread([] {
         std::fputs("vexassl: ended at once: standard output or standard error takes no more\n",
                    stderr);
@@ -25,7 +25,7 @@ constexpr DWORD lineMilliseconds = 500;
 
 } // namespace
 
-ForcedExit::ForcedExit(OwnedEvent& stop) : stopRequested(stop), thread([this] { watch(); }) {}
+ForcedExit::ForcedExit(OwnedEvent& stop) : stop(stop), thread([this] { watch(); }) {}
 
 ForcedExit::~ForcedExit() {
     ended.set();
@@ -33,7 +33,7 @@ ForcedExit::~ForcedExit() {
 }
 
 void ForcedExit::watch() const {
-    const HANDLE events[] = {ended.get(), stopRequested.get()};
+    const HANDLE events[] = {ended.get(), stop.get()};
     platform::WSAWaitForMultipleEvents(2, events, FALSE, platform::WSA_INFINITE, FALSE);
     if (platform::WSAWaitForMultipleEvents(1, events, FALSE, patienceMilliseconds, FALSE) ==
         platform::WSA_WAIT_TIMEOUT) {

@@ -1,6 +1,6 @@
-// Ends the process when its good end doesn't come. A thread that writes to a pipe which nobody
-// reads waits in the system, and nothing but the reader or the end of the process ends that wait;
-// whoever joins such a thread waits with it.
+// Ends the process when its orderly end doesn't come. A thread that writes to a pipe which nobody
+// reads waits in the system until the reader reads or the process ends; a thread that joins it
+// waits too.
 //
 // Threads: made and destroyed by one; it has a thread of its own. The event is borrowed and
 // outlives it.
@@ -14,10 +14,10 @@ namespace VexaSsl::tool {
 
 class ForcedExit {
 public:
-    // From stop on there are five seconds for the destructor to be called. Behind them a line on
-    // stderr, if that takes it, and exit status 1 at once, without a destructor.
+    // Once stop is set the destructor must be called within five seconds. Otherwise it writes a
+    // line to stderr, if stderr takes it, and exits with status 1 at once, without destructors.
     explicit ForcedExit(OwnedEvent& stop);
-    // The good end has come.
+    // The orderly end has come.
     ~ForcedExit();
     ForcedExit(const ForcedExit&) = delete;
     ForcedExit& operator=(const ForcedExit&) = delete;
@@ -25,7 +25,7 @@ public:
 private:
     void watch() const;
 
-    OwnedEvent& stopRequested;
+    OwnedEvent& stop;
     OwnedEvent ended;
     std::thread thread;
 };

@@ -34,7 +34,7 @@ void expectClient(const ServeOptions& options, IConfig& config) {
                     widenedBytes(options.expectClient));
 }
 
-// Checks what can be checked before the first client.
+// Checks everything that doesn't need a client.
 void prepare(const ServeOptions& options, IConfig& config, LinePrinter& printer) {
     expectClient(options, config);
     const bool clientsCanSwitch = !options.startTls.empty();
@@ -46,12 +46,13 @@ void prepare(const ServeOptions& options, IConfig& config, LinePrinter& printer)
     checkStart(config, clientsCanSwitch, printer);
 }
 
-// Peers beyond what the system grants wait in the queue, instead of taking the descriptors without
-// which those that are served can't go on.
+// Further peers wait in the listener's queue; they must not use the descriptors that the
+// connections already accepted need.
 ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
-    // Standard streams, listener, events, the next connection, and files that are read for one.
+    // Standard streams, listener, events, the next connection, and files that are read for a
+    // connection.
     constexpr std::size_t shared = 40;
-    const std::size_t each = options.overlapped ? 2 : 1; // a wait takes one of its own
+    const std::size_t each = options.overlapped ? 2 : 1; // a wait uses a descriptor
     const std::size_t allowed = allowDescriptors(shared + each * options.maximumConnections);
     const std::size_t room = allowed > shared + each ? (allowed - shared) / each : 1;
     if (room < options.maximumConnections) {
@@ -75,7 +76,7 @@ ExitStatus runServe(const ServeOptions& asked) {
         listenOn({withoutBrackets(options.listenAddress), std::to_string(options.port)});
     const std::string address = localAddressText(listener.socket.get());
 
-    // Before the other threads, which must leave the signals alone too.
+    // Before other threads start, since they inherit the mask of signals.
     OwnedEvent stop;
     const StopSignal signals([&stop] { stop.set(); });
     const ForcedExit forcedExit(stop);
@@ -109,13 +110,13 @@ Command serveCommand() {
                   {.name = "--starttls",
                    .value = "PROTOCOL",
                    .text = "Begin in the clear and switch to TLS when the client asks for it in "
-                           "this protocol; messages are taken and thrown away",
+                           "this protocol; messages are taken and discarded",
                    .target = &options->startTls,
                    .words = {"smtp"},
                    .excludes = "--www"},
                   {"--overlapped", "", "Receive by overlapped operations", &options->overlapped},
                   {"--expect-client", "NAMES",
-                   "Require a trusted client certificate that bears one of these names, separated "
+                   "Require a trusted client certificate that has one of these names, separated "
                    "by commas; Any takes every name",
                    &options->expectClient},
                   {.name = "--count",

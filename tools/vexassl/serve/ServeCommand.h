@@ -1,5 +1,5 @@
 // vexassl serve: an echo server, with --www a page of connection facts, or with --starttls a mail
-// server that keeps no mail. Many connections at once, one stack and one thread each.
+// server that discards mail. One stack and one thread for each connection.
 #pragma once
 
 #include "common/Command.h"
@@ -8,10 +8,9 @@
 
 namespace VexaSsl::tool {
 
-// Runs until SIGTERM or SIGINT, or until the wanted number of connections is served; then ends
-// every connection, joins every thread, and returns.
-// To be called before the process has a second thread.
-// Throws Failure: Usage, CannotConnect (nothing to listen on), OwnCertificate.
+// Runs until SIGTERM or SIGINT, or until the requested number of connections has been served; then
+// ends every connection, joins every thread, and returns. Called before the process has a second
+// thread. Throws Failure: Usage, CannotConnect (no address to listen on), OwnCertificate.
 ExitStatus runServe(const ServeOptions& options);
 
 Command serveCommand();

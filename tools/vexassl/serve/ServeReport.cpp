@@ -30,7 +30,7 @@ std::string messageText(unsigned long number, const Envelope& envelope) {
 
 } // namespace
 
-// Called where a connection ends, where nothing may be thrown any more.
+// Called at the end of a connection, where nothing may be thrown.
 template <typename Make>
 void ServeReport::tell(Make makeLine) noexcept {
     try {

@@ -1,6 +1,6 @@
-// What serve tells while it runs. For a person: the address on stdout, and on stderr messages and
-// failures. For a script, with --json: an object a line on stdout for the address, for each
-// connection that begins and ends, and for each message; the library's lines stay on stderr.
+// What serve prints while it runs. For a user: the address on stdout, messages and failures on
+// stderr. For a script, with --json: one object a line on stdout for the address, for the start and
+// the end of each connection, and for each message; the library's lines stay on stderr.
 //
 // Threads: any; it has a lock. Ownership: the printer is borrowed and outlives it.
 #pragma once
@@ -18,20 +18,20 @@ struct Envelope;
 
 class ServeReport {
 public:
-    ServeReport(LinePrinter& errorPrinter, bool inJson) : printer(errorPrinter), json(inJson) {}
+    ServeReport(LinePrinter& printer, bool json) : printer(printer), json(json) {}
 
-    // Throws Failure (Usage) when stdout doesn't take it: nobody would know where to connect.
+    // Throws Failure (Usage) when stdout fails: nobody would know where to connect.
     void listening(const std::string& address) const;
     void begun(unsigned long number, const std::string& peer);
     void message(unsigned long number, const Envelope& envelope);
-    // At once, for persons.
+    // At once, for a user.
     void failed(unsigned long number, const std::string& text);
-    // Once a connection is over, for scripts. text: of a failure, else empty.
+    // At the end of a connection, for scripts. text: the failure, else empty.
     void ended(unsigned long number, const std::string& peer, ExitStatus outcome,
                const std::string& text);
 
-    // Whether stdout took every object. Those behind one that was lost are tried all the same: a
-    // reader that goes away doesn't end the connections of others.
+    // Whether stdout took every object. After a failure later objects are tried all the same: a
+    // reader that goes away doesn't end connections.
     bool isComplete() const { return complete; }
 
 private:

@@ -21,8 +21,8 @@ namespace Definition = ConfigurationDefinition;
 
 constexpr std::size_t bufferSize = 32768;
 
-// How much is read and thrown away behind the last answer: closing while more lies there would
-// reset the connection before the peer has read it.
+// How much is read and discarded after the last response: closing a socket with unread data resets
+// the connection before the peer has read the response.
 constexpr std::size_t maximumDiscarded = 262144;
 
 // The name and the value of an option.
@@ -32,10 +32,9 @@ ConnectionFacts::value_type optionFact(const IConfig& config, const std::wstring
 
 } // namespace
 
-ServedConnection::ServedConnection(const Service& sharedService, unsigned long connectionNumber)
-    : service(sharedService), number(connectionNumber),
-      log(sharedService.printer, "#" + std::to_string(connectionNumber) + " "),
-      strategy(makeStrategy(log, sharedService.config)) {}
+ServedConnection::ServedConnection(const Service& service, unsigned long number)
+    : service(service), number(number), log(service.printer, "#" + std::to_string(number) + " "),
+      strategy(makeStrategy(log, service.config)) {}
 
 ServedConnection::~ServedConnection() {
     if (thread.joinable()) {
@@ -64,7 +63,8 @@ bool ServedConnection::accepted(SOCKET listener) {
 
 bool ServedConnection::acceptNow(SOCKET listener) {
     socket = OwnedSocket(strategy->accept(listener, nullptr, nullptr));
-    // Some systems hand the listener's mode down, and the handshake needs calls that wait.
+    // On some systems the socket inherits the listener's mode, and the handshake needs blocking
+    // calls.
     return socket.valid() && setWaiting(socket.get(), true);
 }
 
@@ -106,23 +106,23 @@ void ServedConnection::run() {
 
 std::unique_ptr<Receiver> ServedConnection::makeReceiver() {
     const bool staysClear = service.options.startTls.empty() && isOpportunistic(service.config);
-    const Passing passing = staysClear ? Passing::Clear : Passing::AsConfigured;
+    const StackState passing = staysClear ? StackState::Clear : StackState::AsConfigured;
     return service.options.overlapped ? makeOverlappedReceiver(*strategy, socket.get())
                                       : makeBlockingReceiver(*strategy, socket.get(), passing);
 }
 
 void ServedConnection::serveMail(Watchdog::Guard& guard) {
-    // No switch without a name that was resolved through the stack, on a server too.
+    // A switch needs a name that was resolved through the stack, on a server too.
     AddressList found;
     strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
     SmtpServer session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
     switch (session.run([this](const Envelope& mail) { service.report.message(number, mail); })) {
-    case SmtpServer::End::Well:
-        closeBehindAnswer(session.currentReceiver());
+    case SmtpServer::End::Success:
+        closeAfterResponse(session.currentReceiver());
         break;
     case SmtpServer::End::Refused:
-        report(ExitStatus::Handshake, "refused: clear text behind STARTTLS");
-        closeBehindAnswer(session.currentReceiver());
+        report(ExitStatus::Handshake, "refused: clear text after STARTTLS");
+        closeAfterResponse(session.currentReceiver());
         break;
     case SmtpServer::End::NoSwitch:
         reportHandshake(guard);
@@ -148,7 +148,7 @@ void ServedConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
     reportEnd(receiver.end(), guard);
 }
 
-// The guard isn't restarted between pieces of a head: a request fed byte by byte has one period.
+// The guard isn't restarted between pieces of a head: a request sent byte by byte has one period.
 void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& guard) {
     std::vector<char> buffer(bufferSize);
     std::string received;
@@ -171,10 +171,10 @@ void ServedConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
         reportEnd(StreamEnd::Lost, guard);
         return;
     }
-    closeBehindAnswer(receiver);
+    closeAfterResponse(receiver);
 }
 
-void ServedConnection::closeBehindAnswer(Receiver& receiver) {
+void ServedConnection::closeAfterResponse(Receiver& receiver) {
     platform::shutdown(socket.get(), SD_SEND);
     std::vector<char> buffer(bufferSize);
     std::size_t discarded = 0;
@@ -215,14 +215,14 @@ void ServedConnection::reportEnd(StreamEnd end, const Watchdog::Guard& guard) {
     const Diagnosis diagnosis = log.diagnosis();
     if (guard.expired()) {
         report(ExitStatus::TimedOut, "timed out");
-    } else if (diagnosis.status() != ExitStatus::Well) {
+    } else if (diagnosis.status() != ExitStatus::Success) {
         report(diagnosis.status(), causeText(diagnosis));
     } else if (const auto failure = failureOf(end, error)) {
         report(failure->status, failure->what());
     }
 }
 
-// Where memory is wanted even for the words, the status stands for them.
+// When there is no memory for the text, the status is reported alone.
 void ServedConnection::reportBreakdown(const char* reason) noexcept {
     try {
         report(ExitStatus::Usage, reason);

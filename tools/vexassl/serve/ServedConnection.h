@@ -1,11 +1,11 @@
 // One connection of serve: its stack, its accepted socket and its thread, from the accept to the
 // closed socket.
 //
-// Usually AcceptEx rather than accept, for two reasons. The handshake runs in completeAcceptEx, on
-// the connection's own thread, so a slow client never holds up the accept loop; and the accepted
-// socket is known beforehand, so it can be closed even after a failed handshake (accept keeps it).
-// A stack that begins in the clear runs no handshake in accept, and learns its socket from nothing
-// but an accept that is finished at once: there it is accept.
+// Uses AcceptEx rather than accept for two reasons. The handshake runs in completeAcceptEx, on the
+// connection's own thread, so a slow client never delays the accept loop; and the accepted socket
+// is known beforehand, so it can be closed after a failed handshake, too (accept keeps it). A stack
+// that begins in the clear runs no handshake in accept and learns its socket only from accept, so
+// it uses accept.
 //
 // Threads: made, accepted, started and destroyed by the accept loop; the rest runs on its own
 // thread.
@@ -37,13 +37,13 @@ struct ServeOptions {
     bool web = false;
     bool overlapped = false;
     std::string startTls;     // "smtp", or empty
-    std::string expectClient; // names, or empty for what the configuration says
-    unsigned count = 0;       // connections to serve; 0 for no end
+    std::string expectClient; // names; empty: as configured
+    unsigned count = 0;       // connections to serve; 0: no limit
     unsigned maximumConnections = 1000;
     bool json = false;
 };
 
-// What all connections of a server share; outlives them.
+// Shared by all connections of a server; outlives them.
 struct Service {
     const ServeOptions& options;
     const IConfig& config;
@@ -54,30 +54,30 @@ struct Service {
 
 class ServedConnection {
 public:
-    // Makes the stack. Throws Failure (Usage) on a bad configuration.
-    ServedConnection(const Service& sharedService, unsigned long connectionNumber);
+    // Makes the stack. Throws Failure (Usage) for an invalid configuration.
+    ServedConnection(const Service& service, unsigned long number);
     // Waits for the thread.
     ~ServedConnection();
     ServedConnection(const ServedConnection&) = delete;
     ServedConnection& operator=(const ServedConnection&) = delete;
 
     // Makes a socket for a listener of the given address family and posts the accept; event is set
-    // when it has completed. Result: false when there is no socket or it failed at once.
+    // when it has completed. Returns false when no socket can be made or the accept fails at once.
     bool postAccept(const Listener& listener, HANDLE event);
-    // Whether the completed accept brought a peer.
+    // Returns whether the completed accept connected a peer.
     bool accepted(SOCKET listener);
-    // Accepts a peer that waits. Result: false when there is none any more.
+    // Accepts a waiting peer. Returns false when there is none any more.
     bool acceptNow(SOCKET listener);
 
-    // Runs the handshake and the service on a new thread; ended is called last, on that thread.
-    // Throws std::system_error when there is no thread to be had.
+    // Runs the handshake and the service on a new thread, which calls ended last. Throws
+    // std::system_error when no thread can be made.
     void start(std::function<void()> ended);
     bool finished() const { return isFinished; }
-    // How it went; meaningful once it has finished.
+    // The outcome; valid once the connection has finished.
     ExitStatus outcome() const { return status; }
 
 private:
-    // Room for an address as AcceptEx wants it: 16 bytes more than the longest.
+    // The size of an address for AcceptEx: 16 bytes more than the longest.
     static constexpr DWORD addressRoom = sizeof(sockaddr_storage) + 16;
 
     void run();
@@ -85,7 +85,7 @@ private:
     std::unique_ptr<Receiver> makeReceiver();
     void echo(Receiver& receiver, Watchdog::Guard& guard);
     void answerWebRequest(Receiver& receiver, Watchdog::Guard& guard);
-    void closeBehindAnswer(Receiver& receiver);
+    void closeAfterResponse(Receiver& receiver);
     ConnectionFacts facts() const;
     void reportHandshake(const Watchdog::Guard& guard);
     void reportEnd(StreamEnd end, const Watchdog::Guard& guard);
@@ -101,7 +101,7 @@ private:
     std::array<char, std::size_t{2} * addressRoom> addresses{};
     std::string peer;
     std::string failureText;
-    ExitStatus status = ExitStatus::Well; // written before isFinished
+    ExitStatus status = ExitStatus::Success; // written before isFinished
     std::atomic<bool> isFinished = false;
     std::thread thread;
 };

@@ -12,14 +12,14 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// How long the accept loop rests when the system is out of sockets or threads.
-constexpr DWORD restMilliseconds = 100;
+// How long the accept loop waits when the system has no socket or thread left.
+constexpr DWORD backOffMilliseconds = 100;
 
-// A rest lies between them, as between waits that fail.
-constexpr int maximumFailedLooks = 10;
+// Each follows a delay, as failed waits do.
+constexpr int maximumFailedWaits = 10;
 
-// How often a loop that can't wait for a peer and a stop at once looks for a stop.
-constexpr long lookMicroseconds = 100000;
+// How often a loop that can't wait for a peer and for the stop together checks for the stop.
+constexpr long pollMicroseconds = 100000;
 
 std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
     return instantiateSocketStrategy(log, *constructDefaultSslConfiguration(log, L"listen"));
@@ -27,12 +27,12 @@ std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
 
 } // namespace
 
-Server::Server(const Service& sharedService, Listener listeningSocket, OwnedEvent& stop)
-    : service(sharedService), listener(std::move(listeningSocket)), stopRequested(stop),
-      log(sharedService.printer), trouble(sharedService.printer), plain(plainStack(log)) {
-    // A peer that was waiting may be gone when it is accepted, and the stop must be seen then too.
+Server::Server(const Service& service, Listener listener, OwnedEvent& stop)
+    : service(service), listener(std::move(listener)), stopRequested(stop), log(service.printer),
+      trouble(service.printer), plain(plainStack(log)) {
+    // A waiting peer may be gone when it is accepted, and the stop must be noticed then too.
     if (!service.options.startTls.empty()) {
-        setWaiting(listener.socket.get(), false);
+        setWaiting(this->listener.socket.get(), false);
     }
 }
 
@@ -41,32 +41,32 @@ Server::~Server() {
 }
 
 ExitStatus Server::run() {
-    while (wantsMore() && acceptOne()) {
+    while (acceptsMore() && acceptOne()) {
         reap();
     }
-    while (lookError == 0 && !connections.empty() && waitForEnd()) {
+    while (waitError == 0 && !connections.empty() && waitForEnd()) {
     }
-    stopped = stopped || (lookError == 0 && isStopped(0));
+    stopped = stopped || (waitError == 0 && isStopped(0));
     end();
-    if (lookError != 0) {
+    if (waitError != 0) {
         throw Failure(ExitStatus::CannotConnect,
-                      "cannot wait for clients: " + socketErrorText(lookError));
+                      "cannot wait for clients: " + socketErrorText(waitError));
     }
-    return stopped ? ExitStatus::Well : firstFailure;
+    return stopped ? ExitStatus::Success : firstFailure;
 }
 
-// Closing the listener aborts an accept that is still posted.
+// Closing the listener aborts a posted accept.
 void Server::end() {
     listener.socket.close();
     service.watchdog.endAll();
     connections.clear();
 }
 
-bool Server::wantsMore() const {
+bool Server::acceptsMore() const {
     return service.options.count == 0 || taken < service.options.count;
 }
 
-// Result: false when the server is to stop. A want of memory or threads costs one connection, never
+// Returns false when the server is to stop. Lack of memory or threads costs one connection, never
 // the others.
 bool Server::acceptOne() {
     try {
@@ -74,16 +74,16 @@ bool Server::acceptOne() {
         case Step::Accepted:
             return true;
         case Step::Missed:
-            tellMissed();
-            return rest();
+            reportMissedPeer();
+            return backOff();
         case Step::Stopped:
-        case Step::Deaf:
+        case Step::WaitFailed:
             return false;
         }
     } catch (const std::exception& error) {
-        trouble.tell(std::string("connection dropped: ") + error.what());
+        trouble.print(std::string("connection dropped: ") + error.what());
     }
-    return rest();
+    return backOff();
 }
 
 Server::Step Server::acceptNext() {
@@ -117,17 +117,17 @@ Server::Step Server::acceptPosted() {
     }
 }
 
-// A stack that begins in the clear must accept by itself, and an accept that blocks would not see
-// the stop. So it is called when a peer waits.
+// A stack that begins in the clear must use accept, and a blocking accept wouldn't notice the stop.
+// So accept is called when a peer waits.
 Server::Step Server::acceptWaiting() {
-    int failedLooks = 0;
-    for (int ready = 0; (ready = lookForPeer()) <= 0;) {
-        failedLooks = ready == 0 ? 0 : failedLooks + 1;
-        if (failedLooks == maximumFailedLooks) {
-            lookError = platform::WSAGetLastError();
-            return Step::Deaf;
+    int failedPolls = 0;
+    for (int ready = 0; (ready = pollListener()) <= 0;) {
+        failedPolls = ready == 0 ? 0 : failedPolls + 1;
+        if (failedPolls == maximumFailedWaits) {
+            waitError = platform::WSAGetLastError();
+            return Step::WaitFailed;
         }
-        if (isStopped(ready == 0 ? 0 : restMilliseconds)) {
+        if (isStopped(ready == 0 ? 0 : backOffMilliseconds)) {
             return Step::Stopped;
         }
         reap();
@@ -135,12 +135,12 @@ Server::Step Server::acceptWaiting() {
     return pending->acceptNow(listener.socket.get()) ? Step::Accepted : Step::Missed;
 }
 
-// Result: as select gives it.
-int Server::lookForPeer() {
+// Returns what select returns.
+int Server::pollListener() {
     fd_set readable{};
     platform::socketSetAdd(listener.socket.get(), readable);
-    const timeval look{0, lookMicroseconds};
-    return plain->select(0, &readable, nullptr, nullptr, &look);
+    const timeval pollTime{0, pollMicroseconds};
+    return plain->select(0, &readable, nullptr, nullptr, &pollTime);
 }
 
 void Server::startPending() {
@@ -154,7 +154,7 @@ void Server::startPending() {
     }
 }
 
-// Later peers wait in the listener's queue. Result: false when the server is to stop.
+// Later peers wait in the listener's queue. Returns false when the server is to stop.
 bool Server::waitForRoom() {
     while (connections.size() >= service.options.maximumConnections) {
         if (!waitForEnd()) {
@@ -171,18 +171,17 @@ bool Server::waitForEnd() {
     return woken == platform::WSA_WAIT_EVENT_0 + 1;
 }
 
-// To be called before anything else sets the last error. A peer that went away while it waited is
-// no trouble.
-void Server::tellMissed() {
+// Called before anything else sets the last error. A peer that left while it waited isn't reported.
+void Server::reportMissedPeer() {
     const int error = platform::WSAGetLastError();
     if (error != WSAECONNABORTED && error != WSAECONNRESET && error != WSAEWOULDBLOCK) {
-        trouble.tell("cannot take connections for now: " + socketErrorText(error));
+        trouble.print("cannot take connections for now: " + socketErrorText(error));
     }
 }
 
-bool Server::rest() {
+bool Server::backOff() {
     pending.reset();
-    return !isStopped(restMilliseconds);
+    return !isStopped(backOffMilliseconds);
 }
 
 bool Server::isStopped(DWORD milliseconds) {
@@ -190,8 +189,8 @@ bool Server::isStopped(DWORD milliseconds) {
     return waitFor(events, milliseconds) != platform::WSA_WAIT_TIMEOUT;
 }
 
-// A want of memory or descriptors, for which a wait can fail too, passes. Result: as the wait's;
-// WSA_WAIT_FAILED when it doesn't pass, and then lookError is set.
+// Retries when the wait fails, since lack of memory or descriptors passes. Returns what the wait
+// returned; WSA_WAIT_FAILED when every attempt failed, with waitError set.
 DWORD Server::waitFor(std::span<const HANDLE> events, DWORD milliseconds) {
     for (int failedWaits = 1;; ++failedWaits) {
         const DWORD woken = platform::WSAWaitForMultipleEvents(
@@ -199,11 +198,11 @@ DWORD Server::waitFor(std::span<const HANDLE> events, DWORD milliseconds) {
         if (woken != platform::WSA_WAIT_FAILED) {
             return woken;
         }
-        if (failedWaits == maximumFailedLooks) {
-            lookError = platform::WSAGetLastError();
+        if (failedWaits == maximumFailedWaits) {
+            waitError = platform::WSAGetLastError();
             return woken;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(restMilliseconds));
+        std::this_thread::sleep_for(std::chrono::milliseconds(backOffMilliseconds));
     }
 }
 
@@ -213,7 +212,7 @@ void Server::reap() {
         if (!connection->finished()) {
             return false;
         }
-        if (firstFailure == ExitStatus::Well) {
+        if (firstFailure == ExitStatus::Success) {
             firstFailure = connection->outcome();
         }
         return true;

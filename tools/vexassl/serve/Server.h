@@ -1,5 +1,5 @@
-// The accept loop of serve: takes connections, each on a stack and a thread of its own, within a
-// bound, and joins those that have ended.
+// The accept loop of serve: accepts connections up to a maximum, each with a stack and a thread,
+// and joins those that have ended.
 //
 // Threads: one runs it and destroys it; the event to stop may be set by any.
 #pragma once
@@ -17,17 +17,16 @@ namespace VexaSsl::tool {
 
 class Server {
 public:
-    // stop ends the server when it is set. Both are borrowed and outlive it.
-    Server(const Service& sharedService, Listener listeningSocket, OwnedEvent& stop);
-    // Ends every connection and waits for their threads, also when run has thrown.
+    // Setting stop ends the server. Both are borrowed and outlive it.
+    Server(const Service& service, Listener listener, OwnedEvent& stop);
+    // Ends every connection and waits for their threads, also after run has thrown.
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Runs until it is stopped, or until the wanted number of connections has come and gone.
-    // Result: with a wanted number the outcome of the first connection that didn't go well; else
-    // Well, as it is for a server that was stopped.
-    // Throws Failure (CannotConnect) when nobody can be waited for any more.
+    // Runs until it is stopped, or until the requested number of connections has ended. Returns the
+    // status of the first failed connection when a number was requested; else, and after a stop,
+    // Success. Throws Failure (CannotConnect) when waiting for clients keeps failing.
     ExitStatus run();
 
 private:
@@ -35,10 +34,10 @@ private:
         Accepted,
         Missed,
         Stopped,
-        Deaf, // nobody can be waited for any more
+        WaitFailed, // waiting keeps failing
     };
 
-    bool wantsMore() const;
+    bool acceptsMore() const;
     bool acceptOne();
     Step acceptNext();
     Step acceptPosted();
@@ -46,10 +45,10 @@ private:
     DWORD waitFor(std::span<const HANDLE> events, DWORD milliseconds);
     bool waitForRoom();
     bool waitForEnd();
-    void tellMissed();
-    bool rest();
+    void reportMissedPeer();
+    bool backOff();
     bool isStopped(DWORD milliseconds);
-    int lookForPeer();
+    int pollListener();
     void startPending();
     void reap();
     void end();
@@ -61,14 +60,14 @@ private:
     OwnedEvent connectionEnded;
     ToolLog log;
     ThrottledMessages trouble;
-    std::unique_ptr<ISocketStrategy> plain; // for waiting on the listener
+    std::unique_ptr<ISocketStrategy> plain; // waits on the listener
     std::unique_ptr<ServedConnection> pending;
     std::list<std::unique_ptr<ServedConnection>> connections;
     unsigned long lastNumber = 0;
     unsigned taken = 0;
     bool stopped = false;
-    int lookError = 0; // why nobody can be waited for
-    ExitStatus firstFailure = ExitStatus::Well;
+    int waitError = 0; // of the wait that kept failing
+    ExitStatus firstFailure = ExitStatus::Success;
 };
 
 } // namespace VexaSsl::tool

@@ -8,22 +8,22 @@ namespace VexaSsl::tool {
 namespace {
 
 constexpr std::chrono::minutes quietTime{1};
-// Texts hold no names or numbers of peers, so there are few; should a system have more, all
-// may be told again.
+// Texts hold no names or numbers of peers, so there are few. When a system has more, all may be
+// printed again.
 constexpr std::size_t mostTexts = 100;
 
 } // namespace
 
-void ThrottledMessages::tell(const std::string& text) {
+void ThrottledMessages::print(const std::string& text) {
     const auto now = Clock::now();
-    const auto before = told.find(text);
-    if (before != told.end() && now - before->second < quietTime) {
+    const auto before = lastPrinted.find(text);
+    if (before != lastPrinted.end() && now - before->second < quietTime) {
         return;
     }
-    if (told.size() >= mostTexts) {
-        told.clear();
+    if (lastPrinted.size() >= mostTexts) {
+        lastPrinted.clear();
     }
-    told[text] = now;
+    lastPrinted[text] = now;
     printer.print("vexassl: " + text);
 }
 

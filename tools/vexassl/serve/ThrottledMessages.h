@@ -1,5 +1,4 @@
-// What keeps a server from taking connections, told so that a log stays readable: the same trouble
-// no more than once a minute, however often it comes back.
+// Prints what prevents a server from accepting connections; the same text at most once a minute.
 //
 // Threads: one. Ownership: the printer is borrowed and outlives it.
 #pragma once
@@ -14,15 +13,15 @@ namespace VexaSsl::tool {
 
 class ThrottledMessages {
 public:
-    explicit ThrottledMessages(LinePrinter& errorPrinter) : printer(errorPrinter) {}
+    explicit ThrottledMessages(LinePrinter& printer) : printer(printer) {}
 
-    void tell(const std::string& text);
+    void print(const std::string& text);
 
 private:
     using Clock = std::chrono::steady_clock;
 
     LinePrinter& printer;
-    std::map<std::string, Clock::time_point> told;
+    std::map<std::string, Clock::time_point> lastPrinted;
 };
 
 } // namespace VexaSsl::tool

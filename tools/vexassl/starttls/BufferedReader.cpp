@@ -15,7 +15,7 @@ constexpr std::size_t bufferSize = 4096;
 
 BufferedReader::Outcome BufferedReader::readLine(std::size_t longest, std::string& line) {
     const Outcome outcome = readPiece(longest, line);
-    return outcome == Outcome::Well && line.back() != '\n' ? Outcome::TooLong : outcome;
+    return outcome == Outcome::Success && line.back() != '\n' ? Outcome::TooLong : outcome;
 }
 
 BufferedReader::Outcome BufferedReader::readPiece(std::size_t longest, std::string& piece) {
@@ -25,10 +25,10 @@ BufferedReader::Outcome BufferedReader::readPiece(std::size_t longest, std::stri
         const std::size_t size = end == std::string::npos ? held.size() : end + 1;
         if (end != std::string::npos || size >= longest) {
             piece = take(std::min(size, longest));
-            return Outcome::Well;
+            return Outcome::Success;
         }
         searched = size;
-        if (const Outcome outcome = receiveMore(); outcome != Outcome::Well) {
+        if (const Outcome outcome = receiveMore(); outcome != Outcome::Success) {
             return outcome;
         }
     }
@@ -36,12 +36,12 @@ BufferedReader::Outcome BufferedReader::readPiece(std::size_t longest, std::stri
 
 BufferedReader::Outcome BufferedReader::readBytes(std::size_t count, std::string& bytes) {
     while (held.size() < count) {
-        if (const Outcome outcome = receiveMore(); outcome != Outcome::Well) {
+        if (const Outcome outcome = receiveMore(); outcome != Outcome::Success) {
             return outcome;
         }
     }
     bytes = take(count);
-    return Outcome::Well;
+    return Outcome::Success;
 }
 
 BufferedReader::Outcome BufferedReader::receiveMore() {
@@ -51,7 +51,7 @@ BufferedReader::Outcome BufferedReader::receiveMore() {
         return receiver.end() == StreamEnd::Closed ? Outcome::Ended : Outcome::Failed;
     }
     held.append(buffer.data(), static_cast<std::size_t>(count));
-    return Outcome::Well;
+    return Outcome::Success;
 }
 
 std::string BufferedReader::take(std::size_t count) {

@@ -1,6 +1,6 @@
-// Reads lines and counted bytes from a connection, never more than it is allowed to hold, and knows
-// what came behind them. That last is what a switch to TLS must ask before it begins: clear text
-// behind the agreement may be an attacker's.
+// Reads lines and counted bytes from a connection, with a limit on what it holds, and knows whether
+// more was received. A switch to TLS must check that before it begins: clear text after the
+// server's consent may be an attacker's.
 //
 // Threads: one. Ownership: the receiver is borrowed and outlives the reader.
 #pragma once
@@ -15,22 +15,22 @@ namespace VexaSsl::tool {
 class BufferedReader {
 public:
     enum class Outcome {
-        Well,
-        TooLong, // no line end within the bound; the connection is of no more use to a line reader
-        Ended,   // the peer closed, maybe in the middle
-        Failed,  // the number of the failure lies in the last-error slot
+        Success,
+        TooLong, // no line end within the limit; no line can be read any more
+        Ended,   // the peer closed, maybe within a line
+        Failed,  // the error number is in the last-error slot
     };
 
-    explicit BufferedReader(Receiver& borrowedReceiver) : receiver(borrowedReceiver) {}
+    explicit BufferedReader(Receiver& receiver) : receiver(receiver) {}
 
-    // A line of at most longest bytes with its line feed.
+    // A line of at most longest bytes, including its line feed.
     Outcome readLine(std::size_t longest, std::string& line);
-    // What comes up to the next line feed, cut behind longest bytes; never empty.
+    // What was received up to the next line feed, at most longest bytes; never empty.
     Outcome readPiece(std::size_t longest, std::string& piece);
     // Exactly count bytes.
     Outcome readBytes(std::size_t count, std::string& bytes);
 
-    // Whether bytes were received that nobody has asked for.
+    // Whether bytes were received that no call has returned.
     bool holdsSurplus() const { return !held.empty(); }
 
 private:
@@ -38,7 +38,7 @@ private:
     std::string take(std::size_t count);
 
     Receiver& receiver;
-    std::string held; // received, not taken
+    std::string held; // received, not returned
 };
 
 } // namespace VexaSsl::tool

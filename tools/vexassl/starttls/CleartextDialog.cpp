@@ -17,14 +17,14 @@ namespace {
 // Longer than any of the protocols allows before the switch.
 constexpr std::size_t longestLine = 4096;
 constexpr std::size_t mostLines = 200;
-// How much of an answer a line to the user repeats.
+// How much of a reply is shown to the user.
 constexpr std::size_t longestQuote = 160;
 
 } // namespace
 
-CleartextDialog::CleartextDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol)
-    : strategy(borrowedStrategy), socket(s), protocolName(std::move(protocol)),
-      receiver(makeBlockingReceiver(strategy, s, Passing::Clear)), reader(*receiver) {}
+CleartextDialog::CleartextDialog(ISocketStrategy& strategy, SOCKET socket, std::string protocol)
+    : strategy(strategy), socket(socket), protocolName(std::move(protocol)),
+      receiver(makeBlockingReceiver(strategy, socket, StackState::Clear)), reader(*receiver) {}
 
 void CleartextDialog::send(std::string_view bytes) {
     if (!sendAll(strategy, socket, bytes)) {
@@ -61,13 +61,13 @@ void CleartextDialog::refuse(const std::string& reason) const {
 
 void CleartextDialog::expectNothingMore() const {
     if (reader.holdsSurplus()) {
-        refuse("the server sent clear text behind its agreement to TLS");
+        refuse("the server sent clear text after its consent to TLS");
     }
 }
 
 void CleartextDialog::judge(BufferedReader::Outcome outcome) const {
     switch (outcome) {
-    case BufferedReader::Outcome::Well:
+    case BufferedReader::Outcome::Success:
         return;
     case BufferedReader::Outcome::TooLong:
         refuse("the server sent an endless line before TLS");

@@ -1,8 +1,8 @@
-// A client's talk in the clear that ends with an agreement on TLS. The server is hostile: every
-// line, every answer and the number of lines are bounded, and whatever isn't the expected answer
-// ends the talk. The time is the caller's: a watchdog shuts the socket down.
+// A client's dialog in the clear that ends with the server's consent to TLS. The server is taken as
+// hostile: lines, replies and the number of lines are limited, and an unexpected reply ends the
+// dialog. The caller limits the time: a watchdog shuts the socket down.
 //
-// Each function throws Failure (Handshake) with one line for the user.
+// Each function throws Failure (Handshake) with a line for the user.
 //
 // Threads: one. Ownership: the strategy is borrowed and outlives it.
 #pragma once
@@ -18,20 +18,20 @@ namespace VexaSsl::tool {
 
 class CleartextDialog {
 public:
-    // protocol: for the lines to the user.
-    CleartextDialog(ISocketStrategy& borrowedStrategy, SOCKET s, std::string protocol);
+    // protocol: for messages to the user.
+    CleartextDialog(ISocketStrategy& strategy, SOCKET socket, std::string protocol);
 
     void send(std::string_view bytes);
-    // The next line, without its end.
+    // Returns the next line, without its end.
     std::string readLine();
     std::string readBytes(std::size_t count);
 
-    // The server's answer is not the one that leads on.
+    // Throws because of a server's reply that isn't the expected one.
     [[noreturn]] void refuse(const std::string& reason, std::string_view answer) const;
     [[noreturn]] void refuse(const std::string& reason) const;
 
-    // To be called behind the agreement: a server that has sent more is refused. What comes later
-    // meets the handshake, which fails on it.
+    // Called after the consent: throws when the server has sent more. What arrives later makes the
+    // handshake fail.
     void expectNothingMore() const;
 
 private:

@@ -6,8 +6,8 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// Untagged lines come before the answer and are passed over. What the server says of its abilities
-// before TLS is worth nothing, so it is asked to switch and not for what it can do.
+// Untagged lines precede the reply and are skipped. Capabilities sent before TLS can't be trusted,
+// so the client asks for TLS without asking for them.
 void expectOk(CleartextDialog& dialog, const std::string& tag) {
     while (true) {
         const std::string line = dialog.readLine();

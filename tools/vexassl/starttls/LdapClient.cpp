@@ -11,21 +11,21 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Message 1: the extended operation that asks for TLS, named by its object identifier.
+// Message 1: the extended operation that asks for TLS, identified by its object identifier.
 constexpr std::string_view request = "\x30\x1d\x02\x01\x01\x77\x18\x80\x16"
                                      "1.3.6.1.4.1.1466.20037"sv;
 
 constexpr char sequenceTag = 0x30;
 constexpr std::string_view messageOne = "\x02\x01\x01"sv;
 constexpr char extendedResponseTag = 0x78;
-constexpr std::string_view resultCode = "\x0a\x01"sv; // an enumeration, and one byte of it
+constexpr std::string_view resultCode = "\x0a\x01"sv; // an ENUMERATED of one byte
 constexpr std::size_t longestAnswer = 4096;
 
 unsigned valueOf(char byte) {
     return static_cast<unsigned char>(byte);
 }
 
-// A length: one byte below 128, or the count of the bytes behind it with the top bit.
+// A length: one byte below 128, or a byte with the top bit and the count of the bytes that follow.
 std::size_t readLength(CleartextDialog& dialog) {
     const unsigned first = valueOf(dialog.readBytes(1)[0]);
     if (first < 0x80) {
@@ -42,7 +42,8 @@ std::size_t readLength(CleartextDialog& dialog) {
     return length;
 }
 
-// What stands behind the tag and the length at the start of a text; empty when that is cut short.
+// Returns the contents after the tag and the length at the start of a text, or nothing when it is
+// truncated.
 std::string_view contentOf(std::string_view text) {
     if (text.size() < 2) {
         return {};

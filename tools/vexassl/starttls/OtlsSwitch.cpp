@@ -17,7 +17,7 @@ void requireSwitchable(const IConfig& config) {
                               ConfigurationDefinition::ConnectionOptions::UseEncryption)) +
                           "]");
     }
-    // The strategy that can switch would lie below the layer, out of a host's reach.
+    // The strategy that can switch would be below the log layer, where a host can't reach it.
     if (hasLogLayers(config)) {
         throw Failure(ExitStatus::Usage,
                       "--starttls needs InjectLogLayers=False: a log layer hides the switch");

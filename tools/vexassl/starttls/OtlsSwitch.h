@@ -1,6 +1,6 @@
-// The step from clear text to TLS on a connection of the library, as any host takes it.
+// The switch from clear text to TLS on a connection of the library, as any host does it.
 //
-// Threads: the connection's own; nothing else may be under way on the strategy.
+// Threads: the connection's own; no other operation may run on the strategy.
 #pragma once
 
 #include "VexaSsl/VexaSsl.h"
@@ -12,7 +12,8 @@ namespace VexaSsl::tool {
 void requireSwitchable(const IConfig& config);
 
 // Runs the handshake on the calling thread. A name must have been resolved through the strategy.
-// Result: false on failure; the log tells why, and the connection is still there, in the clear.
+// Returns false on failure; the log has the reason, and the connection is still there, in the
+// clear.
 bool switchToTls(ISocketStrategy& strategy);
 
 } // namespace VexaSsl::tool

@@ -9,13 +9,13 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// The length of the message, itself included, and the number that stands for the request.
+// The length of the message, including itself, and the number of the request.
 constexpr std::string_view request = "\x00\x00\x00\x08\x04\xd2\x16\x2f"sv;
 
 } // namespace
 
-// One byte is the answer: S for yes, N for no; an old server, or one that is in trouble, sends an
-// error message, which is not worth trusting and not read.
+// The reply is one byte: S for yes, N for no. A server that doesn't know the request, or has a
+// problem, sends an error message; it can't be trusted and isn't read.
 void requestTlsOverPostgres(CleartextDialog& dialog) {
     dialog.send(request);
     const std::string answer = dialog.readBytes(1);

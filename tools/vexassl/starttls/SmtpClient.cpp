@@ -15,7 +15,7 @@ bool isWord(std::string_view text, std::string_view upperWord) {
                       [](unsigned char a, char b) { return std::toupper(a) == b; });
 }
 
-// A reply is lines "250-text" and a last one "250 text". Result: whether one of its texts begins
+// A reply is lines "250-text" and a last line "250 text". Returns whether one of its texts begins
 // with the keyword.
 bool expectReply(CleartextDialog& dialog, std::string_view code, std::string_view keyword = "") {
     bool found = false;
@@ -36,7 +36,7 @@ bool expectReply(CleartextDialog& dialog, std::string_view code, std::string_vie
 
 } // namespace
 
-// The name in the greeting says who we are to no one: the server forgets it at the switch.
+// The name in the EHLO doesn't matter: the server forgets it at the switch.
 void requestTlsOverSmtp(CleartextDialog& dialog) {
     expectReply(dialog, "220");
     dialog.send("EHLO vexassl.invalid\r\n");

@@ -10,18 +10,17 @@
 
 namespace VexaSsl::tool {
 
-SmtpServer::SmtpServer(ISocketStrategy& borrowedStrategy, SOCKET s,
-                       Watchdog::Guard& connectionGuard, MakeReceiver receiverInTls)
-    : strategy(borrowedStrategy), socket(s), guard(connectionGuard),
-      makeReceiver(std::move(receiverInTls)),
-      receiver(makeBlockingReceiver(strategy, s, Passing::Clear)),
+SmtpServer::SmtpServer(ISocketStrategy& strategy, SOCKET socket, Watchdog::Guard& guard,
+                       MakeReceiver makeReceiver)
+    : strategy(strategy), socket(socket), guard(guard), makeReceiver(std::move(makeReceiver)),
+      receiver(makeBlockingReceiver(strategy, socket, StackState::Clear)),
       reader(std::make_unique<BufferedReader>(*receiver)) {}
 
 SmtpServer::End SmtpServer::run(const std::function<void(const Envelope&)>& taken) {
-    bool goesOn = perform(session.greeting());
-    while (goesOn) {
+    bool continues = perform(session.greeting());
+    while (continues) {
         guard.restart();
-        goesOn = step(taken);
+        continues = step(taken);
     }
     return end;
 }
@@ -32,7 +31,7 @@ bool SmtpServer::step(const std::function<void(const Envelope&)>& taken) {
     const auto outcome = inContent ? reader->readPiece(SmtpSession::longestLine, text)
                                    : reader->readLine(SmtpSession::longestLine, text);
     switch (outcome) {
-    case BufferedReader::Outcome::Well:
+    case BufferedReader::Outcome::Success:
         break;
     case BufferedReader::Outcome::TooLong:
         return perform(session.lineTooLong());
@@ -56,7 +55,7 @@ bool SmtpServer::perform(const SmtpSession::Answer& answer) {
     next = answer.next;
     switch (next) {
     case SmtpSession::Next::Disconnect:
-        return stop(End::Well);
+        return stop(End::Success);
     case SmtpSession::Next::Refuse:
         return stop(End::Refused);
     case SmtpSession::Next::StartTls:
@@ -68,7 +67,7 @@ bool SmtpServer::perform(const SmtpSession::Answer& answer) {
     return true;
 }
 
-// Nothing that was received in the clear goes past this: the reader is a new one.
+// Discards everything that was received in the clear: the reader is a new one.
 bool SmtpServer::startTls() {
     guard.restart();
     if (!switchToTls(strategy)) {

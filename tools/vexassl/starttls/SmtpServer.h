@@ -1,5 +1,5 @@
-// A mail session on an accepted connection: the talk in the clear, the switch, and the talk inside
-// TLS.
+// A mail session on an accepted connection: the dialog in the clear, the switch, and the dialog
+// inside TLS.
 //
 // Threads: the connection's own. Ownership: everything is borrowed and outlives it.
 #pragma once
@@ -17,30 +17,29 @@ namespace VexaSsl::tool {
 class SmtpServer {
 public:
     enum class End {
-        Well,     // the client said goodbye, or was told it
-        Closed,   // the client closed without a word
-        Lost,     // the number of the failure lies in the last-error slot
-        NoSwitch, // the handshake failed; the log tells why
-        Refused,  // clear text behind STARTTLS
+        Success,  // ended by QUIT or by the server
+        Closed,   // the client closed without QUIT
+        Lost,     // the error number is in the last-error slot
+        NoSwitch, // the handshake failed; the log has the reason
+        Refused,  // clear text after STARTTLS
     };
     using MakeReceiver = std::function<std::unique_ptr<Receiver>()>;
 
-    // receiverInTls: makes the receiver for the talk inside TLS; nothing may be posted before.
-    SmtpServer(ISocketStrategy& borrowedStrategy, SOCKET s, Watchdog::Guard& connectionGuard,
-               MakeReceiver receiverInTls);
+    // makeReceiver: makes the receiver for the dialog inside TLS; nothing is posted before.
+    SmtpServer(ISocketStrategy& strategy, SOCKET socket, Watchdog::Guard& guard,
+               MakeReceiver makeReceiver);
 
-    // taken: called for each message. Every line starts the guard's period anew, the switch has a
-    // period of its own.
+    // taken: called for each message. Each line, and the switch, starts a new period of the guard.
     End run(const std::function<void(const Envelope&)>& taken);
-    // What the session read from last.
+    // The receiver that the session used last.
     Receiver& currentReceiver() { return *receiver; }
-    // How the connection ended behind Closed or Lost; a send that failed has lost it, too.
+    // How the connection ended after Closed or Lost; a failed send counts as lost.
     StreamEnd streamEnd() const {
         return receiver->end() == StreamEnd::None ? StreamEnd::Lost : receiver->end();
     }
 
 private:
-    // One step of the session. Result: false at the end, which lies in end.
+    // One step of the session. Returns false at the end, with the reason in end.
     bool step(const std::function<void(const Envelope&)>& taken);
     bool perform(const SmtpSession::Answer& answer);
     bool startTls();
@@ -54,7 +53,7 @@ private:
     std::unique_ptr<BufferedReader> reader;
     SmtpSession session;
     SmtpSession::Next next = SmtpSession::Next::Command;
-    End end = End::Well;
+    End end = End::Success;
 };
 
 } // namespace VexaSsl::tool

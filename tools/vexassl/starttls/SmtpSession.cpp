@@ -28,8 +28,8 @@ std::string_view withoutEnd(std::string_view line) {
     return line;
 }
 
-// What stands behind "FROM:" or "TO:": the address in its brackets. Empty when it isn't one.
-std::string addressBehind(std::string_view argument, std::string_view label) {
+// Returns the address in brackets after "FROM:" or "TO:", or an empty text when it is invalid.
+std::string addressAfter(std::string_view argument, std::string_view label) {
     if (!upper(argument.substr(0, label.size())).starts_with(label)) {
         return {};
     }
@@ -41,14 +41,14 @@ std::string addressBehind(std::string_view argument, std::string_view label) {
     return isAddress ? std::string(argument.substr(0, end + 1)) : std::string();
 }
 
-SmtpSession::Answer goOn(const std::string& text) {
+SmtpSession::Answer proceed(const std::string& text) {
     return {text + "\r\n", SmtpSession::Next::Command};
 }
 
 } // namespace
 
 SmtpSession::Answer SmtpSession::greeting() const {
-    return goOn("220 vexassl ESMTP, takes mail and keeps none");
+    return proceed("220 vexassl ESMTP, takes mail and keeps none");
 }
 
 SmtpSession::Answer SmtpSession::command(std::string_view line, bool surplus) {
@@ -64,17 +64,17 @@ SmtpSession::Answer SmtpSession::command(std::string_view line, bool surplus) {
         return startTls(argument, surplus);
     }
     if (verb == "NOOP") {
-        return goOn("250 2.0.0 well");
+        return proceed("250 2.0.0 well");
     }
     if (verb == "RSET") {
         return reset();
     }
     if (verb == "HELP") {
-        return goOn("214 2.0.0 EHLO HELO STARTTLS MAIL RCPT DATA RSET NOOP VRFY HELP QUIT");
+        return proceed("214 2.0.0 EHLO HELO STARTTLS MAIL RCPT DATA RSET NOOP VRFY HELP QUIT");
     }
     if (verb == "VRFY") {
         return argument.empty() ? wrong("501 5.5.4 an address is missing")
-                                : goOn("252 2.1.5 any address is taken");
+                                : proceed("252 2.1.5 any address is taken");
     }
     if (verb == "QUIT") {
         return {"221 2.0.0 goodbye\r\n", Next::Disconnect};
@@ -101,15 +101,16 @@ SmtpSession::Answer SmtpSession::hello(std::string_view argument, bool extended)
     isGreeted = true;
     hasSender = false;
     if (!extended) {
-        return goOn("250 vexassl");
+        return proceed("250 vexassl");
     }
-    return goOn("250-vexassl\r\n250-SIZE " + std::to_string(largestMessage) +
-                "\r\n250-8BITMIME\r\n250-ENHANCEDSTATUSCODES" +
-                (isSecured ? "" : "\r\n250-STARTTLS") + "\r\n250 HELP");
+    return proceed("250-vexassl\r\n250-SIZE " + std::to_string(largestMessage) +
+                   "\r\n250-8BITMIME\r\n250-ENHANCEDSTATUSCODES" +
+                   (isSecured ? "" : "\r\n250-STARTTLS") + "\r\n250 HELP");
 }
 
-// Whatever the client sent behind the command came in the clear and may be another's: to take it as
-// the first commands inside TLS is the classic hole. It ends the connection.
+// What the client sent after the command arrived in the clear and may be an attacker's: to take it
+// as the first commands inside TLS would be the well-known command injection. It ends the
+// connection.
 SmtpSession::Answer SmtpSession::startTls(std::string_view argument, bool surplus) {
     if (isSecured) {
         return wrong("503 5.5.1 TLS is on already");
@@ -118,7 +119,7 @@ SmtpSession::Answer SmtpSession::startTls(std::string_view argument, bool surplu
         return wrong("501 5.5.4 STARTTLS takes no argument");
     }
     if (surplus) {
-        return {"554 5.7.0 clear text behind STARTTLS\r\n", Next::Refuse};
+        return {"554 5.7.0 clear text after STARTTLS\r\n", Next::Refuse};
     }
     return {"220 2.0.0 ready to start TLS\r\n", Next::StartTls};
 }
@@ -134,20 +135,20 @@ SmtpSession::Answer SmtpSession::mailFrom(std::string_view argument) {
     if (!isGreeted || hasSender) {
         return outOfOrder();
     }
-    std::string sender = addressBehind(argument, "FROM:");
+    std::string sender = addressAfter(argument, "FROM:");
     if (sender.empty()) {
         return wrong("501 5.1.7 an address <name@host> is missing");
     }
     hasSender = true;
     mail = {.sender = std::move(sender), .recipients = {}, .size = 0};
-    return goOn("250 2.1.0 well");
+    return proceed("250 2.1.0 well");
 }
 
 SmtpSession::Answer SmtpSession::recipientTo(std::string_view argument) {
     if (!hasSender) {
         return outOfOrder();
     }
-    std::string recipient = addressBehind(argument, "TO:");
+    std::string recipient = addressAfter(argument, "TO:");
     if (recipient.empty() || recipient == "<>") {
         return wrong("501 5.1.3 an address <name@host> is missing");
     }
@@ -155,7 +156,7 @@ SmtpSession::Answer SmtpSession::recipientTo(std::string_view argument) {
         return wrong("452 4.5.3 too many recipients");
     }
     mail.recipients.push_back(std::move(recipient));
-    return goOn("250 2.1.5 well");
+    return proceed("250 2.1.5 well");
 }
 
 SmtpSession::Answer SmtpSession::data() {
@@ -166,12 +167,12 @@ SmtpSession::Answer SmtpSession::data() {
     return {"354 send the message, end it with a dot alone\r\n", Next::Content};
 }
 
-// Only a dot between two whole line ends is the end. A server that also takes a bare line feed for
-// one can be made to see a second message inside of the first.
+// Only a dot between two whole line ends is the end. A server that accepts a bare line feed too can
+// be made to see a second message inside the first.
 SmtpSession::Answer SmtpSession::content(std::string_view piece) {
     if (tail == "\r\n" && piece == ".\r\n") {
         hasSender = false;
-        return goOn("250 2.0.0 taken and thrown away");
+        return proceed("250 2.0.0 taken and thrown away");
     }
     mail.size += piece.size();
     if (mail.size > largestMessage) {
@@ -188,7 +189,7 @@ SmtpSession::Answer SmtpSession::lineTooLong() const {
 
 SmtpSession::Answer SmtpSession::reset() {
     hasSender = false;
-    return goOn("250 2.0.0 well");
+    return proceed("250 2.0.0 well");
 }
 
 SmtpSession::Answer SmtpSession::outOfOrder() {
@@ -199,7 +200,7 @@ SmtpSession::Answer SmtpSession::wrong(const std::string& text) {
     if (++errors == mostErrors) {
         return {"421 4.7.0 too many errors\r\n", Next::Disconnect};
     }
-    return goOn(text);
+    return proceed(text);
 }
 
 } // namespace VexaSsl::tool

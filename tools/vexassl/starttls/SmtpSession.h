@@ -1,8 +1,8 @@
-// The little of a mail server that serve --starttls smtp is: it takes envelopes and messages and
-// keeps none. In the clear it does nothing but offer STARTTLS; mail is taken inside TLS only.
+// The part of a mail server that serve --starttls smtp needs: it takes envelopes and messages and
+// discards them. In the clear it only offers STARTTLS; mail is taken inside TLS only.
 //
-// Pure text, no input or output: a line in, an answer and what to do next out. The client is
-// hostile: addresses, recipients, errors and the size of a message are bounded.
+// Text only, no input or output: a line in, a reply and the next step out. The client is taken as
+// hostile: addresses, recipients, errors and the size of a message are limited.
 //
 // Threads: one.
 #pragma once
@@ -14,9 +14,9 @@
 
 namespace VexaSsl::tool {
 
-// A message that was taken whole.
+// A message that was received completely.
 struct Envelope {
-    std::string sender; // as given, with its brackets
+    std::string sender; // as sent, with its brackets
     std::vector<std::string> recipients;
     std::size_t size = 0; // bytes of the message as sent
 };
@@ -25,35 +25,35 @@ class SmtpSession {
 public:
     enum class Next {
         Command,    // read another line and pass it to command
-        Content,    // read pieces and pass them to content, until it says otherwise
-        StartTls,   // the answer has been sent in the clear: run the handshake, then call secured
-        Disconnect, // behind the answer
-        Refuse,     // the same, of a client that sent clear text behind STARTTLS
+        Content,    // read pieces and pass them to content, while it returns Content
+        StartTls,   // send the reply in the clear, run the handshake, then call secured
+        Disconnect, // after the reply
+        Refuse,     // the same, after clear text that followed STARTTLS
     };
     struct Answer {
         std::string text; // to be sent; may be empty
         Next next;
     };
 
-    // With its line end.
+    // Including its line end.
     static constexpr std::size_t longestLine = 2048;
     static constexpr std::size_t mostRecipients = 100;
     static constexpr std::size_t largestMessage = std::size_t{10} << 20;
     static constexpr unsigned mostErrors = 20;
 
-    // The first words, before any line.
+    // The greeting, before any line of the client.
     Answer greeting() const;
-    // A line of the client, with or without its end. surplus: more was received behind it already.
+    // A line of the client, with or without its end. surplus: more was received after it already.
     Answer command(std::string_view line, bool surplus);
-    // A part of the message: it ends behind a line feed, or was cut anywhere.
+    // A part of the message: it ends with a line feed, or was cut anywhere.
     Answer content(std::string_view piece);
     // The client sent a line without an end.
     Answer lineTooLong() const;
 
-    // The handshake is done. What the client said before is forgotten.
+    // The handshake is done. Forgets what the client sent before.
     void secured();
 
-    // The latest message; whole behind the answer of content that goes back to Command.
+    // The latest message; complete after content has returned Command.
     const Envelope& envelope() const { return mail; }
 
 private:

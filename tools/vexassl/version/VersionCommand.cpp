@@ -12,7 +12,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-// The fourth number comes in the field for a platform's number.
+// The fourth number is in the field for a platform's number.
 std::string libraryVersion() {
     DLLVERSIONINFO info{};
     info.cbSize = sizeof info;
@@ -31,13 +31,13 @@ ExitStatus runVersion(bool json) {
                       .text("security", facts.securityLibrary)
                       .text("certificates", facts.certificates)
                       .str());
-        return ExitStatus::Well;
+        return ExitStatus::Success;
     }
     writeLine("VexaSsl       " + libraryVersion());
     writeLine("platform      " + facts.binding);
     writeLine("security      " + facts.securityLibrary);
     writeLine("certificates  " + facts.certificates);
-    return ExitStatus::Well;
+    return ExitStatus::Success;
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// vexassl version: the library's number and what it stands on.
+// vexassl version: the number of the library, its platform and its security library.
 #pragma once
 
 #include "common/Command.h"

@@ -2,8 +2,8 @@
 
 namespace VexaSsl::tool {
 
-// Connections that are ending don't hold the port here. (SO_REUSEADDR would let any program of the
-// user listen beside us.)
+// Connections that are closing don't hold the port on Windows. (SO_REUSEADDR would let any program
+// of the user listen on the same port.)
 bool takeOverPort(SOCKET) {
     return true;
 }
@@ -18,7 +18,7 @@ bool setWaiting(SOCKET s, bool waits) {
     return ::ioctlsocket(s, static_cast<long>(FIONBIO), &returnsAtOnce) == 0;
 }
 
-// Shutting down lets no new operation begin but doesn't end those that wait.
+// shutdown allows no new operation but doesn't end waiting ones.
 void endTraffic(SOCKET s) {
     ::shutdown(s, SD_BOTH);
     ::CancelIoEx(reinterpret_cast<HANDLE>(s), nullptr);

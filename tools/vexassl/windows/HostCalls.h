@@ -1,18 +1,18 @@
-// The socket work of the tool's own on Windows: Winsock's own calls, under the names by which the
-// tool reaches them on every system.
+// The tool's own socket work on Windows: Winsock's calls under the names that the tool uses on
+// every system.
 //
 // Threads: any function, from any thread.
 #pragma once
 
 #include "VexaSsl/Sockets.h"
 
-// Written behind "platform::" these macros would be no names.
+// These macros can't be qualified with "platform::".
 #undef WSA_INFINITE
 #undef WSA_WAIT_EVENT_0
 #undef WSA_WAIT_FAILED
 #undef WSA_WAIT_TIMEOUT
 
-// What the core needs of the system, for those parts of the tool that see the core.
+// The platform calls of the core, for the files of the tool that include the core.
 namespace VexaSsl::platform {}
 
 namespace VexaSsl::tool {
@@ -47,23 +47,23 @@ inline void socketSetAdd(SOCKET s, fd_set& set) {
 
 } // namespace platform
 
-// What the system's own calls (getsockname, getpeername) take.
+// Returns what the system's calls (getsockname, getpeername) take.
 inline SOCKET nativeSocket(SOCKET s) {
     return s;
 }
 
-// Lets a server that was just ended be started again on the same port. Result: false on failure,
-// with the error in the last-error slot.
+// Allows a server that just ended to be restarted on the same port. Returns false on failure, with
+// the error in the last-error slot.
 bool takeOverPort(SOCKET listener);
 
-// Makes a socket that AcceptEx has connected like one that accept gives. Result: false on failure,
-// with the error in the last-error slot.
+// Makes a socket that AcceptEx has connected behave like one that accept returns. Returns false on
+// failure, with the error in the last-error slot.
 bool joinListener(SOCKET accepted, SOCKET listener);
 
-// Whether calls on the socket wait. Result: false on failure.
+// Makes the socket blocking or non-blocking. Returns false on failure.
 bool setWaiting(SOCKET s, bool waits);
 
-// Ends both directions, and with them the operations of other threads that wait for the peer.
+// Shuts down both directions, which ends operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);
 
 } // namespace VexaSsl::tool

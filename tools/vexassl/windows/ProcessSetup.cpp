@@ -20,7 +20,8 @@ void restoreConsole() {
     SetConsoleOutputCP(consoleCodePageBefore);
 }
 
-// The tool's texts are UTF-8. The setting is the console's, not the process's, so it goes back.
+// The tool's texts are UTF-8. The setting belongs to the console, not to the process, so it is
+// restored.
 void speakUtf8() {
     consoleCodePageBefore = GetConsoleOutputCP();
     if (consoleCodePageBefore != 0 && SetConsoleOutputCP(CP_UTF8) != FALSE) {
@@ -28,14 +29,14 @@ void speakUtf8() {
     }
 }
 
-// The library stops at a breakpoint where a peer closes TLS or spoils it. A debugger is asked
-// before this handler is; without one the process would end, and with it a server's other
-// connections.
+// The library executes a breakpoint when a peer closes TLS or sends a broken record. A debugger
+// sees it before this handler; without either the process would end, and with it the other
+// connections of a server.
 LONG CALLBACK goOnBehindBreakpoints(EXCEPTION_POINTERS* what) {
     if (what->ExceptionRecord->ExceptionCode != EXCEPTION_BREAKPOINT) {
         return EXCEPTION_CONTINUE_SEARCH;
     }
-    ++what->ContextRecord->Rip; // it points at the instruction, which is one byte
+    ++what->ContextRecord->Rip; // past the instruction, which is one byte
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -43,7 +44,7 @@ std::string utf8(const wchar_t* text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), size, nullptr, nullptr);
-    result.resize(result.empty() ? 0 : result.size() - 1); // the end of the text
+    result.resize(result.empty() ? 0 : result.size() - 1); // the terminator
     return result;
 }
 
@@ -62,12 +63,12 @@ void setUpProcess() {
     }
 }
 
-// Memory alone limits handles and sockets there.
+// There memory alone limits handles and sockets.
 std::size_t allowDescriptors(std::size_t wanted) {
     return wanted;
 }
 
-// The arguments of main have lost what the system's code page lacks.
+// The arguments of main lack the characters that the code page lacks.
 std::vector<std::string> commandArguments(int argc, char** argv) {
     int count = 0;
     wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);

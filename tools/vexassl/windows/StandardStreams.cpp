@@ -15,7 +15,7 @@ namespace {
 // The most that one call of the system takes.
 constexpr std::size_t largestPiece = 1 << 20;
 
-// What the reading thread and its user share. The thread keeps it alive.
+// State shared by the reading thread and the reader; the thread keeps it alive.
 struct Pipeline {
     std::mutex mutex;
     std::condition_variable changed;
@@ -33,7 +33,7 @@ struct Piece {
     bool hasFailed = false;
 };
 
-// A pipe whose writers have gone ends with an error of its own.
+// A pipe whose writers have closed reports an error of its own.
 bool isEndOfInput(DWORD error) {
     return error == ERROR_BROKEN_PIPE || error == ERROR_HANDLE_EOF;
 }
@@ -58,7 +58,7 @@ bool hasRestOfFile(HANDLE input) {
            GetFileSizeEx(input, &size) != FALSE && place.QuadPart < size.QuadPart;
 }
 
-// Reads a piece when it is wanted, until the input ends.
+// Reads a piece when asked to, until the input ends.
 void feed(Pipeline& pipeline) {
     std::unique_lock lock(pipeline.mutex);
     while (!pipeline.hasEnded) {
@@ -77,8 +77,8 @@ void feed(Pipeline& pipeline) {
 
 } // namespace
 
-// A console or a pipe can't be waited for together with something else, so a thread of its own
-// waits in the read. Nothing ends that read: a thread that still waits ends with the process.
+// A wait can't combine a console or a pipe with an event, so a thread reads. Nothing ends a waiting
+// read: the thread ends with the process.
 struct StandardInput::Source {
     Source() : pipeline(std::make_shared<Pipeline>()) {
         std::thread([shared = pipeline] { feed(*shared); }).detach();
@@ -128,7 +128,7 @@ bool StandardInput::hasMore() {
     Pipeline& pipeline = *source->pipeline;
     const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
     std::unique_lock lock(pipeline.mutex);
-    if (isFile(input)) { // the thread's read of it ends soon
+    if (isFile(input)) { // its reads don't wait
         pipeline.changed.wait(lock, [&] { return !pipeline.isWanted; });
     }
     if (pipeline.begin != pipeline.end) {
@@ -138,9 +138,9 @@ bool StandardInput::hasMore() {
         return hasRestOfFile(input);
     }
     if (pipeline.isWanted) {
-        return false; // the thread waits in its read, and asking a pipe now would wait with it
+        return false; // the thread waits in its read, and a query on the pipe would wait too
     }
-    DWORD waiting = 0; // stays 0 for what is no pipe
+    DWORD waiting = 0; // stays 0 unless it is a pipe
     PeekNamedPipe(input, nullptr, 0, nullptr, &waiting, nullptr);
     return waiting > 0;
 }

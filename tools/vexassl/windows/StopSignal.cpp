@@ -7,9 +7,8 @@
 
 namespace VexaSsl::tool {
 
-// The console calls on a thread of its own, and ends the process as soon as a call about its
-// closing returns: such a call stays until the program has ended by itself, or the system loses
-// patience.
+// The console calls this on a thread of its own and ends the process when a call about its closing
+// returns. Such a call waits until the program has ended by itself or the system ends it.
 class StopSignal::Listener {
 public:
     explicit Listener(std::function<void()> stopCall) : stop(std::move(stopCall)) {
