@@ -265,7 +265,7 @@ TEST(Certificates, libraryWalkLogsNamesAndBothVerdicts) {
     own.putCase("server-rsa");
     const Outcome outcome = listed(own, {"--log"});
     const std::string& output = outcome.output;
-    EXPECT_THAT(output, HasSubstr("\nthe library logs of the store:\n"
+    EXPECT_THAT(output, HasSubstr("\nthe library logs about the store:\n"
                                   "    [Debug] Got a new certificate\n"
                                   "    [Info] All names on this certificate: [localhost] \n"
                                   "    [Debug] The certificate chain is trusted for server "
@@ -280,8 +280,9 @@ TEST(Certificates, libraryWalkLogsNamesAndBothVerdicts) {
 
 TEST(Certificates, libraryWalkOfAnEmptyStoreIsOneLine) {
     const OwnCertificates own;
-    EXPECT_THAT(listed(own, {"--log"}).output,
-                HasSubstr("logs of the store:\n    [Debug] No more certificates to enumerate\n"));
+    EXPECT_THAT(
+        listed(own, {"--log"}).output,
+        HasSubstr("logs about the store:\n    [Debug] No more certificates to enumerate\n"));
 }
 
 TEST(Certificates, scriptGetsOneObjectALine) {

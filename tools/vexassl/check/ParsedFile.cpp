@@ -20,12 +20,12 @@ namespace {
 
 constexpr std::size_t longestQuotation = 60; // units
 
-constexpr std::wstring_view blanks = L" \t";
+constexpr std::wstring_view spacesAndTabs = L" \t";
 constexpr std::wstring_view byteOrderMark = L"\u00EF\u00BB\u00BF"; // of UTF-8, byte by byte
 
-bool hasBlanksAround(std::wstring_view text) {
-    return !text.empty() && (blanks.find(text.front()) != std::wstring_view::npos ||
-                             blanks.find(text.back()) != std::wstring_view::npos);
+bool hasSpacesAround(std::wstring_view text) {
+    return !text.empty() && (spacesAndTabs.find(text.front()) != std::wstring_view::npos ||
+                             spacesAndTabs.find(text.back()) != std::wstring_view::npos);
 }
 
 bool startsAsSixteenBits(std::wstring_view text) {
@@ -95,7 +95,7 @@ void ParsedFile::noteDropped(const ReadLine& line) {
                 " characters is dropped; 20000 are the most");
         return;
     }
-    const bool looksEmpty = line.text.find_first_not_of(blanks) == std::wstring::npos;
+    const bool looksEmpty = line.text.find_first_not_of(spacesAndTabs) == std::wstring::npos;
     add(line.number, "no-delimiter",
         looksEmpty ? "a line of spaces is dropped; it doesn't end the section"
                    : "the line is dropped: it has no \"=\" and is no [section]");
@@ -125,7 +125,7 @@ void ParsedFile::noteKeyAndValue(const ReadLine& line) {
         noteKeyOutside(line);
         return;
     }
-    noteBlanksAround(line);
+    noteSpacesAround(line);
     const std::wstring key(line.key);
     auto& entries = sections[std::wstring(line.section)].entries;
     const auto [known, isNew] = entries.try_emplace(key);
@@ -160,12 +160,12 @@ void ParsedFile::noteKeyOutside(const ReadLine& line) {
             " belongs to no section and is never read: " + reason);
 }
 
-void ParsedFile::noteBlanksAround(const ReadLine& line) {
-    if (hasBlanksAround(line.key)) {
+void ParsedFile::noteSpacesAround(const ReadLine& line) {
+    if (hasSpacesAround(line.key)) {
         add(line.number, "blanks-around-key",
             "the spaces around " + quotedFileText(line.key) + " belong to the name");
     }
-    if (hasBlanksAround(line.value)) {
+    if (hasSpacesAround(line.value)) {
         add(line.number, "blanks-around-value",
             "the spaces around " + quotedFileText(line.value) + " belong to the value");
     }

@@ -71,7 +71,7 @@ private:
     void noteHeader(const ReadLine& line);
     void noteKeyAndValue(const ReadLine& line);
     void noteKeyOutside(const ReadLine& line);
-    void noteBlanksAround(const ReadLine& line);
+    void noteSpacesAround(const ReadLine& line);
     void noteCharacters(const ReadLine& line);
     void add(std::size_t line, const std::string& id, const std::string& text);
     bool matters(std::size_t line) const;

@@ -194,7 +194,7 @@ private:
     // Names are compared exactly as they are between the commas.
     void clientNames(const ParsedFile::Entry& entry) {
         for (const std::wstring& name : splitNameList(entry.value)) {
-            if (isBlank(name.front()) || isBlank(name.back()) || name.front() == L',') {
+            if (isSpace(name.front()) || isSpace(name.back()) || name.front() == L',') {
                 warn(entry.line, "odd-client-name",
                      "the spaces or commas around the client name " + quotedFileText(name) +
                          " belong to it, so no certificate will have it");
@@ -202,7 +202,7 @@ private:
         }
     }
 
-    static bool isBlank(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
+    static bool isSpace(wchar_t unit) { return unit == L' ' || unit == L'\t'; }
 
     const ParsedFile& file;
     FindingList& findings;

@@ -167,8 +167,8 @@ Command connectCommand() {
                  "it is",
                  &options->sendFile},
                 {"--keep-open", "",
-                 "At the end of the input leave the sending side open, for a peer that answers "
-                 "nobody who has shut it",
+                 "At the end of the input leave the sending side open, for a peer that stops "
+                 "answering when it is shut",
                  &options->keepOpen},
                 {.name = "--count",
                  .value = "N",

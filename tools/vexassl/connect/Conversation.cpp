@@ -44,7 +44,7 @@ void Conversation::run() {
         }
     }
     inputLeft = !inputEnded && !sendFailed && input.hasMore();
-    judge();
+    throwFailure();
 }
 
 // When one side throws, the other one is ended, too. Returns the exception, or null.
@@ -105,7 +105,7 @@ void Conversation::receiveAll() {
     receiveError = platform::WSAGetLastError();
 }
 
-void Conversation::judge() const {
+void Conversation::throwFailure() const {
     if (guard.expired()) {
         throw Failure(ExitStatus::TimedOut, sendFailed
                                                 ? "timed out: the peer takes no more"

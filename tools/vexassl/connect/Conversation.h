@@ -36,7 +36,7 @@ private:
     std::exception_ptr endedBy(void (Conversation::*side)()) noexcept;
     void sendInput();
     void receiveAll();
-    void judge() const;
+    void throwFailure() const;
 
     ISocketStrategy& strategy;
     SOCKET socket;

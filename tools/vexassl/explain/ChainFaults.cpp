@@ -33,8 +33,8 @@ Fault timeFault(const ChainPlace& place) {
             "the clock of this machine)"};
     }
     return {"expired", cause,
-            "get the authority's renewed certificate and replace this one by it, at whoever sends "
-            "the chain or among the trust anchors"};
+            "get the authority's renewed certificate and replace this one by it, where "
+            "the chain is sent or among the trust anchors"};
 }
 
 Fault usageFault(const ChainPlace& place) {

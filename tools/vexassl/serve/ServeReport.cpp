@@ -32,7 +32,7 @@ std::string messageText(unsigned long number, const Envelope& envelope) {
 
 // Called at the end of a connection, where nothing may be thrown.
 template <typename Make>
-void ServeReport::tell(Make makeLine) noexcept {
+void ServeReport::print(Make makeLine) noexcept {
     try {
         const std::string line = makeLine().str();
         const std::lock_guard lock(mutex);
@@ -49,7 +49,7 @@ void ServeReport::listening(const std::string& address) const {
 
 void ServeReport::begun(unsigned long number, const std::string& peer) {
     if (json) {
-        tell([&] { return objectOf("begun", number).text("peer", peer); });
+        print([&] { return objectOf("begun", number).text("peer", peer); });
     }
 }
 
@@ -58,7 +58,7 @@ void ServeReport::message(unsigned long number, const Envelope& envelope) {
         printer.print(printableText(messageText(number, envelope)));
         return;
     }
-    tell([&] {
+    print([&] {
         return objectOf("message", number)
             .text("sender", envelope.sender)
             .list("recipients", envelope.recipients)
@@ -77,7 +77,7 @@ void ServeReport::ended(unsigned long number, const std::string& peer, ExitStatu
     if (!json) {
         return;
     }
-    tell([&] {
+    print([&] {
         JsonLine line = objectOf("ended", number);
         line.text("peer", peer)
             .text("outcome", exitStatusName(outcome))

@@ -36,7 +36,7 @@ public:
 
 private:
     template <typename Make>
-    void tell(Make makeLine) noexcept;
+    void print(Make makeLine) noexcept;
 
     LinePrinter& printer;
     const bool json;

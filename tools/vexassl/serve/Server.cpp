@@ -29,7 +29,7 @@ std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
 
 Server::Server(const Service& service, Listener listener, OwnedEvent& stop)
     : service(service), listener(std::move(listener)), stopRequested(stop), log(service.printer),
-      trouble(service.printer), plain(plainStack(log)) {
+      messages(service.printer), plain(plainStack(log)) {
     // A waiting peer may be gone when it is accepted, and the stop must be noticed then too.
     if (!service.options.startTls.empty()) {
         setWaiting(this->listener.socket.get(), false);
@@ -81,7 +81,7 @@ bool Server::acceptOne() {
             return false;
         }
     } catch (const std::exception& error) {
-        trouble.print(std::string("connection dropped: ") + error.what());
+        messages.print(std::string("connection dropped: ") + error.what());
     }
     return backOff();
 }
@@ -175,7 +175,7 @@ bool Server::waitForEnd() {
 void Server::reportMissedPeer() {
     const int error = platform::WSAGetLastError();
     if (error != WSAECONNABORTED && error != WSAECONNRESET && error != WSAEWOULDBLOCK) {
-        trouble.print("cannot take connections for now: " + socketErrorText(error));
+        messages.print("cannot take connections for now: " + socketErrorText(error));
     }
 }
 

@@ -59,7 +59,7 @@ private:
     OwnedEvent acceptCompleted;
     OwnedEvent connectionEnded;
     ToolLog log;
-    ThrottledMessages trouble;
+    ThrottledMessages messages;
     std::unique_ptr<ISocketStrategy> plain; // waits on the listener
     std::unique_ptr<ServedConnection> pending;
     std::list<std::unique_ptr<ServedConnection>> connections;

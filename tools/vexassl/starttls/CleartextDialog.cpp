@@ -37,7 +37,7 @@ std::string CleartextDialog::readLine() {
         refuse("the server talks without end before TLS");
     }
     std::string line;
-    judge(reader.readLine(longestLine, line));
+    requireSuccess(reader.readLine(longestLine, line));
     line.pop_back();
     if (line.ends_with('\r')) {
         line.pop_back();
@@ -47,7 +47,7 @@ std::string CleartextDialog::readLine() {
 
 std::string CleartextDialog::readBytes(std::size_t count) {
     std::string bytes;
-    judge(reader.readBytes(count, bytes));
+    requireSuccess(reader.readBytes(count, bytes));
     return bytes;
 }
 
@@ -65,7 +65,7 @@ void CleartextDialog::expectNothingMore() const {
     }
 }
 
-void CleartextDialog::judge(BufferedReader::Outcome outcome) const {
+void CleartextDialog::requireSuccess(BufferedReader::Outcome outcome) const {
     switch (outcome) {
     case BufferedReader::Outcome::Success:
         return;

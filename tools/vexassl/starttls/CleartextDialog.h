@@ -35,7 +35,7 @@ public:
     void expectNothingMore() const;
 
 private:
-    void judge(BufferedReader::Outcome outcome) const;
+    void requireSuccess(BufferedReader::Outcome outcome) const;
 
     ISocketStrategy& strategy;
     SOCKET socket;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "VexaSsl/Sockets.h"
+#include "common/SocketSetup.h" // IWYU pragma: export
 
 // These macros can't be qualified with "platform::".
 #undef WSA_INFINITE
@@ -51,19 +52,5 @@ inline void socketSetAdd(SOCKET s, fd_set& set) {
 inline SOCKET nativeSocket(SOCKET s) {
     return s;
 }
-
-// Allows a server that just ended to be restarted on the same port. Returns false on failure, with
-// the error in the last-error slot.
-bool takeOverPort(SOCKET listener);
-
-// Makes a socket that AcceptEx has connected behave like one that accept returns. Returns false on
-// failure, with the error in the last-error slot.
-bool joinListener(SOCKET accepted, SOCKET listener);
-
-// Makes the socket blocking or non-blocking. Returns false on failure.
-bool setWaiting(SOCKET s, bool waits);
-
-// Shuts down both directions, which ends operations of other threads that wait for the peer.
-void endTraffic(SOCKET s);
 
 } // namespace VexaSsl::tool

@@ -1,0 +1,25 @@
+// What the tool does to a socket beyond the calls that a host has on every system. Implemented for
+// each system.
+//
+// Threads: any function, from any thread.
+#pragma once
+
+#include "VexaSsl/Sockets.h"
+
+namespace VexaSsl::tool {
+
+// Allows a server that just ended to be restarted on the same port. Returns false on failure, with
+// the error in the last-error slot.
+bool takeOverPort(SOCKET listener);
+
+// Makes a socket that AcceptEx has connected behave like one that accept returns. Returns false on
+// failure, with the error in the last-error slot.
+bool joinListener(SOCKET accepted, SOCKET listener);
+
+// Makes the socket blocking or non-blocking. Returns false on failure.
+bool setWaiting(SOCKET s, bool waits);
+
+// Shuts down both directions, which ends operations of other threads that wait for the peer.
+void endTraffic(SOCKET s);
+
+} // namespace VexaSsl::tool
