@@ -30,7 +30,7 @@ CertificateSelection::CertificateSelection(ILog& log, const CertificateStore& st
     : log(log), store(store), observer(observer) {}
 
 CertificateHandle CertificateSelection::anySuitable(bool isServer) {
-    candidates = findSuitable(isServer);
+    gatherDefaultCertificates(isServer);
     if (candidates.empty()) {
         log.log(Severity::Error, LogTexts::noSuitableCertificate);
         throw std::runtime_error("no default certificate");
@@ -62,17 +62,15 @@ CertificateHandle CertificateSelection::fromUserInterface() {
     return chosen;
 }
 
-CertificateHandleList CertificateSelection::findSuitable(bool isServer) {
-    CertificateHandleList found =
-        isServer ? findForThisMachine() : store.findByEnhancedKeyUsage(false);
-    passOver(found, PassedOver::NotTrusted, [&](const CertificateHandle& entry) {
+void CertificateSelection::gatherDefaultCertificates(bool isServer) {
+    candidates = isServer ? findForThisMachine() : store.findByEnhancedKeyUsage(false);
+    passOver(candidates, PassedOver::NotTrusted, [&](const CertificateHandle& entry) {
         return !store.inspector.verifyCertificateChain(entry.get(), isServer);
     });
-    return found;
 }
 
 CertificateHandleList CertificateSelection::findForThisMachine() {
-    CertificateHandleList named = store.findByName(fullyQualifiedComputerName());
+    CertificateHandleList named = store.findByName(getFullyQualifiedComputerName());
     const CertificateHandleList meantForServers = store.findByEnhancedKeyUsage(true);
     passOver(named, PassedOver::WrongUsage,
              [&](const CertificateHandle& entry) { return !isAmong(meantForServers, entry); });
@@ -110,7 +108,7 @@ void CertificateSelection::reportPassedOver(const CertificateHandle& certificate
     }
 }
 
-std::wstring fullyQualifiedComputerName() {
+std::wstring getFullyQualifiedComputerName() {
     DWORD size = 0;
     if (platform::GetComputerNameExW(ComputerNameDnsFullyQualified, nullptr, &size)) {
         return {};

@@ -47,7 +47,7 @@ public:
     CertificateHandle fromUserInterface();
 
 private:
-    CertificateHandleList findSuitable(bool isServer);
+    void gatherDefaultCertificates(bool isServer);
     CertificateHandleList findForThisMachine();
     // Releases the certificates to which the reason applies.
     void passOver(CertificateHandleList& list, PassedOver reason,
@@ -63,6 +63,6 @@ private:
 
 // Returns the DNS name of this machine. If the system doesn't know it, returns an empty text
 // without a log line; a search for an empty name then finds what the store finds for it.
-std::wstring fullyQualifiedComputerName();
+std::wstring getFullyQualifiedComputerName();
 
 } // namespace VexaSsl

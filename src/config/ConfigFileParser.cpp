@@ -41,7 +41,7 @@ bool ConfigFileParser::isSectionHeader(const std::wstring& line) {
     return LineExpressions::isSectionHeader(line);
 }
 
-bool ConfigFileParser::isEmptyLine(const std::wstring& line) {
+bool ConfigFileParser::isBlankLine(const std::wstring& line) {
     return LineExpressions::isEmpty(line);
 }
 
@@ -81,7 +81,7 @@ std::optional<LineMeaning> ConfigFileParser::reasonToDrop(const std::wstring& li
     if (checker.isTooLong(line)) {
         return LineMeaning::TooLong;
     }
-    if (isSectionHeader(line) || isEmptyLine(line) || checker.hasDelimiter(line)) {
+    if (isSectionHeader(line) || isBlankLine(line) || checker.hasDelimiter(line)) {
         return std::nullopt;
     }
     return LineMeaning::NoDelimiter;
@@ -117,7 +117,7 @@ LineMeaning ConfigFileParser::parseLine(const std::wstring& line, CurrentSection
         (*current.options)[std::wstring(pair.key)] = pair.value;
         return LineMeaning::KeyAndValue;
     }
-    if (isEmptyLine(line)) {
+    if (isBlankLine(line)) {
         current = {};
         return LineMeaning::Blank;
     }

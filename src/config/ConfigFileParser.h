@@ -39,7 +39,7 @@ public:
 
     // Whether the whole line is "[name]".
     static bool isSectionHeader(const std::wstring& line);
-    static bool isEmptyLine(const std::wstring& line);
+    static bool isBlankLine(const std::wstring& line);
 
 private:
     using SectionMap =

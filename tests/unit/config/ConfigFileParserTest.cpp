@@ -258,9 +258,9 @@ TEST_F(ConfigFileParserTest, headerIsTestedOnTheWholeLine) {
 }
 
 TEST_F(ConfigFileParserTest, onlyALineWithoutCharactersIsEmpty) {
-    EXPECT_TRUE(ConfigFileParser::isEmptyLine(L""));
-    EXPECT_FALSE(ConfigFileParser::isEmptyLine(L" "));
-    EXPECT_FALSE(ConfigFileParser::isEmptyLine(L"\t"));
+    EXPECT_TRUE(ConfigFileParser::isBlankLine(L""));
+    EXPECT_FALSE(ConfigFileParser::isBlankLine(L" "));
+    EXPECT_FALSE(ConfigFileParser::isBlankLine(L"\t"));
 }
 
 } // namespace

@@ -86,7 +86,7 @@ void describe(const SecureChannelOptions& options, RoleChoice& choice) {
     case CertificateChoice::AnySuitable:
         choice.identifier = "any";
         choice.text = choice.isServer ? "takes the last one that names this machine [" +
-                                            shownLine(fullyQualifiedComputerName()) +
+                                            shownLine(getFullyQualifiedComputerName()) +
                                             "], is meant for servers and is trusted"
                                       : "takes the last one that is meant for clients and is "
                                         "trusted";
@@ -119,9 +119,10 @@ Loss reasonOfUnfound(const SecureChannelOptions& options, CertificateChoice way,
     if (way == CertificateChoice::AnySuitable && !isServer) {
         return wrongUsage(isServer);
     }
-    const std::wstring name = way == CertificateChoice::AnySuitable ? fullyQualifiedComputerName()
-                              : isServer                            ? options.serverCertificateName
-                                                                    : options.clientCertificateName;
+    const std::wstring name = way == CertificateChoice::AnySuitable
+                                  ? getFullyQualifiedComputerName()
+                              : isServer ? options.serverCertificateName
+                                         : options.clientCertificateName;
     return {0, "name", "its subject doesn't have [" + shownFileText(name) + "] in it"};
 }
 
