@@ -5,6 +5,7 @@
 #include "platform/contract/SecuritySupport.h"
 #include "platform/openssl/stores/CertificateObject.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
+#include "platform/openssl/stores/SourceFile.h"
 #include "platform/openssl/tls/PackageCall.h"
 
 #include <gmock/gmock.h>
@@ -133,6 +134,14 @@ TEST_F(SecurityFailure, beginningHandshakeClearsTheFailure) {
     platform::InitializeSecurityContextW(nullptr, nullptr, nullptr, 0, 0, 0, nullptr, 0, &handle,
                                          nullptr, nullptr, nullptr);
     EXPECT_EQ(lastSecurityFailure(), "");
+}
+
+TEST(SourceFile, contentWhoseDigestFailsCountsAsChanged) {
+    openssl::FileContents file;
+    file.outcome = openssl::FileOutcome::read;
+    const NoAlgorithms now;
+    EXPECT_FALSE(openssl::sourceOf(file).hasContentOf(openssl::sourceOf(file)));
+    EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
 } // namespace

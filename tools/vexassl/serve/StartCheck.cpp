@@ -10,9 +10,12 @@ namespace VexaSsl::tool {
 
 namespace {
 
-[[noreturn]] void refuse(const ToolLog& log) {
+// A failure that no log line explains may be gone when the first client connects.
+void refuseIfExplained(const ToolLog& log) {
     const Diagnosis diagnosis = log.diagnosis();
-    throw Failure(diagnosis.status(), causeText(diagnosis));
+    if (diagnosis.status() != ExitStatus::Success) {
+        throw Failure(diagnosis.status(), causeText(diagnosis));
+    }
 }
 
 } // namespace
@@ -28,9 +31,9 @@ void checkStart(const IConfig& config, bool clientsCanSwitch, LinePrinter& print
         const SecureChannelOptions options(log, config);
         const ChannelCredentials credentials(log, true, options);
     } catch (const std::out_of_range&) {
-        refuse(log);
+        refuseIfExplained(log);
     } catch (const std::runtime_error&) {
-        refuse(log);
+        refuseIfExplained(log);
     }
 }
 

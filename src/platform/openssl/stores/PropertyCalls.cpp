@@ -48,13 +48,15 @@ BOOL copyHash(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD& siz
     if (!checkCapacity(data, size, needed)) {
         return FALSE;
     }
-    auto* hash = static_cast<unsigned char*>(data);
-    if (hash && isSha256) {
-        SHA256(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
-    } else if (hash) {
-        SHA1(certificate->pbCertEncoded, certificate->cbCertEncoded, hash);
+    if (!data) {
+        return TRUE;
     }
-    return TRUE;
+    const ErrorQueueGuard errors;
+    const auto compute = isSha256 ? SHA256 : SHA1;
+    return compute(certificate->pbCertEncoded, certificate->cbCertEncoded,
+                   static_cast<unsigned char*>(data))
+               ? TRUE
+               : linux::failWith(linux::errorInternalError, FALSE);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "platform/openssl/stores/SourceFile.h"
 
 #include "platform/linux/base/BoundedFile.h"
+#include "platform/openssl/stores/OpenSslOwners.h"
 
 #include <openssl/crypto.h>
 #include <openssl/sha.h>
@@ -124,9 +125,13 @@ FileContents readFile(const std::filesystem::path& path, std::size_t limit) {
 Source sourceOf(const FileContents& file) {
     Source source{file.path, file.outcome, file.stamp, {}, false};
     if (file.outcome == FileOutcome::read) {
+        const ErrorQueueGuard errors;
         const std::string_view text = file.bytes.text();
-        SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
-               source.digest.data());
+        Digest digest;
+        if (SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+                   digest.data())) {
+            source.digest = digest;
+        }
     }
     source.stampIsReliable = !mayChangeWithFileUnchanged(file.outcome) &&
                              (file.outcome == FileOutcome::missing || isReliable(file.stamp));

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -77,14 +78,15 @@ struct Source {
     std::filesystem::path path;
     FileOutcome outcome = FileOutcome::missing;
     FileStamp stamp;
-    Digest digest{};
+    std::optional<Digest> digest; // of what was read; missing when OpenSSL can't compute it
     // False when the file was written so shortly before it was read that another write could leave
     // the same stamp, or when the outcome may change without the file.
     bool stampIsReliable = false;
 
     // Compares the bytes, not the times.
     bool hasContentOf(const Source& other) const noexcept {
-        return outcome == other.outcome && digest == other.digest;
+        return outcome == other.outcome &&
+               (outcome != FileOutcome::read || (digest && digest == other.digest));
     }
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "SecurityShapes.h"
+#include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
 
 #include <openssl/err.h>
@@ -46,6 +47,7 @@ SECURITY_STATUS recordCall(Operation operation) noexcept {
     }
     if (status < 0 && status != SEC_E_INCOMPLETE_MESSAGE) {
         ERR_clear_error();
+        clearFailure(); // an earlier call's, which is not the reason of this one
     }
     return status;
 }
