@@ -5,6 +5,7 @@
 #include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 

@@ -154,10 +154,8 @@ ForeignMailServer::ForeignMailServer() : ports{freePort(), freePort(), freePort(
            << "\nstate_dir = " << (folder / "state").string()
            << "\nlog_path = /dev/stderr\nlisten = 127.0.0.1\nprotocols =" << dovecotProtocols()
            << "\nssl = yes\nhostname = localhost\nsubmission_relay_host = 127.0.0.1\n"
-           << dovecotUsers() << dovecotListener("imap", ports[1])
-           << dovecotListener("pop3", ports[2]);
-    stream << "service submission-login {\n chroot =\n inet_listener submission {\n  port = "
-           << ports[0] << "\n }\n}\n";
+           << dovecotUsers() << dovecotListener("submission", ports[0])
+           << dovecotListener("imap", ports[1]) << dovecotListener("pop3", ports[2]);
     stream.close();
     program =
         std::make_unique<Command>(Words{"/usr/sbin/dovecot", "-F", "-c", configuration.string()});

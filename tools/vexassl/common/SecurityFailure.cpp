@@ -3,6 +3,10 @@
 #include "common/PlatformFacts.h"
 #include "common/Text.h"
 
+#include <cstdint>
+#include <string>
+#include <string_view>
+
 namespace VexaSsl::tool {
 
 namespace {
