@@ -35,8 +35,9 @@ void restartNumbers() {
     // The numbers depend on the release of OpenSSL. Messages differ between releases: with the same
     // numbers a recorded message of another release would lead to a connection, although it is not
     // what an honest peer of this release sends.
-    const std::uint64_t release = (std::uint64_t{OPENSSL_version_major()} - 3) << 48 |
-                                  std::uint64_t{OPENSSL_version_minor()} << 32;
+    const std::uint64_t major = OPENSSL_version_major();
+    const std::uint64_t minor = OPENSSL_version_minor();
+    const std::uint64_t release = ((major - 3) << 48) | (minor << 32);
     streams = {release + 1, release + 2};
 }
 

@@ -45,7 +45,6 @@ TEST_F(Events, waitForAllNeedsEveryEvent) {
 }
 
 TEST_F(Events, eventSetByAnotherThreadEndsTheWaitBeforeItsTimeout) {
-    using namespace std::chrono_literals;
     const ScopedEvent event;
     const auto start = std::chrono::steady_clock::now();
     const std::jthread other([&] {
@@ -53,7 +52,7 @@ TEST_F(Events, eventSetByAnotherThreadEndsTheWaitBeforeItsTimeout) {
         host::WSASetEvent(event.get());
     });
     EXPECT_EQ(event.wait(20000), WSA_WAIT_EVENT_0);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST_F(Events, waitTakesAtMostSixtyFourEvents) {
