@@ -40,8 +40,8 @@ public:
     Command(const Command&) = delete;
     Command& operator=(const Command&) = delete;
 
-    // Waits for the end. Result: the exit status, 128 and the number for a signal, -1 when time is
-    // up.
+    // Waits for the end. Returns the exit status, 128 plus the number of a signal, or -1 after the
+    // time limit.
     int exitStatus();
     bool running();
 

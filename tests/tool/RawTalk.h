@@ -10,10 +10,10 @@ namespace VexaSsl::test {
 Bytes receiveSome(const HostSocket& socket);
 void sendAll(const HostSocket& socket, const Bytes& bytes);
 
-// A server's part of the handshake, but for its last flight. Result: that flight; nothing when the
-// client gave up.
+// Runs a server's part of the handshake without its last flight. Returns that flight, or nothing
+// when the client gave up.
 Bytes answerHandshake(RawPeer& server, const HostSocket& socket);
-// A client's handshake. Result: whether it was well.
+// Runs a client's handshake. Returns whether it succeeded.
 bool runHandshake(RawPeer& client, const HostSocket& socket);
 
 } // namespace VexaSsl::test

@@ -13,7 +13,7 @@
 namespace VexaSsl::test {
 namespace {
 
-// Sends the text and its closure in one piece. Result: the echo.
+// Sends the text and its closure in one piece. Returns the echo.
 std::string echoOfABurst(std::uint16_t port, const std::string& text) {
     const HostSocket socket = rawConnection(port);
     setTimeouts(socket.handle());

@@ -48,7 +48,7 @@ public:
         feeder = std::jthread([this](const std::stop_token& stop) { feed(stop); });
     }
 
-    // Waits until the server has ended them all. Result: how many it has.
+    // Waits until the server has ended them all. Returns how many it has ended.
     std::size_t ended() {
         std::size_t count = 0;
         for (const HostSocket& peer : peers) {

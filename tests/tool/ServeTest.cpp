@@ -34,7 +34,8 @@ bool isEnded(const HostSocket& socket) {
     return count == 0 || errno == ECONNRESET;
 }
 
-// One byte at a time, more often than the server's deadline. Result: whether the server ended it.
+// Sends a byte at a time, more often than the server's deadline. Returns whether the server ended
+// the connection.
 bool isEndedWhileFed(const HostSocket& socket) {
     for (int fed = 0; fed < 150; ++fed) {
         if (!sendRaw(socket, "\x01")) {

@@ -7,7 +7,7 @@ namespace VexaSsl::test {
 
 namespace {
 
-// Adds one read to the text. Result: false at the end, and after the time limit.
+// Adds one read to the text. Returns false at the end and after the time limit.
 bool hearMore(const HostSocket& socket, std::string& text) {
     char buffer[4096];
     const int count = receiveBytes(socket.handle(), buffer, sizeof buffer);

@@ -55,7 +55,7 @@ void TerminalSession::type(std::string_view keys) {
     }
 }
 
-// Result: false at the program's end, and when nothing came for too long.
+// Returns false at the program's end and after the time limit.
 bool TerminalSession::readSome() {
     pollfd waiting = {terminal, POLLIN, 0};
     if (::poll(&waiting, 1, 1000 * timeoutSeconds) <= 0) {

@@ -33,8 +33,8 @@ public:
     // Waits until the terminal shows the text; false when time is up or the program ended
     // without it.
     bool shows(std::string_view text);
-    // Reads to the program's end. Result: the exit status, 128 and the number for a signal, -1 when
-    // time is up.
+    // Reads to the program's end. Returns the exit status, 128 plus the number of a signal, or -1
+    // after the time limit.
     int exitStatus();
 
     // What the terminal has shown so far.
