@@ -78,7 +78,7 @@ TEST_F(StarttlsClients, curlRefusesAServerThatItDoesNotTrust) {
              "--mail-from", "a@b.test", "--mail-rcpt", "c@d.test", "--upload-file", "-"},
             Command::Input::text("Subject: x\r\n\r\nsecret\r\n"));
     EXPECT_EQ(outcome.status, 60) << outcome.errors;
-    EXPECT_TRUE(server.command().complains("vexassl: #1: "));
+    EXPECT_THAT(server.command().errors(), testing::Not(testing::HasSubstr("message from")));
 }
 
 TEST_F(StarttlsClients, aMailClientSendsAMessage) {
