@@ -35,7 +35,7 @@ public:
     CertificateSelection& operator=(const CertificateSelection&) = delete;
 
     // Each returns the chosen certificate, never an empty handle. Each throws std::runtime_error,
-    // after an Error line, when there is none.
+    // after an Error line, when no certificate fits.
 
     // A client's certificate is meant for client authentication and trusted for it. A server's is
     // meant for server authentication and trusted for it, and names this machine.

@@ -40,7 +40,7 @@ public:
     // Called after the file has been read: for the dropped lines in order, then for the others.
     virtual void readLine(const ReadLine& line) = 0;
 
-    // A value of the file was requested; an empty value means that there is none.
+    // A value of the file was requested; an empty value means that it is missing.
     virtual void valueRequested(const std::wstring& section, const std::wstring& key,
                                 const std::wstring& value) = 0;
 };

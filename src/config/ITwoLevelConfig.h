@@ -9,7 +9,7 @@ class ITwoLevelConfig {
 public:
     virtual ~ITwoLevelConfig() = default;
 
-    // Returns the value, or an empty text if there is none.
+    // Returns the value, or an empty text if it is missing.
     virtual std::wstring getValue(const std::wstring& section, const std::wstring& key) const = 0;
 };
 

@@ -21,7 +21,7 @@ public:
     MemoryPeer(bool isServer, const PresentedChain& presented);
 
     void take(const char* bytes, std::size_t size);
-    // Writes at most size bytes of output; returns 0 if there is none.
+    // Writes at most size bytes of output; returns 0 without output.
     std::size_t produceOutput(char* bytes, std::size_t size);
     bool finished() const { return SSL_is_init_finished(ssl.get()) == 1; }
     // Whether the library continued after the certificate.

@@ -66,7 +66,7 @@ public:
     bool postAccept(const Listener& listener, HANDLE event);
     // Returns whether the completed accept connected a peer.
     bool accepted(SOCKET listener);
-    // Accepts a waiting peer. Returns false when there is none any more.
+    // Accepts a waiting peer. Returns false when no peer waits.
     bool acceptNow(SOCKET listener);
 
     // Runs the handshake and the service on a new thread, which calls ended last. Throws

@@ -60,7 +60,7 @@ std::string_view findValue(std::string_view strings, std::string_view key) {
     return {};
 }
 
-// Returns the entry of the block at path; empty when there is none.
+// Returns the entry of the block at path; empty when it is missing.
 std::string_view findEntry(std::string_view block, std::string_view path) {
     const auto& header = *reinterpret_cast<const VersionRecordHeader*>(block.data());
     if (path == "\\") {

@@ -18,7 +18,7 @@ public:
 
     // Deferred connections, which an accept on listener returns before any new one.
     void deferConnection(int listener, Descriptor connection);
-    Descriptor takeDeferred(int listener); // empty when there is none
+    Descriptor takeDeferred(int listener); // empty when no connection waits
     bool hasDeferred(int listener);
 
     void connectStarted(int fd);
@@ -37,7 +37,7 @@ private:
 
     // Called with the lock held.
     void removeIfEmpty(int fd);
-    State* find(int fd); // null when there is none
+    State* find(int fd); // null for an unknown socket
 
     std::mutex mutex;
     std::unordered_map<int, State> states;

@@ -36,7 +36,7 @@ inline void setEntry(SecBuffer& entry, ULONG type, std::size_t size, void* data)
     entry = {.cbBuffer = static_cast<ULONG>(size), .BufferType = type, .pvBuffer = data};
 }
 
-// Sets the first EMPTY entry. Does nothing when there is none.
+// Sets the first EMPTY entry. Does nothing without one.
 inline void setEmptyEntry(const SecBufferDesc* description, ULONG type, std::size_t size,
                           void* data) noexcept {
     if (SecBuffer* entry = findEntry(description, SECBUFFER_EMPTY)) {
