@@ -56,5 +56,14 @@ TEST_F(PeerContext, enumerationContinuesAfterTheLeaf) {
     EXPECT_EQ(displayName(next.get()), L"between");
 }
 
+TEST_F(PeerContext, storeClosesWithItsLastContext) {
+    HeldContext peer = contextWith({&leaf, &between});
+    const HCERTSTORE store = peer.get()->hCertStore;
+    HeldContext second = nextIn(store, peer.release());
+    EXPECT_EQ(namesIn(store), (Names{L"leaf", L"between"}));
+    second = HeldContext();
+    EXPECT_FALSE(platform::CertCloseStore(store, 0));
+}
+
 } // namespace
 } // namespace VexaSsl::test

@@ -13,8 +13,10 @@ namespace VexaSsl::platform {
 HCERTSTORE CertOpenStore(const char* provider, DWORD encoding, HCRYPTPROV_LEGACY cryptoProvider,
                          DWORD flags, const void* parameter);
 
-// Closes the store in any case. With CERT_CLOSE_STORE_CHECK_FLAG, returns FALSE with
-// CRYPT_E_PENDING_CLOSE while a context obtained through this handle is still held.
+// Closes the store in any case; null is harmless. With CERT_CLOSE_STORE_CHECK_FLAG, returns FALSE
+// with CRYPT_E_PENDING_CLOSE while a context obtained through this handle is still held. This and
+// every other call refuses a handle that has been closed, with E_INVALIDARG; Windows doesn't
+// recognise one.
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags);
 
 // Returns the next matching certificate after previous (null: the first) in a stable order, and

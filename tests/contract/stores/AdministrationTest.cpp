@@ -8,16 +8,6 @@
 namespace VexaSsl::test {
 namespace {
 
-// Adds an encoded certificate; null if it is refused.
-HeldContext addTo(HCERTSTORE store, const std::string& encoding) {
-    PCCERT_CONTEXT added = nullptr;
-    const BOOL done = platform::CertAddEncodedCertificateToStore(
-        store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoding.data()),
-        static_cast<DWORD>(encoding.size()), CERT_STORE_ADD_ALWAYS, &added);
-    EXPECT_EQ(done != FALSE, added != nullptr);
-    return added;
-}
-
 class MemoryStore : public StoreTest {
 protected:
     HeldContext add(const Issued& issued) const { return addTo(store.get(), der(issued)); }
@@ -30,7 +20,7 @@ protected:
         return found;
     }
 
-    OpenedStore store{platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr)};
+    OpenedStore store{openMemoryStore()};
 };
 
 TEST_F(MemoryStore, newMemoryStoreIsEmpty) {
@@ -71,7 +61,7 @@ TEST_F(MemoryStore, certificateOutlivesTheStore) {
 using MemoryStoreChain = ChainTest;
 
 TEST_F(MemoryStoreChain, memoryStoreCompletesTheChain) {
-    OpenedStore store(platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    OpenedStore store(openMemoryStore());
     const HeldContext leaf = addTo(store.get(), der(issue(serverNamed("leaf.test"), &between)));
     ASSERT_TRUE(leaf);
     EXPECT_EQ(elementsOf(chainOf(leaf.get(), serverUsage, nullptr, store.get())),

@@ -63,8 +63,12 @@ inline std::vector<std::wstring> elementsOf(const HeldChain& chain) {
 // The verdict on a chain that is built from the certificates sent, as in a handshake.
 inline Verdict verdictOf(const Issued& leaf, const std::vector<const Issued*>& sent = {},
                          const char* usage = serverUsage) {
-    const HeldContext certificate = contextOf(leaf, sent);
-    return verdictOn(chainOf(certificate.get(), usage, nullptr, certificate.get()->hCertStore));
+    const OpenedStore store(openMemoryStore());
+    const HeldContext certificate = addTo(store.get(), der(leaf));
+    for (const Issued* other : sent) {
+        addTo(store.get(), der(*other));
+    }
+    return verdictOn(chainOf(certificate.get(), usage, nullptr, store.get()));
 }
 
 class ChainTest : public StoreTest {

@@ -1,5 +1,6 @@
 // Opening, searching, enumerating and closing a store, and comparing certificates.
 #include "contract/stores/StoreFixture.h"
+#include "platform/contract/Winsock.h"
 
 #include <gmock/gmock.h>
 
@@ -202,6 +203,79 @@ TEST_F(CertCloseStore, contextOutlivesTheStore) {
 TEST_F(CertCloseStore, closingNullIsHarmless) {
     EXPECT_TRUE(platform::CertCloseStore(nullptr, CERT_CLOSE_STORE_CHECK_FLAG));
 }
+
+// --- A handle that has been closed, in every call that takes one.
+
+struct StoreCall {
+    const char* name;
+    bool (*succeeds)(HCERTSTORE store);
+};
+
+void PrintTo(const StoreCall& call, std::ostream* out) {
+    *out << call.name;
+}
+
+bool chainIsBuiltWith(HCERTSTORE additional) {
+    const HeldContext leaf = contextOf(issue(named("leaf")));
+    CERT_CHAIN_PARA parameters{};
+    PCCERT_CHAIN_CONTEXT chain = nullptr;
+    const BOOL built = platform::CertGetCertificateChain(nullptr, leaf.get(), nullptr, additional,
+                                                         &parameters, 0, nullptr, &chain);
+    EXPECT_EQ(built != FALSE, chain != nullptr);
+    platform::CertFreeCertificateChain(chain);
+    return built != FALSE;
+}
+
+constexpr StoreCall storeCalls[] = {
+    {"CertCloseStore",
+     [](HCERTSTORE store) {
+         return platform::CertCloseStore(store, CERT_CLOSE_STORE_CHECK_FLAG) != FALSE;
+     }},
+    {"CertFindCertificateInStore_bySubject",
+     [](HCERTSTORE store) { return bool(findSubject(store, L"one")); }},
+    {"CertFindCertificateInStore_byUsage",
+     [](HCERTSTORE store) { return bool(findUsages(store, {serverUsage})); }},
+    {"CertEnumCertificatesInStore",
+     [](HCERTSTORE store) {
+         return bool(HeldContext(platform::CertEnumCertificatesInStore(store, nullptr)));
+     }},
+    {"CertAddEncodedCertificateToStore",
+     [](HCERTSTORE store) { return bool(addTo(store, der(issue(named("two"))))); }},
+    {"CertGetCertificateChain", chainIsBuiltWith},
+    {"CryptUIDlgSelectCertificateFromStore",
+     [](HCERTSTORE store) {
+         return bool(HeldContext(platform::CryptUIDlgSelectCertificateFromStore(
+             store, nullptr, nullptr, nullptr, 0, 0, nullptr)));
+     }},
+};
+
+class ClosedStore : public ContractTest, public testing::WithParamInterface<StoreCall> {
+protected:
+    static void expectRefused(HCERTSTORE store) {
+        constexpr DWORD invalidArgument = 0x80070057;
+        platform::WSASetLastError(0);
+        EXPECT_FALSE(GetParam().succeeds(store));
+        EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    }
+};
+
+TEST_P(ClosedStore, closedHandleIsRefused) {
+    const HCERTSTORE store = openMemoryStore();
+    addTo(store, der(issue(serverNamed("one"))));
+    ASSERT_TRUE(platform::CertCloseStore(store, CERT_CLOSE_STORE_CHECK_FLAG));
+    expectRefused(store);
+}
+
+TEST_P(ClosedStore, closedHandleIsRefusedWhileContextsAreHeld) {
+    const HCERTSTORE store = openMemoryStore();
+    const HeldContext held = addTo(store, der(issue(serverNamed("one"))));
+    ASSERT_TRUE(platform::CertCloseStore(store, 0));
+    expectRefused(store);
+    EXPECT_EQ(displayName(held.get()), L"one");
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, ClosedStore, testing::ValuesIn(storeCalls),
+                         [](const auto& call) { return std::string(call.param.name); });
 
 using CertificateContext = ContractTest;
 

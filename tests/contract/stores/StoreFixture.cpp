@@ -9,6 +9,10 @@ HCERTSTORE openPersonalStore(const wchar_t* name) {
                                    name);
 }
 
+HCERTSTORE openMemoryStore() {
+    return platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
+}
+
 OpenedStore::OpenedStore() : handle(openPersonalStore()) {}
 
 BOOL OpenedStore::close() {
@@ -53,6 +57,15 @@ HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous) {
         next = platform::CertEnumCertificatesInStore(store, next);
     } while (next && !belongsToTheTest(next));
     return next;
+}
+
+HeldContext addTo(HCERTSTORE store, const std::string& encoding) {
+    PCCERT_CONTEXT added = nullptr;
+    const BOOL done = platform::CertAddEncodedCertificateToStore(
+        store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoding.data()),
+        static_cast<DWORD>(encoding.size()), CERT_STORE_ADD_ALWAYS, &added);
+    EXPECT_EQ(done != FALSE, added != nullptr);
+    return added;
 }
 
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous) {

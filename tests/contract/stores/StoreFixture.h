@@ -40,6 +40,9 @@ private:
 // Opens the store as the library does. Returns null on failure.
 HCERTSTORE openPersonalStore(const wchar_t* name = L"MY");
 
+// Opens an empty store in memory.
+HCERTSTORE openMemoryStore();
+
 class OpenedStore {
 public:
     OpenedStore(); // the personal store
@@ -64,6 +67,8 @@ std::wstring displayName(PCCERT_CONTEXT certificate);
 // The first context, and the one after previous, which is released.
 HeldContext firstIn(HCERTSTORE store);
 HeldContext nextIn(HCERTSTORE store, PCCERT_CONTEXT previous);
+// Adds an encoded certificate to a store in memory; null if it is refused.
+HeldContext addTo(HCERTSTORE store, const std::string& encoding);
 HeldContext findSubject(HCERTSTORE store, const wchar_t* text, PCCERT_CONTEXT previous = nullptr);
 HeldContext findUsages(HCERTSTORE store, std::vector<std::string> usages,
                        PCCERT_CONTEXT previous = nullptr);

@@ -1,6 +1,6 @@
-// Handles of events, completion ports, credentials and security contexts. A handle value is never
-// reused, so a stale handle is always recognised. Any thread; a lock is held for one lookup only,
-// and consecutive handles have different locks.
+// Handles of events, completion ports, credentials, security contexts and certificate stores. A
+// handle value is never reused, so a stale handle is always recognised. Any thread; a lock is held
+// for one lookup only, and consecutive handles have different locks.
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"

@@ -71,8 +71,11 @@ PCCERT_CONTEXT newPeerContext(X509* leaf, const STACK_OF(X509) * chain) {
                                       : std::make_shared<const Certificate>(
                                             sharedReference(certificate), KeyAndChain{}));
     }
-    auto store = makeStore(std::make_shared<const StoreContent>(certificates));
-    return new Context(leafCertificate, std::move(store), position);
+    const auto store = std::make_shared<Store>(std::make_shared<const StoreContent>(certificates));
+    store->closesWithLastContext = true;
+    auto context = std::make_unique<Context>(leafCertificate, store, position);
+    context->hCertStore = Store::open(store);
+    return context.release();
 }
 
 } // namespace VexaSsl::openssl

@@ -6,7 +6,10 @@
 #include "platform/openssl/stores/Chain.h"
 #include "platform/openssl/stores/FileTime.h"
 #include "platform/openssl/stores/TargetName.h"
+
+#include <memory>
 #include <optional>
+#include <utility>
 
 namespace VexaSsl::openssl {
 namespace {
@@ -61,9 +64,9 @@ bool matchesServerName(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_PO
 }
 
 // cbSize of the parameters is ignored: the core leaves it 0.
-ChainRequest chainRequest(const FILETIME* time, HCERTSTORE additional,
+ChainRequest chainRequest(const FILETIME* time, std::shared_ptr<Store> additional,
                           const CERT_CHAIN_PARA* parameters) {
-    ChainRequest request{{}, std::nullopt, Store::of(additional)};
+    ChainRequest request{{}, std::nullopt, std::move(additional)};
     if (time) {
         request.time = timeOf(*time);
     }
@@ -90,7 +93,12 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE, PCCERT_CONTEXT certificate, FILET
     }
     *chain = nullptr;
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
-        *chain = buildChain(certificate, chainRequest(time, additionalStore, parameters)).release();
+        std::shared_ptr<Store> additional = Store::of(additionalStore);
+        if (additionalStore && !additional) {
+            return linux::failWith(linux::invalidArgument, FALSE);
+        }
+        *chain = buildChain(certificate, chainRequest(time, std::move(additional), parameters))
+                     .release();
         return TRUE;
     });
 }

@@ -1,5 +1,6 @@
 #include "platform/openssl/stores/Store.h"
 
+#include "platform/linux/base/HandleTable.h"
 #include "platform/openssl/stores/SubjectText.h"
 #include <cstddef>
 #include <memory>
@@ -8,6 +9,8 @@
 
 namespace VexaSsl::openssl {
 namespace {
+
+using StoreTable = linux::HandleTable<Store>;
 
 StoreEntry entryOf(const CertificatePointer& certificate) {
     StoreEntry entry{certificate, foldCase(subjectText(certificate->x509())), {}, false};
@@ -27,40 +30,28 @@ void StoreContent::add(const CertificatePointer& certificate) {
     entries.push_back(entryOf(certificate));
 }
 
-std::shared_ptr<Store> makeStore(StoreContentPointer content) {
-    auto store = std::make_shared<Store>(std::move(content));
-    store->self = store;
-    return store;
+HCERTSTORE Store::open(const std::shared_ptr<Store>& store) {
+    store->handle = StoreTable::instance().add(store);
+    return store->handle;
 }
 
 HCERTSTORE Store::open(StoreContentPointer content) {
-    const std::shared_ptr<Store> store = makeStore(std::move(content));
-    store->handleReference = store;
-    return store.get();
+    return open(std::make_shared<Store>(std::move(content)));
 }
 
 HCERTSTORE Store::openInMemory() {
     auto content = std::make_shared<StoreContent>(std::vector<CertificatePointer>());
-    const HCERTSTORE handle = open(content);
-    static_cast<Store*>(handle)->mutableContent = std::move(content);
-    return handle;
+    const auto store = std::make_shared<Store>(content);
+    store->mutableContent = std::move(content);
+    return open(store);
 }
 
-std::shared_ptr<Store> Store::of(HCERTSTORE handle) noexcept {
-    constexpr ULONG_PTR invalidHandleValue = ~ULONG_PTR{0};
-    if (!handle || reinterpret_cast<ULONG_PTR>(handle) == invalidHandleValue) {
-        return nullptr;
-    }
-    return static_cast<Store*>(handle)->self.lock();
+std::shared_ptr<Store> Store::of(HCERTSTORE handle) {
+    return StoreTable::instance().find(handle);
 }
 
-bool Store::close(HCERTSTORE handle) noexcept {
-    const std::shared_ptr<Store> store = of(handle);
-    if (!store) {
-        return true;
-    }
-    store->handleReference.reset();
-    return store->contextsHeld == 0;
+std::shared_ptr<Store> Store::close(HCERTSTORE handle) {
+    return StoreTable::instance().take(handle);
 }
 
 Context::Context(CertificatePointer certificate, std::shared_ptr<Store> store, std::size_t position)
@@ -69,15 +60,15 @@ Context::Context(CertificatePointer certificate, std::shared_ptr<Store> store, s
     pbCertEncoded = this->certificate->encoded().pbData;
     cbCertEncoded = this->certificate->encoded().cbData;
     pCertInfo = this->certificate->info();
-    hCertStore = this->store.get();
     if (this->store) {
+        hCertStore = this->store->handle;
         ++this->store->contextsHeld;
     }
 }
 
 Context::~Context() {
-    if (store) {
-        --store->contextsHeld;
+    if (store && --store->contextsHeld == 0 && store->closesWithLastContext) {
+        Store::close(store->handle);
     }
 }
 

@@ -1,9 +1,9 @@
 // An open store, and the contexts of its certificates.
 //
 // The content of a store is fixed when it is opened, except for a store in memory, to which one
-// thread may add while no other uses it. The handle owns the store until it is closed, and each
-// context shares its store, so contexts stay valid after the close. Any thread may use an open
-// store or a context to which it has a reference.
+// thread may add while no other uses it. The table of handles owns the store until it is closed,
+// and each context shares its store, so contexts stay valid after the close. Any thread may use an
+// open store or a context to which it has a reference.
 #pragma once
 
 #include "platform/openssl/stores/Certificate.h"
@@ -33,31 +33,24 @@ struct StoreContent {
 };
 using StoreContentPointer = std::shared_ptr<const StoreContent>;
 
-class Store {
-public:
+struct Store {
     explicit Store(StoreContentPointer content) : content(std::move(content)) {}
 
     const StoreContentPointer content;
     std::shared_ptr<StoreContent> mutableContent; // the same, for a store in memory; else null
     std::atomic<std::size_t> contextsHeld{0};     // contexts that aren't released yet
+    HCERTSTORE handle = nullptr;                  // null before the store is opened
+    bool closesWithLastContext = false;
 
-    // A handle is the store's address.
+    // Returns the handle.
+    static HCERTSTORE open(const std::shared_ptr<Store>& store);
     static HCERTSTORE open(StoreContentPointer content);
     static HCERTSTORE openInMemory();
-    // Returns null for a null handle and INVALID_HANDLE_VALUE.
-    static std::shared_ptr<Store> of(HCERTSTORE handle) noexcept;
-    // Returns whether every context has been released.
-    static bool close(HCERTSTORE handle) noexcept;
-
-private:
-    std::shared_ptr<Store> handleReference; // to this store while the handle is open
-    std::weak_ptr<Store> self;
-
-    friend std::shared_ptr<Store> makeStore(StoreContentPointer content);
+    // Returns null for a handle that isn't open.
+    static std::shared_ptr<Store> of(HCERTSTORE handle);
+    // Makes the handle invalid and returns its store; null as above.
+    static std::shared_ptr<Store> close(HCERTSTORE handle);
 };
-
-// Returns a store without a handle, which lives as long as its contexts.
-std::shared_ptr<Store> makeStore(StoreContentPointer content);
 
 // The object of a PCCERT_CONTEXT.
 struct Context : CERT_CONTEXT {

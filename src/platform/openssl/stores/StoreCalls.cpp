@@ -141,9 +141,15 @@ HCERTSTORE CertOpenStore(const char* provider, DWORD, HCRYPTPROV_LEGACY, DWORD,
     });
 }
 
-BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
-    const bool allReleased = Store::close(store);
-    if (!allReleased && (flags & CERT_CLOSE_STORE_CHECK_FLAG)) {
+BOOL CertCloseStore(HCERTSTORE handle, DWORD flags) {
+    if (!handle) {
+        return TRUE;
+    }
+    const std::shared_ptr<Store> store = Store::close(handle);
+    if (!store) {
+        return linux::failWith(linux::invalidArgument, FALSE);
+    }
+    if (store->contextsHeld != 0 && (flags & CERT_CLOSE_STORE_CHECK_FLAG)) {
         return linux::failWith(CRYPT_E_PENDING_CLOSE, FALSE);
     }
     return TRUE;
