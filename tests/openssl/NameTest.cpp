@@ -14,8 +14,15 @@ TEST(DnsNames, commonNameFollowsTheAlternativeNames) {
 
 TEST(DnsNames, commonNameListedInAnyCaseIsNotRepeated) {
     Recipe recipe = withDnsNames({"one.test"});
-    recipe.subject = {{"CN", "ONE.Test"}};
-    EXPECT_EQ(dnsNames(recipe), Names{L"one.test"});
+    recipe.subject = {{"CN", "ONE.Test"}, {"CN", "two.test"}, {"CN", "Two.test"}};
+    EXPECT_EQ(dnsNames(recipe), (Names{L"one.test", L"two.test"}));
+}
+
+TEST(DnsNames, everyCommonNameThatIsDnsNameCounts) {
+    Recipe recipe = withDnsNames({"one.test"});
+    recipe.subject = {
+        {"CN", "first.test"}, {"O", "third.test"}, {"CN", "No Name"}, {"CN", "second.test"}};
+    EXPECT_EQ(dnsNames(recipe), (Names{L"one.test", L"first.test", L"second.test"}));
 }
 
 TEST(DnsNames, commonNameThatIsNoDnsNameIsIgnored) {

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -62,14 +64,20 @@ std::vector<std::wstring> alternativeNamesOf(const X509* certificate, int type) 
     return found;
 }
 
+// Returns the values of the attribute in the order of the name.
+std::vector<std::wstring> attributesOf(const X509_NAME* name, int nid) {
+    std::vector<std::wstring> values;
+    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, nid, next)) >= 0;) {
+        values.push_back(attributeText(X509_NAME_get_entry(name, next)));
+    }
+    return values;
+}
+
 // Returns the value of the attribute; of several, the last, which is the most specific. Empty when
 // the name doesn't have it.
 std::wstring attributeOf(const X509_NAME* name, int nid) {
-    int position = -1;
-    for (int next = -1; (next = X509_NAME_get_index_by_NID(name, nid, next)) >= 0;) {
-        position = next;
-    }
-    return position < 0 ? std::wstring() : attributeText(X509_NAME_get_entry(name, position));
+    std::vector<std::wstring> values = attributesOf(name, nid);
+    return values.empty() ? std::wstring() : std::move(values.back());
 }
 
 bool isLetterOrDigit(wchar_t unit) {
@@ -138,20 +146,17 @@ std::wstring quotedIfNeeded(const std::wstring& value) {
     return quoted + L"\"";
 }
 
-bool contains(const std::vector<std::wstring>& names, const std::wstring& wanted) {
-    return std::any_of(names.begin(), names.end(), [&wanted](const std::wstring& name) {
-        return foldCase(name) == foldCase(wanted);
-    });
-}
-
 } // namespace
 
 std::vector<std::wstring> dnsNamesOf(const X509* certificate) {
     const ErrorQueueGuard errors;
     std::vector<std::wstring> names = alternativeNamesOf(certificate, GEN_DNS);
-    std::wstring commonName = attributeOf(X509_get_subject_name(certificate), NID_commonName);
-    if (looksLikeDnsName(commonName) && !contains(names, commonName)) {
-        names.push_back(std::move(commonName));
+    std::set<std::wstring> known;
+    std::transform(names.begin(), names.end(), std::inserter(known, known.end()), foldCase);
+    for (std::wstring& name : attributesOf(X509_get_subject_name(certificate), NID_commonName)) {
+        if (looksLikeDnsName(name) && known.insert(foldCase(name)).second) {
+            names.push_back(std::move(name));
+        }
     }
     return names;
 }

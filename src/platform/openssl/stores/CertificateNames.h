@@ -8,12 +8,12 @@
 
 namespace VexaSsl::openssl {
 
-// Returns the DNS names of the subject alternative name extension in their order, then the common
-// name if it looks like a DNS name and isn't among them. Empty names and names with other than
-// visible ASCII characters are skipped.
+// Returns the DNS names of the subject alternative name extension in their order, then each common
+// name of the subject that looks like a DNS name and isn't in the list yet. Empty names and names
+// with other than visible ASCII characters are skipped.
 std::vector<std::wstring> dnsNamesOf(const X509* certificate);
 
-// Returns the common name, else the organisation, the first DNS name or the e-mail address, made
+// Returns the last common name, else the organisation, the first DNS name or the e-mail address, made
 // printable; empty when the certificate has none of them.
 std::wstring displayNameOf(const X509* certificate);
 
