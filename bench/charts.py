@@ -97,6 +97,11 @@ def piece_growth(results, prefix):
 
 BAR_CHARTS = {
     "bulk": ("Bulk transfer", ["bulk, 16 KiB writes", "bulk, 1 MiB writes", "bulk, 1 KiB writes"]),
+    "received": ("Records of 16 KiB received in pieces",
+                 [f"bulk, 16 KiB writes, received by {size}"
+                  for size in ("4 KiB", "1 KiB", "64 B", "16 B")]),
+    "framed": ("Messages of a length and a body", ["framed messages of 1 KiB",
+                                                   "framed messages of 1 KiB, MSG_WAITALL"]),
     "ping-pong": ("Round trips", ["ping-pong of 64 B", "ping-pong of 4 KiB"]),
     "handshakes": ("Handshakes (longer is better)", ["handshakes, RSA-2048", "handshakes, P-256",
                                                      "handshakes, P-256, 140 roots"]),
@@ -108,6 +113,9 @@ LINE_CHARTS = {
                       "memory of a connection, idle ones: "),
     "growth-trip": ("Round trip of 1 KiB with idle connections", "idle connections",
                     "ping-pong of 1 KiB, idle connections beside it: "),
+    "growth-port": ("Round trip of 1 KiB on a completion port with idle connections",
+                    "idle connections",
+                    "completion port, ping-pong of 1 KiB, idle connections beside it: "),
     "growth-handshake": ("New connection with idle ones", "idle connections",
                          "one more connection, idle ones before it: "),
     "growth-busy": ("Bulk transfer over several connections at the same time", "busy connections",

@@ -17,6 +17,7 @@ struct Cell {
     bool moreIsBetter;
     KeyKind key;
     bool bundle;
+    Receiving receiving;
     std::function<bool(const Entry&)> includes; // whether a contender is measured
     // The result of one run: the figure in unit, and the throughput, or 0.
     struct Figure {

@@ -14,6 +14,12 @@ std::vector<Entry>& registered() {
 
 } // namespace
 
+void Connection::recvAll(char* data, std::size_t size) {
+    for (std::size_t done = 0; done < size;) {
+        done += recv(data + done, size - done);
+    }
+}
+
 Registration::Registration(Entry entry) {
     registered().push_back(std::move(entry));
 }

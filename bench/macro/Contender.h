@@ -15,10 +15,18 @@
 
 namespace VexaSsl::bench {
 
+// How the ends of a connection receive.
+enum class Receiving {
+    blocking,
+    events,         // overlapped, each receive with an event
+    completionPort, // overlapped, all connections of an end on one port
+};
+
 // The settings that are the same for all contenders, so that only their code differs. In addition:
 // TLS 1.2, no session resumption, and the client verifies the server's chain and that the
 // certificate is for 127.0.0.1.
 struct Terms {
+    Receiving receiving = Receiving::blocking;
     std::string cipherSuite;           // the one to be negotiated, by its OpenSSL name
     std::string group;                 // the same
     std::string cipherSuites;          // the client's offer, as an OpenSSL list
@@ -38,6 +46,10 @@ public:
     virtual void send(const char* data, std::size_t size) = 0;
     // Waits for data. Returns the number of bytes stored, from 1 to size.
     virtual std::size_t recv(char* data, std::size_t size) = 0;
+    // Waits until size bytes are stored.
+    virtual void recvAll(char* data, std::size_t size);
+    // Posts the receive that an idle connection keeps pending. Blocking connections have none.
+    virtual void postReceive() {}
 };
 
 class Contender {

@@ -13,7 +13,6 @@ namespace VexaSsl::bench {
 
 namespace {
 
-constexpr std::size_t receiveSize = 16384;
 constexpr std::size_t warmUpSize = 256 * 1024;
 constexpr double kibibyte = 1024;
 
@@ -32,14 +31,23 @@ void sendAllOf(Connection& connection, const std::vector<char>& data, std::size_
     }
 }
 
-void pass(Connection& from, Connection& to, std::size_t writeSize, std::size_t total) {
+// Sends total bytes in writes of writeSize while another thread runs receive, which must receive
+// them.
+template <typename Receive>
+void pass(Connection& from, Connection& to, std::size_t writeSize, std::size_t total,
+          Receive receive) {
     auto received = std::async(std::launch::async, [&] {
-        receiveAll(to, total);
+        receive();
         to.send("!", 1);
     });
     sendAllOf(from, std::vector<char>(writeSize, 'x'), total);
     receiveAll(from, 1);
     received.get();
+}
+
+void pass(Connection& from, Connection& to, std::size_t writeSize, std::size_t receiveSize,
+          std::size_t total) {
+    pass(from, to, writeSize, total, [&] { receiveAll(to, total, receiveSize); });
 }
 
 } // namespace
@@ -94,18 +102,41 @@ Pair connectPair(Contender& contender) {
     return pair;
 }
 
-void receiveAll(Connection& connection, std::size_t size) {
-    std::array<char, receiveSize> buffer;
+void receiveAll(Connection& connection, std::size_t size, std::size_t pieceSize) {
+    std::array<char, largestReceive> buffer;
     while (size != 0) {
-        size -= connection.recv(buffer.data(), std::min(size, buffer.size()));
+        size -= connection.recv(buffer.data(), std::min(size, pieceSize));
     }
 }
 
-Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t total) {
+Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t receiveSize,
+             std::size_t total) {
     Pair pair = connectPair(contender);
-    pass(*pair.client, *pair.server, writeSize, warmUpSize);
+    pass(*pair.client, *pair.server, writeSize, receiveSize, warmUpSize);
     const Stopwatch watch;
-    pass(*pair.client, *pair.server, writeSize, total);
+    pass(*pair.client, *pair.server, writeSize, receiveSize, total);
+    return watch.elapsed();
+}
+
+Cost runFramed(Contender& contender, std::size_t bodySize, Framing framing, std::size_t count) {
+    constexpr std::size_t lengthSize = 4;
+    Pair pair = connectPair(contender);
+    std::array<char, largestReceive> buffer;
+    const auto receive = [&](std::size_t size) {
+        if (framing == Framing::recvAll) {
+            pair.server->recvAll(buffer.data(), size);
+        } else {
+            receiveAll(*pair.server, size);
+        }
+    };
+    const std::size_t writeSize = lengthSize + bodySize;
+    const Stopwatch watch;
+    pass(*pair.client, *pair.server, writeSize, count * writeSize, [&] {
+        for (std::size_t i = 0; i < count; ++i) {
+            receive(lengthSize);
+            receive(bodySize);
+        }
+    });
     return watch.elapsed();
 }
 
@@ -119,7 +150,7 @@ Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize,
     std::vector<std::future<void>> running;
     for (Pair& pair : pairs) {
         running.push_back(std::async(std::launch::async, [&pair, writeSize, total] {
-            pass(*pair.client, *pair.server, writeSize, total);
+            pass(*pair.client, *pair.server, writeSize, writeSize, total);
         }));
     }
     for (auto& transfer : running) {
@@ -183,6 +214,7 @@ void IdleConnections::growTo(std::size_t count) {
             pairs[i].server = contender.accept(listener.get());
             receiveAll(*pairs[i].server, messageSize);
             pairs[i].server->send(message.data(), messageSize);
+            pairs[i].server->postReceive();
         }
     });
     for (std::size_t i = before; i < count; ++i) {

@@ -43,11 +43,20 @@ struct Pair {
 // Returns both ends of a new connection.
 Pair connectPair(Contender& contender);
 
-// Receives size bytes, at most 16 KiB at a time.
-void receiveAll(Connection& connection, std::size_t size);
+// The largest receive of any measurement, in bytes.
+inline constexpr std::size_t largestReceive = 65536;
 
-// The client sends total bytes in writes of writeSize. Measured until the server has received them.
-Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t total);
+// Receives size bytes, at most pieceSize at a time.
+void receiveAll(Connection& connection, std::size_t size, std::size_t pieceSize = largestReceive);
+
+// The client sends total bytes in writes of writeSize. Measured until the server has received them,
+// at most receiveSize bytes at a time.
+Cost runBulk(Contender& contender, std::size_t writeSize, std::size_t receiveSize,
+             std::size_t total);
+// The client sends count messages: a length of 4 bytes and a body of bodySize in one write. The
+// server receives the length and then the body, with recvAll or in a loop of its own.
+enum class Framing { loop, recvAll };
+Cost runFramed(Contender& contender, std::size_t bodySize, Framing framing, std::size_t count);
 // The same over several connections at the same time, with total bytes on each.
 Cost runBulkAtOnce(Contender& contender, int connections, std::size_t writeSize, std::size_t total);
 // size bytes to the server and back, roundTrips times.

@@ -32,8 +32,15 @@ bool isCompared(const Entry& entry) {
 }
 
 MemoryCell growth(const std::string& what, const std::string& unit, std::size_t connections,
-                  std::size_t message, Quantity quantity) {
-    return {what + std::to_string(connections), unit, message, connections, quantity, isCompared};
+                  std::size_t message, Quantity quantity,
+                  Receiving receiving = Receiving::blocking) {
+    return {what + std::to_string(connections),
+            unit,
+            message,
+            connections,
+            quantity,
+            receiving,
+            isCompared};
 }
 
 std::string quoted(const std::string& text) {
@@ -75,15 +82,18 @@ std::vector<MemoryCell> memoryCells(Effort effort) {
     }
     std::vector<MemoryCell> cells = {
         {"memory of an idle connection", "KiB a pair", muchUsed, connections, Quantity::memory,
-         transfers},
+         Receiving::blocking, transfers},
         {"memory of an idle connection, hardly used before", "KiB a pair", littleUsed, connections,
-         Quantity::memory, transfers},
+         Quantity::memory, Receiving::blocking, transfers},
     };
     for (const std::size_t count : counts) {
         cells.push_back(growth("memory of a connection, idle ones: ", "KiB a pair", count, muchUsed,
                                Quantity::memory));
         cells.push_back(growth("ping-pong of 1 KiB, idle connections beside it: ", "CPU us a trip",
                                count, littleUsed, Quantity::roundTrip));
+        cells.push_back(growth(
+            "completion port, ping-pong of 1 KiB, idle connections beside it: ", "CPU us a trip",
+            count, littleUsed, Quantity::roundTrip, Receiving::completionPort));
         cells.push_back(growth("one more connection, idle ones before it: ", "CPU us", count,
                                littleUsed, Quantity::handshake));
     }
@@ -96,7 +106,8 @@ double runMemoryProcess(const MemoryCell& cell, const std::string& contender, co
     command << quoted(self) << " --memory " << quoted(contender) << " "
             << quoted(terms.certificate.parent_path()) << " " << terms.cipherSuite << " "
             << terms.group << " " << terms.cipherSuites << " " << terms.groups << " "
-            << cell.message << " " << cell.connections << " " << static_cast<int>(cell.quantity);
+            << cell.message << " " << cell.connections << " " << static_cast<int>(cell.quantity)
+            << " " << static_cast<int>(cell.receiving);
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.str().c_str(), "r"), pclose);
     double figure = 0;
     if (!output || std::fscanf(output.get(), "%lf", &figure) != 1) {
@@ -111,6 +122,7 @@ int memoryProcess(const std::vector<std::string>& arguments) {
     terms.group = arguments.at(3);
     terms.cipherSuites = arguments.at(4);
     terms.groups = arguments.at(5);
+    terms.receiving = static_cast<Receiving>(std::stoi(arguments.at(9)));
     for (const Entry& entry : contenders()) {
         if (entry.name == arguments.at(0)) {
             const auto contender = entry.make();

@@ -12,6 +12,7 @@ struct MemoryCell {
     std::size_t message;     // bytes sent to the server and back over each connection
     std::size_t connections; // number of idle connections
     enum class Quantity { memory, roundTrip, handshake } quantity;
+    Receiving receiving;
     std::function<bool(const Entry&)> includes; // whether a contender is measured
 };
 

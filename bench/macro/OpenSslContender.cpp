@@ -3,8 +3,11 @@
 #include "Contender.h"
 #include "Loopback.h"
 #include "OpenSslSettings.h"
+#include "Overlapped.h"
 
+#include <array>
 #include <openssl/x509v3.h>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -36,9 +39,46 @@ public:
         return received;
     }
 
-private:
+protected:
     Descriptor socket;
     SslPointer ssl;
+};
+
+// Works over memory BIOs once the handshake is over, with overlapped receives.
+class OverlappedOpenSslConnection : public OpenSslConnection {
+public:
+    using OpenSslConnection::OpenSslConnection;
+
+    void startReceives(const CompletionPort* port) {
+        receiver.emplace(static_cast<SOCKET>(socket.get()), port);
+        SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
+    }
+
+    void send(const char* data, std::size_t size) override {
+        OpenSslConnection::send(data, size);
+        BIO* const output = SSL_get_wbio(ssl.get());
+        char* records = nullptr;
+        const long count = BIO_get_mem_data(output, &records);
+        sendAll(socket.get(), records, static_cast<std::size_t>(count));
+        BIO_reset(output);
+    }
+    std::size_t recv(char* data, std::size_t size) override {
+        std::size_t received = 0;
+        while (SSL_read_ex(ssl.get(), data, size, &received) != 1) {
+            if (!receiver->isPosted()) {
+                postReceive();
+            }
+            const std::size_t count = receiver->finish(*stack);
+            BIO_write(SSL_get_rbio(ssl.get()), wire.data(), static_cast<int>(count));
+        }
+        return received;
+    }
+    void postReceive() override { receiver->post(*stack, wire.data(), wire.size()); }
+
+private:
+    std::unique_ptr<ISocketStrategy> stack = makePlainStack();
+    std::optional<OverlappedReceive> receiver;
+    std::array<char, 65536> wire;
 };
 
 class OpenSslContender : public Contender {
@@ -46,22 +86,36 @@ public:
     void setTerms(const Terms& agreed) override {
         client = makeClientContext(agreed);
         server = makeServerContext(agreed);
+        receiving = agreed.receiving;
+        ports.prepare(agreed);
     }
     std::unique_ptr<Connection> connect(std::uint16_t port) override {
-        return connected(client.get(), port);
+        if (receiving == Receiving::blocking) {
+            return connected<OpenSslConnection>(client.get(), port);
+        }
+        auto made = connected<OverlappedOpenSslConnection>(client.get(), port);
+        made->startReceives(ports.client.get());
+        return made;
     }
     std::unique_ptr<Connection> accept(int listener) override {
-        return accepted(server.get(), listener);
+        if (receiving == Receiving::blocking) {
+            return accepted<OpenSslConnection>(server.get(), listener);
+        }
+        auto made = accepted<OverlappedOpenSslConnection>(server.get(), listener);
+        made->startReceives(ports.server.get());
+        return made;
     }
 
 protected:
-    static std::unique_ptr<Connection> connected(SSL_CTX* context, std::uint16_t port) {
-        auto made = std::make_unique<OpenSslConnection>(context, connectTo(port));
+    template <typename Made>
+    static std::unique_ptr<Made> connected(SSL_CTX* context, std::uint16_t port) {
+        auto made = std::make_unique<Made>(context, connectTo(port));
         made->connect();
         return made;
     }
-    static std::unique_ptr<Connection> accepted(SSL_CTX* context, int listener) {
-        auto made = std::make_unique<OpenSslConnection>(context, acceptFrom(listener));
+    template <typename Made>
+    static std::unique_ptr<Made> accepted(SSL_CTX* context, int listener) {
+        auto made = std::make_unique<Made>(context, acceptFrom(listener));
         made->accept();
         return made;
     }
@@ -69,16 +123,18 @@ protected:
 private:
     ContextPointer client;
     ContextPointer server;
+    Receiving receiving = Receiving::blocking;
+    CompletionPorts ports;
 };
 
 class FreshOpenSslContender : public OpenSslContender {
 public:
     void setTerms(const Terms& agreed) override { terms = agreed; }
     std::unique_ptr<Connection> connect(std::uint16_t port) override {
-        return connected(makeClientContext(terms).get(), port);
+        return connected<OpenSslConnection>(makeClientContext(terms).get(), port);
     }
     std::unique_ptr<Connection> accept(int listener) override {
-        return accepted(makeServerContext(terms).get(), listener);
+        return accepted<OpenSslConnection>(makeServerContext(terms).get(), listener);
     }
 
 private:

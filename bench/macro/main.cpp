@@ -10,8 +10,7 @@
 // Memory is measured in separate processes, which this program starts as
 //
 //   macro_bench --memory CONTENDER FOLDER CIPHER-SUITE GROUP CIPHER-SUITES GROUPS MESSAGE
-//   CONNECTIONS
-//       QUANTITY
+//   CONNECTIONS QUANTITY RECEIVING
 #include "Cells.h"
 #include "MemoryProcess.h"
 #include "Negotiation.h"
@@ -124,8 +123,9 @@ private:
         return cell.includes(entry) && (options.who.empty() || options.who == entry.name);
     }
 
-    Terms termsFor(KeyKind key, bool bundle) const {
+    Terms termsFor(KeyKind key, bool bundle, Receiving receiving) const {
         Terms terms = termsOf(folder.path, key, bundle);
+        terms.receiving = receiving;
         terms.cipherSuite = negotiated.at(key).cipherSuite;
         terms.group = negotiated.at(key).group;
         terms.cipherSuites = negotiated.at(key).cipherSuites;
@@ -142,7 +142,7 @@ private:
                     continue;
                 }
                 Contender& contender = *made.at(entry.name);
-                contender.setTerms(termsFor(cell.key, cell.bundle));
+                contender.setTerms(termsFor(cell.key, cell.bundle, cell.receiving));
                 const Cell::Figure figure = cell.run(contender);
                 if (round != 0) {
                     results.add(entry.name, figure.value, figure.megabytesPerSecond);
@@ -159,7 +159,9 @@ private:
         for (const Entry& entry : contenders()) {
             if (isMeasured(cell, entry)) {
                 results.add(entry.name,
-                            runMemoryProcess(cell, entry.name, termsFor(KeyKind::p256, false)), 0);
+                            runMemoryProcess(cell, entry.name,
+                                             termsFor(KeyKind::p256, false, cell.receiving)),
+                            0);
                 std::cerr << "." << std::flush;
             }
         }
