@@ -1,24 +1,26 @@
-// The secrets that the binding copies from OpenSSL are overwritten by their destructors. The tests
-// own the memory, so that they can inspect it afterwards.
-#include "platform/openssl/tls/RecordCipher.h"
+// The secrets that the binding copies from OpenSSL are overwritten by their destructors, and a
+// failed connection has none. The tests own the memory, so that they can inspect it afterwards.
+#include "platform/openssl/stores/SecretArray.h"
+#include "platform/openssl/tls/Protection.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 
 namespace VexaSsl::test {
 namespace {
 
-using openssl::AeadSuite;
-using openssl::DirectionKeys;
-using openssl::HandshakeSecrets;
-using openssl::RecordOpener;
+using namespace openssl;
 
 constexpr unsigned char mark = 0xA5;
+constexpr AeadSuite chacha20{"ChaCha20-Poly1305", 32, 12, 0};
 
 template <class Secret>
 class Place {
@@ -39,32 +41,48 @@ private:
     Secret* secret = nullptr;
 };
 
-TEST(WipedSecrets, keysAreWipedWithTheirDirection) {
-    Place<DirectionKeys> place;
-    DirectionKeys& keys = place.make();
-    keys.key.fill(mark);
-    keys.fixedNonce.fill(mark);
-    EXPECT_TRUE(place.holdsMarks());
-    place.destroy();
-    EXPECT_FALSE(place.holdsMarks());
-}
-
-TEST(WipedSecrets, masterSecretIsWipedWithItsOwner) {
-    Place<HandshakeSecrets> place;
-    place.make().master.fill(mark);
+TEST(WipedSecrets, arrayIsWipedByItsDestructor) {
+    Place<SecretArray<32>> place;
+    place.make().fill(mark);
     EXPECT_TRUE(place.holdsMarks());
     place.destroy();
     EXPECT_FALSE(place.holdsMarks());
 }
 
 TEST(WipedSecrets, cipherKeepsItsKeyInOpenSslOnly) {
-    constexpr AeadSuite suite{"ChaCha20-Poly1305", 32, 12, 0};
     DirectionKeys keys;
     keys.key.fill(mark);
     Place<RecordOpener> place;
-    place.make(suite, keys, 1U, 16384U);
+    place.make(chacha20, keys, 1U, 16384U);
     EXPECT_FALSE(place.holdsMarks());
     place.destroy();
+}
+
+// An established connection whose next record to seal has the given sequence number.
+struct Established : TlsConnection {
+    explicit Established(std::uint64_t sequence)
+        : TlsConnection({.settings = SslContextPointer(SSL_CTX_new(TLS_client_method()))}) {
+        sealer.emplace(chacha20, DirectionKeys(), sequence, 0U);
+        opener.emplace(chacha20, DirectionKeys(), 1U, 16384U);
+        stage = Stage::established;
+    }
+};
+
+TEST(WipedSecrets, failedConnectionHasNoKeys) {
+    Established connection(1);
+    EXPECT_EQ(connection.failAndWipeKeys(SEC_E_MESSAGE_ALTERED), SEC_E_MESSAGE_ALTERED);
+    EXPECT_FALSE(connection.sealer);
+    EXPECT_FALSE(connection.opener);
+}
+
+TEST(WipedSecrets, connectionThatCannotSealHasNoKeyToSealWith) {
+    Established connection(std::numeric_limits<std::uint64_t>::max());
+    std::array<unsigned char, 64> record{};
+    const std::span area(record);
+    EXPECT_EQ(sealRecord(connection, area.first(5), area.subspan(5, 1), area.subspan(6, 16)),
+              SEC_E_ENCRYPT_FAILURE);
+    EXPECT_FALSE(connection.sealer);
+    EXPECT_EQ(connection.stage, Stage::failed);
 }
 
 } // namespace

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -64,19 +63,13 @@ bool isUnreadable(FileOutcome outcome) {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
 }
 
-// The first line of a password file, overwritten before it is freed.
-class Password {
-public:
-    explicit Password(std::string_view file) : line(file.substr(0, file.find_first_of("\r\n"))) {}
-    ~Password() { OPENSSL_cleanse(line.data(), line.size()); }
-    Password(const Password&) = delete;
-    Password& operator=(const Password&) = delete;
-
-    const std::string& text() const noexcept { return line; }
-
-private:
-    std::string line;
-};
+// Returns the first line of a password file, followed by a zero.
+SecretBytes passwordIn(std::string_view file) {
+    const std::string_view line = file.substr(0, file.find_first_of(std::string_view("\r\n\0", 3)));
+    SecretBytes password(line.size() + 1);
+    std::copy(line.begin(), line.end(), password.data());
+    return password;
+}
 
 Pkcs12Pointer decodePkcs12(std::string_view text) {
     const auto* at = reinterpret_cast<const unsigned char*>(text.data());
@@ -130,15 +123,15 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
         return unusedFile(file, faultOf(file.outcome));
     }
     const Pkcs12Pointer pkcs12 = decodePkcs12(file.bytes.text());
-    const Password password(passwordFile.bytes.text());
-    if (!pkcs12 || !iterationsWithinLimit(pkcs12.get(), password.text())) {
+    const SecretBytes secret = passwordIn(passwordFile.bytes.text());
+    const char* const password = secret.text().data();
+    if (!pkcs12 || !iterationsWithinLimit(pkcs12.get(), password)) {
         return unusedFile(file, Fault::Damaged);
     }
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* chain = nullptr;
-    const int parsed =
-        PKCS12_parse(pkcs12.get(), password.text().c_str(), &key, &certificate, &chain);
+    const int parsed = PKCS12_parse(pkcs12.get(), password, &key, &certificate, &chain);
     std::vector<KeyPointer> keys;
     keys.emplace_back(key);
     std::vector<X509Pointer> certificates;

@@ -2,10 +2,9 @@
 
 #include "platform/openssl/stores/OpenSslOwners.h"
 
-#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
-#include <string>
 
 namespace VexaSsl::openssl {
 namespace {
@@ -106,15 +105,15 @@ private:
 // Adds the iterations of an encrypted part, and of the keys in it if the password opens it. Keys in
 // a part that can't be opened are never derived.
 bool addEncryptedData(IterationCounter& counter, PKCS7* contentInfo, const char* password,
-                      std::size_t length) {
+                      int length) {
     if (!counter.add(iterationsOf(contentInfo->d.encrypted->enc_data->algorithm))) {
         return false;
     }
-    const Bags bags(PKCS12_unpack_p7encdata(contentInfo, password, static_cast<int>(length)));
+    const Bags bags(PKCS12_unpack_p7encdata(contentInfo, password, length));
     return counter.addBags(bags.get(), 0);
 }
 
-bool addContentInfo(IterationCounter& counter, PKCS7* contentInfo, const std::string& password) {
+bool addContentInfo(IterationCounter& counter, PKCS7* contentInfo, const char* password) {
     if (PKCS7_type_is_data(contentInfo)) {
         return contentInfo->d.data &&
                counter.addBags(Bags(PKCS12_unpack_p7data(contentInfo)).get(), 0);
@@ -126,13 +125,14 @@ bool addContentInfo(IterationCounter& counter, PKCS7* contentInfo, const std::st
         return false;
     }
     // PKCS12_parse tries an empty password in two encodings.
-    return addEncryptedData(counter, contentInfo, password.c_str(), password.size()) &&
-           (!password.empty() || addEncryptedData(counter, contentInfo, nullptr, 0));
+    const int length = static_cast<int>(std::strlen(password));
+    return addEncryptedData(counter, contentInfo, password, length) &&
+           (length > 0 || addEncryptedData(counter, contentInfo, nullptr, 0));
 }
 
 } // namespace
 
-bool iterationsWithinLimit(const PKCS12* file, const std::string& password) {
+bool iterationsWithinLimit(const PKCS12* file, const char* password) {
     const ErrorQueueGuard errors;
     IterationCounter counter;
     const X509_ALGOR* mac = nullptr;

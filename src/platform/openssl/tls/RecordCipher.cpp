@@ -27,14 +27,7 @@ constexpr unsigned char tls12Version[] = {3, 3};
 
 using KdfContextPointer = std::unique_ptr<EVP_KDF_CTX, Release<EVP_KDF_CTX_free>>;
 
-struct KeyBlock {
-    KeyBlock() = default;
-    KeyBlock(const KeyBlock&) = delete;
-    KeyBlock& operator=(const KeyBlock&) = delete;
-    ~KeyBlock() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-
-    std::array<unsigned char, 2 * (aeadKeyLimit + aeadNonceSize)> bytes{};
-};
+using KeyBlock = SecretArray<2 * (aeadKeyLimit + aeadNonceSize)>;
 
 // Fetching an algorithm takes longer than a record, so it is done once; after a failure it is done
 // again. Never freed: OpenSSL cleans up at exit before static objects are destroyed.
@@ -103,15 +96,6 @@ const AeadSuite* aeadSuiteOf(const SSL_CIPHER* suite) noexcept {
     }
 }
 
-DirectionKeys::~DirectionKeys() {
-    OPENSSL_cleanse(key.data(), key.size());
-    OPENSSL_cleanse(fixedNonce.data(), fixedNonce.size());
-}
-
-HandshakeSecrets::~HandshakeSecrets() {
-    OPENSSL_cleanse(master.data(), master.size());
-}
-
 void readSecrets(const SSL* ssl, HandshakeSecrets& secrets) noexcept {
     secrets.masterSize = SSL_SESSION_get_master_key(SSL_get_session(ssl), secrets.master.data(),
                                                     secrets.master.size());
@@ -123,9 +107,9 @@ void readSecrets(const SSL* ssl, HandshakeSecrets& secrets) noexcept {
 TrafficKeys deriveTrafficKeys(HandshakeSecrets& secrets, const AeadSuite& suite) {
     KeyBlock block;
     const std::size_t used = 2 * (suite.keySize + suite.fixedNonceSize);
-    fillKeyBlock(secrets, std::span(block.bytes).first(used));
+    fillKeyBlock(secrets, std::span(block).first(used));
     TrafficKeys keys;
-    const unsigned char* next = block.bytes.data();
+    const unsigned char* next = block.data();
     for (DirectionKeys* direction : {&keys.client, &keys.server}) {
         std::copy_n(next, suite.keySize, direction->key.data());
         next += suite.keySize;

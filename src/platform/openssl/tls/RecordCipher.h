@@ -21,6 +21,7 @@
 #pragma once
 
 #include "platform/openssl/stores/OpenSslOwners.h"
+#include "platform/openssl/stores/SecretArray.h"
 #include "platform/openssl/tls/RecordBoundary.h"
 
 #include <openssl/ssl.h>
@@ -54,15 +55,10 @@ inline constexpr std::size_t aeadTagSize = 16;
 // Returns the AEAD parameters of the cipher suite; null for a suite that isn't supported.
 const AeadSuite* aeadSuiteOf(const SSL_CIPHER* suite) noexcept;
 
-// The secrets of one direction, wiped by the destructor.
+// The secrets of one direction.
 struct DirectionKeys {
-    DirectionKeys() = default;
-    DirectionKeys(const DirectionKeys&) = default;
-    DirectionKeys& operator=(const DirectionKeys&) = default;
-    ~DirectionKeys();
-
-    std::array<unsigned char, aeadKeyLimit> key{};
-    std::array<unsigned char, aeadNonceSize> fixedNonce{};
+    SecretArray<aeadKeyLimit> key;
+    SecretArray<aeadNonceSize> fixedNonce;
 };
 
 struct TrafficKeys {
@@ -70,14 +66,9 @@ struct TrafficKeys {
     DirectionKeys server; // the server's
 };
 
-// The inputs of the key derivation, wiped by the destructor.
+// The inputs of the key derivation.
 struct HandshakeSecrets {
-    HandshakeSecrets() = default;
-    HandshakeSecrets(const HandshakeSecrets&) = delete;
-    HandshakeSecrets& operator=(const HandshakeSecrets&) = delete;
-    ~HandshakeSecrets();
-
-    std::array<unsigned char, SSL_MAX_MASTER_KEY_LENGTH> master{};
+    SecretArray<SSL_MAX_MASTER_KEY_LENGTH> master;
     std::size_t masterSize = 0;
     std::array<unsigned char, SSL3_RANDOM_SIZE> clientRandom{};
     std::array<unsigned char, SSL3_RANDOM_SIZE> serverRandom{};
