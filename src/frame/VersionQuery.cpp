@@ -6,6 +6,7 @@
 
 #include "VexaSsl/ModuleVersion.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -77,7 +78,7 @@ DWORD takeNumber(std::string_view& text) {
         number = number * 10 + static_cast<DWORD>(text[digits] - '0');
         ++digits;
     }
-    text.remove_prefix(digits < text.size() ? digits + 1 : digits);
+    text.remove_prefix(std::min(digits + 1, text.size()));
     return number;
 }
 

@@ -1,6 +1,8 @@
 // The library loaded at run time: its functions are looked up, and its version record is read by
 // the system's calls. Copies of the file have other version records, which distinguishes the
 // numbers read from those built in.
+#include "TestedLibrary.h"
+
 #include "frame/ModuleVersion.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -53,9 +55,9 @@ std::string fileOf(HMODULE library) {
 
 class Identity : public testing::Test {
 protected:
-    Identity() : library(platform::LoadLibraryA(VEXASSL_LIBRARY)) {}
+    Identity() : library(platform::LoadLibraryA(testedLibrary())) {}
 
-    void SetUp() override { ASSERT_NE(library, nullptr) << VEXASSL_LIBRARY; }
+    void SetUp() override { ASSERT_NE(library, nullptr) << testedLibrary(); }
 
     HMODULE library;
 };
@@ -161,6 +163,8 @@ TEST_F(Identity, recordHasTheFileAndProductVersion) {
     EXPECT_EQ(fixed->dwFileOS, 4U);
     EXPECT_EQ(fixed->dwFileType, 1U);
     EXPECT_EQ(fixed->dwFileSubtype, 0U);
+    EXPECT_EQ(fixed->dwFileDateMS, 0U);
+    EXPECT_EQ(fixed->dwFileDateLS, 0U);
 }
 
 TEST_F(Identity, fileWithoutAVersionRecordGivesNone) {

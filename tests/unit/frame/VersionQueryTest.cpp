@@ -66,7 +66,7 @@ protected:
             return FALSE;
         }
         *value = text->data();
-        *length = static_cast<UINT>(text->size() + 1);
+        *length = lengthOfText.value_or(static_cast<UINT>(text->size() + 1));
         return TRUE;
     }
 
@@ -94,6 +94,7 @@ protected:
     ScriptedPlatform platform;
     std::optional<VS_FIXEDFILEINFO> fixed;
     std::optional<std::string> text;
+    std::optional<UINT> lengthOfText; // that of the text with its zero unless given
     std::vector<std::string> paths;
     void* block = nullptr;
 };
@@ -265,6 +266,12 @@ TEST_F(VersionQuery, bytesAfterAShortTextAreNotRead) {
     EXPECT_EQ(queryText("5"), (Numbers{5, 0, 0, 0}));
     EXPECT_EQ(queryText("5."), (Numbers{5, 0, 0, 0}));
     EXPECT_EQ(queryText(""), (Numbers{0, 0, 0, 0}));
+}
+
+TEST_F(VersionQuery, textEndsAtItsLength) {
+    lengthOfText = 3;
+    EXPECT_EQ(queryText("7.89"), (Numbers{7, 8, 0, 0}));
+    EXPECT_EQ(queryText("7.8.9"), (Numbers{7, 8, 0, 0}));
 }
 
 TEST_F(VersionQuery, theEndOfATextInsideItIsASeparator) {
