@@ -151,7 +151,8 @@ void CertificateShelf::scriptChains() {
                                                        CERT_CHAIN_POLICY_STATUS* status) {
         const PCCERT_CONTEXT judged = chain->rgpChain[0]->rgpElement[0]->pCertContext;
         status->dwError = untrusted.count(judged) != 0 ? CERT_E_UNTRUSTEDROOT : 0;
-        if (untrustedForClients.count(judged) != 0 && !isForServer(chain)) {
+        const auto& wrong = isForServer(chain) ? untrustedForServers : untrustedForClients;
+        if (wrong.count(judged) != 0) {
             status->dwError = CERT_E_WRONG_USAGE;
         }
         status->lChainIndex = -1;

@@ -36,7 +36,8 @@ public:
     std::vector<PCCERT_CONTEXT> foundByName;
     std::vector<PCCERT_CONTEXT> foundByUsage;
     std::set<PCCERT_CONTEXT> untrusted;
-    std::set<PCCERT_CONTEXT> untrustedForClients; // and for servers trusted
+    std::set<PCCERT_CONTEXT> untrustedForServers; // for clients, they may be trusted
+    std::set<PCCERT_CONTEXT> untrustedForClients;
     std::map<PCCERT_CONTEXT, int> references;
     std::vector<std::wstring> namesSearched;
     std::vector<std::string> usagesSearched;

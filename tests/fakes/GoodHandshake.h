@@ -19,7 +19,7 @@ namespace VexaSsl::test {
 
 class GoodHandshake {
 public:
-    static constexpr SOCKET socket = 4711;
+    static constexpr SOCKET socket = 5'000'000'000; // doesn't fit into 32 bits
 
     GoodHandshake();
     ~GoodHandshake();

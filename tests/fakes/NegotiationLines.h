@@ -22,7 +22,7 @@ inline LogLine peerGone() {
 }
 inline LogLine aborting() {
     return {Severity::Warning, L"An encrypted connection could not be successfully initialised on "
-                               L"socket [4711]. Aborting"};
+                               L"socket [5000000000]. Aborting"};
 }
 inline LogLine notConfidential() {
     return {Severity::Error, L"A security context was established successfully, however it does "

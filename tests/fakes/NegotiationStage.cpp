@@ -193,7 +193,7 @@ void NegotiationStage::fillOutput(SecBufferDesc* output, const PackageStep& step
     if (step.omitsTokenBuffer) {
         token.BufferType = SECBUFFER_EMPTY;
     }
-    if (!step.token.empty()) {
+    if (!step.token.empty() || step.emptyMemory) {
         auto memory = std::make_unique<char[]>(step.token.size());
         std::copy(step.token.begin(), step.token.end(), memory.get());
         token.cbBuffer = static_cast<ULONG>(step.token.size());
@@ -201,8 +201,8 @@ void NegotiationStage::fillOutput(SecBufferDesc* output, const PackageStep& step
         char* const key = memory.get();
         tokens[key] = std::move(memory);
     }
-    if (step.alert) {
-        output->pBuffers[1].cbBuffer = static_cast<ULONG>(sizeof alertBytes);
+    if (step.alert || step.emptyMemory) {
+        output->pBuffers[1].cbBuffer = step.alert ? static_cast<ULONG>(sizeof alertBytes) : 0;
         output->pBuffers[1].pvBuffer = alertBytes;
     }
 }

@@ -23,6 +23,7 @@ struct PackageStep {
     std::optional<ULONG> missing = {}; // the second input buffer becomes SECBUFFER_MISSING
     std::optional<ULONG> extra = {};   // the second input buffer becomes SECBUFFER_EXTRA
     bool alert = false;                // the second output buffer holds something
+    bool emptyMemory = false;          // both output buffers have memory and the size 0
     bool omitsTokenBuffer = false;     // no output buffer of that type comes back
     bool createsContext = true;        // when it is given the address for a new one
     ULONG attributes = ISC_RET_CONFIDENTIALITY;

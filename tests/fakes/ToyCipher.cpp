@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <new>
 #include <stdexcept>
 
@@ -152,11 +153,18 @@ SECURITY_STATUS ToyCipher::encrypt(CtxtHandle* context, ULONG quality, SecBuffer
     return SEC_E_OK;
 }
 
+void ToyCipher::arrange(SecBuffer* buffers) const {
+    if (reversesBuffers) {
+        std::reverse(buffers, buffers + 4);
+    }
+}
+
 SECURITY_STATUS ToyCipher::reportMissing(SecBuffer* buffers, ULONG missing) const {
     if (reportsMissing) {
         buffers[1].BufferType = SECBUFFER_MISSING;
         buffers[1].cbBuffer = missing;
     }
+    arrange(buffers);
     return SEC_E_INCOMPLETE_MESSAGE;
 }
 
@@ -190,6 +198,7 @@ SECURITY_STATUS ToyCipher::decrypt(CtxtHandle* context, SecBufferDesc* message, 
         // The pointer is left out: only the size may be used.
         buffers[3] = {size - whole, SECBUFFER_EXTRA, nullptr};
     }
+    arrange(buffers);
     return answer;
 }
 

@@ -43,7 +43,8 @@ public:
     DWORD usedTrailer = 8; // of a record
     SECURITY_STATUS encryptStatus = SEC_E_OK;
     SECURITY_STATUS sizesStatus = SEC_E_OK;
-    bool reportsMissing = true; // for a partial record
+    bool reportsMissing = true;   // for a partial record
+    bool reversesBuffers = false; // of a decryption: only their types tell what they hold
     int encryptCalls = 0;
     int decryptCalls = 0;
 
@@ -53,6 +54,7 @@ private:
                             ULONG sequence);
     SECURITY_STATUS decrypt(CtxtHandle* context, SecBufferDesc* message, ULONG sequence,
                             ULONG* quality);
+    void arrange(SecBuffer* buffers) const;
     SECURITY_STATUS reportMissing(SecBuffer* buffers, ULONG missing) const;
 };
 

@@ -17,14 +17,26 @@ using testing::ElementsAreArray;
 using Calls = std::vector<std::string>;
 
 const LogLine another{Severity::Debug, L"Got a new certificate"};
+const std::wstring servers = L"server authentication";
+const std::wstring clients = L"client authentication";
 const LogLine trustedForServers{Severity::Debug,
-                                L"The certificate chain is trusted for server authentication"};
+                                L"The certificate chain is trusted for " + servers};
 const LogLine trustedForClients{Severity::Debug,
-                                L"The certificate chain is trusted for client authentication"};
+                                L"The certificate chain is trusted for " + clients};
 const LogLine noMore{Severity::Debug, L"No more certificates to enumerate"};
 
 LogLine namesLine(const std::wstring& names) {
     return {Severity::Info, L"All names on this certificate: " + names};
+}
+
+std::vector<LogLine> linesOfWrongUsage(const std::wstring& purpose) {
+    return {{Severity::Warning, L"CertVerifyCertificateChainPolicy returned status: 2148204816 "
+                                L"(text of 2148204816)"},
+            {Severity::Info, L"The certificate chain is not trusted for " + purpose},
+            {Severity::Info, L"The following information is not complete, but provided as a "
+                             L"starting point. Please inspect the certificate chain through "
+                             L"the Microsoft Management Console"},
+            {Severity::Info, L"This error applies to the entire certificate chain"}};
 }
 
 struct CertificateUtilitiesTest : testing::Test {
@@ -92,24 +104,31 @@ TEST_F(CertificateEnumerationTest, certificatesAreNeitherReleasedNorKept) {
     EXPECT_THAT(platform.calls, testing::Not(testing::Contains("CertFreeCertificateContext")));
 }
 
-TEST_F(CertificateEnumerationTest, trustedForOnePurposeOnlyShowsTheReasonsForTheOther) {
-    const PCCERT_CONTEXT serverOnly = shelf.make({L"one.test"}, L"one");
-    shelf.stored = {serverOnly};
-    shelf.untrustedForClients = {serverOnly};
-    store.enumerateCertificates();
-    EXPECT_THAT(
-        log.lines,
-        ElementsAre(another, namesLine(L"[one.test] "), trustedForServers,
-                    LogLine{Severity::Warning, L"CertVerifyCertificateChainPolicy returned status: "
-                                               L"2148204816 (text of 2148204816)"},
-                    LogLine{Severity::Info,
-                            L"The certificate chain is not trusted for client authentication"},
-                    LogLine{Severity::Info,
-                            L"The following information is not complete, but provided as a "
-                            L"starting point. Please inspect the certificate chain through "
-                            L"the Microsoft Management Console"},
-                    LogLine{Severity::Info, L"This error applies to the entire certificate chain"},
-                    noMore));
+TEST_F(CertificateEnumerationTest, eachPurposeShowsItsVerdictWhateverTheOther) {
+    const PCCERT_CONTEXT judged = shelf.make({L"one.test"});
+    shelf.stored = {judged};
+    for (const bool forServers : {true, false}) {
+        for (const bool forClients : {true, false}) {
+            shelf.untrustedForServers.clear();
+            shelf.untrustedForClients.clear();
+            std::vector<LogLine> expected{another, namesLine(L"[one.test] ")};
+            const auto expect = [&](bool trusted, const LogLine& line, auto& untrusted,
+                                    const std::wstring& purpose) {
+                const auto lines = trusted ? std::vector{line} : linesOfWrongUsage(purpose);
+                expected.insert(expected.end(), lines.begin(), lines.end());
+                if (!trusted) {
+                    untrusted = {judged};
+                }
+            };
+            expect(forServers, trustedForServers, shelf.untrustedForServers, servers);
+            expect(forClients, trustedForClients, shelf.untrustedForClients, clients);
+            expected.push_back(noMore);
+            log.lines.clear();
+            store.enumerateCertificates();
+            EXPECT_THAT(log.lines, ElementsAreArray(expected));
+            EXPECT_EQ(shelf.held(), 0);
+        }
+    }
 }
 
 TEST_F(CertificateEnumerationTest, certificateWithoutNamesDoesNotEndTheWalk) {

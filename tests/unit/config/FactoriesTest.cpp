@@ -127,6 +127,30 @@ TEST_F(Factories, missingStoreOfAnIniFileIsLoggedByTheStoresFactory) {
                                 {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
 }
 
+// Only then has the ini file's factory something to handle.
+TEST_F(Factories, failureOfTheStoresHandlerIsHandledByTheIniFiles) {
+    const auto store = folder.path("missing.ini");
+    const auto ini = iniFileWith("[VexaSsl]\nConfigurationStore=" + store.string() + "\n");
+    CallbackLog failsOnce;
+    failsOnce.onLine = [](Severity, const std::wstring& text) {
+        if (text == L"Can't open config file") {
+            throw LogFailure();
+        }
+    };
+    expectDefaults(constructSslConfigurationFromIniFile(failsOnce, ini, L"Foo"));
+    EXPECT_EQ(failsOnce.lines, (Lines{opening(store),
+                                      opening(store),
+                                      {Severity::Warning, L"the log failed"},
+                                      {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
+}
+
+TEST_F(Factories, textOfTheFailureIsTheWarning) {
+    CallbackLog failing = failingLog<LogFailure>(Severity::Debug);
+    expectDefaults(constructSslConfigurationFromSslConfigStore(failing, folder.path("x"), L"Foo"));
+    EXPECT_EQ(failing.lines, (Lines{{Severity::Warning, L"the log failed"},
+                                    {Severity::Warning, L"Reverting to NO ENCRYPTION"}}));
+}
+
 TEST_F(Factories, storesOwnPointerIsNotFollowed) {
     const auto other = folder.write("other.ini", fullStore);
     const auto store =

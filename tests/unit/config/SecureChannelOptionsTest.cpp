@@ -207,6 +207,10 @@ TEST_F(SecureChannelOptionsTest, serverAsksTheUserWhenThatIsThePurpose) {
 TEST_F(SecureChannelOptionsTest, clientNeverAsksTheUser) {
     set(L"LibraryInvocationPurpose", L"SelectCertificateFromUI");
     EXPECT_EQ(options().certificateChoice(false), CertificateChoice::NoCertificate);
+    set(L"ClientCertificateToSendName", L"Any");
+    EXPECT_EQ(options().certificateChoice(false), CertificateChoice::AnySuitable);
+    set(L"ClientCertificateToSendName", L"client.example");
+    EXPECT_EQ(options().certificateChoice(false), CertificateChoice::ByName);
 }
 
 TEST_F(SecureChannelOptionsTest, clientWithAnySearchesForASuitableCertificate) {

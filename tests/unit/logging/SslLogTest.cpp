@@ -129,6 +129,7 @@ TEST_F(SslLogTest, everySeverityHasItsTag) {
     }
     EXPECT_EQ(folder.readText("server.log"),
               "[Debug] x\n[Info] x\n[Warning] x\n[Error] x\n[Fatal] x\n");
+    EXPECT_EQ(console.text(), L"[Debug] x\n[Info] x\n[Warning] x\n[Error] x\n[Fatal] x\n");
 }
 
 TEST_F(SslLogTest, fatalPassesEveryThresholdFromOneToFive) {

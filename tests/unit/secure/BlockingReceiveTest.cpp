@@ -28,9 +28,12 @@ TEST_F(BlockingReceive, lengthOfZeroMakesNoNetworkCall) {
 
 TEST_F(BlockingReceive, peekWithWaitAllIsRefusedWhateverIsHeld) {
     stage.holdPlain("data");
-    stage.receive(4, msgPeek | msgWaitAll);
-    EXPECT_EQ(stage.result, SOCKET_ERROR);
-    EXPECT_EQ(stage.platform.lastError, WSAEOPNOTSUPP);
+    for (const int length : {0, 4}) {
+        stage.platform.lastError = 0;
+        stage.receive(length, msgPeek | msgWaitAll);
+        EXPECT_EQ(stage.result, SOCKET_ERROR);
+        EXPECT_EQ(stage.platform.lastError, WSAEOPNOTSUPP);
+    }
     EXPECT_EQ(stage.heldPlain(), "data");
     EXPECT_TRUE(stage.lower->calls.empty());
 }
@@ -63,13 +66,14 @@ TEST_F(BlockingReceive, pollForMoreUsesTheStrategysSocketWithoutWaiting) {
                                 const timeval* time) {
         EXPECT_EQ(nfds, 0);
         EXPECT_EQ(readable->fd_count, 1U);
-        EXPECT_EQ(readable->fd_array[0], test::SecureStage<>::connection);
+        EXPECT_EQ(readable->fd_array[0], SOCKET{55});
         EXPECT_EQ(writable, nullptr);
         EXPECT_EQ(exceptional, nullptr);
         EXPECT_EQ(time->tv_sec, 0);
         EXPECT_EQ(time->tv_usec, 0);
         return 0;
     };
+    stage.strategy->socket = 55; // and not the record's or the caller's
     stage.holdPlain("da");
     char buffer[4];
     EXPECT_EQ(stage.strategy->recv(99, buffer, 4, 0), 2);
@@ -92,6 +96,13 @@ TEST_F(BlockingReceive, readThatIsShortFetchesBytesThatAreReady) {
     stage.holdPlain("held");
     stage.arriveSealed("fresh");
     EXPECT_EQ(stage.receive(hundred), "heldfresh");
+}
+
+TEST_F(BlockingReceive, readThatIsServedInFullNeitherLooksForMoreNorReadsIt) {
+    stage.arriveSealed("fresh");
+    stage.arriveSealed("more");
+    EXPECT_EQ(stage.receive(5), "fresh");
+    EXPECT_EQ(stage.lower->calls, (std::vector<std::string>{"select", "recv"}));
 }
 
 TEST_F(BlockingReceive, readThatIsShortReturnsWhatItHasWhenNothingIsReady) {
@@ -134,14 +145,15 @@ TEST_F(BlockingReceive, closingInTheMiddleOfTheFirstRecordGivesZero) {
     EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
 }
 
-TEST_F(BlockingReceive, ciphertextByteByByteLogsARisingCount) {
+TEST_F(BlockingReceive, ciphertextByteByByteLogsARisingCountWithoutWhatWasHeld) {
     const std::string wire = stage.cipher.seal("hi");
-    for (const char byte : wire) {
+    stage.hold(wire.substr(0, 3));
+    for (const char byte : wire.substr(3)) {
         stage.arrive(std::string(1, byte));
     }
     EXPECT_EQ(stage.receive(2), "hi");
     std::vector<LogLine> expected;
-    for (std::size_t i = 1; i < wire.size(); ++i) {
+    for (std::size_t i = 1; i < wire.size() - 3; ++i) {
         expected.push_back(
             {Severity::Debug, L"Haven't received enough data to decrypt. So far, have received [" +
                                   std::to_wstring(i) + L"]"});
@@ -171,6 +183,14 @@ TEST_F(BlockingReceive, closureAfterDataIsNotReadWhileTheDataSuffices) {
     EXPECT_EQ(stage.receive(4), "");
     EXPECT_EQ(stage.result, 0);
     EXPECT_EQ(stage.platformCalls("DebugBreak"), 1);
+}
+
+TEST_F(BlockingReceive, closureAfterTheBytesThatWereMissingIsNotRead) {
+    const std::string closure = stage.cipher.seal("", ToyCipher::Kind::Closure);
+    stage.holdPlain("ab");
+    stage.hold(stage.cipher.seal("cd") + closure);
+    EXPECT_EQ(stage.receive(4), "abcd");
+    EXPECT_EQ(stage.heldCipher(), closure);
 }
 
 TEST_F(BlockingReceive, closureReadAfterDataHidesTheDataForOneCall) {

@@ -97,13 +97,16 @@ TEST_F(BlockingSend, failedWriteGivesNoPartialSuccessAndKeepsTheErrorCode) {
 }
 
 TEST_F(BlockingSend, failedEncryptionIsAnErrorWithoutACode) {
-    stage.cipher.encryptStatus = SEC_E_ENCRYPT_FAILURE;
-    EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
-    EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
-    EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
-    EXPECT_TRUE(stage.lower->calls.empty());
-    ASSERT_EQ(stage.log.lines.size(), 1U);
-    EXPECT_EQ(stage.log.lines[0].severity, Severity::Error);
+    for (const SECURITY_STATUS failing : {SEC_E_ENCRYPT_FAILURE, SEC_I_CONTEXT_EXPIRED}) {
+        stage.forget();
+        stage.cipher.encryptStatus = failing;
+        EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
+        EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
+        EXPECT_EQ(stage.platformCalls("DebugBreak"), 0);
+        EXPECT_TRUE(stage.lower->calls.empty());
+        ASSERT_EQ(stage.log.lines.size(), 1U);
+        EXPECT_EQ(stage.log.lines[0].severity, Severity::Error);
+    }
 }
 
 TEST_F(BlockingSend, negativeLengthIsAnErrorThatTouchesNothing) {

@@ -28,7 +28,7 @@ const LogLine incomplete = step(L"-2146893032", L"2148074264");
 const LogLine noToken = debugLine(L"InitializeSecurityContext: No token to send");
 const LogLine sendingToken = debugLine(L"InitializeSecurityContext: Sending token to server");
 const LogLine encrypted{Severity::Info, L"An encrypted connection has been successfully "
-                                        L"initialised on socket [4711] (client side)"};
+                                        L"initialised on socket [5000000000] (client side)"};
 
 LogLine completed(int iterations) {
     return debugLine(L"InitializeSecurityContext completed successfully in [" +
@@ -115,11 +115,12 @@ TEST_F(ClientHandshakeTest, oneNonZeroWordIsAContextToDelete) {
 
 TEST_F(ClientHandshakeTest, flightInPiecesRequestsExactlyWhatIsMissing) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED},
-                   {.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 5},
+                   {.status = SEC_E_INCOMPLETE_MESSAGE, .token = "never sent", .missing = 5},
                    {.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 3},
                    {.status = SEC_E_OK}};
     stage.arriving = {"abc", "de", "fgh"};
     stage.run();
+    EXPECT_EQ(stage.tokensHeld(), 0U);
     EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 5, 3));
     ASSERT_THAT(stage.packageCalls, SizeIs(4));
     EXPECT_EQ(stage.packageCalls[1].received, "abc");
@@ -153,6 +154,14 @@ TEST_F(ClientHandshakeTest, incompleteMessageWithoutACountRequestsNothingAndEnds
     EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
     EXPECT_EQ(stage.lines().back(), peerGone());
     EXPECT_EQ(stage.good.contextsDeleted, 1);
+}
+
+TEST_F(ClientHandshakeTest, missingCountOfZeroRequestsNothingAndEnds) {
+    stage.steps = {{.status = SEC_I_CONTINUE_NEEDED},
+                   {.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 0}};
+    stage.arriving = {"abc", "never read"};
+    EXPECT_EQ(stage.failure(), "Connection closed");
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
 }
 
 TEST_F(ClientHandshakeTest, incompleteMessageAtTheFirstCallHasNoInputToSearch) {
@@ -208,6 +217,13 @@ TEST_F(ClientHandshakeTest, alertInMidNegotiationOnlyStopsADebugger) {
     stage.arriving = {"more"};
     stage.run();
     EXPECT_EQ(stage.events, (Events{"call", "break", "send", "free", "recv", "call"}));
+}
+
+TEST_F(ClientHandshakeTest, tokenAndAlertAreEmptyByTheirSizeNotTheirPointer) {
+    stage.steps = {{.status = SEC_E_OK, .emptyMemory = true}};
+    stage.run();
+    EXPECT_THAT(stage.lines(), ElementsAre(established, noToken, encrypted, completed(1)));
+    EXPECT_EQ(stage.events, (Events{"call", "free"}));
 }
 
 TEST_F(ClientHandshakeTest, bytesAfterTheLastHandshakeRecordAreDropped) {

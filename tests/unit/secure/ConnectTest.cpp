@@ -131,7 +131,7 @@ TEST_F(SecureConnect, localhostIsAuthenticatedAfterANullNode) {
     EXPECT_EQ(stage.targets, (std::vector<std::wstring>{L"localhost"}));
 }
 
-TEST_F(SecureConnect, argumentsReachTheLowerConnectBeforeTheHandshake) {
+TEST_F(SecureConnect, lowerConnectRunsBeforeTheHandshakeAndGivesTheResult) {
     stage.resolve("peer");
     sockaddr address{};
     stage.lower->onConnect = [&](SOCKET s, const sockaddr* name, int length) {
@@ -139,9 +139,9 @@ TEST_F(SecureConnect, argumentsReachTheLowerConnectBeforeTheHandshake) {
         EXPECT_EQ(name, &address);
         EXPECT_EQ(length, 16);
         EXPECT_TRUE(stage.targets.empty());
-        return 0;
+        return 4711;
     };
-    EXPECT_EQ(stage.strategy->connect(connection, &address, 16), 0);
+    EXPECT_EQ(stage.strategy->connect(connection, &address, 16), 4711);
 }
 
 TEST_F(SecureConnect, failedLowerConnectLeavesEverything) {

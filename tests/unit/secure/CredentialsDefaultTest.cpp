@@ -9,6 +9,7 @@
 namespace VexaSsl::test {
 namespace {
 
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::Ne;
@@ -79,14 +80,19 @@ TEST_F(CredentialsDefaultTest, candidateThatFailsVerificationIsLoggedAndLeftOut)
 
 TEST_F(CredentialsDefaultTest, candidatesThatAllFailVerificationLeaveNoDefault) {
     shelf.foundByUsage = {shelf.make(), shelf.make()};
+    shelf.foundByName = shelf.foundByUsage;
     shelf.untrusted = {shelf.foundByUsage.begin(), shelf.foundByUsage.end()};
     clientSends(L"Any");
-    EXPECT_EQ(failure(client), "no default certificate");
-    EXPECT_EQ(std::count_if(log.lines.begin(), log.lines.end(),
-                            [](const LogLine& line) { return line.severity == Severity::Warning; }),
-              2);
-    EXPECT_EQ(log.lines[log.lines.size() - 2], noneSuitable);
-    EXPECT_EQ(shelf.held(), 0);
+    for (const bool role : {client, server}) {
+        log.lines.clear();
+        EXPECT_EQ(failure(role), "no default certificate");
+        EXPECT_EQ(
+            std::count_if(log.lines.begin(), log.lines.end(),
+                          [](const LogLine& line) { return line.severity == Severity::Warning; }),
+            2);
+        EXPECT_EQ(log.lines[log.lines.size() - 2], noneSuitable);
+        EXPECT_EQ(shelf.held(), 0);
+    }
 }
 
 TEST_F(CredentialsDefaultTest, serverDefaultNamesTheMachineAndIsMeantForServers) {
@@ -128,6 +134,12 @@ TEST_F(CredentialsDefaultTest, serverWithNoCertificateOfServerUsageHasNoDefault)
     EXPECT_THAT(log.lines, ElementsAre(opening, noneSuitable, closed));
     EXPECT_THAT(platform.calls, Each(Ne("CertGetCertificateChain"))); // nothing is left to verify
     EXPECT_EQ(shelf.held(), 0);
+}
+
+TEST_F(CredentialsDefaultTest, missByTheMachinesNameIsLoggedWithoutATerminator) {
+    EXPECT_EQ(failure(server), "no default certificate");
+    EXPECT_THAT(log.lines,
+                Contains(LogLine{Severity::Info, L"Name searched for: [host.unit.test]"}));
 }
 
 TEST_F(CredentialsDefaultTest, certificatesAreComparedByTheirInfos) {

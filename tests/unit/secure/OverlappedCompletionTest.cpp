@@ -94,6 +94,15 @@ TEST_F(OverlappedCompletion, surplusPlaintextIsKeptAndDeliveredFirstNextTime) {
     EXPECT_EQ(memory[0].substr(0, 6), "ghijkl");
 }
 
+TEST_F(OverlappedCompletion, closureAfterTheBytesThatWereMissingIsNotRead) {
+    const std::string closure = stage.cipher.seal("", ToyCipher::Kind::Closure);
+    stage.holdPlain("ab");
+    post({4});
+    EXPECT_EQ(fillAndComplete(stage.cipher.seal("cd") + closure), 0);
+    EXPECT_EQ(memory[0], "abcd");
+    EXPECT_EQ(stage.heldCipher(), closure);
+}
+
 TEST_F(OverlappedCompletion, lessThanARecordGivesZeroAndOneWarning) {
     post({100});
     EXPECT_EQ(fillAndComplete(stage.cipher.seal("data").substr(0, 9)), 0);

@@ -1,6 +1,6 @@
 #include "fakes/SecureConnection.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <stdexcept>
 #include <type_traits>
@@ -49,6 +49,7 @@ TEST_F(RecordProtection, workBuffersHoldExactlyOneRecord) {
     EXPECT_EQ(record().streamSizes->overheadSize, 12U);
     EXPECT_EQ(record().sendBuffer.size(), 112U);
     EXPECT_EQ(record().receiveBuffer.size(), 112U);
+    EXPECT_THAT(record().sendBuffer, testing::Each('\0'));
 }
 
 TEST_F(RecordProtection, sizesAreQueriedFromTheRecordsContext) {
@@ -57,17 +58,21 @@ TEST_F(RecordProtection, sizesAreQueriedFromTheRecordsContext) {
 }
 
 TEST_F(RecordProtection, failedQueryOfSizesIsLoggedAndThrown) {
-    stage.cipher.sizesStatus = SEC_E_INVALID_HANDLE;
-    try {
-        record().queryStreamSizes();
-        FAIL() << "nothing was thrown";
-    } catch (const std::runtime_error& failure) {
-        EXPECT_STREQ(failure.what(), "::QueryContextAttributes failed");
+    for (const SECURITY_STATUS failing : {SEC_E_INVALID_HANDLE, SEC_I_CONTEXT_EXPIRED}) {
+        stage.cipher.sizesStatus = failing;
+        try {
+            record().queryStreamSizes();
+            FAIL() << "nothing was thrown";
+        } catch (const std::runtime_error& failure) {
+            EXPECT_STREQ(failure.what(), "::QueryContextAttributes failed");
+        }
     }
-    EXPECT_EQ(stage.log.lines,
-              (std::vector<LogLine>{
-                  {Severity::Error,
-                   L"QueryContextAttributes failed with: 2148074241 (text of 2148074241)"}}));
+    EXPECT_EQ(
+        stage.log.lines,
+        (std::vector<LogLine>{
+            {Severity::Error,
+             L"QueryContextAttributes failed with: 2148074241 (text of 2148074241)"},
+            {Severity::Error, L"QueryContextAttributes failed with: 590615 (text of 590615)"}}));
 }
 
 TEST_F(RecordProtection, encryptedRecordStandsInTheSendBuffer) {
@@ -246,6 +251,26 @@ TEST_F(RecordProtection, missingCountIsZeroWhenThePackageGivesNone) {
     EXPECT_EQ(record().decryptRecord(part.data(), 2, missing), SEC_E_INCOMPLETE_MESSAGE);
     EXPECT_EQ(missing, 0U);
     EXPECT_TRUE(record().incompleteRecord);
+}
+
+TEST_F(RecordProtection, missingCountIsZeroForAWholeRecord) {
+    std::string whole = stage.cipher.seal("hello");
+    DWORD missing = 4711;
+    EXPECT_EQ(record().decryptRecord(whole.data(), static_cast<DWORD>(whole.size()), missing),
+              SEC_E_OK);
+    EXPECT_EQ(missing, 0U);
+}
+
+TEST_F(RecordProtection, buffersOfADecryptionAreFoundByTheirTypes) {
+    stage.cipher.reversesBuffers = true;
+    std::string part = stage.cipher.seal("hello").substr(0, 6);
+    stage.hold(stage.cipher.seal("data") + part);
+    EXPECT_EQ(decrypt(1), SEC_E_OK);
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.heldCipher(), part);
+    DWORD missing = 4711;
+    EXPECT_EQ(record().decryptRecord(part.data(), 6, missing), SEC_E_INCOMPLETE_MESSAGE);
+    EXPECT_EQ(missing, 5 + stage.cipher.overhead() - 6);
 }
 
 TEST_F(RecordProtection, appendingNothingLeavesAPartialRecordPartial) {

@@ -179,6 +179,27 @@ TEST(SecureSocketStrategy, badSecurityOptionShowsAtTheFirstConnection) {
     EXPECT_EQ(stage.platform.lastError, WSAECONNABORTED);
 }
 
+// A log may make system calls of its own.
+TEST_F(SecureSocketStrategyFrame, refusalSetsItsErrorCodeAfterItsLine) {
+    stage.log.onLine = [&](Severity, const std::wstring&) { stage.platform.lastError = 4711; };
+    const auto expectItsCode = [&] {
+        EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
+        stage.platform.lastError = 0;
+    };
+    stage.strategy->remoteHostName.clear();
+    WSAOVERLAPPED state{};
+    DWORD count = 0;
+    connect();
+    expectItsCode();
+    stage.strategy->AcceptEx(listener, connection, nullptr, 1, 0, 0, nullptr, nullptr);
+    expectItsCode();
+    stage.strategy->WSASend(connection, nullptr, 0, &count, 0, &state, nullptr);
+    expectItsCode();
+    stage.strategy->WSARecv(connection, nullptr, 0, &count, &count, nullptr, nullptr);
+    expectItsCode();
+    EXPECT_EQ(stage.log.lines.size(), 4U);
+}
+
 TEST_F(SecureSocketStrategyFrame, destructionLeavesTheSocketOpenAndUnshut) {
     connect();
     stage.platform.calls.clear();

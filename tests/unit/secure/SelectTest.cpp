@@ -31,6 +31,7 @@ protected:
                                        const timeval* t) {
             EXPECT_EQ(nfds, 5);
             EXPECT_EQ(t, &hour);
+            given = r;
             seen = r == nullptr ? std::vector<SOCKET>{} : shown(*r);
             EXPECT_EQ(w, writable);
             EXPECT_EQ(e, exceptional);
@@ -46,7 +47,8 @@ protected:
     timeval hour{3600, 0};
     fd_set* writable = nullptr;
     fd_set* exceptional = nullptr;
-    std::vector<SOCKET> seen; // the read set that the lower select saw
+    const fd_set* given = nullptr; // the read set that the lower select saw
+    std::vector<SOCKET> seen;      // and its content
     int lowerResult = 0;
 };
 
@@ -99,6 +101,14 @@ TEST_F(SecureSelect, recordInHandIsDecryptedToFindOut) {
     EXPECT_EQ(stage.lowerCalls("select"), 0);
 }
 
+TEST_F(SecureSelect, closureAfterHeldDataIsNotDecrypted) {
+    const std::string closure = stage.cipher.seal("", ToyCipher::Kind::Closure);
+    stage.hold(stage.cipher.seal("data") + closure);
+    fd_set set = setOf({connection});
+    EXPECT_EQ(select(&set), 1);
+    EXPECT_EQ(stage.heldCipher(), closure);
+}
+
 TEST_F(SecureSelect, heldPlaintextIsNotAddedTo) {
     stage.holdPlain("data");
     stage.hold(stage.cipher.seal("more"));
@@ -132,6 +142,13 @@ TEST_F(SecureSelect, otherSocketIsCheckedAndReady) {
     EXPECT_EQ(stage.platform.lastError, untouched);
 }
 
+TEST_F(SecureSelect, onlyTheFirstOccurrenceOfTheSocketIsRemoved) {
+    stage.holdPlain("data");
+    fd_set set = setOf({9, connection, 11, connection});
+    select(&set);
+    EXPECT_EQ(seen, (std::vector<SOCKET>{9, 11, connection}));
+}
+
 TEST_F(SecureSelect, writeSetMakesTheLowerSelectSeeAnEmptyReadSet) {
     stage.holdPlain("data");
     fd_set set = setOf({connection});
@@ -139,6 +156,7 @@ TEST_F(SecureSelect, writeSetMakesTheLowerSelectSeeAnEmptyReadSet) {
     writable = &writing;
     lowerResult = 1;
     EXPECT_EQ(select(&set), 2);
+    EXPECT_EQ(given, &set);
     EXPECT_TRUE(seen.empty());
     EXPECT_EQ(stage.lowerCalls("select"), 1);
 }

@@ -26,7 +26,7 @@ const LogLine established = step(L"0", L"0");
 const LogLine incomplete = step(L"-2146893032", L"2148074264");
 const LogLine sendingToken = debugLine(L"AcceptSecurityContext: Sending token to client");
 const LogLine encrypted{Severity::Info, L"An encrypted connection has been successfully "
-                                        L"initialised on socket [4711] (server side)"};
+                                        L"initialised on socket [5000000000] (server side)"};
 
 LogLine completed(int iterations) {
     return debugLine(L"AcceptSecurityContext completed successfully in [" +
@@ -93,6 +93,14 @@ TEST_F(ServerHandshakeTest, emptyLastTokenIsIgnoredSilently) {
     EXPECT_THAT(stage.sent, IsEmpty());
 }
 
+TEST_F(ServerHandshakeTest, tokenAndAlertAreEmptyByTheirSizeNotTheirPointer) {
+    stage.steps = {{.status = SEC_E_OK, .emptyMemory = true}};
+    stage.arriving = {"hello"};
+    stage.run();
+    EXPECT_THAT(stage.lines(), ElementsAre(received(5), established, encrypted, completed(1)));
+    EXPECT_EQ(stage.events, (Events{"recv", "call", "free"}));
+}
+
 TEST_F(ServerHandshakeTest, missingTokenBufferIsIgnoredSilently) {
     stage.steps = {{.status = SEC_E_OK, .omitsTokenBuffer = true}};
     stage.arriving = {"hello"};
@@ -101,10 +109,14 @@ TEST_F(ServerHandshakeTest, missingTokenBufferIsIgnoredSilently) {
 }
 
 TEST_F(ServerHandshakeTest, splitFirstMessageIsRepeatedWithAZeroContextByAddress) {
-    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 3, .createsContext = false},
+    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE,
+                    .token = "never sent",
+                    .missing = 3,
+                    .createsContext = false},
                    {.status = SEC_E_OK}};
     stage.arriving = {"he", "llo"};
     stage.run();
+    EXPECT_EQ(stage.tokensHeld(), 0U);
     EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 3));
     EXPECT_THAT(stage.packageCalls, ElementsAre(PackageCall{false, false, true, true, "he"},
                                                 PackageCall{true, true, true, true, "hello"}));
@@ -136,6 +148,13 @@ TEST_F(ServerHandshakeTest, incompleteMessageWithoutACountRequestsNothingAndEnds
     EXPECT_EQ(stage.good.contextsDeleted, 0);
 }
 
+TEST_F(ServerHandshakeTest, missingCountOfZeroRequestsNothingAndEnds) {
+    stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 0}};
+    stage.arriving = {"he", "never read"};
+    EXPECT_EQ(stage.failure(), "Connection closed");
+    EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
+}
+
 TEST_F(ServerHandshakeTest, missingCountBeyondTheCapacityIsRequestedExactly) {
     stage.steps = {{.status = SEC_E_INCOMPLETE_MESSAGE, .missing = 12000}, {.status = SEC_E_OK}};
     stage.arriving = {"he", std::string(12000, 'x')};
@@ -145,12 +164,13 @@ TEST_F(ServerHandshakeTest, missingCountBeyondTheCapacityIsRequestedExactly) {
 }
 
 TEST_F(ServerHandshakeTest, incompleteCredentialsAreIgnoredAndTheNextReceiveRequestsNothing) {
-    stage.steps = {{.status = SEC_I_INCOMPLETE_CREDENTIALS, .token = {}, .alert = true}};
+    stage.steps = {{.status = SEC_I_INCOMPLETE_CREDENTIALS, .token = "never sent", .alert = true}};
     stage.arriving = {"hello", "never read"};
     EXPECT_EQ(stage.failure(), "Connection closed");
     EXPECT_THAT(stage.receiveLengths, ElementsAre(10000, 0));
     EXPECT_THAT(stage.lines(), ElementsAre(received(5), step(L"590624", L"590624"), peerGone()));
-    EXPECT_EQ(stage.events, (Events{"recv", "call", "recv", "delete"})); // the alert isn't read
+    EXPECT_EQ(stage.events,
+              (Events{"recv", "call", "recv", "free", "delete"})); // the alert isn't read
 }
 
 TEST_F(ServerHandshakeTest, bytesAfterTheLastHandshakeRecordAreDropped) {

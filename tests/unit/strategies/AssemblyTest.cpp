@@ -100,6 +100,18 @@ TEST_F(Assembly, opportunisticStackWithLogLayersIsLoggedTwiceAndCantBeSwitched) 
                                    L"Encryption Layer using socket [7] to send [2] byte message"}));
 }
 
+TEST_F(Assembly, completedReceiveInTheClearIsLoggedByBothLayers) {
+    configure(L"Opportunistically", L"True", L"Debug");
+    const auto stack = build();
+    DWORD count = 17;
+    EXPECT_EQ(stack->completeWSARecv(0, &count, nullptr), 0);
+    EXPECT_EQ(texts(), (std::vector<std::wstring>{
+                           L"Application Layer used socket [18446744073709551615] to WSARecv [17] "
+                           L"byte message",
+                           L"Encryption Layer used socket [18446744073709551615] to WSARecv [17] "
+                           L"byte message"}));
+}
+
 TEST_F(Assembly, badSeverityGivesNoStackAndLeavesTheThreshold) {
     configure(L"True", L"True", L"Error");
     EXPECT_THROW(instantiateSocketStrategy(log, config), std::out_of_range);

@@ -143,6 +143,13 @@ TEST_F(LogLayer, wsaRecvIsSilentAndItsSocketIsLoggedAtTheCompletion) {
     expectOneLine(L"Layer used socket [7] to WSARecv [33] byte message");
 }
 
+TEST_F(LogLayer, completionDuringTheReceiveHasItsSocket) {
+    lower->onCompleteWSARecv = [](auto...) { return 0; };
+    lower->onWSARecv = [&](auto...) { return layer->completeWSARecv(0, &bytes, nullptr); };
+    layer->WSARecv(socketNumber, nullptr, 0, &bytes, &flags, &state, neverRun);
+    expectOneLine(L"Layer used socket [7] to WSARecv [0] byte message");
+}
+
 TEST_F(LogLayer, completionBeforeAnyReceiveLogsNoSocket) {
     lower->onCompleteWSARecv = [](auto...) { return 0; };
     bytes = 4294967295U;
@@ -285,9 +292,7 @@ TEST_F(LogLayer, thresholdInfoDropsTheLines) {
 
 TEST_F(LogLayer, lastErrorIsThatOfTheForwardedCall) {
     test::ScriptedPlatform platform;
-    bool forwarded = false;
     const auto fail = [&](auto...) {
-        forwarded = true;
         platform.lastError = WSAECONNRESET;
         return SOCKET_ERROR;
     };
@@ -296,13 +301,16 @@ TEST_F(LogLayer, lastErrorIsThatOfTheForwardedCall) {
     lower->onWSASend = fail;
     lower->onWSARecv = fail;
     lower->onCompleteWSARecv = fail;
-    layer->send(socketNumber, data, 8, 0);
-    layer->recv(socketNumber, data, 8, 0);
-    layer->WSASend(socketNumber, nullptr, 0, &bytes, 0, nullptr, nullptr);
-    layer->WSARecv(socketNumber, nullptr, 0, &bytes, &flags, &state, nullptr);
-    layer->completeWSARecv(0, &bytes, nullptr);
-    EXPECT_TRUE(forwarded);
-    EXPECT_EQ(platform.lastError, WSAECONNRESET);
+    const auto expectItsError = [&](int result) {
+        EXPECT_EQ(result, SOCKET_ERROR);
+        EXPECT_EQ(platform.lastError, WSAECONNRESET);
+        platform.lastError = 0;
+    };
+    expectItsError(layer->send(socketNumber, data, 8, 0));
+    expectItsError(layer->recv(socketNumber, data, 8, 0));
+    expectItsError(layer->WSASend(socketNumber, nullptr, 0, &bytes, 0, nullptr, nullptr));
+    expectItsError(layer->WSARecv(socketNumber, nullptr, 0, &bytes, &flags, &state, nullptr));
+    expectItsError(layer->completeWSARecv(0, &bytes, nullptr));
     EXPECT_TRUE(platform.calls.empty()) << "the layer itself calls nothing";
 }
 
