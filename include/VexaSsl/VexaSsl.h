@@ -12,6 +12,7 @@
 //   VexaPlatform/HostSockets.h   on Linux: creating and closing sockets, waiting, last errors
 //   VexaPlatform/Certificates.h  on Linux: the certificate folder
 //   VexaPlatform/SecurityFailure.h    on Linux: why OpenSSL failed
+//   VexaPlatform/Breakpoints.h   on Linux: the library's breakpoints
 //   VexaSsl/IOtlsProvider.h      TLS switched on mid-stream
 //   VexaSsl/TextConversion.h     wide and narrow text
 //   VexaSsl/ModuleVersion.h, VexaSsl/VModuleVersion.h    the version of the loaded library

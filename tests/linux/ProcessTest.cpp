@@ -1,4 +1,5 @@
 // User names, breakpoints and code points where the Linux binding is stricter than the contract.
+#include "VexaPlatform/Breakpoints.h"
 #include "platform/contract/WindowsBase.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,7 @@ TEST(GetUserNameW, userWithoutEntryIsNumber) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(DebugBreak, breakWithoutDebuggerDoesNothing) {
+TEST(DebugBreak, breakpointsAreOff) {
     EXPECT_EXIT(
         {
             platform::DebugBreak();
@@ -38,7 +39,28 @@ TEST(DebugBreak, breakWithoutDebuggerDoesNothing) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(DebugBreak, breakStopsUnderDebugger) {
+TEST(DebugBreak, breakpointTurnedOnRaisesSigtrap) {
+    EXPECT_EXIT(
+        {
+            platform::setBreakpoints(true);
+            platform::DebugBreak();
+            _exit(0);
+        },
+        ::testing::KilledBySignal(SIGTRAP), "");
+}
+
+TEST(DebugBreak, breakpointTurnedOffAgainDoesNothing) {
+    EXPECT_EXIT(
+        {
+            platform::setBreakpoints(true);
+            platform::setBreakpoints(false);
+            platform::DebugBreak();
+            _exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(DebugBreak, tracerTurnsNoBreakpointOn) {
     const pid_t child = fork();
     if (child == 0) {
         if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
@@ -49,15 +71,17 @@ TEST(DebugBreak, breakStopsUnderDebugger) {
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    const bool refused = WIFEXITED(status) && WEXITSTATUS(status) == 2;
-    if (!refused) {
-        EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP);
+    if (WIFSTOPPED(status)) {
+        ADD_FAILURE() << "stopped by signal " << WSTOPSIG(status);
         ptrace(PTRACE_KILL, child, nullptr, nullptr);
         waitpid(child, &status, 0);
+        return;
     }
-    if (refused) {
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 2) {
         GTEST_SKIP() << "this machine does not permit tracing";
     }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 // Each byte of an invalid sequence is replaced, not the sequence as a whole.

@@ -68,8 +68,8 @@ BOOL GetFileVersionInfoA(const char* fileName, DWORD ignored, DWORD size, void* 
 // *value points into the block. Returns FALSE when the record has no such entry.
 BOOL VerQueryValueA(const void* block, const char* path, void** value, UINT* length);
 
-// Breaks into a debugger. A binding may do nothing when none is attached: a peer can cause this
-// call.
+// Breaks into a debugger. A binding may do nothing until the host turns breakpoints on: a peer can
+// cause this call.
 void DebugBreak();
 
 } // namespace VexaSsl::platform
