@@ -13,8 +13,8 @@ namespace VexaSsl::openssl {
 // with other than visible ASCII characters are skipped.
 std::vector<std::wstring> dnsNamesOf(const X509* certificate);
 
-// Returns the last common name, else the organisation, the first DNS name or the e-mail address, made
-// printable; empty when the certificate has none of them.
+// Returns the last common name, else the organisation, the first DNS name or the e-mail address,
+// made printable; empty when the certificate has none of them.
 std::wstring displayNameOf(const X509* certificate);
 
 // Returns the issuer's common name, else its organisation, made printable.
