@@ -12,8 +12,8 @@ namespace VexaSsl::platform {
 
 // Opens path on stream in text mode with the conversion of the process's global locale. In the
 // classic locale each byte is one unit up to 0xFF, in both directions, and writing a higher unit
-// fails. A failure sets the stream's failbit. Other processes may read and write the file
-// meanwhile.
+// fails. A file ends at the first 0x1A where the system's text mode ends it there, as on Windows. A
+// failure sets the stream's failbit. Other processes may read and write the file meanwhile.
 void openTextFile(std::wfstream& stream, const std::filesystem::path& path,
                   std::ios_base::openmode mode);
 void openTextFile(std::wifstream& stream, const std::filesystem::path& path);

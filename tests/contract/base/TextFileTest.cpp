@@ -63,6 +63,12 @@ TEST_F(TextFiles, carriageReturnWithoutLineFeedStays) {
     EXPECT_EQ(lines(), (Lines{L"o\rne\r", L"two\r"}));
 }
 
+TEST_F(TextFiles, controlZIsOrdinaryOrTheEndOfTheFile) {
+    putBytes("one\ntw\x1Ao\nthree");
+    EXPECT_EQ(lines(), controlZEndsTextFiles ? (Lines{L"one", L"tw"})
+                                             : (Lines{L"one", L"tw\x1Ao", L"three"}));
+}
+
 TEST_F(TextFiles, emptyFileHasNoLine) {
     putBytes("");
     EXPECT_EQ(lines(), Lines{});

@@ -14,5 +14,7 @@ std::filesystem::path makeTemporaryFolder();
 // Returns the last failed call of the security library on this thread with its reason; empty on a
 // system that reports nothing but statuses.
 std::string reasonOfSecurityFailure();
+// Whether a text file ends at its first byte 0x1A.
+extern const bool controlZEndsTextFiles;
 
 } // namespace VexaSsl::test

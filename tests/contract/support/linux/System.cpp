@@ -9,6 +9,8 @@
 
 namespace VexaSsl::test {
 
+const bool controlZEndsTextFiles = false;
+
 std::filesystem::path pathOfThisProgram() {
     return std::filesystem::read_symlink("/proc/self/exe");
 }

@@ -7,6 +7,8 @@
 
 namespace VexaSsl::test {
 
+const bool controlZEndsTextFiles = true;
+
 std::filesystem::path pathOfThisProgram() {
     wchar_t path[4096] = {};
     DWORD size = 4096;
