@@ -24,7 +24,7 @@ NegotiationBuffer::NegotiationBuffer() : bytes(initialCapacity) {
 void NegotiationBuffer::expectMissing(DWORD count) {
     const std::uint64_t needed = std::uint64_t{have} + count;
     if (needed > maximumCapacity) {
-        throw std::length_error("negotiation buffer too long");
+        throw std::runtime_error("negotiation buffer too long");
     }
     if (needed > bytes.size()) {
         // reserve allocates exactly that much; resize alone may allocate more.
