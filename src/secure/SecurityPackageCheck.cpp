@@ -1,7 +1,8 @@
 #include "secure/SecurityPackageCheck.h"
 
 #include "frame/ErrorText.h"
-#include "secure/ContextBuffer.h"
+#include "frame/OwnedHandle.h"
+#include "platform/contract/SecuritySupport.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -16,6 +17,13 @@ namespace {
 // In exactly this letter case. Compatibility: package-name-case
 constexpr std::wstring_view packageName = L"Schannel";
 
+// The package's array, released even if it is null: a pointer alone would be an empty owner then.
+struct PackageArray {
+    SecPkgInfoW* first = nullptr;
+};
+using OwnedPackageArray =
+    OwnedHandle<PackageArray, [](PackageArray array) { platform::FreeContextBuffer(array.first); }>;
+
 // The installed packages.
 class SecurityPackageList {
 public:
@@ -26,7 +34,7 @@ public:
             logSystemError(log, L"EnumerateSecurityPackages", static_cast<DWORD>(status));
             throw std::runtime_error(std::to_string(status));
         }
-        packages.reset(listed);
+        packages = OwnedPackageArray({listed});
         copies.assign(listed, listed + count);
     }
 
@@ -37,7 +45,7 @@ public:
 
 private:
     ULONG count = 0;
-    ContextBuffer<SecPkgInfoW> packages; // owns the names in copies
+    OwnedPackageArray packages; // owns the names in copies
     std::vector<SecPkgInfoW> copies;
 };
 

@@ -33,11 +33,11 @@ public:
         }
         platform.EnumerateSecurityPackagesW = [this](ULONG* count, SecPkgInfoW** list) {
             *count = static_cast<ULONG>(packages.size());
-            *list = packages.data();
+            *list = packages.empty() ? nullptr : packages.data();
             return SEC_E_OK;
         };
         platform.FreeContextBuffer = [this](void* buffer) {
-            EXPECT_EQ(buffer, packages.data());
+            EXPECT_EQ(buffer, packages.empty() ? nullptr : packages.data());
             ++released;
             return SEC_E_OK;
         };
@@ -104,14 +104,16 @@ TEST(SecurityPackageCheckDeathTest, nameInAnotherLetterCaseDoesNotCount) {
     IN_A_PROCESS_OF_ITS_OWN(refusesOtherLetterCase);
 }
 
+// The array is null then.
 void refusesEmptyList() {
     ScriptedPlatform platform;
     CollectingLog log;
     const Packages packages(platform, {});
     EXPECT_EQ(refusal(log), "schannel package not present");
+    EXPECT_EQ(packages.released, 1);
 }
 
-TEST(SecurityPackageCheckDeathTest, emptyListIsRefused) {
+TEST(SecurityPackageCheckDeathTest, emptyListIsRefusedAndReleased) {
     IN_A_PROCESS_OF_ITS_OWN(refusesEmptyList);
 }
 
