@@ -71,7 +71,7 @@ CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle&
     return owner;
 }
 
-bool isAcceptableClientCertificate(SecureSocketRecord& record,
+bool isAcceptableClientCertificate(const SecureSocketRecord& record,
                                    const CertificateHandle& certificate) {
     const SecureChannelOptions& options = record.options;
     if (options.anyClientAcceptable) {

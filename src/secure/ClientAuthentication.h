@@ -19,7 +19,7 @@ CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle&
 
 // Whether the options accept any client or a name on the certificate. Whole names are compared,
 // without regard to case and without wildcards.
-bool isAcceptableClientCertificate(SecureSocketRecord& record,
+bool isAcceptableClientCertificate(const SecureSocketRecord& record,
                                    const CertificateHandle& certificate);
 
 } // namespace VexaSsl

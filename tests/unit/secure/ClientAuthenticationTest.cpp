@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace VexaSsl::test {
 namespace {
@@ -211,7 +212,7 @@ TEST_F(ClientAuthenticationTest, firstMatchEndsTheComparison) {
     accept(L"alpha");
     const CertificateHandle certificate(
         good.shelf.addReference(good.shelf.make({L"alpha", L"beta"})));
-    EXPECT_TRUE(isAcceptableClientCertificate(*record, certificate));
+    EXPECT_TRUE(isAcceptableClientCertificate(std::as_const(*record), certificate));
     record->options.acceptableClientNames = {L"gamma"};
     EXPECT_FALSE(isAcceptableClientCertificate(*record, certificate));
 }
