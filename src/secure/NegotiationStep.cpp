@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 
 namespace VexaSsl {
@@ -106,9 +105,10 @@ void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
 }
 
 void abandonNegotiation(const SecureSocketRecord& record, const char* text) {
-    record.log.log(Severity::Warning,
-                   L"An encrypted connection could not be successfully initialised on socket [" +
-                       std::to_wstring(record.socket) + L"]. Aborting");
+    record.log.log(
+        Severity::Warning,
+        lineAround(L"An encrypted connection could not be successfully initialised on socket [",
+                   record.socket, L"]. Aborting"));
     throw std::runtime_error(text);
 }
 
