@@ -7,7 +7,7 @@ namespace VexaSsl {
 #define VEXASSL_WIDENED(text) L##text
 #define VEXASSL_WIDE(text) VEXASSL_WIDENED(text)
 
-constinit Module vexaSslModule(VEXASSL_WIDE(VEXASSL_NAME), VEXASSL_WIDE(VEXASSL_VERSION_TEXT));
+constexpr Module vexaSslModule(VEXASSL_WIDE(VEXASSL_NAME), VEXASSL_WIDE(VEXASSL_VERSION_TEXT));
 constinit bool moduleInitialised = false;
 
 // For tools that search files for versions. With external linkage, so that the compiler keeps it.

@@ -12,17 +12,17 @@ namespace VexaSsl {
 class Module {
 public:
     constexpr Module(const wchar_t* name, const wchar_t* version) : name(name), version(version) {}
-    constexpr virtual ~Module() = default;
+    constexpr virtual ~Module() {} // GCC 12 refuses a constant whose destructor is defaulted
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
 
     const wchar_t* name;
     const wchar_t* version;
-    HMODULE moduleHandle = nullptr; // null until the entry point stores it
+    mutable HMODULE moduleHandle = nullptr; // null until the entry point stores it
 };
 
-// Initialised before any code of the library runs.
-extern constinit Module vexaSslModule;
+// A constant: exists before any code of the library runs, and no destructor is registered for it.
+extern const Module vexaSslModule;
 
 // Whether moduleHandle is set.
 extern constinit bool moduleInitialised;

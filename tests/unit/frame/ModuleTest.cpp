@@ -28,6 +28,11 @@ TEST(Module, recordIsATableOfOperationsAndThreeFields) {
     EXPECT_EQ(&fields[3], static_cast<const void*>(&vexaSslModule.moduleHandle));
 }
 
+TEST(Module, recordIsConstant) {
+    EXPECT_TRUE(std::is_const_v<decltype(vexaSslModule)>);
+    EXPECT_TRUE(std::is_const_v<decltype(moduleMarker)>);
+}
+
 TEST(Module, newRecordHasNoHandle) {
     const Module fresh(L"a", L"b");
     EXPECT_EQ(fresh.moduleHandle, nullptr);
