@@ -2,11 +2,13 @@
 
 #include "certificates/KeyPurpose.h"
 #include "certificates/LogTexts.h"
+#include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/WindowsBase.h"
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace VexaSsl {
@@ -69,8 +71,7 @@ void CertificateStore::close() {
 CertificateHandleList CertificateStore::findByName(const std::wstring& name) const {
     CertificateHandleList found = findAll(CERT_FIND_SUBJECT_STR_W, name.c_str());
     if (found.empty()) {
-        reportNothingFound(L"CertFindCertificateInStore (by name)",
-                           L"Name searched for: [" + name + L"]");
+        reportNothingFound(L"CertFindCertificateInStore (by name)", L"Name", name);
     }
     return found;
 }
@@ -80,9 +81,8 @@ CertificateHandleList CertificateStore::findByEnhancedKeyUsage(bool forServer) c
     const CERT_ENHKEY_USAGE usage = purpose.usage();
     CertificateHandleList found = findAll(CERT_FIND_ENHKEY_USAGE, &usage);
     if (found.empty()) {
-        const std::wstring label = forServer ? L"Server Authentication" : L"Client Authentication";
-        reportNothingFound(L"CertFindCertificateInStore (by extended key usage)",
-                           L"EKU searched for: [" + label + L"]");
+        reportNothingFound(L"CertFindCertificateInStore (by extended key usage)", L"EKU",
+                           forServer ? L"Server Authentication" : L"Client Authentication");
     }
     return found;
 }
@@ -103,10 +103,11 @@ CertificateHandleList CertificateStore::findAll(DWORD findType, const void* para
 }
 
 // The platform reports a miss and a failure alike. Compatibility: miss-is-an-error
-void CertificateStore::reportNothingFound(const std::wstring& search,
-                                          const std::wstring& hint) const {
-    logSystemError(log, search, platform::GetLastError());
-    log.log(Severity::Info, hint);
+void CertificateStore::reportNothingFound(const wchar_t* search, std::wstring_view kindOfTerm,
+                                          std::wstring_view term) const {
+    const DWORD error = platform::GetLastError(); // before memory for the texts is allocated
+    logSystemError(log, search, error);
+    log.log(Severity::Info, joined({kindOfTerm, L" searched for: [", term, L"]"}));
 }
 
 void CertificateStore::enumerateCertificates() const {

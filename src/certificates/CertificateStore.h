@@ -9,6 +9,7 @@
 #include "certificates/CertificateInspector.h"
 
 #include <string>
+#include <string_view>
 
 namespace VexaSsl {
 
@@ -49,7 +50,8 @@ public:
 private:
     void close();
     CertificateHandleList findAll(DWORD findType, const void* parameter) const;
-    void reportNothingFound(const std::wstring& search, const std::wstring& hint) const;
+    void reportNothingFound(const wchar_t* search, std::wstring_view kindOfTerm,
+                            std::wstring_view term) const;
     void reportEndOfEnumeration() const;
 };
 

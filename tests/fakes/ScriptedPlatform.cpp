@@ -82,6 +82,7 @@ int WSAGetLastError() {
 
 DWORD GetLastError() {
     ScriptedPlatform::current().calls.emplace_back("GetLastError");
+    ScriptedPlatform::current().onGetLastError();
     return static_cast<DWORD>(ScriptedPlatform::current().lastError);
 }
 

@@ -28,6 +28,7 @@ public:
     // The names of the calls in order, without those of text functions.
     std::vector<std::string> calls;
     int lastError = 0;
+    std::function<void()> onGetLastError = [] {}; // runs before the number is read
 
     // Winsock.h
     std::function<int(SOCKET, const char*, int, int)> send;

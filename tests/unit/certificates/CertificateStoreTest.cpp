@@ -2,6 +2,7 @@
 
 #include "fakes/CertificateShelf.h"
 #include "fakes/CollectingLog.h"
+#include "unit/Allocations.h"
 
 #include <gmock/gmock.h>
 
@@ -213,6 +214,21 @@ TEST_F(CertificateStoreTest, missByNameIsAnErrorAndAnInfoLineAndNoException) {
         ElementsAre(LogLine{Severity::Error, L"CertFindCertificateInStore (by name) failed with: "
                                              L"2148081668 (text of 2148081668)"},
                     LogLine{Severity::Info, L"Name searched for: [alpha]"}));
+}
+
+// Allocating memory may change the error number.
+TEST_F(CertificateStoreTest, errorOfASearchIsReadBeforeMemoryIsAllocated) {
+    const CertificateStore store(log);
+    platform.calls.reserve(100);
+    long atMiss = 0;
+    platform.CertFindCertificateInStore = [&](auto...) {
+        atMiss = allocations();
+        return nullptr;
+    };
+    platform.onGetLastError = [&] { EXPECT_EQ(allocations(), atMiss); };
+    EXPECT_TRUE(store.findByName(std::wstring(100, L'x')).empty());
+    EXPECT_TRUE(store.findByEnhancedKeyUsage(true).empty());
+    EXPECT_NE(atMiss, 0);
 }
 
 TEST_F(CertificateStoreTest, searchByUsageAsksForOneIdentifier) {
