@@ -14,6 +14,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace VexaSsl {
 
@@ -35,7 +36,7 @@ public:
     bool shouldLog(Severity severity) const;
 
 private:
-    void writeLine(Severity severity, const std::wstring& text);
+    void writeLine(Severity severity, std::wstring_view text);
 
     std::unique_ptr<std::wfstream> stream;
     Severity minimumSeverity;

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <ostream>
+#include <string_view>
 #include <system_error>
 
 namespace VexaSsl {
@@ -94,13 +96,16 @@ bool SslLog::shouldLog(Severity severity) const {
 
 // A character that the file's conversion can't express fails the file stream permanently: this line
 // and all later ones are missing in the file, but not on the console.
-void SslLog::writeLine(Severity severity, const std::wstring& text) {
-    const std::wstring line = tagOf(severity) + (L" " + text);
-    *stream << line << std::endl;
+// Allocates no memory, since the destructor writes a line too.
+void SslLog::writeLine(Severity severity, std::wstring_view text) {
+    const auto writeTo = [&](std::wostream& output) {
+        output << tagOf(severity) << L' ' << text << std::endl;
+    };
+    writeTo(*stream);
     // An earlier line or the host may have failed the console stream; that must not silence it
     // permanently.
     std::wcout.clear();
-    std::wcout << line << std::endl;
+    writeTo(std::wcout);
     if (severity >= Severity::Warning) {
         stream->flush();
     }

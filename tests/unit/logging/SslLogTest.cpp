@@ -2,11 +2,13 @@
 
 #include "fakes/ScriptedPlatform.h"
 #include "fakes/TemporaryFolder.h"
+#include "unit/Allocations.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <sstream>
 
 namespace VexaSsl::test {
@@ -37,6 +39,12 @@ protected:
         ++flushes;
         return 0;
     }
+};
+
+// A wide buffer that keeps nothing.
+class UnitSink : public std::wstreambuf {
+protected:
+    int_type overflow(int_type unit) override { return traits_type::not_eof(unit); }
 };
 
 class SslLogTest : public testing::Test {
@@ -202,6 +210,18 @@ TEST_F(SslLogTest, closingIsLoggedWithThresholdDebug) {
     { SslLog().setMinimumSeverity(Severity::Debug); }
     EXPECT_EQ(folder.readText("server.log"), "[Debug] closing log\n");
     EXPECT_EQ(console.text(), L"[Debug] closing log\n");
+}
+
+TEST_F(SslLogTest, closingAllocatesNoMemory) {
+    UnitSink sink;
+    std::wstreambuf* former = std::wcout.rdbuf(&sink);
+    auto log = std::make_unique<SslLog>();
+    log->setMinimumSeverity(Severity::Debug);
+    const long before = allocations();
+    log.reset();
+    EXPECT_EQ(allocations(), before);
+    std::wcout.rdbuf(former);
+    EXPECT_EQ(folder.readText("server.log"), "[Debug] closing log\n");
 }
 
 TEST_F(SslLogTest, closingIsSilentWithThresholdInfo) {
