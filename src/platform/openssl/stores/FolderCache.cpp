@@ -1,5 +1,7 @@
 #include "platform/openssl/stores/FolderCache.h"
 
+#include "platform/openssl/stores/OpenSslStart.h"
+
 #include <dirent.h>
 
 #include <algorithm>
@@ -79,6 +81,7 @@ FolderCache::FolderCache(GroupFiles groupFiles, ParseGroup parseGroup, std::size
       fileSizeLimit(fileSizeLimit) {}
 
 FolderContentPointer FolderCache::contentOf(const std::filesystem::path& folder) {
+    startOpenSsl(); // for the parsers
     const auto copyNewest = [this] {
         const std::lock_guard lock(mutex);
         return newest;

@@ -2,6 +2,7 @@
 #include "platform/contract/CryptoApi.h"
 
 #include "platform/linux/base/BaseErrors.h"
+#include "platform/openssl/stores/OpenSslStart.h"
 #include "platform/openssl/stores/PersonalStore.h"
 #include "platform/openssl/stores/Store.h"
 #include "platform/openssl/stores/SubjectText.h"
@@ -105,6 +106,7 @@ PCCERT_CONTEXT findByUsage(HCERTSTORE store, const CERT_ENHKEY_USAGE* usage,
 
 // Returns the certificate; null unless encoded is exactly one certificate.
 CertificatePointer decodeSingle(const BYTE* encoded, DWORD size) {
+    startOpenSsl();
     const ErrorQueueGuard errors;
     const unsigned char* end = encoded;
     X509Pointer certificate(encoded ? d2i_X509(nullptr, &end, static_cast<long>(size)) : nullptr);

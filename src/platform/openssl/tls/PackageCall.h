@@ -4,6 +4,7 @@
 #include "SecurityShapes.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
+#include "platform/openssl/stores/OpenSslStart.h"
 
 #include <openssl/err.h>
 
@@ -25,9 +26,10 @@ inline void emptyErrorQueue() noexcept {
 // of OpenSSL.
 template <class Operation>
 SECURITY_STATUS packageCall(Operation operation) noexcept {
-    emptyErrorQueue();
-    const ErrorQueueGuard errors;
     try {
+        startOpenSsl();
+        emptyErrorQueue();
+        const ErrorQueueGuard errors;
         return operation();
     } catch (const std::bad_alloc&) {
         return SEC_E_INSUFFICIENT_MEMORY;
