@@ -45,9 +45,6 @@ Owner unpackParameters(const ASN1_ITEM* item, const X509_ALGOR* algorithm) {
 }
 
 std::int64_t iterationsOf(const X509_ALGOR* algorithm) {
-    if (!algorithm) {
-        return maxIterations + 1;
-    }
     const int kind = OBJ_obj2nid(algorithm->algorithm);
     if (kind != NID_pbes2 && kind != NID_pbmac1) { // their parameters have the same form
         const auto pbes1 = unpackParameters<Pbes1Parameters>(ASN1_ITEM_rptr(PBEPARAM), algorithm);
@@ -93,9 +90,7 @@ public:
 private:
     bool addShroudedKey(const PKCS12_SAFEBAG* bag) {
         const X509_ALGOR* algorithm = nullptr;
-        if (const X509_SIG* key = PKCS12_SAFEBAG_get0_pkcs8(bag)) {
-            X509_SIG_get0(key, &algorithm, nullptr);
-        }
+        X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
         return add(iterationsOf(algorithm));
     }
 
@@ -121,7 +116,7 @@ bool addContentInfo(IterationCounter& counter, PKCS7* contentInfo, const char* p
     if (!PKCS7_type_is_encrypted(contentInfo)) {
         return true;
     }
-    if (!contentInfo->d.encrypted || !contentInfo->d.encrypted->enc_data) {
+    if (!contentInfo->d.encrypted) {
         return false;
     }
     // PKCS12_parse tries an empty password in two encodings.
