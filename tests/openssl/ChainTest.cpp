@@ -13,6 +13,19 @@ class ChainPolicy : public CertificateFolderTest {
 protected:
     ChainPolicy() { write("root/root.pem", pem(root)); }
 
+    static Verdict verdictIgnoring(DWORD checks, const HeldChain& chain) {
+        SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
+        extra.fdwChecks = checks;
+        return verdictOn(chain, &extra);
+    }
+    // name may be null.
+    static Verdict verdictFor(DWORD peer, std::wstring* name, const HeldChain& chain) {
+        SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
+        extra.dwAuthType = peer;
+        extra.pwszServerName = name ? name->data() : nullptr;
+        return verdictOn(chain, &extra);
+    }
+
     const Issued root = issue(authorityNamed("root"));
     const Issued between = issue(authorityNamed("between"), &root);
 };
@@ -26,10 +39,98 @@ TEST_F(ChainPolicy, helpersOfTheFileCompleteTheChain) {
 
 TEST_F(ChainPolicy, certificatesOfOtherFilesDoNotCompleteTheChain) {
     install("a.pem", issue(serverNamed("linked"), &between), {&between});
+    install("between.pem", between);
     install("b.pem", issue(serverNamed("alone"), &between));
     const OpenedStore store;
     const HeldContext alone = findSubject(store.get(), L"alone");
     EXPECT_EQ(verdictOn(chainOf(alone.get(), serverUsage)), (Verdict{CERT_E_CHAINING, 0}));
+}
+
+TEST_F(ChainPolicy, eachFaultIsIgnoredByItsFlagOnly) {
+    constexpr DWORD noFlag = 0;
+    constexpr DWORD ignoreName = 0x1000;
+    const Issued stranger = issue(authorityNamed("stranger"));
+    const Issued server = issue(serverNamed("server"), &root);
+    Recipe insideOnly = authorityNamed("inside only");
+    insideOnly.permittedDnsName = "inside.test";
+    const Issued inside = issue(insideOnly, &root);
+    Recipe critical = serverNamed("leaf");
+    critical.criticalExtension = "1.2.3.4.5";
+    Recipe expired = serverNamed("leaf");
+    expired.firstDay = -20;
+    expired.lastDay = -10;
+    struct Fault {
+        Issued leaf;
+        const Issued* sent;
+        const char* usage;
+        std::int64_t error;
+        DWORD flag;
+    };
+    const Fault faults[] = {
+        {issue(serverNamed("leaf")), nullptr, serverUsage, CERT_E_UNTRUSTEDROOT,
+         SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+        {issue(serverNamed("leaf"), &stranger), nullptr, serverUsage, CERT_E_CHAINING,
+         SECURITY_FLAG_IGNORE_UNKNOWN_CA},
+        {withBrokenSignature(issue(serverNamed("leaf"), &root)), nullptr, serverUsage,
+         TRUST_E_CERT_SIGNATURE, noFlag},
+        {issue(serverNamed("leaf"), &server), &server, serverUsage, TRUST_E_BASIC_CONSTRAINTS,
+         noFlag},
+        {issue(serverNamed("leaf"), &inside), &inside, serverUsage, CERT_E_INVALID_NAME, noFlag},
+        {issue(critical, &root), nullptr, serverUsage, CERT_E_CRITICAL, noFlag},
+        {issue(expired, &root), nullptr, serverUsage, CERT_E_EXPIRED,
+         SECURITY_FLAG_IGNORE_CERT_DATE_INVALID},
+        {issue(serverNamed("leaf"), &root), nullptr, clientUsage, CERT_E_WRONG_USAGE,
+         SECURITY_FLAG_IGNORE_WRONG_USAGE},
+    };
+    for (const Fault& fault : faults) {
+        const HeldContext leaf = contextOf(fault.leaf, fault.sent ? std::vector{fault.sent}
+                                                                  : std::vector<const Issued*>{});
+        const HeldChain chain = chainOf(leaf.get(), fault.usage);
+        for (const DWORD flag :
+             {SECURITY_FLAG_IGNORE_UNKNOWN_CA, SECURITY_FLAG_IGNORE_CERT_DATE_INVALID,
+              SECURITY_FLAG_IGNORE_WRONG_USAGE, ignoreName}) {
+            const DWORD error = flag == fault.flag ? 0 : static_cast<DWORD>(fault.error);
+            EXPECT_EQ(verdictIgnoring(flag, chain).error, error) << std::hex << flag;
+        }
+    }
+}
+
+TEST_F(ChainPolicy, nameIsCheckedForServersOnly) {
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf.test"), &root));
+    const HeldChain chain = chainOf(leaf.get(), serverUsage);
+    std::wstring other = L"other.test";
+    EXPECT_EQ(verdictFor(AUTHTYPE_SERVER, &other, chain), (Verdict{CERT_E_CN_NO_MATCH, 0}));
+    EXPECT_EQ(verdictFor(AUTHTYPE_SERVER, nullptr, chain), trusted);
+    constexpr DWORD client = 1;
+    EXPECT_EQ(verdictFor(client, &other, chain), trusted);
+}
+
+TEST_F(ChainPolicy, addressIsNotComparedWithDnsNames) {
+    const HeldContext leaf = contextOf(issue(serverNamed("127.0.0.1"), &root));
+    std::wstring address = L"127.0.0.1";
+    EXPECT_EQ(verdictFor(AUTHTYPE_SERVER, &address, chainOf(leaf.get(), serverUsage)),
+              (Verdict{CERT_E_CN_NO_MATCH, 0}));
+}
+
+TEST_F(ChainPolicy, intermediateForServersIssuesNoClients) {
+    Recipe serversOnly = authorityNamed("between");
+    serversOnly.usages = "serverAuth";
+    Recipe client = named("leaf");
+    client.usages = "clientAuth";
+    const Issued issuer = issue(serversOnly, &root);
+    EXPECT_EQ(verdictOf(issue(client, &issuer), {&issuer}, clientUsage),
+              (Verdict{CERT_E_WRONG_USAGE, 1}));
+}
+
+// A common name counts as a DNS name in addition to the alternative names.
+TEST_F(ChainPolicy, commonNameOutsideTheConstraintsIsRefused) {
+    Recipe insideOnly = authorityNamed("inside only");
+    insideOnly.permittedDnsName = "inside.test";
+    const Issued issuer = issue(insideOnly, &root);
+    Recipe recipe = serverNamed("www.outside.test");
+    recipe.dnsNames = {"www.inside.test"};
+    EXPECT_EQ(verdictOf(issue(recipe, &issuer), {&issuer}).error,
+              static_cast<DWORD>(CERT_E_INVALID_NAME));
 }
 
 TEST_F(ChainPolicy, keyTooWeakForTlsIsRefused) {

@@ -330,5 +330,24 @@ TEST_F(FinishedMessage, finishedInTwoRecordsTakesTwoSequenceNumbers) {
     EXPECT_EQ(server.openAll(forge.seal({.sequence = 2, .explicitNonce = 502}, "data")), "data");
 }
 
+TEST_F(FinishedMessage, helloRequestInTheRecordOfFinishedIsIllegal) {
+    PeerSettings settings;
+    settings.suites = "ECDHE-ECDSA-AES128-GCM-SHA256";
+    Side client = Side::client();
+    RawPeer server = RawPeer::server("server-ecdsa", settings);
+    const Bytes answer = client.receive(server.step(client.step().token)).token;
+    std::vector<Bytes> flight = recordsIn(server.step(answer));
+    const TrafficForge forge(server, TrafficForge::Direction::fromPeer);
+    Bytes finished;
+    ASSERT_TRUE(forge.open(0, flight.back(), finished));
+    const Bytes helloRequest = {0, 0, 0, 0};
+    flight.back() = forge.seal({.sequence = 0, .type = handshakeType}, finished + helloRequest);
+    Step last;
+    for (const Bytes& record : flight) {
+        last = client.receive(record);
+    }
+    EXPECT_EQ(last.status, SEC_E_ILLEGAL_MESSAGE);
+}
+
 } // namespace
 } // namespace VexaSsl::test

@@ -1,10 +1,12 @@
 // The security package where the contract leaves the outcome open: invalid handles, buffers of
 // other shapes, key files, and OpenSSL's error queue.
 #include "CertificateFolder.h"
+#include "contract/stores/StoreFixture.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
 #include "platform/contract/CryptoApi.h"
 #include "platform/contract/SecuritySupport.h"
+#include "platform/openssl/tls/ContextCache.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +14,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <limits>
 #include <set>
 #include <string>
 #include <utility>
@@ -67,6 +70,38 @@ TEST_F(Credentials, unknownUseOrVersionIsRefused) {
     EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
                                                   &request, nullptr, nullptr, &handle, nullptr),
               SEC_E_UNSUPPORTED_FUNCTION);
+}
+
+TEST_F(Credentials, clientNeedsNoAuthenticationData) {
+    wchar_t package[] = L"Schannel";
+    CredHandle handle{};
+    TimeStamp expiry{};
+    EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                  nullptr, nullptr, nullptr, &handle, &expiry),
+              SEC_E_OK);
+    EXPECT_EQ(expiry, std::numeric_limits<TimeStamp>::max());
+    EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
+}
+
+TEST_F(Credentials, leastRecentlyUsedSettingsAreEvicted) {
+    const auto settingsOf = [](const HeldContext& certificate) {
+        openssl::SslContextPointer settings;
+        EXPECT_EQ(findSslContext(openssl::Role::server, certificate.get(), settings), SEC_E_OK);
+        return settings;
+    };
+    const auto useOthers = [&](std::size_t count) {
+        for (; count > 0; --count) {
+            settingsOf(contextOf(issue(named("other"))));
+        }
+    };
+    const HeldContext certificate = contextOf(issue(named("one")));
+    const openssl::SslContextPointer settings = settingsOf(certificate);
+    useOthers(openssl::contextCacheLimit - 1);
+    EXPECT_EQ(settingsOf(certificate), settings);
+    useOthers(openssl::contextCacheLimit - 1);
+    EXPECT_EQ(settingsOf(certificate), settings);
+    useOthers(openssl::contextCacheLimit);
+    EXPECT_NE(settingsOf(certificate), settings);
 }
 
 TEST_F(Credentials, credentialsOfOneUseAreRefusedForTheOther) {
@@ -202,6 +237,22 @@ TEST_F(Protection, missingEntryIsRefused) {
     SecBufferDesc message{SECBUFFER_VERSION, 2, entries};
     EXPECT_EQ(platform::EncryptMessage(client.context(), 0, &message, 0), SEC_E_INVALID_TOKEN);
     EXPECT_EQ(platform::EncryptMessage(client.context(), 0, nullptr, 0), SEC_E_INVALID_TOKEN);
+}
+
+TEST_F(Protection, openedRecordIsTakenApart) {
+    Bytes record = client.protect("data");
+    SecBuffer entries[4] = {};
+    entries[0] = {static_cast<ULONG>(record.size()), SECBUFFER_DATA, record.data()};
+    SecBufferDesc message{SECBUFFER_VERSION, 4, entries};
+    ASSERT_EQ(platform::DecryptMessage(server.context(), &message, 0, nullptr), SEC_E_OK);
+    unsigned char* at = record.data();
+    for (const ULONG size : {13U, 4U, 16U}) {
+        const SecBuffer& entry = entries[at == record.data() ? 0 : size == 4 ? 1 : 2];
+        EXPECT_EQ(entry.pvBuffer, at);
+        EXPECT_EQ(entry.cbBuffer, size);
+        at += size;
+    }
+    EXPECT_EQ(entries[3].BufferType, SECBUFFER_EMPTY);
 }
 
 TEST_F(Protection, openingNullMessageIsRefused) {

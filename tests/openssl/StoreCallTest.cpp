@@ -20,6 +20,7 @@ protected:
 };
 using CertCompareCertificate = StoreEnumeration;
 using SubjectSearch = StoreEnumeration;
+using UsageSearch = StoreEnumeration;
 
 TEST_F(CertOpenStore, otherNameIsNotFound) {
     EXPECT_EQ(platform::CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, 0, L"ROOT"), nullptr);
@@ -70,7 +71,31 @@ TEST_F(StoreEnumeration, nullStoreIsRefused) {
 }
 
 TEST_F(CertCompareCertificate, nullEqualsNothing) {
+    const OpenedStore store;
+    const HeldContext one = firstIn(store.get());
+    CERT_INFO* const info = one.get()->pCertInfo;
     EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, nullptr));
+    EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, info, nullptr));
+    EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, info));
+}
+
+TEST_F(StoreEnumeration, refusedAdditionGivesNoContext) {
+    const OpenedStore store;
+    const HeldContext one = firstIn(store.get());
+    PCCERT_CONTEXT added = one.get();
+    EXPECT_FALSE(platform::CertAddEncodedCertificateToStore(
+        store.get(), X509_ASN_ENCODING, one.get()->pbCertEncoded, one.get()->cbCertEncoded,
+        CERT_STORE_ADD_ALWAYS, &added));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_EQ(added, nullptr);
+}
+
+TEST_F(UsageSearch, searchWithoutUsagesFindsCertificatesWithTheExtension) {
+    install("c.pem", issue(serverNamed("server")));
+    const OpenedStore store;
+    HeldContext found = findUsages(store.get(), {});
+    EXPECT_EQ(displayName(found.get()), L"server");
+    EXPECT_FALSE(findUsages(store.get(), {}, found.release()));
 }
 
 TEST_F(StoreEnumeration, contextOfOtherStoreIsRefusedAndReleased) {

@@ -3,6 +3,8 @@
 
 #include "platform/openssl/stores/CertificateObject.h"
 
+#include <openssl/pem.h>
+
 namespace VexaSsl::test {
 namespace {
 
@@ -40,6 +42,17 @@ TEST_F(TrustStore, brokenFileDoesNotAffectOtherFiles) {
     write("root/a.pem", "-----BEGIN CERTIFICATE-----\nnot base64!\n-----END CERTIFICATE-----\n");
     write("root/b.pem", pem(one));
     EXPECT_TRUE(hasAnchor(one));
+}
+
+TEST_F(TrustStore, systemBundleIsTrusted) {
+    const openssl::BioPointer bundle(BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r"));
+    if (!bundle) {
+        GTEST_SKIP() << "this machine has no bundle of authorities";
+    }
+    Issued first;
+    first.certificate.reset(PEM_read_bio_X509(bundle.get(), nullptr, nullptr, nullptr));
+    ASSERT_TRUE(first.certificate);
+    EXPECT_TRUE(hasAnchor(first));
 }
 
 TEST_F(TrustStore, missingFolderIsAccepted) {

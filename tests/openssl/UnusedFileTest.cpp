@@ -60,7 +60,8 @@ TEST_F(UnusedFiles, damagedFileIsReported) {
 
 TEST_F(UnusedFiles, danglingLinkIsReported) {
     std::filesystem::create_symlink("gone.pem", path("my/one.pem"));
-    EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::Missing}}));
+    std::filesystem::create_symlink("gone.pem", path("root/one.pem"));
+    EXPECT_EQ(found(), (Faults{{"my/one.pem", Fault::Missing}, {"root/one.pem", Fault::Missing}}));
 }
 
 TEST_F(UnusedFiles, folderNamedLikeFileIsReported) {
@@ -74,6 +75,17 @@ TEST_F(UnusedFiles, pkcs12WithWrongPasswordIsReported) {
     EXPECT_EQ(found(), (Faults{{"my/one.p12", Fault::WrongPassword}}));
     write("my/one.p12.password", "right\n");
     EXPECT_EQ(found(), Faults{});
+}
+
+TEST_F(UnusedFiles, pkcs12WithKeyOrCertificateOnlyIsReported) {
+    Issued keyOnly = issue(named("one"));
+    keyOnly.certificate.reset();
+    write("my/key.p12", pkcs12(keyOnly, {}, ""));
+    Issued certificateOnly = issue(named("one"));
+    certificateOnly.key.reset();
+    write("my/certificate.p12", pkcs12(certificateOnly, {}, ""));
+    EXPECT_EQ(found(),
+              (Faults{{"my/key.p12", Fault::NoCertificate}, {"my/certificate.p12", Fault::NoKey}}));
 }
 
 TEST_F(UnusedFiles, unknownFileNameIsReported) {

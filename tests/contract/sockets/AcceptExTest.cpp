@@ -137,6 +137,19 @@ TEST_F(AcceptEx, firstDataMayBeWaitedForWithAnEvent) {
     EXPECT_EQ(accept.count, 4U);
 }
 
+TEST_F(AcceptEx, firstDataMayBeWaitedForWithTheResult) {
+    const Socket listener = listenOnLoopback();
+    const Socket client = connectedTo(listener);
+    Accept accept(8);
+    ASSERT_EQ(accept.post(listener), WSA_IO_PENDING);
+    const std::jthread peer([&] {
+        yieldToOtherThreads();
+        sendText(client, "late");
+    });
+    EXPECT_EQ(accept.finish(listener, true), 0);
+    EXPECT_EQ(accept.count, 4U);
+}
+
 TEST_F(AcceptEx, connectionClosedBeforeFirstDataGivesNoBytes) {
     const Socket listener = listenOnLoopback();
     Accept accept(8);

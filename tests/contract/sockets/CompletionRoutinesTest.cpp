@@ -159,6 +159,12 @@ TEST_F(CompletionRoutines, routineIsRefusedOnSocketBoundToPort) {
     ASSERT_TRUE(port.bind(pair.server, 1));
     Receive receive(8);
     EXPECT_EQ(receive.post(pair.server, note), WSAEINVAL);
+    WSAOVERLAPPED overlapped{};
+    char text[] = "x";
+    WSABUF view{1, text};
+    EXPECT_EQ(platform::WSASend(pair.server.get(), &view, 1, nullptr, 0, &overlapped, note),
+              SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAEINVAL);
 }
 
 TEST_F(CompletionRoutines, setEventEndsTheWaitBeforeRoutinesRun) {

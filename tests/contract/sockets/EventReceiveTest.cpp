@@ -72,8 +72,10 @@ TEST_F(EventReceive, receiveScattersAndKeepsNoReferenceToItsArray) {
     views.reset();
     sendText(pair.client, "abcde");
     DWORD count = 0;
+    flags = msgPeek;
     ASSERT_NE(host::WSAGetOverlappedResult(pair.server.get(), &overlapped, &count, TRUE, &flags),
               FALSE);
+    EXPECT_EQ(flags, 0U);
     EXPECT_EQ(count, 5U);
     EXPECT_EQ(std::string(first, 2), "ab");
     EXPECT_EQ(std::string(second, 3), "cde");
@@ -288,6 +290,15 @@ TEST_F(EventSend, sendCompletesAtOnceAndSetsItsEvent) {
     EXPECT_EQ(sent, 4U);
     EXPECT_EQ(event.wait(0), WSA_WAIT_EVENT_0);
     EXPECT_EQ(receiveText(pair.server, 4), "sent");
+}
+
+TEST_F(EventSend, sendRefusesNonSockets) {
+    WSAOVERLAPPED overlapped{};
+    char text[] = "x";
+    WSABUF view{1, text};
+    EXPECT_EQ(platform::WSASend(INVALID_SOCKET, &view, 1, nullptr, 0, &overlapped, nullptr),
+              SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 
 TEST_F(EventSend, overlappedSendOnNonBlockingSocketSendsAll) {

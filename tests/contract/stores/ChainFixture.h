@@ -42,8 +42,9 @@ inline HeldChain chainOf(PCCERT_CONTEXT certificate, std::string usage, FILETIME
     return HeldChain(chain);
 }
 
-inline Verdict verdictOn(const HeldChain& chain) {
-    CERT_CHAIN_POLICY_PARA parameters{16, 0, nullptr};
+inline Verdict verdictOn(const HeldChain& chain,
+                         SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra = nullptr) {
+    CERT_CHAIN_POLICY_PARA parameters{16, 0, extra};
     CERT_CHAIN_POLICY_STATUS status{24, 77, 77, 77, nullptr};
     EXPECT_TRUE(platform::CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, chain.get(),
                                                            &parameters, &status));

@@ -174,6 +174,7 @@ TEST_F(PackageHandshake, serversLastFlightComesWithSuccess) {
     EXPECT_FALSE(last.token.empty());
     const Step end = client.receive(last.token);
     EXPECT_EQ(end.status, SEC_E_OK);
+    EXPECT_EQ(end.inputType, SECBUFFER_EMPTY);
     EXPECT_TRUE(end.token.empty());
     EXPECT_FALSE(end.tokenAllocated);
 }

@@ -166,6 +166,11 @@ TEST_F(ServerNameIndication, dnsNameIsSentWithoutTrailingDot) {
     EXPECT_EQ(nameSeenBy(L"localhost."), "localhost");
 }
 
+TEST_F(ServerNameIndication, nameTooLongForTheExtensionIsNotSent) {
+    EXPECT_EQ(nameSeenBy(std::wstring(255, L'a')), std::string(255, 'a'));
+    EXPECT_EQ(nameSeenBy(std::wstring(256, L'a')), "(none)");
+}
+
 TEST_F(ServerNameIndication, addressLiteralIsNotSent) {
     EXPECT_EQ(nameSeenBy(L"127.0.0.1"), "(none)");
     EXPECT_EQ(nameSeenBy(L"::1"), "(none)");

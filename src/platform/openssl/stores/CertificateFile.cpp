@@ -140,7 +140,7 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
     if (parsed != 1) {
         return unusedFile(file, Fault::WrongPassword);
     }
-    if (!key || !certificate) {
+    if (!certificate) { // it returns one that matches the key only
         return unusedFile(file, key ? Fault::NoCertificate : Fault::NoKey);
     }
     for (int i = 0; i < sk_X509_num(chain); ++i) {
