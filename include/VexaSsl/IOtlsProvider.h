@@ -19,8 +19,8 @@ public:
     // reason is in the log. After a failure the socket is open and traffic continues in clear text;
     // whether to close it is the host's decision.
     //
-    // Before the call the host must have resolved a name through the strategy, on a server too, and
-    // must not have called select for the socket. No other operation may run and no receive may be
+    // Before the call the host must have resolved a name through the strategy, on a server too.
+    // Until then select refuses the socket. No other operation may run and no receive may be
     // pending. Clear text that the peer sent after the agreement to switch must be discarded, never
     // used: it may be an attacker's.
     virtual int startOtls() = 0;

@@ -22,8 +22,9 @@
 //   - WSAAccept and WSAConnect always fail, without setting an error code.
 //   - WSASend must have neither an overlapped structure nor a completion routine, and WSARecv must
 //     have at least one of them.
-//   - Calling an operation that transfers data before a handshake has succeeded is undefined, as
-//     is completeWSARecv without a pending receive.
+//   - Before a handshake has succeeded the operations that transfer data fail with WSAENOTCONN.
+//     completeWSARecv without a pending receive fails with WSAEINVAL, and so do send and recv with
+//     a negative length. Each writes an Error line and changes nothing.
 //   - A failure in the TLS layer itself is logged. It may leave the error code of an earlier call.
 //
 // Threads: on one object one sender (send, WSASend) and one receiver (recv, select, WSARecv,
@@ -67,7 +68,8 @@ public:
     // readfds and there is no other set, the result is 1 at once and readfds keeps it. Otherwise
     // the lower select may wait for the whole timeout, and then the socket is counted in the result
     // but is not in readfds. A socket that is readable may have part of a record only, so that recv
-    // still blocks.
+    // still blocks. With opportunistic TLS a call with the connection's socket in readfds fails
+    // with WSAENOTCONN until startOtls has succeeded.
     virtual int select(int nfds, fd_set* readfds, fd_set* writefds, fd_set* exceptfds,
                        const timeval* timeout) = 0;
 

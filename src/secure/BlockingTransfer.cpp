@@ -2,6 +2,7 @@
 #include "frame/DecimalText.h"
 #include "platform/contract/WindowsBase.h"
 #include "platform/contract/Winsock.h"
+#include "secure/LogTexts.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"
@@ -43,8 +44,11 @@ int SecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags) noexcept
 // Returns len, or SOCKET_ERROR with part of the data possibly sent. After an error inside a record,
 // such as a non-blocking socket that took part of it, the connection is unusable.
 int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int flags) {
+    if (!record) {
+        return refuseCall(L"send", LogTexts::notSecured, WSAENOTCONN);
+    }
     if (len < 0) {
-        return SOCKET_ERROR; // no memory has such a size
+        return refuseCall(L"send", LogTexts::negativeLength, WSAEINVAL);
     }
     int sent = 0;
     while (sent != len) {
@@ -81,8 +85,11 @@ int SecureSocketStrategy::receivePlain(ReceiveCall call) {
         platform::WSASetLastError(WSAEOPNOTSUPP);
         return SOCKET_ERROR;
     }
+    if (!record) {
+        return refuseCall(L"recv", LogTexts::notSecured, WSAENOTCONN);
+    }
     if (call.len < 0) {
-        return SOCKET_ERROR; // no memory has such a size
+        return refuseCall(L"recv", LogTexts::negativeLength, WSAEINVAL);
     }
     if (!isUsable(serveHeld(call))) {
         platform::DebugBreak(); // Compatibility: debug-break

@@ -26,6 +26,11 @@ inline constexpr const wchar_t* renegotiationRequest = L"Renegotiate request rec
 inline constexpr const wchar_t* tooFewBytes =
     L"::WSARecv completed asynchronously, but there were too few bytes";
 
+// A host's mistake, after the name of the operation.
+inline constexpr const wchar_t* notSecured = L" called before the connection was secured";
+inline constexpr const wchar_t* nothingPending = L" called without a pending receive";
+inline constexpr const wchar_t* negativeLength = L" called with a negative length";
+
 // A server's refusal of a client.
 inline constexpr const wchar_t* noClientCertificate =
     L"Unable to obtain a certificate to authenticate the client by. Terminating connection";

@@ -40,6 +40,9 @@ int SecureSocketStrategy::WSASend(SOCKET s, WSABUF* buffers, DWORD bufferCount, 
             return refuseOverlapped(
                 L"WSASend called in an asynchronous manner. This is not yet implemented. ");
         }
+        if (!record) {
+            return refuseCall(L"WSASend", LogTexts::notSecured, WSAENOTCONN);
+        }
         return sendEach(s, buffers, bufferCount, bytesSent, flags);
     });
 }
@@ -68,6 +71,9 @@ int SecureSocketStrategy::WSARecv(SOCKET s, WSABUF* buffers, DWORD bufferCount,
         if (overlapped == nullptr && completionRoutine == nullptr) {
             return refuseOverlapped(
                 L"WSARecv called in a synchronous manner. This is not yet implemented. ");
+        }
+        if (!record) {
+            return refuseCall(L"WSARecv", LogTexts::notSecured, WSAENOTCONN);
         }
         return postReceive(s, buffers, bufferCount, bytesReceived, flags, overlapped,
                            completionRoutine);
@@ -105,6 +111,12 @@ int SecureSocketStrategy::completeWSARecv(int, DWORD* bytesTransferred, void*) n
 
 int SecureSocketStrategy::completeReceive(DWORD* bytesTransferred) {
     const DWORD transferred = std::exchange(*bytesTransferred, 0);
+    if (!record) {
+        return refuseCall(L"completeWSARecv", LogTexts::notSecured, WSAENOTCONN);
+    }
+    if (pendingReceives.empty()) {
+        return refuseCall(L"completeWSARecv", LogTexts::nothingPending, WSAEINVAL);
+    }
     DWORD delivered = 0;
     const int result = finishPendingReceive(transferred, delivered);
     *bytesTransferred = delivered;

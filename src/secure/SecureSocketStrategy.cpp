@@ -1,5 +1,6 @@
 #include "secure/SecureSocketStrategy.h"
 
+#include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/Winsock.h"
 #include "secure/SecurityPackageCheck.h"
@@ -22,6 +23,12 @@ SecureSocketStrategy::~SecureSocketStrategy() = default;
 void SecureSocketStrategy::secureConnection(bool isServer, std::wstring targetName) {
     record = std::make_unique<SecureSocketRecord>(log, config, socket, *underlyingStrategy,
                                                   isServer, std::move(targetName));
+}
+
+int SecureSocketStrategy::refuseCall(const wchar_t* operation, const wchar_t* mistake, int code) {
+    log.log(Severity::Error, joined({operation, mistake}));
+    platform::WSASetLastError(code);
+    return SOCKET_ERROR;
 }
 
 void SecureSocketStrategy::abortConnection(SOCKET& connection) {

@@ -7,7 +7,7 @@
 // outside of the guard, the process ends, since the operations are noexcept.
 //
 // No operation closes the socket or sends a TLS closure, the destructor included. The data
-// operations need a record and don't check for one.
+// operations need a record and refuse to work without one.
 //
 // Threads: one sender (send, WSASend) and one receiver (recv, select, WSARecv, completeWSARecv) at
 // a time; WSARecv and completeWSARecv not at the same time; everything else alone.
@@ -117,6 +117,10 @@ private:
     void abortConnection(SOCKET& connection);
     // Aborts the connection and sets WSAECONNABORTED.
     void failHandshake();
+
+    // Refuses a call that is the host's mistake: writes an Error line and sets the error code, and
+    // changes nothing else. Returns SOCKET_ERROR.
+    int refuseCall(const wchar_t* operation, const wchar_t* mistake, int code);
 
     int sendProtected(SOCKET s, const char* buf, int len, int flags);
     int writeRecord(SOCKET s, DWORD size, int flags);

@@ -1,5 +1,6 @@
 // SecureSocketStrategy: select, which counts held plaintext as readable.
 #include "platform/contract/Winsock.h"
+#include "secure/LogTexts.h"
 #include "secure/OperationGuard.h"
 #include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketStrategy.h"
@@ -31,9 +32,10 @@ int SecureSocketStrategy::select(int nfds, fd_set* readfds, fd_set* writefds, fd
 }
 
 // Returns what the select below returns, with the connection's socket counted as readable while
-// plaintext is held. Returns SOCKET_ERROR without an error code if the ciphertext held can't be
-// decrypted; unlike recv it doesn't break then. A partial record doesn't count: if the select below
-// reports the socket, a recv may still block for the rest of the record.
+// plaintext is held. Refuses the connection's socket before the connection is secured. Returns
+// SOCKET_ERROR without an error code if the ciphertext held can't be decrypted; unlike recv it
+// doesn't break then. A partial record doesn't count: if the select below reports the socket, a
+// recv may still block for the rest of the record.
 int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* writefds,
                                            fd_set* exceptfds, const timeval* timeout) {
     const auto passThrough = [&] {
@@ -47,6 +49,9 @@ int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* wr
                                        std::to_wstring(socket) +
                                        L"] associated with this security context");
         return passThrough();
+    }
+    if (!record) {
+        return refuseCall(L"select", LogTexts::notSecured, WSAENOTCONN);
     }
     DWORD gained = 0;
     if (record->plainBytes.empty() && !isUsable(record->decryptAvailable(1, gained))) {

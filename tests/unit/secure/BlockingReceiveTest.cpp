@@ -277,8 +277,11 @@ TEST_F(BlockingReceive, secondPassOfAPeekCountsTheFirstBytesTwice) {
     EXPECT_EQ(stage.heldPlain(), "abcdef");
 }
 
-TEST_F(BlockingReceive, negativeLengthIsAnErrorThatTouchesNothing) {
+TEST_F(BlockingReceive, negativeLengthIsRefused) {
     EXPECT_EQ(stage.strategy->recv(7, nullptr, -1, 0), SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"recv called with a negative length"}}));
     EXPECT_TRUE(stage.lower->calls.empty());
 }
 

@@ -109,8 +109,11 @@ TEST_F(BlockingSend, failedEncryptionIsAnErrorWithoutACode) {
     }
 }
 
-TEST_F(BlockingSend, negativeLengthIsAnErrorThatTouchesNothing) {
+TEST_F(BlockingSend, negativeLengthIsRefused) {
     EXPECT_EQ(stage.strategy->send(7, "x", -1, 0), SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{{Severity::Error, L"send called with a negative length"}}));
     EXPECT_TRUE(stage.lower->calls.empty());
 }
 

@@ -27,6 +27,17 @@ TEST_F(OverlappedCompletion, statusAndContextAreIgnored) {
     EXPECT_EQ(count, 4U);
 }
 
+TEST_F(OverlappedCompletion, completionWithoutPendingReceiveIsRefused) {
+    stage.holdPlain("data");
+    EXPECT_EQ(complete(4), SOCKET_ERROR);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(stage.platform.lastError, WSAEINVAL);
+    EXPECT_EQ(onlyLine(),
+              (LogLine{Severity::Error, L"completeWSARecv called without a pending receive"}));
+    EXPECT_EQ(stage.heldPlain(), "data");
+    EXPECT_EQ(stage.strategy->socket, connection);
+}
+
 TEST_F(OverlappedCompletion, buffersFillInOrder) {
     post({3, 0, 2, 100});
     fillAndComplete(stage.cipher.seal("abcdefg"));

@@ -79,9 +79,9 @@ TEST_F(OverlappedSend, failedSendLeavesTheCountUnwritten) {
     EXPECT_EQ(stage.strategy->socket, connection);
 }
 
-class CountingStrategy : public SecureSocketStrategy {
+class CountingStrategy : public test::OpenSecureSocketStrategy {
 public:
-    using SecureSocketStrategy::SecureSocketStrategy;
+    using OpenSecureSocketStrategy::OpenSecureSocketStrategy;
     int send(SOCKET, const char*, int len, int) noexcept override {
         ++sends;
         return len;
@@ -91,6 +91,7 @@ public:
 
 TEST_F(OverlappedSend, sendOfADerivedClassIsCalledOncePerBuffer) {
     CountingStrategy strategy(stage.log, stage.config, std::make_unique<test::ScriptedStrategy>());
+    strategy.record = std::move(stage.strategy->record);
     char bytes[] = "ab";
     WSABUF buffers[] = {{1, bytes}, {0, bytes}, {1, bytes + 1}};
     EXPECT_EQ(strategy.WSASend(connection, buffers, 3, &sent, 0, nullptr, nullptr), 0);

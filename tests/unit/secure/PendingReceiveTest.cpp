@@ -17,7 +17,7 @@ public:
 class PendingReceiveTaken : public testing::Test {
 protected:
     PendingReceiveTaken() {
-        stage.make();
+        stage.makeConnected();
         stage.lower->onWSARecv = [](auto...) { return 0; };
         post();
     }

@@ -170,6 +170,20 @@ TEST_F(OtlsInTheClear, selectWithoutAReadSetPassesThroughInTheClear) {
     EXPECT_TRUE(stage.log.lines.empty());
 }
 
+TEST_F(OtlsInTheClear, selectForTheSocketIsRefusedInTheClear) {
+    stage.strategy->connect(connection, nullptr, 0);
+    stage.forget();
+    fd_set set{};
+    set.fd_count = 1;
+    set.fd_array[0] = connection;
+    EXPECT_EQ(stage.strategy->select(0, &set, nullptr, nullptr, nullptr), SOCKET_ERROR);
+    EXPECT_EQ(stage.platform.lastError, WSAENOTCONN);
+    EXPECT_EQ(stage.log.lines,
+              (std::vector<LogLine>{
+                  {Severity::Error, L"select called before the connection was secured"}}));
+    EXPECT_TRUE(stage.lower->calls.empty());
+}
+
 TEST_F(OtlsInTheClear, selectForOtherSocketsWarnsAndPassesThroughInTheClear) {
     connectPlain();
     stage.lower->onSelect = [](auto...) { return answer; };
