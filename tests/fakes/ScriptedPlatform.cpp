@@ -49,6 +49,7 @@ HLOCAL freeText(HLOCAL memory) {
 
 ScriptedPlatform::ScriptedPlatform()
     : MultiByteToWideChar(widenLatin), FormatMessageW(numberAsText), LocalFree(freeText) {
+    EXPECT_EQ(inForce, nullptr) << "two scripts at a time";
     inForce = this;
 }
 

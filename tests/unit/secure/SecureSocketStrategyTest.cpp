@@ -41,13 +41,12 @@ protected:
 };
 
 TEST_F(SecureSocketStrategyFrame, newStrategyIsUnconnected) {
-    test::SecureStage<> fresh;
-    fresh.make();
-    EXPECT_EQ(fresh.strategy->socket, INVALID_SOCKET);
-    EXPECT_EQ(fresh.strategy->record, nullptr);
-    EXPECT_EQ(fresh.strategy->remoteHostName, L"");
-    EXPECT_EQ(fresh.strategy->remoteServiceName, L"");
-    EXPECT_TRUE(fresh.strategy->pendingReceives.empty());
+    stage.make();
+    EXPECT_EQ(stage.strategy->socket, INVALID_SOCKET);
+    EXPECT_EQ(stage.strategy->record, nullptr);
+    EXPECT_EQ(stage.strategy->remoteHostName, L"");
+    EXPECT_EQ(stage.strategy->remoteServiceName, L"");
+    EXPECT_TRUE(stage.strategy->pendingReceives.empty());
 }
 
 TEST_F(SecureSocketStrategyFrame, configurationIsCopied) {
