@@ -24,8 +24,9 @@ public:
     virtual ~ILog() = default;
 
     // Takes one line, without a line end. Lines below the threshold are passed too; dropping them
-    // is the sink's task. The noexcept operations of strategies call it, and an exception that it
-    // throws there ends the process.
+    // is the sink's task. The operations of strategies call it and are noexcept: an exception that
+    // it throws while an operation reports a failure ends the process, unless it is
+    // std::bad_alloc, for which the line is lost.
     virtual void log(Severity severity, const std::wstring& text) = 0;
 
     // Sets the threshold: from now on lines below it are dropped. instantiateSocketStrategy calls

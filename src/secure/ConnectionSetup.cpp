@@ -64,8 +64,9 @@ BOOL SecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, vo
     // call is refused. Compatibility: refused-acceptex-keeps-socket
     socket = acceptSocket;
     if (receiveDataLength != 0) {
-        log.log(Severity::Error,
-                L"AcceptEx cannot be secured if it is asked to do the initial read");
+        logIfMemoryAllows(log, Severity::Error, [] {
+            return L"AcceptEx cannot be secured if it is asked to do the initial read";
+        });
         platform::WSASetLastError(WSAEINVAL);
         return FALSE;
     }

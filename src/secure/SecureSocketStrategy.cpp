@@ -3,6 +3,7 @@
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/Winsock.h"
+#include "secure/OperationGuard.h"
 #include "secure/SecurityPackageCheck.h"
 
 #include <memory>
@@ -34,8 +35,10 @@ int SecureSocketStrategy::refuseCall(const wchar_t* operation, const wchar_t* mi
 void SecureSocketStrategy::abortConnection(SOCKET& connection) {
     if (platform::shutdown(connection, SD_BOTH) == SOCKET_ERROR) {
         const int code = platform::WSAGetLastError();
-        log.log(Severity::Debug, L"::shutdown failed with " + std::to_wstring(code) + L" (" +
-                                     systemErrorText(static_cast<DWORD>(code)) + L")");
+        logIfMemoryAllows(log, Severity::Debug, [code] {
+            return L"::shutdown failed with " + std::to_wstring(code) + L" (" +
+                   systemErrorText(static_cast<DWORD>(code)) + L")";
+        });
     }
     connection = INVALID_SOCKET;
 }

@@ -3,8 +3,9 @@
 // completeAcceptEx and replaced by the next one.
 //
 // VexaSsl/ISocketStrategy.h documents the operations. An exception inside one becomes an Error line
-// and a failure value. If the log throws while it takes that line, or in AcceptEx, which logs
-// outside of the guard, the process ends, since the operations are noexcept.
+// and a failure value; the line is dropped if there is no memory for it. If the log throws
+// anything but std::bad_alloc while it takes that line, or in AcceptEx, which logs outside of the
+// guard, the process ends, since the operations are noexcept.
 //
 // No operation closes the socket or sends a TLS closure, the destructor included. The data
 // operations need a record and refuse to work without one.

@@ -2,6 +2,7 @@
 #include "faults/FailingAllocation.h"
 #include "faults/Scenario.h"
 
+#include "fakes/Sampler.h"
 #include "fakes/Sweep.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,8 @@ namespace VexaSsl::test {
 namespace {
 
 const std::string row = "Every allocation fails once";
+// One of this number of places at which memory ends is tried usually.
+constexpr std::size_t usualStepOfEnds = 7;
 
 struct Figures {
     std::size_t runs = 0;
@@ -49,6 +52,33 @@ TEST(AllocationFaults, everyFailingAllocationHasItsDocumentedOutcome) {
                           " allocations, " + grouped(figures.inPlatform) +
                           " of them inside calls of the platform, with the documented result, " +
                           "last error and log lines, nothing lost and no end left waiting");
+}
+
+// From one allocation on, all fail. What is lost is not fixed, but each operation returns, releases
+// what it holds and leaves no end waiting.
+TEST(AllocationFaults, endOfMemoryEndsNoOperation) {
+    std::size_t places = 0;
+    std::size_t runs = 0;
+    Sampler sampler(sweepStep(usualStepOfEnds));
+    for (const Scenario& scenario : scenarios()) {
+        if (scenario.hasLogLayers) {
+            continue;
+        }
+        const RunResult base = baseRun(scenario);
+        for (std::size_t position = 0; position < base.allocationCount; ++position) {
+            ++places;
+            if (!sampler.selectsNext()) {
+                continue;
+            }
+            ++runs;
+            const RunResult result =
+                run(scenario, {.failingAllocation = position, .allLaterFail = true});
+            EXPECT_EQ(result.fault, "") << scenario.name << ", from allocation " << position;
+            EXPECT_LE(result.lines.size(), base.lines.size() + 1);
+        }
+    }
+    reportFigure(row, "and all later ones too: " + grouped(runs) + " of " + grouped(places) +
+                          " places, nothing lost and no end left waiting");
 }
 
 } // namespace
