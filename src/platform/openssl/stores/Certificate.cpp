@@ -1,5 +1,6 @@
 #include "platform/openssl/stores/Certificate.h"
 
+#include "platform/openssl/stores/Encoding.h"
 #include "platform/openssl/stores/FileTime.h"
 
 #include <ctime>
@@ -8,19 +9,6 @@
 
 namespace VexaSsl::openssl {
 namespace {
-
-// i2d functions return the size when called without a buffer, and advance the pointer to one.
-template <class T, class Encode>
-std::vector<BYTE> derOf(T* object, Encode encode) {
-    const int size = encode(object, nullptr);
-    if (size <= 0) {
-        throw std::bad_alloc();
-    }
-    std::vector<BYTE> bytes(static_cast<std::size_t>(size));
-    unsigned char* end = bytes.data();
-    encode(object, &end);
-    return bytes;
-}
 
 // A time that can't be decoded becomes 0.
 FILETIME fileTimeOfAsn1(const ASN1_TIME* time) {
@@ -39,10 +27,10 @@ Certificate::Certificate(X509Pointer certificate, KeyAndChain keyAndChain)
     for (const X509Pointer& extra : this->keyAndChain.extraCertificates) {
         extraList.push_back(extra.get());
     }
-    der = derOf(x, i2d_X509);
-    serialNumber = derOf(X509_get0_serialNumber(x), i2d_ASN1_INTEGER);
-    issuer = derOf(X509_get_issuer_name(x), i2d_X509_NAME);
-    subject = derOf(X509_get_subject_name(x), i2d_X509_NAME);
+    der = openssl::encoded(x, i2d_X509);
+    serialNumber = openssl::encoded(X509_get0_serialNumber(x), i2d_ASN1_INTEGER);
+    issuer = openssl::encoded(X509_get_issuer_name(x), i2d_X509_NAME);
+    subject = openssl::encoded(X509_get_subject_name(x), i2d_X509_NAME);
     certificateInfo.dwVersion = static_cast<DWORD>(X509_get_version(x));
     certificateInfo.SerialNumber = blobOf(serialNumber);
     certificateInfo.Issuer = blobOf(issuer);

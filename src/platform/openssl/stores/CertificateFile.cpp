@@ -13,15 +13,16 @@
 namespace VexaSsl::openssl {
 namespace {
 
-CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates, std::size_t position,
-                             KeyState state, KeyPointer key) {
+// certificate: one of certificates.
+CertificatePointer makeEntry(const std::vector<X509Pointer>& certificates,
+                             const X509Pointer& certificate, KeyState state, KeyPointer key) {
     KeyAndChain keyAndChain{state, std::move(key), {}};
-    for (std::size_t i = 0; i < certificates.size(); ++i) {
-        if (i != position) {
-            keyAndChain.extraCertificates.push_back(sharedReference(certificates[i].get()));
+    for (const X509Pointer& other : certificates) {
+        if (other != certificate) {
+            keyAndChain.extraCertificates.push_back(sharedReference(other.get()));
         }
     }
-    return std::make_shared<const Certificate>(sharedReference(certificates[position].get()),
+    return std::make_shared<const Certificate>(sharedReference(certificate.get()),
                                                std::move(keyAndChain));
 }
 
@@ -38,16 +39,19 @@ KeyPointer takeMatchingKey(X509* certificate, std::vector<KeyPointer>& keys) {
     return key;
 }
 
+// certificates: at least one.
 ParsedFile parsedEntries(const std::vector<X509Pointer>& certificates,
                          std::vector<KeyPointer>& keys, bool hasUnreadableKey) {
     ParsedFile parsed;
-    for (std::size_t i = 0; i < certificates.size(); ++i) {
-        if (KeyPointer key = takeMatchingKey(certificates[i].get(), keys)) {
-            parsed.entries.push_back(makeEntry(certificates, i, KeyState::present, std::move(key)));
+    for (const X509Pointer& certificate : certificates) {
+        if (KeyPointer key = takeMatchingKey(certificate.get(), keys)) {
+            parsed.entries.push_back(
+                makeEntry(certificates, certificate, KeyState::present, std::move(key)));
         }
     }
-    if (parsed.entries.empty() && hasUnreadableKey && !certificates.empty()) {
-        parsed.entries.push_back(makeEntry(certificates, 0, KeyState::unreadable, nullptr));
+    if (parsed.entries.empty() && hasUnreadableKey) {
+        parsed.entries.push_back(
+            makeEntry(certificates, certificates.front(), KeyState::unreadable, nullptr));
     }
     return parsed;
 }
@@ -132,8 +136,7 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
     X509* certificate = nullptr;
     STACK_OF(X509)* chain = nullptr;
     const int parsed = PKCS12_parse(pkcs12.get(), password, &key, &certificate, &chain);
-    std::vector<KeyPointer> keys;
-    keys.emplace_back(key);
+    KeyPointer ownedKey(key);
     std::vector<X509Pointer> certificates;
     certificates.emplace_back(certificate);
     const CertificateStack stack(chain);
@@ -146,7 +149,10 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
     for (int i = 0; i < sk_X509_num(chain); ++i) {
         certificates.push_back(sharedReference(sk_X509_value(chain, i)));
     }
-    return parsedEntries(certificates, keys, false);
+    ParsedFile entry;
+    entry.entries.push_back(
+        makeEntry(certificates, certificates.front(), KeyState::present, std::move(ownedKey)));
+    return entry;
 }
 
 ParsedFile parseAnchorFile(const FileContents& file) {

@@ -1,5 +1,6 @@
 #include "platform/openssl/tls/Handshake.h"
 
+#include "platform/openssl/stores/Encoding.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/Statuses.h"
 #include <cstddef>
@@ -34,25 +35,14 @@ PeerCertificates peerCertificates(const SSL* ssl) {
     return peer;
 }
 
-std::vector<unsigned char> encoded(X509* certificate) {
-    const int size = i2d_X509(certificate, nullptr);
-    if (size <= 0) {
-        throw std::bad_alloc();
-    }
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
-    unsigned char* next = bytes.data();
-    i2d_X509(certificate, &next);
-    return bytes;
-}
-
-EncodedCertificates encoded(const PeerCertificates& certificates) {
+EncodedCertificates encodedPeer(const PeerCertificates& certificates) {
     EncodedCertificates peer;
     if (certificates.leaf) {
-        peer.leaf = encoded(certificates.leaf.get());
+        peer.leaf = encoded(certificates.leaf.get(), i2d_X509);
     }
     const STACK_OF(X509)* chain = certificates.chain.get();
     for (int i = 0; chain && i < sk_X509_num(chain); ++i) {
-        peer.chain.push_back(encoded(sk_X509_value(chain, i)));
+        peer.chain.push_back(encoded(sk_X509_value(chain, i), i2d_X509));
     }
     return peer;
 }
@@ -66,7 +56,7 @@ void startRecordProtection(TlsConnection& context, const AeadSuite& aead) {
                      .trailerSize = aeadTagSize,
                      .maximumMessage = maximumMessageSize(ssl)};
     context.decodedPeer = peerCertificates(ssl);
-    context.peer = encoded(context.decodedPeer);
+    context.peer = encodedPeer(context.decodedPeer);
     HandshakeSecrets secrets;
     readSecrets(ssl, secrets);
     const TrafficKeys keys = deriveTrafficKeys(secrets, aead);

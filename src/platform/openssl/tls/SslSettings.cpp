@@ -16,9 +16,8 @@ constexpr char cipherSuites[] = "ECDHE+AESGCM:ECDHE+CHACHA20";
 // No session resumption, and no renegotiation by a peer.
 constexpr std::uint64_t options =
     SSL_OP_NO_TICKET | SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION;
-// Idle connections have no record buffers. Only the extra certificates are sent with a certificate,
-// not issuers found among the trust anchors.
-constexpr long modes = SSL_MODE_RELEASE_BUFFERS | SSL_MODE_NO_AUTO_CHAIN;
+// Handshakes that wait for the peer have no record buffers.
+constexpr long modes = SSL_MODE_RELEASE_BUFFERS;
 
 // A client's certificate is validated after the handshake, by the core. The handshake only proves
 // that the client has the private key.
@@ -63,6 +62,7 @@ SECURITY_STATUS statusOfRefusedCertificate() {
     return isSpecific ? status : SEC_E_UNKNOWN_CREDENTIALS;
 }
 
+// With a chain, even an empty one, OpenSSL sends no issuers that it finds among the trust anchors.
 SECURITY_STATUS applyCertificate(SSL_CTX* context, PCCERT_CONTEXT certificate) {
     const BorrowingStack extraCertificates = stackOf(extraCertificatesOf(certificate));
     constexpr int overrideExisting = 1;
