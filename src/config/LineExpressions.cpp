@@ -39,12 +39,10 @@ std::optional<View> sectionNameIn(View segment) {
     return segment.substr(open + 1, close - open - 1);
 }
 
-// The leftmost match starts with the segment, even if that starts with "=".
+// The leftmost match starts with the segment, even if that starts with "=". The value has at least
+// one unit; in a segment of one unit or none the subtraction wraps and finds at most the first
+// unit.
 std::optional<KeyAndValue> keyAndValueIn(View segment) {
-    constexpr std::size_t shortest = 3;
-    if (segment.size() < shortest) {
-        return std::nullopt;
-    }
     const std::size_t delimiter = segment.rfind(L'=', segment.size() - 2);
     if (delimiter == View::npos || delimiter == 0) {
         return std::nullopt;

@@ -91,13 +91,11 @@ bool SecureChannelOptions::checkAcceptableClientNames() {
 
 bool SecureChannelOptions::checkLibraryInvocationPurpose() {
     const std::wstring& text = libraryInvocationPurposeText;
-    if (sameWord(text, Definition::Values::SecureCommunication)) {
-        libraryInvocationPurpose = LibraryInvocationPurpose::SecureCommunication;
-    } else if (sameWord(text, Definition::Values::ListCertificates)) {
+    if (sameWord(text, Definition::Values::ListCertificates)) {
         libraryInvocationPurpose = LibraryInvocationPurpose::ListCertificates;
     } else if (sameWord(text, Definition::Values::SelectCertificateFromUI)) {
         libraryInvocationPurpose = LibraryInvocationPurpose::SelectCertificateFromUI;
-    } else {
+    } else if (!sameWord(text, Definition::Values::SecureCommunication)) {
         return refuseValue(log, Definition::InternalOnlyUtilityOptions::LibraryInvocationPurpose,
                            text);
     }

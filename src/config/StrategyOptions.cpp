@@ -37,11 +37,9 @@ bool StrategyOptions::checkInjectLogLayers() {
 bool StrategyOptions::checkMinimumSeverityToLog() {
     if (sameWord(minimumSeverityToLogText, Values::Warning)) {
         minimumSeverity = Severity::Warning;
-    } else if (sameWord(minimumSeverityToLogText, Values::Info)) {
-        minimumSeverity = Severity::Info;
     } else if (sameWord(minimumSeverityToLogText, Values::Debug)) {
         minimumSeverity = Severity::Debug;
-    } else {
+    } else if (!sameWord(minimumSeverityToLogText, Values::Info)) {
         return refuseValue(log, Options::MinimumSeverityToLog, minimumSeverityToLogText);
     }
     return true;

@@ -13,14 +13,14 @@ TEST(CaseInsensitiveHash, emptyKeyHashesToTheOffsetBasis) {
 
 TEST(CaseInsensitiveHash, hashIsFnvOfTheFoldedBytesLowByteFirst) {
     std::uint64_t expected = 0xcbf29ce484222325;
-    for (const wchar_t unit : std::wstring(L"a\u0141")) {
-        // The second unit has no smaller form in the classic locale.
+    for (const wchar_t unit : std::wstring(L"a\u00FF\u0100\u0141")) {
+        // The units after the first have no smaller form in the classic locale.
         for (std::size_t byte = 0; byte < sizeof(wchar_t); ++byte) {
             expected ^= (static_cast<std::uint64_t>(unit) >> (8 * byte)) & 0xFF;
             expected *= 0x100000001b3;
         }
     }
-    EXPECT_EQ(CaseInsensitiveHash()(L"A\u0141"), expected);
+    EXPECT_EQ(CaseInsensitiveHash()(L"A\u00FF\u0100\u0141"), expected);
 }
 
 TEST(CaseInsensitiveHash, spellingsOfOneNameHaveOneHash) {
@@ -29,6 +29,8 @@ TEST(CaseInsensitiveHash, spellingsOfOneNameHaveOneHash) {
 
 TEST(CaseInsensitiveEqual, letterCaseDoesNotCount) {
     EXPECT_TRUE(CaseInsensitiveEqual()(L"UseEncryption", L"uSEeNCRYPTION"));
+    EXPECT_TRUE(
+        CaseInsensitiveEqual()(L"ABCDEFGHIJKLMNOPQRSTUVWXYZ", L"abcdefghijklmnopqrstuvwxyz"));
 }
 
 TEST(CaseInsensitiveEqual, lengthCounts) {
@@ -38,6 +40,8 @@ TEST(CaseInsensitiveEqual, lengthCounts) {
 
 TEST(CaseInsensitiveEqual, otherUnitsDiffer) {
     EXPECT_FALSE(CaseInsensitiveEqual()(L"True", L"Tru\u00EB"));
+    EXPECT_FALSE(CaseInsensitiveEqual()(L"@", L"`"));
+    EXPECT_FALSE(CaseInsensitiveEqual()(L"[", L"{"));
 }
 
 TEST(CaseInsensitiveEqual, emptyTextsAreEqual) {
