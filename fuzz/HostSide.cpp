@@ -111,7 +111,7 @@ bool HostSide::select(bool withOthers) {
     if (result == SOCKET_ERROR) {
         return failed(0);
     }
-    require(isForgotten || strategy.securedConnection()->plainBytes.empty() || result >= 1,
+    require(isForgotten || strategy.securedConnection()->plainBytes().empty() || result >= 1,
             "held plaintext is readable");
     return requireHeld();
 }
@@ -184,7 +184,7 @@ bool HostSide::comesNext(std::string_view bytes) const {
 
 // The bytes held must follow those that the host has received.
 bool HostSide::requireHeld() const {
-    const auto& plain = strategy.securedConnection()->plainBytes;
+    const auto plain = strategy.securedConnection()->plainBytes();
     const std::string_view held(plain.data(), plain.size());
     require(comesNext(held), "the bytes held are the next ones");
     require(!isReleased || consumed + held.size() == source.size(), "no released byte is lost");
@@ -193,7 +193,7 @@ bool HostSide::requireHeld() const {
 
 bool HostSide::failed(std::size_t most) {
     if (isReleased) {
-        const std::size_t held = strategy.securedConnection()->plainBytes.size();
+        const std::size_t held = strategy.securedConnection()->plainBytes().size();
         require(consumed + held <= source.size() && source.size() - held - consumed <= most,
                 "a failure loses at most the bytes requested");
         consumed = source.size() - held;

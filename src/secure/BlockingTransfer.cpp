@@ -109,9 +109,8 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
         if (call.delivered != 0 && !mustWait && !moreWaiting) {
             return call.delivered;
         }
-        const int received =
-            underlyingStrategy->recv(call.s, record->receiveBuffer.data(),
-                                     static_cast<int>(record->streamSizes->recordSize), 0);
+        const int received = underlyingStrategy->recv(
+            call.s, record->prepareRead(), static_cast<int>(record->streamSizes->recordSize), 0);
         if (received == SOCKET_ERROR) {
             return SOCKET_ERROR;
         }
@@ -119,7 +118,7 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
             return call.delivered;
         }
         call.wireBytes += static_cast<DWORD>(received);
-        record->appendCipher(record->receiveBuffer.data(), static_cast<DWORD>(received));
+        record->takeRead(static_cast<DWORD>(received));
         const SECURITY_STATUS status = serveHeld(call);
         if (!isUsable(status)) {
             platform::DebugBreak();
@@ -136,8 +135,8 @@ int SecureSocketStrategy::receiveFromNetwork(ReceiveCall& call) {
     }
 }
 
-// Serves the caller from the record. A peek leaves plainBytes as it is, so its second pass copies
-// and counts the first bytes again. Compatibility: peek-counts-twice
+// Serves the caller from the record. A peek leaves plainBytes as they are, so its second pass
+// copies and counts the first bytes again. Compatibility: peek-counts-twice
 SECURITY_STATUS SecureSocketStrategy::serveHeld(ReceiveCall& call) {
     const DWORD rest = static_cast<DWORD>(call.len - call.delivered);
     DWORD served = 0;

@@ -31,17 +31,4 @@ void copyBytes(const char* data, std::size_t size, char* destination) noexcept {
     }
 }
 
-void appendBytes(WipedBytes& bytes, const char* data, std::size_t size) {
-    const std::size_t before = bytes.size();
-    if (size > bytes.capacity() - before) {
-        WipedBytes larger;
-        larger.reserve(before + std::max(before, size));
-        larger.resize(before);
-        copyBytes(bytes.data(), before, larger.data());
-        bytes.swap(larger);
-    }
-    bytes.resize(before + size);
-    copyBytes(data, size, bytes.data() + before);
-}
-
 } // namespace VexaSsl

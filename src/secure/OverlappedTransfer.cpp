@@ -152,9 +152,9 @@ int SecureSocketStrategy::finishPendingReceive(DWORD transferred, DWORD& deliver
     takePendingReceive(transferred, callerBuffers, shadowBuffers);
 
     DWORD left = transferred;
-    for (const ShadowBuffer& shadow : shadowBuffers) {
+    for (ShadowBuffer& shadow : shadowBuffers) {
         const DWORD count = std::min<DWORD>(shadow.view.len, left);
-        record->appendCipher(shadow.view.buf, count);
+        record->appendCipher(std::move(shadow.bytes), count);
         left -= count;
     }
     DWORD total = 0;

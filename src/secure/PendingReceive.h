@@ -6,6 +6,7 @@
 #pragma once
 
 #include "VexaSsl/Sockets.h"
+#include "secure/WipingAllocator.h"
 
 #include <algorithm>
 #include <vector>
@@ -20,6 +21,7 @@ struct ShadowBuffer {
     // The size wraps at 32 bits. Compatibility: shadow-size-wraps
     explicit ShadowBuffer(ULONG callerLength)
         : bytes(std::max<ULONG>(3U * callerLength, smallestSize)) {
+        std::fill(bytes.begin(), bytes.end(), '\0');
         view.len = static_cast<ULONG>(bytes.size());
         view.buf = bytes.data();
     }
@@ -29,7 +31,7 @@ struct ShadowBuffer {
     ShadowBuffer(const ShadowBuffer&) = delete;
     ShadowBuffer& operator=(const ShadowBuffer&) = delete;
 
-    std::vector<char> bytes;
+    WipedBytes bytes; // records are decrypted here
     WSABUF view{};
 };
 

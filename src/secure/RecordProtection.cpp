@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -31,6 +32,24 @@ SecBufferDesc descriptionOf(RecordBuffers& buffers) {
     description.cBuffers = static_cast<ULONG>(buffers.size());
     description.pBuffers = buffers.data();
     return description;
+}
+
+DWORD sizeOf(const RecordBuffers& buffers, ULONG type) {
+    const auto found = std::find_if(buffers.begin(), buffers.end(),
+                                    [type](const SecBuffer& b) { return b.BufferType == type; });
+    return found == buffers.end() ? 0 : found->cbBuffer;
+}
+
+// Whether the output of DecryptMessage lies in its input of size bytes at data: the bytes that
+// follow the record at the end, the plaintext before them.
+bool isInside(const RecordBuffers& buffers, const char* data, DWORD size) {
+    const DWORD extra = sizeOf(buffers, SECBUFFER_EXTRA);
+    return extra <= size && std::all_of(buffers.begin(), buffers.end(), [=](const SecBuffer& b) {
+               const char* const plain = static_cast<const char*>(b.pvBuffer);
+               return b.BufferType != SECBUFFER_DATA || b.cbBuffer == 0 ||
+                      (plain >= data && b.cbBuffer <= size - extra &&
+                       plain <= data + (size - extra - b.cbBuffer));
+           });
 }
 
 } // namespace
@@ -68,22 +87,21 @@ SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD&
     missing = 0;
     RecordBuffers buffers = {bufferOf(SECBUFFER_DATA, size, data)};
     SecBufferDesc description = descriptionOf(buffers);
-    const SECURITY_STATUS status =
+    SECURITY_STATUS status =
         platform::DecryptMessage(securityContext.address(), &description, 0, nullptr);
+    if (status == SEC_E_OK && !isInside(buffers, data, size)) {
+        status = SEC_E_INTERNAL_ERROR;
+    }
     switch (status) {
     case SEC_E_OK:
         for (const SecBuffer& buffer : buffers) {
             takeDecrypted(buffer, data + size);
         }
         break;
-    case SEC_E_INCOMPLETE_MESSAGE: {
+    case SEC_E_INCOMPLETE_MESSAGE:
         incompleteRecord = true;
-        const auto lacking = std::find_if(buffers.begin(), buffers.end(), [](const SecBuffer& b) {
-            return b.BufferType == SECBUFFER_MISSING;
-        });
-        missing = lacking == buffers.end() ? 0 : lacking->cbBuffer;
+        missing = sizeOf(buffers, SECBUFFER_MISSING);
         break;
-    }
     case SEC_I_RENEGOTIATE:
         // Not answered, and plaintext that came with the request is dropped.
         log.log(Severity::Info, LogTexts::renegotiationRequest);
@@ -99,50 +117,42 @@ SECURITY_STATUS SecureSocketRecord::decryptRecord(char* data, DWORD size, DWORD&
     return status;
 }
 
-void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, const char* end) {
-    if (buffer.BufferType == SECBUFFER_DATA) {
-        appendBytes(plainBytes, static_cast<const char*>(buffer.pvBuffer), buffer.cbBuffer);
+void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, char* end) {
+    if (buffer.BufferType == SECBUFFER_DATA && buffer.cbBuffer != 0) {
+        received.appendPlain(static_cast<char*>(buffer.pvBuffer), buffer.cbBuffer);
     } else if (buffer.BufferType == SECBUFFER_EXTRA) {
         log.log(Severity::Debug, lineAround(L"Found [", buffer.cbBuffer, L"] extra useful bytes"));
         // Only the size is used: not every package sets the pointer.
-        cipherBytes.clear();
-        appendBytes(cipherBytes, end - buffer.cbBuffer, buffer.cbBuffer);
+        received.putBack({end - buffer.cbBuffer, buffer.cbBuffer});
     }
 }
 
 SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained) {
     gained = 0;
     while (gained < wanted) {
-        if (cipherBytes.empty() || incompleteRecord) {
+        if (cipherBytes().empty() || incompleteRecord) {
             return SEC_E_OK;
         }
-        // Moved out first: decryption overwrites them and appends what follows the record to
-        // cipherBytes.
-        WipedBytes taken = std::exchange(cipherBytes, {});
-        const std::size_t before = plainBytes.size();
+        const std::size_t before = plainBytes().size();
+        const std::span<char> taken = received.takeCipher(); // a failure loses all of it
         DWORD missing = 0;
         const SECURITY_STATUS status =
             decryptRecord(taken.data(), static_cast<DWORD>(taken.size()), missing);
         if (status == SEC_E_INCOMPLETE_MESSAGE) {
-            cipherBytes = std::move(taken);
+            received.putBack(taken);
         }
         if (status != SEC_E_OK) {
-            return status; // a failure loses all ciphertext held
+            received.release();
+            return status;
         }
-        gained += static_cast<DWORD>(plainBytes.size() - before);
+        gained += static_cast<DWORD>(plainBytes().size() - before);
     }
     return SEC_E_OK;
 }
 
 DWORD SecureSocketRecord::consumePlain(char* buffer, DWORD length) {
     const DWORD count = copyPlain(buffer, length);
-    if (count < plainBytes.size()) {
-        WipedBytes rest;
-        appendBytes(rest, plainBytes.data() + count, plainBytes.size() - count);
-        plainBytes = std::move(rest);
-    } else {
-        plainBytes.clear();
-    }
+    received.consume(count);
     return count;
 }
 
@@ -150,9 +160,9 @@ SECURITY_STATUS SecureSocketRecord::readPlain(char* buffer, DWORD length, bool p
                                               DWORD& delivered) {
     delivered = 0;
     SECURITY_STATUS status = SEC_E_OK;
-    if (length > plainBytes.size()) {
+    if (length > plainBytes().size()) {
         DWORD gained = 0;
-        status = decryptAvailable(length - static_cast<DWORD>(plainBytes.size()), gained);
+        status = decryptAvailable(length - static_cast<DWORD>(plainBytes().size()), gained);
     }
     if (status != SEC_E_OK && status != SEC_E_INCOMPLETE_MESSAGE) {
         return status;
@@ -162,16 +172,35 @@ SECURITY_STATUS SecureSocketRecord::readPlain(char* buffer, DWORD length, bool p
 }
 
 DWORD SecureSocketRecord::copyPlain(char* buffer, DWORD length) const {
-    const std::size_t count = std::min<std::size_t>(length, plainBytes.size());
-    copyBytes(plainBytes.data(), count, buffer);
+    const std::size_t count = std::min<std::size_t>(length, plainBytes().size());
+    copyBytes(plainBytes().data(), count, buffer);
     return static_cast<DWORD>(count);
 }
 
 void SecureSocketRecord::appendCipher(const char* data, DWORD length) {
-    appendBytes(cipherBytes, data, length);
     if (length != 0) {
+        received.append(data, length);
         incompleteRecord = false;
     }
+}
+
+void SecureSocketRecord::appendCipher(WipedBytes&& bytes, DWORD length) {
+    received.append(std::move(bytes), length);
+    incompleteRecord = false;
+}
+
+char* SecureSocketRecord::prepareRead() {
+    received.keep(streamSizes->recordSize);
+    return receiveBuffer.data();
+}
+
+void SecureSocketRecord::takeRead(DWORD length) {
+    if (length < usedByRead) {
+        wipeMemory(receiveBuffer.data() + length, usedByRead - length);
+    }
+    usedByRead = length;
+    received.borrow(receiveBuffer.data(), length);
+    incompleteRecord = false;
 }
 
 } // namespace VexaSsl

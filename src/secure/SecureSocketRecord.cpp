@@ -51,6 +51,7 @@ void SecureSocketRecord::queryStreamSizes() {
     sendBuffer.resize(streamSizes->recordSize);
     std::fill(sendBuffer.begin(), sendBuffer.end(), '\0');
     receiveBuffer.resize(streamSizes->recordSize);
+    std::fill(receiveBuffer.begin(), receiveBuffer.end(), '\0');
 }
 
 } // namespace VexaSsl

@@ -2,11 +2,10 @@
 // constructor runs the handshake on the calling thread and throws if it fails.
 //
 // Threads: one sender (encryptRecord) and one receiver (everything else) at a time. A sender reads
-// streamSizes and securityContext and writes sendBuffer; a receiver works on incompleteRecord,
-// cipherBytes, plainBytes and receiveBuffer.
+// streamSizes and securityContext and writes sendBuffer; a receiver works on the rest.
 //
-// Buffers that may hold plaintext are wiped before they are freed. cipherBytes is one of them,
-// since decryption works in place; receiveBuffer is not.
+// Every buffer may hold plaintext, since encryption and decryption work in place, and is wiped
+// before it is freed.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
@@ -14,12 +13,13 @@
 #include "VexaSsl/ISocketStrategy.h"
 #include "config/SecureChannelOptions.h"
 #include "platform/contract/SecuritySupport.h"
+#include "secure/ReceivedBytes.h"
 #include "secure/SecurityContext.h"
 #include "secure/WipingAllocator.h"
 
 #include <memory>
+#include <span>
 #include <string>
-#include <vector>
 
 namespace VexaSsl {
 
@@ -61,17 +61,19 @@ public:
     // of the record, 0 after a failure.
     SECURITY_STATUS encryptRecord(const char* data, DWORD length, char* output, DWORD& outputSize);
 
-    // Decrypts the first record of size bytes at data, in place. Returns the platform's status:
-    //   SEC_E_OK                  the plaintext is appended to plainBytes, and what follows the
-    //                             record replaces cipherBytes
+    // Decrypts the first record of the ciphertext that was taken from received, in place. Returns
+    // the platform's status:
+    //   SEC_E_OK                  the plaintext has been appended to received, and what follows the
+    //                             record put back
     //   SEC_E_INCOMPLETE_MESSAGE  only incompleteRecord has changed; missing is the number of
     //                             bytes that the platform asks for, 0 if it doesn't say
     //   otherwise                 the bytes are unusable
+    // SEC_E_INTERNAL_ERROR stands for output of the platform that is not part of the input.
     SECURITY_STATUS decryptRecord(char* data, DWORD size, DWORD& missing);
 
-    // Decrypts records from cipherBytes until plainBytes has grown by wanted bytes or no whole
-    // record is left. gained is the growth. Returns SEC_E_OK, SEC_E_INCOMPLETE_MESSAGE with the
-    // partial record kept, or a failure, after which cipherBytes is empty.
+    // Decrypts records until plainBytes has grown by wanted bytes or no whole record is left.
+    // gained is the growth. Returns SEC_E_OK, SEC_E_INCOMPLETE_MESSAGE with the partial record
+    // kept, or a failure, after which cipherBytes is empty.
     SECURITY_STATUS decryptAvailable(DWORD wanted, DWORD& gained);
 
     // Moves at most length bytes from plainBytes to buffer. Returns their number.
@@ -82,8 +84,20 @@ public:
     // failure with delivered 0.
     SECURITY_STATUS readPlain(char* buffer, DWORD length, bool peek, DWORD& delivered);
 
-    // Appends bytes from the network to cipherBytes.
+    // Each appends bytes from the network to cipherBytes. The second takes the memory over, with
+    // length bytes used, at least one.
     void appendCipher(const char* data, DWORD length);
+    void appendCipher(WipedBytes&& bytes, DWORD length);
+    // Returns where to read the next recordSize bytes to: receiveBuffer, out of which bytes that
+    // are held have been moved.
+    char* prepareRead();
+    // Appends the first length bytes of receiveBuffer, at least one, to cipherBytes.
+    void takeRead(DWORD length);
+
+    // Received and not decrypted; starts at a record.
+    std::span<const char> cipherBytes() const noexcept { return received.cipher(); }
+    // Decrypted and not delivered.
+    std::span<const char> plainBytes() const noexcept { return received.plain(); }
 
     ILog& log;
     SOCKET socket;
@@ -95,17 +109,18 @@ public:
     std::unique_ptr<ChannelCredentials> credentials;
     // cipherBytes is known to hold less than a record.
     bool incompleteRecord = false;
-    WipedBytes cipherBytes; // received, not decrypted; starts at a record
-    WipedBytes plainBytes;  // decrypted, not delivered
+    ReceivedBytes received;
     std::unique_ptr<StreamSizes> streamSizes;
-    WipedBytes sendBuffer;           // recordSize bytes, for encryptRecord
-    std::vector<char> receiveBuffer; // recordSize bytes, for each blocking read
+    WipedBytes sendBuffer;    // recordSize bytes, for encryptRecord
+    WipedBytes receiveBuffer; // recordSize bytes, for each blocking read
 
 private:
     // Takes one output buffer of DecryptMessage; end is the end of the input.
-    void takeDecrypted(const SecBuffer& buffer, const char* end);
+    void takeDecrypted(const SecBuffer& buffer, char* end);
     // Copies at most length bytes of plainBytes to buffer. Returns their number.
     DWORD copyPlain(char* buffer, DWORD length) const;
+
+    DWORD usedByRead = 0; // bytes of receiveBuffer that the last read filled
 };
 
 } // namespace VexaSsl

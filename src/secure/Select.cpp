@@ -54,10 +54,10 @@ int SecureSocketStrategy::selectWithRecord(int nfds, fd_set* readfds, fd_set* wr
         return refuseCall(L"select", LogTexts::notSecured, WSAENOTCONN);
     }
     DWORD gained = 0;
-    if (record->plainBytes.empty() && !isUsable(record->decryptAvailable(1, gained))) {
+    if (record->plainBytes().empty() && !isUsable(record->decryptAvailable(1, gained))) {
         return SOCKET_ERROR;
     }
-    if (record->plainBytes.empty()) {
+    if (record->plainBytes().empty()) {
         return passThrough();
     }
     if (readfds->fd_count <= 1 && writefds == nullptr && exceptfds == nullptr) {

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <deque>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -112,11 +113,17 @@ public:
         strategy->record->appendCipher(cipherText.data(), static_cast<DWORD>(cipherText.size()));
     }
     void holdPlain(std::string_view plain) {
-        auto& bytes = strategy->record->plainBytes;
-        bytes.insert(bytes.end(), plain.begin(), plain.end());
+        const std::string allPlain = heldPlain() + std::string(plain);
+        const std::string all = allPlain + heldCipher();
+        ReceivedBytes bytes;
+        bytes.append(all.data(), all.size());
+        const std::span<char> taken = bytes.takeCipher();
+        bytes.appendPlain(taken.data(), allPlain.size());
+        bytes.putBack(taken.subspan(allPlain.size()));
+        strategy->record->received = std::move(bytes);
     }
-    std::string heldPlain() const { return text(strategy->record->plainBytes); }
-    std::string heldCipher() const { return text(strategy->record->cipherBytes); }
+    std::string heldPlain() const { return text(strategy->record->plainBytes()); }
+    std::string heldCipher() const { return text(strategy->record->cipherBytes()); }
 
     int lowerCalls(const char* name) const {
         return static_cast<int>(std::count(lower->calls.begin(), lower->calls.end(), name));
@@ -159,7 +166,7 @@ private:
         };
     }
 
-    static std::string text(const WipedBytes& bytes) { return {bytes.begin(), bytes.end()}; }
+    static std::string text(std::span<const char> bytes) { return {bytes.begin(), bytes.end()}; }
 
     void scriptNetwork() {
         lower->onGetaddrinfo = [](auto...) { return 0; };

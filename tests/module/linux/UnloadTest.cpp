@@ -12,7 +12,8 @@ namespace {
 
 TEST(Unloading, libraryKeepsNoReferenceToItself) {
     // A copy, since other tests keep the library loaded.
-    const std::filesystem::path copy = std::filesystem::path(VEXASSL_SCRATCH) / "unloaded-VexaSsl.so";
+    const std::filesystem::path copy =
+        std::filesystem::path(VEXASSL_SCRATCH) / "unloaded-VexaSsl.so";
     std::filesystem::copy_file(testedLibrary(), copy,
                                std::filesystem::copy_options::overwrite_existing);
     void* library = dlopen(copy.c_str(), RTLD_NOW);

@@ -230,7 +230,7 @@ TEST_F(ClientHandshakeTest, bytesAfterTheLastHandshakeRecordAreDropped) {
     stage.steps = {{.status = SEC_I_CONTINUE_NEEDED}, {.status = SEC_E_OK, .extra = 4}};
     stage.arriving = {"finishedDATA"};
     stage.run();
-    EXPECT_THAT(stage.record->cipherBytes, IsEmpty());
+    EXPECT_THAT(stage.record->cipherBytes(), IsEmpty());
 }
 
 TEST_F(ClientHandshakeTest, bytesLeftOverInMidNegotiationAreDropped) {

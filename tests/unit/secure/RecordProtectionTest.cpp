@@ -282,28 +282,52 @@ TEST_F(RecordProtection, appendingNothingLeavesAPartialRecordPartial) {
     EXPECT_FALSE(record().incompleteRecord);
 }
 
-TEST_F(RecordProtection, partlyConsumedPlaintextMovesToAVectorOfItsOwn) {
-    record().plainBytes.reserve(plenty);
+TEST_F(RecordProtection, outputThatIsNotPartOfTheInputIsAnInternalError) {
+    struct Case {
+        const char* name;
+        int plaintextOffset;
+        ULONG plaintextSize;
+        ULONG extraSize;
+    };
+    // The input is two records of 16 bytes; the plaintext of the first has 4 bytes at 4.
+    for (const Case& shown :
+         {Case{"the bytes that follow are more than the input", 4, 4, 33},
+          Case{"they include plaintext", 4, 4, 25}, Case{"plaintext starts before", -5, 4, 16},
+          Case{"plaintext starts after", 33, 4, 16}, Case{"plaintext is longer", 4, 13, 16}}) {
+        SCOPED_TRACE(shown.name);
+        stage.platform.DecryptMessage = [=](CtxtHandle*, SecBufferDesc* message, ULONG, ULONG*) {
+            SecBuffer* const buffers = message->pBuffers;
+            char* const record = static_cast<char*>(buffers[0].pvBuffer);
+            buffers[0].BufferType = SECBUFFER_STREAM_HEADER;
+            buffers[1] = {shown.plaintextSize, SECBUFFER_DATA, record + shown.plaintextOffset};
+            buffers[3] = {shown.extraSize, SECBUFFER_EXTRA, nullptr};
+            return SEC_E_OK;
+        };
+        stage.log.lines.clear();
+        stage.hold(stage.cipher.seal("data") + stage.cipher.seal("next"));
+        EXPECT_EQ(decrypt(1), SEC_E_INTERNAL_ERROR);
+        EXPECT_EQ(gained, 0U);
+        EXPECT_EQ(stage.heldPlain() + stage.heldCipher(), "");
+        EXPECT_EQ(stage.log.lines,
+                  (std::vector<LogLine>{{Severity::Error, L"DecryptMessage failed with: 2148074244 "
+                                                          L"(text of 2148074244)"}}));
+    }
+}
+
+TEST_F(RecordProtection, partlyConsumedPlaintextStaysWhereItIs) {
     stage.holdPlain("hello");
+    const char* const before = record().plainBytes().data();
     char buffer[2];
     EXPECT_EQ(record().consumePlain(buffer, 2), 2U);
     EXPECT_EQ(std::string(buffer, 2), "he");
     EXPECT_EQ(stage.heldPlain(), "llo");
-    EXPECT_LT(record().plainBytes.capacity(), plenty);
-}
-
-TEST_F(RecordProtection, fullyConsumedPlaintextKeepsItsCapacity) {
-    record().plainBytes.reserve(plenty);
-    stage.holdPlain("hello");
-    char buffer[10];
-    EXPECT_EQ(record().consumePlain(buffer, 10), 5U);
-    EXPECT_EQ(stage.heldPlain(), "");
-    EXPECT_GE(record().plainBytes.capacity(), plenty);
+    EXPECT_EQ(record().plainBytes().data(), before + 2);
 }
 
 TEST_F(RecordProtection, whatMayHoldPlaintextIsWipedMemory) {
-    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::plainBytes), WipedBytes>));
-    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::cipherBytes), WipedBytes>));
+    EXPECT_TRUE((std::is_same_v<ReceivedBytes::Memory, WipedBytes>));
+    EXPECT_TRUE((std::is_same_v<decltype(ShadowBuffer::bytes), WipedBytes>));
+    EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::receiveBuffer), WipedBytes>));
     EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::sendBuffer), WipedBytes>));
 }
 

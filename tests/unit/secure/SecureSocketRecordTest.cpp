@@ -34,8 +34,8 @@ protected:
 TEST_F(SecureSocketRecordLife, buffersAreEmptyAfterTheHandshake) {
     const auto record = makeRecord();
     EXPECT_FALSE(record->incompleteRecord);
-    EXPECT_TRUE(record->cipherBytes.empty());
-    EXPECT_TRUE(record->plainBytes.empty());
+    EXPECT_TRUE(record->cipherBytes().empty());
+    EXPECT_TRUE(record->plainBytes().empty());
     EXPECT_TRUE(record->securityContext.isPresent());
     EXPECT_EQ(record->targetName, L"peer");
     EXPECT_EQ(record->socket, test::SecureStage<>::connection);

@@ -177,7 +177,7 @@ TEST_F(ServerHandshakeTest, bytesAfterTheLastHandshakeRecordAreDropped) {
     stage.steps = {{.status = SEC_E_OK, .extra = 4}};
     stage.arriving = {"finishedDATA"};
     stage.run();
-    EXPECT_THAT(stage.record->cipherBytes, IsEmpty());
+    EXPECT_THAT(stage.record->cipherBytes(), IsEmpty());
 }
 
 TEST_F(ServerHandshakeTest, bytesLeftOverInMidNegotiationAreDropped) {

@@ -1,0 +1,105 @@
+#include "secure/ReceivedBytes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <span>
+#include <string>
+#include <utility>
+
+namespace VexaSsl {
+namespace {
+
+class ReceivedBytesTest : public testing::Test {
+protected:
+    std::string plain() const { return {bytes.plain().begin(), bytes.plain().end()}; }
+    std::string cipher() const { return {bytes.cipher().begin(), bytes.cipher().end()}; }
+    void append(const std::string& text) { bytes.append(text.data(), text.size()); }
+
+    // Decrypts a record whose plaintext is text, between a header and a trailer of one byte each.
+    void open(std::size_t textSize) {
+        const std::span<char> taken = bytes.takeCipher();
+        bytes.appendPlain(taken.data() + 1, textSize);
+        bytes.putBack(taken.subspan(textSize + 2));
+    }
+
+    ReceivedBytes bytes;
+    char buffer[16] = "[lent][more]";
+};
+
+TEST_F(ReceivedBytesTest, plaintextStaysWhereItWasDecrypted) {
+    bytes.borrow(buffer, 12);
+    open(4);
+    EXPECT_EQ(bytes.plain().data(), buffer + 1);
+    EXPECT_EQ(plain(), "lent");
+    EXPECT_EQ(cipher(), "[more]");
+}
+
+TEST_F(ReceivedBytesTest, secondRecordFollowsTheFirst) {
+    bytes.borrow(buffer, 12);
+    open(4);
+    open(4);
+    EXPECT_EQ(plain(), "lentmore");
+    EXPECT_EQ(cipher(), "");
+}
+
+TEST_F(ReceivedBytesTest, keepMovesWhatIsHeldOutOfABorrowedBuffer) {
+    bytes.borrow(buffer, 12);
+    open(4);
+    bytes.consume(1);
+    bytes.keep(0);
+    std::fill(std::begin(buffer), std::end(buffer), '#');
+    EXPECT_EQ(plain(), "ent");
+    EXPECT_EQ(cipher(), "[more]");
+}
+
+TEST_F(ReceivedBytesTest, borrowCopiesWhileBytesAreHeld) {
+    append("[held]");
+    bytes.borrow(buffer, 6);
+    std::fill(std::begin(buffer), std::end(buffer), '#');
+    EXPECT_EQ(cipher(), "[held][lent]");
+}
+
+TEST_F(ReceivedBytesTest, memoryIsTakenOverOnlyIfNothingIsHeld) {
+    for (const bool isHeld : {false, true}) {
+        ReceivedBytes::Memory memory(8, 'x');
+        const char* const place = memory.data();
+        append(isHeld ? "[held]" : "");
+        bytes.append(std::move(memory), 3);
+        EXPECT_EQ(cipher(), isHeld ? "[held]xxx" : "xxx");
+        EXPECT_EQ(bytes.cipher().data() == place, !isHeld);
+        bytes = ReceivedBytes();
+    }
+}
+
+TEST_F(ReceivedBytesTest, bytesFollowInAnyMixOfAppendingAndConsuming) {
+    std::string expected;
+    for (int round = 0; round < 1000; ++round) {
+        const std::string text(static_cast<std::size_t>(round * 7 % 50),
+                               static_cast<char>('a' + round % 26));
+        append("[" + text + "]");
+        expected += text;
+        if (round % 3 == 0) {
+            bytes.keep(10);
+        }
+        open(text.size());
+        const std::size_t count =
+            std::min<std::size_t>(plain().size(), static_cast<std::size_t>(round * 11 % 60));
+        EXPECT_EQ(plain(), expected);
+        bytes.consume(count);
+        expected.erase(0, count);
+    }
+}
+
+TEST_F(ReceivedBytesTest, takenCiphertextIsLostUnlessItIsPutBack) {
+    append("[held]");
+    bytes.takeCipher();
+    EXPECT_EQ(cipher(), "");
+    append("[next]");
+    EXPECT_EQ(cipher(), "[next]");
+}
+
+} // namespace
+} // namespace VexaSsl
