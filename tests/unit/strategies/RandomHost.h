@@ -41,7 +41,6 @@ public:
     }
     void acceptEx() {
         DWORD received = 0;
-        OVERLAPPED state{};
         stack->AcceptEx(listener, anySocket(), nullptr, choices.below(2), 0, 0, &received, &state);
     }
     void completeAcceptEx() { note(stack->completeAcceptEx() == 0); }
