@@ -149,6 +149,18 @@ TEST_F(ChainPolicy, authorityWithKeyTooWeakForTlsIsAtFault) {
               (Verdict{TRUST_E_CERT_SIGNATURE, 1}));
 }
 
+TEST_F(CertGetCertificateChain, structuresOfTheChainHaveTheirSizes) {
+    const HeldContext leaf = contextOf(issue(serverNamed("leaf"), &root));
+    const HeldChain chain = chainOf(leaf.get(), serverUsage);
+    EXPECT_EQ(chain->cbSize, sizeof *chain);
+    EXPECT_EQ(chain->rgpChain[0]->cbSize, sizeof **chain->rgpChain);
+    for (DWORD i = 0; i < chain->rgpChain[0]->cElement; ++i) {
+        const CERT_CHAIN_ELEMENT& element = *chain->rgpChain[0]->rgpElement[i];
+        EXPECT_EQ(element.cbSize, sizeof element);
+        EXPECT_EQ(element.TrustStatus.dwInfoStatus, 0U);
+    }
+}
+
 TEST_F(CertGetCertificateChain, badChainLeavesTheErrorQueueAlone) {
     ERR_clear_error();
     verdictOf(withBrokenSignature(issue(serverNamed("leaf"), &root)));

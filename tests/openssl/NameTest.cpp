@@ -1,10 +1,24 @@
 // The names of hostile and unusual certificates, and buffers that are too small for them.
 #include "contract/stores/NameFixture.h"
+#include "platform/openssl/stores/CertificateNames.h"
+#include "platform/openssl/stores/OpenSslOwners.h"
 
 namespace VexaSsl::test {
 namespace {
 
 using Names = std::vector<std::wstring>;
+
+// With a subject of any length, unsigned.
+openssl::X509Pointer certificateNamed(const std::string& commonName, const char* attribute = "CN") {
+    openssl::X509Pointer certificate(X509_new());
+    X509_NAME_ENTRY* entry =
+        X509_NAME_ENTRY_create_by_OBJ(nullptr, OBJ_txt2obj(attribute, 0), V_ASN1_UTF8STRING,
+                                      reinterpret_cast<const unsigned char*>(commonName.data()),
+                                      static_cast<int>(commonName.size()));
+    X509_NAME_add_entry(X509_get_subject_name(certificate.get()), entry, -1, 0);
+    X509_NAME_ENTRY_free(entry);
+    return certificate;
+}
 
 TEST(DnsNames, commonNameFollowsTheAlternativeNames) {
     Recipe recipe = withDnsNames({"one.test"});
@@ -30,6 +44,19 @@ TEST(DnsNames, commonNameThatIsNoDnsNameIsIgnored) {
                              "127.0.0.1", "user@mail.test", "a.*.test", "*", "näme.test"}) {
         EXPECT_EQ(dnsNames(named(text)), Names{}) << text;
     }
+}
+
+TEST(DnsNames, commonNameIsDnsNameWithinItsLimits) {
+    const std::string label(63, 'a');
+    const std::string longest = label + '.' + label + '.' + label + '.' + std::string(61, 'z');
+    for (const std::string& text : {std::string("A-Z_0-9.test"), std::string("*.wild.test"),
+                                    std::string("1.2.3.4a"), label}) {
+        EXPECT_EQ(dnsNames(named(text)), Names{std::wstring(text.begin(), text.end())});
+    }
+    EXPECT_EQ(dnsNames(named(label + 'a')), Names{});
+    // A common name has at most 64 characters, which longer ones exceed.
+    EXPECT_EQ(openssl::dnsNamesOf(certificateNamed(longest).get()).size(), 1U);
+    EXPECT_EQ(openssl::dnsNamesOf(certificateNamed(longest + 'z').get()).size(), 0U);
 }
 
 TEST(DnsNames, nameWithZeroIsIgnored) {
@@ -72,6 +99,27 @@ TEST(DisplayName, firstDnsNameReplacesMissingSubject) {
     Recipe recipe = withDnsNames({"first.test", "second.test"});
     recipe.subject = {{"emailAddress", "mail@test"}};
     EXPECT_EQ(display(recipe), L"first.test");
+}
+
+TEST(WholeName, valuesThatCouldBeMistakenAreQuoted) {
+    const auto wholeName = [](const std::string& value, const char* attribute) {
+        return openssl::distinguishedNameOf(
+            X509_get_subject_name(certificateNamed(value, attribute).get()));
+    };
+    EXPECT_EQ(wholeName("a b", "O"), L"O=a b");
+    EXPECT_EQ(wholeName("a", "1.2.3.4"), L"1.2.3.4=a");
+    EXPECT_EQ(wholeName("a\"b", "O"), L"O=\"a\"\"b\"");
+    EXPECT_EQ(wholeName("", "O"), L"O=\"\"");
+    for (const std::string value : {" a", "a ", "a,", "a+", "a=", "<a", ">a", "#a", "a;"}) {
+        EXPECT_EQ(wholeName(value, "O"),
+                  L"O=\"" + std::wstring(value.begin(), value.end()) + L"\"");
+    }
+}
+
+TEST(DisplayName, onlyControlCharactersAreReplaced) {
+    EXPECT_EQ(openssl::printable(L"\x1F\x20\x7E\x7F\x80\x9F\xA0"), L"?\x20\x7E???\xA0");
+    EXPECT_EQ(openssl::printable(L"\x2029\x202A\x202E\x202F"), L"\x2029??\x202F");
+    EXPECT_EQ(openssl::printable(L"\x2065\x2066\x2069\x206A"), L"\x2065??\x206A");
 }
 
 TEST(DisplayName, controlCharactersAreQuestionMarks) {

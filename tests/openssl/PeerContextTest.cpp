@@ -49,11 +49,11 @@ TEST_F(PeerContext, peerContextHasNoKey) {
 }
 
 TEST_F(PeerContext, enumerationContinuesAfterTheLeaf) {
-    HeldContext peer = contextWith({&leaf, &between});
+    HeldContext peer = contextWith({&between, &leaf, &root});
     const HeldContext kept = platform::CertDuplicateCertificateContext(peer.get());
     const HeldContext next =
         platform::CertEnumCertificatesInStore(kept.get()->hCertStore, peer.release());
-    EXPECT_EQ(displayName(next.get()), L"between");
+    EXPECT_EQ(displayName(next.get()), L"root");
 }
 
 TEST_F(PeerContext, storeClosesWithItsLastContext) {

@@ -1,6 +1,9 @@
 // What is cached between openings of the store, and when it is read again.
 #include "openssl/CertificateFolderTest.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <thread>
 
@@ -63,6 +66,18 @@ TEST_F(StoreCache, changeOfOneFileLeavesTheOthersParsed) {
     install("b.pem", issue(named("after")));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"stays", L"after"}));
     EXPECT_TRUE(areOneObject(before, firstEntry()));
+}
+
+TEST_F(StoreCache, readingLeavesNoDescriptorOpen) {
+    const auto nextDescriptor = [] {
+        const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        close(next);
+        return next;
+    };
+    const int before = nextDescriptor();
+    install("one.pem", issue(named("one")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+    EXPECT_EQ(nextDescriptor(), before);
 }
 
 TEST_F(StoreCache, removedFileIsNoEntry) {

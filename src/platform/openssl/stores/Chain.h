@@ -24,7 +24,7 @@ struct ChainRequest {
 class ChainFaults {
 public:
     void add(int depth, DWORD bits) noexcept;
-    DWORD at(std::size_t depth) const noexcept { return bitsAt[std::min(depth, capacity - 1)]; }
+    DWORD at(std::size_t depth) const { return bitsAt.at(depth); }
     static constexpr std::size_t capacity = 128; // more than OpenSSL's default depth limit
 
 private:

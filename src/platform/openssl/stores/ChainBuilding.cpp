@@ -30,32 +30,24 @@ int recordFault(int accepted, X509_STORE_CTX* verification) noexcept {
     return continueVerification;
 }
 
-// Returns the untrusted certificates for the chain; the stack borrows them. For a certificate of
-// the personal store these are only its extra certificates: certificates in other files aren't sent
-// with it, so a peer couldn't build the chain. For a peer's certificate they include its store,
-// which is what the peer sent.
-BorrowingStack untrustedCertificates(const Context& leaf, const ChainRequest& request) {
-    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
-    const auto add = [&stack](X509* certificate) {
-        if (sk_X509_push(stack.get(), certificate) <= 0) {
-            throw std::bad_alloc();
-        }
-    };
-    const auto addEntries = [&add](const Store& store) {
+// Returns the untrusted certificates for the chain. For a certificate of the personal store these
+// are only its extra certificates: certificates in other files aren't sent with it, so a peer
+// couldn't build the chain. For a peer's certificate they include its store, which is what the peer
+// sent.
+std::vector<X509*> untrustedCertificates(const Context& leaf, const ChainRequest& request) {
+    std::vector<X509*> certificates = leaf.certificate->extraCertificates();
+    const auto addEntries = [&certificates](const Store& store) {
         for (const StoreEntry& entry : store.content->entries) {
-            add(entry.certificate->x509());
+            certificates.push_back(entry.certificate->x509());
         }
     };
-    for (X509* extra : leaf.certificate->extraCertificates()) {
-        add(extra);
-    }
     if (leaf.store && leaf.certificate->keyState() == KeyState::absent) {
         addEntries(*leaf.store);
     }
     if (request.additional) {
         addEntries(*request.additional);
     }
-    return stack;
+    return certificates;
 }
 
 // With a purpose, OpenSSL checks the usages of every element; it has one for TLS servers and
@@ -100,7 +92,7 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     const Context& leaf = Context::of(leafContext);
     X509* certificate = leaf.certificate->x509();
     const std::shared_ptr<X509_STORE> anchors = trustStore();
-    const BorrowingStack untrusted = untrustedCertificates(leaf, request);
+    const BorrowingStack untrusted = stackOf(untrustedCertificates(leaf, request));
     const auto verification = orOutOfMemory(StoreContextPointer(X509_STORE_CTX_new()));
     requireSuccess("X509_STORE_CTX_init", X509_STORE_CTX_init(verification.get(), anchors.get(),
                                                               certificate, untrusted.get()) == 1);

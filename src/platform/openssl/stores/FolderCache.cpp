@@ -118,9 +118,7 @@ FolderCache::SnapshotPointer FolderCache::read(const std::filesystem::path& fold
     // process must not lose its trust anchors.
     if (listing.outcome == FileOutcome::temporary && previous && previous->folder.path == folder &&
         previous->folder.outcome == FileOutcome::read) {
-        auto current = std::make_shared<Snapshot>(*previous);
-        current->folder.stampIsReliable = false;
-        return current;
+        return std::make_shared<Snapshot>(*previous);
     }
     auto snapshot = std::make_shared<Snapshot>();
     snapshot->folder = sourceOfFolder(folder, listing.outcome, listing.stamp);
@@ -163,9 +161,7 @@ FolderCache::Group FolderCache::readGroup(const FileGroup& paths, const Group* p
         return file.outcome == FileOutcome::temporary;
     });
     if (previous && anyTemporary) {
-        group = *previous;
-        group.sources.front().stampIsReliable = false;
-        return group;
+        return *previous;
     }
     const bool isSame = previous && haveSameContent(previous->sources, group.sources);
     group.parsed =

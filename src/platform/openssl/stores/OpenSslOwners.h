@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <new>
+#include <vector>
 
 namespace VexaSsl::openssl {
 
@@ -47,14 +48,23 @@ inline X509Pointer sharedReference(X509* certificate) noexcept {
     return X509Pointer(certificate);
 }
 
-// Returns the pointer; throws std::bad_alloc when it is null. For the many OpenSSL functions that
-// fail only when out of memory.
-template <class Pointer>
-Pointer orOutOfMemory(Pointer pointer) {
-    if (!pointer) {
+// Returns the result; throws std::bad_alloc when it is null or 0. For the many OpenSSL functions
+// that fail only when out of memory.
+template <class Result>
+Result orOutOfMemory(Result result) {
+    if (!result) {
         throw std::bad_alloc();
     }
-    return pointer;
+    return result;
+}
+
+// Returns a stack that borrows the certificates.
+inline BorrowingStack stackOf(const std::vector<X509*>& certificates) {
+    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
+    for (X509* certificate : certificates) {
+        orOutOfMemory(sk_X509_push(stack.get(), certificate));
+    }
+    return stack;
 }
 
 // Removes the errors that are queued during its lifetime. They would otherwise be attributed to the

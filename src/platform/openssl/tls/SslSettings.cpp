@@ -5,7 +5,6 @@
 #include "platform/openssl/tls/Statuses.h"
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 namespace VexaSsl::openssl {
 namespace {
@@ -41,16 +40,6 @@ void applyClientSettings(SSL_CTX* context, X509_STORE* anchors) {
     SSL_CTX_set1_cert_store(context, anchors);
     requireSuccess("SSL_CTX_set_purpose",
                    SSL_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER) == 1);
-}
-
-BorrowingStack stackOf(const std::vector<X509*>& certificates) {
-    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
-    for (X509* certificate : certificates) {
-        if (sk_X509_push(stack.get(), certificate) == 0) {
-            throw std::bad_alloc();
-        }
-    }
-    return stack;
 }
 
 // Returns why OpenSSL refused the certificate: it is too weak, memory is short, or the key doesn't
