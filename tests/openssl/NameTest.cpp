@@ -95,6 +95,17 @@ TEST(DnsNames, tooSmallBufferHoldsTheNamesThatFit) {
     }
 }
 
+TEST(CertGetNameString, nullBufferOrSizeGivesTheSizeNeeded) {
+    const HeldContext certificate = contextOf(withDnsNames({"one.test"}));
+    for (const auto& [type, needed] :
+         {std::pair{CERT_NAME_DNS_TYPE, 10U}, {CERT_NAME_FRIENDLY_DISPLAY_TYPE, 9U}, {99U, 1U}}) {
+        wchar_t buffer[] = L"unchanged";
+        EXPECT_EQ(ask(certificate.get(), type, nullptr, 20), needed);
+        EXPECT_EQ(ask(certificate.get(), type, buffer, 0), needed);
+        EXPECT_STREQ(buffer, L"unchanged");
+    }
+}
+
 TEST(DisplayName, firstDnsNameReplacesMissingSubject) {
     Recipe recipe = withDnsNames({"first.test", "second.test"});
     recipe.subject = {{"emailAddress", "mail@test"}};

@@ -25,12 +25,16 @@ PCCERT_CONTEXT pickFrom(HCERTSTORE store, const wchar_t* title) {
 // The child's exit status: the number of the picked entry, 0 if the user declined.
 int pickInChild(const wchar_t* title) {
     const OpenedStore store;
-    const HeldContext picked = pickFrom(store.get(), title);
+    HeldContext picked = pickFrom(store.get(), title);
     if (!picked) {
         return platform::GetLastError() == cancelled ? 0 : 99;
     }
     const std::wstring name = displayName(picked.get());
-    return name == L"one" ? 1 : name == L"two" ? 2 : 98;
+    const HeldContext next = nextIn(store.get(), picked.release());
+    if (name == L"one") {
+        return next && displayName(next.get()) == L"two" ? 1 : 98;
+    }
+    return name == L"two" && !next ? 2 : 98;
 }
 
 // Returns everything the child writes until it closes its terminal.
@@ -96,7 +100,9 @@ TEST_F(Picker, endOfFileDeclines) {
 }
 
 TEST_F(Picker, invalidAnswerIsAskedAgain) {
-    EXPECT_EQ(answer("x\n3\n2\n").entry, 2);
+    const Picked picked = answer("x\n3\n2\n");
+    EXPECT_EQ(picked.entry, 2);
+    EXPECT_TRUE(contains(picked.shown, "Please answer with a number from 0 to 2.")) << picked.shown;
 }
 
 TEST_F(Picker, threeInvalidAnswersDecline) {
@@ -113,6 +119,20 @@ TEST_F(Picker, pickerShowsNamesAndDates) {
     EXPECT_TRUE(contains(shown, "Select a certificate"));
     EXPECT_TRUE(contains(shown, "1. one [one], issued by one, valid from 20")) << shown;
     EXPECT_TRUE(contains(shown, "2. two [two], issued by two, valid from 20")) << shown;
+}
+
+TEST_F(Picker, longNamesAndListsAreShortened) {
+    const std::string longest(100, 'a');
+    Recipe recipe = named("nine names");
+    recipe.dnsNames = {longest, longest + 'a', "3", "4", "5", "6", "7", "8", "9"};
+    install("c.pem", issue(recipe));
+    recipe.subject = {{"CN", "ten names"}};
+    recipe.dnsNames.push_back("10");
+    install("d.pem", issue(recipe));
+    const std::string shown = answer("\n").shown;
+    const std::string list = longest + ", " + longest + "..., 3, 4, 5, 6, 7, 8, 9";
+    EXPECT_TRUE(contains(shown, "nine names [" + list + "]")) << shown;
+    EXPECT_TRUE(contains(shown, "ten names [" + list + " and 1 more]")) << shown;
 }
 
 TEST_F(Picker, pickerShowsTheTitle) {

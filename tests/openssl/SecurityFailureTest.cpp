@@ -118,6 +118,15 @@ TEST_F(SecurityFailure, failureIsInternalErrorAndNamesTheCall) {
     EXPECT_THAT(lastSecurityFailure(), StartsWith("SSL_CTX_new: error:"));
 }
 
+TEST(FailureText, dataThatIsNoTextIsLeftOut) {
+    ERR_raise(ERR_LIB_USER, 7);
+    ERR_set_error_data(OPENSSL_strdup("data"), ERR_TXT_MALLOCED);
+    openssl::recordFailure("call");
+    ERR_clear_error();
+    EXPECT_THAT(lastSecurityFailure(), ::testing::Not(::testing::HasSubstr("data")));
+    openssl::clearFailure();
+}
+
 TEST_F(SecurityFailure, failureIsKeptPerThread) {
     std::string elsewhere = "unread";
     std::thread([&elsewhere] { elsewhere = lastSecurityFailure(); }).join();

@@ -19,6 +19,7 @@ protected:
     }
 };
 using CertCompareCertificate = StoreEnumeration;
+using CertificateProperty = StoreEnumeration;
 using SubjectSearch = StoreEnumeration;
 using UsageSearch = StoreEnumeration;
 
@@ -68,6 +69,29 @@ TEST_F(StoreEnumeration, nullStoreIsRefused) {
         EXPECT_EQ(platform::CertEnumCertificatesInStore(store, nullptr), nullptr);
         EXPECT_EQ(platform::GetLastError(), invalidArgument);
     }
+}
+
+TEST_F(CertificateProperty, nullArgumentsAndOtherPropertiesAreRefused) {
+    const OpenedStore store;
+    const HeldContext one = firstIn(store.get());
+    constexpr DWORD extension = CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG;
+    constexpr DWORD otherProperty = 2;
+    DWORD size = 0;
+    EXPECT_FALSE(platform::CertGetEnhancedKeyUsage(nullptr, extension, nullptr, &size));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_FALSE(platform::CertGetEnhancedKeyUsage(one.get(), extension, nullptr, nullptr));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_FALSE(platform::CertGetEnhancedKeyUsage(one.get(), 0, nullptr, &size));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_FALSE(platform::CertGetCertificateContextProperty(nullptr, CERT_SHA1_HASH_PROP_ID,
+                                                             nullptr, &size));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_FALSE(platform::CertGetCertificateContextProperty(one.get(), CERT_SHA1_HASH_PROP_ID,
+                                                             nullptr, nullptr));
+    EXPECT_EQ(platform::GetLastError(), invalidArgument);
+    EXPECT_FALSE(
+        platform::CertGetCertificateContextProperty(one.get(), otherProperty, nullptr, &size));
+    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
 }
 
 TEST_F(CertCompareCertificate, nullEqualsNothing) {

@@ -44,6 +44,24 @@ TEST_F(TrustStore, brokenFileDoesNotAffectOtherFiles) {
     EXPECT_TRUE(hasAnchor(one));
 }
 
+TEST_F(TrustStore, intactBlocksAfterBrokenOnesCount) {
+    const Issued one = issue(authorityNamed("one"));
+    write("root/a.pem",
+          "-----BEGIN CERTIFICATE-----\nnot base64!\n-----END CERTIFICATE-----\n" + pem(one));
+    EXPECT_TRUE(hasAnchor(one));
+}
+
+TEST_F(TrustStore, certificateWithTrustSettingsIsAnchor) {
+    const Issued one = issue(authorityNamed("one"));
+    X509_alias_set1(one.certificate.get(), reinterpret_cast<const unsigned char*>("alias"), 5);
+    const openssl::BioPointer bio(BIO_new(BIO_s_mem()));
+    ASSERT_EQ(PEM_write_bio_X509_AUX(bio.get(), one.certificate.get()), 1);
+    char* text = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &text);
+    write("root/one.pem", {text, static_cast<std::size_t>(size)});
+    EXPECT_TRUE(hasAnchor(one));
+}
+
 TEST_F(TrustStore, systemBundleIsTrusted) {
     const openssl::BioPointer bundle(BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r"));
     if (!bundle) {
