@@ -1,10 +1,12 @@
 // What is cached between openings of the store, and when it is read again.
 #include "openssl/CertificateFolderTest.h"
+#include "platform/openssl/stores/SourceFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -66,6 +68,41 @@ TEST_F(StoreCache, changeOfOneFileLeavesTheOthersParsed) {
     install("b.pem", issue(named("after")));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"stays", L"after"}));
     EXPECT_TRUE(areOneObject(before, firstEntry()));
+}
+
+class SourceStamp : public CertificateFolderTest {
+protected:
+    static openssl::Source sourceOf(const std::filesystem::path& path) {
+        errno = EINTR; // of an earlier call
+        return openssl::sourceOf(openssl::readFile(path, std::size_t{1} << 30));
+    }
+};
+
+TEST_F(SourceStamp, freshFileCountsAsChanged) {
+    write("my/one.pem", "text");
+    EXPECT_FALSE(isUnchanged(sourceOf(path("my/one.pem"))));
+}
+
+TEST_F(SourceStamp, oldFileIsUnchanged) {
+    const openssl::Source program = sourceOf("/proc/self/exe");
+    errno = EINTR;
+    EXPECT_TRUE(isUnchanged(program));
+}
+
+TEST_F(SourceStamp, missingFileIsUnchangedUntilItExists) {
+    const openssl::Source missing = sourceOf(path("my/one.pem"));
+    EXPECT_TRUE(isUnchanged(missing));
+    write("my/one.pem", "text");
+    EXPECT_FALSE(isUnchanged(missing));
+}
+
+TEST_F(SourceStamp, unreadableFileCountsAsChanged) {
+    openssl::Source program = sourceOf("/proc/self/exe");
+    for (const auto outcome : {openssl::FileOutcome::denied, openssl::FileOutcome::temporary}) {
+        EXPECT_FALSE(isUnchanged(openssl::sourceOfFolder(program.path, outcome, program.stamp)));
+    }
+    program.outcome = openssl::FileOutcome::missing;
+    EXPECT_FALSE(isUnchanged(program));
 }
 
 TEST_F(StoreCache, readingLeavesNoDescriptorOpen) {

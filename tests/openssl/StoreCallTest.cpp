@@ -1,5 +1,6 @@
 // Store calls with arguments whose outcome the contract leaves open.
 #include "openssl/CertificateFolderTest.h"
+#include "platform/openssl/stores/SubjectText.h"
 
 namespace VexaSsl::test {
 namespace {
@@ -94,6 +95,22 @@ TEST_F(CertificateProperty, nullArgumentsAndOtherPropertiesAreRefused) {
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_NOT_FOUND));
 }
 
+TEST_F(CertificateProperty, sizeOfUsagesIsExact) {
+    Recipe recipe = named("three");
+    recipe.usages = "serverAuth,clientAuth";
+    const HeldContext certificate = contextOf(issue(recipe));
+    constexpr DWORD extension = CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG;
+    constexpr DWORD needed =
+        sizeof(CERT_ENHKEY_USAGE) + 2 * sizeof(char*) + sizeof serverUsage + sizeof clientUsage;
+    std::vector<char> memory(needed);
+    auto* const usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
+    DWORD size = needed - 1;
+    EXPECT_FALSE(platform::CertGetEnhancedKeyUsage(certificate.get(), extension, usage, &size));
+    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
+    EXPECT_EQ(size, needed);
+    EXPECT_TRUE(platform::CertGetEnhancedKeyUsage(certificate.get(), extension, usage, &size));
+}
+
 TEST_F(CertCompareCertificate, nullEqualsNothing) {
     const OpenedStore store;
     const HeldContext one = firstIn(store.get());
@@ -101,6 +118,28 @@ TEST_F(CertCompareCertificate, nullEqualsNothing) {
     EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, nullptr));
     EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, info, nullptr));
     EXPECT_FALSE(platform::CertCompareCertificate(X509_ASN_ENCODING, nullptr, info));
+}
+
+TEST_F(UsageSearch, longestIdentifierHas127Characters) {
+    std::string identifier = "1.2";
+    for (int i = 0; i < 62; ++i) {
+        identifier += ".3";
+    }
+    for (const auto& [used, found] : {std::pair{identifier, identifier}, {identifier + '3', ""}}) {
+        Recipe recipe = named("long");
+        recipe.usages = used;
+        std::vector<std::string> usages;
+        EXPECT_TRUE(openssl::readUsages(issue(recipe).certificate.get(), usages));
+        EXPECT_EQ(usages, std::vector<std::string>{found});
+    }
+}
+
+TEST(MemoryStore, encodingThatIsNoCertificateIsBadTag) {
+    const OpenedStore store(platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    const BYTE encoding[] = "no certificate";
+    EXPECT_FALSE(platform::CertAddEncodedCertificateToStore(
+        store.get(), X509_ASN_ENCODING, encoding, sizeof encoding, CERT_STORE_ADD_ALWAYS, nullptr));
+    EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(CRYPT_E_ASN1_BADTAG));
 }
 
 TEST_F(StoreEnumeration, refusedAdditionGivesNoContext) {

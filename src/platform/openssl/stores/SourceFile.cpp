@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -45,6 +46,20 @@ int statRetrying(int descriptor, struct stat& status) noexcept {
 
 bool mayChangeWithFileUnchanged(FileOutcome outcome) noexcept {
     return outcome == FileOutcome::denied || outcome == FileOutcome::temporary;
+}
+
+bool isReliable(FileOutcome outcome, const FileStamp& stamp) noexcept {
+    return !mayChangeWithFileUnchanged(outcome) &&
+           (outcome == FileOutcome::missing || isReliable(stamp));
+}
+
+// Returns nothing when OpenSSL can't compute it.
+std::optional<Digest> digestOf(std::string_view text) noexcept {
+    const ErrorQueueGuard errors;
+    Digest digest;
+    const bool isComputed =
+        SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
+    return isComputed ? std::optional(digest) : std::nullopt;
 }
 
 } // namespace
@@ -123,26 +138,13 @@ FileContents readFile(const std::filesystem::path& path, std::size_t limit) {
 }
 
 Source sourceOf(const FileContents& file) {
-    Source source{file.path, file.outcome, file.stamp, {}, false};
-    if (file.outcome == FileOutcome::read) {
-        const ErrorQueueGuard errors;
-        const std::string_view text = file.bytes.text();
-        Digest digest;
-        if (SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
-                   digest.data())) {
-            source.digest = digest;
-        }
-    }
-    source.stampIsReliable = !mayChangeWithFileUnchanged(file.outcome) &&
-                             (file.outcome == FileOutcome::missing || isReliable(file.stamp));
-    return source;
+    return {file.path, file.outcome, file.stamp, digestOf(file.bytes.text()),
+            isReliable(file.outcome, file.stamp)};
 }
 
 Source sourceOfFolder(const std::filesystem::path& folder, FileOutcome outcome,
                       const FileStamp& stamp) {
-    const bool stampIsReliable = !mayChangeWithFileUnchanged(outcome) &&
-                                 (outcome == FileOutcome::missing || isReliable(stamp));
-    return {folder, outcome, stamp, {}, stampIsReliable};
+    return {folder, outcome, stamp, {}, isReliable(outcome, stamp)};
 }
 
 bool isUnchanged(const Source& source) noexcept {

@@ -4,6 +4,7 @@
 #include "platform/openssl/stores/SubjectText.h"
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,9 +14,9 @@ namespace {
 using StoreTable = linux::HandleTable<Store>;
 
 StoreEntry entryOf(const CertificatePointer& certificate) {
-    StoreEntry entry{certificate, foldCase(subjectText(certificate->x509())), {}, false};
-    entry.hasUsages = readUsages(certificate->x509(), entry.usages);
-    return entry;
+    std::vector<std::string> usages;
+    const bool hasUsages = readUsages(certificate->x509(), usages);
+    return {certificate, foldCase(subjectText(certificate->x509())), std::move(usages), hasUsages};
 }
 
 } // namespace
