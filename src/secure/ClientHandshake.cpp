@@ -97,9 +97,9 @@ bool ClientNegotiation::advance() {
     // Compatibility: handshake-extra
     // Compatibility: data-after-handshake
     buffer.reset();
-    const SECURITY_STATUS deciding = decidingValue(status, output);
+    const bool alerted = breakOnAlert(output);
     passToken();
-    return deciding == SEC_E_OK;
+    return status == SEC_E_OK && !alerted;
 }
 
 void ClientNegotiation::passToken() {

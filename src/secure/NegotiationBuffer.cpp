@@ -29,9 +29,7 @@ void NegotiationBuffer::expectMissing(DWORD count) {
     if (needed > bytes.size()) {
         // reserve allocates exactly that much; resize alone may allocate more.
         bytes.reserve(static_cast<std::size_t>(needed));
-        const auto before = static_cast<std::ptrdiff_t>(bytes.size());
         bytes.resize(static_cast<std::size_t>(needed));
-        std::fill(bytes.begin() + before, bytes.end(), '\0');
     }
     hasMissing = true;
     missing = count;

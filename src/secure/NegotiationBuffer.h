@@ -19,7 +19,8 @@ public:
     DWORD capacity() const { return static_cast<DWORD>(bytes.size()); }
 
     // Sets the number of bytes that the package needs in addition to those held; the capacity grows
-    // to have + count if it is smaller. Throws std::runtime_error, with nothing changed, if have
+    // to have + count if it is smaller, by bytes that aren't zeroed. Throws std::runtime_error,
+    // with nothing changed, if have
     // + count is more than a receive can ask for.
     void expectMissing(DWORD count);
 

@@ -15,8 +15,6 @@ namespace VexaSsl {
 
 namespace {
 
-constexpr SECURITY_STATUS undecided = -1;
-
 static_assert(ISC_RET_CONFIDENTIALITY == ASC_RET_CONFIDENTIALITY, "one check for both sides");
 
 SecBuffer makeBuffer(ULONG type, ULONG size = 0, void* data = nullptr) {
@@ -69,15 +67,15 @@ void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer) {
     }
 }
 
-SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output) {
+bool breakOnAlert(const BufferPair& output) {
     const SecBuffer* alert = output.find(SECBUFFER_ALERT);
     if (alert == nullptr || alert->cbBuffer == 0) {
-        return status;
+        return false;
     }
     // Compatibility: unsent-alert
     // Compatibility: debug-break
     platform::DebugBreak();
-    return undecided;
+    return true;
 }
 
 ContextBuffer<void> tokenMemory(const BufferPair& output) {

@@ -51,10 +51,9 @@ void logStep(ILog& log, std::wstring_view call, SECURITY_STATUS status);
 // stored in its input. Without one nothing changes, and the next receive asks for 0 bytes.
 void expectMissingBytes(const BufferPair& input, NegotiationBuffer& buffer);
 
-// Returns the status, or -1 if the package produced an alert: then calls DebugBreak, and the
-// handshake waits for the peer. The alert is neither sent nor freed. SEC_E_OK means that the
-// handshake is complete.
-SECURITY_STATUS decidingValue(SECURITY_STATUS status, const BufferPair& output);
+// Calls DebugBreak if the package produced an alert. Returns whether it did: then the handshake
+// waits for the peer, even if the status is SEC_E_OK. The alert is neither sent nor freed.
+bool breakOnAlert(const BufferPair& output);
 
 // Returns the memory of the token in output, now owned, or null. A failing call may produce a token
 // too; if that leaked, a peer could exhaust the memory by failing handshakes.

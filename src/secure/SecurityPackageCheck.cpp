@@ -49,23 +49,25 @@ private:
     std::vector<SecPkgInfoW> copies;
 };
 
-// True, or an exception.
-bool requireSecurityPackage(ILog& log) {
-    log.log(Severity::Debug, L"Checking for the presence of the Schannel Security Package");
-    const SecurityPackageList packages(log);
-    if (!packages.has(packageName)) {
-        log.log(Severity::Error, L"The Schannel Security Package is not available on this computer."
-                                 L" Are you sure you're running on Windows?");
-        throw std::runtime_error("schannel package not present");
+// Exists only if the package is installed.
+struct InstalledPackage {
+    explicit InstalledPackage(ILog& log) {
+        log.log(Severity::Debug, L"Checking for the presence of the Schannel Security Package");
+        const SecurityPackageList packages(log);
+        if (!packages.has(packageName)) {
+            log.log(Severity::Error,
+                    L"The Schannel Security Package is not available on this computer."
+                    L" Are you sure you're running on Windows?");
+            throw std::runtime_error("schannel package not present");
+        }
     }
-    return true;
-}
+};
 
 } // namespace
 
 void checkSecurityPackage(ILog& log) {
     // The language makes other threads wait for the initialiser and repeats it after an exception.
-    [[maybe_unused]] static const bool present = requireSecurityPackage(log);
+    [[maybe_unused]] static const InstalledPackage present(log);
 }
 
 } // namespace VexaSsl

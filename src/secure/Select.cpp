@@ -12,13 +12,12 @@ namespace VexaSsl {
 
 namespace {
 
+// The set contains s.
 void removeFirst(SOCKET s, fd_set& set) {
     SOCKET* const end = set.fd_array + set.fd_count;
     SOCKET* const found = std::find(set.fd_array, end, s);
-    if (found != end) {
-        std::copy(found + 1, end, found);
-        --set.fd_count;
-    }
+    std::copy(found + 1, end, found);
+    --set.fd_count;
 }
 
 } // namespace

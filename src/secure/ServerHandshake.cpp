@@ -103,9 +103,9 @@ bool ServerNegotiation::advance() {
     // Compatibility: handshake-extra
     // Compatibility: data-after-handshake
     buffer.reset();
-    const SECURITY_STATUS deciding = decidingValue(status, output);
+    const bool alerted = breakOnAlert(output);
     passToken();
-    return deciding == SEC_E_OK;
+    return status == SEC_E_OK && !alerted;
 }
 
 // An empty token is ignored without a line; a client logs one.

@@ -13,9 +13,7 @@ void* (*volatile const overwrite)(void*, int, std::size_t) = std::memset;
 } // namespace
 
 void wipeMemory(void* memory, std::size_t size) {
-    if (size != 0) {
-        overwrite(memory, 0, size);
-    }
+    overwrite(memory, 0, size);
 }
 
 } // namespace VexaSsl

@@ -76,6 +76,7 @@ std::string refusal(NegotiationBuffer& buffer, DWORD missing) {
 }
 
 TEST(NegotiationBufferTest, newBufferHasTenThousandZerosAndNothingHeld) {
+    { const std::vector<char> leavesUsedMemory(10000, 'x'); }
     const NegotiationBuffer buffer;
     EXPECT_EQ(buffer.capacity(), 10000U);
     EXPECT_EQ(buffer.bytes.capacity(), 10000U);
