@@ -423,6 +423,7 @@ TEST_P(Chains, clientValidatesTheServersChain) {
     const ExpectedOutcome& expected = GetParam().expected;
     EXPECT_EQ(outcome.lines, linesOfClient(expected.clientStatus, target()));
     EXPECT_EQ(outcome.peerFinished, expected.isGood());
+    EXPECT_EQ(statusOnRequest(presented, target()) == 0, outcome.accepted);
     const Verification verification = verifiedByOpenSsl(presented, Purpose::server);
     compare(counts, GetParam().fact, expected.isGood(), outcome.accepted, verification.accepted,
             {.harmless = GetParam().refusedAlthoughGood}, verification.output);

@@ -214,6 +214,11 @@ std::vector<NameCase> addressCases() {
         {"another IPv6 address", at("::2"), L"::1", refused},
         {"IPv6 address with a zone", at("fe80::1"), L"fe80::1%lo", accepted, zone},
         {"IPv6 address in brackets", at("::1"), L"[::1]", refused},
+        {"IPv6 address in brackets as a DNS name",
+         on("[::1]"),
+         L"[::1]",
+         refused,
+         {.stricter = "what stands in brackets is an address, and no DNS name has brackets"}},
         {"mapped address against the short one", at("127.0.0.1"), L"::ffff:127.0.0.1", refused},
         {"short address against the mapped one", at("::ffff:127.0.0.1"), L"127.0.0.1", refused},
         {"mapped address", at("::ffff:127.0.0.1"), L"::ffff:127.0.0.1", accepted},
@@ -430,6 +435,7 @@ TEST_P(Names, serverNameIsAcceptedOrRefused) {
     const SECURITY_STATUS status = row.accepted ? SEC_E_OK : SEC_E_WRONG_PRINCIPAL;
     EXPECT_EQ(outcome.lines, linesOfClient(status, row.target));
     EXPECT_EQ(outcome.peerFinished, row.accepted);
+    EXPECT_EQ(statusOnRequest(presented, row.target) == 0, outcome.accepted);
     const std::string asked =
         row.asked.empty() ? std::string(row.target.begin(), row.target.end()) : row.asked;
     const Verification verification = verifiedByOpenSsl(presented, Purpose::server, asked);

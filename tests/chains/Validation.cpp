@@ -5,7 +5,7 @@
 #include "CertificateFiles.h"
 #include "certificates/CertificateInspector.h"
 #include "config/SslConfig.h"
-#include "contract/stores/StoreFixture.h"
+#include "contract/stores/ChainFixture.h"
 #include "fakes/Secrets.h"
 #include "frame/ErrorText.h"
 #include "integration/support/LogMatchers.h"
@@ -121,6 +121,23 @@ HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::w
     outcome.peerFinished = peer.finished();
     sortLines(log, outcome);
     return outcome;
+}
+
+DWORD statusOnRequest(const PresentedChain& presented, const std::wstring& target) {
+    TestFolder::instance(); // the trust anchors
+    const OpenedStore store(openMemoryStore());
+    HeldContext leaf;
+    for (const Der& certificate : presented.certificates) {
+        HeldContext added = addTo(store.get(), certificate);
+        if (!leaf) {
+            leaf = std::move(added);
+        }
+    }
+    std::wstring name = target;
+    SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
+    extra.dwAuthType = AUTHTYPE_SERVER;
+    extra.pwszServerName = name.data();
+    return verdictOn(chainOf(leaf.get(), serverUsage, nullptr, store.get()), &extra).error;
 }
 
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target) {

@@ -38,6 +38,8 @@ std::wstring wide(const std::string& text);
 
 // The library as a client that connects to target.
 HandshakeOutcome validatedByClient(const PresentedChain& presented, const std::wstring& target);
+// The status of the chain and the name without a connection, with the other certificates at hand.
+DWORD statusOnRequest(const PresentedChain& presented, const std::wstring& target);
 std::vector<LogLine> linesOfClient(SECURITY_STATUS status, const std::wstring& target);
 
 // The library as a server that requests a certificate. acceptable: the option's value.

@@ -122,15 +122,19 @@ TEST_F(ChainPolicy, intermediateForServersIssuesNoClients) {
               (Verdict{CERT_E_WRONG_USAGE, 1}));
 }
 
-// A common name counts as a DNS name in addition to the alternative names.
-TEST_F(ChainPolicy, commonNameOutsideTheConstraintsIsRefused) {
+// A client's common name counts as a DNS name in addition to the alternative names, a server's
+// doesn't.
+TEST_F(ChainPolicy, commonNameOutsideTheConstraintsIsRefusedForClients) {
     Recipe insideOnly = authorityNamed("inside only");
     insideOnly.permittedDnsName = "inside.test";
     const Issued issuer = issue(insideOnly, &root);
-    Recipe recipe = serverNamed("www.outside.test");
+    Recipe recipe = named("www.outside.test");
     recipe.dnsNames = {"www.inside.test"};
-    EXPECT_EQ(verdictOf(issue(recipe, &issuer), {&issuer}).error,
-              static_cast<DWORD>(CERT_E_INVALID_NAME));
+    const Issued leaf = issue(recipe, &issuer);
+    EXPECT_EQ(verdictOf(leaf, {&issuer}, serverUsage), trusted);
+    for (const char* usage : {clientUsage, ""}) {
+        EXPECT_EQ(verdictOf(leaf, {&issuer}, usage).error, static_cast<DWORD>(CERT_E_INVALID_NAME));
+    }
 }
 
 TEST_F(ChainPolicy, keyTooWeakForTlsIsRefused) {

@@ -207,6 +207,34 @@ TEST(Explain, addressesCountAsNames) {
     EXPECT_EQ(runTool(ofCase("server-rsa") + forServer + Words{"--name", "127.0.0.2"}).status, 6);
 }
 
+TEST(Explain, nameThatAnAuthorityExcludesIsRefusedThoughAWildcardCoversIt) {
+    const std::filesystem::path authority =
+        makeStrange({.commonName = "Excluding",
+                     .dnsNames = {},
+                     .extensions = "basicConstraints=critical,CA:TRUE\n"
+                                   "nameConstraints=critical,excluded;DNS:evil.wild.test\n"});
+    const OwnCertificates own;
+    std::filesystem::copy(authority, own.folder / "root" / "excluding.pem");
+    const Words wild = {
+        "explain",
+        "--file",
+        makeStrange({.commonName = "wild", .dnsNames = {"*.wild.test"}, .issuer = authority})
+            .string(),
+        "--certificates",
+        own.folder.string(),
+        "--purpose",
+        "server",
+        "--name"};
+    EXPECT_EQ(runTool(wild + Words{"good.wild.test"}).status, 0);
+    const Outcome outcome = runTool(wild + Words{"evil.wild.test"});
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_THAT(outcome.output,
+                HasSubstr("  name [evil.wild.test]: its authorities don't permit it\n"
+                          "      name-constraint: an authority in the chain may not issue for "
+                          "[evil.wild.test], although a name of the certificate covers it\n"
+                          "      remedy: connect by a name"));
+}
+
 TEST(Explain, nameIsJudgedThoughTheChainIsRefused) {
     EXPECT_THAT(runTool(ofCase("expired") + forServer + Words{"--name", "elsewhere.test"}).output,
                 HasSubstr("name: it isn't made out to [elsewhere.test]"));

@@ -23,7 +23,8 @@ std::filesystem::path writtenFile(const std::string& extension, const std::strin
 }
 
 std::string configurationOf(const StrangeCertificate& certificate) {
-    std::string text = "[req]\ndistinguished_name=dn\nx509_extensions=ext\n[dn]\n[ext]\n";
+    std::string text =
+        "[req]\ndistinguished_name=dn\nx509_extensions=ext\n[dn]\n[ext]\n" + certificate.extensions;
     if (!certificate.alternativeNames.empty()) {
         return text + "subjectAltName=" + certificate.alternativeNames + "\n";
     }
@@ -50,10 +51,16 @@ std::filesystem::path freshFolder() {
 std::filesystem::path makeStrange(const StrangeCertificate& certificate) {
     const auto file = freshFile(".pem");
     const auto key = freshFile(".key");
-    runOpenssl({"req", "-x509", "-utf8", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                "-nodes", "-days", "1000", "-subj", "/CN=" + certificate.commonName, "-config",
-                writtenFile(".cnf", configurationOf(certificate)).string(), "-keyout", key.string(),
-                "-out", file.string()});
+    Words issuer;
+    if (!certificate.issuer.empty()) {
+        issuer = {"-CA", certificate.issuer.string(), "-CAkey", certificate.issuer.string()};
+    }
+    runOpenssl(Words{"req", "-x509", "-utf8", "-newkey", "ec", "-pkeyopt",
+                     "ec_paramgen_curve:P-256", "-nodes", "-days", "1000", "-subj",
+                     "/CN=" + certificate.commonName, "-config",
+                     writtenFile(".cnf", configurationOf(certificate)).string(), "-keyout",
+                     key.string(), "-out", file.string()} +
+               issuer);
     std::ofstream(file, std::ios::app) << contents(key);
     return file;
 }

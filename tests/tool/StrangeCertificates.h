@@ -12,9 +12,11 @@ struct StrangeCertificate {
     std::string commonName;            // bytes as they are
     std::vector<std::string> dnsNames; // plain ones; may be thousands
     std::string alternativeNames = ""; // instead of dnsNames: a value for openssl's configuration
+    std::string extensions = "";       // further lines of openssl's configuration
+    std::filesystem::path issuer = ""; // a file with its certificate and key; default: itself
 };
 
-// A file with a certificate, signed by its own key, and that key.
+// A file with a certificate and its key.
 std::filesystem::path makeStrange(const StrangeCertificate& certificate);
 
 // The certificate of a file with its last byte changed, which is one of its signature.

@@ -128,7 +128,14 @@ void Explainer::judgeName(PCCERT_CHAIN_CONTEXT judged, PurposeVerdict& verdict) 
     verdict.name = verdict.forServer ? serverNameVerdict(judged) : clientNameVerdict();
     if (verdict.name == NameVerdict::NotBorne) {
         verdict.nameFault = wrongNameFault(leafFacts(), question.name);
+    } else if (verdict.name == NameVerdict::NotPermitted) {
+        verdict.nameFault = forbiddenNameFault(question.name);
     }
+}
+
+// The certificate's own names are checked with the chain.
+bool hasForbiddenNames(const CERT_SIMPLE_CHAIN& simple) {
+    return (simple.TrustStatus.dwErrorStatus & CERT_TRUST_INVALID_NAME_CONSTRAINTS) != 0;
 }
 
 // Checked as in a client's handshake, whatever else is wrong with the chain.
@@ -151,6 +158,10 @@ NameVerdict Explainer::serverNameVerdict(PCCERT_CHAIN_CONTEXT judged) const {
     }
     if (status.dwError == static_cast<DWORD>(CERT_E_CN_NO_MATCH)) {
         return NameVerdict::NotBorne;
+    }
+    if (status.dwError == static_cast<DWORD>(CERT_E_INVALID_NAME) &&
+        !hasForbiddenNames(*judged->rgpChain[0])) {
+        return NameVerdict::NotPermitted;
     }
     return status.dwError == 0 ? NameVerdict::Borne : NameVerdict::NotJudged;
 }

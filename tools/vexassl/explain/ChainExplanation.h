@@ -38,7 +38,8 @@ enum class NameVerdict {
     NotAsked,
     Borne,
     NotBorne,
-    NotJudged, // because of a worse fault
+    NotPermitted, // by the name constraints of its issuers
+    NotJudged,    // because of a worse fault
 };
 
 struct PurposeVerdict {
@@ -52,7 +53,7 @@ struct PurposeVerdict {
     std::optional<Fault> nameFault;
     std::vector<LoggedLine> lines; // that the library logs
 
-    bool isGood() const { return trusted && name != NameVerdict::NotBorne; }
+    bool isGood() const { return trusted && !nameFault; }
 };
 
 struct ChainExplanation {

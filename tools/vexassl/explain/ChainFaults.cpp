@@ -163,6 +163,16 @@ Fault wrongNameFault(const CertificateFacts& facts, const std::string& name) {
             "counts only if the certificate carries that address"};
 }
 
+Fault forbiddenNameFault(const std::string& name) {
+    return {"name-constraint",
+            "an authority in the chain may not issue for [" +
+                printableText(std::string_view(name)) +
+                "], although a name of the certificate "
+                "covers it",
+            "connect by a name that the authority permits, or have a certificate issued for this "
+            "name by another authority"};
+}
+
 Fault otherFault(DWORD status) {
     return {"other",
             "the system's verdict is " + std::to_string(status) + " (" +

@@ -107,6 +107,10 @@ private:
             writeLine(name + "the certificate isn't made out to it");
             printFaults({*purpose.nameFault});
             return;
+        case NameVerdict::NotPermitted:
+            writeLine(name + "its authorities don't permit it");
+            printFaults({*purpose.nameFault});
+            return;
         case NameVerdict::NotJudged:
             writeLine(name + "not judged, the chain has a graver fault");
             return;
@@ -175,6 +179,8 @@ const char* nameWord(NameVerdict verdict) {
         return "borne";
     case NameVerdict::NotBorne:
         return "not-borne";
+    case NameVerdict::NotPermitted:
+        return "not-permitted";
     case NameVerdict::NotJudged:
         return "not-judged";
     case NameVerdict::NotAsked:

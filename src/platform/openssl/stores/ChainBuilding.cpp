@@ -2,9 +2,9 @@
 #include "platform/openssl/stores/Chain.h"
 
 #include "platform/openssl/stores/OpenSslFailure.h"
-#include "platform/openssl/stores/SecurityLevel.h"
 #include "platform/openssl/stores/SubjectText.h"
 #include "platform/openssl/stores/VerificationErrors.h"
+#include "platform/openssl/stores/VerificationParameters.h"
 
 #include <openssl/x509_vfy.h>
 
@@ -52,15 +52,14 @@ std::vector<X509*> untrustedCertificates(const Context& leaf, const ChainRequest
 
 // With a purpose, OpenSSL checks the usages of every element; it has one for TLS servers and
 // clients.
-void requirePurpose(X509_STORE_CTX* verification, const std::vector<std::string>& usages) {
+Purpose purposeOf(const std::vector<std::string>& usages) {
     const auto isRequested = [&usages](const char* usage) {
         return std::find(usages.begin(), usages.end(), usage) != usages.end();
     };
     if (isRequested(serverAuthentication)) {
-        X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_SERVER);
-    } else if (isRequested(clientAuthentication)) {
-        X509_STORE_CTX_set_purpose(verification, X509_PURPOSE_SSL_CLIENT);
+        return Purpose::server;
     }
+    return isRequested(clientAuthentication) ? Purpose::client : Purpose::any;
 }
 
 // A certificate without the extension permits every usage.
@@ -99,12 +98,7 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     ChainFaults faults;
     X509_STORE_CTX_set_app_data(verification.get(), &faults);
     X509_STORE_CTX_set_verify_cb(verification.get(), recordFault);
-    requirePurpose(verification.get(), request.usages);
-    X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(verification.get());
-    X509_VERIFY_PARAM_set_auth_level(parameters, tlsSecurityLevel());
-    // The common name is used as a DNS name even if there are alternative names, so name
-    // constraints must apply to it too.
-    X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_ALWAYS_CHECK_SUBJECT);
+    setPurpose(X509_STORE_CTX_get0_param(verification.get()), purposeOf(request.usages));
     if (request.time) {
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
     }

@@ -5,9 +5,11 @@
 #include "platform/openssl/stores/CertificateObject.h"
 #include "platform/openssl/stores/Chain.h"
 #include "platform/openssl/stores/FileTime.h"
+#include "platform/openssl/stores/OpenSslOwners.h"
 #include "platform/openssl/stores/TargetName.h"
 
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -54,13 +56,30 @@ const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* sslParameters(const CERT_CHAIN_POLICY_PA
     return static_cast<const SSL_EXTRA_CERT_CHAIN_POLICY_PARA*>(extra);
 }
 
-// Returns whether the leaf matches the requested server name; true when none is requested.
-bool matchesServerName(PCCERT_CHAIN_CONTEXT chain, const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
-    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName) {
-        return true;
+// The stack borrows the certificates.
+BorrowingStack certificatesOf(const CERT_SIMPLE_CHAIN& chain) {
+    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
+    for (DWORD i = 0; i < chain.cElement; ++i) {
+        if (sk_X509_push(stack.get(), x509Of(chain.rgpElement[i]->pCertContext)) <= 0) {
+            throw std::bad_alloc();
+        }
     }
+    return stack;
+}
+
+// Returns 0 if the leaf matches the requested server name and the constraints of its issuers permit
+// it, or if none is requested; else the status.
+DWORD serverNameStatus(const CERT_SIMPLE_CHAIN& chain,
+                       const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* extra) {
+    if (!extra || extra->dwAuthType != AUTHTYPE_SERVER || !extra->pwszServerName) {
+        return 0;
+    }
+    const BorrowingStack certificates = certificatesOf(chain);
     const std::optional<TargetName> target = TargetName::parse(extra->pwszServerName);
-    return target && target->matches(x509Of(chain->rgpChain[0]->rgpElement[0]->pCertContext));
+    if (!target || !target->matches(sk_X509_value(certificates.get(), 0))) {
+        return static_cast<DWORD>(CERT_E_CN_NO_MATCH);
+    }
+    return target->isPermittedIn(certificates.get()) ? 0 : static_cast<DWORD>(CERT_E_INVALID_NAME);
 }
 
 // cbSize of the parameters is ignored: the core leaves it 0.
@@ -123,8 +142,8 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, PCCERT_CHAIN_CONTEXT c
         }
     }
     return linux::guarded(BOOL{FALSE}, [&]() -> BOOL {
-        if (!matchesServerName(chain, extra)) {
-            *status = {status->cbSize, CERT_E_CN_NO_MATCH, 0, 0, nullptr};
+        if (const DWORD error = serverNameStatus(*chain->rgpChain[0], extra)) {
+            *status = {status->cbSize, error, 0, 0, nullptr};
         }
         return TRUE;
     });

@@ -1,7 +1,9 @@
 #include "platform/openssl/stores/TargetName.h"
 
 #include "platform/linux/base/Utf8.h"
+#include "platform/openssl/stores/NameConstraints.h"
 #include "platform/openssl/stores/OpenSslOwners.h"
+#include "platform/openssl/stores/VerificationParameters.h"
 
 #include <openssl/tls1.h>
 #include <openssl/x509v3.h>
@@ -36,8 +38,6 @@ std::string withoutZone(const std::string& text) {
     return text.substr(0, text.find('%'));
 }
 
-constexpr unsigned hostFlags = X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS;
-
 void requireMemory(bool done) {
     if (!done) {
         throw std::bad_alloc();
@@ -59,7 +59,8 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
     if (const std::string address = withoutZone(name); isAddressLiteral(address)) {
         return TargetName(address, true);
     }
-    if (name.empty() || name.starts_with('.') || isOtherAddressForm(name)) {
+    if (name.empty() || name.starts_with('.') || name.starts_with('[') ||
+        isOtherAddressForm(name)) {
         return std::nullopt;
     }
     return TargetName(std::move(name), false);
@@ -71,7 +72,6 @@ void TargetName::applyTo(SSL* ssl) const {
         requireMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()) == 1);
         return;
     }
-    X509_VERIFY_PARAM_set_hostflags(checks, hostFlags);
     requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
     // A longer name doesn't fit into the server_name extension, and no certificate has it.
     if (name.size() <= TLSEXT_MAXLEN_host_name) {
@@ -84,7 +84,12 @@ bool TargetName::matches(X509* certificate) const noexcept {
     if (isAddress) {
         return X509_check_ip_asc(certificate, name.c_str(), 0) == 1;
     }
-    return X509_check_host(certificate, name.data(), name.size(), hostFlags, nullptr) == 1;
+    return X509_check_host(certificate, name.data(), name.size(), serverNameFlags, nullptr) == 1;
+}
+
+// Addresses are compared whole, and OpenSSL has checked the certificate's.
+bool TargetName::isPermittedIn(const STACK_OF(X509) * chain) const noexcept {
+    return isAddress || constraintError(name.c_str(), chain) == X509_V_OK;
 }
 
 } // namespace VexaSsl::openssl

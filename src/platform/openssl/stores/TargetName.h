@@ -13,8 +13,8 @@ class TargetName {
 public:
     // Takes the zero-terminated text as it is, without IDNA conversion; removes one trailing dot.
     // Returns nothing for a name that no certificate may match: an empty one, invalid UTF-32, one
-    // with a leading dot (which OpenSSL matches with every subdomain), and an address that isn't in
-    // the canonical form.
+    // with a leading dot (which OpenSSL matches with every subdomain), an address in brackets, and
+    // an address that isn't in the canonical form.
     static std::optional<TargetName> parse(const wchar_t* text);
 
     // Makes the handshake check the server's certificate for this name (an address is compared with
@@ -24,6 +24,9 @@ public:
 
     // Returns whether the certificate matches, by the rules of the handshake.
     bool matches(X509* certificate) const noexcept;
+
+    // Returns whether the name constraints in the chain, leaf first, permit the name.
+    bool isPermittedIn(const STACK_OF(X509) * chain) const noexcept;
 
 private:
     TargetName(std::string name, bool isAddress) : name(std::move(name)), isAddress(isAddress) {}

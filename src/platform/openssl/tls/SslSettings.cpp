@@ -1,8 +1,11 @@
 #include "platform/openssl/tls/SslSettings.h"
 
 #include "platform/openssl/stores/CertificateObject.h"
+#include "platform/openssl/stores/NameConstraints.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
+#include "platform/openssl/stores/VerificationParameters.h"
 #include "platform/openssl/tls/Statuses.h"
+
 #include <cstdint>
 #include <utility>
 
@@ -35,11 +38,24 @@ void applyCommonSettings(SSL_CTX* context) {
     requireSuccess("SSL_CTX_set_cipher_list", SSL_CTX_set_cipher_list(context, cipherSuites) == 1);
 }
 
+// Verifies the server's chain as OpenSSL does, and then whether it permits the expected name, which
+// a name in the certificate may only cover.
+int verifyServer(X509_STORE_CTX* verification, void*) {
+    const int result = X509_verify_cert(verification);
+    const char* name = X509_VERIFY_PARAM_get0_host(X509_STORE_CTX_get0_param(verification), 0);
+    if (result != 1 || !name) {
+        return result;
+    }
+    const int error = constraintError(name, X509_STORE_CTX_get0_chain(verification));
+    X509_STORE_CTX_set_error(verification, error);
+    return error == X509_V_OK ? 1 : 0;
+}
+
 void applyClientSettings(SSL_CTX* context, X509_STORE* anchors) {
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER, nullptr);
+    SSL_CTX_set_cert_verify_callback(context, verifyServer, nullptr);
     SSL_CTX_set1_cert_store(context, anchors);
-    requireSuccess("SSL_CTX_set_purpose",
-                   SSL_CTX_set_purpose(context, X509_PURPOSE_SSL_SERVER) == 1);
+    setPurpose(SSL_CTX_get0_param(context), Purpose::server);
 }
 
 // Returns why OpenSSL refused the certificate: it is too weak, memory is short, or the key doesn't
