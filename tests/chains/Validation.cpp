@@ -133,6 +133,9 @@ DWORD statusOnRequest(const PresentedChain& presented, const std::wstring& targe
             leaf = std::move(added);
         }
     }
+    if (!leaf) {
+        return static_cast<DWORD>(CRYPT_E_ASN1_BADTAG);
+    }
     std::wstring name = target;
     SSL_EXTRA_CERT_CHAIN_POLICY_PARA extra{};
     extra.dwAuthType = AUTHTYPE_SERVER;

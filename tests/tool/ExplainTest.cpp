@@ -235,6 +235,17 @@ TEST(Explain, nameThatAnAuthorityExcludesIsRefusedThoughAWildcardCoversIt) {
                           "      remedy: connect by a name"));
 }
 
+TEST(Explain, keyThatCannotBeDecodedIsAFaultOfTheSignature) {
+    const OwnCertificates own;
+    const Words damaged = {"explain", "--file",
+                           written(withDamagedKey(makeStrange({"leaf", {}}))).string(),
+                           "--certificates", own.folder.string()};
+    const Outcome outcome = runTool(damaged + forServer);
+    expectFault(outcome, "1", "signature", "its key can't be decoded",
+                "install the certificate again from the authority's original");
+    EXPECT_THAT(outcome.output, HasSubstr("  status 2148098052 ("));
+}
+
 TEST(Explain, nameIsJudgedThoughTheChainIsRefused) {
     EXPECT_THAT(runTool(ofCase("expired") + forServer + Words{"--name", "elsewhere.test"}).output,
                 HasSubstr("name: it isn't made out to [elsewhere.test]"));

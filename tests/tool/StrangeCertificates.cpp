@@ -65,15 +65,33 @@ std::filesystem::path makeStrange(const StrangeCertificate& certificate) {
     return file;
 }
 
-std::string withDamagedSignature(const std::filesystem::path& pem) {
+namespace {
+
+// The certificate of a file with the byte changed at the position that place returns.
+template <typename Place>
+std::string damaged(const std::filesystem::path& pem, Place place) {
     const auto encoded = freshFile(".der");
     runOpenssl({"x509", "-in", pem.string(), "-outform", "DER", "-out", encoded.string()});
     std::string bytes = contents(encoded);
-    bytes.back() = static_cast<char>(bytes.back() ^ 1);
-    const auto damaged = freshFile(".pem");
+    char& byte = bytes.at(place(bytes));
+    byte = static_cast<char>(byte ^ 1);
+    const auto file = freshFile(".pem");
     runOpenssl({"x509", "-inform", "DER", "-in", writtenFile(".der", bytes).string(), "-out",
-                damaged.string()});
-    return contents(damaged);
+                file.string()});
+    return contents(file);
+}
+
+} // namespace
+
+std::string withDamagedSignature(const std::filesystem::path& pem) {
+    return damaged(pem, [](const std::string& bytes) { return bytes.size() - 1; });
+}
+
+std::string withDamagedKey(const std::filesystem::path& pem) {
+    const std::string point("\x03\x42\0\x04", 4); // a bit string with both coordinates of P-256
+    return damaged(pem, [&](const std::string& bytes) {
+        return bytes.find(point) + point.size() + 63; // the last byte
+    });
 }
 
 OwnCertificates::OwnCertificates() : folder(freshFolder()) {}

@@ -21,6 +21,8 @@ std::filesystem::path makeStrange(const StrangeCertificate& certificate);
 
 // The certificate of a file with its last byte changed, which is one of its signature.
 std::string withDamagedSignature(const std::filesystem::path& pem);
+// The certificate of a file with a public key that is no point of its curve.
+std::string withDamagedKey(const std::filesystem::path& pem);
 
 // A certificate folder of its own with my/ and root/, the latter trusting the tests' authority.
 class OwnCertificates {

@@ -74,15 +74,16 @@ Fault missingIssuerFault(const ChainPlace& place) {
 }
 
 Fault signatureFault(const ChainPlace& place) {
-    return {"signature",
-            "its signature isn't the one that its issuer [" + shownName(place.facts.issuer) +
-                "] would make, or its key or signature is weaker than TLS asks for (RSA under 2048 "
-                "bits, SHA-1)",
-            isLeaf(place)
-                ? "install the certificate again from the authority's original; if its key is "
-                  "short or its signature SHA-1, have a new one issued"
-                : "replace it by the authority's original; if its key is short or its signature "
-                  "SHA-1, use another authority"};
+    return {
+        "signature",
+        "its signature isn't the one that its issuer [" + shownName(place.facts.issuer) +
+            "] would make, or its key can't be decoded, or its key or signature is weaker than TLS "
+            "asks for (RSA under 2048 bits, SHA-1)",
+        isLeaf(place)
+            ? "install the certificate again from the authority's original; if its key is "
+              "short or its signature SHA-1, have a new one issued"
+            : "replace it by the authority's original; if its key is short or its signature "
+              "SHA-1, use another authority"};
 }
 
 Fault authorityFault(const ChainPlace& place) {

@@ -84,6 +84,20 @@ std::vector<CertificatePointer> issuersInChain(X509_STORE_CTX* verification) {
     return elements;
 }
 
+// Returns whether the key of an element can't be decoded, and marks the elements with such a key.
+// OpenSSL then ends the verification early, as it couldn't check a signature.
+bool findUndecodableKeys(X509_STORE_CTX* verification, ChainFaults& faults) noexcept {
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(verification);
+    bool isFound = false;
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
+        if (!X509_get0_pubkey(sk_X509_value(chain, i))) {
+            faults.add(i, CERT_TRUST_IS_NOT_SIGNATURE_VALID);
+            isFound = true;
+        }
+    }
+    return isFound;
+}
+
 } // namespace
 
 std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest& request) {
@@ -102,7 +116,8 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     if (request.time) {
         X509_STORE_CTX_set_time(verification.get(), 0, *request.time);
     }
-    requireSuccess("X509_verify_cert", X509_verify_cert(verification.get()) == 1);
+    requireSuccess("X509_verify_cert", X509_verify_cert(verification.get()) == 1 ||
+                                           findUndecodableKeys(verification.get(), faults));
     if (!allowsUsages(certificate, request.usages)) {
         faults.add(0, CERT_TRUST_IS_NOT_VALID_FOR_USAGE);
     }
