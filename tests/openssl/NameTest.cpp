@@ -127,6 +127,10 @@ TEST(WholeName, valuesThatCouldBeMistakenAreQuoted) {
     }
 }
 
+TEST(DisplayName, valueWithInvalidEncodingIsEmpty) {
+    EXPECT_EQ(openssl::displayNameOf(certificateNamed("a\xFF").get()), L"");
+}
+
 TEST(DisplayName, onlyControlCharactersAreReplaced) {
     EXPECT_EQ(openssl::printable(L"\x1F\x20\x7E\x7F\x80\x9F\xA0"), L"?\x20\x7E???\xA0");
     EXPECT_EQ(openssl::printable(L"\x2029\x202A\x202E\x202F"), L"\x2029??\x202F");

@@ -119,6 +119,11 @@ TEST_F(Packages, packageIsListedByBothNames) {
     std::set<std::wstring> names;
     for (ULONG i = 0; i < count; ++i) {
         names.insert(packages[i].Name);
+        EXPECT_EQ(packages[i].fCapabilities, 0x10493U);
+        EXPECT_EQ(packages[i].wVersion, 1U);
+        EXPECT_EQ(packages[i].wRPCID, 14U);
+        EXPECT_EQ(packages[i].cbMaxToken, 0x6000U);
+        EXPECT_STREQ(packages[i].Comment, L"TLS 1.2 by OpenSSL");
     }
     EXPECT_EQ(platform::FreeContextBuffer(packages), SEC_E_OK);
     const std::set<std::wstring> expected = {L"Schannel",
@@ -128,7 +133,9 @@ TEST_F(Packages, packageIsListedByBothNames) {
 
 TEST_F(Packages, enumerationRefusesNullOutput) {
     ULONG count = 0;
+    SecPkgInfoW* packages = nullptr;
     EXPECT_EQ(platform::EnumerateSecurityPackagesW(&count, nullptr), SEC_E_INVALID_TOKEN);
+    EXPECT_EQ(platform::EnumerateSecurityPackagesW(nullptr, &packages), SEC_E_INVALID_TOKEN);
 }
 
 TEST_F(Handles, arbitraryHandleIsInvalid) {

@@ -11,7 +11,6 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,12 +35,6 @@ bool isOtherAddressForm(const std::string& text) {
 // Certificates contain addresses without the zone: for "fe80::1%eth0", fe80::1.
 std::string withoutZone(const std::string& text) {
     return text.substr(0, text.find('%'));
-}
-
-void requireMemory(bool done) {
-    if (!done) {
-        throw std::bad_alloc();
-    }
 }
 
 } // namespace
@@ -69,13 +62,13 @@ std::optional<TargetName> TargetName::parse(const wchar_t* text) {
 void TargetName::applyTo(SSL* ssl) const {
     X509_VERIFY_PARAM* checks = SSL_get0_param(ssl);
     if (isAddress) {
-        requireMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()) == 1);
+        orOutOfMemory(X509_VERIFY_PARAM_set1_ip_asc(checks, name.c_str()));
         return;
     }
-    requireMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1);
+    orOutOfMemory(X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()));
     // A longer name doesn't fit into the server_name extension, and no certificate has it.
     if (name.size() <= TLSEXT_MAXLEN_host_name) {
-        requireMemory(SSL_set_tlsext_host_name(ssl, name.c_str()) == 1);
+        orOutOfMemory(SSL_set_tlsext_host_name(ssl, name.c_str()));
     }
 }
 

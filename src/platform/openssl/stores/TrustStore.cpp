@@ -40,18 +40,12 @@ ParsedFile parseGroup(const std::vector<FileContents>& files) {
 
 std::shared_ptr<X509_STORE> storeOf(const FolderContent& folder) {
     const ErrorQueueGuard errors;
-    X509_STORE* x509Store = X509_STORE_new();
-    if (!x509Store) {
-        throw std::bad_alloc();
-    }
-    std::shared_ptr<X509_STORE> store(x509Store, X509_STORE_free);
+    std::shared_ptr<X509_STORE> store(orOutOfMemory(X509_STORE_new()), X509_STORE_free);
     for (const auto& file : folder.files) {
         for (const X509Pointer& anchor : file->anchors) {
             // As in Certificate's constructor.
             X509_check_purpose(anchor.get(), X509_PURPOSE_ANY, 0);
-            if (X509_STORE_add_cert(x509Store, anchor.get()) != 1) {
-                throw std::bad_alloc();
-            }
+            orOutOfMemory(X509_STORE_add_cert(store.get(), anchor.get()));
         }
     }
     return store;

@@ -36,9 +36,7 @@ PCCERT_CONTEXT decodedPeerContext(const EncodedCertificates& peer) {
     const auto chain = orOutOfMemory(CertificateStack(sk_X509_new_null()));
     for (const std::vector<unsigned char>& certificate : peer.chain) {
         X509Pointer element = decoded(certificate);
-        if (sk_X509_push(chain.get(), element.get()) == 0) {
-            throw std::bad_alloc();
-        }
+        orOutOfMemory(sk_X509_push(chain.get(), element.get()));
         static_cast<void>(element.release()); // owned by the stack
     }
     return newPeerContext(decoded(peer.leaf).get(), chain.get());
@@ -59,7 +57,7 @@ SECURITY_STATUS queryPeerCertificate(const TlsConnection& context, PCCERT_CONTEX
         return SEC_E_NO_CREDENTIALS;
     }
     certificate = peerContext(context);
-    return certificate ? SEC_E_OK : SEC_E_INTERNAL_ERROR;
+    return SEC_E_OK;
 }
 
 void writeCipherInfo(const SSL_CIPHER* cipher, SecPkgContext_CipherInfo& info) {

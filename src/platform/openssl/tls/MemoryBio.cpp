@@ -67,11 +67,8 @@ struct MemoryBio::Callbacks {
     }
 
     static BIO_METHOD* makeMethod() {
-        BIO_METHOD* method =
-            BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "caller's buffers");
-        if (!method) {
-            throw std::bad_alloc();
-        }
+        BIO_METHOD* method = orOutOfMemory(
+            BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "caller's buffers"));
         BIO_meth_set_write_ex(method, write);
         BIO_meth_set_read_ex(method, read);
         BIO_meth_set_ctrl(method, control);

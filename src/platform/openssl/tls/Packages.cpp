@@ -1,5 +1,6 @@
 #include "platform/contract/SecuritySupport.h"
 
+#include "platform/openssl/stores/OpenSslOwners.h"
 #include "platform/openssl/tls/PackageCall.h"
 
 #include <cstdlib>
@@ -44,10 +45,7 @@ void writeText(wchar_t* destination, std::wstring_view text) {
 }
 
 PackageList* makeList() {
-    void* memory = std::malloc(sizeof(PackageList));
-    if (!memory) {
-        throw std::bad_alloc();
-    }
+    void* memory = openssl::orOutOfMemory(std::malloc(sizeof(PackageList)));
     auto* list = new (memory) PackageList;
     writeText(list->commentText, comment);
     for (std::size_t i = 0; i < std::size(names); ++i) {
