@@ -3,8 +3,11 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace VexaSsl::test {
 namespace {
@@ -22,10 +25,29 @@ PCCERT_CONTEXT pickFrom(HCERTSTORE store, const wchar_t* title) {
                                                           nullptr);
 }
 
+int nextDescriptor() {
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    return next;
+}
+
+// Calls of the child that wait are interrupted, again and again.
+void interruptCalls() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval everyTwoMilliseconds{{0, 2000}, {0, 2000}};
+    setitimer(ITIMER_REAL, &everyTwoMilliseconds, nullptr);
+}
+
 // The child's exit status: the number of the picked entry, 0 if the user declined.
 int pickInChild(const wchar_t* title) {
     const OpenedStore store;
+    const int descriptor = nextDescriptor();
     HeldContext picked = pickFrom(store.get(), title);
+    if (nextDescriptor() != descriptor) {
+        return 97;
+    }
     if (!picked) {
         return platform::GetLastError() == cancelled ? 0 : 99;
     }
@@ -37,8 +59,8 @@ int pickInChild(const wchar_t* title) {
     return name == L"two" && !next ? 2 : 98;
 }
 
-// Returns everything the child writes until it closes its terminal.
-std::string readAll(int terminal) {
+// Returns what the child writes until the text ends so or the child closes its terminal.
+std::string readUntil(int terminal, const std::string& end) {
     std::string all;
     char buffer[512];
     for (;;) {
@@ -47,6 +69,9 @@ std::string readAll(int terminal) {
             return all;
         }
         all.append(buffer, static_cast<std::size_t>(got));
+        if (!end.empty() && all.ends_with(end)) {
+            return all;
+        }
     }
 }
 
@@ -58,16 +83,25 @@ protected:
     }
 
     // Types text, followed by the terminal's end-of-file character, and returns the outcome.
-    static Picked answer(const std::string& typed, const wchar_t* title = nullptr) {
+    static Picked answer(const std::string& typed, const wchar_t* title = nullptr,
+                         bool isInterrupted = false) {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
+            if (isInterrupted) {
+                interruptCalls();
+            }
             _exit(pickInChild(title));
+        }
+        Picked picked;
+        if (isInterrupted) { // the child waits to write, and then for the answer
+            usleep(500'000);
+            picked.shown = readUntil(terminal, "for none):\r\n");
+            usleep(20'000);
         }
         const std::string all = typed + '\x04';
         EXPECT_EQ(::write(terminal, all.data(), all.size()), static_cast<ssize_t>(all.size()));
-        Picked picked;
-        picked.shown = readAll(terminal);
+        picked.shown += readUntil(terminal, "");
         close(terminal);
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -144,6 +178,19 @@ TEST_F(Picker, controlCharactersDoNotReachTheTerminal) {
     const std::string shown = answer("\n").shown;
     EXPECT_FALSE(contains(shown, "\x1b"));
     EXPECT_TRUE(contains(shown, "evil?[2J"));
+}
+
+TEST_F(Picker, interruptedCallsAreContinued) {
+    Recipe recipe = named("long list");
+    recipe.dnsNames.assign(9, std::string(100, 'a'));
+    const Issued issued = issue(recipe);
+    for (int i = 0; i < 98; ++i) { // more than the terminal's buffer holds
+        install("c" + std::to_string(i) + ".pem", issued);
+    }
+    const Picked picked = answer("1\n", nullptr, true);
+    EXPECT_EQ(picked.entry, 1);
+    EXPECT_TRUE(contains(picked.shown, "100. long list")) << picked.shown;
+    EXPECT_TRUE(contains(picked.shown, "(empty or 0 for none):\r\n")) << picked.shown;
 }
 
 TEST_F(Picker, pickerReportsUnreadableKey) {

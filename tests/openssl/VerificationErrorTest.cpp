@@ -1,0 +1,78 @@
+// The fault of a chain and the status of a handshake for each error of OpenSSL's verification.
+#include "CryptoShapes.h"
+#include "SecurityShapes.h"
+#include "platform/openssl/stores/VerificationErrors.h"
+
+#include <gtest/gtest.h>
+
+#include <openssl/x509_vfy.h>
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+namespace VexaSsl::test {
+namespace {
+
+using Errors = std::vector<long>;
+
+const std::map<DWORD, Errors> errorsOfFault = {
+    {CERT_TRUST_IS_UNTRUSTED_ROOT,
+     {X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN, X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT,
+      X509_V_ERR_CERT_UNTRUSTED, X509_V_ERR_CERT_REJECTED}},
+    {CERT_TRUST_IS_PARTIAL_CHAIN,
+     {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY,
+      X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, X509_V_ERR_HOSTNAME_MISMATCH,
+      X509_V_ERR_IP_ADDRESS_MISMATCH, X509_V_ERR_OUT_OF_MEM, X509_V_ERR_UNSPECIFIED}},
+    {CERT_TRUST_IS_NOT_TIME_VALID,
+     {X509_V_ERR_CERT_HAS_EXPIRED, X509_V_ERR_CERT_NOT_YET_VALID,
+      X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD, X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD}},
+    {CERT_TRUST_IS_NOT_SIGNATURE_VALID,
+     {X509_V_ERR_CERT_SIGNATURE_FAILURE, X509_V_ERR_UNABLE_TO_DECRYPT_CERT_SIGNATURE,
+      X509_V_ERR_UNABLE_TO_DECODE_ISSUER_PUBLIC_KEY, X509_V_ERR_SIGNATURE_ALGORITHM_MISMATCH,
+      X509_V_ERR_SIGNATURE_ALGORITHM_INCONSISTENCY, X509_V_ERR_EE_KEY_TOO_SMALL,
+      X509_V_ERR_CA_KEY_TOO_SMALL, X509_V_ERR_CA_MD_TOO_WEAK}},
+    {CERT_TRUST_INVALID_BASIC_CONSTRAINTS,
+     {X509_V_ERR_INVALID_CA, X509_V_ERR_INVALID_NON_CA, X509_V_ERR_PATH_LENGTH_EXCEEDED,
+      X509_V_ERR_KEYUSAGE_NO_CERTSIGN}},
+    {CERT_TRUST_INVALID_NAME_CONSTRAINTS,
+     {X509_V_ERR_PERMITTED_VIOLATION, X509_V_ERR_EXCLUDED_VIOLATION, X509_V_ERR_SUBTREE_MINMAX,
+      X509_V_ERR_UNSUPPORTED_CONSTRAINT_TYPE, X509_V_ERR_UNSUPPORTED_CONSTRAINT_SYNTAX,
+      X509_V_ERR_UNSUPPORTED_NAME_SYNTAX}},
+    {CERT_TRUST_INVALID_EXTENSION,
+     {X509_V_ERR_INVALID_EXTENSION, X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION}},
+    {CERT_TRUST_IS_NOT_VALID_FOR_USAGE, {X509_V_ERR_INVALID_PURPOSE}},
+};
+
+// All others are SEC_E_CERT_UNKNOWN.
+const std::map<SECURITY_STATUS, Errors> errorsOfStatus = {
+    {SEC_E_UNTRUSTED_ROOT,
+     {X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY,
+      X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN,
+      X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, X509_V_ERR_CERT_UNTRUSTED, X509_V_ERR_CERT_REJECTED}},
+    {SEC_E_CERT_EXPIRED, {X509_V_ERR_CERT_HAS_EXPIRED, X509_V_ERR_CERT_NOT_YET_VALID}},
+    {SEC_E_CERT_WRONG_USAGE, {X509_V_ERR_INVALID_PURPOSE}},
+    {SEC_E_WRONG_PRINCIPAL, {X509_V_ERR_HOSTNAME_MISMATCH, X509_V_ERR_IP_ADDRESS_MISMATCH}},
+    {SEC_E_INSUFFICIENT_MEMORY, {X509_V_ERR_OUT_OF_MEM}},
+};
+
+SECURITY_STATUS statusOf(long error) {
+    for (const auto& [status, errors] : errorsOfStatus) {
+        if (std::find(errors.begin(), errors.end(), error) != errors.end()) {
+            return status;
+        }
+    }
+    return SEC_E_CERT_UNKNOWN;
+}
+
+TEST(VerificationErrors, errorHasItsFaultAndStatus) {
+    for (const auto& [fault, errors] : errorsOfFault) {
+        for (const long error : errors) {
+            EXPECT_EQ(openssl::verificationError(error).trustBit, fault) << error;
+            EXPECT_EQ(openssl::verificationError(error).status, statusOf(error)) << error;
+        }
+    }
+}
+
+} // namespace
+} // namespace VexaSsl::test
