@@ -1,11 +1,13 @@
 #include "frame/ErrorText.h"
 
+#include "frame/DecimalText.h"
 #include "frame/OwnedHandle.h"
 #include "platform/contract/WindowsBase.h"
 #include "platform/contract/Winsock.h"
 
 #include <array>
 #include <string>
+#include <string_view>
 
 namespace VexaSsl {
 
@@ -33,9 +35,9 @@ std::wstring systemErrorText(DWORD code) {
     return text ? std::wstring(text.get()) : std::wstring();
 }
 
-void logSystemError(ILog& log, const std::wstring& what, DWORD code) {
+void logSystemError(ILog& log, std::wstring_view what, DWORD code) {
     log.log(Severity::Error,
-            what + failedWith + std::to_wstring(code) + L" (" + systemErrorText(code) + L")");
+            joined({what, failedWith, DecimalText(code), L" (", systemErrorText(code), L")"}));
 }
 
 // Only a result of -1 is logged; the call reports failures as positive error numbers, so in

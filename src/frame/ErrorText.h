@@ -8,6 +8,7 @@
 #include "VexaSsl/Sockets.h"
 
 #include <string>
+#include <string_view>
 
 namespace VexaSsl {
 
@@ -17,8 +18,9 @@ std::wstring systemErrorText(DWORD code);
 // What the line of a failed call has between the call and the number.
 inline constexpr const wchar_t* failedWith = L" failed with: ";
 
-// Logs "<what> failed with: <code> (<text>)" at Error. The code is unsigned.
-void logSystemError(ILog& log, const std::wstring& what, DWORD code);
+// Logs "<what> failed with: <code> (<text>)" at Error. The code is unsigned. what is a view, so
+// that no memory is allocated before an argument reads the last error.
+void logSystemError(ILog& log, std::wstring_view what, DWORD code);
 
 // Returns the host name of a socket address. If the lookup fails, returns an empty text, after an
 // Error line for some failures; see the definition.
