@@ -41,15 +41,25 @@ DWORD sizeOf(const RecordBuffers& buffers, ULONG type) {
 }
 
 // Whether the output of DecryptMessage lies in its input of size bytes at data: the bytes that
-// follow the record at the end, the plaintext before them.
+// follow the record at the end, the plaintext before them in the order of the buffers.
 bool isInside(const RecordBuffers& buffers, const char* data, DWORD size) {
     const DWORD extra = sizeOf(buffers, SECBUFFER_EXTRA);
-    return extra <= size && std::all_of(buffers.begin(), buffers.end(), [=](const SecBuffer& b) {
-               const char* const plain = static_cast<const char*>(b.pvBuffer);
-               return b.BufferType != SECBUFFER_DATA || b.cbBuffer == 0 ||
-                      (plain >= data && b.cbBuffer <= size - extra &&
-                       plain <= data + (size - extra - b.cbBuffer));
-           });
+    if (extra > size) {
+        return false;
+    }
+    const char* begin = data;
+    const char* const end = data + (size - extra);
+    return std::all_of(buffers.begin(), buffers.end(), [&](const SecBuffer& b) {
+        if (b.BufferType != SECBUFFER_DATA || b.cbBuffer == 0) {
+            return true;
+        }
+        const char* const plain = static_cast<const char*>(b.pvBuffer);
+        if (plain < begin || plain > end || b.cbBuffer > end - plain) {
+            return false;
+        }
+        begin = plain + b.cbBuffer;
+        return true;
+    });
 }
 
 } // namespace

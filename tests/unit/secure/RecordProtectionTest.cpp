@@ -288,18 +288,23 @@ TEST_F(RecordProtection, outputThatIsNotPartOfTheInputIsAnInternalError) {
         int plaintextOffset;
         ULONG plaintextSize;
         ULONG extraSize;
+        int secondOffset = 0; // of more plaintext
+        ULONG secondSize = 0;
     };
     // The input is two records of 16 bytes; the plaintext of the first has 4 bytes at 4.
     for (const Case& shown :
          {Case{"the bytes that follow are more than the input", 4, 4, 33},
           Case{"they include plaintext", 4, 4, 25}, Case{"plaintext starts before", -5, 4, 16},
-          Case{"plaintext starts after", 33, 4, 16}, Case{"plaintext is longer", 4, 13, 16}}) {
+          Case{"plaintext starts after", 33, 4, 16}, Case{"plaintext is longer", 4, 13, 16},
+          Case{"plaintext comes twice", 4, 4, 16, 4, 4},
+          Case{"plaintext comes in another order", 8, 4, 16, 4, 4}}) {
         SCOPED_TRACE(shown.name);
         stage.platform.DecryptMessage = [=](CtxtHandle*, SecBufferDesc* message, ULONG, ULONG*) {
             SecBuffer* const buffers = message->pBuffers;
             char* const record = static_cast<char*>(buffers[0].pvBuffer);
             buffers[0].BufferType = SECBUFFER_STREAM_HEADER;
             buffers[1] = {shown.plaintextSize, SECBUFFER_DATA, record + shown.plaintextOffset};
+            buffers[2] = {shown.secondSize, SECBUFFER_DATA, record + shown.secondOffset};
             buffers[3] = {shown.extraSize, SECBUFFER_EXTRA, nullptr};
             return SEC_E_OK;
         };
@@ -312,6 +317,22 @@ TEST_F(RecordProtection, outputThatIsNotPartOfTheInputIsAnInternalError) {
                   (std::vector<LogLine>{{Severity::Error, L"DecryptMessage failed with: 2148074244 "
                                                           L"(text of 2148074244)"}}));
     }
+}
+
+TEST_F(RecordProtection, plaintextInTwoBuffersIsAppendedInOrder) {
+    stage.holdPlain("old");
+    stage.platform.DecryptMessage = [](CtxtHandle*, SecBufferDesc* message, ULONG, ULONG*) {
+        SecBuffer* const buffers = message->pBuffers;
+        char* const record = static_cast<char*>(buffers[0].pvBuffer);
+        buffers[0] = {2, SECBUFFER_DATA, record + 1};
+        buffers[1] = {3, SECBUFFER_DATA, record + 4};
+        buffers[2] = {1, SECBUFFER_EXTRA, nullptr};
+        return SEC_E_OK;
+    };
+    stage.hold("-ab-cde-x");
+    EXPECT_EQ(decrypt(1), SEC_E_OK);
+    EXPECT_EQ(stage.heldPlain(), "oldabcde");
+    EXPECT_EQ(stage.heldCipher(), "x");
 }
 
 TEST_F(RecordProtection, partlyConsumedPlaintextStaysWhereItIs) {
