@@ -20,8 +20,7 @@ public:
 
     // Sets the number of bytes that the package needs in addition to those held; the capacity grows
     // to have + count if it is smaller, by bytes that aren't zeroed. Throws std::runtime_error,
-    // with nothing changed, if have
-    // + count is more than a receive can ask for.
+    // with nothing changed, if have + count is more than a receive can ask for.
     void expectMissing(DWORD count);
 
     // Drops the bytes held. The capacity stays.

@@ -31,9 +31,9 @@ struct ChainPlace {
 std::vector<Fault> faultsOf(const ChainPlace& place);
 
 // A certificate that doesn't have the requested name.
+Fault wrongNameFault(const CertificateFacts& facts, const std::string& name);
 // The certificate covers the name, but an issuer's name constraints don't permit it.
 Fault forbiddenNameFault(const std::string& name);
-Fault wrongNameFault(const CertificateFacts& facts, const std::string& name);
 // A status of the platform that no certificate explains.
 Fault otherFault(DWORD status);
 
