@@ -101,5 +101,46 @@ TEST_F(ReceivedBytesTest, takenCiphertextIsLostUnlessItIsPutBack) {
     EXPECT_EQ(cipher(), "[next]");
 }
 
+TEST_F(ReceivedBytesTest, appendingMovesNothingWhileThereIsRoom) {
+    append("12345678");
+    append("9"); // doubles the memory
+    const char* const place = bytes.cipher().data();
+    append("abcdefg");
+    EXPECT_EQ(cipher(), "123456789abcdefg");
+    EXPECT_EQ(bytes.cipher().data(), place);
+}
+
+TEST_F(ReceivedBytesTest, roomThatWasConsumedIsUsedAgainIfItSuffices) {
+    for (const std::size_t count : {15U, 16U}) {
+        append("[abcdef][ghijkl]");
+        const char* const place = bytes.cipher().data();
+        open(6);
+        open(6);
+        bytes.consume(11);
+        append(std::string(count, 'x'));
+        EXPECT_EQ(plain(), "l");
+        EXPECT_EQ(cipher(), std::string(count, 'x'));
+        EXPECT_EQ(bytes.plain().data() == place, count == 15);
+        bytes = ReceivedBytes();
+    }
+}
+
+TEST_F(ReceivedBytesTest, keepMovesSingleBytes) {
+    bytes.borrow(buffer, 7);
+    open(4);
+    bytes.consume(3);
+    bytes.keep(0);
+    std::fill(std::begin(buffer), std::end(buffer), '#');
+    EXPECT_EQ(plain(), "t");
+    EXPECT_EQ(cipher(), "[");
+}
+
+TEST_F(ReceivedBytesTest, memoryIsGivenUpWithItsLastByte) {
+    append("[held]");
+    open(4);
+    bytes.consume(4);
+    EXPECT_EQ(bytes.plain().data(), nullptr);
+}
+
 } // namespace
 } // namespace VexaSsl

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <span>
 #include <stdexcept>
 #include <type_traits>
 
@@ -350,6 +351,15 @@ TEST_F(RecordProtection, whatMayHoldPlaintextIsWipedMemory) {
     EXPECT_TRUE((std::is_same_v<decltype(ShadowBuffer::bytes), WipedBytes>));
     EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::receiveBuffer), WipedBytes>));
     EXPECT_TRUE((std::is_same_v<decltype(SecureSocketRecord::sendBuffer), WipedBytes>));
+}
+
+TEST_F(RecordProtection, shorterReadWipesWhatTheLastReadLeft) {
+    stage.arriveSealed(std::string(50, 'x'));
+    stage.receive(50);
+    stage.arriveSealed("y");
+    stage.receive(1);
+    EXPECT_THAT(std::span(record().receiveBuffer).subspan(stage.cipher.seal("y").size()),
+                testing::Each('\0'));
 }
 
 TEST_F(RecordProtection, workBuffersStayWhereTheyAre) {
