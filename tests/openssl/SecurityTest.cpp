@@ -192,6 +192,39 @@ TEST_F(Handles, unknownAttributesAreUnsupported) {
         SEC_E_INVALID_TOKEN);
 }
 
+TEST_F(Handles, certificateIsKnownBeforeTheHandshakeEnds) {
+    Side client = Side::client();
+    Side server = Side::server();
+    ASSERT_EQ(client.receive(server.receive(client.step().token).token).status,
+              SEC_I_CONTINUE_NEEDED);
+    PCCERT_CONTEXT certificate = nullptr;
+    EXPECT_EQ(platform::QueryContextAttributesW(client.context(), SECPKG_ATTR_REMOTE_CERT_CONTEXT,
+                                                &certificate),
+              SEC_E_OK);
+    EXPECT_TRUE(HeldContext(certificate));
+    SecPkgContext_StreamSizes sizes{};
+    EXPECT_EQ(platform::QueryContextAttributesW(client.context(), SECPKG_ATTR_STREAM_SIZES, &sizes),
+              SEC_E_INVALID_HANDLE);
+}
+
+TEST_F(Handles, attributesDescribeTheConnection) {
+    Side client = Side::client();
+    PeerSettings settings;
+    settings.suites = "ECDHE-ECDSA-AES128-GCM-SHA256";
+    RawPeer server = RawPeer::server("server-ecdsa", settings);
+    runHandshake(client, server);
+    SecPkgContext_CipherInfo info{};
+    ASSERT_EQ(platform::QueryContextAttributesW(client.context(), SECPKG_ATTR_CIPHER_INFO, &info),
+              SEC_E_OK);
+    EXPECT_EQ(info.dwVersion, SECPKGCONTEXT_CIPHERINFO_V1);
+    EXPECT_EQ(info.dwProtocol, 0x303U);
+    EXPECT_EQ(info.dwCipherSuite, 0xC02BU);
+    EXPECT_EQ(info.dwBaseCipherSuite, 0xC02BU);
+    EXPECT_STREQ(info.szCipherSuite, L"TLS_ECDHE_ECDSA_WITH_AES_128_GCM_SHA256");
+    EXPECT_EQ(client.sizes().cBuffers, 4U);
+    EXPECT_EQ(client.sizes().cbBlockSize, 1U);
+}
+
 TEST_F(Handles, queuedErrorsAreIgnoredAndCleared) {
     ERR_raise(ERR_LIB_USER, 1);
     Side client = Side::client();
