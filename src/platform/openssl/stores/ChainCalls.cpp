@@ -9,9 +9,9 @@
 #include "platform/openssl/stores/TargetName.h"
 
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::openssl {
 namespace {
@@ -56,15 +56,12 @@ const SSL_EXTRA_CERT_CHAIN_POLICY_PARA* sslParameters(const CERT_CHAIN_POLICY_PA
     return static_cast<const SSL_EXTRA_CERT_CHAIN_POLICY_PARA*>(extra);
 }
 
-// The stack borrows the certificates.
 BorrowingStack certificatesOf(const CERT_SIMPLE_CHAIN& chain) {
-    auto stack = orOutOfMemory(BorrowingStack(sk_X509_new_null()));
+    std::vector<X509*> certificates;
     for (DWORD i = 0; i < chain.cElement; ++i) {
-        if (sk_X509_push(stack.get(), x509Of(chain.rgpElement[i]->pCertContext)) <= 0) {
-            throw std::bad_alloc();
-        }
+        certificates.push_back(x509Of(chain.rgpElement[i]->pCertContext));
     }
-    return stack;
+    return stackOf(certificates);
 }
 
 // Returns 0 if the leaf matches the requested server name and the constraints of its issuers permit
