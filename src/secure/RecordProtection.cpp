@@ -54,7 +54,7 @@ bool isInside(const RecordBuffers& buffers, const char* data, DWORD size) {
             return true;
         }
         const char* const plain = static_cast<const char*>(b.pvBuffer);
-        if (plain < begin || plain > end || b.cbBuffer > end - plain) {
+        if (plain < begin || b.cbBuffer > end - plain) {
             return false;
         }
         begin = plain + b.cbBuffer;

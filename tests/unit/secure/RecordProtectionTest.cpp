@@ -328,6 +328,7 @@ TEST_F(RecordProtection, plaintextInTwoBuffersIsAppendedInOrder) {
         buffers[0] = {2, SECBUFFER_DATA, record + 1};
         buffers[1] = {3, SECBUFFER_DATA, record + 4};
         buffers[2] = {1, SECBUFFER_EXTRA, nullptr};
+        buffers[3] = {0, SECBUFFER_DATA, nullptr};
         return SEC_E_OK;
     };
     stage.hold("-ab-cde-x");
