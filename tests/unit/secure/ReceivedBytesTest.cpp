@@ -68,6 +68,7 @@ TEST_F(ReceivedBytesTest, memoryIsTakenOverOnlyIfNothingIsHeld) {
         const char* const place = memory.data();
         append(isHeld ? "[held]" : "");
         bytes.append(std::move(memory), 3);
+        bytes.keep(8); // moves nothing, as it isn't borrowed
         EXPECT_EQ(cipher(), isHeld ? "[held]xxx" : "xxx");
         EXPECT_EQ(bytes.cipher().data() == place, !isHeld);
         bytes = ReceivedBytes();
@@ -139,6 +140,7 @@ TEST_F(ReceivedBytesTest, memoryIsGivenUpWithItsLastByte) {
     append("[held]");
     open(4);
     bytes.consume(4);
+    bytes.keep(8);
     EXPECT_EQ(bytes.plain().data(), nullptr);
 }
 
