@@ -41,10 +41,11 @@ DWORD sizeOf(const RecordBuffers& buffers, ULONG type) {
 }
 
 // Whether the output of DecryptMessage lies in its input of size bytes at data: the bytes that
-// follow the record at the end, the plaintext before them in the order of the buffers.
+// follow the record at the end, the plaintext before them in the order of the buffers. A record
+// that is no part of the input would be decrypted without end.
 bool isInside(const RecordBuffers& buffers, const char* data, DWORD size) {
     const DWORD extra = sizeOf(buffers, SECBUFFER_EXTRA);
-    if (extra > size) {
+    if (extra >= size) {
         return false;
     }
     const char* begin = data;

@@ -50,7 +50,14 @@ TEST_F(RecordProtection, workBuffersHoldExactlyOneRecord) {
     EXPECT_EQ(record().streamSizes->overheadSize, 12U);
     EXPECT_EQ(record().sendBuffer.size(), 112U);
     EXPECT_EQ(record().receiveBuffer.size(), 112U);
+}
+
+TEST_F(RecordProtection, workBuffersStartAsZeros) {
+    stage.cipher.maximumMessageSize = 5000;
+    { const std::vector<std::vector<char>> leavesUsedMemory(4, std::vector<char>(5012, 'x')); }
+    record().queryStreamSizes();
     EXPECT_THAT(record().sendBuffer, testing::Each('\0'));
+    EXPECT_THAT(record().receiveBuffer, testing::Each('\0'));
 }
 
 TEST_F(RecordProtection, sizesAreQueriedFromTheRecordsContext) {
@@ -295,9 +302,9 @@ TEST_F(RecordProtection, outputThatIsNotPartOfTheInputIsAnInternalError) {
     // The input is two records of 16 bytes; the plaintext of the first has 4 bytes at 4.
     for (const Case& shown :
          {Case{"the bytes that follow are more than the input", 4, 4, 33},
-          Case{"they include plaintext", 4, 4, 25}, Case{"plaintext starts before", -5, 4, 16},
-          Case{"plaintext starts after", 33, 4, 16}, Case{"plaintext is longer", 4, 13, 16},
-          Case{"plaintext comes twice", 4, 4, 16, 4, 4},
+          Case{"they are all of the input", 4, 0, 32}, Case{"they include plaintext", 4, 4, 25},
+          Case{"plaintext starts before", -5, 4, 16}, Case{"plaintext starts after", 33, 4, 16},
+          Case{"plaintext is longer", 4, 13, 16}, Case{"plaintext comes twice", 4, 4, 16, 4, 4},
           Case{"plaintext comes in another order", 8, 4, 16, 4, 4}}) {
         SCOPED_TRACE(shown.name);
         stage.platform.DecryptMessage = [=](CtxtHandle*, SecBufferDesc* message, ULONG, ULONG*) {
