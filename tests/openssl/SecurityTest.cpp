@@ -1,6 +1,7 @@
 // The security package where the contract leaves the outcome open: invalid handles, buffers of
 // other shapes, key files, and OpenSSL's error queue.
 #include "CertificateFolder.h"
+#include "RawPeerState.h"
 #include "contract/stores/StoreFixture.h"
 #include "contract/support/RawPeer.h"
 #include "contract/support/TestCertificates.h"
@@ -13,6 +14,7 @@
 #include <openssl/err.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <limits>
 #include <set>
@@ -66,10 +68,21 @@ TEST_F(Credentials, unknownUseOrVersionIsRefused) {
     EXPECT_EQ(acquire(3, nullptr, handle), SEC_E_UNSUPPORTED_FUNCTION);
     wchar_t package[] = L"Schannel";
     SCHANNEL_CRED request{};
+    const auto acquireWith = [&] {
+        return platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                   &request, nullptr, nullptr, &handle, nullptr);
+    };
     request.dwVersion = SCHANNEL_CRED_VERSION + 1;
-    EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
-                                                  &request, nullptr, nullptr, &handle, nullptr),
-              SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
+    request.dwVersion = SCHANNEL_CRED_VERSION;
+    request.cCreds = 2;
+    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
+    request.cCreds = 1;
+    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
+    PCCERT_CONTEXT missing = nullptr;
+    request.paCred = &missing;
+    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(handle.dwLower, 0U);
 }
 
 TEST_F(Credentials, clientNeedsNoAuthenticationData) {
@@ -309,6 +322,25 @@ TEST_F(PackageHandshake, attributesReportWhatWasRequestedAndHolds) {
     const Step last = server.receive(answer);
     EXPECT_EQ(last.attributes, serverRequirements);
     EXPECT_EQ(client.receive(last.token).attributes, clientRequirements);
+}
+
+TEST_F(PackageHandshake, everyFragmentLengthIsKept) {
+    for (std::uint8_t code = TLSEXT_max_fragment_length_512;
+         code <= TLSEXT_max_fragment_length_4096; ++code) {
+        RawPeer client = RawPeer::client();
+        SSL_set_tlsext_max_fragment_length(client.inside().ssl.get(), code);
+        Side server = Side::server();
+        runHandshake(client, server);
+        EXPECT_EQ(server.sizes().cbMaximumMessage, 256U << code);
+    }
+}
+
+TEST_F(PackageHandshake, repeatedTokenMayNotBeShorter) {
+    Side client = Side::client(L"localhost", "", clientRequirements & ~ISC_REQ_USE_SUPPLIED_CREDS);
+    Side server = Side::server("server-ecdsa", serverRequirements | ASC_REQ_MUTUAL_AUTH);
+    const Bytes flight = server.receive(client.step().token).token;
+    ASSERT_EQ(client.step(flight).status, SEC_I_INCOMPLETE_CREDENTIALS);
+    EXPECT_EQ(client.step(part(flight, 0, recordSizes(flight)[0])).status, SEC_E_INVALID_TOKEN);
 }
 
 TEST_F(PackageHandshake, tokensInCallersMemoryAreRefused) {

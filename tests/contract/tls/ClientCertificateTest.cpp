@@ -86,6 +86,8 @@ TEST_F(ClientCertificate, clientSeesTheServersChain) {
     const Peer peer = peerOf(client);
     EXPECT_EQ(peer.encoded, encodedCase("with-intermediate"));
     EXPECT_EQ(peer.inStore, 2U);
+    client.openAll(server.protect("data"));
+    EXPECT_EQ(peerOf(client).inStore, 2U);
 }
 
 TEST_F(ClientCertificate, peerCertificateOutlivesTheContext) {

@@ -8,6 +8,7 @@
 
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -19,23 +20,28 @@ using namespace openssl;
 constexpr std::wstring_view packageName = L"Microsoft Unified Security Protocol Provider";
 constexpr std::wstring_view shortPackageName = L"Schannel";
 
-// Reads this side's certificate, or null, and whether the handshake validates the server. Returns
-// false for an unsupported authData.
-bool readAuthData(const void* authData, PCCERT_CONTEXT& certificate, bool& validatesServer) {
-    certificate = nullptr;
-    validatesServer = true;
+struct AuthData {
+    PCCERT_CONTEXT certificate = nullptr; // this side's, or null
+    bool validatesServer = true;
+};
+
+// Returns nothing for an unsupported authData.
+std::optional<AuthData> readAuthData(const void* authData) {
     const auto* schannelCred = static_cast<const SCHANNEL_CRED*>(authData);
     if (!schannelCred) {
-        return true;
+        return AuthData{};
     }
     if (schannelCred->dwVersion != SCHANNEL_CRED_VERSION || schannelCred->cCreds > 1) {
-        return false;
+        return std::nullopt;
     }
-    validatesServer = (schannelCred->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
-    if (schannelCred->cCreds == 1) {
-        certificate = schannelCred->paCred ? *schannelCred->paCred : nullptr;
+    const bool validatesServer = (schannelCred->dwFlags & SCH_CRED_MANUAL_CRED_VALIDATION) == 0;
+    if (schannelCred->cCreds == 0) {
+        return AuthData{nullptr, validatesServer};
     }
-    return schannelCred->cCreds == 0 || certificate;
+    if (!schannelCred->paCred || !*schannelCred->paCred) {
+        return std::nullopt;
+    }
+    return AuthData{*schannelCred->paCred, validatesServer};
 }
 
 SECURITY_STATUS keyStatus(Role role, PCCERT_CONTEXT certificate) {
@@ -54,11 +60,11 @@ SECURITY_STATUS keyStatus(Role role, PCCERT_CONTEXT certificate) {
 }
 
 SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential) {
-    PCCERT_CONTEXT certificate = nullptr;
-    bool validatesServer = true;
-    if (!readAuthData(authData, certificate, validatesServer)) {
+    const std::optional<AuthData> request = readAuthData(authData);
+    if (!request) {
         return SEC_E_UNSUPPORTED_FUNCTION;
     }
+    const PCCERT_CONTEXT certificate = request->certificate;
     if (const SECURITY_STATUS status = keyStatus(role, certificate); status != SEC_E_OK) {
         return status;
     }
@@ -70,7 +76,7 @@ SECURITY_STATUS acquire(Role role, const void* authData, CredHandle& credential)
     credential = addHandle(
         std::make_shared<Credentials>(Credentials{.role = role,
                                                   .hasCertificate = certificate != nullptr,
-                                                  .validatesServer = validatesServer,
+                                                  .validatesServer = request->validatesServer,
                                                   .settings = std::move(settings)}));
     return SEC_E_OK;
 }

@@ -11,19 +11,13 @@ Token::~Token() {
 }
 
 bool Token::write(ByteView bytes) noexcept {
-    if (bytes.size() > capacity - used) {
-        const std::size_t newCapacity = std::max(used + bytes.size(), capacity * 2);
-        void* newMemory = std::realloc(memory, newCapacity);
-        if (!newMemory) {
-            ERR_raise(ERR_LIB_BIO, ERR_R_MALLOC_FAILURE); // statusOfFailure reads it
-            return false;
-        }
-        memory = static_cast<unsigned char*>(newMemory);
-        capacity = newCapacity;
+    void* newMemory = std::realloc(memory, used + bytes.size());
+    if (!newMemory) {
+        ERR_raise(ERR_LIB_BIO, ERR_R_MALLOC_FAILURE); // statusOfFailure reads it
+        return false;
     }
-    if (!bytes.empty()) {
-        std::memcpy(memory + used, bytes.data(), bytes.size());
-    }
+    memory = static_cast<unsigned char*>(newMemory);
+    std::memcpy(memory + used, bytes.data(), bytes.size());
     used += bytes.size();
     return true;
 }
@@ -32,7 +26,6 @@ void* Token::release() noexcept {
     void* released = memory;
     memory = nullptr;
     used = 0;
-    capacity = 0;
     return released;
 }
 

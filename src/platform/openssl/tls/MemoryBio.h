@@ -35,7 +35,6 @@ public:
 private:
     unsigned char* memory = nullptr;
     std::size_t used = 0;
-    std::size_t capacity = 0;
 };
 
 class MemoryBio {

@@ -1,0 +1,65 @@
+// The BIO of a connection: reads from the caller's bytes, and writes to an output that may fail.
+#include "platform/openssl/tls/MemoryBio.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace VexaSsl::test {
+namespace {
+
+using namespace openssl;
+
+class MemoryBioTest : public ::testing::Test {
+protected:
+    MemoryBio memory;
+    const BioPointer bio = memory.makeBio();
+};
+
+TEST_F(MemoryBioTest, writesAreAppendedToTheOutput) {
+    Token token;
+    memory.setOutput(&token);
+    EXPECT_EQ(BIO_write(bio.get(), "abc", 3), 3);
+    EXPECT_EQ(BIO_write(bio.get(), "de", 2), 2);
+    EXPECT_EQ(std::string(token.bytes().begin(), token.bytes().end()), "abcde");
+    std::free(token.release());
+    EXPECT_EQ(token.size(), 0U);
+    EXPECT_EQ(token.release(), nullptr);
+}
+
+TEST_F(MemoryBioTest, withoutOutputWritesAreDiscarded) {
+    EXPECT_EQ(BIO_write(bio.get(), "abc", 3), 3);
+}
+
+TEST_F(MemoryBioTest, failedOutputFailsTheWrite) {
+    struct : BioOutput {
+        bool write(ByteView) noexcept override { return false; }
+    } failing;
+    memory.setOutput(&failing);
+    EXPECT_LE(BIO_write(bio.get(), "abc", 3), 0);
+    EXPECT_FALSE(BIO_should_retry(bio.get()));
+}
+
+TEST_F(MemoryBioTest, readsAreRetriedAfterTheEndOfTheInput) {
+    const unsigned char bytes[] = {1, 2, 3};
+    unsigned char buffer[8] = {};
+    memory.setInput(bytes);
+    EXPECT_EQ(BIO_read(bio.get(), buffer, 2), 2);
+    EXPECT_EQ(memory.unread(), 1U);
+    EXPECT_EQ(BIO_read(bio.get(), buffer, 8), 1);
+    EXPECT_EQ(buffer[0], 3);
+    EXPECT_FALSE(BIO_should_retry(bio.get()));
+    EXPECT_LE(BIO_read(bio.get(), buffer, 8), 0);
+    EXPECT_TRUE(BIO_should_read(bio.get()));
+    EXPECT_LE(BIO_write(bio.get(), "abc", 3), 3);
+    EXPECT_FALSE(BIO_should_retry(bio.get()));
+}
+
+TEST_F(MemoryBioTest, onlyFlushIsSupported) {
+    EXPECT_EQ(BIO_flush(bio.get()), 1);
+    EXPECT_EQ(BIO_reset(bio.get()), 0);
+}
+
+} // namespace
+} // namespace VexaSsl::test
