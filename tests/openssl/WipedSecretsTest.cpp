@@ -58,12 +58,12 @@ TEST(WipedSecrets, cipherKeepsItsKeyInOpenSslOnly) {
     place.destroy();
 }
 
-// An established connection whose next record to seal has the given sequence number.
+// An established connection whose next records have the given sequence number.
 struct Established : TlsConnection {
     explicit Established(std::uint64_t sequence)
         : TlsConnection({.settings = SslContextPointer(SSL_CTX_new(TLS_client_method()))}) {
         sealer.emplace(chacha20, DirectionKeys(), sequence, 0U);
-        opener.emplace(chacha20, DirectionKeys(), 1U, 16384U);
+        opener.emplace(chacha20, DirectionKeys(), sequence, 16384U);
         stage = Stage::established;
     }
 };
@@ -83,6 +83,15 @@ TEST(WipedSecrets, connectionThatCannotSealHasNoKeyToSealWith) {
               SEC_E_ENCRYPT_FAILURE);
     EXPECT_FALSE(connection.sealer);
     EXPECT_EQ(connection.stage, Stage::failed);
+}
+
+TEST(WipedSecrets, connectionThatCannotOpenHasNoKeys) {
+    Established connection(std::numeric_limits<std::uint64_t>::max());
+    std::array<unsigned char, 64> record{23, 3, 3, 0, 59};
+    std::span<unsigned char> plaintext;
+    EXPECT_EQ(openRecord(connection, record, plaintext), SEC_E_INTERNAL_ERROR);
+    EXPECT_FALSE(connection.sealer);
+    EXPECT_FALSE(connection.opener);
 }
 
 } // namespace
