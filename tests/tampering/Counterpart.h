@@ -35,6 +35,7 @@ struct PackageBehaviour {
     SECURITY_STATUS altered;  // the status of a changed record
     bool checksHeaders;       // bytes that cannot begin a record are refused at once
     bool reportsCipherSuites; // a context reports the number of its cipher suite
+    bool endsStream;          // after a failure each record is reported as the end of the stream
 };
 const PackageBehaviour& packageBehaviour();
 

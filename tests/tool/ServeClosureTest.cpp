@@ -59,5 +59,42 @@ TEST(ServeClosure, dataReadBeforeItIsEchoedByTheExample) {
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
+// Sends a thousand records that can't be decrypted, as fast as they go. Returns whether the server
+// ends the connection.
+bool isEndedAfterJunk(std::uint16_t port) {
+    const HostSocket socket = rawConnection(port);
+    setTimeouts(socket.handle());
+    RawPeer client = RawPeer::client();
+    if (!runHandshake(client, socket)) {
+        return false;
+    }
+    const Bytes record = bytesOf(std::string("\x17\x03\x03\0\x40", 5)) + Bytes(64);
+    Bytes junk;
+    for (int i = 0; i < 1000; ++i) {
+        junk = std::move(junk) + record;
+    }
+    sendBytes(socket.handle(), textOf(junk)); // in vain where the server has closed before
+    return receiveSome(socket).empty();
+}
+
+std::size_t linesAbout(const std::string& errors, const std::string& what) {
+    std::size_t lines = 0;
+    for (std::size_t at = errors.find(what); at != errors.npos; at = errors.find(what, at + 1)) {
+        ++lines;
+    }
+    return lines;
+}
+
+TEST(ServeClosure, junkRecordsEndTheConnectionAfterThreeLines) {
+    for (const Words& mode : {Words{}, Words{"--overlapped"}}) {
+        RunningServer server(secureServer() + mode + Words{"--count", "1", "--timeout", "60"});
+        EXPECT_TRUE(isEndedAfterJunk(server.port()));
+        EXPECT_EQ(server.command().exitStatus(), 4) << server.command().errors();
+        const std::size_t lines = linesAbout(server.command().errors(), "[Error] ");
+        EXPECT_GE(lines, 1U);
+        EXPECT_LE(lines, 3U) << server.command().errors();
+    }
+}
+
 } // namespace
 } // namespace VexaSsl::test

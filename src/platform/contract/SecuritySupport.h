@@ -102,7 +102,8 @@ SECURITY_STATUS EncryptMessage(CtxtHandle* context, ULONG qualityOfProtection,
 //                             record
 //   SEC_E_INCOMPLETE_MESSAGE  less than a record; the input is unchanged, and the size of a MISSING
 //                             buffer is the number of bytes missing
-//   SEC_I_CONTEXT_EXPIRED     the peer's closure alert
+//   SEC_I_CONTEXT_EXPIRED     the peer's closure alert, and in a binding that keeps no keys after a
+//                             failure every call after the one that failed
 //   SEC_I_RENEGOTIATE         the peer asks to renegotiate; no answer is sent
 //   SEC_E_INVALID_TOKEN, SEC_E_MESSAGE_ALTERED, SEC_E_DECRYPT_FAILURE, SEC_E_ILLEGAL_MESSAGE,
 //   SEC_E_INVALID_HANDLE, SEC_E_INSUFFICIENT_MEMORY, SEC_E_INTERNAL_ERROR

@@ -49,8 +49,10 @@ const std::vector<std::string>& allSuites() {
 }
 
 const PackageBehaviour& packageBehaviour() {
-    static constexpr PackageBehaviour habits{
-        .altered = SEC_E_MESSAGE_ALTERED, .checksHeaders = true, .reportsCipherSuites = true};
+    static constexpr PackageBehaviour habits{.altered = SEC_E_MESSAGE_ALTERED,
+                                             .checksHeaders = true,
+                                             .reportsCipherSuites = true,
+                                             .endsStream = true};
     return habits;
 }
 

@@ -41,10 +41,14 @@ const std::vector<std::string>& allSuites() {
 }
 
 const PackageBehaviour& packageBehaviour() {
-    static const PackageBehaviour ofWine{
-        .altered = SEC_E_INTERNAL_ERROR, .checksHeaders = false, .reportsCipherSuites = false};
-    static const PackageBehaviour ofWindows{
-        .altered = SEC_E_MESSAGE_ALTERED, .checksHeaders = true, .reportsCipherSuites = true};
+    static const PackageBehaviour ofWine{.altered = SEC_E_INTERNAL_ERROR,
+                                         .checksHeaders = false,
+                                         .reportsCipherSuites = false,
+                                         .endsStream = false};
+    static const PackageBehaviour ofWindows{.altered = SEC_E_MESSAGE_ALTERED,
+                                            .checksHeaders = true,
+                                            .reportsCipherSuites = true,
+                                            .endsStream = false};
     return missingAbility(Ability::verifyServers).empty() ? ofWindows : ofWine;
 }
 

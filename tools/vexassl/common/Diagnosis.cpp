@@ -138,6 +138,7 @@ void Diagnosis::observe(std::wstring_view text) {
 // The peer's orderly closure is logged like a failure, but isn't one.
 void Diagnosis::observeRecordFailure(std::uint32_t code, std::wstring_view text) {
     if (code != number(SEC_I_CONTEXT_EXPIRED)) {
+        broken = true;
         alerted = cause == ExitStatus::Success && code == number(SEC_E_ILLEGAL_MESSAGE);
         conclude(ExitStatus::Handshake, text);
     }

@@ -32,6 +32,9 @@ public:
     bool revertedToPlain() const { return reverted; }
     const std::wstring& reversionReason() const { return reversion; }
 
+    // A record could not be decrypted, so nothing that the peer sends can be read any more.
+    bool streamIsBroken() const { return broken; }
+
     // The cause is a fatal alert inside the connection, or a record that looks like one. After our
     // sending side was shut down this is how peers report the TLS closure that they never receive.
     bool peerSentAlert() const { return alerted; }
@@ -49,6 +52,7 @@ private:
     std::wstring reversion;
     std::wstring previous;
     bool alerted = false;
+    bool broken = false;
     int flightsSent = 0;
 };
 

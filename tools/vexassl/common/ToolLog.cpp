@@ -6,6 +6,7 @@
 #include "secure/LogTexts.h"
 
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -41,14 +42,24 @@ ToolLog::ToolLog(LinePrinter& printer, std::string prefix)
 void ToolLog::log(Severity severity, const std::wstring& text) {
     const Severity weight = isOrdinary(text) ? Severity::Debug : severity;
     bool wanted = false;
+    std::function<void()> action;
     {
         const std::lock_guard lock(mutex);
         causes.observe(text);
         wanted = !silent && weight >= threshold;
+        if (causes.streamIsBroken()) {
+            action.swap(brokenStreamAction); // runs once
+        }
     }
-    if (!wanted) {
-        return;
+    if (wanted) {
+        print(severity, text);
     }
+    if (action) {
+        action();
+    }
+}
+
+void ToolLog::print(Severity severity, const std::wstring& text) {
     if (printer.isJson()) {
         printer.print(JsonLine()
                           .text("type", "log")
@@ -63,6 +74,11 @@ void ToolLog::log(Severity severity, const std::wstring& text) {
 void ToolLog::setMinimumSeverity(Severity severity) {
     const std::lock_guard lock(mutex);
     threshold = severity;
+}
+
+void ToolLog::onBrokenStream(std::function<void()> action) {
+    const std::lock_guard lock(mutex);
+    brokenStreamAction = std::move(action);
 }
 
 void ToolLog::silence() {

@@ -12,6 +12,7 @@
 #include "VexaSsl/ILog.h"
 #include "common/Diagnosis.h"
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -43,6 +44,10 @@ public:
     void log(Severity severity, const std::wstring& text) override;
     void setMinimumSeverity(Severity severity) override;
 
+    // action runs in the thread that logs that a record could not be decrypted, after the line. A
+    // blocking recv continues after such a record; the action ends it.
+    void onBrokenStream(std::function<void()> action);
+
     // From now on lines only feed the diagnosis.
     void silence();
 
@@ -50,12 +55,15 @@ public:
     Diagnosis diagnosis() const;
 
 private:
+    void print(Severity severity, const std::wstring& text);
+
     LinePrinter& printer;
     std::string prefix;
     mutable std::mutex mutex;
     Severity threshold = Severity::Info;
     bool silent = false;
     Diagnosis causes;
+    std::function<void()> brokenStreamAction;
 };
 
 } // namespace VexaSsl::tool

@@ -1,6 +1,7 @@
 #include "serve/ServedConnection.h"
 
 #include "common/SendAll.h"
+#include "common/SocketSetup.h"
 #include "common/Text.h"
 #include "config/Vocabulary.h"
 #include "starttls/SmtpServer.h"
@@ -86,6 +87,7 @@ void ServedConnection::start(std::function<void()> ended) {
 }
 
 void ServedConnection::run() {
+    log.onBrokenStream([this] { endTraffic(socket.get()); });
     Watchdog::Guard guard(service.watchdog, socket.get(), service.options.connection.timeout());
     if (!service.options.startTls.empty()) {
         serveMail(guard);

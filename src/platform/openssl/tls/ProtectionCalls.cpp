@@ -57,11 +57,19 @@ SECURITY_STATUS seal(TlsConnection& context, SecBufferDesc* message) {
     return status;
 }
 
+// A failure has been reported with its own status. From then on the stream has ended, as after a
+// closure: a caller that continues after a failure must not be kept by a peer that sends junk.
 SECURITY_STATUS openStatus(const TlsConnection& context) {
-    if (context.stage == Stage::closed) {
-        return SEC_I_CONTEXT_EXPIRED;
+    switch (context.stage.load()) {
+    case Stage::negotiating:
+        return SEC_E_INVALID_HANDLE;
+    case Stage::established:
+        return SEC_E_OK;
+    case Stage::failed:
+    case Stage::closed:
+        break;
     }
-    return sealStatus(context);
+    return SEC_I_CONTEXT_EXPIRED;
 }
 
 // Rewrites the entries: header, data and trailer of the record, and the bytes that follow it.
