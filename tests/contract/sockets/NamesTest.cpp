@@ -10,6 +10,7 @@ namespace VexaSsl::test {
 namespace {
 
 constexpr int winsockNumericHost = 2;
+constexpr int winsockNameRequired = 4;
 constexpr int winsockNumericService = 8;
 
 sockaddr_in loopbackAddress(std::uint16_t port) {
@@ -143,6 +144,11 @@ TEST_F(Names, tooSmallBufferIsFault) {
     wchar_t node[4];
     EXPECT_EQ(nameOf(loopbackAddress(0), node, 4, nullptr, 0, winsockNumericHost), WSAEFAULT);
     EXPECT_EQ(lastError(), WSAEFAULT);
+}
+
+TEST_F(Names, requiredNameWithoutBuffersIsNotFound) {
+    EXPECT_EQ(nameOf(loopbackAddress(0), nullptr, 64, nullptr, 64, winsockNameRequired),
+              WSAHOST_NOT_FOUND);
 }
 
 TEST_F(Names, invalidAddressFails) {
