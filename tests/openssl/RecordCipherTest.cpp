@@ -11,6 +11,7 @@
 #include <limits>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 namespace VexaSsl::test {
 namespace {
@@ -214,6 +215,20 @@ TEST(RecordCounter, recordsAfterChangeCipherSpecAreCounted) {
     counter.count(recordOf(ContentType::changeCipherSpec, {1}) + recordOf(ContentType::alert, {}));
     EXPECT_EQ(counter.protectedCount(), 3U);
     EXPECT_TRUE(counter.isComplete());
+}
+
+TEST(RecordCounter, nonceIsTheFirstEightBytesOfThePayload) {
+    const Bytes change = {20, 3, 3, 0, 1, 1};
+    for (const auto& [payload, nonce] :
+         {std::pair{Bytes{}, 0ULL},
+          {Bytes{1, 2, 3}, 0x010203ULL},
+          {Bytes{1, 2, 3, 4, 5, 6, 7, 8}, 0x0102030405060708ULL},
+          {Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9}, 0x0102030405060708ULL}}) {
+        RecordCounter counter;
+        counter.count(change + Bytes{22, 3, 3, 0, static_cast<unsigned char>(payload.size())} +
+                      payload);
+        EXPECT_EQ(counter.lastExplicitNonce(), nonce);
+    }
 }
 
 TEST(RecordCounter, incompleteRecordsGiveNoCount) {

@@ -409,6 +409,17 @@ TEST_F(FaultyKeys, tooWeakKeyIsAlgorithmMismatch) {
     EXPECT_EQ(acquireOnly(own), SEC_E_ALGORITHM_MISMATCH);
 }
 
+TEST_F(FaultyKeys, keyThatCannotSignIsUnknown) {
+    const Issued authority = issue(authorityNamed("authority"));
+    Issued exchange = issue(named("exchange"), &authority);
+    exchange.key.reset(EVP_PKEY_Q_keygen(nullptr, nullptr, "X25519"));
+    X509_set_pubkey(exchange.certificate.get(), exchange.key.get());
+    ASSERT_GT(X509_sign(exchange.certificate.get(), authority.key.get(), EVP_sha256()), 0);
+    const HeldContext certificate = contextOf(exchange);
+    CredHandle handle{};
+    EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, certificate.get(), handle), SEC_E_UNKNOWN_CREDENTIALS);
+}
+
 TEST_F(FaultyKeys, separateKeyIsAccepted) {
     install("server-ecdsa");
     EXPECT_EQ(acquireOnly(own), SEC_E_OK);
