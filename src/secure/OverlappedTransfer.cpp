@@ -92,7 +92,8 @@ int SecureSocketStrategy::postReceive(SOCKET s, const WSABUF* buffers, DWORD buf
         log.log(Severity::Debug, L"Stripping MSG_WAITALL from WSARecv");
         *flags &= ~waitAll;
     }
-    const PendingReceive& posted = pendingReceives.emplace_back(buffers, bufferCount);
+    const PendingReceive& posted =
+        pendingReceives.emplace_back(buffers, bufferCount, record->received);
     std::vector<WSABUF> views;
     views.reserve(bufferCount);
     for (const ShadowBuffer& shadow : posted.shadowBuffers) {

@@ -6,9 +6,10 @@
 #pragma once
 
 #include "VexaSsl/Sockets.h"
-#include "secure/WipingAllocator.h"
+#include "secure/ReceivedBytes.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 namespace VexaSsl {
@@ -19,9 +20,16 @@ struct ShadowBuffer {
     static constexpr ULONG smallestSize = 1024;
 
     // The size wraps at 32 bits. Compatibility: shadow-size-wraps
-    explicit ShadowBuffer(ULONG callerLength)
-        : bytes(std::max<ULONG>(3U * callerLength, smallestSize)) {
-        std::fill(bytes.begin(), bytes.end(), '\0');
+    static ULONG sizeFor(ULONG callerLength) {
+        return std::max<ULONG>(3U * callerLength, smallestSize);
+    }
+
+    // Uses spare, zero and of the size for callerLength, unless it is empty.
+    explicit ShadowBuffer(ULONG callerLength, WipedBytes spare = {}) : bytes(std::move(spare)) {
+        if (bytes.empty()) {
+            bytes.resize(sizeFor(callerLength));
+            std::fill(bytes.begin(), bytes.end(), '\0');
+        }
         view.len = static_cast<ULONG>(bytes.size());
         view.buf = bytes.data();
     }
@@ -36,11 +44,13 @@ struct ShadowBuffer {
 };
 
 struct PendingReceive {
-    PendingReceive(const WSABUF* buffers, DWORD bufferCount)
+    // received may have spare memory for a shadow buffer.
+    PendingReceive(const WSABUF* buffers, DWORD bufferCount, ReceivedBytes& received)
         : callerBuffers(buffers, buffers + bufferCount) {
         shadowBuffers.reserve(bufferCount);
         for (const WSABUF& buffer : callerBuffers) {
-            shadowBuffers.emplace_back(buffer.len);
+            shadowBuffers.emplace_back(buffer.len,
+                                       received.takeSpare(ShadowBuffer::sizeFor(buffer.len)));
         }
     }
 

@@ -12,15 +12,19 @@ void ReceivedBytes::append(const char* data, std::size_t count) {
     makeRoom(count);
     copyBytes(data, count, cipherEnd);
     cipherEnd += count;
+    used = std::max(used, static_cast<std::size_t>(cipherEnd - memory.data()));
 }
 
 void ReceivedBytes::append(Memory&& source, std::size_t count) {
     if (size() != 0) {
         append(source.data(), count);
+        keepAsSpare(source, count);
         return;
     }
+    release();
     memory = std::move(source);
-    isBorrowing = false;
+    isTakenOver = true;
+    used = count;
     plainBegin = plainEnd = cipherBegin = memory.data();
     cipherEnd = cipherBegin + count;
 }
@@ -71,10 +75,24 @@ void ReceivedBytes::consume(std::size_t count) noexcept {
 
 void ReceivedBytes::release() noexcept {
     if (size() == 0) {
+        if (isTakenOver) {
+            keepAsSpare(memory, used);
+        }
         memory = Memory();
         isBorrowing = false;
+        isTakenOver = false;
         plainBegin = plainEnd = cipherBegin = cipherEnd = nullptr;
     }
+}
+
+// Overwriting what was used makes all of it zero again.
+void ReceivedBytes::keepAsSpare(Memory& unused, std::size_t usedSize) noexcept {
+    wipeMemory(unused.data(), usedSize);
+    spare = std::move(unused);
+}
+
+ReceivedBytes::Memory ReceivedBytes::takeSpare(std::size_t wanted) noexcept {
+    return spare.size() == wanted ? std::exchange(spare, {}) : Memory();
 }
 
 // Ensures that count bytes can be appended in memory of this object. Moves what is held to the
@@ -98,6 +116,7 @@ void ReceivedBytes::makeRoom(std::size_t count) {
     place(larger.data());
     memory.swap(larger);
     isBorrowing = false;
+    isTakenOver = false;
 }
 
 // Moves what is held to begin.

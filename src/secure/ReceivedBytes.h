@@ -27,8 +27,8 @@ public:
 
     // Each appends size bytes of ciphertext. append copies them.
     void append(const char* data, std::size_t size);
-    // Without a copy if nothing is held: the bytes stay at the front of source, which is taken
-    // over.
+    // Takes over source, of which only these bytes at its front are not zero. Without a copy if
+    // nothing is held.
     void append(Memory&& source, std::size_t size);
     // Without a copy if nothing is held: the bytes stay in buffer until keep is called.
     void borrow(char* buffer, std::size_t size);
@@ -44,16 +44,23 @@ public:
     void appendPlain(char* data, std::size_t size) noexcept;
     // Removes size bytes of plaintext from the front.
     void consume(std::size_t size) noexcept;
-    // Frees the memory if nothing is held.
+    // Gives up the memory if nothing is held: what was taken over becomes the spare memory.
     void release() noexcept;
+    // Returns the spare memory, which is zero, if it has this size; else an empty one.
+    Memory takeSpare(std::size_t size) noexcept;
 
 private:
     std::size_t size() const noexcept { return plain().size() + cipher().size(); }
     void makeRoom(std::size_t count);
     void place(char* begin) noexcept;
 
+    void keepAsSpare(Memory& unused, std::size_t usedSize) noexcept;
+
     Memory memory;
+    Memory spare;
     bool isBorrowing = false;
+    bool isTakenOver = false;
+    std::size_t used = 0; // bytes of memory that was taken over; the rest is zero
     char* plainBegin = nullptr;
     char* plainEnd = nullptr;
     char* cipherBegin = nullptr; // not before plainEnd

@@ -75,6 +75,28 @@ TEST_F(ReceivedBytesTest, memoryIsTakenOverOnlyIfNothingIsHeld) {
     }
 }
 
+TEST_F(ReceivedBytesTest, memoryThatWasTakenOverIsZeroWhenItIsSpare) {
+    for (const bool isHeld : {false, true}) {
+        ReceivedBytes::Memory memory(8, 'x');
+        std::fill(memory.begin() + 6, memory.end(), '\0');
+        append(isHeld ? "[held]" : "");
+        bytes.append(std::move(memory), 6);
+        EXPECT_EQ(bytes.takeSpare(8).empty(), !isHeld) << "in use unless the bytes were copied";
+        bytes.takeCipher();
+        bytes.release();
+        const ReceivedBytes::Memory spare = bytes.takeSpare(isHeld ? 12 : 8);
+        EXPECT_EQ(std::count(spare.begin(), spare.end(), '\0'), isHeld ? 0 : 8);
+    }
+}
+
+TEST_F(ReceivedBytesTest, spareMemoryOfAnotherSizeStays) {
+    bytes.append(ReceivedBytes::Memory(8, '\0'), 0);
+    bytes.release();
+    EXPECT_TRUE(bytes.takeSpare(9).empty());
+    EXPECT_EQ(bytes.takeSpare(8).size(), 8U);
+    EXPECT_TRUE(bytes.takeSpare(8).empty());
+}
+
 TEST_F(ReceivedBytesTest, bytesFollowInAnyMixOfAppendingAndConsuming) {
     std::string expected;
     for (int round = 0; round < 1000; ++round) {
