@@ -7,6 +7,9 @@
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
 #include <exception>
 #include <iostream>
 #include <string>
@@ -15,10 +18,13 @@ namespace {
 
 using namespace VexaSsl;
 
-// With a silent peer recv, and so the handshake, fails after 30 seconds.
-void setReceiveTimeout(SOCKET s) {
+// With a silent peer recv, and so the handshake, fails after 30 seconds. The last record of a long
+// request doesn't wait for the peer's delayed acknowledgement.
+void setOptions(SOCKET s) {
     const timeval limit{30, 0};
     setsockopt(static_cast<int>(s), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const int yes = 1;
+    setsockopt(static_cast<int>(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
 }
 
 // Tries the addresses of the host in order. Returns INVALID_SOCKET when none can be connected to.
@@ -34,7 +40,7 @@ SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) 
     SOCKET connected = INVALID_SOCKET;
     for (const addrinfo* a = addresses; a && connected == INVALID_SOCKET; a = a->ai_next) {
         const SOCKET s = platform::socket(a->ai_family, SOCK_STREAM, 0);
-        setReceiveTimeout(s);
+        setOptions(s);
         if (strategy.connect(s, a->ai_addr, static_cast<int>(a->ai_addrlen)) == 0) {
             connected = s;
         } else {

@@ -5,6 +5,9 @@
 #include <VexaPlatform/HostSockets.h>
 #include <VexaSsl/ISocketStrategy.h>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -28,6 +31,10 @@ inline VexaSsl::SOCKET listenLocally(VexaSsl::ISocketStrategy& plain, const char
         throw std::runtime_error("invalid port");
     }
     const SOCKET s = platform::socket(addresses.list->ai_family, SOCK_STREAM, 0);
+    // Accepted sockets inherit it. Otherwise the last record of an answer waits for the peer's
+    // delayed acknowledgement.
+    const int yes = 1;
+    setsockopt(static_cast<int>(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     if (platform::bind(s, addresses.list->ai_addr, static_cast<int>(addresses.list->ai_addrlen)) !=
             0 ||
         platform::listen(s, 16) != 0) {

@@ -13,11 +13,14 @@ namespace {
 
 using namespace VexaSsl;
 
-// With a silent peer recv, and so the handshake, fails after 30 seconds.
-void setReceiveTimeout(SOCKET s) {
+// With a silent peer recv, and so the handshake, fails after 30 seconds. The last record of a long
+// request doesn't wait for the peer's delayed acknowledgement.
+void setOptions(SOCKET s) {
     const DWORD milliseconds = 30000;
     setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&milliseconds),
                sizeof milliseconds);
+    const BOOL yes = TRUE;
+    setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&yes), sizeof yes);
 }
 
 // Tries the addresses of the host in order. Returns INVALID_SOCKET when none can be connected to.
@@ -33,7 +36,7 @@ SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) 
     SOCKET connected = INVALID_SOCKET;
     for (const addrinfo* a = addresses; a && connected == INVALID_SOCKET; a = a->ai_next) {
         const SOCKET s = socket(a->ai_family, SOCK_STREAM, 0);
-        setReceiveTimeout(s);
+        setOptions(s);
         if (strategy.connect(s, a->ai_addr, static_cast<int>(a->ai_addrlen)) == 0) {
             connected = s;
         } else {

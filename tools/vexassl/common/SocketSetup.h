@@ -19,6 +19,10 @@ bool joinListener(SOCKET accepted, SOCKET listener);
 // Makes the socket blocking or non-blocking. Returns false on failure.
 bool setWaiting(SOCKET s, bool waits);
 
+// Sends small pieces at once (TCP_NODELAY). The last piece of an answer of several records would
+// otherwise wait for the peer's delayed acknowledgement.
+void sendAtOnce(SOCKET s);
+
 // Shuts down both directions, which ends operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);
 

@@ -1,6 +1,7 @@
 #include "connect/ConnectCommand.h"
 
 #include "common/HostNetwork.h"
+#include "common/SocketSetup.h"
 #include "connect/ConnectReport.h"
 #include "connect/Conversation.h"
 #include "starttls/OtlsSwitch.h"
@@ -44,6 +45,7 @@ private:
         if (!socket.valid()) {
             return platform::WSAGetLastError();
         }
+        sendAtOnce(socket.get());
         Watchdog::Guard guard(watchdog, socket.get(), options.connection.timeout());
         if (strategy->connect(socket.get(), address.ai_addr,
                               static_cast<int>(address.ai_addrlen)) != 0) {

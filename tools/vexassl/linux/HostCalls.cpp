@@ -1,6 +1,8 @@
 #include "HostCalls.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 
 namespace VexaSsl::tool {
 
@@ -18,6 +20,11 @@ bool setWaiting(SOCKET s, bool waits) {
     const int flags = ::fcntl(nativeSocket(s), F_GETFL);
     return flags != -1 &&
            ::fcntl(nativeSocket(s), F_SETFL, waits ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
+}
+
+void sendAtOnce(SOCKET s) {
+    const int yes = 1;
+    ::setsockopt(nativeSocket(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
 }
 
 void endTraffic(SOCKET s) {

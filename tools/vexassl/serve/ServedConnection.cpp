@@ -88,6 +88,7 @@ void ServedConnection::start(std::function<void()> ended) {
 
 void ServedConnection::run() {
     log.onBrokenStream([this] { endTraffic(socket.get()); });
+    sendAtOnce(socket.get());
     Watchdog::Guard guard(service.watchdog, socket.get(), service.options.connection.timeout());
     if (!service.options.startTls.empty()) {
         serveMail(guard);

@@ -18,6 +18,11 @@ bool setWaiting(SOCKET s, bool waits) {
     return ::ioctlsocket(s, static_cast<long>(FIONBIO), &returnsAtOnce) == 0;
 }
 
+void sendAtOnce(SOCKET s) {
+    const BOOL yes = TRUE;
+    ::setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&yes), sizeof yes);
+}
+
 // shutdown allows no new operation but doesn't end waiting ones.
 void endTraffic(SOCKET s) {
     ::shutdown(s, SD_BOTH);
