@@ -96,6 +96,19 @@ TEST_F(Credentials, clientNeedsNoAuthenticationData) {
     EXPECT_EQ(platform::FreeCredentialsHandle(&handle), SEC_E_OK);
 }
 
+TEST_F(Credentials, clientWithoutAuthenticationDataValidatesTheServer) {
+    Side client = Side::client();
+    Side server = Side::server("untrusted");
+    wchar_t package[] = L"Schannel";
+    platform::FreeCredentialsHandle(client.credential.get());
+    ASSERT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                  nullptr, nullptr, nullptr,
+                                                  client.credential.get(), nullptr),
+              SEC_E_OK);
+    runHandshake(client, server);
+    EXPECT_EQ(client.status(), SEC_E_UNTRUSTED_ROOT);
+}
+
 TEST_F(Credentials, leastRecentlyUsedSettingsAreEvicted) {
     const auto settingsOf = [](const HeldContext& certificate) {
         openssl::SslContextPointer settings;
@@ -407,6 +420,18 @@ TEST_F(FaultyKeys, encryptedKeyIsUnreadableWithoutPrompt) {
 TEST_F(FaultyKeys, tooWeakKeyIsAlgorithmMismatch) {
     install("weak-key");
     EXPECT_EQ(acquireOnly(own), SEC_E_ALGORITHM_MISMATCH);
+}
+
+TEST_F(FaultyKeys, certificateWithoutKeyIsNoCredential) {
+    const std::string encoded = der(issue(named("alone")));
+    const OpenedStore store(platform::CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    ASSERT_TRUE(platform::CertAddEncodedCertificateToStore(
+        store.get(), X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoded.data()),
+        static_cast<DWORD>(encoded.size()), CERT_STORE_ADD_ALWAYS, nullptr));
+    const HeldContext alone = firstIn(store.get());
+    CredHandle handle{};
+    EXPECT_EQ(acquire(SECPKG_CRED_INBOUND, alone.get(), handle), SEC_E_NO_CREDENTIALS);
+    EXPECT_EQ(acquire(SECPKG_CRED_OUTBOUND, alone.get(), handle), SEC_E_NO_CREDENTIALS);
 }
 
 TEST_F(FaultyKeys, keyThatCannotSignIsUnknown) {
