@@ -1,0 +1,61 @@
+// Results of socket calls that fail at once, of closing, and of waits that run routines.
+#include "contract/sockets/Loopback.h"
+
+#include <gtest/gtest.h>
+
+namespace VexaSsl::test {
+namespace {
+
+using SocketResult = ContractTest;
+
+TEST_F(SocketResult, transfersOnUnconnectedSocketFail) {
+    const Socket unconnected = tcpSocket();
+    char byte = 'x';
+    WSABUF view{1, &byte};
+    WSAOVERLAPPED overlapped{};
+    DWORD count = 0;
+    DWORD flags = 0;
+    for (WSAOVERLAPPED* const structure : {static_cast<WSAOVERLAPPED*>(nullptr), &overlapped}) {
+        EXPECT_EQ(platform::WSASend(unconnected.get(), &view, 1, &count, 0, structure, nullptr),
+                  SOCKET_ERROR);
+        EXPECT_EQ(lastError(), WSAENOTCONN);
+        EXPECT_EQ(
+            platform::WSARecv(unconnected.get(), &view, 1, &count, &flags, structure, nullptr),
+            SOCKET_ERROR);
+        EXPECT_EQ(lastError(), WSAENOTCONN);
+    }
+}
+
+TEST_F(SocketResult, closingSucceeds) {
+    EXPECT_EQ(host::closesocket(host::socket(AF_INET, SOCK_STREAM, 0)), 0);
+}
+
+// A routine that sends has another one due, which belongs to the next wait.
+thread_local int calls = 0;
+thread_local SOCKET sender = INVALID_SOCKET;
+thread_local WSAOVERLAPPED second{};
+
+void sendOnce(DWORD, DWORD, WSAOVERLAPPED*, DWORD) {
+    char byte = 'x';
+    WSABUF view{1, &byte};
+    if (++calls == 1) {
+        platform::WSASend(sender, &view, 1, nullptr, 0, &second, sendOnce);
+    }
+}
+
+TEST_F(SocketResult, routineDueInRoutineRunsInTheNextWait) {
+    const Pair pair = connectedPair();
+    calls = 0;
+    sender = pair.client.get();
+    char byte = 'x';
+    WSABUF view{1, &byte};
+    WSAOVERLAPPED first{};
+    ASSERT_EQ(platform::WSASend(sender, &view, 1, nullptr, 0, &first, sendOnce), 0);
+    EXPECT_EQ(host::SleepEx(0, TRUE), WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(host::SleepEx(0, TRUE), WSA_WAIT_IO_COMPLETION);
+    EXPECT_EQ(calls, 2);
+}
+
+} // namespace
+} // namespace VexaSsl::test
