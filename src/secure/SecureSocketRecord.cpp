@@ -50,7 +50,8 @@ void SecureSocketRecord::queryStreamSizes() {
     streamSizes = std::move(sizes);
     sendBuffer.resize(streamSizes->recordSize);
     std::fill(sendBuffer.begin(), sendBuffer.end(), '\0');
-    receiveBuffer.resize(streamSizes->recordSize); // untouched, so it takes no memory yet
+    receiveBuffer.resize(streamSizes->recordSize);
+    std::fill(receiveBuffer.begin(), receiveBuffer.end(), '\0');
 }
 
 } // namespace VexaSsl
