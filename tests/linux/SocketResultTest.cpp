@@ -29,12 +29,26 @@ TEST_F(SocketResult, closingSucceeds) {
     EXPECT_EQ(host::closesocket(host::socket(AF_INET, SOCK_STREAM, 0)), 0);
 }
 
+TEST_F(SocketResult, connectionDeferredByOneListenerIsNotReadyOnAnother) {
+    const Socket deferring = listenOnLoopback();
+    const Socket other = listenOnLoopback();
+    const Socket client = connectedTo(deferring);
+    const auto defer = [](WSABUF*, WSABUF*, QOS*, QOS*, WSABUF*, WSABUF*, GROUP*, DWORD_PTR) {
+        return CF_DEFER;
+    };
+    EXPECT_EQ(platform::WSAAccept(deferring.get(), nullptr, nullptr, defer, 0), INVALID_SOCKET);
+    fd_set readable = fdSetOf({&other});
+    const timeval noTime{};
+    EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &noTime), 0);
+}
+
 // A routine that sends has another one due, which belongs to the next wait.
 thread_local int calls = 0;
 thread_local SOCKET sender = INVALID_SOCKET;
 thread_local WSAOVERLAPPED second{};
 
-void sendOnce(DWORD, DWORD, WSAOVERLAPPED*, DWORD) {
+void sendOnce(DWORD, DWORD, WSAOVERLAPPED*, DWORD flags) {
+    EXPECT_EQ(flags, 0U);
     char byte = 'x';
     WSABUF view{1, &byte};
     if (++calls == 1) {
