@@ -57,7 +57,7 @@ int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int 
         DWORD recordSize = 0;
         const SECURITY_STATUS status =
             record->encryptRecord(buf + sent, chunk, record->sendBuffer.data(), recordSize);
-        if (status != SEC_E_OK || writeRecord(s, recordSize, flags) == SOCKET_ERROR) {
+        if (status != SEC_E_OK || !writeRecord(s, recordSize, flags)) {
             return SOCKET_ERROR;
         }
         sent += static_cast<int>(chunk);
@@ -66,18 +66,18 @@ int SecureSocketStrategy::sendProtected(SOCKET s, const char* buf, int len, int 
 }
 
 // Writes size bytes of sendBuffer; a send below that takes nothing is repeated without limit.
-// Returns 0, or SOCKET_ERROR with the error code of the send below.
-int SecureSocketStrategy::writeRecord(SOCKET s, DWORD size, int flags) {
+// Returns whether all was written; if not, the error code is that of the send below.
+bool SecureSocketStrategy::writeRecord(SOCKET s, DWORD size, int flags) {
     DWORD written = 0;
     while (written != size) {
         const int accepted = underlyingStrategy->send(s, record->sendBuffer.data() + written,
                                                       static_cast<int>(size - written), flags);
         if (accepted == SOCKET_ERROR) {
-            return SOCKET_ERROR;
+            return false;
         }
         written += static_cast<DWORD>(accepted);
     }
-    return 0;
+    return true;
 }
 
 int SecureSocketStrategy::receivePlain(ReceiveCall call) {

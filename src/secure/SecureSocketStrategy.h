@@ -124,7 +124,7 @@ private:
     int refuseCall(const wchar_t* operation, const wchar_t* mistake, int code);
 
     int sendProtected(SOCKET s, const char* buf, int len, int flags);
-    int writeRecord(SOCKET s, DWORD size, int flags);
+    bool writeRecord(SOCKET s, DWORD size, int flags);
     int receivePlain(ReceiveCall call);
     int receiveFromNetwork(ReceiveCall& call);
     SECURITY_STATUS serveHeld(ReceiveCall& call);
