@@ -30,8 +30,13 @@ bool isNonBlocking(int fd) noexcept {
     return flags >= 0 && (flags & O_NONBLOCK) != 0;
 }
 
+// A full counter (EAGAIN) is readable already.
 void makeReadable(int eventDescriptor) noexcept {
-    while (eventfd_write(eventDescriptor, 1) != 0 && errno == EINTR) {
+    constexpr int maximumAttempts = 1000;
+    for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
+        if (eventfd_write(eventDescriptor, 1) == 0 || errno == EAGAIN) {
+            return;
+        }
     }
 }
 

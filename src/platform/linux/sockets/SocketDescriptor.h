@@ -14,7 +14,8 @@ bool isSocket(int fd) noexcept;
 // Returns whether fd has O_NONBLOCK; false for a descriptor that isn't open. Preserves errno.
 bool isNonBlocking(int fd) noexcept;
 
-// Makes an eventfd readable, so that the thread that polls it wakes up. Tries again after a signal.
+// Makes an eventfd readable, so that the thread that polls it wakes up. Tries again after a
+// failure: a lost wake would leave the thread waiting.
 void makeReadable(int eventDescriptor) noexcept;
 
 } // namespace VexaSsl::linux

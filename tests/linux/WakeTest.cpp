@@ -1,0 +1,60 @@
+// Waking a thread that waits, when the system fails to.
+#include "platform/linux/base/Descriptor.h"
+#include "platform/linux/sockets/SocketDescriptor.h"
+
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace {
+
+std::atomic<int> writesToFail = 0;
+
+} // namespace
+
+// Replaces the C library's function.
+extern "C" int eventfd_write(int descriptor, eventfd_t value) {
+    if (writesToFail > 0) {
+        --writesToFail;
+        errno = ENOMEM;
+        return -1;
+    }
+    return write(descriptor, &value, sizeof value) == sizeof value ? 0 : -1;
+}
+
+namespace VexaSsl::test {
+namespace {
+
+bool isReadable(int descriptor) {
+    pollfd entry{descriptor, POLLIN, 0};
+    return poll(&entry, 1, 0) == 1;
+}
+
+// A wake that is lost would leave the thread waiting.
+TEST(Wake, failedWriteIsRepeated) {
+    const linux::Descriptor event(eventfd(0, EFD_NONBLOCK));
+    writesToFail = 3;
+    linux::makeReadable(event.get());
+    EXPECT_EQ(writesToFail, 0);
+    EXPECT_TRUE(isReadable(event.get()));
+}
+
+TEST(Wake, fullCounterIsReadableAlready) {
+    const linux::Descriptor event(eventfd(0, EFD_NONBLOCK));
+    ASSERT_EQ(eventfd_write(event.get(), ~eventfd_t{0} - 1), 0);
+    linux::makeReadable(event.get());
+    EXPECT_TRUE(isReadable(event.get()));
+}
+
+// The thread goes on when the descriptor can't be written at all.
+TEST(Wake, invalidDescriptorIsGivenUp) {
+    linux::makeReadable(-1);
+}
+
+} // namespace
+} // namespace VexaSsl::test
