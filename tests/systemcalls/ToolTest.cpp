@@ -198,6 +198,24 @@ TEST(SystemCallsOfTheTool, clientSucceedsOrPrintsAnError) {
                      " noted plain text after a read of the configuration failed");
 }
 
+// The peer, which closes after the end of the input, would otherwise wait as long as the client.
+TEST(SystemCallsOfTheTool, clientWhoseShutdownFailsEndsAtOnceWithTheCause) {
+    if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    RunningServer server(secureServer(pki::localhostElliptic));
+    const auto log = freshFile(".strace");
+    Command command(injected({"shutdown", "ENOBUFS", 1}, log) +
+                        connectTo(server.target(), secureClient()),
+                    Command::Input::text("hello"));
+    const Outcome outcome = runToEnd(command);
+    EXPECT_TRUE(wasHit(log));
+    expectClearEnd(outcome);
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_NE(outcome.errors.find("the end of the input can't be sent: "), std::string::npos)
+        << outcome.errors;
+}
+
 struct ServerCounts {
     std::size_t hit = 0;
     std::size_t connections = 0;

@@ -81,8 +81,10 @@ void Conversation::sendInput() {
     }
     inputEnded = true;
     guard.restart();
-    if (atInputEnd == AtInputEnd::ShutDown) {
-        platform::shutdown(socket, SD_SEND);
+    if (atInputEnd == AtInputEnd::ShutDown && platform::shutdown(socket, SD_SEND) != 0) {
+        // The peer doesn't learn of the end, so it might never close.
+        shutdownError = platform::WSAGetLastError();
+        endTraffic(socket);
     }
 }
 
@@ -128,6 +130,10 @@ void Conversation::throwFailure() const {
     }
     if (const auto failure = failureOf(receiver.end(), receiveError); failure && !closureIsMissed) {
         throw Failure(*failure);
+    }
+    if (shutdownError != 0) {
+        throw Failure(ExitStatus::CutShort,
+                      "the end of the input can't be sent: " + socketErrorText(shutdownError));
     }
     if (inputLeft) {
         throw Failure(ExitStatus::CutShort, "the connection ended before all input was sent");

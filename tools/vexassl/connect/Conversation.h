@@ -50,6 +50,7 @@ private:
     std::atomic<bool> inputEnded = false;
     bool sendFailed = false;
     int sendError = 0;
+    int shutdownError = 0;
 
     bool somethingCame = false;
     bool outputFailed = false;
