@@ -1,6 +1,7 @@
 // Results of socket calls that fail at once, of closing, and of waits that run routines.
 #include "contract/sockets/Loopback.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 
 namespace VexaSsl::test {
@@ -23,6 +24,16 @@ TEST_F(SocketResult, transfersOnUnconnectedSocketFail) {
             SOCKET_ERROR);
         EXPECT_EQ(lastError(), WSAENOTCONN);
     }
+}
+
+TEST_F(SocketResult, receiveWaitsForAllBytesOnlyWhenAsked) {
+    const Pair pair = connectedPair();
+    setReceiveTimeout(pair.server, std::chrono::seconds(60));
+    const auto start = std::chrono::steady_clock::now();
+    sendText(pair.client, "abc");
+    char buffer[100];
+    EXPECT_EQ(platform::recv(pair.server.get(), buffer, sizeof buffer, 0), 3);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST_F(SocketResult, closingSucceeds) {
