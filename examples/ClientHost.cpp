@@ -7,7 +7,6 @@
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 
 #include <exception>

@@ -5,7 +5,6 @@
 #include <VexaPlatform/HostSockets.h>
 #include <VexaSsl/ISocketStrategy.h>
 
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 
 #include <stdexcept>

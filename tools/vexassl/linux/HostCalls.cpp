@@ -1,7 +1,6 @@
 #include "HostCalls.h"
 
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 
 namespace VexaSsl::tool {
