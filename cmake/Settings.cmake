@@ -29,7 +29,13 @@ if(MSVC)
   target_compile_options(vexassl_warnings INTERFACE /W4)
   # Sources are UTF-8; C++ exceptions only; __cplusplus has the true value.
   add_compile_options(/utf-8 /EHsc /Zc:__cplusplus /permissive-)
-  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  # std::getenv is used where no other thread changes the environment.
+  add_compile_definitions(_CRT_SECURE_NO_WARNINGS)
+  # Values of the standard library cross the boundary of the module, so that a host must have the same
+  # run-time library.
+  if(NOT DEFINED CMAKE_MSVC_RUNTIME_LIBRARY)
+    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>DLL")
+  endif()
 else()
   # A constructor's parameter may have the name of the member it initialises. Clang's -Wshadow allows
   # that; GCC's doesn't.

@@ -27,7 +27,7 @@ void writeProcessDump() {
 
 // The name that the compiler's virtual tables refer to.
 #if defined(_MSC_VER)
-extern "C" int _purecall() {
+extern "C" int _purecall() noexcept(false) {
 #else
 extern "C" void __cxa_pure_virtual() {
 #endif

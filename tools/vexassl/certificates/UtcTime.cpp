@@ -2,8 +2,6 @@
 
 #include "common/ExitStatus.h"
 
-#include <bits/chrono.h>
-
 #include <charconv>
 #include <chrono>
 #include <cstdint>

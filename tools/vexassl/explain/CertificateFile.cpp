@@ -18,7 +18,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-constexpr std::size_t fileSizeLimit = 16 << 20;
+constexpr std::size_t fileSizeLimit = std::size_t{16} << 20;
 constexpr std::size_t certificateLimit = 10'000;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& reason) {

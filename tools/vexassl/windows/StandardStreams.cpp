@@ -13,7 +13,7 @@ namespace VexaSsl::tool {
 namespace {
 
 // The most that one call of the system takes.
-constexpr std::size_t largestPiece = 1 << 20;
+constexpr std::size_t largestPiece = std::size_t{1} << 20;
 
 // State shared by the reading thread and the reader; the thread keeps it alive.
 struct Pipeline {

@@ -17,7 +17,7 @@ namespace {
 
 // Linkers write a few dozen sections, whose names take a few hundred bytes.
 constexpr std::size_t maxSections = 4096;
-constexpr std::size_t maxNamesSize = 1 << 20;
+constexpr std::size_t maxNamesSize = std::size_t{1} << 20;
 
 // Returns false when the file doesn't have size bytes at offset.
 bool readAt(const Descriptor& file, Elf64_Off offset, void* buffer, std::size_t size) {

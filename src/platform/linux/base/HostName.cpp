@@ -68,7 +68,7 @@ std::string canonicalNameIn(std::string_view hosts, std::string_view host) {
 }
 
 std::string fullyQualifiedHostName() {
-    constexpr std::size_t hostsFileLimit = 1 << 20;
+    constexpr std::size_t hostsFileLimit = std::size_t{1} << 20;
     std::string host = systemHostName();
     if (host.empty() || host.find('.') != host.npos) {
         return host;

@@ -29,7 +29,7 @@ std::size_t copyTruncated(const std::wstring& text, wchar_t* buffer, std::size_t
 
 // Returns the name of the effective user; the user ID if the user has no password entry.
 std::string effectiveUserName() {
-    constexpr std::size_t maxEntrySize = 1 << 20;
+    constexpr std::size_t maxEntrySize = std::size_t{1} << 20;
     const uid_t user = geteuid();
     passwd entry{};
     passwd* found = nullptr;

@@ -14,7 +14,7 @@
 namespace VexaSsl::openssl {
 namespace {
 
-constexpr std::size_t fileSizeLimit = 1 << 20;
+constexpr std::size_t fileSizeLimit = std::size_t{1} << 20;
 
 bool isPkcs12(const std::filesystem::path& name) {
     const std::filesystem::path extension = name.extension();
