@@ -45,7 +45,8 @@ const Group oneStatusForAll = {
      "PackageHandshake.establishedContextRefusesHandshakeCalls",
      "PackageHandshake.recordWithoutHandshakeMessageIsIllegal",
      "Protection.changedTagIsAlteredMessage", "Protection.repeatedRecordIsAlteredMessage",
-     "Protection.omittedRecordIsAlteredMessage", "Protection.failureEndsTheStreamAndIsRepeatedForSending",
+     "Protection.omittedRecordIsAlteredMessage",
+     "Protection.failureEndsTheStreamAndIsRepeatedForSending",
      "Protection.contextInHandshakeIsInvalidHandle", "Handles.deletedContextIsInvalidHandle"}};
 
 const Group acceptsNonTls = {"Wine's Schannel treats bytes that aren't TLS as an incomplete record",
