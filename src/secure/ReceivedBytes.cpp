@@ -92,7 +92,12 @@ void ReceivedBytes::keepAsSpare(Memory& unused, std::size_t usedSize) noexcept {
 }
 
 ReceivedBytes::Memory ReceivedBytes::takeSpare(std::size_t wanted) noexcept {
-    return spare.size() == wanted ? std::exchange(spare, {}) : Memory();
+    if (spare.capacity() < wanted) {
+        return {};
+    }
+    Memory taken = std::exchange(spare, {});
+    taken.resize(wanted); // all of the capacity is zero
+    return taken;
 }
 
 // Ensures that count bytes can be appended in memory of this object. Moves what is held to the

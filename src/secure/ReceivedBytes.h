@@ -46,7 +46,7 @@ public:
     void consume(std::size_t size) noexcept;
     // Gives up the memory if nothing is held: what was taken over becomes the spare memory.
     void release() noexcept;
-    // Returns the spare memory, which is zero, if it has this size; else an empty one.
+    // Returns the spare memory with this size, zero, if it is large enough; else an empty one.
     Memory takeSpare(std::size_t size) noexcept;
 
 private:
