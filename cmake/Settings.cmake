@@ -41,6 +41,11 @@ else()
   # that; GCC's doesn't.
   target_compile_options(vexassl_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
+  # In a unity build Clang takes another file's local names for hidden ones, GCC a file's for a header's.
+  if(CMAKE_UNITY_BUILD)
+    target_compile_options(vexassl_warnings INTERFACE
+      $<IF:$<CXX_COMPILER_ID:GNU>,-Wno-subobject-linkage,-Wno-shadow>)
+  endif()
 endif()
 # Not inside another project, whose compiler may have other warnings.
 if(PROJECT_IS_TOP_LEVEL)
@@ -77,6 +82,12 @@ if(WIN32)
   add_compile_definitions(_WIN32_WINNT=0x0A00 WINVER=0x0A00 NOMINMAX WIN32_LEAN_AND_MEAN
     SECURITY_WIN32)
 endif()
+
+# A unity build (CMAKE_UNITY_BUILD) compiles these files alone, for example because they have a local name
+# that another file has, too.
+function(vexassl_compile_alone)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
 
 option(VEXASSL_PRECOMPILE "Precompile the headers of the standard library" OFF)
 # Nearly halves the build time. A build without it shows that each file includes what it uses.
