@@ -62,6 +62,16 @@ TEST_F(TrustStore, certificateWithTrustSettingsIsAnchor) {
     EXPECT_TRUE(hasAnchor(one));
 }
 
+TEST_F(TrustStore, fileLargerThan16MebibytesIsSkipped) {
+    const Issued one = issue(authorityNamed("one"));
+    std::string text = pem(one);
+    text.resize(std::size_t{16} << 20, '\n');
+    write("root/one.pem", text);
+    EXPECT_TRUE(hasAnchor(one));
+    write("root/one.pem", text + '\n');
+    EXPECT_FALSE(hasAnchor(one));
+}
+
 TEST_F(TrustStore, systemBundleIsTrusted) {
     const openssl::BioPointer bundle(BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r"));
     if (!bundle) {
