@@ -114,6 +114,8 @@ def removed_statements(source, index, token):
                 return  # a declaration
             last = source.tokens[at].kind
             at = source.partner.get(at, at) + 1
+        if source.word(at + 1) in ("delete", "default"):
+            return  # a declaration
         ends_as_call = at == stop and source.word(stop - 1) in (")", "++", "--")
         if ends_as_call or source.word(at) in ("=", "+=", "-=", "|=", "&="):
             yield Mutant("statement", token.begin, source.tokens[stop].end, ";")
