@@ -5,11 +5,10 @@
 #include "fakes/Sampler.h"
 #include "fakes/Sweep.h"
 #include "openssl/CertificateFolderTest.h"
+#include "openssl/OpenSslAllocations.h"
 #include "platform/contract/SecuritySupport.h"
 
 #include <gtest/gtest.h>
-
-#include <openssl/crypto.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,35 +16,14 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <string>
 
 namespace VexaSsl::test {
 namespace {
 
 const std::string row = "Every allocation of OpenSSL's first use fails once";
-constexpr std::size_t noFailure = std::numeric_limits<std::size_t>::max();
 // One of this number of allocations fails usually.
 constexpr std::size_t usualStep = 29;
-
-std::size_t failingAllocation = noFailure;
-std::size_t allocations = 0;
-
-bool failsNow() {
-    return allocations++ == failingAllocation;
-}
-
-void* allocate(std::size_t size, const char*, int) {
-    return failsNow() ? nullptr : std::malloc(size);
-}
-
-void* reallocate(void* memory, std::size_t size, const char*, int) {
-    return failsNow() ? nullptr : std::realloc(memory, size);
-}
-
-void release(void* memory, const char*, int) {
-    std::free(memory);
-}
 
 // What the first use ends with, as the exit status of its process.
 enum Ending { succeeded, outOfMemory, otherFailure, unprepared };
@@ -104,10 +82,11 @@ Outcome firstUse(std::size_t failing) {
     }
     const pid_t child = fork();
     if (child == 0) {
-        failingAllocation = failing;
-        const bool isFirst = CRYPTO_set_mem_functions(allocate, reallocate, release) == 1;
+        OpenSslAllocations::failing = failing;
+        const bool isFirst = OpenSslAllocations::replace();
         const Ending ending = isFirst ? useOpenSsl() : unprepared;
-        const bool isWritten = write(counts[1], &allocations, sizeof allocations) > 0;
+        const bool isWritten =
+            write(counts[1], &OpenSslAllocations::count, sizeof OpenSslAllocations::count) > 0;
         _exit(isWritten ? ending : unprepared);
     }
     close(counts[1]);
@@ -129,7 +108,7 @@ std::string contentOf(const std::string& path) {
     const TemporaryCertificateFolder folder;
     folder.write("my/server.pem", contentOf(certificateFile("server-ecdsa", "cert")) +
                                       contentOf(certificateFile("server-ecdsa", "key")));
-    const Outcome whole = firstUse(noFailure);
+    const Outcome whole = firstUse(OpenSslAllocations::none);
     EXPECT_EQ(whole.status, succeeded);
     EXPECT_GT(whole.allocations, 1000U);
     Sampler sampler(sweepStep(usualStep));

@@ -110,7 +110,7 @@ std::unique_ptr<Chain> buildChain(PCCERT_CONTEXT leafContext, const ChainRequest
     requireSuccess("X509_STORE_CTX_init", X509_STORE_CTX_init(verification.get(), anchors.get(),
                                                               certificate, untrusted.get()) == 1);
     ChainFaults faults;
-    X509_STORE_CTX_set_app_data(verification.get(), &faults);
+    orOutOfMemory(X509_STORE_CTX_set_app_data(verification.get(), &faults));
     X509_STORE_CTX_set_verify_cb(verification.get(), recordFault);
     setPurpose(X509_STORE_CTX_get0_param(verification.get()), purposeOf(request.usages));
     if (request.time) {
