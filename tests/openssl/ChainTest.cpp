@@ -31,6 +31,18 @@ protected:
 };
 using CertGetCertificateChain = ChainPolicy;
 
+// With a key that OpenSSL can't decode, signed by the issuer.
+Issued withUndecodableKey(Issued issued, const Issued& issuer) {
+    X509* certificate = issued.certificate.get();
+    auto* point = static_cast<unsigned char*>(OPENSSL_memdup("\xFF", 1));
+    EXPECT_EQ(X509_PUBKEY_set0_param(X509_get_X509_PUBKEY(certificate),
+                                     OBJ_nid2obj(NID_X9_62_id_ecPublicKey), V_ASN1_OBJECT,
+                                     OBJ_nid2obj(NID_X9_62_prime256v1), point, 1),
+              1);
+    EXPECT_GT(X509_sign(certificate, issuer.key.get(), EVP_sha256()), 0);
+    return issued;
+}
+
 TEST_F(ChainPolicy, helpersOfTheFileCompleteTheChain) {
     install("leaf.pem", issue(serverNamed("leaf"), &between), {&between});
     const OpenedStore store;
@@ -163,6 +175,16 @@ TEST_F(CertGetCertificateChain, structuresOfTheChainHaveTheirSizes) {
         EXPECT_EQ(element.cbSize, sizeof element);
         EXPECT_EQ(element.TrustStatus.dwInfoStatus, 0U);
     }
+}
+
+TEST_F(CertGetCertificateChain, keyThatCannotBeDecodedIsTheFaultOfItsCertificate) {
+    const Issued leaf = withUndecodableKey(issue(serverNamed("leaf"), &root), root);
+    const OpenedStore store(openMemoryStore());
+    const HeldContext context = addTo(store.get(), der(leaf));
+    const HeldChain chain = chainOf(context.get(), serverUsage);
+    ASSERT_TRUE(chain);
+    EXPECT_EQ(chain->rgpChain[0]->rgpElement[0]->TrustStatus.dwErrorStatus,
+              CERT_TRUST_IS_NOT_SIGNATURE_VALID);
 }
 
 TEST_F(CertGetCertificateChain, badChainLeavesTheErrorQueueAlone) {

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
+#include <limits>
 #include <string>
 
 namespace VexaSsl::test {
@@ -26,6 +28,19 @@ TEST_F(MemoryBioTest, writesAreAppendedToTheOutput) {
     std::free(token.release());
     EXPECT_EQ(token.size(), 0U);
     EXPECT_EQ(token.release(), nullptr);
+}
+
+TEST(Token, writeThatDoesNotFitIntoMemoryFails) {
+#ifdef VEXASSL_UNDER_SANITIZER
+    GTEST_SKIP() << "the sanitizer refuses so large an allocation";
+#endif
+    const unsigned char bytes[] = {1};
+    volatile std::size_t tooLarge = std::numeric_limits<std::ptrdiff_t>::max();
+    Token token;
+    ASSERT_TRUE(token.write(bytes));
+    EXPECT_FALSE(token.write({bytes, tooLarge}));
+    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), ERR_R_MALLOC_FAILURE);
+    EXPECT_EQ(token.size(), 1U);
 }
 
 TEST_F(MemoryBioTest, withoutOutputWritesAreDiscarded) {

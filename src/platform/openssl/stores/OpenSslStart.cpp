@@ -8,22 +8,23 @@
 namespace VexaSsl::openssl {
 namespace {
 
-// The default library context is checked separately: the calls of initialisation succeed without
-// it.
-bool start() {
-    const bool isInitialised = OPENSSL_init_crypto(0, nullptr) == 1 &&
-                               OPENSSL_init_ssl(0, nullptr) == 1 &&
-                               OSSL_LIB_CTX_get0_global_default() != nullptr;
-    if (!isInitialised) {
-        throw std::bad_alloc();
+struct OpenSslStart {
+    // The default library context is checked separately: the calls of initialisation succeed
+    // without it.
+    OpenSslStart() {
+        const bool isInitialised = OPENSSL_init_crypto(0, nullptr) == 1 &&
+                                   OPENSSL_init_ssl(0, nullptr) == 1 &&
+                                   OSSL_LIB_CTX_get0_global_default() != nullptr;
+        if (!isInitialised) {
+            throw std::bad_alloc();
+        }
     }
-    return true;
-}
+};
 
 } // namespace
 
 void startOpenSsl() {
-    [[maybe_unused]] static const bool isStarted = start();
+    static const OpenSslStart start;
 }
 
 } // namespace VexaSsl::openssl
