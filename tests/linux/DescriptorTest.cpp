@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -16,6 +17,16 @@ int descriptorOf(const Socket& socket) {
 
 bool closesOnExec(const Socket& socket) {
     return (fcntl(descriptorOf(socket), F_GETFD) & FD_CLOEXEC) != 0;
+}
+
+// Returns how many descriptors a program inherits from this one.
+int inheritedDescriptors() {
+    int count = 0;
+    for (int fd = 0; fd < 1000; ++fd) {
+        const int flags = fcntl(fd, F_GETFD);
+        count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
+    }
+    return count;
 }
 
 // Opens sockets until the last one has the number, which is free.
@@ -40,6 +51,16 @@ TEST(Connections, socketsCloseOnExec) {
     const Pair pair = connectedPair();
     EXPECT_TRUE(closesOnExec(pair.client));
     EXPECT_TRUE(closesOnExec(pair.server));
+}
+
+TEST(CompletionPort, portsAndWaitingThreadsCloseOnExec) {
+    const int before = inheritedDescriptors();
+    const ScopedPort port;
+    const ScopedEvent event;
+    std::jthread([&] {
+        EXPECT_EQ(event.wait(0), host::WSA_WAIT_TIMEOUT);
+        EXPECT_EQ(inheritedDescriptors(), before);
+    }).join();
 }
 
 TEST(Connections, closingNonSocketLeavesItOpen) {
@@ -125,6 +146,18 @@ TEST(EventReceive, immediateFailureIsAlsoTheResult) {
     Receive receive(8);
     EXPECT_EQ(receive.post(unconnected), WSAENOTCONN);
     EXPECT_EQ(receive.finish(unconnected, true), WSAENOTCONN);
+}
+
+TEST(AcceptExConcurrency, closingOneAcceptSocketKeepsTheOtherAccept) {
+    const Socket listener = listenOnLoopback();
+    Accept first;
+    Accept second;
+    ASSERT_EQ(first.post(listener), WSA_IO_PENDING);
+    ASSERT_EQ(second.post(listener), WSA_IO_PENDING);
+    first.socket.close();
+    const Socket client = connectedTo(listener);
+    EXPECT_EQ(second.finish(listener, true), 0);
+    EXPECT_TRUE(isConnected(second.socket));
 }
 
 TEST(AcceptExConcurrency, closingTheAcceptSocketFreesItsNumber) {

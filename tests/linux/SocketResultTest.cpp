@@ -53,6 +53,18 @@ TEST_F(SocketResult, connectionDeferredByOneListenerIsNotReadyOnAnother) {
     EXPECT_EQ(platform::select(0, &readable, nullptr, nullptr, &noTime), 0);
 }
 
+TEST_F(SocketResult, nameBufferOfNoLengthIsNotWritten) {
+    sockaddr_in loopback{};
+    loopback.sin_family = AF_INET;
+    wchar_t node[1] = {L'x'};
+    wchar_t service[4];
+    EXPECT_EQ(platform::GetNameInfoW(reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback,
+                                     node, 0, service, 4, 0x8),
+              0);
+    EXPECT_EQ(node[0], L'x');
+    EXPECT_STREQ(service, L"0");
+}
+
 // A routine that sends has another one due, which belongs to the next wait.
 thread_local int calls = 0;
 thread_local SOCKET sender = INVALID_SOCKET;

@@ -1,4 +1,5 @@
 // Waking a thread that waits, when the system fails to.
+#include "contract/sockets/Loopback.h"
 #include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/SocketDescriptor.h"
 
@@ -54,6 +55,16 @@ TEST(Wake, fullCounterIsReadableAlready) {
 // The thread goes on when the descriptor can't be written at all.
 TEST(Wake, invalidDescriptorIsGivenUp) {
     linux::makeReadable(-1);
+}
+
+TEST(Wake, completionWithoutWaitingThreadWakesNone) {
+    const ScopedPort port;
+    EXPECT_EQ(dequeue(port.get(), 0).result, FALSE); // a wait that has ended
+    writesToFail = 1;
+    host::PostQueuedCompletionStatus(port.get(), 0, 5, nullptr);
+    EXPECT_EQ(writesToFail, 1);
+    writesToFail = 0;
+    EXPECT_EQ(dequeue(port.get(), 0).key, 5U);
 }
 
 } // namespace

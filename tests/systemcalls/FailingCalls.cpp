@@ -68,6 +68,9 @@ struct OneByte {
 } // namespace
 
 bool FaultPlan::strikes(std::string_view call) {
+    if (call.find(only) == std::string_view::npos) {
+        return false;
+    }
     const std::size_t number = seen++;
     if (everyOneFrom ? number < at : number != at) {
         return false;

@@ -24,7 +24,8 @@ struct FaultPlan {
 
     std::size_t at = never; // the number of the call, from 0; for single bytes only transfers count
     Fault fault;
-    bool everyOneFrom = false; // and every later one
+    bool everyOneFrom = false;  // and every later one
+    std::string_view only = {}; // counts only the functions whose name contains this
 
     std::size_t seen = 0;
     std::string step;         // the current step, set by the test

@@ -76,13 +76,13 @@ TEST_F(Connections, unknownFamilyIsRefused) {
 TEST_F(Connections, acceptGivesThePeersAddress) {
     const Socket listener = listenOnLoopback();
     const Socket client = connectedTo(listener);
-    sockaddr_in peer{};
+    sockaddr_in peer[2]{}; // more room than the address takes
     int length = sizeof(peer);
     const Socket server(
         platform::accept(listener.get(), reinterpret_cast<sockaddr*>(&peer), &length));
     ASSERT_TRUE(server.isValid());
-    EXPECT_EQ(length, static_cast<int>(sizeof(peer)));
-    EXPECT_EQ(peer.sin_port, addressOf(client).sin_port);
+    EXPECT_EQ(length, static_cast<int>(sizeof(peer[0])));
+    EXPECT_EQ(peer[0].sin_port, addressOf(client).sin_port);
 }
 
 TEST_F(Connections, acceptWithTooSmallAddressKeepsTheConnection) {
@@ -115,6 +115,11 @@ TEST_F(Connections, acceptWithoutListenIsInvalid) {
 
 TEST_F(Connections, acceptRefusesNonSockets) {
     EXPECT_EQ(platform::accept(INVALID_SOCKET, nullptr, nullptr), INVALID_SOCKET);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+    sockaddr_in peer{};
+    int length = sizeof(peer);
+    EXPECT_EQ(platform::accept(INVALID_SOCKET, reinterpret_cast<sockaddr*>(&peer), &length),
+              INVALID_SOCKET);
     EXPECT_EQ(lastError(), WSAENOTSOCK);
 }
 

@@ -2,6 +2,7 @@
 #include "contract/sockets/Loopback.h"
 
 #include <atomic>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
 #include <thread>
@@ -224,7 +225,11 @@ TEST_F(EventReceive, waitingThreadCompletesReceivesPostedMeanwhile) {
     const Pair pair = connectedPair();
     const ScopedEvent event;
     Receive receive(8, event.get());
-    const std::jthread waiter([&] { EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0); });
+    const std::jthread waiter([&] {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(event.wait(), WSA_WAIT_EVENT_0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    });
     yieldToOtherThreads();
     EXPECT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     yieldToOtherThreads();
@@ -273,6 +278,7 @@ TEST_F(EventReceive, resultForAnotherSocketIsInvalid) {
     ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
     ASSERT_EQ(other.post(pair.client), WSA_IO_PENDING);
     EXPECT_EQ(receive.finish(pair.client, true), WSA_INVALID_PARAMETER);
+    EXPECT_EQ(receive.finish(tcpSocket(), false), WSA_IO_INCOMPLETE);
     EXPECT_EQ(host::WSAGetOverlappedResult(pair.server.get(), nullptr, nullptr, FALSE, nullptr),
               FALSE);
     EXPECT_EQ(lastError(), WSAEFAULT);
