@@ -72,6 +72,10 @@ TEST_F(MemoryBioTest, readsAreRetriedAfterTheEndOfTheInput) {
     EXPECT_FALSE(BIO_should_retry(bio.get()));
 }
 
+TEST_F(MemoryBioTest, bioIsSourceAndSink) {
+    EXPECT_TRUE(BIO_method_type(bio.get()) & BIO_TYPE_SOURCE_SINK);
+}
+
 TEST_F(MemoryBioTest, onlyFlushIsSupported) {
     EXPECT_EQ(BIO_flush(bio.get()), 1);
     EXPECT_EQ(BIO_reset(bio.get()), 0);

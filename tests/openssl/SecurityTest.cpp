@@ -75,14 +75,26 @@ TEST_F(Credentials, unknownUseOrVersionIsRefused) {
     request.dwVersion = SCHANNEL_CRED_VERSION + 1;
     EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
     request.dwVersion = SCHANNEL_CRED_VERSION;
-    request.cCreds = 2;
-    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
     request.cCreds = 1;
     EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
     PCCERT_CONTEXT missing = nullptr;
     request.paCred = &missing;
     EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
     EXPECT_EQ(handle.dwLower, 0U);
+}
+
+TEST_F(Credentials, twoCertificatesAreRefused) {
+    const HeldContext certificate = contextOf(issue(serverNamed("server")));
+    PCCERT_CONTEXT certificates[] = {certificate.get(), certificate.get()};
+    SCHANNEL_CRED request{};
+    request.dwVersion = SCHANNEL_CRED_VERSION;
+    request.cCreds = 2;
+    request.paCred = certificates;
+    wchar_t package[] = L"Schannel";
+    CredHandle handle{};
+    EXPECT_EQ(platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
+                                                  &request, nullptr, nullptr, &handle, nullptr),
+              SEC_E_UNSUPPORTED_FUNCTION);
 }
 
 TEST_F(Credentials, clientNeedsNoAuthenticationData) {
@@ -246,7 +258,9 @@ TEST_F(Handles, attributesDescribeTheConnection) {
     EXPECT_EQ(info.dwProtocol, 0x303U);
     EXPECT_EQ(info.dwCipherSuite, 0xC02BU);
     EXPECT_EQ(info.dwBaseCipherSuite, 0xC02BU);
-    EXPECT_STREQ(info.szCipherSuite, L"TLS_ECDHE_ECDSA_WITH_AES_128_GCM_SHA256");
+    std::wstring suite = L"TLS_ECDHE_ECDSA_WITH_AES_128_GCM_SHA256";
+    suite.resize(SZ_ALG_MAX_SIZE);
+    EXPECT_EQ(std::wstring(info.szCipherSuite, SZ_ALG_MAX_SIZE), suite);
     EXPECT_EQ(client.sizes().cBuffers, 4U);
     EXPECT_EQ(client.sizes().cbBlockSize, 1U);
 }
@@ -326,7 +340,8 @@ TEST_F(Protection, openingNullMessageIsRefused) {
 }
 
 TEST_F(PackageHandshake, attributesReportWhatWasRequestedAndHolds) {
-    Side client = Side::client();
+    constexpr ULONG delegation = 1; // ISC_REQ_DELEGATE, which is never in effect
+    Side client = Side::client(L"localhost", "", clientRequirements | delegation);
     Side server = Side::server();
     const Step hello = client.step();
     EXPECT_EQ(hello.attributes, ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR | ISC_REQ_ALLOCATE_MEMORY |
@@ -335,6 +350,11 @@ TEST_F(PackageHandshake, attributesReportWhatWasRequestedAndHolds) {
     const Step last = server.receive(answer);
     EXPECT_EQ(last.attributes, serverRequirements);
     EXPECT_EQ(client.receive(last.token).attributes, clientRequirements);
+}
+
+TEST_F(PackageHandshake, contextNeverExpires) {
+    Side client = Side::client();
+    EXPECT_EQ(client.step().expiry, std::numeric_limits<TimeStamp>::max());
 }
 
 TEST_F(PackageHandshake, everyFragmentLengthIsKept) {

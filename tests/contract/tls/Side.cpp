@@ -105,18 +105,17 @@ Side::~Side() {
     }
 }
 
-SECURITY_STATUS Side::call(SecBufferDesc* input, SecBufferDesc* output, ULONG* attributes) {
-    TimeStamp expiry{};
+SECURITY_STATUS Side::call(SecBufferDesc* input, SecBufferDesc* output, Step& step) {
     CtxtHandle* context = begun ? &handle : nullptr;
     if (!isClient) {
         return platform::AcceptSecurityContext(credential.get(), context, input, requirements,
-                                               SECURITY_NETWORK_DREP, &handle, output, attributes,
-                                               &expiry);
+                                               SECURITY_NETWORK_DREP, &handle, output,
+                                               &step.attributes, &step.expiry);
     }
     CtxtHandle* made = begun ? nullptr : &handle;
     return platform::InitializeSecurityContextW(
         credential.get(), context, target.data(), requirements, 0, SECURITY_NETWORK_DREP,
-        begun ? input : nullptr, 0, made, output, attributes, &expiry);
+        begun ? input : nullptr, 0, made, output, &step.attributes, &step.expiry);
 }
 
 Step Side::step(Bytes received) {
@@ -129,7 +128,7 @@ Step Side::step(Bytes received) {
     SecBufferDesc output{SECBUFFER_VERSION, 2, outputs};
     Step step;
     const Bytes before = received;
-    step.status = call(&input, &output, &step.attributes);
+    step.status = call(&input, &output, step);
     begun = true;
     lastStatus = step.status;
     if (received != before || inputs[0].BufferType != SECBUFFER_TOKEN ||

@@ -48,6 +48,7 @@ struct Step {
     SECURITY_STATUS status = SEC_E_OK;
     Bytes token = {};
     ULONG attributes = 0;
+    TimeStamp expiry = {};
     bool tokenAllocated = false;
     bool alertTouched = false;
     // The second entry of the input after the call.
@@ -106,7 +107,7 @@ public:
 
 private:
     Side(bool client, Credential used, std::wstring name, ULONG bits);
-    SECURITY_STATUS call(SecBufferDesc* input, SecBufferDesc* output, ULONG* attributes);
+    SECURITY_STATUS call(SecBufferDesc* input, SecBufferDesc* output, Step& step);
 
     bool isClient;
     std::wstring target;

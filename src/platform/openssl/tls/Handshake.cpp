@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::size_t recordPlaintextLimit = 16384;
 
-// A client may negotiate smaller records (the max_fragment_length extension).
+// A client may negotiate smaller records (the max_fragment_length extension). The handshake has
+// ended, so there is a session.
 std::size_t maximumMessageSize(const SSL* ssl) {
-    const SSL_SESSION* session = SSL_get_session(ssl);
-    const std::uint8_t code = session ? SSL_SESSION_get_max_fragment_length(session) : 0;
+    const std::uint8_t code = SSL_SESSION_get_max_fragment_length(SSL_get_session(ssl));
     const bool isNegotiated =
         code >= TLSEXT_max_fragment_length_512 && code <= TLSEXT_max_fragment_length_4096;
     return isNegotiated ? std::size_t{256} << code : recordPlaintextLimit;
