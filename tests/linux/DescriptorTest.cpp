@@ -1,5 +1,6 @@
 // Sockets as file descriptors: their numbers, their flags, and the reuse of numbers.
 #include "contract/sockets/AcceptCall.h"
+#include "platform/linux/sockets/SocketKind.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -105,6 +106,22 @@ TEST(Transfers, datagramIsTruncatedOnReusedNumberOfStream) {
     char bytes[4] = {};
     EXPECT_EQ(platform::recv(number, bytes, 4, 0), SOCKET_ERROR);
     EXPECT_EQ(lastError(), WSAEMSGSIZE);
+}
+
+// Another part of the process has closed the descriptor.
+TEST(EventReceive, newSocketEndsTheOperationsOfItsNumber) {
+    Receive receive(8);
+    Pair pair = connectedPair();
+    ASSERT_EQ(receive.post(pair.server), WSA_IO_PENDING);
+    const SOCKET number = pair.server.get();
+    EXPECT_EQ(selectAtOnce(number), 0);
+    ASSERT_EQ(close(descriptorOf(pair.server)), 0);
+    EXPECT_EQ(selectAtOnce(number), SOCKET_ERROR);
+    EXPECT_EQ(lastError(), WSAENOTSOCK);
+    pair.server = Socket(); // fails: it isn't a socket now
+    const auto sockets = datagramSocketsUpTo(number);
+    EXPECT_EQ(receive.finish(sockets.back(), false), WSA_OPERATION_ABORTED);
+    EXPECT_EQ(linux::kindOf(static_cast<int>(number)), linux::SocketKind::other);
 }
 
 TEST(AcceptEx, acceptedSocketKeepsItsNumberAndClosesOnExec) {

@@ -65,6 +65,20 @@ TEST_F(SocketResult, nameBufferOfNoLengthIsNotWritten) {
     EXPECT_STREQ(service, L"0");
 }
 
+TEST_F(SocketResult, dequeueRefusesEachNullOutput) {
+    const ScopedPort port;
+    DWORD transferred = 0;
+    ULONG_PTR key = 0;
+    OVERLAPPED* overlapped = nullptr;
+    EXPECT_EQ(host::GetQueuedCompletionStatus(port.get(), nullptr, &key, &overlapped, 0), FALSE);
+    EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
+    EXPECT_EQ(host::GetQueuedCompletionStatus(port.get(), &transferred, nullptr, &overlapped, 0),
+              FALSE);
+    EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
+    EXPECT_EQ(host::GetQueuedCompletionStatus(port.get(), &transferred, &key, nullptr, 0), FALSE);
+    EXPECT_EQ(lastError(), WSA_INVALID_PARAMETER);
+}
+
 // A routine that sends has another one due, which belongs to the next wait.
 thread_local int calls = 0;
 thread_local SOCKET sender = INVALID_SOCKET;
