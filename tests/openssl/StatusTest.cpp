@@ -89,6 +89,15 @@ TEST(StatusOfFailure, oldestKnownReasonCounts) {
               SEC_E_ALGORITHM_MISMATCH);
 }
 
+TEST(StatusOfFailure, numbersAbove255AreNoAlerts) {
+    const auto statusAfter = [](int alert) {
+        return statusOf(
+            {{ERR_LIB_SSL, SSL_AD_REASON_OFFSET + alert}, {ERR_LIB_SSL, SSL_R_NO_SHARED_CIPHER}});
+    };
+    EXPECT_EQ(statusAfter(255), SEC_E_ILLEGAL_MESSAGE);
+    EXPECT_EQ(statusAfter(256), SEC_E_ALGORITHM_MISMATCH);
+}
+
 TEST(StatusOfFailure, reasonsOfOtherLibrariesDoNotCountExceptLackOfMemory) {
     EXPECT_EQ(statusOf({{ERR_LIB_EVP, SSL_R_NO_SHARED_CIPHER}}), SEC_E_ILLEGAL_MESSAGE);
     EXPECT_EQ(statusOf({{ERR_LIB_EVP, ERR_R_MALLOC_FAILURE}}), SEC_E_INSUFFICIENT_MEMORY);
