@@ -1,4 +1,5 @@
 // Chains of certificates in files, the strength that TLS requires, and null arguments.
+#include "platform/openssl/stores/Chain.h"
 #include "contract/stores/ChainFixture.h"
 #include "openssl/CertificateFolderTest.h"
 
@@ -61,6 +62,7 @@ TEST_F(ChainPolicy, certificatesOfOtherFilesDoNotCompleteTheChain) {
 TEST_F(ChainPolicy, eachFaultIsIgnoredByItsFlagOnly) {
     constexpr DWORD noFlag = 0;
     constexpr DWORD ignoreName = 0x1000;
+    constexpr DWORD undefinedFlag = 1;
     const Issued stranger = issue(authorityNamed("stranger"));
     const Issued server = issue(serverNamed("server"), &root);
     Recipe insideOnly = authorityNamed("inside only");
@@ -100,7 +102,7 @@ TEST_F(ChainPolicy, eachFaultIsIgnoredByItsFlagOnly) {
         const HeldChain chain = chainOf(leaf.get(), fault.usage);
         for (const DWORD flag :
              {SECURITY_FLAG_IGNORE_UNKNOWN_CA, SECURITY_FLAG_IGNORE_CERT_DATE_INVALID,
-              SECURITY_FLAG_IGNORE_WRONG_USAGE, ignoreName}) {
+              SECURITY_FLAG_IGNORE_WRONG_USAGE, ignoreName, undefinedFlag}) {
             const DWORD error = flag == fault.flag ? 0 : static_cast<DWORD>(fault.error);
             EXPECT_EQ(verdictIgnoring(flag, chain).error, error) << std::hex << flag;
         }
@@ -185,6 +187,15 @@ TEST_F(CertGetCertificateChain, keyThatCannotBeDecodedIsTheFaultOfItsCertificate
     ASSERT_TRUE(chain);
     EXPECT_EQ(chain->rgpChain[0]->rgpElement[0]->TrustStatus.dwErrorStatus,
               CERT_TRUST_IS_NOT_SIGNATURE_VALID);
+}
+
+TEST(ChainFaults, faultBeyondTheCapacityIsKeptInTheLastPlace) {
+    constexpr auto capacity = static_cast<int>(openssl::ChainFaults::capacity);
+    for (const int depth : {capacity - 1, capacity, capacity + 1, capacity + 10}) {
+        openssl::ChainFaults faults;
+        faults.add(depth, CERT_TRUST_IS_NOT_TIME_VALID);
+        EXPECT_EQ(faults.at(capacity - 1), CERT_TRUST_IS_NOT_TIME_VALID) << depth;
+    }
 }
 
 TEST_F(CertGetCertificateChain, badChainLeavesTheErrorQueueAlone) {

@@ -8,6 +8,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 namespace VexaSsl::test {
 namespace {
 
@@ -38,6 +40,18 @@ TEST_F(HostileArchive, hostileArchiveDoesNotAffectOtherFiles) {
     EXPECT_EQ(namesInPersonalStore(), Names{L"another"});
     write("my/one.p12", archiveWithIterations(1000));
     EXPECT_EQ(namesInPersonalStore(), (Names{L"another", L"one"}));
+}
+
+// --- A file that can be opened but not read.
+
+using UnreadableFile = CertificateFolderTest;
+
+TEST_F(UnreadableFile, formerContentStaysAfterReadError) {
+    install("one.pem", issue(named("one")));
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
+    remove("my/one.pem");
+    std::filesystem::create_symlink("/proc/self/mem", path("my/one.pem")); // nothing at address 0
+    EXPECT_EQ(namesInPersonalStore(), Names{L"one"});
 }
 
 // --- Lack of descriptors.

@@ -122,12 +122,9 @@ PemContent readPemBlocks(std::string_view text) {
         if (reachedEnd()) {
             return content;
         }
-        // Each attempt consumes at least one line, so the loop ends. Intact blocks that follow are
-        // still returned; a file of trust anchors uses them.
+        // Each attempt consumes at least one line, so the end is reached. Intact blocks that follow
+        // are still returned; a file of trust anchors uses them.
         content.isDamaged = true;
-        if (BIO_pending(bio.get()) <= 0) {
-            return content;
-        }
     }
 }
 
