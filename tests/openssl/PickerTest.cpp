@@ -153,6 +153,18 @@ TEST_F(Picker, pickerShowsNamesAndDates) {
     EXPECT_TRUE(contains(shown, "Select a certificate"));
     EXPECT_TRUE(contains(shown, "1. one [one], issued by one, valid from 20")) << shown;
     EXPECT_TRUE(contains(shown, "2. two [two], issued by two, valid from 20")) << shown;
+    EXPECT_EQ(shown.find('\0'), std::string::npos);
+}
+
+TEST_F(Picker, dateThatCannotBeDecodedIsQuestionMark) {
+    const Issued strange = issue(named("strange"));
+    ASN1_TIME* const date = ASN1_STRING_dup(X509_get0_notAfter(strange.certificate.get()));
+    ASN1_STRING_set(date, "never", 5);
+    X509_set1_notAfter(strange.certificate.get(), date);
+    ASN1_TIME_free(date);
+    install("c.pem", strange);
+    const std::string shown = answer("\n").shown;
+    EXPECT_TRUE(contains(shown, " to ?\r\n")) << shown;
 }
 
 TEST_F(Picker, longNamesAndListsAreShortened) {

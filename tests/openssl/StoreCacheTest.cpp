@@ -3,10 +3,13 @@
 #include "platform/openssl/stores/SourceFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
+#include <ctime>
 #include <thread>
 
 namespace VexaSsl::test {
@@ -89,6 +92,29 @@ TEST_F(SourceStamp, oldFileIsUnchanged) {
     const openssl::Source old = sourceOf(systemFile);
     errno = EINTR;
     EXPECT_TRUE(isUnchanged(old));
+}
+
+TEST_F(SourceStamp, stampIsReliableOnceBothTimesAreOld) {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    const std::int64_t now = std::int64_t{time.tv_sec} * 1'000'000'000;
+    const std::int64_t old = now - 10'000'000'000;
+    const auto isReliable = [](std::int64_t modified, std::int64_t changed) {
+        return openssl::sourceOfFolder("", openssl::FileOutcome::read,
+                                       {.modified = modified, .changed = changed})
+            .stampIsReliable;
+    };
+    EXPECT_TRUE(isReliable(old, old));
+    EXPECT_FALSE(isReliable(old, now));
+    EXPECT_FALSE(isReliable(now, old));
+}
+
+TEST_F(SourceStamp, timesAreNanoseconds) {
+    struct stat status {};
+    status.st_mtim = {1, 5};
+    status.st_ctim = {2, 6};
+    EXPECT_EQ(openssl::stampOf(status).modified, 1'000'000'005);
+    EXPECT_EQ(openssl::stampOf(status).changed, 2'000'000'006);
 }
 
 TEST_F(SourceStamp, missingFileIsUnchangedUntilItExists) {

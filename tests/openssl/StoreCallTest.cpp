@@ -102,13 +102,15 @@ TEST_F(CertificateProperty, sizeOfUsagesIsExact) {
     constexpr DWORD extension = CERT_FIND_EXT_ONLY_ENHKEY_USAGE_FLAG;
     constexpr DWORD needed =
         sizeof(CERT_ENHKEY_USAGE) + 2 * sizeof(char*) + sizeof serverUsage + sizeof clientUsage;
-    std::vector<char> memory(needed);
+    std::vector<char> memory(needed, 'x');
     auto* const usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(memory.data());
     DWORD size = needed - 1;
     EXPECT_FALSE(platform::CertGetEnhancedKeyUsage(certificate.get(), extension, usage, &size));
     EXPECT_EQ(platform::GetLastError(), static_cast<DWORD>(ERROR_MORE_DATA));
     EXPECT_EQ(size, needed);
-    EXPECT_TRUE(platform::CertGetEnhancedKeyUsage(certificate.get(), extension, usage, &size));
+    ASSERT_TRUE(platform::CertGetEnhancedKeyUsage(certificate.get(), extension, usage, &size));
+    EXPECT_STREQ(usage->rgpszUsageIdentifier[0], serverUsage);
+    EXPECT_STREQ(usage->rgpszUsageIdentifier[1], clientUsage);
 }
 
 TEST_F(CertCompareCertificate, nullEqualsNothing) {
