@@ -148,6 +148,10 @@ TEST_F(Picker, overlongLineIsInvalidAnswer) {
     EXPECT_EQ(answer(longLine + "\n1\n").entry, 1);
 }
 
+TEST_F(Picker, answerOf80CharactersIsReadWhole) {
+    EXPECT_EQ(answer(std::string(79, '0') + "1\n").entry, 1);
+}
+
 TEST_F(Picker, pickerShowsNamesAndDates) {
     const std::string shown = answer("\n").shown;
     EXPECT_TRUE(contains(shown, "Select a certificate"));
