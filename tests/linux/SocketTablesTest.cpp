@@ -11,13 +11,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
-#include <memory>
 #include <netdb.h>
-#include <thread>
 #include <unistd.h>
 
 namespace VexaSsl::test {
@@ -92,25 +89,6 @@ TEST(SocketRegistry, closedSocketHasNoQueue) {
     EXPECT_NE(linux::SocketRegistry::instance().findOrCreate(number), nullptr);
     socket.close();
     EXPECT_EQ(linux::SocketRegistry::instance().find(number), nullptr);
-}
-
-TEST(SocketRegistry, threadsFindTheSameQueue) {
-    for (int round = 0; round < 100; ++round) {
-        const Socket socket = tcpSocket();
-        const int number = numberOf(socket);
-        std::atomic<int> arrived = 0;
-        std::shared_ptr<linux::OperationQueue> found[2];
-        const auto search = [&](int index) {
-            ++arrived;
-            while (arrived < 2) { // both continue at the same moment
-            }
-            found[index] = linux::SocketRegistry::instance().findOrCreate(number);
-        };
-        std::jthread other(search, 0);
-        search(1);
-        other.join();
-        ASSERT_EQ(found[0], found[1]);
-    }
 }
 
 TEST(SocketStates, statesOfOneSocketAreNotThoseOfAnother) {

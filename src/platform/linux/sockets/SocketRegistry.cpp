@@ -33,13 +33,9 @@ std::shared_ptr<OperationQueue> SocketRegistry::findOrCreate(int fd) {
     if (!isSocket(fd)) {
         return nullptr;
     }
-    const std::unique_lock lock(mutex);
-    if (const auto found = queues.find(fd); found != queues.end()) {
-        return found->second;
-    }
     auto queue = std::make_shared<OperationQueue>(fd);
-    queues.emplace(fd, queue); // after the allocation, so that no entry is left without a queue
-    return queue;
+    const std::unique_lock lock(mutex);
+    return queues.emplace(fd, std::move(queue)).first->second; // another thread's, if it was faster
 }
 
 std::shared_ptr<OperationQueue> SocketRegistry::remove(int fd) {
