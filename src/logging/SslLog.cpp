@@ -9,6 +9,7 @@
 #include <iostream>
 #include <memory>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <system_error>
 

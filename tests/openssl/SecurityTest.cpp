@@ -67,19 +67,18 @@ TEST_F(Credentials, unknownUseOrVersionIsRefused) {
     CredHandle handle{};
     EXPECT_EQ(acquire(3, nullptr, handle), SEC_E_UNSUPPORTED_FUNCTION);
     wchar_t package[] = L"Schannel";
-    SCHANNEL_CRED request{};
-    const auto acquireWith = [&] {
+    const auto acquireWith = [&](DWORD version, DWORD count, PCCERT_CONTEXT* certificates) {
+        SCHANNEL_CRED request{};
+        request.dwVersion = version;
+        request.cCreds = count;
+        request.paCred = certificates;
         return platform::AcquireCredentialsHandleW(nullptr, package, SECPKG_CRED_OUTBOUND, nullptr,
                                                    &request, nullptr, nullptr, &handle, nullptr);
     };
-    request.dwVersion = SCHANNEL_CRED_VERSION + 1;
-    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
-    request.dwVersion = SCHANNEL_CRED_VERSION;
-    request.cCreds = 1;
-    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
     PCCERT_CONTEXT missing = nullptr;
-    request.paCred = &missing;
-    EXPECT_EQ(acquireWith(), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(acquireWith(SCHANNEL_CRED_VERSION + 1, 0, nullptr), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(acquireWith(SCHANNEL_CRED_VERSION, 1, nullptr), SEC_E_UNSUPPORTED_FUNCTION);
+    EXPECT_EQ(acquireWith(SCHANNEL_CRED_VERSION, 1, &missing), SEC_E_UNSUPPORTED_FUNCTION);
     EXPECT_EQ(handle.dwLower, 0U);
 }
 

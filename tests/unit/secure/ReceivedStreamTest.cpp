@@ -62,8 +62,8 @@ struct Model {
     SECURITY_STATUS read(std::size_t length, bool peek, std::string& delivered) {
         delivered.clear();
         SECURITY_STATUS status = SEC_E_OK;
-        std::size_t gained = 0;
         if (length > plain.size()) {
+            std::size_t gained = 0;
             status = decrypt(length - plain.size(), gained);
         }
         if (status == SEC_E_OK || status == SEC_E_INCOMPLETE_MESSAGE) {

@@ -27,7 +27,7 @@ struct Parts {
 
 Parts partsOf(UtcTime time) {
     const std::chrono::sys_seconds seconds{std::chrono::seconds(time)};
-    const auto midnight = std::chrono::floor<std::chrono::days>(seconds);
+    const auto midnight = std::chrono::floor<std::chrono::sys_days::duration>(seconds);
     const std::chrono::year_month_day date(midnight);
     const auto inDay = static_cast<int>((seconds - midnight).count());
     return {static_cast<int>(date.year()),

@@ -4,7 +4,6 @@
 #include "platform/openssl/stores/Pkcs12Limits.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <memory>
 #include <string_view>
 #include <utility>

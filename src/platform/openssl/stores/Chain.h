@@ -4,7 +4,6 @@
 
 #include "platform/openssl/stores/Store.h"
 
-#include <algorithm>
 #include <array>
 #include <ctime>
 #include <memory>

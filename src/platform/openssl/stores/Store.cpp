@@ -2,6 +2,7 @@
 
 #include "platform/linux/base/HandleTable.h"
 #include "platform/openssl/stores/SubjectText.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>

@@ -3,8 +3,10 @@
 #include "platform/openssl/stores/Encoding.h"
 #include "platform/openssl/stores/OpenSslFailure.h"
 #include "platform/openssl/tls/Statuses.h"
+
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 namespace VexaSsl::openssl {
