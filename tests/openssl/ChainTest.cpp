@@ -4,6 +4,7 @@
 #include "openssl/CertificateFolderTest.h"
 
 #include <openssl/err.h>
+#include <openssl/pem.h>
 
 namespace VexaSsl::test {
 namespace {
@@ -149,6 +150,19 @@ TEST_F(ChainPolicy, commonNameOutsideTheConstraintsIsRefusedForClients) {
     for (const char* usage : {clientUsage, ""}) {
         EXPECT_EQ(verdictOf(leaf, {&issuer}, usage).error, static_cast<DWORD>(CERT_E_INVALID_NAME));
     }
+}
+
+TEST_F(ChainPolicy, anchorRejectedForServersTrustsNoServer) {
+    const Issued limited = issue(authorityNamed("limited"));
+    X509_add1_reject_object(limited.certificate.get(), OBJ_nid2obj(NID_server_auth));
+    const openssl::BioPointer bio(BIO_new(BIO_s_mem()));
+    ASSERT_EQ(PEM_write_bio_X509_AUX(bio.get(), limited.certificate.get()), 1);
+    char* text = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &text);
+    write("root/limited.pem", {text, static_cast<std::size_t>(size)});
+    const Issued leaf = issue(named("leaf"), &limited);
+    EXPECT_EQ(verdictOf(leaf, {}, serverUsage).error, static_cast<DWORD>(CERT_E_UNTRUSTEDROOT));
+    EXPECT_EQ(verdictOf(leaf, {}, clientUsage), trusted);
 }
 
 TEST_F(ChainPolicy, keyTooWeakForTlsIsRefused) {
