@@ -51,10 +51,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "a canonical name is in the file and has a dot");
 
     const auto target = openssl::TargetName::parse(fuzz::wideText(name).c_str());
-    const bool startsLikeOne = !name.empty() && name[0] != '.' && name[0] != '\0';
+    const bool startsLikeOne =
+        !name.empty() && name.find_first_of(std::string_view(".[\0", 3)) != 0;
     const bool maySpellAddress = !name.empty() && name[0] >= '0' && name[0] <= '9';
     require(target.has_value() || !startsLikeOne || maySpellAddress,
-            "a text is a name unless it is empty, begins with a dot or is an unusual address");
+            "a text is a name unless it is empty, begins with a dot or bracket or is an unusual "
+            "address");
     readArguments(name);
     return 0;
 }
