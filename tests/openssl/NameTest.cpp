@@ -11,12 +11,13 @@ using Names = std::vector<std::wstring>;
 // With a subject of any length, unsigned.
 openssl::X509Pointer certificateNamed(const std::string& commonName, const char* attribute = "CN") {
     openssl::X509Pointer certificate(X509_new());
-    X509_NAME_ENTRY* entry =
-        X509_NAME_ENTRY_create_by_OBJ(nullptr, OBJ_txt2obj(attribute, 0), V_ASN1_UTF8STRING,
-                                      reinterpret_cast<const unsigned char*>(commonName.data()),
-                                      static_cast<int>(commonName.size()));
+    ASN1_OBJECT* type = OBJ_txt2obj(attribute, 0);
+    X509_NAME_ENTRY* entry = X509_NAME_ENTRY_create_by_OBJ(
+        nullptr, type, V_ASN1_UTF8STRING, reinterpret_cast<const unsigned char*>(commonName.data()),
+        static_cast<int>(commonName.size()));
     X509_NAME_add_entry(X509_get_subject_name(certificate.get()), entry, -1, 0);
     X509_NAME_ENTRY_free(entry);
+    ASN1_OBJECT_free(type);
     return certificate;
 }
 
