@@ -72,7 +72,11 @@ private:
     void printPurpose(const PurposeVerdict& purpose) const {
         const std::string verdict = purpose.trusted ? painter.paint(Colour::Green, "trusted")
                                                     : painter.paint(Colour::Red, "not trusted");
-        writeLine(std::string("\nfor ") + purposeWord(purpose) + " authentication: " + verdict);
+        std::string line = "\nfor ";
+        line += purposeWord(purpose);
+        line += " authentication: ";
+        line += verdict;
+        writeLine(line);
         if (!purpose.trusted) {
             writeLine("  status " + std::to_string(purpose.status) + " (" + purpose.statusText +
                       ")");
