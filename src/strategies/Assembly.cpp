@@ -1,4 +1,5 @@
-// Builds the stack of strategies that a configuration asks for.
+#include "strategies/Assembly.h"
+
 #include "VexaSsl/VexaSsl.h"
 #include "config/StrategyOptions.h"
 #include "secure/SecureSocketStrategy.h"
@@ -33,10 +34,11 @@ std::unique_ptr<ISocketStrategy> secured(ILog& log, const IConfig& config, bool 
 
 } // namespace
 
-std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log, const IConfig& config) {
+std::unique_ptr<ISocketStrategy> assembleStrategies(ILog& log, const IConfig& config,
+                                                    std::unique_ptr<ISocketStrategy> sockets) {
     const StrategyOptions options(log, config);
     log.setMinimumSeverity(options.minimumSeverity); // stays if the rest fails
-    std::unique_ptr<ISocketStrategy> stack = std::make_unique<UnsecureSocketStrategy>(log);
+    std::unique_ptr<ISocketStrategy> stack = std::move(sockets);
     if (options.injectLogLayers) {
         stack = logged(log, std::move(stack), wireLabel);
     }
@@ -45,6 +47,10 @@ std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log, const ICon
     }
     stack = secured(log, config, options.opportunistic, std::move(stack));
     return options.injectLogLayers ? logged(log, std::move(stack), hostLabel) : std::move(stack);
+}
+
+std::unique_ptr<ISocketStrategy> instantiateSocketStrategy(ILog& log, const IConfig& config) {
+    return assembleStrategies(log, config, std::make_unique<UnsecureSocketStrategy>(log));
 }
 
 } // namespace VexaSsl

@@ -70,8 +70,9 @@ TEST(ConnectJson, plainTextHasNothingNegotiated) {
     RunningServer server(plainText());
     const Told told = connected(server.target(), {}, Command::Input::text("x"));
     EXPECT_EQ(told.output, "x");
-    ASSERT_THAT(told.objects, SizeIs(1)) << told.errors;
-    EXPECT_EQ(told.objects[0], (JsonObject{{"type", "connected"},
+    ASSERT_THAT(told.objects, SizeIs(2)) << told.errors;
+    EXPECT_EQ(told.objects[0].at("id"), "plain-text");
+    EXPECT_EQ(told.objects[1], (JsonObject{{"type", "connected"},
                                            {"target", server.target()},
                                            {"address", server.target("127.0.0.1")},
                                            {"protocol", "null"},

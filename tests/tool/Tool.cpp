@@ -95,7 +95,8 @@ int failureLines(const std::string& errors) {
     std::istringstream stream(errors);
     int count = 0;
     for (std::string line; std::getline(stream, line);) {
-        count += line.starts_with("vexassl: ") ? 1 : 0;
+        const bool isNote = line.starts_with("vexassl: note: ");
+        count += line.starts_with("vexassl: ") && !isNote ? 1 : 0;
     }
     return count;
 }

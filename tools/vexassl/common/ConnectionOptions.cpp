@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -135,8 +136,13 @@ void warnOfClearText(const ConnectionOptions& options, const IConfig& config,
 }
 
 std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config) {
+    return makeStrategy(log, [&] { return instantiateSocketStrategy(log, config); });
+}
+
+std::unique_ptr<ISocketStrategy>
+makeStrategy(const ToolLog& log, const std::function<std::unique_ptr<ISocketStrategy>()>& make) {
     try {
-        return instantiateSocketStrategy(log, config);
+        return make();
     } catch (const std::exception& error) {
         const Diagnosis diagnosis = log.diagnosis();
         throw Failure(ExitStatus::Usage, diagnosis.status() == ExitStatus::Success

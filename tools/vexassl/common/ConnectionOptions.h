@@ -8,6 +8,7 @@
 #include "common/ToolLog.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -55,6 +56,10 @@ void warnOfClearText(const ConnectionOptions& options, const IConfig& config, Li
 // Makes a stack for one connection. Throws Failure (Usage), with the reason from the log, for an
 // invalid value.
 std::unique_ptr<ISocketStrategy> makeStrategy(ToolLog& log, const IConfig& config);
+
+// The same for a stack that make builds.
+std::unique_ptr<ISocketStrategy>
+makeStrategy(const ToolLog& log, const std::function<std::unique_ptr<ISocketStrategy>()>& make);
 
 // Returns the meaning of a cause, followed by the library's line.
 std::string causeText(const Diagnosis& diagnosis);

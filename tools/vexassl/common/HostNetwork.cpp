@@ -108,12 +108,14 @@ Endpoint parseEndpoint(const std::string& text) {
     return result;
 }
 
-void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses) {
+void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses,
+             const std::string& name) {
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
+    const std::string& asked = name.empty() ? target.host : name;
     const int error =
-        strategy.getaddrinfo(target.host.c_str(), target.port.c_str(), &hints, addresses.receive());
+        strategy.getaddrinfo(asked.c_str(), target.port.c_str(), &hints, addresses.receive());
     if (error != 0 || addresses.first() == nullptr) {
         throw Failure(ExitStatus::CannotConnect, "cannot resolve [" + target.host + "]");
     }

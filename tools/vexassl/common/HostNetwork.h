@@ -67,8 +67,10 @@ std::string withoutBrackets(const std::string& host);
 Endpoint parseEndpoint(const std::string& text);
 
 // Looks up the addresses of the target through the strategy, which must have resolved a name before
-// it connects. Throws Failure (CannotConnect) when there are none.
-void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses);
+// it connects: the one that the peer is to have, the host's if it is empty. Throws Failure
+// (CannotConnect) when there are none.
+void resolve(ISocketStrategy& strategy, const Endpoint& target, AddressList& addresses,
+             const std::string& name = "");
 
 // Returns "127.0.0.1:80" or "[::1]:80", or "an unknown address" when the system doesn't know it.
 std::string addressText(const sockaddr* address, socklen_t length);

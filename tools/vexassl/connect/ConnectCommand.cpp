@@ -6,6 +6,7 @@
 #include "connect/Conversation.h"
 #include "starttls/OtlsSwitch.h"
 #include "starttls/Protocols.h"
+#include "target/TargetSockets.h"
 
 #include <exception>
 #include <memory>
@@ -20,11 +21,12 @@ public:
     Call(const ConnectOptions& options, const Endpoint& target, const IConfig& config,
          LinePrinter& printer)
         : options(options), target(target), report(printer), log(printer),
-          strategy(makeStrategy(log, config)) {}
+          strategy(makeStrategy(
+              log, [&] { return makeTargetStrategy(log, config, target.host); })) {}
 
     void run() {
         AddressList addresses;
-        resolve(*strategy, target, addresses);
+        resolve(*strategy, target, addresses, options.tls.name);
         int error = 0;
         for (const addrinfo* address = addresses.first(); address != nullptr;
              address = address->ai_next) {
@@ -113,11 +115,22 @@ private:
     std::unique_ptr<ISocketStrategy> strategy;
 };
 
+void warnOfPlainText(const ConnectOptions& options, const IConfig& config, LinePrinter& printer) {
+    warnOfClearText(options.connection, config, printer);
+    if (options.connection.iniFile.empty() && !options.tls.enabled) {
+        printer.note("plain-text", "there is neither --tls nor --ini: this is plain text");
+    }
+}
+
 ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
     const Endpoint target = parseEndpoint(options.target);
-    const LoadedConfiguration configuration(options.connection, printer);
+    LoadedConfiguration configuration(options.connection, printer);
+    const AddedCertificates added(options.tls.files);
+    if (options.tls.enabled) {
+        configureDirectTls(options.tls, !options.startTls.empty(), configuration.config());
+    }
     if (options.startTls.empty()) {
-        warnOfClearText(options.connection, configuration.config(), printer);
+        warnOfPlainText(options, configuration.config(), printer);
     } else {
         requireSwitchable(configuration.config());
     }
@@ -132,7 +145,11 @@ ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
 
 } // namespace
 
-ExitStatus runConnect(const ConnectOptions& options) {
+ExitStatus runConnect(const ConnectOptions& asked) {
+    ConnectOptions options = asked;
+    if (options.tls.enabled) {
+        options.connection.connectionName = directConnectionName;
+    }
     if (!options.json) {
         LinePrinter printer;
         return makeCalls(options, printer);
@@ -179,8 +196,10 @@ Command connectCommand() {
                  .target = &options->count,
                  .lowest = 1},
                 {"--json", "", "Standard error as lines of JSON for scripts", &options->json}} +
-            connectionFlags(options->connection),
-        .examples = {{"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
+            directTlsFlags(options->tls) + connectionFlags(options->connection),
+        .examples = {{"vexassl connect www.example.org:443 --tls",
+                      "Talks to a server whose certificate this machine trusts"},
+                     {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
                       "Talks to a server as the connection Secure is configured"},
                      {"vexassl connect mail.example.org:587 --starttls smtp --ini vexassl.ini "
                       "--connection Mail",

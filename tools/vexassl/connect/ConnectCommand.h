@@ -5,12 +5,14 @@
 #include "common/Command.h"
 #include "common/ConnectionOptions.h"
 #include "common/ExitStatus.h"
+#include "target/DirectTls.h"
 #include <string>
 
 namespace VexaSsl::tool {
 
 struct ConnectOptions {
     ConnectionOptions connection;
+    DirectTlsOptions tls;
     std::string target;    // HOST:PORT
     std::string startTls;  // one of startTlsProtocols, or empty
     std::string sendFile;  // empty: standard input

@@ -1,0 +1,169 @@
+// vexassl connect --tls: a secured connection without a configuration file.
+#include "tool/StarttlsTalk.h"
+#include "tool/StrangeCertificates.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace VexaSsl::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const Words trusted = {"--tls", "--root", pki::file("authority", "cert").string()};
+
+Outcome connected(const std::string& target, const Words& more,
+                  const Command::Input& input = Command::Input::text("hello\n")) {
+    return runTool(Words{"connect", target} + more, input);
+}
+
+std::string fileOf(const std::string& name, const std::string& kind) {
+    return pki::file(name, kind).string();
+}
+
+std::filesystem::path freshFolder() {
+    const auto folder = freshFile(".folder");
+    std::filesystem::create_directory(folder);
+    return folder;
+}
+
+TEST(DirectTls, namedAnchorIsTrustedAndNoOther) {
+    RunningServer server(secureServer());
+    const Outcome outcome = connected(server.target(), trusted);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "hello\n");
+    EXPECT_THAT(outcome.errors, HasSubstr("connected to " + server.target() + ": TLS 1.2 with "));
+    EXPECT_EQ(connected(server.target(), {"--tls"}).status, 5);
+}
+
+TEST(DirectTls, anchorsOfTheCertificateFolderStayTrusted) {
+    RunningServer server(secureServer());
+    const std::string other = fileOf("untrusted", "cert");
+    const Words folder = {"--certificates", pki::folder().string()};
+    EXPECT_EQ(connected(server.target(), Words{"--tls", "--root", other} + folder).status, 0);
+}
+
+TEST(DirectTls, nameIsThatOfTheHostUnlessAnotherIsGiven) {
+    RunningServer server(secureServer(pki::otherName));
+    EXPECT_EQ(connected(server.target(), trusted).status, 6);
+    const Outcome named = connected(server.target(), trusted + Words{"--name", "elsewhere.test"});
+    EXPECT_EQ(named.status, 0) << named.errors;
+    EXPECT_EQ(named.output, "hello\n");
+}
+
+TEST(DirectTls, unresolvedHostIsNamedAndNotTheOtherName) {
+    const Outcome outcome = connected("no-such-host.invalid:1", {"--tls", "--name", "localhost"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr("cannot resolve [no-such-host.invalid]"));
+}
+
+// A server that requires a certificate, and talks with who has one that it trusts.
+void expectTalk(const Words& own) {
+    ForeignServer server({"-Verify", "1", "-verify_return_error"});
+    Command client(connectTo(server.target(), trusted + own), Command::Input::open());
+    client.say("abc\n");
+    EXPECT_TRUE(client.shows("cba")) << client.errors();
+    client.closeInput();
+    EXPECT_EQ(client.exitStatus(), 0) << client.errors();
+}
+
+TEST(DirectTls, ownCertificateIsSentFromItsFiles) {
+    expectTalk({"--certificate", fileOf("client", "cert"), "--key", fileOf("client", "key")});
+}
+
+TEST(DirectTls, ownCertificateMayBeInOneFileWithItsKey) {
+    expectTalk({"--certificate", (pki::folder() / "my" / "client.pem").string()});
+}
+
+TEST(DirectTls, ownCertificateMayBePkcs12WithItsPasswordBesideIt) {
+    const auto file = freshFile(".p12");
+    Command made({"openssl", "pkcs12", "-export", "-in", fileOf("client", "cert"), "-inkey",
+                  fileOf("client", "key"), "-passout", "pass:four words", "-out", file.string()});
+    ASSERT_EQ(made.exitStatus(), 0) << made.errors();
+    std::filesystem::copy_file(Command::Input::text("four words\n").path,
+                               file.string() + ".password");
+    expectTalk({"--certificate", file.string()});
+}
+
+TEST(DirectTls, certificateWithoutItsKeyIsOurFault) {
+    const Outcome outcome =
+        connected("localhost:1", trusted + Words{"--certificate", fileOf("client", "cert")});
+    EXPECT_EQ(outcome.status, 7) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr("[" + fileOf("client", "cert") + "] can't be used: "));
+}
+
+TEST(DirectTls, unusableAnchorIsUsage) {
+    for (const std::string file : {"/nowhere/at.pem", "/dev/null"}) {
+        const Outcome outcome = connected("localhost:1", {"--tls", "--root", file});
+        EXPECT_EQ(outcome.status, 1) << outcome.errors;
+        EXPECT_THAT(outcome.errors, HasSubstr("[" + file + "]"));
+    }
+}
+
+TEST(DirectTls, beginsLaterWithStarttls) {
+    RunningServer server(switchableServer() + Words{"--starttls", "smtp"});
+    const Outcome outcome = connected(server.target(), trusted + Words{"--starttls", "smtp"},
+                                      Command::Input::text("QUIT\r\n"));
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr(": TLS 1.2 with "));
+}
+
+TEST(DirectTls, excludesAConfigurationFile) {
+    EXPECT_EQ(connected("localhost:1", {"--tls", "--ini", "some.ini"}).status, 1);
+    EXPECT_EQ(connected("localhost:1", {"--name", "localhost"}).status, 1);
+}
+
+class TemporaryFiles : public testing::Test {
+protected:
+    Words client(const std::string& target) const {
+        return Words{"env", "TMPDIR=" + folder.string()} +
+               connectTo(target, trusted + Words{"--certificate", fileOf("client", "cert"), "--key",
+                                                 fileOf("client", "key")});
+    }
+    bool isEmpty() const { return std::filesystem::is_empty(folder); }
+
+    const std::filesystem::path folder = freshFolder();
+    RunningServer server{secureServer()};
+};
+
+TEST_F(TemporaryFiles, areLinksInAPrivateFolderWhileItRuns) {
+    Command command(client(server.target()), Command::Input::open());
+    ASSERT_TRUE(command.complains("connected to")) << command.errors();
+    ASSERT_FALSE(isEmpty());
+    const auto own = std::filesystem::directory_iterator(folder)->path();
+    EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms::owner_all);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(own)) {
+        EXPECT_TRUE(entry.is_symlink() || entry.is_directory()) << entry.path();
+    }
+    command.closeInput();
+    EXPECT_EQ(command.exitStatus(), 0) << command.errors();
+    EXPECT_TRUE(isEmpty());
+}
+
+TEST_F(TemporaryFiles, areRemovedAfterASignal) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        Command command(client(server.target()), Command::Input::open());
+        ASSERT_TRUE(command.complains("connected to")) << command.errors();
+        ASSERT_FALSE(isEmpty());
+        command.signal(number);
+        EXPECT_EQ(command.exitStatus(), 128 + number);
+        EXPECT_TRUE(isEmpty());
+    }
+}
+
+TEST(PlainConnect, isNoted) {
+    RunningServer server(plainText());
+    const Outcome outcome = connected(server.target(), {});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors,
+              "vexassl: note: there is neither --tls nor --ini: this is plain text\n");
+    EXPECT_THAT(connected(server.target(), configured({{"UseEncryption", "False"}})).errors,
+                Not(HasSubstr("neither")));
+}
+
+} // namespace
+} // namespace VexaSsl::test
