@@ -166,10 +166,43 @@ TEST(CheckFindings, connectionWithoutAnEntryIsReported) {
 }
 
 TEST(CheckFindings, entryOfDefaultIsANote) {
-    const Configured files("[Connections]\nDefault=Secure\n[Secure]\nUseEncryption=False\n");
+    const Configured files("[Connections]\nDefault=Secure\n[Secure]\nUseEncryption=True\n");
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(firstFinding(outcome, "default-entry"), HasSubstr("note: "));
+}
+
+TEST(CheckFindings, misspeltConnectionThatEndsInPlainTextIsAWarning) {
+    const std::string secure = "Testet=Secure\n[Secure]\nUseEncryption=True\n";
+    const Configured byDefault("[Connections]\nDefault=Plain\n" + secure +
+                               "[Plain]\nUseEncryption=False\n");
+    const Outcome outcome = checked(byDefault.ini, {"--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_THAT(firstFinding(outcome, "plain-by-default"),
+                HasSubstr("warning: [Connections] has no entry for [Tested], and the one for "
+                          "[Default] means plain text; did you mean [Testet]?"));
+    const Configured byNothing("[Connections]\n" + secure);
+    EXPECT_THAT(firstFinding(checked(byNothing.ini), "no-entry"),
+                HasSubstr("nothing is encrypted; did you mean [Testet]?"));
+}
+
+TEST(CheckFindings, plainTextOfTheNameItselfIsNoWarning) {
+    const Configured files(connections + "Default=Secure\n[Secure]\nUseEncryption=False\n");
+    EXPECT_EQ(checked(files.ini, {"--strict"}).status, 0);
+}
+
+TEST(CheckFindings, requiredTlsMakesPlainTextAnError) {
+    const auto required = [](const std::string& store) {
+        return checked(Configured(store).ini, {"--require-tls"});
+    };
+    for (const std::string use : {"False", "True", "Opportunistically"}) {
+        const Outcome outcome = required(connections + "[Secure]\nUseEncryption=" + use + "\n");
+        EXPECT_EQ(outcome.status, use == "False" ? 1 : 0) << use << outcome.errors;
+    }
+    const Outcome misspelt = required("[Connections]\nOther=Secure\n[Secure]\n");
+    EXPECT_EQ(misspelt.status, 1);
+    EXPECT_THAT(firstFinding(misspelt, "tls-required"), HasSubstr("error: "));
+    EXPECT_EQ(runTool({"check", "--require-tls"}).status, 1);
 }
 
 TEST(CheckFindings, spacesAroundANameOrAValueAreReported) {

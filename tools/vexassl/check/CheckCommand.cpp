@@ -79,12 +79,15 @@ Command checkCommand() {
                    .text = "What the connection is used for: its certificate must then be usable",
                    .target = &options->role,
                    .words = {"server", "client", "both"}},
+                  {"--require-tls", "", "Fail when the connection is in plain text",
+                   &options->requireTls},
                   {"--strict", "", "Fail when there are warnings", &options->strict},
                   {"--json", "", "Lines of JSON for scripts", &options->json}},
         .examples = {{"vexassl check --ini vexassl.ini --connection Secure",
                       "Shows the nine options of the connection Secure, where each comes from, and "
                       "what the files hold that is never read"},
-                     {"vexassl check --ini vexassl.ini --connection Secure --role server --strict",
+                     {"vexassl check --ini vexassl.ini --connection Secure --role server "
+                      "--require-tls --strict",
                       "For a script before a server's restart: fails when anything is amiss"}},
         .notes = checkNotes,
         .run = [options] { return runCheck(*options); },

@@ -1,6 +1,7 @@
 #include "check/ConfigurationCheck.h"
 
 #include "VexaSsl/VexaSsl.h"
+#include "check/UnreadSettings.h"
 #include "common/Diagnosis.h"
 #include "common/ExposedKeys.h"
 #include "common/LogCollector.h"
@@ -118,7 +119,9 @@ private:
                                         "[Connections] has no entry for " + name +
                                             (isDefault ? "" : " and none for [Default]") +
                                             ": every option keeps its default, and nothing is "
-                                            "encrypted",
+                                            "encrypted" +
+                                            suggestedConnection(checked.trace.lastFile(),
+                                                                checked.connection),
                                         checked.trace.lastFile().name(), 0, ExitStatus::Warnings});
         } else if (checked.trace.isDefaultEntry()) {
             add(Gravity::Note, "default-entry",
@@ -139,7 +142,21 @@ private:
             reportRefusal(refusal);
         }
         if (checked.stack == "plain") {
-            add(Gravity::Note, "plain-text", "nothing is encrypted on this connection");
+            judgePlainText();
+        }
+    }
+
+    void judgePlainText() {
+        add(Gravity::Note, "plain-text", "nothing is encrypted on this connection");
+        if (checked.trace.isDefaultEntry()) {
+            add(Gravity::Warning, "plain-by-default",
+                "[Connections] has no entry for [" + printableText(options.connectionName) +
+                    "], and the one for [Default] means plain text" +
+                    suggestedConnection(checked.trace.lastFile(), checked.connection));
+        }
+        if (options.requireTls) {
+            add(Gravity::Error, "tls-required",
+                "this connection is in plain text, and --require-tls was given");
         }
     }
 

@@ -18,6 +18,7 @@ struct CheckOptions {
     std::string connectionName = "Default";
     std::string certificates;
     std::string role = "both";
+    bool requireTls = false;
     bool strict = false;
     bool json = false;
 };

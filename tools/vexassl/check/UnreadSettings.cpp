@@ -1,12 +1,12 @@
 #include "check/UnreadSettings.h"
 
+#include "common/NearestName.h"
 #include "config/NameList.h"
 #include "config/OptionChecks.h"
 #include "config/Vocabulary.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <cwctype>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,52 +17,7 @@ namespace {
 
 namespace Definition = ConfigurationDefinition;
 
-constexpr std::size_t longestName = 80;  // that is compared with the option names
 constexpr std::size_t mostSought = 1000; // names
-
-std::wstring folded(const std::wstring& text) {
-    std::wstring result = text;
-    std::transform(result.begin(), result.end(), result.begin(), [](wchar_t unit) {
-        return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(unit)));
-    });
-    return result;
-}
-
-// Returns the edit distance: how many characters must be inserted, deleted or replaced.
-std::size_t distance(const std::wstring& left, const std::wstring& right) {
-    std::vector<std::size_t> row(right.size() + 1);
-    for (std::size_t column = 0; column < row.size(); ++column) {
-        row[column] = column;
-    }
-    for (std::size_t line = 0; line < left.size(); ++line) {
-        std::size_t diagonal = row[0];
-        row[0] = line + 1;
-        for (std::size_t column = 0; column < right.size(); ++column) {
-            const std::size_t replaced = diagonal + (left[line] == right[column] ? 0 : 1);
-            diagonal = row[column + 1];
-            row[column + 1] = std::min({replaced, row[column] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
-// Returns the nearest name if at most a third of its letters differ.
-std::optional<std::wstring> nearest(const std::wstring& name,
-                                    const std::vector<std::wstring>& known) {
-    std::optional<std::wstring> best;
-    std::size_t fewest = longestName;
-    if (name.size() > longestName) {
-        return best;
-    }
-    for (const std::wstring& candidate : known) {
-        const std::size_t changes = distance(folded(name), folded(candidate));
-        if (changes < fewest && changes * 3 <= candidate.size()) {
-            fewest = changes;
-            best = candidate;
-        }
-    }
-    return best;
-}
 
 std::string suggestion(const std::optional<std::wstring>& known) {
     return known ? "; did you mean " + quotedFileText(*known) + "?" : "";
@@ -213,7 +168,18 @@ private:
 } // namespace
 
 std::optional<std::wstring> nearestOption(const std::wstring& name) {
-    return nearest(name, readableOptions());
+    return nearestName(name, readableOptions());
+}
+
+std::string suggestedConnection(const ParsedFile& store, const std::wstring& name) {
+    std::vector<std::wstring> names;
+    if (const ParsedFile::Section* section = store.findSection(Definition::ConnectionsSection)) {
+        for (const ParsedFile::Entry* entry : inOrder(*section)) {
+            names.push_back(entry->name);
+        }
+    }
+    names.resize(std::min(names.size(), mostSought));
+    return suggestion(nearestName(name, names));
 }
 
 void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings) {
@@ -227,7 +193,7 @@ void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings) {
             Review(ini, findings)
                 .warn(entry.line, "unknown-option",
                       quotedFileText(entry.name) + " in the section [VexaSsl] is never read" +
-                          suggestion(nearest(entry.name, {known})));
+                          suggestion(nearestName(entry.name, {known})));
         }
     }
 }

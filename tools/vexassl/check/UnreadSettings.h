@@ -15,6 +15,9 @@ namespace VexaSsl::tool {
 // Returns the option of a store that was probably meant; nothing when no name is near.
 std::optional<std::wstring> nearestOption(const std::wstring& name);
 
+// Returns "; did you mean [NAME]?" for a connection of the store with a similar name, or nothing.
+std::string suggestedConnection(const ParsedFile& store, const std::wstring& name);
+
 // Checks the section of an ini file that names the store.
 void findUnreadInIniSection(const ParsedFile& ini, FindingList& findings);
 
