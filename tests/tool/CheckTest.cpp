@@ -12,6 +12,7 @@
 namespace VexaSsl::test {
 namespace {
 
+using testing::AllOf;
 using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -224,7 +225,7 @@ TEST(Check, linkedKeyIsCheckedAtItsTarget) {
 
 TEST(Check, severalCertificatesWithTheNameAreANote) {
     const Configured files(
-        storeWith("UseEncryption=True\nServerCertificateToSendName=case client\n"));
+        storeWith("UseEncryption=True\nServerCertificateToSendName=case server\n"));
     const Outcome outcome = checked(files.ini, {"--strict"});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(firstFinding(outcome, "several-certificates"),
@@ -247,6 +248,43 @@ TEST(Check, certificateThatIsNotYetValidIsAWarning) {
     EXPECT_THAT(firstFinding(outcome, "certificate-not-yet-valid"),
                 HasSubstr("as a server: the certificate of"));
     EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(0));
+}
+
+// What certificates shows as not trusted: each of the three works in a handshake of its own side.
+TEST(Check, certificateThatNoClientWillTrustIsAWarning) {
+    struct Case {
+        std::string name;
+        const char* reason;
+    };
+    for (const Case& each :
+         {Case{pki::missingIntermediate, "is neither sent along nor known here"},
+          Case{pki::clientOnly, "it isn't meant for server authentication"},
+          Case{pki::selfSigned, "it is signed by itself"},
+          Case{pki::signedByALeaf, "but isn't an authority"}}) {
+        const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=" +
+                                         each.name + "\n"));
+        const Outcome outcome = checked(files.ini, {"--role", "server", "--strict"});
+        EXPECT_EQ(outcome.status, 20) << outcome.errors;
+        EXPECT_THAT(firstFinding(outcome, "certificate-not-trusted"),
+                    AllOf(StartsWith("warning: as a server: clients that trust"),
+                          HasSubstr(each.reason)))
+            << outcome.errors;
+    }
+}
+
+TEST(Check, clientsCertificateThatNoServerWillTrustIsAWarning) {
+    const Configured files(storeWith("UseEncryption=True\nClientCertificateToSendName=" +
+                                     pki::untrustedClient + "\n"));
+    const Outcome outcome = checked(files.ini, {"--role", "client", "--strict"});
+    EXPECT_EQ(outcome.status, 20) << outcome.errors;
+    EXPECT_THAT(firstFinding(outcome, "certificate-not-trusted"),
+                StartsWith("warning: as a client: servers that trust"));
+}
+
+TEST(Check, validityOfACertificateIsOneFinding) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=" + pki::expired + "\n"));
+    EXPECT_THAT(findings(checked(files.ini), "certificate-not-trusted"), IsEmpty());
 }
 
 TEST(Check, plainConnectionNeedsNoCertificate) {

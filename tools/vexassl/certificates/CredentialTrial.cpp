@@ -31,11 +31,15 @@ const char* choiceName(CertificateChoice choice) {
 // Records the chosen certificate, and how many were found.
 class ChosenCertificate : public ISelectionObserver {
 public:
-    explicit ChosenCertificate(CredentialTrial& trial) : trial(trial) {}
+    ChosenCertificate(CredentialTrial& trial, const OnChosen& onChosen)
+        : trial(trial), onChosen(onChosen) {}
 
     void chosen(PCCERT_CONTEXT certificate) override {
         trial.certificate = factsOf(certificate);
         ++found;
+        if (onChosen) {
+            onChosen(certificate);
+        }
     }
     void passedOver(PCCERT_CONTEXT, PassedOver) override { ++found; }
 
@@ -43,6 +47,7 @@ public:
 
 private:
     CredentialTrial& trial;
+    const OnChosen& onChosen;
 };
 
 // The last Error line has the reason; the ones before it are of searches.
@@ -55,14 +60,14 @@ std::wstring causeOf(const std::vector<LoggedLine>& lines) {
 
 } // namespace
 
-CredentialTrial tryCredentials(const IConfig& config, bool isServer) {
+CredentialTrial tryCredentials(const IConfig& config, bool isServer, const OnChosen& onChosen) {
     LogCollector log;
     const SecureChannelOptions options(log, config);
     const CertificateChoice choice = options.certificateChoice(isServer);
     CredentialTrial trial;
     trial.isServer = isServer;
     trial.choice = choiceName(choice);
-    ChosenCertificate observer(trial);
+    ChosenCertificate observer(trial, onChosen);
     try {
         const ChannelCredentials credentials(log, isServer, options, &observer);
         trial.usable = true;

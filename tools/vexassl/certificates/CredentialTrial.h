@@ -9,6 +9,7 @@
 #include "common/LogCollector.h"
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,7 +27,11 @@ struct CredentialTrial {
     std::string reason;            // of a failure of the security library: ": REASON"
 };
 
-// The values of the configuration must be valid.
-CredentialTrial tryCredentials(const IConfig& config, bool isServer);
+// Gets the chosen certificate, which is borrowed for the call.
+using OnChosen = std::function<void(PCCERT_CONTEXT)>;
+
+// The values of the configuration must be valid. onChosen may be empty.
+CredentialTrial tryCredentials(const IConfig& config, bool isServer,
+                               const OnChosen& onChosen = {});
 
 } // namespace VexaSsl::tool

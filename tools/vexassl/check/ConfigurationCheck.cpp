@@ -1,6 +1,7 @@
 #include "check/ConfigurationCheck.h"
 
 #include "VexaSsl/VexaSsl.h"
+#include "check/OwnChain.h"
 #include "check/UnreadSettings.h"
 #include "common/Diagnosis.h"
 #include "common/ExposedKeys.h"
@@ -190,7 +191,11 @@ private:
         if (options.role != "both" && !isAsked(isServer)) {
             return;
         }
-        const CredentialTrial side = tryCredentials(*config, isServer);
+        std::vector<std::string> distrust;
+        const CredentialTrial side =
+            tryCredentials(*config, isServer, [&](PCCERT_CONTEXT certificate) {
+                distrust = reasonsOfDistrust(certificate, isServer);
+            });
         const std::string role = isServer ? "as a server: " : "as a client: ";
         if (!side.usable && checked.stack != "plain") {
             add(isNeeded(isServer) ? Gravity::Error : Gravity::Note, "own-certificate",
@@ -204,6 +209,13 @@ private:
         }
         if (side.certificate) {
             judgeDates(*side.certificate, role, isNeeded(isServer));
+            const std::string peers = isServer ? "clients" : "servers";
+            for (const std::string& reason : distrust) {
+                add(isNeeded(isServer) ? Gravity::Warning : Gravity::Note,
+                    "certificate-not-trusted",
+                    role + peers + " that trust what this machine trusts refuse the certificate of "
+                        "[" + shownTitle(*side.certificate) + "]: " + reason);
+            }
         }
         checked.sides.push_back(side);
     }
