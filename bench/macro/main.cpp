@@ -51,6 +51,9 @@ Options parseOptions(int argc, char** argv) {
             options.only = argv[++i];
         } else if (word == "--who" && i + 1 < argc) {
             options.who = argv[++i];
+        } else if (word.starts_with("-")) {
+            options.results.clear();
+            break;
         } else {
             options.results = word;
         }

@@ -71,6 +71,7 @@ SECURITY_STATUS SecureSocketRecord::encryptRecord(const char* data, DWORD length
     const DWORD headerSize = streamSizes->headerSize;
     const DWORD trailerSize = streamSizes->trailerSize;
     char* const message = output + headerSize;
+    sendBuffer.use(headerSize + length + trailerSize);
     copyBytes(data, length, message);
     RecordBuffers buffers = {bufferOf(SECBUFFER_STREAM_HEADER, headerSize, output),
                              bufferOf(SECBUFFER_DATA, length, message),
@@ -206,10 +207,8 @@ char* SecureSocketRecord::prepareRead() {
 }
 
 void SecureSocketRecord::takeRead(DWORD length) {
-    if (length < usedByRead) {
-        wipeMemory(receiveBuffer.data() + length, usedByRead - length);
-    }
-    usedByRead = length;
+    receiveBuffer.use(length);
+    receiveBuffer.shrink(length);
     received.borrow(receiveBuffer.data(), length);
     incompleteRecord = false;
 }

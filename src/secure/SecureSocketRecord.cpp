@@ -5,7 +5,6 @@
 #include "secure/ClientHandshake.h"
 #include "secure/ServerHandshake.h"
 
-#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -48,10 +47,8 @@ void SecureSocketRecord::queryStreamSizes() {
     sizes->recordSize = sizes->headerSize + sizes->maximumMessageSize + sizes->trailerSize;
     sizes->overheadSize = sizes->headerSize + sizes->trailerSize;
     streamSizes = std::move(sizes);
-    sendBuffer.resize(streamSizes->recordSize);
-    std::fill(sendBuffer.begin(), sendBuffer.end(), '\0');
-    receiveBuffer.resize(streamSizes->recordSize);
-    std::fill(receiveBuffer.begin(), receiveBuffer.end(), '\0');
+    sendBuffer = WorkBuffer(streamSizes->recordSize);
+    receiveBuffer = WorkBuffer(streamSizes->recordSize);
 }
 
 } // namespace VexaSsl

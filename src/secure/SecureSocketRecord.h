@@ -16,6 +16,7 @@
 #include "secure/ReceivedBytes.h"
 #include "secure/SecurityContext.h"
 #include "secure/WipingAllocator.h"
+#include "secure/WorkBuffer.h"
 
 #include <memory>
 #include <span>
@@ -111,16 +112,14 @@ public:
     bool incompleteRecord = false;
     ReceivedBytes received;
     std::unique_ptr<StreamSizes> streamSizes;
-    WipedBytes sendBuffer;    // recordSize bytes, for encryptRecord
-    WipedBytes receiveBuffer; // recordSize bytes, for each blocking read
+    WorkBuffer sendBuffer;    // recordSize bytes, for encryptRecord
+    WorkBuffer receiveBuffer; // recordSize bytes, for each blocking read
 
 private:
     // Takes one output buffer of DecryptMessage; end is the end of the input.
     void takeDecrypted(const SecBuffer& buffer, char* end);
     // Copies at most length bytes of plainBytes to buffer. Returns their number.
     DWORD copyPlain(char* buffer, DWORD length) const;
-
-    DWORD usedByRead = 0; // bytes of receiveBuffer that the last read filled
 };
 
 } // namespace VexaSsl

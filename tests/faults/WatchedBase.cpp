@@ -1,6 +1,7 @@
 // The watched calls for texts, names and files.
 #include "faults/WatchedCall.h"
 
+#include "platform/contract/Pages.h"
 #include "platform/contract/TextFiles.h"
 #include "platform/contract/WindowsBase.h"
 
@@ -74,6 +75,15 @@ std::filesystem::path pathFromFileText(const std::wstring& text) {
 
 std::wstring pathToText(const std::filesystem::path& path) {
     return platform::pathToText(path);
+}
+
+// Not made to fail, since whether a buffer needs new pages depends on the peer's buffers.
+void* mapPages(std::size_t size) noexcept {
+    return platform::mapPages(size);
+}
+
+void unmapPages(void* pages, std::size_t size) noexcept {
+    platform::unmapPages(pages, size);
 }
 
 } // namespace VexaSsl::watched
