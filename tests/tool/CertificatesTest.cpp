@@ -70,9 +70,28 @@ TEST(Certificates, keyFaultsAreDistinguished) {
     const Outcome person = listed(own);
     EXPECT_THAT(person.output, HasSubstr("key         there, but this account can't use it"));
     EXPECT_THAT(person.output, HasSubstr("key         refused: 2148074289 ("));
+    EXPECT_THAT(person.output,
+                HasSubstr("): its RSA key has 1024 bits, and TLS asks for 2048 or more\n"));
     const Outcome script = listed(own, {"--json"});
     EXPECT_THAT(script.output, HasSubstr("\"key\":\"unreadable\",\"keyStatus\":\"2148074253 ("));
     EXPECT_THAT(script.output, HasSubstr("\"key\":\"refused\""));
+}
+
+TEST(Certificates, weakSignatureIsNamed) {
+    const OwnCertificates own;
+    own.put("a.pem", contents(withWeakSignature()));
+    EXPECT_THAT(listed(own).output,
+                HasSubstr("): it is signed with SHA-1, and TLS asks for SHA-256 or better\n"));
+}
+
+TEST(Certificates, pemIsTheCertificatesOfTheList) {
+    const OwnCertificates own;
+    own.putCase("server-rsa");
+    own.putCase("client");
+    EXPECT_EQ(listed(own, {"--pem"}).output,
+              contents(pki::file("client", "cert")) + contents(pki::file("server-rsa", "cert")));
+    EXPECT_EQ(listed(own, {"--pem", "--usable-for", "client"}).output,
+              contents(pki::file("client", "cert")));
 }
 
 // The superuser may read every file, so another user is asked.

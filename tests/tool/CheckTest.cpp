@@ -250,31 +250,51 @@ TEST(Check, certificateThatIsNotYetValidIsAWarning) {
     EXPECT_THAT(findings(outcome, "certificate-expired"), SizeIs(0));
 }
 
+TEST(Check, weakCertificateIsNamedWithItsSize) {
+    const Configured files(
+        storeWith("UseEncryption=True\nServerCertificateToSendName=case weak\n"));
+    struct Case {
+        std::string pem;
+        const char* reason;
+    };
+    for (const Case& each :
+         {Case{contents(pki::file("weak-key", "cert")) + contents(pki::file("weak-key", "key")),
+               "): its RSA key has 1024 bits, and TLS asks for 2048 or more"},
+          Case{contents(withWeakSignature()),
+               "): it is signed with SHA-1, and TLS asks for SHA-256 or better"}}) {
+        const OwnCertificates own;
+        own.put("one.pem", each.pem);
+        const Outcome outcome = runTool({"check", "--ini", files.ini.string(), "--connection",
+                                         "Tested", "--certificates", own.folder.string()});
+        EXPECT_EQ(outcome.status, 7);
+        EXPECT_THAT(firstFinding(outcome, "own-certificate"), HasSubstr(each.reason));
+    }
+}
+
 // What certificates shows as not trusted: each of the three works in a handshake of its own side.
 TEST(Check, certificateThatNoClientWillTrustIsAWarning) {
     struct Case {
         std::string name;
         const char* reason;
     };
-    for (const Case& each :
-         {Case{pki::missingIntermediate, "is neither sent along nor known here"},
-          Case{pki::clientOnly, "it isn't meant for server authentication"},
-          Case{pki::selfSigned, "it is signed by itself"},
-          Case{pki::signedByALeaf, "but isn't an authority"}}) {
-        const Configured files(storeWith("UseEncryption=True\nServerCertificateToSendName=" +
-                                         each.name + "\n"));
+    for (const Case& each : {Case{pki::missingIntermediate, "is neither sent along nor known here"},
+                             Case{pki::clientOnly, "it isn't meant for server authentication"},
+                             Case{pki::selfSigned, "it is signed by itself"},
+                             Case{pki::signedByALeaf, "but isn't an authority"}}) {
+        const Configured files(
+            storeWith("UseEncryption=True\nServerCertificateToSendName=" + each.name + "\n"));
         const Outcome outcome = checked(files.ini, {"--role", "server", "--strict"});
         EXPECT_EQ(outcome.status, 20) << outcome.errors;
-        EXPECT_THAT(firstFinding(outcome, "certificate-not-trusted"),
-                    AllOf(StartsWith("warning: as a server: clients that trust"),
-                          HasSubstr(each.reason)))
+        EXPECT_THAT(
+            firstFinding(outcome, "certificate-not-trusted"),
+            AllOf(StartsWith("warning: as a server: clients that trust"), HasSubstr(each.reason)))
             << outcome.errors;
     }
 }
 
 TEST(Check, clientsCertificateThatNoServerWillTrustIsAWarning) {
-    const Configured files(storeWith("UseEncryption=True\nClientCertificateToSendName=" +
-                                     pki::untrustedClient + "\n"));
+    const Configured files(storeWith(
+        "UseEncryption=True\nClientCertificateToSendName=" + pki::untrustedClient + "\n"));
     const Outcome outcome = checked(files.ini, {"--role", "client", "--strict"});
     EXPECT_EQ(outcome.status, 20) << outcome.errors;
     EXPECT_THAT(firstFinding(outcome, "certificate-not-trusted"),

@@ -1,6 +1,7 @@
 // vexassl explain on files and on the store: cause, element and remedy of every fault, the
 // library's lines beside them, and bad input.
 #include "tool/ExplainCases.h"
+#include "tool/StrangeCertificates.h"
 
 #include <gmock/gmock.h>
 
@@ -140,7 +141,43 @@ TEST(Explain, wrongUsageNamesTheUsages) {
 
 TEST(Explain, weakKeyIsReported) {
     expectFault(runTool(ofCase("weak-key") + forServer), "1", "signature",
-                "weaker than TLS asks for", "have a new one issued");
+                "its RSA key has 1024 bits, and TLS asks for 2048 or more",
+                "have a new one issued with a stronger key");
+}
+
+TEST(Explain, weakSignatureIsReported) {
+    expectFault(runTool(ofFile(withWeakSignature()) + forServer), "1", "signature",
+                "it is signed with SHA-1, and TLS asks for SHA-256 or better",
+                "have a new one issued with a stronger key");
+}
+
+// The value that openssl prints after the equals sign.
+std::string printed(const std::string& name, const std::string& what) {
+    Command openssl({"openssl", "x509", "-noout", what, "-in", pki::file(name, "cert").string()});
+    openssl.exitStatus();
+    const std::string line = openssl.output();
+    return line.substr(line.find('=') + 1);
+}
+
+TEST(Explain, keySignatureAndSerialNumberAreShown) {
+    const std::string rsa = runTool(ofCase("server-rsa")).output;
+    EXPECT_THAT(rsa, HasSubstr("    public key  RSA, 2048 bits\n"
+                               "    signature   SHA-256 with RSA\n"
+                               "    serial      " +
+                               printed("server-rsa", "-serial")));
+    const std::string elliptic = runTool(ofCase("with-intermediate")).output;
+    EXPECT_THAT(elliptic, HasSubstr("    public key  EC P-256, 256 bits\n"
+                                    "    signature   SHA-256 with ECDSA\n"));
+    EXPECT_THAT(runTool(ofCase("server-rsa") + Words{"--json"}).output,
+                HasSubstr("\"publicKey\":\"RSA\",\"publicKeyBits\":2048,"
+                          "\"signature\":\"SHA-256 with RSA\""));
+}
+
+TEST(Explain, pemIsTheChainAsOpensslWritesIt) {
+    const Outcome outcome = runTool(ofCase("with-intermediate") + Words{"--pem"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, contents(pki::file("with-intermediate", "chain")) +
+                                  contents(pki::file("authority", "cert")));
 }
 
 TEST(Explain, allFaultsOfAnElementAreShown) {

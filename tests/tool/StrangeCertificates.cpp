@@ -94,6 +94,24 @@ std::string withDamagedKey(const std::filesystem::path& pem) {
     });
 }
 
+std::filesystem::path withWeakSignature() {
+    const auto file = freshFile(".pem");
+    const auto key = freshFile(".key");
+    runOpenssl({"req",      "-x509",
+                "-sha1",    "-newkey",
+                "rsa:2048", "-nodes",
+                "-days",    "1000",
+                "-subj",    "/O=case weak-signature/CN=localhost",
+                "-addext",  "extendedKeyUsage=serverAuth",
+                "-addext",  "basicConstraints=critical,CA:FALSE",
+                "-CA",      pki::file("authority", "cert").string(),
+                "-CAkey",   pki::file("authority", "key").string(),
+                "-keyout",  key.string(),
+                "-out",     file.string()});
+    std::ofstream(file, std::ios::app) << contents(key);
+    return file;
+}
+
 OwnCertificates::OwnCertificates() : folder(freshFolder()) {}
 
 void OwnCertificates::put(const std::string& name, const std::string& content) const {

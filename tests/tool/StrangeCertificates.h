@@ -24,6 +24,9 @@ std::string withDamagedSignature(const std::filesystem::path& pem);
 // The certificate of a file with a public key that is no point of its curve.
 std::string withDamagedKey(const std::filesystem::path& pem);
 
+// A file with a certificate that the tests' authority signed with SHA-1, and its key.
+std::filesystem::path withWeakSignature();
+
 // A certificate folder of its own with my/ and root/, the latter trusting the tests' authority.
 class OwnCertificates {
 public:

@@ -64,7 +64,8 @@ Outcome runToEnd(Command& command);
 // these words take that capability away from it; it stays the owner of what the test made.
 Words boundByPermissions();
 
-// How many lines of stderr are failures: the tool's own, except its notes. A failed command has one.
+// How many lines of stderr are failures: the tool's own, except its notes. A failed command has
+// one.
 int failureLines(const std::string& errors);
 
 } // namespace VexaSsl::test

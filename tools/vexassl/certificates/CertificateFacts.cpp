@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,15 +24,6 @@ std::wstring nameOf(PCCERT_CONTEXT certificate, DWORD type, DWORD flags) {
         platform::CertGetNameStringW(certificate, type, flags, &form, name.data(), size);
     name.resize(written == 0 ? 0 : written - 1);
     return name;
-}
-
-std::string hexadecimal(const std::vector<BYTE>& bytes) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string text;
-    for (const BYTE byte : bytes) {
-        text += {digits[byte >> 4], digits[byte & 0xF]};
-    }
-    return text;
 }
 
 std::string hashOf(PCCERT_CONTEXT certificate, DWORD property) {
@@ -98,6 +90,9 @@ CertificateFacts factsOf(PCCERT_CONTEXT certificate) {
     readUsages(certificate, facts);
     facts.thumbprint = hashOf(certificate, CERT_SHA1_HASH_PROP_ID);
     facts.sha256 = hashOf(certificate, CERT_SHA256_HASH_PROP_ID);
+    facts.encoded.assign(certificate->pbCertEncoded,
+                         certificate->pbCertEncoded + certificate->cbCertEncoded);
+    facts.key = keyFactsOf(facts.encoded);
     return facts;
 }
 
@@ -157,6 +152,22 @@ std::string shownTitle(const CertificateFacts& facts) {
     return title.empty() ? "(no name)" : shownName(title);
 }
 
+namespace {
+
+constexpr std::size_t longestSerial = 40; // hexadecimal digits that an authority may use
+
+std::string shownOrUnknown(const std::string& text) {
+    return text.empty() ? "unknown" : text;
+}
+
+std::string shownKey(const KeyFacts& key) {
+    const bool hasSize = key.keyBits != 0;
+    return shownOrUnknown(key.keyType) +
+           (hasSize ? ", " + std::to_string(key.keyBits) + " bits" : "");
+}
+
+} // namespace
+
 std::vector<std::string> factLines(const CertificateFacts& facts) {
     std::vector<std::string> lines = {
         "subject     " + shownName(facts.subject),
@@ -169,6 +180,9 @@ std::vector<std::string> factLines(const CertificateFacts& facts) {
     if (!facts.sha256.empty()) {
         lines.push_back("sha256      " + facts.sha256);
     }
+    lines.push_back("public key  " + shownKey(facts.key));
+    lines.push_back("signature   " + shownOrUnknown(facts.key.signature));
+    lines.push_back("serial      " + shownOrUnknown(facts.key.serial.substr(0, longestSerial)));
     return lines;
 }
 
@@ -188,6 +202,32 @@ void addFacts(JsonLine& line, const CertificateFacts& facts) {
     if (!facts.sha256.empty()) {
         line.text("sha256", facts.sha256);
     }
+    line.text("serial", facts.key.serial)
+        .text("publicKey", facts.key.keyType)
+        .number("publicKeyBits", static_cast<std::int64_t>(facts.key.keyBits))
+        .text("signature", facts.key.signature);
+}
+
+// Base64 in lines of 64 characters.
+std::string pemText(const CertificateFacts& facts) {
+    constexpr std::string_view digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    constexpr std::size_t bytesOfALine = 48;
+    std::string text = "-----BEGIN CERTIFICATE-----\n";
+    const std::vector<BYTE>& bytes = facts.encoded;
+    for (std::size_t at = 0; at < bytes.size(); at += 3) {
+        const auto byteAt = [&](std::size_t place) {
+            return place < bytes.size() ? unsigned{bytes[place]} : 0U;
+        };
+        const unsigned group = byteAt(at) << 16 | byteAt(at + 1) << 8 | byteAt(at + 2);
+        text += digits[group >> 18];
+        text += digits[group >> 12 & 0x3F];
+        text += at + 1 < bytes.size() ? digits[group >> 6 & 0x3F] : '=';
+        text += at + 2 < bytes.size() ? digits[group & 0x3F] : '=';
+        const bool endsLine = (at + 3) % bytesOfALine == 0 || at + 3 >= bytes.size();
+        text += endsLine ? "\n" : "";
+    }
+    return text + "-----END CERTIFICATE-----\n";
 }
 
 } // namespace VexaSsl::tool

@@ -4,6 +4,7 @@
 // Plain values; any thread.
 #pragma once
 
+#include "certificates/KeyFacts.h"
 #include "certificates/UtcTime.h"
 #include "common/JsonLine.h"
 
@@ -25,6 +26,8 @@ struct CertificateFacts {
     std::vector<std::string> usages; // object identifiers
     std::string thumbprint;          // SHA-1 as Windows' consoles show it, in hexadecimal
     std::string sha256;              // empty if the platform doesn't report it
+    KeyFacts key;
+    std::vector<BYTE> encoded; // DER
 };
 
 CertificateFacts factsOf(PCCERT_CONTEXT certificate);
@@ -49,5 +52,7 @@ std::string shownTitle(const CertificateFacts& facts);
 std::vector<std::string> factLines(const CertificateFacts& facts);
 // Adds every fact, for a script.
 void addFacts(JsonLine& line, const CertificateFacts& facts);
+// Returns the certificate in PEM.
+std::string pemText(const CertificateFacts& facts);
 
 } // namespace VexaSsl::tool

@@ -54,7 +54,9 @@ std::vector<std::size_t> wantedPlaces(const CertificatesOptions& options,
 }
 
 ExitStatus show(const CertificatesOptions& options, const CertificateListing& listing) {
-    if (options.json) {
+    if (options.pem) {
+        printPem(listing);
+    } else if (options.json) {
         printForScript(listing);
     } else {
         printForPerson(listing);
@@ -105,6 +107,11 @@ Flags certificatesFlags(CertificatesOptions& options) {
          &options.pick},
         {"--log", "", "Also what the library's own walk through the store logs", &options.log},
         {"--json", "", "One JSON object a line", &options.json},
+        {.name = "--pem",
+         .value = "",
+         .text = "Only the certificates themselves, in PEM",
+         .target = &options.pem,
+         .excludes = "--json"},
     };
 }
 

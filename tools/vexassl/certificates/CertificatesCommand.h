@@ -19,6 +19,7 @@ struct CertificatesOptions {
     bool pick = false;
     bool log = false;
     bool json = false;
+    bool pem = false;
 };
 
 // Prints the list. Returns Success, or OwnCertificate when none is usable for the requested purpose

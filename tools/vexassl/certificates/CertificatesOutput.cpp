@@ -38,7 +38,8 @@ std::string keyLine(const PersonalCertificate& certificate) {
     case KeyVerdict::Refused:
         break;
     }
-    return "refused: " + certificate.keyText;
+    const std::string weakness = weaknessOf(certificate.facts.key);
+    return "refused: " + certificate.keyText + (weakness.empty() ? "" : ": " + weakness);
 }
 
 std::string trustLine(const PersonalCertificate& certificate, bool forServer) {
@@ -167,6 +168,12 @@ void printForPerson(const CertificateListing& listing) {
     }
     for (const LoggedLine& line : listing.lines) {
         writeLine(std::string("    [") + severityName(line.severity) + "] " + shownLine(line.text));
+    }
+}
+
+void printPem(const CertificateListing& listing) {
+    for (const std::size_t place : listing.places) {
+        writeText(pemText(listing.all[place].facts));
     }
 }
 

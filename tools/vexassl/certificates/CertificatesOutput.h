@@ -19,5 +19,6 @@ struct CertificateListing {
 
 void printForPerson(const CertificateListing& listing);
 void printForScript(const CertificateListing& listing);
+void printPem(const CertificateListing& listing);
 
 } // namespace VexaSsl::tool

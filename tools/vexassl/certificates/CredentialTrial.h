@@ -31,7 +31,6 @@ struct CredentialTrial {
 using OnChosen = std::function<void(PCCERT_CONTEXT)>;
 
 // The values of the configuration must be valid. onChosen may be empty.
-CredentialTrial tryCredentials(const IConfig& config, bool isServer,
-                               const OnChosen& onChosen = {});
+CredentialTrial tryCredentials(const IConfig& config, bool isServer, const OnChosen& onChosen = {});
 
 } // namespace VexaSsl::tool

@@ -116,14 +116,14 @@ private:
         if (checked.trace.section().empty()) {
             const bool isDefault =
                 sameWord(checked.connection, Definition::ConnectionsSectionOptions::Default);
-            checked.findings.push_back({Gravity::Warning, "no-entry",
-                                        "[Connections] has no entry for " + name +
-                                            (isDefault ? "" : " and none for [Default]") +
-                                            ": every option keeps its default, and nothing is "
-                                            "encrypted" +
-                                            suggestedConnection(checked.trace.lastFile(),
-                                                                checked.connection),
-                                        checked.trace.lastFile().name(), 0, ExitStatus::Warnings});
+            checked.findings.push_back(
+                {Gravity::Warning, "no-entry",
+                 "[Connections] has no entry for " + name +
+                     (isDefault ? "" : " and none for [Default]") +
+                     ": every option keeps its default, and nothing is "
+                     "encrypted" +
+                     suggestedConnection(checked.trace.lastFile(), checked.connection),
+                 checked.trace.lastFile().name(), 0, ExitStatus::Warnings});
         } else if (checked.trace.isDefaultEntry()) {
             add(Gravity::Note, "default-entry",
                 "[Connections] has no entry for " + name + ": the one for [Default] serves it");
@@ -213,8 +213,10 @@ private:
             for (const std::string& reason : distrust) {
                 add(isNeeded(isServer) ? Gravity::Warning : Gravity::Note,
                     "certificate-not-trusted",
-                    role + peers + " that trust what this machine trusts refuse the certificate of "
-                        "[" + shownTitle(*side.certificate) + "]: " + reason);
+                    role + peers +
+                        " that trust what this machine trusts refuse the certificate of "
+                        "[" +
+                        shownTitle(*side.certificate) + "]: " + reason);
             }
         }
         checked.sides.push_back(side);
@@ -263,6 +265,11 @@ private:
     // Includes the library's line that says what to do, if there is one.
     static std::string causeText(const CredentialTrial& side) {
         std::string text = printableText(side.cause) + side.reason;
+        if (const std::string weakness =
+                side.certificate ? weaknessOf(side.certificate->key) : std::string();
+            !weakness.empty()) {
+            text += ": " + weakness;
+        }
         for (const LoggedLine& line : side.lines) {
             if (line.text.starts_with(LogTexts::unreadableKeyPrefix)) {
                 text += " " + printableText(line.text);

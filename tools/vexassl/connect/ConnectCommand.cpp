@@ -21,8 +21,8 @@ public:
     Call(const ConnectOptions& options, const Endpoint& target, const IConfig& config,
          LinePrinter& printer)
         : options(options), target(target), report(printer), log(printer),
-          strategy(makeStrategy(
-              log, [&] { return makeTargetStrategy(log, config, target.host); })) {}
+          strategy(
+              makeStrategy(log, [&] { return makeTargetStrategy(log, config, target.host); })) {}
 
     void run() {
         AddressList addresses;

@@ -74,6 +74,11 @@ Fault missingIssuerFault(const ChainPlace& place) {
 }
 
 Fault signatureFault(const ChainPlace& place) {
+    if (const std::string weakness = weaknessOf(place.facts.key); !weakness.empty()) {
+        return {"signature", weakness,
+                isLeaf(place) ? "have a new one issued with a stronger key and signature"
+                              : "use an authority with a stronger key and signature"};
+    }
     return {
         "signature",
         "its signature isn't the one that its issuer [" + shownName(place.facts.issuer) +

@@ -39,7 +39,9 @@ ChainQuestion questionOf(const ExplainOptions& options) {
 }
 
 void print(const ExplainOptions& options, const ExplainedChain& chain) {
-    if (options.json) {
+    if (options.pem) {
+        printPem(chain);
+    } else if (options.json) {
         printForScript(chain);
     } else {
         printForPerson(chain);
@@ -209,6 +211,11 @@ Flags explainFlags(ExplainOptions& options) {
          .target = &options.timeoutSeconds,
          .highest = 1000000},
         {"--json", "", "One JSON object a line", &options.json},
+        {.name = "--pem",
+         .value = "",
+         .text = "Only the chain itself, in PEM: what was given, then what this system adds",
+         .target = &options.pem,
+         .excludes = "--json"},
     };
 }
 

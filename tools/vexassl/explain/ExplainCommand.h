@@ -19,6 +19,7 @@ struct ExplainOptions {
     std::string certificates;
     unsigned timeoutSeconds = 30;
     bool json = false;
+    bool pem = false;
 };
 
 // Prints the explanation. Returns Success for a chain that is trusted (without --purpose: for

@@ -229,6 +229,12 @@ void printForPerson(const ExplainedChain& chain) {
     PersonPrinter(chain).print();
 }
 
+void printPem(const ExplainedChain& chain) {
+    for (const KnownCertificate& certificate : chain.explanation.certificates) {
+        writeText(pemText(certificate.facts));
+    }
+}
+
 void printForScript(const ExplainedChain& chain) {
     writeLine(objectOf(chain, "chain")
                   .text("title", chain.title)

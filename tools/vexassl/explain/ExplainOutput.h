@@ -23,5 +23,6 @@ struct ExplainedChain {
 
 void printForPerson(const ExplainedChain& chain);
 void printForScript(const ExplainedChain& chain);
+void printPem(const ExplainedChain& chain);
 
 } // namespace VexaSsl::tool

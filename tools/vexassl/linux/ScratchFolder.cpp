@@ -88,9 +88,8 @@ ScratchFolder::ScratchFolder() {
     catchSignals();
     const BlockedSignals blocked;
     if (::mkdtemp(name.data()) == nullptr) {
-        throw std::filesystem::filesystem_error(
-            "cannot make a temporary folder", name,
-            std::error_code(errno, std::generic_category()));
+        throw std::filesystem::filesystem_error("cannot make a temporary folder", name,
+                                                std::error_code(errno, std::generic_category()));
     }
     folder = name;
     madePaths().push_back(name);
