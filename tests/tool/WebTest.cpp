@@ -63,11 +63,13 @@ TEST(Web, headHasTheLengthAndNoPage) {
 }
 
 TEST(Web, otherMethodsAreNotAllowed) {
-    RunningServer server(secureServer() + Words{"--www"});
-    const Outcome outcome =
-        curl("https://" + server.target() + "/",
-             {"--data", std::string(100000, 'd'), "--write-out", "%{http_code}"});
-    EXPECT_NE(outcome.output.find("405"), std::string::npos) << outcome.errors;
+    for (const Words& more : {Words{}, Words{"--overlapped"}}) {
+        RunningServer server(secureServer() + Words{"--www"} + more);
+        const Outcome outcome =
+            curl("https://" + server.target() + "/",
+                 {"--data", std::string(100000, 'd'), "--write-out", "%{http_code}"});
+        EXPECT_NE(outcome.output.find("405"), std::string::npos) << outcome.errors;
+    }
 }
 
 TEST(Web, invalidRequestIsABadRequest) {
@@ -80,9 +82,13 @@ TEST(Web, invalidRequestIsABadRequest) {
 }
 
 TEST(Web, endlessHeadIsTooLarge) {
-    RunningServer server(Words{"--www"});
-    const std::string answer = answerTo(server, "GET / HTTP/1.1\r\nX: " + std::string(40000, 'x'));
-    EXPECT_TRUE(answer.starts_with("HTTP/1.1 431 Request Header Fields Too Large\r\n")) << answer;
+    for (const Words& more : {Words{}, Words{"--overlapped"}}) {
+        RunningServer server(Words{"--www"} + more);
+        const std::string answer =
+            answerTo(server, "GET / HTTP/1.1\r\nX: " + std::string(40000, 'x'));
+        EXPECT_TRUE(answer.starts_with("HTTP/1.1 431 Request Header Fields Too Large\r\n"))
+            << answer;
+    }
 }
 
 TEST(Web, markupInARequestIsShownAsText) {

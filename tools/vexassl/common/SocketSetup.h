@@ -23,6 +23,12 @@ bool setWaiting(SOCKET s, bool waits);
 // otherwise wait for the peer's delayed acknowledgement.
 void sendAtOnce(SOCKET s);
 
+// Whether the socket takes data now. One with a send buffer set by setSendBuffer then takes at
+// least a third of that size without blocking. A socket that has failed takes data, too.
+bool takesData(SOCKET s);
+// Sets the size of the system's send buffer, where takesData depends on it.
+void setSendBuffer(SOCKET s, int size);
+
 // Shuts down both directions, which ends operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);
 

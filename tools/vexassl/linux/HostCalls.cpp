@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 
 namespace VexaSsl::tool {
 
@@ -24,6 +25,15 @@ bool setWaiting(SOCKET s, bool waits) {
 void sendAtOnce(SOCKET s) {
     const int yes = 1;
     ::setsockopt(nativeSocket(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+}
+
+bool takesData(SOCKET s) {
+    pollfd entry{nativeSocket(s), POLLOUT, 0};
+    return ::poll(&entry, 1, 0) != 0;
+}
+
+void setSendBuffer(SOCKET s, int size) {
+    ::setsockopt(nativeSocket(s), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
 }
 
 void endTraffic(SOCKET s) {

@@ -51,15 +51,7 @@ std::string refusal(const std::string& status) {
     return answer(status, "<!doctype html>\n<title>" + status + "</title>\n");
 }
 
-} // namespace
-
-std::size_t requestHeadSize(std::string_view received) {
-    constexpr std::string_view blankLine = "\r\n\r\n";
-    const std::size_t end = received.find(blankLine);
-    return end == std::string_view::npos ? 0 : end + blankLine.size();
-}
-
-std::string httpResponse(std::string_view head, const ConnectionFacts& facts) {
+std::string responseTo(std::string_view head, const ConnectionFacts& facts) {
     const std::string_view line = head.substr(0, head.find("\r\n"));
     const std::size_t methodEnd = line.find(' ');
     const std::size_t targetEnd = line.rfind(' ');
@@ -76,8 +68,24 @@ std::string httpResponse(std::string_view head, const ConnectionFacts& facts) {
     return answer("200 OK", page(shown), method == "GET");
 }
 
-std::string httpHeadTooLong() {
-    return refusal("431 Request Header Fields Too Large");
+} // namespace
+
+void WebRequest::append(std::string_view bytes) {
+    constexpr std::string_view blankLine = "\r\n\r\n";
+    received += bytes;
+    const std::size_t end = received.find(blankLine);
+    headSize = end == std::string::npos ? 0 : end + blankLine.size();
+}
+
+bool WebRequest::isComplete() const {
+    return headSize != 0 || received.size() > maximumRequestHead;
+}
+
+std::string WebRequest::response(const ConnectionFacts& facts) const {
+    if (headSize == 0 || headSize > maximumRequestHead) {
+        return refusal("431 Request Header Fields Too Large");
+    }
+    return responseTo(std::string_view(received).substr(0, headSize), facts);
 }
 
 } // namespace VexaSsl::tool

@@ -2,7 +2,7 @@
 // response. One request for each connection; every response has a Content-Length and Connection:
 // close.
 //
-// Plain functions on text, no input or output.
+// No input or output. One thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -19,14 +19,18 @@ inline constexpr std::size_t maximumRequestHead = 16384;
 // Names and values, in the order of the page.
 using ConnectionFacts = std::vector<std::pair<std::string, std::string>>;
 
-// Returns the size of the head with its empty line, or 0 while it is incomplete.
-std::size_t requestHeadSize(std::string_view received);
+class WebRequest {
+public:
+    void append(std::string_view bytes);
+    // Whether the head is complete or too long, so that there is a response.
+    bool isComplete() const;
+    // Returns the page for GET, its headers for HEAD, 405 for another method, 400 for an invalid
+    // HTTP/1 request line, 431 for a head that is too long.
+    std::string response(const ConnectionFacts& facts) const;
 
-// Returns the response to a head: the page for GET, its headers for HEAD, 405 for another method,
-// 400 for an invalid HTTP/1 request line.
-std::string httpResponse(std::string_view head, const ConnectionFacts& facts);
-
-// Returns the response to a head that is too long.
-std::string httpHeadTooLong();
+private:
+    std::string received;
+    std::size_t headSize = 0; // with its empty line; 0 while it is incomplete
+};
 
 } // namespace VexaSsl::tool

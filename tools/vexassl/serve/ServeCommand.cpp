@@ -52,7 +52,8 @@ ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
     // Standard streams, listener, events, the next connection, and files that are read for a
     // connection.
     constexpr std::size_t shared = 40;
-    const std::size_t each = options.overlapped ? 2 : 1; // a wait uses a descriptor
+    // A thread that waits for an overlapped receive of its own needs a descriptor.
+    const std::size_t each = options.overlapped && !options.usesPort() ? 2 : 1;
     const std::size_t allowed = allowDescriptors(shared + each * options.maximumConnections);
     const std::size_t room = allowed > shared + each ? (allowed - shared) / each : 1;
     if (room < options.maximumConnections) {
@@ -114,7 +115,10 @@ Command serveCommand() {
                    .target = &options->startTls,
                    .words = {"smtp"},
                    .excludes = "--www"},
-                  {"--overlapped", "", "Receive by overlapped operations", &options->overlapped},
+                  {"--overlapped", "",
+                   "Receive by overlapped operations, at a completion port with a thread for each "
+                   "core",
+                   &options->overlapped},
                   {"--expect-client", "NAMES",
                    "Require a trusted client certificate that has one of these names, separated "
                    "by commas; Any takes every name",

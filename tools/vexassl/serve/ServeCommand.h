@@ -1,5 +1,5 @@
 // vexassl serve: an echo server, with --www a page of connection facts, or with --starttls a mail
-// server that discards mail. One stack and one thread for each connection.
+// server that discards mail. One stack for each connection, and a thread unless it has a port.
 #pragma once
 
 #include "common/Command.h"

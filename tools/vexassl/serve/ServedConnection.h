@@ -1,34 +1,30 @@
-// One connection of serve: its stack, its accepted socket and its thread, from the accept to the
-// closed socket.
+// A connection of serve: its stack and its accepted socket, from the accept to the report of its
+// end. Derived classes decide which threads serve it.
 //
-// Uses AcceptEx rather than accept for two reasons. The handshake runs in completeAcceptEx, on the
-// connection's own thread, so a slow client never delays the accept loop; and the accepted socket
-// is known beforehand, so it can be closed after a failed handshake, too (accept keeps it). A stack
-// that begins in the clear runs no handshake in accept and learns its socket only from accept, so
-// it uses accept.
+// Uses AcceptEx rather than accept for two reasons. The handshake runs in completeAcceptEx, on
+// another thread, so a slow client never delays the accept loop; and the accepted socket is known
+// beforehand, so it can be closed after a failed handshake, too (accept keeps it). A stack that
+// begins in the clear runs no handshake in accept and learns its socket only from accept, so it
+// uses accept.
 //
-// Threads: made, accepted, started and destroyed by the accept loop; the rest runs on its own
-// thread.
+// Threads: made, accepted, started and destroyed by the accept loop; the rest runs on others, one
+// at a time.
 #pragma once
 
 #include "common/ConnectionOptions.h"
 #include "common/HostNetwork.h"
-#include "common/Receiver.h"
+#include "common/StreamEnd.h"
 #include "common/Watchdog.h"
 #include "serve/HttpResponse.h"
 #include "serve/ServeReport.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace VexaSsl::tool {
-
-struct Envelope;
 
 struct ServeOptions {
     ConnectionOptions connection;
@@ -41,6 +37,9 @@ struct ServeOptions {
     unsigned count = 0;       // connections to serve; 0: no limit
     unsigned maximumConnections = 1000;
     bool json = false;
+
+    // A dialog that begins in the clear waits for lines, on a thread for each connection.
+    bool usesPort() const { return overlapped && startTls.empty(); }
 };
 
 // Shared by all connections of a server; outlives them.
@@ -56,8 +55,7 @@ class ServedConnection {
 public:
     // Makes the stack. Throws Failure (Usage) for an invalid configuration.
     ServedConnection(const Service& service, unsigned long number);
-    // Waits for the thread.
-    ~ServedConnection();
+    virtual ~ServedConnection() = default;
     ServedConnection(const ServedConnection&) = delete;
     ServedConnection& operator=(const ServedConnection&) = delete;
 
@@ -69,41 +67,45 @@ public:
     // Accepts a waiting peer. Returns false when no peer waits.
     bool acceptNow(SOCKET listener);
 
-    // Runs the handshake and the service on a new thread, which calls ended last. Throws
-    // std::system_error when no thread can be made.
-    void start(std::function<void()> ended);
-    bool finished() const { return isFinished; }
-    // The outcome; valid once the connection has finished.
+    // Runs the handshake and the service on other threads, which call ended last: it may destroy
+    // the connection. Throws std::system_error when no thread can be made.
+    virtual void start(std::function<void()> ended) = 0;
+    // The outcome; valid once the connection has ended.
     ExitStatus outcome() const { return status; }
 
-private:
-    // The size of an address for AcceptEx: 16 bytes more than the longest.
-    static constexpr DWORD addressRoom = sizeof(sockaddr_storage) + 16;
+protected:
+    // How much is read and discarded after the last response: closing a socket with unread data
+    // resets the connection before the peer has read the response.
+    static constexpr std::size_t maximumDiscarded = 262144;
 
-    void run();
-    void serveMail(Watchdog::Guard& guard);
-    std::unique_ptr<Receiver> makeReceiver();
-    void echo(Receiver& receiver, Watchdog::Guard& guard);
-    void answerWebRequest(Receiver& receiver, Watchdog::Guard& guard);
-    void closeAfterResponse(Receiver& receiver);
-    ConnectionFacts facts() const;
+    // Reports the connection and prepares its socket. Throws std::bad_alloc.
+    void begin();
+    // Closes the connection and reports its end.
+    void close();
+
+    // What is reported last before close is the outcome; Success without a report.
     void reportHandshake(const Watchdog::Guard& guard);
     void reportEnd(StreamEnd end, const Watchdog::Guard& guard);
     void reportBreakdown(const char* reason) noexcept;
     void report(ExitStatus outcome, const std::string& text);
+
+    ConnectionFacts facts() const;
 
     const Service& service;
     unsigned long number;
     ToolLog log;
     OwnedSocket socket;
     std::unique_ptr<ISocketStrategy> strategy;
+
+private:
+    // The size of an address for AcceptEx: 16 bytes more than the longest.
+    static constexpr DWORD addressRoom = sizeof(sockaddr_storage) + 16;
+
     OVERLAPPED acceptState{};
     std::array<char, std::size_t{2} * addressRoom> addresses{};
     std::string peer;
     std::string failureText;
-    ExitStatus status = ExitStatus::Success; // written before isFinished
-    std::atomic<bool> isFinished = false;
-    std::thread thread;
+    ExitStatus status = ExitStatus::Success;
 };
 
 } // namespace VexaSsl::tool

@@ -1,5 +1,8 @@
 #include "serve/Server.h"
 
+#include "serve/PortConnection.h"
+#include "serve/ThreadConnection.h"
+
 #include <chrono>
 #include <exception>
 #include <memory>
@@ -29,7 +32,8 @@ std::unique_ptr<ISocketStrategy> plainStack(ToolLog& log) {
 
 Server::Server(const Service& service, Listener listener, OwnedEvent& stop)
     : service(service), listener(std::move(listener)), stopRequested(stop), log(service.printer),
-      messages(service.printer), plain(plainStack(log)) {
+      messages(service.printer), plain(plainStack(log)),
+      portThreads(service.options.usesPort() ? std::make_unique<PortThreads>() : nullptr) {
     // A waiting peer may be gone when it is accepted, and the stop must be noticed then too.
     if (!service.options.startTls.empty()) {
         setWaiting(this->listener.socket.get(), false);
@@ -44,10 +48,11 @@ ExitStatus Server::run() {
     while (acceptsMore() && acceptOne()) {
         reap();
     }
-    while (waitError == 0 && !connections.empty() && waitForEnd()) {
+    while (waitError == 0 && connections.size() > 0 && waitForEnd()) {
     }
     stopped = stopped || (waitError == 0 && isStopped(0));
     end();
+    reap();
     if (waitError != 0) {
         throw Failure(ExitStatus::CannotConnect,
                       "cannot wait for clients: " + socketErrorText(waitError));
@@ -59,7 +64,7 @@ ExitStatus Server::run() {
 void Server::end() {
     listener.socket.close();
     service.watchdog.endAll();
-    connections.clear();
+    connections.waitForAll();
 }
 
 bool Server::acceptsMore() const {
@@ -90,7 +95,7 @@ Server::Step Server::acceptNext() {
     if (!waitForRoom()) {
         return Step::Stopped;
     }
-    pending = std::make_unique<ServedConnection>(service, ++lastNumber);
+    pending = makeConnection();
     const Step step = service.options.startTls.empty() ? acceptPosted() : acceptWaiting();
     if (step == Step::Accepted) {
         startPending();
@@ -98,13 +103,21 @@ Server::Step Server::acceptNext() {
     return step;
 }
 
-// Joins ended connections while it waits.
+std::unique_ptr<ServedConnection> Server::makeConnection() {
+    ++lastNumber;
+    if (portThreads) {
+        return std::make_unique<PortConnection>(service, lastNumber, *portThreads);
+    }
+    return std::make_unique<ThreadConnection>(service, lastNumber);
+}
+
+// Destroys ended connections while it waits.
 Server::Step Server::acceptPosted() {
     acceptCompleted.reset();
     if (!pending->postAccept(listener, acceptCompleted.get())) {
         return Step::Missed;
     }
-    const HANDLE events[] = {stopRequested.get(), acceptCompleted.get(), connectionEnded.get()};
+    const HANDLE events[] = {stopRequested.get(), acceptCompleted.get(), connections.endedEvent()};
     while (true) {
         const DWORD woken = waitFor(events, platform::WSA_INFINITE);
         if (woken == platform::WSA_WAIT_EVENT_0 + 1) {
@@ -145,13 +158,7 @@ int Server::pollListener() {
 
 void Server::startPending() {
     ++taken;
-    connections.push_back(std::move(pending));
-    try {
-        connections.back()->start([this] { connectionEnded.set(); });
-    } catch (const std::exception&) {
-        connections.pop_back();
-        throw;
-    }
+    connections.start(std::move(pending));
 }
 
 // Later peers wait in the listener's queue. Returns false when the server is to stop.
@@ -165,7 +172,7 @@ bool Server::waitForRoom() {
 }
 
 bool Server::waitForEnd() {
-    const HANDLE events[] = {stopRequested.get(), connectionEnded.get()};
+    const HANDLE events[] = {stopRequested.get(), connections.endedEvent()};
     const DWORD woken = waitFor(events, platform::WSA_INFINITE);
     reap();
     return woken == platform::WSA_WAIT_EVENT_0 + 1;
@@ -207,16 +214,11 @@ DWORD Server::waitFor(std::span<const HANDLE> events, DWORD milliseconds) {
 }
 
 void Server::reap() {
-    connectionEnded.reset();
-    connections.remove_if([this](const auto& connection) {
-        if (!connection->finished()) {
-            return false;
-        }
+    for (const auto& connection : connections.takeEnded()) {
         if (firstFailure == ExitStatus::Success) {
             firstFailure = connection->outcome();
         }
-        return true;
-    });
+    }
 }
 
 } // namespace VexaSsl::tool

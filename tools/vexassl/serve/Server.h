@@ -1,15 +1,16 @@
-// The accept loop of serve: accepts connections up to a maximum, each with a stack and a thread,
-// and joins those that have ended.
+// The accept loop of serve: accepts connections up to a maximum, starts them, and destroys those
+// that have ended.
 //
 // Threads: one runs it and destroys it; the event to stop may be set by any.
 #pragma once
 
 #include "common/HostNetwork.h"
 #include "common/OwnedEvent.h"
+#include "serve/ConnectionList.h"
+#include "serve/PortThreads.h"
 #include "serve/ServedConnection.h"
 #include "serve/ThrottledMessages.h"
 
-#include <list>
 #include <memory>
 #include <span>
 
@@ -19,7 +20,7 @@ class Server {
 public:
     // Setting stop ends the server. Both are borrowed and outlive it.
     Server(const Service& service, Listener listener, OwnedEvent& stop);
-    // Ends every connection and waits for their threads, also after run has thrown.
+    // Ends every connection and waits for its end, also after run has thrown.
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -37,6 +38,7 @@ private:
         WaitFailed, // waiting keeps failing
     };
 
+    std::unique_ptr<ServedConnection> makeConnection();
     bool acceptsMore() const;
     bool acceptOne();
     Step acceptNext();
@@ -57,12 +59,12 @@ private:
     Listener listener;
     OwnedEvent& stopRequested;
     OwnedEvent acceptCompleted;
-    OwnedEvent connectionEnded;
     ToolLog log;
     ThrottledMessages messages;
     std::unique_ptr<ISocketStrategy> plain; // waits on the listener
+    ConnectionList connections;
+    std::unique_ptr<PortThreads> portThreads; // null when each connection has a thread
     std::unique_ptr<ServedConnection> pending;
-    std::list<std::unique_ptr<ServedConnection>> connections;
     unsigned long lastNumber = 0;
     unsigned taken = 0;
     bool stopped = false;

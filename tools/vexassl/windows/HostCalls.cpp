@@ -23,6 +23,16 @@ void sendAtOnce(SOCKET s) {
     ::setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&yes), sizeof yes);
 }
 
+bool takesData(SOCKET s) {
+    fd_set writable{};
+    FD_SET(s, &writable);
+    const timeval atOnce{};
+    return ::select(0, nullptr, &writable, nullptr, &atOnce) != 0;
+}
+
+// A socket that select reports takes a whole send, whatever the size.
+void setSendBuffer(SOCKET, int) {}
+
 // shutdown allows no new operation but doesn't end waiting ones.
 void endTraffic(SOCKET s) {
     ::shutdown(s, SD_BOTH);

@@ -8,6 +8,7 @@
 #include "common/SocketSetup.h" // IWYU pragma: export
 
 // These macros can't be qualified with "platform::".
+#undef INFINITE
 #undef WSA_INFINITE
 #undef WSA_WAIT_EVENT_0
 #undef WSA_WAIT_FAILED
@@ -23,9 +24,13 @@ namespace platform {
 using namespace VexaSsl::platform;
 
 using ::bind;
+using ::CloseHandle;
 using ::closesocket;
+using ::CreateIoCompletionPort;
 using ::freeaddrinfo;
+using ::GetQueuedCompletionStatus;
 using ::listen;
+using ::PostQueuedCompletionStatus;
 using ::shutdown;
 using ::socket;
 using ::WSACloseEvent;
@@ -37,10 +42,19 @@ using ::WSASetEvent;
 using ::WSASetLastError;
 using ::WSAWaitForMultipleEvents;
 
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
 inline constexpr DWORD WSA_INFINITE = INFINITE;
 inline constexpr DWORD WSA_WAIT_EVENT_0 = WAIT_OBJECT_0;
 inline constexpr DWORD WSA_WAIT_FAILED = WAIT_FAILED;
 inline constexpr DWORD WSA_WAIT_TIMEOUT = WAIT_TIMEOUT;
+
+inline constexpr HANDLE noHandle = nullptr;
+inline HANDLE invalidHandle() {
+    return INVALID_HANDLE_VALUE;
+}
+inline HANDLE socketHandle(SOCKET s) {
+    return reinterpret_cast<HANDLE>(s);
+}
 
 inline void socketSetAdd(SOCKET s, fd_set& set) {
     FD_SET(s, &set);

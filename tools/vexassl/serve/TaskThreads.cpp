@@ -1,0 +1,50 @@
+#include "serve/TaskThreads.h"
+
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace VexaSsl::tool {
+
+TaskThreads::~TaskThreads() {
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return running.empty(); });
+    }
+    joinEnded();
+}
+
+void TaskThreads::start(std::function<void()> task) {
+    joinEnded();
+    const std::lock_guard lock(mutex); // a short task must not retire before it is stored
+    const auto thread = running.emplace(running.end());
+    try {
+        *thread = std::thread([this, thread, task = std::move(task)] {
+            task();
+            retire(thread);
+        });
+    } catch (...) {
+        running.erase(thread);
+        throw;
+    }
+}
+
+void TaskThreads::retire(Threads::iterator thread) {
+    const std::lock_guard lock(mutex);
+    ended.splice(ended.end(), running, thread);
+    changed.notify_one();
+}
+
+void TaskThreads::joinEnded() {
+    Threads finished;
+    {
+        const std::lock_guard lock(mutex);
+        finished.swap(ended);
+    }
+    for (std::thread& thread : finished) {
+        thread.join();
+    }
+}
+
+} // namespace VexaSsl::tool
