@@ -2,6 +2,7 @@
 
 #include "soak/Hostility.h"
 
+#include "fakes/Sweep.h"
 #include "integration/support/Pki.h"
 #include "tool/Command.h"
 
@@ -61,8 +62,8 @@ void forEach(std::size_t count, const Work& work) {
     }
 }
 
-void dialAll(Calls& calls, std::uint16_t port, Counts& counts) {
-    CountingLog log;
+// The log outlives the calls.
+void dialAll(Calls& calls, std::uint16_t port, ILog& log, Counts& counts) {
     forEach(calls.size(), [&](std::size_t i) {
         const auto config = Settings::plain().with("UseEncryption", "True").load(log);
         calls[i] = std::make_unique<Call>(port, *config, log);
@@ -107,6 +108,27 @@ void keepBusy(const IdleLoad& load, std::uint16_t port, Counts& counts, Samples&
     }
 }
 
+// The limits of an idle connection.
+constexpr double kilobytesEach = 60;
+constexpr double descriptorsEach = 1;
+
+// Records what an idle connection costs the server. Returns whether it is within the limits.
+bool judgeCost(const Sample& before, const Sample& held, std::size_t idle) {
+    const auto connections = static_cast<double>(idle);
+    const double kilobytes = 1.024 * (held.residentKib - before.residentKib) / connections;
+    const double descriptors = (held.descriptors - before.descriptors) / connections;
+    char text[100];
+    std::snprintf(text, sizeof text, "%zu idle connections: %.1f KB and %.2f descriptors each",
+                  idle, kilobytes, descriptors);
+    reportFigure("serve --overlapped", text);
+    const bool isWithin = kilobytes <= kilobytesEach && descriptors <= descriptorsEach;
+    if (!isWithin) {
+        std::printf("FAILED: more than %.0f KB or %.0f descriptors for an idle connection\n",
+                    kilobytesEach, descriptorsEach);
+    }
+    return isWithin;
+}
+
 bool isAsItWas(const Command& server, std::size_t descriptors) {
     for (int looks = 0; looks < 600; ++looks) {
         if (server.openDescriptors() <= descriptors) {
@@ -128,9 +150,18 @@ bool IdleLoad::run(Counts& counts, Samples& samples) const {
         return false;
     }
     const std::uint16_t port = portOf(server);
+    CountingLog log;
+    Calls warmUp(1);
+    dialAll(warmUp, port, log, counts);
+    useAll(warmUp, counts);
+    warmUp.clear();
     const std::size_t descriptors = server.settledDescriptors();
+    const Sample before = takeSample(server.processNumber(), 0);
     Calls calls(idle);
-    dialAll(calls, port, counts);
+    dialAll(calls, port, log, counts);
+    useAll(calls, counts);
+    server.settledDescriptors();
+    const bool isCheap = judgeCost(before, takeSample(server.processNumber(), idle), idle);
     keepBusy(*this, port, counts, samples, server.processNumber());
     useAll(calls, counts);
     calls.clear();
@@ -140,7 +171,7 @@ bool IdleLoad::run(Counts& counts, Samples& samples) const {
     if (status != 0) {
         std::printf("FAILED: the server ended with %d\n", status);
     }
-    return isEmpty && status == 0;
+    return isCheap && isEmpty && status == 0;
 }
 
 } // namespace VexaSsl::test

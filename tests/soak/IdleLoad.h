@@ -17,8 +17,9 @@ struct IdleLoad {
     std::size_t busy;
     std::chrono::duration<double> time;
 
-    // Samples are the server's. Returns whether at the end each idle connection still echoes, and
-    // the server has its initial number of descriptors when all are closed; prints what isn't so.
+    // Samples are the server's. Returns whether an idle connection costs no more than it may, each
+    // still echoes at the end, and the server has its initial number of descriptors when all are
+    // closed; prints what isn't so.
     bool run(Counts& counts, Samples& samples) const;
 };
 

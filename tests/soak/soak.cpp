@@ -2,8 +2,9 @@
 // some of them hostile, and thousands of idle ones on `vexassl serve`. Client and server are the
 // library. Every byte, memory and descriptors are checked.
 //
-// Exit status: 0; 1 when an honest connection failed, a hostile server deceived a client, or memory
-// or descriptors grew by more than is allowed; 2 for invalid arguments.
+// Exit status: 0; 1 when an honest connection failed, a hostile server deceived a client, memory or
+// descriptors grew by more than is allowed, or an idle connection takes more; 2 for invalid
+// arguments.
 #include "fakes/Sweep.h"
 #include "integration/support/Pki.h"
 #include "soak/Callers.h"
@@ -33,7 +34,7 @@ struct LoadPlan {
     std::size_t inTurn = 10000;
     std::size_t atOnce = 500;
     double minutes = 10;
-    std::size_t idle = 5000;
+    std::size_t idle = 9000;
     std::size_t busy = 10;
     double idleMinutes = 1;
     std::string tool;
@@ -133,7 +134,7 @@ bool holdIdle(const LoadPlan& plan) {
     return judge(what, counts, samples) && wasHeld;
 }
 
-// Each connection needs two descriptors in each process.
+// Each connection needs a descriptor in each process, or two in one.
 void allowDescriptors() {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);

@@ -26,7 +26,7 @@ void sendAtOnce(SOCKET s) {
 bool takesData(SOCKET s) {
     fd_set writable{};
     FD_SET(s, &writable);
-    const timeval atOnce{};
+    timeval atOnce{};
     return ::select(0, nullptr, &writable, nullptr, &atOnce) != 0;
 }
 
