@@ -13,6 +13,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
 namespace VexaSsl::platform {
@@ -28,22 +29,24 @@ std::filesystem::path certificateFolder();
 
 // Why a file or a folder is not used.
 enum class CertificateFileFault {
-    Missing,         // a dangling symbolic link, or my/ itself doesn't exist
-    Denied,          // this account has no permission to read it
-    NotAFile,        // not a regular file (not a folder, where one is expected), or too large
-    Unavailable,     // out of descriptors or memory, or an I/O error
-    Damaged,         // a PEM block or the PKCS#12 structure can't be decoded
-    NoCertificate,   // contains no certificate
-    NoKey,           // certificates without a private key in the file or in its key file
-    ForeignKey,      // the private key belongs to none of the certificates
-    WrongPassword,   // neither an empty password nor the password file opens the PKCS#12 file
-    UnknownExtension // not one of the extensions of the personal store
+    Missing,          // a dangling symbolic link, or my/ itself doesn't exist
+    Denied,           // this account has no permission to read it
+    NotAFile,         // not a regular file (not a folder, where one is expected), or too large
+    Unavailable,      // out of descriptors or memory, or an I/O error
+    Damaged,          // a PEM block or the PKCS#12 structure can't be decoded
+    NoCertificate,    // contains no certificate
+    NoKey,            // certificates without a private key in the file or in its key file
+    ForeignKey,       // the private key belongs to none of the certificates
+    WrongPassword,    // neither an empty password nor the password file opens the PKCS#12 file
+    UnknownExtension, // not one of the extensions of the personal store
+    UnsupportedCipher // the PKCS#12 file uses an algorithm that OpenSSL doesn't offer here
 };
 
 // A file or folder that is not used although it is in the certificate folder.
 struct UnusedCertificateFile {
     std::filesystem::path path;                                 // of the file or folder
     CertificateFileFault fault = CertificateFileFault::Missing; // why it is not used
+    std::string algorithm = {}; // of an UnsupportedCipher, as OpenSSL names it; may be empty
 };
 
 // Reads the certificate folder with the rights of this account. Returns what is not used, first in

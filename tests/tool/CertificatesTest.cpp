@@ -125,6 +125,31 @@ TEST(Certificates, unusedFileIsListedWithTheReason) {
                   "certificate\"}\n");
 }
 
+// Needs OpenSSL's legacy provider, to make the file and to convert it.
+TEST(Certificates, legacyCipherOfPkcs12IsNamedWithTheCommandThatConvertsIt) {
+    const OwnCertificates own;
+    const auto file = own.folder / "my" / "old one.p12";
+    Command made({"openssl", "pkcs12", "-export", "-legacy", "-in",
+                  pki::file("client", "cert").string(), "-inkey",
+                  pki::file("client", "key").string(), "-passout", "pass:four", "-out",
+                  file.string()});
+    if (made.exitStatus() != 0) {
+        GTEST_SKIP() << "no legacy provider: " << made.errors();
+    }
+    own.put("old one.p12.password", "three\n");
+    EXPECT_THAT(listed(own, {"--json"}).output, HasSubstr("\"reason\":\"wrong-password\""));
+    own.put("old one.p12.password", "four\n");
+    EXPECT_THAT(listed(own, {"--json"}).output, HasSubstr("\"reason\":\"unsupported-cipher\""));
+    const std::string output = listed(own).output;
+    EXPECT_THAT(output, HasSubstr(file.string() + ": it is encrypted with RC2-40-CBC, "));
+    const std::string before = "convert it with: ";
+    const std::size_t start = output.find(before) + before.size();
+    const std::string command = output.substr(start, output.find('\n', start) - start);
+    Command conversion({"sh", "-c", command + " -passin pass:four"});
+    EXPECT_EQ(conversion.exitStatus(), 0) << command << conversion.errors();
+    EXPECT_THAT(listed(own).output, StartsWith("1 of 1 certificates"));
+}
+
 TEST(Certificates, usableForAPurposeListsNoOthers) {
     const OwnCertificates own;
     for (const char* name : {"client", "expired", "server-rsa", "untrusted"}) {

@@ -66,5 +66,12 @@ TEST(Text, argumentsNamePathsByteForByte) {
     }
 }
 
+TEST(Text, wordsForAShellAreQuotedOnlyWhereTheyMustBe) {
+    EXPECT_EQ(shellWord("/etc/a-b_1.pem"), "/etc/a-b_1.pem");
+    EXPECT_EQ(shellWord("two words"), "'two words'");
+    EXPECT_EQ(shellWord("it's $HOME"), "'it'\\''s $HOME'");
+    EXPECT_EQ(shellWord(""), "''");
+}
+
 } // namespace
 } // namespace VexaSsl::tool

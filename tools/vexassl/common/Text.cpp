@@ -161,6 +161,20 @@ std::string printableText(std::string_view bytes) {
     return printableText(characters(bytes));
 }
 
+std::string shellWord(std::string_view word) {
+    constexpr std::string_view plain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+        "@%_+=:,./-";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string_view::npos) {
+        return std::string(word);
+    }
+    std::string quoted = "'";
+    for (const char unit : word) {
+        quoted += unit == '\'' ? "'\\''" : std::string(1, unit);
+    }
+    return quoted + "'";
+}
+
 std::wstring widenedBytes(std::string_view bytes) {
     std::wstring result;
     result.reserve(bytes.size());

@@ -26,6 +26,9 @@ std::string printableText(std::u32string_view text);
 std::string printableText(std::wstring_view text);
 std::string printableText(std::string_view bytes);
 
+// Returns a word for a command line of a shell: quoted unless it is of plain characters only.
+std::string shellWord(std::string_view word);
+
 // Widens byte by byte, as the library does with files, so that a name from the command line equals
 // the same name in a file, whatever their encoding.
 std::wstring widenedBytes(std::string_view bytes);

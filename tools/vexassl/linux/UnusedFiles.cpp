@@ -3,6 +3,9 @@
 #include "VexaPlatform/Certificates.h"
 #include "common/Text.h"
 
+#include <filesystem>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace VexaSsl::tool {
@@ -41,10 +44,23 @@ Reason reasonOf(Fault fault) {
     case Fault::WrongPassword:
         return {"wrong-password", "the password doesn't open it; it is the first line of the file "
                                   "beside it that ends in .password, or empty"};
+    case Fault::UnsupportedCipher: // its text names the file
+        return {"unsupported-cipher", ""};
     case Fault::UnknownExtension:
         break;
     }
     return {"unknown-extension", "its name ends in none of .pem, .crt, .cer, .p12 and .pfx"};
+}
+
+// The converted file is one of the store too.
+std::string conversionOf(const platform::UnusedCertificateFile& file) {
+    std::filesystem::path converted = file.path;
+    converted.replace_extension(".pem");
+    return "it is encrypted with " +
+           (file.algorithm.empty() ? std::string("an algorithm") : file.algorithm) +
+           ", which OpenSSL doesn't offer here, or only in its legacy provider; convert it with: "
+           "openssl pkcs12 -legacy -in " +
+           shellWord(pathText(file.path)) + " -noenc -out " + shellWord(pathText(converted));
 }
 
 } // namespace
@@ -53,7 +69,10 @@ std::vector<UnusedFile> unusedFiles() {
     std::vector<UnusedFile> files;
     for (const platform::UnusedCertificateFile& file : platform::unusedCertificateFiles()) {
         const Reason reason = reasonOf(file.fault);
-        files.push_back({printableText(pathText(file.path)), reason.identifier, reason.text});
+        const std::string text =
+            file.fault == Fault::UnsupportedCipher ? conversionOf(file) : std::string(reason.text);
+        files.push_back({printableText(pathText(file.path)), reason.identifier,
+                         printableText(std::string_view(text))});
     }
     return files;
 }

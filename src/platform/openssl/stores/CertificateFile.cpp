@@ -3,8 +3,12 @@
 #include "platform/openssl/stores/PemBlocks.h"
 #include "platform/openssl/stores/Pkcs12Limits.h"
 
+#include <openssl/err.h>
+
 #include <algorithm>
+#include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -57,8 +61,33 @@ ParsedFile parsedEntries(const std::vector<X509Pointer>& certificates,
 
 using Fault = platform::CertificateFileFault;
 
-ParsedFile unusedFile(const FileContents& file, Fault fault) {
-    return {{}, {}, platform::UnusedCertificateFile{file.path, fault}};
+ParsedFile unusedFile(const FileContents& file, Fault fault, std::string algorithm = {}) {
+    return {{}, {}, platform::UnusedCertificateFile{file.path, fault, std::move(algorithm)}};
+}
+
+// Returns the name between "Algorithm (" and " :" in the text of a failed fetch.
+std::string algorithmIn(std::string_view failedFetch) {
+    constexpr std::string_view start = "Algorithm (";
+    const std::size_t at = failedFetch.find(start);
+    if (at == std::string_view::npos) {
+        return {};
+    }
+    const std::string_view name = failedFetch.substr(at + start.size());
+    return std::string(name.substr(0, name.find(" :")));
+}
+
+// Returns why PKCS12_parse failed, and empties the error queue.
+ParsedFile unopenedPkcs12(const FileContents& file) {
+    const char* text = "";
+    int flags = 0;
+    while (const unsigned long error =
+               ERR_get_error_all(nullptr, nullptr, nullptr, &text, &flags)) {
+        if (ERR_GET_LIB(error) == ERR_LIB_EVP && ERR_GET_REASON(error) == ERR_R_UNSUPPORTED) {
+            return unusedFile(file, Fault::UnsupportedCipher,
+                              (flags & ERR_TXT_STRING) != 0 ? algorithmIn(text) : std::string());
+        }
+    }
+    return unusedFile(file, Fault::WrongPassword);
 }
 
 // Returns whether a key file exists that this account can't read now.
@@ -140,7 +169,7 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
     certificates.emplace_back(certificate);
     const CertificateStack stack(chain);
     if (parsed != 1) {
-        return unusedFile(file, Fault::WrongPassword);
+        return unopenedPkcs12(file);
     }
     if (!certificate) { // it returns one that matches the key only
         return unusedFile(file, key ? Fault::NoCertificate : Fault::NoKey);
