@@ -13,7 +13,8 @@ namespace VexaSsl::test {
 inline std::vector<std::wstring> namesOfHelpers(PCCERT_CONTEXT certificate) {
     std::vector<std::wstring> names;
     for (X509* helper : openssl::extraCertificatesOf(certificate)) {
-        names.push_back(displayName(HeldContext(openssl::newPeerContext(helper, nullptr)).get()));
+        names.push_back(
+            displayName(HeldContext(openssl::newConnectionContext(helper, nullptr)).get()));
     }
     return names;
 }

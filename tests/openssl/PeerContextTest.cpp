@@ -17,7 +17,7 @@ protected:
         for (const Issued* certificate : sent) {
             sk_X509_push(chain.get(), certificate->certificate.get());
         }
-        return openssl::newPeerContext(leaf.certificate.get(), chain.get());
+        return openssl::newConnectionContext(leaf.certificate.get(), chain.get());
     }
 };
 
@@ -38,7 +38,7 @@ TEST_F(PeerContext, helpersExcludeTheLeaf) {
 }
 
 TEST_F(PeerContext, storeHoldsTheLeafWithoutChain) {
-    const HeldContext peer = openssl::newPeerContext(leaf.certificate.get(), nullptr);
+    const HeldContext peer = openssl::newConnectionContext(leaf.certificate.get(), nullptr);
     EXPECT_EQ(namesIn(peer.get()->hCertStore), Names{L"leaf"});
 }
 

@@ -75,6 +75,13 @@ SECURITY_STATUS AcceptSecurityContext(CredHandle* credential, CtxtHandle* contex
 //                                    chain as sent; SEC_E_NO_CREDENTIALS when the peer sent none. A
 //                                    binding may support it from the moment the certificate has
 //                                    arrived, even if the handshake then fails
+//   SECPKG_ATTR_LOCAL_CERT_CONTEXT   of an established context, this side's certificate as a
+//                                    PCCERT_CONTEXT that the caller frees; SEC_E_NO_CREDENTIALS
+//                                    when the credential has none. A system may not support it
+//   SECPKG_ATTR_CONNECTION_INFO      of an established context, a SecPkgContext_ConnectionInfo with
+//                                    the protocol version, one of the SP_PROT_..._SERVER and
+//                                    SP_PROT_..._CLIENT bits. A binding need not fill the other
+//                                    fields, and the bit may be that of the other side
 //   SECPKG_ATTR_CIPHER_INFO          of an established context, a SecPkgContext_CipherInfo with the
 //                                    protocol version as on the wire (0x0303 is TLS 1.2), and the
 //                                    number and the name of the cipher suite. A binding need not

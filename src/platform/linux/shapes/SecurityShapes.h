@@ -99,10 +99,32 @@ struct SecPkgContext_CipherInfo {
 };
 inline constexpr DWORD SECPKGCONTEXT_CIPHERINFO_V1 = 1;
 
+struct SecPkgContext_ConnectionInfo {
+    DWORD dwProtocol = 0;
+    DWORD aiCipher = 0;
+    DWORD dwCipherStrength = 0; // bits
+    DWORD aiHash = 0;
+    DWORD dwHashStrength = 0;
+    DWORD aiExch = 0;
+    DWORD dwExchStrength = 0;
+};
+inline constexpr DWORD SP_PROT_SSL3_SERVER = 0x10;
+inline constexpr DWORD SP_PROT_SSL3_CLIENT = 0x20;
+inline constexpr DWORD SP_PROT_TLS1_SERVER = 0x40;
+inline constexpr DWORD SP_PROT_TLS1_CLIENT = 0x80;
+inline constexpr DWORD SP_PROT_TLS1_1_SERVER = 0x100;
+inline constexpr DWORD SP_PROT_TLS1_1_CLIENT = 0x200;
+inline constexpr DWORD SP_PROT_TLS1_2_SERVER = 0x400;
+inline constexpr DWORD SP_PROT_TLS1_2_CLIENT = 0x800;
+inline constexpr DWORD SP_PROT_TLS1_3_SERVER = 0x1000;
+inline constexpr DWORD SP_PROT_TLS1_3_CLIENT = 0x2000;
+
 inline constexpr ULONG SECPKG_CRED_INBOUND = 1;
 inline constexpr ULONG SECPKG_CRED_OUTBOUND = 2;
 inline constexpr ULONG SECPKG_ATTR_STREAM_SIZES = 4;
 inline constexpr ULONG SECPKG_ATTR_REMOTE_CERT_CONTEXT = 0x53;
+inline constexpr ULONG SECPKG_ATTR_LOCAL_CERT_CONTEXT = 0x54;
+inline constexpr ULONG SECPKG_ATTR_CONNECTION_INFO = 0x5A;
 inline constexpr ULONG SECPKG_ATTR_CIPHER_INFO = 0x64;
 inline constexpr ULONG SECURITY_NETWORK_DREP = 0;
 

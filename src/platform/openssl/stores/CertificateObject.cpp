@@ -56,7 +56,7 @@ const std::vector<X509*>& extraCertificatesOf(PCCERT_CONTEXT certificate) {
     return Context::of(certificate).certificate->extraCertificates();
 }
 
-PCCERT_CONTEXT newPeerContext(X509* leaf, const STACK_OF(X509) * chain) {
+PCCERT_CONTEXT newConnectionContext(X509* leaf, const STACK_OF(X509) * chain) {
     const ErrorQueueGuard errors;
     const std::vector<X509*> all = certificatesAsSent(leaf, chain);
     const CertificatePointer leafCertificate = makeLeaf(leaf, all);

@@ -25,10 +25,10 @@ EVP_PKEY* privateKeyOf(PCCERT_CONTEXT certificate);
 // Returns the other certificates of its file, or of the chain that the peer sent, in their order.
 const std::vector<X509*>& extraCertificatesOf(PCCERT_CONTEXT certificate);
 
-// Returns a new context for a peer's certificate, with a store that holds chain and leaf; chain may
-// contain leaf, be empty or null. The context takes references of its own; the caller releases it
-// with CertFreeCertificateContext.
-PCCERT_CONTEXT newPeerContext(X509* leaf, const STACK_OF(X509) * chain);
+// Returns a new context for a certificate of a connection, with a store that holds chain and leaf;
+// chain may contain leaf, be empty or null. The context takes references of its own; the caller
+// releases it with CertFreeCertificateContext.
+PCCERT_CONTEXT newConnectionContext(X509* leaf, const STACK_OF(X509) * chain);
 
 // Returns the trust anchors: the system's bundle and root/ of the certificate folder; never null.
 // The object is the same until the folder or a file changes, so that a cache can compare pointers.

@@ -39,15 +39,15 @@ PCCERT_CONTEXT decodedPeerContext(const EncodedCertificates& peer) {
         orOutOfMemory(sk_X509_push(chain.get(), element.get()));
         static_cast<void>(element.release()); // owned by the stack
     }
-    return newPeerContext(decoded(peer.leaf).get(), chain.get());
+    return newConnectionContext(decoded(peer.leaf).get(), chain.get());
 }
 
 PCCERT_CONTEXT peerContext(const TlsConnection& context) {
     if (const SSL* ssl = context.ssl.get()) {
-        return newPeerContext(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
+        return newConnectionContext(SSL_get0_peer_certificate(ssl), SSL_get_peer_cert_chain(ssl));
     }
     if (const PeerCertificates& peer = context.decodedPeer; peer.leaf) {
-        return newPeerContext(peer.leaf.get(), peer.chain.get());
+        return newConnectionContext(peer.leaf.get(), peer.chain.get());
     }
     return decodedPeerContext(context.peer);
 }
@@ -58,6 +58,19 @@ SECURITY_STATUS queryPeerCertificate(const TlsConnection& context, PCCERT_CONTEX
     }
     certificate = peerContext(context);
     return SEC_E_OK;
+}
+
+SECURITY_STATUS queryOwnCertificate(const TlsConnection& context, PCCERT_CONTEXT& certificate) {
+    if (!context.ownCertificate) {
+        return SEC_E_NO_CREDENTIALS;
+    }
+    certificate = newConnectionContext(context.ownCertificate.get(), nullptr);
+    return SEC_E_OK;
+}
+
+void writeConnectionInfo(Role role, SecPkgContext_ConnectionInfo& info) {
+    info = {};
+    info.dwProtocol = role == Role::client ? SP_PROT_TLS1_2_CLIENT : SP_PROT_TLS1_2_SERVER;
 }
 
 void writeCipherInfo(const SSL_CIPHER* cipher, SecPkgContext_CipherInfo& info) {
@@ -77,6 +90,11 @@ SECURITY_STATUS query(const TlsConnection& context, ULONG attribute, void* buffe
         return SEC_E_OK;
     case SECPKG_ATTR_REMOTE_CERT_CONTEXT:
         return queryPeerCertificate(context, *static_cast<PCCERT_CONTEXT*>(buffer));
+    case SECPKG_ATTR_LOCAL_CERT_CONTEXT:
+        return queryOwnCertificate(context, *static_cast<PCCERT_CONTEXT*>(buffer));
+    case SECPKG_ATTR_CONNECTION_INFO:
+        writeConnectionInfo(context.role, *static_cast<SecPkgContext_ConnectionInfo*>(buffer));
+        return SEC_E_OK;
     case SECPKG_ATTR_CIPHER_INFO:
         writeCipherInfo(context.suite, *static_cast<SecPkgContext_CipherInfo*>(buffer));
         return SEC_E_OK;

@@ -57,6 +57,9 @@ void startRecordProtection(TlsConnection& context, const AeadSuite& aead) {
     context.shape = {.headerSize = recordHeaderSize + aead.explicitNonceSize,
                      .trailerSize = aeadTagSize,
                      .maximumMessage = maximumMessageSize(ssl)};
+    if (X509* own = SSL_get_certificate(ssl)) {
+        context.ownCertificate = sharedReference(own);
+    }
     context.decodedPeer = peerCertificates(ssl);
     context.peer = encodedPeer(context.decodedPeer);
     HandshakeSecrets secrets;

@@ -79,6 +79,7 @@ struct TlsConnection {
     // Constant once established, except decodedPeer.
     RecordShape shape;
     const SSL_CIPHER* suite = nullptr; // static in OpenSSL, not owned by the connection
+    X509Pointer ownCertificate;        // shared with the credential; null without one
     EncodedCertificates peer;
     // Kept until the first record is opened: callers usually query the certificate before that, and
     // then it needn't be decoded again.
