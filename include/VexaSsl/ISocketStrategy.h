@@ -25,6 +25,7 @@
 //   - Before a handshake has succeeded the operations that transfer data fail with WSAENOTCONN.
 //     completeWSARecv without a pending receive fails with WSAEINVAL, and so do send and recv with
 //     a negative length. Each writes an Error line and changes nothing.
+//   - VexaSsl/IConnectionInfo.h says why a handshake failed, and who the peer is.
 //   - A failure in the TLS layer itself is logged. It may leave the error code of an earlier call.
 //
 // Threads: on one object one sender (send, WSASend) and one receiver (recv, select, WSARecv,

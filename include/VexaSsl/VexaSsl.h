@@ -14,6 +14,7 @@
 //   VexaPlatform/SecurityFailure.h    on Linux: why OpenSSL failed
 //   VexaPlatform/Breakpoints.h   on Linux: the library's breakpoints
 //   VexaSsl/IOtlsProvider.h      TLS switched on mid-stream
+//   VexaSsl/IConnectionInfo.h    how a connection is secured, and why one failed
 //   VexaSsl/TextConversion.h     wide and narrow text
 //   VexaSsl/ModuleVersion.h, VexaSsl/VModuleVersion.h    the version of the loaded library
 //   VexaSsl/KelException.h       what a call of an abstract operation throws
@@ -36,6 +37,7 @@
 #include "VexaSsl/ConfigurationDefinition.h" // IWYU pragma: export
 #include "VexaSsl/Export.h"                  // IWYU pragma: export
 #include "VexaSsl/IConfig.h"                 // IWYU pragma: export
+#include "VexaSsl/IConnectionInfo.h"         // IWYU pragma: export
 #include "VexaSsl/ILog.h"                    // IWYU pragma: export
 #include "VexaSsl/IOtlsProvider.h"           // IWYU pragma: export
 #include "VexaSsl/ISocketStrategy.h"         // IWYU pragma: export

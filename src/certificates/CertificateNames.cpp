@@ -1,4 +1,6 @@
-// The part of CertificateInspector that reads names.
+// Also the part of CertificateInspector that reads names.
+#include "certificates/CertificateNames.h"
+
 #include "certificates/CertificateInspector.h"
 
 #include <algorithm>
@@ -18,6 +20,10 @@ DWORD sizeOfNames(PCCERT_CONTEXT certificate, DWORD type, DWORD flags) {
     return platform::CertGetNameStringW(certificate, type, flags, &textForm, nullptr, 0);
 }
 
+DWORD sizeOfDnsNames(PCCERT_CONTEXT certificate) {
+    return sizeOfNames(certificate, CERT_NAME_DNS_TYPE, CERT_NAME_SEARCH_ALL_NAMES_FLAG);
+}
+
 // Splits zero-terminated texts that end at an empty text or at the end of the buffer.
 std::vector<std::wstring> splitAtZeros(const std::vector<wchar_t>& buffer) {
     std::vector<std::wstring> texts;
@@ -30,19 +36,37 @@ std::vector<std::wstring> splitAtZeros(const std::vector<wchar_t>& buffer) {
     return texts;
 }
 
-} // namespace
-
-std::vector<std::wstring> CertificateInspector::getAllNames(PCCERT_CONTEXT certificate) const {
-    const DWORD size =
-        sizeOfNames(certificate, CERT_NAME_DNS_TYPE, CERT_NAME_SEARCH_ALL_NAMES_FLAG);
-    if (size == onlyTheTerminator) {
-        log.log(Severity::Warning,
-                L"CertGetNameStringW could not find any names on the certificate");
-    }
+// size is that of sizeOfDnsNames.
+std::vector<std::wstring> readDnsNames(PCCERT_CONTEXT certificate, DWORD size) {
     std::vector<wchar_t> buffer(size);
     platform::CertGetNameStringW(certificate, CERT_NAME_DNS_TYPE, CERT_NAME_SEARCH_ALL_NAMES_FLAG,
                                  nullptr, buffer.data(), size);
     return splitAtZeros(buffer);
+}
+
+} // namespace
+
+std::vector<std::wstring> dnsNamesOf(PCCERT_CONTEXT certificate) {
+    return readDnsNames(certificate, sizeOfDnsNames(certificate));
+}
+
+std::wstring subjectOf(PCCERT_CONTEXT certificate) {
+    DWORD form = CERT_X500_NAME_STR;
+    const DWORD size =
+        platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, 0, &form, nullptr, 0);
+    std::wstring subject(size, L'\0');
+    platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, 0, &form, subject.data(), size);
+    subject.resize(size - onlyTheTerminator);
+    return subject;
+}
+
+std::vector<std::wstring> CertificateInspector::getAllNames(PCCERT_CONTEXT certificate) const {
+    const DWORD size = sizeOfDnsNames(certificate);
+    if (size == onlyTheTerminator) {
+        log.log(Severity::Warning,
+                L"CertGetNameStringW could not find any names on the certificate");
+    }
+    return readDnsNames(certificate, size);
 }
 
 std::wstring CertificateInspector::getFriendlyName(PCCERT_CONTEXT certificate) const {

@@ -1,12 +1,12 @@
 #include "certificates/CertificateSelection.h"
 
 #include "certificates/LogTexts.h"
+#include "frame/ConnectionError.h"
 #include "platform/contract/CryptoApi.h"
 #include "platform/contract/WindowsBase.h"
 
 #include <algorithm>
 #include <functional>
-#include <stdexcept>
 #include <utility>
 
 namespace VexaSsl {
@@ -34,7 +34,7 @@ CertificateHandle CertificateSelection::anySuitable(bool isServer) {
     gatherDefaultCertificates(isServer);
     if (candidates.empty()) {
         log.log(Severity::Error, LogTexts::noSuitableCertificate);
-        throw std::runtime_error("no default certificate");
+        throw ConnectionError(FailureCause::OwnCertificate, "no default certificate");
     }
     CertificateHandle chosen = takeLast(candidates);
     log.log(Severity::Info, L"Found a certificate to try");
@@ -46,7 +46,7 @@ CertificateHandle CertificateSelection::byName(const std::wstring& name) {
     CertificateHandleList found = store.findByName(name);
     if (found.empty()) {
         log.log(Severity::Error, LogTexts::noCertificateWithNamePrefix + name + L"]");
-        throw std::runtime_error("no available certificate");
+        throw ConnectionError(FailureCause::OwnCertificate, "no available certificate");
     }
     return takeLast(found);
 }
@@ -55,7 +55,7 @@ CertificateHandle CertificateSelection::fromUserInterface() {
     CertificateHandle chosen = store.selectCertificateFromUI();
     if (!chosen) {
         log.log(Severity::Error, LogTexts::noCertificateSelected);
-        throw std::runtime_error("no selected certificate");
+        throw ConnectionError(FailureCause::OwnCertificate, "no selected certificate");
     }
     if (observer != nullptr) {
         observer->chosen(chosen.get());

@@ -2,11 +2,12 @@
 
 #include "certificates/KeyPurpose.h"
 #include "certificates/LogTexts.h"
+#include "frame/ConnectionError.h"
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/WindowsBase.h"
 
-#include <stdexcept>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,7 +39,9 @@ CertificateStore::CertificateStore(ILog& log) : log(log), handle(notOpen), inspe
     if (opened == nullptr) {
         const DWORD error = platform::GetLastError();
         logSystemError(log, LogTexts::storeOpening, error);
-        throw std::runtime_error(std::to_string(error));
+        throw ConnectionError({FailureCause::OwnCertificate, static_cast<std::int32_t>(error),
+                               "cannot open the certificate store"},
+                              std::to_string(error));
     }
     handle = opened;
 }

@@ -1,6 +1,7 @@
 #include "secure/ChannelCredentials.h"
 
 #include "config/SecureChannelOptions.h"
+#include "frame/ConnectionError.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/WindowsBase.h"
 #include "secure/LogTexts.h"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <stdexcept>
 
 namespace VexaSsl {
 
@@ -63,7 +63,9 @@ void ChannelCredentials::refuseCredentials(SECURITY_STATUS status) const {
                                     L"] requires read access to the certificate private key.");
     }
     // Compatibility: misspelt-texts
-    throw std::runtime_error("aquire credentials failed");
+    throw ConnectionError(status == SEC_E_INSUFFICIENT_MEMORY ? FailureCause::Memory
+                                                              : FailureCause::OwnCertificate,
+                          "aquire credentials failed", status);
 }
 
 // Empty, with an Error line, when the system doesn't tell.

@@ -2,12 +2,14 @@
 #include "secure/LogTexts.h"
 
 #include "certificates/CertificateInspector.h"
+#include "certificates/ChainExamination.h"
 #include "config/OptionChecks.h"
+#include "frame/ConnectionError.h"
 #include "frame/ErrorText.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,9 +26,16 @@ std::wstring listInBrackets(const std::vector<std::wstring>& names) {
     return list;
 }
 
-[[noreturn]] void reject(ILog& log, const wchar_t* line, const char* text) {
+[[noreturn]] void reject(ILog& log, const wchar_t* line, const FailureReason& reason) {
     log.log(Severity::Error, line);
-    throw std::runtime_error(text);
+    throw ConnectionError(reason, reason.text);
+}
+
+FailureReason reasonOfDistrust(const ChainExamination& chain) {
+    const DWORD error = chain.wasJudged() ? chain.status().dwError : 0;
+    return {error == static_cast<DWORD>(CERT_E_EXPIRED) ? FailureCause::Expired
+                                                        : FailureCause::PeerNotTrusted,
+            static_cast<std::int32_t>(error), "client authentication failed: cert not trusted"};
 }
 
 } // namespace
@@ -38,21 +47,21 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
     const CertificateHandle certificate = fetchRemoteCertificate(record, context);
     if (!certificate) {
         reject(record.log, LogTexts::noClientCertificate,
-               "client authentication failed: can't get client cert");
+               {FailureCause::PeerNotTrusted, 0,
+                "client authentication failed: can't get client cert"});
     }
-    const CertificateInspector inspector(record.log);
-    if (!inspector.verifyCertificateChain(certificate.get(), false)) {
-        reject(record.log, LogTexts::untrustedClient,
-               "client authentication failed: cert not trusted");
+    const ChainExamination chain(record.log, certificate.get(), false);
+    if (!chain.isTrusted()) {
+        reject(record.log, LogTexts::untrustedClient, reasonOfDistrust(chain));
     }
     if (isAcceptableClientCertificate(record, certificate)) {
         return;
     }
-    inspector.reportAllNames(certificate.get());
+    CertificateInspector(record.log).reportAllNames(certificate.get());
     record.log.log(Severity::Info, L"The names we would accept are: " +
                                        listInBrackets(record.options.acceptableClientNames));
     reject(record.log, LogTexts::unacceptableClient,
-           "client authentication failed: cert not acceptable");
+           {FailureCause::NameMismatch, 0, "client authentication failed: cert not acceptable"});
 }
 
 CertificateHandle fetchRemoteCertificate(SecureSocketRecord& record, CtxtHandle& context) {

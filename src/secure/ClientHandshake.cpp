@@ -1,6 +1,7 @@
 #include "secure/ClientHandshake.h"
 #include "secure/LogTexts.h"
 
+#include "frame/ConnectionError.h"
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
 #include "secure/ContextBuffer.h"
@@ -10,7 +11,6 @@
 #include "secure/SecureSocketRecord.h"
 
 #include <cstdint>
-#include <stdexcept>
 #include <utility>
 
 namespace VexaSsl {
@@ -136,14 +136,14 @@ void ClientNegotiation::fail() {
         record.log.log(Severity::Info,
                        L"It is not possible to report the names on the certificate.");
     }
-    abandonNegotiation(record, "InitializeSecurityContext failed");
+    abandonNegotiation(record, "InitializeSecurityContext failed", status, buffer);
 }
 
 // The server asks for a certificate and the credential has none. The handshake is not repeated with
 // another one.
 void ClientNegotiation::failWithoutCredentials() {
     record.log.log(Severity::Error, LogTexts::incompleteCredentials);
-    throw std::runtime_error("incomplete credentials");
+    throw ConnectionError(FailureCause::OwnCertificate, "incomplete credentials", status);
 }
 
 } // namespace

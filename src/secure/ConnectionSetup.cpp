@@ -25,13 +25,14 @@ int lookupFailure(Interruption kind) {
 int SecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) noexcept {
     const auto body = [&] {
         if (remoteHostName.empty()) {
-            log.log(Severity::Error, noHostNameText);
+            refuseWithoutName();
             platform::WSASetLastError(WSAEINVAL);
             return SOCKET_ERROR;
         }
         // On a non-blocking socket a connect in progress is a failure: nothing secures the
         // connection later.
         const int result = underlyingStrategy->connect(s, name, namelen);
+        failure = outcomeOf(result != SOCKET_ERROR, "cannot connect");
         if (result != SOCKET_ERROR) {
             socket = s;
             secureConnection(false, remoteHostName);
@@ -47,6 +48,7 @@ int SecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) n
 SOCKET SecureSocketStrategy::accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept {
     const auto body = [&] {
         socket = underlyingStrategy->accept(s, addr, addrlen);
+        failure = outcomeOf(socket != INVALID_SOCKET, "cannot accept");
         if (socket != INVALID_SOCKET) {
             secureConnection(true, addr == nullptr ? L"" : peerHostName(log, addr, *addrlen));
         }
@@ -78,9 +80,11 @@ BOOL SecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptSocket, vo
 int SecureSocketStrategy::completeAcceptEx() noexcept {
     const auto body = [&] {
         if (socket == INVALID_SOCKET) {
+            failure = {FailureCause::Caller, 0, "no socket has been accepted"};
             platform::WSASetLastError(WSAECONNABORTED);
             return SOCKET_ERROR;
         }
+        failure = {};
         secureConnection(true, {});
         return 0;
     };

@@ -1,10 +1,11 @@
 #include "secure/NegotiationBuffer.h"
 
+#include "frame/ConnectionError.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <stdexcept>
 
 namespace VexaSsl {
 
@@ -24,7 +25,7 @@ NegotiationBuffer::NegotiationBuffer() : bytes(initialCapacity) {
 void NegotiationBuffer::expectMissing(DWORD count) {
     const std::uint64_t needed = std::uint64_t{have} + count;
     if (needed > maximumCapacity) {
-        throw std::runtime_error("negotiation buffer too long");
+        throw ConnectionError(FailureCause::Protocol, "negotiation buffer too long");
     }
     if (needed > bytes.size()) {
         // reserve allocates exactly that much; resize alone may allocate more.

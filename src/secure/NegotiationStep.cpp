@@ -1,14 +1,15 @@
 #include "secure/NegotiationStep.h"
 
+#include "frame/ConnectionError.h"
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/WindowsBase.h"
 #include "secure/NegotiationBuffer.h"
+#include "secure/NegotiationFailure.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <stdexcept>
 #include <string_view>
 
 namespace VexaSsl {
@@ -89,7 +90,7 @@ void requireConfidentiality(ILog& log, ULONG attributes) {
     }
     log.log(Severity::Error, L"A security context was established successfully, however it does "
                              L"not provide confidentiality (encryption). Aborting");
-    throw std::runtime_error("no confidentiality");
+    throw ConnectionError(FailureCause::Protocol, "no confidentiality");
 }
 
 void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
@@ -102,12 +103,15 @@ void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
                            DecimalText(static_cast<std::int32_t>(iterations)), L"] iterations"}));
 }
 
-void abandonNegotiation(const SecureSocketRecord& record, const char* text) {
+void abandonNegotiation(const SecureSocketRecord& record, const char* text, SECURITY_STATUS status,
+                        const NegotiationBuffer& received) {
     record.log.log(
         Severity::Warning,
         lineAround(L"An encrypted connection could not be successfully initialised on socket [",
                    record.socket, L"]. Aborting"));
-    throw std::runtime_error(text);
+    throw ConnectionError(
+        causeOfNegotiation(status, record.isServer, {received.bytes.data(), received.have}), text,
+        status);
 }
 
 } // namespace VexaSsl

@@ -59,7 +59,7 @@ bool breakOnAlert(const BufferPair& output);
 // too; if that leaked, a peer could exhaust the memory by failing handshakes.
 ContextBuffer<void> tokenMemory(const BufferPair& output);
 
-// Throws std::runtime_error("no confidentiality"), after an Error line, if the attributes of the
+// Throws ConnectionError("no confidentiality"), after an Error line, if the attributes of the
 // established context lack encryption.
 void requireConfidentiality(ILog& log, ULONG attributes);
 
@@ -67,7 +67,9 @@ void requireConfidentiality(ILog& log, ULONG attributes);
 void reportCompletion(const SecureSocketRecord& record, std::wstring_view side,
                       std::wstring_view call, std::uint32_t iterations);
 
-// Throws std::runtime_error(text) after the Warning line of a failed handshake.
-[[noreturn]] void abandonNegotiation(const SecureSocketRecord& record, const char* text);
+// Throws ConnectionError(text) after the Warning line of a failed handshake. received is what the
+// failing call was given, which tells whether the peer's alert or this side's judgement ended it.
+[[noreturn]] void abandonNegotiation(const SecureSocketRecord& record, const char* text,
+                                     SECURITY_STATUS status, const NegotiationBuffer& received);
 
 } // namespace VexaSsl

@@ -1,13 +1,13 @@
 #include "secure/NegotiationTransport.h"
 #include "secure/LogTexts.h"
 
+#include "frame/ConnectionError.h"
 #include "frame/DecimalText.h"
 #include "frame/ErrorText.h"
 #include "platform/contract/Winsock.h"
 #include "secure/NegotiationBuffer.h"
 #include "secure/SecureSocketRecord.h"
 
-#include <stdexcept>
 #include <string>
 
 namespace VexaSsl {
@@ -17,7 +17,7 @@ namespace {
 [[noreturn]] void failTransport(ILog& log, const wchar_t* operation, const char* text) {
     const int error = platform::WSAGetLastError();
     logSystemError(log, operation, static_cast<DWORD>(error));
-    throw std::runtime_error(text);
+    throw ConnectionError(causeOfSocketError(error), text, error);
 }
 
 // How much to ask the strategy for.
@@ -66,7 +66,7 @@ DWORD receiveNegotiationData(SecureSocketRecord& record, NegotiationBuffer& buff
         record.socket, buffer.bytes.data() + buffer.have, static_cast<int>(size), 0);
     if (result == 0) {
         record.log.log(Severity::Warning, LogTexts::closedInNegotiation);
-        throw std::runtime_error("Connection closed");
+        throw ConnectionError(FailureCause::Transport, "Connection closed");
     }
     if (result == SOCKET_ERROR) {
         failTransport(record.log, LogTexts::negotiationReceive, "can't recv");

@@ -3,11 +3,13 @@
 #include "frame/ErrorText.h"
 #include "secure/ByteCopy.h"
 #include "secure/LogTexts.h"
+#include "secure/ReceiveStatus.h"
 #include "secure/SecureSocketRecord.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <span>
 #include <string>
 #include <utility>
@@ -142,6 +144,9 @@ void SecureSocketRecord::takeDecrypted(const SecBuffer& buffer, char* end) {
 SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained) {
     gained = 0;
     while (gained < wanted) {
+        if (heldFailure != SEC_E_OK) {
+            return std::exchange(heldFailure, SEC_E_OK);
+        }
         if (cipherBytes().empty() || incompleteRecord) {
             return SEC_E_OK;
         }
@@ -160,6 +165,20 @@ SECURITY_STATUS SecureSocketRecord::decryptAvailable(DWORD wanted, DWORD& gained
         gained += static_cast<DWORD>(plainBytes().size() - before);
     }
     return SEC_E_OK;
+}
+
+void SecureSocketRecord::decryptHeld() {
+    if (heldFailure != SEC_E_OK) {
+        return;
+    }
+    try {
+        DWORD gained = 0;
+        const SECURITY_STATUS status = decryptAvailable(std::numeric_limits<DWORD>::max(), gained);
+        heldFailure = isUsable(status) ? SEC_E_OK : status;
+    } catch (...) {
+        heldFailure = SEC_E_INSUFFICIENT_MEMORY; // bytes may be lost: nothing may follow them
+        throw;
+    }
 }
 
 DWORD SecureSocketRecord::consumePlain(char* buffer, DWORD length) {

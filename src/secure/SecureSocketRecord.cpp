@@ -1,12 +1,12 @@
 #include "secure/SecureSocketRecord.h"
 
+#include "frame/ConnectionError.h"
 #include "frame/ErrorText.h"
 #include "secure/ChannelCredentials.h"
 #include "secure/ClientHandshake.h"
 #include "secure/ServerHandshake.h"
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -39,7 +39,7 @@ void SecureSocketRecord::queryStreamSizes() {
         sizes->securityContext, SECPKG_ATTR_STREAM_SIZES, sizes->block.get());
     if (status != SEC_E_OK) {
         logSystemError(log, L"QueryContextAttributes", static_cast<DWORD>(status));
-        throw std::runtime_error("::QueryContextAttributes failed");
+        throw ConnectionError(FailureCause::Protocol, "::QueryContextAttributes failed", status);
     }
     sizes->headerSize = sizes->block->cbHeader;
     sizes->maximumMessageSize = sizes->block->cbMaximumMessage;

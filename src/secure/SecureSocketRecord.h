@@ -77,6 +77,11 @@ public:
     // kept, or a failure, after which cipherBytes is empty.
     SECURITY_STATUS decryptAvailable(DWORD wanted, DWORD& gained);
 
+    // Decrypts every whole record. A failure is kept, and the next call that needs more plaintext
+    // than is held returns it, as if the records had been decrypted only then; ciphertext that has
+    // arrived meanwhile stays.
+    void decryptHeld();
+
     // Moves at most length bytes from plainBytes to buffer. Returns their number.
     DWORD consumePlain(char* buffer, DWORD length);
 
@@ -108,6 +113,8 @@ public:
     ISocketStrategy& underlyingStrategy;
     SecurityContext securityContext;
     std::unique_ptr<ChannelCredentials> credentials;
+    // Of decryptHeld, not returned yet; else SEC_E_OK.
+    SECURITY_STATUS heldFailure = SEC_E_OK;
     // cipherBytes is known to hold less than a record.
     bool incompleteRecord = false;
     ReceivedBytes received;

@@ -26,6 +26,12 @@ void SecureSocketStrategy::secureConnection(bool isServer, std::wstring targetNa
                                                   isServer, std::move(targetName));
 }
 
+int SecureSocketStrategy::refuseWithoutName() {
+    failure = {FailureCause::Caller, 0, "no host name has been resolved"};
+    log.log(Severity::Error, noHostNameText);
+    return SOCKET_ERROR;
+}
+
 int SecureSocketStrategy::refuseCall(const wchar_t* operation, const wchar_t* mistake, int code) {
     log.log(Severity::Error, joined({operation, mistake}));
     platform::WSASetLastError(code);
@@ -44,6 +50,7 @@ void SecureSocketStrategy::abortConnection(SOCKET& connection) {
 }
 
 void SecureSocketStrategy::failHandshake() {
+    failure = currentReason();
     abortConnection(socket);
     platform::WSASetLastError(WSAECONNABORTED);
 }

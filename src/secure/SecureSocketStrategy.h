@@ -10,14 +10,16 @@
 // No operation closes the socket or sends a TLS closure, the destructor included. The data
 // operations need a record and refuse to work without one.
 //
-// Threads: one sender (send, WSASend) and one receiver (recv, select, WSARecv, completeWSARecv) at
-// a time; WSARecv and completeWSARecv not at the same time; everything else alone.
+// Threads: one sender (send, WSASend) and one receiver (recv, select, WSARecv, completeWSARecv,
+// heldBytes) at a time; WSARecv and completeWSARecv not at the same time; everything else alone.
 #pragma once
 
 #include "VexaSsl/IConfig.h"
+#include "VexaSsl/IConnectionInfo.h"
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/ISocketStrategy.h"
 #include "config/SslConfig.h"
+#include "frame/ConnectionError.h"
 #include "secure/PendingReceive.h"
 #include "secure/SecureSocketRecord.h"
 
@@ -28,7 +30,7 @@
 
 namespace VexaSsl {
 
-class SecureSocketStrategy : public ISocketStrategy {
+class SecureSocketStrategy : public ISocketStrategy, public IConnectionInfo {
 public:
     // Copies config. Throws std::runtime_error if the system has no suitable security package.
     SecureSocketStrategy(ILog& log, const IConfig& config,
@@ -78,11 +80,18 @@ public:
     int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 
+    // ConnectionQueries.cpp
+    ConnectionInfo connectionInfo() const override;
+    ConnectionFailure lastFailure() const override;
+    int heldBytes() noexcept override;
+
 protected:
     static constexpr const wchar_t* noHostNameText =
         L"No remote hostname has been supplied. Server authentication will be impossible. "
         L"Aborting connection attempt";
 
+    // Logs that no name has been resolved and stores the failure. Returns SOCKET_ERROR.
+    int refuseWithoutName();
     // Runs the handshake on socket and replaces the record; a failure keeps the old one. Throws
     // what the record's constructor throws.
     void secureConnection(bool isServer, std::wstring targetName);
@@ -95,6 +104,7 @@ protected:
     SslConfig config; // of every record
     std::unique_ptr<ISocketStrategy> underlyingStrategy;
     std::unique_ptr<SecureSocketRecord> record;
+    FailureReason failure; // of the latest attempt to connect
     SOCKET socket = INVALID_SOCKET;
     std::wstring remoteHostName;    // resolved last; the server's certificate must match it
     std::wstring remoteServiceName; // not read
@@ -116,7 +126,8 @@ private:
     // Shuts the connection down in both directions and sets it to INVALID_SOCKET; the socket stays
     // open.
     void abortConnection(SOCKET& connection);
-    // Aborts the connection and sets WSAECONNABORTED.
+    // Stores the reason of the exception that is being handled, aborts the connection and sets
+    // WSAECONNABORTED.
     void failHandshake();
 
     // Refuses a call that is the host's mistake: writes an Error line and sets the error code, and

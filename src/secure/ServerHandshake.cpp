@@ -132,7 +132,7 @@ void ServerNegotiation::complete() {
 // unlike on a client.
 void ServerNegotiation::fail() {
     logSystemError(record.log, callName, static_cast<DWORD>(status));
-    abandonNegotiation(record, "AcceptSecurityContext failed");
+    abandonNegotiation(record, "AcceptSecurityContext failed", status, buffer);
 }
 
 } // namespace

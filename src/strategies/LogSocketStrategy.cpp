@@ -107,4 +107,23 @@ int LogSocketStrategy::WSAConnect(SOCKET s, const sockaddr* name, int namelen, W
     return underlyingStrategy->WSAConnect(s, name, namelen, callerData, calleeData, sqos, gqos);
 }
 
+IConnectionInfo* LogSocketStrategy::infoBelow() const {
+    return dynamic_cast<IConnectionInfo*>(underlyingStrategy.get());
+}
+
+ConnectionInfo LogSocketStrategy::connectionInfo() const {
+    const IConnectionInfo* const info = infoBelow();
+    return info == nullptr ? ConnectionInfo() : info->connectionInfo();
+}
+
+ConnectionFailure LogSocketStrategy::lastFailure() const {
+    const IConnectionInfo* const info = infoBelow();
+    return info == nullptr ? ConnectionFailure() : info->lastFailure();
+}
+
+int LogSocketStrategy::heldBytes() noexcept {
+    IConnectionInfo* const info = infoBelow();
+    return info == nullptr ? 0 : info->heldBytes();
+}
+
 } // namespace VexaSsl

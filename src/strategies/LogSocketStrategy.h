@@ -11,6 +11,7 @@
 // completeWSARecv not at the same time.
 #pragma once
 
+#include "VexaSsl/IConnectionInfo.h"
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/ISocketStrategy.h"
 
@@ -20,7 +21,7 @@
 
 namespace VexaSsl {
 
-class LogSocketStrategy : public ISocketStrategy {
+class LogSocketStrategy : public ISocketStrategy, public IConnectionInfo {
 public:
     LogSocketStrategy(ILog& log, std::unique_ptr<ISocketStrategy> underlyingStrategy,
                       const std::wstring& label);
@@ -54,7 +55,13 @@ public:
     int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
 
+    ConnectionInfo connectionInfo() const override;
+    ConnectionFailure lastFailure() const override;
+    int heldBytes() noexcept override;
+
 private:
+    // Null if the strategy below can't be asked.
+    IConnectionInfo* infoBelow() const;
     void logTransfer(const wchar_t* verb, SOCKET s, const wchar_t* operation, std::int64_t size);
 
     ILog& log;

@@ -32,15 +32,18 @@ int SometimesSecureSocketStrategy::startOtls() noexcept {
             return 0;
         }
         if (remoteHostName.empty()) {
-            log.log(Severity::Error, noHostNameText);
-            return SOCKET_ERROR;
+            return refuseWithoutName();
         }
+        failure = {};
         secureConnection(isServer, remoteHostName);
         encrypting = true;
         return 0;
     };
     return guardOperation(log, LogTexts::noSecurityContextPrefix, body, noCleanup,
-                          [](Interruption) { return SOCKET_ERROR; });
+                          [this](Interruption) {
+                              failure = currentReason();
+                              return SOCKET_ERROR;
+                          });
 }
 
 int SometimesSecureSocketStrategy::stopOtls() noexcept {
@@ -80,11 +83,15 @@ int SometimesSecureSocketStrategy::recv(SOCKET s, char* buf, int len, int flags)
 }
 
 int SometimesSecureSocketStrategy::connect(SOCKET s, const sockaddr* name, int namelen) noexcept {
-    return noteConnected(s, underlyingStrategy->connect(s, name, namelen));
+    const int result = underlyingStrategy->connect(s, name, namelen);
+    failure = outcomeOf(result != SOCKET_ERROR, "cannot connect");
+    return noteConnected(s, result);
 }
 
 SOCKET SometimesSecureSocketStrategy::accept(SOCKET s, sockaddr* addr, int* addrlen) noexcept {
-    return noteAccepted(underlyingStrategy->accept(s, addr, addrlen));
+    const SOCKET accepted = underlyingStrategy->accept(s, addr, addrlen);
+    failure = outcomeOf(accepted != INVALID_SOCKET, "cannot accept");
+    return noteAccepted(accepted);
 }
 
 BOOL SometimesSecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptSocket,

@@ -79,4 +79,16 @@ int UnsecureSocketStrategy::WSAConnect(SOCKET s, const sockaddr* name, int namel
     return platform::WSAConnect(s, name, namelen, callerData, calleeData, sqos, gqos);
 }
 
+ConnectionInfo UnsecureSocketStrategy::connectionInfo() const {
+    return {};
+}
+
+ConnectionFailure UnsecureSocketStrategy::lastFailure() const {
+    return {};
+}
+
+int UnsecureSocketStrategy::heldBytes() noexcept {
+    return 0;
+}
+
 } // namespace VexaSsl

@@ -1,15 +1,16 @@
 // The bottom of every stack: each operation is that of the system, with the same arguments, result
-// and last error. The two completion operations do nothing.
+// and last error. The two completion operations do nothing. There is nothing to ask about.
 //
 // Threads: stateless, so whatever the system allows for the socket.
 #pragma once
 
+#include "VexaSsl/IConnectionInfo.h"
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/ISocketStrategy.h"
 
 namespace VexaSsl {
 
-class UnsecureSocketStrategy : public ISocketStrategy {
+class UnsecureSocketStrategy : public ISocketStrategy, public IConnectionInfo {
 public:
     explicit UnsecureSocketStrategy(ILog& log);
 
@@ -38,6 +39,10 @@ public:
     int completeWSARecv(int status, DWORD* bytesTransferred, void* context) noexcept override;
     int WSAConnect(SOCKET s, const sockaddr* name, int namelen, WSABUF* callerData,
                    WSABUF* calleeData, QOS* sqos, QOS* gqos) noexcept override;
+
+    ConnectionInfo connectionInfo() const override;
+    ConnectionFailure lastFailure() const override;
+    int heldBytes() noexcept override;
 
 private:
     [[maybe_unused]] ILog& log;

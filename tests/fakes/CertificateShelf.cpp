@@ -20,6 +20,9 @@ CertificateShelf::~CertificateShelf() = default;
 PCCERT_CONTEXT CertificateShelf::make(std::vector<std::wstring> dnsNames,
                                       std::wstring friendlyName) {
     Entry& entry = entries.emplace_back();
+    entry.encoded[1] = static_cast<BYTE>(entries.size());
+    entry.context.pbCertEncoded = entry.encoded;
+    entry.context.cbCertEncoded = sizeof entry.encoded;
     entry.context.pCertInfo = &entry.info;
     entry.dnsNames = std::move(dnsNames);
     entry.friendlyName = std::move(friendlyName);
@@ -128,6 +131,9 @@ std::wstring CertificateShelf::nameText(PCCERT_CONTEXT certificate, DWORD type) 
     const auto entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& candidate) {
         return &candidate.context == certificate;
     });
+    if (type == CERT_NAME_RDN_TYPE) {
+        return L"CN=" + entry->friendlyName;
+    }
     if (type == CERT_NAME_FRIENDLY_DISPLAY_TYPE) {
         return entry->friendlyName;
     }

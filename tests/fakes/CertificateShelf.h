@@ -20,7 +20,8 @@ public:
     explicit CertificateShelf(ScriptedPlatform& platform);
     ~CertificateShelf();
 
-    // Returns a certificate without references, trusted unless it is added to untrusted.
+    // Returns a certificate without references, trusted unless it is added to untrusted. Its
+    // subject is "CN=" and the friendly name, its encoding the bytes 0x30 and its number from 1 on.
     PCCERT_CONTEXT make(std::vector<std::wstring> dnsNames = {}, std::wstring friendlyName = {});
 
     // Returns a counted reference, as the platform does.
@@ -49,6 +50,7 @@ private:
         CERT_CONTEXT context{};
         std::vector<std::wstring> dnsNames;
         std::wstring friendlyName;
+        BYTE encoded[2] = {0x30};
     };
 
     // A chain of the certificate alone.

@@ -5,6 +5,7 @@
 #include "fakes/ScriptedPlatform.h"
 
 #include "VexaSsl/IConfig.h"
+#include "VexaSsl/IConnectionInfo.h"
 #include "VexaSsl/ILog.h"
 #include "VexaSsl/IOtlsProvider.h"
 #include "VexaSsl/ISocketStrategy.h"
@@ -51,6 +52,14 @@ class Provider : public UnderConstruction<IOtlsProvider> {
 public:
     explicit Provider(const Call& call) : UnderConstruction(call) {}
     int startOtls() override { return 0; }
+};
+
+class Info : public UnderConstruction<IConnectionInfo> {
+public:
+    explicit Info(const Call& call) : UnderConstruction(call) {}
+    ConnectionInfo connectionInfo() const override { return {}; }
+    ConnectionFailure lastFailure() const override { return {}; }
+    int heldBytes() override { return 0; }
 };
 
 class Log : public UnderConstruction<ILog> {
@@ -149,6 +158,12 @@ TEST_F(PureVirtualHandler, slotOfISocketStrategyThrows) {
 
 TEST_F(PureVirtualHandler, slotOfIOtlsProviderThrows) {
     expectThrown<Provider>([](IOtlsProvider& provider) { provider.startOtls(); });
+}
+
+TEST_F(PureVirtualHandler, slotOfIConnectionInfoThrows) {
+    expectThrown<Info>([](IConnectionInfo& info) { info.connectionInfo(); });
+    expectThrown<Info>([](IConnectionInfo& info) { info.lastFailure(); });
+    expectThrown<Info>([](IConnectionInfo& info) { info.heldBytes(); });
 }
 
 TEST_F(PureVirtualHandler, looksForTheDumpLibraryByItsName) {

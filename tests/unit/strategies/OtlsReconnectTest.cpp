@@ -22,6 +22,7 @@ protected:
     void expectStillEncrypted() {
         EXPECT_EQ(stage.strategy->record.get(), before);
         EXPECT_EQ(stage.strategy->record->socket, connection);
+        std::erase(stage.platform.calls, "WSAGetLastError"); // why an accept failed
         EXPECT_TRUE(stage.platform.calls.empty()) << "no handshake";
         stage.written.clear();
         EXPECT_EQ(stage.send("data"), 4);
