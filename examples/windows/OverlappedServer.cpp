@@ -1,20 +1,25 @@
-// A server with overlapped operations: one thread echoes what several clients send.
+// A server for many clients: it echoes what they send, at a completion port with a thread for each
+// core.
 //
 //   overlapped_server PORT INI-FILE CONNECTION CLIENTS
 //
-// Prints "port <number>" when it is ready and ends after CLIENTS connections. The handshake blocks,
-// so one slow client delays the others here; a larger server runs completeAcceptEx on another
-// thread.
+// Prints "port <number>" when it is ready and ends after CLIENTS connections. Handshakes block, and
+// so does sending to a client that doesn't read. Both have a thread of their own, so that such
+// clients don't keep the threads that serve all others.
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
+#include <algorithm>
+#include <condition_variable>
 #include <exception>
 #include <iostream>
+#include <list>
 #include <memory>
-#include <stdexcept>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -22,42 +27,80 @@ namespace {
 
 using namespace VexaSsl;
 
-// A connection, from the AcceptEx posted for it to its end. One operation is always pending and the
-// system writes to its members, so a Client can't be moved.
+// SslLog has no lock, and several threads log.
+class LockedLog : public ILog {
+public:
+    void log(Severity severity, const std::wstring& text) override {
+        const std::lock_guard lock(mutex);
+        sink.log(severity, text);
+    }
+    void setMinimumSeverity(Severity severity) override {
+        const std::lock_guard lock(mutex);
+        sink.setMinimumSeverity(severity);
+    }
+
+private:
+    std::mutex mutex;
+    SslLog sink;
+};
+
+// A connection. Once it is secured a receive is always pending, except while a thread serves it.
+// The system writes to its members, so it can't be moved.
 class Client {
 public:
-    Client(ILog& log, const IConfig& config, SOCKET listener)
-        : strategy(instantiateSocketStrategy(log, config)), listener(listener),
-          socket(::socket(AF_INET, SOCK_STREAM, 0)) {
-        overlapped.hEvent = WSACreateEvent();
-        strategy->AcceptEx(listener, socket, buffer, 0, addressLength, addressLength, &count,
-                           &overlapped);
-    }
-    ~Client() {
-        closesocket(socket); // aborts the pending operation
-        WSACloseEvent(overlapped.hEvent);
-    }
+    Client(ILog& log, const IConfig& config)
+        : strategy(instantiateSocketStrategy(log, config)),
+          socket(::socket(AF_INET, SOCK_STREAM, 0)) {}
+    ~Client() { closesocket(socket); }
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    bool isAccepted() const { return accepted; }
-    HANDLE event() const { return overlapped.hEvent; }
+    // Waits for a client of the listener.
+    bool accept(SOCKET listener) {
+        overlapped.hEvent = WSACreateEvent();
+        strategy->AcceptEx(listener, socket, buffer, 0, addressLength, addressLength, &count,
+                           &overlapped);
+        const BOOL accepted = WSAGetOverlappedResult(listener, &overlapped, &count, TRUE, &flags);
+        WSACloseEvent(overlapped.hEvent);
+        setsockopt(socket, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
+                   reinterpret_cast<const char*>(&listener), sizeof listener);
+        return accepted != FALSE;
+    }
 
-    // Handles the completion of the pending operation and posts the next one. Returns false at the
-    // end of the connection.
-    bool advance() {
-        const SOCKET waitedFor = accepted ? socket : listener;
-        const bool succeeded =
-            WSAGetOverlappedResult(waitedFor, &overlapped, &count, FALSE, &flags) != FALSE;
-        const bool first = !std::exchange(accepted, true);
-        if (first) {
-            setsockopt(socket, SOL_SOCKET, SO_UPDATE_ACCEPT_CONTEXT,
-                       reinterpret_cast<const char*>(&listener), sizeof listener);
-            return succeeded && strategy->completeAcceptEx() == 0 && post(socket);
+    // Runs the handshake and posts the first receive, which completes at the port. Blocks. Returns
+    // false at the end of the connection.
+    bool secure(HANDLE port) {
+        const std::lock_guard lock(mutex);
+        const DWORD limit = 30000; // against silent clients, and those that don't read
+        for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+            setsockopt(socket, SOL_SOCKET, option, reinterpret_cast<const char*>(&limit),
+                       sizeof limit);
         }
+        overlapped = {};
+        return strategy->completeAcceptEx() == 0 &&
+               CreateIoCompletionPort(reinterpret_cast<HANDLE>(socket), port,
+                                      reinterpret_cast<ULONG_PTR>(this), 0) == port &&
+               post(socket);
+    }
+
+    // Whether the echo can be sent without waiting for the client.
+    bool isWritable() {
+        const std::lock_guard lock(mutex);
+        fd_set writable{};
+        FD_SET(socket, &writable);
+        const timeval atOnce{};
+        return strategy->select(0, nullptr, &writable, nullptr, &atOnce) != 0;
+    }
+
+    // Echoes what the completed receive brought and posts the next one. Returns false at the end of
+    // the connection.
+    bool serve() {
+        const std::lock_guard lock(mutex);
         // Only a completion with a count of 0 is the end of the stream: 0 bytes of plaintext may be
         // an incomplete record. Plaintext that is held at the end is still echoed.
-        const bool ends = !succeeded || count == 0;
+        const bool ends =
+            WSAGetOverlappedResult(socket, &overlapped, &count, FALSE, &flags) == FALSE ||
+            count == 0;
         if (ends) {
             count = 0;
         }
@@ -103,37 +146,98 @@ private:
 
     static constexpr DWORD addressLength = sizeof(sockaddr_storage) + 16;
     std::unique_ptr<ISocketStrategy> strategy;
-    SOCKET listener;
     SOCKET socket;
-    bool accepted = false;
+    // Another thread may take the completion of a receive before WSARecv has returned on this one.
+    std::mutex mutex;
     WSAOVERLAPPED overlapped{};
     DWORD count = 0;
     DWORD flags = 0;
-    char buffer[16384];
+    char buffer[4096]; // an idle connection needs four times this size
 };
 
-// Accepts that many connections. Returns when the last one has ended.
-void serve(ILog& log, const IConfig& config, SOCKET listener, int remaining) {
-    std::vector<std::unique_ptr<Client>> clients;
-    while (remaining > 0 || !clients.empty()) {
-        if (remaining > 0 && (clients.empty() || clients.back()->isAccepted())) {
-            clients.push_back(std::make_unique<Client>(log, config, listener));
-            --remaining;
-        }
-        std::vector<HANDLE> events;
-        for (const auto& client : clients) {
-            events.push_back(client->event());
-        }
-        const DWORD index = WSAWaitForMultipleEvents(static_cast<DWORD>(events.size()),
-                                                     events.data(), FALSE, WSA_INFINITE, FALSE);
-        if (index >= events.size()) {
-            throw std::runtime_error("cannot wait for more than 64 events");
-        }
-        if (!clients[index]->advance()) {
-            clients.erase(clients.begin() + index);
+class Server {
+public:
+    Server() : port(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0)) {
+        for (unsigned left = std::max(std::thread::hardware_concurrency(), 1U); left > 0; --left) {
+            workers.emplace_back([this] { work(); });
         }
     }
-}
+    // Waits for the end of every connection.
+    ~Server() {
+        {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [this] { return clients == 0 && blocking.empty(); });
+        }
+        for (std::size_t left = workers.size(); left > 0; --left) {
+            PostQueuedCompletionStatus(port, 0, 0, nullptr);
+        }
+        workers.clear();
+        CloseHandle(port);
+    }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    void start(std::unique_ptr<Client> accepted) {
+        Client* const client = accepted.release();
+        {
+            const std::lock_guard lock(mutex);
+            ++clients;
+        }
+        startBlocking([this, client] { endUnless(client->secure(port), client); });
+    }
+
+private:
+    // A thread of the port.
+    void work() {
+        for (;;) {
+            DWORD count = 0;
+            ULONG_PTR key = 0;
+            OVERLAPPED* overlapped = nullptr;
+            GetQueuedCompletionStatus(port, &count, &key, &overlapped, INFINITE);
+            if (key == 0) {
+                return;
+            }
+            auto* const client = reinterpret_cast<Client*>(key);
+            if (client->isWritable()) {
+                endUnless(client->serve(), client);
+            } else {
+                startBlocking([this, client] { endUnless(client->serve(), client); });
+            }
+        }
+    }
+
+    // Without an end another thread may serve the client already.
+    void endUnless(bool isOpen, Client* client) {
+        if (!isOpen) {
+            delete client;
+            const std::lock_guard lock(mutex);
+            --clients;
+            changed.notify_one();
+        }
+    }
+
+    // Runs the step on a thread of its own.
+    template <typename Step>
+    void startBlocking(Step step) {
+        const std::lock_guard lock(mutex);
+        ended.clear(); // joins them
+        const auto thread = blocking.emplace(blocking.end());
+        *thread = std::jthread([this, thread, step] {
+            step();
+            const std::lock_guard retiring(mutex);
+            ended.splice(ended.end(), blocking, thread);
+            changed.notify_one();
+        });
+    }
+
+    HANDLE port;
+    std::vector<std::jthread> workers;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int clients = 0;
+    std::list<std::jthread> blocking;
+    std::list<std::jthread> ended;
+};
 
 } // namespace
 
@@ -144,12 +248,18 @@ int main(int argc, char** argv) {
     }
     try {
         const Winsock winsock;
-        SslLog log;
+        LockedLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));
         const SOCKET listener = listenLocally(static_cast<u_short>(std::stoi(argv[1])));
         std::cout << "port " << portOf(listener) << std::endl;
-        serve(log, *config, listener, std::stoi(argv[4]));
+        Server server;
+        for (int left = std::stoi(argv[4]); left > 0; --left) {
+            auto client = std::make_unique<Client>(log, *config);
+            if (client->accept(listener)) {
+                server.start(std::move(client));
+            }
+        }
         closesocket(listener);
         return 0;
     } catch (const std::exception& error) {

@@ -8,19 +8,16 @@
 namespace VexaSsl::tool {
 
 TaskThreads::~TaskThreads() {
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return running.empty(); });
-    }
-    joinEnded();
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return running.empty(); });
 }
 
 void TaskThreads::start(std::function<void()> task) {
-    joinEnded();
     const std::lock_guard lock(mutex); // a short task must not retire before it is stored
+    ended.clear();
     const auto thread = running.emplace(running.end());
     try {
-        *thread = std::thread([this, thread, task = std::move(task)] {
+        *thread = std::jthread([this, thread, task = std::move(task)] {
             task();
             retire(thread);
         });
@@ -34,17 +31,6 @@ void TaskThreads::retire(Threads::iterator thread) {
     const std::lock_guard lock(mutex);
     ended.splice(ended.end(), running, thread);
     changed.notify_one();
-}
-
-void TaskThreads::joinEnded() {
-    Threads finished;
-    {
-        const std::lock_guard lock(mutex);
-        finished.swap(ended);
-    }
-    for (std::thread& thread : finished) {
-        thread.join();
-    }
 }
 
 } // namespace VexaSsl::tool

@@ -24,15 +24,14 @@ public:
     void start(std::function<void()> task);
 
 private:
-    using Threads = std::list<std::thread>;
+    using Threads = std::list<std::jthread>;
 
     void retire(Threads::iterator thread);
-    void joinEnded();
 
     std::mutex mutex;
     std::condition_variable changed;
     Threads running;
-    Threads ended; // or about to end
+    Threads ended; // or about to end; joined when destroyed
 };
 
 } // namespace VexaSsl::tool
