@@ -46,14 +46,17 @@ TEST(ConnectOnATerminal, linesAreEchoedOneByOneUntilTheEndOfTheInput) {
     }
 }
 
-TEST(ConnectOnATerminal, plainTextPrintsNothingElse) {
+TEST(ConnectOnATerminal, plainTextPrintsItsNoteAndNothingElse) {
     RunningServer server(plainText());
     TerminalSession user(connectTo(server.target()), TerminalSession::Output::onTerminal);
+    std::string note = plainTextNote;
+    note.insert(note.size() - 1, "\r");
+    ASSERT_TRUE(user.shows(note)) << user.shown();
     user.type("hello\n");
     EXPECT_TRUE(user.shows(typedAndEchoed("hello"))) << user.shown();
     user.type(TerminalSession::endOfFile);
     EXPECT_EQ(user.exitStatus(), 0);
-    EXPECT_EQ(user.shown(), typedAndEchoed("hello"));
+    EXPECT_EQ(user.shown(), note + typedAndEchoed("hello"));
 }
 
 TEST(ConnectOnATerminal, interruptEndsItAtOnceAndClosesTheConnection) {

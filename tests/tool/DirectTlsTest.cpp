@@ -159,8 +159,7 @@ TEST(PlainConnect, isNoted) {
     RunningServer server(plainText());
     const Outcome outcome = connected(server.target(), {});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.errors,
-              "vexassl: note: there is neither --tls nor --ini: this is plain text\n");
+    EXPECT_EQ(outcome.errors, plainTextNote);
     EXPECT_THAT(connected(server.target(), configured({{"UseEncryption", "False"}})).errors,
                 Not(HasSubstr("neither")));
 }

@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+
+#include <chrono>
 #include <memory>
+#include <thread>
 
 namespace VexaSsl::test {
 namespace {
@@ -211,6 +215,45 @@ TEST(ExitStatus, serverThatDistrustsOurCertificateRefusesUs) {
     expectFailure(connected(server.target(),
                             secureClient({{"ClientCertificateToSendName", pki::untrustedClient}})),
                   8, "the peer refused our certificate");
+}
+
+// serve judges a certificate after the handshake and just closes; what the client has sent by then
+// decides whether that resets the connection.
+TEST(ExitStatus, certificateRefusedAfterTheHandshakeIsRefusedEachTime) {
+    RunningServer server(secureServer() + Words{"--expect-client", "nobody.test"});
+    const Words own = secureClient({{"ClientCertificateToSendName", pki::client}});
+    for (int i = 0; i < 5; ++i) {
+        expectFailure(connected(server.target(), own), 8, "the peer refused our certificate");
+        expectFailure(connected(server.target(), own, Command::Input::none()), 8,
+                      "it asked for one, and ended the connection without sending a byte");
+        Command waiting(connectTo(server.target(), own), Command::Input::open());
+        EXPECT_EQ(waiting.exitStatus(), 8) << waiting.errors();
+    }
+}
+
+TEST(ExitStatus, certificateThatAServerWantsIsRefusedEachTime) {
+    RunningServer server(secureServer() + Words{"--expect-client", "Any"});
+    for (int i = 0; i < 5; ++i) {
+        expectFailure(connected(server.target(), secureClient()), 8, "or wants one");
+    }
+}
+
+TEST(ExitStatus, inputThatThePeersSystemNeverTookIsCutShort) {
+    Listener listener;
+    const int small = 4096;
+    const int descriptor = static_cast<int>(listener.handle());
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    Command client(connectTo("127.0.0.1:" + std::to_string(listener.port())),
+                   Command::Input::text(std::string(60000, 'x')));
+    {
+        const int accepted = accept(descriptor, nullptr, nullptr);
+        const HostSocket peer(static_cast<SOCKET>(accepted));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        shutdown(peer.descriptor(), SHUT_WR);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        EXPECT_TRUE(client.running()) << client.errors();
+    }
+    expectFailure(runToEnd(client), 9, "before the peer took all input");
 }
 
 TEST(ExitStatus, trustedClientCertificateIsWell) {

@@ -94,7 +94,7 @@ TEST(Serve, servesPlainTextWithoutConfiguration) {
             runTool({"connect", server.target()}, Command::Input::text("in the clear"));
         EXPECT_EQ(outcome.status, 0) << outcome.errors;
         EXPECT_EQ(outcome.output, "in the clear");
-        EXPECT_EQ(outcome.errors, "");
+        EXPECT_EQ(outcome.errors, plainTextNote);
     }
 }
 

@@ -51,6 +51,10 @@ private:
 // vexassl connect.
 Words connectTo(const std::string& target, const Words& arguments = {});
 
+// What connect says where nothing was asked for: the one line of a connection in the clear.
+inline const std::string plainTextNote =
+    "vexassl: note: there is neither --tls nor --ini: this is plain text\n";
+
 struct Outcome {
     int status = -1;
     std::string output;

@@ -6,6 +6,8 @@
 
 #include "VexaSsl/Sockets.h"
 
+#include <functional>
+
 namespace VexaSsl::tool {
 
 // Allows a server that just ended to be restarted on the same port. Returns false on failure, with
@@ -28,6 +30,11 @@ void sendAtOnce(SOCKET s);
 bool takesData(SOCKET s);
 // Sets the size of the system's send buffer, where takesData depends on it.
 void setSendBuffer(SOCKET s, int size);
+
+// Waits, once both directions are shut down, until the peer's system has acknowledged everything
+// that was sent, or until mayWait returns false. Returns whether it has; true where the system
+// doesn't tell.
+bool waitUntilTaken(SOCKET s, const std::function<bool()>& mayWait);
 
 // Shuts down both directions, which ends operations of other threads that wait for the peer.
 void endTraffic(SOCKET s);

@@ -21,8 +21,8 @@ public:
     Call(const ConnectOptions& options, const Endpoint& target, const IConfig& config,
          LinePrinter& printer)
         : options(options), target(target), report(printer), log(printer),
-          strategy(
-              makeStrategy(log, [&] { return makeTargetStrategy(log, config, target.host); })) {}
+          strategy(makeStrategy(
+              log, [&] { return makeTargetStrategy(log, config, target.host, handshake); })) {}
 
     void run() {
         AddressList addresses;
@@ -48,6 +48,7 @@ private:
             return platform::WSAGetLastError();
         }
         sendAtOnce(socket.get());
+        handshake.start();
         Watchdog::Guard guard(watchdog, socket.get(), options.connection.timeout());
         if (strategy->connect(socket.get(), address.ai_addr,
                               static_cast<int>(address.ai_addrlen)) != 0) {
@@ -84,6 +85,7 @@ private:
             }
             throw;
         }
+        handshake.start();
         if (!switchToTls(*strategy)) {
             judgeConnect(0, guard);
             throw Failure(ExitStatus::Handshake, target.text() + ": no secure connection");
@@ -96,8 +98,30 @@ private:
         // A blocking recv that reads the peer's closure discards what it took before, and would
         // lose a response whose closure follows one read later.
         const auto receiver = makeOverlappedReceiver(*strategy, s);
-        const AtInputEnd then = options.keepOpen ? AtInputEnd::KeepOpen : AtInputEnd::ShutDown;
-        Conversation(*strategy, s, log, guard, *input, then, *receiver).run();
+        const AtInputEnd then = options.keepOpen ? AtInputEnd::KeepOpen
+                                : handshake.certificateRequested()
+                                    ? AtInputEnd::ShutDownAfterAMoment
+                                    : AtInputEnd::ShutDown;
+        Conversation conversation(*strategy, s, log, guard, *input, then, *receiver);
+        try {
+            conversation.run();
+        } catch (const Failure& failure) {
+            const bool isOfAnEnd =
+                failure.status == ExitStatus::CutShort || log.diagnosis().peerSentAlert();
+            if (!isOfAnEnd || !isRefused(conversation)) {
+                throw;
+            }
+        }
+        if (isRefused(conversation)) {
+            throw Failure(ExitStatus::RefusedByPeer,
+                          "the peer refused our certificate, or wants one: it asked for one, and "
+                          "ended the connection without sending a byte");
+        }
+    }
+
+    // Some servers judge a certificate after their last handshake message, and just close.
+    bool isRefused(const Conversation& conversation) const {
+        return handshake.certificateRequested() && conversation.endedUnheard();
     }
 
     std::unique_ptr<ConversationInput> makeInput() {
@@ -111,6 +135,7 @@ private:
     const Endpoint& target;
     ConnectReport report;
     ToolLog log;
+    HandshakeWatch handshake;
     Watchdog watchdog;
     std::unique_ptr<ISocketStrategy> strategy;
 };

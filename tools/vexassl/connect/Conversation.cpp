@@ -6,6 +6,7 @@
 #include "common/SendAll.h"
 #include "common/StandardStreams.h"
 
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <thread>
@@ -16,6 +17,9 @@ namespace VexaSsl::tool {
 namespace {
 
 constexpr std::size_t bufferSize = 32768;
+
+// For a peer to judge our certificate after the handshake.
+constexpr std::chrono::seconds timeToRefuse{2};
 
 // The record that follows lost data can't be decrypted, and its error text suggests tampering.
 constexpr const char* missed = "; a server that speaks first may also have sent its first bytes "
@@ -79,9 +83,19 @@ void Conversation::sendInput() {
     if (input.cancelled()) {
         return;
     }
+    if (atInputEnd == AtInputEnd::ShutDownAfterAMoment) {
+        answered.get_future().wait_for(timeToRefuse);
+    }
     inputEnded = true;
     guard.restart();
-    if (atInputEnd == AtInputEnd::ShutDown && platform::shutdown(socket, SD_SEND) != 0) {
+    if (atInputEnd != AtInputEnd::KeepOpen && !unheardEnd) {
+        sendEnd();
+    }
+}
+
+void Conversation::sendEnd() {
+    ourEndSent = true;
+    if (platform::shutdown(socket, SD_SEND) != 0) {
         // The peer doesn't learn of the end, so it might never close.
         shutdownError = platform::WSAGetLastError();
         endTraffic(socket);
@@ -89,10 +103,30 @@ void Conversation::sendInput() {
 }
 
 void Conversation::receiveAll() {
+    try {
+        receiveEach();
+    } catch (...) {
+        noteAnswer();
+        throw;
+    }
+    unheardEnd = !somethingCame && !ourEndSent;
+    noteAnswer();
+}
+
+// The first of all calls counts.
+void Conversation::noteAnswer() {
+    if (!isAnswered) {
+        isAnswered = true;
+        answered.set_value();
+    }
+}
+
+void Conversation::receiveEach() {
     std::vector<char> buffer(bufferSize);
     int count = 0;
     while ((count = receiver.receive(buffer.data(), static_cast<int>(bufferSize))) > 0) {
         somethingCame = true;
+        noteAnswer();
         if (inputEnded) {
             guard.pause(); // the reader of our output has no time limit
         }
@@ -105,6 +139,11 @@ void Conversation::receiveAll() {
         }
     }
     receiveError = platform::WSAGetLastError();
+}
+
+bool Conversation::endedUnheard() const {
+    return unheardEnd && receiver.end() != StreamEnd::InsideRecord && !guard.expired() &&
+           input.failure().empty();
 }
 
 void Conversation::throwFailure() const {
@@ -122,8 +161,7 @@ void Conversation::throwFailure() const {
     const Diagnosis diagnosis = log.diagnosis();
     // The library sends no TLS closure. Some peers answer the shutdown of our sending side with a
     // fatal alert; the conversation ended as intended all the same.
-    const bool closureIsMissed =
-        inputEnded && atInputEnd == AtInputEnd::ShutDown && diagnosis.peerSentAlert();
+    const bool closureIsMissed = ourEndSent && diagnosis.peerSentAlert();
     if (diagnosis.status() != ExitStatus::Success && !closureIsMissed) {
         const bool mayHaveMissed = receiver.end() == StreamEnd::Broken && !somethingCame;
         throw Failure(diagnosis.status(), causeText(diagnosis) + (mayHaveMissed ? missed : ""));
@@ -142,6 +180,19 @@ void Conversation::throwFailure() const {
         throw Failure(ExitStatus::CutShort, "the connection ended before all input was sent: " +
                                                 socketErrorText(sendError));
     }
+    requireTaken();
+}
+
+// The peer may end its side and never read the last of the input.
+void Conversation::requireTaken() const {
+    guard.restart();
+    if (waitUntilTaken(socket, [this] { return !guard.expired(); })) {
+        return;
+    }
+    if (guard.expired()) {
+        throw Failure(ExitStatus::TimedOut, "timed out: the peer takes no more");
+    }
+    throw Failure(ExitStatus::CutShort, "the connection ended before the peer took all input");
 }
 
 } // namespace VexaSsl::tool

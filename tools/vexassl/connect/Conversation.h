@@ -12,13 +12,15 @@
 
 #include <atomic>
 #include <exception>
+#include <future>
 
 namespace VexaSsl::tool {
 
 // What happens to the sending side at the end of the input. A peer sees the end only when it is
 // shut down; since no TLS closure is sent, some peers take that for a broken connection and stop
-// answering.
-enum class AtInputEnd { ShutDown, KeepOpen };
+// answering. A peer that asked for a certificate gets a moment before: one that refuses ours ends
+// the connection by itself, one that accepts it waits for us.
+enum class AtInputEnd { ShutDown, ShutDownAfterAMoment, KeepOpen };
 
 class Conversation {
 public:
@@ -32,11 +34,18 @@ public:
     // ended.
     void run();
 
+    // Whether the peer ended it first and without sending a byte; called after run.
+    bool endedUnheard() const;
+
 private:
     std::exception_ptr endedBy(void (Conversation::*side)()) noexcept;
     void sendInput();
+    void sendEnd();
     void receiveAll();
+    void receiveEach();
+    void noteAnswer();
     void throwFailure() const;
+    void requireTaken() const;
 
     ISocketStrategy& strategy;
     SOCKET socket;
@@ -48,10 +57,14 @@ private:
 
     // Written by the sender and read after the join; atomic if the receiver reads it earlier.
     std::atomic<bool> inputEnded = false;
+    std::atomic<bool> ourEndSent = false;
     bool sendFailed = false;
     int sendError = 0;
     int shutdownError = 0;
 
+    std::promise<void> answered; // set when something came or the stream ended
+    bool isAnswered = false;
+    std::atomic<bool> unheardEnd = false;
     bool somethingCame = false;
     bool outputFailed = false;
     bool inputLeft = false;

@@ -1,8 +1,14 @@
 #include "HostCalls.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
+
+#include <chrono>
+#include <functional>
+#include <thread>
 
 namespace VexaSsl::tool {
 
@@ -34,6 +40,23 @@ bool takesData(SOCKET s) {
 
 void setSendBuffer(SOCKET s, int size) {
     ::setsockopt(nativeSocket(s), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+}
+
+bool waitUntilTaken(SOCKET s, const std::function<bool()>& mayWait) {
+    constexpr int ownEnd = 1; // the end of our stream counts as a byte
+    int unacknowledged = 0;
+    while (::ioctl(nativeSocket(s), SIOCOUTQ, &unacknowledged) == 0 && unacknowledged > ownEnd) {
+        tcp_info state{};
+        socklen_t size = sizeof state;
+        const bool isClosed =
+            ::getsockopt(nativeSocket(s), IPPROTO_TCP, TCP_INFO, &state, &size) != 0 ||
+            state.tcpi_state == TCP_CLOSE;
+        if (isClosed || !mayWait()) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
 
 void endTraffic(SOCKET s) {

@@ -1,5 +1,7 @@
 #include "HostCalls.h"
 
+#include <functional>
+
 namespace VexaSsl::tool {
 
 // Connections that are closing don't hold the port on Windows. (SO_REUSEADDR would let any program
@@ -32,6 +34,11 @@ bool takesData(SOCKET s) {
 
 // A socket that select reports takes a whole send, whatever the size.
 void setSendBuffer(SOCKET, int) {}
+
+// Winsock doesn't report what the peer has acknowledged.
+bool waitUntilTaken(SOCKET, const std::function<bool()>&) {
+    return true;
+}
 
 // shutdown allows no new operation but doesn't end waiting ones.
 void endTraffic(SOCKET s) {
