@@ -2,6 +2,8 @@
 // connection; certificates come from the machine's stores.
 //
 //   client_host HOST PORT INI-FILE CONNECTION TEXT
+#include "Breakpoints.h"
+
 #include <VexaSsl/SslLog.h>
 #include <VexaSsl/VexaSsl.h>
 
@@ -74,6 +76,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     try {
+        const BreakpointHandler breakpoints;
         SslLog log; // must outlive everything created with it
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[3], convertNarrowToWide(argv[4]));

@@ -4,6 +4,7 @@
 //   opportunistic_pair INI-FILE CONNECTION
 //
 // The connection must have UseEncryption=Opportunistically and no log layers.
+#include "Breakpoints.h"
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
@@ -117,6 +118,7 @@ int main(int argc, char** argv) {
     }
     try {
         const Winsock winsock;
+        const BreakpointHandler breakpoints;
         LockedLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[1], convertNarrowToWide(argv[2]));

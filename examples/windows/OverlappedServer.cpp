@@ -6,6 +6,7 @@
 // Prints "port <number>" when it is ready and ends after CLIENTS connections. Handshakes block, and
 // so does sending to a client that doesn't read. Both have a thread of their own, so that such
 // clients don't keep the threads that serve all others.
+#include "Breakpoints.h"
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
@@ -248,6 +249,7 @@ int main(int argc, char** argv) {
     }
     try {
         const Winsock winsock;
+        const BreakpointHandler breakpoints;
         LockedLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));

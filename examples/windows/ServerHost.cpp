@@ -6,6 +6,7 @@
 // Prints "port <number>" when it is ready (PORT 0 chooses a free one) and ends after CLIENTS
 // connections. A larger server runs completeAcceptEx, which is the handshake, on a thread of the
 // connection.
+#include "Breakpoints.h"
 #include "Listener.h"
 
 #include <VexaSsl/SslLog.h>
@@ -73,6 +74,7 @@ int main(int argc, char** argv) {
     }
     try {
         const Winsock winsock;
+        const BreakpointHandler breakpoints;
         SslLog log;
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[2], convertNarrowToWide(argv[3]));
