@@ -1,7 +1,10 @@
-// A small client: sends one line to a server and prints the answer. An ini file configures the
+// A small client: sends one line to a server and prints the answer. It tries again after a failure
+// that may pass, and gives up at once on a server that it doesn't trust. An ini file configures the
 // connection.
 //
 //   client_host HOST PORT INI-FILE CONNECTION CERTIFICATES TEXT
+#include "Receiver.h"
+
 #include <VexaPlatform/Certificates.h>
 #include <VexaPlatform/HostSockets.h>
 #include <VexaSsl/SslLog.h>
@@ -9,9 +12,11 @@
 
 #include <netinet/tcp.h>
 
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -24,6 +29,16 @@ void setOptions(SOCKET s) {
     setsockopt(static_cast<int>(s), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const int yes = 1;
     setsockopt(static_cast<int>(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+}
+
+// Returns whether trying again may help. In the clear there is no cause, and only the network
+// fails.
+bool mayPass(const ConnectionFailure& failure) {
+    return failure.cause == FailureCause::Transport || failure.cause == FailureCause::None;
+}
+
+ConnectionFailure lastFailure(const ISocketStrategy& strategy) {
+    return dynamic_cast<const IConnectionInfo&>(strategy).lastFailure();
 }
 
 // Tries the addresses of the host in order. Returns INVALID_SOCKET when none can be connected to.
@@ -39,15 +54,39 @@ SOCKET connectTo(ISocketStrategy& strategy, const char* host, const char* port) 
     SOCKET connected = INVALID_SOCKET;
     for (const addrinfo* a = addresses; a && connected == INVALID_SOCKET; a = a->ai_next) {
         const SOCKET s = platform::socket(a->ai_family, SOCK_STREAM, 0);
+        if (s == INVALID_SOCKET) { // the system lacks the family
+            continue;
+        }
         setOptions(s);
         if (strategy.connect(s, a->ai_addr, static_cast<int>(a->ai_addrlen)) == 0) {
             connected = s;
         } else {
             platform::closesocket(s); // no strategy closes a socket
+            if (!mayPass(lastFailure(strategy))) {
+                break; // it would be the same at the next address
+            }
         }
     }
     platform::freeaddrinfo(addresses);
     return connected;
+}
+
+// Tries three times, one and two seconds apart.
+SOCKET connectPatiently(ISocketStrategy& strategy, const char* host, const char* port) {
+    constexpr int attempts = 3;
+    for (int attempt = 1;; ++attempt) {
+        const SOCKET connected = connectTo(strategy, host, port);
+        if (connected != INVALID_SOCKET) {
+            return connected;
+        }
+        const ConnectionFailure failure = lastFailure(strategy);
+        std::cerr << "attempt " << attempt << ": " << convertWideToNarrow(failure.text)
+                  << std::endl;
+        if (attempt == attempts || !mayPass(failure)) {
+            return INVALID_SOCKET;
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(attempt));
+    }
 }
 
 // Returns whether the answer was received up to the end of the stream.
@@ -57,9 +96,10 @@ bool exchange(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
         return false;
     }
     platform::shutdown(s, SD_SEND);
+    Receiver receiver(strategy, s);
     char buffer[4096];
     int count = 0;
-    while ((count = strategy.recv(s, buffer, sizeof buffer, 0)) > 0) {
+    while ((count = receiver.receive(buffer, sizeof buffer)) > 0) {
         std::cout.write(buffer, count);
     }
     return count == 0;
@@ -79,7 +119,7 @@ int main(int argc, char** argv) {
         const auto config =
             constructSslConfigurationFromIniFile(log, argv[3], convertNarrowToWide(argv[4]));
         const auto strategy = instantiateSocketStrategy(log, *config); // one per connection
-        const SOCKET s = connectTo(*strategy, argv[1], argv[2]);
+        const SOCKET s = connectPatiently(*strategy, argv[1], argv[2]);
         if (s == INVALID_SOCKET) {
             std::cerr << "cannot connect: see the log\n";
             return 1;

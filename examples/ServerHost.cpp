@@ -1,5 +1,5 @@
-// A small server: echoes what clients send, one client at a time. An ini file configures the
-// connections.
+// A small server: looks up who came and echoes what clients send, one client at a time. An ini file
+// configures the connections.
 //
 //   server_host PORT INI-FILE CONNECTION CERTIFICATES CLIENTS
 //
@@ -7,6 +7,7 @@
 // connections. A larger server runs completeAcceptEx, which is the handshake, on a thread of the
 // connection.
 #include "Listener.h"
+#include "Receiver.h"
 
 #include <VexaPlatform/Certificates.h>
 #include <VexaPlatform/HostSockets.h>
@@ -21,10 +22,20 @@ namespace {
 
 using namespace VexaSsl;
 
+// Who the client is, by its certificate. A server asks for one with RequireClientAuthentication,
+// and then serves no client whose certificate isn't trusted.
+std::wstring nameOfClient(const ConnectionInfo& connection) {
+    if (!connection.peerTrusted) {
+        return L"an unknown client";
+    }
+    return connection.peerNames.empty() ? connection.peerSubject : connection.peerNames.front();
+}
+
 void echo(ISocketStrategy& strategy, SOCKET s) {
+    Receiver receiver(strategy, s);
     char buffer[16384];
     int count = 0;
-    while ((count = strategy.recv(s, buffer, sizeof buffer, 0)) > 0) {
+    while ((count = receiver.receive(buffer, sizeof buffer)) > 0) {
         for (int sent = 0; sent < count;) {
             const int piece = strategy.send(s, buffer + sent, count - sent, 0);
             if (piece == SOCKET_ERROR) {
@@ -54,6 +65,8 @@ bool serveOne(ILog& log, const IConfig& config, SOCKET listener) {
     setsockopt(static_cast<int>(s), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const bool secured = accepted && strategy->completeAcceptEx() == 0;
     if (secured) {
+        const auto& info = dynamic_cast<IConnectionInfo&>(*strategy);
+        log.log(Severity::Info, L"serving " + nameOfClient(info.connectionInfo()));
         echo(*strategy, s);
     }
     platform::closesocket(s);

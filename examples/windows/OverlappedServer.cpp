@@ -51,6 +51,7 @@ class Client {
 public:
     Client(ILog& log, const IConfig& config)
         : strategy(instantiateSocketStrategy(log, config)),
+          info(dynamic_cast<IConnectionInfo&>(*strategy)),
           socket(::socket(AF_INET, SOCK_STREAM, 0)) {}
     ~Client() { closesocket(socket); }
     Client(const Client&) = delete;
@@ -81,7 +82,7 @@ public:
         return strategy->completeAcceptEx() == 0 &&
                CreateIoCompletionPort(reinterpret_cast<HANDLE>(socket), port,
                                       reinterpret_cast<ULONG_PTR>(this), 0) == port &&
-               post(socket);
+               post();
     }
 
     // Whether the echo can be sent without waiting for the client.
@@ -106,14 +107,13 @@ public:
             count = 0;
         }
         const bool isOpen = complete();
-        const bool mayHoldMore = !isOpen || ends || count == sizeof buffer;
-        return echo() && (!mayHoldMore || drain()) && isOpen && !ends && post(socket);
+        return echo() && drain() && isOpen && !ends && post();
     }
 
 private:
-    bool post(SOCKET s) {
+    bool post() {
         WSABUF space{sizeof buffer, buffer};
-        return strategy->WSARecv(s, &space, 1, &count, &flags, &overlapped, nullptr) == 0 ||
+        return strategy->WSARecv(socket, &space, 1, &count, &flags, &overlapped, nullptr) == 0 ||
                WSAGetLastError() == WSA_IO_PENDING;
     }
 
@@ -125,28 +125,24 @@ private:
         return length == 0 || strategy->send(socket, buffer, length, 0) == length;
     }
 
-    // Echoes the plaintext that the strategy still holds. No completion announces it, and recv
-    // would also read from the socket and lose it at the peer's closure. A receive on
-    // INVALID_SOCKET fails at once without reading, but stays in the queue, and completing it
-    // delivers what is held. The closure may be reported before the bytes. Returns false at the end
-    // of the connection.
+    // Echoes the plaintext that the strategy still holds, which no completion announces. A recv of
+    // no more than that doesn't use the network. Returns false at the end of the connection, which
+    // is never reported before the bytes.
     bool drain() {
-        bool isOpen = true;
-        for (;;) {
-            post(INVALID_SOCKET);
-            count = 0;
-            if (!complete()) {
-                if (!std::exchange(isOpen, false)) {
-                    return false;
-                }
-            } else if (count == 0 || !echo()) {
-                return isOpen && count == 0;
+        int held = 0;
+        while ((held = info.heldBytes()) > 0) {
+            const int wanted = std::min(held, static_cast<int>(sizeof buffer));
+            count = static_cast<DWORD>(strategy->recv(socket, buffer, wanted, 0));
+            if (!echo()) {
+                return false;
             }
         }
+        return held == 0;
     }
 
     static constexpr DWORD addressLength = sizeof(sockaddr_storage) + 16;
     std::unique_ptr<ISocketStrategy> strategy;
+    IConnectionInfo& info; // of the strategy
     SOCKET socket;
     // Another thread may take the completion of a receive before WSARecv has returned on this one.
     std::mutex mutex;

@@ -1,11 +1,12 @@
-// A small server: echoes what clients send, one client at a time. An ini file configures the
-// connections; the certificate comes from the machine's personal store.
+// A small server: looks up who came and echoes what clients send, one client at a time. An ini file
+// configures the connections; the certificate comes from the machine's personal store.
 //
 //   server_host PORT INI-FILE CONNECTION CLIENTS
 //
 // Prints "port <number>" when it is ready (PORT 0 chooses a free one) and ends after CLIENTS
 // connections. A larger server runs completeAcceptEx, which is the handshake, on a thread of the
 // connection.
+#include "../Receiver.h"
 #include "Breakpoints.h"
 #include "Listener.h"
 
@@ -24,10 +25,20 @@ void setOption(SOCKET s, int option, const void* value, int size) {
     setsockopt(s, SOL_SOCKET, option, static_cast<const char*>(value), size);
 }
 
+// Who the client is, by its certificate. A server asks for one with RequireClientAuthentication,
+// and then serves no client whose certificate isn't trusted.
+std::wstring nameOfClient(const ConnectionInfo& connection) {
+    if (!connection.peerTrusted) {
+        return L"an unknown client";
+    }
+    return connection.peerNames.empty() ? connection.peerSubject : connection.peerNames.front();
+}
+
 void echo(ISocketStrategy& strategy, SOCKET s) {
+    Receiver receiver(strategy, s);
     char buffer[16384];
     int count = 0;
-    while ((count = strategy.recv(s, buffer, sizeof buffer, 0)) > 0) {
+    while ((count = receiver.receive(buffer, sizeof buffer)) > 0) {
         for (int sent = 0; sent < count;) {
             const int piece = strategy.send(s, buffer + sent, count - sent, 0);
             if (piece == SOCKET_ERROR) {
@@ -58,6 +69,8 @@ bool serveOne(ILog& log, const IConfig& config, SOCKET listener) {
     setOption(s, SO_RCVTIMEO, &milliseconds, sizeof milliseconds);
     const bool secured = accepted && strategy->completeAcceptEx() == 0;
     if (secured) {
+        const auto& info = dynamic_cast<IConnectionInfo&>(*strategy);
+        log.log(Severity::Info, L"serving " + nameOfClient(info.connectionInfo()));
         echo(*strategy, s);
     }
     closesocket(s);

@@ -14,8 +14,9 @@ std::string example(const std::string& program) {
     return std::string(VEXASSL_EXAMPLES) + "/" + program;
 }
 
-RunningHost::RunningHost(const Words& configuration, const std::string& name, int clients)
-    : program({example(name), "0", iniFile(configuration), "Tested", pki::folder().string(),
+RunningHost::RunningHost(const Words& configuration, const std::string& name, int clients,
+                         const std::string& port)
+    : program({example(name), port, iniFile(configuration), "Tested", pki::folder().string(),
                std::to_string(clients)}) {
     EXPECT_TRUE(program.shows("port ")) << program.errors();
     EXPECT_TRUE(program.shows("\n"));

@@ -51,11 +51,44 @@ TEST(Examples, untrustedPeerEndsBothWithAReason) {
     RunningHost server(secureServer(pki::untrusted));
     Command client(clientHost(server.port(), secureClient(), "never sent"));
     EXPECT_EQ(client.exitStatus(), 1);
+    EXPECT_NE(client.errors().find("attempt 1: InitializeSecurityContext failed: "),
+              std::string::npos)
+        << client.errors();
+    EXPECT_EQ(client.errors().find("attempt 2"), std::string::npos) << "it gives up";
     EXPECT_NE(client.errors().find("cannot connect: see the log"), std::string::npos);
     EXPECT_NE(client.output().find("[Error] InitializeSecurityContext failed with: "),
               std::string::npos)
         << client.output();
     EXPECT_EQ(server.command().exitStatus(), 1);
+}
+
+TEST(Examples, clientTriesAgainUntilTheServerIsThere) {
+    std::string port;
+    {
+        const Listener gone;
+        port = std::to_string(gone.port());
+    }
+    Command client(clientHost(port, secureClient(), "at last"));
+    ASSERT_TRUE(client.complains("attempt 1: cannot connect: ")) << client.errors();
+    RunningHost server(secureServer(), "server_host", 1, port);
+    EXPECT_EQ(client.exitStatus(), 0) << client.errors();
+    EXPECT_NE(client.output().find("at last\n"), std::string::npos);
+}
+
+void expectServed(const Words& server, const Words& client, const std::string& name) {
+    RunningHost host(server);
+    Command visitor(clientHost(host.port(), client, "hello"));
+    EXPECT_EQ(visitor.exitStatus(), 0) << visitor.errors();
+    EXPECT_EQ(host.command().exitStatus(), 0);
+    EXPECT_NE(host.command().output().find("[Info] serving " + name + "\n"), std::string::npos)
+        << host.command().output();
+}
+
+TEST(Examples, serverLooksUpWhoCame) {
+    expectServed(secureServer(), secureClient(), "an unknown client");
+    expectServed(secureServer(pki::localhost, {{"RequireClientAuthentication", "True"}}),
+                 secureClient({{"ClientCertificateToSendName", pki::clientWithTwoNames}}),
+                 "first.test");
 }
 
 TEST(Examples, overlappedServerServesSeveralClientsAtOnce) {

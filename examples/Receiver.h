@@ -1,0 +1,29 @@
+// Used by the examples on every system: a blocking receive that loses nothing. A recv of a whole
+// buffer may read again while it has room, and when that read brings the peer's TLS closure it
+// reports the end instead of the bytes that it has delivered. One byte is never followed by another
+// read, and what is held comes without any.
+#pragma once
+
+#include <VexaSsl/VexaSsl.h>
+
+#include <algorithm>
+
+class Receiver {
+public:
+    // Of an established connection.
+    Receiver(VexaSsl::ISocketStrategy& strategy, VexaSsl::SOCKET s)
+        : strategy(strategy), info(dynamic_cast<VexaSsl::IConnectionInfo&>(strategy)), socket(s),
+          isSecured(!info.connectionInfo().protocol.empty()) {}
+
+    // Returns what recv returns: bytes, 0 at the end of the stream, or SOCKET_ERROR.
+    int receive(char* buffer, int size) {
+        const int wanted = isSecured ? std::clamp(info.heldBytes(), 1, size) : size;
+        return strategy.recv(socket, buffer, wanted, 0);
+    }
+
+private:
+    VexaSsl::ISocketStrategy& strategy;
+    VexaSsl::IConnectionInfo& info;
+    VexaSsl::SOCKET socket;
+    bool isSecured;
+};
