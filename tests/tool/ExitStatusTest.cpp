@@ -155,6 +155,22 @@ TEST(ExitStatus, peerWithoutTlsFailsTheHandshake) {
     expectFailure(connected(plain.target(), secureClient()), 4, "no secure connection");
 }
 
+const char* const onlyTls12 = ": TLS 1.2 is the newest version spoken here, so a peer that allows "
+                              "only TLS 1.3 can't connect";
+
+TEST(ExitStatus, serverOfTls13OnlyIsNamedAsSuch) {
+    ForeignServer server({}, "-tls1_3");
+    expectFailure(connected(server.target(), secureClient()), 4, onlyTls12);
+    expectFailure(runTool({"explain", server.target()}), 4, onlyTls12);
+}
+
+TEST(ExitStatus, clientOfTls13OnlyIsNamedAsSuch) {
+    RunningServer server(secureServer());
+    Command client({"openssl", "s_client", "-tls1_3", "-connect", server.target()});
+    EXPECT_NE(client.exitStatus(), 0);
+    EXPECT_TRUE(server.command().complains(onlyTls12)) << server.command().errors();
+}
+
 TEST(ExitStatus, peerThatClosesInTheHandshakeFailsIt) {
     RunningServer server(secureServer());
     Relay relay(server.port(), {.toServer = {}, .toClient = {.cutAfter = 100}});

@@ -59,8 +59,8 @@ std::string RunningServer::target(const std::string& host) const {
     return host + ":" + std::to_string(boundPort);
 }
 
-ForeignServer::ForeignServer(const Words& more)
-    : program(Words{"openssl", "s_server", "-accept", "0", "-rev", "-tls1_2", "-cert",
+ForeignServer::ForeignServer(const Words& more, const std::string& version)
+    : program(Words{"openssl", "s_server", "-accept", "0", "-rev", version, "-cert",
                     pki::file("server-rsa", "cert").string(), "-key",
                     pki::file("server-rsa", "key").string(), "-CAfile",
                     pki::file("authority", "cert").string()} +

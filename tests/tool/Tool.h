@@ -36,10 +36,10 @@ private:
     std::uint16_t boundPort = 0;
 };
 
-// openssl s_server on a free port, sending every line back reversed, at TLS 1.2.
+// openssl s_server on a free port, sending every line back reversed.
 class ForeignServer {
 public:
-    explicit ForeignServer(const Words& more);
+    explicit ForeignServer(const Words& more, const std::string& version = "-tls1_2");
 
     std::string target() const { return "localhost:" + std::to_string(boundPort); }
 

@@ -116,11 +116,12 @@ void Diagnosis::observe(std::wstring_view text) {
         ++flightsSent;
     }
     if (const auto client = failureCode(text, LogTexts::clientStep)) {
-        conclude(clientHandshakeCause(*client), text);
+        conclude(clientHandshakeCause(*client), text, handshakeFailureSuffix(*client));
     } else if (const auto server = failureCode(text, LogTexts::serverStep)) {
         // A server doesn't verify the client inside the handshake, so the status of a certificate
         // means that the client refused ours.
-        conclude(isTrustStatus(*server) ? ExitStatus::RefusedByPeer : ExitStatus::Handshake, text);
+        conclude(isTrustStatus(*server) ? ExitStatus::RefusedByPeer : ExitStatus::Handshake, text,
+                 handshakeFailureSuffix(*server));
     } else if (const auto read = failureCode(text, LogTexts::negotiationReceive)) {
         conclude(transportCause(*read), text);
     } else if (const auto write = failureCode(text, LogTexts::negotiationSend)) {
@@ -154,10 +155,14 @@ void Diagnosis::observeReversion(std::wstring_view text) {
 }
 
 void Diagnosis::conclude(ExitStatus status, std::wstring_view text) {
+    conclude(status, text, securityFailureSuffix(text));
+}
+
+void Diagnosis::conclude(ExitStatus status, std::wstring_view text, const std::string& why) {
     if (cause == ExitStatus::Success) {
         cause = status;
         line = text;
-        reason = securityFailureSuffix(text);
+        reason = why;
     }
 }
 

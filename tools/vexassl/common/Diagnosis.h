@@ -24,7 +24,7 @@ public:
     // The line that reported the cause; empty without one.
     const std::wstring& causeLine() const { return line; }
 
-    // ": REASON" of the security library, when the line has only its status; else empty.
+    // ": REASON", when the line has only a status that doesn't say enough; else empty.
     const std::string& causeReason() const { return reason; }
 
     // The configuration couldn't be read, so the library fell back to plain sockets. The reason is
@@ -43,6 +43,7 @@ private:
     void observeRecordFailure(std::uint32_t code, std::wstring_view text);
     void observeReversion(std::wstring_view text);
     void conclude(ExitStatus status, std::wstring_view text);
+    void conclude(ExitStatus status, std::wstring_view text, const std::string& why);
     ExitStatus clientHandshakeCause(std::uint32_t code) const;
 
     ExitStatus cause = ExitStatus::Success;

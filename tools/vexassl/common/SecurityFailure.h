@@ -16,4 +16,8 @@ std::string securityFailureSuffix(std::uint32_t status);
 // The same for a log line that names the status.
 std::string securityFailureSuffix(std::wstring_view line);
 
+// Returns the reason of a failed handshake: as securityFailureSuffix, and for a lack of a common
+// version that only TLS 1.2 is spoken.
+std::string handshakeFailureSuffix(std::uint32_t status);
+
 } // namespace VexaSsl::tool

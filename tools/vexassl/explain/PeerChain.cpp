@@ -36,7 +36,7 @@ constexpr ULONG contextRequirements = ISC_REQ_STREAM | ISC_REQ_EXTENDED_ERROR |
 std::string statusText(SECURITY_STATUS status) {
     const auto code = static_cast<DWORD>(status);
     return std::to_string(code) + " (" + printableText(systemErrorText(code)) + ")" +
-           securityFailureSuffix(code);
+           handshakeFailureSuffix(code);
 }
 
 // Handshakes with it verify nothing, so nothing may be sent over them.
