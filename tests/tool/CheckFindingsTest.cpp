@@ -238,6 +238,39 @@ TEST(CheckFindings, charactersBeyondAscii) {
     EXPECT_THAT(outcome.output, HasSubstr("M\xC3\xBCller"));
 }
 
+// As editors of another system save it, with and without the mark.
+TEST(CheckFindings, wrongEncodingIsTheFirstFinding) {
+    const std::string text = connections + "[Secure]\nUseEncryption=True\n";
+    std::string wide;
+    for (const char unit : text) {
+        wide += std::string(1, unit) + '\0';
+    }
+    const auto expectFirst = [](const std::string& bytes, const std::string& identifier) {
+        const Configured files(bytes);
+        const Outcome outcome = checked(files.ini);
+        EXPECT_THAT(outcome.errors.substr(0, outcome.errors.find('\n')),
+                    testing::AllOf(testing::StartsWith(files.store.string() + ":1: warning: "),
+                                   testing::EndsWith("[" + identifier + "]")));
+        EXPECT_THAT(findings(outcome, "no-connections"), testing::SizeIs(1));
+    };
+    expectFirst("\xFF\xFE" + wide, "sixteen-bit-text");
+    expectFirst(wide, "zero-character");
+    expectFirst("\xEF\xBB\xBF" + text, "byte-order-mark");
+}
+
+TEST(CheckFindings, pathBeyondAsciiThatWorksIsNoFinding) {
+    const auto folder = freshFile(".M\xC3\xBCller");
+    std::filesystem::create_directory(folder);
+    const Configured files(connections + "[Secure]\nUseEncryption=True\n");
+    std::filesystem::copy_file(files.store, folder / "store.ini");
+    const auto iniNaming = [](const std::filesystem::path& store) {
+        return fileHolding("[VexaSsl]\nConfigurationStore=" + store.string() + "\n");
+    };
+    EXPECT_EQ(checked(iniNaming(folder / "store.ini"), {"--strict"}).status, 0);
+    const Outcome missing = checked(iniNaming(folder / "gone.ini"));
+    EXPECT_THAT(findings(missing, "not-ascii"), testing::SizeIs(1)) << missing.errors;
+}
+
 TEST(CheckFindings, relativePathOfTheStore) {
     const auto ini = fileHolding("[VexaSsl]\nConfigurationStore=no/such.store\n");
     const Outcome outcome = checked(ini);

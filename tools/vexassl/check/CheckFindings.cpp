@@ -13,6 +13,13 @@ namespace {
 constexpr std::size_t mostKept = 100000; // of a kind
 constexpr std::size_t mostShown = 20;
 
+// A wrong encoding, seen in the first line, is the cause of whatever else is wrong.
+bool isOfTheWholeFile(const Finding& finding) {
+    return finding.line == 1 &&
+           (finding.id == "byte-order-mark" || finding.id == "sixteen-bit-text" ||
+            finding.id == "zero-character");
+}
+
 } // namespace
 
 void FindingList::add(Finding finding) {
@@ -23,8 +30,9 @@ void FindingList::add(Finding finding) {
 
 Findings FindingList::shown() const {
     Findings ordered = kept;
-    std::stable_sort(ordered.begin(), ordered.end(),
-                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    std::stable_sort(ordered.begin(), ordered.end(), [](const Finding& a, const Finding& b) {
+        return std::pair(!isOfTheWholeFile(a), a.line) < std::pair(!isOfTheWholeFile(b), b.line);
+    });
     Findings result;
     std::unordered_map<std::string, std::size_t> seen;
     for (const Finding& finding : ordered) {

@@ -36,7 +36,8 @@ public:
 
     const Findings& all() const { return kept; }
 
-    // Returns, in the order of the lines, the first ones of each kind and how many more there are.
+    // Returns, in the order of the lines after a wrong encoding, the first ones of each kind and
+    // how many more there are.
     Findings shown() const;
 
 private:

@@ -101,8 +101,17 @@ Findings ConfigurationTrace::findings(bool lastFileWasRead) const {
         findUnreadInStore(files[1], sameFile, list);
         const Findings more = list.shown();
         findings.insert(findings.end(), more.begin(), more.end());
+        std::erase_if(findings, [this](const Finding& finding) {
+            return finding.id == "not-ascii" && isWorkingPath(finding);
+        });
     }
     return findings;
+}
+
+// The store that was read has a path beyond ASCII: it works on this system.
+bool ConfigurationTrace::isWorkingPath(const Finding& finding) const {
+    const Origin path = storePath();
+    return finding.file == path.file && finding.line == path.line;
 }
 
 // The lines of a file that is its own store are reported once.

@@ -52,6 +52,7 @@ public:
 private:
     Origin origin(const ParsedFile* file, const std::wstring& section,
                   const std::wstring& key) const;
+    bool isWorkingPath(const Finding& finding) const;
     FindingList iniFindings(bool isStoreToo) const;
 
     std::vector<ParsedFile> files; // the ini file, then the store
