@@ -20,7 +20,7 @@ public:
     File(std::string_view fixedBytes, std::string_view versionText) : text(versionText) {
         std::memcpy(&fixed, fixedBytes.data(), std::min(fixedBytes.size(), sizeof fixed));
         platform.GetModuleFileNameA = [](HMODULE, char* buffer, DWORD) {
-            std::strcpy(buffer, "library");
+            std::memcpy(buffer, "library", 8);
             return DWORD{7};
         };
         platform.GetFileVersionInfoSizeA = [this](const char*, DWORD*) {

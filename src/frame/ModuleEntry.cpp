@@ -14,6 +14,8 @@ BOOL enterModule(HINSTANCE instance, DWORD reason) {
     if (reason != DLL_PROCESS_ATTACH) {
         return 1;
     }
+    // A shared runtime of C gets the notifications itself. A static one would get them through this
+    // module: Microsoft's then keeps the data of threads that have ended, MinGW's has none.
     platform::DisableThreadLibraryCalls(instance);
     if (!moduleInitialised) {
         vexaSslModule.moduleHandle = instance;

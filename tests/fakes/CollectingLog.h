@@ -6,6 +6,7 @@
 #include "fakes/Secrets.h"
 
 #include <functional>
+#include <new>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -17,6 +18,14 @@ struct LogLine {
     std::wstring text;
     bool operator==(const LogLine&) const = default;
 };
+
+// Returns the line of an operation that ran out of memory; each standard library has a text of its
+// own.
+inline LogLine outOfMemoryLine() {
+    const std::string reason = std::bad_alloc().what();
+    return {Severity::Error,
+            L"A memory allocation failed. " + std::wstring(reason.begin(), reason.end())};
+}
 
 inline std::ostream& operator<<(std::ostream& out, const LogLine& line) {
     out << static_cast<int>(line.severity) << " ";

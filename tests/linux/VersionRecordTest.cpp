@@ -33,7 +33,7 @@ std::string bytesOf(const void* data, std::size_t size) {
 std::string record(std::string_view words = texts) {
     VersionRecordHeader head;
     head.size = static_cast<DWORD>(sizeof head + words.size());
-    std::strcpy(head.translation, "040904E4");
+    std::memcpy(head.translation, "040904E4", 9);
     head.fixed.dwSignature = VS_FFI_SIGNATURE;
     return bytesOf(&head, sizeof head) + std::string(words);
 }

@@ -6,7 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include <codecvt>
+#include <cstddef>
+#include <cwchar>
 #include <locale>
 #include <stdexcept>
 
@@ -20,13 +21,37 @@ LogLine noDelimiter(const std::wstring& line) {
             L"Ignoring Configuration Store option because there's no delimiter: [" + line + L"]"};
 }
 
+// UTF-8 of one or two bytes a character.
+class ShortUtf8 : public std::codecvt<wchar_t, char, std::mbstate_t> {
+protected:
+    result do_in(std::mbstate_t&, const char* from, const char* fromEnd, const char*& fromNext,
+                 wchar_t* to, wchar_t* toEnd, wchar_t*& toNext) const override {
+        for (fromNext = from, toNext = to; fromNext != fromEnd && toNext != toEnd; ++toNext) {
+            const auto first = static_cast<unsigned char>(*fromNext);
+            const std::ptrdiff_t size = first < 0x80 ? 1 : 2;
+            if (first >= 0xE0) {
+                return error;
+            }
+            if (fromEnd - fromNext < size) {
+                return partial;
+            }
+            *toNext = size == 1 ? first
+                                : static_cast<wchar_t>((first & 0x1F) << 6 | (fromNext[1] & 0x3F));
+            fromNext += size;
+        }
+        return ok;
+    }
+    int do_encoding() const noexcept override { return 0; } // their number varies
+    int do_max_length() const noexcept override { return 2; }
+    bool do_always_noconv() const noexcept override { return false; }
+};
+
 // Sets a global locale with UTF-8 files during a test. It is composed, since no such locale has the
 // same name on all systems.
 class Utf8GlobalLocale {
 public:
     Utf8GlobalLocale()
-        : former(std::locale::global(
-              std::locale(std::locale::classic(), new std::codecvt_utf8<wchar_t>))) {}
+        : former(std::locale::global(std::locale(std::locale::classic(), new ShortUtf8))) {}
     ~Utf8GlobalLocale() { std::locale::global(former); }
     Utf8GlobalLocale(const Utf8GlobalLocale&) = delete;
     Utf8GlobalLocale& operator=(const Utf8GlobalLocale&) = delete;

@@ -29,7 +29,7 @@ protected:
     VersionQuery() {
         vexaSslModule.moduleHandle = reinterpret_cast<HMODULE>(&platform);
         platform.GetModuleFileNameA = [](HMODULE, char* buffer, DWORD) {
-            std::strcpy(buffer, "C:\\VexaSsl.dll");
+            std::memcpy(buffer, "C:\\VexaSsl.dll", 15);
             return DWORD{14};
         };
         platform.GetFileVersionInfoSizeA = [](const char*, DWORD* ignored) {

@@ -299,9 +299,7 @@ TEST_F(BlockingReceive, exhaustedMemoryIsLogged) {
     stage.arriveSealed("", ToyCipher::Kind::Exhausting);
     stage.receive(4);
     EXPECT_EQ(stage.result, SOCKET_ERROR);
-    EXPECT_EQ(
-        stage.log.lines,
-        (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::outOfMemoryLine()}));
 }
 
 TEST_F(BlockingReceive, otherExceptionIsLogged) {

@@ -135,9 +135,7 @@ TEST_F(BlockingSend, runtimeErrorIsLoggedWithoutASpace) {
 TEST_F(BlockingSend, exhaustedMemoryIsLogged) {
     failEncryption(stage, std::bad_alloc());
     EXPECT_EQ(stage.send("hello"), SOCKET_ERROR);
-    EXPECT_EQ(
-        stage.log.lines,
-        (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::outOfMemoryLine()}));
 }
 
 TEST_F(BlockingSend, otherExceptionIsLogged) {

@@ -79,9 +79,7 @@ TEST_F(SecureNameResolution, exhaustedMemoryGivesEightAlthoughTheListIsMade) {
     addrinfo* list = nullptr;
     EXPECT_EQ(stage.strategy->getaddrinfo("peer", nullptr, nullptr, &list), 8);
     EXPECT_EQ(list, &entry);
-    EXPECT_EQ(
-        stage.log.lines,
-        (std::vector<LogLine>{{Severity::Error, L"A memory allocation failed. std::bad_alloc"}}));
+    EXPECT_EQ(stage.log.lines, (std::vector<LogLine>{test::outOfMemoryLine()}));
     EXPECT_EQ(stage.lowerCalls("getaddrinfo"), 1);
     EXPECT_EQ(stage.platformCalls("WSASetLastError"), 0);
 }

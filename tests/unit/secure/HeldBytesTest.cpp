@@ -140,8 +140,7 @@ TEST_F(HeldBytes, linesAreThoseOfTheDecryptionAndWrittenOnce) {
 TEST_F(HeldBytes, exhaustedMemoryEndsTheStreamAfterTheData) {
     stage.hold(stage.cipher.seal("data") + stage.cipher.seal("x", Kind::Exhausting));
     EXPECT_EQ(held(), 4);
-    EXPECT_EQ(stage.log.lines.back(),
-              (LogLine{Severity::Error, L"A memory allocation failed. std::bad_alloc"}));
+    EXPECT_EQ(stage.log.lines.back(), test::outOfMemoryLine());
     EXPECT_EQ(stage.receive(4), "data");
     EXPECT_EQ(held(), SOCKET_ERROR);
     stage.receive(1);

@@ -147,8 +147,7 @@ TEST_F(SecureSocketStrategyFrame, failedHandshakeInCompleteAcceptExIsTreatedLike
 TEST_F(SecureSocketStrategyFrame, exhaustedMemoryInAHandshakeIsLogged) {
     failHandshakes(std::bad_alloc());
     EXPECT_EQ(connect(), SOCKET_ERROR);
-    EXPECT_EQ(lastLine(),
-              (LogLine{Severity::Error, L"A memory allocation failed. std::bad_alloc"}));
+    EXPECT_EQ(lastLine(), test::outOfMemoryLine());
     EXPECT_EQ(stage.platform.lastError, WSAECONNABORTED);
     EXPECT_EQ(stage.platformCalls("shutdown"), 1);
 }

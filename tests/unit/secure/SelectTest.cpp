@@ -222,7 +222,7 @@ TEST_F(SecureSelect, exceptionsAreLoggedUnderTheirPrefixes) {
         stage.log.lines,
         (std::vector<LogLine>{
             {Severity::Error, L"Can't call select: toy"},
-            {Severity::Error, L"A memory allocation failed. std::bad_alloc"},
+            test::outOfMemoryLine(),
             {Severity::Error, L"An unexpected C++ standard library exception occurred: odd"}}));
     EXPECT_EQ(stage.platform.lastError, untouched);
     EXPECT_EQ(stage.strategy->socket, connection);

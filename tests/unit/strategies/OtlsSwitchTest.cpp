@@ -131,8 +131,7 @@ TEST_F(OtlsSwitch, exhaustedMemoryInTheStartIsLogged) {
         throw std::bad_alloc();
     };
     EXPECT_EQ(stage.strategy->startOtls(), SOCKET_ERROR);
-    EXPECT_EQ(stage.log.lines.back(),
-              (LogLine{Severity::Error, L"A memory allocation failed. std::bad_alloc"}));
+    EXPECT_EQ(stage.log.lines.back(), test::outOfMemoryLine());
 }
 
 TEST(SometimesSecureSocketStrategy, badSecurityOptionShowsAtTheStart) {
