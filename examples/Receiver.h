@@ -8,11 +8,15 @@
 
 #include <algorithm>
 
+namespace example {
+
+using namespace VexaSsl; // has SOCKET on Linux; on Windows it is global
+
 class Receiver {
 public:
     // Of an established connection.
-    Receiver(VexaSsl::ISocketStrategy& strategy, VexaSsl::SOCKET s)
-        : strategy(strategy), info(dynamic_cast<VexaSsl::IConnectionInfo&>(strategy)), socket(s),
+    Receiver(ISocketStrategy& strategy, SOCKET s)
+        : strategy(strategy), info(dynamic_cast<IConnectionInfo&>(strategy)), socket(s),
           isSecured(!info.connectionInfo().protocol.empty()) {}
 
     // Returns what recv returns: bytes, 0 at the end of the stream, or SOCKET_ERROR.
@@ -22,8 +26,10 @@ public:
     }
 
 private:
-    VexaSsl::ISocketStrategy& strategy;
-    VexaSsl::IConnectionInfo& info;
-    VexaSsl::SOCKET socket;
+    ISocketStrategy& strategy;
+    IConnectionInfo& info;
+    SOCKET socket;
     bool isSecured;
 };
+
+} // namespace example

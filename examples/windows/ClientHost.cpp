@@ -94,7 +94,7 @@ bool exchange(ISocketStrategy& strategy, SOCKET s, const std::string& line) {
         return false;
     }
     shutdown(s, SD_SEND);
-    Receiver receiver(strategy, s);
+    example::Receiver receiver(strategy, s);
     char buffer[4096];
     int count = 0;
     while ((count = receiver.receive(buffer, sizeof buffer)) > 0) {

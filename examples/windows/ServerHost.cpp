@@ -35,7 +35,7 @@ std::wstring nameOfClient(const ConnectionInfo& connection) {
 }
 
 void echo(ISocketStrategy& strategy, SOCKET s) {
-    Receiver receiver(strategy, s);
+    example::Receiver receiver(strategy, s);
     char buffer[16384];
     int count = 0;
     while ((count = receiver.receive(buffer, sizeof buffer)) > 0) {
