@@ -172,12 +172,23 @@ TEST(Certificates, noneUsableHasItsOwnStatus) {
     EXPECT_THAT(outcome.output, StartsWith("0 of 1 certificates"));
 }
 
+TEST(Certificates, statusSaysWhetherSomeExpire) {
+    const OwnCertificates own;
+    own.putCase("two-names");
+    EXPECT_EQ(listed(own, {"--expiring", "30d"}).status, 0);
+    EXPECT_EQ(listed(own, {"--expiring", "100000d"}).status, 21);
+    EXPECT_EQ(listed(own, {"--expiring", "30d", "--usable-for", "server"}).status, 0);
+    EXPECT_EQ(listed(own, {"--expiring", "30d", "--usable-for", "client"}).status, 7);
+    own.putCase("expired");
+    EXPECT_EQ(listed(own, {"--expiring", "30d", "--json"}).status, 21);
+}
+
 TEST(Certificates, expiringIncludesExpired) {
     const OwnCertificates own;
     own.putCase("expired");
     own.putCase("server-rsa");
     const Outcome soon = listed(own, {"--expiring", "30d"});
-    EXPECT_EQ(soon.status, 0);
+    EXPECT_EQ(soon.status, 21);
     EXPECT_THAT(soon.output, HasSubstr("O=case expired,"));
     EXPECT_THAT(soon.output, HasSubstr(" (expired)\n"));
     EXPECT_THAT(soon.output, Not(HasSubstr("O=case server-rsa,")));

@@ -8,6 +8,7 @@
 #include "common/ConnectionOptions.h"
 #include "common/UnusedFiles.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -53,6 +54,12 @@ std::vector<std::size_t> wantedPlaces(const CertificatesOptions& options,
     return places;
 }
 
+bool isAnyUsable(const std::vector<PersonalCertificate>& all, bool forServer) {
+    return std::any_of(all.begin(), all.end(), [forServer](const PersonalCertificate& each) {
+        return each.isUsable(forServer);
+    });
+}
+
 ExitStatus show(const CertificatesOptions& options, const CertificateListing& listing) {
     if (options.pem) {
         printPem(listing);
@@ -61,8 +68,11 @@ ExitStatus show(const CertificatesOptions& options, const CertificateListing& li
     } else {
         printForPerson(listing);
     }
-    const bool noneIsUsable = !options.usableFor.empty() && listing.places.empty();
-    return noneIsUsable ? ExitStatus::OwnCertificate : ExitStatus::Success;
+    if (!options.usableFor.empty() && !isAnyUsable(listing.all, options.usableFor == "server")) {
+        return ExitStatus::OwnCertificate;
+    }
+    const bool someExpire = !options.expiring.empty() && !options.pick && !listing.places.empty();
+    return someExpire ? ExitStatus::Expiring : ExitStatus::Success;
 }
 
 const char* const notes =
@@ -84,7 +94,8 @@ const char* const notes =
     "--usable-for requires a key that this account can use and a trusted chain; when no "
     "certificate "
     "has\n"
-    "both, the status is 7, as it is when none was picked.\n";
+    "both, the status is 7, as it is when none was picked. With --expiring the status is 21 when\n"
+    "certificates are listed, and 0 when there are none.\n";
 
 Flags certificatesFlags(CertificatesOptions& options) {
     return {

@@ -57,6 +57,7 @@ const char* causeWords(ExitStatus status) {
     case ExitStatus::Handshake:
     case ExitStatus::CutShort:
     case ExitStatus::Warnings:
+    case ExitStatus::Expiring:
         break;
     }
     return "no secure connection";

@@ -26,6 +26,8 @@ const char* exitStatusName(ExitStatus status) {
         return "cut-short";
     case ExitStatus::Warnings:
         return "warnings";
+    case ExitStatus::Expiring:
+        return "expiring";
     }
     return "";
 }

@@ -19,6 +19,7 @@ enum class ExitStatus : int {
     RefusedByPeer = 8,  // the peer refused our certificate
     CutShort = 9,       // ended before an announced or sent amount of data was complete
     Warnings = 20,      // nothing worse than warnings, under --strict
+    Expiring = 21,      // certificates that --expiring asks for exist
 };
 
 // Returns the identifier in lines of JSON, "timed-out"; never changed either.
@@ -37,7 +38,8 @@ inline constexpr const char* exitStatusHelp =
     "  7  own certificate or key\n"
     "  8  peer refused our certificate\n"
     "  9  connection ended before an announced or sent amount of data was complete\n"
-    "  20 warnings under --strict\n";
+    "  20 warnings under --strict\n"
+    "  21 certificates expire (certificates --expiring)\n";
 
 // Ends a command: what() is the line for stderr.
 class Failure : public std::runtime_error {
