@@ -280,5 +280,71 @@ TEST(SystemCallsOfTheTool, serverContinuesAndStopsInOrderOrPrintsWhyItCannotStar
                      " connections served");
 }
 
+// One thread after another can't be made: first those of the start, then those of connections.
+// Returns the number of servers that a thread was missing in.
+std::size_t serveWithoutOneThread(const Words& mode, ServerCounts& counts) {
+    const Words plain =
+        Words{VEXASSL_TOOL, "serve", "--port", "0"} + secureServer(pki::localhostElliptic) + mode;
+    for (int when = 1;; ++when) {
+        const Injection injection{"clone,clone3", "EAGAIN", when};
+        SCOPED_TRACE(injection.text());
+        const auto log = freshFile(".strace");
+        Command server(injected(injection, log) + plain);
+        const std::size_t servedBefore = counts.served;
+        if (server.shows("\n")) {
+            useServer(server, injection, counts);
+            EXPECT_GE(counts.served, servedBefore + 1) << "more than one connection was lost";
+        } else {
+            const Outcome outcome = runToEnd(server);
+            expectClearEnd(outcome);
+            EXPECT_NE(outcome.status, 0);
+            ++counts.neverStarted;
+        }
+        if (!wasHit(log)) {
+            EXPECT_EQ(counts.served, servedBefore + 2);
+            return static_cast<std::size_t>(when - 1);
+        }
+    }
+}
+
+TEST(SystemCallsOfTheTool, threadThatCannotBeMadeEndsTheStartOrCostsAConnection) {
+    if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    for (const Words& mode : {Words{}, Words{"--overlapped"}}) {
+        ServerCounts counts;
+        const std::size_t threads = serveWithoutOneThread(mode, counts);
+        EXPECT_GT(counts.neverStarted, 0U);
+        EXPECT_EQ(threads, counts.neverStarted + 2) << "each connection has a thread of its own";
+        reportFigure("Interrupted and exhausted system calls",
+                     "vexassl serve" + (mode.empty() ? "" : " " + mode.front()) + ": each of " +
+                         std::to_string(threads) + " threads missing once; " +
+                         std::to_string(counts.neverStarted) +
+                         " ended at the start with one line, " + std::to_string(counts.served) +
+                         " of " + std::to_string(counts.connections) + " connections served");
+    }
+}
+
+TEST(SystemCallsOfTheTool, clientThatCannotMakeAThreadPrintsAnError) {
+    if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    RunningServer server(secureServer(pki::localhostElliptic));
+    for (int when = 1;; ++when) {
+        const Injection injection{"clone,clone3", "EAGAIN", when};
+        SCOPED_TRACE(injection.text());
+        const auto log = freshFile(".strace");
+        Command command(injected(injection, log) + connectTo(server.target(), secureClient()),
+                        Command::Input::text("hello"));
+        const Outcome outcome = runToEnd(command);
+        expectClearEnd(outcome);
+        EXPECT_EQ(outcome.status != 0, wasHit(log)) << outcome.errors;
+        if (!wasHit(log)) {
+            EXPECT_GT(when, 1);
+            return;
+        }
+    }
+}
+
 } // namespace
 } // namespace VexaSsl::test
