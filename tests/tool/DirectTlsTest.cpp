@@ -16,8 +16,8 @@ using testing::Not;
 
 const Words trusted = {"--tls", "--root", pki::file("authority", "cert").string()};
 
-Outcome connected(const std::string& target, const Words& more,
-                  const Command::Input& input = Command::Input::text("hello\n")) {
+Outcome connectedDirectly(const std::string& target, const Words& more,
+                          const Command::Input& input = Command::Input::text("hello\n")) {
     return runTool(Words{"connect", target} + more, input);
 }
 
@@ -33,30 +33,33 @@ std::filesystem::path freshFolder() {
 
 TEST(DirectTls, namedAnchorIsTrustedAndNoOther) {
     RunningServer server(secureServer());
-    const Outcome outcome = connected(server.target(), trusted);
+    const Outcome outcome = connectedDirectly(server.target(), trusted);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "hello\n");
     EXPECT_THAT(outcome.errors, HasSubstr("connected to " + server.target() + ": TLS 1.2 with "));
-    EXPECT_EQ(connected(server.target(), {"--tls"}).status, 5);
+    EXPECT_EQ(connectedDirectly(server.target(), {"--tls"}).status, 5);
 }
 
 TEST(DirectTls, anchorsOfTheCertificateFolderStayTrusted) {
     RunningServer server(secureServer());
     const std::string other = fileOf("untrusted", "cert");
     const Words folder = {"--certificates", pki::folder().string()};
-    EXPECT_EQ(connected(server.target(), Words{"--tls", "--root", other} + folder).status, 0);
+    EXPECT_EQ(connectedDirectly(server.target(), Words{"--tls", "--root", other} + folder).status,
+              0);
 }
 
 TEST(DirectTls, nameIsThatOfTheHostUnlessAnotherIsGiven) {
     RunningServer server(secureServer(pki::otherName));
-    EXPECT_EQ(connected(server.target(), trusted).status, 6);
-    const Outcome named = connected(server.target(), trusted + Words{"--name", "elsewhere.test"});
+    EXPECT_EQ(connectedDirectly(server.target(), trusted).status, 6);
+    const Outcome named =
+        connectedDirectly(server.target(), trusted + Words{"--name", "elsewhere.test"});
     EXPECT_EQ(named.status, 0) << named.errors;
     EXPECT_EQ(named.output, "hello\n");
 }
 
 TEST(DirectTls, unresolvedHostIsNamedAndNotTheOtherName) {
-    const Outcome outcome = connected("no-such-host.invalid:1", {"--tls", "--name", "localhost"});
+    const Outcome outcome =
+        connectedDirectly("no-such-host.invalid:1", {"--tls", "--name", "localhost"});
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr("cannot resolve [no-such-host.invalid]"));
 }
@@ -90,15 +93,15 @@ TEST(DirectTls, ownCertificateMayBePkcs12WithItsPasswordBesideIt) {
 }
 
 TEST(DirectTls, certificateWithoutItsKeyIsOurFault) {
-    const Outcome outcome =
-        connected("localhost:1", trusted + Words{"--certificate", fileOf("client", "cert")});
+    const Outcome outcome = connectedDirectly(
+        "localhost:1", trusted + Words{"--certificate", fileOf("client", "cert")});
     EXPECT_EQ(outcome.status, 7) << outcome.errors;
     EXPECT_THAT(outcome.errors, HasSubstr("[" + fileOf("client", "cert") + "] can't be used: "));
 }
 
 TEST(DirectTls, unusableAnchorIsUsage) {
     for (const std::string file : {"/nowhere/at.pem", "/dev/null"}) {
-        const Outcome outcome = connected("localhost:1", {"--tls", "--root", file});
+        const Outcome outcome = connectedDirectly("localhost:1", {"--tls", "--root", file});
         EXPECT_EQ(outcome.status, 1) << outcome.errors;
         EXPECT_THAT(outcome.errors, HasSubstr("[" + file + "]"));
     }
@@ -106,15 +109,15 @@ TEST(DirectTls, unusableAnchorIsUsage) {
 
 TEST(DirectTls, beginsLaterWithStarttls) {
     RunningServer server(switchableServer() + Words{"--starttls", "smtp"});
-    const Outcome outcome = connected(server.target(), trusted + Words{"--starttls", "smtp"},
-                                      Command::Input::text("QUIT\r\n"));
+    const Outcome outcome = connectedDirectly(
+        server.target(), trusted + Words{"--starttls", "smtp"}, Command::Input::text("QUIT\r\n"));
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_THAT(outcome.errors, HasSubstr(": TLS 1.2 with "));
 }
 
 TEST(DirectTls, excludesAConfigurationFile) {
-    EXPECT_EQ(connected("localhost:1", {"--tls", "--ini", "some.ini"}).status, 1);
-    EXPECT_EQ(connected("localhost:1", {"--name", "localhost"}).status, 1);
+    EXPECT_EQ(connectedDirectly("localhost:1", {"--tls", "--ini", "some.ini"}).status, 1);
+    EXPECT_EQ(connectedDirectly("localhost:1", {"--name", "localhost"}).status, 1);
 }
 
 class TemporaryFiles : public testing::Test {
@@ -157,10 +160,10 @@ TEST_F(TemporaryFiles, areRemovedAfterASignal) {
 
 TEST(PlainConnect, isNoted) {
     RunningServer server(plainText());
-    const Outcome outcome = connected(server.target(), {});
+    const Outcome outcome = connectedDirectly(server.target(), {});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.errors, plainTextNote);
-    EXPECT_THAT(connected(server.target(), configured({{"UseEncryption", "False"}})).errors,
+    EXPECT_THAT(connectedDirectly(server.target(), configured({{"UseEncryption", "False"}})).errors,
                 Not(HasSubstr("neither")));
 }
 

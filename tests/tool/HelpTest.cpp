@@ -71,6 +71,20 @@ TEST(Help, shortFlagIsUnderstood) {
     EXPECT_EQ(runTool({"-h"}).output, runTool({"--help"}).output);
 }
 
+TEST(Help, helpIsACommandToo) {
+    EXPECT_EQ(runTool({"help"}).output, runTool({"--help"}).output);
+    for (const std::string& command : helpCommands()) {
+        EXPECT_EQ(runTool({"help", command}).output, runTool({command, "--help"}).output);
+    }
+    EXPECT_EQ(runTool({"help", "check", "more"}).status, 1);
+}
+
+TEST(Help, shortFlagsShowTheVersion) {
+    for (const char* flag : {"-v", "-V"}) {
+        EXPECT_EQ(runTool({flag}).output, runTool({"version"}).output);
+    }
+}
+
 TEST(Help, helpOfAnUnknownCommandIsUsage) {
     const Outcome outcome = runTool({"dance", "--help"});
     EXPECT_THAT(outcome.output, Not(HasSubstr("dance")));

@@ -98,6 +98,22 @@ TEST(Serve, servesPlainTextWithoutConfiguration) {
     }
 }
 
+TEST(Serve, quietAndVerboseOverruleTheConfiguration) {
+    const auto errorsOf = [](const char* flag) {
+        RunningServer server(secureServer() + Words{flag});
+        const Outcome outcome =
+            runTool(Words{"connect", server.target()} + secureClient() + Words{flag});
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        return std::pair(outcome.errors, server.command().errors());
+    };
+    EXPECT_EQ(errorsOf("--quiet"), std::pair(std::string(), std::string()));
+    const auto [client, server] = errorsOf("--verbose");
+    EXPECT_THAT(client, HasSubstr("[Debug] "));
+    EXPECT_THAT(server, HasSubstr("[Debug] "));
+    const Outcome refused = runTool({"connect", "localhost:1", "--quiet"});
+    EXPECT_EQ(refused.errors, "vexassl: cannot connect to localhost:1: connection refused\n");
+}
+
 TEST(Serve, configuredPlainTextIsReported) {
     RunningServer server(configured({{"UseEncryption", "False"}}));
     EXPECT_TRUE(server.command().complains("this is plain text"));

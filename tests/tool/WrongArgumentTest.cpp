@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 
 namespace VexaSsl::test {
@@ -25,10 +26,24 @@ TEST(WrongArguments, withoutACommandTheCommandsAreListed) {
 }
 
 TEST(WrongArguments, unknownCommandIsNamed) {
-    for (const std::string word : {"dance", "CHECK", "--verbose"}) {
+    for (const std::string word : {"dance", "--verbose"}) {
         expectLine({word}, "[" + word + "] is no command; the commands are " + commandNames +
                                " (see vexassl --help)");
     }
+}
+
+TEST(WrongArguments, misspeltCommandsAndFlagsAreSuggested) {
+    for (const auto& [word, meant] : std::map<std::string, std::string>{
+             {"CHECK", "check"}, {"conect", "connect"}, {"certifcates", "certificates"}}) {
+        const std::string line = "[" + word + "] is no command; the commands are " + commandNames +
+                                 "; did you mean " + meant + "? (see vexassl --help)";
+        expectLine({word}, line);
+        expectLine({"help", word}, line);
+    }
+    expectLine({"check", "--certificats", "x"},
+               "not expected here: [--certificats] [x]; did you mean --certificates? (see vexassl "
+               "check --help)");
+    expectLine({"check", "--tango"}, "not expected here: [--tango] (see vexassl check --help)");
 }
 
 TEST(WrongArguments, missingValueIsNamedAsInTheHelp) {
@@ -72,8 +87,9 @@ TEST(WrongArguments, positionalArgumentIsNamedAsInTheHelp) {
                "HOST:PORT excludes --file (see vexassl explain --help)");
     expectLine({"explain", "--file", "x", "--starttls", "smtp"},
                "--starttls requires HOST:PORT (see vexassl explain --help)");
-    expectLine({"explain", "--timeout", "target"},
-               "--timeout: Value target not in range 0 to 1000000 (see vexassl explain --help)");
+    expectLine(
+        {"explain", "--timeout", "target"},
+        "--timeout: Value target is no number from 0 to 1000000 (see vexassl explain --help)");
 }
 
 } // namespace

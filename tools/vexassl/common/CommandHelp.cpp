@@ -137,7 +137,8 @@ std::string generalHelp(const std::vector<Command>& commands) {
     for (const Command& command : commands) {
         text += listed(command.name, command.summary);
     }
-    text += "\n\"vexassl COMMAND --help\" shows a command's flags and examples.\n"
+    text += "\n\"vexassl COMMAND --help\" shows a command's flags and examples, as \"vexassl help\n"
+            "COMMAND\" does.\n"
             "\"vexassl --version\" is short for \"vexassl version\".\n\n";
     return text + exitStatusHelp;
 }

@@ -1,6 +1,7 @@
 #include "common/CommandLine.h"
 
 #include "common/CommandHelp.h"
+#include "common/NearestName.h"
 #include "common/Output.h"
 #include "common/Text.h"
 
@@ -8,7 +9,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -18,12 +21,17 @@ namespace VexaSsl::tool {
 
 namespace {
 
+bool isNumber(const std::string& text) {
+    const std::size_t digits = text.starts_with('-') ? 1 : 0;
+    return text.size() > digits && text.find_first_not_of("0123456789", digits) == text.npos;
+}
+
 // Returns what is wrong with a number, or nothing. CLI11's own text differs between its versions.
 std::string rangeError(const std::string& text, unsigned lowest, unsigned highest) {
     return CLI::Range(lowest, highest)(text).empty()
                ? ""
-               : "Value " + text + " not in range " + std::to_string(lowest) + " to " +
-                     std::to_string(highest);
+               : "Value " + text + (isNumber(text) ? " not in range " : " is no number from ") +
+                     std::to_string(lowest) + " to " + std::to_string(highest);
 }
 
 // Binds the target of a flag, according to its type.
@@ -86,6 +94,29 @@ std::string listed(const std::vector<std::string>& words) {
     return text;
 }
 
+std::vector<std::wstring> namesOf(const std::vector<Command>& commands) {
+    std::vector<std::wstring> names;
+    for (const Command& command : commands) {
+        names.push_back(widenedBytes(command.name));
+    }
+    return names;
+}
+
+std::vector<std::wstring> namesOf(const Flags& flags) {
+    std::vector<std::wstring> names;
+    for (const Flag& flag : flags) {
+        if (flag.name.starts_with("-")) {
+            names.push_back(widenedBytes(flag.name));
+        }
+    }
+    return names;
+}
+
+std::string suggestion(const std::string& word, const std::vector<std::wstring>& known) {
+    const std::optional<std::wstring> nearest = nearestName(widenedBytes(word), known);
+    return nearest ? "; did you mean " + printableText(*nearest) + "?" : "";
+}
+
 std::string noCommand(const std::vector<Command>& commands,
                       const std::vector<std::string>& arguments) {
     std::string names;
@@ -95,18 +126,45 @@ std::string noCommand(const std::vector<Command>& commands,
     if (arguments.empty()) {
         return "give a command: " + names;
     }
-    return listed({arguments.front()}) + " is no command; the commands are " + names;
+    return listed({arguments.front()}) + " is no command; the commands are " + names +
+           suggestion(arguments.front(), namesOf(commands));
+}
+
+const Command* findNamed(const std::vector<Command>& commands, const std::string& name) {
+    const auto found = std::find_if(commands.begin(), commands.end(),
+                                    [&](const Command& each) { return each.name == name; });
+    return found == commands.end() ? nullptr : &*found;
+}
+
+// vexassl help [COMMAND]; arguments: those after "help".
+ExitStatus runHelp(const std::vector<Command>& commands,
+                   const std::vector<std::string>& arguments) {
+    if (arguments.empty()) {
+        writeText(generalHelp(commands));
+        return ExitStatus::Success;
+    }
+    const Command* asked = findNamed(commands, arguments.front());
+    if (asked == nullptr || arguments.size() > 1) {
+        throw Failure(ExitStatus::Usage, (asked == nullptr ? noCommand(commands, arguments)
+                                                           : "help takes one command") +
+                                             std::string(" (see vexassl --help)"));
+    }
+    writeText(commandHelp(*asked));
+    return ExitStatus::Success;
 }
 
 // In the order of the command line, which the parser reverses.
-std::string unexpected(const CLI::App& app, const std::vector<std::string>& arguments) {
+std::string unexpected(const CLI::App& app, const Command& command,
+                       const std::vector<std::string>& arguments) {
     const std::vector<std::string> left = app.remaining(true);
     std::vector<std::string> words;
     std::copy_if(arguments.begin(), arguments.end(), std::back_inserter(words),
                  [&left](const std::string& argument) {
                      return std::find(left.begin(), left.end(), argument) != left.end();
                  });
-    return "not expected here: " + listed(words);
+    const bool isFlag = !words.empty() && words.front().starts_with("-");
+    return "not expected here: " + listed(words) +
+           (isFlag ? suggestion(words.front(), namesOf(command.flags)) : "");
 }
 
 // text begins with the name of its flag.
@@ -144,7 +202,7 @@ std::string withShownNames(const Command& command, const CLI::ParseError& error)
 std::string wording(const CLI::ParseError& error, const CLI::App& app, const Command& command,
                     const std::vector<std::string>& arguments) {
     if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-        return unexpected(app, arguments);
+        return unexpected(app, command, arguments);
     }
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
         return mismatch(command, error.what());
@@ -164,9 +222,12 @@ const Command* findParsed(const std::vector<Command>& commands, const CLI::App& 
 } // namespace
 
 ExitStatus runCommandLine(const std::vector<Command>& commands, int argc, const char* const* argv) {
+    if (argc > 1 && std::string_view(argv[1]) == "help") {
+        return runHelp(commands, {argv + 2, argv + argc});
+    }
     CLI::App app("", "vexassl");
     app.require_subcommand(1);
-    app.set_version_flag("--version", "");
+    app.set_version_flag("-v,-V,--version", "");
     for (const Command& command : commands) {
         addFlags(*app.add_subcommand(command.name, command.summary), command.flags);
     }

@@ -86,6 +86,12 @@ Flags connectionFlags(ConnectionOptions& options) {
          .text = "Seconds for the handshake, and for the peer's silence after it; 0 waits for ever",
          .target = &options.timeoutSeconds,
          .highest = 1000000},
+        {"--quiet", "", "On standard error only failures", &options.quiet},
+        {.name = "--verbose",
+         .value = "",
+         .text = "Every line of the library, whatever MinimumSeverityToLog says",
+         .target = &options.verbose,
+         .excludes = "--quiet"},
     };
 }
 

@@ -19,8 +19,15 @@ struct ConnectionOptions {
     std::string connectionName = "Default";
     std::string certificates; // empty: the platform's default folder
     unsigned timeoutSeconds = 300;
+    bool quiet = false;
+    bool verbose = false;
 
     std::chrono::seconds timeout() const { return std::chrono::seconds(timeoutSeconds); }
+    LinePrinter::Verbosity verbosity() const {
+        return quiet     ? LinePrinter::Verbosity::Quiet
+               : verbose ? LinePrinter::Verbosity::Verbose
+                         : LinePrinter::Verbosity::Usual;
+    }
 };
 
 // The flags that fill the options.

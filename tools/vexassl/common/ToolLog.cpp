@@ -32,6 +32,9 @@ void LinePrinter::print(std::string_view line) {
 }
 
 void LinePrinter::note(const char* id, const std::string& text) {
+    if (isQuiet()) {
+        return;
+    }
     print(isJson() ? JsonLine().text("type", "note").text("id", id).text("message", text).str()
                    : "vexassl: note: " + text);
 }
@@ -46,7 +49,7 @@ void ToolLog::log(Severity severity, const std::wstring& text) {
     {
         const std::lock_guard lock(mutex);
         causes.observe(text);
-        wanted = !silent && weight >= threshold;
+        wanted = !silent && printer.wants(weight, threshold);
         if (causes.streamIsBroken()) {
             action.swap(brokenStreamAction); // runs once
         }

@@ -24,16 +24,26 @@ class LinePrinter {
 public:
     enum class Form { Prose, Json };
 
-    explicit LinePrinter(Form form = Form::Prose) : form(form) {}
+    // Quiet: failures only. Verbose: every line of the library, whatever the minimum severity.
+    enum class Verbosity { Quiet, Usual, Verbose };
+
+    explicit LinePrinter(Form form = Form::Prose, Verbosity verbosity = Verbosity::Usual)
+        : form(form), verbosity(verbosity) {}
 
     bool isJson() const { return form == Form::Json; }
+    bool isQuiet() const { return verbosity == Verbosity::Quiet; }
+    // Whether a line of the library is printed.
+    bool wants(Severity severity, Severity minimum) const {
+        return !isQuiet() && (verbosity == Verbosity::Verbose || severity >= minimum);
+    }
     // Prints the line unchanged; the caller knows the form.
     void print(std::string_view line);
-    // Prints a note that is no failure. id: for scripts.
+    // Prints a note that is no failure, unless it is quiet. id: for scripts.
     void note(const char* id, const std::string& text);
 
 private:
     const Form form;
+    const Verbosity verbosity;
     std::mutex mutex;
 };
 

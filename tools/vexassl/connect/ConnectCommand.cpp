@@ -176,10 +176,10 @@ ExitStatus runConnect(const ConnectOptions& asked) {
         options.connection.connectionName = directConnectionName;
     }
     if (!options.json) {
-        LinePrinter printer;
+        LinePrinter printer(LinePrinter::Form::Prose, options.connection.verbosity());
         return makeCalls(options, printer);
     }
-    LinePrinter printer(LinePrinter::Form::Json);
+    LinePrinter printer(LinePrinter::Form::Json, options.connection.verbosity());
     try {
         return makeCalls(options, printer);
     } catch (const Failure& failure) {

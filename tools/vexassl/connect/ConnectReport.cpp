@@ -39,7 +39,7 @@ void ConnectReport::connected(const std::string& target, const std::string& addr
         line.text("type", "connected").text("target", target).text("address", address);
         addSummary(line, summary);
         printer.print(line.str());
-    } else if (summary) {
+    } else if (summary && !printer.isQuiet()) {
         printer.print("connected to " + target + ": " + summary->text);
     }
 }

@@ -69,7 +69,7 @@ ServeOptions fittedToSystem(ServeOptions options, LinePrinter& printer) {
 } // namespace
 
 ExitStatus runServe(const ServeOptions& asked) {
-    LinePrinter printer;
+    LinePrinter printer(LinePrinter::Form::Prose, asked.connection.verbosity());
     LoadedConfiguration configuration(asked.connection, printer);
     prepare(asked, configuration.config(), printer);
     const ServeOptions options = fittedToSystem(asked, printer);
