@@ -126,6 +126,14 @@ TEST(ExitStatus, unknownHostCannotConnect) {
                   "cannot resolve [no-such-host.invalid]");
 }
 
+TEST(ExitStatus, hostBeyondAsciiIsResolvedByItsALabels) {
+    expectFailure(runTool({"connect", "M\xC3\xBCller.invalid:80"}), 2,
+                  "cannot resolve [xn--mller-kva.invalid]");
+    expectFailure(runTool({"explain", "m\xC3\xBCller.invalid:80"}), 2,
+                  "cannot resolve [xn--mller-kva.invalid]");
+    expectFailure(runTool({"connect", "\xFF.invalid:80"}), 1, "the host is no host name");
+}
+
 TEST(ExitStatus, portInUseCannotListen) {
     Listener other;
     expectFailure(runTool({"serve", "--port", std::to_string(other.port())}), 2,

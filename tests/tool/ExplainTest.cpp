@@ -94,6 +94,14 @@ TEST(Explain, wrongNameNamesBoth) {
     EXPECT_THAT(outcome.output, HasSubstr("remedy: connect by one of its names"));
 }
 
+TEST(Explain, nameBeyondAsciiIsThatOfItsALabels) {
+    const auto file = makeStrange({.commonName = "one", .dnsNames = {"xn--mller-kva.test"}});
+    EXPECT_THAT(runTool(ofFile(file) + forServer + Words{"--name", "m\xC3\xBCller.test"}).output,
+                HasSubstr("name [xn--mller-kva.test]: "));
+    EXPECT_THAT(runTool(ofFile(file) + forServer + Words{"--name", "m\xC3\xBCller.test"}).output,
+                testing::Not(HasSubstr("isn't made out to it")));
+}
+
 TEST(Explain, selfSignedIsNamed) {
     expectFault(runTool(ofCase("self-signed") + forServer), "1", "self-signed",
                 "it is signed by itself", "have it issued by an authority");

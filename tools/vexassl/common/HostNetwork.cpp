@@ -2,12 +2,14 @@
 
 #include "VexaSsl/VexaSsl.h"
 #include "common/ExitStatus.h"
+#include "common/HostNames.h"
 #include "common/ToolLog.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -101,6 +103,11 @@ Endpoint parseEndpoint(const std::string& text) {
     result.host = withoutBrackets(result.host);
     if (result.host.empty()) {
         refuseEndpoint(text, "there is no host");
+    }
+    if (const std::optional<std::string> ascii = asciiHostName(result.host)) {
+        result.host = *ascii;
+    } else {
+        refuseEndpoint(text, "the host is no host name");
     }
     if (!isPort(result.port)) {
         refuseEndpoint(text, "the port is a number from 1 to 65535");

@@ -53,7 +53,7 @@ private:
 };
 
 struct Endpoint {
-    std::string host; // without brackets
+    std::string host; // without brackets, in ASCII
     std::string port;
 
     // "host:port", with brackets around an IPv6 address.

@@ -1,5 +1,6 @@
 #include "connect/ConnectCommand.h"
 
+#include "common/HostNames.h"
 #include "common/HostNetwork.h"
 #include "common/SocketSetup.h"
 #include "connect/ConnectReport.h"
@@ -172,6 +173,7 @@ ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
 
 ExitStatus runConnect(const ConnectOptions& asked) {
     ConnectOptions options = asked;
+    options.tls.name = asciiHostName(asked.tls.name).value_or(asked.tls.name);
     if (options.tls.enabled) {
         options.connection.connectionName = directConnectionName;
     }

@@ -4,6 +4,7 @@
 #include "common/CertificateFolder.h"
 #include "common/ConnectionOptions.h"
 #include "common/Diagnosis.h"
+#include "common/HostNames.h"
 #include "common/Text.h"
 #include "explain/ChainExplanation.h"
 #include "explain/ExplainOutput.h"
@@ -221,7 +222,9 @@ Flags explainFlags(ExplainOptions& options) {
 
 } // namespace
 
-ExitStatus runExplain(const ExplainOptions& options) {
+ExitStatus runExplain(const ExplainOptions& asked) {
+    ExplainOptions options = asked;
+    options.name = asciiHostName(asked.name).value_or(asked.name);
     const int sources = (options.target.empty() ? 0 : 1) + (options.file.empty() ? 0 : 1) +
                         (options.storeName.empty() ? 0 : 1);
     if (sources != 1) {
