@@ -29,12 +29,14 @@ namespace {
 
 using namespace VexaSsl;
 
-// SslLog has no lock, and several threads log.
+// SslLog has no lock, and several threads log. A receive that ends inside a record, or with the
+// stream, writes a Warning although nothing is wrong; here it is at Debug.
 class LockedLog : public ILog {
 public:
     void log(Severity severity, const std::wstring& text) override {
+        const bool isOrdinary = text.starts_with(L"::WSARecv completed asynchronously, but");
         const std::lock_guard lock(mutex);
-        sink.log(severity, text);
+        sink.log(isOrdinary ? Severity::Debug : severity, text);
     }
     void setMinimumSeverity(Severity severity) override {
         const std::lock_guard lock(mutex);

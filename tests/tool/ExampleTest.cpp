@@ -112,6 +112,19 @@ TEST(Examples, overlappedServerServesSeveralClientsAtOnce) {
     EXPECT_EQ(server.command().exitStatus(), 0) << server.command().errors();
 }
 
+TEST(Examples, logOfAHealthyOverlappedServerHasNoWarning) {
+    RunningHost server(secureServer(), "overlapped_server", 1);
+    const std::string sent(100'000, 'x'); // records that arrive in parts
+    const Outcome outcome = runTool(Words{"connect", "localhost:" + server.port()} + secureClient(),
+                                    Command::Input::text(sent));
+    EXPECT_EQ(outcome.output, sent) << outcome.errors;
+    EXPECT_EQ(server.command().exitStatus(), 0);
+    const std::string log = server.command().output();
+    EXPECT_NE(log.find("[Info] "), std::string::npos) << log;
+    EXPECT_EQ(log.find("[Warning] "), std::string::npos) << log;
+    EXPECT_EQ(log.find("[Error] "), std::string::npos) << log;
+}
+
 TEST(Examples, opportunisticPairSwitchesAndTalks) {
     const Words configuration = switchableServer(pki::localhost);
     Command pair(
