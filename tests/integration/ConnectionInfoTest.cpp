@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -107,6 +108,10 @@ struct Refusal {
     const std::string* certificate; // of the server
     Cause cause;
 };
+
+void PrintTo(const Refusal& tested, std::ostream* stream) {
+    *stream << tested.name;
+}
 
 class CauseOfServer : public ::testing::TestWithParam<Refusal> {};
 

@@ -1,4 +1,6 @@
-// CertificateInspector: names.
+// CertificateInspector: names, and the names without a log.
+#include "certificates/CertificateNames.h"
+
 #include "certificates/CertificateInspector.h"
 
 #include "fakes/CertificateShelf.h"
@@ -117,6 +119,27 @@ TEST_F(CertificateNamesTest, missingFriendlyNameWarnsInItsOwnWordingAndIsEmpty) 
     EXPECT_THAT(log.lines, ElementsAre(LogLine{
                                Severity::Warning,
                                L"CertGetNameString could not find any names on the certificate"}));
+}
+
+TEST_F(CertificateNamesTest, dnsNamesAreReadWithTheSameCallsAndNoLine) {
+    recordCalls();
+    EXPECT_THAT(dnsNamesOf(shelf.make({L"b.test", L"a.test"})), ElementsAre(L"b.test", L"a.test"));
+    EXPECT_THAT(*recorded, ElementsAre(Call{6, 2, true, false, 0}, Call{6, 2, false, true, 15}));
+    EXPECT_THAT(dnsNamesOf(shelf.make()), IsEmpty());
+    EXPECT_THAT(log.lines, IsEmpty());
+}
+
+TEST_F(CertificateNamesTest, subjectIsAskedForAsAWhole) {
+    const auto original = platform.CertGetNameStringW;
+    platform.CertGetNameStringW = [&](PCCERT_CONTEXT certificate, DWORD type, DWORD flags,
+                                      void* parameter, wchar_t* buffer, DWORD size) {
+        EXPECT_EQ(type, 2U);
+        EXPECT_EQ(flags, 0U);
+        EXPECT_EQ(*static_cast<DWORD*>(parameter), 3U);
+        EXPECT_EQ(size, buffer == nullptr ? 0U : 8U);
+        return original(certificate, type, flags, parameter, buffer, size);
+    };
+    EXPECT_EQ(subjectOf(shelf.make({}, L"peer")), L"CN=peer");
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <new>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -45,6 +46,10 @@ struct Thrown {
     std::int32_t status;
     const char* text;
 };
+
+void PrintTo(const Thrown& tested, std::ostream* stream) {
+    *stream << tested.name;
+}
 
 class ReasonOfException : public testing::TestWithParam<Thrown> {};
 

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ios>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -137,6 +139,10 @@ struct Protocol {
     DWORD bits;
     const wchar_t* name;
 };
+
+void PrintTo(const Protocol& tested, std::ostream* stream) {
+    *stream << std::hex << tested.bits;
+}
 
 class ProtocolName : public Info, public testing::WithParamInterface<Protocol> {};
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 namespace VexaSsl {
@@ -91,6 +92,10 @@ struct Ending {
     const char* name;
     Kind kind;
 };
+
+void PrintTo(const Ending& tested, std::ostream* stream) {
+    *stream << tested.name;
+}
 
 class HeldEnd : public HeldBytes, public testing::WithParamInterface<Ending> {};
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -65,6 +66,10 @@ struct Records {
     std::string bytes;
     int alert; // -1 for none
 };
+
+void PrintTo(const Records& tested, std::ostream* stream) {
+    *stream << tested.name;
+}
 
 class FatalAlert : public testing::TestWithParam<Records> {};
 
