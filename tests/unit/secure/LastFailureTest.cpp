@@ -293,7 +293,12 @@ INSTANTIATE_TEST_SUITE_P(
         Failing{"clientThatCouldNotBeJudged",
                 [](Stage& stage) {
                     clientSends(0)(stage);
-                    stage.platform.CertVerifyCertificateChainPolicy = [](auto...) { return FALSE; };
+                    stage.platform.CertVerifyCertificateChainPolicy =
+                        [](const char*, PCCERT_CHAIN_CONTEXT, CERT_CHAIN_POLICY_PARA*,
+                           CERT_CHAIN_POLICY_STATUS* status) {
+                            status->dwError = CERT_E_EXPIRED; // without a meaning
+                            return FALSE;
+                        };
                 },
                 Cause::PeerNotTrusted, 0, L"client authentication failed: cert not trusted",
                 asking},
