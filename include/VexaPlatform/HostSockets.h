@@ -142,8 +142,8 @@ HANDLE CreateIoCompletionPort(HANDLE file, HANDLE existingPort, ULONG_PTR comple
 //   - FALSE with WSA_INVALID_PARAMETER: a null argument.
 BOOL GetQueuedCompletionStatus(HANDLE port, DWORD* transferred, ULONG_PTR* completionKey,
                                OVERLAPPED** overlapped, DWORD timeoutMilliseconds);
-// Adds a completion of the host's own to the port. Returns TRUE or FALSE (WSA_INVALID_HANDLE).
-// overlapped is only passed on.
+// Adds a completion of the host's own to the port. Returns TRUE or FALSE (WSA_INVALID_HANDLE,
+// WSA_NOT_ENOUGH_MEMORY). overlapped is only passed on.
 BOOL PostQueuedCompletionStatus(HANDLE port, DWORD transferred, ULONG_PTR completionKey,
                                 OVERLAPPED* overlapped);
 

@@ -4,10 +4,14 @@
 #include "contract/sockets/Loopback.h"
 #include "platform/linux/sockets/CompletionPort.h"
 #include "platform/linux/sockets/SocketRegistry.h"
+#include "unit/Allocations.h"
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <list>
 #include <memory>
+#include <string>
 
 namespace VexaSsl::test {
 namespace {
@@ -38,6 +42,24 @@ TEST_F(OperationQueue, eventOfAnotherPortIsIgnored) {
         .find(descriptor)
         ->advanceReady(*linux::CompletionPort::create(), descriptor);
     EXPECT_TRUE(linux::statusOf(receive.overlapped).isPending);
+}
+
+// The thread that takes completions advances operations of others, which can't be refused any more.
+TEST_F(OperationQueue, completionsNeedNoMemory) {
+    constexpr std::size_t receives = 100;
+    const ScopedPort port;
+    const Pair pair = connectedPair();
+    ASSERT_TRUE(port.bind(pair.server, 1));
+    std::list<Receive> posted;
+    while (posted.size() < receives) {
+        ASSERT_EQ(posted.emplace_back(1).post(pair.server), WSA_IO_PENDING);
+    }
+    sendText(pair.client, std::string(receives, 'x'));
+    const long before = allocations();
+    for (Receive& receive : posted) {
+        EXPECT_EQ(dequeue(port.get()).overlapped, &receive.overlapped);
+    }
+    EXPECT_EQ(allocations(), before);
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -47,12 +48,12 @@ std::shared_ptr<CompletionPort> CompletionPort::create() {
     return std::make_shared<CompletionPort>(std::move(epollDescriptor), std::move(wakeDescriptor));
 }
 
-void CompletionPort::push(const Completion& completion) {
+void CompletionPort::push(Completions added) noexcept {
     const std::lock_guard lock(mutex);
     if (closed) {
         return;
     }
-    completions.push_back(completion);
+    completions.splice(completions.end(), added);
     if (waiting > 0 && !signalled) {
         signalled = true;
         makeReadable(wakeDescriptor.get());
@@ -219,8 +220,13 @@ BOOL PostQueuedCompletionStatus(HANDLE port, DWORD transferred, ULONG_PTR comple
         fail(WSA_INVALID_HANDLE);
         return FALSE;
     }
-    object->push({overlapped, completionKey, transferred, 0});
-    return TRUE;
+    try {
+        object->push({{overlapped, completionKey, transferred, 0}});
+        return TRUE;
+    } catch (const std::bad_alloc&) {
+        fail(WSA_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
 }
 
 BOOL CloseHandle(HANDLE port) {

@@ -9,7 +9,7 @@
 #include "platform/linux/base/Descriptor.h"
 #include "platform/linux/sockets/Deadline.h"
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -25,13 +25,16 @@ struct Completion {
 
 class CompletionPort {
 public:
+    using Completions = std::list<Completion>;
+
     // Returns null and sets the last error when the process is out of descriptors or memory.
     static std::shared_ptr<CompletionPort> create();
 
     CompletionPort(Descriptor epollDescriptor, Descriptor wakeDescriptor)
         : epollDescriptor(std::move(epollDescriptor)), wakeDescriptor(std::move(wakeDescriptor)) {}
 
-    void push(const Completion& completion);
+    // Needs no memory, since completions come when their operation can't be refused any more.
+    void push(Completions added) noexcept;
 
     // Waits for a completion. Returns 0, WSA_WAIT_TIMEOUT, or WSA_INVALID_HANDLE for a closed port.
     int take(Completion& completion, const Deadline& deadline);
@@ -54,7 +57,7 @@ private:
     Descriptor epollDescriptor;
     Descriptor wakeDescriptor;
     std::mutex mutex;
-    std::deque<Completion> completions;
+    Completions completions;
     unsigned int waiting = 0;
     bool signalled = false; // wakeDescriptor is readable
     bool closed = false;

@@ -2,12 +2,12 @@
 
 #include "platform/linux/base/HandleTable.h"
 #include "platform/linux/base/LastError.h"
-#include "platform/linux/sockets/CompletionPort.h" // IWYU pragma: keep
 #include "platform/linux/sockets/Event.h"
 #include "platform/linux/sockets/WaitingThread.h"
 
 #include <atomic>
 #include <memory>
+#include <utility>
 
 namespace VexaSsl::linux {
 
@@ -28,6 +28,7 @@ int Delivery::prepare(OVERLAPPED& overlapped,
     }
     const auto handle = reinterpret_cast<ULONG_PTR>(overlapped.hEvent);
     skipsPort = (handle & skipPortBit) != 0;
+    reserved.emplace_back();
     if (handle == 0) {
         return 0;
     }
@@ -93,7 +94,8 @@ void Delivery::finish(const TransferResult& result, const PortBinding& binding) 
         event->set();
     }
     if (binding.port && !skipsPort) {
-        binding.port->push({target, binding.key, bytes, result.error});
+        reserved.front() = {target, binding.key, bytes, result.error};
+        binding.port->push(std::move(reserved));
     }
 }
 

@@ -4,13 +4,13 @@
 #pragma once
 
 #include "VexaPlatform/WinsockShapes.h"
+#include "platform/linux/sockets/CompletionPort.h"
 #include "platform/linux/sockets/Transfers.h"
 
 #include <memory>
 
 namespace VexaSsl::linux {
 
-class CompletionPort;
 class Event;
 class OperationQueue;
 class WaitingThread;
@@ -28,6 +28,7 @@ class Delivery {
 public:
     // Looks up the event of overlapped or, for a routine, the calling thread. Returns 0,
     // WSA_INVALID_HANDLE for an invalid event, or WSAEMFILE. overlapped must live until finish.
+    // Throws std::bad_alloc.
     int prepare(OVERLAPPED& overlapped, LPWSAOVERLAPPED_COMPLETION_ROUTINE completionRoutine);
 
     Delivery() = default;
@@ -61,6 +62,7 @@ private:
     DWORD* transferredPointer = nullptr;
     DWORD* flagsPointer = nullptr;
     bool skipsPort = false;
+    CompletionPort::Completions reserved; // one, for the port
     bool isWatched = false;
 };
 
