@@ -1,5 +1,8 @@
 #include "common/OverlappedReceive.h"
 
+#include "VexaSsl/IConnectionInfo.h"
+
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -59,12 +62,18 @@ int OverlappedReceive::finish(bool waits) {
     return count;
 }
 
-// After a full buffer, and after an end, the strategy may hold decrypted data. A recv would take
-// it, but read on while the data is shorter than its buffer, and discard it if it reads the end. A
-// receive on no socket reads nothing: it fails at once but stays pending, and its completion
-// delivers the held data.
 int OverlappedReceive::takeHeld(char* buffer, int size) {
-    mayHold = false;
+    const int held = dynamic_cast<IConnectionInfo&>(strategy).heldBytes();
+    mayHold = held > 0;
+    if (mayHold) {
+        return strategy.recv(socket, buffer, std::min(held, size), 0);
+    }
+    return held == SOCKET_ERROR ? takeHeldEnd(buffer, size) : 0;
+}
+
+// Only a completion distinguishes the peer's closure from a broken record. A receive on no socket
+// fails at once but stays pending, and completing it reports what is held.
+int OverlappedReceive::takeHeldEnd(char* buffer, int size) {
     WSAOVERLAPPED unused{};
     return tryPost(INVALID_SOCKET, buffer, size, unused) == Posting::NotTaken ? 0
                                                                               : complete(0, size);

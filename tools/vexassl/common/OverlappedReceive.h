@@ -48,6 +48,7 @@ private:
 
     Posting tryPost(SOCKET s, char* buffer, int size, WSAOVERLAPPED& overlapped);
     void finishUnwaited();
+    int takeHeldEnd(char* buffer, int size);
     int complete(DWORD transferred, int size);
     void set(StreamEnd end);
     void setLost();
