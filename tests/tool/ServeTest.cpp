@@ -2,6 +2,7 @@
 #include "integration/support/HostSocket.h"
 #include "tool/Tool.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -96,6 +97,30 @@ TEST(Serve, servesPlainTextWithoutConfiguration) {
         EXPECT_EQ(outcome.output, "in the clear");
         EXPECT_EQ(outcome.errors, plainTextNote);
     }
+}
+
+TEST(Serve, infoLineAndFactsShowWhatIsSecured) {
+    for (const Words& more : {Words{}, Words{"--overlapped"}}) {
+        RunningServer server(secureServer() + Words{"--expect-client", "Any", "--www"} + more);
+        const Outcome outcome =
+            runTool(Words{"connect", server.target(), "--keep-open"} +
+                        secureClient({{"ClientCertificateToSendName", pki::client}}),
+                    Command::Input::text("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"));
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        const std::string agreed = "TLS 1\\.2 with TLS_ECDHE_[A-Z0-9_]+, peer \\[O=case client, "
+                                   "CN=client\\.test\\], issued by ";
+        EXPECT_THAT(outcome.output, testing::ContainsRegex("<th>secured</th><td>" + agreed));
+        EXPECT_THAT(server.command().errors(),
+                    testing::ContainsRegex("#1 \\[Info\\] 127\\.0\\.0\\.1:[0-9]+: " + agreed));
+    }
+}
+
+TEST(Serve, addressOfAFailingPeerIsShown) {
+    RunningServer server(secureServer());
+    const HostSocket peer = rawConnection(server.port());
+    ASSERT_TRUE(sendRaw(peer, "no TLS at all\r\n\r\n"));
+    ASSERT_TRUE(server.command().complains("vexassl: #1: no secure connection ("));
+    EXPECT_TRUE(server.command().complains(" (peer 127.0.0.1:")) << server.command().errors();
 }
 
 TEST(Serve, quietAndVerboseOverruleTheConfiguration) {

@@ -75,6 +75,7 @@ bool PortConnection::handshake() {
         reportHandshake(*guard);
         return false;
     }
+    reportSecured();
     guard->restart();
     setSendBuffer(socket.get(), sendBufferSize);
     if (!threads.bind(socket.get(), *this)) {

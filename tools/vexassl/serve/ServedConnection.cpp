@@ -3,6 +3,7 @@
 #include "common/SocketSetup.h"
 #include "common/Text.h"
 #include "config/Vocabulary.h"
+#include "connect/ConnectionSummary.h"
 
 #include <exception>
 #include <string>
@@ -57,18 +58,26 @@ void ServedConnection::begin() {
     sendAtOnce(socket.get());
 }
 
+void ServedConnection::reportSecured() {
+    if (const auto summary = connectionSummary(*strategy)) {
+        log.log(Severity::Info, wideName(peer + ": " + summary->text));
+    }
+}
+
 void ServedConnection::close() {
     strategy.reset();
     socket.close();
     service.report.ended(number, peer, status, failureText);
 }
 
-ConnectionFacts ServedConnection::facts() const {
+ConnectionFacts ServedConnection::facts() {
     const IConfig& config = service.config;
+    const auto summary = connectionSummary(*strategy);
     return {
         {"connection", std::to_string(number)},
         {"peer", peer},
         {"here", localAddressText(socket.get())},
+        {"secured", summary ? summary->text : "no: plain text"},
         {"receives", service.options.overlapped ? "overlapped" : "blocking"},
         optionFact(config, Definition::ConnectionOptions::UseEncryption),
         optionFact(config, Definition::ConnectionOptions::RequireClientAuthentication),
@@ -110,7 +119,7 @@ void ServedConnection::reportBreakdown(const char* reason) noexcept {
 void ServedConnection::report(ExitStatus outcome, const std::string& text) {
     status = outcome;
     failureText = text;
-    service.report.failed(number, text);
+    service.report.failed(number, peer.empty() ? text : text + " (peer " + peer + ")");
 }
 
 } // namespace VexaSsl::tool

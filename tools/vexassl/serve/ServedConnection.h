@@ -80,6 +80,8 @@ protected:
 
     // Reports the connection and prepares its socket. Throws std::bad_alloc.
     void begin();
+    // Logs what the handshake agreed on; nothing in the clear.
+    void reportSecured();
     // Closes the connection and reports its end.
     void close();
 
@@ -89,7 +91,7 @@ protected:
     void reportBreakdown(const char* reason) noexcept;
     void report(ExitStatus outcome, const std::string& text);
 
-    ConnectionFacts facts() const;
+    ConnectionFacts facts();
 
     const Service& service;
     unsigned long number;

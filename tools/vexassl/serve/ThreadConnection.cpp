@@ -48,6 +48,7 @@ void ThreadConnection::run() {
         reportHandshake(guard);
         return;
     }
+    reportSecured();
     guard.restart();
     const auto receiver = makeReceiver();
     if (service.options.web) {
