@@ -158,6 +158,39 @@ TEST_F(TemporaryFiles, areRemovedAfterASignal) {
     }
 }
 
+// The hint of a failed connection is a command that works as it stands.
+TEST(FailedConnect, namesTheCommandThatShowsWhy) {
+    const auto hintOf = [](const Outcome& outcome) {
+        const std::string before = "\nvexassl: note: this shows why: vexassl ";
+        const std::size_t start = outcome.errors.find(before) + before.size();
+        EXPECT_TRUE(outcome.errors.ends_with("\n"));
+        return outcome.errors.substr(start, outcome.errors.size() - 1 - start);
+    };
+    const auto shown = [](const std::string& command) {
+        Command shell({"sh", "-c", "'" VEXASSL_TOOL "' " + command});
+        return runToEnd(shell);
+    };
+    RunningServer other(secureServer(pki::otherName));
+    const std::string byFlags = hintOf(connectedDirectly(other.target(), trusted));
+    EXPECT_EQ(byFlags, "explain " + other.target() + " --root " + fileOf("authority", "cert"));
+    EXPECT_EQ(shown(byFlags).status, 6);
+    RunningServer untrusted(secureServer(pki::untrusted));
+    const Words configuredClient = secureClient();
+    const std::string byFile = hintOf(connectedDirectly(untrusted.target(), configuredClient));
+    EXPECT_EQ(byFile,
+              "explain " + untrusted.target() + " --certificates " + pki::folder().string());
+    EXPECT_THAT(shown(byFile).output, HasSubstr("missing-issuer: "));
+    const std::string ofOwn = hintOf(connectedDirectly(
+        other.target(), secureClient({{"ClientCertificateToSendName", "nobody at all"}})));
+    EXPECT_THAT(ofOwn, testing::StartsWith("check --ini "));
+    EXPECT_EQ(shown(ofOwn).status, 7);
+    EXPECT_THAT(connectedDirectly(untrusted.target(), configuredClient + Words{"--quiet"}).errors,
+                Not(HasSubstr("note: ")));
+    EXPECT_THAT(connectedDirectly(untrusted.target(), configuredClient + Words{"--json"}).errors,
+                HasSubstr("{\"type\":\"note\",\"id\":\"hint\",\"message\":\"this shows why: "
+                          "vexassl explain "));
+}
+
 TEST(PlainConnect, isNoted) {
     RunningServer server(plainText());
     const Outcome outcome = connectedDirectly(server.target(), {});

@@ -16,11 +16,15 @@ namespace {
 
 using namespace VexaSsl::tool;
 
-// Prints one line for the user. An argument in it may hold a line end or control characters.
-int failed(ExitStatus status, std::string text) {
+// An argument in the line may hold a line end or control characters.
+void printLine(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
     std::fprintf(stderr, "vexassl: %s\n", printableText(text).c_str());
+}
+
+int failed(ExitStatus status, const std::string& text) {
+    printLine(text);
     return static_cast<int>(status);
 }
 
@@ -37,7 +41,11 @@ int main(int argc, char** argv) {
         return static_cast<int>(
             runCommandLine(allCommands(), static_cast<int>(words.size()), words.data()));
     } catch (const Failure& failure) {
-        return failed(failure.status, failure.what());
+        const int status = failed(failure.status, failure.what());
+        if (!failure.note.empty()) {
+            printLine("note: " + failure.note);
+        }
+        return status;
     } catch (const std::exception& error) {
         return failed(ExitStatus::Usage, error.what());
     }

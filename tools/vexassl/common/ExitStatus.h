@@ -41,13 +41,14 @@ inline constexpr const char* exitStatusHelp =
     "  20 warnings under --strict\n"
     "  21 certificates expire (certificates --expiring)\n";
 
-// Ends a command: what() is the line for stderr.
+// Ends a command: what() is the line for stderr, and a note after it may say what to do next.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitStatus status, const std::string& text)
         : std::runtime_error(text), status(status) {}
 
     ExitStatus status;
+    std::string note;
 };
 
 } // namespace VexaSsl::tool

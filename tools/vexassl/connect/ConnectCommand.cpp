@@ -3,6 +3,7 @@
 #include "common/HostNames.h"
 #include "common/HostNetwork.h"
 #include "common/SocketSetup.h"
+#include "connect/ConnectHint.h"
 #include "connect/ConnectReport.h"
 #include "connect/Conversation.h"
 #include "starttls/OtlsSwitch.h"
@@ -11,6 +12,7 @@
 
 #include <exception>
 #include <memory>
+#include <string>
 
 namespace VexaSsl::tool {
 
@@ -169,6 +171,13 @@ ExitStatus makeCalls(const ConnectOptions& options, LinePrinter& printer) {
     return ExitStatus::Success;
 }
 
+std::string hint(const ConnectOptions& options, const Failure& failure,
+                 const LinePrinter& printer) {
+    const std::string command =
+        printer.isQuiet() ? std::string() : hintFor(options, failure.status);
+    return command.empty() ? command : "this shows why: " + command;
+}
+
 } // namespace
 
 ExitStatus runConnect(const ConnectOptions& asked) {
@@ -179,12 +188,20 @@ ExitStatus runConnect(const ConnectOptions& asked) {
     }
     if (!options.json) {
         LinePrinter printer(LinePrinter::Form::Prose, options.connection.verbosity());
-        return makeCalls(options, printer);
+        try {
+            return makeCalls(options, printer);
+        } catch (Failure& failure) {
+            failure.note = hint(options, failure, printer);
+            throw;
+        }
     }
     LinePrinter printer(LinePrinter::Form::Json, options.connection.verbosity());
     try {
         return makeCalls(options, printer);
     } catch (const Failure& failure) {
+        if (const std::string note = hint(options, failure, printer); !note.empty()) {
+            printer.note("hint", note);
+        }
         return ConnectReport(printer).failed(failure.status, failure.what());
     } catch (const std::exception& error) {
         return ConnectReport(printer).failed(ExitStatus::Usage, error.what());

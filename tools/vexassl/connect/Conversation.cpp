@@ -88,14 +88,14 @@ void Conversation::sendInput() {
     }
     inputEnded = true;
     guard.restart();
-    if (atInputEnd != AtInputEnd::KeepOpen && !unheardEnd) {
+    if (atInputEnd != AtInputEnd::KeepOpen && !streamEnded) {
         sendEnd();
     }
 }
 
 void Conversation::sendEnd() {
     ourEndSent = true;
-    if (platform::shutdown(socket, SD_SEND) != 0) {
+    if (platform::shutdown(socket, SD_SEND) != 0 && !streamEnded) {
         // The peer doesn't learn of the end, so it might never close.
         shutdownError = platform::WSAGetLastError();
         endTraffic(socket);
@@ -110,6 +110,7 @@ void Conversation::receiveAll() {
         throw;
     }
     unheardEnd = !somethingCame && !ourEndSent;
+    streamEnded = true;
     noteAnswer();
 }
 

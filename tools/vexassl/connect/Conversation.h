@@ -64,7 +64,8 @@ private:
 
     std::promise<void> answered; // set when something came or the stream ended
     bool isAnswered = false;
-    std::atomic<bool> unheardEnd = false;
+    std::atomic<bool> streamEnded = false;
+    bool unheardEnd = false; // the peer ended first and sent nothing
     bool somethingCame = false;
     bool outputFailed = false;
     bool inputLeft = false;

@@ -205,6 +205,7 @@ Flags explainFlags(ExplainOptions& options) {
          .text = "Only for server or client authentication",
          .target = &options.purpose,
          .words = {"server", "client"}},
+        {"--root", "FILE", "Further trust anchors, PEM or one in DER", &options.root},
         certificatesFlag(options.certificates),
         {.name = "--timeout",
          .value = "SECONDS",
@@ -233,6 +234,7 @@ ExitStatus runExplain(const ExplainOptions& asked) {
                       "vexassl explain --help)");
     }
     useCertificateFolder(options.certificates);
+    const AddedCertificates added({options.root, "", ""});
     if (!options.target.empty()) {
         return explainPeer(options);
     }

@@ -17,6 +17,7 @@ struct ExplainOptions {
     std::string at;        // empty: now
     std::string purpose;   // "server", "client", or empty for both
     std::string certificates;
+    std::string root; // a file of further trust anchors
     unsigned timeoutSeconds = 30;
     bool json = false;
     bool pem = false;
