@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstddef>
 #include <exception>
 #include <iostream>
 #include <list>

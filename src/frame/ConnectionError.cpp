@@ -4,7 +4,6 @@
 #include "frame/ErrorText.h"
 #include "platform/contract/Winsock.h"
 
-#include <exception>
 #include <new>
 #include <stdexcept>
 

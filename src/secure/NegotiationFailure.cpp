@@ -1,6 +1,8 @@
 #include "secure/NegotiationFailure.h"
 
 #include <cstddef>
+#include <optional>
+#include <span>
 
 namespace VexaSsl {
 
