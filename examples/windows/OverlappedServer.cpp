@@ -152,7 +152,7 @@ private:
     WSAOVERLAPPED overlapped{};
     DWORD count = 0;
     DWORD flags = 0;
-    char buffer[4096]; // an idle connection needs four times this size
+    char buffer[4096] = {}; // an idle connection needs four times this size
 };
 
 class Server {

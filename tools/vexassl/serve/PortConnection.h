@@ -53,7 +53,7 @@ private:
     std::optional<Watchdog::Guard> guard;
     std::optional<OverlappedReceive> receive;
     std::vector<char> buffer;
-    std::size_t nextSize;
+    std::size_t nextSize = 0;
     WebRequest request;
     bool hasResponded = false; // to a web request
     std::size_t discarded = 0;
