@@ -265,8 +265,10 @@ Arrangement clientSends(DWORD policyStatus, bool isSent = true) {
     };
 }
 
-const std::vector<std::pair<std::wstring, std::wstring>> asking = {
-    {Option::RequireClientAuthentication, L"True"}};
+// A function, since the option names are constructed at an unknown moment before main.
+std::vector<std::pair<std::wstring, std::wstring>> asking() {
+    return {{Option::RequireClientAuthentication, L"True"}};
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Server, FailureOfAccept,
@@ -283,13 +285,13 @@ INSTANTIATE_TEST_SUITE_P(
         Failing{"noCommonCipherSuite", packageFails(SEC_E_ALGORITHM_MISMATCH), Cause::Protocol,
                 SEC_E_ALGORITHM_MISMATCH, L"AcceptSecurityContext failed: text of 2148074289"},
         Failing{"noClientCertificate", clientSends(0, false), Cause::PeerNotTrusted, 0,
-                L"client authentication failed: can't get client cert", asking},
+                L"client authentication failed: can't get client cert", asking()},
         Failing{"untrustedClient", clientSends(CERT_E_UNTRUSTEDROOT), Cause::PeerNotTrusted,
                 static_cast<std::int32_t>(CERT_E_UNTRUSTEDROOT),
-                L"client authentication failed: cert not trusted: text of 2148204809", asking},
+                L"client authentication failed: cert not trusted: text of 2148204809", asking()},
         Failing{"expiredClient", clientSends(CERT_E_EXPIRED), Cause::Expired,
                 static_cast<std::int32_t>(CERT_E_EXPIRED),
-                L"client authentication failed: cert not trusted: text of 2148204801", asking},
+                L"client authentication failed: cert not trusted: text of 2148204801", asking()},
         Failing{"clientThatCouldNotBeJudged",
                 [](Stage& stage) {
                     clientSends(0)(stage);
@@ -301,7 +303,7 @@ INSTANTIATE_TEST_SUITE_P(
                         };
                 },
                 Cause::PeerNotTrusted, 0, L"client authentication failed: cert not trusted",
-                asking},
+                asking()},
         Failing{"clientOfAnotherName",
                 clientSends(0),
                 Cause::NameMismatch,
