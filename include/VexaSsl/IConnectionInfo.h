@@ -5,7 +5,8 @@
 //     auto* info = dynamic_cast<VexaSsl::IConnectionInfo*>(strategy.get());
 //
 // Threads: heldBytes is a receiver's operation (see VexaSsl/ISocketStrategy.h); the others must run
-// alone. What connectionInfo returns doesn't change: ask once after the handshake and keep it.
+// alone. Ask connectionInfo once after the handshake and keep the result: after a record that can't
+// be decrypted the system may not report it any more.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +18,7 @@ namespace VexaSsl {
 // How a connection is secured. All empty in the clear, before a handshake and after a failed one.
 // Names come from the peer: escape them before they are displayed.
 struct ConnectionInfo {
-    // "TLS 1.2"; empty exactly if the connection is not secured.
+    // "TLS 1.2". Not empty after a successful handshake.
     std::wstring protocol;
     // The name in IANA's registry, for example L"TLS_ECDHE_RSA_WITH_AES_256_GCM_SHA384". Empty if
     // the system doesn't report it.
@@ -57,7 +58,8 @@ enum class FailureCause : std::int32_t {
     // certificate.
     PeerRefused = 6,
     // No protocol version or cipher suite in common, bytes that are not TLS, or another failure
-    // inside the security package.
+    // inside the security package. A client whose server reports a missing cipher suite by a
+    // general alert has PeerRefused.
     Protocol = 7,
     // The connection was refused, timed out, or ended before the handshake was complete, which is
     // also how a peer refuses without an alert. Trying again may help.
@@ -72,9 +74,9 @@ enum class FailureCause : std::int32_t {
 // Why a connection could not be established.
 struct ConnectionFailure {
     FailureCause cause = FailureCause::None;
-    // What the platform reported; 0 if nothing. Negative: a SECURITY_STATUS or a result of the
-    // chain policy, with the values of winerror.h (SEC_E_..., CERT_E_...) on every system.
-    // Positive: a Winsock error code as WSAGetLastError returns it, or another error code of the
+    // What the platform reported; 0 if nothing. With the cause Transport or Caller a Winsock error
+    // code as WSAGetLastError returns it; otherwise a SECURITY_STATUS, a result of the chain policy
+    // (SEC_E_..., SEC_I_..., CERT_E_... of winerror.h, on every system) or an error code of the
     // system.
     std::int32_t status = 0;
     // One line for a person, with the system's text for the status. Empty without a failure.
@@ -91,14 +93,16 @@ public:
 
     // Returns why the latest connect, accept, completeAcceptEx or startOtls failed, or the cause
     // None if it has succeeded; other operations don't change the result. With UseEncryption=False
-    // always None: the last error is all that there is. Writes no line. Throws std::bad_alloc.
+    // always None: the last error is all that there is. Writes no line, and may replace the last
+    // error. Throws std::bad_alloc.
     virtual ConnectionFailure lastFailure() const = 0;
 
     // Decrypts the whole records that have been received. Returns how many bytes a recv delivers
     // without using the network, 0 in the clear. Returns SOCKET_ERROR if there are none and none
-    // will follow: what has been received ends in the peer's TLS closure or can't be decrypted; the
-    // next recv or completeWSARecv reports that, also without the network. It is never reported
-    // before the bytes that precede it. The log has the lines of the decryption.
+    // will follow: what has been received ends in the peer's TLS closure or can't be decrypted. The
+    // next recv, select or completeWSARecv reports that, also without the network; then the result
+    // is 0. A recv of more than is held may report it before the bytes that precede it. The log has
+    // the lines of the decryption.
     //
     // A recv of no more than this many bytes can't lose data at the end of a stream, as one that
     // reads on may; nor can a recv of one byte while nothing is held.

@@ -55,8 +55,9 @@ std::wstring subjectOf(PCCERT_CONTEXT certificate) {
     const DWORD size =
         platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, 0, &form, nullptr, 0);
     std::wstring subject(size, L'\0');
-    platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, 0, &form, subject.data(), size);
-    subject.resize(size - onlyTheTerminator);
+    const DWORD written = platform::CertGetNameStringW(certificate, CERT_NAME_RDN_TYPE, 0, &form,
+                                                       subject.data(), size);
+    subject.resize(written - onlyTheTerminator);
     return subject;
 }
 

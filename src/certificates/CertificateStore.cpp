@@ -39,9 +39,10 @@ CertificateStore::CertificateStore(ILog& log) : log(log), handle(notOpen), inspe
     if (opened == nullptr) {
         const DWORD error = platform::GetLastError();
         logSystemError(log, LogTexts::storeOpening, error);
-        throw ConnectionError({FailureCause::OwnCertificate, static_cast<std::int32_t>(error),
-                               "cannot open the certificate store"},
-                              std::to_string(error));
+        throw ConnectionError(
+            {error == ERROR_NOT_ENOUGH_MEMORY ? FailureCause::Memory : FailureCause::OwnCertificate,
+             static_cast<std::int32_t>(error), "cannot open the certificate store"},
+            std::to_string(error));
     }
     handle = opened;
 }

@@ -31,7 +31,13 @@ std::wstring listInBrackets(const std::vector<std::wstring>& names) {
     throw ConnectionError(reason, reason.text);
 }
 
-FailureReason reasonOfDistrust(const ChainExamination& chain) {
+// Returns the cause None if the certificate is trusted. The chain is released before a line is
+// written.
+FailureReason reasonOfDistrust(ILog& log, PCCERT_CONTEXT certificate) {
+    const ChainExamination chain(log, certificate, false);
+    if (chain.isTrusted()) {
+        return {};
+    }
     const DWORD error = chain.wasJudged() ? chain.status().dwError : 0;
     return {error == static_cast<DWORD>(CERT_E_EXPIRED) ? FailureCause::Expired
                                                         : FailureCause::PeerNotTrusted,
@@ -50,9 +56,9 @@ void authenticateClient(SecureSocketRecord& record, CtxtHandle& context) {
                {FailureCause::PeerNotTrusted, 0,
                 "client authentication failed: can't get client cert"});
     }
-    const ChainExamination chain(record.log, certificate.get(), false);
-    if (!chain.isTrusted()) {
-        reject(record.log, LogTexts::untrustedClient, reasonOfDistrust(chain));
+    const FailureReason distrust = reasonOfDistrust(record.log, certificate.get());
+    if (distrust.cause != FailureCause::None) {
+        reject(record.log, LogTexts::untrustedClient, distrust);
     }
     if (isAcceptableClientCertificate(record, certificate)) {
         return;

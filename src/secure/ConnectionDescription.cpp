@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <string>
 
 namespace VexaSsl {
@@ -47,11 +48,15 @@ std::wstring cipherSuiteOf(CtxtHandle* context) {
     return info.szCipherSuite;
 }
 
-// attribute is one of a certificate. Empty if there is none or the platform doesn't know it.
+// attribute is one of a certificate. Empty if there is none or the platform doesn't know it. Throws
+// std::bad_alloc.
 CertificateHandle certificateOf(CtxtHandle* context, ULONG attribute) {
     PCCERT_CONTEXT certificate = nullptr;
     const SECURITY_STATUS status =
         platform::QueryContextAttributesW(context, attribute, &certificate);
+    if (status == SEC_E_INSUFFICIENT_MEMORY) {
+        throw std::bad_alloc();
+    }
     return status == SEC_E_OK ? CertificateHandle(certificate) : CertificateHandle();
 }
 

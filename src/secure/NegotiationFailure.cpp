@@ -60,6 +60,7 @@ FailureCause causeOfNegotiation(SECURITY_STATUS status, bool isServer,
         return causeOfCertificate(FailureCause::Expired, isServer);
     case SEC_E_LOGON_DENIED:
     case SEC_E_CONTEXT_EXPIRED:
+    case SEC_I_CONTEXT_EXPIRED:
         return FailureCause::PeerRefused;
     case SEC_E_NO_CREDENTIALS:
     case SEC_E_UNKNOWN_CREDENTIALS:

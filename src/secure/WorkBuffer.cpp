@@ -43,6 +43,8 @@ constexpr std::uint32_t commonSlots = 0xFFFFFFFF;
 std::mutex slabsMutex;
 // Those with a common slot that is free; the one that was given back to last comes first.
 constinit Slab* slabsWithRoom = nullptr;
+// Whether an empty slab is kept for the next connection if no other one has room.
+constinit bool isOneKept = true;
 
 void link(Slab* slab) noexcept {
     slab->previous = nullptr;
@@ -106,12 +108,30 @@ void giveBack(Slab* slab, const char* slot) noexcept {
     }
     const auto distance = static_cast<std::size_t>(slot - slab->firstSlot());
     slab->free |= std::uint32_t{1} << (distance / slab->slotSize);
-    if (slab->free == slab->slots) {
+    const bool isKept = isOneKept && slab->slots == commonSlots && slabsWithRoom == nullptr;
+    if (slab->free == slab->slots && !isKept) {
         freeSlab(slab);
     } else {
         link(slab);
     }
 }
+
+// Frees the slab that is kept when the library is unloaded.
+struct End {
+    ~End() {
+        const std::lock_guard lock(slabsMutex);
+        isOneKept = false;
+        Slab* slab = slabsWithRoom;
+        while (slab != nullptr && slab->free != slab->slots) {
+            slab = slab->next;
+        }
+        if (slab != nullptr) {
+            unlink(slab);
+            freeSlab(slab);
+        }
+    }
+};
+const End atTheEnd;
 
 } // namespace
 

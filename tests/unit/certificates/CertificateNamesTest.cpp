@@ -142,5 +142,12 @@ TEST_F(CertificateNamesTest, subjectIsAskedForAsAWhole) {
     EXPECT_EQ(subjectOf(shelf.make({}, L"peer")), L"CN=peer");
 }
 
+TEST_F(CertificateNamesTest, subjectThatFailsToBeWrittenIsEmpty) {
+    platform.CertGetNameStringW = [](auto, auto, auto, auto, wchar_t* buffer, auto) {
+        return buffer == nullptr ? 8U : 1U;
+    };
+    EXPECT_EQ(subjectOf(shelf.make({}, L"peer")), L"");
+}
+
 } // namespace
 } // namespace VexaSsl::test

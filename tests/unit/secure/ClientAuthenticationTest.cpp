@@ -163,6 +163,11 @@ TEST_F(ClientAuthenticationTest, nameThatDiffersOnlyByCaseIsAccepted) {
     clientSent({L"other", L"aLPHA.tEST"});
     authenticateClient(*record, context);
     EXPECT_THAT(good.log.lines, ElementsAre(trusted));
+    EXPECT_THAT(good.platform.calls,
+                ElementsAre("QueryContextAttributesW", "CertGetCertificateChain",
+                            "CertVerifyCertificateChainPolicy", "CertFreeCertificateChain",
+                            "CertGetNameStringW", "CertGetNameStringW",
+                            "CertFreeCertificateContext"));
     EXPECT_EQ(good.shelf.held(), 0);
 }
 

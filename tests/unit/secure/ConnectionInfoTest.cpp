@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <ios>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -33,6 +34,9 @@ protected:
     }
 
     std::optional<SECURITY_STATUS> answer(CtxtHandle* context, ULONG attribute, void* buffer) {
+        if (attribute == withoutMemory) {
+            return SEC_E_INSUFFICIENT_MEMORY;
+        }
         if (attribute == SECPKG_ATTR_CONNECTION_INFO && protocol != 0) {
             EXPECT_EQ(context->dwLower, stage.established);
             static_cast<SecPkgContext_ConnectionInfo*>(buffer)->dwProtocol = protocol;
@@ -85,6 +89,7 @@ protected:
     SecureStage<> stage;
     DWORD protocol = SP_PROT_TLS1_2_CLIENT;
     bool knowsSuite = true;
+    ULONG withoutMemory = 0;
     PCCERT_CONTEXT peer = stage.handshake.shelf.make({L"one.test", L"two.test"}, L"peer");
     PCCERT_CONTEXT own = stage.handshake.shelf.make({}, L"own");
 };
@@ -112,6 +117,14 @@ TEST_F(Info, handshakeAsksOnlyForTheStreamSizes) {
     stage.strategy->connect(SecureStage<>::connection, nullptr, 0);
     EXPECT_EQ(stage.platformCalls("QueryContextAttributesW"), 1);
     EXPECT_EQ(stage.platformCalls("CertGetNameStringW"), 0);
+}
+
+TEST_F(Info, lackOfMemoryIsNotALackOfCertificates) {
+    connect();
+    for (const ULONG failing : {SECPKG_ATTR_REMOTE_CERT_CONTEXT, SECPKG_ATTR_LOCAL_CERT_CONTEXT}) {
+        withoutMemory = failing;
+        EXPECT_THROW(info(), std::bad_alloc);
+    }
 }
 
 TEST_F(Info, isEmptyBeforeAConnection) {

@@ -7,7 +7,11 @@ namespace VexaSsl::platform {
 void* mapPages(std::size_t size) noexcept {
     void* const pages =
         ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return pages == MAP_FAILED ? nullptr : pages;
+    if (pages == MAP_FAILED) {
+        return nullptr;
+    }
+    ::madvise(pages, size, MADV_NOHUGEPAGE); // a huge page is there as a whole once a byte is used
+    return pages;
 }
 
 void unmapPages(void* pages, std::size_t size) noexcept {

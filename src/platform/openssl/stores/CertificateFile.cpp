@@ -163,6 +163,7 @@ ParsedFile parsePkcs12File(const FileContents& file, const FileContents& passwor
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     STACK_OF(X509)* chain = nullptr;
+    ERR_clear_error(); // an older error would be taken for the reason
     const int parsed = PKCS12_parse(pkcs12.get(), password, &key, &certificate, &chain);
     KeyPointer ownedKey(key);
     std::vector<X509Pointer> certificates;

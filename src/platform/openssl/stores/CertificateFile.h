@@ -1,5 +1,6 @@
 // Parses the files of a certificate folder. No pass phrase is asked for: a key that has one is
-// unreadable. Any thread; the functions preserve OpenSSL's error queue.
+// unreadable. Any thread; the functions leave no error in OpenSSL's queue, and parsePkcs12File
+// removes what was there.
 #pragma once
 
 #include "VexaPlatform/Certificates.h"
