@@ -57,6 +57,15 @@ TEST(DirectTls, nameIsThatOfTheHostUnlessAnotherIsGiven) {
     EXPECT_EQ(named.output, "hello\n");
 }
 
+TEST(DirectTls, nameThatAnAuthorityExcludesIsRefusedThoughAWildcardCoversIt) {
+    const CoveredName covered = makeCoveredName();
+    const std::string certificate = covered.certificate.string();
+    ForeignServer server({"-cert", certificate, "-key", certificate});
+    const Words asked = {"--tls", "--root", covered.authority.string(), "--name"};
+    EXPECT_EQ(connectedDirectly(server.target(), asked + Words{"good.wild.test"}).status, 0);
+    EXPECT_EQ(connectedDirectly(server.target(), asked + Words{"evil.wild.test"}).status, 5);
+}
+
 TEST(DirectTls, unresolvedHostIsNamedAndNotTheOtherName) {
     const Outcome outcome =
         connectedDirectly("no-such-host.invalid:1", {"--tls", "--name", "localhost"});

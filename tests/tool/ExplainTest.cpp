@@ -253,23 +253,11 @@ TEST(Explain, addressesCountAsNames) {
 }
 
 TEST(Explain, nameThatAnAuthorityExcludesIsRefusedThoughAWildcardCoversIt) {
-    const std::filesystem::path authority =
-        makeStrange({.commonName = "Excluding",
-                     .dnsNames = {},
-                     .extensions = "basicConstraints=critical,CA:TRUE\n"
-                                   "nameConstraints=critical,excluded;DNS:evil.wild.test\n"});
+    const CoveredName covered = makeCoveredName();
     const OwnCertificates own;
-    std::filesystem::copy(authority, own.folder / "root" / "excluding.pem");
-    const Words wild = {
-        "explain",
-        "--file",
-        makeStrange({.commonName = "wild", .dnsNames = {"*.wild.test"}, .issuer = authority})
-            .string(),
-        "--certificates",
-        own.folder.string(),
-        "--purpose",
-        "server",
-        "--name"};
+    std::filesystem::copy(covered.authority, own.folder / "root" / "excluding.pem");
+    const Words wild = {"explain", "--file", covered.certificate.string(), "--certificates",
+                        own.folder.string(), "--purpose", "server", "--name"};
     EXPECT_EQ(runTool(wild + Words{"good.wild.test"}).status, 0);
     const Outcome outcome = runTool(wild + Words{"evil.wild.test"});
     EXPECT_EQ(outcome.status, 6);

@@ -83,6 +83,16 @@ std::string damaged(const std::filesystem::path& pem, Place place) {
 
 } // namespace
 
+CoveredName makeCoveredName() {
+    const auto authority =
+        makeStrange({.commonName = "Excluding",
+                     .dnsNames = {},
+                     .extensions = "basicConstraints=critical,CA:TRUE\n"
+                                   "nameConstraints=critical,excluded;DNS:evil.wild.test\n"});
+    return {authority,
+            makeStrange({.commonName = "wild", .dnsNames = {"*.wild.test"}, .issuer = authority})};
+}
+
 std::string withDamagedSignature(const std::filesystem::path& pem) {
     return damaged(pem, [](const std::string& bytes) { return bytes.size() - 1; });
 }

@@ -19,6 +19,13 @@ struct StrangeCertificate {
 // A file with a certificate and its key.
 std::filesystem::path makeStrange(const StrangeCertificate& certificate);
 
+// A certificate for *.wild.test of an authority that excludes evil.wild.test, in files with keys.
+struct CoveredName {
+    std::filesystem::path authority;
+    std::filesystem::path certificate;
+};
+CoveredName makeCoveredName();
+
 // The certificate of a file with its last byte changed, which is one of its signature.
 std::string withDamagedSignature(const std::filesystem::path& pem);
 // The certificate of a file with a public key that is no point of its curve.
