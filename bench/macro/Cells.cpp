@@ -83,6 +83,14 @@ Cell pingPong(const std::string& name, std::size_t size, int roundTrips) {
     });
 }
 
+// More than one record each way, the last of which waits for an acknowledgement without TCP_NODELAY.
+Cell latency(const std::string& name, std::size_t size, int roundTrips) {
+    return transfer(name, "wall us a trip", transfers, [=](Contender& contender) {
+        const Cost cost = runPingPong(contender, size, roundTrips);
+        return Cell::Figure{cost.wall * mega / roundTrips, 0};
+    });
+}
+
 // Raw OpenSSL works over memory BIOs here. No end receives more than it has asked for.
 Cell overlapped(Receiving receiving, const std::string& size, std::size_t bytes, int roundTrips) {
     const std::string means =
@@ -125,6 +133,7 @@ std::vector<Cell> cells(Effort effort) {
         framed("framed messages of 1 KiB, MSG_WAITALL", Framing::recvAll, bytes / 2),
         pingPong("ping-pong of 64 B", 64, roundTrips),
         pingPong("ping-pong of 4 KiB", 4096, roundTrips),
+        latency("latency, ping-pong of 17,000 B", 17000, roundTrips / 8),
         overlapped(Receiving::events, "64 B", 64, roundTrips),
         overlapped(Receiving::events, "4 KiB", 4096, roundTrips),
         overlapped(Receiving::events, "64 KiB", 65536, roundTrips / 8),
