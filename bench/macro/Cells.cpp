@@ -83,7 +83,8 @@ Cell pingPong(const std::string& name, std::size_t size, int roundTrips) {
     });
 }
 
-// More than one record each way, the last of which waits for an acknowledgement without TCP_NODELAY.
+// More than one record each way, the last of which waits for an acknowledgement without
+// TCP_NODELAY.
 Cell latency(const std::string& name, std::size_t size, int roundTrips) {
     return transfer(name, "wall us a trip", transfers, [=](Contender& contender) {
         const Cost cost = runPingPong(contender, size, roundTrips);

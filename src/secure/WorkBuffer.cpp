@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -72,7 +73,7 @@ Slab* makeSlab(std::size_t slotSize, std::uint32_t slots) {
     if (pages == nullptr) {
         throw std::bad_alloc();
     }
-    Slab* const slab = ::new (pages) Slab(slotSize, slots);
+    Slab* const slab = new (pages) Slab(slotSize, slots);
     ASAN_POISON_MEMORY_REGION(slab->firstSlot(), size);
     return slab;
 }

@@ -256,8 +256,14 @@ TEST(Explain, nameThatAnAuthorityExcludesIsRefusedThoughAWildcardCoversIt) {
     const CoveredName covered = makeCoveredName();
     const OwnCertificates own;
     std::filesystem::copy(covered.authority, own.folder / "root" / "excluding.pem");
-    const Words wild = {"explain", "--file", covered.certificate.string(), "--certificates",
-                        own.folder.string(), "--purpose", "server", "--name"};
+    const Words wild = {"explain",
+                        "--file",
+                        covered.certificate.string(),
+                        "--certificates",
+                        own.folder.string(),
+                        "--purpose",
+                        "server",
+                        "--name"};
     EXPECT_EQ(runTool(wild + Words{"good.wild.test"}).status, 0);
     const Outcome outcome = runTool(wild + Words{"evil.wild.test"});
     EXPECT_EQ(outcome.status, 6);

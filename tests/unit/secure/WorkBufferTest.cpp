@@ -84,7 +84,8 @@ TEST(WorkBuffer, buffersNeverOverlap) {
 }
 
 TEST(WorkBuffer, lackOfMemoryIsReported) {
-    EXPECT_THROW(WorkBuffer(std::numeric_limits<std::size_t>::max() / 2), std::bad_alloc);
+    EXPECT_THROW(const WorkBuffer buffer(std::numeric_limits<std::size_t>::max() / 2),
+                 std::bad_alloc);
 }
 
 } // namespace

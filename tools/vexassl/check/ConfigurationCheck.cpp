@@ -24,6 +24,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace VexaSsl::tool {
 

@@ -1,5 +1,9 @@
 #include "target/HandshakeWatch.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
 namespace VexaSsl::tool {
 
 namespace {

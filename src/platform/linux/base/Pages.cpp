@@ -2,6 +2,8 @@
 
 #include <sys/mman.h>
 
+#include <cstddef>
+
 namespace VexaSsl::platform {
 
 void* mapPages(std::size_t size) noexcept {
