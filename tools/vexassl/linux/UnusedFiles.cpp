@@ -12,41 +12,41 @@ namespace VexaSsl::tool {
 
 namespace {
 
-using Fault = platform::CertificateFileFault;
+using FileFault = platform::CertificateFileFault;
 
 struct Reason {
     const char* identifier;
     const char* text;
 };
 
-Reason reasonOf(Fault fault) {
+Reason reasonOf(FileFault fault) {
     switch (fault) {
-    case Fault::Missing:
+    case FileFault::Missing:
         return {"missing", "there is no such folder, or it is a link that leads nowhere"};
-    case Fault::Denied:
+    case FileFault::Denied:
         return {"denied", "this account may not read it"};
-    case Fault::NotAFile:
+    case FileFault::NotAFile:
         return {"not-a-file", "it is no regular file (or no folder, where one should be), or too "
                               "large"};
-    case Fault::Unavailable:
+    case FileFault::Unavailable:
         return {"unavailable", "it couldn't be read now: descriptors or memory are short, or the "
                                "disk failed"};
-    case Fault::Damaged:
+    case FileFault::Damaged:
         return {"damaged", "something in it is damaged, or isn't what its title says"};
-    case Fault::NoCertificate:
+    case FileFault::NoCertificate:
         return {"no-certificate", "there is no certificate in it"};
-    case Fault::NoKey:
+    case FileFault::NoKey:
         return {"no-key", "it has no private key, in itself or in the file beside it that ends in "
                           ".key; certificates to be sent along belong in the file that they go "
                           "with"};
-    case Fault::ForeignKey:
+    case FileFault::ForeignKey:
         return {"foreign-key", "the private key belongs to another certificate"};
-    case Fault::WrongPassword:
+    case FileFault::WrongPassword:
         return {"wrong-password", "the password doesn't open it; it is the first line of the file "
                                   "beside it that ends in .password, or empty"};
-    case Fault::UnsupportedCipher: // its text names the file
+    case FileFault::UnsupportedCipher: // its text names the file
         return {"unsupported-cipher", ""};
-    case Fault::UnknownExtension:
+    case FileFault::UnknownExtension:
         break;
     }
     return {"unknown-extension", "its name ends in none of .pem, .crt, .cer, .p12 and .pfx"};
@@ -69,8 +69,9 @@ std::vector<UnusedFile> unusedFiles() {
     std::vector<UnusedFile> files;
     for (const platform::UnusedCertificateFile& file : platform::unusedCertificateFiles()) {
         const Reason reason = reasonOf(file.fault);
-        const std::string text =
-            file.fault == Fault::UnsupportedCipher ? conversionOf(file) : std::string(reason.text);
+        const std::string text = file.fault == FileFault::UnsupportedCipher
+                                     ? conversionOf(file)
+                                     : std::string(reason.text);
         files.push_back({printableText(pathText(file.path)), reason.identifier,
                          printableText(std::string_view(text))});
     }

@@ -15,7 +15,7 @@ namespace VexaSsl::tool {
 
 namespace {
 
-constexpr std::size_t bufferSize = 32768;
+constexpr std::size_t receiveSize = 32768;
 
 } // namespace
 
@@ -89,7 +89,7 @@ void ThreadConnection::serveMail(Watchdog::Guard& guard) {
 }
 
 void ThreadConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
-    std::vector<char> buffer(bufferSize);
+    std::vector<char> buffer(receiveSize);
     int count = 0;
     while ((count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()))) > 0) {
         guard.restart();
@@ -104,7 +104,7 @@ void ThreadConnection::echo(Receiver& receiver, Watchdog::Guard& guard) {
 
 // The guard isn't restarted between pieces of a head: a request sent byte by byte has one period.
 void ThreadConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& guard) {
-    std::vector<char> buffer(bufferSize);
+    std::vector<char> buffer(receiveSize);
     WebRequest request;
     while (!request.isComplete()) {
         const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
@@ -124,7 +124,7 @@ void ThreadConnection::answerWebRequest(Receiver& receiver, Watchdog::Guard& gua
 
 void ThreadConnection::closeAfterResponse(Receiver& receiver) {
     platform::shutdown(socket.get(), SD_SEND);
-    std::vector<char> buffer(bufferSize);
+    std::vector<char> buffer(receiveSize);
     std::size_t discarded = 0;
     while (discarded < maximumDiscarded) {
         const int count = receiver.receive(buffer.data(), static_cast<int>(buffer.size()));
