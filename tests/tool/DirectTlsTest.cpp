@@ -25,7 +25,7 @@ std::string fileOf(const std::string& name, const std::string& kind) {
     return pki::file(name, kind).string();
 }
 
-std::filesystem::path freshFolder() {
+std::filesystem::path emptyFolder() {
     const auto folder = freshFile(".folder");
     std::filesystem::create_directory(folder);
     return folder;
@@ -138,7 +138,7 @@ protected:
     }
     bool isEmpty() const { return std::filesystem::is_empty(folder); }
 
-    const std::filesystem::path folder = freshFolder();
+    const std::filesystem::path folder = emptyFolder();
     RunningServer server{secureServer()};
 };
 

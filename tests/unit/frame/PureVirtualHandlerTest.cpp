@@ -54,9 +54,9 @@ public:
     int startOtls() override { return 0; }
 };
 
-class Info : public UnderConstruction<IConnectionInfo> {
+class Queries : public UnderConstruction<IConnectionInfo> {
 public:
-    explicit Info(const Call& call) : UnderConstruction(call) {}
+    explicit Queries(const Call& call) : UnderConstruction(call) {}
     ConnectionInfo connectionInfo() const override { return {}; }
     ConnectionFailure lastFailure() const override { return {}; }
     int heldBytes() override { return 0; }
@@ -161,9 +161,9 @@ TEST_F(PureVirtualHandler, slotOfIOtlsProviderThrows) {
 }
 
 TEST_F(PureVirtualHandler, slotOfIConnectionInfoThrows) {
-    expectThrown<Info>([](IConnectionInfo& info) { info.connectionInfo(); });
-    expectThrown<Info>([](IConnectionInfo& info) { info.lastFailure(); });
-    expectThrown<Info>([](IConnectionInfo& info) { info.heldBytes(); });
+    expectThrown<Queries>([](IConnectionInfo& info) { info.connectionInfo(); });
+    expectThrown<Queries>([](IConnectionInfo& info) { info.lastFailure(); });
+    expectThrown<Queries>([](IConnectionInfo& info) { info.heldBytes(); });
 }
 
 TEST_F(PureVirtualHandler, looksForTheDumpLibraryByItsName) {
