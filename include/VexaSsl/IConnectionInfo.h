@@ -73,6 +73,7 @@ enum class FailureCause : std::int32_t {
 
 // Why a connection could not be established.
 struct ConnectionFailure {
+    // Who has to act.
     FailureCause cause = FailureCause::None;
     // What the platform reported; 0 if nothing. With the cause Transport or Caller a Winsock error
     // code as WSAGetLastError returns it; otherwise a SECURITY_STATUS, a result of the chain policy
