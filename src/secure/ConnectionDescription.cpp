@@ -48,8 +48,8 @@ std::wstring cipherSuiteOf(CtxtHandle* context) {
     return info.szCipherSuite;
 }
 
-// attribute is one of a certificate. Empty if there is none or the platform doesn't know it. Throws
-// std::bad_alloc.
+// attribute is one of a certificate. Empty if the connection has none or the platform can't report
+// it. Throws std::bad_alloc.
 CertificateHandle certificateOf(CtxtHandle* context, ULONG attribute) {
     PCCERT_CONTEXT certificate = nullptr;
     const SECURITY_STATUS status =

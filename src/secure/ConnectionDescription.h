@@ -1,4 +1,4 @@
-// What the platform tells of a secured connection, for IConnectionInfo::connectionInfo. Only the
+// What the platform reports on a secured connection, for IConnectionInfo::connectionInfo. Only the
 // call itself asks the platform; nothing is kept. Writes no line.
 //
 // Threads: nothing else may use the record during the call.

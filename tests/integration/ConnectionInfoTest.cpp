@@ -189,7 +189,7 @@ TEST(CauseOfFailure, refusedConnection) {
     EXPECT_EQ(failure.status, WSAECONNREFUSED);
 }
 
-// A server that sends these bytes to whoever connects, then waits for the end.
+// A server that sends these bytes to each client, then waits for the end.
 Cause causeOfAnswer(const std::string& answer) {
     const Listener listener;
     std::jthread serving([&] {

@@ -45,7 +45,7 @@ pid_t start(const Words& words, int input, int output, int errors) {
     ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-    // Descriptors that whoever runs the tests left open would count against a limit of the program.
+    // Descriptors inherited by the test program would count against a limit of the program.
     ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     pid_t process = -1;
     const int error =

@@ -5,7 +5,7 @@
 
 namespace VexaSsl::platform {
 
-// Returns size bytes of zeros, which take memory only where they are used; null when there is none.
+// Returns size zero bytes, or null without memory. Pages that are never used take none.
 // size is not 0.
 void* mapPages(std::size_t size) noexcept;
 // pages and size are a result of mapPages and its argument.

@@ -188,7 +188,7 @@ TEST_F(Info, whatTheSystemDoesNotKnowIsEmpty) {
     EXPECT_EQ(few.protocol, L"TLS 1.2");
     EXPECT_EQ(few.cipherSuite, L"");
     EXPECT_THAT(few.peerCertificate, IsEmpty());
-    EXPECT_FALSE(few.peerTrusted) << "there is none";
+    EXPECT_FALSE(few.peerTrusted) << "without a certificate";
     EXPECT_EQ(few.ownSubject, L"");
 }
 
