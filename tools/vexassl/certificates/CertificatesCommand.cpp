@@ -76,26 +76,21 @@ ExitStatus show(const CertificatesOptions& options, const CertificateListing& li
 }
 
 const char* const notes =
-    "A certificate is in the store if its key is in the same file or beside it, even when the key\n"
-    "can't be read. Files that are not used are listed with the reason, those of the trust "
-    "anchors\n"
-    "too.\n"
+    "A certificate is in the store if its key is in the same file or beside it, even if this "
+    "account can't read the key. Files that are not used, those of the trust anchors included, are "
+    "listed with the reason.\n"
     "\n"
-    "With --ini every connection of the store is tried in both roles, as a start does it but "
-    "without\n"
-    "a network: which certificate it takes, and for each of the others why it doesn't: name (not "
-    "in\n"
-    "its subject), usage (not marked for the purpose), chain (not trusted), later (one that comes\n"
-    "later in the store is taken).\n"
+    "With --ini the certificate of every connection is chosen in both roles, without a network. "
+    "Each other certificate has the reason why it was not chosen: name (the name is not in its "
+    "subject), usage (it is not issued for the purpose), chain (it is not trusted), later (the "
+    "last that fits is chosen).\n"
     "\n"
-    "With --json, one object a line, distinguished by \"type\": certificate, unused, choice,\n"
-    "loss, log.\n"
+    "With --json standard output has one object per line, with a \"type\": certificate, unused, "
+    "choice, loss, log.\n"
     "\n"
-    "--usable-for requires a key that this account can use and a trusted chain; when no "
-    "certificate "
-    "has\n"
-    "both, the status is 7, as it is when none was picked. With --expiring the status is 21 when\n"
-    "certificates are listed, and 0 when there are none.\n";
+    "The status is 7 if --usable-for finds no certificate with a trusted chain and a key that this "
+    "account can use, or if none was picked. With --expiring it is 21 if certificates are listed, "
+    "else 0.\n";
 
 Flags certificatesFlags(CertificatesOptions& options) {
     return {
@@ -109,18 +104,19 @@ Flags certificatesFlags(CertificatesOptions& options) {
         certificatesFlag(options.certificates),
         {.name = "--usable-for",
          .value = "PURPOSE",
-         .text = "Only those usable for a server or a client",
+         .text = "Only those that can be used as a server or as a client",
          .target = &options.usableFor,
          .words = {"server", "client"}},
-        {"--expiring", "30d", "Only those that expire within so many days, or have expired",
+        {"--expiring", "30d", "Only those that have expired or expire within this number of days",
          &options.expiring},
-        {"--pick", "", "Let the user pick one on the terminal, and show only that one",
+        {"--pick", "", "Ask the user to choose one on the terminal, and show only that one",
          &options.pick},
-        {"--log", "", "Also what the library's own walk through the store logs", &options.log},
-        {"--json", "", "One JSON object a line", &options.json},
+        {"--log", "", "Also print the lines that the library logs when it reads the store",
+         &options.log},
+        {"--json", "", "Print lines of JSON", &options.json},
         {.name = "--pem",
          .value = "",
-         .text = "Only the certificates themselves, in PEM",
+         .text = "Print only the certificates, in PEM",
          .target = &options.pem,
          .excludes = "--json"},
     };
@@ -154,14 +150,15 @@ ExitStatus runCertificates(const CertificatesOptions& options) {
 Command certificatesCommand() {
     const auto options = std::make_shared<CertificatesOptions>();
     return {"certificates",
-            "List the personal store, and say which certificate a connection takes",
+            "List the personal store, and show which certificate each connection uses",
             certificatesFlags(*options),
-            {{"vexassl certificates", "everything in the store"},
-             {"vexassl certificates --expiring 30d --json", "what to renew, for a script"},
+            {{"vexassl certificates", "Everything in the store"},
+             {"vexassl certificates --expiring 30d --json",
+              "What to renew within thirty days, for a script"},
              {"vexassl certificates --ini vexassl.ini --connection Default",
-              "which certificate the connection Default takes, and why not the others"},
+              "Which certificate the connection Default uses, and why not the others"},
              {"vexassl certificates --usable-for server",
-              "what a server can send; status 7 if there is nothing"}},
+              "What a server can send; the status is 7 if there is nothing"}},
             notes,
             [options] { return runCertificates(*options); }};
 }

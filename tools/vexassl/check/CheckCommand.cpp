@@ -14,12 +14,11 @@ namespace VexaSsl::tool {
 namespace {
 
 constexpr const char* checkNotes =
-    "Nothing is sent over a network. Findings go to standard error, one a line: \"FILE:LINE: "
-    "warning: TEXT [IDENTIFIER]\". An error makes the check fail; a warning does so under "
-    "--strict; "
-    "a note never does.\n\n"
-    "With --json standard output has one object a line, distinguished by \"type\": configuration, "
-    "option, role, error, warning, note, result.\n";
+    "The network is not used. Each finding is a line on standard error: \"FILE:LINE: warning: "
+    "TEXT [IDENTIFIER]\". An error makes the check fail; a warning does so with --strict; a note "
+    "never does.\n\n"
+    "With --json standard output has one object per line, with a \"type\": configuration, option, "
+    "role, error, warning, note, result.\n";
 
 std::string counted(std::size_t number, const std::string& thing) {
     return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
@@ -64,7 +63,7 @@ Command checkCommand() {
     return {
         .name = "check",
         .summary =
-            "Show a connection's configuration as a start reads it, and what is wrong with it",
+            "Show the options of a connection, and what is wrong with the files they come from",
         .flags = {{"--ini", "FILE",
                    "Ini file that names the configuration store; without it the defaults are shown",
                    &options->iniFile},
@@ -76,19 +75,21 @@ Command checkCommand() {
                   certificatesFlag(options->certificates),
                   {.name = "--role",
                    .value = "ROLE",
-                   .text = "What the connection is used for: its certificate must then be usable",
+                   .text = "What the connection is used for; with server or client its certificate "
+                           "must be usable",
                    .target = &options->role,
                    .words = {"server", "client", "both"}},
-                  {"--require-tls", "", "Fail when the connection is in plain text",
+                  {"--require-tls", "", "Fail if the connection is in plain text",
                    &options->requireTls},
-                  {"--strict", "", "Fail when there are warnings", &options->strict},
-                  {"--json", "", "Lines of JSON for scripts", &options->json}},
-        .examples = {{"vexassl check --ini vexassl.ini --connection Secure",
-                      "Shows the nine options of the connection Secure, where each comes from, and "
-                      "what the files hold that is never read"},
-                     {"vexassl check --ini vexassl.ini --connection Secure --role server "
-                      "--require-tls --strict",
-                      "For a script before a server's restart: fails when anything is amiss"}},
+                  {"--strict", "", "Fail if there are warnings", &options->strict},
+                  {"--json", "", "Print lines of JSON", &options->json}},
+        .examples =
+            {{"vexassl check --ini vexassl.ini --connection Secure",
+              "Shows the nine options of the connection Secure, the origin of each, and what "
+              "the library ignores in the files"},
+             {"vexassl check --ini vexassl.ini --connection Secure --role server "
+              "--require-tls --strict",
+              "In a script, before a server is restarted"}},
         .notes = checkNotes,
         .run = [options] { return runCheck(*options); },
     };

@@ -131,14 +131,15 @@ std::string examples(const Command& command) {
 } // namespace
 
 std::string generalHelp(const std::vector<Command>& commands) {
-    std::string text = "Usage: vexassl COMMAND [FLAGS]\n\n"
-                       "Talks and serves TLS or plain text as a configuration file says, and says "
-                       "why a\nconnection is not trusted.\n\nCommands:\n";
+    std::string text =
+        "Usage: vexassl COMMAND [FLAGS]\n\n"
+        "A client and a server for connections that a configuration file describes, with\n"
+        "checks of the file and of the certificates.\n\nCommands:\n";
     for (const Command& command : commands) {
         text += listed(command.name, command.summary);
     }
-    text += "\n\"vexassl COMMAND --help\" shows a command's flags and examples, as \"vexassl help\n"
-            "COMMAND\" does.\n"
+    text += "\n\"vexassl COMMAND --help\" and \"vexassl help COMMAND\" show a command's flags and\n"
+            "examples.\n"
             "\"vexassl --version\" is short for \"vexassl version\".\n\n";
     return text + exitStatusHelp;
 }
@@ -148,7 +149,7 @@ std::string commandHelp(const Command& command) {
     for (const Flag& flag : command.flags) {
         text += listed(spelled(flag), explained(flag));
     }
-    text += listed("--help", "This text");
+    text += listed("--help", "Show this text");
     return text + paragraphs(command.notes) + examples(command) + "\n" + exitStatusHelp;
 }
 

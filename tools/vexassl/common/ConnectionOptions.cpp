@@ -66,13 +66,14 @@ const char* causeWords(ExitStatus status) {
 } // namespace
 
 Flag certificatesFlag(std::string& target) {
-    return {"--certificates", "DIR", "Folder of certificates, with my/ and root/ in it", &target};
+    return {"--certificates", "DIR", "Folder of certificates, which contains my/ and root/",
+            &target};
 }
 
 Flags connectionFlags(ConnectionOptions& options) {
     return {
         {"--ini", "FILE",
-         "Ini file that names the configuration store; without it the defaults hold, which mean "
+         "Ini file that names the configuration store; without it the defaults apply, which mean "
          "plain sockets",
          &options.iniFile},
         {.name = "--connection",
@@ -83,13 +84,13 @@ Flags connectionFlags(ConnectionOptions& options) {
         certificatesFlag(options.certificates),
         {.name = "--timeout",
          .value = "SECONDS",
-         .text = "Seconds for the handshake, and for the peer's silence after it; 0 waits for ever",
+         .text = "Seconds for the handshake, and then for a silent peer; 0 means no limit",
          .target = &options.timeoutSeconds,
          .highest = 1000000},
-        {"--quiet", "", "On standard error only failures", &options.quiet},
+        {"--quiet", "", "Show only failures on standard error", &options.quiet},
         {.name = "--verbose",
          .value = "",
-         .text = "Every line of the library, whatever MinimumSeverityToLog says",
+         .text = "Show every line of the library, whatever MinimumSeverityToLog says",
          .target = &options.verbose,
          .excludes = "--quiet"},
     };

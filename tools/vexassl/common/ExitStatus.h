@@ -28,7 +28,7 @@ const char* exitStatusName(ExitStatus status);
 // The table for --help.
 inline constexpr const char* exitStatusHelp =
     "Exit status:\n"
-    "  0  well\n"
+    "  0  success\n"
     "  1  usage or configuration\n"
     "  2  cannot resolve or connect (serve: cannot listen)\n"
     "  3  timed out\n"

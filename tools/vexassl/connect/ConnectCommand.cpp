@@ -212,12 +212,12 @@ Command connectCommand() {
     const auto options = std::make_shared<ConnectOptions>();
     return {
         .name = "connect",
-        .summary = "Send standard input to a peer and print what it sends, until it closes",
+        .summary = "Send standard input to a peer and print what it sends until it closes",
         .flags =
             Flags{
                 {.name = "target",
                  .value = "HOST:PORT",
-                 .text = "The peer, an IPv6 address as [::1]:443",
+                 .text = "The peer; an IPv6 address as [::1]:443",
                  .target = &options->target,
                  .required = true},
                 {.name = "--starttls",
@@ -226,34 +226,35 @@ Command connectCommand() {
                  .target = &options->startTls,
                  .words = startTlsProtocols()},
                 {"--send", "FILE",
-                 "Send this file instead of standard input; on a terminal it shows how far "
-                 "it is",
+                 "Send this file instead of standard input, and show the progress on a terminal",
                  &options->sendFile},
                 {"--keep-open", "",
-                 "At the end of the input leave the sending side open, for a peer that stops "
-                 "answering when it is shut",
+                 "Leave the sending side open at the end of the input, for a peer that does not "
+                 "answer otherwise",
                  &options->keepOpen},
                 {.name = "--count",
                  .value = "N",
-                 .text = "Make this many connections, one after another; more than one read no "
-                         "standard input",
+                 .text = "Make this number of connections, one after another; with more than "
+                         "one, standard input is not read",
                  .target = &options->count,
                  .lowest = 1},
-                {"--json", "", "Standard error as lines of JSON for scripts", &options->json}} +
+                {"--json", "", "Write standard error as lines of JSON", &options->json}} +
             directTlsFlags(options->tls) + connectionFlags(options->connection),
         .examples = {{"vexassl connect www.example.org:443 --tls",
-                      "Talks to a server whose certificate this machine trusts"},
+                      "Connects to a server whose certificate this machine trusts"},
                      {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure",
-                      "Talks to a server as the connection Secure is configured"},
+                      "Connects as the connection Secure is configured"},
                      {"vexassl connect mail.example.org:587 --starttls smtp --ini vexassl.ini "
                       "--connection Mail",
-                      "Talks to a mail server inside TLS; the connection Mail is configured with "
+                      "Connects to a mail server and switches to TLS; the connection Mail is "
+                      "configured with "
                       "UseEncryption=Opportunistically"},
                      {"vexassl connect localhost:4433 --ini vexassl.ini --connection Secure "
                       "--send big.bin",
-                      "Sends a file and shows how far it is"}},
-        .notes = "On a secured connection one line on standard error shows what was negotiated and "
-                 "who the peer is.\n",
+                      "Sends a file"}},
+        .notes =
+            "On a secured connection one line on standard error shows the cipher suite and the "
+            "peer's certificate.\n",
         .run = [options] { return runConnect(*options); },
     };
 }

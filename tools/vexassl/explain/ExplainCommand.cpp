@@ -156,28 +156,22 @@ ExitStatus explainStore(const ExplainOptions& options) {
 }
 
 const char* const notes =
-    "Each certificate comes with subject, issuer, names, dates, usages and thumbprint; then, for\n"
-    "each purpose, a verdict on every certificate of the chain with cause and remedy, and the "
-    "lines\n"
-    "that the library logs of it. For a server the chain is seen even if a connection would "
-    "refuse\n"
-    "it, and the lines of such a connection stand at the end. That one authenticates the host\n"
-    "of HOST:PORT, whatever --name says.\n"
+    "Prints each certificate of the chain, then for each purpose a verdict on every certificate, "
+    "with cause and remedy, and the lines that the library logs. A server's chain is shown even if "
+    "a connection would refuse it; the lines of such a connection come last. That connection "
+    "authenticates the host of HOST:PORT, whatever --name says.\n"
     "\n"
-    "With --json, one object a line, distinguished by \"type\": chain, certificate, element, "
-    "name,\n"
-    "verdict, log, note. Faults have identifiers that never change: expired, not-yet-valid, "
-    "usage,\n"
-    "self-signed, untrusted-root, missing-issuer, signature, not-an-authority, name-constraint,\n"
-    "extension, revoked, revocation-unknown, name, other.\n"
+    "With --json standard output has one object per line, with a \"type\": chain, certificate, "
+    "element, name, verdict, log, note. The identifiers of faults never change: expired, "
+    "not-yet-valid, usage, self-signed, untrusted-root, missing-issuer, signature, "
+    "not-an-authority, name-constraint, extension, revoked, revocation-unknown, name, other.\n"
     "\n"
-    "The status is that of the purpose asked for; without --purpose of the server's, or for a "
-    "file\n"
-    "or the store of whichever purpose is well.\n";
+    "The exit status is that of the purpose asked for. Without --purpose it is that of a server if "
+    "HOST:PORT is given; for a file or the store one good purpose is enough.\n";
 
 Flags explainFlags(ExplainOptions& options) {
     return {
-        {"target", "HOST:PORT", "A server to ask for its chain, an IPv6 address as [::1]:443",
+        {"target", "HOST:PORT", "Server whose chain is explained; an IPv6 address as [::1]:443",
          &options.target},
         {.name = "--starttls",
          .value = "PROTOCOL",
@@ -187,7 +181,7 @@ Flags explainFlags(ExplainOptions& options) {
          .needs = "target"},
         {.name = "--file",
          .value = "FILE",
-         .text = "PEM or DER, the certificate in question first; - for standard input",
+         .text = "PEM or DER file, the certificate in question first; - means standard input",
          .target = &options.file,
          .excludes = "target"},
         {.name = "--store",
@@ -198,24 +192,25 @@ Flags explainFlags(ExplainOptions& options) {
         {"--name", "NAME", "Name that the certificate must have; for a server its host by default",
          &options.name},
         {"--at", "TIME",
-         "Judge for this time and not for now: 2026-11-21, 2026-11-21T05:10:00Z, or +30d",
+         "Verify for this time instead of now: 2026-11-21, 2026-11-21T05:10:00Z, or +30d",
          &options.at},
         {.name = "--purpose",
          .value = "PURPOSE",
          .text = "Only for server or client authentication",
          .target = &options.purpose,
          .words = {"server", "client"}},
-        {"--root", "FILE", "Further trust anchors, PEM or one in DER", &options.root},
+        {"--root", "FILE", "Further trust anchors: a file in PEM, or one certificate in DER",
+         &options.root},
         certificatesFlag(options.certificates),
         {.name = "--timeout",
          .value = "SECONDS",
-         .text = "Seconds for the connection and the handshake; 0 waits for ever",
+         .text = "Seconds for connection and handshake; 0 means no limit",
          .target = &options.timeoutSeconds,
          .highest = 1000000},
-        {"--json", "", "One JSON object a line", &options.json},
+        {"--json", "", "Print lines of JSON", &options.json},
         {.name = "--pem",
          .value = "",
-         .text = "Only the chain itself, in PEM: what was given, then what this system adds",
+         .text = "Print only the chain, in PEM: what was given, then what this system adds",
          .target = &options.pem,
          .excludes = "--json"},
     };
@@ -243,18 +238,18 @@ ExitStatus runExplain(const ExplainOptions& asked) {
 
 Command explainCommand() {
     const auto options = std::make_shared<ExplainOptions>();
-    return {
-        "explain",
-        "Say why a certificate chain is or isn't trusted, and what to do about it",
-        explainFlags(*options),
-        {{"vexassl explain mail.example.com:465", "what a server sends, as this machine sees it"},
-         {"vexassl explain mail.example.com:25 --starttls smtp", "the same where TLS begins later"},
-         {"vexassl explain --file chain.pem --name www.example.com --at +30d",
-          "whether a chain will still do in a month"},
-         {"vexassl explain --store www.example.com --purpose server --json",
-          "one of our own, for a script"}},
-        notes,
-        [options] { return runExplain(*options); }};
+    return {"explain",
+            "Explain why a certificate chain is or isn't trusted, and what to do about it",
+            explainFlags(*options),
+            {{"vexassl explain mail.example.com:465", "Whether this machine trusts a server"},
+             {"vexassl explain mail.example.com:25 --starttls smtp",
+              "The same with a server that begins in the clear"},
+             {"vexassl explain --file chain.pem --name www.example.com --at +30d",
+              "Whether a chain will still be trusted in thirty days"},
+             {"vexassl explain --store www.example.com --purpose server --json",
+              "A certificate of this machine, for a script"}},
+            notes,
+            [options] { return runExplain(*options); }};
 }
 
 } // namespace VexaSsl::tool

@@ -98,11 +98,11 @@ Command serveCommand() {
     const auto options = std::make_shared<ServeOptions>();
     return {
         .name = "serve",
-        .summary = "Echo what clients send, answer HTTP GET, or take mail, until SIGTERM or SIGINT",
+        .summary = "Echo what clients send, answer HTTP GET, or receive mail",
         .flags =
             Flags{{.name = "--port",
                    .value = "N",
-                   .text = "Port to listen on; 0 takes a free one",
+                   .text = "Port to listen on; 0 chooses a free one",
                    .target = &options->port,
                    .required = true,
                    .highest = 65535},
@@ -111,32 +111,29 @@ Command serveCommand() {
                   {.name = "--starttls",
                    .value = "PROTOCOL",
                    .text = "Begin in the clear and switch to TLS when the client asks for it in "
-                           "this protocol; messages are taken and discarded",
+                           "this protocol; mail is discarded",
                    .target = &options->startTls,
                    .words = {"smtp"},
                    .excludes = "--www"},
                   {"--overlapped", "",
-                   "Receive by overlapped operations, at a completion port with a thread for each "
-                   "core",
+                   "Use overlapped receives, at a completion port with a thread for each core",
                    &options->overlapped},
                   {"--expect-client", "NAMES",
-                   "Require a trusted client certificate that has one of these names, separated "
-                   "by commas; Any takes every name",
+                   "Require a trusted client certificate with one of these names, separated by "
+                   "commas; Any accepts every name",
                    &options->expectClient},
                   {.name = "--count",
                    .value = "N",
-                   .text = "End after this many connections, with the status of the first that "
-                           "didn't go well; 0 serves on",
+                   .text = "End after this number of connections, with the status of the first "
+                           "that failed; 0 means no limit",
                    .target = &options->count},
                   {.name = "--max-connections",
                    .value = "N",
-                   .text = "Connections at once; more wait in the queue of the system",
+                   .text = "Largest number of connections at once; more wait in the system's queue",
                    .target = &options->maximumConnections,
                    .lowest = 1,
                    .highest = 100000},
-                  {"--json", "",
-                   "The address, connections and messages on standard output as lines of JSON for "
-                   "scripts",
+                  {"--json", "", "Print the address, connections and messages as lines of JSON",
                    &options->json}} +
             connectionFlags(options->connection),
         .examples = {{"vexassl serve --port 4433 --ini vexassl.ini --connection Secure",
@@ -145,9 +142,10 @@ Command serveCommand() {
                       "Answers browsers in plain text on a free port, which it prints"},
                      {"vexassl serve --port 2525 --starttls smtp --ini vexassl.ini "
                       "--connection Mail",
-                      "Takes mail from clients that switch to TLS; the connection Mail is "
+                      "Receives mail from clients that switch to TLS; the connection Mail is "
                       "configured with UseEncryption=Opportunistically"}},
-        .notes = "It prints \"listening on ADDRESS:PORT\" when it is ready.\n",
+        .notes =
+            "Prints \"listening on ADDRESS:PORT\" when it is ready. Stops on SIGTERM and SIGINT.\n",
         .run = [options] { return runServe(*options); },
     };
 }

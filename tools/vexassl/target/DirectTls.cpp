@@ -16,7 +16,7 @@ Flags directTlsFlags(DirectTlsOptions& options) {
     return {
         {.name = "--tls",
          .value = "",
-         .text = "Secure the connection without a file, with this machine's trust anchors",
+         .text = "Use TLS without an ini file; the peer must be trusted on this machine",
          .target = &options.enabled,
          .excludes = "--ini"},
         {.name = "--name",
@@ -26,7 +26,7 @@ Flags directTlsFlags(DirectTlsOptions& options) {
          .needs = "--tls"},
         {.name = "--root",
          .value = "FILE",
-         .text = "With --tls: further trust anchors, PEM or one in DER",
+         .text = "With --tls: further trust anchors, a file in PEM, or one certificate in DER",
          .target = &options.files.root,
          .needs = "--tls"},
         {.name = "--certificate",
@@ -37,7 +37,7 @@ Flags directTlsFlags(DirectTlsOptions& options) {
          .needs = "--tls"},
         {.name = "--key",
          .value = "FILE",
-         .text = "Private key of that certificate, if it is neither in its file nor beside it",
+         .text = "Private key of that certificate, if it is neither in the same file nor beside it",
          .target = &options.files.key,
          .needs = "--certificate"},
     };

@@ -46,9 +46,9 @@ Command versionCommand() {
     const auto json = std::make_shared<bool>(false);
     return {
         .name = "version",
-        .summary = "Show the versions of the library and of what it stands on",
-        .flags = {{"--json", "", "A line of JSON for scripts", json.get()}},
-        .examples = {{"vexassl version", "Shows what to write into a report of a fault"}},
+        .summary = "Show the versions of the library, the platform and the TLS implementation",
+        .flags = {{"--json", "", "Print a line of JSON", json.get()}},
+        .examples = {{"vexassl version", "Shows what to write into a bug report"}},
         .notes = "",
         .run = [json] { return runVersion(*json); },
     };
