@@ -22,7 +22,9 @@ int main(int argc, char** argv) {
     addrinfo* address = nullptr; // the name resolved is the name that the certificate must carry
     if (argc != 2 || strategy->getaddrinfo("localhost", argv[1], &hints, &address) != 0 ||
         strategy->connect(s, address->ai_addr, static_cast<int>(address->ai_addrlen)) != 0) {
-        return 1; // the log says why
+        // The log explains a failed handshake.
+        std::wcerr << L"error " << platform::WSAGetLastError() << L"\n";
+        return 1;
     }
     char line[] = "hello\n";
     constexpr int length = sizeof line - 1;

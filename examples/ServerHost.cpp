@@ -1,5 +1,5 @@
-// A small server: looks up who came and echoes what clients send, one client at a time. An ini file
-// configures the connections.
+// A small server: logs the name of each client and echoes what it sends, one client at a time. An
+// ini file configures the connections.
 //
 //   server_host PORT INI-FILE CONNECTION CERTIFICATES CLIENTS
 //

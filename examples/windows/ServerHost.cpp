@@ -1,5 +1,5 @@
-// A small server: looks up who came and echoes what clients send, one client at a time. An ini file
-// configures the connections; the certificate comes from the machine's personal store.
+// A small server: logs the name of each client and echoes what it sends, one client at a time. An
+// ini file configures the connections; the certificate comes from the machine's personal store.
 //
 //   server_host PORT INI-FILE CONNECTION CLIENTS
 //
