@@ -39,7 +39,7 @@ struct ConnectionInfo {
     std::wstring ownSubject;
 };
 
-// Why an attempt failed, by who has to act. A later version doesn't add to the list.
+// Why an attempt failed. Later versions don't add to the list.
 enum class FailureCause : std::int32_t {
     None = 0, // it has not failed
     // An option has an invalid value.
@@ -49,20 +49,20 @@ enum class FailureCause : std::int32_t {
     OwnCertificate = 2,
     // The peer's certificate is missing, unsuitable, or of an authority that isn't trusted.
     PeerNotTrusted = 3,
-    // The peer's certificate is trusted, but a server's has not the name that was resolved, or a
-    // client's none of the acceptable names.
+    // The peer's certificate is trusted, but doesn't have the name that was resolved (of a server)
+    // or one of the acceptable names (of a client).
     NameMismatch = 4,
     // The peer's certificate has expired or is not yet valid.
     Expired = 5,
-    // The peer ended the handshake with a TLS alert, for example since it doesn't trust this side's
-    // certificate.
+    // The peer ended the handshake with a TLS alert, for example because it doesn't trust this
+    // side's certificate.
     PeerRefused = 6,
     // No protocol version or cipher suite in common, bytes that are not TLS, or another failure
-    // inside the security package. A client whose server reports a missing cipher suite by a
-    // general alert has PeerRefused.
+    // inside the security package. If a server reports a missing cipher suite by a general alert,
+    // the client's cause is PeerRefused.
     Protocol = 7,
-    // The connection was refused, timed out, or ended before the handshake was complete, which is
-    // also how a peer refuses without an alert. Trying again may help.
+    // The connection was refused, timed out, or ended before the handshake was complete. A peer
+    // that refuses without an alert is one such case. Trying again may help.
     Transport = 8,
     // Out of memory. Trying again may help.
     Memory = 9,
@@ -73,7 +73,7 @@ enum class FailureCause : std::int32_t {
 
 // Why a connection could not be established.
 struct ConnectionFailure {
-    // Who has to act.
+    // None if the attempt has not failed.
     FailureCause cause = FailureCause::None;
     // What the platform reported; 0 if nothing. With the cause Transport or Caller a Winsock error
     // code as WSAGetLastError returns it; otherwise a SECURITY_STATUS, a result of the chain policy
@@ -98,15 +98,15 @@ public:
     // error. Throws std::bad_alloc.
     virtual ConnectionFailure lastFailure() const = 0;
 
-    // Decrypts the whole records that have been received. Returns how many bytes a recv delivers
-    // without using the network, 0 in the clear. Returns SOCKET_ERROR if there are none and none
-    // will follow: what has been received ends in the peer's TLS closure or can't be decrypted. The
-    // next recv, select or completeWSARecv reports that, also without the network; then the result
-    // is 0. A recv of more than is held may report it before the bytes that precede it. The log has
-    // the lines of the decryption.
+    // Decrypts the whole records that have been received, which may write lines to the log. Returns
+    // how many bytes a recv delivers without using the network, 0 in the clear. Returns
+    // SOCKET_ERROR if there are none and none will follow: what has been received ends in the
+    // peer's TLS closure or can't be decrypted. The next recv, select or completeWSARecv reports
+    // that without using the network; afterwards the result is 0.
     //
-    // A recv of no more than this many bytes can't lose data at the end of a stream, as one that
-    // reads on may; nor can a recv of one byte while nothing is held.
+    // A recv of no more than this many bytes, or of one byte while nothing is held, can't lose data
+    // at the end of a stream. A longer one may report the end before the bytes that precede it, or
+    // lose them.
     virtual int heldBytes() = 0;
 };
 

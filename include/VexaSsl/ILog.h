@@ -24,9 +24,9 @@ public:
     virtual ~ILog() = default;
 
     // Takes one line, without a line end. Lines below the threshold are passed too; dropping them
-    // is the sink's task. The operations of strategies call it and are noexcept: an exception that
-    // it throws while an operation reports a failure ends the process, unless it is
-    // std::bad_alloc, for which the line is lost.
+    // is the sink's task. It must not throw: the operations of strategies are noexcept, so an
+    // exception that leaves it while an operation reports a failure ends the process. After
+    // std::bad_alloc only the line is lost.
     virtual void log(Severity severity, const std::wstring& text) = 0;
 
     // Sets the threshold: from now on lines below it are dropped. instantiateSocketStrategy calls

@@ -25,7 +25,7 @@
 //   - Before a handshake has succeeded the operations that transfer data fail with WSAENOTCONN.
 //     completeWSARecv without a pending receive fails with WSAEINVAL, and so do send and recv with
 //     a negative length. Each writes an Error line and changes nothing.
-//   - VexaSsl/IConnectionInfo.h says why a handshake failed, and who the peer is.
+//   - VexaSsl/IConnectionInfo.h returns why a handshake failed, and who the peer is.
 //   - A failure in the TLS layer itself is logged. It may leave the error code of an earlier call.
 //
 // Threads: on one object one sender (send, WSASend) and one receiver (recv, select, WSARecv,
@@ -48,11 +48,11 @@ public:
     virtual int send(SOCKET s, const char* buf, int len, int flags) = 0;
 
     // Returns the number of bytes received, 0 at the end of the stream, or SOCKET_ERROR. Encrypted:
-    // the end of the stream is also the peer's TLS closure or its request to renegotiate, and the
-    // result doesn't distinguish them from a closed connection. Bytes that the
-    // same call had received before a closure or an error are not reported. A record that can't be
-    // decrypted is dropped and logged. Of the flags only msgPeek and msgWaitAll count; both
-    // together fail with WSAEOPNOTSUPP.
+    // the peer's TLS closure and its request to renegotiate are an end of the stream, too; the
+    // result doesn't distinguish them from a closed connection. Bytes that the same call had
+    // received before a closure or an error are not reported. A record that can't be decrypted is
+    // dropped and logged. Of the flags only msgPeek and msgWaitAll have an effect; both together
+    // fail with WSAEOPNOTSUPP.
     virtual int recv(SOCKET s, char* buf, int len, int flags) = 0;
 
     // Returns 0 or SOCKET_ERROR. Encrypted: also runs the client's handshake. A connect that is in

@@ -11,7 +11,7 @@
 //   VexaPlatform/WinsockShapes.h the same on Linux
 //   VexaPlatform/HostSockets.h   on Linux: creating and closing sockets, waiting, last errors
 //   VexaPlatform/Certificates.h  on Linux: the certificate folder
-//   VexaPlatform/SecurityFailure.h    on Linux: why OpenSSL failed
+//   VexaPlatform/SecurityFailure.h on Linux: why OpenSSL failed
 //   VexaPlatform/Breakpoints.h   on Linux: the library's breakpoints
 //   VexaSsl/IOtlsProvider.h      TLS switched on mid-stream
 //   VexaSsl/IConnectionInfo.h    how a connection is secured, and why one failed
@@ -22,7 +22,7 @@
 // Conventions of all headers; a comment mentions only what differs:
 //   Ownership   A std::unique_ptr belongs to the caller. References and pointers are borrowed for
 //               the call. The one exception is ILog&: configurations and strategies keep it, so the
-//               log must outlive them all. The IConfig may go after step 3.
+//               log must outlive them all. The IConfig may be destroyed after step 3.
 //   Threads     Functions may run on several threads at once, as far as the log they are given
 //               allows it. Objects state their own rule.
 //   Failures    Only functions that say so throw anything but std::bad_alloc. The text of an
