@@ -83,6 +83,18 @@ if(WIN32)
     SECURITY_WIN32)
 endif()
 
+# What ships for Windows carries no symbols; a debugger finds the file with them, TARGET.debug, by the link in it.
+function(vexassl_separate_symbols target)
+  if(MINGW)
+    set(symbols $<TARGET_FILE_NAME:${target}>.debug)
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
+      COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
+      WORKING_DIRECTORY $<TARGET_FILE_DIR:${target}>
+      VERBATIM)
+  endif()
+endfunction()
+
 # A unity build (CMAKE_UNITY_BUILD) compiles these files alone, for example because they have a local name
 # that another file has, too.
 function(vexassl_compile_alone)
