@@ -108,6 +108,15 @@ TEST(DirectTls, certificateWithoutItsKeyIsOurFault) {
     EXPECT_THAT(outcome.errors, HasSubstr("[" + fileOf("client", "cert") + "] can't be used: "));
 }
 
+TEST(DirectTls, unusableFileOfTheFolderIsNoNamedCertificate) {
+    const auto folder = emptyFolder();
+    std::filesystem::create_directory(folder / "my");
+    std::filesystem::copy_file(fileOf("client", "cert"), folder / "my" / "own.pem");
+    EXPECT_EQ(
+        connectedDirectly("localhost:1", trusted + Words{"--certificates", folder.string()}).status,
+        2);
+}
+
 TEST(DirectTls, unusableAnchorIsUsage) {
     for (const std::string file : {"/nowhere/at.pem", "/dev/null"}) {
         const Outcome outcome = connectedDirectly("localhost:1", {"--tls", "--root", file});

@@ -367,6 +367,12 @@ TEST(Explain, storeIsSearchedAsAConnectionDoes) {
     EXPECT_THAT(none.errors, HasSubstr("no certificate with [no such name] in its subject"));
 }
 
+TEST(Explain, storeIsThatOfTheFolderBesideAFurtherAnchor) {
+    const Words further = {"--root", pki::file("untrusted", "cert").string()};
+    const Words ofStore = {"explain", "--certificates", pki::folder().string(), "--store"};
+    EXPECT_EQ(runTool(ofStore + Words{"case server-rsa,"} + forServer + further).status, 0);
+}
+
 TEST(Explain, helpersOfTheStoresFileLinkItsChain) {
     const Outcome outcome = runTool({"explain", "--certificates", pki::folder().string(), "--store",
                                      "case with-intermediate,", "--purpose", "server"});

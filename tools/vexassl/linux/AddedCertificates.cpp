@@ -40,17 +40,19 @@ void requireUsed(const fs::path& link, const std::string& name, ExitStatus statu
 } // namespace
 
 // A certificate folder of links: the trust anchors of the folder before it and those of the command
-// line, and our own certificate.
+// line, and our own certificate or, if none is named, the personal store of the folder before it.
 class AddedCertificates::Folder {
 public:
     explicit Folder(const CertificateFiles& files) : before(platform::certificateFolder()) {
         scratch.addFolder("my");
         scratch.addFolder("root");
-        linkPreviousAnchors();
+        linkPrevious("root", "root/1-");
         if (!files.root.empty()) {
             scratch.addLink(rootLink, existingFile(files.root));
         }
-        if (!files.certificate.empty()) {
+        if (files.certificate.empty()) {
+            linkPrevious("my", "my/");
+        } else {
             linkCertificate(files);
         }
         platform::setCertificateFolder(scratch.path());
@@ -61,16 +63,19 @@ public:
 
     void requireUsable(const CertificateFiles& files) const {
         requireUsed(scratch.path() / rootLink, files.root, ExitStatus::Usage);
-        requireUsed(scratch.path() / certificateLink, files.certificate,
-                    ExitStatus::OwnCertificate);
+        if (!files.certificate.empty()) {
+            requireUsed(scratch.path() / certificateLink, files.certificate,
+                        ExitStatus::OwnCertificate);
+        }
     }
 
 private:
-    void linkPreviousAnchors() {
-        std::error_code unread; // a folder that can't be read has no anchors for this account
-        for (fs::directory_iterator entry(before / "root", unread), end; !unread && entry != end;
+    // prefix: of the links' names.
+    void linkPrevious(const std::string& subfolder, const std::string& prefix) {
+        std::error_code unread; // a folder that can't be read has nothing for this account
+        for (fs::directory_iterator entry(before / subfolder, unread), end; !unread && entry != end;
              entry.increment(unread)) {
-            scratch.addLink("root/1-" + entry->path().filename().native(), entry->path());
+            scratch.addLink(prefix + entry->path().filename().native(), entry->path());
         }
     }
 
