@@ -112,7 +112,9 @@ BOOL SometimesSecureSocketStrategy::AcceptEx(SOCKET listenSocket, SOCKET acceptS
 }
 
 int SometimesSecureSocketStrategy::completeAcceptEx() noexcept {
-    return underlyingStrategy->completeAcceptEx();
+    const int result = underlyingStrategy->completeAcceptEx();
+    failure = outcomeOf(result != SOCKET_ERROR, "cannot accept");
+    return result;
 }
 
 SOCKET SometimesSecureSocketStrategy::WSAAccept(SOCKET s, sockaddr* addr, int* addrlen,

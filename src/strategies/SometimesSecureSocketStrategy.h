@@ -2,9 +2,8 @@
 // data operations are those of SecureSocketStrategy.
 //
 // The connecting operations run no handshake: they store the socket and the role for startOtls.
-// Name resolution and select are those of SecureSocketStrategy in every state. select needs a
-// record if its read set contains the connection's socket and doesn't check for one, so a host must
-// not call it like that before startOtls has succeeded.
+// Name resolution and select are those of SecureSocketStrategy in every state, so select refuses a
+// read set that contains the connection's socket before startOtls has succeeded.
 //
 // Threads: as SecureSocketStrategy; nothing else while startOtls runs, and no receive pending.
 #pragma once

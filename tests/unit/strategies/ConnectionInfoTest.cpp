@@ -92,6 +92,18 @@ TEST_F(OtlsInfo, switchWithoutANameIsTheCallersMistake) {
     EXPECT_EQ(cause(), FailureCause::Caller);
 }
 
+TEST_F(OtlsInfo, acceptThatIsCompletedInTheClearHasNoFailure) {
+    connectPlain();
+    stage.strategy->remoteHostName.clear();
+    stage.strategy->startOtls();
+    stage.lower->onCompleteAcceptEx = [] { return 0; };
+    EXPECT_EQ(stage.strategy->completeAcceptEx(), 0);
+    EXPECT_EQ(cause(), FailureCause::None);
+    stage.lower->onCompleteAcceptEx = [] { return SOCKET_ERROR; };
+    EXPECT_EQ(stage.strategy->completeAcceptEx(), SOCKET_ERROR);
+    EXPECT_EQ(cause(), FailureCause::Transport);
+}
+
 TEST_F(OtlsInfo, failedConnectAndAcceptInTheClearAreTransport) {
     stage.lower->onConnect = [](auto...) { return SOCKET_ERROR; };
     stage.lower->onAccept = [](auto...) { return INVALID_SOCKET; };
