@@ -120,7 +120,12 @@ void giveBack(Slab* slab, const char* slot) noexcept {
 // Frees the slab that is kept when the library is unloaded.
 struct End {
     ~End() {
-        const std::lock_guard lock(slabsMutex);
+        // Held by a thread that no longer exists: Windows ends the other threads before, and a
+        // child of fork has none. The process ends then, and its memory with it.
+        const std::unique_lock lock(slabsMutex, std::try_to_lock);
+        if (!lock.owns_lock()) {
+            return;
+        }
         isOneKept = false;
         Slab* slab = slabsWithRoom;
         while (slab != nullptr && slab->free != slab->slots) {

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
 #include <new>
 #include <set>
@@ -81,6 +83,21 @@ TEST(WorkBuffer, buffersNeverOverlap) {
             buffers.erase(buffers.begin() + static_cast<std::ptrdiff_t>(i * 7 % buffers.size()));
         }
     }
+}
+
+// As after fork, and as Windows stops the threads of a process that exits.
+TEST(WorkBuffer, processExitsThoughAStoppedThreadHoldsTheLock) {
+    std::atomic<bool> isOver = false;
+    std::thread user([&isOver] {
+        while (!isOver) {
+            const WorkBuffer buffer(1'000'000);
+        }
+    });
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EXIT(std::exit(0), testing::ExitedWithCode(0), "");
+    }
+    isOver = true;
+    user.join();
 }
 
 TEST(WorkBuffer, lackOfMemoryIsReported) {
