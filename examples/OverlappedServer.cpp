@@ -217,18 +217,29 @@ private:
         }
     }
 
-    // Runs the step on a thread of its own.
+    // Runs the step on a thread of its own, or on this one if the system has no more.
     template <typename Step>
     void startBlocking(Step step) {
+        try {
+            startThread(step);
+        } catch (const std::exception&) {
+            step();
+        }
+    }
+
+    template <typename Step>
+    void startThread(Step step) {
         const std::lock_guard lock(mutex);
         ended.clear(); // joins them
-        const auto thread = blocking.emplace(blocking.end());
+        std::list<std::jthread> started(1);
+        const auto thread = started.begin();
         *thread = std::jthread([this, thread, step] {
             step();
             const std::lock_guard retiring(mutex);
             ended.splice(ended.end(), blocking, thread);
             changed.notify_one();
         });
+        blocking.splice(blocking.end(), started);
     }
 
     HANDLE port;

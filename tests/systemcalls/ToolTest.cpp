@@ -2,15 +2,18 @@
 // without failures.
 #include "tool/Tool.h"
 #include "fakes/Sweep.h"
+#include "tool/ExampleHost.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <map>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace VexaSsl::test {
@@ -343,6 +346,31 @@ TEST(SystemCallsOfTheTool, clientThatCannotMakeAThreadPrintsAnError) {
             EXPECT_GT(when, 1);
             return;
         }
+    }
+}
+
+TEST(SystemCallsOfExamples, overlappedServerThatCannotMakeAThreadServesAllTheSame) {
+    if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    const Words configuration = secureServer(pki::localhostElliptic);
+    const Words plain = {example("overlapped_server"), "0", iniFile(configuration), "Tested",
+                         pki::folder().string(),       "2"};
+    // The main thread makes those of the port, then one for each handshake.
+    const int first = static_cast<int>(std::max(std::thread::hardware_concurrency(), 1U)) + 1;
+    for (int when = first; when < first + 2; ++when) {
+        const auto log = freshFile(".strace");
+        Command server(injected({"clone,clone3", "EAGAIN", when}, log) + plain);
+        ASSERT_TRUE(server.shows("\n")) << server.errors();
+        const std::string target =
+            "localhost:" + std::to_string(std::stoi(server.output().substr(5)));
+        for (int i = 0; i < 2; ++i) {
+            const Outcome outcome =
+                runTool(Words{"connect", target} + secureClient(), Command::Input::text("hello"));
+            EXPECT_EQ(outcome.output, "hello") << outcome.errors;
+        }
+        EXPECT_EQ(server.exitStatus(), 0) << server.errors();
+        EXPECT_TRUE(wasHit(log));
     }
 }
 
