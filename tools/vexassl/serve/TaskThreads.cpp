@@ -15,16 +15,13 @@ TaskThreads::~TaskThreads() {
 void TaskThreads::start(std::function<void()> task) {
     const std::lock_guard lock(mutex); // a short task must not retire before it is stored
     ended.clear();
-    const auto thread = running.emplace(running.end());
-    try {
-        *thread = std::jthread([this, thread, task = std::move(task)] {
-            task();
-            retire(thread);
-        });
-    } catch (...) {
-        running.erase(thread);
-        throw;
-    }
+    Threads started(1);
+    const auto thread = started.begin();
+    *thread = std::jthread([this, thread, task = std::move(task)] {
+        task();
+        retire(thread);
+    });
+    running.splice(running.end(), started);
 }
 
 void TaskThreads::retire(Threads::iterator thread) {
