@@ -12,7 +12,6 @@ namespace {
 
 // The longest sleep without a deadline; a wait until the largest time point overflows in some
 // standard libraries.
-// standard libraries.
 constexpr std::chrono::hours idleSleep{1};
 
 } // namespace

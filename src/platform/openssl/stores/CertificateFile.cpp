@@ -76,7 +76,7 @@ std::string algorithmIn(std::string_view failedFetch) {
     return std::string(name.substr(0, name.find(" :")));
 }
 
-// Returns why PKCS12_parse failed, and empties the error queue.
+// Returns why PKCS12_parse failed, from the errors that it has left.
 ParsedFile unopenedPkcs12(const FileContents& file) {
     const char* text = "";
     int flags = 0;
