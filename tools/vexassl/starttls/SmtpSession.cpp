@@ -103,9 +103,10 @@ SmtpSession::Answer SmtpSession::hello(std::string_view argument, bool extended)
     if (!extended) {
         return proceed("250 vexassl");
     }
-    return proceed("250-vexassl\r\n250-SIZE " + std::to_string(largestMessage) +
-                   "\r\n250-8BITMIME\r\n250-ENHANCEDSTATUSCODES" +
-                   (isSecured ? "" : "\r\n250-STARTTLS") + "\r\n250 HELP");
+    std::string extensions = "250-vexassl\r\n250-SIZE " + std::to_string(largestMessage);
+    extensions += "\r\n250-8BITMIME\r\n250-ENHANCEDSTATUSCODES";
+    extensions += isSecured ? "" : "\r\n250-STARTTLS";
+    return proceed(extensions + "\r\n250 HELP");
 }
 
 // What the client sent after the command arrived in the clear and may be an attacker's: to take it
