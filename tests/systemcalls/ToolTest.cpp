@@ -227,14 +227,19 @@ struct ServerCounts {
     std::size_t neverStarted = 0;
 };
 
+// Of a server that is ready.
+std::string addressOf(const Command& server) {
+    const std::string line = server.output();
+    const std::size_t port = line.rfind(':') + 1;
+    return "localhost:" + line.substr(port, line.find('\n', port) - port);
+}
+
 // Two clients, then a signal that ends the server.
 void useServer(Command& server, const Injection& injection, ServerCounts& counts) {
-    const std::string line = server.output();
-    const std::string target = "localhost:" + line.substr(line.rfind(':') + 1);
+    const std::string target = addressOf(server);
     const std::size_t descriptors = server.settledDescriptors();
     for (int i = 0; i < 2; ++i, ++counts.connections) {
-        Command command(connectTo(target.substr(0, target.find('\n')), secureClient()),
-                        Command::Input::text("hello"));
+        Command command(connectTo(target, secureClient()), Command::Input::text("hello"));
         const Outcome outcome = runToEnd(command);
         counts.served += outcome.status == 0 && outcome.output == "hello" ? 1 : 0;
         if (injection.mustNotMatter()) {
@@ -325,6 +330,27 @@ TEST(SystemCallsOfTheTool, threadThatCannotBeMadeEndsTheStartOrCostsAConnection)
                          std::to_string(counts.neverStarted) +
                          " ended at the start with one line, " + std::to_string(counts.served) +
                          " of " + std::to_string(counts.connections) + " connections served");
+    }
+}
+
+TEST(SystemCallsOfTheTool, droppedConnectionThatIsCountedIsAFailure) {
+    if (const std::string reason = tellWhyNoStrace(); !reason.empty()) {
+        GTEST_SKIP() << reason;
+    }
+    for (const Words& mode : {Words{}, Words{"--overlapped"}}) {
+        bool hasStarted = false;
+        for (int when = 1; !hasStarted; ++when) {
+            const auto log = freshFile(".strace");
+            Command server(injected({"clone,clone3", "EAGAIN", when}, log) +
+                           Words{VEXASSL_TOOL, "serve", "--port", "0", "--count", "1"} + mode);
+            hasStarted = server.shows("\n"); // else a thread of the start is missing
+            if (hasStarted) {
+                runTool({"connect", addressOf(server)}, Command::Input::text("hello"));
+                EXPECT_TRUE(wasHit(log));
+                EXPECT_NE(server.errors().find("connection dropped: "), std::string::npos);
+            }
+            EXPECT_EQ(server.exitStatus(), 1) << server.errors();
+        }
     }
 }
 

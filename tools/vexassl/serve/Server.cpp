@@ -158,7 +158,12 @@ int Server::pollListener() {
 
 void Server::startPending() {
     ++taken;
-    connections.start(std::move(pending));
+    try {
+        connections.start(std::move(pending));
+    } catch (...) {
+        note(ExitStatus::Usage);
+        throw;
+    }
 }
 
 // Later peers wait in the listener's queue. Returns false when the server is to stop.
@@ -215,9 +220,13 @@ DWORD Server::waitFor(std::span<const HANDLE> events, DWORD milliseconds) {
 
 void Server::reap() {
     for (const auto& connection : connections.takeEnded()) {
-        if (firstFailure == ExitStatus::Success) {
-            firstFailure = connection->outcome();
-        }
+        note(connection->outcome());
+    }
+}
+
+void Server::note(ExitStatus outcome) {
+    if (firstFailure == ExitStatus::Success) {
+        firstFailure = outcome;
     }
 }
 

@@ -26,8 +26,9 @@ public:
     Server& operator=(const Server&) = delete;
 
     // Runs until it is stopped, or until the requested number of connections has ended. Returns the
-    // status of the first failed connection when a number was requested; else, and after a stop,
-    // Success. Throws Failure (CannotConnect) when waiting for clients keeps failing.
+    // status of the first failed connection, also of one that couldn't be started, when a number
+    // was requested; else, and after a stop, Success. Throws Failure (CannotConnect) when waiting
+    // for clients keeps failing.
     ExitStatus run();
 
 private:
@@ -53,6 +54,8 @@ private:
     int pollListener();
     void startPending();
     void reap();
+    // Stores the outcome of a connection if it is the first failure.
+    void note(ExitStatus outcome);
     void end();
 
     const Service& service;
