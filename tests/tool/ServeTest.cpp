@@ -133,8 +133,8 @@ TEST(Serve, quietAndVerboseOverruleTheConfiguration) {
     };
     EXPECT_EQ(errorsOf("--quiet"), std::pair(std::string(), std::string()));
     const auto [client, server] = errorsOf("--verbose");
-    EXPECT_THAT(client, HasSubstr("[Debug] "));
-    EXPECT_THAT(server, HasSubstr("[Debug] "));
+    EXPECT_THAT(client, testing::HasSubstr("[Debug] "));
+    EXPECT_THAT(server, testing::HasSubstr("[Debug] "));
     const Outcome refused = runTool({"connect", "localhost:1", "--quiet"});
     EXPECT_EQ(refused.errors, "vexassl: cannot connect to localhost:1: connection refused\n");
 }

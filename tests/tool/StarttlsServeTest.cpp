@@ -38,6 +38,13 @@ TEST(StarttlsServe, greetsAndOffersTheSwitchInTheClear) {
     EXPECT_THAT(client.hearToTheEnd(), HasSubstr("221 "));
 }
 
+TEST(StarttlsServe, infoLineShowsWhatTheSwitchSecured) {
+    RunningServer server(mailServer());
+    EXPECT_EQ(sayInTls(server, "QUIT\r\n").status, 0);
+    EXPECT_THAT(server.command().errors(),
+                testing::ContainsRegex("#1 \\[Info\\] 127\\.0\\.0\\.1:[0-9]+: TLS 1\\.2 with "));
+}
+
 // What every server of this protocol answers (RFC 5321, 4.5.1), and what the greeting promises.
 TEST(StarttlsServe, knowsEachCommandThatItNames) {
     RunningServer server(mailServer());

@@ -69,7 +69,10 @@ void ThreadConnection::serveMail(Watchdog::Guard& guard) {
     // A switch needs a name that was resolved through the stack, on a server too.
     AddressList found;
     strategy->getaddrinfo("localhost", nullptr, nullptr, found.receive());
-    SmtpServer session(*strategy, socket.get(), guard, [this] { return makeReceiver(); });
+    SmtpServer session(*strategy, socket.get(), guard, [this] {
+        reportSecured();
+        return makeReceiver();
+    });
     switch (session.run([this](const Envelope& mail) { service.report.message(number, mail); })) {
     case SmtpServer::End::Success:
         closeAfterResponse(session.currentReceiver());
