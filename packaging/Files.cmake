@@ -9,8 +9,9 @@ if(NOT WIN32)
   list(APPEND shared VexaPlatform)
 endif()
 
-# The names of export sets are global.
-string(MAKE_C_IDENTIFIER VexaSslTargets_${CMAKE_INSTALL_LIBDIR} exported)
+# The names of export sets are global, so this folder's name makes two of them.
+cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME exported)
+string(PREPEND exported VexaSslTargets-)
 install(TARGETS ${shared} EXPORT ${exported}
   RUNTIME COMPONENT library
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
