@@ -62,6 +62,7 @@ ConnectionFailure describe(const FailureReason& reason) {
     if (reason.status != 0) {
         const std::wstring systemText = systemErrorText(static_cast<DWORD>(reason.status));
         failure.text += systemText.empty() ? L"" : L": " + systemText;
+        failure.text.erase(failure.text.find_last_not_of(L' ') + 1);
     }
     return failure;
 }

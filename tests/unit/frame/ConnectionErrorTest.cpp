@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <functional>
 #include <new>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace VexaSsl::test {
 namespace {
@@ -98,6 +100,18 @@ TEST_F(Description, systemsTextFollowsAColon) {
     EXPECT_EQ(failure.cause, Cause::Expired);
     EXPECT_EQ(failure.status, -2146893016);
     EXPECT_EQ(failure.text, L"call failed: text of 2148074280");
+}
+
+// As systems return it.
+TEST_F(Description, spaceAtTheEndOfTheSystemsTextIsDropped) {
+    platform.FormatMessageW = [](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, void*) {
+        constexpr std::wstring_view text = L"It has ended. ";
+        auto* copy = static_cast<wchar_t*>(std::calloc(text.size() + 1, sizeof(wchar_t)));
+        text.copy(copy, text.size());
+        *reinterpret_cast<wchar_t**>(buffer) = copy;
+        return static_cast<DWORD>(text.size());
+    };
+    EXPECT_EQ(describe({Cause::Transport, 1, "closed"}).text, L"closed: It has ended.");
 }
 
 TEST_F(Description, unknownStatusHasNoText) {
