@@ -57,6 +57,7 @@ TEST(Completion, offersTheWordsOfAFlag) {
     EXPECT_THAT(offered("connect x:1 --starttls ''"),
                 UnorderedElementsAre("smtp", "imap", "pop3", "ldap", "postgres"));
     EXPECT_THAT(offered("connect x:1 --timeout ''"), IsEmpty());
+    EXPECT_THAT(offered("check --ini=/a/b ''"), Contains("--role")) << "not one of the flags";
 }
 
 TEST(Completion, offersFilesAndFolders) {

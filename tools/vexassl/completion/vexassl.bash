@@ -12,6 +12,15 @@ _vexassl_words() { # help flag: the words that the flag accepts
         }' <<<"$1"
 }
 
+_vexassl_value() { # help flag: the name of the flag's value
+    start="  $2 " awk '
+        index($0, ENVIRON["start"]) == 1 {
+            $0 = substr($0, length(ENVIRON["start"]) + 1)
+            sub(/[^A-Za-z0-9:].*/, "")
+            print
+        }' <<<"$1"
+}
+
 _vexassl() {
     local tool=${COMP_WORDS[0]} word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local commands help value=""
@@ -24,7 +33,7 @@ _vexassl() {
     fi
     help=$("$tool" "${COMP_WORDS[1]}" --help 2>/dev/null) || return
     case $previous in
-    --*) value=$(sed -n "s/^  $previous \([A-Z0-9a-z:]*\).*/\1/p" <<<"$help") ;;
+    --*) value=$(_vexassl_value "$help" "$previous") ;;
     esac
     case $value in
     FILE | DIR)
