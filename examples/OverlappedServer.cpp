@@ -158,8 +158,13 @@ public:
     Server()
         : port(platform::CreateIoCompletionPort(platform::invalidHandle(), platform::noHandle, 0,
                                                 0)) {
-        for (unsigned left = std::max(std::thread::hardware_concurrency(), 1U); left > 0; --left) {
-            workers.emplace_back([this] { work(); });
+        try {
+            for (unsigned i = std::max(std::thread::hardware_concurrency(), 1U); i > 0; --i) {
+                workers.emplace_back([this] { work(); });
+            }
+        } catch (...) {
+            stop();
+            throw;
         }
     }
     // Waits for the end of every connection.
@@ -168,11 +173,7 @@ public:
             std::unique_lock lock(mutex);
             changed.wait(lock, [this] { return clients == 0 && blocking.empty(); });
         }
-        for (std::size_t left = workers.size(); left > 0; --left) {
-            platform::PostQueuedCompletionStatus(port, 0, 0, nullptr);
-        }
-        workers.clear();
-        platform::CloseHandle(port);
+        stop();
     }
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -187,6 +188,15 @@ public:
     }
 
 private:
+    // Ends the threads of the port.
+    void stop() {
+        for (std::size_t left = workers.size(); left > 0; --left) {
+            platform::PostQueuedCompletionStatus(port, 0, 0, nullptr);
+        }
+        workers.clear();
+        platform::CloseHandle(port);
+    }
+
     // A thread of the port.
     void work() {
         for (;;) {
@@ -267,8 +277,8 @@ int main(int argc, char** argv) {
         const auto plain =
             instantiateSocketStrategy(log, *constructDefaultSslConfiguration(log, L"listener"));
         const SOCKET listener = listenLocally(*plain, argv[1]);
-        std::cout << "port " << portOf(listener) << std::endl;
         Server server;
+        std::cout << "port " << portOf(listener) << std::endl;
         for (int left = std::stoi(argv[5]); left > 0; --left) {
             auto client = std::make_unique<Client>(log, *config);
             if (client->accept(listener)) {
