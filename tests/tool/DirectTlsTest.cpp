@@ -108,6 +108,20 @@ TEST(DirectTls, certificateWithoutItsKeyIsOurFault) {
     EXPECT_THAT(outcome.errors, HasSubstr("[" + fileOf("client", "cert") + "] can't be used: "));
 }
 
+// Needs OpenSSL's legacy provider, to make the file.
+TEST(DirectTls, legacyCipherIsReportedWithTheCommandThatConvertsTheNamedFile) {
+    const auto file = freshFile(".p12");
+    Command made({"openssl", "pkcs12", "-export", "-legacy", "-in", fileOf("client", "cert"),
+                  "-inkey", fileOf("client", "key"), "-passout", "pass:", "-out", file.string()});
+    if (made.exitStatus() != 0) {
+        GTEST_SKIP() << "no legacy provider: " << made.errors();
+    }
+    const Outcome outcome =
+        connectedDirectly("localhost:1", trusted + Words{"--certificate", file.string()});
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_THAT(outcome.errors, HasSubstr(" -in " + file.string() + " -noenc -out "));
+}
+
 TEST(DirectTls, unusableFileOfTheFolderIsNoNamedCertificate) {
     const auto folder = emptyFolder();
     std::filesystem::create_directory(folder / "my");

@@ -1,9 +1,8 @@
 #include "ScratchFolder.h"
-#include "VexaPlatform/Certificates.h"
+#include "UnusedReason.h"
 #include "common/CertificateFolder.h"
 #include "common/ExitStatus.h"
 #include "common/Text.h"
-#include "common/UnusedFiles.h"
 
 #include <filesystem>
 #include <memory>
@@ -30,9 +29,10 @@ bool isPkcs12(const fs::path& file) {
 }
 
 void requireUsed(const fs::path& link, const std::string& name, ExitStatus status) {
-    for (const UnusedFile& unused : unusedFiles()) {
-        if (unused.path == printableText(pathText(link))) {
-            throw Failure(status, "[" + name + "] can't be used: " + unused.text);
+    for (platform::UnusedCertificateFile unused : platform::unusedCertificateFiles()) {
+        if (unused.path == link) {
+            unused.path = fs::read_symlink(link); // the text may have a command for the file
+            throw Failure(status, "[" + name + "] can't be used: " + describe(unused).text);
         }
     }
 }

@@ -1,6 +1,4 @@
-#include "common/UnusedFiles.h"
-
-#include "VexaPlatform/Certificates.h"
+#include "UnusedReason.h"
 #include "common/Text.h"
 
 #include <filesystem>
@@ -65,15 +63,18 @@ std::string conversionOf(const platform::UnusedCertificateFile& file) {
 
 } // namespace
 
+UnusedFile describe(const platform::UnusedCertificateFile& file) {
+    const Reason reason = reasonOf(file.fault);
+    const std::string text =
+        file.fault == FileFault::UnsupportedCipher ? conversionOf(file) : std::string(reason.text);
+    return {printableText(pathText(file.path)), reason.identifier,
+            printableText(std::string_view(text))};
+}
+
 std::vector<UnusedFile> unusedFiles() {
     std::vector<UnusedFile> files;
     for (const platform::UnusedCertificateFile& file : platform::unusedCertificateFiles()) {
-        const Reason reason = reasonOf(file.fault);
-        const std::string text = file.fault == FileFault::UnsupportedCipher
-                                     ? conversionOf(file)
-                                     : std::string(reason.text);
-        files.push_back({printableText(pathText(file.path)), reason.identifier,
-                         printableText(std::string_view(text))});
+        files.push_back(describe(file));
     }
     return files;
 }
