@@ -152,6 +152,12 @@ TEST(DirectTls, excludesAConfigurationFile) {
     EXPECT_EQ(connectedDirectly("localhost:1", {"--name", "localhost"}).status, 1);
 }
 
+TEST(DirectTls, unusableAnchorIsUsageBesideARelativeTemporaryFolder) {
+    Command command({"env", "-C", emptyFolder().string(), "TMPDIR=.", VEXASSL_TOOL, "connect",
+                     "localhost:1", "--tls", "--root", "/dev/null"});
+    EXPECT_EQ(command.exitStatus(), 1) << command.errors();
+}
+
 class TemporaryFiles : public testing::Test {
 protected:
     Words client(const std::string& target) const {

@@ -83,7 +83,8 @@ void remember(const std::filesystem::path& path) {
 } // namespace
 
 ScratchFolder::ScratchFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "vexassl-XXXXXX";
+    std::string name =
+        std::filesystem::absolute(std::filesystem::temp_directory_path()) / "vexassl-XXXXXX";
     catchSignals();
     const BlockedSignals blocked;
     if (::mkdtemp(name.data()) == nullptr) {

@@ -17,6 +17,7 @@ public:
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
+    // Absolute.
     const std::filesystem::path& path() const { return folder; }
     // Adds a subfolder or a link below the folder. Throws std::filesystem::filesystem_error.
     void addFolder(const std::string& name);
