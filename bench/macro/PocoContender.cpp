@@ -61,6 +61,8 @@ SslContext::Ptr made(SslContext::Usage usage, const SslContext::Params& paramete
                      const Terms& terms) {
     SslContext::Ptr context(new SslContext(usage, parameters));
     applyTerms(context->sslContext(), terms);
+    // Newer versions of POCO wait for the peer's closure in an orderly shutdown.
+    SSL_CTX_set_quiet_shutdown(context->sslContext(), 1);
     return context;
 }
 
