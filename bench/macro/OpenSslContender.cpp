@@ -48,6 +48,11 @@ protected:
 class OverlappedOpenSslConnection : public OpenSslConnection {
 public:
     using OpenSslConnection::OpenSslConnection;
+    // As every socket with overlapped receives: the next one with this number must not be taken for
+    // it.
+    ~OverlappedOpenSslConnection() override {
+        platform::closesocket(static_cast<SOCKET>(socket.release()));
+    }
 
     void startReceives(const CompletionPort* port) {
         receiver.emplace(static_cast<SOCKET>(socket.get()), port);
