@@ -1,7 +1,7 @@
 // A work buffer of a connection. Its bytes are zero at the start, and those that were used are
 // overwritten at the end. It lies in a slab that many buffers share, so that pages that a
 // connection never uses take no memory, and the next connection finds pages that are there and
-// zero. The last slab is kept until the library is unloaded.
+// zero. A slab is freed with its last buffer; the last slab is kept until the library is unloaded.
 //
 // One thread at a time for an object; different objects are independent.
 #pragma once
