@@ -1,6 +1,6 @@
-// Finds why a connection failed from the lines that the library logged. A socket operation gives no
-// more than SOCKET_ERROR, so the log is the only source for most causes. Any host can do the same
-// in its own ILog.
+// Finds why a connection failed from the lines that the library logged.
+// IConnectionInfo::lastFailure reports less: nothing of what fails after the handshake or of an
+// unreadable configuration, and not the line that a user finds in the log.
 //
 // Threads: no lock; ToolLog guards it.
 #pragma once
