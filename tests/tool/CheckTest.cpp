@@ -268,6 +268,7 @@ TEST(Check, weakCertificateIsNamedWithItsSize) {
                                          "Tested", "--certificates", own.folder.string()});
         EXPECT_EQ(outcome.status, 7);
         EXPECT_THAT(firstFinding(outcome, "own-certificate"), HasSubstr(each.reason));
+        EXPECT_THAT(outcome.output, HasSubstr(each.reason));
     }
 }
 

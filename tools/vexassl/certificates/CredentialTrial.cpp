@@ -58,6 +58,12 @@ std::wstring causeOf(const std::vector<LoggedLine>& lines) {
     return last == lines.rend() ? std::wstring() : last->text;
 }
 
+std::string reasonOf(const CredentialTrial& trial) {
+    const std::string weakness =
+        trial.certificate ? weaknessOf(trial.certificate->key) : std::string();
+    return securityFailureSuffix(trial.cause) + (weakness.empty() ? "" : ": " + weakness);
+}
+
 } // namespace
 
 CredentialTrial tryCredentials(const IConfig& config, bool isServer, const OnChosen& onChosen) {
@@ -76,8 +82,10 @@ CredentialTrial tryCredentials(const IConfig& config, bool isServer, const OnCho
     }
     trial.matches = choice == CertificateChoice::ByName ? observer.found : 0;
     trial.lines = log.take();
-    trial.cause = trial.usable ? std::wstring() : causeOf(trial.lines);
-    trial.reason = securityFailureSuffix(trial.cause);
+    if (!trial.usable) {
+        trial.cause = causeOf(trial.lines);
+        trial.reason = reasonOf(trial);
+    }
     return trial;
 }
 

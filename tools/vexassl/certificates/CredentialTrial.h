@@ -24,7 +24,7 @@ struct CredentialTrial {
     std::size_t matches = 0;       // of a choice by name
     std::vector<LoggedLine> lines; // what the library logged
     std::wstring cause;            // of a failure: the Error line with the reason
-    std::string reason;            // of a failure of the security library: ": REASON"
+    std::string reason;            // ": REASON" of a failure, where the Error line doesn't have it
 };
 
 // Gets the chosen certificate, which is borrowed for the call.

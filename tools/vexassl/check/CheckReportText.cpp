@@ -53,7 +53,7 @@ std::string stackText(const std::string& stack) {
 
 std::string sideText(const CredentialTrial& side) {
     if (!side.usable) {
-        return "no usable certificate: " + printableText(side.cause);
+        return "no usable certificate: " + printableText(side.cause) + side.reason;
     }
     if (!side.certificate) {
         return "sends no certificate";

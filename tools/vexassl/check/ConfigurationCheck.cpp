@@ -266,11 +266,6 @@ private:
     // Includes the library's line that says what to do, if there is one.
     static std::string causeText(const CredentialTrial& side) {
         std::string text = printableText(side.cause) + side.reason;
-        if (const std::string weakness =
-                side.certificate ? weaknessOf(side.certificate->key) : std::string();
-            !weakness.empty()) {
-            text += ": " + weakness;
-        }
         for (const LoggedLine& line : side.lines) {
             if (line.text.starts_with(LogTexts::unreadableKeyPrefix)) {
                 text += " " + printableText(line.text);
