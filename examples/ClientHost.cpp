@@ -79,8 +79,12 @@ SOCKET connectPatiently(ISocketStrategy& strategy, const char* host, const char*
         if (connected != INVALID_SOCKET) {
             return connected;
         }
+        // All that there is in the clear, or when the name can't be resolved.
+        const int error = platform::WSAGetLastError();
         const ConnectionFailure failure = lastFailure(strategy);
-        std::cerr << "attempt " << attempt << ": " << convertWideToNarrow(failure.text)
+        std::cerr << "attempt " << attempt << ": "
+                  << (failure.text.empty() ? "error " + std::to_string(error)
+                                           : convertWideToNarrow(failure.text))
                   << std::endl;
         if (attempt == attempts || !mayPass(failure)) {
             return INVALID_SOCKET;
@@ -128,7 +132,7 @@ int main(int argc, char** argv) {
         platform::closesocket(s);
         return exchanged ? 0 : 1;
     } catch (const std::exception& error) { // a bad value in the configuration
-        std::cerr << error.what() << ": see the log\n";
+        std::cerr << error.what() << " (the log may have the reason)\n";
         return 1;
     }
 }

@@ -34,10 +34,13 @@ inline VexaSsl::SOCKET listenLocally(VexaSsl::ISocketStrategy& plain, const char
     // delayed acknowledgement.
     const int yes = 1;
     setsockopt(static_cast<int>(s), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+    // Otherwise a restarted server can't bind for a minute after it has closed a connection.
+    setsockopt(static_cast<int>(s), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     if (platform::bind(s, addresses.list->ai_addr, static_cast<int>(addresses.list->ai_addrlen)) !=
             0 ||
-        platform::listen(s, 16) != 0) {
-        throw std::runtime_error("cannot listen");
+        platform::listen(s, SOMAXCONN) != 0) {
+        throw std::runtime_error("cannot listen: error " +
+                                 std::to_string(platform::WSAGetLastError()));
     }
     return s;
 }

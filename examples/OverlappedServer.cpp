@@ -288,7 +288,7 @@ int main(int argc, char** argv) {
         platform::closesocket(listener);
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << ": see the log\n";
+        std::cerr << error.what() << " (the log may have the reason)\n";
         return 1;
     }
 }

@@ -46,8 +46,8 @@ inline SOCKET listenLocally(u_short port) {
     const BOOL yes = TRUE;
     setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&yes), sizeof yes);
     if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(s, 16) != 0) {
-        throw std::runtime_error("cannot listen");
+        listen(s, SOMAXCONN) != 0) {
+        throw std::runtime_error("cannot listen: error " + std::to_string(WSAGetLastError()));
     }
     return s;
 }

@@ -135,7 +135,7 @@ int main(int argc, char** argv) {
         std::cout << answer << std::flush;
         return answer.empty() ? 1 : 0;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << ": see the log\n";
+        std::cerr << error.what() << " (the log may have the reason)\n";
         return 1;
     }
 }

@@ -285,7 +285,7 @@ int main(int argc, char** argv) {
         closesocket(listener);
         return 0;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << ": see the log\n";
+        std::cerr << error.what() << " (the log may have the reason)\n";
         return 1;
     }
 }

@@ -75,6 +75,31 @@ TEST(Examples, clientTriesAgainUntilTheServerIsThere) {
     EXPECT_NE(client.output().find("at last\n"), std::string::npos);
 }
 
+TEST(Examples, clientReportsTheErrorOfALookup) {
+    Command client({example("client_host"), "localhost", "no such service", iniFile(secureClient()),
+                    "Tested", pki::folder().string(), "never sent"});
+    EXPECT_TRUE(client.complains("attempt 1: error 10109")) << client.errors();
+}
+
+// The server ends this connection first, so the system remembers it.
+TEST(Examples, serverListensAgainAtOnce) {
+    RunningHost first(secureServer());
+    runTool({"connect", "localhost:" + first.port(), "--keep-open"},
+            Command::Input::text("not TLS"));
+    EXPECT_EQ(first.command().exitStatus(), 1);
+    RunningHost second(secureServer(), "server_host", 1, first.port());
+    Command client(clientHost(second.port(), secureClient(), "hello"));
+    EXPECT_EQ(client.exitStatus(), 0) << client.errors();
+}
+
+TEST(Examples, serverNamesTheErrorOfAUsedPort) {
+    const Listener taken;
+    Command server({example("server_host"), std::to_string(taken.port()), iniFile(secureServer()),
+                    "Tested", pki::folder().string(), "1"});
+    EXPECT_EQ(server.exitStatus(), 1);
+    EXPECT_TRUE(server.complains("cannot listen: error 10048")) << server.errors();
+}
+
 void expectServed(const Words& server, const Words& client, const std::string& name) {
     RunningHost host(server);
     Command visitor(clientHost(host.port(), client, "hello"));
