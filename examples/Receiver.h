@@ -14,7 +14,7 @@ using namespace VexaSsl; // has SOCKET on Linux; on Windows it is global
 
 class Receiver {
 public:
-    // Of an established connection.
+    // Of an established connection that no other thread uses yet.
     Receiver(ISocketStrategy& strategy, SOCKET s)
         : strategy(strategy), info(dynamic_cast<IConnectionInfo&>(strategy)), socket(s),
           isSecured(!info.connectionInfo().protocol.empty()) {}
