@@ -42,10 +42,8 @@ else()
   target_compile_options(vexassl_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
   # In a unity build Clang takes another file's local names for hidden ones, GCC a file's for a header's.
-  if(CMAKE_UNITY_BUILD)
-    target_compile_options(vexassl_warnings INTERFACE
-      $<IF:$<CXX_COMPILER_ID:GNU>,-Wno-subobject-linkage,-Wno-shadow>)
-  endif()
+  target_compile_options(vexassl_warnings INTERFACE
+    "$<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:$<IF:$<CXX_COMPILER_ID:GNU>,-Wno-subobject-linkage,-Wno-shadow>>")
 endif()
 # Not inside another project, whose compiler may have other warnings.
 if(PROJECT_IS_TOP_LEVEL)
