@@ -103,6 +103,10 @@ BAR_CHARTS = {
     "framed": ("Messages of a length and a body", ["framed messages of 1 KiB",
                                                    "framed messages of 1 KiB, MSG_WAITALL"]),
     "ping-pong": ("Round trips", ["ping-pong of 64 B", "ping-pong of 4 KiB"]),
+    "overlapped": ("Overlapped round trips",
+                   [f"overlapped {means}, ping-pong of {size}"
+                    for means in ("with events", "on a completion port")
+                    for size in ("64 B", "4 KiB", "64 KiB")]),
     "handshakes": ("Handshakes (longer is better)", ["handshakes, RSA-2048", "handshakes, P-256",
                                                      "handshakes, P-256, 140 roots"]),
     "memory": ("Memory", ["memory of an idle connection",

@@ -77,7 +77,7 @@ Cell framed(const std::string& name, Framing framing, std::size_t total) {
 }
 
 Cell pingPong(const std::string& name, std::size_t size, int roundTrips) {
-    return transfer(name, "CPU us a trip", transfers, [=](Contender& contender) {
+    return transfer(name, "CPU us a round trip", transfers, [=](Contender& contender) {
         const Cost cost = runPingPong(contender, size, roundTrips);
         return Cell::Figure{cost.cpu * mega / roundTrips, 0};
     });
@@ -86,7 +86,7 @@ Cell pingPong(const std::string& name, std::size_t size, int roundTrips) {
 // More than one record each way, the last of which waits for an acknowledgement without
 // TCP_NODELAY.
 Cell latency(const std::string& name, std::size_t size, int roundTrips) {
-    return transfer(name, "wall us a trip", transfers, [=](Contender& contender) {
+    return transfer(name, "wall us a round trip", transfers, [=](Contender& contender) {
         const Cost cost = runPingPong(contender, size, roundTrips);
         return Cell::Figure{cost.wall * mega / roundTrips, 0};
     });

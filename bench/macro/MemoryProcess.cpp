@@ -89,11 +89,11 @@ std::vector<MemoryCell> memoryCells(Effort effort) {
     for (const std::size_t count : counts) {
         cells.push_back(growth("memory of a connection, idle ones: ", "KiB a pair", count, muchUsed,
                                Quantity::memory));
-        cells.push_back(growth("ping-pong of 1 KiB, idle connections beside it: ", "CPU us a trip",
-                               count, littleUsed, Quantity::roundTrip));
-        cells.push_back(growth(
-            "completion port, ping-pong of 1 KiB, idle connections beside it: ", "CPU us a trip",
-            count, littleUsed, Quantity::roundTrip, Receiving::completionPort));
+        cells.push_back(growth("ping-pong of 1 KiB, idle connections beside it: ",
+                               "CPU us a round trip", count, littleUsed, Quantity::roundTrip));
+        cells.push_back(growth("completion port, ping-pong of 1 KiB, idle connections beside it: ",
+                               "CPU us a round trip", count, littleUsed, Quantity::roundTrip,
+                               Receiving::completionPort));
         cells.push_back(growth("one more connection, idle ones before it: ", "CPU us", count,
                                littleUsed, Quantity::handshake));
     }
