@@ -166,6 +166,11 @@ TEST_F(Picker, dateThatCannotBeDecodedIsQuestionMark) {
     ASN1_STRING_set(date, "never", 5);
     X509_set1_notAfter(strange.certificate.get(), date);
     ASN1_TIME_free(date);
+    X509* const decoded = X509_dup(strange.certificate.get()); // by way of DER
+    X509_free(decoded);
+    if (decoded == nullptr) {
+        GTEST_SKIP() << "this OpenSSL decodes no certificate with such a date";
+    }
     install("c.pem", strange);
     const std::string shown = answer("\n").shown;
     EXPECT_TRUE(contains(shown, " to ?\r\n")) << shown;

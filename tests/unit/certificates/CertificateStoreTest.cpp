@@ -220,6 +220,9 @@ TEST_F(CertificateStoreTest, missByNameIsAnErrorAndAnInfoLineAndNoException) {
 TEST_F(CertificateStoreTest, errorOfASearchIsReadBeforeMemoryIsAllocated) {
     const CertificateStore store(log);
     platform.calls.reserve(100);
+    if (allocations() == 0) {
+        GTEST_SKIP() << "allocations are not counted: valgrind replaces operator new";
+    }
     long atMiss = 0;
     platform.CertFindCertificateInStore = [&](auto...) {
         atMiss = allocations();
